@@ -1,0 +1,25 @@
+# What an installation holds: the library, its headers, a CMake package, a pkg-config file, the programs.
+
+include(CMakePackageConfigHelpers)
+
+install(TARGETS tvlclient EXPORT tvlclientTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(TARGETS tvl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/tvlclient DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/tvlclient)
+install(EXPORT tvlclientTargets NAMESPACE tvlclient:: DESTINATION ${package_dir})
+configure_package_config_file(
+  ${PROJECT_SOURCE_DIR}/cmake/tvlclientConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/tvlclientConfig.cmake
+  INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(
+  ${PROJECT_BINARY_DIR}/tvlclientConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES
+  ${PROJECT_BINARY_DIR}/tvlclientConfig.cmake
+  ${PROJECT_BINARY_DIR}/tvlclientConfigVersion.cmake
+  DESTINATION ${package_dir})
+
+configure_file(${PROJECT_SOURCE_DIR}/cmake/tvlclient.pc.in ${PROJECT_BINARY_DIR}/tvlclient.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/tvlclient.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,0 +1,28 @@
+# Compiler settings that every target of the project shares.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+
+find_program(TVL_CCACHE ccache)
+if(TVL_CCACHE)
+  set(CMAKE_C_COMPILER_LAUNCHER ${TVL_CCACHE})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${TVL_CCACHE})
+endif()
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -fstack-protector-strong)
+if(TVL_WERROR)
+  add_compile_options(-Werror)
+endif()
+if(TVL_SANITIZE)
+  add_compile_options(-fsanitize=${TVL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${TVL_SANITIZE})
+endif()
+if(TVL_BUILD_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link,address,undefined)
+  add_link_options(-fsanitize=address,undefined)
+endif()

@@ -1,0 +1,95 @@
+#ifndef TVLCLIENT_SMB_OPR_H
+#define TVLCLIENT_SMB_OPR_H
+
+#include <tvlclient/client_opr.h>
+
+// A connection to a store that is a directory tree, as a rule on a network share, with no server process.
+//
+// The base class tells what the operations do. Those of files and trees do not ask whether the connection is
+// open: they work on the folders that the last `Open` settled.
+class TVL_API CTVLClientSmbOpr : public CTVLClientOpr {
+ public:
+  CTVLClientSmbOpr();
+  // A copy has the source's texts and settings and starts closed: configuration, presence and locks stay with
+  // the source.
+  CTVLClientSmbOpr(const CTVLClientSmbOpr& other);
+  CTVLClientSmbOpr& operator=(const CTVLClientSmbOpr& other);
+  ~CTVLClientSmbOpr() override;
+
+  int Open(char* workingDirectory, char* configFile, char* host, unsigned int port, char* className,
+           char* clientTag) override;
+  int Open(char* workingDirectory, char* configFile, char* className) override;
+  int Close() override;
+  int Lock(char* object, int* state, char* computer, int* instance, int* pid, char* ipAddress,
+           char* user) override;
+  int Unlock(char* object, int* state, char* computer, int* instance, int* pid, char* ipAddress,
+             char* user) override;
+  int GetProcessesList(char* className, int& count, CString& list) override;
+  int GetRemote(char* remoteName, char* localName, int* transferred) override;
+  int CopyRemoteFile2Dir(char* remoteName, char* localPath) override;
+  int ExistsRemote(char* remoteName) override;
+  int PutRemote(char* remoteName, char* localName, int* transferred) override;
+  int GetRemoteDirContent(char* directory, char* pattern, int* count, CString& list) override;
+  int CreateServerDir(char* directory) override;
+  int DeleteServerDir(char* directory) override;
+  int DeleteServerFile(char* file) override;
+  int RenameServerFile(char* oldName, char* newName) override;
+  int CopyServer2Server(char* source, char* target, int targetIsDirectory) override;
+  int CopyServerDir2ServerDir(char* source, char* target, ProgressCallback callback, void* userData) override;
+  int CopyRemoteDir2LocalDir(char* remoteDirectory, char* localDirectory, ProgressCallback callback,
+                             void* userData) override;
+  int CopyLocalDir2RemoteDir(char* localDirectory, char* remoteDirectory, ProgressCallback callback,
+                             void* userData) override;
+  int CopyLocalFile2RemoteFile(char* localFile, char* remoteFile) override;
+  using CTVLClientOpr::SyncDirOpenGetRemote;
+  using CTVLClientOpr::SyncDirOpenPutRemote;
+  int SyncDirOpenGetRemote(char* remoteDirectory, char* localDirectory, char* pattern,
+                           SYNC_DIR_FILE_EXCLUDE exclude, unsigned int* total) override;
+  int SyncDirOpenPutRemote(char* remoteDirectory, char* localDirectory, char* pattern,
+                           SYNC_DIR_FILE_EXCLUDE exclude, unsigned int* total) override;
+  int SyncDirSyncronize(ProgressCallback callback, void* userData) override;
+  int CTFileInit(char* name, int& handle, int datLen, int key1Len, int key2Len) override;
+  int CTFileOpen(char* name, int& handle, int& datLen, int& key1Len, int& key2Len) override;
+  int CTFileClose(int handle) override;
+  int CTFileRead(int handle, int prefix, int& rows, char* readList, int keyNumber, void* block) override;
+  int CTFileWrite(int handle, int several, int rows, void* block) override;
+  int CTFileDelete(int handle, int prefix, char* deleteList) override;
+  int GetEnviron(const char* name, const char* defaultValue, CString& value) override;
+  int PutEnviron(const char* name, const char* value) override;
+  char* DocumentRoot() override;
+  int GetUpdatePacks(char* prefix, int& count, CString& list) override;
+
+  // --- Additions of this implementation ---
+
+  // Full path of the document root with a trailing backslash; empty before the first `Open`.
+  const char* ServerRoot() const;
+
+  // Answers what a get or a put of these names would find, and changes nothing: 1 into `equal` if the compare
+  // policy finds both copies equal, else 0. `equal` must not be null. 0; 20 or 21 if a path does not fit.
+  int CompareRemote(char* remoteName, char* localName, int* equal);
+
+  // Reads and expands `configFile` on a connection that is not open, without making a folder: for programs
+  // that show a configuration. 0 or 3, 5; 9 on an open connection.
+  int ReadConfig(const char* configFile);
+  // The variables of the configuration, expanded. `index` from 0 to ConfigCount() - 1; null outside. The
+  // texts live until the configuration changes.
+  int ConfigCount() const;
+  const char* ConfigName(int index) const;
+  const char* ConfigValue(int index) const;
+  // Settings of the configuration as read: 0 dumb, 1 hash, 2 time; and whether files travel compressed.
+  int ConfigFileCompare() const;
+  int ConfigZipOnTransfert() const;
+
+ private:
+  TVL_HIDDEN int SettleDirectories(char* directory);
+  TVL_HIDDEN int CopyFailure() const;
+  TVL_HIDDEN int TargetFailure() const;
+  TVL_HIDDEN int Transfer(const char* source, const char* target);
+  TVL_HIDDEN int TransferUnlessEqual(const char* source, const char* target, int* transferred);
+  TVL_HIDDEN static void EqualFileTimes(const char* source, const char* target);
+
+  struct State;
+  State* state;
+};
+
+#endif

@@ -1,0 +1,62 @@
+#ifndef TVLCLIENT_TCP_OPR_H
+#define TVLCLIENT_TCP_OPR_H
+
+#include <tvlclient/client_opr.h>
+
+// A connection to a store behind a TCP server.
+//
+// Real here are the six-argument `Open`, `Close`, `Lock`, `Unlock`, `GetRemote` and `PutRemote`; every other
+// operation answers 1 and changes nothing, but for the counts and lists that it sets to 0 and empty.
+class TVL_API CTVLClientTcpOpr : public CTVLClientOpr {
+ public:
+  CTVLClientTcpOpr();
+  // A connection owns its place in the conversation with the server, so there is no second one.
+  CTVLClientTcpOpr(const CTVLClientTcpOpr&) = delete;
+  CTVLClientTcpOpr& operator=(const CTVLClientTcpOpr&) = delete;
+  ~CTVLClientTcpOpr() override;
+
+  int Open(char* workingDirectory, char* configFile, char* host, unsigned int port, char* className,
+           char* clientTag) override;
+  int Open(char* workingDirectory, char* configFile, char* className) override;
+  int Close() override;
+  int Lock(char* object, int* state, char* computer, int* instance, int* pid, char* ipAddress,
+           char* user) override;
+  int Unlock(char* object, int* state, char* computer, int* instance, int* pid, char* ipAddress,
+             char* user) override;
+  int GetProcessesList(char* className, int& count, CString& list) override;
+  int GetRemote(char* remoteName, char* localName, int* transferred) override;
+  int CopyRemoteFile2Dir(char* remoteName, char* localPath) override;
+  int ExistsRemote(char* remoteName) override;
+  int PutRemote(char* remoteName, char* localName, int* transferred) override;
+  int GetRemoteDirContent(char* directory, char* pattern, int* count, CString& list) override;
+  int CreateServerDir(char* directory) override;
+  int DeleteServerDir(char* directory) override;
+  int DeleteServerFile(char* file) override;
+  int RenameServerFile(char* oldName, char* newName) override;
+  int CopyServer2Server(char* source, char* target, int targetIsDirectory) override;
+  int CopyServerDir2ServerDir(char* source, char* target, ProgressCallback callback, void* userData) override;
+  int CopyRemoteDir2LocalDir(char* remoteDirectory, char* localDirectory, ProgressCallback callback,
+                             void* userData) override;
+  int CopyLocalDir2RemoteDir(char* localDirectory, char* remoteDirectory, ProgressCallback callback,
+                             void* userData) override;
+  int CopyLocalFile2RemoteFile(char* localFile, char* remoteFile) override;
+  using CTVLClientOpr::SyncDirOpenGetRemote;
+  using CTVLClientOpr::SyncDirOpenPutRemote;
+  int SyncDirOpenGetRemote(char* remoteDirectory, char* localDirectory, char* pattern,
+                           SYNC_DIR_FILE_EXCLUDE exclude, unsigned int* total) override;
+  int SyncDirOpenPutRemote(char* remoteDirectory, char* localDirectory, char* pattern,
+                           SYNC_DIR_FILE_EXCLUDE exclude, unsigned int* total) override;
+  int SyncDirSyncronize(ProgressCallback callback, void* userData) override;
+  int CTFileInit(char* name, int& handle, int datLen, int key1Len, int key2Len) override;
+  int CTFileOpen(char* name, int& handle, int& datLen, int& key1Len, int& key2Len) override;
+  int CTFileClose(int handle) override;
+  int CTFileRead(int handle, int prefix, int& rows, char* readList, int keyNumber, void* block) override;
+  int CTFileWrite(int handle, int several, int rows, void* block) override;
+  int CTFileDelete(int handle, int prefix, char* deleteList) override;
+  int GetEnviron(const char* name, const char* defaultValue, CString& value) override;
+  int PutEnviron(const char* name, const char* value) override;
+  char* DocumentRoot() override;
+  int GetUpdatePacks(char* prefix, int& count, CString& list) override;
+};
+
+#endif

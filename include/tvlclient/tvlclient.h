@@ -1,0 +1,34 @@
+#ifndef TVLCLIENT_TVLCLIENT_H
+#define TVLCLIENT_TVLCLIENT_H
+
+// The client library of the Tavolis File System, whole.
+//
+// A program that needs one connection uses the free functions (functions.h):
+//
+//     char directory[260] = "work";
+//     char config[] = "store.ini", client[] = "demo", name[] = "docs/a.doc";
+//     if (int code = TVLConnect2Dir(directory, config, client)) return Complain(TVLFormatError(code));
+//     int moved = 0;
+//     TVLGetFile(name, nullptr, &moved);
+//     TVLCloseConnection();
+//
+// One that needs several, or listings, copies and tables, makes connection objects (smb_opr.h, tcp_opr.h),
+// all with the operations of client_opr.h:
+//
+//     CTVLClientSmbOpr store;
+//     if (store.Open(directory, config, client) == TVL_OK) {
+//       char folder[] = "docs", pattern[] = "*.doc";
+//       int count = 0;
+//       CString names;
+//       store.GetRemoteDirContent(folder, pattern, &count, names);
+//     }
+
+#include <tvlclient/client_config.h>
+#include <tvlclient/client_opr.h>
+#include <tvlclient/cstring.h>
+#include <tvlclient/errors.h>
+#include <tvlclient/functions.h>
+#include <tvlclient/smb_opr.h>
+#include <tvlclient/tcp_opr.h>
+
+#endif

@@ -1,0 +1,86 @@
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <new>
+#include <stdexcept>
+#include <utility>
+
+#include <tvlclient/cstring.h>
+
+namespace {
+
+// 1 if `change` came through; 0 where memory ran out, which leaves a std::string as it was.
+template <typename Change>
+int Try(Change change) noexcept try {
+  change();
+  return 1;
+} catch (const std::bad_alloc&) {
+  return 0;
+} catch (const std::length_error&) {
+  return 0;
+}
+
+const char* OrEmpty(const char* text) {
+  return text == nullptr ? "" : text;
+}
+
+}  // namespace
+
+CString::CString(const char* text) noexcept {
+  Try([&] { text_ = OrEmpty(text); });
+}
+
+CString::CString(const CString& other) noexcept {
+  Try([&] { text_ = other.text_; });
+}
+
+CString::CString(CString&& other) noexcept : text_(std::move(other.text_)) {}
+
+CString& CString::operator=(const char* text) noexcept {
+  Try([&] { text_ = OrEmpty(text); });
+  return *this;
+}
+
+CString& CString::operator=(const CString& other) noexcept {
+  if (this != &other) Try([&] { text_ = other.text_; });
+  return *this;
+}
+
+CString& CString::operator=(CString&& other) noexcept {
+  text_.swap(other.text_);
+  return *this;
+}
+
+int CString::Format(const char* format, ...) noexcept {
+  va_list arguments;
+  va_start(arguments, format);
+  char* made = nullptr;
+  const int length = vasprintf(&made, format, arguments);
+  va_end(arguments);
+  if (length < 0) return 0;
+  const int done = Try([&] { text_.assign(made, static_cast<std::size_t>(length)); });
+  std::free(made);
+  return done;
+}
+
+int CString::Append(const char* text) noexcept {
+  return Try([&] { text_ += OrEmpty(text); });
+}
+
+int CString::AppendChar(char character) noexcept {
+  return Try([&] { text_ += character; });
+}
+
+CString& CString::TrimRight(char character) noexcept {
+  text_.resize(text_.find_last_not_of(character) + 1);
+  return *this;
+}
+
+CString& CString::TrimRight() noexcept {
+  text_.resize(text_.find_last_not_of(" \t\r\n") + 1);
+  return *this;
+}
+
+void CString::Empty() noexcept {
+  text_.clear();
+}

@@ -1,0 +1,29 @@
+#include "base/low_file.h"
+
+#include "base/file_helpers.h"
+
+HANDLE LowOpen(const char* path, int flags) {
+  DWORD disposition = OPEN_EXISTING;
+  if ((flags & kLowCreate) != 0 && FileExists(path) == 0) disposition = CREATE_ALWAYS;
+  if ((flags & kLowTruncate) != 0) disposition = CREATE_ALWAYS;
+  DWORD access = GENERIC_READ;
+  if ((flags & (kLowWriteOnly | kLowReadWrite)) != 0) access |= GENERIC_WRITE;
+  const HANDLE file = CreateFileA(path, access, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, disposition,
+                                  FILE_ATTRIBUTE_NORMAL | FILE_FLAG_RANDOM_ACCESS, 0);
+  if (file != INVALID_HANDLE_VALUE && (flags & kLowAppend) != 0) SetFilePointer(file, 0, nullptr, FILE_END);
+  return file;
+}
+
+BOOL LowClose(HANDLE file) {
+  return CloseHandle(file);
+}
+
+unsigned int LowRead(HANDLE file, void* buffer, unsigned int count) {
+  DWORD done = 0;
+  return ReadFile(file, buffer, count, &done, nullptr) != 0 ? done : kLowFailed;
+}
+
+unsigned int LowWrite(HANDLE file, void* buffer, unsigned int count) {
+  DWORD done = 0;
+  return WriteFile(file, buffer, count, &done, nullptr) != 0 ? done : kLowFailed;
+}

@@ -1,0 +1,250 @@
+#include "config/config.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include <tvlclient/errors.h>
+
+#include "base/file_helpers.h"
+#include "base/fixed_text.h"
+#include "base/memory.h"
+#include "base/path_helpers.h"
+#include "base/text.h"
+#include "platform/ini_file.h"
+#include "platform/names.h"
+
+namespace {
+
+constexpr char kMainSection[] = "TavolisFileSystem";
+constexpr char kVariables[] = "Environments";
+constexpr char kDocumentRoot[] = "DocumentRoot";
+constexpr char kTmpDir[] = "TmpDir";
+constexpr int kChunk = 4;
+constexpr DWORD kSectionRoom = 32768;
+constexpr DWORD kComputerRoom = 16;
+
+struct NamedPolicy {
+  const char* name;
+  int policy;
+};
+
+constexpr int kHashPolicy = 1;
+constexpr NamedPolicy kPolicies[] = {{"dumb", 0}, {"time", 2}};  // any other text means hash
+
+struct NamedDefault {
+  const char* key;
+  const char* otherwise;
+};
+
+constexpr NamedDefault kNames[] = {{"ShortName", "TFS"}, {"LongName", "Tavolis File System"}};
+
+// Text of a key of the main section.
+class MainKey {
+ public:
+  MainKey(const char* key, const char* otherwise, const char* file) {
+    GetPrivateProfileStringA(kMainSection, key, otherwise, text_, sizeof text_, file);
+  }
+  [[nodiscard]] const char* Text() const { return text_; }
+
+ private:
+  char text_[tvl::kMaxPath];
+};
+
+int CompareNames(const void* a, const void* b) {
+  return tvl::CompareNoCase(static_cast<const ConfigEntry*>(a)->name,
+                            static_cast<const ConfigEntry*>(b)->name);
+}
+
+// Makes the folder unless it is there; false if it is none afterwards.
+bool EnsureFolder(const char* path) {
+  CreateDirectoryA(path, nullptr);
+  return IsDirectory(path) != 0;
+}
+
+// Fills a field with `base`, `name` and a backslash; false, and the field stays, if that doesn't fit.
+bool SubFolder(const char* base, const char* name, char (&field)[tvl::kMaxPath]) {
+  tvl::PathText path;
+  path.Append(base).Append(name).Append("\\");
+  return path.Fits() && tvl::CopyPath(field, path.View());
+}
+
+}  // namespace
+
+CConfig::CConfig(const char* file)
+    : iniFile{},
+      entries(nullptr),
+      entryCount(0),
+      status(TVL_ERR_NO_CONFIG),
+      zipOnTransfert(0),
+      fileCompare(kHashPolicy),
+      sorted(0),
+      tmpDir{},
+      locksDir{},
+      procsDir{},
+      documentRoot{},
+      emptyValue{} {
+  if (file != nullptr && *file != 0) Load(file);
+}
+
+CConfig::CConfig(const CConfig& other) : CConfig() {
+  *this = other;
+}
+
+CConfig& CConfig::operator=(const CConfig& other) {
+  if (this == &other) return *this;
+  Clear();
+  zipOnTransfert = other.zipOnTransfert;
+  fileCompare = other.fileCompare;
+  std::memcpy(iniFile, other.iniFile, sizeof iniFile);
+  std::memcpy(tmpDir, other.tmpDir, sizeof tmpDir);
+  std::memcpy(locksDir, other.locksDir, sizeof locksDir);
+  std::memcpy(procsDir, other.procsDir, sizeof procsDir);
+  std::memcpy(documentRoot, other.documentRoot, sizeof documentRoot);
+  return *this;
+}
+
+CConfig::~CConfig() {
+  Clear();
+}
+
+void CConfig::Clear() {
+  for (int row = 0; row < entryCount; ++row) {
+    SafeFree(entries[row].name);
+    SafeFree(entries[row].value);
+  }
+  entries = static_cast<ConfigEntry*>(SafeFree(entries));
+  entryCount = 0;
+  status = TVL_ERR_NO_CONFIG;
+  sorted = 0;
+  tmpDir[0] = 0;
+}
+
+ConfigEntry* CConfig::Find(const char* name) {
+  if (entries == nullptr) return nullptr;
+  const auto count = static_cast<std::size_t>(entryCount);
+  if (sorted != 0) {
+    const ConfigEntry wanted = {const_cast<char*>(name), nullptr, 0};
+    return static_cast<ConfigEntry*>(std::bsearch(&wanted, entries, count, sizeof *entries, CompareNames));
+  }
+  ConfigEntry* end = entries + count;
+  ConfigEntry* found =
+      std::find_if(entries, end, [&](const ConfigEntry& row) { return tvl::EqualNoCase(row.name, name); });
+  return found == end ? nullptr : found;
+}
+
+ConfigEntry* CConfig::Set(const char* name, const char* value) {
+  ConfigEntry* entry = Find(name);
+  if (entry == nullptr) {
+    entries = static_cast<ConfigEntry*>(GrowArray(entries, entryCount, sizeof *entries, kChunk));
+    entry = &entries[entryCount];
+    entry->name = StrDup(name);
+    ++entryCount;
+    sorted = 0;
+  }
+  entry->value = StrReplace(entry->value, value);
+  return entry;
+}
+
+char* CConfig::Get(const char* name) {
+  ConfigEntry* entry = Find(name);
+  return entry == nullptr || entry->value == nullptr ? emptyValue : entry->value;
+}
+
+int CConfig::Fail(int code) {
+  status = code;
+  return code;
+}
+
+void CConfig::ReadSettings() {
+  zipOnTransfert = GetPrivateProfileIntA(kMainSection, "ZipOnTransfert", 1, iniFile);
+  const MainKey policy("FileCompare", "HASH", iniFile);
+  for (const NamedPolicy& row : kPolicies) {
+    if (tvl::EqualNoCase(policy.Text(), row.name)) fileCompare = row.policy;
+  }
+}
+
+void CConfig::ReadVariables(const char* section) {
+  char lines[kSectionRoom];
+  GetPrivateProfileSectionA(section, lines, sizeof lines, iniFile);
+  for (char* line = lines; *line != 0;) {
+    char* next = line + std::strlen(line) + 1;
+    if (char* equals = std::strchr(line, '=')) {
+      *equals = 0;
+      Set(line, equals + 1);
+    }
+    line = next;
+  }
+}
+
+// Where the variables name no document root, the main section does, and then it alone names the temporary
+// folder too.
+int CConfig::ReadRoot() {
+  if (Find(kDocumentRoot) != nullptr) return TVL_OK;
+  const MainKey root(kDocumentRoot, "", iniFile);
+  if (*root.Text() == 0) return TVL_ERR_ROOT_UNDEFINED;
+  Set(kDocumentRoot, root.Text());
+  Set(kTmpDir, MainKey(kTmpDir, "$DocumentRoot/tmp", iniFile).Text());
+  return TVL_OK;
+}
+
+void CConfig::Sort() {
+  if (entryCount < 2) return;
+  std::qsort(entries, static_cast<std::size_t>(entryCount), sizeof *entries, CompareNames);
+  sorted = 1;
+}
+
+int CConfig::ReadTable(const char* file) {
+  Clear();
+  zipOnTransfert = 0;
+  fileCompare = kHashPolicy;
+  // The empty name that stays of one too long finds no file, as the long one wouldn't.
+  if (!tvl::CopyPath(iniFile, file)) return TVL_ERR_ROOT_UNDEFINED;
+  char computer[kComputerRoom];
+  DWORD room = sizeof computer;
+  GetComputerNameA(computer, &room);
+  tvl::ToLower(computer);
+  ReadSettings();
+  ReadVariables(kVariables);
+  ReadVariables(computer);
+  if (const int code = ReadRoot()) return code;
+  Sort();
+  for (int row = 0; row < entryCount; ++row) Expand(&entries[row]);
+  return TVL_OK;
+}
+
+int CConfig::SettleRoot() {
+  if (!tvl::CopyPath(documentRoot, Get(kDocumentRoot)) || !EnsureFolder(documentRoot))
+    return TVL_ERR_ROOT_INVALID;
+  return TVL_OK;
+}
+
+int CConfig::SettleTmpDir() {
+  if (Find(kTmpDir) == nullptr) return TVL_ERR_TMP_UNDEFINED;
+  if (!tvl::CopyPath(tmpDir, Get(kTmpDir)) || !EnsureFolder(tmpDir)) return TVL_ERR_TMP_INVALID;
+  if (AddTrailingBackslash(tmpDir) == 0) return TVL_ERR_TMP_INVALID;
+  if (!SubFolder(tmpDir, "locks", locksDir) || !SubFolder(tmpDir, "procs", procsDir))
+    return TVL_ERR_TMP_INVALID;
+  CreateDirectoryA(locksDir, nullptr);
+  CreateDirectoryA(procsDir, nullptr);
+  return TVL_OK;
+}
+
+void CConfig::ReadNames() {
+  for (const NamedDefault& name : kNames) Set(name.key, MainKey(name.key, name.otherwise, iniFile).Text());
+}
+
+int CConfig::Load(const char* file) {
+  if (const int code = ReadTable(file)) return Fail(code);
+  if (const int code = SettleRoot()) return Fail(code);
+  if (const int code = SettleTmpDir()) return Fail(code);
+  ReadNames();
+  status = TVL_OK;
+  return TVL_OK;
+}
+
+int CConfig::Read(const char* file) {
+  if (const int code = ReadTable(file)) return code;
+  ReadNames();
+  return Find(kTmpDir) == nullptr ? TVL_ERR_TMP_UNDEFINED : TVL_OK;
+}

@@ -1,0 +1,32 @@
+#include <new>
+
+#include "directory/state.h"
+
+// A look at the configuration, for programs that show it.
+
+int CTVLClientSmbOpr::ReadConfig(const char* configFile) try {
+  if (opened != 0) return TVL_ERR_ALREADY_CONNECTED;
+  return state->config.Read(configFile);
+} catch (const std::bad_alloc&) {
+  return TVL_ERR_ROOT_UNDEFINED;
+}
+
+int CTVLClientSmbOpr::ConfigCount() const {
+  return state->config.entryCount;
+}
+
+const char* CTVLClientSmbOpr::ConfigName(int index) const {
+  return index >= 0 && index < ConfigCount() ? state->config.entries[index].name : nullptr;
+}
+
+const char* CTVLClientSmbOpr::ConfigValue(int index) const {
+  return index >= 0 && index < ConfigCount() ? state->config.entries[index].value : nullptr;
+}
+
+int CTVLClientSmbOpr::ConfigFileCompare() const {
+  return state->config.fileCompare;
+}
+
+int CTVLClientSmbOpr::ConfigZipOnTransfert() const {
+  return state->config.zipOnTransfert;
+}

@@ -1,0 +1,112 @@
+#include <cstring>
+#include <new>
+
+#include "base/fixed_text.h"
+#include "base/path_helpers.h"
+#include "base/text.h"
+#include "directory/state.h"
+#include "platform/files.h"
+#include "platform/host_path.h"
+#include "transfer/compare.h"
+#include "transfer/sha1.h"
+
+namespace {
+
+// Fills a field with the full form of `path`; false if it doesn't fit.
+bool FullPath(const char* path, char (&field)[tvl::kMaxPath]) {
+  const unsigned int length = GetFullPathNameA(path, sizeof field, field, nullptr);
+  return length > 0 && length < sizeof field;
+}
+
+void SignStore(const char* server_root, char* signature) {
+  tvl::FixedText<tvl::kMaxPath + 4> identity;
+  identity.Append("SMB-").Append(server_root);
+  Sha1OfString(identity.Text(), signature);
+}
+
+}  // namespace
+
+CTVLClientSmbOpr::CTVLClientSmbOpr() : state(new State) {}
+
+CTVLClientSmbOpr::CTVLClientSmbOpr(const CTVLClientSmbOpr& other)
+    : CTVLClientOpr(other), state(new State(*other.state)) {
+  opened = 0;
+  dumbMode = 0;
+}
+
+CTVLClientSmbOpr& CTVLClientSmbOpr::operator=(const CTVLClientSmbOpr& other) {
+  if (this == &other) return *this;
+  Close();
+  CTVLClientOpr::operator=(other);
+  opened = 0;
+  dumbMode = 0;
+  *state = *other.state;
+  return *this;
+}
+
+CTVLClientSmbOpr::~CTVLClientSmbOpr() {
+  CTVLClientSmbOpr::Close();
+  delete state;
+}
+
+int CTVLClientSmbOpr::Open(char* /*workingDirectory*/, char* /*configFile*/, char* /*host*/,
+                           unsigned int /*port*/, char* /*className*/, char* /*clientTag*/) {
+  return TVL_ERR_NOT_SUPPORTED;
+}
+
+int CTVLClientSmbOpr::Open(char* directory, char* configFile, char* /*className*/) try {
+  const int code = state->config.Load(configFile);
+  shortName[0] = 0;
+  longName[0] = 0;
+  instanceId = 0;
+  zipOnTransfert = 0;
+  fileCmp = kCompareHash;
+  opened = 0;
+  if (code != TVL_OK) return code;
+  if (const int problem = SettleDirectories(directory)) return problem;
+  opened = 1;
+  tvl::CopyCut(updateDir, state->config.Get("UpdateDirectory"));
+  tvl::CopyCut(versionFile, state->config.Get("VersionFile"));
+  SignStore(state->serverRoot, serverId);
+  zipOnTransfert = state->config.zipOnTransfert;
+  fileCmp = state->config.fileCompare;
+  tvl::CopyCut(shortName, state->config.Get("ShortName"));
+  tvl::CopyCut(longName, state->config.Get("LongName"));
+  return TVL_OK;
+} catch (const std::bad_alloc&) {
+  opened = 0;
+  return TVL_ERR_ROOT_UNDEFINED;  // no configuration, for lack of memory
+}
+
+// Settles server root and working directory; `directory` is filled in if it is empty. 4 or 21 if a full path
+// leaves no room for its trailing backslash, which would lead every later name astray.
+int CTVLClientSmbOpr::SettleDirectories(char* directory) {
+  char* root = state->serverRoot;
+  if (!FullPath(state->config.Get("DocumentRoot"), state->serverRoot)) return TVL_ERR_ROOT_INVALID;
+  if (*directory != 0) {
+    if (!FullPath(directory, workingDirectory)) return TVL_ERR_LOCAL_FILE;
+  } else {
+    std::memcpy(workingDirectory, root, sizeof workingDirectory);
+    std::memcpy(directory, root, std::strlen(root) + 1);
+  }
+  dumbMode = tvl::EqualNoCase(workingDirectory, root) ? 1 : 0;
+  if (dumbMode == 0) CreateDirectoryA(workingDirectory, nullptr);
+  if (AddTrailingBackslash(root) == 0) return TVL_ERR_ROOT_INVALID;
+  return AddTrailingBackslash(workingDirectory) == 0 ? TVL_ERR_LOCAL_FILE : TVL_OK;
+}
+
+int CTVLClientSmbOpr::Close() {
+  if (opened == 0) return TVL_ERR_NOT_CONNECTED;
+  opened = 0;
+  state->config.Clear();
+  dumbMode = 0;
+  return TVL_OK;
+}
+
+char* CTVLClientSmbOpr::DocumentRoot() {
+  return state->config.documentRoot;
+}
+
+const char* CTVLClientSmbOpr::ServerRoot() const {
+  return state->serverRoot;
+}

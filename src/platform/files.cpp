@@ -1,0 +1,143 @@
+#include "platform/files.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "platform/held_file.h"
+#include "platform/host_path.h"
+#include "platform/last_error.h"
+#include "platform/open_file.h"
+#include "platform/system_calls.h"
+
+using tvl::HostPath;
+using tvl::NoteError;
+using tvl::System;
+
+namespace {
+
+// A file that somebody holds keeps its contents; an empty one, as a marker of presence is, has none to keep.
+bool Empty(tvl::OpenFile& file) {
+  if (file.Status().st_size == 0) return true;
+  if (!tvl::IsHeld(file.Descriptor())) return file.Truncate();
+  errno = EBUSY;
+  file.NoteFailure();
+  return false;
+}
+
+int Descriptor(HANDLE file) {
+  return static_cast<int>(file);
+}
+
+BOOL Succeeded(int result) {
+  if (result == 0) return 1;
+  NoteError(nullptr, errno);
+  return 0;
+}
+
+FILETIME FileTime(const timespec& time) {
+  return {time.tv_sec, static_cast<std::int32_t>(time.tv_nsec)};
+}
+
+timespec TimeSpec(const FILETIME* time) {
+  if (time == nullptr) return {0, UTIME_OMIT};
+  return {static_cast<time_t>(time->seconds), time->nanoseconds};
+}
+
+}  // namespace
+
+HANDLE CreateFileA(const char* path, DWORD access, DWORD /*share*/, void* /*security*/, DWORD disposition,
+                   DWORD /*flags*/, HANDLE /*model*/) {
+  int flags = (access & GENERIC_WRITE) != 0 ? O_RDWR : O_RDONLY;
+  if (disposition == CREATE_ALWAYS) flags |= O_CREAT;
+  tvl::OpenFile file(path, flags);
+  if (!file.IsOpen()) return INVALID_HANDLE_VALUE;
+  if (disposition == CREATE_ALWAYS && !Empty(file)) return INVALID_HANDLE_VALUE;
+  return file.Release();
+}
+
+BOOL CloseHandle(HANDLE file) {
+  return Succeeded(System().close(Descriptor(file)));
+}
+
+BOOL ReadFile(HANDLE file, void* buffer, DWORD count, DWORD* done, void* /*overlapped*/) {
+  ssize_t result = 0;
+  do {
+    result = System().read(Descriptor(file), buffer, count);
+  } while (result < 0 && errno == EINTR);
+  *done = result < 0 ? 0 : static_cast<DWORD>(result);
+  return Succeeded(result < 0 ? -1 : 0);
+}
+
+BOOL WriteFile(HANDLE file, const void* buffer, DWORD count, DWORD* done, void* /*overlapped*/) {
+  const auto* bytes = static_cast<const char*>(buffer);
+  *done = 0;
+  while (*done < count) {
+    const ssize_t written = System().write(Descriptor(file), bytes + *done, count - *done);
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return Succeeded(-1);
+    *done += static_cast<DWORD>(written);
+  }
+  return 1;
+}
+
+DWORD SetFilePointer(HANDLE file, std::int32_t distance, std::int32_t* /*high*/, DWORD /*method*/) {
+  const off_t position = System().lseek(Descriptor(file), distance, SEEK_END);
+  return position < 0 ? INVALID_SET_FILE_POINTER : static_cast<DWORD>(position);
+}
+
+DWORD GetFileSize(HANDLE file, DWORD* high) {
+  struct stat status = {};
+  if (Succeeded(System().fstat(Descriptor(file), &status)) == 0) status.st_size = 0;
+  const auto size = static_cast<std::uint64_t>(status.st_size);
+  if (high != nullptr) *high = static_cast<DWORD>(size >> 32U);
+  return static_cast<DWORD>(size);
+}
+
+BOOL GetFileTime(HANDLE file, FILETIME* creation, FILETIME* access, FILETIME* write) {
+  struct stat status = {};
+  if (Succeeded(System().fstat(Descriptor(file), &status)) == 0) return 0;
+  *creation = FileTime(status.st_mtim);
+  *access = FileTime(status.st_atim);
+  *write = FileTime(status.st_mtim);
+  return 1;
+}
+
+BOOL SetFileTime(HANDLE file, const FILETIME* /*creation*/, const FILETIME* access, const FILETIME* write) {
+  const timespec times[2] = {TimeSpec(access), TimeSpec(write)};
+  return Succeeded(System().futimens(Descriptor(file), times));
+}
+
+DWORD GetFileAttributesA(const char* path) {
+  const HostPath host(path);
+  struct stat status = {};
+  if (System().lstat(host.Text(), &status) != 0) {
+    NoteError(path, errno);
+    return INVALID_FILE_ATTRIBUTES;
+  }
+  DWORD attributes = 0;
+  if (S_ISLNK(status.st_mode)) {
+    attributes = FILE_ATTRIBUTE_REPARSE_POINT;
+    if (System().stat(host.Text(), &status) != 0) return attributes;
+  }
+  return attributes | (S_ISDIR(status.st_mode) ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_NORMAL);
+}
+
+BOOL CreateDirectoryA(const char* path, void* /*security*/) {
+  if (System().mkdir(HostPath(path).Text(), 0777) == 0) return 1;
+  NoteError(path, errno);
+  return 0;
+}
+
+int _stat64i32(const char* path, FileStatus* status) {
+  struct stat found = {};
+  if (System().stat(HostPath(path).Text(), &found) != 0) {
+    NoteError(path, errno);
+    return -1;
+  }
+  status->size = static_cast<std::uint64_t>(found.st_size);
+  status->modified = found.st_mtim.tv_sec;
+  return 0;
+}

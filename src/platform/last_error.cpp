@@ -1,0 +1,30 @@
+#include "platform/last_error.h"
+
+#include <cstring>
+
+namespace tvl {
+namespace {
+
+// Trivially destructible: operations that run while the process ends may still fail and note it.
+constinit thread_local LastError last_error = {};
+
+}  // namespace
+
+void NoteError(const char* path, int code) {
+  last_error.code = code;
+  if (path == nullptr) return;
+  const std::size_t length = strnlen(path, sizeof last_error.path - 1);
+  std::memcpy(last_error.path, path, length);
+  last_error.path[length] = 0;
+}
+
+int LastErrorCode() { return last_error.code; }
+
+LastError TakeLastError() {
+  const LastError taken = last_error;
+  last_error.code = 0;
+  last_error.path[0] = 0;
+  return taken;
+}
+
+}  // namespace tvl

@@ -1,0 +1,25 @@
+#ifndef TVL_PLATFORM_LAST_ERROR_H
+#define TVL_PLATFORM_LAST_ERROR_H
+
+namespace tvl {
+
+// The calling thread's last failed file operation: an errno value and the host path, cut to the room kept for
+// it.
+struct LastError {
+  int code;
+  char path[1024];
+};
+
+// Notes a failure, so that a program can tell its user which file and why. `path` may be null: the name noted
+// last stays.
+void NoteError(const char* path, int code);
+
+// The errno value noted last, which stays noted.
+[[nodiscard]] int LastErrorCode();
+
+// Hands out what was noted and clears it.
+LastError TakeLastError();
+
+}  // namespace tvl
+
+#endif

@@ -1,0 +1,114 @@
+#include "platform/message_queue.h"
+
+#include <pthread.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <mutex>
+
+namespace {
+
+struct Node {
+  MSG message;
+  Node* next;
+};
+
+struct Queue {
+  DWORD thread;
+  Node* first;
+  Node** end;
+  tvl::MessageHandler handler;
+  Queue* next;
+};
+
+// Everything here is trivially destructible: a connection that is closed while the process ends still pumps.
+// The main thread's queue is never freed; another thread's goes with the thread.
+constinit std::mutex mutex;
+constinit Queue* queues = nullptr;
+constinit thread_local Queue* own_queue = nullptr;
+
+Node* TakeFirst(Queue& queue) {
+  Node* first = queue.first;
+  if (first == nullptr) return nullptr;
+  queue.first = first->next;
+  if (queue.first == nullptr) queue.end = &queue.first;
+  return first;
+}
+
+void DestroyQueue(void* queue_of_ended_thread) {
+  auto* queue = static_cast<Queue*>(queue_of_ended_thread);
+  const std::lock_guard<std::mutex> guard(mutex);
+  for (Queue** link = &queues; *link != nullptr; link = &(*link)->next) {
+    if (*link != queue) continue;
+    *link = queue->next;
+    break;
+  }
+  while (Node* node = TakeFirst(*queue)) std::free(node);
+  std::free(queue);
+}
+
+pthread_key_t ThreadEndKey() {
+  static const pthread_key_t key = [] {
+    pthread_key_t made = 0;
+    pthread_key_create(&made, DestroyQueue);
+    return made;
+  }();
+  return key;
+}
+
+Queue* OwnQueue() {
+  if (own_queue != nullptr) return own_queue;
+  auto* queue = static_cast<Queue*>(std::calloc(1, sizeof(Queue)));
+  if (queue == nullptr) return nullptr;
+  queue->thread = GetCurrentThreadId();
+  queue->end = &queue->first;
+  pthread_setspecific(ThreadEndKey(), queue);
+  const std::lock_guard<std::mutex> guard(mutex);
+  queue->next = queues;
+  queues = queue;
+  return own_queue = queue;
+}
+
+}  // namespace
+
+DWORD GetCurrentThreadId() {
+  return static_cast<DWORD>(gettid());
+}
+
+BOOL PostThreadMessageA(DWORD thread, UINT message, WPARAM wParam, LPARAM lParam) {
+  auto* node = static_cast<Node*>(std::malloc(sizeof(Node)));
+  if (node == nullptr) return 0;
+  *node = {{message, wParam, lParam}, nullptr};
+  const std::lock_guard<std::mutex> guard(mutex);
+  for (Queue* queue = queues; queue != nullptr; queue = queue->next) {
+    if (queue->thread != thread) continue;
+    *queue->end = node;
+    queue->end = &node->next;
+    return 1;
+  }
+  std::free(node);
+  return 0;
+}
+
+BOOL PeekMessageA(MSG* message, HANDLE /*window*/, UINT /*first*/, UINT /*last*/, UINT /*remove*/) {
+  Queue* queue = OwnQueue();
+  if (queue == nullptr) return 0;
+  Node* node = nullptr;
+  {
+    const std::lock_guard<std::mutex> guard(mutex);
+    node = TakeFirst(*queue);
+  }
+  if (node == nullptr) return 0;
+  *message = node->message;
+  std::free(node);
+  return 1;
+}
+
+void tvl::SetMessageHandler(MessageHandler handler) {
+  if (Queue* queue = OwnQueue()) queue->handler = handler;
+}
+
+void DispatchMessageA(const MSG* message) {
+  Queue* queue = OwnQueue();
+  if (queue != nullptr && queue->handler != nullptr) queue->handler(*message);
+}

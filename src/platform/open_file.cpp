@@ -1,0 +1,53 @@
+#include "platform/open_file.h"
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "platform/host_path.h"
+#include "platform/last_error.h"
+#include "platform/system_calls.h"
+
+namespace tvl {
+
+// Opened without blocking, since the name may turn out to be a pipe, whose open would wait for the other end.
+OpenFile::OpenFile(const char* path, int flags, mode_t mode)
+    : path_(path),
+      descriptor_(System().open(HostPath(path).Text(), flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, mode)) {
+  if (descriptor_ < 0) {
+    NoteFailure();
+    return;
+  }
+  int problem = System().fstat(descriptor_, &status_) == 0 ? 0 : errno;
+  if (problem == 0 && !S_ISREG(status_.st_mode)) problem = S_ISDIR(status_.st_mode) ? EISDIR : EINVAL;
+  if (problem == 0) return;
+  System().close(std::exchange(descriptor_, -1));
+  NoteError(path_, problem);
+}
+
+OpenFile::~OpenFile() {
+  if (IsOpen()) System().close(descriptor_);
+}
+
+bool OpenFile::Truncate() {
+  if (System().ftruncate(descriptor_, 0) == 0) return true;
+  NoteFailure();
+  return false;
+}
+
+bool OpenFile::Close() {
+  if (System().close(std::exchange(descriptor_, -1)) == 0) return true;
+  NoteFailure();
+  return false;
+}
+
+int OpenFile::Release() {
+  return std::exchange(descriptor_, -1);
+}
+
+void OpenFile::NoteFailure() const {
+  NoteError(path_, errno);
+}
+
+}  // namespace tvl

@@ -1,0 +1,133 @@
+#include "platform/search.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <string>
+#include <string_view>
+
+#include "platform/last_error.h"
+
+namespace {
+
+char Lower(char character) {
+  return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
+}
+
+// `*` stands for any run of characters, `?` for one. On a mismatch the last `*` takes one character more, so
+// the cost is at most name times pattern.
+bool Matches(std::string_view pattern, std::string_view name) {
+  std::size_t p = 0;
+  std::size_t star = std::string_view::npos;
+  std::size_t retry = 0;
+  for (std::size_t n = 0; n < name.size();) {
+    if (p < pattern.size() && pattern[p] == '*') {
+      star = p++;
+      retry = n;
+    } else if (p < pattern.size() && (pattern[p] == '?' || Lower(pattern[p]) == Lower(name[n]))) {
+      ++p;
+      ++n;
+    } else if (star != std::string_view::npos) {
+      p = star + 1;
+      n = ++retry;
+    } else {
+      return false;
+    }
+  }
+  return pattern.find_first_not_of('*', p) == std::string_view::npos;
+}
+
+struct CloseFolder {
+  void operator()(DIR* folder) const { closedir(folder); }
+};
+
+class Search {
+ public:
+  Search(const std::string& folder, std::string_view pattern)
+      : folder_(opendir(folder.c_str())), pattern_(pattern == "*.*" ? "*" : pattern) {
+    if (folder_ == nullptr) tvl::NoteError(folder.c_str(), errno);
+  }
+
+  bool Next(WIN32_FIND_DATAA* found) {
+    if (folder_ == nullptr) return false;
+    while (const dirent* entry = readdir(folder_.get())) {
+      const std::string_view name = entry->d_name;
+      if (!Matches(pattern_, name) || name.find('\\') != std::string_view::npos || LeadsBack(*entry))
+        continue;
+      if (name.size() >= sizeof found->cFileName) continue;
+      std::memcpy(found->cFileName, name.data(), name.size());
+      found->cFileName[name.size()] = 0;
+      return true;
+    }
+    return false;
+  }
+
+ private:
+  // True for a link to a folder that is the searched one or above it.
+  bool LeadsBack(const dirent& entry) const {
+    if (entry.d_type != DT_LNK && entry.d_type != DT_UNKNOWN) return false;
+    const int folder = dirfd(folder_.get());
+    struct stat status = {};
+    if (entry.d_type == DT_UNKNOWN &&
+        (fstatat(folder, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISLNK(status.st_mode))) {
+      return false;
+    }
+    if (fstatat(folder, entry.d_name, &status, 0) != 0 || !S_ISDIR(status.st_mode)) return false;
+    return IsAtOrAbove(status, folder);
+  }
+
+  static bool IsAtOrAbove(const struct stat& wanted, int folder) {
+    std::string way = ".";
+    struct stat below = {};
+    for (;;) {
+      struct stat here = {};
+      if (fstatat(folder, way.c_str(), &here, 0) != 0) return false;
+      if (here.st_dev == wanted.st_dev && here.st_ino == wanted.st_ino) return true;
+      if (here.st_dev == below.st_dev && here.st_ino == below.st_ino)
+        return false;  // `..` of the top is the top
+      below = here;
+      way += "/..";
+    }
+  }
+
+  std::unique_ptr<DIR, CloseFolder> folder_;
+  std::string pattern_;
+};
+
+Search* AsSearch(HANDLE search) {
+  return reinterpret_cast<Search*>(search);
+}
+
+std::unique_ptr<Search> StartSearch(const char* pattern) try {
+  const tvl::HostPath host(pattern);
+  const std::string_view path = host.Text();
+  const std::size_t separator = path.rfind('/');
+  if (separator == std::string_view::npos) return std::make_unique<Search>(".", path);
+  return std::make_unique<Search>(std::string(path.substr(0, separator + 1)), path.substr(separator + 1));
+} catch (const std::bad_alloc&) {
+  tvl::NoteError(pattern, ENOMEM);
+  return nullptr;
+}
+
+}  // namespace
+
+HANDLE FindFirstFileA(const char* pattern, WIN32_FIND_DATAA* found) {
+  std::unique_ptr<Search> search = StartSearch(pattern);
+  if (search == nullptr || !search->Next(found)) return INVALID_HANDLE_VALUE;
+  return reinterpret_cast<HANDLE>(search.release());
+}
+
+BOOL FindNextFileA(HANDLE search, WIN32_FIND_DATAA* found) {
+  return AsSearch(search)->Next(found) ? 1 : 0;
+}
+
+BOOL FindClose(HANDLE search) {
+  delete AsSearch(search);
+  return 1;
+}

@@ -1,0 +1,25 @@
+#ifndef TVL_PLATFORM_SEARCH_H
+#define TVL_PLATFORM_SEARCH_H
+
+#include "platform/files.h"
+#include "platform/host_path.h"
+
+struct WIN32_FIND_DATAA {
+  char cFileName[tvl::kMaxPath];
+};
+
+// Starts a search over the names of one folder: `pattern` is the folder's path, a separator and a pattern
+// with `*` and
+// `?`, matched without regard to letter case; "*.*" matches every name. The names "." and ".." come too. The
+// order is the file system's. INVALID_HANDLE_VALUE if nothing matches or the folder can't be read.
+//
+// Left out are names that hold a backslash, which no path of the logic could tell from a folder and a name,
+// and links to a folder that lead to the searched one or one above it, so that a walk ends.
+HANDLE FindFirstFileA(const char* pattern, WIN32_FIND_DATAA* found);
+
+// The next match. 0 when there is none.
+BOOL FindNextFileA(HANDLE search, WIN32_FIND_DATAA* found);
+
+BOOL FindClose(HANDLE search);
+
+#endif

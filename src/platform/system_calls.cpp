@@ -1,0 +1,52 @@
+#include "platform/system_calls.h"
+
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace tvl {
+namespace {
+
+int Open(const char* path, int flags, mode_t mode) {
+  return ::open(path, flags, mode);
+}
+
+int Clone(int target, int source) {
+  return ::ioctl(target, FICLONE, source);
+}
+
+ssize_t CopyFileRange(int source, int target, std::size_t count) {
+  return ::copy_file_range(source, nullptr, target, nullptr, count, 0);
+}
+
+int Lock(int file, int command, struct flock* lock) {
+  return ::fcntl(file, command, lock);
+}
+
+constinit SystemCalls system_calls = {
+    .open = Open,
+    .close = ::close,
+    .read = ::read,
+    .write = ::write,
+    .lseek = ::lseek,
+    .fstat = ::fstat,
+    .stat = ::stat,
+    .lstat = ::lstat,
+    .ftruncate = ::ftruncate,
+    .fallocate = ::fallocate,
+    .clone = Clone,
+    .copy_file_range = CopyFileRange,
+    .futimens = ::futimens,
+    .fchmod = ::fchmod,
+    .mkdir = ::mkdir,
+    .lock = Lock,
+};
+
+}  // namespace
+
+SystemCalls& System() {
+  return system_calls;
+}
+
+}  // namespace tvl

@@ -1,0 +1,37 @@
+#ifndef TVL_PLATFORM_SYSTEM_CALLS_H
+#define TVL_PLATFORM_SYSTEM_CALLS_H
+
+#include <sys/stat.h>
+#include <sys/types.h>
+
+#include <cstddef>
+
+namespace tvl {
+
+// Every call with which the platform layer changes or reads files: the one door at which a test makes the
+// n-th call fail. The functions behave as their POSIX namesakes.
+struct SystemCalls {
+  int (*open)(const char* path, int flags, mode_t mode);
+  int (*close)(int file);
+  ssize_t (*read)(int file, void* buffer, std::size_t count);
+  ssize_t (*write)(int file, const void* buffer, std::size_t count);
+  off_t (*lseek)(int file, off_t offset, int whence);
+  int (*fstat)(int file, struct stat* status);
+  int (*stat)(const char* path, struct stat* status);
+  int (*lstat)(const char* path, struct stat* status);
+  int (*ftruncate)(int file, off_t length);
+  int (*fallocate)(int file, int mode, off_t offset, off_t length);
+  int (*clone)(int target, int source);
+  ssize_t (*copy_file_range)(int source, int target, std::size_t count);
+  int (*futimens)(int file, const timespec times[2]);
+  int (*fchmod)(int file, mode_t mode);
+  int (*mkdir)(const char* path, mode_t mode);
+  int (*lock)(int file, int command, struct flock* lock);
+};
+
+// The table in use. Tests swap entries while one thread runs; the library only reads it.
+SystemCalls& System();
+
+}  // namespace tvl
+
+#endif

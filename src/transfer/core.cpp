@@ -1,0 +1,60 @@
+#include "transfer/core.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+
+CCore::~CCore() {
+  Release();
+}
+
+void CCore::Attach(void* bytes, std::uint32_t newLength, int freeOld) {
+  if (freeOld != 0) std::free(data);
+  data = static_cast<unsigned char*>(bytes);
+  length = newLength;
+  position = 0;
+  room_ = newLength;
+}
+
+// Half as much again, so that the bytes moved by all reallocations together stay in proportion to the block.
+bool CCore::Reserve(std::uint64_t bytes) {
+  if (data != nullptr && bytes <= room_) return true;
+  const std::uint64_t wanted = std::max(bytes, room_ + room_ / 2);
+  void* grown = std::realloc(data, std::max<std::uint64_t>(wanted, 1));
+  if (grown == nullptr) return false;
+  data = static_cast<unsigned char*>(grown);
+  room_ = wanted;
+  return true;
+}
+
+std::uint32_t CCore::Append(const void* bytes, std::int32_t count) {
+  if (count < 0) return length;
+  const std::uint64_t grown = std::uint64_t{length} + static_cast<std::uint32_t>(count);
+  if (grown > std::numeric_limits<std::uint32_t>::max() || !Reserve(grown)) return length;
+  if (count > 0) std::memcpy(data + length, bytes, static_cast<std::size_t>(count));
+  length = static_cast<std::uint32_t>(grown);
+  return length;
+}
+
+const void* CCore::Take(std::uint32_t count, std::uint32_t* taken) {
+  *taken = std::min(count, length - position);
+  const unsigned char* piece = data + position;
+  position += *taken;
+  return piece;
+}
+
+std::uint32_t CCore::Read(void* destination, std::uint32_t count) {
+  std::uint32_t taken = 0;
+  const void* piece = Take(count, &taken);
+  if (taken > 0) std::memcpy(destination, piece, taken);
+  return taken;
+}
+
+void CCore::Release() {
+  std::free(data);
+  data = nullptr;
+  length = 0;
+  position = 0;
+  room_ = 0;
+}

@@ -1,6 +1,7 @@
 #include "base/low_file.h"
 
 #include "base/file_helpers.h"
+#include "platform/held_file.h"
 
 HANDLE LowOpen(const char* path, int flags) {
   DWORD disposition = OPEN_EXISTING;
@@ -26,4 +27,11 @@ unsigned int LowRead(HANDLE file, void* buffer, unsigned int count) {
 unsigned int LowWrite(HANDLE file, void* buffer, unsigned int count) {
   DWORD done = 0;
   return WriteFile(file, buffer, count, &done, nullptr) != 0 ? done : kLowFailed;
+}
+
+int LowLock(HANDLE file, int hold, int /*reserved*/) {
+  if (file == INVALID_HANDLE_VALUE) return 1;
+  // An instance that can't take the hold goes on without presence, like one whose marker could not be made.
+  hold != 0 ? static_cast<void>(tvl::HoldFile(file)) : tvl::ReleaseFile(file);
+  return 1;
 }

@@ -28,6 +28,11 @@ unsigned int LowRead(HANDLE file, void* buffer, unsigned int count);
 // Bytes written, or kLowFailed.
 unsigned int LowWrite(HANDLE file, void* buffer, unsigned int count);
 
+// Begins (`hold` 1) or ends (0) the hold on a marker file, which bars its deletion by anybody until the
+// holder is gone. `reserved` is 0. Always 1, whatever the handle: who needs to know asks whether the file can
+// be deleted.
+int LowLock(HANDLE file, int hold, int reserved);
+
 namespace tvl {
 
 // A low file that closes itself.

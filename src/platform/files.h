@@ -68,6 +68,10 @@ DWORD GetFileAttributesA(const char* path);
 // Makes one folder. 0 if it can't be made, also because the name is taken.
 BOOL CreateDirectoryA(const char* path, void* security);
 
+// Deletes a file, or a link and not its target. 0 if another open file holds it, it can't be opened to ask
+// for that, or it is a folder.
+BOOL DeleteFileA(const char* path);
+
 // 0, or -1 if there is no such file or folder, or it can't be examined. Follows links.
 int _stat64i32(const char* path, FileStatus* status);
 

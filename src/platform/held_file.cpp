@@ -1,11 +1,17 @@
 #include "platform/held_file.h"
 
 #include <fcntl.h>
+#include <pthread.h>
+#include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <mutex>
+#include <string>
+#include <vector>
 
+#include "platform/host_path.h"
 #include "platform/last_error.h"
 #include "platform/system_calls.h"
 
@@ -50,23 +56,92 @@ void Unlock(int descriptor) {
   System().lock(descriptor, F_OFD_SETLK, &lock);
 }
 
+// The descriptors of this process that carry a hold. `mutex` is also taken for the length of every try, so no
+// child is forked in the middle of one. Never destroyed: connections are closed while the process ends.
+class HeldDescriptors {
+ public:
+  static HeldDescriptors& Get() {
+    static auto* descriptors = new HeldDescriptors;
+    return *descriptors;
+  }
+
+  std::mutex mutex;
+  std::vector<int> descriptors;
+
+ private:
+  HeldDescriptors() { pthread_atfork(BeforeFork, InParent, InChild); }
+
+  static void BeforeFork() { Get().mutex.lock(); }
+  static void InParent() { Get().mutex.unlock(); }
+
+  static void InChild() {
+    HeldDescriptors& held = Get();
+    const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
+    for (const int descriptor : held.descriptors) {
+      if (nowhere < 0 || dup3(nowhere, descriptor, O_CLOEXEC) < 0) close(descriptor);
+    }
+    if (nowhere >= 0) close(nowhere);
+    held.descriptors.clear();
+    held.mutex.unlock();
+  }
+};
+
 }  // namespace
 
 bool HoldFile(HANDLE file) {
-  const int problem = Lock(static_cast<int>(file), kToTheEnd);
-  if (problem != 0) NoteError(nullptr, problem);
-  return problem == 0;
+  const int descriptor = static_cast<int>(file);
+  HeldDescriptors& held = HeldDescriptors::Get();
+  const std::lock_guard<std::mutex> guard(held.mutex);
+  held.descriptors.push_back(descriptor);
+  const int problem = Lock(descriptor, kToTheEnd);
+  if (problem == 0) return true;
+  held.descriptors.pop_back();
+  NoteError(nullptr, problem);
+  return false;
 }
 
 void ReleaseFile(HANDLE file) {
-  Unlock(static_cast<int>(file));
+  const int descriptor = static_cast<int>(file);
+  HeldDescriptors& held = HeldDescriptors::Get();
+  const std::lock_guard<std::mutex> guard(held.mutex);
+  if (std::erase(held.descriptors, descriptor) > 0) Unlock(descriptor);
+}
+
+bool WhileUnheld(int descriptor, void (*action)(void* argument), void* argument) {
+  const std::lock_guard<std::mutex> guard(HeldDescriptors::Get().mutex);
+  const int problem = Lock(descriptor, kTryLength);
+  if (problem != 0) {
+    NoteError(nullptr, problem);
+    return false;
+  }
+  action(argument);
+  Unlock(descriptor);
+  return true;
 }
 
 bool IsHeld(int descriptor) {
+  const std::lock_guard<std::mutex> guard(HeldDescriptors::Get().mutex);
   const int problem = Lock(descriptor, kTryLength);
   if (problem == 0) Unlock(descriptor);
   return problem == EBUSY ||
          problem == ENOLCK;  // without an answer from the lock service there may be a holder
+}
+
+bool StillNames(const char* path, HANDLE file) {
+  struct stat named = {};
+  struct stat opened = {};
+  return System().lstat(HostPath(path).Text(), &named) == 0 &&
+         System().fstat(static_cast<int>(file), &opened) == 0 && named.st_dev == opened.st_dev &&
+         named.st_ino == opened.st_ino;
+}
+
+void ShareLikeFolder(const char* path, HANDLE file) {
+  std::string folder = HostPath(path).Text();
+  const std::size_t separator = folder.rfind('/');
+  folder.resize(separator == std::string::npos ? 0 : separator + 1);
+  struct stat status = {};
+  if (System().stat(folder.empty() ? "." : folder.c_str(), &status) != 0) return;
+  System().fchmod(static_cast<int>(file), status.st_mode & 0666);
 }
 
 }  // namespace tvl

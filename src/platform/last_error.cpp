@@ -18,7 +18,9 @@ void NoteError(const char* path, int code) {
   last_error.path[length] = 0;
 }
 
-int LastErrorCode() { return last_error.code; }
+int LastErrorCode() {
+  return last_error.code;
+}
 
 LastError TakeLastError() {
   const LastError taken = last_error;

@@ -1,5 +1,6 @@
 #include "platform/names.h"
 
+#include <pwd.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,13 +11,8 @@ namespace {
 
 constexpr std::size_t kLongestComputerName = 15;
 
-}  // namespace
-
-BOOL GetComputerNameA(char* buffer, DWORD* size) {
-  char host[256] = {};
-  if (gethostname(host, sizeof host - 1) != 0) host[0] = 0;
-  std::string_view name = host;
-  name = name.substr(0, std::min(name.find('.'), kLongestComputerName));
+// Hands a name out by the rules of both functions below.
+BOOL GiveName(std::string_view name, char* buffer, DWORD* size) {
   if (name.size() >= *size) name = {};
   if (*size > 0) {
     std::memcpy(buffer, name.data(), name.size());
@@ -24,4 +20,25 @@ BOOL GetComputerNameA(char* buffer, DWORD* size) {
   }
   *size = static_cast<DWORD>(name.size());
   return name.empty() ? 0 : 1;
+}
+
+}  // namespace
+
+BOOL GetComputerNameA(char* buffer, DWORD* size) {
+  char host[256] = {};
+  if (gethostname(host, sizeof host - 1) != 0) host[0] = 0;
+  const std::string_view name = host;
+  return GiveName(name.substr(0, std::min(name.find('.'), kLongestComputerName)), buffer, size);
+}
+
+BOOL GetUserNameA(char* buffer, DWORD* size) {
+  passwd entry = {};
+  passwd* found = nullptr;
+  char texts[4096];
+  const bool known = getpwuid_r(geteuid(), &entry, texts, sizeof texts, &found) == 0 && found != nullptr;
+  return GiveName(known ? found->pw_name : "", buffer, size);
+}
+
+DWORD GetCurrentProcessId() {
+  return static_cast<DWORD>(getpid());
 }

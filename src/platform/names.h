@@ -7,4 +7,9 @@
 // without the terminator. 0 if there is no name or no room; `buffer` is empty and `size` 0 then.
 BOOL GetComputerNameA(char* buffer, DWORD* size);
 
+// Name of the effective user. Arguments and result as above.
+BOOL GetUserNameA(char* buffer, DWORD* size);
+
+DWORD GetCurrentProcessId();
+
 #endif

@@ -40,6 +40,7 @@ constinit SystemCalls system_calls = {
     .futimens = ::futimens,
     .fchmod = ::fchmod,
     .mkdir = ::mkdir,
+    .unlink = ::unlink,
     .lock = Lock,
 };
 

@@ -26,6 +26,7 @@ struct SystemCalls {
   int (*futimens)(int file, const timespec times[2]);
   int (*fchmod)(int file, mode_t mode);
   int (*mkdir)(const char* path, mode_t mode);
+  int (*unlink)(const char* path);
   int (*lock)(int file, int command, struct flock* lock);
 };
 

@@ -68,6 +68,12 @@ class TVL_API CTVLClientSmbOpr : public CTVLClientOpr {
   // policy finds both copies equal, else 0. `equal` must not be null. 0; 20 or 21 if a path does not fit.
   int CompareRemote(char* remoteName, char* localName, int* equal);
 
+  // Settles the two folders and the compare policy as `Open` does, but makes no folder, no presence and no
+  // lock table, and the connection stays closed: for programs that show what a get or a put would do, with
+  // CompareRemote, ExistsRemote and GetRemoteDirContent. Arguments as for `Open`. 0; 3, 5; 4 if the document
+  // root is no folder; 21 if a path does not fit; 9 on an open connection.
+  int Preview(char* workingDirectory, const char* configFile);
+
   // Reads and expands `configFile` on a connection that is not open, without making a folder: for programs
   // that show a configuration. 0 or 3, 5; 9 on an open connection.
   int ReadConfig(const char* configFile);

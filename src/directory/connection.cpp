@@ -64,6 +64,7 @@ int CTVLClientSmbOpr::Open(char* directory, char* configFile, char* /*className*
   opened = 0;
   if (code != TVL_OK) return code;
   if (const int problem = SettleDirectories(directory)) return problem;
+  if (dumbMode == 0) CreateDirectoryA(workingDirectory, nullptr);
   opened = 1;
   tvl::CopyCut(updateDir, state->config.Get("UpdateDirectory"));
   tvl::CopyCut(versionFile, state->config.Get("VersionFile"));
@@ -90,9 +91,18 @@ int CTVLClientSmbOpr::SettleDirectories(char* directory) {
     std::memcpy(directory, root, std::strlen(root) + 1);
   }
   dumbMode = tvl::EqualNoCase(workingDirectory, root) ? 1 : 0;
-  if (dumbMode == 0) CreateDirectoryA(workingDirectory, nullptr);
   if (AddTrailingBackslash(root) == 0) return TVL_ERR_ROOT_INVALID;
   return AddTrailingBackslash(workingDirectory) == 0 ? TVL_ERR_LOCAL_FILE : TVL_OK;
+}
+
+int CTVLClientSmbOpr::Preview(char* directory, const char* configFile) try {
+  if (const int code = ReadConfig(configFile)) return code;
+  zipOnTransfert = state->config.zipOnTransfert;
+  fileCmp = state->config.fileCompare;
+  if (const int problem = SettleDirectories(directory)) return problem;
+  return IsDirectory(state->serverRoot) != 0 ? TVL_OK : TVL_ERR_ROOT_INVALID;
+} catch (const std::bad_alloc&) {
+  return TVL_ERR_ROOT_UNDEFINED;
 }
 
 int CTVLClientSmbOpr::Close() {

@@ -1,0 +1,33 @@
+#ifndef TVL_BENCH_ROWS_H
+#define TVL_BENCH_ROWS_H
+
+#include <string>
+#include <vector>
+
+#include "scratch.h"
+#include "table.h"
+
+namespace bench {
+
+struct Setting {
+  Scratch& scratch;
+  std::string tvl;   // the program measured
+  std::string self;  // this program, which runs parts of itself as children
+  int runs;
+
+  // A get from the source folder, or a put from it, with the words behind the command's options.
+  [[nodiscard]] Command Get(const char* policy, bool packed, const Command& words) const;
+  [[nodiscard]] Command Put(const char* policy, const Command& words) const;
+};
+
+std::vector<Row> HashRows(const Setting& setting);
+std::vector<Row> BigFileRows(const Setting& setting);
+std::vector<Row> TreeRows(const Setting& setting);
+std::vector<Row> PackedRows(const Setting& setting);
+
+// Packs a file into memory, as a get from a store with `ZipOnTransfert` does first. The exit code.
+int PackOnly(const char* path);
+
+}  // namespace bench
+
+#endif

@@ -1,0 +1,104 @@
+#!/bin/bash
+# Usage: check.sh SRC
+# Checks the rules of the house below the folder SRC: who includes whom, which folders may use which libraries, and
+# that no function without bounds is called. One line a breach; fails if there is one.
+
+set -euo pipefail
+cd "$1"
+
+# From the ground up: a folder includes itself and what stands before it.
+layers=(platform base record config transfer client table presence directory tcp frontend)
+# Programs and the module stand beside the library; what they reach of it.
+declare -A reaches=(
+  [engine]="platform base record"
+  [server]="${layers[*]}"
+  [cli]=""
+)
+
+breaches=0
+breach() {
+  printf '%s:%s: %s\n' "$1" "$2" "$3"
+  breaches=$((breaches + 1))
+}
+
+may_include() {
+  local from=$1 to=$2 layer
+  [ "$from" != "$to" ] || return 0
+  if [ -n "${reaches[$from]+set}" ]; then
+    [[ " ${reaches[$from]} " == *" $to "* ]]
+    return
+  fi
+  for layer in "${layers[@]}"; do
+    [ "$layer" != "$from" ] || return 1
+    [ "$layer" != "$to" ] || return 0
+  done
+  return 1
+}
+
+check_own_header() {
+  local file=$1 line=$2 header=$3 folder=${1%%/*}
+  if [[ $header != */* || ! -f $header ]]; then
+    breach "$file" "$line" "\"$header\" is no header of the project; write it as \"folder/name.h\""
+  elif ! may_include "$folder" "${header%%/*}"; then
+    breach "$file" "$line" "$folder must not include ${header%%/*}"
+  fi
+}
+
+# Folders that may include a system header; empty means all.
+allowed_folders() {
+  case $1 in
+    tvlclient/*) ;;
+    zlib.h) echo transfer ;;
+    sqlite3.h) echo engine ;;
+    CLI/*) echo cli ;;
+    asio.hpp | asio/*) echo server ;;
+    cpuid.h | immintrin.h) echo transfer ;;
+    */* | *.h) echo platform engine server cli ;;
+    *) ;;
+  esac
+}
+
+check_system_header() {
+  local file=$1 line=$2 header=$3 folder=${1%%/*} allowed
+  allowed=$(allowed_folders "$header")
+  if [[ -n $allowed && " $allowed " != *" $folder "* ]]; then
+    breach "$file" "$line" "<$header> belongs in: $allowed"
+  fi
+}
+
+check_includes() {
+  local file line text
+  while IFS=: read -r file line text; do
+    case $text in
+      *'"'*'"'*)
+        text=${text#*\"}
+        check_own_header "$file" "$line" "${text%%\"*}"
+        ;;
+      *'<'*'>'*)
+        text=${text#*<}
+        check_system_header "$file" "$line" "${text%%>*}"
+        ;;
+    esac
+  done < <(grep -rnE '^[[:space:]]*#[[:space:]]*include' --include='*.h' --include='*.cpp' -- * || true)
+}
+
+check_calls() {
+  local file line text call='(^|[^A-Za-z0-9_])(strcpy|strcat|sprintf|vsprintf|gets|strtok|atoi|atol|atof)[[:space:]]*\('
+  while IFS=: read -r file line text; do
+    [[ ${text%%//*} =~ $call ]] || continue
+    breach "$file" "$line" "${BASH_REMATCH[2]} has no bounds or hides its failures"
+  done < <(grep -rnE "$call" --include='*.h' --include='*.cpp' -- * || true)
+}
+
+check_folders() {
+  local folder
+  for folder in */; do
+    folder=${folder%/}
+    [[ " ${layers[*]} ${!reaches[*]} " == *" $folder "* ]] || breach "$folder" 0 "has no place in the house"
+  done
+}
+
+check_folders
+check_includes
+check_calls
+[ "$breaches" -eq 0 ]

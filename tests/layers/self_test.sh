@@ -1,0 +1,46 @@
+#!/bin/bash
+# Puts one breach of each kind into a small tree and expects the check to name them all, and nothing else.
+
+set -euo pipefail
+check=$(dirname "$(realpath "$0")")/check.sh
+tree=$(mktemp -d)
+trap 'rm -rf "$tree"' EXIT
+cd "$tree"
+mkdir -p platform base transfer directory engine cli attic
+
+# What stands in a file, and what is said about it; "-" where it is allowed.
+cases=(
+  'platform/a.h|#include <unistd.h>|-'
+  'platform/b.h|#include "base/a.h"|platform must not include base'
+  'base/a.h|#include "platform/a.h"|-'
+  'base/b.h|#include <sys/stat.h>|<sys/stat.h> belongs in: platform engine server cli'
+  'base/c.h|#include "a.h"|"a.h" is no header of the project; write it as "folder/name.h"'
+  'base/d.h|#include "base/missing.h"|"base/missing.h" is no header of the project; write it as "folder/name.h"'
+  'transfer/a.cpp|#include <zlib.h>|-'
+  'directory/a.cpp|#include <zlib.h>|<zlib.h> belongs in: transfer'
+  'directory/b.cpp|#include <sqlite3.h>|<sqlite3.h> belongs in: engine'
+  'directory/c.cpp|  std::strcpy (a, b);|strcpy has no bounds or hides its failures'
+  'directory/d.cpp|int n = atoi(text);|atoi has no bounds or hides its failures'
+  'directory/e.cpp|// strcpy(a, b) would not do.|-'
+  'directory/f.cpp|snprintf(a, 3, "%d", 1);|-'
+  'directory/g.cpp|#include <string>|-'
+  'cli/a.cpp|#include <tvlclient/tvlclient.h>|-'
+  'cli/b.cpp|#include "base/a.h"|cli must not include base'
+  'engine/a.cpp|#include "directory/a.h"|"directory/a.h" is no header of the project; write it as "folder/name.h"'
+)
+
+for row in "${cases[@]}"; do
+  IFS='|' read -r file text message <<<"$row"
+  printf '%s\n' "$text" >"$file"
+  [ "$message" = - ] || printf '%s:1: %s\n' "$file" "$message"
+done >expected.txt
+echo 'attic:0: has no place in the house' >>expected.txt
+
+if "$check" "$tree" >found.txt; then
+  echo "the check passed a tree with breaches" >&2
+  exit 1
+fi
+diff -u <(LC_ALL=C sort expected.txt) <(LC_ALL=C sort found.txt)
+
+find . -mindepth 1 ! -name platform ! -path ./platform/a.h -delete
+"$check" "$tree"

@@ -14,7 +14,7 @@ namespace tvl {
 template <std::size_t N>
 void CopyCut(char (&field)[N], std::string_view text) {
   const std::size_t length = text.size() < N ? text.size() : N - 1;
-  std::memmove(field, text.data(), length);
+  if (length > 0) std::memmove(field, text.data(), length);  // an empty view may point nowhere
   field[length] = 0;
 }
 
@@ -45,6 +45,13 @@ class FixedText {
     length_ += piece.size();
     text_[length_] = 0;
     return *this;
+  }
+
+  // Empties the text and makes it one that doesn't fit.
+  void Discard() {
+    length_ = 0;
+    text_[0] = 0;
+    overflown_ = true;
   }
 
   // For functions that change characters in place and keep the length.

@@ -70,7 +70,7 @@ char* NormalizeSlashes(char* path) {
 char* BuildPath(const char* base, char* path) {
   const PathText full = tvl::BuildFullPath(base, path);
   const string_view text = full.Fits() ? full.View() : string_view();
-  std::memcpy(path, text.data(), text.size());
+  text.copy(path, text.size());
   path[text.size()] = 0;
   return full.Fits() ? path : nullptr;
 }

@@ -139,7 +139,7 @@ void FindValue(const char* section, const char* key, const char* file, Take take
 DWORD CopyCut(string_view text, char* buffer, DWORD size) {
   if (size == 0) return 0;
   const std::size_t length = std::min<std::size_t>(text.size(), size - 1);
-  std::memcpy(buffer, text.data(), length);
+  text.copy(buffer, length);
   buffer[length] = 0;
   return static_cast<DWORD>(length);
 }
@@ -176,10 +176,7 @@ class TextList {
   }
 
  private:
-  void Put(string_view text) {
-    std::memcpy(buffer_ + length_, text.data(), text.size());
-    length_ += text.size();
-  }
+  void Put(string_view text) { length_ += text.copy(buffer_ + length_, text.size()); }
 
   char* buffer_;
   std::size_t size_;

@@ -15,7 +15,7 @@ constexpr std::size_t kLongestComputerName = 15;
 BOOL GiveName(std::string_view name, char* buffer, DWORD* size) {
   if (name.size() >= *size) name = {};
   if (*size > 0) {
-    std::memcpy(buffer, name.data(), name.size());
+    name.copy(buffer, name.size());
     buffer[name.size()] = 0;
   }
   *size = static_cast<DWORD>(name.size());

@@ -29,7 +29,12 @@ bool HasRoomFor(const OpenFile& source, const OpenFile& target) {
   const off_t size = source.Status().st_size;
   if (target.Status().st_size == 0 || size <= target.Status().st_size) return true;
   if (System().fallocate(target.Descriptor(), FALLOC_FL_KEEP_SIZE, 0, size) == 0) return true;
-  return errno != ENOSPC && errno != EDQUOT && errno != EFBIG;
+  const int problem = errno;
+  if (problem != ENOSPC && problem != EDQUOT && problem != EFBIG) return true;
+  // Some file systems keep what they could reserve, out of sight behind the end, and the disk stays full.
+  System().ftruncate(target.Descriptor(), target.Status().st_size);
+  errno = problem;
+  return false;
 }
 
 bool PrepareTarget(const OpenFile& source, OpenFile& target) {
@@ -77,10 +82,11 @@ enum class KernelCopy { kDone, kFailed, kNotOffered };
 
 KernelCopy CopyInKernel(const OpenFile& source, const OpenFile& target) {
   if (System().clone(target.Descriptor(), source.Descriptor()) == 0) return KernelCopy::kDone;
-  for (bool any = false;; any = true) {
+  for (;;) {
     const ssize_t count = System().copy_file_range(source.Descriptor(), target.Descriptor(), kKernelChunk);
     if (count > 0) continue;
-    if (count == 0) return any ? KernelCopy::kDone : KernelCopy::kNotOffered;
+    // Some network shares say 0 before the end; the buffer finds out at the cost of one read.
+    if (count == 0) return KernelCopy::kNotOffered;
     if (errno == EINTR) continue;
     // Both descriptors stand where the kernel stopped, so the buffer can take over, unless the target is
     // full.

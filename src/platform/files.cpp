@@ -27,6 +27,12 @@ bool Empty(tvl::OpenFile& file) {
   return false;
 }
 
+// Emptying a file takes the right to write, whatever is to be done with it then.
+int OpenFlags(DWORD access, DWORD disposition) {
+  if (disposition == CREATE_ALWAYS) return O_RDWR | O_CREAT;
+  return (access & GENERIC_WRITE) != 0 ? O_RDWR : O_RDONLY;
+}
+
 int Descriptor(HANDLE file) {
   return static_cast<int>(file);
 }
@@ -50,9 +56,7 @@ timespec TimeSpec(const FILETIME* time) {
 
 HANDLE CreateFileA(const char* path, DWORD access, DWORD /*share*/, void* /*security*/, DWORD disposition,
                    DWORD /*flags*/, HANDLE /*model*/) {
-  int flags = (access & GENERIC_WRITE) != 0 ? O_RDWR : O_RDONLY;
-  if (disposition == CREATE_ALWAYS) flags |= O_CREAT;
-  tvl::OpenFile file(path, flags);
+  tvl::OpenFile file(path, OpenFlags(access, disposition));
   if (!file.IsOpen()) return INVALID_HANDLE_VALUE;
   if (disposition == CREATE_ALWAYS && !Empty(file)) return INVALID_HANDLE_VALUE;
   return file.Release();
@@ -137,7 +141,15 @@ int _stat64i32(const char* path, FileStatus* status) {
     NoteError(path, errno);
     return -1;
   }
-  status->size = static_cast<std::uint64_t>(found.st_size);
+  status->size = S_ISDIR(found.st_mode) ? 0 : static_cast<std::uint64_t>(found.st_size);
   status->modified = found.st_mtim.tv_sec;
   return 0;
+}
+
+bool tvl::IsSameFile(const char* a, const char* b) {
+  struct stat statusA = {};
+  struct stat statusB = {};
+  return System().stat(HostPath(a).Text(), &statusA) == 0 &&
+         System().stat(HostPath(b).Text(), &statusB) == 0 && statusA.st_dev == statusB.st_dev &&
+         statusA.st_ino == statusB.st_ino;
 }

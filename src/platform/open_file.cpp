@@ -10,11 +10,23 @@
 #include "platform/system_calls.h"
 
 namespace tvl {
+namespace {
 
 // Opened without blocking, since the name may turn out to be a pipe, whose open would wait for the other end.
+// Only a regular file can be refused for that, where a file server's lease on it is being called back, and
+// then the wait is the right thing.
+int OpenWithoutBlocking(const char* path, int flags, mode_t mode) {
+  const HostPath host(path);
+  flags |= O_CLOEXEC | O_NOCTTY;
+  const int descriptor = System().open(host.Text(), flags | O_NONBLOCK, mode);
+  if (descriptor >= 0 || errno != EWOULDBLOCK) return descriptor;
+  return System().open(host.Text(), flags, mode);
+}
+
+}  // namespace
+
 OpenFile::OpenFile(const char* path, int flags, mode_t mode)
-    : path_(path),
-      descriptor_(System().open(HostPath(path).Text(), flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, mode)) {
+    : path_(path), descriptor_(OpenWithoutBlocking(path, flags, mode)) {
   if (descriptor_ < 0) {
     NoteFailure();
     return;

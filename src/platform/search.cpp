@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <memory>
 #include <new>
 #include <string>
@@ -47,21 +46,25 @@ struct CloseFolder {
   void operator()(DIR* folder) const { closedir(folder); }
 };
 
+bool IsSame(const struct stat& a, const struct stat& b) {
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
 class Search {
  public:
   Search(const std::string& folder, std::string_view pattern)
-      : folder_(opendir(folder.c_str())), pattern_(pattern == "*.*" ? "*" : pattern) {
+      : folder_(opendir(folder.c_str())), path_(folder), pattern_(pattern == "*.*" ? "*" : pattern) {
     if (folder_ == nullptr) tvl::NoteError(folder.c_str(), errno);
   }
 
   bool Next(WIN32_FIND_DATAA* found) {
     if (folder_ == nullptr) return false;
-    while (const dirent* entry = readdir(folder_.get())) {
+    while (const dirent* entry = NextEntry()) {
       const std::string_view name = entry->d_name;
       if (!Matches(pattern_, name) || name.find('\\') != std::string_view::npos || LeadsBack(*entry))
         continue;
       if (name.size() >= sizeof found->cFileName) continue;
-      std::memcpy(found->cFileName, name.data(), name.size());
+      name.copy(found->cFileName, name.size());
       found->cFileName[name.size()] = 0;
       return true;
     }
@@ -69,8 +72,16 @@ class Search {
   }
 
  private:
-  // True for a link to a folder that is the searched one or above it.
-  bool LeadsBack(const dirent& entry) const {
+  const dirent* NextEntry() {
+    errno = 0;
+    const dirent* entry = readdir(folder_.get());
+    if (entry == nullptr && errno != 0) tvl::NoteError(path_.c_str(), errno);
+    return entry;
+  }
+
+  // True for a link to a folder that is the searched one or above it, by the parents that the file system
+  // knows or by the path that led here, which may itself go through links.
+  bool LeadsBack(const dirent& entry) const try {
     if (entry.d_type != DT_LNK && entry.d_type != DT_UNKNOWN) return false;
     const int folder = dirfd(folder_.get());
     struct stat status = {};
@@ -79,7 +90,9 @@ class Search {
       return false;
     }
     if (fstatat(folder, entry.d_name, &status, 0) != 0 || !S_ISDIR(status.st_mode)) return false;
-    return IsAtOrAbove(status, folder);
+    return IsAtOrAbove(status, folder) || IsOnTheWay(status);
+  } catch (const std::bad_alloc&) {
+    return true;  // a walk must end
   }
 
   static bool IsAtOrAbove(const struct stat& wanted, int folder) {
@@ -88,15 +101,25 @@ class Search {
     for (;;) {
       struct stat here = {};
       if (fstatat(folder, way.c_str(), &here, 0) != 0) return false;
-      if (here.st_dev == wanted.st_dev && here.st_ino == wanted.st_ino) return true;
-      if (here.st_dev == below.st_dev && here.st_ino == below.st_ino)
-        return false;  // `..` of the top is the top
+      if (IsSame(here, wanted)) return true;
+      if (IsSame(here, below)) return false;  // `..` of the top is the top
       below = here;
       way += "/..";
     }
   }
 
+  bool IsOnTheWay(const struct stat& wanted) const {
+    std::string way = path_;
+    for (std::size_t end = way.rfind('/'); end != std::string::npos; end = way.rfind('/')) {
+      way.resize(end);
+      struct stat here = {};
+      if (!way.empty() && stat(way.c_str(), &here) == 0 && IsSame(here, wanted)) return true;
+    }
+    return false;
+  }
+
   std::unique_ptr<DIR, CloseFolder> folder_;
+  std::string path_;
   std::string pattern_;
 };
 

@@ -37,6 +37,7 @@ Node* TakeFirst(Queue& queue) {
 
 void DestroyQueue(void* queue_of_ended_thread) {
   auto* queue = static_cast<Queue*>(queue_of_ended_thread);
+  own_queue = nullptr;  // what other libraries do at this thread's end may still pump
   const std::lock_guard<std::mutex> guard(mutex);
   for (Queue** link = &queues; *link != nullptr; link = &(*link)->next) {
     if (*link != queue) continue;
@@ -47,10 +48,30 @@ void DestroyQueue(void* queue_of_ended_thread) {
   std::free(queue);
 }
 
+void BeforeFork() {
+  mutex.lock();
+}
+
+void InParent() {
+  mutex.unlock();
+}
+
+// The child is one thread, of another number, and what was posted to its parent is not meant for it.
+void InChild() {
+  queues = own_queue;
+  if (own_queue != nullptr) {
+    while (Node* node = TakeFirst(*own_queue)) std::free(node);
+    own_queue->thread = GetCurrentThreadId();
+    own_queue->next = nullptr;
+  }
+  mutex.unlock();
+}
+
 pthread_key_t ThreadEndKey() {
   static const pthread_key_t key = [] {
     pthread_key_t made = 0;
     pthread_key_create(&made, DestroyQueue);
+    pthread_atfork(BeforeFork, InParent, InChild);
     return made;
   }();
   return key;

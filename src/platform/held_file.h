@@ -3,6 +3,12 @@
 
 #include "platform/files.h"
 
+// A file is held by a byte-range lock of the open-file-description kind. The kernel drops it when the
+// holder's last descriptor goes, in whatever way the process ends, also on network shares that carry such
+// locks. Classic locks would vanish with any close() of the same file elsewhere in the process.
+//
+// Whoever asks whether a file is held tries to lock it for a moment. So that two askers don't take each other
+// for a holder, such a try locks a length of its own that nobody else uses, and is waited out.
 //
 // A lock belongs to the open file, which a forked child shares. So in a child every held descriptor is made
 // one of /dev/null, which keeps its number taken: the parent's holds end with the parent, whatever its

@@ -62,6 +62,8 @@ int CTVLClientSmbOpr::Transfer(const char* source, const char* target) {
   CCore packed;
   CZlib zlib;
   if (zlib.CompressFile(source, packed) == 0) return TVL_ERR_ZIP;
+  // Unpacked over itself the file would be lost to a failed write.
+  if (tvl::IsSameFile(source, target)) return TVL_OK;
   return zlib.DecompressFile(packed, target) != 0 ? TVL_OK : TVL_ERR_UNZIP;
 }
 

@@ -4,6 +4,7 @@
 
 #include "base/low_file.h"
 #include "base/pump.h"
+#include "platform/held_file.h"
 
 namespace {
 
@@ -107,7 +108,7 @@ int CZlib::CompressFile(const char* source, CCore& destination) {
 
 int CZlib::DecompressFile(CCore& source, const char* destination) {
   tvl::LowFile file(destination, kLowRewrite);
-  if (!file.IsOpen()) return 0;
+  if (!file.IsOpen() || tvl::IsHeld(static_cast<int>(file.Handle()))) return 0;
   Inflater inflater;
   if (!inflater.IsReady()) return 0;
   while (!inflater.IsAtEnd()) {

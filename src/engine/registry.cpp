@@ -1,0 +1,123 @@
+#include "engine/registry.h"
+
+#include <pthread.h>
+
+#include <algorithm>
+#include <limits>
+
+#include "engine/batch.h"
+#include "engine/last_error.h"
+#include "engine/lock_descriptors.h"
+#include "engine/patience.h"
+#include "engine/sqlite_library.h"
+#include "engine/sqlite_table.h"
+
+namespace tvl::engine {
+
+Turn::Turn(OpenTable& table) : table_(table), has_(table.turn.try_lock_for(kPatience)) {
+  if (!has_) NoteError("another thread uses the table");
+}
+
+Turn::~Turn() {
+  if (has_) table_.turn.unlock();
+}
+
+// Never destroyed: the library closes its connections while the process unloads.
+Registry& Registry::Get() {
+  static Registry& registry = *new Registry;
+  return registry;
+}
+
+Registry::Registry() {
+  if (!SetUpSqlite()) NoteError("SQLite can't be set up");
+  pthread_atfork(BeforeFork, AfterForkInParent, AfterForkInChild);
+}
+
+int Registry::Open(const char* path, bool readOnly) {
+  const std::string dataFile = DataFilePath(path);
+  std::optional<TableFile> file = TableFile::Share(dataFile);
+  if (!file) return -1;
+  const std::shared_ptr<OpenTable> table = TableFor(std::move(*file));
+  if (!OpenStorage(*table, dataFile)) return -1;
+  const std::lock_guard guard(mutex_);
+  if (lastHandle_ == std::numeric_limits<int>::max()) return -1;
+  const int handle = lastHandle_ + 1;
+  handles_.emplace(handle, Opened{table, readOnly});
+  return lastHandle_ = handle;
+}
+
+// A second hold of a table that is open already ends with `file`.
+std::shared_ptr<OpenTable> Registry::TableFor(TableFile file) {
+  const std::lock_guard guard(mutex_);
+  std::erase_if(tables_, [](const auto& entry) { return entry.second.expired(); });
+  std::weak_ptr<OpenTable>& known = tables_[file.Id()];
+  std::shared_ptr<OpenTable> table = known.lock();
+  if (table == nullptr) known = table = std::make_shared<OpenTable>(std::move(file));
+  return table;
+}
+
+bool Registry::OpenStorage(OpenTable& table, const std::string& path) {
+  const Turn turn(table);
+  if (!turn.Has()) return false;
+  if (table.storage == nullptr) table.storage = SqliteTable::Open(path, table.file);
+  return table.storage != nullptr;
+}
+
+Opened Registry::Find(int handle) {
+  const std::lock_guard guard(mutex_);
+  const auto found = handles_.find(handle);
+  if (found != handles_.end()) return found->second;
+  NoteError("the handle is not open");
+  return {};
+}
+
+Opened Registry::Take(int handle) {
+  const std::lock_guard guard(mutex_);
+  auto node = handles_.extract(handle);
+  return node.empty() ? Opened() : std::move(node.mapped());
+}
+
+// The table itself is closed with its last user, which may be a call of another thread.
+bool Registry::Close(int handle) {
+  const Opened opened = Take(handle);
+  if (opened.table == nullptr) {
+    NoteError("the handle is not open");
+    return false;
+  }
+  return EndBatches(*opened.table, handle);
+}
+
+void Registry::CloseAll() {
+  std::vector<int> open;
+  {
+    const std::lock_guard guard(mutex_);
+    for (const auto& [handle, opened] : handles_) open.push_back(handle);
+  }
+  for (const int handle : open) static_cast<void>(Close(handle));
+}
+
+void Registry::BeforeFork() {
+  ShutSqlite();
+  Get().mutex_.lock();
+  SuspendLockDescriptors();
+}
+
+void Registry::AfterForkInParent() {
+  ResumeLockDescriptors();
+  Get().mutex_.unlock();
+  ReopenSqlite();
+}
+
+// The parent's SQLite objects stay as they are: closing them would act on the parent's files and journals.
+void Registry::AfterForkInChild() {
+  AbandonLockDescriptors();
+  Registry& registry = Get();
+  registry.abandoned_.merge(registry.handles_);
+  registry.handles_.clear();
+  registry.tables_.clear();
+  ResumeLockDescriptors();
+  registry.mutex_.unlock();
+  ReopenSqliteInChild();
+}
+
+}  // namespace tvl::engine

@@ -1,0 +1,129 @@
+#include "engine/sqlite_library.h"
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+
+#include <cstdarg>
+
+#include "engine/lock_descriptors.h"
+
+namespace tvl::engine {
+namespace {
+
+// A fork waits for a moment without passages; passages that come later let it go first.
+constexpr pthread_rwlock_t kOpenGate = PTHREAD_RWLOCK_WRITER_NONRECURSIVE_INITIALIZER_NP;
+pthread_rwlock_t gate = kOpenGate;
+
+// Forks between this process and the one that loaded the module.
+unsigned int generation = 0;
+
+constexpr int kGenerationShift = 40;
+
+int OfdCommand(int command) {
+  switch (command) {
+    case F_SETLK:
+      return F_OFD_SETLK;
+    case F_GETLK:
+      return F_OFD_GETLK;
+    default:
+      return command;
+  }
+}
+
+// A classic lock would vanish with any close() of the same file in this process, and a program hashes and
+// copies table files while it uses them.
+int FcntlWithOfdLocks(int descriptor, int command, ...) {
+  va_list arguments;
+  va_start(arguments, command);
+  const int kind = OfdCommand(command);
+  int result = 0;
+  if (kind != command) {
+    auto* lock = va_arg(arguments, struct flock*);
+    lock->l_pid = 0;  // the kernel insists
+    result = fcntl(descriptor, kind, lock);
+  } else {
+    result = fcntl(descriptor, command, va_arg(arguments, long));
+  }
+  va_end(arguments);
+  return result;
+}
+
+int Open(const char* path, int flags, int mode) {
+  return OpenForLocks(path, flags, static_cast<mode_t>(mode));
+}
+
+// SQLite keeps a list of files with their locks, by device and inode. In a forked child that list tells of
+// the parent's locks, so the child's files go by another device there.
+int StatForChild(int descriptor, struct stat* status) {
+  const int result = fstat(descriptor, status);
+  if (result == 0) status->st_dev ^= static_cast<dev_t>(generation) << kGenerationShift;
+  return result;
+}
+
+struct Replacement {
+  const char* name;
+  sqlite3_syscall_ptr function;
+};
+
+template <typename Function>
+sqlite3_syscall_ptr AsSystemCall(Function* function) {
+  return reinterpret_cast<sqlite3_syscall_ptr>(function);
+}
+
+bool ReplaceSystemCalls() {
+  sqlite3_vfs* files = sqlite3_vfs_find("unix");
+  if (files == nullptr) return false;
+  const Replacement replacements[] = {
+      {"fcntl", AsSystemCall(FcntlWithOfdLocks)},
+      {"open", AsSystemCall(Open)},
+      {"close", AsSystemCall(CloseForLocks)},
+      {"fstat", AsSystemCall(StatForChild)},
+  };
+  for (const Replacement& replacement : replacements) {
+    if (files->xSetSystemCall(files, replacement.name, replacement.function) != SQLITE_OK) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool SetUpSqlite() {
+  // One thread at a time uses a connection, and nobody asks for statistics.
+  return sqlite3_config(SQLITE_CONFIG_MULTITHREAD) == SQLITE_OK &&
+         sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0) == SQLITE_OK &&
+         sqlite3_config(SQLITE_CONFIG_URI, 0) == SQLITE_OK && sqlite3_initialize() == SQLITE_OK &&
+         ReplaceSystemCalls();
+}
+
+SqlitePassage::SqlitePassage() {
+  StepIn();
+}
+
+SqlitePassage::~SqlitePassage() {
+  StepOut();
+}
+
+void SqlitePassage::StepIn() {
+  pthread_rwlock_rdlock(&gate);
+}
+
+void SqlitePassage::StepOut() {
+  pthread_rwlock_unlock(&gate);
+}
+
+void ShutSqlite() {
+  pthread_rwlock_wrlock(&gate);
+}
+
+void ReopenSqlite() {
+  pthread_rwlock_unlock(&gate);
+}
+
+void ReopenSqliteInChild() {
+  ++generation;
+  gate = kOpenGate;  // the lock notes the thread that took it, which has another number here
+}
+
+}  // namespace tvl::engine

@@ -1,0 +1,66 @@
+#ifndef TVL_ENGINE_SQLITE_STATEMENT_H
+#define TVL_ENGINE_SQLITE_STATEMENT_H
+
+#include <sqlite3.h>
+
+#include <memory>
+#include <string_view>
+
+namespace tvl::engine {
+
+// A statement that is prepared when it is first needed and kept.
+class Statement {
+ public:
+  // Null if SQLite refuses it.
+  [[nodiscard]] sqlite3_stmt* Prepared(sqlite3* database, const char* sql) {
+    if (statement_ == nullptr) {
+      sqlite3_stmt* statement = nullptr;
+      sqlite3_prepare_v3(database, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
+      statement_.reset(statement);
+    }
+    return statement_.get();
+  }
+
+  // Must be done before its database is closed.
+  void Finalize() { statement_.reset(); }
+
+ private:
+  struct Finalizer {
+    void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+  };
+  std::unique_ptr<sqlite3_stmt, Finalizer> statement_;
+};
+
+// One run of a statement; its end gives back the locks that the run took.
+class Execution {
+ public:
+  Execution(Statement& statement, sqlite3* database, const char* sql)
+      : statement_(statement.Prepared(database, sql)) {}
+  Execution(const Execution&) = delete;
+  Execution& operator=(const Execution&) = delete;
+  ~Execution() { sqlite3_reset(statement_); }
+
+  // The bytes must stay until the run ends.
+  void Bind(int place, const void* bytes, int count) {
+    sqlite3_bind_blob(statement_, place, bytes, count, SQLITE_STATIC);
+  }
+
+  // SQLITE_ROW, SQLITE_DONE or an error.
+  [[nodiscard]] int Step() { return statement_ == nullptr ? SQLITE_ERROR : sqlite3_step(statement_); }
+
+  // A column of the row, until the next step.
+  [[nodiscard]] std::string_view Blob(int column) const {
+    const auto* bytes = static_cast<const char*>(sqlite3_column_blob(statement_, column));
+    const int count = sqlite3_column_bytes(statement_, column);
+    return bytes == nullptr ? std::string_view() : std::string_view(bytes, static_cast<std::size_t>(count));
+  }
+
+  [[nodiscard]] int Number(int column) const { return sqlite3_column_int(statement_, column); }
+
+ private:
+  sqlite3_stmt* statement_;
+};
+
+}  // namespace tvl::engine
+
+#endif

@@ -1,0 +1,301 @@
+#include "engine/sqlite_table.h"
+
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <new>
+#include <string_view>
+
+#include "engine/last_error.h"
+#include "engine/sqlite_library.h"
+
+namespace tvl::engine {
+namespace {
+
+using std::string_view;
+
+constexpr const char* kReads[] = {
+    "SELECT key1, record FROM records WHERE key1 = ?1",
+    "SELECT key1, record FROM records WHERE key1 > ?1 ORDER BY key1",
+    "SELECT key1, record FROM records WHERE key1 >= ?1 ORDER BY key1",
+    "SELECT key1, record FROM records WHERE key1 < ?1 ORDER BY key1 DESC",
+    "SELECT key1, record FROM records WHERE key1 <= ?1 ORDER BY key1 DESC",
+    "SELECT key2, record FROM records WHERE key2 = ?1 ORDER BY key1",
+    "SELECT key2, record FROM records WHERE key2 > ?1 ORDER BY key2, key1",
+    "SELECT key2, record FROM records WHERE key2 >= ?1 ORDER BY key2, key1",
+    "SELECT key2, record FROM records WHERE key2 < ?1 ORDER BY key2 DESC, key1 DESC",
+    "SELECT key2, record FROM records WHERE key2 <= ?1 ORDER BY key2 DESC, key1 DESC",
+};
+constexpr std::size_t kModes = 5;
+
+constexpr const char* kWrites[] = {
+    "INSERT INTO records VALUES(?1, ?2, ?3) "
+    "ON CONFLICT(key1) DO UPDATE SET key2 = excluded.key2, record = excluded.record",
+    "INSERT INTO records VALUES(?1, ?2, ?3) ON CONFLICT(key1) DO UPDATE SET record = excluded.record",
+};
+constexpr std::size_t kWriteAll = 0;
+constexpr std::size_t kWriteKeepingKey2 = 1;
+
+constexpr const char* kDeletes[] = {
+    "DELETE FROM records WHERE key1 = ?1",
+    "DELETE FROM records WHERE key2 = ?2",
+    "DELETE FROM records WHERE key1 = ?1 AND key2 = ?2",
+};
+
+constexpr const char* kBatches[] = {"BEGIN", "BEGIN IMMEDIATE", "SELECT 1 FROM layout", "COMMIT", "ROLLBACK"};
+constexpr std::size_t kBegin = 0;
+constexpr std::size_t kBeginWriting = 1;
+constexpr std::size_t kTakeSnapshot = 2;
+constexpr std::size_t kCommit = 3;
+constexpr std::size_t kRollback = 4;
+
+// Safe at a power cut at any moment; 8 MB of pages before a large batch goes to the file.
+constexpr const char* kSettings =
+    "PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = EXTRA; PRAGMA secure_delete = FAST;"
+    "PRAGMA temp_store = MEMORY; PRAGMA cell_size_check = ON; PRAGMA cache_size = -8192";
+
+constexpr const char* kMakeTables =
+    "CREATE TABLE layout(record INTEGER NOT NULL, key1 INTEGER NOT NULL, key2 INTEGER NOT NULL);"
+    "CREATE TABLE records(key1 BLOB NOT NULL PRIMARY KEY, key2 BLOB NOT NULL, record BLOB NOT NULL) WITHOUT "
+    "ROWID;";
+constexpr const char* kMakeIndex = "CREATE INDEX records_by_key2 ON records(key2);";
+
+constexpr int kApplicationId = 0x54564C54;  // "TVLT"
+constexpr int kLongestValue = 1 << 20;
+
+// A file may come from anybody, so nothing in it is to run.
+constexpr struct {
+  int option;
+  int value;
+} kDefences[] = {
+    {SQLITE_DBCONFIG_DEFENSIVE, 1},
+    {SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0},
+    {SQLITE_DBCONFIG_ENABLE_TRIGGER, 0},
+    {SQLITE_DBCONFIG_ENABLE_VIEW, 0},
+};
+
+// Places in a database's header.
+constexpr string_view kMagic("SQLite format 3", 16);
+constexpr std::size_t kWriteVersion = 18;
+constexpr std::size_t kReadVersion = 19;
+constexpr std::size_t kHeaderLooked = 20;
+constexpr char kRollbackJournal = 1;
+
+// False for anything but a database with a rollback journal. SQLite itself would also take up a write-ahead
+// log that lies beside the file, whatever the header says.
+bool HasOurFormat(const std::string& path, int descriptor) {
+  char header[kHeaderLooked];
+  const ssize_t length = pread(descriptor, header, sizeof header, 0);
+  if (length != static_cast<ssize_t>(sizeof header) || string_view(header, kMagic.size()) != kMagic)
+    return false;
+  return header[kWriteVersion] == kRollbackJournal && header[kReadVersion] == kRollbackJournal &&
+         access((path + "-wal").c_str(), F_OK) != 0;
+}
+
+// A node of the tree holds at least four rows, and what of a row doesn't fit a quarter of it goes to pages of
+// its own.
+int PageSizeFor(const Layout& layout) {
+  constexpr int head = 32;
+  const int row = layout.record + layout.key1 + layout.key2 + head;
+  int size = 4096;
+  while (size < 32768 && (size - 12) * 64 / 255 - 23 < row) size *= 2;
+  return size;
+}
+
+struct DatabaseCloser {
+  void operator()(sqlite3* database) const { sqlite3_close(database); }
+};
+
+}  // namespace
+
+// What each call on the table is inside of.
+class SqliteTable::Call {
+ public:
+  explicit Call(SqliteTable& table) { table.patience_ = Patience(); }
+
+ private:
+  SqlitePassage passage_;
+};
+
+std::string SqliteTable::EmptyImage(const Layout& layout) {
+  const SqlitePassage passage;
+  sqlite3* opened = nullptr;
+  const int opening = sqlite3_open(":memory:", &opened);
+  const std::unique_ptr<sqlite3, DatabaseCloser> database(opened);
+  const std::string sql =
+      "PRAGMA page_size = " + std::to_string(PageSizeFor(layout)) +
+      "; PRAGMA auto_vacuum = NONE; PRAGMA application_id = " + std::to_string(kApplicationId) + ';' +
+      kMakeTables + (layout.key2 > 0 ? kMakeIndex : "") + "INSERT INTO layout VALUES(" +
+      std::to_string(layout.record) + ',' + std::to_string(layout.key1) + ',' + std::to_string(layout.key2) +
+      ')';
+  if (opening != SQLITE_OK || sqlite3_exec(opened, sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
+    NoteError("the table can't be laid out");
+    return {};
+  }
+  sqlite3_int64 size = 0;
+  const std::unique_ptr<unsigned char, decltype(&sqlite3_free)> image(
+      sqlite3_serialize(opened, "main", &size, 0), sqlite3_free);
+  if (image == nullptr) throw std::bad_alloc();
+  return {reinterpret_cast<const char*>(image.get()), static_cast<std::size_t>(size)};
+}
+
+std::unique_ptr<SqliteTable> SqliteTable::Open(const std::string& path, const TableFile& file) {
+  if (!HasOurFormat(path, file.Descriptor())) {
+    NoteError("the file is no table");
+    return nullptr;
+  }
+  std::unique_ptr<SqliteTable> table(new SqliteTable);
+  if (!table->Connect(path, file.IsWritable())) return nullptr;
+  // SQLite opened the path once more, which by then could have been another file's.
+  if (!file.IsStill(path)) {
+    NoteError("the table was replaced");
+    return nullptr;
+  }
+  return table;
+}
+
+SqliteTable::~SqliteTable() {
+  const SqlitePassage passage;
+  for (Statement& statement : reads_) statement.Finalize();
+  for (Statement& statement : writes_) statement.Finalize();
+  for (Statement& statement : deletes_) statement.Finalize();
+  for (Statement& statement : batches_) statement.Finalize();
+  sqlite3_close(database_);
+}
+
+bool SqliteTable::Connect(const std::string& path, bool writable) {
+  const Call call(*this);
+  const int flags = (writable ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY) | SQLITE_OPEN_NOMUTEX |
+                    SQLITE_OPEN_PRIVATECACHE;
+  if (sqlite3_open_v2(path.c_str(), &database_, flags, "unix") != SQLITE_OK) {
+    NoteDatabaseError();
+    return false;
+  }
+  for (const auto& defence : kDefences) sqlite3_db_config(database_, defence.option, defence.value, nullptr);
+  sqlite3_limit(database_, SQLITE_LIMIT_LENGTH, kLongestValue);
+  sqlite3_busy_handler(database_, OnBusy, this);
+  return Run(kSettings) && ReadLayout();
+}
+
+bool SqliteTable::ReadLayout() {
+  Statement statement;
+  Execution lengths(statement, database_, "SELECT record, key1, key2 FROM layout");
+  if (lengths.Step() != SQLITE_ROW) {
+    NoteDatabaseError();
+    return false;
+  }
+  layout_ = {lengths.Number(0), lengths.Number(1), lengths.Number(2)};
+  if (!layout_.IsValid()) NoteError("the table's lengths are out of bounds");
+  return layout_.IsValid();
+}
+
+bool SqliteTable::Run(const char* sql) {
+  if (sqlite3_exec(database_, sql, nullptr, nullptr, nullptr) == SQLITE_OK) return true;
+  NoteDatabaseError();
+  return false;
+}
+
+void SqliteTable::NoteDatabaseError() const {
+  NoteError(database_ == nullptr ? "out of memory" : sqlite3_errmsg(database_));
+}
+
+int SqliteTable::OnBusy(void* table, int /*round*/) {
+  SqlitePassage::StepOut();
+  const bool again = static_cast<SqliteTable*>(table)->patience_.Pause();
+  SqlitePassage::StepIn();
+  return again ? 1 : 0;
+}
+
+bool SqliteTable::Read(int keyNumber, ReadMode mode, Key& key, void* record) {
+  const Call call(*this);
+  const std::size_t which = static_cast<std::size_t>(keyNumber - 1) * kModes + static_cast<std::size_t>(mode);
+  Execution read(reads_[which], database_, kReads[which]);
+  read.Bind(1, key.Bytes(), key.Length());
+  const int outcome = read.Step();
+  if (outcome == SQLITE_DONE) NoteError("there is no such record");
+  if (outcome != SQLITE_ROW && outcome != SQLITE_DONE) NoteDatabaseError();
+  if (outcome != SQLITE_ROW) return false;
+  const string_view found = read.Blob(0);
+  key.Assign(found.data(), found.size());
+  const string_view bytes = read.Blob(1);
+  const auto room = static_cast<std::size_t>(layout_.record);
+  const std::size_t length = std::min(bytes.size(), room);
+  if (length > 0) std::memcpy(record, bytes.data(), length);
+  std::memset(static_cast<char*>(record) + length, ' ', room - length);
+  return true;
+}
+
+bool SqliteTable::Write(const Key& key1, const Key& key2, const void* record) {
+  const Call call(*this);
+  if (IsBatchLost()) return false;
+  const std::size_t which = key2.IsBlank() ? kWriteKeepingKey2 : kWriteAll;
+  Execution write(writes_[which], database_, kWrites[which]);
+  write.Bind(1, key1.Bytes(), key1.Length());
+  write.Bind(2, key2.Bytes(), key2.Length());
+  write.Bind(3, record, layout_.record);
+  const bool done = write.Step() == SQLITE_DONE;
+  if (!done) NoteDatabaseError();
+  return done;
+}
+
+bool SqliteTable::Delete(const Key& key1, const Key& key2) {
+  const Call call(*this);
+  const bool byKey1 = !key1.IsBlank();
+  const bool byKey2 = !key2.IsBlank();
+  if (!byKey1 && !byKey2) {
+    NoteError("no key is given");
+    return false;
+  }
+  if (IsBatchLost()) return false;
+  const std::size_t which = (byKey1 ? 1U : 0U) + (byKey2 ? 2U : 0U) - 1;
+  Execution deletion(deletes_[which], database_, kDeletes[which]);
+  if (byKey1) deletion.Bind(1, key1.Bytes(), key1.Length());
+  if (byKey2) deletion.Bind(2, key2.Bytes(), key2.Length());
+  if (deletion.Step() != SQLITE_DONE) {
+    NoteDatabaseError();
+    return false;
+  }
+  const bool went = sqlite3_changes(database_) > 0;
+  if (!went) NoteError("there is no such record");
+  return went;
+}
+
+// SQLite rolls a transaction back by itself when the disk is full or fails. What comes behind must not be
+// kept alone.
+bool SqliteTable::IsBatchLost() const {
+  const bool lost = inBatch_ && sqlite3_get_autocommit(database_) != 0;
+  if (lost) NoteError("the batch was rolled back");
+  return lost;
+}
+
+bool SqliteTable::RunBatchStep(std::size_t which) {
+  const int outcome = Execution(batches_[which], database_, kBatches[which]).Step();
+  if (outcome == SQLITE_ROW || outcome == SQLITE_DONE) return true;
+  NoteDatabaseError();
+  return false;
+}
+
+void SqliteTable::RollBack() {
+  if (sqlite3_get_autocommit(database_) != 0) return;
+  static_cast<void>(Execution(batches_[kRollback], database_, kBatches[kRollback]).Step());
+}
+
+bool SqliteTable::Begin(bool forWriting) {
+  const Call call(*this);
+  inBatch_ = RunBatchStep(forWriting ? kBeginWriting : kBegin) && (forWriting || RunBatchStep(kTakeSnapshot));
+  if (!inBatch_) RollBack();
+  return inBatch_;
+}
+
+bool SqliteTable::End() {
+  const Call call(*this);
+  const bool kept = !IsBatchLost() && RunBatchStep(kCommit);
+  inBatch_ = false;
+  if (!kept) RollBack();
+  return kept;
+}
+
+}  // namespace tvl::engine

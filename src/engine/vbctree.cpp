@@ -1,0 +1,250 @@
+#include "engine/vbctree.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstring>
+#include <exception>
+
+#include "engine/archive.h"
+#include "engine/batch.h"
+#include "engine/current_record.h"
+#include "engine/last_error.h"
+#include "engine/registry.h"
+#include "record/field.h"
+
+namespace {
+
+using tvl::engine::CurrentRecord;
+using tvl::engine::Key;
+using tvl::engine::Layout;
+using tvl::engine::NoteError;
+using tvl::engine::Opened;
+using tvl::engine::OpenTable;
+using tvl::engine::ReadMode;
+using tvl::engine::Registry;
+using tvl::engine::Table;
+using tvl::engine::Turn;
+
+// Nothing throws into a program: what does ends in the function's failure.
+template <typename Action>
+int Guarded(int failure, Action action) noexcept {
+  try {
+    return action();
+  } catch (const std::exception& problem) {
+    NoteError(problem.what());
+    return failure;
+  }
+}
+
+// Runs `action` on the storage of an open table, in its turn. 1 if it gives true.
+template <typename Action>
+int OnTable(int handle, bool changes, Action action) noexcept {
+  return Guarded(0, [&] {
+    const Opened opened = Registry::Get().Find(handle);
+    if (opened.table == nullptr) return 0;
+    if (changes && opened.readOnly) {
+      NoteError("the table is open for reading");
+      return 0;
+    }
+    const Turn turn(*opened.table);
+    return turn.Has() && action(*opened.table->storage) ? 1 : 0;
+  });
+}
+
+int Read(int handle, int keyNumber, ReadMode mode, char* key, void* record) noexcept {
+  if (key == nullptr || record == nullptr || keyNumber < 1 || keyNumber > 2) {
+    NoteError("there is no such key");
+    return 0;
+  }
+  return OnTable(handle, false, [=](Table& table) {
+    Key wanted(key, keyNumber == 1 ? table.Lengths().key1 : table.Lengths().key2);
+    if (!table.Read(keyNumber, mode, wanted, record)) return false;
+    wanted.CopyTo(key);
+    return true;
+  });
+}
+
+bool Write(Table& table, const char* key1, const char* key2, const void* record) {
+  const Layout& lengths = table.Lengths();
+  return table.Write(Key(key1, lengths.key1), Key(key2, lengths.key2), record);
+}
+
+// Runs `action` on a field of the current record, which `find` looks up. 1 if it gives true.
+template <typename Find, typename Action>
+int OnField(Find find, Action action) noexcept {
+  return Guarded(0, [&] {
+    const CurrentRecord& record = CurrentRecord::OfThread();
+    const _format_* field = record.Memory() == nullptr ? nullptr : find(record);
+    if (field == nullptr) NoteError("the current record has no such field");
+    return field != nullptr && action(*field, record.Memory()) ? 1 : 0;
+  });
+}
+
+template <typename Find>
+int GetValue(Find find, char* destination) noexcept {
+  if (destination == nullptr) return 0;
+  return OnField(find, [=](const _format_& field, unsigned char* record) {
+    const auto room = static_cast<std::size_t>(std::max(field.length, 2 * field.size)) + 1;
+    return tvl::GetField(field, record, destination, room);
+  });
+}
+
+template <typename Find>
+int SetValue(Find find, const char* value) noexcept {
+  if (value == nullptr) return 0;
+  return OnField(find, [=](const _format_& field, unsigned char* record) {
+    return tvl::SetField(field, record, value);
+  });
+}
+
+auto ByName(const char* name) {
+  return [name](const CurrentRecord& record) { return name == nullptr ? nullptr : record.Find(name); };
+}
+
+auto ByIndex(int index) {
+  return [index](const CurrentRecord& record) { return record.At(index); };
+}
+
+int Open(const char* path, bool readOnly) noexcept {
+  if (path == nullptr) return -1;
+  return Guarded(-1, [=] { return Registry::Get().Open(path, readOnly); });
+}
+
+}  // namespace
+
+const char* GetLastErrorText() {
+  return tvl::engine::LastErrorText();
+}
+
+int IOpen(const char* path) {
+  return Open(path, false);
+}
+
+int IREOpen(const char* path) {
+  return Open(path, true);
+}
+
+int IClose(int handle) {
+  return Guarded(0, [=] { return Registry::Get().Close(handle) ? 1 : 0; });
+}
+
+int GetLength(int handle, int selector) {
+  return Guarded(-1, [=] {
+    const Opened opened = Registry::Get().Find(handle);
+    if (opened.table == nullptr || selector < 0 || selector > 2) return -1;
+    const Layout& lengths = opened.table->storage->Lengths();
+    const std::array<int, 3> selected = {lengths.record, lengths.key1, lengths.key2};
+    return selected[static_cast<std::size_t>(selector)];
+  });
+}
+
+int SetCurrentRecord(const char* schema, void* record, int recordLength) {
+  return Guarded(0, [=] {
+    return CurrentRecord::OfThread().Set(schema == nullptr ? "" : schema, record, recordLength) ? 1 : 0;
+  });
+}
+
+int GetFieldValueByIdx(int index, char* destination) {
+  return GetValue(ByIndex(index), destination);
+}
+
+int GetFieldValueByName(const char* name, char* destination) {
+  return GetValue(ByName(name), destination);
+}
+
+int SetFieldValueByIdx(int index, const char* value) {
+  return SetValue(ByIndex(index), value);
+}
+
+int SetFieldValueByName(const char* name, const char* value) {
+  return SetValue(ByName(name), value);
+}
+
+int WriteKeys(int handle, const char* key1, const char* key2) {
+  return OnTable(handle, true, [=](Table& table) {
+    const CurrentRecord& current = CurrentRecord::OfThread();
+    if (current.Memory() == nullptr || current.Length() < 0) {
+      NoteError("there is no current record");
+      return false;
+    }
+    // The program's record may be shorter than the table's.
+    char record[tvl::engine::kLongestRecord];
+    const auto whole = static_cast<std::size_t>(table.Lengths().record);
+    const std::size_t given = std::min(static_cast<std::size_t>(current.Length()), whole);
+    std::memcpy(record, current.Memory(), given);
+    std::memset(record + given, ' ', whole - given);
+    return Write(table, key1, key2, record);
+  });
+}
+
+int WriteRawKeys(int handle, const char* key1, const char* key2, const void* record) {
+  if (record == nullptr) return 0;
+  return OnTable(handle, true, [=](Table& table) { return Write(table, key1, key2, record); });
+}
+
+int DeleteKeys(int handle, const char* key1, const char* key2) {
+  return OnTable(handle, true, [=](Table& table) {
+    const Layout& lengths = table.Lengths();
+    return table.Delete(Key(key1, lengths.key1), Key(key2, lengths.key2));
+  });
+}
+
+int ReadKeyEq(int handle, int keyNumber, char* key, void* record) {
+  return Read(handle, keyNumber, ReadMode::kEqual, key, record);
+}
+
+int ReadKeyGt(int handle, int keyNumber, char* key, void* record) {
+  return Read(handle, keyNumber, ReadMode::kGreater, key, record);
+}
+
+int ReadKeyGtEq(int handle, int keyNumber, char* key, void* record) {
+  return Read(handle, keyNumber, ReadMode::kGreaterOrEqual, key, record);
+}
+
+int ReadKeyLt(int handle, int keyNumber, char* key, void* record) {
+  return Read(handle, keyNumber, ReadMode::kLess, key, record);
+}
+
+int ReadKeyLtEq(int handle, int keyNumber, char* key, void* record) {
+  return Read(handle, keyNumber, ReadMode::kLessOrEqual, key, record);
+}
+
+int CreateArchive(const char* path, int recordLength, int key1Length, int key2Length) {
+  constexpr int failed = 1;
+  const Layout layout = {recordLength, key1Length, key2Length};
+  if (path == nullptr || !layout.IsValid()) {
+    NoteError("the lengths of the table are out of bounds");
+    return failed;
+  }
+  return Guarded(failed, [=] {
+    Registry::Get();  // sets SQLite up
+    return tvl::engine::MakeArchive(tvl::engine::DataFilePath(path), layout) ? 0 : failed;
+  });
+}
+
+int BeginBatch(int handle, int forWriting) {
+  return Guarded(0, [=] {
+    const Opened opened = Registry::Get().Find(handle);
+    if (opened.table == nullptr) return 0;
+    if (forWriting != 0 && opened.readOnly) {
+      NoteError("the table is open for reading");
+      return 0;
+    }
+    return tvl::engine::BeginBatch(*opened.table, handle, forWriting != 0) ? 1 : 0;
+  });
+}
+
+int EndBatch(int handle) {
+  return Guarded(0, [=] {
+    const Opened opened = Registry::Get().Find(handle);
+    return opened.table != nullptr && tvl::engine::EndBatch(*opened.table, handle) ? 1 : 0;
+  });
+}
+
+void CloseAll() {
+  Guarded(0, [] {
+    Registry::Get().CloseAll();
+    return 1;
+  });
+}

@@ -161,6 +161,12 @@ class TVL_API CTVLClientOpr {
   CTVLClientOpr(const CTVLClientOpr& other);
   CTVLClientOpr& operator=(const CTVLClientOpr& other);
 
+  // The opened tables: an entry's index by its full path or its handle, or -1; a new zeroed entry at the end; an entry
+  // gone, the order of the others kept; all gone. No handle is closed by these.
+  TVL_HIDDEN int FindCtOpenedFile(const char* path) const;
+  TVL_HIDDEN int FindCtOpenedFile(int handle) const;
+  TVL_HIDDEN int PushCtOpenedFile(const char* path);
+  TVL_HIDDEN void PopCtOpenedFile(int index);
   TVL_HIDDEN void FreeCtOpenedFiles();
   TVL_HIDDEN void SyncDirRelease();
 

@@ -88,6 +88,11 @@ class TVL_API CTVLClientSmbOpr : public CTVLClientOpr {
 
  private:
   TVL_HIDDEN int SettleDirectories(char* directory);
+  TVL_HIDDEN void Register(const char* className);
+  TVL_HIDDEN void CloseTables();
+  TVL_HIDDEN int LowCTFileOpen(char* name, int& handle, int& datLen, int& key1Len, int& key2Len, int create);
+  TVL_HIDDEN int OpenNewTable(const char* path, int datLen, int key1Len, int key2Len, int create);
+  TVL_HIDDEN int RecreateTable(int index, int datLen, int key1Len, int key2Len);
   TVL_HIDDEN int CopyFailure() const;
   TVL_HIDDEN int TargetFailure() const;
   TVL_HIDDEN int Transfer(const char* source, const char* target);

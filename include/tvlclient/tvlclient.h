@@ -28,6 +28,8 @@
 #include <tvlclient/cstring.h>
 #include <tvlclient/errors.h>
 #include <tvlclient/functions.h>
+#include <tvlclient/record.h>
+#include <tvlclient/record_set.h>
 #include <tvlclient/smb_opr.h>
 #include <tvlclient/tcp_opr.h>
 

@@ -66,11 +66,6 @@ void CTVLClientOpr::CopyFields(const CTVLClientOpr& other) {
   std::memcpy(user, other.user, sizeof user);
 }
 
-void CTVLClientOpr::FreeCtOpenedFiles() {
-  ctOpenedFiles = static_cast<CtOpenedFile*>(SafeFree(ctOpenedFiles));
-  ctOpenedCount = 0;
-}
-
 void CTVLClientOpr::SyncDirRelease() {
   syncDirFiles = static_cast<SyncDirFile*>(SafeFree(syncDirFiles));
   syncDirCount = 0;

@@ -1,12 +1,15 @@
 #include <cstring>
+#include <memory>
 #include <new>
 
+#include "base/file_helpers.h"
 #include "base/fixed_text.h"
 #include "base/path_helpers.h"
 #include "base/text.h"
 #include "directory/state.h"
 #include "platform/files.h"
 #include "platform/host_path.h"
+#include "table/engine_binding.h"
 #include "transfer/compare.h"
 #include "transfer/sha1.h"
 
@@ -25,6 +28,18 @@ void SignStore(const char* server_root, char* signature) {
 }
 
 }  // namespace
+
+CTVLClientSmbOpr::State::State(const State& other) : config(other.config) {
+  std::memcpy(serverRoot, other.serverRoot, sizeof serverRoot);
+}
+
+CTVLClientSmbOpr::State& CTVLClientSmbOpr::State::operator=(const State& other) {
+  if (this == &other) return *this;
+  connection.reset();
+  config = other.config;
+  std::memcpy(serverRoot, other.serverRoot, sizeof serverRoot);
+  return *this;
+}
 
 CTVLClientSmbOpr::CTVLClientSmbOpr() : state(new State) {}
 
@@ -46,6 +61,8 @@ CTVLClientSmbOpr& CTVLClientSmbOpr::operator=(const CTVLClientSmbOpr& other) {
 
 CTVLClientSmbOpr::~CTVLClientSmbOpr() {
   CTVLClientSmbOpr::Close();
+  state->connection.reset();  // still there where a second `Open` failed
+  UnloadTableEngine();
   delete state;
 }
 
@@ -54,7 +71,7 @@ int CTVLClientSmbOpr::Open(char* /*workingDirectory*/, char* /*configFile*/, cha
   return TVL_ERR_NOT_SUPPORTED;
 }
 
-int CTVLClientSmbOpr::Open(char* directory, char* configFile, char* /*className*/) try {
+int CTVLClientSmbOpr::Open(char* directory, char* configFile, char* className) try {
   const int code = state->config.Load(configFile);
   shortName[0] = 0;
   longName[0] = 0;
@@ -69,10 +86,15 @@ int CTVLClientSmbOpr::Open(char* directory, char* configFile, char* /*className*
   tvl::CopyCut(updateDir, state->config.Get("UpdateDirectory"));
   tvl::CopyCut(versionFile, state->config.Get("VersionFile"));
   SignStore(state->serverRoot, serverId);
+  CloseTables();  // of a former opening
+  FreeCtOpenedFiles();
+  Register(className);
   zipOnTransfert = state->config.zipOnTransfert;
   fileCmp = state->config.fileCompare;
   tvl::CopyCut(shortName, state->config.Get("ShortName"));
   tvl::CopyCut(longName, state->config.Get("LongName"));
+  tvl::CopyCut(computerName, state->connection->computer);
+  tvl::CopyCut(user, state->connection->user);
   return TVL_OK;
 } catch (const std::bad_alloc&) {
   opened = 0;
@@ -95,6 +117,14 @@ int CTVLClientSmbOpr::SettleDirectories(char* directory) {
   return AddTrailingBackslash(workingDirectory) == 0 ? TVL_ERR_LOCAL_FILE : TVL_OK;
 }
 
+// Makes this instance known on the store, ending the presence of a former opening first.
+void CTVLClientSmbOpr::Register(const char* className) {
+  CConfig& config = state->config;
+  state->connection.reset();
+  state->connection = std::make_unique<CConnection>(config.locksDir, config.procsDir, className);
+  instanceId = state->connection->AllocateInstance();
+}
+
 int CTVLClientSmbOpr::Preview(char* directory, const char* configFile) try {
   if (const int code = ReadConfig(configFile)) return code;
   zipOnTransfert = state->config.zipOnTransfert;
@@ -107,9 +137,12 @@ int CTVLClientSmbOpr::Preview(char* directory, const char* configFile) try {
 
 int CTVLClientSmbOpr::Close() {
   if (opened == 0) return TVL_ERR_NOT_CONNECTED;
+  CloseTables();
+  state->connection.reset();
   opened = 0;
   state->config.Clear();
   dumbMode = 0;
+  UnloadTableEngine();
   return TVL_OK;
 }
 

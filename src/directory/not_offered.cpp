@@ -2,16 +2,6 @@
 
 // Operations of the interface that this version does not offer yet.
 
-int CTVLClientSmbOpr::Lock(char* /*object*/, int* /*state*/, char* /*computer*/, int* /*instance*/,
-                           int* /*pid*/, char* /*ipAddress*/, char* /*user*/) {
-  return TVL_ERR_NOT_SUPPORTED;
-}
-
-int CTVLClientSmbOpr::Unlock(char* /*object*/, int* /*state*/, char* /*computer*/, int* /*instance*/,
-                             int* /*pid*/, char* /*ipAddress*/, char* /*user*/) {
-  return TVL_ERR_NOT_SUPPORTED;
-}
-
 int CTVLClientSmbOpr::CreateServerDir(char* /*directory*/) {
   return TVL_ERR_NOT_SUPPORTED;
 }
@@ -67,44 +57,11 @@ int CTVLClientSmbOpr::SyncDirSyncronize(ProgressCallback /*callback*/, void* /*u
   return TVL_ERR_NOT_SUPPORTED;
 }
 
-int CTVLClientSmbOpr::CTFileInit(char* /*name*/, int& /*handle*/, int /*datLen*/, int /*key1Len*/,
-                                 int /*key2Len*/) {
-  return TVL_ERR_NOT_SUPPORTED;
-}
-
-int CTVLClientSmbOpr::CTFileOpen(char* /*name*/, int& /*handle*/, int& /*datLen*/, int& /*key1Len*/,
-                                 int& /*key2Len*/) {
-  return TVL_ERR_NOT_SUPPORTED;
-}
-
-int CTVLClientSmbOpr::CTFileClose(int /*handle*/) {
-  return TVL_ERR_NOT_SUPPORTED;
-}
-
-int CTVLClientSmbOpr::CTFileRead(int /*handle*/, int /*prefix*/, int& /*rows*/, char* /*readList*/,
-                                 int /*keyNumber*/, void* /*block*/) {
-  return TVL_ERR_NOT_SUPPORTED;
-}
-
-int CTVLClientSmbOpr::CTFileWrite(int /*handle*/, int /*several*/, int /*rows*/, void* /*block*/) {
-  return TVL_ERR_NOT_SUPPORTED;
-}
-
-int CTVLClientSmbOpr::CTFileDelete(int /*handle*/, int /*prefix*/, char* /*deleteList*/) {
-  return TVL_ERR_NOT_SUPPORTED;
-}
-
 int CTVLClientSmbOpr::GetEnviron(const char* /*name*/, const char* /*defaultValue*/, CString& /*value*/) {
   return TVL_ERR_NOT_SUPPORTED;
 }
 
 int CTVLClientSmbOpr::PutEnviron(const char* /*name*/, const char* /*value*/) {
-  return TVL_ERR_NOT_SUPPORTED;
-}
-
-int CTVLClientSmbOpr::GetProcessesList(char* /*className*/, int& count, CString& list) {
-  count = 0;
-  list.Empty();
   return TVL_ERR_NOT_SUPPORTED;
 }
 

@@ -1,0 +1,57 @@
+#include <cstring>
+#include <new>
+
+#include "directory/state.h"
+
+namespace {
+
+void GiveNumber(int number, int* output) {
+  if (output != nullptr) *output = number;
+}
+
+void GiveText(const char* text, char* output) {
+  if (output != nullptr) std::memcpy(output, text, std::strlen(text) + 1);
+}
+
+// Hands out what a lock operation found or wrote. The fields are as wide as the buffers that callers must
+// bring.
+void DescribeOwner(const CConnection& connection, int* state, char* computer, int* instance, int* pid,
+                   char* ipAddress, char* user) {
+  GiveNumber(connection.lockState, state);
+  GiveText(connection.ownerComputer, computer);
+  GiveNumber(connection.ownerInstance, instance);
+  GiveNumber(connection.ownerPid, pid);
+  GiveText(connection.ownerIp, ipAddress);
+  GiveText(connection.ownerUser, user);
+}
+
+}  // namespace
+
+int CTVLClientSmbOpr::Lock(char* object, int* lockState, char* computer, int* instance, int* pid,
+                           char* ipAddress, char* userName) try {
+  if (opened == 0 || !state->IsAlive()) return TVL_ERR_NOT_CONNECTED;
+  state->connection->Lock(object);
+  DescribeOwner(*state->connection, lockState, computer, instance, pid, ipAddress, userName);
+  return TVL_OK;
+} catch (const std::bad_alloc&) {
+  return TVL_ERR_NOT_CONNECTED;
+}
+
+int CTVLClientSmbOpr::Unlock(char* object, int* lockState, char* computer, int* instance, int* pid,
+                             char* ipAddress, char* userName) try {
+  if (opened == 0 || !state->IsAlive()) return TVL_ERR_NOT_CONNECTED;
+  state->connection->Unlock(object);
+  DescribeOwner(*state->connection, lockState, computer, instance, pid, ipAddress, userName);
+  return TVL_OK;
+} catch (const std::bad_alloc&) {
+  return TVL_ERR_NOT_CONNECTED;
+}
+
+int CTVLClientSmbOpr::GetProcessesList(char* className, int& count, CString& list) try {
+  count = 0;
+  list.Empty();
+  if (opened == 0 || !state->IsAlive()) return TVL_ERR_NOT_CONNECTED;
+  return state->connection->GetProcessesList(className, count, list);
+} catch (const std::bad_alloc&) {
+  return TVL_ERR_NOT_CONNECTED;
+}

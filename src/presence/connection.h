@@ -1,0 +1,111 @@
+#ifndef TVL_PRESENCE_CONNECTION_H
+#define TVL_PRESENCE_CONNECTION_H
+
+#include <memory>
+
+#include <tvlclient/cstring.h>
+
+#include "platform/files.h"
+#include "platform/host_path.h"
+#include "presence/lock_key.h"
+#include "table/ctree_file.h"
+#include "table/engine_binding.h"
+
+// An instance on a store: who it is, its presence, its locks.
+//
+// Presence is a marker file whose name says who the instance is, held from its first to its last moment in a
+// way that bars anybody from deleting it. Whether an instance lives is asked by trying to delete its marker,
+// which tidies up after a dead one on the way. A lock is one row of a shared table; it counts while its
+// owner's marker is held, so a dead owner blocks nobody.
+//
+// Failures of the file system are not reported: an instance whose marker can't be made works, but counts as
+// dead for everybody else; without a lock table nothing can be locked. One object serves one thread at a
+// time, and the process that made it: in a forked child it does nothing but free memory.
+class CConnection {
+ public:
+  // Fills the identity; makes no file. `locks` and `procs` end in a backslash and are borrowed. Of
+  // `clientClass` four characters count; a shorter one is filled with "x". Null `computerName`, `address`
+  // (dotted) and `userName` mean this computer's name in lower case, "127.0.0.1" and the user's name.
+  CConnection(const char* locks, const char* procs, const char* clientClass,
+              const char* computerName = nullptr, const char* address = nullptr,
+              const char* userName = nullptr);
+  virtual ~CConnection();
+  CConnection(const CConnection&) = delete;
+  CConnection& operator=(const CConnection&) = delete;
+
+  // Finds this instance's number and makes its marker at the first call; the number. Numbers grow downward to
+  // 1 as long as the bottom is free, then upward.
+  int AllocateInstance();
+
+  // Marker names of the other live instances of a class ("*": of all), each with a "|" behind it. Always 0.
+  // Dead ones are removed on the way.
+  int GetProcessesList(const char* wantedClass, int& count, CString& list);
+
+  // Ends the presence: own locks first, then the hold, then the marker.
+  void Unregister();
+
+  // Tells who has the lock on `name`, and drops a dead owner's row. The state: 0 nobody, 1 this instance, 2
+  // another of this computer, 3 another computer. The owner fields describe the row found.
+  int CheckLock(const char* name);
+
+  // Takes the lock on `name`, 1 to 32 bytes, blanks at the end not counted. 1 only if no live instance held
+  // it when the row was written: check and write are one write batch of the table. 0 if the table can't be
+  // used; nothing was written then. Locks don't nest.
+  int Lock(const char* name);
+
+  // Gives an own lock back. 0 if none stands any more; 1 if the row could not be deleted; 2, 3 as above, and
+  // it stays.
+  int Unlock(const char* name);
+
+  // Deletes those of this instance's rows that stand above all others in the table. The rest counts for
+  // nothing once the marker is gone.
+  void ReleaseOwnLocks();
+
+  // Opens the lock table, which must be there, at the first call. Always 1.
+  int OpenLocksTable();
+
+  // This process made the object; in a forked child it is dead.
+  bool IsOwnProcess() const;
+
+  const char* locksDir;
+  const char* procsDir;
+  char* computer;  // owned
+  char ipText[9];
+  unsigned int pid;
+  char* user;  // owned
+  std::unique_ptr<CCtreeFile> table;
+  char object[64];
+  char ownerComputer[64];
+  char ownerClass[8];
+  int ownerInstance;
+  int ownerPid;
+  char ownerIp[33];  // 8 hexadecimal digits while a row is examined, dotted at the end of an operation
+  char ownerUser[65];
+  char keyBuffer[kLockKeyRoom];
+  int lockState;
+  char markerPath[tvl::kMaxPath];  // empty when there is none
+  char className[8];
+  int lockCount;  // rows written and not taken out
+  HANDLE markerHandle;
+  int instance;  // 0 until allocated
+
+ private:
+  int FindFreeNumber();
+  void MakeMarker();
+  void ClearOwner();
+  bool NameObject(const char* name);
+  const char* BuildOwnKey(const char* name);
+  bool ReadRowOfObject();
+  int CompareOwner() const;
+  bool IsOwnerAlive() const;
+  bool WriteOwnRow();
+  void DescribeSelf();
+  int CheckLockInBatch();
+  int CheckLockReading();
+  bool IsOwnKey();
+  int TableHandle() const;
+
+  tvl::TableEngineUse engine_use_;
+};
+
+#endif

@@ -1,0 +1,25 @@
+#ifndef TVL_PRESENCE_LOCK_KEY_H
+#define TVL_PRESENCE_LOCK_KEY_H
+
+// Key 1 of a lock row: the record's first 82 characters, so the rows of an object stand together, and two
+// rows of it differ in their owner. Key 2 is empty.
+//
+//     offset  0  id, " 1"      2  object, 32     34  computer, 32
+//            66  address, 8   74  class, 4       78  instance, 4 digits
+
+constexpr unsigned int kLockKeyRoom = 128;  // a key pair: 82 characters, and zeros behind them
+constexpr unsigned int kLongestObject = 32;
+constexpr unsigned int kLockRecordLength = 154;
+constexpr unsigned int kLockKeyLength = 82;
+
+// Builds the key pair in `buffer` (kLockKeyRoom bytes). Texts may be null or empty, which leaves blanks; an
+// address that has not 8 characters and a class of fewer than 4 do too. The buffer.
+char* BuildLockKey(char* buffer, const char* object, const char* computer, const char* address,
+                   const char* clientClass, int instance);
+
+// Takes a key apart; each output may be null. Room: `object` and `computer` 33 bytes, `address` 9,
+// `clientClass` 5. Blanks at the end are cut.
+void ParseLockKey(const char* key, char* object, char* computer, char* address, char* clientClass,
+                  int* instance);
+
+#endif

@@ -1,0 +1,216 @@
+#include "table/engine_binding.h"
+
+#include <atomic>
+#include <cstddef>
+#include <iterator>
+#include <mutex>
+#include <string_view>
+
+#include "base/fixed_text.h"
+#include "platform/modules.h"
+
+namespace {
+
+using tvl::engine::ReadMode;
+
+// Places in the table of functions, in the order in which the names are resolved.
+enum Function : unsigned char {
+  kGetLastErrorText,
+  kIOpen,
+  kIREOpen,
+  kIClose,
+  kGetLength,
+  kSetCurrentRecord,
+  kGetFieldValueByIdx,
+  kSetFieldValueByIdx,
+  kGetFieldValueByName,
+  kSetFieldValueByName,
+  kWriteKeys,
+  kWriteRawKeys,
+  kDeleteKeys,
+  kReadKeyEq,
+  kReadKeyGt,
+  kReadKeyGtEq,
+  kReadKeyLt,
+  kReadKeyLtEq,
+  kCreateArchive,
+  kBeginBatch,  // from here on: ours alone, used where they are
+  kEndBatch,
+  kCloseAll,
+  kFunctions
+};
+
+constexpr const char* kNames[] = {"GetLastErrorText",
+                                  "IOpen",
+                                  "IREOpen",
+                                  "IClose",
+                                  "GetLength",
+                                  "SetCurrentRecord",
+                                  "GetFieldValueByIdx",
+                                  "SetFieldValueByIdx",
+                                  "GetFieldValueByName",
+                                  "SetFieldValueByName",
+                                  "WriteKeys",
+                                  "WriteRawKeys",
+                                  "DeleteKeys",
+                                  "ReadKeyEq",
+                                  "ReadKeyGt",
+                                  "ReadKeyGtEq",
+                                  "ReadKeyLt",
+                                  "ReadKeyLtEq",
+                                  "CreateArchive",
+                                  "BeginBatch",
+                                  "EndBatch",
+                                  "CloseAll"};
+static_assert(std::size(kNames) == kFunctions);
+
+// All of this is trivially destructible: a connection that is closed while the process ends works with it.
+// The addresses are atomic since one thread may unload the engine while another, with no connection open,
+// still asks for it; the code itself stays mapped.
+constinit std::mutex mutex;
+constinit HMODULE module_handle = nullptr;
+constinit int uses = 0;
+constinit std::atomic<FARPROC> addresses[kFunctions] = {};
+
+template <typename Signature>
+Signature* Address(Function function) {
+  return reinterpret_cast<Signature*>(addresses[function].load(std::memory_order_acquire));
+}
+
+// Calls a function of the engine, or gives `missing` where there is none.
+template <typename Signature, typename... Arguments>
+int Call(Function function, int missing, Arguments... arguments) {
+  Signature* const address = Address<Signature>(function);
+  return address == nullptr ? missing : address(arguments...);
+}
+
+void ResolveAll(HMODULE module) {
+  for (std::size_t i = 0; i < kFunctions; ++i) {
+    addresses[i].store(GetProcAddress(module, kNames[i]), std::memory_order_release);
+  }
+}
+
+// Loads `name` from the folder of the file at `neighbour`.
+HMODULE LoadBeside(const char* neighbour, std::string_view name) {
+  const std::string_view path = neighbour;
+  tvl::PathText module;
+  module.Append(path.substr(0, path.rfind('\\') + 1)).Append(name);
+  return module.Fits() ? LoadLibraryA(module.Text()) : nullptr;
+}
+
+HMODULE LoadFromKnownPlaces() {
+  char executable[tvl::kMaxPath];
+  char library[tvl::kMaxPath];
+  GetModuleFileNameA(nullptr, executable, sizeof executable);
+  tvl::OwnModuleFileName(library, sizeof library);
+  const struct {
+    const char* neighbour;
+    const char* name;
+  } places[] = {{executable, "vbctree.dll"},
+                {executable, "vbctree.so"},
+                {library, "vbctree.so"},
+                {library, "tvlclient\\vbctree.so"}};
+  for (const auto& place : places) {
+    if (HMODULE module = LoadBeside(place.neighbour, place.name)) return module;
+  }
+  return nullptr;
+}
+
+constexpr Function kReads[] = {kReadKeyEq, kReadKeyGt, kReadKeyGtEq, kReadKeyLt, kReadKeyLtEq};
+
+}  // namespace
+
+int LoadTableEngine() {
+  const std::lock_guard<std::mutex> guard(mutex);
+  if (module_handle != nullptr) return 1;
+  module_handle = LoadFromKnownPlaces();
+  ResolveAll(module_handle);
+  return 1;
+}
+
+void UnloadTableEngine() {
+  const std::lock_guard<std::mutex> guard(mutex);
+  if (module_handle == nullptr || uses > 0) return;
+  if (auto* close_all = Address<void()>(kCloseAll)) close_all();
+  ResolveAll(nullptr);
+  FreeLibrary(module_handle);
+  module_handle = nullptr;
+}
+
+namespace tvl {
+
+TableEngineUse::TableEngineUse() {
+  const std::lock_guard<std::mutex> guard(mutex);
+  ++uses;
+}
+
+TableEngineUse::~TableEngineUse() {
+  const std::lock_guard<std::mutex> guard(mutex);
+  --uses;
+}
+
+namespace engine {
+
+int Open(const char* path) {
+  return Call<int(const char*)>(kIOpen, -1, path);
+}
+
+void Close(int handle) {
+  Call<int(int)>(kIClose, 0, handle);
+}
+
+int GetLength(int handle, int selector) {
+  return Call<int(int, int)>(::kGetLength, -1, handle, selector);
+}
+
+int Read(ReadMode mode, int handle, int keyNumber, char* key, void* record) {
+  return Call<int(int, int, char*, void*)>(kReads[static_cast<std::size_t>(mode)], 0, handle, keyNumber, key,
+                                           record);
+}
+
+void SetCurrentRecord(const char* schema, void* record, int recordLength) {
+  Call<int(const char*, void*, int)>(kSetCurrentRecord, 0, schema, record, recordLength);
+}
+
+int GetFieldValueByName(const char* name, char* destination) {
+  return Call<int(const char*, char*)>(kGetFieldValueByName, 0, name, destination);
+}
+
+void SetFieldValueByName(const char* name, const char* value) {
+  Call<int(const char*, const char*)>(kSetFieldValueByName, 0, name, value);
+}
+
+int WriteKeys(int handle, const char* key1, const char* key2) {
+  return Call<int(int, const char*, const char*)>(kWriteKeys, 0, handle, key1, key2);
+}
+
+int WriteRawKeys(int handle, const char* key1, const char* key2, const void* record) {
+  return Call<int(int, const char*, const char*, const void*)>(kWriteRawKeys, 0, handle, key1, key2, record);
+}
+
+int DeleteKeys(int handle, const char* key1, const char* key2) {
+  return Call<int(int, const char*, const char*)>(kDeleteKeys, 0, handle, key1, key2);
+}
+
+int CreateArchive(const char* path, int recordLength, int key1Length, int key2Length) {
+  return Call<int(const char*, int, int, int)>(kCreateArchive, 1, path, recordLength, key1Length, key2Length);
+}
+
+}  // namespace engine
+
+// An engine without batches is taken as one whose every call is one.
+TableBatch::TableBatch(int handle, Kind kind)
+    : handle_(handle),
+      begun_(handle >= 0 && Call<int(int, int)>(kBeginBatch, 1, handle, static_cast<int>(kind)) == 1) {}
+
+TableBatch::~TableBatch() {
+  static_cast<void>(End());
+}
+
+bool TableBatch::End() {
+  if (!begun_) return false;
+  begun_ = false;
+  return Call<int(int)>(kEndBatch, 1, handle_) == 1;
+}
+
+}  // namespace tvl

@@ -3,6 +3,21 @@
 
 #include <tvlclient/client_opr.h>
 
+// A standing lock and its owner, whose texts live until the callback returns. `alive` 0: the owner is dead,
+// and whoever asks for the object next gets it.
+struct TVLStandingLock {
+  const char* object;
+  const char* computer;
+  const char* ipAddress;
+  const char* className;
+  int instance;
+  int pid;
+  const char* user;
+  int alive;
+};
+
+typedef void (*StandingLockCallback)(const TVLStandingLock* lock, void* userData);
+
 // A connection to a store that is a directory tree, as a rule on a network share, with no server process.
 //
 // The base class tells what the operations do. Those of files and trees do not ask whether the connection is
@@ -73,6 +88,10 @@ class TVL_API CTVLClientSmbOpr : public CTVLClientOpr {
   // CompareRemote, ExistsRemote and GetRemoteDirContent. Arguments as for `Open`. 0; 3, 5; 4 if the document
   // root is no folder; 21 if a path does not fit; 9 on an open connection.
   int Preview(char* workingDirectory, const char* configFile);
+
+  // Tells `callback` every standing lock in the order of the objects' names, and changes nothing. 0; 8 on a
+  // connection that is not open; 20 if the lock table can't be read.
+  int ListLocks(StandingLockCallback callback, void* userData);
 
   // Reads and expands `configFile` on a connection that is not open, without making a folder: for programs
   // that show a configuration. 0 or 3, 5; 9 on an open connection.

@@ -1,5 +1,6 @@
 #include <cstring>
 #include <new>
+#include <vector>
 
 #include "directory/state.h"
 
@@ -54,4 +55,18 @@ int CTVLClientSmbOpr::GetProcessesList(char* className, int& count, CString& lis
   return state->connection->GetProcessesList(className, count, list);
 } catch (const std::bad_alloc&) {
   return TVL_ERR_NOT_CONNECTED;
+}
+
+int CTVLClientSmbOpr::ListLocks(StandingLockCallback callback, void* userData) try {
+  if (opened == 0 || !state->IsAlive()) return TVL_ERR_NOT_CONNECTED;
+  std::vector<tvl::LockRow> rows;
+  if (!state->connection->ListLocks(rows)) return TVL_ERR_SERVER_FILE;
+  for (const tvl::LockRow& row : rows) {
+    const TVLStandingLock lock = {row.object,   row.computer, row.ip,   row.client_class,
+                                  row.instance, row.pid,      row.user, row.alive ? 1 : 0};
+    callback(&lock, userData);
+  }
+  return TVL_OK;
+} catch (const std::bad_alloc&) {
+  return TVL_ERR_SERVER_FILE;
 }

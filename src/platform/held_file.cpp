@@ -13,6 +13,7 @@
 
 #include "platform/host_path.h"
 #include "platform/last_error.h"
+#include "platform/open_file.h"
 #include "platform/system_calls.h"
 
 namespace tvl {
@@ -125,6 +126,11 @@ bool IsHeld(int descriptor) {
   if (problem == 0) Unlock(descriptor);
   return problem == EBUSY ||
          problem == ENOLCK;  // without an answer from the lock service there may be a holder
+}
+
+bool IsFileHeld(const char* path) {
+  const OpenFile file(path, O_RDWR);
+  return file.IsOpen() ? IsHeld(file.Descriptor()) : LastErrorCode() != ENOENT;
 }
 
 bool StillNames(const char* path, HANDLE file) {

@@ -26,6 +26,10 @@ void ReleaseFile(HANDLE file);
 // True if another open file holds any byte of the file behind `descriptor`, which must be open for writing.
 [[nodiscard]] bool IsHeld(int descriptor);
 
+// The same question about a file by its name, which changes nothing. A missing file is not held; one that
+// can't be opened to ask is.
+[[nodiscard]] bool IsFileHeld(const char* path);
+
 // Calls `action` while the file behind `descriptor` is locked by a try, so that nobody takes a hold on it
 // meanwhile. False, and `action` is not called, if somebody holds it or that can't be told.
 [[nodiscard]] bool WhileUnheld(int descriptor, void (*action)(void* argument), void* argument);

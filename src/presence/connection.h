@@ -2,14 +2,32 @@
 #define TVL_PRESENCE_CONNECTION_H
 
 #include <memory>
+#include <vector>
 
 #include <tvlclient/cstring.h>
 
+#include "base/fixed_text.h"
 #include "platform/files.h"
 #include "platform/host_path.h"
 #include "presence/lock_key.h"
 #include "table/ctree_file.h"
 #include "table/engine_binding.h"
+
+namespace tvl {
+
+// A row of the lock table.
+struct LockRow {
+  char object[kLongestObject + 1];
+  char computer[33];
+  char ip[33];  // dotted
+  char client_class[5];
+  int instance;
+  int pid;
+  char user[65];
+  bool alive;  // the owner's marker is held, so the lock counts
+};
+
+}  // namespace tvl
 
 // An instance on a store: who it is, its presence, its locks.
 //
@@ -57,6 +75,10 @@ class CConnection {
   // it stays.
   int Unlock(const char* name);
 
+  // Every standing row of the lock table, in the order of the objects' names; nothing is changed, and
+  // nobody's marker is touched. False if the table can't be read.
+  [[nodiscard]] bool ListLocks(std::vector<tvl::LockRow>& rows);
+
   // Deletes those of this instance's rows that stand above all others in the table. The rest counts for
   // nothing once the marker is gone.
   void ReleaseOwnLocks();
@@ -96,8 +118,11 @@ class CConnection {
   bool NameObject(const char* name);
   const char* BuildOwnKey(const char* name);
   bool ReadRowOfObject();
+  void ReadOwner();
   int CompareOwner() const;
+  tvl::PathText OwnerMarker() const;
   bool IsOwnerAlive() const;
+  void DescribeRow(tvl::LockRow& row) const;
   bool WriteOwnRow();
   void DescribeSelf();
   int CheckLockInBatch();

@@ -5,6 +5,7 @@
 #include "base/fixed_text.h"
 #include "base/numbers.h"
 #include "base/text.h"
+#include "platform/held_file.h"
 #include "presence/connection.h"
 #include "presence/marker.h"
 
@@ -95,11 +96,16 @@ bool CConnection::ReadRowOfObject() {
   BuildLockKey(keyBuffer, object, nullptr, nullptr, nullptr, 0);
   if (table->ReadRec(keyBuffer, 1, kReadGreater) == nullptr) return false;
   if (!tvl::EqualNoCase(table->FieldText("object"), object)) return false;
+  ReadOwner();
+  return true;
+}
+
+// Takes the owner from the row just read. Fields are read from the front of the record to its back, since
+// each lands on the record's beginning; the object stands before all of these.
+void CConnection::ReadOwner() {
   ParseLockKey(keyBuffer, nullptr, ownerComputer, ownerIp, ownerClass, &ownerInstance);
-  // From the front of the record to its back: each field read lands on the record's beginning.
   ownerPid = static_cast<int>(table->FieldHex("pid"));
   tvl::CopyCut(ownerUser, table->FieldText("username"));
-  return true;
 }
 
 int CConnection::CompareOwner() const {
@@ -108,9 +114,13 @@ int CConnection::CompareOwner() const {
   return kOwn;
 }
 
-bool CConnection::IsOwnerAlive() const {
-  const tvl::PathText marker = tvl::MarkerPath(
+tvl::PathText CConnection::OwnerMarker() const {
+  return tvl::MarkerPath(
       procsDir, {ownerComputer, ownerIp, ownerInstance, static_cast<unsigned int>(ownerPid), ownerClass});
+}
+
+bool CConnection::IsOwnerAlive() const {
+  const tvl::PathText marker = OwnerMarker();
   return marker.Fits() && tvl::IsMarkerAlive(marker.Text());
 }
 
@@ -202,4 +212,27 @@ void CConnection::ReleaseOwnLocks() {
   while (table->ReadRec(keyBuffer, 1, kReadLessOrEqual) != nullptr) {
     if (!IsOwnKey() || table->DeleteRec(keyBuffer) == 0) break;
   }
+}
+
+void CConnection::DescribeRow(tvl::LockRow& row) const {
+  ParseLockKey(keyBuffer, row.object, row.computer, nullptr, row.client_class, &row.instance);
+  HexToIp(row.ip, ownerIp);
+  row.pid = ownerPid;
+  tvl::CopyCut(row.user, ownerUser);
+  const tvl::PathText marker = OwnerMarker();
+  row.alive = marker.Fits() && tvl::IsFileHeld(marker.Text());
+}
+
+bool CConnection::ListLocks(std::vector<tvl::LockRow>& rows) {
+  OpenLocksTable();
+  ClearOwner();
+  const TableBatch batch(TableHandle(), TableBatch::Kind::kRead);
+  if (!batch.HasBegun()) return false;
+  BuildLockKey(keyBuffer, nullptr, nullptr, nullptr, nullptr, 0);
+  while (table->ReadRec(keyBuffer, 1, kReadGreater) != nullptr) {
+    ReadOwner();
+    DescribeRow(rows.emplace_back());
+  }
+  ClearOwner();
+  return true;
 }

@@ -144,8 +144,12 @@ std::optional<TableFile> TableFile::Seize(const std::string& path) {
   return std::nullopt;
 }
 
+// Unlocks besides, since a child forked a moment ago may still have the open file too.
 TableFile::~TableFile() {
-  if (descriptor_ >= 0) CloseForLocks(descriptor_);
+  if (descriptor_ < 0) return;
+  struct flock lock = Range(F_UNLCK, 0, kToTheEnd);
+  fcntl(descriptor_, F_OFD_SETLK, &lock);
+  CloseForLocks(descriptor_);
 }
 
 bool TableFile::Identify() {

@@ -116,22 +116,23 @@ int Digit(char character) {
 // Hands the bytes of the number to `emit`, in order.
 template <typename Emit>
 void Encode(const char* text, Emit emit) {
-  const auto pass = [&text](std::ptrdiff_t count) { text += strnlen(text, static_cast<std::size_t>(count)); };
+  // Past a sign or point and the digit that should stand behind it.
+  const auto passTwo = [&text] { text += text[1] == 0 ? 1 : 2; };
   if (text[0] == '-') {
     emit(kMinusDigitByte + Digit(text[1]));
-    pass(2);
+    passTwo();
   }
   while (*text != 0) {
     if (text[0] == '.') {
       emit(kPointDigitByte + Digit(text[1]));
-      pass(2);
+      passTwo();
     } else if (text[1] == 0) {
       emit(kLastDigitByte + Digit(text[0]));
-      pass(1);
+      text += 1;
     } else {
       emit(text[1] == '.' ? kDigitPointByte + Digit(text[0])
                           : kPairByte + 10 * Digit(text[0]) + Digit(text[1]));
-      pass(2);
+      text += 2;
     }
   }
 }

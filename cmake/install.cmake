@@ -5,6 +5,9 @@ include(CMakePackageConfigHelpers)
 install(TARGETS tvlclient EXPORT tvlclientTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+# Where the library looks for its table engine.
+install(TARGETS vbctree LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/tvlclient)
+set_target_properties(tvl PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 install(TARGETS tvl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/tvlclient DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 

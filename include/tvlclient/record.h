@@ -65,12 +65,12 @@ class TVL_API CTVLCtreeRecord {
   int SetIntFieldValueByIdx(int index, int value) noexcept;
 
  private:
-  int SetCurrentRecord(const char* schema, int recordLength) noexcept;
-  const _format_* FldByName(const char* name) const noexcept;
-  const _format_* FldByIdx(int index) const noexcept;
-  int GetFieldValue(const _format_* field, char* destination) noexcept;
-  int SetFieldValue(const _format_* field, const char* text) noexcept;
-  int SetIntFieldValue(const _format_* field, int value) noexcept;
+  TVL_HIDDEN int SetCurrentRecord(const char* schema, int recordLength) noexcept;
+  TVL_HIDDEN const _format_* FldByName(const char* name) const noexcept;
+  TVL_HIDDEN const _format_* FldByIdx(int index) const noexcept;
+  TVL_HIDDEN int GetFieldValue(const _format_* field, char* destination) noexcept;
+  TVL_HIDDEN int SetFieldValue(const _format_* field, const char* text) noexcept;
+  TVL_HIDDEN int SetIntFieldValue(const _format_* field, int value) noexcept;
 
   int fieldCount = 0;
   _format_* fields = nullptr;  // owned, fieldCount of them

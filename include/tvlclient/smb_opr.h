@@ -118,7 +118,7 @@ class TVL_API CTVLClientSmbOpr : public CTVLClientOpr {
   TVL_HIDDEN int TransferUnlessEqual(const char* source, const char* target, int* transferred);
   TVL_HIDDEN static void EqualFileTimes(const char* source, const char* target);
 
-  struct State;
+  struct TVL_HIDDEN State;
   State* state;
 };
 

@@ -135,6 +135,15 @@ BOOL CreateDirectoryA(const char* path, void* /*security*/) {
   return 0;
 }
 
+BOOL RemoveDirectoryA(const char* path) {
+  const HostPath host(path);
+  struct stat status = {};
+  const bool is_link = System().lstat(host.Text(), &status) == 0 && S_ISLNK(status.st_mode);
+  if ((is_link ? System().unlink(host.Text()) : System().rmdir(host.Text())) == 0) return 1;
+  NoteError(path, errno);
+  return 0;
+}
+
 int _stat64i32(const char* path, FileStatus* status) {
   struct stat found = {};
   if (System().stat(HostPath(path).Text(), &found) != 0) {

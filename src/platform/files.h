@@ -72,6 +72,13 @@ BOOL CreateDirectoryA(const char* path, void* security);
 // for that, or it is a folder.
 BOOL DeleteFileA(const char* path);
 
+// Removes an empty folder, or a link to one and not what it leads to.
+BOOL RemoveDirectoryA(const char* path);
+
+// Gives a file or folder another name in the same file system. 0 if the new name is taken, or DeleteFileA
+// would refuse to delete a file of the old name.
+BOOL MoveFileA(const char* from, const char* to);
+
 // 0, or -1 if there is no such file or folder, or it can't be examined. Follows links. A folder has size 0.
 int _stat64i32(const char* path, FileStatus* status);
 

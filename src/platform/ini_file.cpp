@@ -1,7 +1,6 @@
 #include "platform/ini_file.h"
 
 #include <fcntl.h>
-#include <strings.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -10,6 +9,7 @@
 #include <limits>
 #include <string_view>
 
+#include "platform/ini_line.h"
 #include "platform/open_file.h"
 #include "platform/system_calls.h"
 
@@ -36,7 +36,7 @@ class LineReader {
     }
     line = string_view(line_, length_);
     line = line.substr(0, line.find('\0'));
-    if (first_ && line.substr(0, 3) == "\xEF\xBB\xBF") line.remove_prefix(3);
+    if (first_ && line.substr(0, 3) == tvl::kIniByteOrderMark) line.remove_prefix(3);
     first_ = false;
     return any;
   }
@@ -70,44 +70,6 @@ class LineReader {
   bool first_ = true;
 };
 
-string_view Trim(string_view text) {
-  constexpr string_view blanks = " \t\r";
-  const std::size_t begin = text.find_first_not_of(blanks);
-  if (begin == string_view::npos) return {};
-  return text.substr(begin, text.find_last_not_of(blanks) - begin + 1);
-}
-
-string_view Unquote(string_view value) {
-  if (value.size() < 2 || value.front() != value.back()) return value;
-  if (value.front() != '"' && value.front() != '\'') return value;
-  return value.substr(1, value.size() - 2);
-}
-
-bool SameName(string_view a, string_view b) {
-  return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
-}
-
-struct KeyLine {
-  string_view name;
-  string_view value;
-  bool has_value;
-};
-
-KeyLine SplitKeyLine(string_view line) {
-  const std::size_t equals = line.find('=');
-  if (equals == string_view::npos) return {line, {}, false};
-  return {Trim(line.substr(0, equals)), Unquote(Trim(line.substr(equals + 1))), true};
-}
-
-bool IsSectionLine(string_view line) {
-  return !line.empty() && line.front() == '[';
-}
-
-string_view SectionName(string_view line) {
-  line.remove_prefix(1);
-  return Trim(line.substr(0, line.find(']')));
-}
-
 // Calls `visit` for the key lines of the section until it gives false.
 template <typename Visit>
 void VisitSection(const char* section, const char* file, Visit visit) {
@@ -115,12 +77,12 @@ void VisitSection(const char* section, const char* file, Visit visit) {
   bool inside = false;
   string_view line;
   while (reader.Next(line)) {
-    line = Trim(line);
-    if (line.empty() || line.front() == ';') continue;
-    if (IsSectionLine(line)) {
+    line = tvl::TrimIniText(line);
+    if (tvl::IsIniRemark(line)) continue;
+    if (tvl::IsIniSection(line)) {
       if (inside) return;
-      inside = SameName(SectionName(line), section);
-    } else if (inside && !visit(SplitKeyLine(line))) {
+      inside = tvl::SameIniName(tvl::IniSectionName(line), section);
+    } else if (inside && !visit(tvl::SplitIniLine(line))) {
       return;
     }
   }
@@ -129,8 +91,8 @@ void VisitSection(const char* section, const char* file, Visit visit) {
 // Calls `take` with the value of the key if it is there.
 template <typename Take>
 void FindValue(const char* section, const char* key, const char* file, Take take) {
-  VisitSection(section, file, [&](const KeyLine& line) {
-    if (!line.has_value || !SameName(line.name, key)) return true;
+  VisitSection(section, file, [&](const tvl::IniKeyLine& line) {
+    if (!line.has_value || !tvl::SameIniName(line.name, key)) return true;
     take(line.value);
     return false;
   });
@@ -160,7 +122,7 @@ class TextList {
  public:
   TextList(char* buffer, DWORD size) : buffer_(buffer), size_(size) {}
 
-  bool Add(const KeyLine& line) {
+  bool Add(const tvl::IniKeyLine& line) {
     const std::size_t needed = line.name.size() + (line.has_value ? 1 + line.value.size() : 0) + 1;
     if (length_ + needed + 1 > size_) return false;
     Put(line.name);
@@ -200,6 +162,6 @@ DWORD GetPrivateProfileStringA(const char* section, const char* key, const char*
 
 DWORD GetPrivateProfileSectionA(const char* section, char* buffer, DWORD size, const char* file) {
   TextList list(buffer, size);
-  VisitSection(section, file, [&](const KeyLine& line) { return list.Add(line); });
+  VisitSection(section, file, [&](const tvl::IniKeyLine& line) { return list.Add(line); });
   return list.Finish();
 }

@@ -24,4 +24,12 @@ DWORD GetPrivateProfileStringA(const char* section, const char* key, const char*
 // one. Result: the bytes without the last zero.
 DWORD GetPrivateProfileSectionA(const char* section, char* buffer, DWORD size, const char* file);
 
+// Gives a key of a section a value; a missing key is put at the section's end, a missing section at the
+// file's, a missing file is made. Every other byte stays. The new contents are written beside the file,
+// synced and given its name, so readers see the old or the new, and two writers at once lose nothing. 0, and
+// the file stays, if it can't be locked within 10 s or written, or if such a key or value could not be read
+// back: one with a line end, or a key that is empty, has blanks at its ends, holds "=" or begins like a
+// section or a comment.
+BOOL WritePrivateProfileStringA(const char* section, const char* key, const char* value, const char* file);
+
 #endif

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <linux/fs.h>
+#include <stdio.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -18,6 +19,10 @@ int Clone(int target, int source) {
 
 ssize_t CopyFileRange(int source, int target, std::size_t count) {
   return ::copy_file_range(source, nullptr, target, nullptr, count, 0);
+}
+
+int RenameNoReplace(const char* from, const char* to) {
+  return ::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE);
 }
 
 int Lock(int file, int command, struct flock* lock) {
@@ -41,6 +46,10 @@ constinit SystemCalls system_calls = {
     .fchmod = ::fchmod,
     .mkdir = ::mkdir,
     .unlink = ::unlink,
+    .rmdir = ::rmdir,
+    .rename = ::rename,
+    .rename_noreplace = RenameNoReplace,
+    .fsync = ::fsync,
     .lock = Lock,
 };
 

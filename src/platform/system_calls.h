@@ -27,6 +27,10 @@ struct SystemCalls {
   int (*fchmod)(int file, mode_t mode);
   int (*mkdir)(const char* path, mode_t mode);
   int (*unlink)(const char* path);
+  int (*rmdir)(const char* path);
+  int (*rename)(const char* from, const char* to);
+  int (*rename_noreplace)(const char* from, const char* to);  // renameat2 with RENAME_NOREPLACE
+  int (*fsync)(int file);
   int (*lock)(int file, int command, struct flock* lock);
 };
 

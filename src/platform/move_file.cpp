@@ -1,0 +1,60 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+
+#include "platform/files.h"
+#include "platform/held_file.h"
+#include "platform/host_path.h"
+#include "platform/last_error.h"
+#include "platform/open_file.h"
+#include "platform/system_calls.h"
+
+namespace tvl {
+namespace {
+
+// A move to be made once it is known that nobody holds the file.
+struct Move {
+  const char* from;
+  const char* to;
+  int problem;
+};
+
+int MoveUnlessTaken(const char* from, const char* to) {
+  const HostPath old_path(from);
+  const HostPath new_path(to);
+  if (System().rename_noreplace(old_path.Text(), new_path.Text()) == 0) return 0;
+  if (errno != EINVAL && errno != ENOSYS) return errno;
+  // A file system that can't refuse by itself: a name taken between these two calls would be lost.
+  struct stat status = {};
+  if (System().lstat(new_path.Text(), &status) == 0) return EEXIST;
+  return System().rename(old_path.Text(), new_path.Text()) == 0 ? 0 : errno;
+}
+
+void MoveProbed(void* argument) {
+  auto* move = static_cast<Move*>(argument);
+  move->problem = MoveUnlessTaken(move->from, move->to);
+}
+
+int MoveUnheld(const char* from, const char* to) {
+  const OpenFile file(from, O_RDWR);
+  if (!file.IsOpen()) return LastErrorCode();
+  Move move = {from, to, 0};
+  return WhileUnheld(file.Descriptor(), MoveProbed, &move) ? move.problem : LastErrorCode();
+}
+
+int MoveAny(const char* from, const char* to) {
+  struct stat status = {};
+  if (System().lstat(HostPath(from).Text(), &status) != 0) return errno;
+  return S_ISREG(status.st_mode) ? MoveUnheld(from, to) : MoveUnlessTaken(from, to);
+}
+
+}  // namespace
+}  // namespace tvl
+
+BOOL MoveFileA(const char* from, const char* to) {
+  const int problem = tvl::MoveAny(from, to);
+  if (problem == 0) return 1;
+  tvl::NoteError(problem == EEXIST ? to : from, problem);
+  return 0;
+}

@@ -1,0 +1,138 @@
+#include "cli/configuration.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <climits>
+#include <cstdlib>
+#include <fstream>
+#include <string_view>
+#include <vector>
+
+#include <tvlclient/errors.h>
+
+#include "cli/text.h"
+
+namespace tvl::cli {
+namespace {
+
+constexpr std::size_t kLongestPath = 259;
+
+struct ConfigProblem {
+  int code;
+  const char* what;
+};
+constexpr ConfigProblem kConfigProblems[] = {
+    {TVL_ERR_ROOT_UNDEFINED, "key DocumentRoot is missing or empty in section [TavolisFileSystem]"},
+    {TVL_ERR_ROOT_INVALID, "the folder of key DocumentRoot is none and cannot be made one"},
+    {TVL_ERR_TMP_UNDEFINED,
+     "key TmpDir is missing: where the variables name DocumentRoot they must name TmpDir too"},
+    {TVL_ERR_TMP_INVALID, "the folder of key TmpDir is none and cannot be made one"},
+    {TVL_ERR_LOCAL_FILE, "the path of the working directory is too long"},
+};
+
+std::string Environment(const char* name) {
+  const char* value = std::getenv(name);
+  return value == nullptr ? std::string() : value;
+}
+
+// 0, or why the file cannot be read.
+int ReadProblem(const std::string& file) {
+  const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (descriptor < 0) return errno;
+  struct stat status = {};
+  int problem = fstat(descriptor, &status) == 0 ? 0 : errno;
+  if (problem == 0 && !S_ISREG(status.st_mode)) problem = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+  close(descriptor);
+  return problem;
+}
+
+[[noreturn]] void Refuse(const std::string& what, int error, const std::string& file) {
+  throw Stop({}, {kUnreachable, 0, what, error, file});
+}
+
+std::string Checked(const std::string& file) {
+  if (const int problem = ReadProblem(file)) Refuse("configuration cannot be read", problem, file);
+  if (file.find('\\') != std::string::npos) Refuse("configuration has a backslash in its name", 0, file);
+  if (file.size() > kLongestPath) Refuse("the path of the configuration is longer than 259 bytes", 0, file);
+  return file;
+}
+
+std::string UserConfiguration() {
+  const std::string folder = Environment("XDG_CONFIG_HOME");
+  if (!folder.empty()) return Joined(folder, "tvl/tvl.ini");
+  const std::string home = Environment("HOME");
+  return home.empty() ? std::string() : Joined(home, ".config/tvl/tvl.ini");
+}
+
+}  // namespace
+
+std::string FindConfiguration(const Options& options) {
+  if (!options.config.empty()) return Checked(options.config);
+  const std::string from_environment = Environment("TVL_CONFIG");
+  if (!from_environment.empty()) return Checked(from_environment);
+  const std::array<std::string, 3> places = {"tvl.ini", UserConfiguration(), "/etc/tvl/tvl.ini"};
+  std::string looked;
+  for (const std::string& place : places) {
+    if (place.empty()) continue;
+    const int problem = ReadProblem(place);
+    if (problem != ENOENT && problem != ENOTDIR) return Checked(place);
+    looked += (looked.empty() ? "" : ", ") + place;
+  }
+  Refuse("no configuration: neither --config nor TVL_CONFIG is given, and there is none of " + looked, 0, {});
+}
+
+std::string FindWorkingDirectory(const Options& options) {
+  std::string folder = options.work_given ? options.work : Environment("TVL_WORK");
+  if (options.work_given && folder.empty()) return {};
+  if (!folder.empty() && folder.front() == '/') return folder;
+  std::array<char, PATH_MAX> current = {};
+  if (getcwd(current.data(), current.size()) == nullptr)
+    throw Stop({}, SystemFailure("the current folder has no name", errno, {}));
+  return folder.empty() ? current.data() : Joined(current.data(), folder);
+}
+
+Failure ConfigurationFailure(int code) {
+  Failure failure = LibraryFailure(code);
+  failure.exit = kUnreachable;
+  for (const ConfigProblem& problem : kConfigProblems) {
+    if (problem.code == code) failure.what = problem.what;
+  }
+  return failure;
+}
+
+std::string FindTag(const Options& options) {
+  if (options.tag_file.empty()) return Environment("TVL_TAG");
+  errno = 0;
+  std::ifstream file(options.tag_file);
+  std::string line;
+  std::getline(file, line);
+  if (!file && line.empty() && !file.eof())
+    throw Stop({}, {kFailed, 0, "tag file cannot be read", errno, options.tag_file});
+  while (!line.empty() && line.back() == '\r') line.pop_back();
+  return line;
+}
+
+ServerAddress ParseServer(const std::string& text) {
+  const std::size_t colon = text.rfind(':');
+  const std::string_view port_text =
+      std::string_view(text).substr(colon == std::string::npos ? 0 : colon + 1);
+  ServerAddress server = {text.substr(0, colon == std::string::npos ? 0 : colon), 0};
+  const auto [end, problem] =
+      std::from_chars(port_text.data(), port_text.data() + port_text.size(), server.port);
+  const bool whole = problem == std::errc() && end == port_text.data() + port_text.size();
+  if (server.host.empty() || !whole || server.port == 0 || server.port > 65535)
+    throw Stop("--tcp wants HOST:PORT with a port from 1 to 65535: " + text);
+  if (server.host.front() == '[' && server.host.back() == ']' && server.host.size() > 2) {
+    server.host = server.host.substr(1, server.host.size() - 2);
+  } else if (server.host.find_first_of("[]:") != std::string::npos) {
+    throw Stop("--tcp wants an IPv6 address in brackets, [ADDRESS]:PORT: " + text);
+  }
+  return server;
+}
+
+}  // namespace tvl::cli

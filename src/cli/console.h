@@ -1,0 +1,34 @@
+#ifndef TVL_CLI_CONSOLE_H
+#define TVL_CLI_CONSOLE_H
+
+#include <mutex>
+#include <string>
+
+namespace tvl::cli {
+
+// Standard output and standard error, with a line at the bottom of the terminal that gives way to whatever
+// else is written. Any thread.
+class Console {
+ public:
+  Console() = default;
+  ~Console() { HideBar(); }
+  Console(const Console&) = delete;
+  Console& operator=(const Console&) = delete;
+
+  void Out(const std::string& line);
+  void Err(const std::string& line);
+
+  // Shows `line` in place of the former one. It must fit the terminal's width.
+  void ShowBar(const std::string& line);
+  void HideBar();
+
+ private:
+  void ClearBar();
+
+  std::mutex mutex_;
+  bool bar_shown_ = false;
+};
+
+}  // namespace tvl::cli
+
+#endif

@@ -1,0 +1,95 @@
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstdio>
+#include <exception>
+#include <string>
+
+#include "cli/failure.h"
+#include "cli/json.h"
+#include "cli/options.h"
+#include "cli/text.h"
+
+namespace tvl::cli {
+namespace {
+
+constexpr char kAbout[] = "Client of the Tavolis File System: files of a shared store, fetched and stored.";
+constexpr char kFooter[] = R"(Examples:
+  tvl init /srv/store
+  tvl --config /srv/store/tvl.ini put report.pdf
+  tvl --config /srv/store/tvl.ini get -r docs
+
+Exit status: 0 done, 1 failed, 2 wrong usage, 3 something was skipped,
+4 held by another, 5 store or server unreachable, 6 not found, 130 interrupted.
+
+'tvl COMMAND --help' tells more of a command.)";
+
+void DescribeProgram(CLI::App& app, Invocation& invocation) {
+  app.name("tvl");
+  app.footer(kFooter);
+  app.require_subcommand(1);
+  app.fallthrough();
+  app.set_version_flag("--version", "tvl " TVL_VERSION);
+  AddOptions(app, invocation.options);
+  AddStoreCommands(app, invocation);
+  AddShowCommands(app, invocation);
+  AddTransferCommands(app, invocation);
+  AddHashCommand(app, invocation);
+}
+
+// What ends a command at once goes to standard error, and with --json also into the command's document.
+ExitStatus TellStop(const Invocation& invocation, const std::string& subject, const Failure& failure) {
+  std::string text = "tvl";
+  if (!invocation.command.empty()) text += " " + invocation.command;
+  text += ": ";
+  if (!subject.empty()) text += Printable(subject) + ": ";
+  text += Printable(failure.Message()) + "\n";
+  std::fputs(text.c_str(), stderr);
+  if (!invocation.options.json) return failure.exit;
+  JsonObject document;
+  document.Text("command", invocation.command);
+  if (!subject.empty()) document.Text("subject", subject);
+  AddFailure(failure, document);
+  document.Number("exit", failure.exit);
+  std::fputs((document.Line() + "\n").c_str(), stdout);
+  return failure.exit;
+}
+
+ExitStatus RunCommand(const Invocation& invocation) try {
+  return invocation.run();
+} catch (const Stop& stop) {
+  return TellStop(invocation, stop.Subject(), stop.Reason());
+} catch (const std::exception& problem) {
+  return TellStop(invocation, {}, {kFailed, 0, problem.what(), 0, {}});
+}
+
+// A result that didn't reach its reader is no result.
+ExitStatus FlushOutput(ExitStatus status) {
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
+  std::perror("tvl: standard output");
+  return status == kDone ? kFailed : status;
+}
+
+int Main(int count, char** arguments) try {
+  Invocation invocation;
+  CLI::App app(kAbout);
+  DescribeProgram(app, invocation);
+  app.failure_message([](const CLI::App*, const CLI::Error& problem) {
+    return std::string("tvl: ") + problem.what() + "\nTry 'tvl --help'.\n";
+  });
+  try {
+    app.parse(count, arguments);
+  } catch (const CLI::ParseError& problem) {
+    return FlushOutput(app.exit(problem) == 0 ? kDone : kUsage);
+  }
+  return FlushOutput(RunCommand(invocation));
+} catch (const std::exception& problem) {
+  std::fprintf(stderr, "tvl: %s\n", problem.what());
+  return kFailed;
+}
+
+}  // namespace
+}  // namespace tvl::cli
+
+int main(int count, char** arguments) {
+  return tvl::cli::Main(count, arguments);
+}

@@ -1,0 +1,50 @@
+#ifndef TVL_CLI_OPTIONS_H
+#define TVL_CLI_OPTIONS_H
+
+#include <functional>
+#include <string>
+
+#include "cli/exit_status.h"
+
+namespace CLI {
+class App;
+}
+
+namespace tvl::cli {
+
+// What may stand before or behind any command.
+struct Options {
+  std::string config;
+  std::string tcp;
+  std::string work;
+  bool work_given = false;
+  std::string class_name = "tvlc";
+  std::string tag_file;
+  bool json = false;
+  bool quiet = false;
+  bool verbose = false;
+  bool dry_run = false;
+};
+
+// The program's command line: the options, and what the command that was named does.
+struct Invocation {
+  Options options;
+  std::string command;
+  std::function<ExitStatus()> run;
+};
+
+void AddOptions(CLI::App& app, Options& options);
+
+// Adds a command that runs `run` when it is named. `path` is its name in messages, "config show".
+CLI::App& AddCommand(CLI::App& parent, const std::string& name, const std::string& description,
+                     const std::string& path, Invocation& invocation, std::function<ExitStatus()> run);
+
+// One function a group of commands.
+void AddStoreCommands(CLI::App& app, Invocation& invocation);
+void AddShowCommands(CLI::App& app, Invocation& invocation);
+void AddTransferCommands(CLI::App& app, Invocation& invocation);
+void AddHashCommand(CLI::App& app, Invocation& invocation);
+
+}  // namespace tvl::cli
+
+#endif

@@ -1,0 +1,162 @@
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <tvlclient/errors.h>
+#include <tvlclient/smb_opr.h>
+
+#include "cli/configuration.h"
+#include "cli/console.h"
+#include "cli/failure.h"
+#include "cli/json.h"
+#include "cli/options.h"
+#include "cli/store.h"
+#include "cli/text.h"
+
+namespace tvl::cli {
+namespace {
+
+constexpr const char* kPolicies[] = {"dumb", "hash", "time"};
+
+std::string PolicyName(int policy) {
+  return policy >= 0 && policy < static_cast<int>(std::size(kPolicies)) ? kPolicies[policy]
+                                                                        : std::to_string(policy);
+}
+
+std::string YesNo(bool value) {
+  return value ? "yes" : "no";
+}
+
+// A value with its name for people and its name for programs.
+struct Fact {
+  const char* label;
+  const char* key;
+  std::string text;
+  std::optional<std::int64_t> number = {};
+  std::optional<bool> flag = {};
+};
+
+std::string StoreVersion(const CTVLClientOpr& client) {
+  unsigned int major = 0;
+  int minor = 0;
+  if (client.VersionNumber(&major, &minor) == 0) return {};
+  return std::to_string(major) + "." + std::to_string(minor);
+}
+
+std::vector<Fact> FactsOf(Store& store, const Options& options) {
+  CTVLClientOpr& client = store.Client();
+  std::vector<Fact> facts = {
+      {"Short name", "short_name", client.ShortName()},
+      {"Long name", "long_name", client.LongName()},
+      {"Instance", "instance", std::to_string(client.InstanceId()), client.InstanceId()},
+      {"Server id", "server_id", client.ServerID()},
+      {"Working directory", "working_directory", HostFolder(client.WorkingDirectory())},
+      {"Used in place", "dumb_mode", YesNo(client.DumbMode() != 0), {}, client.DumbMode() != 0},
+      {"Compared by", "file_compare", PolicyName(client.FileCmp())},
+      {"Compressed",
+       "zip_on_transfert",
+       YesNo(client.ZipOnTransfert() != 0),
+       {},
+       client.ZipOnTransfert() != 0},
+  };
+  if (store.Directory() == nullptr) {
+    facts.push_back({"Server", "server", options.tcp});
+    return facts;
+  }
+  facts.push_back({"Root", "root", HostFolder(store.Directory()->ServerRoot())});
+  facts.push_back({"Configuration", "configuration", store.Configuration()});
+  facts.push_back({"User", "user", client.User()});
+  facts.push_back({"Computer", "computer", client.ComputerName()});
+  facts.push_back({"Store version", "store_version", StoreVersion(client)});
+  return facts;
+}
+
+void PrintFacts(Console& console, const std::vector<Fact>& facts) {
+  constexpr std::size_t kLabelColumn = 20;
+  for (const Fact& fact : facts) {
+    std::string line = std::string(fact.label) + ":";
+    line.resize(kLabelColumn, ' ');
+    console.Out(line + (fact.text.empty() ? "-" : Printable(fact.text)));
+  }
+}
+
+JsonObject FactsDocument(const std::string& command, const std::vector<Fact>& facts) {
+  JsonObject document;
+  document.Text("command", command);
+  for (const Fact& fact : facts) {
+    if (fact.number)
+      document.Number(fact.key, *fact.number);
+    else if (fact.flag)
+      document.Flag(fact.key, *fact.flag);
+    else
+      document.Text(fact.key, fact.text);
+  }
+  return document;
+}
+
+ExitStatus RunInfo(const Options& options) {
+  Store store(options, FindWorkingDirectory(options), Store::Use::kWork);
+  const std::vector<Fact> facts = FactsOf(store, options);
+  Console console;
+  if (options.json)
+    console.Out(FactsDocument("info", facts).Line());
+  else
+    PrintFacts(console, facts);
+  return kDone;
+}
+
+void PrintConfiguration(Console& console, const std::vector<Fact>& facts, const CTVLClientSmbOpr& reader) {
+  PrintFacts(console, facts);
+  console.Out("");
+  for (int index = 0; index < reader.ConfigCount(); ++index)
+    console.Out(Printable(std::string(reader.ConfigName(index)) + " = " + reader.ConfigValue(index)));
+}
+
+std::vector<JsonObject> VariableDocuments(const CTVLClientSmbOpr& reader) {
+  std::vector<JsonObject> variables(static_cast<std::size_t>(reader.ConfigCount()));
+  for (int index = 0; index < reader.ConfigCount(); ++index) {
+    variables[static_cast<std::size_t>(index)]
+        .Text("name", reader.ConfigName(index))
+        .Text("value", reader.ConfigValue(index));
+  }
+  return variables;
+}
+
+ExitStatus RunConfigShow(const Options& options) {
+  const std::string file = FindConfiguration(options);
+  CTVLClientSmbOpr reader;
+  ForgetFileErrors();
+  if (const int code = reader.ReadConfig(file.c_str())) throw Stop(file, ConfigurationFailure(code));
+  const bool zip = reader.ConfigZipOnTransfert() != 0;
+  const std::vector<Fact> facts = {
+      {"File", "file", file},
+      {"FileCompare", "file_compare", PolicyName(reader.ConfigFileCompare())},
+      {"ZipOnTransfert", "zip_on_transfert", YesNo(zip), {}, zip},
+  };
+  Console console;
+  if (options.json)
+    console.Out(FactsDocument("config show", facts).Array("variables", VariableDocuments(reader)).Line());
+  else
+    PrintConfiguration(console, facts, reader);
+  return kDone;
+}
+
+}  // namespace
+
+void AddShowCommands(CLI::App& app, Invocation& invocation) {
+  const Options& options = invocation.options;
+  AddCommand(app, "info", "Show the connection to the store", "info", invocation, [&options] {
+    return RunInfo(options);
+  }).footer("Examples:\n  tvl info\n  tvl --json info\n  tvl --tcp store.example:4000 info");
+  CLI::App* config = app.add_subcommand("config", "Look at the configuration");
+  config->require_subcommand(1);
+  AddCommand(*config, "show", "Show every value and the file that it comes from", "config show", invocation,
+             [&options] { return RunConfigShow(options); })
+      .footer(
+          "Makes no folder and needs none.\n\nExamples:\n  tvl config show\n  tvl --config other.ini config "
+          "show");
+}
+
+}  // namespace tvl::cli

@@ -1,0 +1,105 @@
+#include "cli/store.h"
+
+#include <strings.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+#include <tvlclient/errors.h>
+#include <tvlclient/tcp_opr.h>
+
+#include "cli/configuration.h"
+#include "cli/text.h"
+
+namespace tvl::cli {
+namespace {
+
+constexpr std::size_t kPathRoom = 260;
+
+// The working directory in a buffer that the library may fill in.
+class PathBuffer {
+ public:
+  explicit PathBuffer(const std::string& path) {
+    if (path.size() >= text_.size())
+      throw Stop({}, {kFailed, 0, "the path of the working directory is longer than 259 bytes", 0, path});
+    if (path.find('\\') != std::string::npos)
+      throw Stop({}, {kFailed, 0, "the working directory has a backslash in its path", 0, path});
+    std::memcpy(text_.data(), path.c_str(), path.size() + 1);
+  }
+  [[nodiscard]] char* Text() { return text_.data(); }
+
+ private:
+  std::array<char, kPathRoom> text_ = {};
+};
+
+}  // namespace
+
+Store::Store(const Options& options, const std::string& working_directory, Use use) {
+  if (options.tcp.empty()) {
+    OpenDirectory(options, working_directory, use);
+  } else {
+    OpenServer(options, working_directory, use);
+  }
+}
+
+void Store::OpenDirectory(const Options& options, const std::string& working_directory, Use use) {
+  configuration_ = FindConfiguration(options);
+  auto connection = std::make_unique<CTVLClientSmbOpr>();
+  directory_ = connection.get();
+  client_ = std::move(connection);
+  PathBuffer folder(working_directory);
+  std::string class_name = options.class_name;
+  ForgetFileErrors();
+  const int code = use == Use::kLook ? directory_->Preview(folder.Text(), configuration_.c_str())
+                                     : client_->Open(folder.Text(), configuration_.data(), class_name.data());
+  if (code != TVL_OK) throw Stop(configuration_, ConfigurationFailure(code));
+}
+
+void Store::OpenServer(const Options& options, const std::string& working_directory, Use use) {
+  if (use == Use::kLook)
+    throw Stop(options.tcp,
+               {kFailed, TVL_ERR_NOT_SUPPORTED, "a server cannot show what would be done", 0, {}});
+  ServerAddress server = ParseServer(options.tcp);
+  client_ = std::make_unique<CTVLClientTcpOpr>();
+  PathBuffer folder(working_directory);
+  std::string class_name = options.class_name;
+  std::string tag = FindTag(options);
+  std::string no_file;
+  ForgetFileErrors();
+  const int code = client_->Open(folder.Text(), no_file.data(), server.host.data(), server.port,
+                                 class_name.data(), tag.data());
+  if (code == TVL_OK) return;
+  Failure failure = LibraryFailure(code);
+  failure.exit = kUnreachable;
+  throw Stop(options.tcp, failure);
+}
+
+std::string Store::Variable(const std::string& name) const {
+  if (directory_ == nullptr) return {};
+  for (int index = 0; index < directory_->ConfigCount(); ++index) {
+    if (strcasecmp(directory_->ConfigName(index), name.c_str()) == 0) return directory_->ConfigValue(index);
+  }
+  return {};
+}
+
+std::string Store::StorePath(const std::string& remote) const {
+  if (directory_ == nullptr) return {};
+  return Joined(Slashed(directory_->ServerRoot()), remote);
+}
+
+std::string Store::LocalPath(const std::string& local) const {
+  return Joined(Slashed(client_->WorkingDirectory()), local);
+}
+
+Failure Store::Explain(int code, const NamePair& names) const {
+  Failure failure = LibraryFailure(code);
+  for (const std::string& path : {StorePath(names.remote), LocalPath(names.local)}) {
+    if (path.size() < kPathRoom) continue;
+    failure = {kFailed, code, failure.what, ENAMETOOLONG, path};
+    failure.what += ", a path has more than 259 bytes";
+  }
+  return failure;
+}
+
+}  // namespace tvl::cli

@@ -1,0 +1,58 @@
+#ifndef TVL_CLI_STORE_H
+#define TVL_CLI_STORE_H
+
+#include <memory>
+#include <string>
+
+#include <tvlclient/client_opr.h>
+#include <tvlclient/smb_opr.h>
+
+#include "cli/failure.h"
+#include "cli/names.h"
+#include "cli/options.h"
+
+namespace tvl::cli {
+
+// The connection that a command works on, from construction to destruction. Throws Stop if there is none to
+// be had.
+class Store {
+ public:
+  enum class Use {
+    kWork,
+    kLook  // changes nothing: no folder, no presence on the store
+  };
+
+  Store(const Options& options, const std::string& working_directory, Use use);
+
+  [[nodiscard]] CTVLClientOpr& Client() { return *client_; }
+  [[nodiscard]] const CTVLClientOpr& Client() const { return *client_; }
+
+  // The connection to a directory; null for one to a server.
+  [[nodiscard]] CTVLClientSmbOpr* Directory() { return directory_; }
+
+  // The configuration file; empty for a server.
+  [[nodiscard]] const std::string& Configuration() const { return configuration_; }
+
+  // Value of a variable of the configuration; empty if it has none.
+  [[nodiscard]] std::string Variable(const std::string& name) const;
+
+  // Where names lie on this system. Only a directory has a StorePath; a server gives the empty text.
+  [[nodiscard]] std::string StorePath(const std::string& remote) const;
+  [[nodiscard]] std::string LocalPath(const std::string& local) const;
+
+  // What the library knows of its failure `code` on these names. It says nothing of paths that are too long
+  // for it, so that is found out here.
+  [[nodiscard]] Failure Explain(int code, const NamePair& names) const;
+
+ private:
+  void OpenDirectory(const Options& options, const std::string& working_directory, Use use);
+  void OpenServer(const Options& options, const std::string& working_directory, Use use);
+
+  std::unique_ptr<CTVLClientOpr> client_;
+  CTVLClientSmbOpr* directory_ = nullptr;
+  std::string configuration_;
+};
+
+}  // namespace tvl::cli
+
+#endif

@@ -1,0 +1,130 @@
+#include "cli/text.h"
+
+#include <array>
+#include <cstdio>
+
+namespace tvl::cli {
+namespace {
+
+unsigned char ByteAt(std::string_view bytes, std::size_t at) {
+  return static_cast<unsigned char>(bytes[at]);
+}
+
+// By first byte: how long the character is, and which second bytes may follow. The narrowed ranges keep out
+// overlong forms, surrogates and what lies beyond U+10FFFF.
+struct LeadBytes {
+  unsigned char first, last;
+  std::size_t length;
+  unsigned char second_first, second_last;
+};
+constexpr LeadBytes kLeadBytes[] = {
+    {0x00, 0x7F, 1, 0x00, 0x00}, {0xC2, 0xDF, 2, 0x80, 0xBF}, {0xE0, 0xE0, 3, 0xA0, 0xBF},
+    {0xE1, 0xEC, 3, 0x80, 0xBF}, {0xED, 0xED, 3, 0x80, 0x9F}, {0xEE, 0xEF, 3, 0x80, 0xBF},
+    {0xF0, 0xF0, 4, 0x90, 0xBF}, {0xF1, 0xF3, 4, 0x80, 0xBF}, {0xF4, 0xF4, 4, 0x80, 0x8F},
+};
+
+std::size_t CompleteLength(std::string_view bytes, const LeadBytes& lead) {
+  if (lead.length == 1) return 1;
+  if (bytes.size() < lead.length) return 0;
+  if (ByteAt(bytes, 1) < lead.second_first || ByteAt(bytes, 1) > lead.second_last) return 0;
+  for (std::size_t at = 2; at < lead.length; ++at) {
+    if ((ByteAt(bytes, at) & 0xC0U) != 0x80U) return 0;
+  }
+  return lead.length;
+}
+
+template <typename... Values>
+std::string Formatted(const char* format, Values... values) {
+  std::array<char, 64> text = {};
+  std::snprintf(text.data(), text.size(), format, values...);
+  return text.data();
+}
+
+}  // namespace
+
+std::size_t Utf8Length(std::string_view bytes) {
+  if (bytes.empty()) return 0;
+  for (const LeadBytes& lead : kLeadBytes) {
+    if (ByteAt(bytes, 0) >= lead.first && ByteAt(bytes, 0) <= lead.last) return CompleteLength(bytes, lead);
+  }
+  return 0;
+}
+
+std::string Utf8FromLatin1(std::string_view text) {
+  std::string result;
+  for (const char character : text) {
+    const auto byte = static_cast<unsigned char>(character);
+    if (byte < 0x80) {
+      result += character;
+    } else {
+      result += static_cast<char>(0xC0U | (byte >> 6U));
+      result += static_cast<char>(0x80U | (byte & 0x3FU));
+    }
+  }
+  return result;
+}
+
+std::string Printable(std::string_view text) {
+  std::string result(text);
+  for (char& character : result) {
+    const auto byte = static_cast<unsigned char>(character);
+    if (byte < 0x20 || byte == 0x7F) character = '?';
+  }
+  return result;
+}
+
+std::string CutToColumns(std::string_view text, std::size_t columns) {
+  std::size_t at = 0;
+  for (std::size_t column = 0; column < columns && at < text.size(); ++column) {
+    const std::size_t length = Utf8Length(text.substr(at));
+    at += length == 0 ? 1 : length;
+  }
+  return std::string(text.substr(0, at));
+}
+
+std::string Slashed(std::string_view path) {
+  std::string result(path);
+  for (char& character : result) {
+    if (character == '\\') character = '/';
+  }
+  return result;
+}
+
+std::string HostFolder(std::string_view path) {
+  std::string result = Slashed(path);
+  while (result.size() > 1 && result.back() == '/') result.pop_back();
+  return result;
+}
+
+std::string Joined(std::string_view folder, std::string_view name) {
+  std::string result(folder);
+  if (!result.empty() && result.back() != '/' && !name.empty()) result += '/';
+  result += name;
+  return result;
+}
+
+std::string HumanBytes(std::uint64_t bytes) {
+  constexpr std::array<const char*, 5> kUnits = {"kB", "MB", "GB", "TB", "PB"};
+  if (bytes < 1000) return Formatted("%u B", static_cast<unsigned int>(bytes));
+  double value = static_cast<double>(bytes) / 1000;
+  std::size_t unit = 0;
+  for (; value >= 999.95 && unit + 1 < kUnits.size(); ++unit) value /= 1000;
+  return Formatted("%.1f %s", value, kUnits.at(unit));
+}
+
+std::string HumanSeconds(std::uint64_t time) {
+  const auto hours = static_cast<unsigned long long>(time / 3600);
+  const auto minutes = static_cast<unsigned int>(time / 60 % 60);
+  const auto seconds = static_cast<unsigned int>(time % 60);
+  if (hours > 0) return Formatted("%llu:%02u:%02u", hours, minutes, seconds);
+  return Formatted("%u:%02u", minutes, seconds);
+}
+
+std::string Counted(std::uint64_t count, std::string_view noun) {
+  std::string text = std::to_string(count) + " ";
+  text += noun;
+  if (count != 1) text += "s";
+  return text;
+}
+
+}  // namespace tvl::cli

@@ -1,0 +1,196 @@
+#include "cli/transfer.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <memory>
+#include <optional>
+
+#include <tvlclient/errors.h>
+
+#include "cli/configuration.h"
+#include "cli/console.h"
+#include "cli/failure.h"
+#include "cli/interrupt.h"
+#include "cli/progress.h"
+#include "cli/store.h"
+#include "cli/text.h"
+#include "cli/transfer_log.h"
+#include "cli/transfer_plan.h"
+
+namespace tvl::cli {
+namespace {
+
+constexpr int kDumbPolicy = 0;
+constexpr char kTopFolder[] = "/";
+
+bool IsAbsolute(const std::string& path) {
+  return !path.empty() && path.front() == '/';
+}
+
+// Names on both sides, and the working directory that the local ones start from.
+struct Places {
+  std::vector<NamePair> names;
+  std::string working_directory;
+};
+
+// The library puts every local name behind its working directory. Where one is absolute, all are made so and
+// start from the top.
+Places FindPlaces(Direction direction, const Options& options, const TransferRequest& request) {
+  Places places = {{}, FindWorkingDirectory(options)};
+  places.names = PairNames(direction, request.names, request.to, places.working_directory);
+  if (std::none_of(places.names.begin(), places.names.end(),
+                   [](const NamePair& pair) { return IsAbsolute(pair.local); }))
+    return places;
+  for (NamePair& pair : places.names) {
+    if (!IsAbsolute(pair.local)) pair.local = Joined(places.working_directory, pair.local);
+  }
+  places.working_directory = kTopFolder;
+  return places;
+}
+
+// Makes the folder and those that it lies in. 0, or an errno value.
+int MakeFolders(const std::string& path) {
+  for (std::size_t end = path.find('/', 1); end != std::string::npos; end = path.find('/', end + 1))
+    mkdir(path.substr(0, end).c_str(), 0777);
+  if (mkdir(path.c_str(), 0777) == 0) return 0;
+  const int error = errno;
+  struct stat status = {};
+  return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) ? 0 : error;
+}
+
+// Works through a plan.
+class Transfer {
+ public:
+  Transfer(Store& store, TransferLog& log, Direction direction, const Options& options, bool force)
+      : store_(store), log_(log), direction_(direction), options_(options), force_(force) {}
+
+  void Run(Console& console, const TransferPlan& plan) {
+    std::optional<Progress> progress;
+    if (HasTerminal() && !options_.quiet && !options_.json && !options_.dry_run)
+      progress.emplace(console, plan.TotalBytes());
+    for (const TransferJob& job : plan.Jobs()) {
+      if (Interrupted() || connection_lost_) return;
+      if (progress) progress->Begin(job.names.Source(direction_), TargetPath(job), job.size.value_or(0));
+      Do(job);
+      if (progress) progress->End();
+    }
+  }
+
+ private:
+  [[nodiscard]] std::string TargetPath(const TransferJob& job) const {
+    return direction_ == Direction::kGet ? store_.LocalPath(job.names.local)
+                                         : store_.StorePath(job.names.remote);
+  }
+
+  void Do(const TransferJob& job) {
+    if (job.folder) {
+      DoFolder(job);
+    } else if (options_.dry_run) {
+      Preview(job);
+    } else {
+      DoFile(job);
+    }
+  }
+
+  void DoFile(const TransferJob& job) {
+    std::string remote = job.names.remote;
+    std::string local = job.names.local;
+    int transferred = force_ ? 1 : 0;
+    ForgetFileErrors();
+    const int code = direction_ == Direction::kGet
+                         ? store_.Client().GetRemote(remote.data(), local.data(), &transferred)
+                         : store_.Client().PutRemote(remote.data(), local.data(), &transferred);
+    if (code != TVL_OK) return TellFailed(job, code);
+    log_.Tell(job.names, transferred != 0 ? Outcome::kTransferred : Outcome::kSame, job.size);
+  }
+
+  void Preview(const TransferJob& job) {
+    std::string remote = job.names.remote;
+    std::string local = job.names.local;
+    int equal = 0;
+    ForgetFileErrors();
+    const int code = force_ ? TVL_OK : store_.Directory()->CompareRemote(remote.data(), local.data(), &equal);
+    if (code != TVL_OK) return TellFailed(job, code);
+    log_.Tell(job.names, equal != 0 ? Outcome::kSame : Outcome::kWouldTransfer, job.size);
+  }
+
+  void DoFolder(const TransferJob& job) {
+    struct stat status = {};
+    if (stat(TargetPath(job).c_str(), &status) == 0 && S_ISDIR(status.st_mode))
+      return;  // there already, and no file: nothing to tell
+    if (options_.dry_run) return log_.Tell(job.names, Outcome::kWouldMakeFolder, {});
+    if (direction_ == Direction::kGet) {
+      if (const int error = MakeFolders(TargetPath(job)))
+        return log_.TellFailed(job.names, SystemFailure("folder cannot be made", error, TargetPath(job)));
+    } else {
+      std::string remote = job.names.remote;
+      std::string local = job.names.local;
+      int transferred = 0;
+      ForgetFileErrors();
+      const int code = store_.Client().PutRemote(remote.data(), local.data(), &transferred);
+      if (code != TVL_OK) return TellFailed(job, code);
+    }
+    log_.Tell(job.names, Outcome::kFolderMade, {});
+  }
+
+  void TellFailed(const TransferJob& job, int code) {
+    const Failure failure = store_.Explain(code, job.names);
+    log_.TellFailed(job.names, failure);
+    connection_lost_ = failure.exit == kUnreachable;
+  }
+
+  Store& store_;
+  TransferLog& log_;
+  const Direction direction_;
+  const Options& options_;
+  const bool force_;
+  bool connection_lost_ = false;
+};
+
+// Where the working directory is the store's own folder every file is where it should be, if it is there.
+void TellNothingToDo(Store& store, TransferLog& log, const std::vector<NamePair>& names) {
+  for (const NamePair& pair : names) {
+    std::string remote = pair.remote;
+    ForgetFileErrors();
+    const int code = store.Client().ExistsRemote(remote.data());
+    if (code == TVL_OK)
+      log.Tell(pair, Outcome::kNothingToDo, {});
+    else
+      log.TellFailed(pair, store.Explain(code, pair));
+  }
+}
+
+void CheckStoreOfTop(const Store& store, const Places& places) {
+  if (store.Client().DumbMode() == 0 || places.working_directory != kTopFolder) return;
+  throw Stop({}, {kFailed, 0, "the store is the top folder itself: absolute local names lie in it", 0, {}});
+}
+
+TransferLog::Shape ShapeOf(const TransferRequest& request, const Places& places) {
+  if (request.recursive) return TransferLog::Shape::kTree;
+  return places.names.size() == 1 ? TransferLog::Shape::kSingle : TransferLog::Shape::kSeveral;
+}
+
+}  // namespace
+
+ExitStatus RunTransfer(Direction direction, const Options& options, const TransferRequest& request) {
+  const Places places = FindPlaces(direction, options, request);
+  Store store(options, places.working_directory, options.dry_run ? Store::Use::kLook : Store::Use::kWork);
+  CheckStoreOfTop(store, places);
+  CatchInterrupts(options.quiet);
+  Console console;
+  TransferLog log(console, options, direction, ShapeOf(request, places));
+  if (store.Client().DumbMode() != 0) {
+    TellNothingToDo(store, log, places.names);
+    return log.Finish(Interrupted());
+  }
+  if (store.Client().FileCmp() == kDumbPolicy && !request.force)
+    log.Notice("the store's FileCompare is dumb: every file counts as the same, only -f transfers");
+  TransferPlan plan(store, log, direction, request.recursive);
+  for (const NamePair& pair : places.names) plan.Add(pair);
+  Transfer(store, log, direction, options, request.force).Run(console, plan);
+  return log.Finish(Interrupted());
+}
+
+}  // namespace tvl::cli

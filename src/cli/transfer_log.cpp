@@ -1,0 +1,146 @@
+#include "cli/transfer_log.h"
+
+#include "cli/text.h"
+
+namespace tvl::cli {
+namespace {
+
+struct OutcomeWords {
+  Outcome outcome;
+  const char* line;
+  const char* document;
+  bool worth_a_line;  // in a tree, also without -v
+};
+constexpr OutcomeWords kOutcomeWords[] = {
+    {Outcome::kTransferred, "transferred", "transferred", false},
+    {Outcome::kSame, "already the same", "same", false},
+    {Outcome::kWouldTransfer, "would be transferred", "would_transfer", true},
+    {Outcome::kFolderMade, "folder made", "folder_made", false},
+    {Outcome::kWouldMakeFolder, "folder would be made", "would_make_folder", true},
+    {Outcome::kNothingToDo, "nothing to do: the working directory is the store's own folder", "nothing_to_do",
+     true},
+};
+
+const OutcomeWords& WordsOf(Outcome outcome) {
+  for (const OutcomeWords& words : kOutcomeWords) {
+    if (words.outcome == outcome) return words;
+  }
+  return kOutcomeWords[0];
+}
+
+const char* CommandName(Direction direction) {
+  return direction == Direction::kGet ? "get" : "put";
+}
+
+std::string Shown(const std::string& name) {
+  return name.empty() ? "." : Printable(name);
+}
+
+}  // namespace
+
+TransferLog::TransferLog(Console& console, const Options& options, Direction direction, Shape shape)
+    : console_(console), options_(options), direction_(direction), shape_(shape) {}
+
+void TransferLog::Tell(const NamePair& names, Outcome outcome, std::optional<std::uint64_t> size) {
+  if (outcome == Outcome::kSame) ++same_;
+  if (outcome == Outcome::kFolderMade || outcome == Outcome::kWouldMakeFolder) ++folders_;
+  if (outcome == Outcome::kTransferred || outcome == Outcome::kWouldTransfer) {
+    ++transferred_;
+    bytes_ += size.value_or(0);
+  }
+  if (options_.json) {
+    TellDocument(names, WordsOf(outcome).document, size, nullptr);
+  } else {
+    TellLine(names, outcome);
+  }
+}
+
+void TransferLog::TellLine(const NamePair& names, Outcome outcome) {
+  const OutcomeWords& words = WordsOf(outcome);
+  if (options_.quiet) return;
+  if (shape_ == Shape::kTree && !options_.verbose && !words.worth_a_line) return;
+  std::string line = Shown(names.Source(direction_)) + ": " + words.line;
+  const bool renamed = names.Source(direction_) != names.Target(direction_);
+  if (options_.verbose && renamed) line += " (" + Shown(names.Target(direction_)) + ")";
+  console_.Out(line);
+}
+
+void TransferLog::TellDocument(const NamePair& names, const std::string& result,
+                               std::optional<std::uint64_t> size, const Failure* failure) {
+  JsonObject document;
+  document.Text("command", CommandName(direction_)).Text("remote", names.remote).Text("local", names.local);
+  document.Text("result", result);
+  if (size) document.Number("size", static_cast<std::int64_t>(*size));
+  if (failure != nullptr) AddFailure(*failure, document);
+  console_.Out(document.Line());
+}
+
+void TransferLog::TellFailed(const NamePair& names, const Failure& failure) {
+  ++failed_;
+  failure_status_ = failed_ == 1 || failure_status_ == failure.exit ? failure.exit : kFailed;
+  std::string line = std::string("tvl: ") + CommandName(direction_) + " ";
+  line += Shown(names.Source(direction_)) + ": " + Printable(failure.Message());
+  if (options_.verbose && failure.code != 0) line += " [" + LibraryText(failure.code) + "]";
+  if (options_.json) TellDocument(names, "failed", {}, &failure);
+  console_.Err(line);
+}
+
+void TransferLog::TellSkipped(const NamePair& names, const std::string& why) {
+  ++skipped_;
+  if (options_.json) {
+    const Failure reason = {kSkipped, 0, why, 0, {}};
+    TellDocument(names, "skipped", {}, &reason);
+  }
+  Notice(std::string(CommandName(direction_)) + " " + Shown(names.Source(direction_)) + ": skipped: " + why);
+}
+
+void TransferLog::Notice(const std::string& text) {
+  if (!options_.quiet) console_.Err("tvl: " + Printable(text));
+}
+
+ExitStatus TransferLog::Status(bool interrupted) const {
+  if (interrupted) return kInterrupted;
+  if (failed_ > 0) return failure_status_;
+  return skipped_ > 0 ? kSkipped : kDone;
+}
+
+std::string TransferLog::Sum() const {
+  std::string sum = Counted(transferred_, "file");
+  sum += options_.dry_run ? " would be transferred" : " transferred";
+  sum += " (" + HumanBytes(bytes_) + "), " + std::to_string(same_) + " already the same";
+  if (folders_ > 0) sum += ", " + Counted(folders_, "empty folder");
+  if (skipped_ > 0) sum += ", " + std::to_string(skipped_) + " skipped";
+  if (failed_ > 0) sum += ", " + std::to_string(failed_) + " failed";
+  return sum;
+}
+
+JsonObject TransferLog::SumDocument(ExitStatus status) const {
+  const auto time =
+      std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start_);
+  JsonObject sum;
+  sum.Number("transferred", static_cast<std::int64_t>(transferred_));
+  sum.Number("same", static_cast<std::int64_t>(same_));
+  sum.Number("folders", static_cast<std::int64_t>(folders_));
+  sum.Number("skipped", static_cast<std::int64_t>(skipped_));
+  sum.Number("failed", static_cast<std::int64_t>(failed_));
+  sum.Number("bytes", static_cast<std::int64_t>(bytes_));
+  sum.Number("milliseconds", time.count());
+  sum.Flag("dry_run", options_.dry_run).Flag("interrupted", status == kInterrupted);
+  sum.Number("exit", status);
+  return sum;
+}
+
+ExitStatus TransferLog::Finish(bool interrupted) {
+  const ExitStatus status = Status(interrupted);
+  if (options_.json) {
+    if (shape_ == Shape::kSingle) return status;
+    JsonObject document;
+    document.Text("command", CommandName(direction_)).Object("summary", SumDocument(status));
+    console_.Out(document.Line());
+  } else if (!options_.quiet && (shape_ == Shape::kTree || (interrupted && shape_ == Shape::kSeveral))) {
+    console_.Out((interrupted ? "interrupted: " : "") + Sum());
+  }
+  return status;
+}
+
+}  // namespace tvl::cli

@@ -1,0 +1,60 @@
+#ifndef TVL_CLI_TRANSFER_LOG_H
+#define TVL_CLI_TRANSFER_LOG_H
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "cli/console.h"
+#include "cli/failure.h"
+#include "cli/json.h"
+#include "cli/names.h"
+#include "cli/options.h"
+
+namespace tvl::cli {
+
+// What became of one file or folder.
+enum class Outcome { kTransferred, kSame, kWouldTransfer, kFolderMade, kWouldMakeFolder, kNothingToDo };
+
+// Tells what a get or put does, file by file, and adds it up.
+class TransferLog {
+ public:
+  // How many results there may be: one, told as one document; several; a tree, told by its sum.
+  enum class Shape { kSingle, kSeveral, kTree };
+
+  TransferLog(Console& console, const Options& options, Direction direction, Shape shape);
+
+  void Tell(const NamePair& names, Outcome outcome, std::optional<std::uint64_t> size);
+  void TellFailed(const NamePair& names, const Failure& failure);
+  void TellSkipped(const NamePair& names, const std::string& why);
+  void Notice(const std::string& text);
+
+  // Tells the sum where one is due, and gives the exit status of the command.
+  ExitStatus Finish(bool interrupted);
+
+ private:
+  void TellLine(const NamePair& names, Outcome outcome);
+  void TellDocument(const NamePair& names, const std::string& result, std::optional<std::uint64_t> size,
+                    const Failure* failure);
+  [[nodiscard]] ExitStatus Status(bool interrupted) const;
+  [[nodiscard]] std::string Sum() const;
+  [[nodiscard]] JsonObject SumDocument(ExitStatus status) const;
+
+  Console& console_;
+  const Options& options_;
+  const Direction direction_;
+  const Shape shape_;
+  const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+  std::uint64_t transferred_ = 0;
+  std::uint64_t same_ = 0;
+  std::uint64_t folders_ = 0;
+  std::uint64_t skipped_ = 0;
+  std::uint64_t failed_ = 0;
+  std::uint64_t bytes_ = 0;
+  ExitStatus failure_status_ = kDone;
+};
+
+}  // namespace tvl::cli
+
+#endif

@@ -1,0 +1,221 @@
+#include "cli/transfer_plan.h"
+
+#include <dirent.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <string_view>
+
+#include <tvlclient/errors.h>
+
+#include "cli/interrupt.h"
+#include "cli/text.h"
+
+namespace tvl::cli {
+namespace {
+
+constexpr char kTwoNamesHint[] = "is a folder on the other side: -t puts names into a folder";
+
+struct CloseFolder {
+  void operator()(DIR* folder) const { closedir(folder); }
+};
+
+bool IsFolder(const std::string& path) {
+  struct stat status = {};
+  return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+std::vector<std::string> SplitList(std::string_view list) {
+  std::vector<std::string> names;
+  while (!list.empty()) {
+    const std::size_t end = list.find('|');
+    names.emplace_back(list.substr(0, end));
+    list.remove_prefix(end == std::string_view::npos ? list.size() : end + 1);
+  }
+  return names;
+}
+
+}  // namespace
+
+TransferPlan::TransferPlan(Store& store, TransferLog& log, Direction direction, bool recursive)
+    : store_(store), log_(log), direction_(direction), recursive_(recursive) {
+  if (store.Directory() == nullptr) return;
+  stores_own_.Add(HostFolder(store.Variable("TmpDir")));
+  stores_own_.Add(store.Configuration());
+}
+
+std::string TransferPlan::SourcePath(const NamePair& names) const {
+  return direction_ == Direction::kGet ? store_.StorePath(names.remote) : store_.LocalPath(names.local);
+}
+
+std::string TransferPlan::TargetPath(const NamePair& names) const {
+  return direction_ == Direction::kGet ? store_.LocalPath(names.local) : store_.StorePath(names.remote);
+}
+
+std::uint64_t TransferPlan::TotalBytes() const {
+  std::uint64_t total = 0;
+  for (const TransferJob& job : jobs_) total += job.size.value_or(0);
+  return total;
+}
+
+void TransferPlan::Add(const NamePair& names) {
+  const std::string path = SourcePath(names);
+  if (path.empty()) {  // on a server: it will tell
+    if (recursive_)
+      log_.TellFailed(names, {kFailed, TVL_ERR_NOT_SUPPORTED, "a server does not list its folders", 0, {}});
+    else
+      jobs_.push_back({names, false, {}});
+    return;
+  }
+  struct stat status = {};
+  if (stat(path.c_str(), &status) != 0) {
+    TellMissing(names, errno);
+  } else {
+    AddTop(names, status);
+  }
+}
+
+// The library's word on a name of the store that can't be looked at, our own on a local one.
+void TransferPlan::TellMissing(const NamePair& names, int error) {
+  const std::string path = SourcePath(names);
+  if (direction_ == Direction::kPut) {
+    log_.TellFailed(names, SystemFailure("cannot be read", error, path));
+    return;
+  }
+  std::string remote = names.remote;
+  ForgetFileErrors();
+  const int code = store_.Client().ExistsRemote(remote.data());
+  if (code != TVL_OK) {
+    log_.TellFailed(names, store_.Explain(code, names));
+  } else {
+    log_.TellFailed(names, SystemFailure("cannot be read", error, path));
+  }
+}
+
+void TransferPlan::AddTop(const NamePair& names, const struct stat& status) {
+  if (S_ISDIR(status.st_mode)) {
+    if (recursive_)
+      AddTree(names);
+    else
+      log_.TellFailed(names, {kFailed, 0, "is a folder: -r takes trees", 0, {}});
+    return;
+  }
+  const std::string target = TargetPath(names);
+  if (names.Target(direction_).ends_with('/') || IsFolder(target)) {
+    log_.TellFailed(names, {kFailed, 0, "'" + names.Target(direction_) + "' " + kTwoNamesHint, 0, {}});
+  } else {
+    AddFile(names, status);
+  }
+}
+
+void TransferPlan::AddFile(const NamePair& names, const struct stat& status) {
+  if (S_ISREG(status.st_mode)) {
+    jobs_.push_back({names, false, static_cast<std::uint64_t>(status.st_size)});
+  } else {
+    log_.TellSkipped(names, "neither a file nor a folder");
+  }
+}
+
+void TransferPlan::AddTree(const NamePair& names) {
+  targets_.CutTo(0);
+  targets_.Add(TargetPath(names));
+  WalkFolder(names);
+}
+
+void TransferPlan::WalkFolder(const NamePair& names) {
+  const InFolder here(trail_, SourcePath(names));
+  const std::size_t before = jobs_.size();
+  std::vector<std::string> entries;
+  if (!List(names, entries)) return;
+  std::sort(entries.begin(), entries.end());
+  for (const std::string& entry : entries) {
+    if (Interrupted()) return;
+    WalkEntry({Joined(names.remote, entry), Joined(names.local, entry)});
+  }
+  if (jobs_.size() == before) jobs_.push_back({names, true, {}});
+}
+
+void TransferPlan::WalkEntry(const NamePair& names) {
+  const std::string path = SourcePath(names);
+  struct stat status = {};
+  if (stat(path.c_str(), &status) != 0) {
+    const int error = errno;
+    struct stat link = {};
+    if (error == ENOENT && lstat(path.c_str(), &link) == 0)
+      log_.TellSkipped(names, "a link to nothing");
+    else
+      log_.TellFailed(names, SystemFailure("cannot be read", error, path));
+  } else if (IsLeftOut(names, status, path)) {
+    return;
+  } else if (S_ISDIR(status.st_mode)) {
+    WalkFolder(names);
+  } else {
+    AddFile(names, status);
+  }
+}
+
+bool TransferPlan::IsLeftOut(const NamePair& names, const struct stat& status, const std::string& path) {
+  struct stat on_store = {};
+  const std::string store_path = store_.StorePath(names.remote);
+  if (!store_path.empty() && stat(store_path.c_str(), &on_store) == 0 && stores_own_.Hold(on_store)) {
+    // A get leaves out what is no document; a put would do the store harm, and its user should know.
+    if (direction_ == Direction::kPut) log_.TellSkipped(names, "is the store's own on the other side");
+    return true;
+  }
+  if (!S_ISDIR(status.st_mode)) return false;
+  if (targets_.Hold(status)) {
+    log_.TellSkipped(names, "is the folder that the tree goes to");
+    return true;
+  }
+  struct stat link = {};
+  if (lstat(path.c_str(), &link) != 0 || !S_ISLNK(link.st_mode) || !trail_.Hold(status)) return false;
+  log_.TellSkipped(names, "a link that leads in a circle");
+  return true;
+}
+
+bool TransferPlan::List(const NamePair& names, std::vector<std::string>& entries) {
+  return direction_ == Direction::kGet ? ListStore(names, entries) : ListHost(names, entries);
+}
+
+bool TransferPlan::ListStore(const NamePair& names, std::vector<std::string>& entries) {
+  std::string folder = names.remote;
+  char pattern[] = "*.*";
+  int count = 0;
+  CString list;
+  ForgetFileErrors();
+  const int code = store_.Client().GetRemoteDirContent(folder.data(), pattern, &count, list);
+  const Failure failure = store_.Explain(code, names);
+  if (code != TVL_OK || (count == 0 && failure.error != 0)) {
+    log_.TellFailed(
+        names, code != TVL_OK ? failure : SystemFailure("cannot be listed", failure.error, failure.path));
+    return false;
+  }
+  entries = SplitList(list.GetString());
+  // A name with a "|" in it falls apart in the list; then the folder itself has to be asked.
+  if (entries.size() == static_cast<std::size_t>(count)) return true;
+  entries.clear();
+  return ListHost(names, entries);
+}
+
+bool TransferPlan::ListHost(const NamePair& names, std::vector<std::string>& entries) {
+  const std::string path = SourcePath(names);
+  const std::unique_ptr<DIR, CloseFolder> folder(opendir(path.c_str()));
+  if (folder == nullptr) {
+    log_.TellFailed(names, SystemFailure("cannot be listed", errno, path));
+    return false;
+  }
+  while (const dirent* entry = readdir(folder.get())) {
+    const std::string name = entry->d_name;
+    if (name == "." || name == "..") continue;
+    if (name.find('\\') == std::string::npos) {
+      entries.push_back(name);
+    } else {
+      log_.TellSkipped({Joined(names.remote, name), Joined(names.local, name)}, "a backslash in its name");
+    }
+  }
+  return true;
+}
+
+}  // namespace tvl::cli

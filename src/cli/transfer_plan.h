@@ -1,0 +1,62 @@
+#ifndef TVL_CLI_TRANSFER_PLAN_H
+#define TVL_CLI_TRANSFER_PLAN_H
+
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/folder_trail.h"
+#include "cli/names.h"
+#include "cli/store.h"
+#include "cli/transfer_log.h"
+
+namespace tvl::cli {
+
+// One file to transfer, or one empty folder to make.
+struct TransferJob {
+  NamePair names;
+  bool folder;
+  std::optional<std::uint64_t> size;  // of a file; unknown on a server
+};
+
+// Finds out what there is to transfer. What cannot be transferred goes to the log at once.
+class TransferPlan {
+ public:
+  TransferPlan(Store& store, TransferLog& log, Direction direction, bool recursive);
+
+  void Add(const NamePair& names);
+
+  [[nodiscard]] const std::vector<TransferJob>& Jobs() const { return jobs_; }
+  [[nodiscard]] std::uint64_t TotalBytes() const;
+
+ private:
+  [[nodiscard]] std::string SourcePath(const NamePair& names) const;
+  [[nodiscard]] std::string TargetPath(const NamePair& names) const;
+
+  void AddTree(const NamePair& names);
+  void WalkFolder(const NamePair& names);
+  void WalkEntry(const NamePair& names);
+  void AddFile(const NamePair& names, const struct stat& status);
+  void AddTop(const NamePair& names, const struct stat& status);
+  void TellMissing(const NamePair& names, int error);
+  [[nodiscard]] bool IsLeftOut(const NamePair& names, const struct stat& status, const std::string& path);
+  [[nodiscard]] bool List(const NamePair& names, std::vector<std::string>& entries);
+  [[nodiscard]] bool ListStore(const NamePair& names, std::vector<std::string>& entries);
+  [[nodiscard]] bool ListHost(const NamePair& names, std::vector<std::string>& entries);
+
+  Store& store_;
+  TransferLog& log_;
+  const Direction direction_;
+  const bool recursive_;
+  std::vector<TransferJob> jobs_;
+  Identities trail_;       // where the walk is
+  Identities stores_own_;  // temporary folder and configuration of the store: no documents
+  Identities targets_;     // the folder that the tree at hand goes to
+};
+
+}  // namespace tvl::cli
+
+#endif

@@ -1,0 +1,62 @@
+#ifndef TVL_TCP_PROTOCOL_H
+#define TVL_TCP_PROTOCOL_H
+
+#include <cstddef>
+#include <string_view>
+
+// The packets between client and server.
+//
+// A packet is a head of four bytes and a payload. Bytes 1 and 2 of the head are a length, high byte first:
+// from the client that of the whole packet, from the server that of the payload alone. Bytes 0 and 3 mean
+// nothing but in the handshake. The two take turns: the client sends a packet, then the server answers with
+// one.
+namespace tvl::protocol {
+
+constexpr std::size_t kHeadSize = 4;
+
+// One buffer serves both directions, and a zero goes behind a received payload.
+constexpr std::size_t kPackBufferSize = 40960;
+constexpr std::size_t kMostPayload = kPackBufferSize - 1;
+
+constexpr std::size_t kMostTextPacket = 32762;      // length of a packet of text, head included
+constexpr std::size_t kPutChunk = 32760;            // bytes of a file in one packet of a put
+constexpr std::size_t kDataOffset = kHeadSize + 1;  // those bytes stand behind head and letter
+constexpr std::size_t kChunkHeadSize = 2;           // length in front of the bytes of a file in a get
+
+// The handshake: head with a mark, this text, then four texts each with its zero: client class, computer,
+// user, client tag. A shorter one is filled up with zeros to the least size, which its length does not count.
+constexpr char kHandshakeMark = '#';
+constexpr std::string_view kHandshakeText = "*00";
+constexpr std::size_t kLeastHandshake = 32;
+
+// First byte of the payload from the client.
+constexpr char kGet = 'G';     // name, tab, stamp of the local copy
+constexpr char kPut = 'P';     // name, tab, stamp of the local copy
+constexpr char kLock = 'L';    // name of the object
+constexpr char kUnlock = 'l';  // name of the object
+constexpr char kEnd = 'X';     // the last packet; has no answer
+constexpr char kData =
+    '0';  // takes a chunk of a get, or carries one of a put; with nothing behind it ends a put
+
+// Answer to the first chunk of a get whose file can't be made locally; ends the get without an answer.
+constexpr std::string_view kAbandon = "21";
+
+constexpr char kFieldSeparator[] = "\t";
+constexpr char kForcedStamp[] = "@";  // of a missing copy, or one that is to be replaced whatever it holds
+
+// Room for the fields of a reply; the last stays unused.
+constexpr int kTokenRoom = 32;
+
+constexpr std::size_t ReadLength(const char* at) {
+  return static_cast<std::size_t>(static_cast<unsigned char>(at[0])) << 8U |
+         static_cast<unsigned char>(at[1]);
+}
+
+constexpr void WriteLength(char* at, std::size_t length) {
+  at[0] = static_cast<char>(static_cast<unsigned char>(length >> 8U));
+  at[1] = static_cast<char>(static_cast<unsigned char>(length));
+}
+
+}  // namespace tvl::protocol
+
+#endif

@@ -27,6 +27,7 @@ enum SYNC_DIR_FILE_OPERATION {
 
 struct CtOpenedFile;
 struct SyncDirFile;
+struct SyncDirIndex;
 
 // A connection to a store, whichever kind: the operations that an application works with.
 //
@@ -150,7 +151,30 @@ class TVL_API CTVLClientOpr {
   int SyncDirOpenPutRemote(char* remoteDirectory, char* localDirectory, char* pattern, unsigned int* total);
   int SyncDirOpenPutRemote(char* directory, char* pattern, unsigned int* total);
 
+  // --- Local trees. `callback` may be null; docs/conventions.md tells what becomes of links ---
+
+  // Names in a folder of the working directory, as GetRemoteDirContent gives those of the store's. 0, or 21.
+  int GetLocalDirContent(char* directory, char* pattern, int* count, CString& list);
+  // Copies a file, or a tree into a folder that is made if its parent exists. Whole paths. Tells of a folder
+  // before its contents, of a file behind its copy. 0; 22 if a single file can't be copied; failures inside a
+  // tree are not reported.
+  int CopyDosDir(char* source, char* target, ProgressCallback callback, void* userData);
+  // Removes a file or a tree, depth first, up to the first failure: 23 for a file, 24 for a folder. Tells of
+  // a file with its size, of a folder behind its contents. A missing path is told once and no failure.
+  int RemoveDosDir(char* path, ProgressCallback callback, void* userData);
+  // Bytes of the files in a tree, the low 32 bits of each. 0.0 for a missing path.
+  double SizeofDosDir(char* path, ProgressCallback callback, void* userData);
+
   // --- Additions of this implementation ---
+
+  // The plan of a synchronisation between its opens and SyncDirSyncronize. An entry's paths hold until the
+  // plan changes; 0 for an impossible `index`. An entry taken out stays in its place and has nothing done to
+  // it.
+  int SyncPlanCount() const;
+  int SyncPlanEntry(int index, const char** source, const char** target, unsigned int* size,
+                    SYNC_DIR_FILE_OPERATION* operation) const;
+  int SyncPlanTakeOut(int index);
+  void SyncPlanDrop();
 
   // The local working directory: full path with a trailing backslash.
   const char* WorkingDirectory() const { return workingDirectory; }
@@ -161,13 +185,20 @@ class TVL_API CTVLClientOpr {
   CTVLClientOpr(const CTVLClientOpr& other);
   CTVLClientOpr& operator=(const CTVLClientOpr& other);
 
-  // The opened tables: an entry's index by its full path or its handle, or -1; a new zeroed entry at the end; an entry
-  // gone, the order of the others kept; all gone. No handle is closed by these.
+  // The opened tables: an entry's index by its full path or its handle, or -1; a new zeroed entry at the end;
+  // an entry gone, the order of the others kept; all gone. No handle is closed by these.
   TVL_HIDDEN int FindCtOpenedFile(const char* path) const;
   TVL_HIDDEN int FindCtOpenedFile(int handle) const;
   TVL_HIDDEN int PushCtOpenedFile(const char* path);
   TVL_HIDDEN void PopCtOpenedFile(int index);
   TVL_HIDDEN void FreeCtOpenedFiles();
+
+  // The plan of a synchronisation: one more entry (std::bad_alloc may pass); whether a name is left alone;
+  // whether an entry has that source, letter case ignored; the plan gone.
+  TVL_HIDDEN void SyncDirFilePush(const char* source, const char* target, unsigned int size,
+                                  SYNC_DIR_FILE_OPERATION operation);
+  TVL_HIDDEN static int SyncDirFileIsExcluded(const char* path, SYNC_DIR_FILE_EXCLUDE exclude);
+  TVL_HIDDEN int SyncDirFileExists(const char* path) const;
   TVL_HIDDEN void SyncDirRelease();
 
   int opened;
@@ -188,6 +219,8 @@ class TVL_API CTVLClientOpr {
   CtOpenedFile* ctOpenedFiles;
   int syncDirCount;
   SyncDirFile* syncDirFiles;
+  SyncDirIndex*
+      syncDirIndex;  // finds entries of the plan by their source; ours alone, behind the fields that count
 
  private:
   TVL_HIDDEN void CopyFields(const CTVLClientOpr& other);

@@ -87,6 +87,12 @@ TVL_API char* TVLGetErrorString(int code);
 // can't be examined. The text stands in a buffer of the calling thread until its next call.
 TVL_API char* GetFileSignature(char* path);
 
+// Version, build and total (version.h tells their form) from the version resource of an executable of the PE
+// formats, or from a store's version file. Outputs may be null; they are 0 where nothing was found. 1 if the
+// resource or the file could be read, else 0. Any thread.
+TVL_API int TVLGetVersionFromTavolisWinExe(char* path, int* version, int* build, int* total);
+TVL_API int TVLGetVersionFromFile(char* path, int* version, int* build, int* total);
+
 // --- Additions of this implementation ---
 
 // One turn of the application's own event loop; must not wait.

@@ -32,5 +32,6 @@
 #include <tvlclient/record_set.h>
 #include <tvlclient/smb_opr.h>
 #include <tvlclient/tcp_opr.h>
+#include <tvlclient/version.h>
 
 #endif

@@ -2,7 +2,6 @@
 
 #include <tvlclient/client_opr.h>
 
-#include "base/memory.h"
 #include "transfer/compare.h"
 
 namespace {
@@ -30,7 +29,8 @@ CTVLClientOpr::CTVLClientOpr()
       ctOpenedCount(0),
       ctOpenedFiles(nullptr),
       syncDirCount(0),
-      syncDirFiles(nullptr) {}
+      syncDirFiles(nullptr),
+      syncDirIndex(nullptr) {}
 
 CTVLClientOpr::CTVLClientOpr(const CTVLClientOpr& other) : CTVLClientOpr() {
   CopyFields(other);
@@ -64,11 +64,6 @@ void CTVLClientOpr::CopyFields(const CTVLClientOpr& other) {
   std::memcpy(computerName, other.computerName, sizeof computerName);
   std::memcpy(serverId, other.serverId, sizeof serverId);
   std::memcpy(user, other.user, sizeof user);
-}
-
-void CTVLClientOpr::SyncDirRelease() {
-  syncDirFiles = static_cast<SyncDirFile*>(SafeFree(syncDirFiles));
-  syncDirCount = 0;
 }
 
 unsigned int CTVLClientOpr::VersionNumber(unsigned int* major, int* minor) const {

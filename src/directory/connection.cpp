@@ -4,6 +4,7 @@
 
 #include "base/file_helpers.h"
 #include "base/fixed_text.h"
+#include "base/numbers.h"
 #include "base/path_helpers.h"
 #include "base/text.h"
 #include "directory/state.h"
@@ -12,6 +13,7 @@
 #include "table/engine_binding.h"
 #include "transfer/compare.h"
 #include "transfer/sha1.h"
+#include "transfer/version.h"
 
 namespace {
 
@@ -19,6 +21,14 @@ namespace {
 bool FullPath(const char* path, char (&field)[tvl::kMaxPath]) {
   const unsigned int length = GetFullPathNameA(path, sizeof field, field, nullptr);
   return length > 0 && length < sizeof field;
+}
+
+void ReadStoreVersion(const char* server_root, const char* version_file, unsigned int& total) {
+  tvl::PathText path;
+  path.Append(server_root).Append(version_file);
+  tvl::Version version = {};
+  const bool known = path.Fits() && tvl::ReadFileVersion(path.Text(), version);
+  total = known ? static_cast<unsigned int>(VersionTotal(version.version, version.build)) : 0;
 }
 
 void SignStore(const char* server_root, char* signature) {
@@ -85,6 +95,7 @@ int CTVLClientSmbOpr::Open(char* directory, char* configFile, char* className) t
   opened = 1;
   tvl::CopyCut(updateDir, state->config.Get("UpdateDirectory"));
   tvl::CopyCut(versionFile, state->config.Get("VersionFile"));
+  ReadStoreVersion(state->serverRoot, versionFile, versionNumber);
   SignStore(state->serverRoot, serverId);
   CloseTables();  // of a former opening
   FreeCtOpenedFiles();

@@ -1,59 +1,110 @@
-#include <cstring>
-
 #include "base/file_helpers.h"
 #include "base/fixed_text.h"
 #include "base/path_helpers.h"
-#include "base/pump.h"
+#include "client/name_list.h"
 #include "directory/state.h"
-#include "platform/search.h"
+#include "platform/files.h"
+
+// The store's tree. An operation that changes its shape does the same to the working directory, which mirrors
+// the store; the store's side decides the result, what becomes of the mirror is never looked at. Copies leave
+// the mirror alone.
 
 namespace {
 
-bool IsDotName(const char* name) {
-  return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
+using tvl::PathText;
+
+// Some names are taken with their slashes as they stand.
+PathText Plain(const char* base, const char* name) {
+  PathText path;
+  path.Append(base).Append(name);
+  return path;
 }
 
-// A search that closes itself.
-class OpenSearch {
- public:
-  explicit OpenSearch(const char* pattern) : search_(FindFirstFileA(pattern, &found_)) {}
-  ~OpenSearch() {
-    if (IsOpen()) FindClose(search_);
-  }
-  OpenSearch(const OpenSearch&) = delete;
-  OpenSearch& operator=(const OpenSearch&) = delete;
-
-  [[nodiscard]] bool IsOpen() const { return search_ != INVALID_HANDLE_VALUE; }
-  [[nodiscard]] const char* Name() const { return found_.cFileName; }
-  [[nodiscard]] bool Next() { return FindNextFileA(search_, &found_) != 0; }
-
- private:
-  WIN32_FIND_DATAA found_ = {};
-  HANDLE search_;
-};
-
-// Puts a name behind those before it. False where memory ran out.
-bool AppendName(const char* name, bool first, CString& list) {
-  return (first || list.AppendChar('|') != 0) && list.Append(name) != 0;
+int CopyOver(const PathText& source, const PathText& target) {
+  const bool copied = source.Fits() && target.Fits() && CopyFileA(source.Text(), target.Text(), 0) != 0;
+  return copied ? TVL_OK : TVL_ERR_COPY;
 }
 
 }  // namespace
 
 int CTVLClientSmbOpr::GetRemoteDirContent(char* directory, char* pattern, int* count, CString& list) {
-  tvl::PathText path = tvl::JoinPath(state->serverRoot, directory);
+  PathText path = tvl::JoinPath(state->serverRoot, directory);
   if (!path.Fits() || IsDirectory(path.Text()) == 0) return TVL_ERR_SERVER_FILE;
   path.Append("\\").Append(pattern);
-  if (!path.Fits()) return TVL_ERR_SERVER_FILE;
-  OpenSearch search(path.Text());
-  PumpMessages();
-  int names = 0;
-  for (bool more = search.IsOpen(); more; more = search.Next()) {
-    if (!IsDotName(search.Name())) {
-      if (!AppendName(search.Name(), names == 0, list)) return TVL_ERR_SERVER_FILE;
-      ++names;
-    }
-    PumpMessages();
-  }
-  *count = names;
+  return path.Fits() && tvl::ListNames(path.Text(), count, list) ? TVL_OK : TVL_ERR_SERVER_FILE;
+}
+
+int CTVLClientSmbOpr::CreateServerDir(char* directory) {
+  const PathText store = Plain(state->serverRoot, directory);
+  if (!store.Fits() || CreateDirectoryA(store.Text(), nullptr) == 0) return TVL_ERR_CREATE_DIR;
+  if (dumbMode == 1) return TVL_OK;
+  const PathText mirror = Plain(workingDirectory, directory);
+  if (mirror.Fits()) CreateDirectoryA(mirror.Text(), nullptr);
   return TVL_OK;
+}
+
+int CTVLClientSmbOpr::DeleteServerDir(char* directory) {
+  PathText store = tvl::JoinPath(state->serverRoot, directory);
+  const int code = store.Fits() ? RemoveDosDir(store.Data(), nullptr, nullptr) : TVL_ERR_DELETE_FILE;
+  PathText mirror = Plain(workingDirectory, directory);
+  if (dumbMode != 1 && mirror.Fits()) RemoveDosDir(mirror.Data(), nullptr, nullptr);
+  return code;
+}
+
+int CTVLClientSmbOpr::DeleteServerFile(char* file) {
+  const PathText store = tvl::JoinPath(state->serverRoot, file);
+  const bool deleted = store.Fits() && DeleteFileA(store.Text()) != 0;
+  const PathText mirror = Plain(workingDirectory, file);
+  if (dumbMode != 1 && mirror.Fits()) DeleteFileA(mirror.Text());
+  return deleted ? TVL_OK : TVL_ERR_SERVER_FILE;
+}
+
+int CTVLClientSmbOpr::RenameServerFile(char* oldName, char* newName) {
+  const PathText old_store = tvl::JoinPath(state->serverRoot, oldName);
+  const PathText new_store = tvl::JoinPath(state->serverRoot, newName);
+  const bool moved =
+      old_store.Fits() && new_store.Fits() && MoveFileA(old_store.Text(), new_store.Text()) != 0;
+  const PathText old_mirror = Plain(workingDirectory, oldName);
+  const PathText new_mirror = Plain(workingDirectory, newName);
+  if (dumbMode != 1 && old_mirror.Fits() && new_mirror.Fits())
+    MoveFileA(old_mirror.Text(), new_mirror.Text());
+  return moved ? TVL_OK : TVL_ERR_SERVER_FILE;
+}
+
+int CTVLClientSmbOpr::CopyServer2Server(char* source, char* target, int targetIsDirectory) {
+  PathText relative;
+  relative.Append(target);
+  if (targetIsDirectory != 0) {
+    const char* name = LastPathComponent(source);
+    if (name == nullptr) return TVL_ERR_BAD_PATH;
+    if (relative.View().empty() || relative.View().back() != '\\') relative.Append("\\");
+    relative.Append(name);
+  }
+  const PathText from = tvl::JoinPath(state->serverRoot, source);
+  if (!relative.Fits() || !from.Fits()) return TVL_ERR_COPY;
+  return CopyOver(from, tvl::BuildFullPath(state->serverRoot, relative.Text()));
+}
+
+int CTVLClientSmbOpr::CopyServerDir2ServerDir(char* source, char* target, ProgressCallback callback,
+                                              void* userData) {
+  PathText from = Plain(state->serverRoot, source);
+  PathText to = Plain(state->serverRoot, target);
+  if (!from.Fits() || !to.Fits()) return TVL_ERR_COPY;
+  return CopyDosDir(from.Data(), to.Data(), callback, userData);
+}
+
+int CTVLClientSmbOpr::CopyRemoteDir2LocalDir(char* remoteDirectory, char* localDirectory,
+                                             ProgressCallback callback, void* userData) {
+  PathText from = tvl::JoinPath(state->serverRoot, remoteDirectory);
+  return from.Fits() ? CopyDosDir(from.Data(), localDirectory, callback, userData) : TVL_ERR_COPY;
+}
+
+int CTVLClientSmbOpr::CopyLocalDir2RemoteDir(char* localDirectory, char* remoteDirectory,
+                                             ProgressCallback callback, void* userData) {
+  PathText to = tvl::JoinPath(state->serverRoot, remoteDirectory);
+  return to.Fits() ? CopyDosDir(localDirectory, to.Data(), callback, userData) : TVL_ERR_COPY;
+}
+
+int CTVLClientSmbOpr::CopyLocalFile2RemoteFile(char* localFile, char* remoteFile) {
+  return CopyOver(Plain("", localFile), tvl::JoinPath(state->serverRoot, remoteFile));
 }

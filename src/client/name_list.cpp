@@ -1,0 +1,14 @@
+#include "client/name_list.h"
+
+#include "base/folder_walk.h"
+
+bool tvl::ListNames(const char* pattern, int* count, CString& list) {
+  int names = 0;
+  const bool whole = VisitFolder(pattern, [&](const char* name) {
+    if (names > 0 && list.AppendChar('|') == 0) return false;
+    ++names;
+    return list.Append(name) != 0;
+  });
+  if (whole) *count = names;
+  return whole;
+}

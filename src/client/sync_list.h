@@ -1,0 +1,34 @@
+#ifndef TVL_CLIENT_SYNC_LIST_H
+#define TVL_CLIENT_SYNC_LIST_H
+
+#include <cstddef>
+#include <vector>
+
+#include "platform/host_path.h"
+
+// One planned step of a synchronisation, in plain data.
+struct SyncDirFile {
+  char source[tvl::kMaxPath];  // full paths
+  char target[tvl::kMaxPath];
+  unsigned int size;        // bytes to copy, low 32 bits
+  unsigned char operation;  // a SYNC_DIR_FILE_OPERATION
+};
+
+// Finds entries of the list by their source path without a walk over it: places in the list, by a hash of the
+// path that takes no notice of letter case.
+struct SyncDirIndex {
+ public:
+  // Notes the entry at `place`; those before it are noted already. std::bad_alloc may pass.
+  void Add(const SyncDirFile* entries, int place);
+
+  [[nodiscard]] bool Contains(const SyncDirFile* entries, const char* source) const;
+
+ private:
+  void Rehash(const SyncDirFile* entries, std::size_t slots);
+  [[nodiscard]] std::size_t FreeSlot(const char* source) const;
+
+  std::vector<int> places_;  // one a slot, -1 in a free one; their number is a power of two
+  std::size_t used_ = 0;
+};
+
+#endif

@@ -1,0 +1,88 @@
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <limits>
+#include <new>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+#include "base/fixed_text.h"
+#include "base/folder_walk.h"
+#include "directory/state.h"
+
+// Update packs: executables in the store's update directory, named prefix, number, suffix, ".exe".
+
+namespace {
+
+using std::string_view;
+
+constexpr std::size_t kLongestSuffix = 3;
+
+struct UpdatePack {
+  char fileName[tvl::kMaxPath];
+  char suffix[kLongestSuffix + 1];
+  int number;
+};
+
+bool IsDigit(char character) {
+  return character >= '0' && character <= '9';
+}
+
+// The number of a run of digits; the greatest one for a run beyond it.
+int NumberOf(string_view digits) {
+  int number = 0;
+  const auto [end, problem] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+  return problem == std::errc::result_out_of_range ? std::numeric_limits<int>::max() : number;
+}
+
+// Takes a file name apart from its right end. False if it has no usable number.
+bool ParsePack(string_view name, UpdatePack& pack) {
+  const std::size_t point = name.rfind('.');
+  if (point == string_view::npos || point == 0) return false;
+  const string_view stem = name.substr(0, point);
+  const auto last = std::find_if(stem.rbegin(), stem.rend(), IsDigit);
+  if (last == stem.rend()) return false;
+  const auto first = std::find_if_not(last, stem.rend(), IsDigit);
+  pack.number = NumberOf(string_view(&*first.base(), static_cast<std::size_t>(first - last)));
+  tvl::CopyCut(pack.suffix, string_view(stem).substr(static_cast<std::size_t>(stem.rend() - last)));
+  tvl::CopyCut(pack.fileName, name);
+  return pack.number > 0;
+}
+
+bool AppendPack(const UpdatePack& pack, CString& list) {
+  char number[16];
+  std::snprintf(number, sizeof number, "%d;", pack.number);
+  const char* suffix = pack.suffix[0] == 0 ? " " : pack.suffix;
+  return list.Append(number) != 0 && list.Append(suffix) != 0 && list.AppendChar(';') != 0 &&
+         list.Append(pack.fileName) != 0 && list.AppendChar('|') != 0;
+}
+
+}  // namespace
+
+int CTVLClientSmbOpr::GetUpdatePacks(char* prefix, int& count, CString& list) try {
+  count = 0;
+  list.Empty();
+  if (updateDir[0] == 0) return TVL_OK;
+  tvl::PathText pattern;
+  pattern.Append(state->serverRoot).Append(updateDir);
+  if (pattern.View().back() != '\\') pattern.Append("\\");
+  pattern.Append(prefix).Append("*.exe");
+  if (!pattern.Fits()) return TVL_OK;
+  std::vector<UpdatePack> packs;
+  for (tvl::FolderSearch search(pattern.Text()); search.IsOpen();) {
+    UpdatePack pack = {};
+    if (ParsePack(search.Name(), pack)) packs.push_back(pack);
+    if (!search.Next()) break;
+  }
+  std::sort(packs.begin(), packs.end(),
+            [](const UpdatePack& a, const UpdatePack& b) { return a.number < b.number; });
+  for (const UpdatePack& pack : packs) {
+    if (!AppendPack(pack, list)) break;
+    ++count;
+  }
+  list.TrimRight('|');
+  return TVL_OK;
+} catch (const std::bad_alloc&) {
+  return TVL_OK;
+}

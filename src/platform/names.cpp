@@ -1,5 +1,6 @@
 #include "platform/names.h"
 
+#include <pthread.h>
 #include <pwd.h>
 #include <unistd.h>
 
@@ -41,4 +42,8 @@ BOOL GetUserNameA(char* buffer, DWORD* size) {
 
 DWORD GetCurrentProcessId() {
   return static_cast<DWORD>(getpid());
+}
+
+bool tvl::CallInForkedChild(void (*action)()) {
+  return pthread_atfork(nullptr, nullptr, action) == 0;
 }

@@ -12,4 +12,11 @@ BOOL GetUserNameA(char* buffer, DWORD* size);
 
 DWORD GetCurrentProcessId();
 
+namespace tvl {
+
+// Has `action` called in every child that this process forks from now on. False if that can't be had.
+bool CallInForkedChild(void (*action)());
+
+}  // namespace tvl
+
 #endif

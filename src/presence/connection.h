@@ -66,9 +66,9 @@ class CConnection {
   // another of this computer, 3 another computer. The owner fields describe the row found.
   int CheckLock(const char* name);
 
-  // Takes the lock on `name`, 1 to 32 bytes, blanks at the end not counted. 1 only if no live instance held
-  // it when the row was written: check and write are one write batch of the table. 0 if the table can't be
-  // used; nothing was written then. Locks don't nest.
+  // Takes the lock on `name`, 1 to 32 bytes; blanks at its end make no other name. 1 only if no live instance
+  // held it when the row was written: check and write are one write batch of the table. 0 if the table can't
+  // be used; nothing was written then. Locks don't nest.
   int Lock(const char* name);
 
   // Gives an own lock back. 0 if none stands any more; 1 if the row could not be deleted; 2, 3 as above, and

@@ -69,11 +69,13 @@ int ParseMarkerName(const char* name, char* computer, char* ip, int* instance, i
   constexpr std::size_t extension = sizeof kExtension - 1;
   if (rest.size() < extension || !tvl::EqualNoCase(name + rest.size() - extension, kExtension)) return 0;
   rest.remove_suffix(extension);
-  string_view client_class;
+  // Counted, not searched for: a class may hold a "." itself.
+  if (rest.size() <= kClassLength || rest[rest.size() - kClassLength - 1] != '.') return 0;
+  const string_view client_class = rest.substr(rest.size() - kClassLength);
+  rest.remove_suffix(kClassLength + 1);
   string_view process;
   string_view number;
   string_view address;
-  if (!CutLast(rest, '.', client_class) || client_class.size() != kClassLength) return 0;
   if (!CutLast(rest, '.', process) || !CutLast(rest, '-', number) || !CutLast(rest, '-', address)) return 0;
   GiveText(rest, computer);
   GiveText(address, ip);

@@ -76,14 +76,13 @@ void CConnection::ClearOwner() {
 }
 
 // Takes `name` as the object asked about. False for a name that no row can hold: the empty one and one of
-// more than 32 bytes. A field can't tell blanks at the end from its filling, so they don't count.
+// more than 32 bytes. A field can't tell blanks at the end from its filling, so these name no other object.
 bool CConnection::NameObject(const char* name) {
   ClearOwner();
   tvl::CopyCut(object, name);
+  if (std::strlen(name) > kLongestObject) return false;
   TrimRight(object);
-  const std::size_t length = std::strlen(object);
-  const bool is_blank = length == 0 || (length == 1 && std::strchr(" \t\r\n", object[0]) != nullptr);
-  return !is_blank && length <= kLongestObject;
+  return object[0] != 0 && (object[1] != 0 || std::strchr(" \t\r\n", object[0]) == nullptr);
 }
 
 const char* CConnection::BuildOwnKey(const char* name) {

@@ -23,6 +23,7 @@ constexpr char kUnknown[] = "Unknown";
 constexpr char kThisMachine[] = "127.0.0.1";
 constexpr std::size_t kClassLength = 4;
 constexpr int kAboveAllNumbers = 9999;
+constexpr int kMostInstances = 9999;
 constexpr int kMarkerTries = 100;
 
 // A copy of what the machine says, or of "Unknown".
@@ -103,12 +104,12 @@ int CConnection::AllocateInstance() {
   OpenLocksTable();
   // In one batch, so that two instances that start together see each other. Without the table, or when it
   // can't be had, the start goes on: two may then share a number until one of them ends.
-  tvl::TableBatch batch(TableHandle(), tvl::TableBatch::Kind::kWrite);
+  const tvl::TableBatch batch(TableHandle(), tvl::TableBatch::Kind::kWrite);
   instance = FindFreeNumber();
   MakeMarker();
+  if (!batch.HasBegun()) return instance;  // nor can rows be taken out, and the wait was long enough
   lockCount = 1;
   ReleaseOwnLocks();
-  static_cast<void>(batch.End());
   return instance;
 }
 
@@ -124,6 +125,7 @@ int CConnection::FindFreeNumber() {
     int number = 0;
     if (!path.Fits() || !tvl::IsMarkerAlive(path.Text())) continue;
     if (ParseMarkerName(name.c_str(), nullptr, nullptr, &number, nullptr, nullptr) == 0) continue;
+    if (number < 0 || number > kMostInstances) continue;  // none of ours: a lock row couldn't name it
     lowest = std::min(lowest, number);
     highest = std::max(highest, number);
   }

@@ -4,10 +4,13 @@
 #include <cstddef>
 #include <iterator>
 #include <mutex>
+#include <new>
 #include <string_view>
+#include <utility>
 
 #include "base/fixed_text.h"
 #include "platform/modules.h"
+#include "platform/names.h"
 
 namespace {
 
@@ -88,6 +91,14 @@ void ResolveAll(HMODULE module) {
   for (std::size_t i = 0; i < kFunctions; ++i) {
     addresses[i].store(GetProcAddress(module, kNames[i]), std::memory_order_release);
   }
+  // A batch that can't be ended must not begin.
+  if (addresses[kEndBatch].load() == nullptr) addresses[kBeginBatch].store(nullptr);
+}
+
+// Another thread may have been at work here when the process forked. What `mutex` guards is whole at any
+// moment.
+void UnlockInForkedChild() {
+  new (&mutex) std::mutex;
 }
 
 // Loads `name` from the folder of the file at `neighbour`.
@@ -121,10 +132,12 @@ constexpr Function kReads[] = {kReadKeyEq, kReadKeyGt, kReadKeyGtEq, kReadKeyLt,
 }  // namespace
 
 int LoadTableEngine() {
+  [[maybe_unused]] static const bool registered = tvl::CallInForkedChild(UnlockInForkedChild);
   const std::lock_guard<std::mutex> guard(mutex);
   if (module_handle != nullptr) return 1;
-  module_handle = LoadFromKnownPlaces();
-  ResolveAll(module_handle);
+  HMODULE module = LoadFromKnownPlaces();
+  ResolveAll(module);
+  module_handle = module;
   return 1;
 }
 
@@ -132,9 +145,9 @@ void UnloadTableEngine() {
   const std::lock_guard<std::mutex> guard(mutex);
   if (module_handle == nullptr || uses > 0) return;
   if (auto* close_all = Address<void()>(kCloseAll)) close_all();
+  HMODULE module = std::exchange(module_handle, nullptr);
   ResolveAll(nullptr);
-  FreeLibrary(module_handle);
-  module_handle = nullptr;
+  FreeLibrary(module);
 }
 
 namespace tvl {

@@ -8,7 +8,7 @@
 namespace tvl::engine {
 
 bool BeginBatch(OpenTable& table, int handle, bool forWriting) {
-  Turn turn(table);
+  Turn turn(table.turn);
   if (!turn.Has()) return false;
   table.batches.reserve(table.batches.size() + 1);
   if (table.batches.empty()) {
@@ -24,7 +24,7 @@ bool BeginBatch(OpenTable& table, int handle, bool forWriting) {
 }
 
 bool EndBatch(OpenTable& table, int handle) {
-  const Turn turn(table);
+  const Turn turn(table.turn);
   if (!turn.Has()) return false;
   const auto newest = std::find(table.batches.rbegin(), table.batches.rend(), handle);
   if (newest == table.batches.rend()) {
@@ -33,12 +33,12 @@ bool EndBatch(OpenTable& table, int handle) {
   }
   table.batches.erase(std::next(newest).base());
   const bool kept = !table.batches.empty() || table.storage->End();
-  table.turn.unlock();
+  table.turn.Give();
   return kept;
 }
 
 bool EndBatches(OpenTable& table, int handle) {
-  const Turn turn(table);
+  const Turn turn(table.turn);
   if (!turn.Has()) return false;
   bool kept = true;
   for (auto left = std::count(table.batches.begin(), table.batches.end(), handle); left > 0; --left) {

@@ -8,19 +8,10 @@
 #include "engine/batch.h"
 #include "engine/last_error.h"
 #include "engine/lock_descriptors.h"
-#include "engine/patience.h"
 #include "engine/sqlite_library.h"
 #include "engine/sqlite_table.h"
 
 namespace tvl::engine {
-
-Turn::Turn(OpenTable& table) : table_(table), has_(table.turn.try_lock_for(kPatience)) {
-  if (!has_) NoteError("another thread uses the table");
-}
-
-Turn::~Turn() {
-  if (has_) table_.turn.unlock();
-}
 
 // Never destroyed: the library closes its connections while the process unloads.
 Registry& Registry::Get() {
@@ -57,7 +48,7 @@ std::shared_ptr<OpenTable> Registry::TableFor(TableFile file) {
 }
 
 bool Registry::OpenStorage(OpenTable& table, const std::string& path) {
-  const Turn turn(table);
+  const Turn turn(table.turn);
   if (!turn.Has()) return false;
   if (table.storage == nullptr) table.storage = SqliteTable::Open(path, table.file);
   return table.storage != nullptr;

@@ -10,6 +10,7 @@
 
 #include "engine/table.h"
 #include "engine/table_file.h"
+#include "engine/turn.h"
 
 namespace tvl::engine {
 
@@ -19,30 +20,11 @@ struct OpenTable {
   explicit OpenTable(TableFile held) : file(std::move(held)) {}
 
   // Whoever works on the table holds its turn; a batch holds it from begin to end.
-  std::recursive_timed_mutex turn;
+  TurnLock turn;
   TableFile file;
   std::unique_ptr<Table> storage;  // null until opened, and for good if that failed
   std::vector<int> batches;        // handles with a batch, the outermost first
   bool batchWrites = false;        // what the outermost one is for
-};
-
-// The turn at a table, for one call. Waits as long as a call may wait.
-class Turn {
- public:
-  explicit Turn(OpenTable& table);
-  Turn(const Turn&) = delete;
-  Turn& operator=(const Turn&) = delete;
-  ~Turn();
-
-  [[nodiscard]] bool Has() const { return has_; }
-
-  // Leaves the turn with the thread when this object ends; one more unlock of the table's turn then gives it
-  // up.
-  void Keep() { has_ = false; }
-
- private:
-  OpenTable& table_;
-  bool has_;
 };
 
 // What a handle stands for.

@@ -47,7 +47,7 @@ int OnTable(int handle, bool changes, Action action) noexcept {
       NoteError("the table is open for reading");
       return 0;
     }
-    const Turn turn(*opened.table);
+    const Turn turn(opened.table->turn);
     return turn.Has() && action(*opened.table->storage) ? 1 : 0;
   });
 }

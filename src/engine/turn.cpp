@@ -1,0 +1,26 @@
+#include "engine/turn.h"
+
+#include "engine/last_error.h"
+#include "engine/patience.h"
+
+namespace tvl::engine {
+
+bool TurnLock::Take() {
+  const std::thread::id self = std::this_thread::get_id();
+  std::unique_lock lock(mutex_);
+  const auto isFree = [&] { return depth_ == 0 || owner_ == self; };
+  if (!free_.wait_for(lock, kPatience, isFree)) {
+    NoteError("another thread uses the table");
+    return false;
+  }
+  owner_ = self;
+  ++depth_;
+  return true;
+}
+
+void TurnLock::Give() {
+  const std::lock_guard lock(mutex_);
+  if (--depth_ == 0) free_.notify_one();
+}
+
+}  // namespace tvl::engine

@@ -1,10 +1,13 @@
 #include "base/pump.h"
 
+#include "platform/async_socket.h"
 #include "platform/message_queue.h"
 
 namespace {
 
 constexpr UINT kIdleMessage = 0x36A;
+constexpr int kNoLimit = -1;
+constexpr int kHookMilliseconds = 10;
 
 struct Hook {
   tvl::PumpHook call;
@@ -22,6 +25,11 @@ void PumpMessages() {
   while (PeekMessageA(&message, 0, 0, 0, PM_REMOVE) != 0) {
     if (message.message != kIdleMessage) DispatchMessageA(&message);
   }
+  tvl::NotifySocket();
+}
+
+void tvl::SleepBetweenPumps() {
+  WaitMessage(thread_hook.call == nullptr ? kNoLimit : kHookMilliseconds);
 }
 
 void tvl::SetPumpHook(PumpHook hook, void* userData) {

@@ -1,12 +1,18 @@
 #include "platform/message_queue.h"
 
+#include <poll.h>
 #include <pthread.h>
+#include <sys/eventfd.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <mutex>
 
+#include "platform/waited_socket.h"
+
 namespace {
+
+constexpr int kNapMilliseconds = 10;
 
 struct Node {
   MSG message;
@@ -18,6 +24,8 @@ struct Queue {
   Node* first;
   Node** end;
   tvl::MessageHandler handler;
+  int alarm;    // an eventfd that wakes the owner, or -1 before he first sleeps
+  bool asleep;  // he is to be woken
   Queue* next;
 };
 
@@ -35,6 +43,12 @@ Node* TakeFirst(Queue& queue) {
   return first;
 }
 
+void CloseAlarm(Queue& queue) {
+  if (queue.alarm >= 0) close(queue.alarm);
+  queue.alarm = -1;
+  queue.asleep = false;
+}
+
 void DestroyQueue(void* queue_of_ended_thread) {
   auto* queue = static_cast<Queue*>(queue_of_ended_thread);
   own_queue = nullptr;  // what other libraries do at this thread's end may still pump
@@ -45,6 +59,7 @@ void DestroyQueue(void* queue_of_ended_thread) {
     break;
   }
   while (Node* node = TakeFirst(*queue)) std::free(node);
+  CloseAlarm(*queue);
   std::free(queue);
 }
 
@@ -58,6 +73,7 @@ void InParent() {
 
 // The child is one thread, of another number, and what was posted to its parent is not meant for it.
 void InChild() {
+  for (Queue* queue = queues; queue != nullptr; queue = queue->next) CloseAlarm(*queue);
   queues = own_queue;
   if (own_queue != nullptr) {
     while (Node* node = TakeFirst(*own_queue)) std::free(node);
@@ -83,11 +99,34 @@ Queue* OwnQueue() {
   if (queue == nullptr) return nullptr;
   queue->thread = GetCurrentThreadId();
   queue->end = &queue->first;
+  queue->alarm = -1;
   pthread_setspecific(ThreadEndKey(), queue);
   const std::lock_guard<std::mutex> guard(mutex);
   queue->next = queues;
   queues = queue;
   return own_queue = queue;
+}
+
+// Marks the owner as one to be woken; false if a message waits for him already.
+bool FallAsleep(Queue& queue) {
+  const std::lock_guard<std::mutex> guard(mutex);
+  if (queue.first != nullptr) return false;
+  if (queue.alarm < 0) queue.alarm = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  queue.asleep = true;
+  return true;
+}
+
+void Wake(Queue& queue) {
+  if (!queue.asleep) return;
+  queue.asleep = false;
+  if (queue.alarm >= 0) eventfd_write(queue.alarm, 1);
+}
+
+void GetUp(Queue& queue) {
+  const std::lock_guard<std::mutex> guard(mutex);
+  eventfd_t alarms = 0;
+  if (!queue.asleep && queue.alarm >= 0) eventfd_read(queue.alarm, &alarms);
+  queue.asleep = false;
 }
 
 }  // namespace
@@ -105,6 +144,7 @@ BOOL PostThreadMessageA(DWORD thread, UINT message, WPARAM wParam, LPARAM lParam
     if (queue->thread != thread) continue;
     *queue->end = node;
     queue->end = &node->next;
+    Wake(*queue);
     return 1;
   }
   std::free(node);
@@ -123,6 +163,17 @@ BOOL PeekMessageA(MSG* message, HANDLE /*window*/, UINT /*first*/, UINT /*last*/
   *message = node->message;
   std::free(node);
   return 1;
+}
+
+void tvl::WaitMessage(int milliseconds) {
+  Queue* queue = OwnQueue();
+  if (queue != nullptr && !FallAsleep(*queue)) return;
+  const int alarm = queue != nullptr ? queue->alarm : -1;
+  // Without an alarm a message would not be noticed, so this only naps.
+  if (alarm < 0 && (milliseconds < 0 || milliseconds > kNapMilliseconds)) milliseconds = kNapMilliseconds;
+  pollfd waited[] = {{alarm, POLLIN, 0}, WaitedSocket::Poll()};
+  poll(waited, 2, milliseconds);
+  if (queue != nullptr) GetUp(*queue);
 }
 
 void tvl::SetMessageHandler(MessageHandler handler) {

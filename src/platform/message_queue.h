@@ -33,6 +33,11 @@ namespace tvl {
 
 using MessageHandler = void (*)(const MSG& message);
 
+// Sleeps until the calling thread's queue holds a message, be it posted by another thread, or the socket that
+// it waits for (async_socket.h) has something to notify of, or the time is over; negative means no limit. May
+// wake for nothing.
+void WaitMessage(int milliseconds);
+
 // Who gets the calling thread's messages; null for nobody.
 void SetMessageHandler(MessageHandler handler);
 

@@ -1,0 +1,319 @@
+#include "platform/async_socket.h"
+
+#include <fcntl.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <pthread.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <charconv>
+#include <mutex>
+#include <utility>
+
+#include "platform/waited_socket.h"
+
+namespace {
+
+constexpr int kHostNotFound = 11001;
+
+// A peer that vanished without a word is noticed after two minutes, not after the system's two hours.
+constexpr int kSecondsBeforeProbe = 60;
+constexpr int kSecondsBetweenProbes = 15;
+constexpr int kProbes = 4;
+
+// Trivially destructible, like all that is static here: a connection left over is closed while the process
+// ends.
+constinit thread_local int last_error = 0;
+constinit thread_local CAsyncSocket* waited_socket = nullptr;
+
+int Code(int error) {
+  switch (error) {
+    case EAGAIN:
+    case EINPROGRESS:
+      return WSAEWOULDBLOCK;
+    case ECONNRESET:
+    case EPIPE:
+      return WSAECONNRESET;
+    case ENOMEM:
+    case ENOBUFS:
+      return WSAENOBUFS;
+    default:
+      return error;
+  }
+}
+
+BOOL Succeeded(bool success) {
+  if (!success) last_error = Code(errno);
+  return success ? 1 : 0;
+}
+
+// Repeats a call that a signal interrupted; notes its failure.
+template <typename Call>
+int Transfer(Call call) {
+  ssize_t result = 0;
+  do {
+    result = call();
+  } while (result < 0 && errno == EINTR);
+  if (result < 0) last_error = Code(errno);
+  return static_cast<int>(result);
+}
+
+void SetOption(int descriptor, int level, int option, int value) {
+  setsockopt(descriptor, level, option, &value, sizeof value);
+}
+
+void SetOptions(int descriptor) {
+  SetOption(descriptor, IPPROTO_TCP, TCP_NODELAY, 1);
+  SetOption(descriptor, SOL_SOCKET, SO_KEEPALIVE, 1);
+  SetOption(descriptor, IPPROTO_TCP, TCP_KEEPIDLE, kSecondsBeforeProbe);
+  SetOption(descriptor, IPPROTO_TCP, TCP_KEEPINTVL, kSecondsBetweenProbes);
+  SetOption(descriptor, IPPROTO_TCP, TCP_KEEPCNT, kProbes);
+  // Out of line, an urgent byte is counted as readable by some questions and not by others.
+  SetOption(descriptor, SOL_SOCKET, SO_OOBINLINE, 1);
+}
+
+int PendingError(int descriptor) {
+  int error = 0;
+  socklen_t size = sizeof error;
+  return getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &error, &size) == 0 ? error : errno;
+}
+
+addrinfo* LookUp(const char* host, unsigned int port) {
+  char service[16] = {};
+  *std::to_chars(service, service + sizeof service - 1, port).ptr = 0;
+  addrinfo wanted = {};
+  wanted.ai_family = AF_UNSPEC;
+  wanted.ai_socktype = SOCK_STREAM;
+  wanted.ai_flags = AI_NUMERICSERV;
+  addrinfo* found = nullptr;
+  return port <= 0xFFFF && getaddrinfo(host, service, &wanted, &found) == 0 ? found : nullptr;
+}
+
+}  // namespace
+
+// Every socket with a descriptor, so that a forked child can part with them.
+class CAsyncSocket::Registry {
+ public:
+  // Runs under the lock, so no child is forked between the making of a descriptor and its entry.
+  static bool Open(CAsyncSocket& socket, int family) {
+    static const int with_fork = pthread_atfork(BeforeFork, InParent, InChild);
+    const std::lock_guard<std::mutex> guard(mutex);
+    socket.descriptor_ =
+        with_fork == 0 ? ::socket(family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0) : -1;
+    if (socket.descriptor_ < 0) return false;
+    socket.next_ = std::exchange(first, &socket);
+    return true;
+  }
+
+  static void Close(CAsyncSocket& socket) {
+    const std::lock_guard<std::mutex> guard(mutex);
+    for (CAsyncSocket** link = &first; *link != nullptr; link = &(*link)->next_) {
+      if (*link != &socket) continue;
+      *link = socket.next_;
+      break;
+    }
+    close(std::exchange(socket.descriptor_, -1));
+  }
+
+ private:
+  static void BeforeFork() { mutex.lock(); }
+  static void InParent() { mutex.unlock(); }
+
+  // The number stays taken, so that what still uses it in the child meets no file of somebody else's.
+  static void InChild() {
+    const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
+    for (CAsyncSocket* socket = first; socket != nullptr; socket = socket->next_) {
+      if (nowhere < 0 || dup3(nowhere, socket->descriptor_, O_CLOEXEC) < 0) close(socket->descriptor_);
+    }
+    if (nowhere >= 0) close(nowhere);
+    first = nullptr;
+    mutex.unlock();
+  }
+
+  static constinit inline std::mutex mutex;
+  static constinit inline CAsyncSocket* first = nullptr;
+};
+
+int WSAGetLastError() {
+  return last_error;
+}
+
+CAsyncSocket::~CAsyncSocket() {
+  CAsyncSocket::Close();
+}
+
+// The descriptor comes with Connect, since only an address tells the family.
+BOOL CAsyncSocket::Create(unsigned int /*port*/, int /*type*/, long events, const char* /*address*/) {
+  CAsyncSocket::Close();
+  events_ = events;
+  return 1;
+}
+
+BOOL CAsyncSocket::Connect(const char* host, unsigned int port) {
+  addresses_ = LookUp(host, port);
+  next_address_ = addresses_;
+  last_error = addresses_ == nullptr ? kHostNotFound : TryNextAddress();
+  return last_error == 0 ? 1 : 0;
+}
+
+// 0 when connected at once, WSAEWOULDBLOCK when under way, or how the last address failed.
+int CAsyncSocket::TryNextAddress() {
+  int problem = kHostNotFound;
+  while (next_address_ != nullptr) {
+    const addrinfo& address = *std::exchange(next_address_, next_address_->ai_next);
+    CloseDescriptor();
+    if (OpenDescriptor(address.ai_family)) {
+      if (connect(descriptor_, address.ai_addr, address.ai_addrlen) == 0) {
+        BecomeConnected();
+        return 0;
+      }
+      if (errno == EINPROGRESS || errno == EINTR) {
+        connecting_ = true;
+        return WSAEWOULDBLOCK;
+      }
+    }
+    problem = errno;
+  }
+  ForgetAddresses();
+  return problem;
+}
+
+bool CAsyncSocket::OpenDescriptor(int family) {
+  if (!Registry::Open(*this, family)) return false;
+  SetOptions(descriptor_);
+  return true;
+}
+
+void CAsyncSocket::CloseDescriptor() {
+  if (descriptor_ >= 0) Registry::Close(*this);
+}
+
+void CAsyncSocket::ForgetAddresses() {
+  if (addresses_ != nullptr) freeaddrinfo(addresses_);
+  addresses_ = nullptr;
+  next_address_ = nullptr;
+}
+
+void CAsyncSocket::BecomeConnected() {
+  ForgetAddresses();
+  read_due_ = true;
+  write_due_ = true;
+}
+
+BOOL CAsyncSocket::AsyncSelect(long events) {
+  events_ = events;
+  return 1;
+}
+
+int CAsyncSocket::Receive(void* buffer, int length, int flags) {
+  read_due_ = true;
+  return Transfer([=, this] { return recv(descriptor_, buffer, static_cast<std::size_t>(length), flags); });
+}
+
+int CAsyncSocket::Send(const void* buffer, int length, int flags) {
+  const int sent = Transfer([=, this] {
+    return send(descriptor_, buffer, static_cast<std::size_t>(length), flags | MSG_NOSIGNAL);
+  });
+  if (sent < 0 && last_error == WSAEWOULDBLOCK) write_due_ = true;
+  return sent;
+}
+
+void CAsyncSocket::Close() {
+  CloseDescriptor();
+  ForgetAddresses();
+  connecting_ = false;
+  read_due_ = false;
+  write_due_ = false;
+  closed_ = false;
+}
+
+BOOL CAsyncSocket::ShutDown(int how) {
+  return Succeeded(::shutdown(descriptor_, how) == 0);
+}
+
+BOOL CAsyncSocket::IOCtl(long /*command*/, DWORD* value) {
+  int count = 0;
+  const BOOL success = Succeeded(ioctl(descriptor_, FIONREAD, &count) == 0);
+  *value = static_cast<DWORD>(count);
+  return success;
+}
+
+void CAsyncSocket::OnReceive(int /*code*/) {}
+void CAsyncSocket::OnSend(int /*code*/) {}
+void CAsyncSocket::OnConnect(int /*code*/) {}
+void CAsyncSocket::OnClose(int /*code*/) {}
+
+void CAsyncSocket::Notify(short ready) {
+  if (connecting_) {
+    FinishConnect();
+    return;
+  }
+  const bool dead = (ready & (POLLERR | POLLHUP | POLLNVAL)) != 0;
+  if (write_due_ && (dead || (ready & POLLOUT) != 0)) {
+    write_due_ = false;
+    OnSend(0);
+  }
+  if (read_due_ && (dead || (ready & POLLIN) != 0)) {
+    NotifyOfInput();
+  } else if (dead) {
+    NotifyOfClose(Code(PendingError(descriptor_)));
+  }
+}
+
+void CAsyncSocket::FinishConnect() {
+  connecting_ = false;
+  int problem = PendingError(descriptor_);
+  if (problem == 0) {
+    BecomeConnected();
+  } else if (next_address_ != nullptr) {
+    problem = TryNextAddress();
+  }
+  if (!connecting_) OnConnect(Code(problem));
+}
+
+void CAsyncSocket::NotifyOfInput() {
+  DWORD count = 0;
+  if (IOCtl(kBytesToRead, &count) != 0 && count > 0) {
+    read_due_ = false;
+    OnReceive(0);
+    return;
+  }
+  char byte = 0;
+  const int seen = Transfer([&] { return recv(descriptor_, &byte, 1, MSG_PEEK); });
+  if (seen > 0) return;  // came just now: the next pump brings it
+  if (seen == 0) NotifyOfClose(0);
+  if (seen < 0 && last_error != WSAEWOULDBLOCK) NotifyOfClose(last_error);
+}
+
+void CAsyncSocket::NotifyOfClose(int code) {
+  closed_ = true;
+  OnClose(code);
+}
+
+namespace tvl {
+
+SocketWait::SocketWait(CAsyncSocket& socket) : outer_(std::exchange(waited_socket, &socket)) {}
+
+SocketWait::~SocketWait() {
+  waited_socket = outer_;
+}
+
+pollfd WaitedSocket::Poll() {
+  const CAsyncSocket* socket = waited_socket;
+  if (socket == nullptr || socket->closed_) return {-1, 0, 0};
+  if (socket->connecting_) return {socket->descriptor_, POLLOUT, 0};
+  const bool reads = socket->read_due_ && (socket->events_ & FD_READ) != 0;
+  const bool writes = socket->write_due_ && (socket->events_ & FD_WRITE) != 0;
+  return {socket->descriptor_, static_cast<short>((reads ? POLLIN : 0) | (writes ? POLLOUT : 0)), 0};
+}
+
+void NotifySocket() {
+  pollfd waited = WaitedSocket::Poll();
+  if (waited.fd >= 0 && poll(&waited, 1, 0) > 0) waited_socket->Notify(waited.revents);
+}
+
+}  // namespace tvl

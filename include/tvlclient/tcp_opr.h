@@ -57,6 +57,22 @@ class TVL_API CTVLClientTcpOpr : public CTVLClientOpr {
   int PutEnviron(const char* name, const char* value) override;
   char* DocumentRoot() override;
   int GetUpdatePacks(char* prefix, int& count, CString& list) override;
+
+ private:
+  TVL_HIDDEN bool IsLive() const;
+  TVL_HIDDEN int Handshake(const char* className, const char* clientTag);
+  TVL_HIDDEN void TakeSettings();
+  TVL_HIDDEN void SettleWorkingDirectory(const char* directory);
+  TVL_HIDDEN void ServerTerminate();
+  TVL_HIDDEN int AskForTransfer(char letter, const char* remoteName, const char* stamp);
+  TVL_HIDDEN int ReceiveFile(const char* path);
+  TVL_HIDDEN int SendFile(const char* path);
+  TVL_HIDDEN int AskForLock(char letter, const char* object);
+  TVL_HIDDEN void GiveLock(int* lockState, char* computer, int* instance, int* pid, char* ipAddress,
+                           char* userName) const;
+
+  struct TVL_HIDDEN State;
+  State* state;
 };
 
 #endif

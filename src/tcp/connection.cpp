@@ -1,42 +1,117 @@
-#include <tvlclient/tcp_opr.h>
+#include <cstring>
+#include <new>
 
+#include "base/fixed_text.h"
+#include "base/path_helpers.h"
+#include "base/text.h"
+#include "platform/files.h"
+#include "platform/host_path.h"
+#include "tcp/state.h"
 #include "transfer/compare.h"
+#include "transfer/sha1.h"
 
-// The socket behind a connection is not there yet: no server can be reached, so no connection ever opens, and
-// the operations answer as on one that is not open.
+namespace {
 
-CTVLClientTcpOpr::CTVLClientTcpOpr() = default;
+constexpr DWORD kNameRoom = 256;
+constexpr std::size_t kIdentityRoom = 1100;  // a host name that can be looked up is shorter than this
 
-CTVLClientTcpOpr::~CTVLClientTcpOpr() = default;
+// A name by one of the platform's functions, or "Unknown".
+class Name {
+ public:
+  explicit Name(BOOL (*ask)(char* buffer, DWORD* size)) {
+    DWORD size = kNameRoom;
+    if (ask(text_, &size) == 0) tvl::CopyCut(text_, "Unknown");
+  }
 
-int CTVLClientTcpOpr::Open(char* /*workingDirectory*/, char* /*configFile*/, char* /*host*/,
-                           unsigned int /*port*/, char* /*className*/, char* /*clientTag*/) {
+  [[nodiscard]] char* Text() { return text_; }
+
+ private:
+  char text_[kNameRoom] = {};
+};
+
+void SignServer(const char* host, unsigned int port, char* signature) {
+  char number[16];
+  std::snprintf(number, sizeof number, "-%u", port);
+  tvl::FixedText<kIdentityRoom> identity;
+  identity.Append("TCP-").Append(host).Append(number);
+  Sha1OfString(identity.Text(), signature);
+}
+
+}  // namespace
+
+CTVLClientTcpOpr::CTVLClientTcpOpr() : state(new State(opened)) {}
+
+CTVLClientTcpOpr::~CTVLClientTcpOpr() {
+  CTVLClientTcpOpr::Close();
+  delete state;
+}
+
+int CTVLClientTcpOpr::Open(char* directory, char* /*configFile*/, char* host, unsigned int port,
+                           char* className, char* clientTag) {
+  CTVLClientTcpOpr::Close();  // of a former opening
   instanceId = 0;
   zipOnTransfert = 0;
   shortName[0] = 0;
   longName[0] = 0;
   fileCmp = kCompareHash;
-  return TVL_ERR_TCP_CONNECT;
+  if (state->socket.ConnectHost(host, port) == 0) return TVL_ERR_TCP_CONNECT;
+  state->process = GetCurrentProcessId();
+  if (const int refusal = Handshake(className, clientTag)) return refusal;
+  opened = 1;
+  TakeSettings();
+  SettleWorkingDirectory(directory);
+  SignServer(host, port, serverId);
+  return TVL_OK;
+}
+
+// 0 if the server accepts this client; its settings are in the reply's fields then.
+int CTVLClientTcpOpr::Handshake(const char* className, const char* clientTag) {
+  Name computer(GetComputerNameA);
+  Name account(GetUserNameA);
+  tvl::ToLower(computer.Text());
+  if (state->pack.SendHandshake({className, computer.Text(), account.Text(), clientTag}) == 0) {
+    return TVL_ERR_TCP_SEND;
+  }
+  if (state->pack.PackReceive() == 0) return TVL_ERR_TCP_RECEIVE;
+  state->pack.Unpack2Toks(tvl::protocol::kFieldSeparator);
+  const int refusal = state->pack.NumericTok(1, TVL_ERR_NOT_SUPPORTED);
+  if (refusal != TVL_OK) ServerTerminate();
+  return refusal;
+}
+
+void CTVLClientTcpOpr::TakeSettings() {
+  const tvl::Packets& reply = state->pack;
+  instanceId = reply.NumericTok(2, 0);
+  zipOnTransfert = reply.NumericTok(3, 0);
+  fileCmp = reply.NumericTok(4, 0);
+  tvl::CopyCut(shortName, reply.StringTok(5, ""));
+  tvl::CopyCut(longName, reply.StringTok(6, ""));
+}
+
+// A working directory that can't be settled is left empty, and every transfer then fails with 21: names put
+// behind an empty text would lead to the root of the file system.
+void CTVLClientTcpOpr::SettleWorkingDirectory(const char* directory) try {
+  const unsigned int length = GetFullPathNameA(directory, sizeof workingDirectory, workingDirectory, nullptr);
+  if (length == 0 || length >= sizeof workingDirectory) return;
+  CreateDirectoryA(workingDirectory, nullptr);
+  if (AddTrailingBackslash(workingDirectory) == 0) workingDirectory[0] = 0;
+} catch (const std::bad_alloc&) {
+  workingDirectory[0] = 0;
+}
+
+void CTVLClientTcpOpr::ServerTerminate() {
+  state->pack.Add2Pack(1, "%c", tvl::protocol::kEnd);
+  state->pack.PackSend();
+  opened = 0;
 }
 
 int CTVLClientTcpOpr::Close() {
-  return TVL_ERR_NOT_CONNECTED;
+  if (opened == 0) return TVL_ERR_NOT_CONNECTED;
+  if (IsLive()) ServerTerminate();
+  opened = 0;
+  return TVL_OK;
 }
 
-int CTVLClientTcpOpr::Lock(char* /*object*/, int* /*state*/, char* /*computer*/, int* /*instance*/,
-                           int* /*pid*/, char* /*ipAddress*/, char* /*user*/) {
-  return TVL_ERR_NOT_CONNECTED;
-}
-
-int CTVLClientTcpOpr::Unlock(char* /*object*/, int* /*state*/, char* /*computer*/, int* /*instance*/,
-                             int* /*pid*/, char* /*ipAddress*/, char* /*user*/) {
-  return TVL_ERR_NOT_CONNECTED;
-}
-
-int CTVLClientTcpOpr::GetRemote(char* /*remoteName*/, char* /*localName*/, int* /*transferred*/) {
-  return TVL_ERR_TCP_SEND;
-}
-
-int CTVLClientTcpOpr::PutRemote(char* /*remoteName*/, char* /*localName*/, int* /*transferred*/) {
-  return TVL_ERR_TCP_SEND;
+bool CTVLClientTcpOpr::IsLive() const {
+  return opened != 0 && state->IsOwnProcess();
 }

@@ -1,0 +1,138 @@
+#include "tcp/packets.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+
+namespace tvl {
+namespace {
+
+// Takes a sign and digits off the text; false if there is no digit.
+bool TakeNumber(const char*& at, std::int64_t& value) {
+  const bool negative = *at == '-';
+  if (negative || *at == '+') ++at;
+  const char* digits = at;
+  at += std::strspn(at, "0123456789");
+  if (at == digits) return false;
+  const auto result = std::from_chars(negative ? digits - 1 : digits, at, value);
+  if (result.ec != std::errc::result_out_of_range) return true;
+  using Limits = std::numeric_limits<std::int64_t>;
+  value = negative ? Limits::min() : Limits::max();
+  return true;
+}
+
+}  // namespace
+
+std::int64_t LeadingNumber(const char* text) {
+  text += std::strspn(text, " \t\n\v\f\r");
+  std::int64_t value = 0;
+  return TakeNumber(text, value) ? value : 0;
+}
+
+int NearestInt(std::int64_t value) {
+  using Limits = std::numeric_limits<int>;
+  return static_cast<int>(std::clamp<std::int64_t>(value, Limits::min(), Limits::max()));
+}
+
+void Packets::PackInitialize() {
+  packLength = protocol::kHeadSize;
+}
+
+int Packets::Add2Pack(int reset, const char* format, ...) {
+  if (reset != 0) PackInitialize();
+  std::va_list arguments;
+  std::va_list again;
+  va_start(arguments, format);
+  va_copy(again, arguments);
+  const int text = std::vsnprintf(packBuffer + packLength, sizeof packBuffer - packLength, format, arguments);
+  const auto length = static_cast<std::size_t>(std::max(text, 0));
+  bool added = text >= 0 && protocol::kHeadSize + length <= protocol::kMostTextPacket;
+  if (added && packLength + length > protocol::kMostTextPacket) {
+    added = PackSend() != 0;
+    if (added) std::vsnprintf(packBuffer + packLength, sizeof packBuffer - packLength, format, again);
+  }
+  va_end(again);
+  va_end(arguments);
+  if (added) packLength += length;
+  return added ? 1 : 0;
+}
+
+void Packets::PackChunk(std::size_t count) {
+  packBuffer[protocol::kHeadSize] = protocol::kData;
+  packLength = protocol::kDataOffset + count;
+}
+
+int Packets::PackSend() {
+  protocol::WriteLength(packBuffer + 1, packLength);
+  if (stream_.SendAll(packBuffer, static_cast<int>(packLength)) == 0) opened_ = 0;
+  PackInitialize();
+  return opened_;
+}
+
+int Packets::SendHandshake(std::initializer_list<const char*> texts) {
+  using protocol::kHandshakeText;
+  std::memset(packBuffer, 0, protocol::kLeastHandshake);
+  packBuffer[0] = protocol::kHandshakeMark;
+  kHandshakeText.copy(packBuffer + protocol::kHeadSize, kHandshakeText.size());
+  std::size_t length = protocol::kHeadSize + kHandshakeText.size();
+  for (const char* text : texts) {
+    const std::size_t size = std::strlen(text) + 1;
+    if (size > sizeof packBuffer - length) return 0;
+    std::memcpy(packBuffer + length, text, size);
+    length += size;
+  }
+  protocol::WriteLength(packBuffer + 1, length);
+  return stream_.SendAll(packBuffer, static_cast<int>(std::max(length, protocol::kLeastHandshake)));
+}
+
+int Packets::PackReceive() {
+  payloadLength_ = 0;
+  if (stream_.ReceiveAll(packBuffer, protocol::kHeadSize) < 0) return 0;
+  PackInitialize();
+  const std::size_t length = protocol::ReadLength(packBuffer + 1);
+  if (length > protocol::kMostPayload) {
+    stream_.GiveUp();
+    return 0;
+  }
+  if (stream_.ReceiveAll(packBuffer, static_cast<int>(length)) <= 0) return 0;
+  packBuffer[length] = 0;
+  payloadLength_ = length;
+  return 1;
+}
+
+void Packets::Unpack2Toks(const char* delimiters) {
+  std::fill(std::begin(tokens), std::end(tokens), nullptr);
+  tokenCount = 0;
+  char* at = packBuffer;
+  while (tokenCount < protocol::kTokenRoom - 1) {
+    at += std::strspn(at, delimiters);
+    if (*at == 0) return;
+    tokens[tokenCount++] = at;
+    at += std::strcspn(at, delimiters);
+    if (*at == 0) return;
+    *at++ = 0;
+  }
+}
+
+const char* Packets::StringTok(int index, const char* defaultValue) const {
+  if (index < 0 || index >= protocol::kTokenRoom || tokens[index] == nullptr) return defaultValue;
+  return tokens[index];
+}
+
+std::int64_t Packets::WideNumericTok(int index, std::int64_t defaultValue) const {
+  const char* at = StringTok(index, "");
+  at += std::strspn(at, " ");
+  std::int64_t value = 0;
+  if (!TakeNumber(at, value)) return defaultValue;
+  at += std::strspn(at, " ");
+  return *at == 0 ? value : defaultValue;
+}
+
+int Packets::NumericTok(int index, int defaultValue) const {
+  return NearestInt(WideNumericTok(index, defaultValue));
+}
+
+}  // namespace tvl

@@ -1,0 +1,81 @@
+#include "base/low_file.h"
+#include "base/path_helpers.h"
+#include "platform/utime.h"
+#include "tcp/state.h"
+#include "transfer/compare.h"
+#include "transfer/core.h"
+#include "transfer/zlib_file.h"
+
+namespace {
+
+namespace protocol = tvl::protocol;
+
+// The bytes of a file as they travel: as they are, or packed whole before the first goes out.
+class Source {
+ public:
+  Source(const char* path, bool packed) : packed_(packed), file_(path, 0) {
+    CZlib zlib;
+    is_open_ = file_.IsOpen() && (!packed || zlib.CompressFile(path, block_) != 0);
+  }
+
+  [[nodiscard]] bool IsOpen() const { return is_open_; }
+
+  // Bytes read, 0 at the end, or kLowFailed.
+  [[nodiscard]] unsigned int Read(void* buffer, unsigned int count) {
+    return packed_ ? block_.Read(buffer, count) : LowRead(file_.Handle(), buffer, count);
+  }
+
+ private:
+  bool packed_;
+  tvl::LowFile file_;
+  CCore block_;
+  bool is_open_;
+};
+
+}  // namespace
+
+int CTVLClientTcpOpr::PutRemote(char* remoteName, char* localName, int* transferred) {
+  if (!IsLive()) return TVL_ERR_TCP_SEND;
+  const tvl::PathText local = tvl::JoinPath(workingDirectory, localName);
+  if (workingDirectory[0] == 0 || !local.Fits()) return TVL_ERR_LOCAL_FILE;
+  // Where the stamp is not to be sent the cheapest one tells as well whether the file is there.
+  const bool forced = *transferred != 0;
+  const char* stamp = FileStamp(forced ? kCompareTime : fileCmp, local.Text());
+  if (*stamp == '@') return TVL_ERR_LOCAL_FILE;
+  const int code = AskForTransfer(protocol::kPut, remoteName, forced ? protocol::kForcedStamp : stamp);
+  if (code == TVL_ERR_IN_CACHE) *transferred = 0;
+  if (code != TVL_OK) return code == TVL_ERR_IN_CACHE ? TVL_OK : code;
+  if (const int problem = SendFile(local.Text())) return problem;
+  const std::int64_t time = state->pack.WideNumericTok(1, 0);
+  if (time != 0) _utime64(local.Text(), time);
+  *transferred = 1;
+  return TVL_OK;
+}
+
+// What get and put begin with: 0 if the file is to travel, 19 if both copies are the same, or a failure.
+int CTVLClientTcpOpr::AskForTransfer(char letter, const char* remoteName, const char* stamp) {
+  tvl::Packets& pack = state->pack;
+  if (pack.Add2Pack(1, "%c%s\t%s", letter, remoteName, stamp) == 0) return TVL_ERR_SERVER_FILE;
+  if (pack.PackSend() == 0) return TVL_ERR_TCP_SEND;
+  if (pack.PackReceive() == 0) return TVL_ERR_TCP_RECEIVE;
+  if (*pack.Payload() == 0) return TVL_ERR_NOT_SUPPORTED;
+  return tvl::NearestInt(tvl::LeadingNumber(pack.Payload()));
+}
+
+// Sends the file that the server is ready for, packet by packet; an empty one ends it. The last reply's
+// fields are those of that one.
+int CTVLClientTcpOpr::SendFile(const char* path) {
+  tvl::Packets& pack = state->pack;
+  Source source(path, zipOnTransfert != 0);
+  if (!source.IsOpen()) return TVL_ERR_LOCAL_FILE;
+  for (unsigned int count = 1; count > 0;) {
+    count = source.Read(pack.Chunk(), protocol::kPutChunk);
+    if (count == kLowFailed) return TVL_ERR_LOCAL_FILE;
+    pack.PackChunk(count);
+    if (pack.PackSend() == 0) return TVL_ERR_TCP_SEND;
+    if (pack.PackReceive() == 0) return TVL_ERR_TCP_RECEIVE;
+    pack.Unpack2Toks(protocol::kFieldSeparator);
+    if (const int refusal = pack.NumericTok(0, 0)) return refusal;
+  }
+  return TVL_OK;
+}

@@ -1,0 +1,159 @@
+#include "tcp/socket.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+#include "base/memory.h"
+#include "base/pump.h"
+
+namespace {
+
+constexpr long kConnectEvents = FD_CONNECT | FD_CLOSE;
+constexpr long kTransferEvents = FD_READ | FD_WRITE | FD_CLOSE;
+
+// What a peer sends ahead of being asked stays in the system's buffers beyond this, which then hold it up.
+constexpr std::int32_t kMostWaiting = 1 << 20;
+
+// Lets the thread's other work go on until `done` holds. Its sign may come from inside the pump only.
+template <typename Condition>
+void WaitUntil(Condition done) {
+  while (!done()) {
+    PumpMessages();
+    if (!done()) tvl::SleepBetweenPumps();
+  }
+}
+
+}  // namespace
+
+CJSock::~CJSock() {
+  rxBuffer = static_cast<unsigned char*>(SafeFree(rxBuffer));
+  rxCapacity = 0;
+  rxRead = 0;
+  rxWrite = 0;
+  CloseSocket();
+}
+
+BOOL CJSock::OpenSocket() {
+  CloseSocket();
+  created = Create(0, kStreamSocket, kConnectEvents, nullptr);
+  return created;
+}
+
+int CJSock::ConnectHost(const char* host, unsigned int port) {
+  const tvl::SocketWait wait(*this);
+  connected = 0;
+  lastError = 0;
+  rxRead = 0;
+  rxWrite = 0;
+  if (OpenSocket() == 0) return 0;
+  if (Connect(host, port) != 0) {
+    connected = 1;
+  } else if (WSAGetLastError() != WSAEWOULDBLOCK) {
+    lastError = WSAGetLastError();
+  }
+  WaitUntil([this] { return connected != 0 || lastError != 0; });
+  if (connected != 0) AsyncSelect(kTransferEvents);
+  return connected;
+}
+
+int CJSock::SendAll(const void* bytes, int length) {
+  if (connected == 0) return 0;
+  const tvl::SocketWait wait(*this);
+  const auto* next = static_cast<const unsigned char*>(bytes);
+  while (length > 0) {
+    const int sent = Send(next, length, 0);
+    if (sent >= 0) {
+      next += sent;
+      length -= sent;
+      continue;
+    }
+    if (WSAGetLastError() != WSAEWOULDBLOCK) return 0;
+    writable = 0;
+    WaitUntil([this] { return writable != 0 || connected == 0; });
+    if (connected == 0) return 0;
+  }
+  return 1;
+}
+
+int CJSock::ReceiveAll(void* destination, int length) {
+  if (length < 0 || length > kMostWaiting) return -1;
+  const tvl::SocketWait wait(*this);
+  const auto complete = [=, this] { return rxWrite - rxRead >= length; };
+  if (!complete()) {
+    ResumeReceiving();
+    WaitUntil([=, this] { return complete() || connected == 0; });
+  }
+  if (connected == 0) return -1;
+  if (length == 0) return 0;
+  std::memcpy(destination, rxBuffer + rxRead, static_cast<std::size_t>(length));
+  rxRead += length;
+  if (rxRead == rxWrite) rxRead = rxWrite = 0;
+  return length;
+}
+
+void CJSock::CloseSocket() {
+  if (created == 0) return;
+  ShutDown(kShutDownSending);
+  Close();
+  created = 0;
+}
+
+void CJSock::GiveUp() {
+  connected = 0;
+  lastError = WSAECONNRESET;
+  CloseSocket();
+}
+
+void CJSock::OnConnect(int code) {
+  if (code != 0) {
+    lastError = code;
+  } else {
+    connected = 1;
+  }
+  CAsyncSocket::OnConnect(code);
+}
+
+void CJSock::OnSend(int code) {
+  CAsyncSocket::OnSend(code);
+  if (code == 0) writable = 1;
+}
+
+void CJSock::OnClose(int code) {
+  connected = 0;
+  lastError = code != 0 ? code : WSAECONNRESET;
+  CAsyncSocket::OnClose(code);
+}
+
+// `rxWrite` follows what was received and not what was announced: the two need not agree.
+void CJSock::OnReceive(int code) try {
+  CAsyncSocket::OnReceive(code);
+  DWORD announced = 0;
+  while (IOCtl(kBytesToRead, &announced) != 0 && announced != 0 && rxWrite < kMostWaiting) {
+    const auto count =
+        static_cast<int>(std::min<DWORD>(announced, static_cast<DWORD>(kMostWaiting - rxWrite)));
+    GrowBuffer(rxWrite + count);
+    const int received = Receive(rxBuffer + rxWrite, count, 0);
+    if (received <= 0) return;
+    rxWrite += received;
+  }
+} catch (const std::bad_alloc&) {
+  connected = 0;
+  lastError = WSAENOBUFS;
+}
+
+void CJSock::GrowBuffer(std::int32_t capacity) {
+  if (capacity <= rxCapacity) return;
+  rxBuffer =
+      static_cast<unsigned char*>(ResizeArray(rxBuffer, static_cast<unsigned int>(rxCapacity), capacity, 1));
+  rxCapacity = capacity;
+}
+
+// Takes up again what a full buffer held up.
+void CJSock::ResumeReceiving() {
+  if (rxWrite < kMostWaiting) return;
+  std::memmove(rxBuffer, rxBuffer + rxRead, static_cast<std::size_t>(rxWrite - rxRead));
+  rxWrite -= rxRead;
+  rxRead = 0;
+  OnReceive(0);
+}

@@ -1,0 +1,22 @@
+#ifndef TVL_TCP_STATE_H
+#define TVL_TCP_STATE_H
+
+#include <tvlclient/tcp_opr.h>
+
+#include "platform/names.h"
+#include "tcp/packets.h"
+#include "tcp/socket.h"
+
+// What a connection to a server holds beyond the base class.
+struct CTVLClientTcpOpr::State {
+  explicit State(int& opened) : pack(socket, opened) {}
+
+  // False in a forked child of the process that opened the connection, where it is dead.
+  [[nodiscard]] bool IsOwnProcess() const { return process == GetCurrentProcessId(); }
+
+  CJSock socket;
+  tvl::Packets pack;
+  DWORD process = 0;  // that opened the connection
+};
+
+#endif

@@ -1,20 +1,31 @@
 #include "engine/sqlite_library.h"
 
 #include <fcntl.h>
-#include <pthread.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
 
+#include <condition_variable>
 #include <cstdarg>
+#include <mutex>
+#include <new>
 
 #include "engine/lock_descriptors.h"
 
 namespace tvl::engine {
 namespace {
 
-// A fork waits for a moment without passages; passages that come later let it go first.
-constexpr pthread_rwlock_t kOpenGate = PTHREAD_RWLOCK_WRITER_NONRECURSIVE_INITIALIZER_NP;
-pthread_rwlock_t gate = kOpenGate;
+struct Gate {
+  std::mutex mutex;
+  std::condition_variable changed;
+  int inside = 0;
+  bool shut = false;  // nobody enters any more, or a fork could wait for ever
+};
+
+// Never destroyed: calls still come while the process unloads.
+Gate& TheGate() {
+  static Gate& gate = *new Gate;
+  return gate;
+}
 
 // Forks between this process and the one that loaded the module.
 unsigned int generation = 0;
@@ -106,24 +117,41 @@ SqlitePassage::~SqlitePassage() {
 }
 
 void SqlitePassage::StepIn() {
-  pthread_rwlock_rdlock(&gate);
+  Gate& gate = TheGate();
+  std::unique_lock lock(gate.mutex);
+  gate.changed.wait(lock, [&] { return !gate.shut; });
+  ++gate.inside;
 }
 
 void SqlitePassage::StepOut() {
-  pthread_rwlock_unlock(&gate);
+  Gate& gate = TheGate();
+  const std::lock_guard lock(gate.mutex);
+  if (--gate.inside == 0 && gate.shut) gate.changed.notify_all();
 }
 
 void ShutSqlite() {
-  pthread_rwlock_wrlock(&gate);
+  Gate& gate = TheGate();
+  std::unique_lock lock(gate.mutex);
+  gate.changed.wait(lock, [&] { return !gate.shut; });
+  gate.shut = true;
+  gate.changed.wait(lock, [&] { return gate.inside == 0; });
+  lock.release();  // kept over the fork, as a thread in the middle of stepping in would leave it locked to
+                   // the child
 }
 
 void ReopenSqlite() {
-  pthread_rwlock_unlock(&gate);
+  Gate& gate = TheGate();
+  gate.shut = false;
+  gate.changed.notify_all();
+  gate.mutex.unlock();
 }
 
 void ReopenSqliteInChild() {
+  Gate& gate = TheGate();
   ++generation;
-  gate = kOpenGate;  // the lock notes the thread that took it, which has another number here
+  gate.shut = false;
+  new (&gate.changed) std::condition_variable;  // the old one still counts the parent's threads that wait
+  gate.mutex.unlock();
 }
 
 }  // namespace tvl::engine

@@ -1,0 +1,178 @@
+#include "platform/held_file.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "base/low_file.h"
+#include "engine/helper_process.h"
+#include "support/temp_folder.h"
+#include "transfer/zlib_file.h"
+
+namespace {
+
+using std::string;
+
+bool IsHeldBySomebody(const string& path) {
+  const tvl::LowFile file(path.c_str(), kLowReadWrite);
+  return tvl::IsHeld(static_cast<int>(file.Handle()));
+}
+
+// Holds a file until the test says otherwise or it is killed.
+int HoldUntilTold(const std::vector<string>& arguments) {
+  const tvl::LowFile file(arguments.at(0).c_str(), kLowReadWrite);
+  if (!tvl::HoldFile(file.Handle())) return 1;
+  Tell("holding");
+  Listen();
+  tvl::ReleaseFile(file.Handle());
+  return 0;
+}
+
+// Asks over and over whether a file is held, until it is told to stop; 1 if it ever was.
+int AskUntilTold(const std::vector<string>& arguments) {
+  std::atomic<bool> stop = false;
+  bool held = false;
+  std::thread asker([&] {
+    while (!stop) held = IsHeldBySomebody(arguments.at(0)) || held;
+  });
+  Tell("asking");
+  Listen();
+  stop = true;
+  asker.join();
+  return held ? 1 : 0;
+}
+
+const Role hold("hold", HoldUntilTold);
+const Role ask("ask", AskUntilTold);
+
+class Held : public testing::Test {
+ protected:
+  Held() {
+    folder_.Write("source", "new bytes");
+    folder_.Write("full", "old");
+    folder_.Write("empty", "");
+  }
+
+  // What every operation that would change a file has to do with a held one.
+  void ExpectRefused(const string& name) {
+    const string before = folder_.Read(name);
+    const string path = folder_.Logical(name);
+    EXPECT_EQ(CopyFileA(folder_.Logical("source").c_str(), path.c_str(), 0), 0) << name;
+    CCore packed;
+    CZlib zlib;
+    EXPECT_EQ(zlib.CompressFile(folder_.Logical("source").c_str(), packed), 1);
+    EXPECT_EQ(zlib.DecompressFile(packed, path.c_str()), 0) << name;
+    EXPECT_EQ(DeleteFileA(path.c_str()), 0) << name;
+    EXPECT_EQ(folder_.Read(name), before) << name;
+    EXPECT_TRUE(folder_.Exists(name));
+    // It can still be read and copied from.
+    EXPECT_EQ(CopyFileA(path.c_str(), folder_.Logical("copy").c_str(), 0), 1) << name;
+  }
+
+  TempFolder folder_;
+};
+
+TEST_F(Held, ByAnotherDescriptorOfThisProcess) {
+  for (const string name : {"full", "empty"}) {
+    const string path = folder_.Logical(name);
+    const tvl::LowFile file(path.c_str(), kLowReadWrite);
+    ASSERT_TRUE(tvl::HoldFile(file.Handle()));
+    EXPECT_TRUE(IsHeldBySomebody(path)) << "opening and closing the file must not drop the hold";
+    EXPECT_TRUE(IsHeldBySomebody(path));
+    const tvl::LowFile second(path.c_str(), kLowReadWrite);
+    EXPECT_FALSE(tvl::HoldFile(second.Handle()));
+    ExpectRefused(name);
+    tvl::ReleaseFile(file.Handle());
+    EXPECT_FALSE(IsHeldBySomebody(path));
+    EXPECT_TRUE(tvl::HoldFile(second.Handle()));
+    tvl::ReleaseFile(second.Handle());
+    EXPECT_EQ(DeleteFileA(path.c_str()), 1);
+  }
+}
+
+TEST_F(Held, ByAnotherProcessUntilItEndsInAnyWay) {
+  for (const bool killed : {false, true}) {
+    HelperProcess holder({"hold", folder_.Logical("full")});
+    ASSERT_EQ(holder.Hear(), "holding");
+    ExpectRefused("full");
+    holder.Signal(SIGSTOP);
+    EXPECT_TRUE(IsHeldBySomebody(folder_.Logical("full")));
+    holder.Signal(SIGCONT);
+    if (killed) {
+      holder.Signal(SIGKILL);
+    } else {
+      holder.Say("end");
+    }
+    EXPECT_EQ(holder.Wait(), killed ? -SIGKILL : 0);
+    EXPECT_FALSE(IsHeldBySomebody(folder_.Logical("full")));
+  }
+}
+
+// Those who only ask lock the file for a moment too, and must not see a holder in one another.
+TEST_F(Held, AskersDoNotTakeEachOtherForAHolder) {
+  const string path = folder_.Logical("empty");
+  HelperProcess one({"ask", path});
+  HelperProcess two({"ask", path});
+  ASSERT_EQ(one.Hear() + two.Hear(), "askingasking");
+  for (int i = 0; i < 1000; ++i) EXPECT_FALSE(IsHeldBySomebody(path));
+  one.Say("end");
+  two.Say("end");
+  EXPECT_EQ(one.Wait() + two.Wait(), 0);
+}
+
+TEST_F(Held, CanBeTakenWhileOthersAsk) {
+  const string path = folder_.Logical("empty");
+  HelperProcess asker({"ask", path});
+  ASSERT_EQ(asker.Hear(), "asking");
+  for (int i = 0; i < 300; ++i) {
+    const tvl::LowFile file(path.c_str(), kLowReadWrite);
+    ASSERT_TRUE(tvl::HoldFile(file.Handle()));
+    tvl::ReleaseFile(file.Handle());
+  }
+}
+
+TEST_F(Held, AForkedChildCarriesNoHold) {
+  const string path = folder_.Logical("full");
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  pid_t child = 0;
+  {
+    const tvl::LowFile file(path.c_str(), kLowReadWrite);
+    ASSERT_TRUE(tvl::HoldFile(file.Handle()));
+    child = fork();
+    if (child == 0) {
+      close(ends[1]);
+      char end = 0;
+      _exit(read(ends[0], &end, 1) == 0 && !IsHeldBySomebody(path) ? 0 : 1);  // until the parent let go
+    }
+    EXPECT_TRUE(IsHeldBySomebody(path));
+    tvl::ReleaseFile(file.Handle());
+  }
+  EXPECT_FALSE(IsHeldBySomebody(path));
+  close(ends[0]);
+  close(ends[1]);
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+}
+
+TEST_F(Held, DeletingTakesALinkAndNotItsTarget) {
+  std::filesystem::create_symlink("full", folder_.Host("link"));
+  const tvl::LowFile file(folder_.Logical("full").c_str(), kLowReadWrite);
+  ASSERT_TRUE(tvl::HoldFile(file.Handle()));
+  EXPECT_EQ(DeleteFileA(folder_.Logical("link").c_str()), 1);
+  EXPECT_FALSE(folder_.Exists("link"));
+  EXPECT_EQ(folder_.Read("full"), "old");
+  tvl::ReleaseFile(file.Handle());
+  folder_.Make("dir");
+  EXPECT_EQ(DeleteFileA(folder_.Logical("dir").c_str()), 0);
+}
+
+}  // namespace

@@ -1,0 +1,133 @@
+#include "platform/search.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <set>
+#include <string>
+
+#include "support/temp_folder.h"
+
+namespace {
+
+using std::string;
+using Names = std::set<string>;
+
+// What a search finds, without "." and "..", which are looked at on their own.
+Names Find(const string& pattern) {
+  Names names;
+  WIN32_FIND_DATAA found = {};
+  const HANDLE search = FindFirstFileA(pattern.c_str(), &found);
+  if (search == INVALID_HANDLE_VALUE) return names;
+  do {
+    const string name = found.cFileName;
+    const bool known = name == "." || name == ".." || names.insert(name).second;
+    EXPECT_TRUE(known) << name << " came twice";
+  } while (FindNextFileA(search, &found) != 0);
+  FindClose(search);
+  return names;
+}
+
+TEST(Search, MatchesPatterns) {
+  const TempFolder folder;
+  for (const char* name : {"a.txt", "B.TXT", "noext", ".dot", "a.b.c", "[x]", "sub/inner.txt"})
+    folder.Write(name, "");
+  const Names all = {"a.txt", "B.TXT", "noext", ".dot", "a.b.c", "[x]", "sub"};
+  const struct {
+    const char* pattern;
+    Names expected;
+  } cases[] = {
+      {"*.*", all},
+      {"*", all},
+      {"**", all},
+      {"*.txt", {"a.txt", "B.TXT"}},
+      {"*.T?t", {"a.txt", "B.TXT"}},
+      {"a*", {"a.txt", "a.b.c"}},
+      {"*.c", {"a.b.c"}},
+      {"*.b.*", {"a.b.c"}},
+      {"?.txt", {"a.txt", "B.TXT"}},
+      {"NOEXT", {"noext"}},
+      {"?????", {"a.txt", "B.TXT", "noext", "a.b.c"}},
+      {"[x]", {"[x]"}},
+      {"", {}},
+      {"none*", {}},
+      {"sub\\*.*", {"inner.txt"}},
+      {"sub/*", {"inner.txt"}},
+      {"missing\\*", {}},
+      {"a.txt\\*", {}},
+  };
+  for (const auto& row : cases)
+    EXPECT_EQ(Find(folder.Logical() + "\\" + row.pattern), row.expected) << row.pattern;
+}
+
+TEST(Search, GivesTheDotNamesWhereTheyMatch) {
+  const TempFolder folder;
+  WIN32_FIND_DATAA found = {};
+  const HANDLE search = FindFirstFileA(folder.Logical("*.*").c_str(), &found);
+  ASSERT_NE(search, INVALID_HANDLE_VALUE);
+  Names names = {found.cFileName};
+  while (FindNextFileA(search, &found) != 0) names.insert(found.cFileName);
+  FindClose(search);
+  EXPECT_EQ(names, (Names{".", ".."}));
+  EXPECT_EQ(FindFirstFileA(folder.Logical("x*").c_str(), &found), INVALID_HANDLE_VALUE);
+}
+
+// A pattern of many stars against a name that almost fits costs no more than name times pattern.
+TEST(Search, EndsOnPatternsOfManyStars) {
+  const TempFolder folder;
+  folder.Write(string(250, 'a'), "");
+  string pattern;
+  for (int i = 0; i < 60; ++i) pattern += "a*";
+  EXPECT_EQ(Find(folder.Logical(pattern + "b")).size(), 0U);
+  EXPECT_EQ(Find(folder.Logical(pattern)).size(), 1U);
+}
+
+TEST(Search, LeavesOutNamesThatNoPathCouldSay) {
+  const TempFolder folder;
+  folder.Write("a\\b", "");
+  folder.Write("plain", "");
+  EXPECT_EQ(Find(folder.Logical("*.*")), Names{"plain"});
+}
+
+TEST(Search, LeavesOutLinksThatLeadBack) {
+  const TempFolder folder;
+  folder.Make("top/mid/low");
+  folder.Make("other");
+  folder.Write("top/mid/low/file", "");
+  const string mid = folder.Host("top/mid");
+  std::filesystem::create_symlink(".", mid + "/to_itself");
+  std::filesystem::create_symlink("..", mid + "/to_parent");
+  std::filesystem::create_symlink("/", mid + "/to_top");
+  std::filesystem::create_symlink("low", mid + "/to_child");
+  std::filesystem::create_symlink("../../other", mid + "/to_other");
+  std::filesystem::create_symlink("low/file", mid + "/to_file");
+  std::filesystem::create_symlink("nowhere", mid + "/dangling");
+  EXPECT_EQ(Find(folder.Logical("top/mid/*.*")),
+            (Names{"low", "to_child", "to_other", "to_file", "dangling"}));
+}
+
+int CountByWalk(const string& path, int depth) {
+  if (depth > 30) return 1000000;
+  int count = 0;
+  for (const string& name : Find(path + "\\*.*")) {
+    ++count;
+    const string below = path + "\\" + name;
+    if ((GetFileAttributesA(below.c_str()) & FILE_ATTRIBUTE_DIRECTORY) != 0)
+      count += CountByWalk(below, depth + 1);
+  }
+  return count;
+}
+
+// Neither folder is above the other, so their parents don't tell that the walk goes round.
+TEST(Search, AWalkEndsInFoldersThatLinkToEachOther) {
+  const TempFolder folder;
+  folder.Make("a");
+  folder.Make("b");
+  for (const char* name : {"one", "two"}) {
+    std::filesystem::create_symlink("../b", folder.Host("a/") + name);
+    std::filesystem::create_symlink("../a", folder.Host("b/") + name);
+  }
+  EXPECT_LT(CountByWalk(folder.Logical("a"), 0), 20);
+}
+
+}  // namespace

@@ -1,0 +1,89 @@
+#ifndef TVL_TESTS_SUPPORT_FAULTS_H
+#define TVL_TESTS_SUPPORT_FAULTS_H
+
+#include <cerrno>
+#include <type_traits>
+
+#include "platform/system_calls.h"
+
+// Makes one system call of the platform layer fail, or every one from it on.
+class Faults {
+ public:
+  enum class Span { kOne, kFromThereOn };
+
+  // `at` counts from 1, over all kinds of calls.
+  Faults(int at, int error, Span span = Span::kOne) {
+    State& state = Get();
+    state = {tvl::System(), at, error, span, 0, nullptr};
+    Wrap<&tvl::SystemCalls::open>("open");
+    Wrap<&tvl::SystemCalls::close>("close");
+    Wrap<&tvl::SystemCalls::read>("read");
+    Wrap<&tvl::SystemCalls::write>("write");
+    Wrap<&tvl::SystemCalls::lseek>("lseek");
+    Wrap<&tvl::SystemCalls::fstat>("fstat");
+    Wrap<&tvl::SystemCalls::stat>("stat");
+    Wrap<&tvl::SystemCalls::lstat>("lstat");
+    Wrap<&tvl::SystemCalls::ftruncate>("ftruncate");
+    Wrap<&tvl::SystemCalls::fallocate>("fallocate");
+    Wrap<&tvl::SystemCalls::clone>("clone");
+    Wrap<&tvl::SystemCalls::copy_file_range>("copy_file_range");
+    Wrap<&tvl::SystemCalls::futimens>("futimens");
+    Wrap<&tvl::SystemCalls::fchmod>("fchmod");
+    Wrap<&tvl::SystemCalls::mkdir>("mkdir");
+    Wrap<&tvl::SystemCalls::unlink>("unlink");
+    Wrap<&tvl::SystemCalls::lock>("lock");
+  }
+  ~Faults() { tvl::System() = Get().real; }
+  Faults(const Faults&) = delete;
+  Faults& operator=(const Faults&) = delete;
+
+  // Name of the call that failed first, or null if none did.
+  static const char* Hit() { return Get().hit; }
+
+ private:
+  struct State {
+    tvl::SystemCalls real;
+    int at;
+    int error;
+    Span span;
+    int calls;
+    const char* hit;
+  };
+
+  static State& Get() {
+    static State state = {};
+    return state;
+  }
+
+  static bool Strikes(const char* name) {
+    State& state = Get();
+    const int call = ++state.calls;
+    if (state.span == Span::kOne ? call != state.at : call < state.at) return false;
+    if (state.hit == nullptr) state.hit = name;
+    return true;
+  }
+
+  template <auto Entry>
+  struct Wrapper;
+
+  template <typename Result, typename... Arguments, Result (*tvl::SystemCalls::*Entry)(Arguments...)>
+  struct Wrapper<Entry> {
+    static inline const char* name = nullptr;
+
+    static Result Call(Arguments... arguments) {
+      if (!Strikes(name)) return (Get().real.*Entry)(arguments...);
+      // A close that fails has closed all the same; no other entry looks like it.
+      if constexpr (std::is_same_v<Result(Arguments...), int(int)>) Get().real.close(arguments...);
+      errno = Get().error;
+      return -1;
+    }
+  };
+
+  template <auto Entry>
+  static void Wrap(const char* name) {
+    Wrapper<Entry>::name = name;
+    tvl::System().*Entry = Wrapper<Entry>::Call;
+  }
+};
+
+#endif

@@ -1,0 +1,70 @@
+#ifndef TVL_TESTS_SUPPORT_TEMP_FOLDER_H
+#define TVL_TESTS_SUPPORT_TEMP_FOLDER_H
+
+#include <stdlib.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+// A folder of its own for a test, gone with everything in it at the end. Names are relative to it, with
+// slashes.
+class TempFolder {
+ public:
+  TempFolder() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "tvl_test_XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
+    root_ = std::filesystem::canonical(pattern).string();
+  }
+  ~TempFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(root_, ignored);
+  }
+  TempFolder(const TempFolder&) = delete;
+  TempFolder& operator=(const TempFolder&) = delete;
+
+  std::string Host(const std::string& name = "") const { return name.empty() ? root_ : root_ + "/" + name; }
+
+  // The path as the library's logic speaks it.
+  std::string Logical(const std::string& name = "") const {
+    std::string path = Host(name);
+    std::replace(path.begin(), path.end(), '/', '\\');
+    return path;
+  }
+
+  void Make(const std::string& name) const { std::filesystem::create_directories(Host(name)); }
+
+  void Write(const std::string& name, const std::string& bytes) const {
+    std::filesystem::create_directories(std::filesystem::path(Host(name)).parent_path());
+    std::ofstream(Host(name), std::ios::binary) << bytes;
+  }
+
+  std::string Read(const std::string& name) const {
+    std::ifstream file(Host(name), std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+
+  bool Exists(const std::string& name) const {
+    std::error_code ignored;
+    return std::filesystem::exists(std::filesystem::symlink_status(Host(name), ignored));
+  }
+
+  // Every name below `folder`, sorted.
+  std::vector<std::string> Tree(const std::string& folder = "") const {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(Host(folder))) {
+      names.push_back(entry.path().lexically_relative(Host(folder)).string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+
+ private:
+  std::string root_;
+};
+
+#endif

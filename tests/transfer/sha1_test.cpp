@@ -1,0 +1,163 @@
+#include "transfer/sha1.h"
+
+#include <gtest/gtest.h>
+#include <stdio.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "support/faults.h"
+#include "support/temp_folder.h"
+#include "transfer/sha1_transform.h"
+
+namespace {
+
+using std::string;
+
+string Hex(const Sha1Context& context) {
+  string text;
+  for (int i = 0; i < 20; ++i) {
+    char digits[3];
+    snprintf(digits, sizeof digits, "%02x", context.buffer[i]);
+    text += digits;
+  }
+  return text;
+}
+
+// Digest of a message that arrives in two pieces.
+string Digest(const string& message, std::size_t split = 0) {
+  Sha1Context context;
+  Sha1Init(&context);
+  Sha1Update(&context, message.data(), static_cast<unsigned int>(split));
+  Sha1Update(&context, message.data() + split, static_cast<unsigned int>(message.size() - split));
+  Sha1Final(&context);
+  return Hex(context);
+}
+
+string OfFile(const string& path) {
+  char signature[kSignatureRoom] = "old";
+  const int result = Sha1OfFile(path.c_str(), signature);
+  EXPECT_EQ(result, signature[0] != 0);
+  return signature;
+}
+
+string OfString(const string& text) {
+  char signature[kSignatureRoom];
+  EXPECT_EQ(Sha1OfString(text.c_str(), signature), 1);
+  return signature;
+}
+
+string Message(std::size_t length) {
+  string message(length, 0);
+  for (std::size_t i = 0; i < length; ++i) message[i] = static_cast<char>(i * 37 + 11);
+  return message;
+}
+
+// What another implementation says, by the system's own program.
+string BySystem(const string& host_path) {
+  char line[41] = {};
+  FILE* pipe = popen(("sha1sum < '" + host_path + "' 2>/dev/null").c_str(), "r");
+  if (pipe == nullptr) return "";
+  const std::size_t got = fread(line, 1, 40, pipe);
+  pclose(pipe);
+  return {line, got};
+}
+
+TEST(Sha1, PublishedVectors) {
+  const struct {
+    string message;
+    const char* digest;
+  } cases[] = {
+      {"", "da39a3ee5e6b4b0d3255bfef95601890afd80709"},
+      {"abc", "a9993e364706816aba3e25717850c26c9cd0d89d"},
+      {"abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq",
+       "84983e441c3bd26ebaae4aa1f95129e5e54670f1"},
+      {"abcdefghbcdefghicdefghijdefghijkefghijklfghijklmghijklmnhijklmnoijklmnopjklmnopqklmnopqrlmnopqrsmnopq"
+       "rstnopqrstu",
+       "a49b2446a02c645bf419f995b67091253a04a259"},
+      {string(1000000, 'a'), "34aa973cd4c4daa4f61eeb2bdbad27316534016f"},
+  };
+  for (const auto& row : cases) EXPECT_EQ(Digest(row.message), row.digest) << row.message.size();
+}
+
+TEST(Sha1, PiecesMakeNoDifference) {
+  for (std::size_t length = 0; length <= 200; ++length) {
+    const string message = Message(length);
+    const string whole = Digest(message);
+    for (std::size_t split = 1; split <= length; ++split) ASSERT_EQ(Digest(message, split), whole) << length;
+    Sha1Context context;
+    Sha1Init(&context);
+    for (const char& byte : message) {
+      Sha1Update(&context, &byte, 1);
+      Sha1Update(&context, &byte, 0);
+      Sha1Update(&context, nullptr, 0);
+    }
+    Sha1Final(&context);
+    ASSERT_EQ(Hex(context), whole) << length;
+  }
+}
+
+TEST(Sha1, TheProcessorsInstructionsAgreeWithThePlainSteps) {
+  const tvl::Sha1Transform by_processor = tvl::ProcessorSha1Transform();
+  if (by_processor == nullptr) GTEST_SKIP() << "none in this processor";
+  const string bytes = Message(64 * 70 + 16);
+  for (std::size_t offset = 0; offset < 16; ++offset) {
+    for (std::size_t count = 0; count <= 70; ++count) {
+      std::uint32_t a[5] = {0x67452301, 0xEFCDAB89, 0xFFFFFFFF, static_cast<std::uint32_t>(count),
+                            0x80000000};
+      std::uint32_t b[5];
+      std::memcpy(b, a, sizeof a);
+      const auto* blocks = reinterpret_cast<const unsigned char*>(bytes.data()) + offset;
+      by_processor(a, blocks, count);
+      tvl::Sha1TransformPortable(b, blocks, count);
+      ASSERT_EQ(std::memcmp(a, b, sizeof a), 0) << count;
+    }
+  }
+}
+
+TEST(Sha1, OfFilesAsTheSystemSays) {
+  const TempFolder folder;
+  folder.Write("f", "");
+  if (BySystem(folder.Host("f")).size() != 40) GTEST_SKIP() << "no sha1sum";
+  for (const std::size_t size :
+       {0, 1, 55, 56, 63, 64, 65, 119, 120, 4095, 4096, 131071, 131072, 131073, 1000003}) {
+    folder.Write("f", Message(size));
+    EXPECT_EQ(OfFile(folder.Logical("f")), BySystem(folder.Host("f"))) << size;
+  }
+}
+
+TEST(Sha1, OfWhatCannotBeReadIsEmpty) {
+  const TempFolder folder;
+  folder.Write("f", Message(300000));
+  EXPECT_EQ(OfFile(folder.Logical("none")), "");
+  EXPECT_EQ(OfFile(folder.Logical()), "");
+  for (int at = 1;; ++at) {
+    const Faults faults(at, EIO);
+    const string signature = OfFile(folder.Logical("f"));
+    if (Faults::Hit() == nullptr) break;
+    // Only the close at the end may fail without harm.
+    EXPECT_EQ(signature.empty(), string(Faults::Hit()) != "close") << at;
+  }
+}
+
+TEST(Sha1, OfAStringTakesItsLengthIn) {
+  for (const std::size_t length : {0U, 1U, 9U, 10U, 15U, 16U, 55U, 62U, 63U, 64U, 255U, 256U, 4095U}) {
+    const string text(length, 'x');
+    char digits[16];
+    snprintf(digits, sizeof digits, "%zx", length);
+    EXPECT_EQ(OfString(text), Digest(digits + text)) << length;
+  }
+  EXPECT_EQ(OfString("abc"), Digest("3abc"));
+  EXPECT_EQ(OfString(""), "b6589fc6ab0dc82cf12099d1c2d40ab994e8410c");  // of "0"
+}
+
+TEST(Sha1, LengthIsCountedInAllBits) {
+  if (getenv("TVL_TEST_LARGE") == nullptr) GTEST_SKIP() << "set TVL_TEST_LARGE=1";
+  const TempFolder folder;
+  folder.Write("f", "");
+  std::filesystem::resize_file(folder.Host("f"), 5'000'000'001);
+  EXPECT_EQ(OfFile(folder.Logical("f")), BySystem(folder.Host("f")));
+}
+
+}  // namespace

@@ -15,6 +15,10 @@ if(TVL_CCACHE)
 endif()
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -fstack-protector-strong)
+# GCC 12 takes assignments of short texts to std::string for copies onto themselves when it optimises.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+  add_compile_options(-Wno-restrict)
+endif()
 if(TVL_WERROR)
   add_compile_options(-Werror)
 endif()

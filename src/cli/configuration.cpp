@@ -87,8 +87,8 @@ std::string FindConfiguration(const Options& options) {
 }
 
 std::string FindWorkingDirectory(const Options& options) {
-  std::string folder = options.work_given ? options.work : Environment("TVL_WORK");
-  if (options.work_given && folder.empty()) return {};
+  const std::string folder = options.work.value_or(Environment("TVL_WORK"));
+  if (options.work && folder.empty()) return {};
   if (!folder.empty() && folder.front() == '/') return folder;
   std::array<char, PATH_MAX> current = {};
   if (getcwd(current.data(), current.size()) == nullptr)

@@ -131,10 +131,7 @@ void AddHashCommand(CLI::App& app, Invocation& invocation) {
                                    for (const std::string& name : *names) hashing.Do(name);
                                    return hashing.Status();
                                  });
-  command.add_option("files", *names, "Files, from the current folder")
-      ->required()
-      ->type_name("FILE")
-      ->allow_extra_args(false);
+  AddNames(command, *names, "Files, from the current folder", "FILE");
   command.footer(
       "Examples:\n  tvl hash report.pdf\n  tvl hash docs/*.doc | sha1sum -c\n  tvl --json hash report.pdf");
 }

@@ -26,7 +26,8 @@ Exit status: 0 done, 1 failed, 2 wrong usage, 3 something was skipped,
 void DescribeProgram(CLI::App& app, Invocation& invocation) {
   app.name("tvl");
   app.footer(kFooter);
-  app.require_subcommand(1);
+  app.get_formatter()->label("SUBCOMMAND", "COMMAND ...");
+  app.require_subcommand(0, 1);
   app.fallthrough();
   app.set_version_flag("--version", "tvl " TVL_VERSION);
   AddOptions(app, invocation.options);
@@ -38,9 +39,7 @@ void DescribeProgram(CLI::App& app, Invocation& invocation) {
 
 // What ends a command at once goes to standard error, and with --json also into the command's document.
 ExitStatus TellStop(const Invocation& invocation, const std::string& subject, const Failure& failure) {
-  std::string text = "tvl";
-  if (!invocation.command.empty()) text += " " + invocation.command;
-  text += ": ";
+  std::string text = "tvl: " + invocation.command + ": ";
   if (!subject.empty()) text += Printable(subject) + ": ";
   text += Printable(failure.Message()) + "\n";
   std::fputs(text.c_str(), stderr);
@@ -77,9 +76,13 @@ int Main(int count, char** arguments) try {
     return std::string("tvl: ") + problem.what() + "\nTry 'tvl --help'.\n";
   });
   try {
-    app.parse(count, arguments);
+    app.parse(MarkedArguments(count, arguments));
   } catch (const CLI::ParseError& problem) {
     return FlushOutput(app.exit(problem) == 0 ? kDone : kUsage);
+  }
+  if (!invocation.run) {
+    std::fputs(app.help().c_str(), stderr);
+    return kUsage;
   }
   return FlushOutput(RunCommand(invocation));
 } catch (const std::exception& problem) {

@@ -86,8 +86,10 @@ std::vector<NamePair> PairNames(Direction direction, const std::vector<std::stri
   if (!to.empty()) return PairInto(direction, sources, Slashed(to));
   if (sources.size() == 2) return {Pair(direction, sources[0], sources[1])};
   std::vector<NamePair> pairs;
-  for (const std::string& source : sources)
-    pairs.push_back(Pair(direction, source, SameName(direction, source, working_directory)));
+  for (const std::string& source : sources) {
+    const std::string name = SameName(direction, source, working_directory);
+    pairs.push_back({name, name});
+  }
   return pairs;
 }
 

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <string_view>
@@ -27,10 +28,9 @@ constexpr std::size_t kLongestRoot = 259 - std::string_view("/tmp/procs/").size(
 // where it leads, and elsewhere the user's own way of writing the path is what other computers see too.
 std::string FullPath(const std::string& folder) {
   std::filesystem::path path = std::filesystem::absolute(folder);
-  for (const std::filesystem::path& component : path) {
-    if (component == "..") return std::filesystem::weakly_canonical(path).string();
-  }
-  return HostFolder(path.lexically_normal().string());
+  const bool leads_upward = std::find(path.begin(), path.end(), "..") != path.end();
+  path = leads_upward ? std::filesystem::weakly_canonical(path) : path.lexically_normal();
+  return path.has_filename() ? path.string() : path.parent_path().string();
 }
 
 // Why the path can't stand in a configuration, or nothing.
@@ -115,14 +115,15 @@ void WriteConfiguration(const std::string& path, const std::string& root) {
 }  // namespace
 
 // A blank at the end would be trimmed off, so quotes go around it. A "$" begins a reference; "%$" stands for
-// one, but only in a value that has a reference as well, so a last "$", a reference to nothing, makes it one.
+// one, but only in a value that has a reference as well. A "$" in front of the first slash refers to nothing
+// and makes it such a value.
 std::string ConfigurationValue(const std::string& root) {
   std::string value;
   for (const char character : root) {
     if (character == '$') value += '%';
     value += character;
   }
-  if (value != root) value += '$';
+  if (value != root) value.insert(0, 1, '$');
   return value.back() == ' ' ? "\"" + value + "\"" : value;
 }
 

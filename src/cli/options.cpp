@@ -5,29 +5,55 @@
 
 namespace tvl::cli {
 
+namespace {
+
+constexpr char kMark = '\x01';
+
+std::string WithoutMark(std::string text) {
+  if (!text.empty() && text.front() == kMark) text.erase(0, 1);
+  return text;
+}
+
+}  // namespace
+
+std::vector<std::string> MarkedArguments(int count, const char* const* arguments) {
+  std::vector<std::string> marked;
+  for (int index = count - 1; index > 0; --index) {
+    std::string text = arguments[index];
+    const bool list = text.starts_with('[') && text.ends_with(']');
+    if (list || text.starts_with(kMark)) text.insert(0, 1, kMark);
+    marked.push_back(text);
+  }
+  return marked;
+}
+
+CLI::Option& AddText(CLI::App& app, const std::string& name, std::string& value, const std::string& help,
+                     const std::string& type) {
+  return *app.add_option(name, value, help)->type_name(type)->transform(WithoutMark);
+}
+
+CLI::Option& AddNames(CLI::App& app, std::vector<std::string>& values, const std::string& help,
+                      const std::string& type) {
+  return *app.add_option(type, values, help)->required()->type_name("")->transform(WithoutMark);
+}
+
 void AddOptions(CLI::App& app, Options& options) {
-  CLI::Option* config = app.add_option("--config", options.config,
-                                       "Configuration of the store (default: $TVL_CONFIG, ./tvl.ini,\n"
-                                       "$XDG_CONFIG_HOME/tvl/tvl.ini, /etc/tvl/tvl.ini)")
-                            ->type_name("FILE");
-  app.add_option("--tcp", options.tcp, "Server in front of the store; an IPv6 address in brackets")
-      ->type_name("HOST:PORT")
-      ->excludes(config);
-  app.add_option_function<std::string>(
-         "--work",
-         [&options](const std::string& folder) {
-           options.work = folder;
-           options.work_given = true;
-         },
-         "Working directory, which local names start from\n(default: $TVL_WORK, the current folder)")
-      ->type_name("DIR");
-  app.add_option("--class", options.class_name, "Client class, 4 characters (default: tvlc)")
-      ->type_name("CCCC");
-  app.add_option("--tag-file", options.tag_file,
-                 "File with the client tag for a server\n(default: the tag in $TVL_TAG)")
-      ->type_name("FILE");
+  CLI::Option& config = AddText(app, "--config", options.config,
+                                "Configuration of the store (default: $TVL_CONFIG, ./tvl.ini,\n"
+                                "$XDG_CONFIG_HOME/tvl/tvl.ini, /etc/tvl/tvl.ini)",
+                                "FILE");
+  AddText(app, "--tcp", options.tcp, "Server in front of the store; an IPv6 address in brackets", "HOST:PORT")
+      .excludes(&config);
+  app.add_option("--work", options.work,
+                 "Working directory, which local names start from\n(default: $TVL_WORK, the current folder)")
+      ->type_name("DIR")
+      ->transform(WithoutMark);
+  AddText(app, "--class", options.class_name, "Client class, 4 characters (default: tvlc)", "CCCC");
+  AddText(app, "--tag-file", options.tag_file,
+          "File with the client tag for a server\n(default: the tag in $TVL_TAG)", "FILE");
   app.add_flag("--json", options.json, "Results as JSON on standard output");
-  CLI::Option* quiet = app.add_flag("-q,--quiet", options.quiet, "Say nothing but errors");
+  CLI::Option* quiet =
+      app.add_flag("-q,--quiet", options.quiet, "Say nothing but results asked for and errors");
   app.add_flag("-v,--verbose", options.verbose, "Tell of every file")->excludes(quiet);
   app.add_flag("-n,--dry-run", options.dry_run, "Show what would be done, change nothing");
 }

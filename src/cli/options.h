@@ -2,13 +2,16 @@
 #define TVL_CLI_OPTIONS_H
 
 #include <functional>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "cli/exit_status.h"
 
 namespace CLI {
 class App;
-}
+class Option;
+}  // namespace CLI
 
 namespace tvl::cli {
 
@@ -16,8 +19,7 @@ namespace tvl::cli {
 struct Options {
   std::string config;
   std::string tcp;
-  std::string work;
-  bool work_given = false;
+  std::optional<std::string> work;
   std::string class_name = "tvlc";
   std::string tag_file;
   bool json = false;
@@ -32,6 +34,15 @@ struct Invocation {
   std::string command;
   std::function<ExitStatus()> run;
 };
+
+// The parser takes "[a,b]" for a list of two values. On this line it is a name like any other, so the
+// arguments are marked before the parser sees them, and AddText and AddNames, which add every option with a
+// value, take the mark off. In reverse order, as the parser wants them.
+[[nodiscard]] std::vector<std::string> MarkedArguments(int count, const char* const* arguments);
+CLI::Option& AddText(CLI::App& app, const std::string& name, std::string& value, const std::string& help,
+                     const std::string& type);
+CLI::Option& AddNames(CLI::App& app, std::vector<std::string>& values, const std::string& help,
+                      const std::string& type);
 
 void AddOptions(CLI::App& app, Options& options);
 

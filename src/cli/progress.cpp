@@ -75,13 +75,13 @@ std::uint64_t Progress::DoneBytes() const {
 }
 
 std::string Progress::Line(std::uint64_t done) const {
+  if (done == 0) return "preparing  " + name_;  // comparing, or packing: nothing has moved yet
   const double seconds = std::chrono::duration<double>(Clock::now() - start_).count();
-  const double rate = seconds > 0 ? static_cast<double>(done) / seconds : 0;
+  const double rate = static_cast<double>(done) / seconds;
   std::string line = Percent(done, total_) + "  " + HumanBytes(done) + " of " + HumanBytes(total_) + "  " +
                      HumanBytes(static_cast<std::uint64_t>(rate)) + "/s";
-  if (rate > 0 && done < total_)
-    line +=
-        "  " + HumanSeconds(static_cast<std::uint64_t>(static_cast<double>(total_ - done) / rate)) + " left";
+  const double left = static_cast<double>(total_ - std::min(done, total_)) / rate;
+  if (done < total_) line += "  " + HumanSeconds(static_cast<std::uint64_t>(left)) + " left";
   return line + "  " + name_;
 }
 

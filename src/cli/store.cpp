@@ -89,7 +89,8 @@ std::string Store::StorePath(const std::string& remote) const {
 }
 
 std::string Store::LocalPath(const std::string& local) const {
-  return Joined(Slashed(client_->WorkingDirectory()), local);
+  // Below "/" local names are absolute already.
+  return local.starts_with('/') ? local : Joined(Slashed(client_->WorkingDirectory()), local);
 }
 
 Failure Store::Explain(int code, const NamePair& names) const {
@@ -98,6 +99,7 @@ Failure Store::Explain(int code, const NamePair& names) const {
     if (path.size() < kPathRoom) continue;
     failure = {kFailed, code, failure.what, ENAMETOOLONG, path};
     failure.what += ", a path has more than 259 bytes";
+    break;
   }
   return failure;
 }

@@ -35,9 +35,7 @@ void AddStoreCommands(CLI::App& app, Invocation& invocation) {
   auto folder = std::make_shared<std::string>();
   CLI::App& init = AddCommand(app, "init", "Make a new store", "init", invocation,
                               [folder, &options = invocation.options] { return RunInit(options, *folder); });
-  init.add_option("folder", *folder, "Folder of the store; made if it is not there")
-      ->required()
-      ->type_name("DIR");
+  AddText(init, "DIR", *folder, "Folder of the store, made if it is not there", "").required();
   init.footer(R"(Makes tvl.ini, tmp/, tmp/locks/ and tmp/procs/ in DIR. Who may use DIR may use
 these: they get its permissions, so set them first, for instance
   install -d -m 2770 -g staff /srv/store

@@ -45,13 +45,8 @@ void AddTransferCommand(const TransferCommand& about, CLI::App& app, Invocation&
                                  [direction = about.direction, request, &options = invocation.options] {
                                    return RunTransfer(direction, options, *request);
                                  });
-  // Without extra arguments a name like "[a,b]" stays one name.
-  command.add_option("names", request->names, about.names_help)
-      ->required()
-      ->type_name("")
-      ->allow_extra_args(false);
-  command.add_option("-t,--to", request->to, "Folder of the other side that every name goes into")
-      ->type_name("DIR");
+  AddNames(command, request->names, about.names_help, "NAME");
+  AddText(command, "-t,--to", request->to, "Folder of the other side that every name goes into", "DIR");
   command.add_flag("-r,--recursive", request->recursive, "Take whole trees");
   command.add_flag("-f,--force", request->force, "Transfer also what is the same on both sides");
   command.footer(about.examples);

@@ -118,7 +118,7 @@ class TVL_API CTVLClientSmbOpr : public CTVLClientOpr {
   TVL_HIDDEN int TransferUnlessEqual(const char* source, const char* target, int* transferred);
   TVL_HIDDEN static void EqualFileTimes(const char* source, const char* target);
   TVL_HIDDEN int SyncDirOpen(const char* source, const char* target, const char* pattern,
-                             SYNC_DIR_FILE_EXCLUDE exclude, unsigned int* total);
+                             SYNC_DIR_FILE_EXCLUDE exclude, unsigned int* total, bool below);
 
   struct TVL_HIDDEN State;
   State* state;

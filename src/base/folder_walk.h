@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "base/fixed_text.h"
 #include "base/pump.h"
 #include "platform/search.h"
 
@@ -20,7 +21,7 @@ class FolderSearch {
   FolderSearch& operator=(const FolderSearch&) = delete;
 
   [[nodiscard]] bool IsOpen() const { return search_ != INVALID_HANDLE_VALUE; }
-  [[nodiscard]] const char* Name() const { return found_.cFileName; }
+  [[nodiscard]] const WIN32_FIND_DATAA& Found() const { return found_; }
   [[nodiscard]] bool Next() { return FindNextFileA(search_, &found_) != 0; }
 
  private:
@@ -32,25 +33,35 @@ class FolderSearch {
   return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
 }
 
-// Calls `visit` with the name of every entry that matches, in the order in which the file system gives them,
-// the names
+enum class WalkEnd {
+  kWhole,
+  kStopped,  // the visitor said so
+  kBroken,   // the folder could not be read, or not to its end
+};
+
+// Calls `visit` with every entry that matches, in the order in which the file system gives them, the names
 // "." and ".." left out, until it gives false. `between` runs once when the search is open and once behind
-// each entry. False if `visit` ended it.
+// each entry.
 template <typename Visit, typename Between>
-bool VisitEntries(const char* pattern, Visit visit, Between between) {
-  FolderSearch search(pattern);
+[[nodiscard]] WalkEnd VisitEntries(const PathText& pattern, Visit visit, Between between) {
+  if (!pattern.Fits()) return WalkEnd::kBroken;
+  FolderSearch search(pattern.Text());
+  bool whole = SearchCameToEnd();  // asked behind each step, before another search can begin
   between();
-  for (bool more = search.IsOpen(); more; more = search.Next()) {
-    if (!IsDotName(search.Name()) && !visit(search.Name())) return false;
+  for (bool more = search.IsOpen(); more;) {
+    if (!IsDotName(search.Found().cFileName) && !visit(search.Found())) return WalkEnd::kStopped;
     between();
+    more = search.Next();
+    whole = SearchCameToEnd();
   }
-  return true;
+  return whole ? WalkEnd::kWhole : WalkEnd::kBroken;
 }
 
-// The same with the message pump in between, so the application stays alive during a long walk.
+// The same with the message pump in between, so the application stays alive during a long walk. False if
+// `visit` ended it; a folder that can't be read counts as an empty one.
 template <typename Visit>
-bool VisitFolder(const char* pattern, Visit visit) {
-  return VisitEntries(pattern, visit, PumpMessages);
+bool VisitFolder(const PathText& pattern, Visit visit) {
+  return VisitEntries(pattern, visit, PumpMessages) != WalkEnd::kStopped;
 }
 
 }  // namespace tvl

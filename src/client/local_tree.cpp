@@ -1,3 +1,5 @@
+#include <string_view>
+
 #include <tvlclient/client_opr.h>
 
 #include "base/file_helpers.h"
@@ -22,8 +24,9 @@ class Progress {
   [[nodiscard]] bool IsWanted() const { return callback_ != nullptr; }
 
   void Tell(const PathText& path, int size) const {
+    if (!IsWanted()) return;
     PathText copy = path;  // callbacks take their text writable
-    if (IsWanted()) callback_(copy.Data(), static_cast<unsigned int>(size), user_data_);
+    callback_(copy.Data(), static_cast<unsigned int>(size), user_data_);
   }
 
  private:
@@ -53,67 +56,85 @@ PathText BelowTrimmed(const PathText& folder, const char* name) {
   return path;
 }
 
+// The walks take what a search tells of an entry, so that none is asked for twice.
+bool IsFolder(DWORD attributes) {
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+// A link goes like a file, whatever it leads to: what lies behind it is somebody else's.
+bool IsLink(DWORD attributes) {
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+}
+
 int CopyOneFile(const PathText& source, const PathText& target, const Progress& progress) {
-  const bool copied = CopyFileA(source.Text(), target.Text(), 0) != 0;
+  const bool copied = target.Fits() && CopyFileA(source.Text(), target.Text(), 0) != 0;
   if (progress.IsWanted()) progress.Tell(source, FileLength(source.Text()));
   return copied ? TVL_OK : TVL_ERR_COPY;
 }
 
 // What goes wrong inside a tree is not reported: the walk copies what it can.
-int CopyTree(const PathText& source, const PathText& target, const Progress& progress) {
-  if (!source.Fits() || !target.Fits()) return TVL_ERR_COPY;
-  if (IsDirectory(source.Text()) == 0) return CopyOneFile(source, target, progress);
+int CopyTree(const PathText& source, DWORD attributes, const PathText& target, const Progress& progress) {
+  if (!source.Fits()) return TVL_ERR_COPY;
+  if (!IsFolder(attributes)) return CopyOneFile(source, target, progress);
   progress.Tell(source, 0);
+  if (!target.Fits()) return TVL_ERR_COPY;
   CreateDirectoryA(target.Text(), nullptr);
-  tvl::VisitFolder(Below(source, kEverything).Text(), [&](const char* name) {
-    CopyTree(Below(source, name), Below(target, name), progress);
+  tvl::VisitFolder(Below(source, kEverything), [&](const WIN32_FIND_DATAA& found) {
+    CopyTree(Below(source, found.cFileName), found.dwFileAttributes, Below(target, found.cFileName),
+             progress);
     return true;
   });
   return TVL_OK;
 }
 
-int RemoveOneFile(const PathText& path, const Progress& progress) {
-  const int size = progress.IsWanted() ? FileLength(path.Text()) : 0;
-  const bool deleted = DeleteFileA(path.Text()) != 0;
-  progress.Tell(path, size);
-  return deleted ? TVL_OK : TVL_ERR_DELETE_FILE;
+// Whoever else removes the same tree may have been there first, which is no failure.
+bool IsGone(BOOL removed, const PathText& path) {
+  return removed != 0 || FileExists(path.Text()) == 0;
 }
 
-int RemoveTree(const PathText& path, const Progress& progress) {
+int RemoveOneFile(const PathText& path, const Progress& progress) {
+  const int size = progress.IsWanted() ? FileLength(path.Text()) : 0;
+  const bool gone = IsGone(DeleteFileA(path.Text()), path);
+  progress.Tell(path, size);
+  return gone ? TVL_OK : TVL_ERR_DELETE_FILE;
+}
+
+int RemoveTree(const PathText& path, DWORD attributes, const Progress& progress) {
   if (!path.Fits()) return TVL_ERR_DELETE_FILE;
-  const DWORD attributes = GetFileAttributesA(path.Text());
-  if (attributes == INVALID_FILE_ATTRIBUTES) {
-    progress.Tell(path, 0);
-    return TVL_OK;
-  }
-  // A link goes like a file, whatever it leads to: what lies behind it is somebody else's.
-  const bool is_folder =
-      (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0;
-  if (!is_folder) return RemoveOneFile(path, progress);
+  if (!IsFolder(attributes) || IsLink(attributes)) return RemoveOneFile(path, progress);
   int code = TVL_OK;
-  const bool emptied = tvl::VisitFolder(BelowTrimmed(path, kEverything).Text(), [&](const char* name) {
-    code = RemoveTree(BelowTrimmed(path, name), progress);
+  const bool emptied = tvl::VisitFolder(BelowTrimmed(path, kEverything), [&](const WIN32_FIND_DATAA& found) {
+    code = RemoveTree(BelowTrimmed(path, found.cFileName), found.dwFileAttributes, progress);
     return code == TVL_OK;
   });
   if (!emptied) return code;
   progress.Tell(path, 0);
-  return RemoveDirectoryA(path.Text()) != 0 ? TVL_OK : TVL_ERR_DELETE_DIR;
+  return IsGone(RemoveDirectoryA(path.Text()), path) ? TVL_OK : TVL_ERR_DELETE_DIR;
 }
 
-double SizeofTree(const PathText& path, const Progress& progress) {
-  if (!path.Fits() || FileExists(path.Text()) == 0) return 0.0;
-  if (IsDirectory(path.Text()) == 0) {
+double SizeofTree(const PathText& path, DWORD attributes, const Progress& progress) {
+  if (!path.Fits()) return 0.0;
+  if (!IsFolder(attributes)) {
     const int size = FileLength(path.Text());
     progress.Tell(path, size);
     return size < 0 ? size + kTwoTo32 : size;
   }
   progress.Tell(path, 0);
   double sum = 0.0;
-  tvl::VisitFolder(BelowTrimmed(path, kEverything).Text(), [&](const char* name) {
-    sum += SizeofTree(BelowTrimmed(path, name), progress);
+  tvl::VisitFolder(BelowTrimmed(path, kEverything), [&](const WIN32_FIND_DATAA& found) {
+    sum += SizeofTree(BelowTrimmed(path, found.cFileName), found.dwFileAttributes, progress);
     return true;
   });
   return sum;
+}
+
+// With a separator behind its name a link would be taken for the folder that it leads to.
+PathText WithoutLinkSeparator(const PathText& path) {
+  const std::size_t last = path.View().find_last_not_of("\\/");
+  if (last == std::string_view::npos || last + 1 == path.View().size()) return path;
+  PathText bare;
+  bare.Append(path.View().substr(0, last + 1));
+  return IsLink(GetFileAttributesA(bare.Text())) ? bare : path;
 }
 
 }  // namespace
@@ -122,17 +143,24 @@ int CTVLClientOpr::GetLocalDirContent(char* directory, char* pattern, int* count
   PathText path = tvl::JoinPath(workingDirectory, directory);
   if (!path.Fits() || IsDirectory(path.Text()) == 0) return TVL_ERR_LOCAL_FILE;
   path.Append("\\").Append(pattern);
-  return path.Fits() && tvl::ListNames(path.Text(), count, list) ? TVL_OK : TVL_ERR_LOCAL_FILE;
+  return path.Fits() && tvl::ListNames(path, count, list) ? TVL_OK : TVL_ERR_LOCAL_FILE;
 }
 
 int CTVLClientOpr::CopyDosDir(char* source, char* target, ProgressCallback callback, void* userData) {
-  return CopyTree(Whole(source), Whole(target), Progress(callback, userData));
+  return CopyTree(Whole(source), GetFileAttributesA(source), Whole(target), Progress(callback, userData));
 }
 
 int CTVLClientOpr::RemoveDosDir(char* path, ProgressCallback callback, void* userData) {
-  return RemoveTree(Whole(path), Progress(callback, userData));
+  const PathText whole = WithoutLinkSeparator(Whole(path));
+  const Progress progress(callback, userData);
+  const DWORD attributes = whole.Fits() ? GetFileAttributesA(whole.Text()) : FILE_ATTRIBUTE_NORMAL;
+  if (attributes != INVALID_FILE_ATTRIBUTES) return RemoveTree(whole, attributes, progress);
+  progress.Tell(whole, 0);
+  return TVL_OK;
 }
 
 double CTVLClientOpr::SizeofDosDir(char* path, ProgressCallback callback, void* userData) {
-  return SizeofTree(Whole(path), Progress(callback, userData));
+  const DWORD attributes = GetFileAttributesA(path);
+  if (attributes == INVALID_FILE_ATTRIBUTES) return 0.0;
+  return SizeofTree(Whole(path), attributes, Progress(callback, userData));
 }

@@ -2,12 +2,12 @@
 
 #include "base/folder_walk.h"
 
-bool tvl::ListNames(const char* pattern, int* count, CString& list) {
+bool tvl::ListNames(const PathText& pattern, int* count, CString& list) {
   int names = 0;
-  const bool whole = VisitFolder(pattern, [&](const char* name) {
+  const bool whole = VisitFolder(pattern, [&](const WIN32_FIND_DATAA& found) {
     if (names > 0 && list.AppendChar('|') == 0) return false;
     ++names;
-    return list.Append(name) != 0;
+    return list.Append(found.cFileName) != 0;
   });
   if (whole) *count = names;
   return whole;

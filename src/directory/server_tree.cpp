@@ -31,7 +31,7 @@ int CTVLClientSmbOpr::GetRemoteDirContent(char* directory, char* pattern, int* c
   PathText path = tvl::JoinPath(state->serverRoot, directory);
   if (!path.Fits() || IsDirectory(path.Text()) == 0) return TVL_ERR_SERVER_FILE;
   path.Append("\\").Append(pattern);
-  return path.Fits() && tvl::ListNames(path.Text(), count, list) ? TVL_OK : TVL_ERR_SERVER_FILE;
+  return path.Fits() && tvl::ListNames(path, count, list) ? TVL_OK : TVL_ERR_SERVER_FILE;
 }
 
 int CTVLClientSmbOpr::CreateServerDir(char* directory) {

@@ -28,9 +28,19 @@ class Side {
 };
 
 // A walk without the message pump: what it finds is one picture of both trees, which no handler is to change.
+// False if not all was seen.
 template <typename Visit>
-void VisitQuietly(const PathText& pattern, Visit visit) {
-  tvl::VisitEntries(pattern.Text(), visit, [] {});
+bool VisitQuietly(const PathText& pattern, Visit visit) {
+  const auto take = [&](const WIN32_FIND_DATAA& found) {
+    visit(found);
+    return true;
+  };
+  return tvl::VisitEntries(pattern, take, [] {}) == tvl::WalkEnd::kWhole;
+}
+
+bool IsLink(const char* path) {
+  const DWORD attributes = GetFileAttributesA(path);
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
 }
 
 }  // namespace
@@ -41,7 +51,7 @@ int CTVLClientSmbOpr::SyncDirOpenGetRemote(char* remoteDirectory, char* localDir
   const PathText target = tvl::BuildFullPath(workingDirectory, localDirectory);
   const PathText source = tvl::JoinPath(state->serverRoot, remoteDirectory);
   if (!source.Fits() || !target.Fits()) return TVL_ERR_BAD_PATH;
-  return SyncDirOpen(source.Text(), target.Text(), pattern, exclude, total);
+  return SyncDirOpen(source.Text(), target.Text(), pattern, exclude, total, false);
 } catch (const std::bad_alloc&) {
   return TVL_ERR_BAD_PATH;
 }
@@ -52,28 +62,29 @@ int CTVLClientSmbOpr::SyncDirOpenPutRemote(char* remoteDirectory, char* localDir
   const PathText target = tvl::BuildFullPath(state->serverRoot, remoteDirectory);
   const PathText source = tvl::JoinPath(workingDirectory, localDirectory);
   if (!source.Fits() || !target.Fits()) return TVL_ERR_BAD_PATH;
-  return SyncDirOpen(source.Text(), target.Text(), pattern, exclude, total);
+  return SyncDirOpen(source.Text(), target.Text(), pattern, exclude, total, false);
 } catch (const std::bad_alloc&) {
   return TVL_ERR_BAD_PATH;
 }
 
 int CTVLClientSmbOpr::SyncDirOpen(const char* source, const char* target, const char* pattern,
-                                  SYNC_DIR_FILE_EXCLUDE exclude, unsigned int* total) {
+                                  SYNC_DIR_FILE_EXCLUDE exclude, unsigned int* total, bool below) {
   if (IsDirectory(source) == 0) return TVL_ERR_BAD_PATH;
   const bool target_was_there = FileExists(target) != 0;
   if (!target_was_there) CreateDirectoryA(target, nullptr);
   SyncDirFilePush(source, target, 0, SYNC_DIR_FILE_FOLDER);
   const Side from(source);
   const Side to(target);
-  VisitQuietly(from.With(pattern), [&](const char* name) {
-    const PathText file = from.With(name);
-    const PathText copy = to.With(name);
-    if (SyncDirFileIsExcluded(name, exclude) != 0) return true;
+  // What is beyond reach is not to be passed over in silence: it becomes a copy that can only fail.
+  const auto push_unreachable = [&] { SyncDirFilePush(source, "", 0, SYNC_DIR_FILE_COPY); };
+  const bool all_seen = VisitQuietly(from.With(pattern), [&](const WIN32_FIND_DATAA& found) {
+    if (SyncDirFileIsExcluded(found.cFileName, exclude) != 0) return;
+    const PathText file = from.With(found.cFileName);
+    const PathText copy = to.With(found.cFileName);
     if (!file.Fits() || !copy.Fits()) {
-      // Beyond reach, and not to be passed over in silence: a copy that can only fail.
-      SyncDirFilePush(source, "", 0, SYNC_DIR_FILE_COPY);
-    } else if (IsDirectory(file.Text()) != 0) {
-      SyncDirOpen(file.Text(), copy.Text(), pattern, exclude, total);
+      push_unreachable();
+    } else if ((found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
+      SyncDirOpen(file.Text(), copy.Text(), pattern, exclude, total, true);
     } else if (target_was_there && FilesAreEqual(fileCmp, file.Text(), copy.Text()) != 0) {
       SyncDirFilePush(file.Text(), copy.Text(), 0, SYNC_DIR_FILE_KEEP);
     } else {
@@ -81,17 +92,19 @@ int CTVLClientSmbOpr::SyncDirOpen(const char* source, const char* target, const 
       *total += size;
       SyncDirFilePush(file.Text(), copy.Text(), size, SYNC_DIR_FILE_COPY);
     }
-    return true;
   });
-  if (!target_was_there) return TVL_OK;  // a folder just made has nothing to delete
-  VisitQuietly(to.With(pattern), [&](const char* name) {
-    const PathText file = from.With(name);
-    const PathText copy = to.With(name);
-    const bool decidable = file.Fits() && copy.Fits() && SyncDirFileIsExcluded(name, exclude) == 0;
+  // A source that could not be read to its end must not cost the target what it holds.
+  if (!all_seen) push_unreachable();
+  // A folder just made has nothing to delete, and what lies behind a link in the tree is somebody else's.
+  if (!all_seen || !target_was_there || (below && IsLink(target))) return TVL_OK;
+  VisitQuietly(to.With(pattern), [&](const WIN32_FIND_DATAA& found) {
+    if (SyncDirFileIsExcluded(found.cFileName, exclude) != 0) return;
+    const PathText file = from.With(found.cFileName);
+    const PathText copy = to.With(found.cFileName);
+    const bool decidable = file.Fits() && copy.Fits();
     if (decidable && SyncDirFileExists(file.Text()) == 0) {
       SyncDirFilePush(file.Text(), copy.Text(), 0, SYNC_DIR_FILE_DELETE);
     }
-    return true;
   });
   return TVL_OK;
 }

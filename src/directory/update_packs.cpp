@@ -72,7 +72,7 @@ int CTVLClientSmbOpr::GetUpdatePacks(char* prefix, int& count, CString& list) tr
   std::vector<UpdatePack> packs;
   for (tvl::FolderSearch search(pattern.Text()); search.IsOpen();) {
     UpdatePack pack = {};
-    if (ParsePack(search.Name(), pack)) packs.push_back(pack);
+    if (ParsePack(search.Found().cFileName, pack)) packs.push_back(pack);
     if (!search.Next()) break;
   }
   std::sort(packs.begin(), packs.end(),

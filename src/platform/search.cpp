@@ -46,6 +46,9 @@ struct CloseFolder {
   void operator()(DIR* folder) const { closedir(folder); }
 };
 
+// Trivially destructible: connections are closed, and search, while the process ends.
+constinit thread_local bool came_to_end = true;
+
 bool IsSame(const struct stat& a, const struct stat& b) {
   return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
@@ -58,12 +61,13 @@ class Search {
   }
 
   bool Next(WIN32_FIND_DATAA* found) {
+    came_to_end = false;
     if (folder_ == nullptr) return false;
     while (const dirent* entry = NextEntry()) {
       const std::string_view name = entry->d_name;
-      if (!Matches(pattern_, name) || name.find('\\') != std::string_view::npos || LeadsBack(*entry))
+      if (!Matches(pattern_, name) || name.find('\\') != std::string_view::npos) continue;
+      if (name.size() >= sizeof found->cFileName || !FindAttributes(*entry, found->dwFileAttributes))
         continue;
-      if (name.size() >= sizeof found->cFileName) continue;
       name.copy(found->cFileName, name.size());
       found->cFileName[name.size()] = 0;
       return true;
@@ -75,22 +79,29 @@ class Search {
   const dirent* NextEntry() {
     errno = 0;
     const dirent* entry = readdir(folder_.get());
+    came_to_end = entry == nullptr && errno == 0;
     if (entry == nullptr && errno != 0) tvl::NoteError(path_.c_str(), errno);
     return entry;
   }
 
-  // True for a link to a folder that is the searched one or above it, by the parents that the file system
-  // knows or by the path that led here, which may itself go through links.
-  bool LeadsBack(const dirent& entry) const try {
-    if (entry.d_type != DT_LNK && entry.d_type != DT_UNKNOWN) return false;
+  // False for an entry that the search leaves out. Most file systems tell the kind of an entry with its name.
+  bool FindAttributes(const dirent& entry, DWORD& attributes) const {
+    attributes = entry.d_type == DT_DIR ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_NORMAL;
+    if (entry.d_type != DT_LNK && entry.d_type != DT_UNKNOWN) return true;
     const int folder = dirfd(folder_.get());
     struct stat status = {};
-    if (entry.d_type == DT_UNKNOWN &&
-        (fstatat(folder, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISLNK(status.st_mode))) {
-      return false;
-    }
-    if (fstatat(folder, entry.d_name, &status, 0) != 0 || !S_ISDIR(status.st_mode)) return false;
-    return IsAtOrAbove(status, folder) || IsOnTheWay(status);
+    if (fstatat(folder, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) return true;
+    const bool is_link = S_ISLNK(status.st_mode);
+    attributes = is_link ? FILE_ATTRIBUTE_REPARSE_POINT : 0;
+    if (is_link && fstatat(folder, entry.d_name, &status, 0) != 0) return true;
+    attributes |= S_ISDIR(status.st_mode) ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_NORMAL;
+    return !is_link || !S_ISDIR(status.st_mode) || !LeadsBack(status);
+  }
+
+  // True for a folder that is the searched one or above it, by the parents that the file system knows or by
+  // the path that led here, which may itself go through links.
+  bool LeadsBack(const struct stat& status) const try {
+    return IsAtOrAbove(status, dirfd(folder_.get())) || IsOnTheWay(status);
   } catch (const std::bad_alloc&) {
     return true;  // a walk must end
   }
@@ -134,6 +145,7 @@ std::unique_ptr<Search> StartSearch(const char* pattern) try {
   if (separator == std::string_view::npos) return std::make_unique<Search>(".", path);
   return std::make_unique<Search>(std::string(path.substr(0, separator + 1)), path.substr(separator + 1));
 } catch (const std::bad_alloc&) {
+  came_to_end = false;
   tvl::NoteError(pattern, ENOMEM);
   return nullptr;
 }
@@ -153,4 +165,8 @@ BOOL FindNextFileA(HANDLE search, WIN32_FIND_DATAA* found) {
 BOOL FindClose(HANDLE search) {
   delete AsSearch(search);
   return 1;
+}
+
+bool tvl::SearchCameToEnd() {
+  return came_to_end;
 }

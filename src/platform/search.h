@@ -5,6 +5,7 @@
 #include "platform/host_path.h"
 
 struct WIN32_FIND_DATAA {
+  DWORD dwFileAttributes;  // as GetFileAttributesA tells them
   char cFileName[tvl::kMaxPath];
 };
 
@@ -17,9 +18,17 @@ struct WIN32_FIND_DATAA {
 // and links to a folder that lead to the searched one or one above it, so that a walk ends.
 HANDLE FindFirstFileA(const char* pattern, WIN32_FIND_DATAA* found);
 
-// The next match. 0 when there is none.
+// The next match. 0 when there is none, or the folder can't be read on.
 BOOL FindNextFileA(HANDLE search, WIN32_FIND_DATAA* found);
 
 BOOL FindClose(HANDLE search);
+
+namespace tvl {
+
+// Why the calling thread's last FindFirstFileA or FindNextFileA gave nothing: true if there was nothing more
+// to give, false if the folder could not be read. Whoever deletes what a search does not give has to know.
+[[nodiscard]] bool SearchCameToEnd();
+
+}  // namespace tvl
 
 #endif

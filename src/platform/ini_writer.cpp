@@ -50,11 +50,13 @@ struct Place {
   std::size_t length;
 };
 
-// Where a line's value stands: all between the "=" and the line's end.
+// Where a line's value stands, its quotes with it; the blanks around it belong to whoever wrote the file.
 Place ValuePlace(string_view contents, std::size_t line, std::size_t end) {
   const std::size_t begin = contents.find('=', line) + 1;
-  if (end > begin && contents[end - 1] == '\r') --end;
-  return {begin, end - begin};
+  const string_view behind = contents.substr(begin, end - begin);
+  const string_view value = TrimIniText(behind);
+  if (value.empty()) return {begin, 0};
+  return {begin + static_cast<std::size_t>(value.data() - behind.data()), value.size()};
 }
 
 // What the file will hold: one key changed or added.
@@ -84,6 +86,7 @@ class Edit {
       const std::size_t end = std::min(contents_.find('\n', at), contents_.size());
       next = std::min(end + 1, contents_.size());
       string_view line = contents_.substr(at, end - at);
+      line = line.substr(0, line.find('\0'));  // as far as the reader reads it
       if (at == 0 && line.substr(0, kIniByteOrderMark.size()) == kIniByteOrderMark) {
         line.remove_prefix(kIniByteOrderMark.size());
       }
@@ -96,7 +99,7 @@ class Edit {
         place_.at = next;
         const IniKeyLine key_line = SplitIniLine(line);
         if (IsIniRemark(line) || !key_line.has_value || !SameIniName(key_line.name, key)) continue;
-        place_ = ValuePlace(contents_, at, end);
+        place_ = ValuePlace(contents_, at, std::min(end, contents_.find('\0', at)));
         has_key_ = true;
         return;
       }
@@ -136,9 +139,7 @@ int WriteAll(int descriptor, string_view contents) {
 // again unless it took the old one's place.
 class NewFile {
  public:
-  explicit NewFile(const std::string& beside)
-      : path_(beside + ".new"),
-        file_(System().open(path_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600)) {}
+  explicit NewFile(const std::string& beside) : path_(beside + ".new"), file_(Make(path_)) {}
   ~NewFile() {
     if (file_ >= 0) System().close(file_);
     if (file_ >= 0 && !renamed_) System().unlink(path_.c_str());
@@ -162,6 +163,12 @@ class NewFile {
   }
 
  private:
+  // What a writer that was killed has left behind may be another user's, who alone could open it.
+  static int Make(const std::string& path) {
+    System().unlink(path.c_str());
+    return System().open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  }
+
   static void SyncFolder(const std::string& path) {
     const int folder =
         System().open(path.substr(0, path.rfind('/') + 1).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0);
@@ -193,7 +200,8 @@ int Rewrite(const std::string& path, const OpenFile& old, string_view section, s
 }
 
 // One turn at the file: 0 done, EAGAIN if another writer has it or has just replaced it, else why not.
-int TryWrite(const std::string& path, string_view section, string_view key, string_view value) {
+int TryWrite(const char* file, string_view section, string_view key, string_view value) {
+  const std::string path = ResolvedPath(file);
   const OpenFile old(path.c_str(), O_RDWR | O_CREAT);
   if (!old.IsOpen()) return LastErrorCode();
   if (!HoldFile(old.Descriptor())) return LastErrorCode() == EBUSY ? EAGAIN : LastErrorCode();
@@ -205,9 +213,8 @@ int TryWrite(const std::string& path, string_view section, string_view key, stri
 
 int Write(const char* file, string_view section, string_view key, string_view value) {
   if (!CanBeRead(key, value)) return EINVAL;
-  const std::string path = ResolvedPath(file);
   for (int turn = 0; turn < kPatience; ++turn) {
-    const int problem = TryWrite(path, section, key, value);
+    const int problem = TryWrite(file, section, key, value);
     if (problem != EAGAIN) return problem;
     const timespec pause = {0, kPauseNanoseconds};
     nanosleep(&pause, nullptr);

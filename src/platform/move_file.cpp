@@ -17,6 +17,7 @@ namespace {
 struct Move {
   const char* from;
   const char* to;
+  int descriptor;
   int problem;
 };
 
@@ -31,15 +32,16 @@ int MoveUnlessTaken(const char* from, const char* to) {
   return System().rename(old_path.Text(), new_path.Text()) == 0 ? 0 : errno;
 }
 
+// The name may have come to mean another file since that was opened and probed; such a one stays.
 void MoveProbed(void* argument) {
   auto* move = static_cast<Move*>(argument);
-  move->problem = MoveUnlessTaken(move->from, move->to);
+  move->problem = StillNames(move->from, move->descriptor) ? MoveUnlessTaken(move->from, move->to) : EBUSY;
 }
 
 int MoveUnheld(const char* from, const char* to) {
   const OpenFile file(from, O_RDWR);
   if (!file.IsOpen()) return LastErrorCode();
-  Move move = {from, to, 0};
+  Move move = {from, to, file.Descriptor(), 0};
   return WhileUnheld(file.Descriptor(), MoveProbed, &move) ? move.problem : LastErrorCode();
 }
 

@@ -20,13 +20,13 @@ void Give(int value, int* output) {
 // The part that both readers have in common: outputs are 0 unless `read` brings a version.
 template <typename Read>
 int GiveVersion(Read read, const char* path, int* version, int* build, int* total) try {
+  for (int* output : {version, build, total}) Give(0, output);
   Version result = {};
-  const bool known = read(path, result);
-  if (!known) result = {};
+  if (!read(path, result)) return 0;
   Give(result.version, version);
   Give(result.build, build);
   Give(VersionTotal(result.version, result.build), total);
-  return known ? 1 : 0;
+  return 1;
 } catch (const std::bad_alloc&) {
   return 0;
 }

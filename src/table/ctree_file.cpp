@@ -163,6 +163,7 @@ void CCtreeFile::CloseHandle(int engineHandle) {
 
 int CCtreeFile::CreateFiles(const char* path, int recordLength, int firstKeyLength, int secondKeyLength) {
   if (!AreLengthsInBounds(recordLength, firstKeyLength, secondKeyLength)) return 0;
+  LoadTableEngine();  // there may be no object that has
   DeleteIndex(path, "k1");
   DeleteIndex(path, "k2");
   DeleteData(path);

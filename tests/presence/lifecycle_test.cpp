@@ -1,0 +1,296 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <tvlclient/tvlclient.h>
+
+#include "engine/helper_process.h"
+#include "presence/connection.h"
+#include "support/mounted_folder.h"
+#include "support/store.h"
+#include "support/temp_folder.h"
+#include "table/engine_binding.h"
+
+namespace {
+
+constexpr int kRecord = 20;
+constexpr int kKey = 8;
+
+std::string Numbered(std::string name, int number) {
+  name += std::to_string(number);
+  return name;
+}
+
+int StateOfLock(CTVLClientSmbOpr& connection, const char* object) {
+  int state = -1;
+  EXPECT_EQ(connection.Lock(Arg(object), &state, nullptr, nullptr, nullptr, nullptr, nullptr), TVL_OK);
+  return state;
+}
+
+// Writes rows whose keys begin with `name`, each by itself.
+bool WriteRows(CTVLClientSmbOpr& connection, const std::string& name, int rows) {
+  CTVLCtreeRs set(&connection);
+  bool good = set.Open(Arg("t.dat")) == TVL_OK;
+  for (int row = 0; good && row < rows; ++row) {
+    set.MakeEmpty();
+    const std::string key = Numbered(name, row);
+    good = set.AddNew(key.c_str(), nullptr, std::string(kRecord, 'r').data()) == 1 &&
+           set.WriteTheBlock() == TVL_OK;
+  }
+  return good;
+}
+
+int CountRows(CTVLClientSmbOpr& connection, const char* prefix) {
+  CTVLCtreeRs set(&connection);
+  if (set.Open(Arg("t.dat")) != TVL_OK || set.ReadKeyPrefiz(Arg(prefix)) != 1) return -1;
+  return set.Count();
+}
+
+class LifecycleTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    store_.Make();
+    ASSERT_EQ(CCtreeFile::CreateFiles((store_.root + "t.dat").c_str(), kRecord, kKey, 0), 1);
+  }
+
+  TempFolder folder_{TempFolder::Memory()};
+  Store store_{folder_.Host()};
+};
+
+TEST_F(LifecycleTest, ConnectionsOfTwoThreadsDoNotDisturbEachOther) {
+  CTVLClientSmbOpr staying;
+  ASSERT_EQ(store_.Connect(staying), TVL_OK);
+  CTVLCtreeRs set(&staying);
+  ASSERT_EQ(set.Open(Arg("t.dat")), TVL_OK);
+  std::thread coming([this] {
+    for (int round = 0; round < 20; ++round) {
+      CTVLClientSmbOpr connection;
+      ASSERT_EQ(store_.Connect(connection), TVL_OK);
+      EXPECT_EQ(connection.InstanceId(), 2);
+      EXPECT_EQ(StateOfLock(connection, "COMING"), 1);
+      EXPECT_TRUE(WriteRows(connection, Numbered("c", round) + "-", 5));
+      EXPECT_EQ(connection.Close(), TVL_OK);
+    }
+  });
+  for (int round = 0; round < 200; ++round) {
+    EXPECT_EQ(StateOfLock(staying, "STAYING"), 1);
+    set.MakeEmpty();
+    EXPECT_EQ(set.AddNew(Numbered("s", round).c_str(), nullptr, std::string(kRecord, 'r').data()), 1);
+    EXPECT_EQ(set.WriteTheBlock(), TVL_OK);
+    int state = -1;
+    EXPECT_EQ(staying.Unlock(Arg("STAYING"), &state, nullptr, nullptr, nullptr, nullptr, nullptr), TVL_OK);
+    EXPECT_EQ(state, 0);
+  }
+  coming.join();
+  EXPECT_EQ(StateOfLock(staying, "COMING"), 1) << "given back with its connection";
+  EXPECT_EQ(CountRows(staying, "c"), 100);
+  EXPECT_EQ(CountRows(staying, "s"), 200);
+}
+
+// A forked child that runs `work`, then ends as programs do, and within a while.
+pid_t Fork(const std::function<bool()>& work) {
+  const pid_t child = fork();
+  if (child != 0) return child;
+  alarm(60);
+  std::exit(work() ? 0 : 1);
+}
+
+TEST_F(LifecycleTest, AForkedChildTakesNothingFromItsParent) {
+  constexpr int rows = 500;
+  CTVLClientSmbOpr parent;
+  ASSERT_EQ(store_.Connect(parent), TVL_OK);
+  ASSERT_EQ(StateOfLock(parent, "PARENT"), 1);
+  CTVLCtreeRs set(&parent);
+  ASSERT_EQ(set.Open(Arg("t.dat")), TVL_OK);
+  const pid_t child = Fork([&] {
+    int state = -1;
+    const bool dead = parent.Lock(Arg("X"), &state, nullptr, nullptr, nullptr, nullptr, nullptr) != TVL_OK &&
+                      set.ReadKeyPrefiz(Arg("p")) == 0;
+    CTVLClientSmbOpr own;
+    return dead && store_.Connect(own) == TVL_OK && own.InstanceId() == 2 &&
+           StateOfLock(own, "PARENT") == 2 && StateOfLock(own, "CHILD") == 1 && WriteRows(own, "c", rows) &&
+           parent.Close() == TVL_OK;
+  });
+  EXPECT_TRUE(WriteRows(parent, "p", rows));
+  int status = -1;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(CountRows(parent, "p"), rows);
+  EXPECT_EQ(CountRows(parent, "c"), rows);
+  EXPECT_EQ(store_.Markers().size(), 1U) << "the child's own is gone, the parent's is there";
+  CTVLClientSmbOpr other;
+  ASSERT_EQ(store_.Connect(other), TVL_OK);
+  EXPECT_EQ(other.InstanceId(), 2);
+  EXPECT_EQ(StateOfLock(other, "PARENT"), 2);
+  EXPECT_EQ(StateOfLock(other, "CHILD"), 1);
+  EXPECT_EQ(DeleteFileA((store_.root + "t.dat").c_str()), 0) << "the parent's table is still in use";
+}
+
+// Forks inside a write batch, with a lock and a marker; both live until told otherwise.
+int ForkInABatch(const std::vector<std::string>& arguments) {
+  const Store store(arguments[0]);
+  CConnection me(store.locks.c_str(), store.procs.c_str(), "mgrx");
+  me.AllocateInstance();
+  if (me.Lock("PARENT") != 1) return 1;
+  const tvl::TableBatch batch(me.table->handle, tvl::TableBatch::Kind::kWrite);
+  if (!batch.HasBegun()) return 2;
+  if (fork() == 0) Tell("child lives");
+  Listen();
+  _exit(0);
+}
+const Role forkInABatch("fork-in-a-batch", ForkInABatch);
+
+TEST_F(LifecycleTest, AParentKilledInABatchLeavesNothingToItsChild) {
+  HelperProcess parent({"fork-in-a-batch", folder_.Host()});
+  ASSERT_EQ(parent.Hear(), "child lives");
+  parent.Signal(SIGKILL);
+  ASSERT_EQ(parent.Wait(), -SIGKILL);
+  const auto start = std::chrono::steady_clock::now();
+  CTVLClientSmbOpr other;
+  ASSERT_EQ(store_.Connect(other), TVL_OK);
+  EXPECT_EQ(other.InstanceId(), 1);
+  EXPECT_EQ(StateOfLock(other, "PARENT"), 1);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(8))
+      << "nobody had to be waited for";
+  EXPECT_EQ(store_.Markers().size(), 1U);
+}
+
+// Ends the program with everything open: connections of both kinds, a lock, a table, a batch of rows.
+int LeaveOpen(const std::vector<std::string>& arguments) {
+  const Store store(arguments[0]);
+  if (TVLConnect2Dir(Arg(""), Arg(store.config), Arg("mgrx")) != TVL_OK) return 1;
+  int state = 0;
+  TVLLockObject(Arg("LEFT"), &state, nullptr, nullptr, nullptr, nullptr, nullptr);
+  if (state != 1) return 2;
+  static CTVLClientSmbOpr second;
+  static CTVLCtreeRs set(&second);
+  if (store.Connect(second) != TVL_OK || StateOfLock(second, "SECOND") != 1) return 3;
+  if (set.Open(Arg("t.dat")) != TVL_OK || set.ReadKeyPrefiz(Arg("t")) != 1) return 4;
+  Tell("open");
+  if (arguments[1] == "thread") std::thread([] { std::exit(0); }).join();
+  std::exit(0);
+}
+const Role leaveOpen("leave-open", LeaveOpen);
+
+TEST_F(LifecycleTest, WhatIsOpenAtTheEndIsClosedInOrder) {
+  for (const char* leaving : {"main", "thread"}) {
+    HelperProcess program({"leave-open", folder_.Host(), leaving});
+    EXPECT_EQ(program.Hear(), "open");
+    EXPECT_EQ(program.Wait(), 0);
+    EXPECT_TRUE(store_.Markers().empty()) << testing::PrintToString(store_.Markers());
+    CConnection looking(store_.locks.c_str(), store_.procs.c_str(), "look");
+    std::vector<tvl::LockRow> rows;
+    EXPECT_TRUE(looking.ListLocks(rows));
+    EXPECT_TRUE(rows.empty());
+    EXPECT_FALSE(std::filesystem::exists(store_.rootHost + "t.dat-journal"));
+  }
+}
+
+TEST(Mounted, AStoreThatCannotBeWrittenCanBeRead) {
+  const TempFolder folder;
+  const MountedFolder disk(folder.Host("disk"), "size=8m");
+  if (!disk.IsMounted()) GTEST_SKIP() << "only root can mount";
+  const Store store(disk.Path());
+  store.Make();
+  ASSERT_EQ(CCtreeFile::CreateFiles((store.root + "t.dat").c_str(), kRecord, kKey, 0), 1);
+  {
+    CTVLClientSmbOpr before;
+    ASSERT_EQ(store.Connect(before), TVL_OK);
+    EXPECT_TRUE(WriteRows(before, "a", 3));
+    HelperProcess killed({"leave-lock", disk.Path()});
+    EXPECT_EQ(killed.Hear(), "1");
+    killed.Signal(SIGKILL);
+    killed.Wait();
+  }
+  UnloadTableEngine();
+  ASSERT_TRUE(disk.MakeReadOnly());
+  CTVLClientSmbOpr connection;
+  EXPECT_EQ(store.Connect(connection), TVL_OK);
+  EXPECT_EQ(connection.InstanceId(), 1);
+  EXPECT_EQ(store.Markers().size(), 1U);
+  EXPECT_EQ(StateOfLock(connection, "FREE"), 0);
+  EXPECT_EQ(StateOfLock(connection, "DEAD"), 2) << "a marker that can't be deleted counts";
+  EXPECT_EQ(CountRows(connection, "a"), 3);
+  CTVLCtreeRs set(&connection);
+  EXPECT_EQ(set.Open(Arg("t.dat")), TVL_OK);
+  EXPECT_EQ(set.AddNew("b", nullptr, nullptr), 1);
+  EXPECT_EQ(set.WriteTheBlock(), TVL_ERR_RS_WRITE);
+  EXPECT_EQ(set.DeleteKeyPrefiz(Arg("a\x01")), TVL_ERR_RS_DELETE);
+  EXPECT_EQ(set.InitAndOpen(Arg("new.dat"), kRecord, kKey, 0), TVL_ERR_DELETE_FILE);
+  EXPECT_EQ(CountRows(connection, "a"), 3);
+}
+
+int LeaveLock(const std::vector<std::string>& arguments) {
+  const Store store(arguments[0]);
+  CConnection me(store.locks.c_str(), store.procs.c_str(), "mgrx");
+  me.AllocateInstance();
+  Tell(std::to_string(me.Lock("DEAD")));
+  Listen();
+  return 0;
+}
+const Role leaveLock("leave-lock", LeaveLock);
+
+TEST(Mounted, AFullStoreRefusesAndStaysWhole) {
+  const TempFolder folder;
+  const MountedFolder disk(folder.Host("disk"), "size=4m");
+  if (!disk.IsMounted()) GTEST_SKIP() << "only root can mount";
+  const Store store(disk.Path());
+  store.Make();
+  ASSERT_EQ(CCtreeFile::CreateFiles((store.root + "t.dat").c_str(), kRecord, kKey, 0), 1);
+  CTVLClientSmbOpr connection;
+  ASSERT_EQ(store.Connect(connection), TVL_OK);
+  ASSERT_TRUE(WriteRows(connection, "a", 3));
+  CTVLCtreeRs set(&connection);
+  ASSERT_EQ(set.Open(Arg("t.dat")), TVL_OK);
+  ASSERT_EQ(set.Extend(50'000), 1);
+  for (int row = 0; row < 50'000; ++row) {
+    ASSERT_EQ(set.AddNew(Numbered("b", row).c_str(), nullptr, nullptr), 1);
+  }
+  disk.FillUp(100'000);
+  EXPECT_EQ(set.WriteTheBlock(), TVL_ERR_RS_WRITE);
+  disk.FillUp(0);
+  EXPECT_EQ(StateOfLock(connection, "ORD1"), 0);
+  EXPECT_EQ(set.InitAndOpen(Arg("new.dat"), kRecord, kKey, 0), TVL_ERR_DELETE_FILE);
+  disk.FreeUp();
+  EXPECT_EQ(StateOfLock(connection, "ORD1"), 1);
+  EXPECT_EQ(CountRows(connection, "a"), 3);
+  EXPECT_EQ(CountRows(connection, "b"), 0) << "one transaction";
+  EXPECT_TRUE(WriteRows(connection, "c", 3));
+}
+
+// An instance that can't make its marker works, and counts as dead for everybody else.
+int LockWithoutMarker(const std::vector<std::string>& arguments) {
+  const Store store(arguments[0]);
+  LoadTableEngine();
+  if (setgid(65534) != 0 || setuid(65534) != 0) return 1;
+  CTVLClientSmbOpr connection;
+  if (store.Connect(connection) != TVL_OK || connection.InstanceId() != 1) return 2;
+  if (StateOfLock(connection, "ORD1") != 1) return 3;
+  Tell("locked");
+  Listen();
+  return 0;
+}
+const Role lockWithoutMarker("lock-without-marker", LockWithoutMarker);
+
+TEST_F(LifecycleTest, WithoutAMarkerALockIsNobodys) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can become another user";
+  std::filesystem::permissions(store_.procsHost, std::filesystem::perms(0555));
+  HelperProcess unseen({"lock-without-marker", folder_.Host()});
+  ASSERT_EQ(unseen.Hear(), "locked");
+  EXPECT_TRUE(store_.Markers().empty());
+  CTVLClientSmbOpr other;
+  ASSERT_EQ(store_.Connect(other, "view"), TVL_OK);
+  EXPECT_EQ(StateOfLock(other, "ORD1"), 1);
+  unseen.Say("end");
+  EXPECT_EQ(unseen.Wait(), 0);
+}
+
+}  // namespace

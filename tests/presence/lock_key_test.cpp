@@ -1,0 +1,74 @@
+#include "presence/lock_key.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+std::string Filled(std::string text, std::size_t width) {
+  text.resize(width, ' ');
+  return text;
+}
+
+TEST(LockKey, HasEachPartAtItsPlace) {
+  const std::string longName(40, 'n');
+  const struct {
+    const char* object;
+    const char* computer;
+    const char* address;
+    const char* clientClass;
+    int instance;
+    std::string key;
+  } cases[] = {
+      {"ORD1", "pc12", "7f000001", "mgrx", 2, Filled(" 1ORD1", 34) + Filled("pc12", 32) + "7f000001mgrx0002"},
+      {"ORD1", nullptr, nullptr, nullptr, 0, Filled(" 1ORD1", 78) + "0000"},
+      {"", "", "", "", 0, Filled(" 1", 78) + "0000"},
+      {nullptr, "pc12", "7f00001", "mgr", 12,
+       Filled(" 1", 34) + Filled("pc12", 44) + "0012"},  // no address, no class
+      {"A", "pc12", "7f0000012", "mgrxyz", 9999, Filled(" 1A", 34) + Filled("pc12", 40) + "mgrx9999"},
+      {longName.c_str(), longName.c_str(), "7f000001", "mgrx", 12345,
+       " 1" + longName.substr(0, 32) + longName.substr(0, 32) + "7f000001mgrx9999"},
+  };
+  for (const auto& test : cases) {
+    char buffer[kLockKeyRoom + 1];
+    std::fill_n(buffer, sizeof buffer, '?');
+    EXPECT_EQ(BuildLockKey(buffer, test.object, test.computer, test.address, test.clientClass, test.instance),
+              buffer);
+    EXPECT_EQ(std::string(buffer, kLockKeyRoom), test.key + std::string(kLockKeyRoom - kLockKeyLength, '\0'));
+    EXPECT_EQ(buffer[kLockKeyRoom], '?');
+  }
+}
+
+TEST(LockKey, ComesApartAgain) {
+  char key[kLockKeyRoom];
+  const std::string whole(32, 'w');
+  for (const std::string& name : {std::string("ORD 1"), whole}) {
+    BuildLockKey(key, name.c_str(), name.c_str(), "c0a80001", "v1.0", 123);
+    char object[33];
+    char computer[33];
+    char address[9];
+    char clientClass[5];
+    int instance = 0;
+    ParseLockKey(key, object, computer, address, clientClass, &instance);
+    EXPECT_EQ(object, name);
+    EXPECT_EQ(computer, name);
+    EXPECT_STREQ(address, "c0a80001");
+    EXPECT_STREQ(clientClass, "v1.0");
+    EXPECT_EQ(instance, 123);
+    ParseLockKey(key, nullptr, nullptr, nullptr, nullptr, nullptr);
+  }
+}
+
+TEST(LockKey, OfAnObjectAloneLiesJustBelowItsRows) {
+  char below[kLockKeyRoom];
+  char row[kLockKeyRoom];
+  char nextObject[kLockKeyRoom];
+  BuildLockKey(below, "A", nullptr, nullptr, nullptr, 0);
+  BuildLockKey(row, "A", "!", "00000000", "    ", 1);
+  BuildLockKey(nextObject, "A!", nullptr, nullptr, nullptr, 0);
+  EXPECT_LT(std::string(below, kLockKeyLength), std::string(row, kLockKeyLength));
+  EXPECT_LT(std::string(row, kLockKeyLength), std::string(nextObject, kLockKeyLength));
+}
+
+}  // namespace

@@ -1,0 +1,247 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "presence/connection.h"
+#include "presence/held_marker.h"
+#include "support/store.h"
+#include "support/temp_folder.h"
+
+namespace {
+
+struct Me : CConnection {
+  explicit Me(const Store& store, const char* clientClass = "mgrx", const char* computerName = "pc12",
+              const char* address = "127.0.0.1", const char* userName = "ann")
+      : CConnection(store.locks.c_str(), store.procs.c_str(), clientClass, computerName, address, userName) {
+    AllocateInstance();
+  }
+};
+
+class LocksTest : public testing::Test {
+ protected:
+  void SetUp() override { store_.Make(); }
+
+  // Names of the objects in the table, each with a "|", whoever looks.
+  [[nodiscard]] std::string Rows() const {
+    CConnection looking(store_.locks.c_str(), store_.procs.c_str(), "look");
+    std::vector<tvl::LockRow> rows;
+    EXPECT_TRUE(looking.ListLocks(rows));
+    std::string names;
+    for (const tvl::LockRow& row : rows) names += std::string(row.object) + (row.alive ? "|" : "(dead)|");
+    return names;
+  }
+
+  TempFolder folder_;
+  Store store_{folder_.Host()};
+};
+
+std::string Owner(const CConnection& me) {
+  return std::string(me.ownerComputer) + ' ' + me.ownerClass + ' ' + std::to_string(me.ownerInstance) + ' ' +
+         std::to_string(me.ownerPid == getpid() ? 1 : me.ownerPid) + ' ' + me.ownerIp + ' ' + me.ownerUser;
+}
+
+constexpr char kNobody[] = "  0 0  ";
+
+TEST_F(LocksTest, AFreeObjectIsTakenOnceAndGivenBackOnce) {
+  Me me(store_);
+  EXPECT_EQ(me.Unlock("ORD1"), 0);
+  EXPECT_EQ(Owner(me), kNobody);
+  for (int again = 0; again < 2; ++again) {
+    EXPECT_EQ(me.Lock("ORD1"), 1);
+    EXPECT_EQ(Owner(me), "pc12 mgrx 1 1 127.0.0.1 ann");
+    EXPECT_EQ(me.lockCount, 1);
+    EXPECT_EQ(Rows(), "ORD1|");
+  }
+  EXPECT_EQ(me.Unlock("ORD1"), 0);
+  EXPECT_EQ(me.lockCount, 0);
+  EXPECT_EQ(Owner(me), kNobody);
+  EXPECT_STREQ(me.object, "");
+  EXPECT_EQ(Rows(), "");
+}
+
+TEST_F(LocksTest, WhoHoldsItDecidesTheState) {
+  const struct {
+    const char* clientClass;
+    const char* computer;
+    const char* address;
+    int state;
+    const char* owner;
+  } cases[] = {
+      {"mgrx", "pc12", "127.0.0.1", 2, "pc12 mgrx 2 1 127.0.0.1 bob"},  // gets another number
+      {"view", "pc12", "127.0.0.1", 2, "pc12 view 1 1 127.0.0.1 bob"},  // the same number, another class
+      {"mgrx", "pc13", "127.0.0.1", 3, "pc13 mgrx 1 1 127.0.0.1 bob"},
+      {"mgrx", "pc12", "10.0.0.7", 3, "pc12 mgrx 1 1 10.0.0.7 bob"},
+      {"view", "my-own-pc-of-twenty-nine-chars", "10.0.0.7", 3,
+       "my-own-pc-of-twenty-nine-chars view 1 1 10.0.0.7 bob"},
+      {"v1.0", "pc-12", "255.255.255.255", 3, "pc-12 v1.0 1 1 255.255.255.255 bob"},
+  };
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.owner);
+    Me me(store_);
+    auto other = std::make_unique<Me>(store_, test.clientClass, test.computer, test.address, "bob");
+    ASSERT_EQ(other->Lock("ORD1"), 1);
+    for (const auto operation : {&CConnection::Lock, &CConnection::Unlock, &CConnection::CheckLock}) {
+      EXPECT_EQ((me.*operation)("ORD1"), test.state);
+      EXPECT_EQ(Owner(me), test.owner);
+      EXPECT_EQ(me.lockCount, 0);
+    }
+    EXPECT_EQ(other->CheckLock("ORD1"), 1);
+    other.reset();
+    EXPECT_EQ(me.Lock("ORD1"), 1);
+    EXPECT_EQ(me.Unlock("ORD1"), 0);
+  }
+}
+
+TEST_F(LocksTest, AnotherOnePretendsToBeMe) {
+  // A restarted client of the same identity is the same owner: process and user play no part.
+  Me me(store_);
+  ASSERT_EQ(me.Lock("ORD1"), 1);
+  CConnection twin(store_.locks.c_str(), store_.procs.c_str(), "MGRX", "PC12", "127.0.0.1", "bob");
+  twin.instance = 1;
+  EXPECT_EQ(twin.Lock("ORD1"), 1);
+  EXPECT_EQ(Owner(twin), "pc12 mgrx 1 1 127.0.0.1 ann");
+}
+
+// What an instance that has died leaves behind: its row, and its marker unless somebody has met that before.
+TEST_F(LocksTest, TheDeadAreClearedAway) {
+  for (const bool markerLeft : {true, false}) {
+    for (const auto operation : {&CConnection::Lock, &CConnection::Unlock, &CConnection::CheckLock}) {
+      {
+        Me dead(store_, "view", "pc13");
+        ASSERT_EQ(dead.Lock("A"), 1);
+        dead.lockCount = 0;
+      }
+      const std::string marker = store_.procsHost + "pc13-7f000001-001." + [] {
+        char pid[16];
+        std::snprintf(pid, sizeof pid, "%x", static_cast<unsigned int>(getpid()));
+        return std::string(pid);
+      }() + ".view.tvp";
+      if (markerLeft) std::ofstream(marker).flush();
+      ASSERT_EQ(Rows(), "A(dead)|");
+      Me me(store_);
+      const bool locks = operation == &CConnection::Lock;
+      EXPECT_EQ((me.*operation)("A"), locks ? 1 : 0);
+      EXPECT_EQ(Owner(me), locks ? "pc12 mgrx 1 1 127.0.0.1 ann" : kNobody);
+      EXPECT_FALSE(std::filesystem::exists(marker));
+      EXPECT_EQ(Rows(), locks ? "A|" : "");
+    }
+  }
+}
+
+TEST_F(LocksTest, NamesOfObjects) {
+  const struct {
+    std::string name;
+    int state;
+    std::string row;
+  } cases[] = {
+      {std::string(31, 'n'), 1, std::string(31, 'n')},
+      {std::string(32, 'n'), 1, std::string(32, 'n')},
+      {std::string(33, 'n'), 0, ""},
+      {std::string(5000, 'n'), 0, ""},
+      {"", 0, ""},
+      {" ", 0, ""},
+      {std::string(20, ' '), 0, ""},
+      {"ORD1 \t ", 1, "ORD1"},
+      {"ORD1" + std::string(70, ' ') + "x", 0, ""},  // not the object ORD1
+      {" lead", 1, " lead"},
+      {"a=b=c", 1, "a=b=c"},
+      {"\xE0\xFF|%s\\..", 1, "\xE0\xFF|%s\\.."},
+  };
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.name);
+    Me me(store_);
+    Me other(store_);
+    EXPECT_EQ(me.Lock(test.name.c_str()), test.state);
+    EXPECT_EQ(Rows(), test.row.empty() ? "" : test.row + "|");
+    EXPECT_EQ(other.Lock(test.name.c_str()), test.state == 1 ? 2 : 0);
+    EXPECT_EQ(me.Unlock(test.name.c_str()), 0);
+    EXPECT_EQ(Rows(), "");
+  }
+}
+
+TEST_F(LocksTest, ANameInOtherLettersIsTheSameObjectWhereTheOrderFindsIt) {
+  Me me(store_);
+  Me other(store_);
+  ASSERT_EQ(me.Lock("ord1"), 1);
+  EXPECT_EQ(me.Lock("ORD1"), 1) << "found behind the key of capitals";
+  EXPECT_EQ(other.Lock("ORD1"), 2);
+  EXPECT_EQ(me.Unlock("ORD1"), 1) << "no row has that very key";
+  EXPECT_EQ(Rows(), "ord1|");
+  EXPECT_EQ(me.Unlock("ord1"), 0);
+}
+
+TEST_F(LocksTest, AnEndTakesTheRowsAboveAllOthers) {
+  Me other(store_, "mgrx", "pc13");
+  ASSERT_EQ(other.Lock("m"), 1);
+  {
+    Me me(store_);
+    for (const char* name : {"a", "z", "y"}) ASSERT_EQ(me.Lock(name), 1);
+    EXPECT_EQ(Rows(), "a|m|y|z|");
+  }
+  EXPECT_EQ(Rows(), "a(dead)|m|");
+  EXPECT_EQ(other.Lock("a"), 1);
+}
+
+TEST_F(LocksTest, AStartTakesWhatItsDeadNamesakeLeft) {
+  for (const char* name : {"a", "m", "z"}) {
+    Me dead(store_);
+    ASSERT_EQ(dead.Lock(name), 1);
+    dead.lockCount = 0;
+  }
+  ASSERT_EQ(Rows(), "z(dead)|") << "each start has taken the one before";
+  Me me(store_);
+  EXPECT_EQ(Rows(), "");
+}
+
+TEST_F(LocksTest, WithoutATableNothingIsLocked) {
+  std::filesystem::remove(store_.lockTableHost);
+  Me me(store_);
+  EXPECT_EQ(me.instance, 1);
+  EXPECT_EQ(store_.Markers().size(), 1U);
+  for (const auto operation : {&CConnection::Lock, &CConnection::Unlock, &CConnection::CheckLock}) {
+    EXPECT_EQ((me.*operation)("ORD1"), 0);
+    EXPECT_EQ(Owner(me), kNobody);
+  }
+  EXPECT_FALSE(std::filesystem::exists(store_.lockTableHost)) << "nobody makes the table on the way";
+  std::vector<tvl::LockRow> rows;
+  EXPECT_FALSE(me.ListLocks(rows));
+}
+
+TEST_F(LocksTest, AConnectionHandsTheOwnerOut) {
+  CTVLClientSmbOpr store;
+  int state = 9;
+  EXPECT_EQ(store.Lock(Arg("A"), &state, nullptr, nullptr, nullptr, nullptr, nullptr), TVL_ERR_NOT_CONNECTED);
+  EXPECT_EQ(store.Unlock(Arg("A"), &state, nullptr, nullptr, nullptr, nullptr, nullptr),
+            TVL_ERR_NOT_CONNECTED);
+  EXPECT_EQ(state, 9);
+  int count = 9;
+  CString list("old");
+  EXPECT_EQ(store.GetProcessesList(Arg("*"), count, list), TVL_ERR_NOT_CONNECTED);
+  EXPECT_EQ(count, 0);
+  EXPECT_STREQ(list, "");
+
+  ASSERT_EQ(store_.Connect(store), TVL_OK);
+  Me other(store_, "view", "pc13", "10.0.0.7", "bob");
+  ASSERT_EQ(other.Lock("A"), 1);
+  char computer[64];
+  char ip[16];
+  char user[65];
+  int instance = 0;
+  int pid = 0;
+  EXPECT_EQ(store.Lock(Arg("A"), &state, computer, &instance, &pid, ip, user), TVL_OK);
+  EXPECT_EQ(state, 3);
+  EXPECT_STREQ(computer, "pc13");
+  EXPECT_STREQ(ip, "10.0.0.7");
+  EXPECT_STREQ(user, "bob");
+  EXPECT_EQ(instance, 1);
+  EXPECT_EQ(pid, getpid());
+  EXPECT_EQ(store.Lock(Arg("B"), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), TVL_OK);
+  EXPECT_EQ(Rows(), "A|B|");
+  EXPECT_EQ(store.GetProcessesList(Arg("view"), count, list), TVL_OK);
+  EXPECT_EQ(count, 1);
+}
+
+}  // namespace

@@ -1,0 +1,116 @@
+#include <gtest/gtest.h>
+
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <tvlclient/smb_opr.h>
+
+#include "base/text.h"
+
+namespace {
+
+using std::string;
+
+class List : public CTVLClientSmbOpr {
+ public:
+  using CTVLClientOpr::SyncDirFileExists;
+  using CTVLClientOpr::SyncDirFileIsExcluded;
+  using CTVLClientOpr::SyncDirFilePush;
+  using CTVLClientOpr::SyncDirRelease;
+  void Push(const string& source) { SyncDirFilePush(source.c_str(), "t", 0, SYNC_DIR_FILE_KEEP); }
+};
+
+TEST(SyncList, ExcludesByTheLastExtensionOnly) {
+  const struct {
+    const char* path;
+    int mask;  // the sets of flags that exclude it: bit n for the value n
+  } rows[] = {
+      {"a.mdb", 0b10101010},
+      {"A.LDB", 0b10101010},
+      {"x\\a.doc", 0b11001100},
+      {"a.DocX", 0b11001100},
+      {"a.rtf", 0b11001100},
+      {"a.PDF", 0b11110000},
+      {".pdf", 0b11110000},
+      {"a.doc.bak", 0},
+      {"doc", 0},
+      {"a.docxx", 0},
+      {"a.do", 0},
+      {"a.", 0},
+      {"d.pdf\\plain", 0},
+      {"a.pdf ", 0},
+      {"x\\.", 0xFF},
+      {"x\\..", 0xFF},
+      {"..", 0xFF},
+      {"...", 0},
+      {"", 0},
+      {"x\\", 0},
+  };
+  for (const auto& row : rows) {
+    for (int flags = 0; flags < 8; ++flags) {
+      EXPECT_EQ(List::SyncDirFileIsExcluded(row.path, static_cast<SYNC_DIR_FILE_EXCLUDE>(flags)),
+                row.mask >> flags & 1)
+          << row.path << " " << flags;
+    }
+  }
+}
+
+// The index gives what a search from the first entry would give.
+TEST(SyncList, FindsSourcesAsAPlainSearchDoes) {
+  std::mt19937 random(20);
+  for (int round = 0; round < 40; ++round) {
+    List list;
+    std::vector<string> pushed;
+    const auto name = [&] {
+      string text = "\\r\\";
+      for (std::size_t length = 1 + random() % 3; length > 0; --length)
+        text += "aAbB\xE0\xC0[{@`zZ"[random() % 12];
+      return text;
+    };
+    for (int step = 0; step < 150; ++step) {
+      if (random() % 2 == 0) {
+        pushed.push_back(name());
+        list.Push(pushed.back());
+      }
+      const string wanted = name();
+      const bool found = std::any_of(pushed.begin(), pushed.end(), [&](const string& entry) {
+        return tvl::EqualNoCase(entry.c_str(), wanted.c_str());
+      });
+      ASSERT_EQ(list.SyncDirFileExists(wanted.c_str()), found ? 1 : 0) << wanted;
+    }
+    list.SyncDirRelease();
+    for (const string& entry : pushed) ASSERT_EQ(list.SyncDirFileExists(entry.c_str()), 0);
+    EXPECT_EQ(list.SyncPlanCount(), 0);
+  }
+}
+
+TEST(SyncList, ShowsItsEntriesAndTakesThemOut) {
+  List list;
+  const string longest(259, 'l');
+  list.SyncDirFilePush(longest.c_str(), "t0", 7, SYNC_DIR_FILE_COPY);
+  list.SyncDirFilePush("s1", longest.c_str(), 0, SYNC_DIR_FILE_DELETE);
+  const char* source = nullptr;
+  const char* target = nullptr;
+  unsigned int size = 0;
+  SYNC_DIR_FILE_OPERATION operation = SYNC_DIR_FILE_KEEP;
+  for (const int outside : {-1, 2, 1000}) {
+    EXPECT_EQ(list.SyncPlanEntry(outside, &source, &target, &size, &operation), 0);
+    EXPECT_EQ(list.SyncPlanTakeOut(outside), 0);
+  }
+  ASSERT_EQ(list.SyncPlanEntry(0, &source, &target, &size, &operation), 1);
+  EXPECT_EQ(source, longest);
+  EXPECT_STREQ(target, "t0");
+  EXPECT_EQ(size, 7U);
+  EXPECT_EQ(operation, SYNC_DIR_FILE_COPY);
+  EXPECT_EQ(list.SyncPlanTakeOut(1), 1);
+  ASSERT_EQ(list.SyncPlanEntry(1, &source, &target, &size, &operation), 1);
+  EXPECT_EQ(operation, SYNC_DIR_FILE_KEEP);
+  List copy = list;
+  EXPECT_EQ(copy.SyncPlanCount(), 0) << "a copy has planned nothing";
+  list.SyncPlanDrop();
+  EXPECT_EQ(list.SyncPlanCount(), 0);
+}
+
+}  // namespace

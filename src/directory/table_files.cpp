@@ -57,6 +57,8 @@ enum class Scan { kGoesOn, kEnded, kOutOfMemory };
 // One item of a read list: the search, and the rows it brings.
 class ItemScan {
  public:
+  ItemScan(const ItemScan&) = delete;  // it refers to a part of itself
+  ItemScan& operator=(const ItemScan&) = delete;
   ItemScan(CCtreeFile& file, string_view item, int key_number, bool is_prefix)
       : file_(file),
         item_(item),
@@ -93,7 +95,7 @@ class ItemScan {
 };
 
 // Reads all that an item finds. False if memory ran out.
-bool ReadItem(ItemScan scan, CCore& block, int& rows) {
+bool ReadItem(ItemScan& scan, CCore& block, int& rows) {
   for (;;) {
     const Scan result = scan.Next(block);
     if (result != Scan::kGoesOn) return result == Scan::kEnded;
@@ -244,9 +246,8 @@ int CTVLClientSmbOpr::CTFileRead(int handle, int prefix, int& rows, char* readLi
   const TableBatch batch(handle, TableBatch::Kind::kRead);
   if (!batch.HasBegun()) return TVL_ERR_SERVER_FILE;
   for (; !item.empty(); item = list.Next()) {
-    if (!ReadItem(ItemScan(file, item, keyNumber, prefix != 0), *static_cast<CCore*>(block), rows)) {
-      return TVL_ERR_SERVER_FILE;
-    }
+    ItemScan scan(file, item, keyNumber, prefix != 0);
+    if (!ReadItem(scan, *static_cast<CCore*>(block), rows)) return TVL_ERR_SERVER_FILE;
   }
   return TVL_OK;
 } catch (const std::bad_alloc&) {

@@ -1,6 +1,9 @@
 #include "platform/modules.h"
 
 #include <dlfcn.h>
+#include <elf.h>
+#include <fcntl.h>
+#include <link.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,8 +12,39 @@
 
 #include "platform/host_path.h"
 #include "platform/last_error.h"
+#include "platform/open_file.h"
 
 namespace {
+
+template <typename Header>
+bool ReadHeader(int descriptor, std::size_t offset, Header& header) {
+  return pread(descriptor, &header, sizeof header, static_cast<off_t>(offset)) ==
+         static_cast<ssize_t>(sizeof header);
+}
+
+bool EndsInside(const ElfW(Phdr) & segment, std::size_t size) {
+  return segment.p_type != PT_LOAD ||
+         (segment.p_offset <= size && segment.p_filesz <= size - segment.p_offset);
+}
+
+// True if the file has all the bytes that loading maps. The loader doesn't look: it maps pages behind the end
+// of a file cut short, and the process dies when it touches one.
+bool IsWholeModule(const char* path) {
+  const tvl::OpenFile file(path, O_RDONLY);
+  ElfW(Ehdr) head = {};
+  if (!file.IsOpen() || !ReadHeader(file.Descriptor(), 0, head) ||
+      std::memcmp(head.e_ident, ELFMAG, SELFMAG) != 0) {
+    return false;
+  }
+  for (std::size_t i = 0; i < head.e_phnum; ++i) {
+    ElfW(Phdr) segment = {};
+    if (!ReadHeader(file.Descriptor(), head.e_phoff + i * sizeof segment, segment) ||
+        !EndsInside(segment, static_cast<std::size_t>(file.Status().st_size))) {
+      return false;
+    }
+  }
+  return true;
+}
 
 DWORD GiveLogicalPath(const char* host_path, std::size_t length, char* buffer, DWORD size) {
   if (size > 0) buffer[0] = 0;
@@ -38,7 +72,7 @@ DWORD tvl::OwnModuleFileName(char* buffer, DWORD size) {
 HMODULE LoadLibraryA(const char* path) {
   const tvl::HostPath host(path);
   if (access(host.Text(), F_OK) != 0) return nullptr;
-  HMODULE module = dlopen(host.Text(), RTLD_NOW | RTLD_LOCAL);
+  HMODULE module = IsWholeModule(path) ? dlopen(host.Text(), RTLD_NOW | RTLD_LOCAL) : nullptr;
   if (module == nullptr) tvl::NoteError(path, ENOEXEC);
   return module;
 }

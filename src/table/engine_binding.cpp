@@ -91,7 +91,8 @@ void ResolveAll(HMODULE module) {
   for (std::size_t i = 0; i < kFunctions; ++i) {
     addresses[i].store(GetProcAddress(module, kNames[i]), std::memory_order_release);
   }
-  // A batch that can't be ended must not begin.
+  // One without the other is no use: a batch that can't be ended must not begin.
+  if (addresses[kBeginBatch].load() == nullptr) addresses[kEndBatch].store(nullptr);
   if (addresses[kEndBatch].load() == nullptr) addresses[kBeginBatch].store(nullptr);
 }
 

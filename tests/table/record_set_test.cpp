@@ -1,0 +1,208 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include <tvlclient/tvlclient.h>
+
+#include "support/store.h"
+#include "support/temp_folder.h"
+
+namespace {
+
+constexpr int kRecord = 6;
+constexpr int kKey1 = 4;
+constexpr int kKey2 = 3;
+
+class RecordSetTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    store_.Make();
+    ASSERT_EQ(store_.Connect(connection_), TVL_OK);
+  }
+  void Open() { ASSERT_EQ(set_.InitAndOpen(Arg("t.dat"), kRecord, kKey1, kKey2), TVL_OK); }
+  void Add(const std::vector<std::string>& keys) {
+    for (const std::string& key : keys) ASSERT_EQ(set_.AddNew(key.c_str(), "k2", "record"), 1);
+  }
+  std::vector<std::string> Keys() {
+    std::vector<std::string> keys;
+    for (set_.Rewind(); set_.Next() == 1;) keys.emplace_back(set_.Key1(-1));
+    return keys;
+  }
+
+  TempFolder folder_{TempFolder::Memory()};
+  Store store_{folder_.Host()};
+  CTVLClientSmbOpr connection_;
+  CTVLCtreeRs set_{&connection_};
+};
+
+TEST_F(RecordSetTest, AClosedSetRefusesEverything) {
+  char keys[] = "a\x01";
+  CTVLCtreeRecord record;
+  const auto refuses = [&] {
+    EXPECT_EQ(set_.Count(), 0);
+    EXPECT_STREQ(set_.Key1(-1), "");
+    EXPECT_STREQ(set_.Key2(0), "");
+    EXPECT_EQ(set_.Rec(-1), nullptr);
+    EXPECT_STREQ(set_.File(), "");
+    EXPECT_EQ(set_.First() + set_.Last() + set_.Next() + set_.Prev() + set_.MoveAt(0) + set_.Rewind(), 0);
+    EXPECT_EQ(
+        set_.AddNew("a", "b", nullptr) + set_.Extend(4) + set_.SetKey1("a", 1, 0) + set_.SetKey2("a", 1, 0),
+        0);
+    EXPECT_EQ(set_.ReadKeyPrefiz(keys) + set_.Attach(&record, -1) + set_.GetIntFieldValueByName("x"), 0);
+    EXPECT_EQ(set_.WriteTheBlock(), TVL_ERR_RS_OPEN);
+    EXPECT_EQ(set_.DeleteKeys(keys), TVL_ERR_RS_OPEN);
+    EXPECT_EQ(set_.DeleteKeyPrefiz(keys), TVL_ERR_RS_OPEN);
+  };
+  refuses();
+  EXPECT_EQ(set_.DatLen() + set_.Key1Len() + set_.Key2Len(), 0);
+  EXPECT_EQ(set_.Open(Arg("missing.dat")), TVL_ERR_SERVER_FILE);
+  refuses();
+  EXPECT_EQ(set_.InitAndOpen(Arg("no/folder.dat"), kRecord, kKey1, kKey2), TVL_ERR_DELETE_FILE);
+  refuses();
+  Open();
+  Add({"a"});
+  set_.Close();
+  set_.Close();
+  refuses();
+  EXPECT_EQ(set_.DatLen(), kRecord);
+  EXPECT_EQ(set_.Key1Len(), kKey1);
+  EXPECT_EQ(set_.Key2Len(), kKey2);
+  CTVLClientTcpOpr tcp;
+  CTVLCtreeRs unsupported(&tcp);
+  EXPECT_EQ(unsupported.Open(Arg("t.dat")), TVL_ERR_NOT_SUPPORTED);
+  EXPECT_EQ(unsupported.InitAndOpen(Arg("t.dat"), 1, 1, 1), TVL_ERR_NOT_SUPPORTED);
+  EXPECT_EQ(unsupported.WriteTheBlock(), TVL_ERR_RS_OPEN);
+}
+
+TEST_F(RecordSetTest, AWalkStopsAtBothEnds) {
+  Open();
+  Add({"a", "b", "c"});
+  EXPECT_EQ(set_.Rewind(), 1);
+  EXPECT_STREQ(set_.Key1(-1), "") << "before the first row there is none";
+  const struct {
+    int (CTVLCtreeRs::*move)() noexcept;
+    int result;
+    const char* key;
+  } moves[] = {
+      {&CTVLCtreeRs::Next, 1, "a   "},  {&CTVLCtreeRs::Prev, 0, "a   "}, {&CTVLCtreeRs::Next, 1, "b   "},
+      {&CTVLCtreeRs::Last, 1, "c   "},  {&CTVLCtreeRs::Next, 0, "c   "}, {&CTVLCtreeRs::Prev, 1, "b   "},
+      {&CTVLCtreeRs::First, 1, "a   "},
+  };
+  for (const auto& step : moves) {
+    EXPECT_EQ((set_.*step.move)(), step.result);
+    EXPECT_STREQ(set_.Key1(-1), step.key);
+  }
+  for (const int row : {-2, 3, 1'000'000}) {
+    EXPECT_EQ(set_.MoveAt(row), 0);
+    EXPECT_EQ(set_.Rec(row), nullptr);
+    EXPECT_EQ(set_.SetKey1("x", 1, row), 0);
+  }
+  EXPECT_EQ(set_.MoveAt(-1), 0) << "no stand-in for the current row here";
+}
+
+TEST_F(RecordSetTest, RowsHaveFilledKeys) {
+  Open();
+  EXPECT_EQ(set_.AddNew(nullptr, nullptr, nullptr), 1);
+  EXPECT_STREQ(set_.Key1(0), "    ");
+  EXPECT_STREQ(set_.Key2(0), "   ");
+  EXPECT_EQ(std::memcmp(set_.Rec(0), "\0\0\0\0\0\0", kRecord), 0);
+  const struct {
+    const char* text;
+    int fill;
+    std::string key;
+  } cases[] = {{"ab", 1, "ab  "},
+               {"ab", 0, std::string("ab\0\0", 4)},
+               {"abcdef", 1, "abcd"},
+               {nullptr, 1, "    "},
+               {nullptr, 0, std::string(4, '\0')}};
+  for (const auto& test : cases) {
+    EXPECT_EQ(set_.SetKey1(test.text, test.fill, -1), 1);
+    EXPECT_EQ(std::string(set_.Key1(0), kKey1 + 1), test.key + '\0');
+    EXPECT_STREQ(set_.Key2(0), "   ");
+  }
+  EXPECT_EQ(set_.SetKey2("xyz9", 1, 0), 1);
+  EXPECT_STREQ(set_.Key2(0), "xyz");
+}
+
+TEST_F(RecordSetTest, RowsGoAndComeInOneBlock) {
+  Open();
+  EXPECT_EQ(set_.WriteTheBlock(), TVL_OK) << "nothing to write";
+  EXPECT_EQ(set_.Extend(10), 1);
+  EXPECT_EQ(set_.Extend(3), 1);
+  EXPECT_EQ(set_.Count(), 0);
+  Add({"b1", "a1", "a2"});
+  EXPECT_EQ(set_.WriteTheBlock(), TVL_OK);
+  EXPECT_EQ(set_.Count(), 3) << "the rows stay";
+  EXPECT_EQ(set_.ReadKeyPrefiz(Arg("a")), 1);
+  EXPECT_EQ(Keys(), (std::vector<std::string>{"a1  ", "a2  "}));
+  EXPECT_STREQ(set_.Key2(0), "   ") << "only the key searched comes";
+  Add({"a3"});
+  EXPECT_EQ(set_.Count(), 3);
+  EXPECT_EQ(set_.DeleteKeys(Arg("b1\x01k2\x02")), TVL_OK);
+  EXPECT_EQ(set_.DeleteKeys(Arg("b1\x01k2\x02")), TVL_ERR_RS_DELETE);
+  EXPECT_EQ(set_.Count(), 3) << "deleting works on the table";
+  EXPECT_EQ(set_.WriteTheBlock(), TVL_OK);
+  EXPECT_EQ(set_.ReadKeyPrefiz(Arg("zz")), 1);
+  EXPECT_EQ(set_.Count(), 0) << "found nothing, and the former rows are gone";
+  EXPECT_EQ(set_.ReadKeyPrefiz(Arg("a\x01"
+                                   "b")),
+            1);
+  EXPECT_EQ(Keys(), (std::vector<std::string>{"a1  ", "a2  ", "a3  "}));
+  EXPECT_EQ(set_.DeleteKeyPrefiz(Arg("a\x01")), TVL_OK);
+  set_.MakeEmpty();
+  EXPECT_EQ(set_.Count(), 0);
+  EXPECT_EQ(set_.ReadKeyPrefiz(Arg("a")), 1);
+  EXPECT_EQ(set_.Count(), 0);
+}
+
+TEST_F(RecordSetTest, AReadThatFailsKeepsTheRows) {
+  Open();
+  Add({"a"});
+  CTVLCtreeRs second(&connection_);
+  ASSERT_EQ(second.InitAndOpen(Arg("t.dat"), kRecord, kKey1, kKey2), TVL_OK) << "makes the table anew";
+  EXPECT_EQ(set_.ReadKeyPrefiz(Arg("a")), 0);
+  EXPECT_EQ(set_.Count(), 1);
+  EXPECT_EQ(set_.WriteTheBlock(), TVL_ERR_SERVER_FILE);
+}
+
+TEST_F(RecordSetTest, FieldsAreThoseOfTheRowAttached) {
+  Open();
+  Add({"a", "b"});
+  EXPECT_EQ(set_.SetFieldValueByName("NAME", "x"), 0) << "no record yet";
+  CTVLCtreeRecord record;
+  EXPECT_EQ(set_.Attach(&record, 0), 1) << "without a schema nothing is set";
+  ASSERT_EQ(record.Attach("name-D4 n-F2", kRecord), 1);
+  EXPECT_EQ(set_.Attach(&record, 0), 1);
+  set_.Last();
+  EXPECT_EQ(set_.SetFieldValueByName("name", "ann"), 1) << "moving doesn't move the record";
+  EXPECT_EQ(set_.SetIntFieldValueByIdx(1, 42), 1);
+  EXPECT_EQ(std::string(static_cast<char*>(set_.Rec(0)), 4), "ann ");
+  EXPECT_EQ(std::string(static_cast<char*>(set_.Rec(1)), 4), "reco");
+  EXPECT_EQ(set_.GetIntFieldValueByName("n"), 42);
+  char text[8];
+  EXPECT_EQ(set_.GetFieldValueByName("name", text), 1);
+  EXPECT_STREQ(text, "ann");
+  EXPECT_EQ(set_.Attach(&record, 5), 0);
+  EXPECT_EQ(set_.GetFieldValueByIdx(0, text), 1) << "the record is remembered, and points where it did";
+}
+
+TEST_F(RecordSetTest, SetsOfOneTableShareIt) {
+  Open();
+  CTVLCtreeRs second(&connection_);
+  ASSERT_EQ(second.Open(Arg("T.DAT")), TVL_OK);
+  EXPECT_EQ(second.DatLen(), kRecord);
+  Add({"a"});
+  ASSERT_EQ(set_.WriteTheBlock(), TVL_OK);
+  set_.Close();
+  EXPECT_EQ(second.ReadKeyPrefiz(Arg("a")), 1);
+  EXPECT_EQ(second.Count(), 1);
+  CTVLCtreeRs copy(second);
+  EXPECT_EQ(copy.Count(), 0);
+  EXPECT_EQ(copy.WriteTheBlock(), TVL_ERR_RS_OPEN) << "a copy starts closed";
+  copy = second;
+  EXPECT_EQ(copy.Open(Arg("t.dat")), TVL_OK);
+}
+
+}  // namespace

@@ -99,8 +99,12 @@ void Peer::SendByteByByte(std::string_view bytes) const {
   for (std::size_t i = 0; i < bytes.size(); ++i) Send(bytes.substr(i, 1));
 }
 
-void Peer::SendUrgent(char byte) const {
-  send(descriptor_, &byte, 1, MSG_OOB | MSG_NOSIGNAL);
+bool Peer::SendUrgent(char byte) const {
+  return send(descriptor_, &byte, 1, MSG_OOB | MSG_NOSIGNAL) == 1;
+}
+
+void Peer::EndSending() const {
+  shutdown(descriptor_, SHUT_WR);
 }
 
 void Peer::Welcome(int zip, int policy) const {

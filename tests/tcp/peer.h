@@ -42,7 +42,10 @@ class Peer {
 
   void Send(std::string_view bytes) const;
   void SendByteByByte(std::string_view bytes) const;
-  void SendUrgent(char byte) const;
+  // False where the system has no urgent bytes.
+  [[nodiscard]] bool SendUrgent(char byte) const;
+  // The client sees the end of the stream; what it sends can still be read.
+  void EndSending() const;
 
   // Takes a client in, with these settings in the reply.
   void Welcome(int zip = 0, int policy = 1) const;

@@ -1,0 +1,135 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <iterator>
+#include <random>
+#include <string>
+#include <utility>
+
+#include "directory/small_store.h"
+#include "support/faults.h"
+
+namespace {
+
+using std::string;
+
+string Bytes(std::size_t size) {
+  std::mt19937 random(7);
+  string bytes(size, 0);
+  for (char& byte : bytes) byte = static_cast<char>(random());
+  return bytes;
+}
+
+long OpenDescriptors() {
+  return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
+struct Case {
+  bool put;
+  int zip;
+  int error;
+  Faults::Span span;
+};
+
+// A packed transfer takes a failing read for the end of the source and passes on what it has: the one failure
+// that doesn't show.
+bool IsCutShort(const Case& c, const string& hit) {
+  return c.zip != 0 && hit == "read";
+}
+
+// Runs one transfer with the `at`-th system call failing; false when there are no more calls to fail.
+bool RunWithFault(SmallStore& store, const Case& c, const string& contents, int at) {
+  const string source = c.put ? "work/in/f" : "root/in/f";
+  const string target = c.put ? "root/out/f" : "work/out/f";
+  std::filesystem::remove_all(store.folder.Host(c.put ? "root/out" : "work/out"));
+  const auto others = store.folder.Tree();
+  const long descriptors = OpenDescriptors();
+  int transferred = 7;
+  int code = 0;
+  string hit;
+  {
+    Arg remote(c.put ? "out/f" : "in/f");
+    Arg local(c.put ? "in/f" : "out/f");
+    const Faults faults(at, c.error, c.span);
+    code = c.put ? store.opr.PutRemote(remote, local, &transferred)
+                 : store.opr.GetRemote(remote, local, &transferred);
+    if (Faults::Hit() != nullptr) hit = Faults::Hit();
+  }
+  const string what = (c.put ? "put, call " : "get, call ") + std::to_string(at) + " " + hit + ", code " +
+                      std::to_string(code);
+  EXPECT_EQ(OpenDescriptors(), descriptors) << what;
+  EXPECT_EQ(store.folder.Read(source), contents) << what;
+  if (code == 0) {
+    const string got = store.folder.Read(target);
+    EXPECT_EQ(transferred, 1) << what;
+    EXPECT_EQ(got, IsCutShort(c, hit) ? contents.substr(0, got.size()) : contents) << what;
+  } else {
+    EXPECT_EQ(transferred, 7) << what;
+    EXPECT_TRUE(c.zip == 0 ? code == 22 : code == 27 || code == 28) << what;
+  }
+  std::filesystem::remove_all(store.folder.Host(c.put ? "root/out" : "work/out"));
+  EXPECT_EQ(store.folder.Tree(), others) << what;
+  return !hit.empty();
+}
+
+TEST(TransferWithFaults, EndsInACodeWithNothingLost) {
+  // Interrupted for ever, a transfer would go on for ever.
+  const std::pair<int, Faults::Span> faults[] = {{EIO, Faults::Span::kOne},
+                                                 {EINTR, Faults::Span::kOne},
+                                                 {ENOSPC, Faults::Span::kOne},
+                                                 {EACCES, Faults::Span::kFromThereOn}};
+  for (const int zip : {0, 1}) {
+    for (const std::size_t size : {5000U, 150000U}) {
+      const string contents = Bytes(size);
+      SmallStore store("ZipOnTransfert=" + std::to_string(zip) + "\n");
+      store.folder.Write("root/in/f", contents);
+      store.folder.Write("work/in/f", contents);
+      for (const bool put : {false, true}) {
+        for (const auto& [error, span] : faults) {
+          int at = 1;
+          while (RunWithFault(store, {put, zip, error, span}, contents, at)) ++at;
+          EXPECT_GT(at, 10);
+        }
+      }
+    }
+  }
+}
+
+TEST(TransferWithFaults, AForcedTransferOntoItselfLosesNothing) {
+  for (const int zip : {0, 1}) {
+    SmallStore store("ZipOnTransfert=" + std::to_string(zip) + "\n");
+    const string contents = Bytes(40000);
+    store.folder.Write("root/f", contents);
+    ASSERT_EQ(store.Open("root/"), 0);
+    for (int at = 1;; ++at) {
+      int transferred = 1;
+      Arg name("f");
+      const Faults faults(at, EIO);
+      store.opr.GetRemote(name, name, &transferred);
+      if (Faults::Hit() == nullptr) break;
+      ASSERT_EQ(store.folder.Read("root/f"), contents) << at << Faults::Hit();
+    }
+  }
+}
+
+TEST(OpenWithFaults, EndsInACodeOrInAConnection) {
+  SmallStore store;
+  for (const auto span : {Faults::Span::kOne, Faults::Span::kFromThereOn}) {
+    for (int at = 1;; ++at) {
+      store.opr.Close();
+      const long descriptors = OpenDescriptors();
+      int code = 0;
+      {
+        const Faults faults(at, EIO, span);
+        code = store.Open();
+        if (Faults::Hit() == nullptr) break;
+        EXPECT_TRUE(code == 0 || code == 3 || code == 4 || code == 6) << code << Faults::Hit();
+        EXPECT_EQ(store.opr.IsOpened(), code == 0);
+        store.opr.Close();
+      }
+      EXPECT_EQ(OpenDescriptors(), descriptors);
+    }
+  }
+}
+
+}  // namespace

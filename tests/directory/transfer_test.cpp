@@ -1,0 +1,278 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+#include "directory/small_store.h"
+#include "platform/files.h"
+#include "platform/held_file.h"
+
+namespace {
+
+using std::string;
+
+void SetTime(const SmallStore& store, const string& name, time_t access, time_t modified) {
+  const timespec times[2] = {{access, 5}, {modified, 7}};
+  ASSERT_EQ(utimensat(AT_FDCWD, store.folder.Host(name).c_str(), times, 0), 0);
+}
+
+struct stat Status(const SmallStore& store, const string& name) {
+  struct stat status = {};
+  EXPECT_EQ(stat(store.folder.Host(name).c_str(), &status), 0) << name;
+  return status;
+}
+
+// Both ways of travelling must end alike: only the codes of failures differ.
+class Transfer : public testing::TestWithParam<int> {
+ protected:
+  static string Settings(const string& compare = "hash") {
+    return "ZipOnTransfert=" + std::to_string(GetParam()) + "\nFileCompare=" + compare + "\n";
+  }
+  // Code of a source, and of a target, that can't be used.
+  static int SourceCode() { return GetParam() == 0 ? 22 : 27; }
+  static int TargetCode() { return GetParam() == 0 ? 22 : 28; }
+};
+
+INSTANTIATE_TEST_SUITE_P(PlainAndPacked, Transfer, testing::Values(0, 1));
+
+TEST_P(Transfer, EachPolicyDecidesByItsOwnLook) {
+  enum Local { kMissing, kSame, kSameOtherTime, kOtherSameTime, kLonger };
+  const struct {
+    const char* policy;
+    Local local;
+    int out;  // of an in-value of 0
+  } cases[] = {
+      {"dumb", kMissing, 0},       {"dumb", kLonger, 0},        {"dumb", kSame, 0},
+      {"hash", kMissing, 1},       {"hash", kSame, 0},          {"hash", kSameOtherTime, 0},
+      {"hash", kOtherSameTime, 1}, {"hash", kLonger, 1},        {"time", kMissing, 1},
+      {"time", kSame, 0},          {"time", kSameOtherTime, 1}, {"time", kOtherSameTime, 0},
+      {"time", kLonger, 1},
+  };
+  for (const bool put : {false, true}) {
+    for (const int force : {0, 1, -7}) {
+      for (const auto& row : cases) {
+        SmallStore store(Settings(row.policy));
+        const string from = put ? "work/a/f" : "root/a/f";
+        const string to = put ? "root/a/f" : "work/a/f";
+        store.folder.Write(from, "abc");
+        SetTime(store, from, 500, 1000);
+        const char* contents[] = {nullptr, "abc", "abc", "abd", "abcd"};
+        if (row.local != kMissing) {
+          store.folder.Write(to, contents[row.local]);
+          SetTime(store, to, 600, row.local == kSameOtherTime ? 2000 : 1000);
+        }
+        int transferred = force;
+        ASSERT_EQ(put ? store.Put("a/f", &transferred) : store.Get("a\\f", &transferred), 0);
+        const int expected = force != 0 ? 1 : row.out;
+        EXPECT_EQ(transferred, expected) << row.policy << row.local << force << put;
+        if (expected == 1) {
+          EXPECT_EQ(store.folder.Read(to), "abc");
+          EXPECT_EQ(Status(store, to).st_mtim.tv_sec, 1000);
+          EXPECT_EQ(Status(store, to).st_mtim.tv_nsec, 7);
+          EXPECT_EQ(Status(store, to).st_atim.tv_sec, Status(store, from).st_atim.tv_sec);
+        } else if (row.local != kMissing) {
+          EXPECT_EQ(store.folder.Read(to), contents[row.local]);
+        } else {
+          EXPECT_FALSE(store.folder.Exists(to));
+        }
+        EXPECT_EQ(store.folder.Read(from), "abc");
+      }
+    }
+  }
+}
+
+TEST_P(Transfer, FailuresLeaveTransferredAlone) {
+  SmallStore store(Settings());
+  store.folder.Write("root/file", "f");
+  store.folder.Make("root/dir");
+  store.folder.Write("work/file", "x");
+  store.folder.Make("work/taken");
+  store.folder.Write("work/f2", "y");
+  const struct {
+    bool put;
+    const char *remote, *local;
+    int code;
+  } cases[] = {
+      {false, "none", "n", SourceCode()},      {false, "sub/none", "sub/deep/n", SourceCode()},
+      {false, "dir", "n", SourceCode()},       {false, "file", "taken", TargetCode()},
+      {false, "file", "file/x", TargetCode()}, {false, "file", "", TargetCode()},
+      {true, "n", "none", SourceCode()},       {true, "a/b/n", "none", SourceCode()},
+      {true, "dir", "f2", TargetCode()},       {true, "file/x", "f2", TargetCode()},
+      {true, "", "f2", TargetCode()},
+  };
+  for (const auto& row : cases) {
+    for (const int in : {0, 5}) {
+      int transferred = in;
+      const int code = row.put ? store.opr.PutRemote(Arg(row.remote), Arg(row.local), &transferred)
+                               : store.opr.GetRemote(Arg(row.remote), Arg(row.local), &transferred);
+      EXPECT_EQ(code, row.code) << row.remote << " " << row.local;
+      EXPECT_EQ(transferred, in);
+    }
+  }
+  EXPECT_TRUE(store.folder.Exists("work/sub/deep")) << "folders are made before the transfer fails";
+  EXPECT_TRUE(store.folder.Exists("root/a/b"));
+  EXPECT_FALSE(store.folder.Exists("work/n"));
+  EXPECT_EQ(store.folder.Read("root/file"), "f");
+}
+
+TEST_P(Transfer, PutOfAFolderMakesItAndMovesNothing) {
+  SmallStore store(Settings());
+  store.folder.Write("work/dir/inside", "x");
+  store.folder.Write("root/taken", "file");
+  for (const int in : {0, 5}) {
+    int transferred = in;
+    EXPECT_EQ(store.opr.PutRemote(Arg("new/dir"), Arg("dir"), &transferred), 0);
+    EXPECT_EQ(store.opr.PutRemote(Arg("new/dir"), Arg("dir/"), &transferred), 0);
+    EXPECT_EQ(store.opr.PutRemote(Arg("taken"), Arg("dir"), &transferred), 20);
+    EXPECT_EQ(transferred, in);
+  }
+  EXPECT_EQ(store.folder.Tree("root"), (std::vector<string>{"new", "new/dir", "taken"}));
+}
+
+TEST_P(Transfer, InDumbModeOnlyAsksForTheName) {
+  SmallStore store(Settings());
+  store.folder.Write("root/f", "f");
+  store.folder.Make("root/d");
+  EXPECT_EQ(store.Open("root"), 0);
+  for (const int in : {0, 5}) {
+    int transferred = in;
+    for (const char* name : {"f", "d", "d/", ""}) {
+      EXPECT_EQ(store.Get(name, &transferred), 0) << name;
+      EXPECT_EQ(store.Put(name, &transferred), 0) << name;
+    }
+    for (const char* name : {"none", "new/f", "f/x"}) {
+      EXPECT_EQ(store.Get(name, &transferred), 20) << name;
+      EXPECT_EQ(store.Put(name, &transferred), 20) << name;
+    }
+    EXPECT_EQ(transferred, in);
+  }
+  EXPECT_EQ(store.folder.Tree("root"), (std::vector<string>{"d", "f"}));
+  store.folder.Make("out");
+  EXPECT_EQ(store.opr.CopyRemoteFile2Dir(Arg("f"), Arg(store.folder.Logical("out"))), 0);
+  EXPECT_EQ(store.folder.Read("out/f"), "f");
+}
+
+TEST_P(Transfer, CopyToAnyPlaceTellsFilesFromFolders) {
+  SmallStore store(Settings());
+  store.folder.Write("root/docs/A.TXT", "abc");
+  store.folder.Write("root/top", "t");
+  SetTime(store, "root/docs/A.TXT", 500, 1000);
+  const struct {
+    const char *remote, *target;  // `target` below the folder "out"
+    int code;
+    const char* made;
+  } cases[] = {
+      {"docs\\A.TXT", "", 0, "A.TXT"},
+      {"docs\\A.TXT", "\\", 0, "A.TXT"},
+      {"docs\\A.TXT", "\\a.txt", 0, "a.txt"},
+      {"docs\\A.TXT", "\\A.TXT", 0, "A.TXT"},
+      {"docs\\A.TXT", "\\b.txt", TargetCode(), nullptr},  // a folder that isn't there
+      {"docs/A.TXT", "", TargetCode(), nullptr},
+      {"docs/A.TXT", "\\sub", 0, "sub/docs/A.TXT"},
+      {"top", "\\sub", 0, "sub/top"},
+      {"none", "", SourceCode(), nullptr},
+      {"docs", "", SourceCode(), nullptr},
+      {"docs\\A.TXT", "\\no\\folder", TargetCode(), nullptr},
+  };
+  for (const auto& row : cases) {
+    std::filesystem::remove_all(store.folder.Host("out"));
+    store.folder.Make("out/sub/docs");
+    const auto before = store.folder.Tree("out");
+    EXPECT_EQ(store.opr.CopyRemoteFile2Dir(Arg(row.remote), Arg(store.folder.Logical("out") + row.target)),
+              row.code)
+        << row.remote << row.target;
+    EXPECT_EQ(store.folder.Tree("out").size(), before.size() + (row.code == 0)) << row.remote << row.target;
+    if (row.made == nullptr) continue;
+    EXPECT_EQ(store.folder.Read(string("out/") + row.made).size(), string(row.remote) == "top" ? 1U : 3U)
+        << row.made;
+    if (string(row.remote) == "top") continue;
+    EXPECT_EQ(Status(store, string("out/") + row.made).st_mtim.tv_sec, 1000);
+  }
+}
+
+TEST_P(Transfer, OntoItselfKeepsTheBytes) {
+  SmallStore store(Settings());
+  store.folder.Write("root/f", "bytes");
+  EXPECT_EQ(store.Open("root/"), 0);  // one folder under two names
+  int transferred = 1;
+  EXPECT_EQ(store.Get("f", &transferred), 0);
+  EXPECT_EQ(store.Put("f", &transferred), 0);
+  std::filesystem::create_hard_link(store.folder.Host("root/f"), store.folder.Host("root/hard"));
+  EXPECT_EQ(store.opr.GetRemote(Arg("f"), Arg("hard"), &transferred), 0);
+  EXPECT_EQ(transferred, 1);
+  EXPECT_EQ(store.folder.Read("root/f"), "bytes");
+}
+
+TEST_P(Transfer, AHeldTargetStaysAsItIs) {
+  SmallStore store(Settings());
+  store.folder.Write("root/f", "new");
+  for (const char* before : {"old", ""}) {
+    store.folder.Write("work/f", before);
+    const HANDLE file =
+        CreateFileA(store.folder.Logical("work/f").c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, 0);
+    ASSERT_TRUE(tvl::HoldFile(file));
+    int transferred = 0;
+    EXPECT_EQ(store.Get("f", &transferred), TargetCode());
+    EXPECT_EQ(transferred, 0);
+    EXPECT_EQ(store.folder.Read("work/f"), before);
+    tvl::ReleaseFile(file);
+    CloseHandle(file);
+    EXPECT_EQ(store.Get("f", &transferred), 0);
+  }
+}
+
+TEST_P(Transfer, SourcesAreFollowedThroughLinksAndLeftReadOnly) {
+  SmallStore store(Settings());
+  store.folder.Write("elsewhere", "linked");
+  std::filesystem::create_symlink("../elsewhere", store.folder.Host("root/link"));
+  ASSERT_EQ(chmod(store.folder.Host("elsewhere").c_str(), 0400), 0);
+  ASSERT_EQ(mkfifo(store.folder.Host("root/pipe").c_str(), 0600), 0);
+  int transferred = 0;
+  EXPECT_EQ(store.Get("link", &transferred), 0);
+  EXPECT_EQ(store.folder.Read("work/link"), "linked");
+  EXPECT_FALSE(std::filesystem::is_symlink(store.folder.Host("work/link")));
+  EXPECT_EQ(store.Get("pipe", &transferred), SourceCode());
+}
+
+TEST_P(Transfer, BeyondFourGigabytes) {
+  if (getenv("TVL_TEST_LARGE") == nullptr) GTEST_SKIP() << "set TVL_TEST_LARGE=1";
+  SmallStore store(Settings());
+  store.folder.Write("root/f", "head");
+  std::filesystem::resize_file(store.folder.Host("root/f"), 5'000'000'000);
+  int transferred = 0;
+  EXPECT_EQ(store.Get("f", &transferred), 0);
+  EXPECT_EQ(std::filesystem::file_size(store.folder.Host("work/f")), 5'000'000'000U);
+  transferred = 0;
+  EXPECT_EQ(store.Get("f", &transferred), 0);
+  EXPECT_EQ(transferred, 0);
+}
+
+// A target that belongs to another user can't be given a time, so the source takes the target's.
+TEST(TransferByTime, ConvergesWithAnotherUsersTarget) {
+  if (geteuid() != 0) GTEST_SKIP() << "takes root";
+  SmallStore store("ZipOnTransfert=1\nFileCompare=time\n");
+  store.folder.Write("root/f", "there");
+  store.folder.Write("work/f", "longer");
+  const auto everybody = std::filesystem::perms(0777);
+  for (const char* name : {"", "root", "work", "tmp", "root/f"})
+    std::filesystem::permissions(store.folder.Host(name), everybody);
+  constexpr uid_t kNobody = 65534;
+  for (const char* name : {"work", "work/f"})
+    ASSERT_EQ(chown(store.folder.Host(name).c_str(), kNobody, kNobody), 0);
+  ASSERT_EQ(seteuid(kNobody), 0);
+  int first = 0;
+  const int code = store.Put("f", &first);
+  int second = 0;
+  const int again = store.Put("f", &second);
+  ASSERT_EQ(seteuid(0), 0);
+  EXPECT_EQ(code + again, 0);
+  EXPECT_EQ(first, 1);
+  EXPECT_EQ(second, 0);
+  EXPECT_EQ(store.folder.Read("root/f"), "longer");
+}
+
+}  // namespace

@@ -16,6 +16,7 @@ constexpr int kDecimals = 2;
 
 std::vector<double> Values() {
   std::vector<double> values;
+  values.reserve(1000);
   for (int i = 0; i < 1000; ++i) values.push_back(i * 7919.37 - 3000000);
   return values;
 }
@@ -60,7 +61,7 @@ void Unpack(benchmark::State& state) {
     if (!tvl::PackNumber(fields.back().data(), kSize, text.c_str())) state.SkipWithError("doesn't fit");
   }
   char text[tvl::kNumberText];
-  for (auto step : state) {
+  for ([[maybe_unused]] auto step : state) {
     for (auto& field : fields) {
       benchmark::DoNotOptimize(tvl::UnpackNumber(field.data(), kSize, kDecimals, text));
       benchmark::ClobberMemory();

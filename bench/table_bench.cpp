@@ -165,6 +165,7 @@ class SqliteTable {
 const std::vector<Row>& Rows() {
   static const std::vector<Row> rows = [] {
     std::vector<Row> made;
+    made.reserve(kManyRows);
     for (int row = 0; row < kManyRows; ++row) made.push_back(RowOf(Scattered(row)));
     return made;
   }();

@@ -28,6 +28,7 @@ struct _format_ {
 // former schema and record. The record is borrowed: it must stay where it is until the next `SetWrkRec`,
 // `Attach` or `Detach`. A copy gets the schema and no record. Results are 1 for done and 0 for refused;
 // nothing throws. One object serves one thread at a time.
+// NOLINTNEXTLINE(cppcoreguidelines-special-member-functions): a move is a copy
 class TVL_API CTVLCtreeRecord {
  public:
   CTVLCtreeRecord() noexcept = default;

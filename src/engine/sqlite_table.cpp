@@ -78,7 +78,8 @@ constexpr struct {
 };
 
 // Places in a database's header.
-constexpr string_view kMagic("SQLite format 3", 16);
+constexpr char kMagicText[] = "SQLite format 3";
+constexpr string_view kMagic(kMagicText, sizeof kMagicText);  // its NUL belongs to it
 constexpr std::size_t kWriteVersion = 18;
 constexpr std::size_t kReadVersion = 19;
 constexpr std::size_t kHeaderLooked = 20;

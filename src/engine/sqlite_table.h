@@ -27,6 +27,8 @@ class SqliteTable : public Table {
   // The bytes of a table without records; empty, and a noted error, if memory runs out.
   [[nodiscard]] static std::string EmptyImage(const Layout& layout);
 
+  SqliteTable(const SqliteTable&) = delete;
+  SqliteTable& operator=(const SqliteTable&) = delete;
   ~SqliteTable() override;
 
   [[nodiscard]] const Layout& Lengths() const override { return layout_; }

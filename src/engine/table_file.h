@@ -14,7 +14,7 @@ namespace tvl::engine {
 struct FileId {
   dev_t device = 0;
   ino_t inode = 0;
-  auto operator<=>(const FileId&) const = default;
+  auto operator<=>(const FileId&) const = default;  // NOLINT(modernize-use-nullptr): a false alarm
 };
 
 // The path of the data file of a table: separators as the host's, the extension ".dat", links followed.

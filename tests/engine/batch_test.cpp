@@ -85,6 +85,7 @@ TEST_F(EngineTest, ThreadsTakeTurns) {
   constexpr int rows = 200;
   const int table = engine_.IOpen(table_.c_str());
   std::vector<std::thread> running;
+  running.reserve(threads);
   for (int thread = 0; thread < threads; ++thread) {
     running.emplace_back([&, thread] {
       const int own = engine_.IOpen(table_.c_str());

@@ -112,7 +112,7 @@ std::string CheckIntegrity(const std::string& table) {
   sqlite3_open(table.c_str(), &database);
   sqlite3_prepare_v2(database, "PRAGMA integrity_check", -1, &check, nullptr);
   const bool answered = check != nullptr && sqlite3_step(check) == SQLITE_ROW;
-  const std::string answer =
+  std::string answer =
       answered ? reinterpret_cast<const char*>(sqlite3_column_text(check, 0)) : sqlite3_errmsg(database);
   sqlite3_finalize(check);
   sqlite3_close(database);

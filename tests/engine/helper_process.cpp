@@ -47,6 +47,7 @@ HelperProcess::HelperProcess(std::vector<std::string> roleAndArguments) {
   if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) abort();
   roleAndArguments.insert(roleAndArguments.begin(), {"engine_test", "--role"});
   std::vector<char*> arguments;
+  arguments.reserve(roleAndArguments.size() + 1);
   for (std::string& argument : roleAndArguments) arguments.push_back(argument.data());
   arguments.push_back(nullptr);
   process_ = fork();

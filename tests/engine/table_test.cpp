@@ -198,7 +198,9 @@ TEST_F(EngineTest, MakesTablesOfAnyLengthWithinBounds) {
     const std::string bytes(static_cast<std::size_t>(record), 'r');
     const std::string key(static_cast<std::size_t>(key1), 'k');
     EXPECT_EQ(engine_.Write(table, key, key.substr(0, static_cast<std::size_t>(key2)), bytes), 1) << record;
-    EXPECT_EQ(engine_.Read(engine_.ReadKeyEq, table, 1, key), key + '|' + bytes);
+    std::string row = key;
+    row.append("|").append(bytes);
+    EXPECT_EQ(engine_.Read(engine_.ReadKeyEq, table, 1, key), row);
     engine_.IClose(table);
     EXPECT_EQ(CheckIntegrity(path), "ok");
   }
@@ -243,14 +245,14 @@ TEST_F(EngineTest, GivesFilesTheBitsOfTheirFolder) {
 
 TEST_F(EngineTest, RefusesWhatIsNoTable) {
   const auto damaged = [this](std::streamoff place, const std::string& bytes) {
-    const std::string path = folder_ + "/damaged.dat";
+    std::string path = folder_ + "/damaged.dat";
     std::filesystem::copy_file(table_, path, std::filesystem::copy_options::overwrite_existing);
     std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
     file.seekp(place);
     file << bytes;
     return path;
   };
-  std::ofstream(folder_ + "/empty.dat");
+  std::ofstream(folder_ + "/empty.dat") << "";
   std::ofstream(folder_ + "/text.dat") << std::string(10000, 'x');
   std::filesystem::create_directory(folder_ + "/folder.dat");
   std::filesystem::copy_file(table_, folder_ + "/logged.dat");

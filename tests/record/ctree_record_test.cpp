@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
 #include <string>
@@ -159,7 +160,7 @@ TEST(Field, MayLandOnTheRecord) {
   auto* start = reinterpret_cast<char*>(record);
   EXPECT_TRUE(tvl::GetField(number, record, start, 5));
   EXPECT_STREQ(start, "1234");
-  std::memcpy(record, "abcdefgh", 8);
+  std::copy_n("abcdefgh", 8, record);
   EXPECT_TRUE(tvl::GetField(text, record, start, 7));
   EXPECT_STREQ(start, "cdefgh");
 }

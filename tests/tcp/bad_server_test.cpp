@@ -77,7 +77,10 @@ TEST(BadServer, SendsAnything) {
     for (int packet = 0; packet < 4; ++packet) {
       string payload(random() % 60, 0);
       // Mostly bytes that mean something somewhere.
-      constexpr std::string_view likely("\0\0\0\1\2019\t0-9 ", 14);
+      constexpr std::string_view likely = std::string_view(
+          "\0\0\0\1\2"
+          "19\t0-9 ",
+          12);
       std::generate(payload.begin(), payload.end(), [&] {
         return random() % 4 == 0 ? static_cast<char>(random()) : likely[random() % likely.size()];
       });

@@ -87,7 +87,7 @@ std::string FindConfiguration(const Options& options) {
 }
 
 std::string FindWorkingDirectory(const Options& options) {
-  const std::string folder = options.work.value_or(Environment("TVL_WORK"));
+  std::string folder = options.work.value_or(Environment("TVL_WORK"));
   if (options.work && folder.empty()) return {};
   if (!folder.empty() && folder.front() == '/') return folder;
   std::array<char, PATH_MAX> current = {};

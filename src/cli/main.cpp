@@ -35,6 +35,7 @@ void DescribeProgram(CLI::App& app, Invocation& invocation) {
   AddShowCommands(app, invocation);
   AddTransferCommands(app, invocation);
   AddHashCommand(app, invocation);
+  AddLockCommands(app, invocation);
 }
 
 // What ends a command at once goes to standard error, and with --json also into the command's document.

@@ -69,7 +69,7 @@ std::vector<NamePair> PairInto(Direction direction, const std::vector<std::strin
   std::set<std::string> targets;
   for (const std::string& name : names) {
     const std::string last = LastComponent(name);
-    if (last == "..") throw Stop("'" + name + "' has no name of its own to go into '" + to + "' with");
+    if (last == "..") throw Stop("'" + name + "' has no last component to go into a folder with");
     const std::string target = Joined(to, last);
     if (!targets.insert(target).second) throw Stop("two names would become '" + target + "'");
     pairs.push_back(Pair(direction, name, target));
@@ -82,6 +82,7 @@ std::vector<NamePair> PairInto(Direction direction, const std::vector<std::strin
 std::vector<NamePair> PairNames(Direction direction, const std::vector<std::string>& names,
                                 const std::string& to, const std::string& working_directory) {
   std::vector<std::string> sources;
+  sources.reserve(names.size());
   for (const std::string& name : names) sources.push_back(Slashed(name));
   if (!to.empty()) return PairInto(direction, sources, Slashed(to));
   if (sources.size() == 2) return {Pair(direction, sources[0], sources[1])};

@@ -55,6 +55,7 @@ void AddStoreCommands(CLI::App& app, Invocation& invocation);
 void AddShowCommands(CLI::App& app, Invocation& invocation);
 void AddTransferCommands(CLI::App& app, Invocation& invocation);
 void AddHashCommand(CLI::App& app, Invocation& invocation);
+void AddLockCommands(CLI::App& app, Invocation& invocation);
 
 }  // namespace tvl::cli
 

@@ -14,7 +14,7 @@ unsigned char ByteAt(std::string_view bytes, std::size_t at) {
 // overlong forms, surrogates and what lies beyond U+10FFFF.
 struct LeadBytes {
   unsigned char first, last;
-  std::size_t length;
+  unsigned char length;
   unsigned char second_first, second_last;
 };
 constexpr LeadBytes kLeadBytes[] = {

@@ -6,18 +6,18 @@ namespace tvl::cli {
 namespace {
 
 struct OutcomeWords {
-  Outcome outcome;
   const char* line;
   const char* document;
+  Outcome outcome;
   bool worth_a_line;  // in a tree, also without -v
 };
 constexpr OutcomeWords kOutcomeWords[] = {
-    {Outcome::kTransferred, "transferred", "transferred", false},
-    {Outcome::kSame, "already the same", "same", false},
-    {Outcome::kWouldTransfer, "would be transferred", "would_transfer", true},
-    {Outcome::kFolderMade, "folder made", "folder_made", false},
-    {Outcome::kWouldMakeFolder, "folder would be made", "would_make_folder", true},
-    {Outcome::kNothingToDo, "nothing to do: the working directory is the store's own folder", "nothing_to_do",
+    {"transferred", "transferred", Outcome::kTransferred, false},
+    {"already the same", "same", Outcome::kSame, false},
+    {"would be transferred", "would_transfer", Outcome::kWouldTransfer, true},
+    {"folder made", "folder_made", Outcome::kFolderMade, false},
+    {"folder would be made", "would_make_folder", Outcome::kWouldMakeFolder, true},
+    {"nothing to do: the working directory is the store's own folder", "nothing_to_do", Outcome::kNothingToDo,
      true},
 };
 

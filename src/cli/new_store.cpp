@@ -9,6 +9,9 @@
 #include <filesystem>
 #include <string_view>
 
+#include <tvlclient/errors.h>
+#include <tvlclient/smb_opr.h>
+
 #include "cli/failure.h"
 #include "cli/text.h"
 
@@ -17,6 +20,7 @@ namespace {
 
 constexpr char kConfigurationName[] = "tvl.ini";
 constexpr const char* kFolders[] = {"tmp", "tmp/locks", "tmp/procs"};
+constexpr char kLockTable[] = "tmp/locks/dtlocks.dat";
 constexpr mode_t kReadWrite = 0666;
 constexpr mode_t kAll = 0777;
 constexpr std::size_t kLongestValue = 259;
@@ -112,6 +116,26 @@ void WriteConfiguration(const std::string& path, const std::string& root) {
   TakeModeOf(root, kReadWrite, file.Get(), path);
 }
 
+// The table in which locks stand. Its lengths are those of a lock row and of its key.
+void MakeLockTable(const std::string& configuration) {
+  constexpr int kRecord = 154;
+  constexpr int kKey = 82;
+  char in_place[260] = "";
+  std::string file = configuration;
+  char client_class[] = "tvlc";
+  std::string table = kLockTable;
+  CTVLClientSmbOpr store;
+  ForgetFileErrors();
+  int code = store.Open(in_place, file.data(), client_class);
+  int handle = 0;
+  if (code == TVL_OK) code = store.CTFileInit(table.data(), handle, kRecord, kKey, 0);
+  if (code == TVL_OK) return;
+  unlink(configuration.c_str());  // a store without locks would keep the next try from being made
+  Failure failure = LibraryFailure(code);
+  failure.what = "the lock table cannot be made; is vbctree.so installed beside the library?";
+  throw Stop({}, failure);
+}
+
 }  // namespace
 
 // A blank at the end would be trimmed off, so quotes go around it. A "$" begins a reference; "%$" stands for
@@ -147,6 +171,7 @@ std::vector<std::string> NewStore::Missing() const {
     if (!std::filesystem::exists(Joined(root_, folder))) missing.push_back(Joined(root_, folder));
   }
   missing.push_back(Configuration());
+  if (!std::filesystem::exists(Joined(root_, kLockTable))) missing.push_back(Joined(root_, kLockTable));
   return missing;
 }
 
@@ -156,6 +181,7 @@ void NewStore::Make() const {
   if (problem) throw Stop({}, {kFailed, 0, "folder cannot be made", problem.value(), root_});
   for (const char* folder : kFolders) MakeFolder(Joined(root_, folder), root_);
   WriteConfiguration(Configuration(), root_);
+  MakeLockTable(Configuration());
 }
 
 }  // namespace tvl::cli

@@ -14,7 +14,8 @@ class NewStore {
   // one and read back the same.
   explicit NewStore(const std::string& folder);
 
-  // Makes the folders, then the configuration: where that is, the store is whole.
+  // Makes the folders, then the configuration, then the lock table; where that fails the configuration goes
+  // again, so where one is, the store is whole.
   void Make() const;
 
   [[nodiscard]] const std::string& Root() const { return root_; }

@@ -36,7 +36,8 @@ void AddStoreCommands(CLI::App& app, Invocation& invocation) {
   CLI::App& init = AddCommand(app, "init", "Make a new store", "init", invocation,
                               [folder, &options = invocation.options] { return RunInit(options, *folder); });
   AddText(init, "DIR", *folder, "Folder of the store, made if it is not there", "").required();
-  init.footer(R"(Makes tvl.ini, tmp/, tmp/locks/ and tmp/procs/ in DIR. Who may use DIR may use
+  init.footer(
+      R"(Makes tvl.ini, tmp/, tmp/locks/ with dtlocks.dat, and tmp/procs/ in DIR. Who may use DIR may use
 these: they get its permissions, so set them first, for instance
   install -d -m 2770 -g staff /srv/store
 

@@ -39,6 +39,7 @@ std::vector<Usage> Alternate(const std::vector<Contender>& contenders, int runs,
     }
   }
   std::vector<Usage> medians;
+  medians.reserve(contenders.size());
   for (const std::vector<Usage>& each : usages) {
     medians.push_back(
         {Median(each, &Usage::seconds), Median(each, &Usage::cpu), Median(each, &Usage::peak_mib)});

@@ -36,6 +36,7 @@ void DescribeProgram(CLI::App& app, Invocation& invocation) {
   AddTransferCommands(app, invocation);
   AddHashCommand(app, invocation);
   AddLockCommands(app, invocation);
+  AddTableCommands(app, invocation);
 }
 
 // What ends a command at once goes to standard error, and with --json also into the command's document.

@@ -56,6 +56,7 @@ void AddShowCommands(CLI::App& app, Invocation& invocation);
 void AddTransferCommands(CLI::App& app, Invocation& invocation);
 void AddHashCommand(CLI::App& app, Invocation& invocation);
 void AddLockCommands(CLI::App& app, Invocation& invocation);
+void AddTableCommands(CLI::App& app, Invocation& invocation);
 
 }  // namespace tvl::cli
 

@@ -1,0 +1,287 @@
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "cli/columns.h"
+#include "cli/console.h"
+#include "cli/csv.h"
+#include "cli/json.h"
+#include "cli/options.h"
+#include "cli/store.h"
+#include "cli/table.h"
+#include "cli/table_import.h"
+#include "cli/text.h"
+
+namespace tvl::cli {
+namespace {
+
+// Everything that a command on a table may be told.
+struct TableRequest {
+  std::string name;
+  std::string schema;
+  int record_length = 0;
+  int key1_length = 0;
+  int key2_length = 0;
+  std::string key1;
+  std::string key2;
+  std::vector<std::string> items;
+  bool prefixes = false;
+};
+
+using TableRun = ExitStatus (*)(const Options&, const TableRequest&);
+
+void TellDone(const Options& options, const std::string& command, const TableRequest& request, int rows) {
+  Console console;
+  if (options.json) {
+    console.Out(
+        JsonObject().Text("command", command).Text("table", request.name).Number("rows", rows).Line());
+  } else if (!options.quiet) {
+    console.Out(Printable(request.name) + ": " + Counted(static_cast<std::uint64_t>(rows), "row"));
+  }
+}
+
+// The schema given, or one field that is the whole record.
+Schema SchemaOf(const TableRequest& request, int record_length) {
+  return Schema(request.schema.empty() ? "record-D" + std::to_string(record_length) : request.schema);
+}
+
+ExitStatus Create(const Options& options, const TableRequest& request) {
+  const int length = request.record_length > 0 ? request.record_length : SchemaOf(request, 1).Length();
+  Store store(options, {}, Store::Use::kWork);
+  Table table(store, request.name);
+  table.Create(length, request.key1_length, request.key2_length);
+  TellDone(options, "table create", request, 0);
+  return kDone;
+}
+
+ExitStatus Info(const Options& options, const TableRequest& request) {
+  Store store(options, {}, Store::Use::kWork);
+  Table table(store, request.name);
+  table.Open();
+  table.Read({});
+  CTVLCtreeRs& rows = table.Rows();
+  Console console;
+  if (options.json) {
+    console.Out(JsonObject()
+                    .Text("command", "table info")
+                    .Text("table", request.name)
+                    .Number("record", rows.DatLen())
+                    .Number("key1", rows.Key1Len())
+                    .Number("key2", rows.Key2Len())
+                    .Number("rows", rows.Count())
+                    .Line());
+    return kDone;
+  }
+  for (const std::string& line : InColumns({{"Record:", std::to_string(rows.DatLen())},
+                                            {"Key 1:", std::to_string(rows.Key1Len())},
+                                            {"Key 2:", std::to_string(rows.Key2Len())},
+                                            {"Rows:", std::to_string(rows.Count())}})) {
+    console.Out(line);
+  }
+  return kDone;
+}
+
+std::vector<std::string> CellsOf(const TextRow& row) {
+  std::vector<std::string> cells = {row.key1};
+  cells.insert(cells.end(), row.fields.begin(), row.fields.end());
+  return cells;
+}
+
+std::vector<std::string> HeadOf(const Schema& schema) {
+  std::vector<std::string> head = {kKey1Name};
+  head.insert(head.end(), schema.Names().begin(), schema.Names().end());
+  return head;
+}
+
+std::string JsonRow(const TextRow& row, const Schema& schema) {
+  JsonObject document;
+  document.Text(kKey1Name, row.key1);
+  for (std::size_t field = 0; field < row.fields.size(); ++field)
+    document.Text(schema.Names()[field], row.fields[field]);
+  return document.Line();
+}
+
+// Reads what the request names and gives each row to `tell`, with the schema.
+template <typename Tell>
+void TellRows(const Options& options, const TableRequest& request, Tell tell) {
+  Store store(options, {}, Store::Use::kWork);
+  Table table(store, request.name);
+  table.Open();
+  const Schema schema = SchemaOf(request, table.Rows().DatLen());
+  table.Use(schema);
+  table.Read(request.items);
+  tell(schema, table);
+}
+
+void PrintJsonRows(const Schema& schema, Table& table) {
+  Console console;
+  for (int row = 0; row < table.Rows().Count(); ++row) console.Out(JsonRow(table.RowAt(row), schema));
+}
+
+ExitStatus Read(const Options& options, const TableRequest& request) {
+  TellRows(options, request, [&options](const Schema& schema, Table& table) {
+    if (options.json) {
+      PrintJsonRows(schema, table);
+      return;
+    }
+    std::vector<std::vector<std::string>> rows = {HeadOf(schema)};
+    for (int row = 0; row < table.Rows().Count(); ++row) rows.push_back(CellsOf(table.RowAt(row)));
+    Console console;
+    for (const std::string& line : InColumns(rows)) console.Out(line);
+  });
+  return kDone;
+}
+
+ExitStatus Export(const Options& options, const TableRequest& request) {
+  TellRows(options, request, [&options](const Schema& schema, Table& table) {
+    if (options.json) {
+      PrintJsonRows(schema, table);
+      return;
+    }
+    Console console;
+    console.Out(CsvLine(HeadOf(schema)));
+    for (int row = 0; row < table.Rows().Count(); ++row) console.Out(CsvLine(CellsOf(table.RowAt(row))));
+  });
+  return kDone;
+}
+
+// "name=value" arguments as the fields of a row.
+TextRow RowFrom(const TableRequest& request, const Schema& schema) {
+  TextRow row = {request.key1, request.key2, std::vector<std::string>(schema.Names().size())};
+  for (const std::string& item : request.items) {
+    const std::size_t equals = item.find('=');
+    const auto& names = schema.Names();
+    const auto found = std::find(names.begin(), names.end(), item.substr(0, equals));
+    if (equals == std::string::npos || found == names.end())
+      throw Stop("this is no FIELD=VALUE of the schema: " + item);
+    row.fields[static_cast<std::size_t>(found - names.begin())] = item.substr(equals + 1);
+  }
+  return row;
+}
+
+ExitStatus Write(const Options& options, const TableRequest& request) {
+  const Schema schema(request.schema);
+  const TextRow row = RowFrom(request, schema);
+  Store store(options, {}, Store::Use::kWork);
+  Table table(store, request.name);
+  table.Open();
+  table.Use(schema);
+  table.Add(row, schema);
+  table.Write();
+  TellDone(options, "table write", request, 1);
+  return kDone;
+}
+
+ExitStatus Delete(const Options& options, const TableRequest& request) {
+  Store store(options, {}, Store::Use::kWork);
+  Table table(store, request.name);
+  table.Open();
+  table.Delete(request.items, request.prefixes);
+  return kDone;
+}
+
+ExitStatus Import(const Options& options, const TableRequest& request) {
+  const Schema schema(request.schema);
+  const std::string& name = request.items.front();
+  std::ifstream file;
+  if (name != "-") {
+    file.open(name, std::ios::binary);
+    if (!file) throw Stop({}, SystemFailure("the file cannot be read", errno, name));
+  }
+  std::istream& input = name == "-" ? std::cin : file;
+  Store store(options, {}, Store::Use::kWork);
+  Table table(store, request.name);
+  table.Open();
+  table.Use(schema);
+  const int rows = options.json ? ImportJson(input, schema, table) : ImportCsv(input, schema, table);
+  table.Write();
+  TellDone(options, "table import", request, rows);
+  return kDone;
+}
+
+// --- The command line ---
+
+struct TableCommand {
+  const char* name;
+  const char* description;
+  TableRun run;
+  bool needs_schema;
+  const char* items;  // what stands behind the table's name; null for nothing
+  const char* items_help;
+  bool needs_items;
+  const char* examples;
+};
+
+constexpr char kSchemaExample[] =
+    "Fields as name-Dlength (text) or name-Flength.decimals (number), blanks between";
+
+constexpr TableCommand kCommands[] = {
+    {"create", "Make a table anew, whatever was under its name", Create, false, nullptr, nullptr, false,
+     "A table that somebody has open stays as it is.\n\nExamples:\n"
+     "  tvl table create data/orders.dat --key1 8 --schema 'number-D8 total-F7.2'"},
+    {"info", "Show a table's lengths and number of rows", Info, false, nullptr, nullptr, false,
+     "Examples:\n  tvl table info data/orders.dat"},
+    {"read", "Show rows in columns", Read, false, "PREFIX", "What key 1 begins with (default: all rows)",
+     false,
+     "Examples:\n  tvl table read data/orders.dat --schema 'number-D8 total-F7.2' A B\n"
+     "  tvl --json table read data/orders.dat"},
+    {"write", "Write one row, in place of one of the same key 1", Write, true, "FIELD=VALUE",
+     "Values of fields; what is not named is blank", true,
+     "Examples:\n  tvl table write data/orders.dat --schema 'number-D8 total-F7.2' \\\n"
+     "      --key1 A1 number=A1 total=12.50"},
+    {"delete", "Delete rows", Delete, false, "KEY", "Whole keys 1, or with --prefix what they begin with",
+     true, "Examples:\n  tvl table delete data/orders.dat A1\n  tvl table delete --prefix data/orders.dat A"},
+    {"import", "Write rows from a file, all or none", Import, true, "FILE",
+     "Comma-separated values with a first line of names,\nor with --json a JSON object a line; - for "
+     "standard input",
+     true,
+     "The names are key1, key2 and those of the fields.\n\nExamples:\n"
+     "  tvl table import data/orders.dat orders.csv --schema 'number-D8 total-F7.2'"},
+    {"export", "Print rows as comma-separated values, or with --json as JSON lines", Export, false, "PREFIX",
+     "What key 1 begins with (default: all rows)", false,
+     "Tables don't tell a row's key 2, so it is not among them.\n\nExamples:\n"
+     "  tvl table export data/orders.dat --schema 'number-D8 total-F7.2' > orders.csv"},
+};
+
+void AddLengths(CLI::App& command, TableRequest& request) {
+  const auto add = [&command](const char* name, int& value, const char* help) {
+    return command.add_option(name, value, help)->type_name("BYTES")->check(CLI::NonNegativeNumber);
+  };
+  add("--key1", request.key1_length, "Length of key 1")->required();
+  add("--key2", request.key2_length, "Length of key 2 (default: 0, none)");
+  add("--record", request.record_length, "Length of a record (default: what the schema needs)");
+}
+
+void AddTableCommand(const TableCommand& about, CLI::App& group, Invocation& invocation) {
+  auto request = std::make_shared<TableRequest>();
+  CLI::App& command = AddCommand(
+      group, about.name, about.description, std::string("table ") + about.name, invocation,
+      [run = about.run, request, &options = invocation.options] { return run(options, *request); });
+  AddText(command, "TABLE", request->name, "Name of the table on the store, such as data/orders.dat", "")
+      .required();
+  if (about.items != nullptr)
+    AddNames(command, request->items, about.items_help, about.items).required(about.needs_items);
+  AddText(command, "--schema", request->schema, kSchemaExample, "SCHEMA").required(about.needs_schema);
+  if (about.run == Create) AddLengths(command, *request);
+  if (about.run == Write) {
+    AddText(command, "--key1", request->key1, "Key 1 of the row", "KEY").required();
+    AddText(command, "--key2", request->key2, "Key 2 of the row", "KEY");
+  }
+  if (about.run == Delete)
+    command.add_flag("--prefix", request->prefixes, "Delete every row whose key 1 begins so");
+  command.footer(about.examples);
+}
+
+}  // namespace
+
+void AddTableCommands(CLI::App& app, Invocation& invocation) {
+  CLI::App* group = app.add_subcommand("table", "Keyed tables of the store");
+  group->require_subcommand(1);
+  for (const TableCommand& command : kCommands) AddTableCommand(command, *group, invocation);
+}
+
+}  // namespace tvl::cli

@@ -16,7 +16,7 @@ void Transform(benchmark::State& state, tvl::Sha1Transform transform) {
   }
   const std::vector<unsigned char> bytes(kBytes, 0x5A);
   std::uint32_t words[5] = {};
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     transform(words, bytes.data(), kBytes / kBlock);
     benchmark::DoNotOptimize(words);
   }

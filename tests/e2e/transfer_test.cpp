@@ -176,9 +176,10 @@ TEST_F(TvlTest, WholeStoreWithoutItsOwnFiles) {
   folder.Write("work/tvl.ini", "broken");
   folder.Write("work/tmp/locks/dtlocks.dat", "old");
   const std::string configuration = folder.Read("store/tvl.ini");
+  const std::string locks = folder.Read("store/tmp/locks/dtlocks.dat");
   Expect(3, {"put", "-r", "."});
   EXPECT_EQ(folder.Read("store/tvl.ini"), configuration);
-  EXPECT_FALSE(folder.Exists("store/tmp/locks/dtlocks.dat"));
+  EXPECT_EQ(folder.Read("store/tmp/locks/dtlocks.dat"), locks);
 }
 
 }  // namespace

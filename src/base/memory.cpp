@@ -48,6 +48,7 @@ void* GrowArray(void* array, int count, unsigned int elementSize, unsigned int c
 }
 
 void* ResizeArray(void* array, unsigned int oldCount, int newCount, unsigned int elementSize) {
+  if (newCount < 0) throw std::bad_alloc();
   const auto count = static_cast<std::size_t>(newCount);
   if (array == nullptr) return Checked(std::calloc(count == 0 ? 1 : count, elementSize));
   if (count <= oldCount) {

@@ -105,7 +105,8 @@ TEST(Memory, ResizeArrayIsExactAndShrinkingZeroes) {
   EXPECT_EQ(array, before);
   const short shrunk[] = {1, 0, 0, 0, 0};
   EXPECT_EQ(std::memcmp(array, shrunk, sizeof shrunk), 0);
-  EXPECT_THROW(static_cast<void>(ResizeArray(array, 1, INT_MIN, 8)), std::bad_alloc);
+  EXPECT_THROW(static_cast<void>(ResizeArray(array, 1, -1, 8)), std::bad_alloc);
+  EXPECT_THROW(static_cast<void>(ResizeArray(nullptr, 0, INT_MIN, 0)), std::bad_alloc);
   SafeFree(array);
   SafeFree(ResizeArray(nullptr, 0, 0, 8));
 }

@@ -6,6 +6,7 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 
@@ -111,19 +112,27 @@ TEST(CopyFile, OfAFileThatKnowsNoSize) {
   EXPECT_NE(folder.Read("b").find("Pid:"), string::npos);
 }
 
-// A file system of a megabyte, which takes root to make.
+// A small file system of its own, which takes root to mount.
 class SmallDisk : public testing::TestWithParam<const char*> {
  protected:
   void SetUp() override {
     folder_.Make("disk");
-    if (mount("none", folder_.Host("disk").c_str(), "tmpfs", 0, "size=1m") != 0) GTEST_SKIP() << "takes root";
+    const string disk = folder_.Host("disk");
+    const string image = folder_.Host("image");
+    const string mount = string(GetParam()) == "tmpfs"
+                             ? "mount -t tmpfs -o size=4m none " + disk
+                             : "truncate -s 4M " + image + " && mkfs.ext4 -q " + image +
+                                   " && mount -o loop " + image + " " + disk;
+    if (geteuid() != 0 || std::system(("(" + mount + ") 2>/dev/null").c_str()) != 0)
+      GTEST_SKIP() << "takes root";
     mounted_ = true;
   }
   void TearDown() override {
-    if (mounted_) umount(folder_.Host("disk").c_str());
+    if (mounted_) umount2(folder_.Host("disk").c_str(), MNT_DETACH);
   }
 
   unsigned long FreeBlocks() const {
+    sync();
     struct statvfs status = {};
     statvfs(folder_.Host("disk").c_str(), &status);
     return status.f_bfree;
@@ -133,19 +142,21 @@ class SmallDisk : public testing::TestWithParam<const char*> {
   bool mounted_ = false;
 };
 
-TEST_F(SmallDisk, KeepsATargetForWhichTheRoomDoesNotSuffice) {
-  folder_.Write("big", Pattern(2000000));
+INSTANTIATE_TEST_SUITE_P(Kinds, SmallDisk, testing::Values("tmpfs", "ext4"));
+
+TEST_P(SmallDisk, KeepsATargetForWhichTheRoomDoesNotSuffice) {
+  folder_.Write("big", Pattern(8000000));
   folder_.Write("disk/target", "what was there");
   const unsigned long before = FreeBlocks();
   tvl::TakeLastError();
   EXPECT_EQ(Copy(folder_, "big", "disk/target"), 0);
   EXPECT_EQ(tvl::TakeLastError().code, ENOSPC);
   EXPECT_EQ(folder_.Read("disk/target"), "what was there");
-  EXPECT_EQ(FreeBlocks(), before);
+  EXPECT_EQ(FreeBlocks(), before) << "what was reserved in vain is free again";
 }
 
-TEST_F(SmallDisk, FailsForANewTargetToo) {
-  folder_.Write("big", Pattern(2000000));
+TEST_P(SmallDisk, FailsForANewTargetToo) {
+  folder_.Write("big", Pattern(8000000));
   EXPECT_EQ(Copy(folder_, "big", "disk/new"), 0);
   folder_.Write("disk/new", string(600000, 'x'));
   folder_.Write("fits", Pattern(900000));

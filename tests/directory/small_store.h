@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 
 #include <tvlclient/smb_opr.h>
@@ -13,7 +14,9 @@
 // A store "root" beside a working directory "work" and a connection between them. There is no lock table.
 class SmallStore {
  public:
-  explicit SmallStore(const std::string& settings = "") {
+  explicit SmallStore(const std::string& settings = "",
+                      const std::filesystem::path& parent = std::filesystem::temp_directory_path())
+      : folder(parent) {
     folder.Make("root");
     Configure(settings);
     EXPECT_EQ(Open(), 0);

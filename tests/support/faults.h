@@ -31,6 +31,10 @@ class Faults {
     Wrap<&tvl::SystemCalls::fchmod>("fchmod");
     Wrap<&tvl::SystemCalls::mkdir>("mkdir");
     Wrap<&tvl::SystemCalls::unlink>("unlink");
+    Wrap<&tvl::SystemCalls::rmdir>("rmdir");
+    Wrap<&tvl::SystemCalls::rename>("rename");
+    Wrap<&tvl::SystemCalls::rename_noreplace>("rename_noreplace");
+    Wrap<&tvl::SystemCalls::fsync>("fsync");
     Wrap<&tvl::SystemCalls::lock>("lock");
   }
   ~Faults() { tvl::System() = Get().real; }

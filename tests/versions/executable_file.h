@@ -1,0 +1,17 @@
+#ifndef TVL_TESTS_VERSIONS_EXECUTABLE_FILE_H
+#define TVL_TESTS_VERSIONS_EXECUTABLE_FILE_H
+
+#include <optional>
+#include <string>
+
+// An executable file in memory that consists of nothing but its heads and a version resource.
+struct ExecutableFile {
+  bool plus = false;  // PE32+ in place of PE32
+  bool translation = true;
+  std::optional<std::string> file_version;  // bytes, one a character
+  std::optional<std::string> special_build;
+
+  [[nodiscard]] std::string Bytes() const;
+};
+
+#endif

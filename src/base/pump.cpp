@@ -28,7 +28,7 @@ void PumpMessages() {
   tvl::NotifySocket();
 }
 
-void tvl::SleepBetweenPumps() {
+void tvl::SleepUntilPumpIsDue() {
   WaitMessage(thread_hook.call == nullptr ? kNoLimit : kHookMilliseconds);
 }
 

@@ -16,7 +16,7 @@ void SetPumpHook(PumpHook hook, void* userData);
 
 // Sleeps until there is something to pump. On a thread with a hook for 10 ms at most, since what the hook
 // looks at wakes nobody.
-void SleepBetweenPumps();
+void SleepUntilPumpIsDue();
 
 }  // namespace tvl
 

@@ -229,6 +229,7 @@ void CAsyncSocket::Close() {
   read_due_ = false;
   write_due_ = false;
   closed_ = false;
+  ready_ = 0;
 }
 
 BOOL CAsyncSocket::ShutDown(int how) {
@@ -238,7 +239,8 @@ BOOL CAsyncSocket::ShutDown(int how) {
 BOOL CAsyncSocket::IOCtl(long /*command*/, DWORD* value) {
   int count = 0;
   const BOOL success = Succeeded(ioctl(descriptor_, FIONREAD, &count) == 0);
-  *value = static_cast<DWORD>(count);
+  to_read_ = static_cast<DWORD>(count);
+  *value = to_read_;
   return success;
 }
 
@@ -275,13 +277,13 @@ void CAsyncSocket::FinishConnect() {
   if (!connecting_) OnConnect(Code(problem));
 }
 
+// At the end of the stream OnReceive finds nothing to read.
 void CAsyncSocket::NotifyOfInput() {
-  DWORD count = 0;
-  if (IOCtl(kBytesToRead, &count) != 0 && count > 0) {
-    read_due_ = false;
-    OnReceive(0);
-    return;
-  }
+  read_due_ = false;
+  to_read_ = 0;
+  OnReceive(0);
+  if (read_due_ || to_read_ > 0) return;
+  read_due_ = true;
   char byte = 0;
   const int seen = Transfer([&] { return recv(descriptor_, &byte, 1, MSG_PEEK); });
   if (seen > 0) return;  // came just now: the next pump brings it
@@ -311,9 +313,15 @@ pollfd WaitedSocket::Poll() {
   return {socket->descriptor_, static_cast<short>((reads ? POLLIN : 0) | (writes ? POLLOUT : 0)), 0};
 }
 
+void WaitedSocket::Remember(short ready) {
+  if (waited_socket != nullptr) waited_socket->ready_ = ready;
+}
+
 void NotifySocket() {
   pollfd waited = WaitedSocket::Poll();
-  if (waited.fd >= 0 && poll(&waited, 1, 0) > 0) waited_socket->Notify(waited.revents);
+  if (waited.fd < 0) return;
+  waited.revents = std::exchange(waited_socket->ready_, short{0});
+  if (waited.revents != 0 || poll(&waited, 1, 0) > 0) waited_socket->Notify(waited.revents);
 }
 
 }  // namespace tvl

@@ -71,8 +71,9 @@ class CAsyncSocket {
   BOOL IOCtl(long command, DWORD* value);
 
  protected:
-  // `code` is 0 or that of a failure. OnReceive comes again only after a Receive, OnSend only after a Send
-  // that would have blocked, OnClose once.
+  // `code` is 0 or that of a failure. OnReceive must ask IOCtl how much there is to read, which is 0 at the
+  // end of the stream, and comes again only after a Receive; OnSend comes again after a Send that would have
+  // blocked; OnClose comes once.
   virtual void OnReceive(int code);
   virtual void OnSend(int code);
   virtual void OnConnect(int code);
@@ -100,6 +101,8 @@ class CAsyncSocket {
   bool read_due_ = false;   // OnReceive is wanted
   bool write_due_ = false;  // OnSend is wanted
   bool closed_ = false;     // OnClose has been called
+  short ready_ = 0;         // what the last sleep has found out, for the next pump
+  DWORD to_read_ = 0;       // last answer of IOCtl
   addrinfo* addresses_ = nullptr;
   const addrinfo* next_address_ = nullptr;
   CAsyncSocket* next_ = nullptr;  // of all sockets that have a descriptor

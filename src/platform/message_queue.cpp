@@ -172,7 +172,7 @@ void tvl::WaitMessage(int milliseconds) {
   // Without an alarm a message would not be noticed, so this only naps.
   if (alarm < 0 && (milliseconds < 0 || milliseconds > kNapMilliseconds)) milliseconds = kNapMilliseconds;
   pollfd waited[] = {{alarm, POLLIN, 0}, WaitedSocket::Poll()};
-  poll(waited, 2, milliseconds);
+  if (poll(waited, 2, milliseconds) > 0) WaitedSocket::Remember(waited[1].revents);
   if (queue != nullptr) GetUp(*queue);
 }
 

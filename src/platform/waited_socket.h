@@ -9,6 +9,9 @@ namespace tvl {
 struct WaitedSocket {
   // What to poll for; the descriptor is -1 if there is no socket, or nothing to come from it.
   static pollfd Poll();
+
+  // What poll() has found, so that the next pump need not ask again.
+  static void Remember(short ready);
 };
 
 }  // namespace tvl

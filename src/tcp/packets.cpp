@@ -43,21 +43,17 @@ void Packets::PackInitialize() {
 
 int Packets::Add2Pack(int reset, const char* format, ...) {
   if (reset != 0) PackInitialize();
+  char text[protocol::kMostTextPacket - protocol::kHeadSize + 1];
   std::va_list arguments;
-  std::va_list again;
   va_start(arguments, format);
-  va_copy(again, arguments);
-  const int text = std::vsnprintf(packBuffer + packLength, sizeof packBuffer - packLength, format, arguments);
-  const auto length = static_cast<std::size_t>(std::max(text, 0));
-  bool added = text >= 0 && protocol::kHeadSize + length <= protocol::kMostTextPacket;
-  if (added && packLength + length > protocol::kMostTextPacket) {
-    added = PackSend() != 0;
-    if (added) std::vsnprintf(packBuffer + packLength, sizeof packBuffer - packLength, format, again);
-  }
-  va_end(again);
+  const int written = std::vsnprintf(text, sizeof text, format, arguments);
   va_end(arguments);
-  if (added) packLength += length;
-  return added ? 1 : 0;
+  const auto length = static_cast<std::size_t>(written);
+  if (written < 0 || length >= sizeof text) return 0;
+  if (packLength + length > protocol::kMostTextPacket && PackSend() == 0) return 0;
+  std::memcpy(packBuffer + packLength, text, length + 1);
+  packLength += length;
+  return 1;
 }
 
 void Packets::PackChunk(std::size_t count) {

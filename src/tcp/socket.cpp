@@ -15,12 +15,12 @@ constexpr long kTransferEvents = FD_READ | FD_WRITE | FD_CLOSE;
 // What a peer sends ahead of being asked stays in the system's buffers beyond this, which then hold it up.
 constexpr std::int32_t kMostWaiting = 1 << 20;
 
-// Lets the thread's other work go on until `done` holds. Its sign may come from inside the pump only.
+// Lets the thread's other work go on until `done` holds. Its sign comes from inside the pump only.
 template <typename Condition>
 void WaitUntil(Condition done) {
   while (!done()) {
+    tvl::SleepUntilPumpIsDue();
     PumpMessages();
-    if (!done()) tvl::SleepBetweenPumps();
   }
 }
 

@@ -14,6 +14,8 @@
 class CJSock : public CAsyncSocket {
  public:
   CJSock() = default;
+  CJSock(const CJSock&) = delete;
+  CJSock& operator=(const CJSock&) = delete;
   ~CJSock() override;
 
   // Drops any earlier socket. Not 0 on success.

@@ -106,15 +106,13 @@ void Sha1Final(Sha1Context* context) {
   for (std::size_t i = 0; i < 5; ++i) StoreBigEndian(context->state[i], 4, context->buffer + 4 * i);
 }
 
-int Sha1OfFile(const char* path, char* output) {
+int Sha1OfHandle(HANDLE file, char* output) {
   output[0] = 0;
-  const tvl::LowFile file(path, 0);
-  if (!file.IsOpen()) return 0;
   Sha1Context context;
   Sha1Init(&context);
   unsigned char piece[kReadPiece];
   for (;;) {
-    const unsigned int count = LowRead(file.Handle(), piece, sizeof piece);
+    const unsigned int count = LowRead(file, piece, sizeof piece);
     if (count == kLowFailed) return 0;
     if (count == 0) break;
     Sha1Update(&context, piece, count);
@@ -122,6 +120,12 @@ int Sha1OfFile(const char* path, char* output) {
   Sha1Final(&context);
   WriteSignature(context, output);
   return 1;
+}
+
+int Sha1OfFile(const char* path, char* output) {
+  output[0] = 0;
+  const tvl::LowFile file(path, 0);
+  return file.IsOpen() ? Sha1OfHandle(file.Handle(), output) : 0;
 }
 
 int Sha1OfString(const char* text, char* output) {

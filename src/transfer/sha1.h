@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "platform/files.h"
+
 // SHA-1 by FIPS 180-4, and the signatures made of it: 40 lower-case hexadecimal digits, in buffers of 41
 // bytes.
 //
@@ -27,6 +29,9 @@ void Sha1Final(Sha1Context* context);
 
 // Signature of a file. 1; 0, with an empty `output`, if the file can't be opened or read.
 int Sha1OfFile(const char* path, char* output);
+
+// The same of an open file, from its position to its end.
+int Sha1OfHandle(HANDLE file, char* output);
 
 // Signature of a text: the digest of its length in hexadecimal digits and its bytes, as one message.
 // Always 1.

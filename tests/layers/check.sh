@@ -50,7 +50,7 @@ allowed_folders() {
     tvlclient/*) ;;
     zlib.h) echo transfer ;;
     sqlite3.h) echo engine ;;
-    CLI/*) echo cli ;;
+    CLI/*) echo cli server ;;
     asio.hpp | asio/*) echo server ;;
     cpuid.h | immintrin.h) echo transfer ;;
     */* | *.h) echo platform engine server cli ;;

@@ -1,0 +1,95 @@
+#include "server/access.h"
+
+#include <algorithm>
+#include <fstream>
+#include <stdexcept>
+
+namespace tvl::server {
+namespace {
+
+constexpr std::string_view kBlanks = " \t\r";
+
+bool EqualInConstantTime(std::string_view given, std::string_view expected) {
+  unsigned int difference = given.size() == expected.size() ? 0 : 1;
+  for (std::size_t i = 0; i < given.size(); ++i) {
+    const char other = expected.empty() ? '\0' : expected[i % expected.size()];
+    difference |=
+        static_cast<unsigned char>(given[i]) ^ static_cast<unsigned int>(static_cast<unsigned char>(other));
+  }
+  return difference == 0;
+}
+
+std::string Trimmed(const std::string& line) {
+  const std::size_t first = line.find_first_not_of(kBlanks);
+  if (first == std::string::npos) return {};
+  return line.substr(first, line.find_last_not_of(kBlanks) - first + 1);
+}
+
+}  // namespace
+
+asio::ip::address Plain(const asio::ip::address& address) {
+  if (!address.is_v6() || !address.to_v6().is_v4_mapped()) return address;
+  return asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6());
+}
+
+void AllowedAddresses::Add(const std::string& network) {
+  const bool single = network.find('/') == std::string::npos;
+  asio::error_code problem;
+  const asio::ip::network_v4 v4 = asio::ip::make_network_v4(single ? network + "/32" : network, problem);
+  if (!problem) {
+    v4_.push_back(v4.canonical());
+    return;
+  }
+  const asio::ip::network_v6 v6 = asio::ip::make_network_v6(single ? network + "/128" : network, problem);
+  if (problem) throw std::runtime_error("no address or network: " + network);
+  v6_.push_back(v6.canonical());
+}
+
+bool AllowedAddresses::Allows(const asio::ip::address& address) const {
+  if (v4_.empty() && v6_.empty()) return true;
+  const asio::ip::address plain = Plain(address);
+  if (plain.is_v4()) {
+    return std::any_of(v4_.begin(), v4_.end(), [&](const asio::ip::network_v4& network) {
+      return asio::ip::network_v4(plain.to_v4(), network.prefix_length()).canonical() == network;
+    });
+  }
+  return std::any_of(v6_.begin(), v6_.end(), [&](const asio::ip::network_v6& network) {
+    return asio::ip::network_v6(plain.to_v6(), network.prefix_length()).canonical() == network;
+  });
+}
+
+Tags::Tags(const std::string& path) : open_to_all_(false) {
+  std::ifstream file(path);
+  if (!file) throw std::runtime_error("list of tags cannot be read: " + path);
+  std::string line;
+  for (int number = 1; std::getline(file, line); ++number) {
+    line = Trimmed(line);
+    if (line.empty() || line[0] == '#') continue;
+    Entry entry = ParseLine(line);
+    if (entry.right == Right::kNone) {
+      throw std::runtime_error(path + ", line " + std::to_string(number) +
+                               ": expected a tag with \"read\" or \"write\" behind it");
+    }
+    entries_.push_back(std::move(entry));
+  }
+}
+
+// The right is the last word, so a tag may hold blanks.
+Tags::Entry Tags::ParseLine(const std::string& line) {
+  const std::size_t blank = line.find_last_of(kBlanks);
+  if (blank == std::string::npos) return {{}, Right::kNone};
+  const std::string word = line.substr(blank + 1);
+  const Right right = word == "write" ? Right::kWrite : word == "read" ? Right::kRead : Right::kNone;
+  return {Trimmed(line.substr(0, blank)), right};
+}
+
+Right Tags::RightOf(std::string_view tag) const {
+  if (open_to_all_) return Right::kWrite;
+  Right right = Right::kNone;
+  for (const Entry& entry : entries_) {
+    if (EqualInConstantTime(tag, entry.tag)) right = std::max(right, entry.right);
+  }
+  return right;
+}
+
+}  // namespace tvl::server

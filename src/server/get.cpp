@@ -1,0 +1,106 @@
+#include <array>
+#include <memory>
+#include <string>
+
+#include <tvlclient/errors.h>
+
+#include "server/chunk.h"
+#include "server/get_file.h"
+#include "server/names.h"
+#include "server/run_on.h"
+#include "server/session.h"
+#include "tcp/protocol.h"
+
+namespace tvl::server {
+
+// A file on its way, and the two packets of it that exist at a time: one is on the wire while the next is
+// read.
+struct Session::Transfer {
+  GetFile file;
+  std::array<Chunk, 2> chunks;
+  std::uint64_t sent = 0;
+};
+
+namespace {
+
+constexpr char kNoData[protocol::kChunkHeadSize] = {};
+
+// What stands in front of the first chunk: code and time, each with its zero.
+std::string Preface(std::int64_t time) {
+  std::string preface("0\0", 2);
+  preface += std::to_string(time);
+  return preface += '\0';
+}
+
+std::string EndMark(std::int64_t time) {
+  return std::string(kNoData, sizeof kNoData) + std::to_string(time);
+}
+
+}  // namespace
+
+asio::awaitable<bool> Session::Get(std::string_view command) {
+  const Stopwatch watch;
+  const FileRequest asked = ParseFileRequest(command);
+  auto transfer = std::make_shared<Transfer>();
+  const int code =
+      co_await RunOn(service_.files, [this, &asked, &transfer] { return OpenGet(asked, *transfer); });
+  bool go_on = true;
+  if (code == TVL_OK) {
+    go_on = co_await SendChunks(transfer);
+  } else {
+    go_on = co_await ReplyNumber(code);
+  }
+  Event event = {{}, "get", asked.name, code, transfer->sent, watch.Elapsed(), {}};
+  if (!go_on) event.note = "broken off";
+  Tell(std::move(event));
+  co_return go_on;
+}
+
+int Session::OpenGet(const FileRequest& asked, Transfer& transfer) {
+  const std::optional<std::string> name = CleanName(asked.name);
+  if (!name) return TVL_ERR_SERVER_FILE;
+  if (DecidesByItself(asked)) return TVL_ERR_IN_CACHE;
+  const GetFile::Compare compare = {service_.config.fileCompare, asked.stamp};
+  if (const int code = transfer.file.Open(service_.root, service_.hashes, *name, compare)) return code;
+  if (service_.config.zipOnTransfert != 0 && !transfer.file.Pack()) return TVL_ERR_SERVER_FILE;
+  return transfer.file.Fill(transfer.chunks[0]) ? TVL_OK : TVL_ERR_SERVER_FILE;
+}
+
+// False ends the session, also where the file can't be read any more: a packet of a get has no place for a
+// code, and the end mark would make a whole file of what has come.
+asio::awaitable<bool> Session::SendChunks(const std::shared_ptr<Transfer>& transfer) {
+  std::string preface = Preface(transfer->file.Time());
+  for (std::size_t turn = 0;; turn ^= 1U) {
+    Chunk& current = transfer->chunks[turn];
+    Chunk& next = transfer->chunks[turn ^ 1U];
+    const std::string_view packet = current.Packet(preface);
+    const bool nothing_follows = transfer->file.IsAtEnd();
+    std::optional<Begun<bool>> ahead;
+    next.SetSize(0);
+    if (!nothing_follows) {
+      ahead.emplace(service_.files, stream_->Executor(),
+                    [transfer, &next] { return transfer->file.Fill(next); });
+    }
+    std::string_view answer;
+    bool alive = co_await stream_->Send(packet, service_.options.send_timeout);
+    if (alive && current.Size() == 0) co_return true;  // an empty file is its own end mark
+    if (alive) alive = co_await Receive(answer);
+    bool filled = true;
+    if (ahead) filled = co_await ahead->End();
+    if (!alive) co_return false;
+    transfer->sent += current.Size();
+    if (answer == protocol::kAbandon) co_return true;
+    if (!answer.starts_with(protocol::kData)) {
+      pending_ = answer;
+      co_return true;
+    }
+    if (!filled) co_return false;
+    if (next.Size() == 0) break;
+    preface.clear();
+  }
+  const std::string end_mark = EndMark(transfer->file.Time());
+  const bool sent = co_await Reply(end_mark);
+  co_return sent;
+}
+
+}  // namespace tvl::server

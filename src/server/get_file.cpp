@@ -1,0 +1,63 @@
+#include "server/get_file.h"
+
+#include <fcntl.h>
+
+#include <algorithm>
+
+#include <tvlclient/errors.h>
+
+namespace tvl::server {
+
+int GetFile::Open(const StoreRoot& root, HashCache& hashes, const std::string& name, const Compare& compare) {
+  const std::optional<Place> place = root.Find(name);
+  if (!place) return TVL_ERR_SERVER_FILE;
+  file_ = root.OpenToRead(*place, status_);
+  if (!file_.IsOpen()) return TVL_ERR_SERVER_FILE;
+  const bool current = IsCurrent(hashes, compare.policy, file_.Number(), status_, compare.stamp);
+  return current ? TVL_ERR_IN_CACHE : TVL_OK;
+}
+
+bool GetFile::Pack() {
+  packing_ = std::make_unique<Packing>();
+  return packing_->deflater.IsReady();
+}
+
+bool GetFile::Fill(Chunk& chunk) {
+  std::size_t count = 0;
+  if (packing_) return FillPacked(chunk);
+  if (!Read(chunk.Data(), Chunk::kMost, count)) return false;
+  chunk.SetSize(count);
+  return true;
+}
+
+// The next bytes of the file, as many as there is room for; none at the end. A file that has grown ends where
+// it ended when its time was taken.
+bool GetFile::Read(char* to, std::size_t room, std::size_t& count) {
+  room = static_cast<std::size_t>(std::min<std::uint64_t>(room, Size() - position_));
+  for (count = 0; count < room;) {
+    const ssize_t more = pread(file_.Number(), to + count, room - count, static_cast<off_t>(position_));
+    if (more < 0 && errno == EINTR) continue;
+    if (more <= 0) return false;
+    count += static_cast<std::size_t>(more);
+    position_ += static_cast<std::uint64_t>(more);
+  }
+  return true;
+}
+
+bool GetFile::FillPacked(Chunk& chunk) {
+  std::size_t filled = 0;
+  while (filled < Chunk::kMost) {
+    const auto room = static_cast<unsigned int>(Chunk::kMost - filled);
+    const unsigned int produced = packing_->deflater.Take(chunk.Data() + filled, room);
+    filled += produced;
+    if (produced > 0) continue;
+    if (packing_->deflater.IsAtEnd()) break;
+    std::size_t count = 0;
+    if (!Read(packing_->piece.data(), kPiece, count)) return false;
+    packing_->deflater.Give(packing_->piece.data(), static_cast<unsigned int>(count));
+  }
+  chunk.SetSize(filled);
+  return true;
+}
+
+}  // namespace tvl::server

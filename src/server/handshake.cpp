@@ -1,0 +1,71 @@
+#include "server/handshake.h"
+
+#include "server/names.h"
+#include "tcp/protocol.h"
+
+namespace tvl::server {
+namespace {
+
+constexpr std::size_t kClassLength = 4;
+constexpr std::size_t kLongestComputer = 32;
+constexpr std::size_t kLongestUser = 64;
+constexpr std::string_view kSpecial = "/\\|*?";
+constexpr char kSubstitute = '_';
+
+// Cut, and without what means something in a file name, a list or a search. Blanks at the end would be taken
+// for a field's filling.
+std::string CleanText(std::string_view text, std::size_t longest) {
+  std::string clean(text.substr(0, longest));
+  for (char& character : clean) {
+    if (IsControl(character) || kSpecial.find(character) != std::string_view::npos) character = kSubstitute;
+  }
+  for (auto last = clean.rbegin(); last != clean.rend() && *last == ' '; ++last) *last = kSubstitute;
+  return clean;
+}
+
+std::string OrElse(std::string text, const char* otherwise) {
+  return text.empty() ? std::string(otherwise) : text;
+}
+
+}  // namespace
+
+std::optional<Handshake> ParseHandshake(std::string_view packet) {
+  Handshake handshake;
+  std::string_view rest = packet.substr(protocol::kHeadSize + protocol::kHandshakeText.size());
+  for (std::string* text : {&handshake.client_class, &handshake.computer, &handshake.user, &handshake.tag}) {
+    const std::size_t end = rest.find('\0');
+    if (end == std::string_view::npos) return std::nullopt;
+    *text = rest.substr(0, end);
+    rest.remove_prefix(end + 1);
+  }
+  return handshake;
+}
+
+Handshake CleanIdentity(const Handshake& sent) {
+  std::string client_class = CleanText(sent.client_class, kClassLength);
+  client_class.resize(kClassLength, 'x');
+  return {client_class,
+          OrElse(CleanText(sent.computer, kLongestComputer), "unknown"),
+          OrElse(CleanText(sent.user, kLongestUser), "Unknown"),
+          {}};
+}
+
+std::string AcceptText(const Welcome& welcome) {
+  return "TVL\t0\t" + std::to_string(welcome.instance) + "\t" + std::to_string(welcome.zip_on_transfer) +
+         "\t" + std::to_string(welcome.file_compare) + "\t" + Field(welcome.short_name) + "\t" +
+         Field(welcome.long_name);
+}
+
+std::string RefuseText(int code) {
+  return "TVL\t" + std::to_string(code);
+}
+
+std::string Field(std::string_view text) {
+  std::string field(text.empty() ? " " : text);
+  for (char& character : field) {
+    if (character == protocol::kFieldSeparator[0]) character = ' ';
+  }
+  return field;
+}
+
+}  // namespace tvl::server

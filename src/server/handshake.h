@@ -1,0 +1,44 @@
+#ifndef TVL_SERVER_HANDSHAKE_H
+#define TVL_SERVER_HANDSHAKE_H
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tvl::server {
+
+// What a client says of itself.
+struct Handshake {
+  std::string client_class;
+  std::string computer;
+  std::string user;
+  std::string tag;
+};
+
+// The four texts of a handshake packet; what stands behind them is ignored. Nothing if one has no end.
+[[nodiscard]] std::optional<Handshake> ParseHandshake(std::string_view packet);
+
+// The same in a form that can stand in the names of markers, in lock rows and in lists, whatever was sent.
+// The tag goes.
+[[nodiscard]] Handshake CleanIdentity(const Handshake& sent);
+
+// What the store tells a client that it accepts.
+struct Welcome {
+  int instance;
+  int zip_on_transfer;
+  int file_compare;
+  std::string short_name;
+  std::string long_name;
+};
+
+// Payloads of the two answers.
+[[nodiscard]] std::string AcceptText(const Welcome& welcome);
+[[nodiscard]] std::string RefuseText(int code);
+
+// A text as a field of a reply: an empty one would vanish and move its followers, one with a separator would
+// be two.
+[[nodiscard]] std::string Field(std::string_view text);
+
+}  // namespace tvl::server
+
+#endif

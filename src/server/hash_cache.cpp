@@ -1,0 +1,112 @@
+#include "server/hash_cache.h"
+
+#include <time.h>
+#include <unistd.h>
+
+#include <cinttypes>
+#include <cstdio>
+
+#include "base/text.h"
+#include "transfer/compare.h"
+#include "transfer/sha1.h"
+
+namespace tvl::server {
+namespace {
+
+// The kernel's file times move in steps. A file changed a moment ago can change once more within the same
+// step, and nothing but its contents would tell.
+constexpr std::int64_t kStepNanoseconds = 20'000'000;
+
+std::int64_t Nanoseconds(const timespec& moment) {
+  return moment.tv_sec * std::int64_t{1'000'000'000} + moment.tv_nsec;
+}
+
+bool IsSettled(const struct stat& status, std::int64_t now) {
+  return now - Nanoseconds(status.st_ctim) > kStepNanoseconds &&
+         now - Nanoseconds(status.st_mtim) > kStepNanoseconds;
+}
+
+std::int64_t Now() {
+  timespec now = {};
+  clock_gettime(CLOCK_REALTIME, &now);
+  return Nanoseconds(now);
+}
+
+std::string Hash(int file) {
+  char signature[kSignatureRoom];
+  if (lseek(file, 0, SEEK_SET) != 0) return {};
+  Sha1OfHandle(file, signature);
+  lseek(file, 0, SEEK_SET);
+  return signature;
+}
+
+}  // namespace
+
+HashCache::Key HashCache::KeyOf(const struct stat& status) {
+  return {status.st_dev,          status.st_ino,         status.st_size,        status.st_mtim.tv_sec,
+          status.st_mtim.tv_nsec, status.st_ctim.tv_sec, status.st_ctim.tv_nsec};
+}
+
+std::size_t HashCache::Computed() const {
+  const std::lock_guard<std::mutex> guard(mutex_);
+  return computed_;
+}
+
+void HashCache::Forget(Entries::iterator entry) {
+  ages_.erase(entry->second.age);
+  entries_.erase(entry);
+}
+
+void HashCache::DropOldest() {
+  for (auto age = ages_.end(); entries_.size() > most_ && age != ages_.begin();) {
+    --age;
+    const auto entry = entries_.find(*age);
+    if (entry->second.busy) continue;
+    age = ages_.erase(age);
+    entries_.erase(entry);
+  }
+}
+
+std::string HashCache::Signature(int file, const struct stat& status) {
+  const Key key = KeyOf(status);
+  const bool settled = IsSettled(status, Now());
+  std::unique_lock<std::mutex> lock(mutex_);
+  auto entry = entries_.find(key);
+  for (; entry != entries_.end() && entry->second.busy; entry = entries_.find(key)) done_.wait(lock);
+  if (entry != entries_.end()) {
+    ages_.splice(ages_.begin(), ages_, entry->second.age);
+    return entry->second.signature;
+  }
+  ages_.push_front(key);
+  entry = entries_.emplace(key, Entry{{}, true, ages_.begin()}).first;
+  ++computed_;
+  lock.unlock();
+  std::string signature = Hash(file);
+  struct stat after = {};
+  const bool unchanged = fstat(file, &after) == 0 && KeyOf(after) == key;
+  lock.lock();
+  entry->second.signature = signature;
+  entry->second.busy = false;
+  if (!settled || !unchanged || signature.empty()) Forget(entry);
+  DropOldest();
+  done_.notify_all();
+  return signature;
+}
+
+bool IsCurrent(HashCache& hashes, int policy, int file, const struct stat& status, const std::string& stamp) {
+  char size[32];
+  const int bar =
+      std::snprintf(size, sizeof size, "%" PRIx64 "|", static_cast<std::uint64_t>(status.st_size));
+  const auto length = static_cast<std::size_t>(bar);
+  if (!EqualNoCase(stamp.substr(0, length).c_str(), size)) return false;
+  const std::string signature = stamp.substr(length);
+  if (policy == kCompareTime) {
+    char time[16];
+    std::snprintf(time, sizeof time, "%" PRIx32, static_cast<std::uint32_t>(status.st_mtim.tv_sec));
+    return EqualNoCase(signature.c_str(), time);
+  }
+  return signature.size() == kSignatureRoom - 1 &&
+         EqualNoCase(signature.c_str(), hashes.Signature(file, status).c_str());
+}
+
+}  // namespace tvl::server

@@ -1,0 +1,44 @@
+#include "server/instance.h"
+
+#include <algorithm>
+
+#include "server/names.h"
+#include "tcp/protocol.h"
+
+namespace tvl::server {
+namespace {
+
+constexpr char kNoLock[] = "0";
+
+bool IsObjectName(std::string_view name) {
+  return !name.empty() && name.size() <= kLongestObject && std::none_of(name.begin(), name.end(), IsControl);
+}
+
+}  // namespace
+
+Instance::Instance(const CConfig& config, const Handshake& identity, const std::string& address)
+    : connection_(config.locksDir, config.procsDir, identity.client_class.c_str(), identity.computer.c_str(),
+                  address.c_str(), identity.user.c_str()) {
+  connection_.AllocateInstance();
+}
+
+std::string Instance::AnswerLock(char letter, std::string_view object) {
+  if (!IsObjectName(object)) return kNoLock;
+  const std::string name(object);
+  if (letter == protocol::kUnlock) {
+    connection_.Unlock(name.c_str());
+  } else if (IsPresent()) {
+    connection_.Lock(name.c_str());
+  } else {
+    connection_.CheckLock(name.c_str());
+  }
+  return connection_.lockState == 0 ? kNoLock : Describe();
+}
+
+std::string Instance::Describe() const {
+  return std::to_string(connection_.lockState) + "\t" + Field(connection_.ownerComputer) + "\t" +
+         std::to_string(connection_.ownerInstance) + "\t" + std::to_string(connection_.ownerPid) + "\t" +
+         Field(connection_.ownerIp) + "\t" + Field(connection_.ownerUser);
+}
+
+}  // namespace tvl::server

@@ -1,0 +1,37 @@
+#ifndef TVL_SERVER_INSTANCE_H
+#define TVL_SERVER_INSTANCE_H
+
+#include <string>
+#include <string_view>
+
+#include "config/config.h"
+#include "presence/connection.h"
+#include "server/handshake.h"
+
+namespace tvl::server {
+
+// A client's presence on the store and its locks, the same as those of a client that works on the directory,
+// so that the two see each other. Lives on the engine's thread from its making to its end, which gives all
+// back.
+class Instance {
+ public:
+  // `identity`: a clean one. `address`: dotted.
+  Instance(const CConfig& config, const Handshake& identity, const std::string& address);
+
+  [[nodiscard]] int Number() const { return connection_.instance; }
+
+  // Its marker is held. Without one it would count as dead for everybody else, and so would its locks.
+  [[nodiscard]] bool IsPresent() const { return connection_.markerHandle != INVALID_HANDLE_VALUE; }
+
+  // Payload of the answer to a lock or an unlock, the letter says which.
+  [[nodiscard]] std::string AnswerLock(char letter, std::string_view object);
+
+ private:
+  [[nodiscard]] std::string Describe() const;
+
+  CConnection connection_;
+};
+
+}  // namespace tvl::server
+
+#endif

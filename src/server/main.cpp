@@ -1,0 +1,63 @@
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <stdexcept>
+#include <string>
+
+#include <tvlclient/errors.h>
+
+#include "config/config.h"
+#include "server/open_files.h"
+#include "server/options.h"
+#include "server/server.h"
+#include "server/service.h"
+
+namespace tvl::server {
+namespace {
+
+void LoadConfiguration(const std::string& path, CConfig& config) {
+  const int code = config.Load(path.c_str());
+  if (code != TVL_OK) {
+    throw std::runtime_error("configuration " + path + " describes no store, code " + std::to_string(code));
+  }
+}
+
+void FitClients(Options& options, const Log& log) {
+  const std::size_t fitting = MakeRoomForClients(options.max_clients);
+  if (fitting == options.max_clients) return;
+  options.max_clients = fitting;
+  log.Write({{}, "limit", {}, {}, {}, {}, "open files suffice for " + std::to_string(fitting) + " clients"});
+}
+
+void Serve(Options& options) {
+  CConfig config;
+  LoadConfiguration(options.config, config);
+  FitClients(options, Log(options.log_json));
+  Service service(options, config);
+  if (const int removed = service.parts.RemoveLeftovers(service.root)) {
+    service.log.Write({{}, "tidy", {}, {}, {}, {}, std::to_string(removed) + " unfinished puts removed"});
+  }
+  Server server(service);
+  server.Listen();
+  server.Run();
+}
+
+int Main(int count, char** arguments) try {
+  std::signal(SIGPIPE, SIG_IGN);  // standard error may be a pipe whose reader is gone
+  Options options;
+  const int code = ParseOptions(count, arguments, options);
+  if (code >= 0) return code;
+  Serve(options);
+  return EXIT_SUCCESS;
+} catch (const std::exception& problem) {
+  std::fprintf(stderr, "tvlserver: %s\n", problem.what());
+  return EXIT_FAILURE;
+}
+
+}  // namespace
+}  // namespace tvl::server
+
+int main(int count, char** arguments) {
+  return tvl::server::Main(count, arguments);
+}

@@ -1,0 +1,31 @@
+#include "server/open_files.h"
+
+#include <sys/resource.h>
+
+#include <algorithm>
+
+namespace tvl::server {
+namespace {
+
+// Connection, marker, and either the file of a get or part and folder of a put.
+constexpr std::size_t kPerClient = 4;
+
+// Listening, pools, lock table, notes, and those that come in or are refused.
+constexpr std::size_t kBeside = 160;
+
+}  // namespace
+
+std::size_t MakeRoomForClients(std::size_t wanted) {
+  rlimit limit = {};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return wanted;
+  if (limit.rlim_cur < limit.rlim_max) {
+    const rlimit raised = {limit.rlim_max, limit.rlim_max};
+    if (setrlimit(RLIMIT_NOFILE, &raised) == 0) limit = raised;
+  }
+  if (limit.rlim_cur == RLIM_INFINITY) return wanted;
+  const std::size_t files = limit.rlim_cur;
+  const std::size_t fitting = files <= kBeside ? 1 : (files - kBeside) / kPerClient;
+  return std::clamp<std::size_t>(fitting, 1, wanted);
+}
+
+}  // namespace tvl::server

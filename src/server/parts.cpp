@@ -1,0 +1,134 @@
+#include "server/parts.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+#include "platform/held_file.h"
+#include "server/names.h"
+
+namespace tvl::server {
+namespace {
+
+constexpr char kPrefix[] = "tvlserver.";
+constexpr char kSuffix[] = ".parts";
+constexpr std::size_t kNoteSize = 1024;  // a path and zeros: name, links on the way, and the part's own name
+constexpr int kTries = 1000;
+
+std::string NotesName(int number) {
+  return kPrefix + std::to_string(getpid()) + "." + std::to_string(number) + kSuffix;
+}
+
+bool IsNotesName(std::string_view name) {
+  return name.starts_with(kPrefix) && name.ends_with(kSuffix);
+}
+
+std::vector<std::string> NotesIn(const std::string& folder) {
+  std::vector<std::string> names;
+  const std::unique_ptr<DIR, int (*)(DIR*)> listing(opendir(folder.c_str()), closedir);
+  if (listing == nullptr) return names;
+  while (const dirent* entry = readdir(listing.get())) {
+    if (IsNotesName(entry->d_name)) names.push_back(folder + "/" + entry->d_name);
+  }
+  return names;
+}
+
+// Unlinks a part unless somebody holds it. False if there is none.
+bool RemovePart(const StoreRoot& root, const std::string& path) {
+  const std::optional<Place> place = root.FindPart(path);
+  if (!place) return false;
+  const int folder = place->folder.Number();
+  const Descriptor part(openat(folder, place->base.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (!part.IsOpen() || IsHeld(part.Number())) return false;
+  return unlinkat(folder, place->base.c_str(), 0) == 0;
+}
+
+int RemoveNoted(const StoreRoot& root, const Descriptor& notes) {
+  int removed = 0;
+  char note[kNoteSize + 1] = {};
+  for (off_t at = 0; pread(notes.Number(), note, kNoteSize, at) > 0; at += off_t{kNoteSize}) {
+    if (note[0] != 0 && RemovePart(root, note)) ++removed;
+    std::memset(note, 0, sizeof note);
+  }
+  return removed;
+}
+
+void UnlinkPath(void* path) {
+  unlink(static_cast<std::string*>(path)->c_str());
+}
+
+}  // namespace
+
+Parts::Parts(const std::string& folder) : folder_(folder) {
+  Make();
+}
+
+Parts::~Parts() {
+  if (!notes_.IsOpen()) return;
+  unlink(path_.c_str());
+  ReleaseFile(notes_.Number());
+}
+
+// Between its making and the hold on it another server may take the file for a dead one's; then it is made
+// again.
+void Parts::Make() {
+  for (int number = 0; number < kTries; ++number) {
+    path_ = folder_ + "/" + NotesName(number);
+    Descriptor notes(open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    if (!notes.IsOpen()) {
+      if (errno == EEXIST) continue;
+      break;
+    }
+    if (!HoldFile(notes.Number())) break;
+    if (StillNames(path_.c_str(), notes.Number())) {
+      notes_ = std::move(notes);
+      return;
+    }
+    ReleaseFile(notes.Number());
+  }
+  throw std::system_error(errno, std::generic_category(), path_);
+}
+
+int Parts::RemoveLeftovers(const StoreRoot& root) const {
+  int removed = 0;
+  for (std::string& path : NotesIn(folder_)) {
+    const Descriptor notes(open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC));
+    if (path == path_ || !notes.IsOpen() || IsHeld(notes.Number())) continue;
+    removed += RemoveNoted(root, notes);
+    // Held meanwhile, it is another server's that starts with this one, which will see to it.
+    if (!WhileUnheld(notes.Number(), UnlinkPath, &path)) continue;
+  }
+  return removed;
+}
+
+unsigned int Parts::NextNumber() {
+  const std::lock_guard<std::mutex> guard(mutex_);
+  return ++number_;
+}
+
+int Parts::Note(const std::string& path) {
+  const std::lock_guard<std::mutex> guard(mutex_);
+  if (path.size() >= kNoteSize) return -1;
+  const int note = free_.empty() ? used_ : *free_.begin();
+  char text[kNoteSize] = {};
+  path.copy(text, sizeof text);
+  if (pwrite(notes_.Number(), text, sizeof text, off_t{note} * off_t{kNoteSize}) != off_t{kNoteSize})
+    return -1;
+  if (free_.erase(note) == 0) ++used_;
+  return note;
+}
+
+// The note itself stays until its place is used again: without the part it does nothing.
+void Parts::Strike(int note) {
+  const std::lock_guard<std::mutex> guard(mutex_);
+  free_.insert(note);
+}
+
+}  // namespace tvl::server

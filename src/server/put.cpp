@@ -1,0 +1,127 @@
+#include <memory>
+#include <string>
+
+#include <tvlclient/errors.h>
+
+#include "server/get_file.h"
+#include "server/names.h"
+#include "server/put_file.h"
+#include "server/run_on.h"
+#include "server/session.h"
+#include "tcp/protocol.h"
+
+namespace tvl::server {
+
+// A file that comes, and the bytes of it that are being written while the next are on the wire.
+struct Session::PutTransfer {
+  std::unique_ptr<PutFile> file;
+  std::string bytes;
+  std::optional<Begun<int>> write;
+  std::uint64_t taken = 0;
+  int code = TVL_OK;
+
+  int WriteBytes() { return file->Write(bytes.data(), bytes.size()); }
+};
+
+asio::awaitable<bool> Session::Put(std::string_view command) {
+  const Stopwatch watch;
+  const FileRequest asked = ParseFileRequest(command);
+  auto transfer = std::make_shared<PutTransfer>();
+  transfer->code =
+      co_await RunOn(service_.files, [this, &asked, &transfer] { return OpenPut(asked, *transfer); });
+  bool go_on = co_await ReplyNumber(transfer->code);
+  if (go_on && transfer->code == TVL_OK) go_on = co_await TakeChunks(transfer);
+  co_await DropPut(transfer);
+  Event event = {{}, "put", asked.name, transfer->code, transfer->taken, watch.Elapsed(), {}};
+  if (!go_on || pending_) event.note = "broken off";
+  Tell(std::move(event));
+  co_return go_on;
+}
+
+int Session::OpenPut(const FileRequest& asked, PutTransfer& transfer) {
+  const std::optional<std::string> name = CleanName(asked.name);
+  if (!name || right_ != Right::kWrite) return TVL_ERR_SERVER_FILE;
+  if (DecidesByItself(asked) || HasCurrent({*name, asked.stamp})) return TVL_ERR_IN_CACHE;
+  auto file = std::make_unique<PutFile>(service_.root, service_.parts, service_.options.max_file,
+                                        service_.config.zipOnTransfert != 0);
+  if (const int code = file->Find(*name)) return code;
+  if (const int code = file->Begin()) return code;
+  transfer.file = std::move(file);
+  return TVL_OK;
+}
+
+// The store's file is the same as the one that would come.
+bool Session::HasCurrent(const FileRequest& asked) {
+  if (asked.stamp == protocol::kForcedStamp) return false;
+  GetFile file;
+  const GetFile::Compare compare = {service_.config.fileCompare, asked.stamp};
+  return file.Open(service_.root, service_.hashes, asked.name, compare) == TVL_ERR_IN_CACHE;
+}
+
+asio::awaitable<bool> Session::TakeChunks(const std::shared_ptr<PutTransfer>& transfer) {
+  for (;;) {
+    std::string_view packet;
+    const bool came = co_await Receive(packet);
+    if (!came) co_return false;
+    if (!packet.starts_with(protocol::kData)) {
+      pending_ = packet;
+      co_return true;
+    }
+    const std::string_view data = packet.substr(1);
+    std::int64_t time = 0;
+    if (data.empty()) {
+      transfer->code = co_await EndPut(transfer, time);
+    } else {
+      transfer->code = co_await TakeChunk(transfer, data);
+    }
+    std::string answer = std::to_string(transfer->code);
+    const bool ended = data.empty() || transfer->code != TVL_OK;
+    if (data.empty() && transfer->code == TVL_OK) answer += protocol::kFieldSeparator + std::to_string(time);
+    const bool sent = co_await Reply(answer);
+    if (!sent || ended) co_return sent;
+  }
+}
+
+// What comes as it is gets written while the client prepares its next packet, so a write that fails is told
+// one packet later. A compressed stream's defects are told at once.
+asio::awaitable<int> Session::TakeChunk(const std::shared_ptr<PutTransfer>& transfer, std::string_view data) {
+  int code = co_await LastWrite(*transfer);
+  if (code != TVL_OK) co_return code;
+  transfer->taken += data.size();
+  if (!transfer->file->MayTake(data.size())) co_return TVL_ERR_COPY;
+  transfer->bytes = data;
+  if (transfer->file->IsPacked()) {
+    code = co_await RunOn(service_.files, [&transfer] { return transfer->WriteBytes(); });
+  } else {
+    transfer->write.emplace(service_.files, stream_->Executor(),
+                            [transfer] { return transfer->WriteBytes(); });
+  }
+  co_return code;
+}
+
+asio::awaitable<int> Session::LastWrite(PutTransfer& transfer) {
+  if (!transfer.write) co_return TVL_OK;
+  const int code = co_await transfer.write->End();
+  transfer.write.reset();
+  co_return code;
+}
+
+asio::awaitable<int> Session::EndPut(const std::shared_ptr<PutTransfer>& transfer, std::int64_t& time) {
+  int code = co_await LastWrite(*transfer);
+  if (code == TVL_OK) {
+    code = co_await RunOn(service_.files, [&transfer, &time] { return transfer->file->End(time); });
+  }
+  co_return code;
+}
+
+// Lets the file go, which removes what hasn't landed.
+asio::awaitable<void> Session::DropPut(const std::shared_ptr<PutTransfer>& transfer) {
+  co_await LastWrite(*transfer);
+  if (!transfer->file) co_return;
+  co_await RunOn(service_.files, [&transfer] {
+    transfer->file.reset();
+    return 0;
+  });
+}
+
+}  // namespace tvl::server

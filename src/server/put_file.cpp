@@ -1,0 +1,201 @@
+#include "server/put_file.h"
+
+#include <fcntl.h>
+#include <stdio.h>
+#include <sys/stat.h>
+#include <time.h>
+
+#include <tvlclient/errors.h>
+
+#include "platform/held_file.h"
+#include "server/names.h"
+
+namespace tvl::server {
+namespace {
+
+constexpr mode_t kNewFileMode = 0666;
+constexpr mode_t kModeBits = 07777;
+constexpr int kTries = 100;
+constexpr unsigned int kExpandedPiece = 16384;
+constexpr int kTargetFlags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+
+bool WriteAll(int file, const char* bytes, std::size_t count) {
+  while (count > 0) {
+    const ssize_t written = write(file, bytes, count);
+    if (written < 0 && errno != EINTR) return false;
+    if (written <= 0) continue;
+    bytes += written;
+    count -= static_cast<std::size_t>(written);
+  }
+  return true;
+}
+
+bool Names(const Place& place, const std::string& name, int file) {
+  struct stat named = {};
+  struct stat opened = {};
+  return fstatat(place.folder.Number(), name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+         fstat(file, &opened) == 0 && named.st_dev == opened.st_dev && named.st_ino == opened.st_ino;
+}
+
+bool IsRegular(int file) {
+  struct stat status = {};
+  return fstat(file, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+// True if a put may replace what is there: a regular file that nobody holds, or nothing.
+bool IsReplaceable(const Place& place) {
+  const Descriptor target(openat(place.folder.Number(), place.base.c_str(), kTargetFlags));
+  if (!target.IsOpen()) return errno == ENOENT;
+  return IsRegular(target.Number()) && !IsHeld(target.Number());
+}
+
+// A rename over a target that is known not to be held.
+struct Replacement {
+  const Place& place;
+  const std::string& part;
+  int target;
+  bool done;
+};
+
+void RenameProbed(void* argument) {
+  auto* replacement = static_cast<Replacement*>(argument);
+  const Place& place = replacement->place;
+  const int folder = place.folder.Number();
+  replacement->done = Names(place, place.base, replacement->target) &&
+                      renameat(folder, replacement->part.c_str(), folder, place.base.c_str()) == 0;
+}
+
+bool RenameToNew(const Place& place, const std::string& part) {
+  const int folder = place.folder.Number();
+  if (renameat2(folder, part.c_str(), folder, place.base.c_str(), RENAME_NOREPLACE) == 0) return true;
+  if (errno != EINVAL && errno != ENOSYS) return false;
+  // A file system that can't refuse by itself. Nothing stood there a moment ago.
+  return renameat(folder, part.c_str(), folder, place.base.c_str()) == 0;
+}
+
+void SyncFolder(const Place& place) {
+  const Descriptor folder(openat(place.folder.Number(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (folder.IsOpen()) fsync(folder.Number());
+}
+
+}  // namespace
+
+PutFile::PutFile(const StoreRoot& root, Parts& parts, std::uint64_t most, bool packed)
+    : root_(root), parts_(parts), most_(most), inflater_(packed ? std::make_unique<Inflater>() : nullptr) {}
+
+PutFile::~PutFile() {
+  DropPart();
+  if (!landed_) root_.RemoveFolders(made_);
+}
+
+int PutFile::Find(const std::string& name) {
+  std::optional<Place> place = root_.FindOrMake(name, made_);
+  if (!place) return TVL_ERR_SERVER_FILE;
+  place_ = std::move(*place);
+  return TVL_OK;
+}
+
+int PutFile::Begin() {
+  if (!IsReplaceable(place_) || (inflater_ && !inflater_->IsReady())) return TVL_ERR_COPY;
+  for (int tries = 0; tries < kTries; ++tries) {
+    if (MakePart()) return TVL_OK;
+    if (errno != EEXIST) break;
+  }
+  return TVL_ERR_COPY;
+}
+
+// False with EEXIST if that name is taken or was lost to somebody who tidied up.
+bool PutFile::MakePart() {
+  part_name_ = "." + std::to_string(getpid()) + "." + std::to_string(parts_.NextNumber()) + kPartSuffix;
+  note_ = parts_.Note(place_.folder_path.empty() ? part_name_ : place_.folder_path + "/" + part_name_);
+  if (note_ < 0) return false;
+  constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+  part_ = Descriptor(openat(place_.folder.Number(), part_name_.c_str(), kFlags, kNewFileMode));
+  if (part_.IsOpen() && HoldPart()) return true;
+  const int problem = part_.IsOpen() ? EEXIST : errno;
+  DropPart();
+  errno = problem;
+  return false;
+}
+
+bool PutFile::HoldPart() {
+  return HoldFile(part_.Number()) && Names(place_, part_name_, part_.Number());
+}
+
+void PutFile::DropPart() {
+  if (part_.IsOpen()) {
+    if (!landed_) unlinkat(place_.folder.Number(), part_name_.c_str(), 0);
+    ReleaseFile(part_.Number());
+    part_ = Descriptor();
+  }
+  if (note_ >= 0) parts_.Strike(note_);
+  note_ = -1;
+}
+
+bool PutFile::HasRoomFor(std::size_t count) const {
+  return most_ == 0 || count <= most_ - size_;
+}
+
+bool PutFile::MayTake(std::size_t count) const {
+  return IsPacked() || HasRoomFor(count);
+}
+
+int PutFile::Write(const char* bytes, std::size_t count) {
+  return inflater_ ? WriteExpanded(bytes, count) : WritePlain(bytes, count);
+}
+
+int PutFile::WritePlain(const char* bytes, std::size_t count) {
+  if (!HasRoomFor(count) || !WriteAll(part_.Number(), bytes, count)) return TVL_ERR_COPY;
+  size_ += count;
+  return TVL_OK;
+}
+
+int PutFile::WriteExpanded(const char* bytes, std::size_t count) {
+  char output[kExpandedPiece];
+  inflater_->Give(bytes, static_cast<unsigned int>(count));
+  while (const unsigned int produced = inflater_->Take(output, sizeof output)) {
+    if (const int code = WritePlain(output, produced)) return code;
+  }
+  return inflater_->IsBroken() ? TVL_ERR_UNZIP : TVL_OK;
+}
+
+int PutFile::End(std::int64_t& time) {
+  if (inflater_ && !inflater_->IsAtEnd()) return TVL_ERR_UNZIP;
+  time = ::time(nullptr);
+  if (!Settle(time) || !Replace()) return TVL_ERR_COPY;
+  landed_ = true;
+  SyncFolder(place_);
+  DropPart();
+  return TVL_OK;
+}
+
+// Gives the part the mode of the file that it replaces and its time, and has it on the disk.
+bool PutFile::Settle(std::int64_t time) const {
+  struct stat target = {};
+  const int part = part_.Number();
+  if (fstatat(place_.folder.Number(), place_.base.c_str(), &target, AT_SYMLINK_NOFOLLOW) == 0 &&
+      S_ISREG(target.st_mode)) {
+    if (fchmod(part, target.st_mode & kModeBits) != 0) return false;
+  }
+  const timespec times[2] = {{time, 0}, {time, 0}};
+  return futimens(part, times) == 0 && fsync(part) == 0;
+}
+
+bool PutFile::Replace() const {
+  for (int tries = 0; tries < kTries; ++tries) {
+    const Descriptor target(openat(place_.folder.Number(), place_.base.c_str(), kTargetFlags));
+    if (!target.IsOpen()) {
+      if (errno != ENOENT) return false;
+      if (RenameToNew(place_, part_name_)) return true;
+      if (errno != EEXIST) return false;
+      continue;
+    }
+    if (!IsRegular(target.Number())) return false;
+    Replacement replacement = {place_, part_name_, target.Number(), false};
+    if (!WhileUnheld(target.Number(), RenameProbed, &replacement)) return false;
+    if (replacement.done) return true;
+  }
+  return false;
+}
+
+}  // namespace tvl::server

@@ -1,0 +1,71 @@
+#ifndef TVL_SERVER_PUT_FILE_H
+#define TVL_SERVER_PUT_FILE_H
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "server/descriptor.h"
+#include "server/parts.h"
+#include "server/store_root.h"
+#include "transfer/zlib_stream.h"
+
+namespace tvl::server {
+
+// A file on its way into the store: it lands whole or not at all.
+//
+// What comes is written to a part beside the target, held so that nobody deletes it, and takes the target's
+// place in one step at the end. An object that goes before that takes part and folders with it. Results are
+// codes for the client: 0, or why not. One thread at a time; all of it may wait for the disk.
+class PutFile {
+ public:
+  // `most`: bytes that the file may have, 0 for any number. `packed`: what comes is a zlib stream.
+  PutFile(const StoreRoot& root, Parts& parts, std::uint64_t most, bool packed);
+  ~PutFile();
+  PutFile(const PutFile&) = delete;
+  PutFile& operator=(const PutFile&) = delete;
+
+  // Finds the place of `name`, a clean one, and makes its folders. 20 if it leads where no client may go.
+  [[nodiscard]] int Find(const std::string& name);
+
+  // Makes the part. 22 if it can't be made, or the target can't be replaced.
+  [[nodiscard]] int Begin();
+
+  [[nodiscard]] bool IsPacked() const { return inflater_ != nullptr; }
+
+  // False if so many more bytes would make it too large, as far as that can be told before they are expanded.
+  [[nodiscard]] bool MayTake(std::size_t count) const;
+
+  // Takes the next bytes. 22 if there is no room for them; 28 if they are no zlib stream where one is wanted.
+  [[nodiscard]] int Write(const char* bytes, std::size_t count);
+
+  // Puts the file in its place, on the disk too. `time` gets its time, in whole seconds since 1970.
+  [[nodiscard]] int End(std::int64_t& time);
+
+ private:
+  [[nodiscard]] bool MakePart();
+  [[nodiscard]] bool HoldPart();
+  void DropPart();
+  [[nodiscard]] bool HasRoomFor(std::size_t count) const;
+  int WriteExpanded(const char* bytes, std::size_t count);
+  int WritePlain(const char* bytes, std::size_t count);
+  bool Settle(std::int64_t time) const;
+  bool Replace() const;
+
+  const StoreRoot& root_;
+  Parts& parts_;
+  const std::uint64_t most_;
+  std::unique_ptr<Inflater> inflater_;  // null for what comes as it is
+  Place place_;
+  std::vector<std::string> made_;
+  std::string part_name_;
+  Descriptor part_;
+  int note_ = -1;
+  std::uint64_t size_ = 0;
+  bool landed_ = false;
+};
+
+}  // namespace tvl::server
+
+#endif

@@ -1,0 +1,57 @@
+#ifndef TVL_SERVER_SERVER_H
+#define TVL_SERVER_SERVER_H
+
+#include <asio/awaitable.hpp>
+#include <asio/io_context.hpp>
+#include <asio/ip/tcp.hpp>
+#include <asio/signal_set.hpp>
+#include <asio/steady_timer.hpp>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "server/service.h"
+#include "server/session.h"
+
+namespace tvl::server {
+
+// Lets clients in and serves them until a signal ends it.
+class Server {
+ public:
+  explicit Server(Service& service);
+
+  // Listens where the options say, and writes the port file. Throws std::runtime_error or asio::system_error.
+  void Listen();
+
+  // Serves until SIGTERM or SIGINT: no new clients then, and five seconds for what is going on. A second
+  // signal ends that at once.
+  void Run();
+
+ private:
+  using Acceptor = asio::ip::tcp::acceptor;
+
+  void ListenAt(asio::ip::tcp::endpoint endpoint);
+  void WritePortFile(unsigned int port) const;
+  asio::awaitable<void> Accept(Acceptor& acceptor);
+  asio::awaitable<void> WaitForRoom();
+  void Begin(asio::ip::tcp::socket socket);
+  void End(const std::shared_ptr<Session>& session);
+  void WaitForSignal();
+  void Finish();
+  void CutAll();
+  void LeaveIfDone();
+
+  Service& service_;
+  asio::io_context context_;
+  std::vector<std::unique_ptr<Acceptor>> acceptors_;
+  asio::signal_set signals_;
+  asio::steady_timer grace_;
+  asio::steady_timer room_;  // cancelled when a session has ended
+  std::set<std::shared_ptr<Session>> sessions_;
+  bool finishing_ = false;
+};
+
+}  // namespace tvl::server
+
+#endif

@@ -1,0 +1,40 @@
+#include "server/service.h"
+
+#include "platform/host_path.h"
+
+namespace tvl::server {
+namespace {
+
+constexpr std::size_t kFileThreads = 4;
+constexpr std::size_t kSignaturesKept = 16384;
+
+std::string Host(const char* path) {
+  return HostPath(path).Text();
+}
+
+std::string WithoutSlash(std::string path) {
+  while (path.size() > 1 && path.back() == '/') path.pop_back();
+  return path;
+}
+
+}  // namespace
+
+Service::Service(const Options& given, CConfig& loaded)
+    : options(given),
+      config(loaded),
+      short_name(loaded.Get("ShortName")),
+      long_name(loaded.Get("LongName")),
+      log(given.log_json),
+      root(Host(loaded.documentRoot), {Host(loaded.tmpDir), Host(loaded.locksDir), Host(loaded.procsDir)},
+           given.config),
+      parts(WithoutSlash(Host(loaded.tmpDir))),
+      hashes(kSignaturesKept),
+      files(kFileThreads),
+      engine(1) {}
+
+Service::~Service() {
+  files.join();
+  engine.join();
+}
+
+}  // namespace tvl::server

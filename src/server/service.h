@@ -1,0 +1,38 @@
+#ifndef TVL_SERVER_SERVICE_H
+#define TVL_SERVER_SERVICE_H
+
+#include <asio/thread_pool.hpp>
+#include <cstddef>
+#include <string>
+
+#include "config/config.h"
+#include "server/hash_cache.h"
+#include "server/log.h"
+#include "server/options.h"
+#include "server/parts.h"
+#include "server/store_root.h"
+
+namespace tvl::server {
+
+// What all clients' sessions work with.
+struct Service {
+  // Opens the store of a loaded configuration. Throws std::system_error.
+  Service(const Options& given, CConfig& loaded);
+  ~Service();
+
+  const Options& options;
+  const CConfig& config;
+  const std::string short_name;
+  const std::string long_name;
+  const Log log;
+  StoreRoot root;
+  Parts parts;
+  HashCache hashes;
+  asio::thread_pool files;   // whatever may wait for the disk
+  asio::thread_pool engine;  // one thread: presence and locks
+  std::size_t clients = 0;   // accepted and not gone
+};
+
+}  // namespace tvl::server
+
+#endif

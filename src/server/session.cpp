@@ -1,0 +1,224 @@
+#include "server/session.h"
+
+#include <exception>
+#include <utility>
+
+#include <tvlclient/errors.h>
+
+#include "server/run_on.h"
+#include "tcp/protocol.h"
+#include "transfer/compare.h"
+
+namespace tvl::server {
+namespace {
+
+constexpr std::string_view kUnknownCommand("\0", 1);
+constexpr char kNoAddress[] = "0.0.0.0";
+constexpr char kThisMachine[] = "127.0.0.1";
+
+// The address as markers and lock rows have it, where there is room for IPv4 alone.
+std::string DottedAddress(const asio::ip::address& address) {
+  const asio::ip::address plain = Plain(address);
+  if (plain.is_v4()) return plain.to_string();
+  return plain.is_loopback() ? kThisMachine : kNoAddress;
+}
+
+}  // namespace
+
+const Session::Command Session::kCommands[] = {{protocol::kGet, &Session::Get},
+                                               {protocol::kPut, &Session::Put},
+                                               {protocol::kLock, &Session::LockObject},
+                                               {protocol::kUnlock, &Session::LockObject}};
+
+Session::Session(Service& service, asio::ip::tcp::socket socket)
+    : service_(service), stream_(std::make_shared<Stream>(std::move(socket))) {}
+
+asio::awaitable<void> Session::Run() {
+  const Stopwatch watch;
+  std::string problem;
+  try {
+    co_await Serve();
+  } catch (const std::exception& exception) {
+    problem = exception.what();
+  }
+  stream_->Close();
+  co_await Leave();
+  Event event = {{}, "end", {}, {}, {}, watch.Elapsed(), problem.empty() ? stream_->Ending() : problem};
+  Tell(std::move(event));
+}
+
+void Session::Finish() {
+  finishing_ = true;
+  if (between_) stream_->Cut();
+}
+
+void Session::Cut() {
+  finishing_ = true;
+  stream_->Cut();
+}
+
+asio::awaitable<void> Session::Serve() {
+  const bool admitted = co_await Admit();
+  if (admitted) co_await Exchange();
+}
+
+// The handshake: false if the client has been refused, or is gone.
+asio::awaitable<bool> Session::Admit() {
+  const auto until = std::chrono::steady_clock::now() + service_.options.handshake_timeout;
+  std::string_view packet;
+  const bool came = co_await stream_->ReceiveHandshake(packet, until);
+  if (!came) co_return false;
+  const std::optional<Handshake> handshake = ParseHandshake(packet);
+  if (!handshake) co_return false;
+  identity_ = CleanIdentity(*handshake);
+  right_ = service_.options.tags.RightOf(handshake->tag);
+  const char* refusal = nullptr;
+  if (!service_.options.allowed.Allows(stream_->Peer().address())) {
+    refusal = "address not allowed";
+  } else if (right_ == Right::kNone) {
+    refusal = "tag not accepted";
+  } else if (service_.clients >= service_.options.max_clients) {
+    refusal = "too many clients";
+  }
+  bool entered = false;
+  if (refusal == nullptr) {
+    entered = co_await Enter();
+  } else {
+    co_await Refuse(refusal, until);
+  }
+  co_return entered;
+}
+
+// A refused client says its "X" first. Closed before that, with its bytes unread, the connection would be
+// reset and the answer might not arrive.
+asio::awaitable<void> Session::Refuse(const char* why, std::chrono::steady_clock::time_point until) {
+  Event event = {{}, "refuse", {}, TVL_ERR_TCP_CONNECT, {}, {}, why};
+  Tell(std::move(event));
+  const std::string text = RefuseText(TVL_ERR_TCP_CONNECT);
+  const bool sent = co_await Reply(text);
+  if (sent) co_await stream_->Drain(until);
+}
+
+asio::awaitable<bool> Session::Enter() {
+  ++service_.clients;
+  admitted_ = true;
+  const Stopwatch watch;
+  const std::string address = DottedAddress(stream_->Peer().address());
+  number_ = co_await RunOn(service_.engine, [this, &address] {
+    instance_ = std::make_unique<Instance>(service_.config, identity_, address);
+    return instance_->Number();
+  });
+  const Welcome welcome = {number_, service_.config.zipOnTransfert, service_.config.fileCompare,
+                           service_.short_name, service_.long_name};
+  Event event = {{}, "enter", {}, {}, {}, watch.Elapsed(), {}};
+  if (!instance_->IsPresent()) event.note = "without presence: no marker could be made";
+  Tell(std::move(event));
+  const std::string text = AcceptText(welcome);
+  const bool sent = co_await Reply(text);
+  co_return sent;
+}
+
+// Gives presence and locks back. A put that was going on has been dropped before.
+asio::awaitable<void> Session::Leave() {
+  co_await RunOn(service_.engine, [this] {
+    instance_.reset();
+    return 0;
+  });
+  if (std::exchange(admitted_, false)) --service_.clients;
+}
+
+asio::awaitable<void> Session::Exchange() {
+  std::string command;
+  bool go_on = true;
+  while (go_on && !finishing_) {
+    go_on = co_await NextCommand(command);
+    if (!go_on) co_return;
+    between_ = false;
+    go_on = co_await Dispatch(command);
+    between_ = true;
+  }
+}
+
+asio::awaitable<bool> Session::NextCommand(std::string& command) {
+  if (pending_) {
+    command = std::move(*pending_);
+    pending_.reset();
+    co_return true;
+  }
+  stream_->Shrink();
+  std::string_view payload;
+  const bool came = co_await Receive(payload);
+  if (!came) co_return false;
+  command = payload;
+  co_return true;
+}
+
+asio::awaitable<bool> Session::Dispatch(std::string_view command) {
+  if (command.starts_with(protocol::kEnd)) co_return false;
+  // What remains of a get that the client gave up when the server had said all: there is nothing to answer.
+  if (command == protocol::kAbandon) co_return true;
+  for (const Command& known : kCommands) {
+    if (!command.starts_with(known.letter)) continue;
+    const bool go_on = co_await (this->*known.answer)(command);
+    co_return go_on;
+  }
+  const bool sent = co_await Reply(kUnknownCommand);
+  co_return sent;
+}
+
+asio::awaitable<bool> Session::LockObject(std::string_view command) {
+  const Stopwatch watch;
+  const char letter = command.front();
+  const std::string object(command.substr(1));
+  const std::string answer = co_await RunOn(
+      service_.engine, [this, letter, &object] { return instance_->AnswerLock(letter, object); });
+  Event event = {{}, letter == protocol::kLock ? "lock" : "unlock", object, {}, {}, watch.Elapsed(), {}};
+  event.note = "state=" + answer.substr(0, 1);
+  Tell(std::move(event));
+  const bool sent = co_await Reply(answer);
+  co_return sent;
+}
+
+Session::FileRequest Session::ParseFileRequest(std::string_view command) {
+  const std::string_view text = command.substr(1);
+  const std::size_t tab = text.find(protocol::kFieldSeparator);
+  if (tab == std::string_view::npos) return {std::string(text), protocol::kForcedStamp};
+  return {std::string(text.substr(0, tab)), std::string(text.substr(tab + 1))};
+}
+
+// Under the policy that holds any two files for equal, nobody looks at them.
+bool Session::DecidesByItself(const FileRequest& asked) const {
+  return service_.config.fileCompare == kCompareDumb && asked.stamp != protocol::kForcedStamp;
+}
+
+asio::awaitable<bool> Session::Receive(std::string_view& payload) {
+  return stream_->Receive(payload, service_.options.idle_timeout);
+}
+
+asio::awaitable<bool> Session::Reply(std::string_view payload) {
+  std::string packet(protocol::kHeadSize, '\0');
+  protocol::WriteLength(packet.data() + 1, payload.size());
+  packet += payload;
+  const bool sent = co_await stream_->Send(packet, service_.options.send_timeout);
+  co_return sent;
+}
+
+asio::awaitable<bool> Session::ReplyNumber(int number) {
+  const std::string text = std::to_string(number);
+  const bool sent = co_await Reply(text);
+  co_return sent;
+}
+
+std::string Session::ClientText() const {
+  std::string text = stream_->Peer().address().to_string() + ":" + std::to_string(stream_->Peer().port());
+  if (identity_.computer.empty()) return text;
+  text += " " + identity_.computer + "/" + identity_.user + "/" + identity_.client_class;
+  return number_ == 0 ? text : text + "#" + std::to_string(number_);
+}
+
+void Session::Tell(Event event) const {
+  event.client = ClientText();
+  service_.log.Write(event);
+}
+
+}  // namespace tvl::server

@@ -1,0 +1,100 @@
+#ifndef TVL_SERVER_SESSION_H
+#define TVL_SERVER_SESSION_H
+
+#include <asio/awaitable.hpp>
+#include <asio/ip/tcp.hpp>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "server/access.h"
+#include "server/instance.h"
+#include "server/log.h"
+#include "server/put_file.h"
+#include "server/service.h"
+#include "server/stream.h"
+
+namespace tvl::server {
+
+// One client, from its connection to its end. On the thread of its executor; what may wait for the disk or
+// the lock table runs elsewhere meanwhile.
+class Session {
+ public:
+  Session(Service& service, asio::ip::tcp::socket socket);
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  // Serves the client until one of the two sides ends it. The session must outlive it.
+  asio::awaitable<void> Run();
+
+  // Lets what is going on come to its end, and then ends.
+  void Finish();
+
+  // Ends at once: a put that is going on is dropped.
+  void Cut();
+
+ private:
+  // What a get or a put asks for.
+  struct FileRequest {
+    std::string name;
+    std::string stamp;
+  };
+  struct Transfer;
+  struct PutTransfer;
+
+  // False ends the session.
+  using Answer = asio::awaitable<bool> (Session::*)(std::string_view);
+  struct Command {
+    char letter;
+    Answer answer;
+  };
+  static const Command kCommands[];
+
+  asio::awaitable<void> Serve();
+  asio::awaitable<bool> Admit();
+  asio::awaitable<bool> Enter();
+  asio::awaitable<void> Refuse(const char* why, std::chrono::steady_clock::time_point until);
+  asio::awaitable<void> Exchange();
+  asio::awaitable<bool> NextCommand(std::string& command);
+  asio::awaitable<bool> Dispatch(std::string_view command);
+  asio::awaitable<void> Leave();
+
+  asio::awaitable<bool> Get(std::string_view command);
+  int OpenGet(const FileRequest& asked, Transfer& transfer);
+  asio::awaitable<bool> SendChunks(const std::shared_ptr<Transfer>& transfer);
+
+  asio::awaitable<bool> Put(std::string_view command);
+  int OpenPut(const FileRequest& asked, PutTransfer& transfer);
+  bool HasCurrent(const FileRequest& asked);
+  asio::awaitable<bool> TakeChunks(const std::shared_ptr<PutTransfer>& transfer);
+  asio::awaitable<int> TakeChunk(const std::shared_ptr<PutTransfer>& transfer, std::string_view data);
+  asio::awaitable<int> EndPut(const std::shared_ptr<PutTransfer>& transfer, std::int64_t& time);
+  asio::awaitable<int> LastWrite(PutTransfer& transfer);
+  asio::awaitable<void> DropPut(const std::shared_ptr<PutTransfer>& transfer);
+
+  asio::awaitable<bool> LockObject(std::string_view command);
+
+  asio::awaitable<bool> Reply(std::string_view payload);
+  asio::awaitable<bool> ReplyNumber(int number);
+  asio::awaitable<bool> Receive(std::string_view& payload);
+  bool DecidesByItself(const FileRequest& asked) const;
+  static FileRequest ParseFileRequest(std::string_view command);
+  [[nodiscard]] std::string ClientText() const;
+  void Tell(Event event) const;
+
+  Service& service_;
+  const std::shared_ptr<Stream> stream_;
+  std::unique_ptr<Instance> instance_;  // made, used and ended on the engine's thread
+  Handshake identity_;
+  int number_ = 0;
+  Right right_ = Right::kNone;
+  std::optional<std::string> pending_;  // a command that broke off a get or a put
+  bool admitted_ = false;
+  bool between_ = true;  // no exchange is going on
+  bool finishing_ = false;
+};
+
+}  // namespace tvl::server
+
+#endif

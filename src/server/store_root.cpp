@@ -1,0 +1,210 @@
+#include "server/store_root.h"
+
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/syscall.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <system_error>
+
+#include "base/text.h"
+#include "server/names.h"
+
+namespace tvl::server {
+namespace {
+
+constexpr int kFolderFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
+constexpr mode_t kFolderMode = 0777;
+constexpr int kMostLinks = 16;
+constexpr int kDeepest = 300;
+constexpr std::size_t kLongestLink = 4096;
+
+// EAGAIN tells of a rename somewhere on the way, during which the kernel can't vouch for the result.
+Descriptor OpenBeneath(int root, const char* path, int flags) {
+  open_how how = {};
+  how.flags = static_cast<std::uint64_t>(flags);
+  how.resolve = RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS;
+  long opened = -1;
+  do {
+    opened = syscall(SYS_openat2, root, path, &how, sizeof how);
+  } while (opened < 0 && (errno == EAGAIN || errno == EINTR));
+  return Descriptor(static_cast<int>(opened));
+}
+
+// Old kernels don't have the call; some sandboxes refuse what they don't know.
+bool KernelResolves(int root) {
+  return OpenBeneath(root, ".", kFolderFlags).IsOpen() || (errno != ENOSYS && errno != EPERM);
+}
+
+// Target of the link at a place; nothing if there is no link.
+std::optional<std::string> ReadLink(const Place& place) {
+  struct stat status = {};
+  if (fstatat(place.folder.Number(), place.base.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
+    return std::nullopt;
+  if (!S_ISLNK(status.st_mode)) return std::nullopt;
+  std::string target(kLongestLink, '\0');
+  const ssize_t length = readlinkat(place.folder.Number(), place.base.c_str(), target.data(), target.size());
+  target.resize(length < 0 ? 0 : static_cast<std::size_t>(length));
+  return target;
+}
+
+// True if a link's target can only be a folder or nothing.
+bool NamesFolder(const std::string& base) {
+  return base.empty() || base == "." || base == "..";
+}
+
+}  // namespace
+
+StoreRoot::StoreRoot(const std::string& root, const std::vector<std::string>& closed,
+                     const std::string& configuration)
+    : root_(open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)), configuration_(configuration) {
+  const std::optional<FileId> id = root_.IsOpen() ? Identify(root_.Number()) : std::nullopt;
+  if (!id) throw std::system_error(errno, std::generic_category(), root);
+  root_id_ = *id;
+  kernel_resolves_ = KernelResolves(root_.Number());
+  for (const std::string& path : closed) {
+    const Descriptor folder(open(path.c_str(), kFolderFlags));
+    if (!folder.IsOpen() || !IsWithin(folder.Number(), {root_id_}, root_id_)) continue;
+    const std::optional<FileId> closed_id = Identify(folder.Number());
+    if (closed_id && *closed_id != root_id_) closed_.push_back(*closed_id);
+  }
+  const SplitName split = Split(configuration);
+  configuration_base_ = split.base;
+  configuration_folder_ = Identify(split.folder.empty() ? "." : split.folder);
+}
+
+std::optional<StoreRoot::FileId> StoreRoot::Identify(int descriptor) {
+  struct stat status = {};
+  if (fstat(descriptor, &status) != 0) return std::nullopt;
+  return FileId{status.st_dev, status.st_ino};
+}
+
+std::optional<StoreRoot::FileId> StoreRoot::Identify(const std::string& path) {
+  struct stat status = {};
+  if (stat(path.c_str(), &status) != 0) return std::nullopt;
+  return FileId{status.st_dev, status.st_ino};
+}
+
+// True if `folder` is one of `wanted` or lies below one; the walk upwards ends at `top`. Asked of the folder
+// itself, not of its path: links and the file system's ideas of case can't lie about it.
+bool StoreRoot::IsWithin(int folder, const std::vector<FileId>& wanted, const FileId& top) {
+  std::optional<FileId> id = Identify(folder);
+  Descriptor above;
+  for (int depth = 0; id && depth < kDeepest; ++depth) {
+    if (std::find(wanted.begin(), wanted.end(), *id) != wanted.end()) return true;
+    if (*id == top) return false;
+    above = Descriptor(openat(depth == 0 ? folder : above.Number(), "..", kFolderFlags));
+    const std::optional<FileId> next = above.IsOpen() ? Identify(above.Number()) : std::nullopt;
+    if (next == id) return false;  // the top of the host's tree
+    id = next;
+  }
+  return false;
+}
+
+bool StoreRoot::MayEnter(int folder) const {
+  return closed_.empty() || !IsWithin(folder, closed_, root_id_);
+}
+
+bool StoreRoot::MayTouch(const Place& place) const {
+  if (IsPartName(place.base) || !MayEnter(place.folder.Number())) return false;
+  if (!configuration_folder_ || Identify(place.folder.Number()) != configuration_folder_) return true;
+  return !EqualNoCase(place.base.c_str(), configuration_base_.c_str());
+}
+
+Descriptor StoreRoot::OpenFolder(const std::string& path) const {
+  if (!kernel_resolves_) return OpenStepByStep(path);
+  return OpenBeneath(root_.Number(), path.empty() ? "." : path.c_str(), kFolderFlags);
+}
+
+// Without the kernel's help no link is followed at all.
+Descriptor StoreRoot::OpenStepByStep(const std::string& path) const {
+  Descriptor folder(openat(root_.Number(), ".", kFolderFlags));
+  for (std::size_t at = 0; at < path.size() && folder.IsOpen();) {
+    const std::size_t end = std::min(path.find('/', at), path.size());
+    const std::string component = path.substr(at, end - at);
+    at = end + 1;
+    if (component == "..") {
+      errno = EXDEV;
+      return {};
+    }
+    folder = Descriptor(openat(folder.Number(), component.c_str(), kFolderFlags | O_NOFOLLOW));
+  }
+  return folder;
+}
+
+Descriptor StoreRoot::OpenOrMakeFolder(const std::string& path, std::vector<std::string>& made) const {
+  Descriptor folder = OpenFolder(path);
+  if (folder.IsOpen() || errno != ENOENT || path.empty()) return folder;
+  const SplitName split = Split(path);
+  const Descriptor above = OpenOrMakeFolder(split.folder, made);
+  if (!above.IsOpen()) return {};
+  if (!MayEnter(above.Number())) {
+    errno = EACCES;
+    return {};
+  }
+  if (mkdirat(above.Number(), split.base.c_str(), kFolderMode) == 0) {
+    made.push_back(path);
+  } else if (errno != EEXIST) {
+    return {};
+  }
+  return OpenFolder(path);
+}
+
+// The kernel follows the links on the way to the folder; one in the place of the file is followed here, since
+// a put replaces what it leads to and not the link.
+std::optional<Place> StoreRoot::Locate(std::string path, std::vector<std::string>* made) const {
+  for (int links = 0; links < kMostLinks; ++links) {
+    SplitName split = Split(path);
+    Place place = {made == nullptr ? OpenFolder(split.folder) : OpenOrMakeFolder(split.folder, *made),
+                   split.folder, std::move(split.base)};
+    if (!place.folder.IsOpen()) return std::nullopt;
+    if (!MayTouch(place)) break;
+    const std::optional<std::string> target = ReadLink(place);
+    if (!target) return place;
+    if (!kernel_resolves_ || target->empty() || target->front() == '/') break;
+    path = split.folder.empty() ? *target : split.folder + "/" + *target;
+    if (NamesFolder(Split(path).base)) break;
+  }
+  errno = EACCES;
+  return std::nullopt;
+}
+
+std::optional<Place> StoreRoot::Find(const std::string& name) const {
+  return Locate(name, nullptr);
+}
+
+std::optional<Place> StoreRoot::FindPart(const std::string& path) const {
+  SplitName split = Split(path);
+  Place place = {OpenFolder(split.folder), std::move(split.folder), std::move(split.base)};
+  if (!place.folder.IsOpen() || !IsPartName(place.base) || !MayEnter(place.folder.Number()))
+    return std::nullopt;
+  return place;
+}
+
+std::optional<Place> StoreRoot::FindOrMake(const std::string& name, std::vector<std::string>& made) const {
+  return Locate(name, &made);
+}
+
+void StoreRoot::RemoveFolders(const std::vector<std::string>& made) const {
+  for (auto path = made.rbegin(); path != made.rend(); ++path) {
+    const SplitName split = Split(*path);
+    const Descriptor above = OpenFolder(split.folder);
+    if (above.IsOpen()) unlinkat(above.Number(), split.base.c_str(), AT_REMOVEDIR);
+  }
+}
+
+// Without blocking, since the name may turn out to be a pipe.
+Descriptor StoreRoot::OpenToRead(const Place& place, struct stat& status) const {
+  constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  Descriptor file(openat(place.folder.Number(), place.base.c_str(), kFlags));
+  if (!file.IsOpen() || fstat(file.Number(), &status) != 0) return {};
+  // A second name of the configuration is as good as its first.
+  const bool allowed =
+      S_ISREG(status.st_mode) && Identify(configuration_) != FileId{status.st_dev, status.st_ino};
+  if (allowed) return file;
+  errno = EACCES;
+  return {};
+}
+
+}  // namespace tvl::server

@@ -1,0 +1,158 @@
+#include "server/stream.h"
+
+#include <netinet/tcp.h>
+
+#include <asio/buffer.hpp>
+#include <asio/post.hpp>
+#include <asio/redirect_error.hpp>
+#include <asio/use_awaitable.hpp>
+
+#include "tcp/protocol.h"
+
+namespace tvl::server {
+namespace {
+
+// A peer that vanished without a word is found within two minutes: a minute of silence, then six questions.
+constexpr int kSilence = 60;
+constexpr int kBetweenQuestions = 10;
+constexpr int kQuestions = 6;
+
+// Packets that a client sent ahead are worked off without a wait; after so many others get their turn.
+constexpr int kTurnsInARow = 32;
+
+template <int Name>
+using TcpOption = asio::detail::socket_option::integer<IPPROTO_TCP, Name>;
+
+}  // namespace
+
+Stream::Stream(asio::ip::tcp::socket socket) : socket_(std::move(socket)), timer_(socket_.get_executor()) {
+  asio::error_code ignored;
+  peer_ = socket_.remote_endpoint(ignored);
+  socket_.non_blocking(true, ignored);
+  socket_.set_option(asio::ip::tcp::no_delay(true), ignored);
+  socket_.set_option(asio::socket_base::keep_alive(true), ignored);
+  socket_.set_option(TcpOption<TCP_KEEPIDLE>(kSilence), ignored);
+  socket_.set_option(TcpOption<TCP_KEEPINTVL>(kBetweenQuestions), ignored);
+  socket_.set_option(TcpOption<TCP_KEEPCNT>(kQuestions), ignored);
+}
+
+Stream::Clock::time_point Stream::After(Duration limit) {
+  return limit == kForEver ? Clock::time_point::max() : Clock::now() + limit;
+}
+
+bool Stream::End(const char* why) {
+  ending_ = why;
+  return false;
+}
+
+void Stream::Cut() {
+  End("cut off");
+  Close();
+}
+
+void Stream::Close() {
+  asio::error_code ignored;
+  socket_.close(ignored);
+  timer_.cancel();
+}
+
+asio::awaitable<bool> Stream::Receive(std::string_view& payload, Duration limit) {
+  co_await LetOthers();
+  PacketReader::Result result = reader_.Next(payload);
+  while (result == PacketReader::Result::kNeedsMore) {
+    const bool came = co_await ReadMore(After(limit));
+    if (!came) co_return false;
+    result = reader_.Next(payload);
+  }
+  co_return result == PacketReader::Result::kPacket || End("broken packet");
+}
+
+asio::awaitable<bool> Stream::ReceiveHandshake(std::string_view& packet, Clock::time_point until) {
+  PacketReader::Result result = reader_.NextHandshake(packet);
+  while (result == PacketReader::Result::kNeedsMore) {
+    const bool came = co_await ReadMore(until);
+    if (!came) co_return false;
+    result = reader_.NextHandshake(packet);
+  }
+  co_return result == PacketReader::Result::kPacket || End("no handshake");
+}
+
+asio::awaitable<void> Stream::Drain(Clock::time_point until) {
+  std::string_view payload;
+  for (;;) {
+    const PacketReader::Result result = reader_.Next(payload);
+    if (result == PacketReader::Result::kBroken) co_return;
+    if (result == PacketReader::Result::kPacket && payload.starts_with(protocol::kEnd)) co_return;
+    if (result == PacketReader::Result::kPacket) continue;
+    const bool came = co_await ReadMore(until);
+    if (!came) co_return;
+  }
+}
+
+asio::awaitable<bool> Stream::ReadMore(Clock::time_point until) {
+  for (;;) {
+    if (!socket_.is_open()) co_return false;
+    const std::span<char> room = reader_.Room();
+    asio::error_code problem;
+    const std::size_t count = socket_.read_some(asio::buffer(room.data(), room.size()), problem);
+    if (!problem) {
+      reader_.Arrived(count);
+      co_return true;
+    }
+    if (problem == asio::error::eof) co_return End("end of stream");
+    if (problem != asio::error::would_block && problem != asio::error::interrupted)
+      co_return End("connection lost");
+    const bool ready = co_await WaitFor(asio::ip::tcp::socket::wait_read, until);
+    if (!ready) co_return false;
+  }
+}
+
+asio::awaitable<bool> Stream::Send(std::string_view bytes, Duration limit) {
+  while (!bytes.empty()) {
+    if (!socket_.is_open()) co_return false;
+    asio::error_code problem;
+    const std::size_t count = socket_.write_some(asio::buffer(bytes.data(), bytes.size()), problem);
+    bytes.remove_prefix(count);
+    if (!problem || problem == asio::error::interrupted) continue;
+    if (problem != asio::error::would_block) co_return End("connection lost");
+    const bool ready = co_await WaitFor(asio::ip::tcp::socket::wait_write, After(limit));
+    if (!ready) co_return false;
+  }
+  co_return true;
+}
+
+// The timer is set only where a wait has begun, so the fast path costs none.
+asio::awaitable<bool> Stream::WaitFor(WaitType type, Clock::time_point until) {
+  late_ = false;
+  waiting_ = true;
+  if (until != Clock::time_point::max()) ArmTimer(until);
+  asio::error_code problem;
+  co_await socket_.async_wait(type, asio::redirect_error(asio::use_awaitable, problem));
+  waiting_ = false;
+  turns_ = 0;
+  if (until != Clock::time_point::max()) timer_.cancel();
+  if (!socket_.is_open()) co_return false;
+  if (late_) co_return End("out of time");
+  co_return !problem || End("connection lost");
+}
+
+// A handler that was on its way when its timer was set anew or cancelled finds a later expiry, or nobody
+// waiting.
+void Stream::ArmTimer(Clock::time_point until) {
+  timer_.expires_at(until);
+  timer_.async_wait([weak = weak_from_this()](const asio::error_code& problem) {
+    const std::shared_ptr<Stream> self = weak.lock();
+    if (problem || !self || !self->waiting_ || Clock::now() < self->timer_.expiry()) return;
+    self->late_ = true;
+    asio::error_code ignored;
+    self->socket_.cancel(ignored);
+  });
+}
+
+asio::awaitable<void> Stream::LetOthers() {
+  if (++turns_ < kTurnsInARow) co_return;
+  turns_ = 0;
+  co_await asio::post(socket_.get_executor(), asio::use_awaitable);
+}
+
+}  // namespace tvl::server

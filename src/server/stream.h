@@ -1,0 +1,72 @@
+#ifndef TVL_SERVER_STREAM_H
+#define TVL_SERVER_STREAM_H
+
+#include <asio/awaitable.hpp>
+#include <asio/ip/tcp.hpp>
+#include <asio/steady_timer.hpp>
+#include <chrono>
+#include <memory>
+#include <string_view>
+
+#include "server/packet_reader.h"
+
+namespace tvl::server {
+
+using Duration = std::chrono::milliseconds;
+constexpr Duration kForEver = Duration::zero();
+
+// The connection to a client: packets in, bytes out, each wait with a limit. Nothing waits in here but for
+// the network, and a client that sends or takes nothing costs no time. On the thread of its executor only.
+class Stream : public std::enable_shared_from_this<Stream> {
+ public:
+  explicit Stream(asio::ip::tcp::socket socket);
+
+  // The next packet's payload, or the handshake. It holds until the next call. False at the end of the
+  // stream, for a broken packet, and if nothing came for `limit`.
+  asio::awaitable<bool> Receive(std::string_view& payload, Duration limit);
+  asio::awaitable<bool> ReceiveHandshake(std::string_view& packet,
+                                         std::chrono::steady_clock::time_point until);
+
+  // Receives and drops until the end of the stream, the packet that ends a connection, or the given time.
+  asio::awaitable<void> Drain(std::chrono::steady_clock::time_point until);
+
+  // False if the client is gone, or took nothing for `limit`.
+  asio::awaitable<bool> Send(std::string_view bytes, Duration limit);
+
+  // Ends every wait, now and later. Cut says that it was us.
+  void Close();
+  void Cut();
+
+  // Gives back what long packets took.
+  void Shrink() { reader_.Shrink(); }
+
+  // Why the last Receive or Send gave false.
+  [[nodiscard]] const char* Ending() const { return ending_; }
+
+  [[nodiscard]] asio::ip::tcp::endpoint Peer() const { return peer_; }
+  [[nodiscard]] asio::any_io_executor Executor() { return socket_.get_executor(); }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  using WaitType = asio::ip::tcp::socket::wait_type;
+
+  static Clock::time_point After(Duration limit);
+  asio::awaitable<bool> ReadMore(Clock::time_point until);
+  asio::awaitable<bool> WaitFor(WaitType type, Clock::time_point until);
+  asio::awaitable<void> LetOthers();
+  void ArmTimer(Clock::time_point until);
+  bool End(const char* why);
+
+  asio::ip::tcp::socket socket_;
+  asio::ip::tcp::endpoint peer_;
+  asio::steady_timer timer_;
+  PacketReader reader_;
+  const char* ending_ = "";
+  bool waiting_ = false;
+  bool late_ = false;
+  int turns_ = 0;
+};
+
+}  // namespace tvl::server
+
+#endif

@@ -89,6 +89,11 @@ class TVL_API CTVLClientSmbOpr : public CTVLClientOpr {
   // root is no folder; 21 if a path does not fit; 9 on an open connection.
   int Preview(char* workingDirectory, const char* configFile);
 
+  // With `later` 1 the opens of a synchronisation make no folder, so that a plan can be shown and dropped
+  // without a trace; SyncDirSyncronize makes the folders then. Holds for opens to come, until set to 0. Works
+  // after Preview too.
+  void SyncPlanFoldersLater(int later);
+
   // Tells `callback` every standing lock in the order of the objects' names, and changes nothing. 0; 8 on a
   // connection that is not open; 20 if the lock table can't be read.
   int ListLocks(StandingLockCallback callback, void* userData);

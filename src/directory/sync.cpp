@@ -43,12 +43,28 @@ bool IsLink(const char* path) {
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
 }
 
+// Makes `path` with the folders that it lies in.
+void MakeFolder(const char* path) {
+  if (FileExists(path) != 0) return;
+  static_cast<void>(tvl::BuildFullPath("\\", path));
+  CreateDirectoryA(path, nullptr);
+}
+
+// Where a synchronisation goes to; the levels above it are made, unless that is left to the work.
+PathText SyncTarget(const char* base, const char* name, bool folders_later) {
+  return folders_later ? tvl::JoinPath(base, name) : tvl::BuildFullPath(base, name);
+}
+
 }  // namespace
+
+void CTVLClientSmbOpr::SyncPlanFoldersLater(int later) {
+  state->folders_later = later != 0;
+}
 
 int CTVLClientSmbOpr::SyncDirOpenGetRemote(char* remoteDirectory, char* localDirectory, char* pattern,
                                            SYNC_DIR_FILE_EXCLUDE exclude, unsigned int* total) try {
   if (dumbMode == 1) return TVL_OK;
-  const PathText target = tvl::BuildFullPath(workingDirectory, localDirectory);
+  const PathText target = SyncTarget(workingDirectory, localDirectory, state->folders_later);
   const PathText source = tvl::JoinPath(state->serverRoot, remoteDirectory);
   if (!source.Fits() || !target.Fits()) return TVL_ERR_BAD_PATH;
   return SyncDirOpen(source.Text(), target.Text(), pattern, exclude, total, false);
@@ -59,7 +75,7 @@ int CTVLClientSmbOpr::SyncDirOpenGetRemote(char* remoteDirectory, char* localDir
 int CTVLClientSmbOpr::SyncDirOpenPutRemote(char* remoteDirectory, char* localDirectory, char* pattern,
                                            SYNC_DIR_FILE_EXCLUDE exclude, unsigned int* total) try {
   if (dumbMode == 1) return TVL_OK;
-  const PathText target = tvl::BuildFullPath(state->serverRoot, remoteDirectory);
+  const PathText target = SyncTarget(state->serverRoot, remoteDirectory, state->folders_later);
   const PathText source = tvl::JoinPath(workingDirectory, localDirectory);
   if (!source.Fits() || !target.Fits()) return TVL_ERR_BAD_PATH;
   return SyncDirOpen(source.Text(), target.Text(), pattern, exclude, total, false);
@@ -71,7 +87,7 @@ int CTVLClientSmbOpr::SyncDirOpen(const char* source, const char* target, const 
                                   SYNC_DIR_FILE_EXCLUDE exclude, unsigned int* total, bool below) {
   if (IsDirectory(source) == 0) return TVL_ERR_BAD_PATH;
   const bool target_was_there = FileExists(target) != 0;
-  if (!target_was_there) CreateDirectoryA(target, nullptr);
+  if (!target_was_there && !state->folders_later) CreateDirectoryA(target, nullptr);
   SyncDirFilePush(source, target, 0, SYNC_DIR_FILE_FOLDER);
   const Side from(source);
   const Side to(target);
@@ -117,6 +133,8 @@ int CTVLClientSmbOpr::SyncDirSyncronize(ProgressCallback callback, void* userDat
     if (entry.operation == SYNC_DIR_FILE_COPY) {
       if (const int code = Transfer(entry.source, entry.target)) result = code;
       if (callback != nullptr) callback(entry.source, entry.size, userData);
+    } else if (entry.operation == SYNC_DIR_FILE_FOLDER && state->folders_later) {
+      MakeFolder(entry.target);
     } else if (entry.operation == SYNC_DIR_FILE_DELETE) {
       RemoveDosDir(entry.target, nullptr, nullptr);
     }

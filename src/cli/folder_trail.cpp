@@ -21,4 +21,26 @@ InFolder::InFolder(Identities& trail, const std::string& path) : trail_(trail), 
     trail_.Add(status);
 }
 
+bool LiesIn(const std::string& path, const std::string& folder) {
+  struct stat status = {};
+  std::string there = path;
+  while (stat(there.c_str(), &status) != 0) {
+    const std::size_t slash = there.find_last_of('/');
+    if (slash == std::string::npos) return false;
+    there.resize(slash == 0 ? 1 : slash);
+    if (slash == 0) break;
+  }
+  struct stat wanted = {};
+  if (stat(folder.c_str(), &wanted) != 0) return false;
+  if (stat(there.c_str(), &status) == 0 && !S_ISDIR(status.st_mode)) {
+    Identities file;
+    file.Add(status);
+    if (file.Hold(wanted)) return true;
+    there = there.substr(0, there.find_last_of('/') + 1) + ".";
+  }
+  Identities trail;
+  const InFolder here(trail, there);
+  return trail.Hold(wanted);
+}
+
 }  // namespace tvl::cli

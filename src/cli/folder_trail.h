@@ -43,6 +43,9 @@ class InFolder {
   std::size_t before_;
 };
 
+// True if `path`, which need not be there, is `folder` or lies in it, by whatever names.
+[[nodiscard]] bool LiesIn(const std::string& path, const std::string& folder);
+
 }  // namespace tvl::cli
 
 #endif

@@ -34,9 +34,13 @@ void DescribeProgram(CLI::App& app, Invocation& invocation) {
   AddStoreCommands(app, invocation);
   AddShowCommands(app, invocation);
   AddTransferCommands(app, invocation);
+  AddListCommand(app, invocation);
+  AddTreeCommands(app, invocation);
+  AddSyncCommands(app, invocation);
   AddHashCommand(app, invocation);
   AddLockCommands(app, invocation);
   AddTableCommands(app, invocation);
+  AddServiceCommands(app, invocation);
 }
 
 // What ends a command at once goes to standard error, and with --json also into the command's document.

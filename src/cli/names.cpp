@@ -1,7 +1,6 @@
 #include "cli/names.h"
 
 #include <set>
-#include <string_view>
 
 #include "cli/failure.h"
 #include "cli/text.h"
@@ -78,6 +77,10 @@ std::vector<NamePair> PairInto(Direction direction, const std::vector<std::strin
 }
 
 }  // namespace
+
+std::string TidyName(std::string_view name) {
+  return Tidy(Slashed(name));
+}
 
 std::vector<NamePair> PairNames(Direction direction, const std::vector<std::string>& names,
                                 const std::string& to, const std::string& working_directory) {

@@ -2,11 +2,13 @@
 #define TVL_CLI_NAMES_H
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tvl::cli {
 
-enum class Direction { kGet, kPut };
+// kCopy: within the store; the name "on this side" is then the one that the copy gets on the store.
+enum class Direction { kGet, kPut, kCopy };
 
 // A file or tree by its name on the store and its name on this side.
 struct NamePair {
@@ -14,12 +16,15 @@ struct NamePair {
   std::string local;
 
   [[nodiscard]] const std::string& Source(Direction direction) const {
-    return direction == Direction::kGet ? remote : local;
+    return direction == Direction::kPut ? local : remote;
   }
   [[nodiscard]] const std::string& Target(Direction direction) const {
-    return direction == Direction::kGet ? local : remote;
+    return direction == Direction::kPut ? remote : local;
   }
 };
+
+// `name` with slashes as separators, relative, without empty and "." components.
+[[nodiscard]] std::string TidyName(std::string_view name);
 
 // What the names on the command line stand for. With `to` every name goes into that folder of the other side;
 // else two names are the two sides of one thing, and any other number are as many things, each under its own

@@ -57,6 +57,10 @@ void AddTransferCommands(CLI::App& app, Invocation& invocation);
 void AddHashCommand(CLI::App& app, Invocation& invocation);
 void AddLockCommands(CLI::App& app, Invocation& invocation);
 void AddTableCommands(CLI::App& app, Invocation& invocation);
+void AddTreeCommands(CLI::App& app, Invocation& invocation);
+void AddListCommand(CLI::App& app, Invocation& invocation);
+void AddSyncCommands(CLI::App& app, Invocation& invocation);
+void AddServiceCommands(CLI::App& app, Invocation& invocation);
 
 }  // namespace tvl::cli
 

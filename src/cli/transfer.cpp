@@ -80,18 +80,30 @@ class Transfer {
 
  private:
   [[nodiscard]] std::string TargetPath(const TransferJob& job) const {
-    return direction_ == Direction::kGet ? store_.LocalPath(job.names.local)
+    return direction_ != Direction::kPut ? store_.LocalPath(job.names.local)
                                          : store_.StorePath(job.names.remote);
   }
 
   void Do(const TransferJob& job) {
     if (job.folder) {
       DoFolder(job);
+    } else if (direction_ == Direction::kCopy) {
+      if (!options_.dry_run) return CopyFile(job);
+      log_.Tell(job.names, Outcome::kWouldCopy, job.size);
     } else if (options_.dry_run) {
       Preview(job);
     } else {
       DoFile(job);
     }
+  }
+
+  void CopyFile(const TransferJob& job) {
+    std::string source = job.names.remote;
+    std::string target = job.names.local;
+    ForgetFileErrors();
+    const int code = store_.Client().CopyServer2Server(source.data(), target.data(), 0);
+    if (code != TVL_OK) return TellFailed(job, code);
+    log_.Tell(job.names, Outcome::kCopied, job.size);
   }
 
   void DoFile(const TransferJob& job) {
@@ -121,7 +133,7 @@ class Transfer {
     if (stat(TargetPath(job).c_str(), &status) == 0 && S_ISDIR(status.st_mode))
       return;  // there already, and no file: nothing to tell
     if (options_.dry_run) return log_.Tell(job.names, Outcome::kWouldMakeFolder, {});
-    if (direction_ == Direction::kGet) {
+    if (direction_ != Direction::kPut) {
       if (const int error = MakeFolders(TargetPath(job)))
         return log_.TellFailed(job.names, SystemFailure("folder cannot be made", error, TargetPath(job)));
     } else {
@@ -190,6 +202,20 @@ ExitStatus RunTransfer(Direction direction, const Options& options, const Transf
   TransferPlan plan(store, log, direction, request.recursive);
   for (const NamePair& pair : places.names) plan.Add(pair);
   Transfer(store, log, direction, options, request.force).Run(console, plan);
+  return log.Finish(Interrupted());
+}
+
+ExitStatus RunCopies(Store& store, const Options& options, const std::vector<NamePair>& names,
+                     bool recursive) {
+  CatchInterrupts(options.quiet);
+  Console console;
+  const auto shape = recursive           ? TransferLog::Shape::kTree
+                     : names.size() == 1 ? TransferLog::Shape::kSingle
+                                         : TransferLog::Shape::kSeveral;
+  TransferLog log(console, options, Direction::kCopy, shape);
+  TransferPlan plan(store, log, Direction::kCopy, recursive);
+  for (const NamePair& pair : names) plan.Add(pair);
+  Transfer(store, log, Direction::kCopy, options, true).Run(console, plan);
   return log.Finish(Interrupted());
 }
 

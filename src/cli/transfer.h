@@ -6,6 +6,7 @@
 
 #include "cli/names.h"
 #include "cli/options.h"
+#include "cli/store.h"
 
 namespace tvl::cli {
 
@@ -19,6 +20,11 @@ struct TransferRequest {
 
 [[nodiscard]] ExitStatus RunTransfer(Direction direction, const Options& options,
                                      const TransferRequest& request);
+
+// Copies files, or with `recursive` trees, within a store that is used in place. Of each pair `local` is the
+// name on the store that the copy gets.
+[[nodiscard]] ExitStatus RunCopies(Store& store, const Options& options, const std::vector<NamePair>& names,
+                                   bool recursive);
 
 }  // namespace tvl::cli
 

@@ -13,6 +13,8 @@ struct OutcomeWords {
 };
 constexpr OutcomeWords kOutcomeWords[] = {
     {"transferred", "transferred", Outcome::kTransferred, false},
+    {"copied", "copied", Outcome::kCopied, false},
+    {"would be copied", "would_copy", Outcome::kWouldCopy, true},
     {"already the same", "same", Outcome::kSame, false},
     {"would be transferred", "would_transfer", Outcome::kWouldTransfer, true},
     {"folder made", "folder_made", Outcome::kFolderMade, false},
@@ -28,8 +30,28 @@ const OutcomeWords& WordsOf(Outcome outcome) {
   return kOutcomeWords[0];
 }
 
+struct DirectionWords {
+  Direction direction;
+  const char* command;
+  const char* remote_key;
+  const char* local_key;
+  const char* done;
+};
+constexpr DirectionWords kDirectionWords[] = {
+    {Direction::kGet, "get", "remote", "local", "transferred"},
+    {Direction::kPut, "put", "remote", "local", "transferred"},
+    {Direction::kCopy, "cp", "source", "target", "copied"},
+};
+
+const DirectionWords& WordsOf(Direction direction) {
+  for (const DirectionWords& words : kDirectionWords) {
+    if (words.direction == direction) return words;
+  }
+  return kDirectionWords[0];
+}
+
 const char* CommandName(Direction direction) {
-  return direction == Direction::kGet ? "get" : "put";
+  return WordsOf(direction).command;
 }
 
 std::string Shown(const std::string& name) {
@@ -44,7 +66,8 @@ TransferLog::TransferLog(Console& console, const Options& options, Direction dir
 void TransferLog::Tell(const NamePair& names, Outcome outcome, std::optional<std::uint64_t> size) {
   if (outcome == Outcome::kSame) ++same_;
   if (outcome == Outcome::kFolderMade || outcome == Outcome::kWouldMakeFolder) ++folders_;
-  if (outcome == Outcome::kTransferred || outcome == Outcome::kWouldTransfer) {
+  if (outcome == Outcome::kTransferred || outcome == Outcome::kWouldTransfer || outcome == Outcome::kCopied ||
+      outcome == Outcome::kWouldCopy) {
     ++transferred_;
     bytes_ += size.value_or(0);
   }
@@ -68,7 +91,9 @@ void TransferLog::TellLine(const NamePair& names, Outcome outcome) {
 void TransferLog::TellDocument(const NamePair& names, const std::string& result,
                                std::optional<std::uint64_t> size, const Failure* failure) {
   JsonObject document;
-  document.Text("command", CommandName(direction_)).Text("remote", names.remote).Text("local", names.local);
+  const DirectionWords& words = WordsOf(direction_);
+  document.Text("command", words.command).Text(words.remote_key, names.remote);
+  document.Text(words.local_key, names.local);
   document.Text("result", result);
   if (size) document.Number("size", static_cast<std::int64_t>(*size));
   if (failure != nullptr) AddFailure(*failure, document);
@@ -106,8 +131,10 @@ ExitStatus TransferLog::Status(bool interrupted) const {
 
 std::string TransferLog::Sum() const {
   std::string sum = Counted(transferred_, "file");
-  sum += options_.dry_run ? " would be transferred" : " transferred";
-  sum += " (" + HumanBytes(bytes_) + "), " + std::to_string(same_) + " already the same";
+  sum += options_.dry_run ? " would be " : " ";
+  sum += WordsOf(direction_).done;
+  sum += " (" + HumanBytes(bytes_) + ")";
+  if (direction_ != Direction::kCopy) sum += ", " + std::to_string(same_) + " already the same";
   if (folders_ > 0) sum += ", " + Counted(folders_, "empty folder");
   if (skipped_ > 0) sum += ", " + std::to_string(skipped_) + " skipped";
   if (failed_ > 0) sum += ", " + std::to_string(failed_) + " failed";
@@ -118,8 +145,8 @@ JsonObject TransferLog::SumDocument(ExitStatus status) const {
   const auto time =
       std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start_);
   JsonObject sum;
-  sum.Number("transferred", static_cast<std::int64_t>(transferred_));
-  sum.Number("same", static_cast<std::int64_t>(same_));
+  sum.Number(WordsOf(direction_).done, static_cast<std::int64_t>(transferred_));
+  if (direction_ != Direction::kCopy) sum.Number("same", static_cast<std::int64_t>(same_));
   sum.Number("folders", static_cast<std::int64_t>(folders_));
   sum.Number("skipped", static_cast<std::int64_t>(skipped_));
   sum.Number("failed", static_cast<std::int64_t>(failed_));

@@ -15,9 +15,18 @@
 namespace tvl::cli {
 
 // What became of one file or folder.
-enum class Outcome { kTransferred, kSame, kWouldTransfer, kFolderMade, kWouldMakeFolder, kNothingToDo };
+enum class Outcome {
+  kTransferred,
+  kSame,
+  kWouldTransfer,
+  kCopied,
+  kWouldCopy,
+  kFolderMade,
+  kWouldMakeFolder,
+  kNothingToDo
+};
 
-// Tells what a get or put does, file by file, and adds it up.
+// Tells what a get, put or copy does, file by file, and adds it up.
 class TransferLog {
  public:
   // How many results there may be: one, told as one document; several; a tree, told by its sum.

@@ -47,11 +47,11 @@ TransferPlan::TransferPlan(Store& store, TransferLog& log, Direction direction, 
 }
 
 std::string TransferPlan::SourcePath(const NamePair& names) const {
-  return direction_ == Direction::kGet ? store_.StorePath(names.remote) : store_.LocalPath(names.local);
+  return direction_ != Direction::kPut ? store_.StorePath(names.remote) : store_.LocalPath(names.local);
 }
 
 std::string TransferPlan::TargetPath(const NamePair& names) const {
-  return direction_ == Direction::kGet ? store_.LocalPath(names.local) : store_.StorePath(names.remote);
+  return direction_ != Direction::kPut ? store_.LocalPath(names.local) : store_.StorePath(names.remote);
 }
 
 std::uint64_t TransferPlan::TotalBytes() const {
@@ -176,7 +176,7 @@ bool TransferPlan::IsLeftOut(const NamePair& names, const struct stat& status, c
 }
 
 bool TransferPlan::List(const NamePair& names, std::vector<std::string>& entries) {
-  return direction_ == Direction::kGet ? ListStore(names, entries) : ListHost(names, entries);
+  return direction_ != Direction::kPut ? ListStore(names, entries) : ListHost(names, entries);
 }
 
 bool TransferPlan::ListStore(const NamePair& names, std::vector<std::string>& entries) {

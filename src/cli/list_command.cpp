@@ -1,0 +1,168 @@
+#include <fnmatch.h>
+#include <sys/stat.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <ctime>
+#include <filesystem>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <tvlclient/errors.h>
+
+#include "cli/columns.h"
+#include "cli/console.h"
+#include "cli/json.h"
+#include "cli/options.h"
+#include "cli/store.h"
+#include "cli/text.h"
+
+namespace tvl::cli {
+namespace {
+
+constexpr char kEverything[] = "*.*";
+
+struct ListRequest {
+  std::string folder;
+  std::string pattern = kEverything;
+  bool details = false;
+};
+
+// What is known of an entry; a link is told by what it leads to.
+struct Entry {
+  std::string name;
+  const char* kind = "other";
+  std::int64_t size = 0;
+  time_t modified = 0;
+};
+
+Entry LookAt(const std::string& name, const std::string& path) {
+  Entry entry = {name};
+  struct stat status = {};
+  if (stat(path.c_str(), &status) != 0) {
+    if (lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode)) entry.kind = "dead link";
+  } else if (S_ISDIR(status.st_mode)) {
+    entry.kind = "folder";
+  } else if (S_ISREG(status.st_mode)) {
+    entry.kind = "file";
+    entry.size = status.st_size;
+  }
+  entry.modified = status.st_mtim.tv_sec;
+  return entry;
+}
+
+std::string TimeText(time_t time, const char* format, tm* (*broken_down)(const time_t*, tm*)) {
+  tm parts = {};
+  std::array<char, 64> text = {};
+  if (broken_down(&time, &parts) != nullptr) std::strftime(text.data(), text.size(), format, &parts);
+  return text.data();
+}
+
+bool Matches(const std::string& pattern, const std::string& name) {
+  return pattern == kEverything || fnmatch(pattern.c_str(), name.c_str(), FNM_CASEFOLD) == 0;
+}
+
+// Names with a "|" in them fall apart in the library's list; then the folder itself has to be asked.
+std::vector<std::string> NamesOnHost(const std::string& path, const std::string& pattern) {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(path)) {
+    const std::string name = entry.path().filename().string();
+    if (Matches(pattern, name)) names.push_back(name);
+  }
+  return names;
+}
+
+std::vector<std::string> NamesIn(Store& store, const ListRequest& request) {
+  std::string folder = TidyName(request.folder);
+  std::string pattern = request.pattern;
+  int count = 0;
+  CString list;
+  ForgetFileErrors();
+  const int code = store.Client().GetRemoteDirContent(folder.data(), pattern.data(), &count, list);
+  const Failure failure = store.Explain(code, {folder, folder});
+  if (code != TVL_OK) throw Stop(request.folder, failure);
+  if (count == 0 && failure.error != 0)
+    throw Stop(request.folder, SystemFailure("cannot be listed", failure.error, failure.path));
+  std::vector<std::string> names;
+  std::istringstream text(list.GetString());
+  for (std::string name; std::getline(text, name, '|');) names.push_back(name);
+  if (names.size() != static_cast<std::size_t>(count))
+    names = NamesOnHost(store.StorePath(folder), request.pattern);
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+// A file is listed as itself.
+std::vector<Entry> EntriesOf(Store& store, const ListRequest& request) {
+  const std::string name = TidyName(request.folder);
+  const std::string path = store.StorePath(name);
+  struct stat status = {};
+  if (stat(path.c_str(), &status) == 0 && !S_ISDIR(status.st_mode)) return {LookAt(name, path)};
+  std::vector<Entry> entries;
+  for (const std::string& entry : NamesIn(store, request))
+    entries.push_back(LookAt(entry, Joined(path, entry)));
+  return entries;
+}
+
+void PrintEntries(Console& console, const std::vector<Entry>& entries, bool details) {
+  std::vector<std::vector<std::string>> rows;
+  for (const Entry& entry : entries) {
+    const bool is_folder = std::string(entry.kind) == "folder";
+    const std::string name = entry.name + (is_folder ? "/" : "");
+    if (!details) {
+      console.Out(Printable(name));
+      continue;
+    }
+    const bool is_file = std::string(entry.kind) == "file";
+    rows.push_back({is_file ? std::to_string(entry.size) : "-",
+                    TimeText(entry.modified, "%Y-%m-%d %H:%M:%S", localtime_r), name});
+  }
+  for (const std::string& line : InColumns(rows)) console.Out(line);
+}
+
+std::vector<JsonObject> Documents(const std::vector<Entry>& entries) {
+  std::vector<JsonObject> documents;
+  for (const Entry& entry : entries) {
+    documents.emplace_back()
+        .Text("name", entry.name)
+        .Text("kind", entry.kind)
+        .Number("size", entry.size)
+        .Text("modified", TimeText(entry.modified, "%Y-%m-%dT%H:%M:%SZ", gmtime_r));
+  }
+  return documents;
+}
+
+ExitStatus RunList(const Options& options, const ListRequest& request) {
+  if (request.pattern.find('/') != std::string::npos) throw Stop("a pattern is for names in one folder");
+  if (!options.tcp.empty()) throw Stop(options.tcp, LibraryFailure(TVL_ERR_NOT_SUPPORTED));
+  Store store(options, {}, options.dry_run ? Store::Use::kLook : Store::Use::kWork);
+  const std::vector<Entry> entries = EntriesOf(store, request);
+  Console console;
+  if (options.json) {
+    JsonObject document;
+    document.Text("command", "ls").Text("directory", TidyName(request.folder));
+    console.Out(document.Array("entries", Documents(entries)).Line());
+  } else {
+    PrintEntries(console, entries, request.details);
+  }
+  return kDone;
+}
+
+}  // namespace
+
+void AddListCommand(CLI::App& app, Invocation& invocation) {
+  auto request = std::make_shared<ListRequest>();
+  CLI::App& command =
+      AddCommand(app, "ls", "List a folder of the store", "ls", invocation,
+                 [request, &options = invocation.options] { return RunList(options, *request); });
+  AddText(command, "DIR", request->folder, "Folder on the store (default: the whole store's)", "");
+  AddText(command, "PATTERN", request->pattern, "Which names, with * and ?, whatever their case", "");
+  command.add_flag("-l,--long", request->details, "With size in bytes and time of change");
+  command.footer("Examples:\n  tvl ls\n  tvl ls -l docs\n  tvl ls docs '*.doc'\n  tvl --json ls docs");
+}
+
+}  // namespace tvl::cli

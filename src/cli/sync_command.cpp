@@ -1,0 +1,222 @@
+#include <sys/stat.h>
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <memory>
+#include <optional>
+#include <sstream>
+#include <string>
+
+#include <tvlclient/errors.h>
+
+#include "cli/configuration.h"
+#include "cli/console.h"
+#include "cli/folder_trail.h"
+#include "cli/interrupt.h"
+#include "cli/json.h"
+#include "cli/options.h"
+#include "cli/store.h"
+#include "cli/sync_plan.h"
+#include "cli/sync_work.h"
+#include "cli/text.h"
+
+namespace tvl::cli {
+namespace {
+
+constexpr int kDumbPolicy = 0;
+constexpr char kTopFolder[] = "/";
+
+struct SyncRequest {
+  std::string remote;
+  std::string local;
+  std::string pattern = "*.*";
+  std::string exclude;
+  bool remove = false;
+  std::optional<std::uint64_t> most_deletions;
+};
+
+struct ExcludeName {
+  const char* name;
+  SYNC_DIR_FILE_EXCLUDE flag;
+};
+constexpr ExcludeName kExcludeNames[] = {{"database", SYNC_DIR_FILE_EXCLUDE_DATABASE},
+                                         {"document", SYNC_DIR_FILE_EXCLUDE_DOCUMENT},
+                                         {"pdf", SYNC_DIR_FILE_EXCLUDE_PDF}};
+
+unsigned int ExcludeFlag(const std::string& name) {
+  for (const ExcludeName& row : kExcludeNames) {
+    if (name == row.name) return row.flag;
+  }
+  throw Stop("--exclude knows database, document and pdf, not '" + name + "'");
+}
+
+SYNC_DIR_FILE_EXCLUDE ExcludeFlags(const std::string& list) {
+  unsigned int flags = 0;
+  std::istringstream text(list);
+  for (std::string name; std::getline(text, name, ',');) flags |= ExcludeFlag(name);
+  return static_cast<SYNC_DIR_FILE_EXCLUDE>(flags);
+}
+
+class Sync {
+ public:
+  Sync(Direction direction, const Options& options, const SyncRequest& request)
+      : direction_(direction),
+        options_(options),
+        request_(request),
+        exclude_(ExcludeFlags(request.exclude)),
+        names_{TidyName(request.remote), TidyName(request.local)},
+        store_(options, WorkingDirectory(), options.dry_run ? Store::Use::kLook : Store::Use::kWork) {}
+
+  ExitStatus Run() {
+    if (store_.Client().DumbMode() != 0) return TellNothingToDo();
+    CheckPlaces();
+    if (store_.Client().FileCmp() == kDumbPolicy && !options_.quiet)
+      console_.Err("tvl: the store's FileCompare is dumb: only files of new folders are copied");
+    Open();
+    const SyncPlan plan(store_, direction_, request_.remove);
+    SyncWork work(store_, console_, options_, plan);
+    work.TellPlan(request_.remove);
+    CheckPlan(plan);
+    CatchInterrupts(options_.quiet);
+    if (options_.dry_run)
+      work.TellWouldBe();
+    else
+      work.Run();
+    return work.Finish();
+  }
+
+ private:
+  // The library puts the local name behind its working directory; an absolute one starts from the top.
+  [[nodiscard]] std::string WorkingDirectory() const {
+    if (!options_.tcp.empty()) throw Stop(options_.tcp, LibraryFailure(TVL_ERR_NOT_SUPPORTED));
+    return Slashed(request_.local).starts_with('/') ? kTopFolder : FindWorkingDirectory(options_);
+  }
+
+  ExitStatus TellNothingToDo() {
+    if (options_.json)
+      console_.Out(JsonObject().Text("command", "sync").Text("result", "nothing_to_do").Line());
+    else if (!options_.quiet)
+      console_.Out("nothing to do: the working directory is the store's own folder");
+    return kDone;
+  }
+
+  [[nodiscard]] std::string SourcePath() const {
+    return direction_ == Direction::kGet ? store_.StorePath(names_.remote) : store_.LocalPath(names_.local);
+  }
+  [[nodiscard]] std::string TargetPath() const {
+    return direction_ == Direction::kGet ? store_.LocalPath(names_.local) : store_.StorePath(names_.remote);
+  }
+
+  void CheckPlaces() const {
+    struct stat status = {};
+    const std::string source = SourcePath();
+    if (stat(source.c_str(), &status) != 0) throw Stop({}, SystemFailure("no source", errno, source));
+    if (!S_ISDIR(status.st_mode)) throw Stop({}, {kFailed, 0, "the source is no folder", 0, source});
+    const std::string target = TargetPath();
+    if (stat(target.c_str(), &status) == 0 && !S_ISDIR(status.st_mode))
+      throw Stop({}, {kFailed, 0, "the target is no folder", 0, target});
+    if (LiesIn(source, target) || LiesIn(target, source))
+      throw Stop({}, {kFailed, 0, "source and target are the same, or one lies in the other", 0, target});
+  }
+
+  void Open() {
+    std::string remote = names_.remote;
+    std::string local = names_.local;
+    std::string pattern = request_.pattern;
+    unsigned int total = 0;
+    store_.Directory()->SyncPlanFoldersLater(1);
+    ForgetFileErrors();
+    CTVLClientOpr& client = store_.Client();
+    const int code =
+        direction_ == Direction::kGet
+            ? client.SyncDirOpenGetRemote(remote.data(), local.data(), pattern.data(), exclude_, &total)
+            : client.SyncDirOpenPutRemote(remote.data(), local.data(), pattern.data(), exclude_, &total);
+    if (code != TVL_OK) throw Stop(SourcePath(), store_.Explain(code, names_));
+  }
+
+  // A share that is not mounted looks like an empty folder.
+  void CheckPlan(const SyncPlan& plan) const {
+    if (!plan.SourceHasNames())
+      throw Stop({}, {kFailed, 0, "the source is empty, nothing is done", 0, SourcePath()});
+    const SyncSum& deletions = plan.Sum(SyncAction::kDelete);
+    if (deletions.entries == 0) return;
+    if (!plan.SourceHasFiles())
+      throw Stop({}, {kFailed, 0, "the source has no files, so nothing is deleted or done", 0, SourcePath()});
+    if (request_.most_deletions && deletions.files > *request_.most_deletions)
+      throw Stop({}, {kFailed,
+                      0,
+                      Counted(deletions.files, "deletion") + " planned, more than the " +
+                          std::to_string(*request_.most_deletions) + " of --max-delete, nothing is done",
+                      0,
+                      {}});
+  }
+
+  const Direction direction_;
+  const Options& options_;
+  const SyncRequest& request_;
+  const SYNC_DIR_FILE_EXCLUDE exclude_;
+  const NamePair names_;
+  Console console_;
+  Store store_;
+};
+
+ExitStatus RunSync(Direction direction, const Options& options, const SyncRequest& request) {
+  if (request.pattern.find_first_of("/\\") != std::string::npos)
+    throw Stop("a pattern is for names, on every level: it has no separators");
+  return Sync(direction, options, request).Run();
+}
+
+struct SyncCommand {
+  Direction direction;
+  const char* name;
+  const char* path;
+  const char* description;
+};
+constexpr SyncCommand kCommands[] = {
+    {Direction::kGet, "pull", "sync pull", "Make a local folder equal to a folder of the store"},
+    {Direction::kPut, "push", "sync push", "Make a folder of the store equal to a local folder"},
+};
+
+constexpr char kFooter[] =
+    R"(The plan comes first: what will be copied, made and deleted, and how much. Deletions
+happen with --delete only. An empty source is refused, as a share that is not mounted
+looks like one. A file in the place of a folder, or the other way round, is named and
+left alone: exit 3.
+
+Examples:
+  tvl -n sync pull docs docs                          the plan, and nothing else
+  tvl sync pull docs /home/me/docs
+  tvl sync push docs docs --delete --max-delete 20
+  tvl sync pull docs docs --exclude database,pdf)";
+
+void AddSyncCommand(const SyncCommand& about, CLI::App& group, Invocation& invocation) {
+  auto request = std::make_shared<SyncRequest>();
+  CLI::App& command = AddCommand(group, about.name, about.description, about.path, invocation,
+                                 [direction = about.direction, request, &options = invocation.options] {
+                                   return RunSync(direction, options, *request);
+                                 });
+  AddText(command, "REMOTE", request->remote, "Folder on the store", "").required();
+  AddText(command, "LOCAL", request->local, "Local folder", "").required();
+  AddText(command, "--pattern", request->pattern, "Only such names, of files and folders on every level",
+          "PATTERN");
+  AddText(
+      command, "--exclude", request->exclude,
+      "Leave alone, by extension: database (mdb, ldb),\ndocument (doc, docx, rtf), pdf; with commas between",
+      "KINDS");
+  command.add_flag("--delete", request->remove, "Delete what the source does not have");
+  command
+      .add_option("--max-delete", request->most_deletions,
+                  "Do nothing if more files and folders would be deleted")
+      ->type_name("N");
+  command.footer(kFooter);
+}
+
+}  // namespace
+
+void AddSyncCommands(CLI::App& app, Invocation& invocation) {
+  CLI::App* group = app.add_subcommand("sync", "Synchronise a folder of the store and a local one");
+  group->require_subcommand(1);
+  for (const SyncCommand& command : kCommands) AddSyncCommand(command, *group, invocation);
+}
+
+}  // namespace tvl::cli

@@ -1,0 +1,85 @@
+#ifndef TVL_CLI_SYNC_PLAN_H
+#define TVL_CLI_SYNC_PLAN_H
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "cli/folder_trail.h"
+#include "cli/names.h"
+#include "cli/store.h"
+
+namespace tvl::cli {
+
+// What a synchronisation does with a name.
+enum class SyncAction {
+  kCopy,
+  kSame,
+  kMakeFolder,
+  kDelete,
+  kExtra,       // on the target only; stays, as deletions were not asked for
+  kClash,       // a file in a folder's place, or the other way round; stays
+  kOwn,         // would land in what the store itself needs
+  kUncertain,   // looked as if the source did not have it, but it can't be told now; stays
+  kUnreachable  // of the source; a folder not read to its end, or a path too long
+};
+inline constexpr std::size_t kSyncActions = static_cast<std::size_t>(SyncAction::kUnreachable) + 1;
+
+struct SyncEntry {
+  int index;  // in the library's plan
+  SyncAction action;
+  std::string name;  // below the two folders; empty for these themselves
+  std::string source;
+  std::string target;
+  std::uint64_t files;  // with everything in it, where a folder is to go
+  std::uint64_t bytes;
+};
+
+struct SyncSum {
+  std::uint64_t entries = 0;
+  std::uint64_t files = 0;
+  std::uint64_t bytes = 0;
+};
+
+// The library's plan, looked through: what must not be done is taken out of it.
+class SyncPlan {
+ public:
+  // `removing`: names on the target only may go.
+  SyncPlan(Store& store, Direction direction, bool removing);
+
+  [[nodiscard]] const std::vector<SyncEntry>& Entries() const { return entries_; }
+  [[nodiscard]] const SyncSum& Sum(SyncAction action) const {
+    return sums_[static_cast<std::size_t>(action)];
+  }
+  // False if the source has nothing at all to offer.
+  [[nodiscard]] bool SourceHasNames() const { return source_names_ > 0; }
+  [[nodiscard]] bool SourceHasFiles() const { return source_files_ > 0; }
+
+ private:
+  void Read(int index, bool removing);
+  [[nodiscard]] SyncAction ActionFor(SYNC_DIR_FILE_OPERATION operation, const SyncEntry& entry,
+                                     bool removing);
+  [[nodiscard]] SyncAction ActionForCopy(const SyncEntry& entry);
+  [[nodiscard]] SyncAction ActionForFolder(const SyncEntry& entry);
+  [[nodiscard]] SyncAction ActionForDelete(const SyncEntry& entry, bool removing) const;
+  [[nodiscard]] const std::string& StoreSide(const SyncEntry& entry) const {
+    return direction_ == Direction::kGet ? entry.source : entry.target;
+  }
+
+  Store& store_;
+  const Direction direction_;
+  Identities own_;        // temporary folder and configuration of the store
+  Identities above_own_;  // and the folders that these lie in
+  std::string top_;       // the source folder
+  std::string left_out_;  // a folder whose contents share its fate, with a slash
+  SyncAction left_out_as_ = SyncAction::kSame;
+  std::vector<SyncEntry> entries_;
+  SyncSum sums_[kSyncActions];
+  std::uint64_t source_names_ = 0;
+  std::uint64_t source_files_ = 0;
+};
+
+}  // namespace tvl::cli
+
+#endif

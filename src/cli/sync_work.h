@@ -1,0 +1,61 @@
+#ifndef TVL_CLI_SYNC_WORK_H
+#define TVL_CLI_SYNC_WORK_H
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "cli/console.h"
+#include "cli/options.h"
+#include "cli/progress.h"
+#include "cli/store.h"
+#include "cli/sync_plan.h"
+
+namespace tvl::cli {
+
+// Shows a plan, has it carried out, and tells what became of each name and of the whole.
+class SyncWork {
+ public:
+  SyncWork(Store& store, Console& console, const Options& options, const SyncPlan& plan);
+
+  void TellPlan(bool removing);
+  void TellWouldBe();
+  void Run();
+  // Tells the sum and gives the exit status.
+  [[nodiscard]] ExitStatus Finish();
+
+ private:
+  static void OnCopied(char* source, unsigned int size, void* work);
+  void BeginCopy();
+  void EndCopy();
+  void StopBehind(int index);
+  void TellProgress();
+  void TellLeftAlone();
+  void TellFoldersAndDeletions();
+  void Tell(const SyncEntry& entry, const char* result, const char* words, bool worth_a_line);
+  void TellFailed(const SyncEntry& entry, const Failure& failure);
+  [[nodiscard]] ExitStatus Status() const;
+  [[nodiscard]] JsonObject Summary(ExitStatus status) const;
+
+  Store& store_;
+  Console& console_;
+  const Options& options_;
+  const SyncPlan& plan_;
+  const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+  std::chrono::steady_clock::time_point last_progress_ = start_;
+  std::vector<const SyncEntry*> copies_;
+  std::size_t reached_ = 0;  // of these
+  int stopped_behind_ = -1;  // place in the plan behind which nothing was done any more
+  std::unique_ptr<Progress> bar_;
+  std::uint64_t bytes_reached_ = 0;
+  std::uint64_t copied_ = 0;
+  std::uint64_t bytes_copied_ = 0;
+  std::uint64_t folders_ = 0;
+  std::uint64_t deleted_ = 0;
+  std::uint64_t failed_ = 0;
+};
+
+}  // namespace tvl::cli
+
+#endif

@@ -8,12 +8,14 @@ install(TARGETS tvlclient EXPORT tvlclientTargets
 # Where the library looks for its table engine.
 install(TARGETS vbctree LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/tvlclient)
 # The server stands beside the engine, which it looks for there, and is called by a link.
-install(TARGETS tvlserver RUNTIME DESTINATION ${CMAKE_INSTALL_LIBDIR}/tvlclient)
-file(RELATIVE_PATH server_link ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR}/tvlclient/tvlserver)
-install(CODE "
-  set(bin \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}\")
-  file(MAKE_DIRECTORY \"\${bin}\")
-  file(CREATE_LINK \"${server_link}\" \"\${bin}/tvlserver\" SYMBOLIC)")
+if(TARGET tvlserver)
+  install(TARGETS tvlserver RUNTIME DESTINATION ${CMAKE_INSTALL_LIBDIR}/tvlclient)
+  file(RELATIVE_PATH server_link ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR}/tvlclient/tvlserver)
+  install(CODE "
+    set(bin \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}\")
+    file(MAKE_DIRECTORY \"\${bin}\")
+    file(CREATE_LINK \"${server_link}\" \"\${bin}/tvlserver\" SYMBOLIC)")
+endif()
 set_target_properties(tvl PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 install(TARGETS tvl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/tvlclient DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})

@@ -57,7 +57,7 @@ need_packages() {
   apt install --yes --no-install-recommends "${missing[@]}"
 }
 
-BUILD_PACKAGES=(g++ cmake ninja-build pkg-config zlib1g-dev libsqlite3-dev libcli11-dev nlohmann-json3-dev)
+BUILD_PACKAGES=(g++ cmake ninja-build pkg-config zlib1g-dev libsqlite3-dev libcli11-dev libasio-dev nlohmann-json3-dev)
 TEST_PACKAGES=("${BUILD_PACKAGES[@]}" libgtest-dev libbenchmark-dev clang-format)
 
 # Configures a preset, with more options behind its name.

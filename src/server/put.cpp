@@ -77,6 +77,7 @@ asio::awaitable<bool> Session::TakeChunks(const std::shared_ptr<PutTransfer>& tr
     std::string answer = std::to_string(transfer->code);
     const bool ended = data.empty() || transfer->code != TVL_OK;
     if (data.empty() && transfer->code == TVL_OK) answer += protocol::kFieldSeparator + std::to_string(time);
+    if (transfer->code != TVL_OK) co_await DropPut(transfer);  // who hears the code finds nothing left of it
     const bool sent = co_await Reply(answer);
     if (!sent || ended) co_return sent;
   }

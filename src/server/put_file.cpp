@@ -162,7 +162,10 @@ int PutFile::WriteExpanded(const char* bytes, std::size_t count) {
 int PutFile::End(std::int64_t& time) {
   if (inflater_ && !inflater_->IsAtEnd()) return TVL_ERR_UNZIP;
   time = ::time(nullptr);
-  if (!Settle(time) || !Replace()) return TVL_ERR_COPY;
+  if (!Settle(time)) return TVL_ERR_COPY;
+  // In its new place the file would still be held, and the next put of this name be refused.
+  ReleaseFile(part_.Number());
+  if (!Replace()) return TVL_ERR_COPY;
   landed_ = true;
   SyncFolder(place_);
   DropPart();

@@ -41,8 +41,9 @@ asio::awaitable<void> Session::Run() {
   } catch (const std::exception& exception) {
     problem = exception.what();
   }
-  stream_->Close();
+  // Whoever sees the connection end knows that the locks are free.
   co_await Leave();
+  stream_->Close();
   Event event = {{}, "end", {}, {}, {}, watch.Elapsed(), problem.empty() ? stream_->Ending() : problem};
   Tell(std::move(event));
 }

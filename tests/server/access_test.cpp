@@ -1,0 +1,148 @@
+#include "server/access.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <fstream>
+#include <stdexcept>
+
+#include "server/options.h"
+#include "server/raw_client.h"
+#include "server/server_process.h"
+#include "support/process.h"
+
+namespace {
+
+using std::string;
+using tvl::server::AllowedAddresses;
+using tvl::server::Right;
+using tvl::server::Tags;
+
+TEST(Access, IsByNetwork) {
+  const struct {
+    std::vector<string> networks;
+    string address;
+    bool allowed;
+  } rows[] = {
+      {{}, "203.0.113.9", true},
+      {{"10.0.0.0/8"}, "10.255.0.1", true},
+      {{"10.0.0.0/8"}, "11.0.0.1", false},
+      {{"10.1.2.3/8"}, "10.9.9.9", true},  // the bits behind the network's don't count
+      {{"192.168.1.7"}, "192.168.1.7", true},
+      {{"192.168.1.7"}, "192.168.1.8", false},
+      {{"192.168.1.7", "10.0.0.0/8"}, "10.0.0.1", true},
+      {{"0.0.0.0/0"}, "198.51.100.1", true},
+      {{"0.0.0.0/0"}, "2001:db8::1", false},
+      {{"10.0.0.0/8"}, "::ffff:10.0.0.1", true},
+      {{"2001:db8::/32"}, "2001:db8:1::1", true},
+      {{"2001:db8::/32"}, "2001:db9::1", false},
+      {{"2001:db8::/32"}, "10.0.0.1", false},
+  };
+  for (const auto& row : rows) {
+    AllowedAddresses allowed;
+    for (const string& network : row.networks) allowed.Add(network);
+    EXPECT_EQ(allowed.Allows(asio::ip::make_address(row.address)), row.allowed) << row.address;
+  }
+  for (const char* wrong : {"", "10.0.0", "10.0.0.0/33", "here", "10.0.0.0/", "::/129"}) {
+    EXPECT_THROW(AllowedAddresses().Add(wrong), std::runtime_error) << wrong;
+  }
+}
+
+TEST(Access, IsByTag) {
+  const TempFolder folder;
+  folder.Write("tags",
+               "# who may what\n\nreader read\n  two words\twrite \r\nboth read\nboth write\nread write\n");
+  const Tags tags(folder.Host("tags"));
+  const struct {
+    string tag;
+    Right right;
+  } rows[] = {{"reader", Right::kRead},   {"two words", Right::kWrite},
+              {"both", Right::kWrite},    {"read", Right::kWrite},
+              {"", Right::kNone},         {"reade", Right::kNone},
+              {"readerr", Right::kNone},  {"readerreader", Right::kNone},
+              {"# who may", Right::kNone}};
+  for (const auto& row : rows) EXPECT_EQ(tags.RightOf(row.tag), row.right) << row.tag;
+  EXPECT_EQ(Tags().RightOf("anybody"), Right::kWrite);
+  for (const char* wrong : {"tag\n", "tag reads\n", "tag read write it\n"}) {
+    folder.Write("wrong", wrong);
+    EXPECT_THROW(Tags(folder.Host("wrong")), std::runtime_error) << wrong;
+  }
+  EXPECT_THROW(Tags(folder.Host("missing")), std::runtime_error);
+}
+
+TEST(Access, AddressesAreTakenApart) {
+  const struct {
+    string text, host, port;
+  } rows[] = {{"", "h", "1"},  {"h2:2", "h2", "2"},   {":2", "h", "2"},
+              {"2", "h", "2"}, {"[::]:2", "::", "2"}, {"[::1]", "::1", "1"}};
+  for (const auto& row : rows) {
+    string host = "h";
+    string port = "1";
+    tvl::server::SplitAddress(row.text, host, port);
+    EXPECT_EQ(host + " " + port, row.host + " " + row.port) << row.text;
+  }
+}
+
+// What a refused client sees: the code, and then the connection stays until the client ends it.
+void ExpectRefused(unsigned short port, const RawClient::Names& names) {
+  const RawClient client(port);
+  client.Send(RawClient::HandshakeBytes(names) + RawClient::PacketBytes("Gahead\t@"));
+  EXPECT_EQ(client.Receive().value_or(""), "TVL\t10");
+  client.SendPacket("Gmore\t@");
+  client.SendPacket("X");
+  EXPECT_TRUE(client.IsEnded());
+}
+
+TEST(Access, RefusesOnAServer) {
+  const ServedStore store;
+  store.Write("a.txt", "Hello");
+  store.folder.Write("tags", "reads read\nwrites write\n");
+  const ServerProcess server(store, {"--tags", store.folder.Host("tags"), "--max-clients", "2"});
+  ExpectRefused(server.Port(), {});
+  const RawClient reader = RawClient::Entered(server.Port(), {"mgrx", "pc1", "ann", "reads"});
+  EXPECT_EQ(reader.Get("a.txt").bytes, "Hello");
+  EXPECT_EQ(reader.Put("b.txt", "x"), 20);
+  EXPECT_TRUE(reader.Ask("LORD1").starts_with("1\t"));
+  const RawClient writer = RawClient::Entered(server.Port(), {"mgrx", "pc1", "ann", "writes"});
+  EXPECT_EQ(writer.Put("b.txt", "x"), 0);
+  ExpectRefused(server.Port(), {"mgrx", "pc1", "ann", "writes"});  // the third of two
+  EXPECT_EQ(store.Files(), (std::vector<string>{"a.txt", "b.txt"}));
+
+  const ServerProcess elsewhere(store, {"--allow", "10.0.0.0/8,192.0.2.1"});
+  ExpectRefused(elsewhere.Port(), {});
+}
+
+TEST(Access, SilenceEndsAClientWhereThereIsALimit) {
+  const ServedStore store;
+  const ServerProcess server(store, {"--handshake-timeout", "0.2", "--idle-timeout", "0.3"});
+  const RawClient silent(server.Port());
+  EXPECT_TRUE(silent.IsEnded());
+  const RawClient half(server.Port());
+  half.Send("#");
+  EXPECT_TRUE(half.IsEnded());
+  const RawClient idle = RawClient::Entered(server.Port());
+  EXPECT_TRUE(idle.Ask("LORD1").starts_with("1\t"));
+  EXPECT_TRUE(idle.IsEnded());
+  EXPECT_TRUE(
+      RawClient::Entered(server.Port(), {"mgrx", "pc2", "bob", ""}).Ask("LORD1").starts_with("1\tpc2"));
+}
+
+TEST(Access, WrongUseIsTold) {
+  const struct {
+    std::vector<string> options;
+    int exit;
+  } rows[] = {{{"--version"}, 0},
+              {{"--help"}, 0},
+              {{}, 2},
+              {{"--config", "/nowhere/tvl.ini"}, 2},
+              {{"--config", "/dev/null"}, 1},
+              {{"--config", "/dev/null", "--max-clients", "0"}, 2},
+              {{"--config", "/dev/null", "--allow", "here"}, 1}};
+  for (const auto& row : rows) {
+    ProcessStart start = {{TVL_SERVER_PROGRAM}};
+    start.command.insert(start.command.end(), row.options.begin(), row.options.end());
+    EXPECT_EQ(RunProcess(start).exit, row.exit) << testing::PrintToString(row.options);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,70 @@
+#ifndef TVL_TESTS_SERVER_RAW_CLIENT_H
+#define TVL_TESTS_SERVER_RAW_CLIENT_H
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+// The client's side of a connection, byte by byte. A wait that takes half a minute fails with an exception.
+class RawClient {
+ public:
+  // Connects, and says nothing.
+  explicit RawClient(unsigned short port);
+  ~RawClient();
+  RawClient(RawClient&& other) noexcept;
+  RawClient(const RawClient&) = delete;
+  RawClient& operator=(const RawClient&) = delete;
+
+  struct Names {
+    std::string client_class = "mgrx";
+    std::string computer = "pc1";
+    std::string user = "ann";
+    std::string tag;
+  };
+
+  // Bytes of a handshake, filled up to the least size.
+  static std::string HandshakeBytes(const Names& names);
+  static std::string PacketBytes(std::string_view payload);
+
+  // Connected and accepted.
+  static RawClient Entered(unsigned short port) { return Entered(port, Names()); }
+  static RawClient Entered(unsigned short port, const Names& names);
+
+  void Send(std::string_view bytes) const;
+  void SendPacket(std::string_view payload) const { Send(PacketBytes(payload)); }
+
+  // Exactly so many bytes, fewer at the end of the stream.
+  std::string ReceiveBytes(std::size_t count) const;
+
+  // Payload of the next packet; nothing at the end of the stream.
+  std::optional<std::string> Receive() const;
+
+  // A packet and its answer.
+  std::string Ask(std::string_view payload) const;
+
+  // The server has ended the connection, in order or not.
+  [[nodiscard]] bool IsEnded() const;
+
+  // A whole get or put: the file, or the code that came instead.
+  struct Fetched {
+    int code = 0;
+    std::string bytes;
+    std::string time;
+  };
+  Fetched Get(const std::string& name, const std::string& stamp = "@") const;
+  int Put(const std::string& name, std::string_view bytes, const std::string& stamp = "@",
+          std::size_t chunk = 32760) const;
+
+  // Ends everything that goes out, so that the server sees the end of the stream.
+  void CloseWriting() const;
+
+  // Ends the connection with a reset.
+  void Reset();
+
+  void SetReceiveBuffer(int bytes) const;
+
+ private:
+  int socket_ = -1;
+};
+
+#endif

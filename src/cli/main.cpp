@@ -41,6 +41,7 @@ void DescribeProgram(CLI::App& app, Invocation& invocation) {
   AddLockCommands(app, invocation);
   AddTableCommands(app, invocation);
   AddServiceCommands(app, invocation);
+  AddDoctorCommand(app, invocation);
 }
 
 // What ends a command at once goes to standard error, and with --json also into the command's document.

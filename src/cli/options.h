@@ -61,6 +61,7 @@ void AddTreeCommands(CLI::App& app, Invocation& invocation);
 void AddListCommand(CLI::App& app, Invocation& invocation);
 void AddSyncCommands(CLI::App& app, Invocation& invocation);
 void AddServiceCommands(CLI::App& app, Invocation& invocation);
+void AddDoctorCommand(CLI::App& app, Invocation& invocation);
 
 }  // namespace tvl::cli
 

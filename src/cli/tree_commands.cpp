@@ -57,8 +57,7 @@ constexpr ChangeWords kMoved = {"mv", "moved to ", "would be moved to ", "moved"
 // Does something to one name after the other and tells what became of each.
 class TreeChange {
  public:
-  TreeChange(const Options& options, Store& store, const ChangeWords& words)
-      : options_(options), store_(store), words_(words) {}
+  TreeChange(const Options& options, const ChangeWords& words) : options_(options), words_(words) {}
 
   // `change` throws Stop for a name that it can't be done to; the others get their turn all the same.
   template <typename Change>
@@ -100,7 +99,6 @@ class TreeChange {
   }
 
   const Options& options_;
-  Store& store_;
   const ChangeWords& words_;
   Console console_;
   ExitStatus status_ = kDone;
@@ -160,7 +158,7 @@ std::vector<std::string> FoldersToMake(const Store& store, const std::string& na
 
 ExitStatus RunMakeFolder(const Options& options, const TreeRequest& request) {
   Store store = OpenStore(options, request);
-  TreeChange change(options, store, kMade);
+  TreeChange change(options, kMade);
   for (const std::string& given : request.names) {
     const std::string name = TidyName(given);
     for (const std::string& folder : FoldersToMake(store, name, request.parents))
@@ -184,7 +182,7 @@ void Remove(Store& store, const Options& options, std::string name, bool recursi
 
 ExitStatus RunRemove(const Options& options, const TreeRequest& request) {
   Store store = OpenStore(options, request);
-  TreeChange change(options, store, kRemoved);
+  TreeChange change(options, kRemoved);
   for (const std::string& name : request.names)
     change.Do(name, {}, [&] { Remove(store, options, TidyName(name), request.recursive); });
   return change.Status();
@@ -232,7 +230,7 @@ void Move(Store& store, const Options& options, NamePair names) {
 
 ExitStatus RunMove(const Options& options, const TreeRequest& request) {
   Store store = OpenStore(options, request);
-  TreeChange change(options, store, kMoved);
+  TreeChange change(options, kMoved);
   for (const NamePair& pair : PairsOf(store, request))
     change.Do(pair.remote, pair.local, [&] { Move(store, options, pair); });
   return change.Status();

@@ -60,9 +60,7 @@ TEST_F(InterruptTest, SecondSignalEndsAtOnce) {
   process.Signal(SIGINT);
   ASSERT_TRUE(process.ReadErrorsUntil("stopping after this file"));
   process.Signal(SIGTERM);
-  const ProcessResult result = process.Finish();
-  EXPECT_EQ(result.exit, 128 + SIGTERM);
-  EXPECT_EQ(result.out.find("interrupted"), std::string::npos);
+  EXPECT_EQ(process.Finish().exit, 128 + SIGTERM);
 }
 
 }  // namespace

@@ -120,7 +120,7 @@ TEST(Memory, TextsAreCopied) {
   text = StrReplace(text, nullptr);
   EXPECT_STREQ(text, "");
   SafeFree(text);
-  SafeFree(text = StrReplace(nullptr, "x"));
+  SafeFree(StrReplace(nullptr, "x"));
 }
 
 TEST(Texts, TrimRightStopsAtTheFirstCharacter) {

@@ -55,9 +55,10 @@ TEST_F(Expansion, FollowsItsGrammar) {
       {"$Late", "y\\"},
       {"$A\xE0/", "x\xE0\\"},
   };
+  string others = "Base=c:/data\nA=x\na_b=under\nRaw=p/%$q\nZ=y\nLate=$Z/\n";
+  others.append(name31).append("=31\n").append(name32).append("=32\nV=");
   for (const auto& row : cases) {
-    Read("Base=c:/data\nA=x\na_b=under\nRaw=p/%$q\nZ=y\nLate=$Z/\n" + name31 + "=31\n" + name32 +
-         "=32\nV=" + row.value);
+    Read(others + row.value);
     EXPECT_EQ(config_.Get("v"), row.expected) << row.value;
   }
 }
@@ -92,10 +93,10 @@ TEST_F(Expansion, FollowsChainsToAnyDepth) {
     variables.append(line, static_cast<std::size_t>(length));
   }
   snprintf(line, sizeof line, "%x", 0x1000 + kDepth - 1);
-  Read(variables.substr(0, variables.rfind("$")) + "end");
+  Read(variables.substr(0, variables.rfind('$')) + "end");
   EXPECT_STREQ(config_.Get("1000"), "end");
   EXPECT_EQ(config_.entryCount, kDepth + 4);
-  Read(variables.substr(0, variables.rfind("$")) + "x$1000");
+  Read(variables.substr(0, variables.rfind('$')) + "x$1000");
   EXPECT_STREQ(config_.Get(line), "x");
 }
 

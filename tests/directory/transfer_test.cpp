@@ -94,16 +94,16 @@ TEST_P(Transfer, FailuresLeaveTransferredAlone) {
   store.folder.Make("work/taken");
   store.folder.Write("work/f2", "y");
   const struct {
-    bool put;
     const char *remote, *local;
     int code;
+    bool put;
   } cases[] = {
-      {false, "none", "n", SourceCode()},      {false, "sub/none", "sub/deep/n", SourceCode()},
-      {false, "dir", "n", SourceCode()},       {false, "file", "taken", TargetCode()},
-      {false, "file", "file/x", TargetCode()}, {false, "file", "", TargetCode()},
-      {true, "n", "none", SourceCode()},       {true, "a/b/n", "none", SourceCode()},
-      {true, "dir", "f2", TargetCode()},       {true, "file/x", "f2", TargetCode()},
-      {true, "", "f2", TargetCode()},
+      {"none", "n", SourceCode(), false},      {"sub/none", "sub/deep/n", SourceCode(), false},
+      {"dir", "n", SourceCode(), false},       {"file", "taken", TargetCode(), false},
+      {"file", "file/x", TargetCode(), false}, {"file", "", TargetCode(), false},
+      {"n", "none", SourceCode(), true},       {"a/b/n", "none", SourceCode(), true},
+      {"dir", "f2", TargetCode(), true},       {"file/x", "f2", TargetCode(), true},
+      {"", "f2", TargetCode(), true},
   };
   for (const auto& row : cases) {
     for (const int in : {0, 5}) {

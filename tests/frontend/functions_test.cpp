@@ -46,7 +46,7 @@ class Functions : public testing::Test {
     folder_.Write("root/f", "abc");
     Configure("");
   }
-  ~Functions() override { TVLCloseConnection(); }
+  void TearDown() override { TVLCloseConnection(); }
 
   void Configure(const string& settings) {
     folder_.Write("store.ini", "[TavolisFileSystem]\nDocumentRoot=" + folder_.Host("root") + "\nTmpDir=" +

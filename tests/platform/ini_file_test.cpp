@@ -179,7 +179,7 @@ TEST_F(IniFile, JunkIsReadWithinBounds) {
   const string alphabet = "[]=;\"'\r\n\n\n \t\0sk\xEF\xBB\xBF%$1"s;
   for (unsigned int seed = 1; seed <= 60; ++seed) {
     std::mt19937 random(seed);
-    string bytes(seed * 997, 0);
+    string bytes(std::size_t{seed} * 997, 0);
     const bool any = seed % 2 == 0;
     std::generate(bytes.begin(), bytes.end(),
                   [&] { return any ? static_cast<char>(random()) : alphabet[random() % alphabet.size()]; });

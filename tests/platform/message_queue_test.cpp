@@ -40,7 +40,8 @@ class Queue : public testing::Test {
 
 TEST_F(Queue, KeepsOrderAndContents) {
   const DWORD self = GetCurrentThreadId();
-  for (UINT i = 0; i < 3; ++i) EXPECT_EQ(PostThreadMessageA(self, i, i * 10, -static_cast<LPARAM>(i)), 1);
+  for (UINT i = 0; i < 3; ++i)
+    EXPECT_EQ(PostThreadMessageA(self, i, WPARAM{i} * 10, -static_cast<LPARAM>(i)), 1);
   MSG message = {};
   for (UINT i = 0; i < 3; ++i) {
     ASSERT_TRUE(Peek(message));

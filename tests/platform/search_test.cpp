@@ -111,7 +111,7 @@ constexpr int kManyEntries = 1000;
 // Entries below a folder; gives up when they are many, as on a walk that goes round.
 int CountByWalk(const string& path, int count = 0) {
   for (const string& name : Find(path + "\\*.*")) {
-    const string below = path + "\\" + name;
+    const string below = string(path).append("\\").append(name);
     if (++count > kManyEntries) break;
     if ((GetFileAttributesA(below.c_str()) & FILE_ATTRIBUTE_DIRECTORY) != 0)
       count = CountByWalk(below, count);

@@ -47,7 +47,9 @@ TEST(Core, LendsAndGivesAwayBlocks) {
   }
   CCore grown;
   auto* heap = static_cast<char*>(std::malloc(3));
-  std::memcpy(heap, "abc", 3);
+  heap[0] = 'a';
+  heap[1] = 'b';
+  heap[2] = 'c';
   grown.Attach(heap, 3, 1);
   EXPECT_EQ(grown.Append("d", 1), 4U);
   EXPECT_EQ(std::memcmp(grown.data, "abcd", 4), 0);

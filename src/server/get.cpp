@@ -74,17 +74,18 @@ asio::awaitable<bool> Session::SendChunks(const std::shared_ptr<Transfer>& trans
     Chunk& current = transfer->chunks[turn];
     Chunk& next = transfer->chunks[turn ^ 1U];
     const std::string_view packet = current.Packet(preface);
-    const bool nothing_follows = transfer->file.IsAtEnd();
+    const bool sent = co_await stream_->Send(packet, service_.options.send_timeout);
+    if (!sent) co_return false;
+    if (current.Size() == 0) co_return true;  // an empty file is its own end mark
+    // While that is on the wire.
     std::optional<Begun<bool>> ahead;
     next.SetSize(0);
-    if (!nothing_follows) {
+    if (!transfer->file.IsAtEnd() && !transfer->file.FillAtOnce(next)) {
       ahead.emplace(service_.files, stream_->Executor(),
                     [transfer, &next] { return transfer->file.Fill(next); });
     }
     std::string_view answer;
-    bool alive = co_await stream_->Send(packet, service_.options.send_timeout);
-    if (alive && current.Size() == 0) co_return true;  // an empty file is its own end mark
-    if (alive) alive = co_await Receive(answer);
+    const bool alive = co_await Receive(answer);
     bool filled = true;
     if (ahead) filled = co_await ahead->End();
     if (!alive) co_return false;

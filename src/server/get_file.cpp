@@ -1,6 +1,7 @@
 #include "server/get_file.h"
 
 #include <fcntl.h>
+#include <sys/uio.h>
 
 #include <algorithm>
 
@@ -30,10 +31,25 @@ bool GetFile::Fill(Chunk& chunk) {
   return true;
 }
 
-// The next bytes of the file, as many as there is room for; none at the end. A file that has grown ends where
-// it ended when its time was taken.
+bool GetFile::FillAtOnce(Chunk& chunk) {
+  if (packing_) return false;
+  const std::size_t size = Next(Chunk::kMost);
+  const iovec place = {chunk.Data(), size};
+  const ssize_t count = preadv2(file_.Number(), &place, 1, static_cast<off_t>(position_), RWF_NOWAIT);
+  if (count != static_cast<ssize_t>(size)) return false;
+  position_ += size;
+  chunk.SetSize(size);
+  return true;
+}
+
+// How many bytes come next. A file that has grown ends where it ended when its time was taken.
+std::size_t GetFile::Next(std::size_t room) const {
+  return static_cast<std::size_t>(std::min<std::uint64_t>(room, Size() - position_));
+}
+
+// The next bytes of the file, as many as there is room for; none at the end.
 bool GetFile::Read(char* to, std::size_t room, std::size_t& count) {
-  room = static_cast<std::size_t>(std::min<std::uint64_t>(room, Size() - position_));
+  room = Next(room);
   for (count = 0; count < room;) {
     const ssize_t more = pread(file_.Number(), to + count, room - count, static_cast<off_t>(position_));
     if (more < 0 && errno == EINTR) continue;

@@ -37,6 +37,10 @@ class GetFile {
   // shorter than it was.
   [[nodiscard]] bool Fill(Chunk& chunk);
 
+  // The same, if that takes no wait: false, and nothing has happened, if the bytes would have to come from
+  // the disk or through the compressor.
+  [[nodiscard]] bool FillAtOnce(Chunk& chunk);
+
   // Nothing comes any more.
   [[nodiscard]] bool IsAtEnd() const { return packing_ ? packing_->deflater.IsAtEnd() : position_ == Size(); }
 
@@ -52,6 +56,7 @@ class GetFile {
     std::array<char, kPiece> piece;
   };
 
+  [[nodiscard]] std::size_t Next(std::size_t room) const;
   bool Read(char* to, std::size_t room, std::size_t& count);
   bool FillPacked(Chunk& chunk);
 

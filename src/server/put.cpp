@@ -12,15 +12,16 @@
 
 namespace tvl::server {
 
-// A file that comes, and the bytes of it that are being written while the next are on the wire.
+// A file that comes, and bytes of it: those that gather, and those that are being written meanwhile.
 struct Session::PutTransfer {
+  static constexpr std::size_t kBlock = 3 * protocol::kPutChunk;
+
   std::unique_ptr<PutFile> file;
-  std::string bytes;
+  std::string gathered;
+  std::string written;
   std::optional<Begun<int>> write;
   std::uint64_t taken = 0;
   int code = TVL_OK;
-
-  int WriteBytes() { return file->Write(bytes.data(), bytes.size()); }
 };
 
 asio::awaitable<bool> Session::Put(std::string_view command) {
@@ -83,20 +84,27 @@ asio::awaitable<bool> Session::TakeChunks(const std::shared_ptr<PutTransfer>& tr
   }
 }
 
-// What comes as it is gets written while the client prepares its next packet, so a write that fails is told
-// one packet later. A compressed stream's defects are told at once.
+// What comes as it is gets written some packets at a time, while the client prepares its next, so a write
+// that fails is told some packets later, at the latest at the end. A compressed stream's defects are told at
+// once.
 asio::awaitable<int> Session::TakeChunk(const std::shared_ptr<PutTransfer>& transfer, std::string_view data) {
-  int code = co_await LastWrite(*transfer);
-  if (code != TVL_OK) co_return code;
   transfer->taken += data.size();
-  if (!transfer->file->MayTake(data.size())) co_return TVL_ERR_COPY;
-  transfer->bytes = data;
+  int code = TVL_OK;
   if (transfer->file->IsPacked()) {
-    code = co_await RunOn(service_.files, [&transfer] { return transfer->WriteBytes(); });
-  } else {
-    transfer->write.emplace(service_.files, stream_->Executor(),
-                            [transfer] { return transfer->WriteBytes(); });
+    code = co_await RunOn(service_.files,
+                          [&transfer, data] { return transfer->file->Write(data.data(), data.size()); });
+    co_return code;
   }
+  if (!transfer->file->MayHave(transfer->taken)) co_return TVL_ERR_COPY;
+  transfer->gathered += data;
+  if (transfer->gathered.size() < PutTransfer::kBlock) co_return code;
+  code = co_await LastWrite(*transfer);
+  if (code != TVL_OK) co_return code;
+  transfer->written.swap(transfer->gathered);
+  transfer->gathered.clear();
+  transfer->write.emplace(service_.files, stream_->Executor(), [transfer] {
+    return transfer->file->Write(transfer->written.data(), transfer->written.size());
+  });
   co_return code;
 }
 
@@ -109,9 +117,11 @@ asio::awaitable<int> Session::LastWrite(PutTransfer& transfer) {
 
 asio::awaitable<int> Session::EndPut(const std::shared_ptr<PutTransfer>& transfer, std::int64_t& time) {
   int code = co_await LastWrite(*transfer);
-  if (code == TVL_OK) {
-    code = co_await RunOn(service_.files, [&transfer, &time] { return transfer->file->End(time); });
-  }
+  if (code != TVL_OK) co_return code;
+  code = co_await RunOn(service_.files, [&transfer, &time] {
+    const int rest = transfer->file->Write(transfer->gathered.data(), transfer->gathered.size());
+    return rest != TVL_OK ? rest : transfer->file->End(time);
+  });
   co_return code;
 }
 

@@ -132,21 +132,13 @@ void PutFile::DropPart() {
   note_ = -1;
 }
 
-bool PutFile::HasRoomFor(std::size_t count) const {
-  return most_ == 0 || count <= most_ - size_;
-}
-
-bool PutFile::MayTake(std::size_t count) const {
-  return IsPacked() || HasRoomFor(count);
-}
-
 int PutFile::Write(const char* bytes, std::size_t count) {
   return inflater_ ? WriteExpanded(bytes, count) : WritePlain(bytes, count);
 }
 
 int PutFile::WritePlain(const char* bytes, std::size_t count) {
-  if (!HasRoomFor(count) || !WriteAll(part_.Number(), bytes, count)) return TVL_ERR_COPY;
   size_ += count;
+  if (!MayHave(size_) || !WriteAll(part_.Number(), bytes, count)) return TVL_ERR_COPY;
   return TVL_OK;
 }
 

@@ -34,8 +34,8 @@ class PutFile {
 
   [[nodiscard]] bool IsPacked() const { return inflater_ != nullptr; }
 
-  // False if so many more bytes would make it too large, as far as that can be told before they are expanded.
-  [[nodiscard]] bool MayTake(std::size_t count) const;
+  // False if a file of so many bytes is too large.
+  [[nodiscard]] bool MayHave(std::uint64_t bytes) const { return most_ == 0 || bytes <= most_; }
 
   // Takes the next bytes. 22 if there is no room for them; 28 if they are no zlib stream where one is wanted.
   [[nodiscard]] int Write(const char* bytes, std::size_t count);
@@ -47,7 +47,6 @@ class PutFile {
   [[nodiscard]] bool MakePart();
   [[nodiscard]] bool HoldPart();
   void DropPart();
-  [[nodiscard]] bool HasRoomFor(std::size_t count) const;
   int WriteExpanded(const char* bytes, std::size_t count);
   int WritePlain(const char* bytes, std::size_t count);
   bool Settle(std::int64_t time) const;

@@ -1,0 +1,335 @@
+// Measures tvlserver, with the library's client before it, beside the bounds of its protocol and a server of
+// files.
+
+#include <signal.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <tvlclient/tvlclient.h>
+
+#include "process.h"
+#include "server_peers.h"
+#include "table.h"
+#include "tcp/protocol.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using bench::Row;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t kMiB = 1024 * 1024;
+constexpr int kSmallFiles = 5000;
+constexpr int kLockRounds = 300;
+constexpr int kIdleClients = 1000;
+constexpr int kRelayMilliseconds = 10;
+constexpr std::size_t kRelayedSize = 16 * kMiB;
+constexpr std::size_t kTextRoom = 300;
+
+struct Setting {
+  std::string server;
+  fs::path folder;
+  std::size_t mib = 1024;
+  int runs = 3;
+  std::string only;
+};
+
+// What all groups of rows work on.
+struct Place {
+  const Setting& setting;
+  bench::Served& served;
+  fs::path work;
+};
+
+// A text for an argument that the interface declares writable; good for the next three.
+char* Text(const std::string& text) {
+  static std::string kept[4];
+  static int next = 0;
+  std::string& place = kept[next++ % 4];
+  place = text;
+  place.resize(kTextRoom);
+  return place.data();
+}
+
+double Seconds(const std::function<void()>& work) {
+  const auto began = Clock::now();
+  work();
+  return std::chrono::duration<double>(Clock::now() - began).count();
+}
+
+double Median(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  return values[values.size() / 2];
+}
+
+void Check(bool good, const char* what) {
+  if (!good) throw std::runtime_error(what);
+}
+
+void MakeFile(const fs::path& path, std::size_t size) {
+  std::mt19937_64 random(size);
+  std::vector<std::uint64_t> block(std::min(size, kMiB) / sizeof(std::uint64_t));
+  for (std::uint64_t& word : block) word = random();
+  std::ofstream file(path, std::ios::binary);
+  const std::size_t bytes = block.size() * sizeof block[0];
+  for (std::size_t written = 0; written < size; written += bytes) {
+    file.write(reinterpret_cast<const char*>(block.data()), static_cast<std::streamsize>(bytes));
+  }
+}
+
+void Connect(CTVLClientTcpOpr& client, unsigned short port, const fs::path& work) {
+  const int code =
+      client.Open(Text(work.string()), Text(""), Text("127.0.0.1"), port, Text("bnch"), Text(""));
+  Check(code == TVL_OK, "cannot open");
+}
+
+void Get(CTVLClientTcpOpr& client, const std::string& name) {
+  int forced = 1;
+  Check(client.GetRemote(Text(name), Text(name), &forced) == TVL_OK, "get failed");
+}
+
+void Put(CTVLClientTcpOpr& client, const std::string& local, const std::string& remote) {
+  int forced = 1;
+  Check(client.PutRemote(Text(remote), Text(local), &forced) == TVL_OK, "put failed");
+}
+
+// Times of two ways of doing the same, in turn.
+struct Pair {
+  std::vector<double> ours;
+  std::vector<double> bound;
+
+  [[nodiscard]] Row ToRow(const std::string& work, const char* beside, double aim) const {
+    return {work, Median(ours), beside, Median(bound), "s", aim};
+  }
+};
+
+std::vector<Row> BigRows(const Place& place) {
+  const std::size_t size = place.setting.mib * kMiB;
+  const fs::path stored = place.served.root / "big";
+  const fs::path local = place.work / "big";
+  MakeFile(stored, size);
+  CTVLClientTcpOpr client;
+  Connect(client, place.served.port, place.work);
+  Pair gets;
+  Pair puts;
+  for (int run = 0; run < place.setting.runs; ++run) {
+    fs::remove(local);
+    sync();
+    gets.bound.push_back(bench::PingPongGet(size, place.work / "bound"));
+    fs::remove(place.work / "bound");
+    sync();
+    gets.ours.push_back(Seconds([&] { Get(client, "big"); }));
+    sync();
+    puts.bound.push_back(bench::PingPongPut(local, place.served.root / "bound"));
+    fs::remove(place.served.root / "bound");
+    sync();
+    puts.ours.push_back(Seconds([&] { Put(client, "big", "put"); }));
+    fs::remove(place.served.root / "put");
+  }
+  fs::remove(stored);
+  fs::remove(local);
+  const std::string of = " of " + std::to_string(place.setting.mib) + " MiB";
+  return {gets.ToRow("get" + of, "ping-pong, same packets", 1 / 0.9),
+          puts.ToRow("put" + of, "ping-pong, with fsync", 1 / 0.9)};
+}
+
+// rsync's daemon at the other end of a socket pair, so that its start alone is in the sum.
+std::string RsyncCommand(const Place& place, const fs::path& target) {
+  const fs::path config = place.setting.folder / "rsyncd.conf";
+  std::ofstream(config) << "use chroot = no\n[small]\npath = " << (place.served.root / "small").string()
+                        << "\n";
+  return "RSYNC_CONNECT_PROG='rsync --daemon --config=" + config.string() +
+         "' rsync -rt rsync://localhost/small/ " + target.string() + "/";
+}
+
+std::vector<Row> SmallRows(const Place& place) {
+  fs::create_directories(place.served.root / "small");
+  for (int i = 0; i < kSmallFiles; ++i) MakeFile(place.served.root / "small" / std::to_string(i), 4096);
+  const fs::path target = place.setting.folder / "rsynced";
+  const std::string rsync = RsyncCommand(place, target);
+  CTVLClientTcpOpr client;
+  Connect(client, place.served.port, place.work);
+  Pair times;
+  for (int run = 0; run < place.setting.runs; ++run) {
+    fs::remove_all(place.work / "small");
+    fs::remove_all(target);
+    sync();
+    times.ours.push_back(Seconds([&] {
+      for (int i = 0; i < kSmallFiles; ++i) Get(client, "small/" + std::to_string(i));
+    }));
+    sync();
+    times.bound.push_back(bench::Run({"sh", "-c", rsync}).seconds);
+  }
+  return {times.ToRow("get of 5,000 files of 4 KiB", "rsync daemon", 1.0)};
+}
+
+// Comes in as a client of a computer of that name, and says nothing more.
+int Enter(unsigned short port, const std::string& computer) {
+  const int server = bench::ConnectTo(port);
+  const std::string names = "bnch" + std::string(1, '\0') + computer + std::string(3, '\0');
+  std::string hello = std::string("#\0\0\0*00", 7) + names;
+  tvl::protocol::WriteLength(hello.data() + 1, hello.size());
+  hello.resize(std::max(hello.size(), tvl::protocol::kLeastHandshake));
+  bench::SendAll(server, hello.data(), hello.size());
+  char reply[256];
+  Check(recv(server, reply, sizeof reply, 0) > 0, "no welcome");
+  return server;
+}
+
+double RoundTrip(unsigned short port) {
+  const int server = Enter(port, "round");
+  const char unknown[] = {0, 0, 5, 0, '?'};
+  char answer[5];
+  const double seconds = Seconds([&] {
+    for (int i = 0; i < kLockRounds; ++i) {
+      bench::SendAll(server, unknown, sizeof unknown);
+      bench::ReceiveAll(server, answer, sizeof answer);
+    }
+  });
+  close(server);
+  return seconds / kLockRounds;
+}
+
+double LockAndUnlock(CTVLClientOpr& client) {
+  const double seconds = Seconds([&] {
+    for (int i = 0; i < kLockRounds; ++i) {
+      int state = 0;
+      client.Lock(Text("bench"), &state, nullptr, nullptr, nullptr, nullptr, nullptr);
+      Check(state == 1, "not locked");
+      client.Unlock(Text("bench"), &state, nullptr, nullptr, nullptr, nullptr, nullptr);
+    }
+  });
+  return seconds / kLockRounds;
+}
+
+std::vector<Row> LockRows(const Place& place) {
+  Pair times;
+  for (int run = 0; run < place.setting.runs; ++run) {
+    CTVLClientTcpOpr client;
+    Connect(client, place.served.port, place.work);
+    times.ours.push_back(LockAndUnlock(client));
+    CTVLClientSmbOpr directory;
+    Check(directory.Open(Text(""), Text(place.served.config), Text("bnch")) == TVL_OK,
+          "cannot open the store");
+    times.bound.push_back(LockAndUnlock(directory) + 2 * RoundTrip(place.served.port));
+  }
+  return {times.ToRow("lock + unlock", "directory, 2 round trips", 1.2)};
+}
+
+double ResidentMib(pid_t pid) {
+  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+  std::string word;
+  double kib = 0;
+  while (status >> word && word != "VmRSS:") {
+  }
+  status >> kib;
+  return kib / 1024;
+}
+
+// Clock ticks that the process has used, in the program and in the kernel.
+long Ticks(pid_t pid) {
+  constexpr int kUserTicks = 14;
+  std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+  std::string word;
+  long ticks = 0;
+  for (int field = 1; field <= kUserTicks + 1 && stat >> word; ++field) {
+    if (field >= kUserTicks) ticks += std::stol(word);
+  }
+  return ticks;
+}
+
+std::vector<Row> IdleRows(const Place& place) {
+  const pid_t pid = place.served.server.Pid();
+  const double before = ResidentMib(pid);
+  std::vector<int> clients;
+  for (int i = 0; i < kIdleClients; ++i)
+    clients.push_back(Enter(place.served.port, "pc" + std::to_string(i)));
+  const long ticks = Ticks(pid);
+  std::this_thread::sleep_for(std::chrono::seconds(5));
+  std::printf("1,000 idle clients: %ld clock ticks of processor time in 5 s\n", Ticks(pid) - ticks);
+  const double after = ResidentMib(pid);
+  for (const int client : clients) close(client);
+  return {{"memory with 1,000 idle clients", after, "without", before, "MiB", 100, false}};
+}
+
+std::vector<Row> RelayRows(const Place& place) {
+  constexpr std::size_t kGets = (kRelayedSize + bench::kGetChunk - 1) / bench::kGetChunk;
+  constexpr std::size_t kPuts = (kRelayedSize + tvl::protocol::kPutChunk - 1) / tvl::protocol::kPutChunk;
+  constexpr double kRound = 2 * kRelayMilliseconds / 1000.0;
+  MakeFile(place.served.root / "relayed", kRelayedSize);
+  const bench::Relay relay(place.served.port, kRelayMilliseconds);
+  CTVLClientTcpOpr client;
+  Connect(client, relay.port, place.work);
+  const double get = Seconds([&] { Get(client, "relayed"); });
+  const double put = Seconds([&] { Put(client, "relayed", "relayed2"); });
+  const double same = bench::PingPongRelayed(kGets, 5, bench::kGetChunk + 6, kRelayMilliseconds);
+  const std::string delay = ", 10 ms each way";
+  return {{"get of 16 MiB" + delay, get, "chunks x 20 ms", kRound * kGets, "s", 1 / 0.95},
+          {"put of 16 MiB" + delay, put, "chunks x 20 ms", kRound * kPuts, "s", 1 / 0.95},
+          {"get of 16 MiB" + delay, get, "same packets, same relay", same, "s", bench::kNoAim}};
+}
+
+struct Group {
+  const char* word;
+  std::vector<Row> (*rows)(const Place& place);
+};
+
+constexpr Group kGroups[] = {
+    {"idle", IdleRows}, {"lock", LockRows}, {"small", SmallRows}, {"relay", RelayRows}, {"big", BigRows}};
+
+bool Parse(int argc, char** argv, Setting& setting) {
+  for (int i = 1; i + 1 < argc; i += 2) {
+    const std::string name = argv[i];
+    if (name == "--server") setting.server = fs::absolute(argv[i + 1]).string();
+    if (name == "--dir") setting.folder = fs::absolute(argv[i + 1]);
+    if (name == "--mib") setting.mib = std::stoul(argv[i + 1]);
+    if (name == "--runs") setting.runs = std::stoi(argv[i + 1]);
+    if (name == "--only") setting.only = argv[i + 1];
+  }
+  return argc % 2 == 1 && !setting.server.empty() && !setting.folder.empty();
+}
+
+void Measure(const Setting& setting) {
+  fs::remove_all(setting.folder);
+  bench::Served served(setting.server, setting.folder / "store");
+  const Place place = {setting, served, setting.folder / "work"};
+  fs::create_directories(place.work);
+  std::vector<Row> rows;
+  for (const Group& group : kGroups) {
+    if (!setting.only.empty() && setting.only != group.word) continue;
+    for (const Row& row : group.rows(place)) rows.push_back(row);
+  }
+  bench::Print("The server", rows);
+  fs::remove_all(setting.folder);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) try {
+  Setting setting;
+  if (!Parse(argc, argv, setting)) {
+    std::fputs(
+        "usage: server_bench --server PROGRAM --dir FOLDER [--mib N] [--runs N] [--only "
+        "idle|lock|small|relay|big]\n",
+        stderr);
+    return 2;
+  }
+  Measure(setting);
+  return 0;
+} catch (const std::exception& problem) {
+  std::fprintf(stderr, "server_bench: %s\n", problem.what());
+  return 1;
+}

@@ -1,0 +1,62 @@
+#ifndef TVL_BENCH_SERVER_PEERS_H
+#define TVL_BENCH_SERVER_PEERS_H
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <filesystem>
+#include <string>
+
+namespace bench {
+
+// A child process that serves until it is ended.
+class Child {
+ public:
+  explicit Child(pid_t pid = -1) : pid_(pid) {}
+  ~Child();
+  Child(Child&& other) noexcept;
+  Child& operator=(Child&& other) noexcept;
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+  [[nodiscard]] pid_t Pid() const { return pid_; }
+
+ private:
+  pid_t pid_;
+};
+
+// A store with a lock table, served by a tvlserver of its own.
+struct Served {
+  Served(const std::string& program, const std::filesystem::path& folder);
+
+  std::filesystem::path root;
+  std::string config;
+  unsigned short port = 0;
+  Child server;
+};
+
+// A relay in front of a port that holds what comes for so long, in each direction. For one connection.
+struct Relay {
+  Relay(unsigned short target, int milliseconds);
+  unsigned short port = 0;
+  Child process;
+};
+
+// What the wire and the disk alone take for packets as a get or a put has them: each answered before the
+// next, each written to `target`, and that synced at the end of a put. Seconds.
+double PingPongGet(std::size_t total, const std::filesystem::path& target);
+double PingPongPut(const std::filesystem::path& source, const std::filesystem::path& target);
+
+// The same wire and disk for packets of the sizes of a whole exchange behind a relay.
+double PingPongRelayed(std::size_t packets, std::size_t there, std::size_t back, int milliseconds);
+
+// A connection to a port of this computer.
+int ConnectTo(unsigned short port);
+void SendAll(int socket, const char* bytes, std::size_t count);
+void ReceiveAll(int socket, char* bytes, std::size_t count);
+
+// Bytes of a file in a packet of a get.
+constexpr std::size_t kGetChunk = 40895;
+
+}  // namespace bench
+
+#endif

@@ -1,0 +1,64 @@
+#include "platform/same_contents.h"
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "platform/open_file.h"
+#include "platform/system_calls.h"
+
+namespace tvl {
+namespace {
+
+constexpr std::size_t kPiece = 64 * 1024;
+
+// A file read piece by piece. No call is spent on finding the end of a file that says where it is.
+class Reader {
+ public:
+  explicit Reader(const OpenFile& file) : file_(file) {}
+
+  // The next piece, whole unless the file ends in it. False for a failure.
+  [[nodiscard]] bool Next() {
+    filled_ = 0;
+    while (filled_ < kPiece && !IsAtEnd()) {
+      const ssize_t count = System().read(file_.Descriptor(), piece_ + filled_, kPiece - filled_);
+      if (count < 0 && errno == EINTR) continue;
+      if (count < 0) return false;
+      ended_ = count == 0;
+      filled_ += static_cast<std::size_t>(count);
+      read_ += count;
+    }
+    return true;
+  }
+
+  [[nodiscard]] bool SameAs(const Reader& other) const {
+    return filled_ == other.filled_ && std::memcmp(piece_, other.piece_, filled_) == 0;
+  }
+  [[nodiscard]] bool IsAtEnd() const { return ended_ || (read_ > 0 && read_ == file_.Status().st_size); }
+
+ private:
+  const OpenFile& file_;
+  off_t read_ = 0;
+  bool ended_ = false;
+  std::size_t filled_ = 0;
+  char piece_[kPiece];
+};
+
+}  // namespace
+
+Contents CompareContents(const char* a, const char* b) {
+  const OpenFile fileA(a, O_RDONLY);
+  const OpenFile fileB(b, O_RDONLY);
+  if (!fileA.IsOpen() || !fileB.IsOpen()) return Contents::kUnknown;
+  if (fileA.Status().st_size != fileB.Status().st_size) return Contents::kDifferent;
+  Reader readerA(fileA);
+  Reader readerB(fileB);
+  while (!readerA.IsAtEnd() || !readerB.IsAtEnd()) {
+    if (!readerA.Next() || !readerB.Next()) return Contents::kUnknown;
+    if (!readerA.SameAs(readerB)) return Contents::kDifferent;
+  }
+  return Contents::kSame;
+}
+
+}  // namespace tvl

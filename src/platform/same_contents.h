@@ -1,0 +1,14 @@
+#ifndef TVL_PLATFORM_SAME_CONTENTS_H
+#define TVL_PLATFORM_SAME_CONTENTS_H
+
+namespace tvl {
+
+enum class Contents { kSame, kDifferent, kUnknown };
+
+// Compares two files byte by byte, up to the first difference. kUnknown if one of them is no file or can't be
+// read to its end.
+[[nodiscard]] Contents CompareContents(const char* a, const char* b);
+
+}  // namespace tvl
+
+#endif

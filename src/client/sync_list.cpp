@@ -17,13 +17,13 @@ constexpr std::size_t kFirstSlots = 64;
 constexpr int kChunk = 4;
 
 // FNV-1a (Fowler, Noll, Vo), over the lower-case form.
-std::size_t FoldedHash(const char* path) {
+std::uint32_t FoldedHash(const char* path) {
   std::uint64_t hash = 14695981039346656037U;
   for (; *path != 0; ++path) {
     const char folded = *path >= 'A' && *path <= 'Z' ? static_cast<char>(*path - 'A' + 'a') : *path;
     hash = (hash ^ static_cast<unsigned char>(folded)) * 1099511628211U;
   }
-  return static_cast<std::size_t>(hash ^ hash >> 32U);
+  return static_cast<std::uint32_t>(hash ^ hash >> 32U);
 }
 
 struct ExcludedExtension {
@@ -39,35 +39,34 @@ constexpr ExcludedExtension kExcluded[] = {
 
 }  // namespace
 
-std::size_t SyncDirIndex::FreeSlot(const char* source) const {
-  std::size_t slot = FoldedHash(source) & (places_.size() - 1);
-  while (places_[slot] != kFree) slot = (slot + 1) & (places_.size() - 1);
-  return slot;
+void SyncDirIndex::Put(const Slot& slot) {
+  std::size_t at = slot.hash & (slots_.size() - 1);
+  while (slots_[at].place != kFree) at = (at + 1) & (slots_.size() - 1);
+  slots_[at] = slot;
 }
 
-void SyncDirIndex::Rehash(const SyncDirFile* entries, std::size_t slots) {
-  std::vector<int> old(slots, kFree);
-  old.swap(places_);
-  for (const int place : old) {
-    if (place != kFree) places_[FreeSlot(entries[place].source)] = place;
+void SyncDirIndex::Grow() {
+  std::vector<Slot> old(slots_.empty() ? kFirstSlots : slots_.size() * 2, Slot{0, kFree});
+  old.swap(slots_);
+  for (const Slot& slot : old) {
+    if (slot.place != kFree) Put(slot);
   }
 }
 
 void SyncDirIndex::Add(const SyncDirFile* entries, int place) {
-  if (places_.empty()) {
-    places_.assign(kFirstSlots, kFree);
-  } else if (used_ * 2 >= places_.size()) {
-    Rehash(entries, places_.size() * 2);
-  }
-  places_[FreeSlot(entries[place].source)] = place;
+  if (used_ * 2 >= slots_.size()) Grow();
+  Put({FoldedHash(entries[place].source), place});
   ++used_;
 }
 
 bool SyncDirIndex::Contains(const SyncDirFile* entries, const char* source) const {
-  if (places_.empty()) return false;
-  for (std::size_t slot = FoldedHash(source) & (places_.size() - 1); places_[slot] != kFree;
-       slot = (slot + 1) & (places_.size() - 1)) {
-    if (tvl::EqualNoCase(entries[places_[slot]].source, source)) return true;
+  if (slots_.empty()) return false;
+  const std::uint32_t hash = FoldedHash(source);
+  for (std::size_t at = hash & (slots_.size() - 1); slots_[at].place != kFree;
+       at = (at + 1) & (slots_.size() - 1)) {
+    if (slots_[at].hash != hash) continue;
+    const char* entry = entries[slots_[at].place].source;
+    if (std::strcmp(entry, source) == 0 || tvl::EqualNoCase(entry, source)) return true;
   }
   return false;
 }

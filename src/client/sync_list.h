@@ -2,6 +2,7 @@
 #define TVL_CLIENT_SYNC_LIST_H
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include "platform/host_path.h"
@@ -24,10 +25,16 @@ struct SyncDirIndex {
   [[nodiscard]] bool Contains(const SyncDirFile* entries, const char* source) const;
 
  private:
-  void Rehash(const SyncDirFile* entries, std::size_t slots);
-  [[nodiscard]] std::size_t FreeSlot(const char* source) const;
+  // The hash stays with the place, so that few entries have to be read again.
+  struct Slot {
+    std::uint32_t hash;
+    int place;  // -1 in a free one
+  };
 
-  std::vector<int> places_;  // one a slot, -1 in a free one; their number is a power of two
+  void Grow();
+  void Put(const Slot& slot);
+
+  std::vector<Slot> slots_;  // their number is a power of two
   std::size_t used_ = 0;
 };
 

@@ -129,10 +129,11 @@ int CTVLClientSmbOpr::SyncDirSyncronize(ProgressCallback callback, void* userDat
   if (dumbMode == 1) return TVL_OK;
   int result = TVL_OK;
   for (int i = 0; i < syncDirCount; ++i) {
-    SyncDirFile entry = syncDirFiles[i];
+    SyncDirFile& entry = syncDirFiles[i];
     if (entry.operation == SYNC_DIR_FILE_COPY) {
       if (const int code = Transfer(entry.source, entry.target)) result = code;
-      if (callback != nullptr) callback(entry.source, entry.size, userData);
+      SyncDirFile told = entry;  // the callback's to write on
+      if (callback != nullptr) callback(told.source, told.size, userData);
     } else if (entry.operation == SYNC_DIR_FILE_FOLDER && state->folders_later) {
       MakeFolder(entry.target);
     } else if (entry.operation == SYNC_DIR_FILE_DELETE) {

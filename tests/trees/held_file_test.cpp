@@ -21,7 +21,10 @@ class HeldInTheStore : public testing::TestWithParam<const char*> {
     held = LowOpen(store.folder.Logical("root/d/held").c_str(), kLowReadWrite);
     LowLock(held, 1, 0);
   }
-  ~HeldInTheStore() override { LowClose(held); }
+  ~HeldInTheStore() override {
+    LowLock(held, 0, 0);  // a second time does nothing
+    LowClose(held);
+  }
 
   SmallStore store;
   HANDLE held;

@@ -11,7 +11,7 @@ constexpr std::size_t kResourcesAt = 0x200;
 constexpr std::uint32_t kResourcesAddress = 0x1000;
 
 void Put(string& bytes, std::uint64_t value, int size) {
-  for (int i = 0; i < size; ++i) bytes += static_cast<char>(value >> 8 * i);
+  for (; size > 0; --size, value >>= 8) bytes += static_cast<char>(value);
 }
 
 void Align(string& bytes, std::size_t to) {

@@ -85,13 +85,12 @@ std::int64_t FileTime(const Packets& reply) {
 }
 
 // Takes the chunks as they come, up to the empty one. False if the connection is lost, or the server doesn't
-// keep to the packets.
+// keep to the packets. The server makes the next chunk ready while the last is being written.
 bool TakeChunks(Packets& pack, string_view chunk, LocalCopy& copy) {
   while (!chunk.empty()) {
+    const bool asked = pack.SendLetter(protocol::kData) != 0;
     copy.Take(chunk);
-    if (pack.Add2Pack(1, "%c", protocol::kData) == 0 || pack.PackSend() == 0 || pack.PackReceive() == 0) {
-      return false;
-    }
+    if (!asked || pack.PackReceive() == 0) return false;
     const std::optional<string_view> next = Chunk(pack, 0);
     if (!next) return false;
     chunk = *next;

@@ -68,6 +68,14 @@ int Packets::PackSend() {
   return opened_;
 }
 
+int Packets::SendLetter(char letter) {
+  char packet[protocol::kDataOffset] = {};
+  protocol::WriteLength(packet + 1, sizeof packet);
+  packet[protocol::kHeadSize] = letter;
+  if (stream_.SendAll(packet, sizeof packet) == 0) opened_ = 0;
+  return opened_;
+}
+
 int Packets::SendHandshake(std::initializer_list<const char*> texts) {
   using protocol::kHandshakeText;
   std::memset(packBuffer, 0, protocol::kLeastHandshake);

@@ -34,6 +34,9 @@ class Packets {
   // 1 sent, 0 failed. The packet is empty then.
   int PackSend();
 
+  // Sends a packet of one letter, and leaves the buffer and the reply in it alone. 1 sent, 0 failed.
+  int SendLetter(char letter);
+
   // Sends a handshake with these texts. 1; 0 if it failed or the texts don't fit into the buffer.
   int SendHandshake(std::initializer_list<const char*> texts);
 

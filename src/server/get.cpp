@@ -1,5 +1,6 @@
 #include <array>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include <tvlclient/errors.h>
@@ -42,8 +43,12 @@ asio::awaitable<bool> Session::Get(std::string_view command) {
   const Stopwatch watch;
   const FileRequest asked = ParseFileRequest(command);
   auto transfer = std::make_shared<Transfer>();
-  const int code =
-      co_await RunOn(service_.files, [this, &asked, &transfer] { return OpenGet(asked, *transfer); });
+  int code = TVL_OK;
+  if (const std::optional<int> at_once = OpenGetAtOnce(asked, *transfer)) {
+    code = *at_once;
+  } else {
+    code = co_await RunOn(service_.files, [this, &asked, &transfer] { return OpenGet(asked, *transfer); });
+  }
   bool go_on = true;
   if (code == TVL_OK) {
     go_on = co_await SendChunks(transfer);
@@ -64,6 +69,17 @@ int Session::OpenGet(const FileRequest& asked, Transfer& transfer) {
   if (const int code = transfer.file.Open(service_.root, service_.hashes, *name, compare)) return code;
   if (service_.config.zipOnTransfert != 0 && !transfer.file.Pack()) return TVL_ERR_SERVER_FILE;
   return transfer.file.Fill(transfer.chunks[0]) ? TVL_OK : TVL_ERR_SERVER_FILE;
+}
+
+// A small file that lies in the system's memory costs less than the way to another thread and back. Nothing,
+// if it could cost a wait.
+std::optional<int> Session::OpenGetAtOnce(const FileRequest& asked, Transfer& transfer) const {
+  const std::optional<std::string> name = CleanName(asked.name);
+  if (!name || DecidesByItself(asked) || service_.config.zipOnTransfert != 0) return std::nullopt;
+  const GetFile::Compare compare = {service_.config.fileCompare, asked.stamp};
+  const std::optional<int> code = transfer.file.OpenAtOnce(service_.root, *name, compare);
+  if (code == TVL_OK && !transfer.file.FillAtOnce(transfer.chunks[0])) return std::nullopt;
+  return code;
 }
 
 // False ends the session, also where the file can't be read any more: a packet of a get has no place for a

@@ -18,6 +18,15 @@ int GetFile::Open(const StoreRoot& root, HashCache& hashes, const std::string& n
   return current ? TVL_ERR_IN_CACHE : TVL_OK;
 }
 
+std::optional<int> GetFile::OpenAtOnce(const StoreRoot& root, const std::string& name,
+                                       const Compare& compare) {
+  file_ = root.OpenAtOnce(name, status_);
+  if (!file_.IsOpen()) return std::nullopt;
+  const Verdict verdict = CompareStamp(compare.policy, status_, compare.stamp);
+  if (verdict == Verdict::kByContents) return std::nullopt;
+  return verdict == Verdict::kSame ? TVL_ERR_IN_CACHE : TVL_OK;
+}
+
 bool GetFile::Pack() {
   packing_ = std::make_unique<Packing>();
   return packing_->deflater.IsReady();

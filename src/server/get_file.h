@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "server/chunk.h"
@@ -29,6 +30,10 @@ class GetFile {
   // Finds the file. 0; 19 if the client's copy is current; 20 if there is none or no client may have it.
   [[nodiscard]] int Open(const StoreRoot& root, HashCache& hashes, const std::string& name,
                          const Compare& compare);
+
+  // The same, if that takes no wait: nothing, if it would, or if there is no such file.
+  [[nodiscard]] std::optional<int> OpenAtOnce(const StoreRoot& root, const std::string& name,
+                                              const Compare& compare);
 
   // From now on what comes is a zlib stream. False without memory.
   [[nodiscard]] bool Pack();

@@ -93,20 +93,25 @@ std::string HashCache::Signature(int file, const struct stat& status) {
   return signature;
 }
 
-bool IsCurrent(HashCache& hashes, int policy, int file, const struct stat& status, const std::string& stamp) {
-  char size[32];
-  const int bar =
-      std::snprintf(size, sizeof size, "%" PRIx64 "|", static_cast<std::uint64_t>(status.st_size));
-  const auto length = static_cast<std::size_t>(bar);
-  if (!EqualNoCase(stamp.substr(0, length).c_str(), size)) return false;
-  const std::string signature = stamp.substr(length);
+Verdict CompareStamp(int policy, const struct stat& status, const std::string& stamp) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%" PRIx64 "|", static_cast<std::uint64_t>(status.st_size));
+  const std::size_t bar = stamp.find('|');
+  if (bar == std::string::npos || !EqualNoCase(stamp.substr(0, bar + 1).c_str(), text))
+    return Verdict::kDifferent;
+  const std::string signature = stamp.substr(bar + 1);
   if (policy == kCompareTime) {
-    char time[16];
-    std::snprintf(time, sizeof time, "%" PRIx32, static_cast<std::uint32_t>(status.st_mtim.tv_sec));
-    return EqualNoCase(signature.c_str(), time);
+    std::snprintf(text, sizeof text, "%" PRIx32, static_cast<std::uint32_t>(status.st_mtim.tv_sec));
+    return EqualNoCase(signature.c_str(), text) ? Verdict::kSame : Verdict::kDifferent;
   }
-  return signature.size() == kSignatureRoom - 1 &&
-         EqualNoCase(signature.c_str(), hashes.Signature(file, status).c_str());
+  return signature.size() == kSignatureRoom - 1 ? Verdict::kByContents : Verdict::kDifferent;
+}
+
+bool IsCurrent(HashCache& hashes, int policy, int file, const struct stat& status, const std::string& stamp) {
+  const Verdict verdict = CompareStamp(policy, status, stamp);
+  if (verdict != Verdict::kByContents) return verdict == Verdict::kSame;
+  const std::string signature = stamp.substr(stamp.find('|') + 1);
+  return EqualNoCase(signature.c_str(), hashes.Signature(file, status).c_str());
 }
 
 }  // namespace tvl::server

@@ -47,8 +47,12 @@ class HashCache {
   std::size_t computed_ = 0;
 };
 
-// True if a copy with that stamp is the same as the file under the compare policy. A stamp that can't be read
-// is no such copy's.
+// What a stamp tells of a copy and a file under the compare policy, without a look at their contents. A stamp
+// that can't be read is of no such copy.
+enum class Verdict { kDifferent, kSame, kByContents };
+[[nodiscard]] Verdict CompareStamp(int policy, const struct stat& status, const std::string& stamp);
+
+// True if a copy with that stamp is the same as the file under the compare policy.
 [[nodiscard]] bool IsCurrent(HashCache& hashes, int policy, int file, const struct stat& status,
                              const std::string& stamp);
 

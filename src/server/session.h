@@ -62,6 +62,7 @@ class Session {
 
   asio::awaitable<bool> Get(std::string_view command);
   int OpenGet(const FileRequest& asked, Transfer& transfer);
+  std::optional<int> OpenGetAtOnce(const FileRequest& asked, Transfer& transfer) const;
   asio::awaitable<bool> SendChunks(const std::shared_ptr<Transfer>& transfer);
 
   asio::awaitable<bool> Put(std::string_view command);

@@ -15,21 +15,27 @@ namespace tvl::server {
 namespace {
 
 constexpr int kFolderFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
+// Without blocking, since the name may turn out to be a pipe.
+constexpr int kReadFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 constexpr mode_t kFolderMode = 0777;
 constexpr int kMostLinks = 16;
 constexpr int kDeepest = 300;
 constexpr std::size_t kLongestLink = 4096;
 
-// EAGAIN tells of a rename somewhere on the way, during which the kernel can't vouch for the result.
-Descriptor OpenBeneath(int root, const char* path, int flags) {
+Descriptor TryBeneath(int root, const char* path, int flags, std::uint64_t resolve) {
   open_how how = {};
   how.flags = static_cast<std::uint64_t>(flags);
-  how.resolve = RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS;
-  long opened = -1;
+  how.resolve = RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS | resolve;
+  return Descriptor(static_cast<int>(syscall(SYS_openat2, root, path, &how, sizeof how)));
+}
+
+// EAGAIN tells of a rename somewhere on the way, during which the kernel can't vouch for the result.
+Descriptor OpenBeneath(int root, const char* path, int flags) {
+  Descriptor opened;
   do {
-    opened = syscall(SYS_openat2, root, path, &how, sizeof how);
-  } while (opened < 0 && (errno == EAGAIN || errno == EINTR));
-  return Descriptor(static_cast<int>(opened));
+    opened = TryBeneath(root, path, flags, 0);
+  } while (!opened.IsOpen() && (errno == EAGAIN || errno == EINTR));
+  return opened;
 }
 
 // Old kernels don't have the call; some sandboxes refuse what they don't know.
@@ -194,10 +200,21 @@ void StoreRoot::RemoveFolders(const std::vector<std::string>& made) const {
   }
 }
 
-// Without blocking, since the name may turn out to be a pipe.
 Descriptor StoreRoot::OpenToRead(const Place& place, struct stat& status) const {
-  constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-  Descriptor file(openat(place.folder.Number(), place.base.c_str(), kFlags));
+  return IfReadable(Descriptor(openat(place.folder.Number(), place.base.c_str(), kReadFlags)), status);
+}
+
+Descriptor StoreRoot::OpenAtOnce(const std::string& name, struct stat& status) const {
+  SplitName split = Split(name);
+  const char* path = split.folder.empty() ? "." : split.folder.c_str();
+  Place place = {TryBeneath(root_.Number(), path, kFolderFlags, RESOLVE_CACHED), {}, std::move(split.base)};
+  if (!place.folder.IsOpen() || !MayTouch(place)) return {};
+  return IfReadable(TryBeneath(place.folder.Number(), place.base.c_str(), kReadFlags, RESOLVE_CACHED),
+                    status);
+}
+
+// The file, if a client may have its contents.
+Descriptor StoreRoot::IfReadable(Descriptor file, struct stat& status) const {
   if (!file.IsOpen() || fstat(file.Number(), &status) != 0) return {};
   // A second name of the configuration is as good as its first.
   const bool allowed =

@@ -47,6 +47,10 @@ class StoreRoot {
   // Opens the file at a place for reading; only regular files open.
   [[nodiscard]] Descriptor OpenToRead(const Place& place, struct stat& status) const;
 
+  // Opens the file of a clean name for reading, if the kernel has all that it takes at hand. Not open for any
+  // other reason either: Find and OpenToRead tell whether there is such a file.
+  [[nodiscard]] Descriptor OpenAtOnce(const std::string& name, struct stat& status) const;
+
  private:
   struct FileId {
     dev_t device = 0;
@@ -64,6 +68,7 @@ class StoreRoot {
   static bool IsWithin(int folder, const std::vector<FileId>& wanted, const FileId& top);
   bool MayEnter(int folder) const;
   bool MayTouch(const Place& place) const;
+  Descriptor IfReadable(Descriptor file, struct stat& status) const;
 
   Descriptor root_;
   FileId root_id_;

@@ -7,7 +7,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <mutex>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -58,11 +60,13 @@ void Unlock(int descriptor) {
 }
 
 // The descriptors of this process that carry a hold. `mutex` is also taken for the length of every try, so no
-// child is forked in the middle of one. Never destroyed: connections are closed while the process ends.
+// child is forked in the middle of one. Never destroyed, since connections are closed while the process ends;
+// and in a place of its own, so that a try never wants for memory.
 class HeldDescriptors {
  public:
   static HeldDescriptors& Get() {
-    static auto* descriptors = new HeldDescriptors;
+    alignas(HeldDescriptors) static std::byte room[sizeof(HeldDescriptors)];
+    static auto* descriptors = new (room) HeldDescriptors;
     return *descriptors;
   }
 

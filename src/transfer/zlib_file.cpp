@@ -31,18 +31,22 @@ bool WriteExpanded(tvl::Inflater& inflater, HANDLE file) {
 
 }  // namespace
 
-int CZlib::CompressFile(const char* source, CCore& destination) {
+int CZlib::CompressFile(const char* source, CCore& destination, bool* cutShort) {
   const tvl::LowFile file(source, 0);
   if (!file.IsOpen()) return 0;
   tvl::Deflater deflater;
   if (!deflater.IsReady()) return 0;
+  if (cutShort != nullptr) *cutShort = false;
   unsigned int count = 0;
   do {
     unsigned char input[kPiece];
     PumpMessages();
     count = LowRead(file.Handle(), input, kPiece);
     PumpMessages();
-    if (count == kLowFailed) count = 0;
+    if (count == kLowFailed) {
+      if (cutShort != nullptr) *cutShort = true;
+      count = 0;
+    }
     deflater.Give(input, count);
     if (!AppendPacked(deflater, destination)) return 0;
   } while (count > 0);

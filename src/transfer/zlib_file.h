@@ -10,8 +10,8 @@ class CZlib {
   virtual ~CZlib() = default;
 
   // Appends the packed file to `destination`. 1; 0 if the file can't be opened, zlib can't start or memory is
-  // out.
-  int CompressFile(const char* source, CCore& destination);
+  // out. Where reading fails the stream ends as at the end of the file; `cutShort` tells, if it is not null.
+  int CompressFile(const char* source, CCore& destination, bool* cutShort = nullptr);
 
   // Unpacks what `source` holds from its cursor on into the file, which is made or emptied; bytes behind the
   // stream's end are ignored. 1; 0 if the file can't be made, held by somebody, or not be written, or the

@@ -2,11 +2,13 @@
 
 #include <zlib.h>
 
+#include <new>
+
 namespace tvl {
 namespace {
 
-constexpr char kVersion[] =
-    "1.2.3";  // the interface that the calls are made for; zlib compares its first digit
+// The interface that the calls are made for; zlib compares its first digit.
+constexpr char kVersion[] = "1.2.3";
 
 void SetInput(z_stream& stream, const void* bytes, unsigned int count) {
   stream.next_in = const_cast<Bytef*>(static_cast<const Bytef*>(bytes));
@@ -21,8 +23,9 @@ void SetOutput(z_stream& stream, void* output, unsigned int room) {
 }  // namespace
 
 Deflater::Deflater()
-    : stream_(std::make_unique<z_stream>()),
-      ready_(deflateInit_(stream_.get(), Z_DEFAULT_COMPRESSION, kVersion, sizeof *stream_) == Z_OK) {}
+    : stream_(new (std::nothrow) z_stream()),
+      ready_(stream_ != nullptr &&
+             deflateInit_(stream_.get(), Z_DEFAULT_COMPRESSION, kVersion, sizeof *stream_) == Z_OK) {}
 
 Deflater::~Deflater() {
   if (ready_) deflateEnd(stream_.get());
@@ -41,8 +44,8 @@ unsigned int Deflater::Take(void* output, unsigned int room) {
 }
 
 Inflater::Inflater()
-    : stream_(std::make_unique<z_stream>()),
-      ready_(inflateInit_(stream_.get(), kVersion, sizeof *stream_) == Z_OK) {}
+    : stream_(new (std::nothrow) z_stream()),
+      ready_(stream_ != nullptr && inflateInit_(stream_.get(), kVersion, sizeof *stream_) == Z_OK) {}
 
 Inflater::~Inflater() {
   if (ready_) inflateEnd(stream_.get());

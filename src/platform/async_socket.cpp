@@ -33,7 +33,6 @@ constinit thread_local CAsyncSocket* waited_socket = nullptr;
 int Code(int error) {
   switch (error) {
     case EAGAIN:
-    case EINPROGRESS:
       return WSAEWOULDBLOCK;
     case ECONNRESET:
     case EPIPE:
@@ -44,6 +43,12 @@ int Code(int error) {
     default:
       return error;
   }
+}
+
+// The system gives EAGAIN for a connect as well, when it is short of something, and nothing is under way
+// then.
+int ConnectCode(int error) {
+  return error == EAGAIN ? WSAENOBUFS : Code(error);
 }
 
 BOOL Succeeded(bool success) {
@@ -102,8 +107,11 @@ class CAsyncSocket::Registry {
   static bool Open(CAsyncSocket& socket, int family) {
     static const int with_fork = pthread_atfork(BeforeFork, InParent, InChild);
     const std::lock_guard<std::mutex> guard(mutex);
-    socket.descriptor_ =
-        with_fork == 0 ? ::socket(family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0) : -1;
+    if (with_fork != 0) {
+      errno = with_fork;
+      return false;
+    }
+    socket.descriptor_ = ::socket(family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     if (socket.descriptor_ < 0) return false;
     socket.next_ = std::exchange(first, &socket);
     return true;
@@ -123,11 +131,13 @@ class CAsyncSocket::Registry {
   static void BeforeFork() { mutex.lock(); }
   static void InParent() { mutex.unlock(); }
 
-  // The number stays taken, so that what still uses it in the child meets no file of somebody else's.
+  // The number stays taken, so that what still uses it in the child meets no file of somebody else's. Where
+  // that can't be had the socket forgets its number.
   static void InChild() {
     const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
     for (CAsyncSocket* socket = first; socket != nullptr; socket = socket->next_) {
-      if (nowhere < 0 || dup3(nowhere, socket->descriptor_, O_CLOEXEC) < 0) close(socket->descriptor_);
+      if (nowhere >= 0 && dup3(nowhere, socket->descriptor_, O_CLOEXEC) >= 0) continue;
+      close(std::exchange(socket->descriptor_, -1));
     }
     if (nowhere >= 0) close(nowhere);
     first = nullptr;
@@ -176,7 +186,7 @@ int CAsyncSocket::TryNextAddress() {
         return WSAEWOULDBLOCK;
       }
     }
-    problem = errno;
+    problem = ConnectCode(errno);
   }
   ForgetAddresses();
   return problem;
@@ -206,6 +216,7 @@ void CAsyncSocket::BecomeConnected() {
 
 BOOL CAsyncSocket::AsyncSelect(long events) {
   events_ = events;
+  read_due_ = true;
   return 1;
 }
 
@@ -268,13 +279,13 @@ void CAsyncSocket::Notify(short ready) {
 
 void CAsyncSocket::FinishConnect() {
   connecting_ = false;
-  int problem = PendingError(descriptor_);
+  int problem = ConnectCode(PendingError(descriptor_));
   if (problem == 0) {
     BecomeConnected();
   } else if (next_address_ != nullptr) {
     problem = TryNextAddress();
   }
-  if (!connecting_) OnConnect(Code(problem));
+  if (!connecting_) OnConnect(problem);
 }
 
 // At the end of the stream OnReceive finds nothing to read.

@@ -57,7 +57,7 @@ class CAsyncSocket {
   // or with another code. Looking the name up blocks.
   BOOL Connect(const char* host, unsigned int port);
 
-  // Replaces the set of events.
+  // Replaces the set of events. What there is to read is notified of once more.
   BOOL AsyncSelect(long events);
 
   // Bytes moved, 0 from Receive at the end of the stream, or -1.

@@ -155,5 +155,5 @@ void CJSock::ResumeReceiving() {
   std::memmove(rxBuffer, rxBuffer + rxRead, static_cast<std::size_t>(rxWrite - rxRead));
   rxWrite -= rxRead;
   rxRead = 0;
-  OnReceive(0);
+  AsyncSelect(kTransferEvents);
 }

@@ -5,8 +5,9 @@
 
 // A connection to a store behind a TCP server.
 //
-// Real here are the six-argument `Open`, `Close`, `Lock`, `Unlock`, `GetRemote` and `PutRemote`; every other
-// operation answers 1 and changes nothing, but for the counts and lists that it sets to 0 and empty.
+// Real here are the six-argument `Open`, `Close`, `Lock`, `Unlock`, `GetRemote` and `PutRemote`. Every other
+// operation answers 1, `DocumentRoot` null, and changes nothing, but for the counts and lists that
+// `GetProcessesList` and `GetUpdatePacks` set to 0 and empty.
 class TVL_API CTVLClientTcpOpr : public CTVLClientOpr {
  public:
   CTVLClientTcpOpr();
@@ -64,12 +65,11 @@ class TVL_API CTVLClientTcpOpr : public CTVLClientOpr {
   TVL_HIDDEN void TakeSettings();
   TVL_HIDDEN void SettleWorkingDirectory(const char* directory);
   TVL_HIDDEN void ServerTerminate();
-  TVL_HIDDEN int AskForTransfer(char letter, const char* remoteName, const char* stamp);
+  TVL_HIDDEN int AskForTransfer(char letter, const char* remoteName, const char* stamp, int* transferred);
   TVL_HIDDEN int ReceiveFile(const char* path);
   TVL_HIDDEN int SendFile(const char* path);
-  TVL_HIDDEN int AskForLock(char letter, const char* object);
-  TVL_HIDDEN void GiveLock(int* lockState, char* computer, int* instance, int* pid, char* ipAddress,
-                           char* userName) const;
+  TVL_HIDDEN int AskForLock(char letter, const char* object, int* state, char* computer, int* instance,
+                            int* pid, char* ipAddress, char* user);
 
   struct TVL_HIDDEN State;
   State* state;

@@ -1,4 +1,4 @@
-#include <cstring>
+#include <cstdio>
 #include <new>
 
 #include "base/fixed_text.h"

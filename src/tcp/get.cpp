@@ -106,8 +106,7 @@ int CTVLClientTcpOpr::GetRemote(char* remoteName, char* localName, int* transfer
   const tvl::PathText local = tvl::BuildFullPath(workingDirectory, localName);
   if (!local.Fits()) return TVL_ERR_LOCAL_FILE;
   const char* stamp = *transferred != 0 ? protocol::kForcedStamp : FileStamp(fileCmp, local.Text());
-  const int code = AskForTransfer(protocol::kGet, remoteName, stamp);
-  if (code == TVL_ERR_IN_CACHE) *transferred = 0;
+  const int code = AskForTransfer(protocol::kGet, remoteName, stamp, transferred);
   if (code != TVL_OK) return code == TVL_ERR_IN_CACHE ? TVL_OK : code;
   if (const int problem = ReceiveFile(local.Text())) return problem;
   _utime64(local.Text(), FileTime(state->pack));
@@ -125,7 +124,7 @@ int CTVLClientTcpOpr::ReceiveFile(const char* path) {
   }
   LocalCopy copy(path, zipOnTransfert != 0);
   if (!copy.IsOpen()) {
-    pack.Add2Pack(1, "%s", protocol::kAbandon.data());
+    pack.Add2Pack(1, "%s", protocol::kAbandon);
     pack.PackSend();
     return TVL_ERR_LOCAL_FILE;
   }

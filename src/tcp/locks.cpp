@@ -21,35 +21,31 @@ void Give(char* output, const char* text) {
 
 int CTVLClientTcpOpr::Lock(char* object, int* lockState, char* computer, int* instance, int* pid,
                            char* ipAddress, char* userName) {
-  const int code = AskForLock(tvl::protocol::kLock, object);
-  if (code == TVL_OK) GiveLock(lockState, computer, instance, pid, ipAddress, userName);
-  return code;
+  return AskForLock(tvl::protocol::kLock, object, lockState, computer, instance, pid, ipAddress, userName);
 }
 
 int CTVLClientTcpOpr::Unlock(char* object, int* lockState, char* computer, int* instance, int* pid,
                              char* ipAddress, char* userName) {
-  const int code = AskForLock(tvl::protocol::kUnlock, object);
-  if (code == TVL_OK) GiveLock(lockState, computer, instance, pid, ipAddress, userName);
-  return code;
+  return AskForLock(tvl::protocol::kUnlock, object, lockState, computer, instance, pid, ipAddress, userName);
 }
 
-// One exchange, whose answer then stands in the reply's fields.
-int CTVLClientTcpOpr::AskForLock(char letter, const char* object) {
+int CTVLClientTcpOpr::AskForLock(char letter, const char* object, int* lockState, char* computer,
+                                 int* instance, int* pid, char* ipAddress, char* userName) {
   if (!IsLive()) return TVL_ERR_NOT_CONNECTED;
   tvl::Packets& pack = state->pack;
-  if (pack.Add2Pack(1, "%c%s", letter, object) == 0 || pack.PackSend() == 0) return TVL_ERR_TCP_SEND;
-  if (pack.PackReceive() == 0) return TVL_ERR_TCP_RECEIVE;
-  pack.Unpack2Toks(tvl::protocol::kFieldSeparator);
+  // A name beyond any packet gets the answer that every name has which is too long to be locked, here at
+  // once.
+  pack.DropReply();
+  if (pack.Add2Pack(1, "%c%s", letter, object) != 0) {
+    if (pack.PackSend() == 0) return TVL_ERR_TCP_SEND;
+    if (pack.PackReceive() == 0) return TVL_ERR_TCP_RECEIVE;
+    pack.Unpack2Toks(tvl::protocol::kFieldSeparator);
+  }
+  Give(lockState, pack.NumericTok(0, 0));
+  Give<kComputerRoom>(computer, pack.StringTok(1, ""));
+  Give(instance, pack.NumericTok(2, 0));
+  Give(pid, pack.NumericTok(3, 0));
+  Give<kAddressRoom>(ipAddress, pack.StringTok(4, ""));
+  Give<kUserRoom>(userName, pack.StringTok(5, ""));
   return TVL_OK;
-}
-
-void CTVLClientTcpOpr::GiveLock(int* lockState, char* computer, int* instance, int* pid, char* ipAddress,
-                                char* userName) const {
-  const tvl::Packets& reply = state->pack;
-  Give(lockState, reply.NumericTok(0, 0));
-  Give<kComputerRoom>(computer, reply.StringTok(1, ""));
-  Give(instance, reply.NumericTok(2, 0));
-  Give(pid, reply.NumericTok(3, 0));
-  Give<kAddressRoom>(ipAddress, reply.StringTok(4, ""));
-  Give<kUserRoom>(userName, reply.StringTok(5, ""));
 }

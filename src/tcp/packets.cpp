@@ -108,8 +108,7 @@ int Packets::PackReceive() {
 }
 
 void Packets::Unpack2Toks(const char* delimiters) {
-  std::fill(std::begin(tokens), std::end(tokens), nullptr);
-  tokenCount = 0;
+  DropReply();
   char* at = packBuffer;
   while (tokenCount < protocol::kTokenRoom - 1) {
     at += std::strspn(at, delimiters);
@@ -119,6 +118,11 @@ void Packets::Unpack2Toks(const char* delimiters) {
     if (*at == 0) return;
     *at++ = 0;
   }
+}
+
+void Packets::DropReply() {
+  std::fill(std::begin(tokens), std::end(tokens), nullptr);
+  tokenCount = 0;
 }
 
 const char* Packets::StringTok(int index, const char* defaultValue) const {

@@ -50,6 +50,10 @@ class Packets {
 
   // Splits the reply at runs of the delimiters, into 31 fields at most.
   void Unpack2Toks(const char* delimiters);
+
+  // As if a reply without fields had come.
+  void DropReply();
+
   const char* StringTok(int index, const char* defaultValue) const;
 
   // The field as a number with an optional sign, with blanks around it; the default for anything else. What

@@ -18,10 +18,15 @@ constexpr std::size_t kHeadSize = 4;
 constexpr std::size_t kPackBufferSize = 40960;
 constexpr std::size_t kMostPayload = kPackBufferSize - 1;
 
-constexpr std::size_t kMostTextPacket = 32762;      // length of a packet of text, head included
-constexpr std::size_t kPutChunk = 32760;            // bytes of a file in one packet of a put
-constexpr std::size_t kDataOffset = kHeadSize + 1;  // those bytes stand behind head and letter
-constexpr std::size_t kChunkHeadSize = 2;           // length in front of the bytes of a file in a get
+// The longest packet of text, head included.
+constexpr std::size_t kMostTextPacket = 32762;
+
+// Bytes of a file in one packet of a put; they stand behind head and letter.
+constexpr std::size_t kPutChunk = 32760;
+constexpr std::size_t kDataOffset = kHeadSize + 1;
+
+// The length in front of the bytes of a file in a get.
+constexpr std::size_t kChunkHeadSize = 2;
 
 // The handshake: head with a mark, this text, then four texts each with its zero: client class, computer,
 // user, client tag. A shorter one is filled up with zeros to the least size, which its length does not count.
@@ -29,17 +34,22 @@ constexpr char kHandshakeMark = '#';
 constexpr std::string_view kHandshakeText = "*00";
 constexpr std::size_t kLeastHandshake = 32;
 
-// First byte of the payload from the client.
-constexpr char kGet = 'G';     // name, tab, stamp of the local copy
-constexpr char kPut = 'P';     // name, tab, stamp of the local copy
-constexpr char kLock = 'L';    // name of the object
-constexpr char kUnlock = 'l';  // name of the object
-constexpr char kEnd = 'X';     // the last packet; has no answer
-constexpr char kData =
-    '0';  // takes a chunk of a get, or carries one of a put; with nothing behind it ends a put
+// First byte of the payload from the client, with a name, a tab and the stamp of the local copy behind it:
+constexpr char kGet = 'G';
+constexpr char kPut = 'P';
+
+// With the name of an object:
+constexpr char kLock = 'L';
+constexpr char kUnlock = 'l';
+
+// Takes a chunk of a get, or carries one of a put; with nothing behind it ends a put.
+constexpr char kData = '0';
+
+// The last packet, which has no answer.
+constexpr char kEnd = 'X';
 
 // Answer to the first chunk of a get whose file can't be made locally; ends the get without an answer.
-constexpr std::string_view kAbandon = "21";
+constexpr char kAbandon[] = "21";
 
 constexpr char kFieldSeparator[] = "\t";
 constexpr char kForcedStamp[] = "@";  // of a missing copy, or one that is to be replaced whatever it holds

@@ -14,8 +14,7 @@ namespace protocol = tvl::protocol;
 class Source {
  public:
   Source(const char* path, bool packed) : packed_(packed), file_(path, 0) {
-    CZlib zlib;
-    is_open_ = file_.IsOpen() && (!packed || zlib.CompressFile(path, block_) != 0);
+    is_open_ = file_.IsOpen() && (!packed || Pack(path));
   }
 
   [[nodiscard]] bool IsOpen() const { return is_open_; }
@@ -26,6 +25,13 @@ class Source {
   }
 
  private:
+  // A file that can't be read to its end must not pass for a shorter one.
+  [[nodiscard]] bool Pack(const char* path) {
+    CZlib zlib;
+    bool cut_short = false;
+    return zlib.CompressFile(path, block_, &cut_short) != 0 && !cut_short;
+  }
+
   bool packed_;
   tvl::LowFile file_;
   CCore block_;
@@ -42,8 +48,8 @@ int CTVLClientTcpOpr::PutRemote(char* remoteName, char* localName, int* transfer
   const bool forced = *transferred != 0;
   const char* stamp = FileStamp(forced ? kCompareTime : fileCmp, local.Text());
   if (*stamp == '@') return TVL_ERR_LOCAL_FILE;
-  const int code = AskForTransfer(protocol::kPut, remoteName, forced ? protocol::kForcedStamp : stamp);
-  if (code == TVL_ERR_IN_CACHE) *transferred = 0;
+  if (forced) stamp = protocol::kForcedStamp;
+  const int code = AskForTransfer(protocol::kPut, remoteName, stamp, transferred);
   if (code != TVL_OK) return code == TVL_ERR_IN_CACHE ? TVL_OK : code;
   if (const int problem = SendFile(local.Text())) return problem;
   const std::int64_t time = state->pack.WideNumericTok(1, 0);
@@ -52,14 +58,18 @@ int CTVLClientTcpOpr::PutRemote(char* remoteName, char* localName, int* transfer
   return TVL_OK;
 }
 
-// What get and put begin with: 0 if the file is to travel, 19 if both copies are the same, or a failure.
-int CTVLClientTcpOpr::AskForTransfer(char letter, const char* remoteName, const char* stamp) {
+// What get and put begin with: 0 if the file is to travel; 19 if both copies are the same, which
+// `transferred` tells then; or a failure.
+int CTVLClientTcpOpr::AskForTransfer(char letter, const char* remoteName, const char* stamp,
+                                     int* transferred) {
   tvl::Packets& pack = state->pack;
   if (pack.Add2Pack(1, "%c%s\t%s", letter, remoteName, stamp) == 0) return TVL_ERR_SERVER_FILE;
   if (pack.PackSend() == 0) return TVL_ERR_TCP_SEND;
   if (pack.PackReceive() == 0) return TVL_ERR_TCP_RECEIVE;
   if (*pack.Payload() == 0) return TVL_ERR_NOT_SUPPORTED;
-  return tvl::NearestInt(tvl::LeadingNumber(pack.Payload()));
+  const int code = tvl::NearestInt(tvl::LeadingNumber(pack.Payload()));
+  if (code == TVL_ERR_IN_CACHE) *transferred = 0;
+  return code;
 }
 
 // Sends the file that the server is ready for, packet by packet; an empty one ends it. The last reply's
@@ -68,7 +78,8 @@ int CTVLClientTcpOpr::SendFile(const char* path) {
   tvl::Packets& pack = state->pack;
   Source source(path, zipOnTransfert != 0);
   if (!source.IsOpen()) return TVL_ERR_LOCAL_FILE;
-  for (unsigned int count = 1; count > 0;) {
+  unsigned int count = 0;
+  do {
     count = source.Read(pack.Chunk(), protocol::kPutChunk);
     if (count == kLowFailed) return TVL_ERR_LOCAL_FILE;
     pack.PackChunk(count);
@@ -76,6 +87,6 @@ int CTVLClientTcpOpr::SendFile(const char* path) {
     if (pack.PackReceive() == 0) return TVL_ERR_TCP_RECEIVE;
     pack.Unpack2Toks(protocol::kFieldSeparator);
     if (const int refusal = pack.NumericTok(0, 0)) return refusal;
-  }
+  } while (count > 0);
   return TVL_OK;
 }

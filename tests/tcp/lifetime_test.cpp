@@ -1,9 +1,13 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
+#include <algorithm>
+#include <cerrno>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -13,6 +17,8 @@
 #include "tcp/connection.h"
 #include "tcp/peer.h"
 #include "tcp/script.h"
+#include "tcp/socket.h"
+#include "tcp/system.h"
 
 // How connections end, with and without their process.
 
@@ -20,14 +26,11 @@ namespace {
 
 using std::string;
 
-// Connects by the free function and leaves it at that, or waits to be killed.
+// Connects by the free function and leaves it at that.
 int LeaveConnected(const std::vector<string>& arguments) {
   const TempFolder folder;
   const auto port = static_cast<unsigned int>(std::stoul(arguments.at(0)));
-  const int code = TVLConnect2Tcp(Arg(folder.Host()), Arg(""), Arg("127.0.0.1"), port, Arg("tvlc"), Arg(""));
-  Tell(std::to_string(code));
-  if (arguments.at(1) == "wait") Listen();
-  return 0;
+  return TVLConnect2Tcp(Arg(folder.Host()), Arg(""), Arg("127.0.0.1"), port, Arg("tvlc"), Arg(""));
 }
 
 const Role leave_connected("leave_connected", LeaveConnected);
@@ -38,20 +41,25 @@ TEST(Lifetime, ExitClosesWhatIsLeft) {
     EXPECT_EQ(peer.ReadPacket(), "X");
     EXPECT_TRUE(peer.AtEnd());
   });
-  HelperProcess helper({"leave_connected", std::to_string(server.Port()), "exit"});
-  EXPECT_EQ(helper.Hear(), "0");
+  HelperProcess helper({"leave_connected", std::to_string(server.Port())});
   EXPECT_EQ(helper.Wait(), 0);
 }
 
-TEST(Lifetime, DeathShowsAsTheEndOfTheStream) {
-  Server server([](Peer& peer) {
-    peer.Welcome();
-    EXPECT_TRUE(peer.AtEnd());
-  });
-  HelperProcess helper({"leave_connected", std::to_string(server.Port()), "wait"});
-  EXPECT_EQ(helper.Hear(), "0");
-  helper.Signal(SIGKILL);
-  EXPECT_EQ(helper.Wait(), -SIGKILL);
+// Connects in a process that can't have fork handlers: the exit code is whether that counts as a failure.
+int ConnectWithoutForkHandlers(const std::vector<string>& arguments) {
+  const Without fork_handlers(Lack::kForkHandlers);
+  CJSock socket;
+  errno = 0;
+  const int result = socket.ConnectHost("127.0.0.1", static_cast<unsigned int>(std::stoul(arguments.at(0))));
+  return result == 0 && socket.lastError != 0 ? 0 : 1;
+}
+
+const Role connect_without_fork_handlers("connect_without_fork_handlers", ConnectWithoutForkHandlers);
+
+TEST(Lifetime, WithoutForkHandlersThereIsNoConnection) {
+  const Listener listener;
+  HelperProcess helper({"connect_without_fork_handlers", std::to_string(listener.Port())});
+  EXPECT_EQ(helper.Wait(), 0);
 }
 
 // A forked child that runs `work` and ends with its result. It is killed after a while if it hangs.
@@ -126,6 +134,29 @@ TEST(Lifetime, ForkedChildHoldsNoEndOfTheStream) {
   server.Join();
   close(pipes[1]);
   close(pipes[0]);
+  EXPECT_EQ(ExitCode(child), 0);
+}
+
+// Then the descriptor's number can't be kept from being used again.
+TEST(Lifetime, ForkedChildWithoutDevNullClosesNobodysFile) {
+  Server server([](Peer& peer) {
+    peer.Welcome();
+    EXPECT_EQ(peer.ReadPacket(), "X");
+  });
+  auto client = std::make_unique<Connection>();
+  ASSERT_EQ(client->Connect(server.Port()), 0);
+  rlimit files = {};
+  getrlimit(RLIMIT_NOFILE, &files);
+  const rlimit none = {0, files.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &none);
+  const pid_t child = Fork([&] {
+    setrlimit(RLIMIT_NOFILE, &files);
+    std::vector<int> own(64);
+    for (int& file : own) file = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    client->CTVLClientTcpOpr::~CTVLClientTcpOpr();
+    return std::all_of(own.begin(), own.end(), [](int file) { return fcntl(file, F_GETFD) >= 0; }) ? 0 : 1;
+  });
+  setrlimit(RLIMIT_NOFILE, &files);
   EXPECT_EQ(ExitCode(child), 0);
 }
 

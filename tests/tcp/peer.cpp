@@ -21,6 +21,11 @@ void SetPatience(int descriptor, int option) {
   setsockopt(descriptor, SOL_SOCKET, option, &patience, sizeof patience);
 }
 
+std::string Counted(std::string_view data) {
+  const std::string count = {static_cast<char>(data.size() >> 8U), static_cast<char>(data.size())};
+  return count + std::string(data);
+}
+
 }  // namespace
 
 Listener::Listener(const char* address) {
@@ -123,6 +128,14 @@ void Peer::Reset() {
   const linger at_once = {1, 0};
   setsockopt(descriptor_, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
   HangUp();
+}
+
+std::string FirstChunk(std::string_view data, const std::string& time) {
+  return Reply(std::string("0\0", 2) + time + '\0' + Counted(data));
+}
+
+std::string NextChunk(std::string_view data, const std::string& time) {
+  return Reply(Counted(data) + time);
 }
 
 Server::Server(Part part, const char* address) : listener_(address) {

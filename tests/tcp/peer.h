@@ -57,6 +57,11 @@ class Peer {
   int descriptor_;
 };
 
+// The reply with which the bytes of a file begin in a get, and those with more of them. One without bytes
+// ends the get, and tells the file's time.
+std::string FirstChunk(std::string_view data, const std::string& time = "1000");
+std::string NextChunk(std::string_view data, const std::string& time = "");
+
 // A server for one client that plays its part in a thread of its own. Joined by the destructor or Join.
 class Server {
  public:

@@ -3,14 +3,12 @@
 #include <time.h>
 
 #include <chrono>
-#include <functional>
-#include <future>
 #include <string>
 #include <thread>
 
-#include "base/pump.h"
 #include "platform/message_queue.h"
 #include "tcp/connection.h"
+#include "tcp/hook.h"
 #include "tcp/peer.h"
 #include "tcp/script.h"
 
@@ -37,84 +35,58 @@ double UsedMilliseconds() {
   return milliseconds(usage.ru_utime) + milliseconds(usage.ru_stime);
 }
 
-// Calls a function in every pump of this thread, as long as it lives.
-class Hook {
- public:
-  explicit Hook(std::function<void()> function) : function_(std::move(function)) {
-    tvl::SetPumpHook([](void* self) { static_cast<Hook*>(self)->function_(); }, this);
-  }
-  ~Hook() { tvl::SetPumpHook(nullptr, nullptr); }
-  Hook(const Hook&) = delete;
-  Hook& operator=(const Hook&) = delete;
-
- private:
-  std::function<void()> function_;
-};
-
-bool IsReady(std::future<void> future) {
-  return future.wait_for(std::chrono::seconds(20)) == std::future_status::ready;
+// The server of one client, which answers its one question, when it has been told to.
+Server::Part Answers(const char* state, Sign* told = nullptr) {
+  return [=](Peer& peer) {
+    peer.Welcome();
+    peer.ReadPacket();
+    if (told != nullptr) {
+      EXPECT_TRUE(told->Await());
+    }
+    peer.SendByteByByte(Reply(state));
+    peer.ReadRest();
+  };
 }
 
 TEST(Waits, SleepWhileTheServerWorks) {
-  for (const bool with_hook : {false, true}) {
-    int hook_calls = 0;
-    std::unique_ptr<Hook> hook;
-    if (with_hook) hook = std::make_unique<Hook>([&] { ++hook_calls; });
-    Server server([](Peer& peer) {
-      peer.Welcome();
-      peer.ReadPacket();
-      WorkForMilliseconds(400);
-      peer.Send(Reply("3"));
-      peer.ReadRest();
-    });
-    Connection client;
-    ASSERT_EQ(client.Connect(server.Port()), 0);
-    const double before = UsedMilliseconds();
-    EXPECT_EQ(client.LockState("A"), 3);
-    EXPECT_LT(UsedMilliseconds() - before, 60) << (with_hook ? "with a hook" : "without a hook");
-    if (with_hook) {
-      EXPECT_GE(hook_calls, 10) << "the hook's turn comes again and again";
-    }
-  }
-}
-
-TEST(Waits, RunTheHook) {
-  std::promise<void> fifth_call;
-  Server server([&](Peer& peer) {
+  Server server([](Peer& peer) {
     peer.Welcome();
     peer.ReadPacket();
-    EXPECT_TRUE(IsReady(fifth_call.get_future()));
-    peer.Send(Reply("1"));
+    WorkForMilliseconds(400);
+    peer.Send(Reply("3"));
     peer.ReadRest();
   });
   Connection client;
   ASSERT_EQ(client.Connect(server.Port()), 0);
+  const double before = UsedMilliseconds();
+  EXPECT_EQ(client.LockState("A"), 3);
+  EXPECT_LT(UsedMilliseconds() - before, 60);
+}
+
+// An answer is waited for as long as it takes, and the hook's turn comes again and again.
+TEST(Waits, OutlastTwoSecondsAndServeTheHook) {
+  using Clock = std::chrono::steady_clock;
+  Sign late;
+  Server server(Answers("3", &late));
+  Connection client;
+  ASSERT_EQ(client.Connect(server.Port()), 0);
+  const double before = UsedMilliseconds();
+  const Clock::time_point begin = Clock::now();
   int calls = 0;
   const Hook hook([&] {
-    if (++calls == 5) fifth_call.set_value();
+    ++calls;
+    if (Clock::now() - begin > std::chrono::milliseconds(2500)) late.Give();
   });
-  EXPECT_EQ(client.LockState("A"), 1);
+  EXPECT_EQ(client.LockState("A"), 3);
+  EXPECT_LT(UsedMilliseconds() - before, 400) << "it sleeps between two turns";
+  EXPECT_GE(calls, 20);
 }
 
 // Another connection may be used meanwhile, even one that waits itself.
 TEST(Waits, LetTheHookUseAnotherConnection) {
-  const auto answer = [](const char* state) {
-    return [state](Peer& peer) {
-      peer.Welcome();
-      peer.ReadPacket();
-      peer.Send(Reply(state));
-      peer.ReadRest();
-    };
-  };
-  std::promise<void> inner_done;
-  Server outer_server([&](Peer& peer) {
-    peer.Welcome();
-    peer.ReadPacket();
-    EXPECT_TRUE(IsReady(inner_done.get_future()));
-    peer.SendByteByByte(Reply("2"));
-    peer.ReadRest();
-  });
-  Server inner_server(answer("3"));
+  Sign inner_done;
+  Server outer_server(Answers("2", &inner_done));
+  Server inner_server(Answers("3"));
   Connection outer;
   Connection inner;
   ASSERT_EQ(outer.Connect(outer_server.Port()), 0);
@@ -125,31 +97,28 @@ TEST(Waits, LetTheHookUseAnotherConnection) {
     if (within || inner_state != 0) return;
     within = true;
     inner_state = inner.LockState("B");
-    inner_done.set_value();
+    inner_done.Give();
   });
   EXPECT_EQ(outer.LockState("A"), 2);
   EXPECT_EQ(inner_state, 3);
 }
 
-std::promise<UINT>* message_handled = nullptr;
+Sign* message_handled = nullptr;
 
 // Nothing else wakes this wait than the message, which another thread posts.
 TEST(Waits, HandleMessagesOfOtherThreads) {
-  std::promise<UINT> handled;
+  Sign handled;
   message_handled = &handled;
-  tvl::SetMessageHandler([](const MSG& message) { message_handled->set_value(message.message); });
+  tvl::SetMessageHandler([](const MSG& message) {
+    if (message.message == 77) message_handled->Give();
+  });
   const DWORD client_thread = GetCurrentThreadId();
   Server server([&](Peer& peer) {
     peer.Welcome();
     peer.ReadPacket();
     WorkForMilliseconds(20);  // so that the client sleeps
     EXPECT_EQ(PostThreadMessageA(client_thread, 77, 0, 0), 1);
-    std::future<UINT> future = handled.get_future();
-    const bool ready = future.wait_for(std::chrono::seconds(20)) == std::future_status::ready;
-    EXPECT_TRUE(ready);
-    if (ready) {
-      EXPECT_EQ(future.get(), 77U);
-    }
+    EXPECT_TRUE(handled.Await());
     peer.Send(Reply("1"));
     peer.ReadRest();
   });

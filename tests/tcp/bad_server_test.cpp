@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <numeric>
 #include <random>
 #include <string>
 #include <vector>
@@ -16,23 +17,20 @@ namespace {
 
 using std::string;
 
-const string kWelcome = Reply("TVL\t0\t7\t0\t1\tshort\tlong");
-
-// What a server answers to all that RunAll asks, and where each operation has got all it needs.
-std::vector<string> GoodReplies() {
-  return {kWelcome, Reply("1\tpc\t2\t3\t127.0.0.1\tuser"),
-          Reply(string("0\0"
-                       "1000\0"
-                       "\0\5Hello",
-                       14)) +
-              Reply(string("\0\5world", 7)) +
-              Reply(string("\0\0"
-                           "2000",
-                           6)),
-          Reply("0") + Reply("0") + Reply("0\t3000")};
+string Welcome(bool zip) {
+  return Reply(string("TVL\t0\t7\t") + (zip ? "1" : "0") + "\t1\tshort\tlong");
 }
 
-// The codes of one use of everything there is.
+// The server of one client, which sends this and nothing more.
+Server::Part Sends(const string& bytes) {
+  return [bytes](Peer& peer) {
+    peer.Send(bytes);
+    peer.EndSending();
+    peer.ReadRest();
+  };
+}
+
+// The codes of one use of everything there is: open, lock, get, put.
 std::vector<int> RunAll(Connection& client, unsigned int port) {
   std::vector<int> codes = {client.Connect(port)};
   int state = 0;
@@ -49,48 +47,106 @@ std::vector<int> RunAll(Connection& client, unsigned int port) {
   return codes;
 }
 
+// What a server sends in the course of RunAll.
+struct Replies {
+  explicit Replies(bool zip)
+      : file(zip ? string("\x78\x9c\x03\0\0\0\0\x01", 8) : "Hello world"),
+        first_of_get(FirstChunk(file.substr(0, 5))),
+        of_operation{Welcome(zip), Reply("1\tpc\t2\t3\t127.0.0.1\tuser"),
+                     first_of_get + NextChunk(file.substr(5)) + NextChunk("", "2000"),
+                     Reply("0") + Reply("0") + Reply("0\t3000")} {}
+
+  [[nodiscard]] string All() const {
+    return std::accumulate(of_operation.begin(), of_operation.end(), string());
+  }
+
+  // How the operations end when only so much of it all comes.
+  [[nodiscard]] std::vector<int> CodesOfCut(std::size_t cut) const {
+    std::vector<int> codes;
+    bool lost = false;
+    for (std::size_t i = 0; i < of_operation.size(); ++i) {
+      const bool within_get = i == 2 && cut >= first_of_get.size();
+      if (lost) {
+        codes.push_back(i == 1 ? TVL_ERR_NOT_CONNECTED : TVL_ERR_TCP_SEND);
+      } else if (cut >= of_operation[i].size()) {
+        codes.push_back(TVL_OK);
+        cut -= of_operation[i].size();
+      } else {
+        codes.push_back(within_get ? TVL_ERR_TCP_SEND : TVL_ERR_TCP_RECEIVE);
+        lost = true;
+      }
+    }
+    return codes;
+  }
+
+  string file;
+  string first_of_get;
+  std::vector<string> of_operation;
+};
+
 TEST(BadServer, CutAtEveryByte) {
-  const std::vector<string> replies = GoodReplies();
-  string all;
-  for (const string& reply : replies) all += reply;
-  for (std::size_t cut = 0; cut <= all.size(); ++cut) {
-    Server server([&](Peer& peer) {
-      peer.Send(all.substr(0, cut));
-      peer.EndSending();
-      peer.ReadRest();
-    });
-    Connection client;
-    const std::vector<int> codes = RunAll(client, server.Port());
-    std::size_t needed = 0;
-    for (std::size_t i = 0; i < codes.size(); ++i) {
-      needed += replies[i].size();
-      EXPECT_EQ(codes[i] == TVL_OK, cut >= needed)
-          << "operation " << i << ", cut at " << cut << ": " << codes[i];
+  for (const bool zip : {false, true}) {
+    const Replies replies(zip);
+    const string all = replies.All();
+    for (std::size_t cut = 0; cut <= all.size(); ++cut) {
+      Server server(Sends(all.substr(0, cut)));
+      Connection client;
+      const std::vector<int> codes = RunAll(client, server.Port());
+      EXPECT_EQ(codes, replies.CodesOfCut(cut)) << cut;
+      const bool get_begun = codes[1] == TVL_OK && codes[2] != TVL_ERR_TCP_RECEIVE;
+      EXPECT_EQ(client.folder.Exists("work/get"), get_begun) << cut;
+      EXPECT_EQ(client.folder.Read("work/put"), "abc");
     }
   }
 }
 
-TEST(BadServer, SendsAnything) {
+// Such a reply ends the connection. What comes instead of the first reply of a get leaves the local file be.
+TEST(BadServer, AnnouncesWhatIsNotThere) {
+  const string head(
+      "0\0"
+      "1000\0",
+      7);
+  const string first_replies[] = {Reply("0"),
+                                  Reply(head.substr(0, 2)),
+                                  Reply(head.substr(0, 6)),
+                                  Reply(head),
+                                  Reply(head + '\0'),
+                                  Reply(head + '\0' + "\6Hello"),
+                                  Reply(head + "\xff\xffHello"),
+                                  Reply("no number, no zero"),
+                                  string("\0\xa0\0\0", 4),  // more than any packet holds
+                                  string("\0\xff\xff\0", 4) + string(65535, 'x')};
+  const string chunks[] = {Reply(string(1, 0)), Reply(string(1, 0) + "\3Hi"), Reply("\xff\xffHi"),
+                           Reply("\x9f\xfeHi")};
+  const auto check = [](const string& replies, int code, const char* left) {
+    Server server(Sends(Welcome(false) + replies));
+    Connection client;
+    ASSERT_EQ(client.Connect(server.Port()), 0);
+    client.folder.Write("work/a", "abc");
+    client.transferred = 7;
+    EXPECT_EQ(client.Get("a", "a"), code) << replies.substr(0, 100);
+    EXPECT_EQ(client.transferred, 7);
+    EXPECT_EQ(client.folder.Read("work/a"), left) << replies.substr(0, 100);
+    EXPECT_EQ(client.LockState("A"), -TVL_ERR_TCP_SEND);
+  };
+  for (const string& reply : first_replies) check(reply, TVL_ERR_TCP_RECEIVE, "abc");
+  for (const string& reply : chunks) check(FirstChunk("Hello") + reply, TVL_ERR_TCP_SEND, "Hello");
+}
+
+TEST(BadServer, LeavesNoStrayFiles) {
   std::minstd_rand random(20240521);
-  for (int round = 0; round < 200; ++round) {
-    string bytes = round % 2 == 0 ? kWelcome : "";
+  for (int round = 0; round < 100; ++round) {
+    string bytes = Welcome(round % 2 == 0);
     for (int packet = 0; packet < 4; ++packet) {
       string payload(random() % 60, 0);
       // Mostly bytes that mean something somewhere.
-      constexpr std::string_view likely = std::string_view(
-          "\0\0\0\1\2"
-          "19\t0-9 ",
-          12);
+      constexpr std::string_view likely("\0\0\0\1\2\x31\x39\t0-9 ", 12);
       std::generate(payload.begin(), payload.end(), [&] {
         return random() % 4 == 0 ? static_cast<char>(random()) : likely[random() % likely.size()];
       });
       bytes += random() % 8 == 0 ? payload : Reply(payload);
     }
-    Server server([&](Peer& peer) {
-      peer.Send(bytes);
-      peer.EndSending();
-      peer.ReadRest();
-    });
+    Server server(Sends(bytes));
     Connection client;
     RunAll(client, server.Port());
     for (const string& name : client.folder.Tree()) {

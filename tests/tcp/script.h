@@ -1,7 +1,6 @@
 #ifndef TVL_TESTS_TCP_SCRIPT_H
 #define TVL_TESTS_TCP_SCRIPT_H
 
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>

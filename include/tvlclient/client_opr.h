@@ -219,8 +219,8 @@ class TVL_API CTVLClientOpr {
   CtOpenedFile* ctOpenedFiles;
   int syncDirCount;
   SyncDirFile* syncDirFiles;
-  SyncDirIndex*
-      syncDirIndex;  // finds entries of the plan by their source; ours alone, behind the fields that count
+  // Finds entries of the plan by their source; ours alone, behind the fields that count.
+  SyncDirIndex* syncDirIndex;
 
  private:
   TVL_HIDDEN void CopyFields(const CTVLClientOpr& other);

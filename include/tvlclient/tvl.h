@@ -37,6 +37,8 @@ TVL_API int TVLConnect2Dir(char* workingDirectory, char* configFile, char* class
 
 // Connects the process to a store behind a TCP server.
 //
+// `workingDirectory`: where files are fetched to; made if its parent exists. Where it is empty, or its full
+// path does not fit, the connection stands and every transfer gives 21.
 // `configFile` is not read: the server gives the settings. `host`: a name or an address. `clientTag` goes to
 // the server as it is. 0, 9, 10 if the server cannot be reached, 11, 12, or the code with which the server
 // refuses.
@@ -75,8 +77,8 @@ TVL_API int TVLUnlockObject(char* object, int* state, char* computer, int* insta
 TVL_API int TVLGetFile(char* remoteName, char* localName, int* transferred);
 
 // Stores `localName` of the working directory as `remoteName`. Arguments, `transferred` and results as
-// TVLGetFile; the name on the store comes first here too. A local folder makes a folder on the store and
-// moves nothing.
+// TVLGetFile; the name on the store comes first here too. A local folder makes a folder on a directory store
+// and moves nothing; over TCP it gives 21.
 TVL_API int TVLPutFile(char* remoteName, char* localName, int* transferred);
 
 // Text of a code, in the system's own language; "Errore sconosciuto" for a number without one. The text is

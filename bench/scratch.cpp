@@ -120,10 +120,18 @@ std::string Scratch::Config(const fs::path& root, const char* policy, bool packe
   return path.string();
 }
 
-void Scratch::EmptyTargets() const {
+void Scratch::EmptyTargets() {
+  const fs::path used = folder_ / "used";
+  fs::create_directory(used);
   for (const fs::path& target : {Ours(), Theirs()}) {
-    fs::remove_all(target);
-    fs::create_directory(target);
+    const std::vector<fs::directory_entry> entries{fs::directory_iterator(target), {}};
+    for (const fs::directory_entry& entry : entries) {
+      if (entry.is_directory()) {
+        fs::rename(entry.path(), used / std::to_string(used_trees_++));
+      } else {
+        fs::remove(entry.path());
+      }
+    }
   }
 }
 

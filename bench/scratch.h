@@ -7,12 +7,9 @@
 
 namespace bench {
 
-// The folder in which everything happens, on one file system.
-//
-//     source/   what gets read: big.bin, text.txt, tree/. The document root of gets, the working directory of
-//     puts ours/     what tvl writes theirs/   what the other program writes
-//
-// Removed at the end.
+// The folder in which everything happens, on one file system; removed at the end. In source/ lies what gets
+// read: big.bin, text.txt, tree/. It is the document root of gets and the working directory of puts. What tvl
+// writes goes to ours/, what the other program writes to theirs/.
 class Scratch {
  public:
   // `divide`: sizes and counts are divided by it, for a quick look.
@@ -35,8 +32,9 @@ class Scratch {
   // A configuration file for a store with that document root.
   [[nodiscard]] std::string Config(const std::filesystem::path& root, const char* policy, bool packed) const;
 
-  // Empties ours/ and theirs/.
-  void EmptyTargets() const;
+  // Empties ours/ and theirs/. Trees go aside and are not removed: for some seconds file systems keep off the
+  // places of files that went, and their search for others would be what the next program is measured by.
+  void EmptyTargets();
 
   // Has everything written to the disk, so that the next program doesn't wait for the last one's bytes.
   void Sync() const;
@@ -44,6 +42,7 @@ class Scratch {
  private:
   std::filesystem::path folder_;
   unsigned int divide_;
+  int used_trees_ = 0;
 };
 
 }  // namespace bench

@@ -59,8 +59,7 @@ class Play {
     if (step.verb == "server-packet") Send(Packet(step.bytes, 0).text, peer);
     if (step.verb == "accept") peer.Welcome(std::stoi(step.words.at(0)), std::stoi(step.words.at(1)));
     if (step.verb == "hangup") peer.HangUp();
-    if (step.verb == "reset") peer.Reset();
-    return step.verb != "hangup" && step.verb != "reset";
+    return step.verb != "hangup";
   }
 
   void Send(const string& bytes, const Peer& peer) const {

@@ -7,13 +7,16 @@
 #include <signal.h>
 #include <spawn.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <fstream>
+#include <initializer_list>
 #include <mutex>
 #include <stdexcept>
 #include <thread>
@@ -35,6 +38,7 @@ using Clock = std::chrono::steady_clock;
 constexpr std::size_t kGetPacket = tvl::protocol::kHeadSize + tvl::protocol::kChunkHeadSize + kGetChunk;
 constexpr std::size_t kPutPacket = tvl::protocol::kDataOffset + tvl::protocol::kPutChunk;
 constexpr std::size_t kSmallPacket = 5;
+constexpr std::size_t kSmallFile = 4096;
 constexpr std::chrono::milliseconds kStartPoll(5);
 
 void NoDelay(int socket) {
@@ -130,14 +134,26 @@ void RelayBetween(int client, int server, std::chrono::milliseconds delay) {
   for (std::thread& thread : threads) thread.join();
 }
 
-// Packets of one size are answered with packets of another.
-void Answer(int client, std::size_t there, std::size_t back) {
-  std::vector<char> request(there);
-  const std::vector<char> answer(back, 'a');
+// A packet to the server, and its answer.
+struct Turn {
+  std::size_t there;
+  std::size_t back;
+};
+
+// Answers packets by the turns, over and over.
+void Answer(int client, std::initializer_list<Turn> turns) {
+  std::vector<char> packet(kGetPacket);
   for (;;) {
-    ReceiveAll(client, request.data(), request.size());
-    SendAll(client, answer.data(), answer.size());
+    for (const Turn& turn : turns) {
+      ReceiveAll(client, packet.data(), turn.there);
+      SendAll(client, packet.data(), turn.back);
+    }
   }
+}
+
+void Take(int server, const Turn& turn, std::vector<char>& packet) {
+  SendAll(server, packet.data(), turn.there);
+  ReceiveAll(server, packet.data(), turn.back);
 }
 
 pid_t StartServer(const std::vector<std::string>& words) {
@@ -222,15 +238,13 @@ Relay::Relay(unsigned short target, int milliseconds)
 
 double PingPongGet(std::size_t total, const fs::path& target) {
   unsigned short port = 0;
-  const Child peer = ServeOnce(port, [](int client) { Answer(client, kSmallPacket, kGetPacket); });
+  const Child peer = ServeOnce(port, [](int client) { Answer(client, {{kSmallPacket, kGetPacket}}); });
   const int server = ConnectTo(port);
   const int file = open(target.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
   std::vector<char> packet(kGetPacket);
-  const char request[kSmallPacket] = {};
   const auto began = Clock::now();
   for (std::size_t got = 0; got < total; got += kGetChunk) {
-    SendAll(server, request, sizeof request);
-    ReceiveAll(server, packet.data(), packet.size());
+    Take(server, {kSmallPacket, kGetPacket}, packet);
     WriteAll(file, packet.data(), kGetChunk);
   }
   const double seconds = SecondsSince(began);
@@ -273,18 +287,37 @@ double PingPongPut(const fs::path& source, const fs::path& target) {
   return seconds;
 }
 
+double PingPongFiles(int files, const fs::path& folder) {
+  constexpr Turn kFirst = {20, kSmallFile + 20};
+  constexpr Turn kLast = {kSmallPacket, 20};
+  unsigned short port = 0;
+  const Child peer = ServeOnce(port, [](int client) { Answer(client, {kFirst, kLast}); });
+  const int server = ConnectTo(port);
+  std::vector<char> packet(kGetPacket);
+  fs::create_directories(folder);
+  const auto began = Clock::now();
+  for (int i = 0; i < files; ++i) {
+    Take(server, kFirst, packet);
+    const std::string path = (folder / std::to_string(i)).string();
+    const int file = open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    WriteAll(file, packet.data(), kSmallFile);
+    Take(server, kLast, packet);
+    futimens(file, nullptr);
+    close(file);
+  }
+  const double seconds = SecondsSince(began);
+  close(server);
+  return seconds;
+}
+
 double PingPongRelayed(std::size_t packets, std::size_t there, std::size_t back, int milliseconds) {
   unsigned short port = 0;
-  const Child peer = ServeOnce(port, [=](int client) { Answer(client, there, back); });
+  const Child peer = ServeOnce(port, [=](int client) { Answer(client, {{there, back}}); });
   const Relay relay(port, milliseconds);
   const int server = ConnectTo(relay.port);
-  const std::vector<char> request(there, 'r');
-  std::vector<char> answer(back);
+  std::vector<char> packet(std::max(there, back));
   const auto began = Clock::now();
-  for (; packets > 0; --packets) {
-    SendAll(server, request.data(), request.size());
-    ReceiveAll(server, answer.data(), answer.size());
-  }
+  for (; packets > 0; --packets) Take(server, {there, back}, packet);
   const double seconds = SecondsSince(began);
   close(server);
   return seconds;

@@ -46,6 +46,9 @@ struct Relay {
 double PingPongGet(std::size_t total, const std::filesystem::path& target);
 double PingPongPut(const std::filesystem::path& source, const std::filesystem::path& target);
 
+// The same for small files, made in `folder`: two packets each way and a new file for each.
+double PingPongFiles(int files, const std::filesystem::path& folder);
+
 // The same wire and disk for packets of the sizes of a whole exchange behind a relay.
 double PingPongRelayed(std::size_t packets, std::size_t there, std::size_t back, int milliseconds);
 

@@ -5,8 +5,8 @@
 
 HANDLE LowOpen(const char* path, int flags) {
   DWORD disposition = OPEN_EXISTING;
-  if ((flags & kLowCreate) != 0 && FileExists(path) == 0) disposition = CREATE_ALWAYS;
-  if ((flags & kLowTruncate) != 0) disposition = CREATE_ALWAYS;
+  const bool truncates = (flags & kLowTruncate) != 0;
+  if (truncates || ((flags & kLowCreate) != 0 && FileExists(path) == 0)) disposition = CREATE_ALWAYS;
   DWORD access = GENERIC_READ;
   if ((flags & (kLowWriteOnly | kLowReadWrite)) != 0) access |= GENERIC_WRITE;
   const HANDLE file = CreateFileA(path, access, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, disposition,

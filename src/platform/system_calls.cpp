@@ -21,6 +21,10 @@ ssize_t CopyFileRange(int source, int target, std::size_t count) {
   return ::copy_file_range(source, nullptr, target, nullptr, count, 0);
 }
 
+int Utimens(const char* path, const timespec times[2]) {
+  return utimensat(AT_FDCWD, path, times, 0);
+}
+
 int RenameNoReplace(const char* from, const char* to) {
   return ::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE);
 }
@@ -43,6 +47,7 @@ constinit SystemCalls system_calls = {
     .clone = Clone,
     .copy_file_range = CopyFileRange,
     .futimens = ::futimens,
+    .utimens = Utimens,
     .fchmod = ::fchmod,
     .mkdir = ::mkdir,
     .unlink = ::unlink,

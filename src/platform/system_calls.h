@@ -24,6 +24,7 @@ struct SystemCalls {
   int (*clone)(int target, int source);
   ssize_t (*copy_file_range)(int source, int target, std::size_t count);
   int (*futimens)(int file, const timespec times[2]);
+  int (*utimens)(const char* path, const timespec times[2]);  // utimensat, links followed
   int (*fchmod)(int file, mode_t mode);
   int (*mkdir)(const char* path, mode_t mode);
   int (*unlink)(const char* path);

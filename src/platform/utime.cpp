@@ -1,16 +1,15 @@
 #include "platform/utime.h"
 
-#include <fcntl.h>
+#include <cerrno>
 
-#include "platform/open_file.h"
+#include "platform/host_path.h"
+#include "platform/last_error.h"
 #include "platform/system_calls.h"
 
 int _utime64(const char* path, std::int64_t seconds) {
-  const tvl::OpenFile file(path, O_RDONLY);
-  if (!file.IsOpen()) return -1;
   const timespec time = {static_cast<time_t>(seconds), 0};
   const timespec both[2] = {time, time};
-  if (tvl::System().futimens(file.Descriptor(), both) == 0) return 0;
-  file.NoteFailure();
+  if (tvl::System().utimens(tvl::HostPath(path).Text(), both) == 0) return 0;
+  tvl::NoteError(path, errno);
   return -1;
 }

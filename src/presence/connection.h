@@ -83,6 +83,11 @@ class CConnection {
   // nothing once the marker is gone.
   void ReleaseOwnLocks();
 
+  // Deletes this instance's rows wherever they stand, also those that an earlier one with the same number and
+  // process left: where a process is many instances one after the other, these would come to life again.
+  // Reads the whole table.
+  void ReleaseAllOwnLocks();
+
   // Opens the lock table, which must be there, at the first call. Always 1.
   int OpenLocksTable();
 

@@ -213,6 +213,17 @@ void CConnection::ReleaseOwnLocks() {
   }
 }
 
+void CConnection::ReleaseAllOwnLocks() {
+  lockCount = 0;
+  OpenLocksTable();
+  TableBatch batch(TableHandle(), TableBatch::Kind::kWrite);
+  if (!batch.HasBegun()) return;
+  BuildLockKey(keyBuffer, nullptr, nullptr, nullptr, nullptr, 0);
+  while (table->ReadRec(keyBuffer, 1, kReadGreater) != nullptr) {
+    if (IsOwnKey() && table->DeleteRec(keyBuffer) == 0) break;
+  }
+}
+
 void CConnection::DescribeRow(tvl::LockRow& row) const {
   ParseLockKey(keyBuffer, row.object, row.computer, nullptr, row.client_class, &row.instance);
   HexToIp(row.ip, ownerIp);

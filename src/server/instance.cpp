@@ -9,6 +9,7 @@ namespace tvl::server {
 namespace {
 
 constexpr char kNoLock[] = "0";
+constexpr int kOwnLock = 1;
 
 bool IsObjectName(std::string_view name) {
   return !name.empty() && name.size() <= kLongestObject && std::none_of(name.begin(), name.end(), IsControl);
@@ -20,6 +21,13 @@ Instance::Instance(const CConfig& config, const Handshake& identity, const std::
     : connection_(config.locksDir, config.procsDir, identity.client_class.c_str(), identity.computer.c_str(),
                   address.c_str(), identity.user.c_str()) {
   connection_.AllocateInstance();
+  connection_.ReleaseAllOwnLocks();
+}
+
+// All of this server's clients have its process id in their rows, so the next one with these names and this
+// number would own what is left.
+Instance::~Instance() {
+  if (connection_.lockCount > 0) connection_.ReleaseAllOwnLocks();
 }
 
 std::string Instance::AnswerLock(char letter, std::string_view object) {
@@ -32,6 +40,8 @@ std::string Instance::AnswerLock(char letter, std::string_view object) {
   } else {
     connection_.CheckLock(name.c_str());
   }
+  // Its own row would be of an earlier life, and count for nobody else.
+  if (!IsPresent() && connection_.lockState == kOwnLock) return kNoLock;
   return connection_.lockState == 0 ? kNoLock : Describe();
 }
 

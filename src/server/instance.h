@@ -17,6 +17,9 @@ class Instance {
  public:
   // `identity`: a clean one. `address`: dotted.
   Instance(const CConfig& config, const Handshake& identity, const std::string& address);
+  ~Instance();
+  Instance(const Instance&) = delete;
+  Instance& operator=(const Instance&) = delete;
 
   [[nodiscard]] int Number() const { return connection_.instance; }
 

@@ -28,8 +28,9 @@ std::string Trimmed(const std::string& line) {
 }  // namespace
 
 asio::ip::address Plain(const asio::ip::address& address) {
-  if (!address.is_v6() || !address.to_v6().is_v4_mapped()) return address;
-  return asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6());
+  if (!address.is_v6()) return address;
+  if (address.to_v6().is_v4_mapped()) return asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6());
+  return asio::ip::address_v6(address.to_v6().to_bytes());
 }
 
 void AllowedAddresses::Add(const std::string& network) {

@@ -50,7 +50,8 @@ class Tags {
   std::vector<Entry> entries_;
 };
 
-// An IPv4 address that came in the clothes of IPv6 is one of IPv4.
+// An address by itself: one of IPv4 that came in the clothes of IPv6 is one of IPv4, and which of this
+// machine's links it came by doesn't count.
 [[nodiscard]] asio::ip::address Plain(const asio::ip::address& address);
 
 }  // namespace tvl::server

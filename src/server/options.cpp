@@ -1,7 +1,12 @@
 #include "server/options.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <cstdio>
 #include <stdexcept>
+#include <string_view>
 #include <vector>
 
 namespace tvl::server {
@@ -18,33 +23,74 @@ SIGTERM ends it: running transfers get five seconds. Exit status: 0 ended so, 1 
 
 constexpr int kUsage = 2;
 constexpr double kMillisecondsPerSecond = 1000;
+constexpr double kShortest = 0.001;  // what is less would come to 0, which is for ever
+constexpr double kLongest = 1e9;
+constexpr int kMostClients = 9999;  // as many numbers there are
+constexpr unsigned long kMostPort = 65535;
+constexpr std::string_view kSizeUnits = "KMGT";
+constexpr std::uint64_t kMostFile = std::uint64_t{1} << 60U;
 
 // Texts and numbers as they stand on the command line.
 struct Words {
   std::string listen;
   std::vector<std::string> allow;
   std::string tags;
+  std::string max_file = "0";
   double handshake_seconds = 10;
   double send_seconds = 60;
   double idle_seconds = 0;
 };
 
+bool HoldsDigitsOnly(std::string_view text) {
+  return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+std::runtime_error Wrong(const char* option, const std::string& text) {
+  return std::runtime_error(std::string(option) + ": not understood: " + text);
+}
+
+// A range as the library has one would let in what is no number.
+CLI::Validator Seconds(bool zero) {
+  return CLI::Validator(
+      [zero](std::string& text) {
+        double seconds = 0;
+        const bool good = CLI::detail::lexical_cast(text, seconds) &&
+                          ((seconds >= kShortest && seconds <= kLongest) || (zero && seconds == 0));
+        return good ? std::string() : "not a number of seconds from 0.001 to 1e9: " + text;
+      },
+      "SECONDS");
+}
+
+// Digits with a K, M, G or T behind them, for so many times 1024. Throws for anything else.
+std::uint64_t ParseSize(const std::string& text) {
+  const std::size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
+  std::uint64_t size = 0;
+  const auto [end, problem] = std::from_chars(text.data(), text.data() + digits, size);
+  unsigned int shift = 0;
+  if (digits + 1 == text.size()) {
+    const std::size_t unit = kSizeUnits.find(static_cast<char>(std::toupper(text.back())));
+    shift = unit == std::string_view::npos ? 64 : 10 * (static_cast<unsigned int>(unit) + 1);
+  }
+  const bool good = digits > 0 && problem == std::errc() && digits + 1 >= text.size() && shift < 64;
+  if (!good || size > kMostFile >> shift) throw Wrong("--max-file", text);
+  return size << shift;
+}
+
 void DescribeLimits(CLI::App& app, Words& words, Options& options) {
   app.add_option("--max-clients", options.max_clients, "Clients at once")
-      ->check(CLI::Range(1, 1'000'000))
+      ->check(CLI::Range(1, kMostClients))
       ->capture_default_str();
   app.add_option("--handshake-timeout", words.handshake_seconds, "Seconds for a client to say who it is")
-      ->check(CLI::PositiveNumber)
+      ->check(Seconds(false))
       ->capture_default_str();
   app.add_option("--send-timeout", words.send_seconds, "Seconds for a client to take something of an answer")
-      ->check(CLI::PositiveNumber)
+      ->check(Seconds(false))
       ->capture_default_str();
   app.add_option("--idle-timeout", words.idle_seconds,
-                 "Seconds without a packet after which a client is sent away; 0: never")
-      ->check(CLI::NonNegativeNumber)
+                 "Seconds without a whole packet after which a client is sent away; 0: never")
+      ->check(Seconds(true))
       ->capture_default_str();
-  app.add_option("--max-file", options.max_file, "Greatest file that may be put, as 500M; 0: any")
-      ->transform(CLI::AsSizeValue(false));
+  app.add_option("--max-file", words.max_file, "Greatest file that may be put, as 500M; 0: any");
 }
 
 void DescribeProgram(CLI::App& app, Words& words, Options& options) {
@@ -71,6 +117,7 @@ std::chrono::milliseconds Milliseconds(double seconds) {
 
 void TakeWords(const Words& words, Options& options) {
   SplitAddress(words.listen, options.host, options.port);
+  options.max_file = ParseSize(words.max_file);
   for (const std::string& network : words.allow) options.allowed.Add(network);
   if (!words.tags.empty()) options.tags = Tags(words.tags);
   options.handshake_timeout = Milliseconds(words.handshake_seconds);
@@ -82,19 +129,22 @@ void TakeWords(const Words& words, Options& options) {
 
 void SplitAddress(const std::string& text, std::string& host, std::string& port) {
   if (text.empty()) return;
-  const std::size_t bracket = text.find(']');
-  const std::size_t colon = text.rfind(':');
-  if (text.front() == '[' && bracket != std::string::npos) {
+  std::string rest = text;
+  if (text.front() == '[') {
+    const std::size_t bracket = text.find(']');
+    if (bracket == std::string::npos) throw Wrong("--listen", text);
     host = text.substr(1, bracket - 1);
-    if (colon > bracket && colon != std::string::npos) port = text.substr(colon + 1);
-    return;
+    rest = text.substr(bracket + 1);
+    if (rest.empty()) return;
+    if (rest.front() != ':') throw Wrong("--listen", text);
   }
-  if (colon == std::string::npos) {
-    port = text;
-    return;
+  const std::size_t colon = rest.rfind(':');
+  if (colon != std::string::npos && colon > 0) host = rest.substr(0, colon);
+  const std::string number = colon == std::string::npos ? rest : rest.substr(colon + 1);
+  if (!HoldsDigitsOnly(number) || number.size() > 5 || std::stoul(number) > kMostPort) {
+    throw Wrong("--listen", text);
   }
-  if (colon > 0) host = text.substr(0, colon);
-  if (colon + 1 < text.size()) port = text.substr(colon + 1);
+  port = number;
 }
 
 int ParseOptions(int count, char** arguments, Options& options) {
@@ -106,11 +156,14 @@ int ParseOptions(int count, char** arguments, Options& options) {
   });
   try {
     app.parse(count, arguments);
+    TakeWords(words, options);
+    return -1;
   } catch (const CLI::ParseError& problem) {
     return app.exit(problem) == 0 ? 0 : kUsage;
+  } catch (const std::runtime_error& problem) {
+    std::fprintf(stderr, "tvlserver: %s\n", problem.what());
+    return kUsage;
   }
-  TakeWords(words, options);
-  return -1;
 }
 
 }  // namespace tvl::server

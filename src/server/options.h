@@ -26,10 +26,11 @@ struct Options {
 };
 
 // Fills `options`. -1 to go on, else the code to exit with: something was wrong, or help was asked for; it
-// has been said then. Throws std::runtime_error for an address, a network or a list of tags that is none.
+// has been said then.
 [[nodiscard]] int ParseOptions(int count, char** arguments, Options& options);
 
-// Takes "HOST:PORT", ":PORT", "PORT", "[IPv6]:PORT" apart; what is missing stays.
+// Takes "HOST:PORT", ":PORT", "PORT", "[IPv6]:PORT", "[IPv6]" apart; what is missing stays. Throws
+// std::runtime_error for anything else.
 void SplitAddress(const std::string& text, std::string& host, std::string& port);
 
 }  // namespace tvl::server

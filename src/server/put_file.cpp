@@ -14,8 +14,9 @@ namespace tvl::server {
 namespace {
 
 constexpr mode_t kNewFileMode = 0666;
-constexpr mode_t kModeBits = 07777;
+constexpr mode_t kModeBits = 0777;  // what came from elsewhere runs as nobody else
 constexpr int kTries = 100;
+constexpr int kFolderTries = 5;
 constexpr unsigned int kExpandedPiece = 16384;
 constexpr int kTargetFlags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 
@@ -73,11 +74,6 @@ bool RenameToNew(const Place& place, const std::string& part) {
   return renameat(folder, part.c_str(), folder, place.base.c_str()) == 0;
 }
 
-void SyncFolder(const Place& place) {
-  const Descriptor folder(openat(place.folder.Number(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (folder.IsOpen()) fsync(folder.Number());
-}
-
 }  // namespace
 
 PutFile::PutFile(const StoreRoot& root, Parts& parts, std::uint64_t most, bool packed)
@@ -90,16 +86,25 @@ PutFile::~PutFile() {
 
 int PutFile::Find(const std::string& name) {
   std::optional<Place> place = root_.FindOrMake(name, made_);
+  // Somebody else may have removed on the way what was there a moment ago.
+  for (int tries = 0; !place && errno == ENOENT && tries < kFolderTries; ++tries) {
+    place = root_.FindOrMake(name, made_);
+  }
   if (!place) return TVL_ERR_SERVER_FILE;
   place_ = std::move(*place);
+  name_ = name;
   return TVL_OK;
 }
 
 int PutFile::Begin() {
-  if (!IsReplaceable(place_) || (inflater_ && !inflater_->IsReady())) return TVL_ERR_COPY;
+  if (inflater_ && !inflater_->IsReady()) return TVL_ERR_COPY;
   for (int tries = 0; tries < kTries; ++tries) {
+    if (!IsReplaceable(place_)) return TVL_ERR_COPY;
     if (MakePart()) return TVL_OK;
-    if (errno != EEXIST) break;
+    if (errno == EEXIST) continue;
+    // The folder went with another put, which had made it and was dropped.
+    if (errno != ENOENT) break;
+    if (const int code = Find(name_)) return code;
   }
   return TVL_ERR_COPY;
 }
@@ -159,7 +164,8 @@ int PutFile::End(std::int64_t& time) {
   ReleaseFile(part_.Number());
   if (!Replace()) return TVL_ERR_COPY;
   landed_ = true;
-  SyncFolder(place_);
+  SyncFolder(place_.folder.Number());
+  root_.SyncAbove(made_);
   DropPart();
   return TVL_OK;
 }

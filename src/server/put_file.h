@@ -56,6 +56,7 @@ class PutFile {
   Parts& parts_;
   const std::uint64_t most_;
   std::unique_ptr<Inflater> inflater_;  // null for what comes as it is
+  std::string name_;
   Place place_;
   std::vector<std::string> made_;
   std::string part_name_;

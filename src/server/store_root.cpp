@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <filesystem>
 #include <system_error>
 
 #include "base/text.h"
@@ -43,16 +44,26 @@ bool KernelResolves(int root) {
   return OpenBeneath(root, ".", kFolderFlags).IsOpen() || (errno != ENOSYS && errno != EPERM);
 }
 
-// Target of the link at a place; nothing if there is no link.
-std::optional<std::string> ReadLink(const Place& place) {
+// What is at a place; a mode of 0 if there is nothing.
+struct stat StatusOf(const Place& place) {
   struct stat status = {};
-  if (fstatat(place.folder.Number(), place.base.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
-    return std::nullopt;
-  if (!S_ISLNK(status.st_mode)) return std::nullopt;
+  if (fstatat(place.folder.Number(), place.base.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return {};
+  return status;
+}
+
+// Target of the link at a place.
+std::string ReadLink(const Place& place) {
   std::string target(kLongestLink, '\0');
   const ssize_t length = readlinkat(place.folder.Number(), place.base.c_str(), target.data(), target.size());
   target.resize(length < 0 ? 0 : static_cast<std::size_t>(length));
   return target;
+}
+
+// The path without the links on it; as it is, if there is no such file.
+std::string WithoutLinks(const std::string& path) {
+  std::error_code problem;
+  const std::filesystem::path real = std::filesystem::canonical(path, problem);
+  return problem ? path : real.string();
 }
 
 // True if a link's target can only be a folder or nothing.
@@ -62,9 +73,15 @@ bool NamesFolder(const std::string& base) {
 
 }  // namespace
 
+void SyncFolder(int folder) {
+  const Descriptor opened(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (opened.IsOpen()) fsync(opened.Number());
+}
+
 StoreRoot::StoreRoot(const std::string& root, const std::vector<std::string>& closed,
                      const std::string& configuration)
-    : root_(open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)), configuration_(configuration) {
+    : root_(open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)),
+      configuration_(WithoutLinks(configuration)) {
   const std::optional<FileId> id = root_.IsOpen() ? Identify(root_.Number()) : std::nullopt;
   if (!id) throw std::system_error(errno, std::generic_category(), root);
   root_id_ = *id;
@@ -75,7 +92,7 @@ StoreRoot::StoreRoot(const std::string& root, const std::vector<std::string>& cl
     const std::optional<FileId> closed_id = Identify(folder.Number());
     if (closed_id && *closed_id != root_id_) closed_.push_back(*closed_id);
   }
-  const SplitName split = Split(configuration);
+  const SplitName split = Split(configuration_);
   configuration_base_ = split.base;
   configuration_folder_ = Identify(split.folder.empty() ? "." : split.folder);
 }
@@ -92,8 +109,9 @@ std::optional<StoreRoot::FileId> StoreRoot::Identify(const std::string& path) {
   return FileId{status.st_dev, status.st_ino};
 }
 
-// True if `folder` is one of `wanted` or lies below one; the walk upwards ends at `top`. Asked of the folder
-// itself, not of its path: links and the file system's ideas of case can't lie about it.
+// True if `folder` is one of `wanted` or lies below one, and if that can't be told; the walk upwards ends at
+// `top`. Asked of the folder itself, not of its path: links and the file system's ideas of case can't lie
+// about it.
 bool StoreRoot::IsWithin(int folder, const std::vector<FileId>& wanted, const FileId& top) {
   std::optional<FileId> id = Identify(folder);
   Descriptor above;
@@ -105,7 +123,7 @@ bool StoreRoot::IsWithin(int folder, const std::vector<FileId>& wanted, const Fi
     if (next == id) return false;  // the top of the host's tree
     id = next;
   }
-  return false;
+  return true;
 }
 
 bool StoreRoot::MayEnter(int folder) const {
@@ -116,6 +134,11 @@ bool StoreRoot::MayTouch(const Place& place) const {
   if (IsPartName(place.base) || !MayEnter(place.folder.Number())) return false;
   if (!configuration_folder_ || Identify(place.folder.Number()) != configuration_folder_) return true;
   return !EqualNoCase(place.base.c_str(), configuration_base_.c_str());
+}
+
+// By whatever name it was reached: false for the closed folders themselves, and for the configuration.
+bool StoreRoot::IsForClients(const FileId& id) const {
+  return std::find(closed_.begin(), closed_.end(), id) == closed_.end() && Identify(configuration_) != id;
 }
 
 Descriptor StoreRoot::OpenFolder(const std::string& path) const {
@@ -166,10 +189,14 @@ std::optional<Place> StoreRoot::Locate(std::string path, std::vector<std::string
                    split.folder, std::move(split.base)};
     if (!place.folder.IsOpen()) return std::nullopt;
     if (!MayTouch(place)) break;
-    const std::optional<std::string> target = ReadLink(place);
-    if (!target) return place;
-    if (!kernel_resolves_ || target->empty() || target->front() == '/') break;
-    path = split.folder.empty() ? *target : split.folder + "/" + *target;
+    const struct stat status = StatusOf(place);
+    if (!S_ISLNK(status.st_mode)) {
+      if (!IsForClients({status.st_dev, status.st_ino})) break;
+      return place;
+    }
+    const std::string target = ReadLink(place);
+    if (!kernel_resolves_ || target.empty() || target.front() == '/') break;
+    path = split.folder.empty() ? target : split.folder + "/" + target;
     if (NamesFolder(Split(path).base)) break;
   }
   errno = EACCES;
@@ -200,6 +227,13 @@ void StoreRoot::RemoveFolders(const std::vector<std::string>& made) const {
   }
 }
 
+void StoreRoot::SyncAbove(const std::vector<std::string>& made) const {
+  for (const std::string& path : made) {
+    const Descriptor above = OpenFolder(Split(path).folder);
+    if (above.IsOpen()) SyncFolder(above.Number());
+  }
+}
+
 Descriptor StoreRoot::OpenToRead(const Place& place, struct stat& status) const {
   return IfReadable(Descriptor(openat(place.folder.Number(), place.base.c_str(), kReadFlags)), status);
 }
@@ -216,10 +250,7 @@ Descriptor StoreRoot::OpenAtOnce(const std::string& name, struct stat& status) c
 // The file, if a client may have its contents.
 Descriptor StoreRoot::IfReadable(Descriptor file, struct stat& status) const {
   if (!file.IsOpen() || fstat(file.Number(), &status) != 0) return {};
-  // A second name of the configuration is as good as its first.
-  const bool allowed =
-      S_ISREG(status.st_mode) && Identify(configuration_) != FileId{status.st_dev, status.st_ino};
-  if (allowed) return file;
+  if (S_ISREG(status.st_mode) && IsForClients({status.st_dev, status.st_ino})) return file;
   errno = EACCES;
   return {};
 }

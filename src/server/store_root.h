@@ -18,6 +18,9 @@ struct Place {
   std::string base;
 };
 
+// Has a folder's entries on the disk, as far as that can be.
+void SyncFolder(int folder);
+
 // The document root, and the ways into it that a client's names take.
 //
 // No name leads out: the kernel resolves each below the root's descriptor and refuses what would leave it,
@@ -44,6 +47,9 @@ class StoreRoot {
   // Removes folders that FindOrMake made, as far as they are empty.
   void RemoveFolders(const std::vector<std::string>& made) const;
 
+  // Has the entries of folders that FindOrMake made on the disk.
+  void SyncAbove(const std::vector<std::string>& made) const;
+
   // Opens the file at a place for reading; only regular files open.
   [[nodiscard]] Descriptor OpenToRead(const Place& place, struct stat& status) const;
 
@@ -68,6 +74,7 @@ class StoreRoot {
   static bool IsWithin(int folder, const std::vector<FileId>& wanted, const FileId& top);
   bool MayEnter(int folder) const;
   bool MayTouch(const Place& place) const;
+  bool IsForClients(const FileId& id) const;
   Descriptor IfReadable(Descriptor file, struct stat& status) const;
 
   Descriptor root_;

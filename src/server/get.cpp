@@ -43,30 +43,45 @@ asio::awaitable<bool> Session::Get(std::string_view command) {
   const Stopwatch watch;
   const FileRequest asked = ParseFileRequest(command);
   auto transfer = std::make_shared<Transfer>();
-  int code = TVL_OK;
-  if (const std::optional<int> at_once = OpenGetAtOnce(asked, *transfer)) {
-    code = *at_once;
-  } else {
-    code = co_await RunOn(service_.files, [this, &asked, &transfer] { return OpenGet(asked, *transfer); });
-  }
+  const int code = co_await OpenGet(asked, *transfer);
   bool go_on = true;
   if (code == TVL_OK) {
     go_on = co_await SendChunks(transfer);
   } else {
     go_on = co_await ReplyNumber(code);
   }
-  Event event = {{}, "get", asked.name, code, transfer->sent, watch.Elapsed(), {}};
+  Event event = {
+      .what = "get", .name = asked.name, .code = code, .bytes = transfer->sent, .duration = watch.Elapsed()};
   if (!go_on) event.note = "broken off";
   Tell(std::move(event));
   co_return go_on;
 }
 
-int Session::OpenGet(const FileRequest& asked, Transfer& transfer) {
+// Files are hashed on threads of their own, so that some great ones keep nobody from those that aren't.
+asio::awaitable<int> Session::OpenGet(const FileRequest& asked, Transfer& transfer) {
+  std::optional<int> code = OpenGetAtOnce(asked, transfer);
+  if (!code)
+    code = co_await RunOn(service_.files, [this, &asked, &transfer] { return FindGet(asked, transfer); });
+  if (code) co_return *code;
+  const bool same = co_await RunOn(service_.hashing, [this, &asked, &transfer] {
+    return transfer.file.HasSignature(service_.hashes, asked.stamp);
+  });
+  if (same) co_return TVL_ERR_IN_CACHE;
+  const int begun = co_await RunOn(service_.files, [this, &transfer] { return BeginGet(transfer); });
+  co_return begun;
+}
+
+// Nothing if the contents decide.
+std::optional<int> Session::FindGet(const FileRequest& asked, Transfer& transfer) const {
   const std::optional<std::string> name = CleanName(asked.name);
   if (!name) return TVL_ERR_SERVER_FILE;
   if (DecidesByItself(asked)) return TVL_ERR_IN_CACHE;
   const GetFile::Compare compare = {service_.config.fileCompare, asked.stamp};
-  if (const int code = transfer.file.Open(service_.root, service_.hashes, *name, compare)) return code;
+  const std::optional<int> code = transfer.file.Open(service_.root, *name, compare);
+  return code == TVL_OK ? BeginGet(transfer) : code;
+}
+
+int Session::BeginGet(Transfer& transfer) const {
   if (service_.config.zipOnTransfert != 0 && !transfer.file.Pack()) return TVL_ERR_SERVER_FILE;
   return transfer.file.Fill(transfer.chunks[0]) ? TVL_OK : TVL_ERR_SERVER_FILE;
 }
@@ -90,7 +105,7 @@ asio::awaitable<bool> Session::SendChunks(const std::shared_ptr<Transfer>& trans
     Chunk& current = transfer->chunks[turn];
     Chunk& next = transfer->chunks[turn ^ 1U];
     const std::string_view packet = current.Packet(preface);
-    const bool sent = co_await stream_->Send(packet, service_.options.send_timeout);
+    const bool sent = co_await stream_->Send(packet);
     if (!sent) co_return false;
     if (current.Size() == 0) co_return true;  // an empty file is its own end mark
     // While that is on the wire.

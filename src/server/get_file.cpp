@@ -9,19 +9,22 @@
 
 namespace tvl::server {
 
-int GetFile::Open(const StoreRoot& root, HashCache& hashes, const std::string& name, const Compare& compare) {
+std::optional<int> GetFile::Open(const StoreRoot& root, const std::string& name, const Compare& compare) {
   const std::optional<Place> place = root.Find(name);
   if (!place) return TVL_ERR_SERVER_FILE;
   file_ = root.OpenToRead(*place, status_);
   if (!file_.IsOpen()) return TVL_ERR_SERVER_FILE;
-  const bool current = IsCurrent(hashes, compare.policy, file_.Number(), status_, compare.stamp);
-  return current ? TVL_ERR_IN_CACHE : TVL_OK;
+  return CompareWith(compare);
 }
 
 std::optional<int> GetFile::OpenAtOnce(const StoreRoot& root, const std::string& name,
                                        const Compare& compare) {
   file_ = root.OpenAtOnce(name, status_);
   if (!file_.IsOpen()) return std::nullopt;
+  return CompareWith(compare);
+}
+
+std::optional<int> GetFile::CompareWith(const Compare& compare) const {
   const Verdict verdict = CompareStamp(compare.policy, status_, compare.stamp);
   if (verdict == Verdict::kByContents) return std::nullopt;
   return verdict == Verdict::kSame ? TVL_ERR_IN_CACHE : TVL_OK;

@@ -28,12 +28,18 @@ class GetFile {
   };
 
   // Finds the file. 0; 19 if the client's copy is current; 20 if there is none or no client may have it.
-  [[nodiscard]] int Open(const StoreRoot& root, HashCache& hashes, const std::string& name,
-                         const Compare& compare);
+  // Nothing if its contents decide, for which HasSignature is there.
+  [[nodiscard]] std::optional<int> Open(const StoreRoot& root, const std::string& name,
+                                        const Compare& compare);
 
-  // The same, if that takes no wait: nothing, if it would, or if there is no such file.
+  // The same, if that takes no wait: nothing if it would, or if there is no such file.
   [[nodiscard]] std::optional<int> OpenAtOnce(const StoreRoot& root, const std::string& name,
                                               const Compare& compare);
+
+  // True if the client's copy has the same contents. Takes as long as the file has bytes.
+  [[nodiscard]] bool HasSignature(HashCache& hashes, const std::string& stamp) const {
+    return server::HasSignature(hashes, file_.Number(), status_, stamp);
+  }
 
   // From now on what comes is a zlib stream. False without memory.
   [[nodiscard]] bool Pack();
@@ -53,6 +59,8 @@ class GetFile {
   [[nodiscard]] std::uint64_t Size() const { return static_cast<std::uint64_t>(status_.st_size); }
 
  private:
+  [[nodiscard]] std::optional<int> CompareWith(const Compare& compare) const;
+
   static constexpr std::size_t kPiece = 32768;
 
   // Bytes of the file that go through the compressor.

@@ -13,17 +13,19 @@
 namespace tvl::server {
 namespace {
 
-// The kernel's file times move in steps. A file changed a moment ago can change once more within the same
-// step, and nothing but its contents would tell.
+// File times move in steps, and every change of a file sets this one, which nobody can set otherwise. A file
+// changed a moment ago can change once more within the same step, and nothing but its contents would tell.
+// Some file systems keep whole or even seconds only.
 constexpr std::int64_t kStepNanoseconds = 20'000'000;
+constexpr std::int64_t kCoarseStepNanoseconds = 2'000'000'000;
 
 std::int64_t Nanoseconds(const timespec& moment) {
   return moment.tv_sec * std::int64_t{1'000'000'000} + moment.tv_nsec;
 }
 
 bool IsSettled(const struct stat& status, std::int64_t now) {
-  return now - Nanoseconds(status.st_ctim) > kStepNanoseconds &&
-         now - Nanoseconds(status.st_mtim) > kStepNanoseconds;
+  const bool coarse = status.st_ctim.tv_nsec == 0;
+  return now - Nanoseconds(status.st_ctim) > (coarse ? kCoarseStepNanoseconds : kStepNanoseconds);
 }
 
 std::int64_t Now() {
@@ -32,10 +34,10 @@ std::int64_t Now() {
   return Nanoseconds(now);
 }
 
-std::string Hash(int file) {
-  char signature[kSignatureRoom];
-  if (lseek(file, 0, SEEK_SET) != 0) return {};
-  Sha1OfHandle(file, signature);
+SignatureText Hash(int file) {
+  SignatureText signature = {};
+  if (lseek(file, 0, SEEK_SET) != 0) return signature;
+  Sha1OfHandle(file, signature.data());
   lseek(file, 0, SEEK_SET);
   return signature;
 }
@@ -67,6 +69,28 @@ void HashCache::DropOldest() {
   }
 }
 
+// Without memory for the entry: what is there stays as it was.
+HashCache::Entries::iterator HashCache::Begin(const Key& key) {
+  ages_.push_front(key);
+  try {
+    const auto entry = entries_.emplace(key, Entry{{}, true, ages_.begin()}).first;
+    ++computed_;
+    return entry;
+  } catch (...) {
+    ages_.pop_front();
+    throw;
+  }
+}
+
+// Whoever waits for an entry waits until it is kept or has gone. Nothing in here allocates.
+void HashCache::End(Entries::iterator entry, const SignatureText& signature, bool keep) {
+  entry->second.signature = signature;
+  entry->second.busy = false;
+  if (!keep) Forget(entry);
+  DropOldest();
+  done_.notify_all();
+}
+
 std::string HashCache::Signature(int file, const struct stat& status) {
   const Key key = KeyOf(status);
   const bool settled = IsSettled(status, Now());
@@ -75,22 +99,21 @@ std::string HashCache::Signature(int file, const struct stat& status) {
   for (; entry != entries_.end() && entry->second.busy; entry = entries_.find(key)) done_.wait(lock);
   if (entry != entries_.end()) {
     ages_.splice(ages_.begin(), ages_, entry->second.age);
-    return entry->second.signature;
+    return entry->second.signature.data();
   }
-  ages_.push_front(key);
-  entry = entries_.emplace(key, Entry{{}, true, ages_.begin()}).first;
-  ++computed_;
+  entry = Begin(key);
   lock.unlock();
-  std::string signature = Hash(file);
+  const SignatureText signature = Hash(file);
   struct stat after = {};
   const bool unchanged = fstat(file, &after) == 0 && KeyOf(after) == key;
   lock.lock();
-  entry->second.signature = signature;
-  entry->second.busy = false;
-  if (!settled || !unchanged || signature.empty()) Forget(entry);
-  DropOldest();
-  done_.notify_all();
-  return signature;
+  End(entry, signature, settled && unchanged && signature[0] != 0);
+  return signature.data();
+}
+
+bool HasSignature(HashCache& hashes, int file, const struct stat& status, const std::string& stamp) {
+  const std::string signature = stamp.substr(stamp.find('|') + 1);
+  return EqualNoCase(signature.c_str(), hashes.Signature(file, status).c_str());
 }
 
 Verdict CompareStamp(int policy, const struct stat& status, const std::string& stamp) {
@@ -105,13 +128,6 @@ Verdict CompareStamp(int policy, const struct stat& status, const std::string& s
     return EqualNoCase(signature.c_str(), text) ? Verdict::kSame : Verdict::kDifferent;
   }
   return signature.size() == kSignatureRoom - 1 ? Verdict::kByContents : Verdict::kDifferent;
-}
-
-bool IsCurrent(HashCache& hashes, int policy, int file, const struct stat& status, const std::string& stamp) {
-  const Verdict verdict = CompareStamp(policy, status, stamp);
-  if (verdict != Verdict::kByContents) return verdict == Verdict::kSame;
-  const std::string signature = stamp.substr(stamp.find('|') + 1);
-  return EqualNoCase(signature.c_str(), hashes.Signature(file, status).c_str());
 }
 
 }  // namespace tvl::server

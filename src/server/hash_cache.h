@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include <array>
 #include <condition_variable>
 #include <cstddef>
 #include <list>
@@ -11,7 +12,11 @@
 #include <string>
 #include <tuple>
 
+#include "transfer/sha1.h"
+
 namespace tvl::server {
+
+using SignatureText = std::array<char, kSignatureRoom>;
 
 // SHA-1 signatures of files of the store, each computed once as long as the file's size, times and inode
 // stay. Keeps those asked for last. Any thread may use it; who asks for a file that another thread is hashing
@@ -29,13 +34,15 @@ class HashCache {
  private:
   using Key = std::tuple<dev_t, ino_t, off_t, time_t, long, time_t, long>;
   struct Entry {
-    std::string signature;
+    SignatureText signature;
     bool busy = true;
     std::list<Key>::iterator age;
   };
   using Entries = std::map<Key, Entry>;
 
   static Key KeyOf(const struct stat& status);
+  Entries::iterator Begin(const Key& key);
+  void End(Entries::iterator entry, const SignatureText& signature, bool keep);
   void Forget(Entries::iterator entry);
   void DropOldest();
 
@@ -52,9 +59,10 @@ class HashCache {
 enum class Verdict { kDifferent, kSame, kByContents };
 [[nodiscard]] Verdict CompareStamp(int policy, const struct stat& status, const std::string& stamp);
 
-// True if a copy with that stamp is the same as the file under the compare policy.
-[[nodiscard]] bool IsCurrent(HashCache& hashes, int policy, int file, const struct stat& status,
-                             const std::string& stamp);
+// Where that needs a look: true if the copy's signature, in its stamp, is the file's. Reads the whole file,
+// unless it was read before.
+[[nodiscard]] bool HasSignature(HashCache& hashes, int file, const struct stat& status,
+                                const std::string& stamp);
 
 }  // namespace tvl::server
 

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <new>
 #include <string_view>
 
 namespace tvl::server {
@@ -27,23 +28,36 @@ std::string Seconds(std::chrono::microseconds duration) {
   return text;
 }
 
-// In quotes. Names come from clients, so control characters, which could forge a line, are written as
-// escapes. A byte above 0x7F stands as it is in a log for people; as the character of that number in JSON,
-// which must be UTF-8 and whose reader gets the bytes back so.
+// How many bytes of a character of UTF-8 follow its first byte. None for those of the control characters that
+// begin at 0x80, so that they are seen to.
+int Following(unsigned char first) {
+  if (first < 0xC3 || first > 0xF4) return 0;
+  return first < 0xE0 ? 1 : first < 0xF0 ? 2 : 3;
+}
+
+std::string Escape(unsigned char byte) {
+  char escape[8];
+  std::snprintf(escape, sizeof escape, "\\u%04x", byte);
+  return escape;
+}
+
+// In quotes. Names come from clients, so control characters, which could forge a line or steer a terminal,
+// are written as escapes. Another byte above 0x7F stands as it is in a log for people; as the character of
+// that number in JSON, which must be UTF-8 and whose reader gets the bytes back so.
 std::string Quoted(std::string_view text, bool ascii) {
   std::string quoted = "\"";
+  int following = 0;
   for (const char character : text) {
     const auto byte = static_cast<unsigned char>(character);
-    if (byte == '"' || byte == '\\') {
-      quoted += '\\';
-      quoted += character;
-    } else if (byte < 0x20 || byte == 0x7F || (ascii && byte > 0x7F)) {
-      char escape[8];
-      std::snprintf(escape, sizeof escape, "\\u%04x", byte);
-      quoted += escape;
-    } else {
-      quoted += character;
+    const bool inside = byte >= 0x80 && byte < 0xC0 && following > 0;
+    following = inside ? following - 1 : Following(byte);
+    const bool control = byte < 0x20 || byte == 0x7F || (byte >= 0x80 && byte < 0xA0 && !inside);
+    if (control || (ascii && byte > 0x7F)) {
+      quoted += Escape(byte);
+      continue;
     }
+    if (byte == '"' || byte == '\\') quoted += '\\';
+    quoted += character;
   }
   return quoted + '"';
 }
@@ -65,7 +79,9 @@ class JsonMembers {
 }  // namespace
 
 std::string Log::TextLine(const std::string& time, const Event& event) {
-  std::string line = time + " " + (event.client.empty() ? "-" : event.client) + " " + event.what;
+  std::string line = time + " " + (event.client.empty() ? "-" : event.client);
+  if (!event.who.empty()) line += " " + Quoted(event.who, false);
+  line += " " + event.what;
   if (!event.name.empty()) line += " " + Quoted(event.name, false);
   if (event.code) line += " code=" + std::to_string(*event.code);
   if (event.bytes) line += " bytes=" + std::to_string(*event.bytes);
@@ -78,6 +94,7 @@ std::string Log::JsonLine(const std::string& time, const Event& event) {
   JsonMembers members;
   members.Text("time", time);
   members.Text("client", event.client);
+  members.Text("who", event.who);
   members.Text("what", event.what);
   members.Text("name", event.name);
   if (event.code) members.Add("code", std::to_string(*event.code));
@@ -87,10 +104,12 @@ std::string Log::JsonLine(const std::string& time, const Event& event) {
   return members.Line();
 }
 
-// Whole lines in one call each, so that lines of several processes on one file stay whole.
-void Log::Write(const Event& event) const {
+// Whole lines in one call each, so that lines of several processes on one file stay whole. A line for which
+// there is no memory is lost: what it tells of goes on.
+void Log::Write(const Event& event) const try {
   const std::string line = json_ ? JsonLine(Now(), event) : TextLine(Now(), event);
   [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, line.data(), line.size());
+} catch (const std::bad_alloc&) {
 }
 
 }  // namespace tvl::server

@@ -10,13 +10,14 @@ namespace tvl::server {
 
 // One thing that happened; what is empty or absent isn't told.
 struct Event {
-  std::string client;
   std::string what;
-  std::string name;
-  std::optional<int> code;
-  std::optional<std::uint64_t> bytes;
-  std::optional<std::chrono::microseconds> duration;
-  std::string note;
+  std::string client = {};  // its address
+  std::string who = {};     // what it says it is
+  std::string name = {};
+  std::optional<int> code = {};
+  std::optional<std::uint64_t> bytes = {};
+  std::optional<std::chrono::microseconds> duration = {};
+  std::string note = {};
 };
 
 // Writes events to standard error, a line each, as text or as JSON.

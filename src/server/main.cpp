@@ -27,7 +27,7 @@ void FitClients(Options& options, const Log& log) {
   const std::size_t fitting = MakeRoomForClients(options.max_clients);
   if (fitting == options.max_clients) return;
   options.max_clients = fitting;
-  log.Write({{}, "limit", {}, {}, {}, {}, "open files suffice for " + std::to_string(fitting) + " clients"});
+  log.Write({.what = "limit", .note = "open files suffice for " + std::to_string(fitting) + " clients"});
 }
 
 void Serve(Options& options) {
@@ -36,7 +36,7 @@ void Serve(Options& options) {
   FitClients(options, Log(options.log_json));
   Service service(options, config);
   if (const int removed = service.parts.RemoveLeftovers(service.root)) {
-    service.log.Write({{}, "tidy", {}, {}, {}, {}, std::to_string(removed) + " unfinished puts removed"});
+    service.log.Write({.what = "tidy", .note = std::to_string(removed) + " unfinished puts removed"});
   }
   Server server(service);
   server.Listen();

@@ -16,47 +16,67 @@ namespace tvl::server {
 struct Session::PutTransfer {
   static constexpr std::size_t kBlock = 3 * protocol::kPutChunk;
 
+  GetFile stored;  // what is there, while it is compared
   std::unique_ptr<PutFile> file;
   std::string gathered;
   std::string written;
   std::optional<Begun<int>> write;
   std::uint64_t taken = 0;
   int code = TVL_OK;
+  bool landed = false;
 };
 
 asio::awaitable<bool> Session::Put(std::string_view command) {
   const Stopwatch watch;
   const FileRequest asked = ParseFileRequest(command);
   auto transfer = std::make_shared<PutTransfer>();
-  transfer->code =
-      co_await RunOn(service_.files, [this, &asked, &transfer] { return OpenPut(asked, *transfer); });
+  transfer->code = co_await OpenPut(asked, *transfer);
   bool go_on = co_await ReplyNumber(transfer->code);
   if (go_on && transfer->code == TVL_OK) go_on = co_await TakeChunks(transfer);
   co_await DropPut(transfer);
-  Event event = {{}, "put", asked.name, transfer->code, transfer->taken, watch.Elapsed(), {}};
-  if (!go_on || pending_) event.note = "broken off";
+  Event event = {.what = "put",
+                 .name = asked.name,
+                 .code = transfer->code,
+                 .bytes = transfer->taken,
+                 .duration = watch.Elapsed()};
+  if ((!go_on || pending_) && !transfer->landed) event.note = "broken off";
   Tell(std::move(event));
   co_return go_on;
 }
 
-int Session::OpenPut(const FileRequest& asked, PutTransfer& transfer) {
+asio::awaitable<int> Session::OpenPut(const FileRequest& asked, PutTransfer& transfer) {
   const std::optional<std::string> name = CleanName(asked.name);
-  if (!name || right_ != Right::kWrite) return TVL_ERR_SERVER_FILE;
-  if (DecidesByItself(asked) || HasCurrent({*name, asked.stamp})) return TVL_ERR_IN_CACHE;
+  if (!name || right_ != Right::kWrite) co_return TVL_ERR_SERVER_FILE;
+  if (DecidesByItself(asked)) co_return TVL_ERR_IN_CACHE;
+  const std::optional<int> code = co_await RunOn(
+      service_.files, [this, &name, &asked, &transfer] { return FindPut(*name, asked, transfer); });
+  if (code) co_return *code;
+  const bool same = co_await RunOn(service_.hashing, [this, &asked, &transfer] {
+    return transfer.stored.HasSignature(service_.hashes, asked.stamp);
+  });
+  if (same) co_return TVL_ERR_IN_CACHE;
+  const int begun =
+      co_await RunOn(service_.files, [this, &name, &transfer] { return BeginPut(*name, transfer); });
+  co_return begun;
+}
+
+// Nothing if the contents decide whether the store's file is the same as the one that would come.
+std::optional<int> Session::FindPut(const std::string& name, const FileRequest& asked,
+                                    PutTransfer& transfer) {
+  if (asked.stamp == protocol::kForcedStamp) return BeginPut(name, transfer);
+  const GetFile::Compare compare = {service_.config.fileCompare, asked.stamp};
+  const std::optional<int> code = transfer.stored.Open(service_.root, name, compare);
+  return !code || code == TVL_ERR_IN_CACHE ? code : BeginPut(name, transfer);
+}
+
+int Session::BeginPut(const std::string& name, PutTransfer& transfer) {
+  transfer.stored = GetFile();
   auto file = std::make_unique<PutFile>(service_.root, service_.parts, service_.options.max_file,
                                         service_.config.zipOnTransfert != 0);
-  if (const int code = file->Find(*name)) return code;
+  if (const int code = file->Find(name)) return code;
   if (const int code = file->Begin()) return code;
   transfer.file = std::move(file);
   return TVL_OK;
-}
-
-// The store's file is the same as the one that would come.
-bool Session::HasCurrent(const FileRequest& asked) {
-  if (asked.stamp == protocol::kForcedStamp) return false;
-  GetFile file;
-  const GetFile::Compare compare = {service_.config.fileCompare, asked.stamp};
-  return file.Open(service_.root, service_.hashes, asked.name, compare) == TVL_ERR_IN_CACHE;
 }
 
 asio::awaitable<bool> Session::TakeChunks(const std::shared_ptr<PutTransfer>& transfer) {
@@ -72,6 +92,7 @@ asio::awaitable<bool> Session::TakeChunks(const std::shared_ptr<PutTransfer>& tr
     std::int64_t time = 0;
     if (data.empty()) {
       transfer->code = co_await EndPut(transfer, time);
+      transfer->landed = transfer->code == TVL_OK;
     } else {
       transfer->code = co_await TakeChunk(transfer, data);
     }

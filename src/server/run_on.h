@@ -1,14 +1,17 @@
 #ifndef TVL_SERVER_RUN_ON_H
 #define TVL_SERVER_RUN_ON_H
 
-#include <asio/associated_executor.hpp>
 #include <asio/awaitable.hpp>
 #include <asio/post.hpp>
+#include <asio/this_coro.hpp>
 #include <asio/thread_pool.hpp>
 #include <asio/use_awaitable.hpp>
+#include <chrono>
 #include <exception>
 #include <memory>
+#include <new>
 #include <optional>
+#include <thread>
 #include <type_traits>
 #include <utility>
 
@@ -18,30 +21,8 @@ namespace tvl::server {
 // variable is made of, never part of a condition; and its operands make no temporary that has something to
 // destroy.
 
-// Runs `work` on a thread of the pool and gives its result, or what it throws, to the coroutine that waits,
-// in which what the work refers to stays until then.
-template <typename Work, typename Result = std::invoke_result_t<Work&>>
-asio::awaitable<Result> RunOn(asio::thread_pool& pool, Work work) {
-  static_assert(std::is_trivially_copyable_v<Work>, "capture references only");
-  return asio::async_initiate<const asio::use_awaitable_t<>&, void(std::exception_ptr, Result)>(
-      [&pool](auto handler, Work job) {
-        asio::post(pool, [handler = std::move(handler), job = std::move(job)]() mutable {
-          std::exception_ptr problem;
-          Result result = {};
-          try {
-            result = job();
-          } catch (...) {
-            problem = std::current_exception();
-          }
-          const auto executor = asio::get_associated_executor(handler);
-          asio::post(executor,
-                     [handler = std::move(handler), problem, result]() mutable { handler(problem, result); });
-        });
-      },
-      asio::use_awaitable, std::move(work));
-}
-
-// A piece of work on the pool, begun at once, whose end a coroutine on `executor` waits for later.
+// A piece of work on the pool, begun at once, whose end a coroutine on `executor` waits for later. What the
+// work throws, the coroutine gets.
 template <typename Result>
 class Begun {
  public:
@@ -49,16 +30,21 @@ class Begun {
   Begun(asio::thread_pool& pool, const asio::any_io_executor& executor, Work work)
       : state_(std::make_shared<State>()) {
     asio::post(pool, [state = state_, executor, work = std::move(work)]() mutable {
-      const Result result = work();
-      asio::post(executor, [state = std::move(state), result] { state->Finish(result); });
+      try {
+        state->result = work();
+      } catch (...) {
+        state->problem = std::current_exception();
+      }
+      PostSurely(executor, std::move(state));
     });
   }
 
   asio::awaitable<Result> End() {
-    if (!state_->result) {
+    if (!state_->over) {
       co_await asio::async_initiate<const asio::use_awaitable_t<>&, void()>(
           [this](Handler handler) { state_->waiter.emplace(std::move(handler)); }, asio::use_awaitable);
     }
+    if (state_->problem) std::rethrow_exception(state_->problem);
     co_return *state_->result;
   }
 
@@ -67,10 +53,12 @@ class Begun {
 
   struct State {
     std::optional<Result> result;
-    std::optional<Handler> waiter;
+    std::exception_ptr problem;
+    std::optional<Handler> waiter;  // this and what follows on the executor alone
+    bool over = false;
 
-    void Finish(Result value) {
-      result = value;
+    void Finish() {
+      over = true;
       if (!waiter) return;
       Handler handler = std::move(*waiter);
       waiter.reset();
@@ -78,8 +66,33 @@ class Begun {
     }
   };
 
+  // An exception would end the program, and without the news the coroutine would wait for ever; so for want
+  // of memory it is tried again.
+  static void PostSurely(const asio::any_io_executor& executor, std::shared_ptr<State> state) {
+    constexpr std::chrono::milliseconds kPause(10);
+    for (;;) {
+      try {
+        asio::post(executor, [state] { state->Finish(); });
+        return;
+      } catch (const std::bad_alloc&) {
+        std::this_thread::sleep_for(kPause);
+      }
+    }
+  }
+
   std::shared_ptr<State> state_;
 };
+
+// Runs `work` on a thread of the pool and gives its result, or what it throws, to the coroutine that waits,
+// in which what the work refers to stays until then.
+template <typename Work, typename Result = std::invoke_result_t<Work&>>
+asio::awaitable<Result> RunOn(asio::thread_pool& pool, Work work) {
+  static_assert(std::is_trivially_copyable_v<Work>, "capture references only");
+  const asio::any_io_executor executor = co_await asio::this_coro::executor;
+  Begun<Result> begun(pool, executor, work);
+  Result result = co_await begun.End();
+  co_return result;
+}
 
 }  // namespace tvl::server
 

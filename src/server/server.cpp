@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
+#include <system_error>
 
 namespace tvl::server {
 namespace {
@@ -37,40 +38,52 @@ Server::Server(Service& service)
       context_(1),
       signals_(context_, SIGTERM, SIGINT),
       grace_(context_),
-      room_(context_) {}
+      room_(context_, std::chrono::steady_clock::time_point::max()) {}
 
+// A name may stand for several addresses, of which one that works is enough.
 void Server::Listen() {
   tcp::resolver resolver(context_);
   const Options& options = service_.options;
   unsigned short port = 0;
+  asio::error_code failure = asio::error::host_not_found;
   for (const auto& entry : resolver.resolve(options.host, options.port, tcp::resolver::passive)) {
     tcp::endpoint endpoint = entry.endpoint();
     // Port 0 picks one for the first address, which the others then share.
     if (endpoint.port() == 0) endpoint.port(port);
-    ListenAt(endpoint);
+    if (const asio::error_code problem = ListenAt(endpoint)) {
+      failure = problem;
+      service_.log.Write({.what = "listen", .note = Text(endpoint) + ": " + problem.message()});
+      continue;
+    }
     port = acceptors_.back()->local_endpoint().port();
   }
+  if (acceptors_.empty()) throw std::system_error(failure, "cannot listen on " + options.host);
   if (!options.port_file.empty()) WritePortFile(port);
 }
 
-void Server::ListenAt(tcp::endpoint endpoint) {
+asio::error_code Server::ListenAt(const tcp::endpoint& endpoint) {
   auto acceptor = std::make_unique<Acceptor>(context_);
-  acceptor->open(endpoint.protocol());
-  acceptor->set_option(Acceptor::reuse_address(true));
-  acceptor->bind(endpoint);
-  acceptor->listen();
-  service_.log.Write({{}, "listen", {}, {}, {}, {}, Text(acceptor->local_endpoint())});
+  asio::error_code problem;
+  acceptor->open(endpoint.protocol(), problem);
+  if (!problem) acceptor->set_option(Acceptor::reuse_address(true), problem);
+  if (!problem) acceptor->bind(endpoint, problem);
+  if (!problem) acceptor->listen(tcp::socket::max_listen_connections, problem);
+  if (problem) return problem;
+  service_.log.Write({.what = "listen", .note = Text(acceptor->local_endpoint())});
   acceptors_.push_back(std::move(acceptor));
+  return problem;
 }
 
 // In one step, so that who waits for the file finds the number in it.
 void Server::WritePortFile(unsigned int port) const {
   const std::string path = service_.options.port_file;
   const std::string fresh = path + ".new";
-  std::ofstream(fresh) << port << '\n';
+  std::ofstream file(fresh);
+  file << port << '\n';
+  file.close();
   std::error_code problem;
-  std::filesystem::rename(fresh, path, problem);
-  if (problem) throw std::runtime_error("port file cannot be written: " + path);
+  if (file) std::filesystem::rename(fresh, path, problem);
+  if (!file || problem) throw std::runtime_error("port file cannot be written: " + path);
 }
 
 void Server::Run() {
@@ -83,31 +96,40 @@ void Server::Run() {
   context_.run();
 }
 
+// Where a client can't be let in, for want of memory or descriptors, those that are in go on, and some that
+// end make room for it.
 asio::awaitable<void> Server::Accept(Acceptor& acceptor) {
   asio::steady_timer pause(context_);
+  bool failed = false;
   while (!finishing_) {
-    co_await WaitForRoom();
-    if (finishing_) co_return;
-    tcp::socket socket(context_);
-    asio::error_code problem;
-    co_await acceptor.async_accept(socket, asio::redirect_error(asio::use_awaitable, problem));
-    if (finishing_) co_return;
-    if (!problem) {
-      Begin(std::move(socket));
-      continue;
+    try {
+      if (failed) {
+        pause.expires_after(kAcceptPause);
+        co_await pause.async_wait(asio::use_awaitable);
+      }
+      failed = false;
+      co_await AcceptNext(acceptor);
+    } catch (const std::exception& problem) {
+      failed = true;
+      service_.log.Write({.what = "accept", .note = problem.what()});
     }
-    if (problem == asio::error::connection_aborted) continue;
-    service_.log.Write({{}, "accept", {}, {}, {}, {}, problem.message()});
-    pause.expires_after(kAcceptPause);
-    co_await pause.async_wait(asio::redirect_error(asio::use_awaitable, problem));
   }
 }
 
-// As long as the lobby is full, clients wait in the kernel's queue.
+asio::awaitable<void> Server::AcceptNext(Acceptor& acceptor) {
+  co_await WaitForRoom();
+  if (finishing_) co_return;
+  tcp::socket socket(context_);
+  asio::error_code problem;
+  co_await acceptor.async_accept(socket, asio::redirect_error(asio::use_awaitable, problem));
+  if (finishing_ || problem == asio::error::connection_aborted) co_return;
+  if (problem) throw asio::system_error(problem);
+  Begin(std::move(socket));
+}
+
 asio::awaitable<void> Server::WaitForRoom() {
   while (!finishing_ && sessions_.size() >= service_.options.max_clients + kInLobby) {
     asio::error_code ignored;
-    room_.expires_at(std::chrono::steady_clock::time_point::max());
     co_await room_.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
   }
 }
@@ -115,7 +137,12 @@ asio::awaitable<void> Server::WaitForRoom() {
 void Server::Begin(tcp::socket socket) {
   auto session = std::make_shared<Session>(service_, std::move(socket));
   sessions_.insert(session);
-  asio::co_spawn(context_, session->Run(), [this, session](const std::exception_ptr&) { End(session); });
+  try {
+    asio::co_spawn(context_, session->Run(), [this, session](const std::exception_ptr&) { End(session); });
+  } catch (...) {
+    sessions_.erase(session);
+    throw;
+  }
 }
 
 void Server::End(const std::shared_ptr<Session>& session) {
@@ -124,21 +151,25 @@ void Server::End(const std::shared_ptr<Session>& session) {
   LeaveIfDone();
 }
 
+bool Server::IsDone() const {
+  return finishing_ && sessions_.empty();
+}
+
 void Server::WaitForSignal() {
   signals_.async_wait([this](const asio::error_code& problem, int /*signal*/) {
-    if (problem) return;
+    if (problem || IsDone()) return;
+    WaitForSignal();
     if (finishing_) {
       CutAll();
     } else {
       Finish();
     }
-    WaitForSignal();
   });
 }
 
 void Server::Finish() {
   finishing_ = true;
-  service_.log.Write({{}, "stop", {}, {}, {}, {}, std::to_string(sessions_.size()) + " clients"});
+  service_.log.Write({.what = "stop", .note = std::to_string(sessions_.size()) + " clients"});
   for (const auto& acceptor : acceptors_) acceptor->close();
   room_.cancel();
   for (const std::shared_ptr<Session>& session : sessions_) session->Finish();
@@ -150,20 +181,20 @@ void Server::Finish() {
 }
 
 void Server::CutAll() {
+  if (IsDone()) return;
   for (const std::shared_ptr<Session>& session : sessions_) session->Cut();
   grace_.expires_after(kUntilForced);
   grace_.async_wait([this](const asio::error_code& problem) {
-    if (problem || sessions_.empty()) return;
-    service_.log.Write({{}, "stop", {}, {}, {}, {}, "the store does not answer"});
+    if (problem || IsDone()) return;
+    service_.log.Write({.what = "stop", .note = "the store does not answer"});
     std::_Exit(EXIT_SUCCESS);
   });
 }
 
 void Server::LeaveIfDone() {
-  if (!finishing_ || !sessions_.empty()) return;
+  if (!IsDone()) return;
   grace_.cancel();
   signals_.cancel();
-  signals_.clear();
 }
 
 }  // namespace tvl::server

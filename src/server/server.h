@@ -31,12 +31,14 @@ class Server {
  private:
   using Acceptor = asio::ip::tcp::acceptor;
 
-  void ListenAt(asio::ip::tcp::endpoint endpoint);
+  [[nodiscard]] asio::error_code ListenAt(const asio::ip::tcp::endpoint& endpoint);
   void WritePortFile(unsigned int port) const;
   asio::awaitable<void> Accept(Acceptor& acceptor);
+  asio::awaitable<void> AcceptNext(Acceptor& acceptor);
   asio::awaitable<void> WaitForRoom();
   void Begin(asio::ip::tcp::socket socket);
   void End(const std::shared_ptr<Session>& session);
+  [[nodiscard]] bool IsDone() const;
   void WaitForSignal();
   void Finish();
   void CutAll();
@@ -47,7 +49,7 @@ class Server {
   std::vector<std::unique_ptr<Acceptor>> acceptors_;
   asio::signal_set signals_;
   asio::steady_timer grace_;
-  asio::steady_timer room_;  // cancelled when a session has ended
+  asio::steady_timer room_;  // never expires; cancelled when a session has ended
   std::set<std::shared_ptr<Session>> sessions_;
   bool finishing_ = false;
 };

@@ -6,6 +6,7 @@ namespace tvl::server {
 namespace {
 
 constexpr std::size_t kFileThreads = 4;
+constexpr std::size_t kHashingThreads = 2;
 constexpr std::size_t kSignaturesKept = 16384;
 
 std::string Host(const char* path) {
@@ -30,10 +31,12 @@ Service::Service(const Options& given, CConfig& loaded)
       parts(WithoutSlash(Host(loaded.tmpDir))),
       hashes(kSignaturesKept),
       files(kFileThreads),
+      hashing(kHashingThreads),
       engine(1) {}
 
 Service::~Service() {
   files.join();
+  hashing.join();
   engine.join();
 }
 

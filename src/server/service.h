@@ -28,9 +28,10 @@ struct Service {
   StoreRoot root;
   Parts parts;
   HashCache hashes;
-  asio::thread_pool files;   // whatever may wait for the disk
-  asio::thread_pool engine;  // one thread: presence and locks
-  std::size_t clients = 0;   // accepted and not gone
+  asio::thread_pool files;    // whatever may wait for the disk
+  asio::thread_pool hashing;  // what reads whole files
+  asio::thread_pool engine;   // one thread: presence and locks
+  std::size_t clients = 0;    // accepted and not gone
 };
 
 }  // namespace tvl::server

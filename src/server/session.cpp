@@ -15,6 +15,7 @@ namespace {
 constexpr std::string_view kUnknownCommand("\0", 1);
 constexpr char kNoAddress[] = "0.0.0.0";
 constexpr char kThisMachine[] = "127.0.0.1";
+constexpr std::size_t kLongestToldName = 260;
 
 // The address as markers and lock rows have it, where there is room for IPv4 alone.
 std::string DottedAddress(const asio::ip::address& address) {
@@ -31,7 +32,7 @@ const Session::Command Session::kCommands[] = {{protocol::kGet, &Session::Get},
                                                {protocol::kUnlock, &Session::LockObject}};
 
 Session::Session(Service& service, asio::ip::tcp::socket socket)
-    : service_(service), stream_(std::make_shared<Stream>(std::move(socket))) {}
+    : service_(service), stream_(std::make_shared<Stream>(std::move(socket), service.options.send_timeout)) {}
 
 asio::awaitable<void> Session::Run() {
   const Stopwatch watch;
@@ -44,7 +45,8 @@ asio::awaitable<void> Session::Run() {
   // Whoever sees the connection end knows that the locks are free.
   co_await Leave();
   stream_->Close();
-  Event event = {{}, "end", {}, {}, {}, watch.Elapsed(), problem.empty() ? stream_->Ending() : problem};
+  if (problem.empty()) problem = stream_->Ending();
+  Event event = {.what = "end", .duration = watch.Elapsed(), .note = problem};
   Tell(std::move(event));
 }
 
@@ -70,7 +72,7 @@ asio::awaitable<bool> Session::Admit() {
   const bool came = co_await stream_->ReceiveHandshake(packet, until);
   if (!came) co_return false;
   const std::optional<Handshake> handshake = ParseHandshake(packet);
-  if (!handshake) co_return false;
+  if (!handshake) co_return stream_->End("broken handshake");
   identity_ = CleanIdentity(*handshake);
   right_ = service_.options.tags.RightOf(handshake->tag);
   const char* refusal = nullptr;
@@ -93,7 +95,7 @@ asio::awaitable<bool> Session::Admit() {
 // A refused client says its "X" first. Closed before that, with its bytes unread, the connection would be
 // reset and the answer might not arrive.
 asio::awaitable<void> Session::Refuse(const char* why, std::chrono::steady_clock::time_point until) {
-  Event event = {{}, "refuse", {}, TVL_ERR_TCP_CONNECT, {}, {}, why};
+  Event event = {.what = "refuse", .code = TVL_ERR_TCP_CONNECT, .note = why};
   Tell(std::move(event));
   const std::string text = RefuseText(TVL_ERR_TCP_CONNECT);
   const bool sent = co_await Reply(text);
@@ -111,7 +113,7 @@ asio::awaitable<bool> Session::Enter() {
   });
   const Welcome welcome = {number_, service_.config.zipOnTransfert, service_.config.fileCompare,
                            service_.short_name, service_.long_name};
-  Event event = {{}, "enter", {}, {}, {}, watch.Elapsed(), {}};
+  Event event = {.what = "enter", .duration = watch.Elapsed()};
   if (!instance_->IsPresent()) event.note = "without presence: no marker could be made";
   Tell(std::move(event));
   const std::string text = AcceptText(welcome);
@@ -121,11 +123,12 @@ asio::awaitable<bool> Session::Enter() {
 
 // Gives presence and locks back. A put that was going on has been dropped before.
 asio::awaitable<void> Session::Leave() {
+  if (std::exchange(admitted_, false)) --service_.clients;
+  if (!instance_) co_return;
   co_await RunOn(service_.engine, [this] {
     instance_.reset();
     return 0;
   });
-  if (std::exchange(admitted_, false)) --service_.clients;
 }
 
 asio::awaitable<void> Session::Exchange() {
@@ -173,8 +176,10 @@ asio::awaitable<bool> Session::LockObject(std::string_view command) {
   const std::string object(command.substr(1));
   const std::string answer = co_await RunOn(
       service_.engine, [this, letter, &object] { return instance_->AnswerLock(letter, object); });
-  Event event = {{}, letter == protocol::kLock ? "lock" : "unlock", object, {}, {}, watch.Elapsed(), {}};
-  event.note = "state=" + answer.substr(0, 1);
+  Event event = {.what = letter == protocol::kLock ? "lock" : "unlock",
+                 .name = object,
+                 .duration = watch.Elapsed(),
+                 .note = "state=" + answer.substr(0, 1)};
   Tell(std::move(event));
   const bool sent = co_await Reply(answer);
   co_return sent;
@@ -200,7 +205,7 @@ asio::awaitable<bool> Session::Reply(std::string_view payload) {
   std::string packet(protocol::kHeadSize, '\0');
   protocol::WriteLength(packet.data() + 1, payload.size());
   packet += payload;
-  const bool sent = co_await stream_->Send(packet, service_.options.send_timeout);
+  const bool sent = co_await stream_->Send(packet);
   co_return sent;
 }
 
@@ -210,15 +215,17 @@ asio::awaitable<bool> Session::ReplyNumber(int number) {
   co_return sent;
 }
 
-std::string Session::ClientText() const {
-  std::string text = stream_->Peer().address().to_string() + ":" + std::to_string(stream_->Peer().port());
-  if (identity_.computer.empty()) return text;
-  text += " " + identity_.computer + "/" + identity_.user + "/" + identity_.client_class;
+std::string Session::Who() const {
+  if (identity_.computer.empty()) return {};
+  const std::string text = identity_.computer + "/" + identity_.user + "/" + identity_.client_class;
   return number_ == 0 ? text : text + "#" + std::to_string(number_);
 }
 
+// No name of a file or an object that there can be is cut.
 void Session::Tell(Event event) const {
-  event.client = ClientText();
+  event.client = stream_->Peer().address().to_string() + ":" + std::to_string(stream_->Peer().port());
+  event.who = Who();
+  if (event.name.size() > kLongestToldName) event.name.resize(kLongestToldName);
   service_.log.Write(event);
 }
 

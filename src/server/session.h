@@ -61,13 +61,16 @@ class Session {
   asio::awaitable<void> Leave();
 
   asio::awaitable<bool> Get(std::string_view command);
-  int OpenGet(const FileRequest& asked, Transfer& transfer);
+  asio::awaitable<int> OpenGet(const FileRequest& asked, Transfer& transfer);
+  std::optional<int> FindGet(const FileRequest& asked, Transfer& transfer) const;
+  int BeginGet(Transfer& transfer) const;
   std::optional<int> OpenGetAtOnce(const FileRequest& asked, Transfer& transfer) const;
   asio::awaitable<bool> SendChunks(const std::shared_ptr<Transfer>& transfer);
 
   asio::awaitable<bool> Put(std::string_view command);
-  int OpenPut(const FileRequest& asked, PutTransfer& transfer);
-  bool HasCurrent(const FileRequest& asked);
+  asio::awaitable<int> OpenPut(const FileRequest& asked, PutTransfer& transfer);
+  std::optional<int> FindPut(const std::string& name, const FileRequest& asked, PutTransfer& transfer);
+  int BeginPut(const std::string& name, PutTransfer& transfer);
   asio::awaitable<bool> TakeChunks(const std::shared_ptr<PutTransfer>& transfer);
   asio::awaitable<int> TakeChunk(const std::shared_ptr<PutTransfer>& transfer, std::string_view data);
   asio::awaitable<int> EndPut(const std::shared_ptr<PutTransfer>& transfer, std::int64_t& time);
@@ -81,7 +84,7 @@ class Session {
   asio::awaitable<bool> Receive(std::string_view& payload);
   bool DecidesByItself(const FileRequest& asked) const;
   static FileRequest ParseFileRequest(std::string_view command);
-  [[nodiscard]] std::string ClientText() const;
+  [[nodiscard]] std::string Who() const;
   void Tell(Event event) const;
 
   Service& service_;

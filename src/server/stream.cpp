@@ -2,6 +2,7 @@
 
 #include <netinet/tcp.h>
 
+#include <algorithm>
 #include <asio/buffer.hpp>
 #include <asio/post.hpp>
 #include <asio/redirect_error.hpp>
@@ -13,9 +14,12 @@ namespace tvl::server {
 namespace {
 
 // A peer that vanished without a word is found within two minutes: a minute of silence, then six questions.
+// Nothing is asked while an answer that was sent is on its way, so that has its own limit.
 constexpr int kSilence = 60;
 constexpr int kBetweenQuestions = 10;
 constexpr int kQuestions = 6;
+constexpr Duration kUnacknowledged = std::chrono::minutes(2);
+constexpr Duration kLongestUnacknowledged = std::chrono::hours(24);
 
 // Packets that a client sent ahead are worked off without a wait; after so many others get their turn.
 constexpr int kTurnsInARow = 32;
@@ -25,7 +29,8 @@ using TcpOption = asio::detail::socket_option::integer<IPPROTO_TCP, Name>;
 
 }  // namespace
 
-Stream::Stream(asio::ip::tcp::socket socket) : socket_(std::move(socket)), timer_(socket_.get_executor()) {
+Stream::Stream(asio::ip::tcp::socket socket, Duration send_limit)
+    : socket_(std::move(socket)), send_limit_(send_limit), timer_(socket_.get_executor()) {
   asio::error_code ignored;
   peer_ = socket_.remote_endpoint(ignored);
   socket_.non_blocking(true, ignored);
@@ -34,6 +39,10 @@ Stream::Stream(asio::ip::tcp::socket socket) : socket_(std::move(socket)), timer
   socket_.set_option(TcpOption<TCP_KEEPIDLE>(kSilence), ignored);
   socket_.set_option(TcpOption<TCP_KEEPINTVL>(kBetweenQuestions), ignored);
   socket_.set_option(TcpOption<TCP_KEEPCNT>(kQuestions), ignored);
+  // It runs as well while a client that is there takes nothing.
+  const auto limit = static_cast<int>(
+      std::min<Duration>(std::max(kUnacknowledged, send_limit_), kLongestUnacknowledged).count());
+  socket_.set_option(TcpOption<TCP_USER_TIMEOUT>(limit), ignored);
 }
 
 Stream::Clock::time_point Stream::After(Duration limit) {
@@ -53,14 +62,15 @@ void Stream::Cut() {
 void Stream::Close() {
   asio::error_code ignored;
   socket_.close(ignored);
-  timer_.cancel();
+  timer_.expires_at(Clock::time_point::max());
 }
 
 asio::awaitable<bool> Stream::Receive(std::string_view& payload, Duration limit) {
   co_await LetOthers();
+  const Clock::time_point until = After(limit);
   PacketReader::Result result = reader_.Next(payload);
   while (result == PacketReader::Result::kNeedsMore) {
-    const bool came = co_await ReadMore(After(limit));
+    const bool came = co_await ReadMore(until);
     if (!came) co_return false;
     result = reader_.Next(payload);
   }
@@ -79,11 +89,12 @@ asio::awaitable<bool> Stream::ReceiveHandshake(std::string_view& packet, Clock::
 
 asio::awaitable<void> Stream::Drain(Clock::time_point until) {
   std::string_view payload;
-  for (;;) {
+  while (Clock::now() < until) {
     const PacketReader::Result result = reader_.Next(payload);
     if (result == PacketReader::Result::kBroken) co_return;
     if (result == PacketReader::Result::kPacket && payload.starts_with(protocol::kEnd)) co_return;
     if (result == PacketReader::Result::kPacket) continue;
+    co_await LetOthers();
     const bool came = co_await ReadMore(until);
     if (!came) co_return;
   }
@@ -107,7 +118,7 @@ asio::awaitable<bool> Stream::ReadMore(Clock::time_point until) {
   }
 }
 
-asio::awaitable<bool> Stream::Send(std::string_view bytes, Duration limit) {
+asio::awaitable<bool> Stream::Send(std::string_view bytes) {
   while (!bytes.empty()) {
     if (!socket_.is_open()) co_return false;
     asio::error_code problem;
@@ -115,7 +126,7 @@ asio::awaitable<bool> Stream::Send(std::string_view bytes, Duration limit) {
     bytes.remove_prefix(count);
     if (!problem || problem == asio::error::interrupted) continue;
     if (problem != asio::error::would_block) co_return End("connection lost");
-    const bool ready = co_await WaitFor(asio::ip::tcp::socket::wait_write, After(limit));
+    const bool ready = co_await WaitFor(asio::ip::tcp::socket::wait_write, After(send_limit_));
     if (!ready) co_return false;
   }
   co_return true;
@@ -130,14 +141,14 @@ asio::awaitable<bool> Stream::WaitFor(WaitType type, Clock::time_point until) {
   co_await socket_.async_wait(type, asio::redirect_error(asio::use_awaitable, problem));
   waiting_ = false;
   turns_ = 0;
-  if (until != Clock::time_point::max()) timer_.cancel();
+  if (until != Clock::time_point::max()) timer_.expires_at(Clock::time_point::max());
   if (!socket_.is_open()) co_return false;
   if (late_) co_return End("out of time");
   co_return !problem || End("connection lost");
 }
 
-// A handler that was on its way when its timer was set anew or cancelled finds a later expiry, or nobody
-// waiting.
+// A handler that was on its way when its timer was set anew finds a later expiry. That is why a wait that is
+// over sets the timer to a time that never comes, and doesn't just cancel it.
 void Stream::ArmTimer(Clock::time_point until) {
   timer_.expires_at(until);
   timer_.async_wait([weak = weak_from_this()](const asio::error_code& problem) {

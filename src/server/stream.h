@@ -19,10 +19,11 @@ constexpr Duration kForEver = Duration::zero();
 // the network, and a client that sends or takes nothing costs no time. On the thread of its executor only.
 class Stream : public std::enable_shared_from_this<Stream> {
  public:
-  explicit Stream(asio::ip::tcp::socket socket);
+  // `send_limit`: how long the client may take nothing of what is sent.
+  Stream(asio::ip::tcp::socket socket, Duration send_limit);
 
   // The next packet's payload, or the handshake. It holds until the next call. False at the end of the
-  // stream, for a broken packet, and if nothing came for `limit`.
+  // stream, for a broken packet, and if the packet has not come whole within `limit`.
   asio::awaitable<bool> Receive(std::string_view& payload, Duration limit);
   asio::awaitable<bool> ReceiveHandshake(std::string_view& packet,
                                          std::chrono::steady_clock::time_point until);
@@ -30,8 +31,8 @@ class Stream : public std::enable_shared_from_this<Stream> {
   // Receives and drops until the end of the stream, the packet that ends a connection, or the given time.
   asio::awaitable<void> Drain(std::chrono::steady_clock::time_point until);
 
-  // False if the client is gone, or took nothing for `limit`.
-  asio::awaitable<bool> Send(std::string_view bytes, Duration limit);
+  // False if the client is gone, or took nothing for too long.
+  asio::awaitable<bool> Send(std::string_view bytes);
 
   // Ends every wait, now and later. Cut says that it was us.
   void Close();
@@ -39,6 +40,9 @@ class Stream : public std::enable_shared_from_this<Stream> {
 
   // Gives back what long packets took.
   void Shrink() { reader_.Shrink(); }
+
+  // Notes why the connection ends. False.
+  bool End(const char* why);
 
   // Why the last Receive or Send gave false.
   [[nodiscard]] const char* Ending() const { return ending_; }
@@ -55,10 +59,10 @@ class Stream : public std::enable_shared_from_this<Stream> {
   asio::awaitable<bool> WaitFor(WaitType type, Clock::time_point until);
   asio::awaitable<void> LetOthers();
   void ArmTimer(Clock::time_point until);
-  bool End(const char* why);
 
   asio::ip::tcp::socket socket_;
   asio::ip::tcp::endpoint peer_;
+  const Duration send_limit_;
   asio::steady_timer timer_;
   PacketReader reader_;
   const char* ending_ = "";

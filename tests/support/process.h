@@ -38,6 +38,7 @@ class Process {
 
   // Reads standard error, and leaves standard output unread, until `text` has come. False if it never does.
   bool ReadErrorsUntil(const std::string& text);
+  [[nodiscard]] const std::string& Errors() const { return result_.err; }
 
   // Waits until there is standard output to read, and leaves it there. False if there is none.
   [[nodiscard]] bool AwaitOutput() const;

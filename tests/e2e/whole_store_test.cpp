@@ -1,0 +1,319 @@
+// One application's whole way through the library, as it is installed: the shared library and its public
+// headers, a second client as a process, and a server as another.
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include <tvlclient/tvlclient.h>
+
+#include "support/arg.h"
+#include "support/process.h"
+#include "support/temp_folder.h"
+#include "versions/executable_file.h"
+
+namespace {
+
+using std::string;
+
+constexpr char kVersion[] = "@versione=5.3@build=110423";
+constexpr int kTotal = 53110423;
+
+// What a lock operation tells.
+struct LockAnswer {
+  int state = -1;
+  int pid = -1;
+};
+
+class WholeStore : public testing::Test {
+ protected:
+  WholeStore() {
+    EXPECT_EQ(RunProcess({{TVL_PROGRAM, "init", folder_.Host("store")}}).exit, 0);
+    folder_.Write("store/tvl.ini", Configuration(0));
+    folder_.Write("packed.ini", Configuration(1));
+    folder_.Write("store/version.txt", kVersion);
+    folder_.Write("store/packs/upd10.exe", "");
+    folder_.Write("store/packs/upd9b.exe", "");
+    folder_.Make("work");
+  }
+
+  [[nodiscard]] string Configuration(int zip) const {
+    return "[TavolisFileSystem]\nDocumentRoot=" + folder_.Host("store") +
+           "\nShortName=acme\nLongName=Acme and Sons\nZipOnTransfert=" + std::to_string(zip) +
+           "\n[Environments]\nVersionFile=version.txt\nUpdateDirectory=packs\nCOLOUR=green\n";
+  }
+
+  Arg Work() const { return Arg(folder_.Host("work")); }
+  Arg Config() const { return Arg(folder_.Host("store/tvl.ini")); }
+
+  static LockAnswer Lock(const char* object) {
+    LockAnswer answer;
+    EXPECT_EQ(TVLLockObject(Arg(object), &answer.state, nullptr, nullptr, &answer.pid, nullptr, nullptr), 0);
+    return answer;
+  }
+
+  // A get or a put: whether the file was moved.
+  template <typename Operation>
+  static int Moved(Operation operation, const char* name) {
+    int moved = 0;
+    EXPECT_EQ(operation(Arg(name), nullptr, &moved), TVL_OK) << name;
+    return moved;
+  }
+
+  void MoveFiles();
+  void Pack();
+  void ShareLocks();
+  void KeepRows(CTVLClientSmbOpr& store);
+  void CallTheServer();
+  void WorkOnLocalTrees(CTVLClientSmbOpr& store);
+  void WorkOnTheStoresTree(CTVLClientSmbOpr& store);
+  void Synchronise(CTVLClientSmbOpr& store);
+  void AskSmallServices(CTVLClientSmbOpr& store);
+  void AskVersions(CTVLClientSmbOpr& store);
+
+  TempFolder folder_;
+};
+
+void WholeStore::MoveFiles() {
+  folder_.Write("work/docs/a.txt", "first");
+  EXPECT_EQ(Moved(TVLPutFile, "docs/a.txt"), 1);
+  EXPECT_EQ(Moved(TVLPutFile, "docs/a.txt"), 0);
+  EXPECT_EQ(folder_.Read("store/docs/a.txt"), "first");
+  folder_.Write("store/docs/a.txt", "second");
+  EXPECT_EQ(Moved(TVLGetFile, "docs/a.txt"), 1);
+  EXPECT_EQ(folder_.Read("work/docs/a.txt"), "second");
+  int moved = 0;
+  EXPECT_EQ(TVLGetFile(Arg("docs/none"), nullptr, &moved), TVL_ERR_COPY);
+  const string signature = GetFileSignature(Arg(folder_.Host("work/docs/a.txt")));
+  EXPECT_EQ(signature, GetFileSignature(Arg(folder_.Host("store/docs/a.txt"))));
+  EXPECT_EQ(signature, "6|352f7829a2384b001cc12b0c2613c756454a1f6a");
+}
+
+// A client whose configuration has files packed on their way reaches the same store.
+void WholeStore::Pack() {
+  const string text(100000, 't');
+  folder_.Write("work/long.txt", text);
+  CTVLClientSmbOpr packing;
+  ASSERT_EQ(packing.Open(Work(), Arg(folder_.Host("packed.ini")), Arg("pack")), TVL_OK);
+  EXPECT_EQ(packing.ZipOnTransfert(), 1);
+  int moved = 0;
+  EXPECT_EQ(packing.PutRemote(Arg("long.txt"), Arg("long.txt"), &moved), TVL_OK);
+  EXPECT_EQ(packing.GetRemote(Arg("long.txt"), Arg("again.txt"), &(moved = 1)), TVL_OK);
+  EXPECT_EQ(folder_.Read("store/long.txt"), text);
+  EXPECT_EQ(folder_.Read("work/again.txt"), text);
+}
+
+// Another process holds a lock, is seen, and dies without a word.
+void WholeStore::ShareLocks() {
+  Process other({{TVL_PROGRAM, "--config", folder_.Host("store/tvl.ini"), "--work", folder_.Host("work"),
+                  "lock", "ORD1", "--", "sh", "-c", "echo locked >&2; exec sleep 60"}});
+  ASSERT_TRUE(other.ReadErrorsUntil("locked"));
+  const LockAnswer held = Lock("ORD1");
+  EXPECT_EQ(held.state, 2);
+  CTVLClientSmbOpr second;
+  ASSERT_EQ(second.Open(Work(), Config(), Arg("look")), TVL_OK);
+  EXPECT_EQ(second.InstanceId(), 1);
+  int count = 0;
+  CString names;
+  EXPECT_EQ(second.GetProcessesList(Arg("*"), count, names), TVL_OK);
+  EXPECT_EQ(count, 2) << names.GetString();
+  other.Signal(SIGKILL);
+  other.Finish();
+  EXPECT_EQ(second.GetProcessesList(Arg("*"), count, names), TVL_OK);
+  EXPECT_EQ(count, 1) << names.GetString();
+  EXPECT_EQ(Lock("ORD1").state, 1);
+  int state = -1;
+  EXPECT_EQ(TVLUnlockObject(Arg("ORD1"), &state, nullptr, nullptr, nullptr, nullptr, nullptr), TVL_OK);
+  EXPECT_EQ(state, 0);
+}
+
+void WholeStore::KeepRows(CTVLClientSmbOpr& store) {
+  constexpr char kSchema[] = "customer-D8 total-F7.2";
+  constexpr int kLength = 13;
+  CTVLCtreeRecord order;
+  ASSERT_EQ(order.Attach(kSchema, kLength), 1);
+  CTVLCtreeRs orders(&store);
+  ASSERT_EQ(orders.InitAndOpen(Arg("orders"), kLength, 6, 4), TVL_OK);
+  for (const char* key : {"A1", "A2", "B1"}) {
+    ASSERT_EQ(orders.AddNew(key, "", nullptr), 1);
+    ASSERT_EQ(orders.Attach(&order, -1), 1);
+    EXPECT_EQ(orders.SetFieldValueByName("customer", key), 1);
+    EXPECT_EQ(orders.SetFieldValueByName("total", "-12.34"), 1);
+  }
+  EXPECT_EQ(orders.WriteTheBlock(), TVL_OK);
+  orders.Close();
+
+  ASSERT_EQ(orders.Open(Arg("orders")), TVL_OK);
+  ASSERT_EQ(orders.ReadKeyPrefiz(Arg("A")), 1);
+  EXPECT_EQ(orders.Count(), 2);
+  char text[16] = {};
+  ASSERT_TRUE(orders.Last() == 1 && orders.Attach(&order, -1) == 1);
+  EXPECT_EQ(orders.GetFieldValueByName("customer", text), 1);
+  EXPECT_STREQ(text, "A2");
+  EXPECT_EQ(orders.GetFieldValueByName("total", text), 1);
+  EXPECT_STREQ(text, "-12.34");
+  EXPECT_EQ(orders.DeleteKeyPrefiz(Arg("A\x01\x02")), TVL_OK);
+  ASSERT_EQ(orders.ReadKeyPrefiz(Arg("A\x01"
+                                     "B")),
+            1);
+  ASSERT_EQ(orders.Count(), 1);
+  EXPECT_STREQ(orders.Key1(0), "B1    ");
+  orders.Close();
+
+  int handle = 0;
+  int lengths[3] = {};
+  ASSERT_EQ(store.CTFileOpen(Arg("orders"), handle, lengths[0], lengths[1], lengths[2]), TVL_OK);
+  EXPECT_EQ(lengths[0] * 100 + lengths[1] * 10 + lengths[2], 1364);
+  EXPECT_EQ(store.CTFileClose(handle), TVL_OK);
+}
+
+void WholeStore::CallTheServer() {
+  Process server(
+      {{TVL_SERVER_PROGRAM, "--config", folder_.Host("store/tvl.ini"), "--listen", "127.0.0.1:0"}});
+  ASSERT_TRUE(server.ReadErrorsUntil("listen") && server.ReadErrorsUntil("\n"));
+  const string& log = server.Errors();
+  const auto port = static_cast<unsigned int>(std::stoul(log.substr(log.rfind(':') + 1)));
+  LockAnswer held = Lock("ORD2");  // on the directory
+  EXPECT_EQ(held.state, 1);
+  CTVLClientSmbOpr directory;
+  ASSERT_EQ(directory.Open(Work(), Config(), Arg("dire")), TVL_OK);
+
+  ASSERT_EQ(TVLCloseConnection(), TVL_OK);
+  int state = -1;
+  EXPECT_EQ(directory.Lock(Arg("ORD2"), &state, nullptr, nullptr, nullptr, nullptr, nullptr), TVL_OK);
+  EXPECT_EQ(state, 1);  // the first connection's went with it
+  ASSERT_EQ(TVLConnect2Tcp(Work(), Arg(""), Arg("127.0.0.1"), port, Arg("netw"), Arg("")), TVL_OK);
+  char name[64] = {};
+  EXPECT_EQ(TVLConnectionInfos(name, nullptr, nullptr), TVL_OK);
+  EXPECT_STREQ(name, "acme");
+  held = Lock("ORD2");
+  EXPECT_EQ(held.state, 2);
+  EXPECT_EQ(held.pid, getpid());
+  EXPECT_EQ(Lock("ORD3").state, 1);
+  EXPECT_EQ(directory.Lock(Arg("ORD3"), &state, nullptr, nullptr, nullptr, nullptr, nullptr), TVL_OK);
+  EXPECT_EQ(state, 2);
+
+  folder_.Write("work/wire.txt", "over the wire");
+  EXPECT_EQ(Moved(TVLPutFile, "wire.txt"), 1);
+  EXPECT_EQ(Moved(TVLPutFile, "wire.txt"), 0);
+  EXPECT_EQ(folder_.Read("store/wire.txt"), "over the wire");
+  EXPECT_EQ(Moved(TVLGetFile, "packs/upd10.exe"), 1);
+  EXPECT_TRUE(folder_.Exists("work/packs/upd10.exe"));
+  ASSERT_EQ(TVLCloseConnection(), TVL_OK);
+  ASSERT_TRUE(server.ReadErrorsUntil(" end "));
+  EXPECT_EQ(directory.Lock(Arg("ORD3"), &state, nullptr, nullptr, nullptr, nullptr, nullptr), TVL_OK);
+  EXPECT_EQ(state, 1);
+  server.Signal(SIGTERM);
+  EXPECT_EQ(server.Finish().exit, 0);
+}
+
+void WholeStore::WorkOnLocalTrees(CTVLClientSmbOpr& store) {
+  folder_.Write("work/tree/a.txt", "12345");
+  folder_.Write("work/tree/deep/b.txt", "123");
+  std::vector<string> told;
+  const auto tell = [](char* path, unsigned int size, void* list) {
+    static_cast<std::vector<string>*>(list)->push_back(path + (" " + std::to_string(size)));
+  };
+  EXPECT_EQ(store.SizeofDosDir(Arg(folder_.Host("work/tree")), nullptr, nullptr), 8.0);
+  EXPECT_EQ(
+      store.CopyDosDir(Arg(folder_.Host("work/tree")), Arg(folder_.Host("work/twin")), nullptr, nullptr),
+      TVL_OK);
+  int count = 0;
+  CString names;
+  EXPECT_EQ(store.GetLocalDirContent(Arg("twin/deep"), Arg("*.*"), &count, names), TVL_OK);
+  EXPECT_STREQ(names.GetString(), "b.txt");
+  const string deep = folder_.Host("work/twin/deep");
+  EXPECT_EQ(store.RemoveDosDir(Arg(deep), tell, &told), TVL_OK);
+  EXPECT_EQ(told, (std::vector<string>{deep + "\\b.txt 3", deep + " 0"}));
+  EXPECT_EQ(folder_.Tree("work/twin"), std::vector<string>{"a.txt"});
+}
+
+void WholeStore::WorkOnTheStoresTree(CTVLClientSmbOpr& store) {
+  EXPECT_EQ(store.CreateServerDir(Arg("shelf")), TVL_OK);
+  EXPECT_EQ(store.CopyServer2Server(Arg("docs/a.txt"), Arg("shelf"), 1), TVL_OK);
+  EXPECT_EQ(store.RenameServerFile(Arg("shelf/a.txt"), Arg("shelf/b.txt")), TVL_OK);
+  EXPECT_EQ(store.CopyLocalDir2RemoteDir(Arg(folder_.Host("work/tree")), Arg("shelf/tree"), nullptr, nullptr),
+            TVL_OK);
+  EXPECT_EQ(folder_.Tree("store/shelf"),
+            (std::vector<string>{"b.txt", "tree", "tree/a.txt", "tree/deep", "tree/deep/b.txt"}));
+  int count = 0;
+  CString names;
+  EXPECT_EQ(store.GetRemoteDirContent(Arg("shelf"), Arg("B*"), &count, names), TVL_OK);
+  EXPECT_STREQ(names.GetString(), "b.txt");
+  EXPECT_EQ(store.DeleteServerFile(Arg("shelf/b.txt")), TVL_OK);
+  EXPECT_EQ(store.ExistsRemote(Arg("shelf/b.txt")), TVL_ERR_SERVER_FILE);
+  EXPECT_EQ(store.DeleteServerDir(Arg("shelf")), TVL_OK);
+  EXPECT_FALSE(folder_.Exists("store/shelf"));
+}
+
+void WholeStore::Synchronise(CTVLClientSmbOpr& store) {
+  folder_.Write("store/tree/a.txt", "other");
+  folder_.Write("store/tree/left/over.txt", "goes");
+  unsigned int total = 0;
+  EXPECT_EQ(store.SyncDirOpenPutRemote(Arg("tree"), Arg("*.*"), &total), TVL_OK);
+  EXPECT_EQ(total, 8U);
+  EXPECT_EQ(store.SyncDirSyncronize(nullptr, nullptr), TVL_OK);
+  EXPECT_EQ(folder_.Tree("store/tree"), folder_.Tree("work/tree"));
+  EXPECT_EQ(folder_.Read("store/tree/a.txt"), "12345");
+  EXPECT_EQ(store.SyncDirOpenGetRemote(Arg("tree"), Arg("fetched"), Arg("*.*"), &total), TVL_OK);
+  EXPECT_EQ(store.SyncDirSyncronize(nullptr, nullptr), TVL_OK);
+  EXPECT_EQ(folder_.Read("work/fetched/deep/b.txt"), "123");
+}
+
+void WholeStore::AskSmallServices(CTVLClientSmbOpr& store) {
+  CString value;
+  EXPECT_EQ(store.GetEnviron("COLOUR", "none", value), TVL_OK);
+  EXPECT_STREQ(value.GetString(), "green");
+  EXPECT_EQ(store.PutEnviron("COLOUR", "blue"), TVL_OK);
+  EXPECT_EQ(store.GetEnviron("COLOUR", "none", value), TVL_OK);
+  EXPECT_STREQ(value.GetString(), "blue");
+  int count = 0;
+  EXPECT_EQ(store.GetUpdatePacks(Arg("upd"), count, value), TVL_OK);
+  EXPECT_STREQ(value.GetString(), "9;b;upd9b.exe|10; ;upd10.exe");
+}
+
+void WholeStore::AskVersions(CTVLClientSmbOpr& store) {
+  EXPECT_EQ(store.VersionNumber(nullptr, nullptr), static_cast<unsigned int>(kTotal));
+  folder_.Write("work/app.exe",
+                ExecutableFile{.file_version = "5, 3, 0, 1", .special_build = "110423"}.Bytes());
+  int total = 0;
+  EXPECT_EQ(TVLGetVersionFromFile(Arg(folder_.Host("store/version.txt")), nullptr, nullptr, &total), 1);
+  EXPECT_EQ(total, kTotal);
+  EXPECT_STREQ(TVLGetVersionStringFromWinExe(Arg(folder_.Host("work/app.exe"))).GetString(), "5.3.0.1");
+  EXPECT_STREQ(GetTavolisVersionString(kTotal).GetString(), "5.3");
+  EXPECT_STREQ(TVLGetVersionDateFromTotal(kTotal, 0).GetString(), "23/04/2011");
+}
+
+TEST_F(WholeStore, IsAtAnApplicationsService) {
+  EXPECT_EQ(TVLConnect2Dir(Work(), Arg(folder_.Host("none.ini")), Arg("appl")), TVL_ERR_ROOT_UNDEFINED);
+  ASSERT_EQ(TVLConnect2Dir(Work(), Config(), Arg("appl")), TVL_OK);
+  char short_name[64] = {};
+  char long_name[256] = {};
+  int instance = 0;
+  EXPECT_EQ(TVLConnectionInfos(short_name, long_name, &instance), TVL_OK);
+  EXPECT_STREQ(short_name, "acme");
+  EXPECT_STREQ(long_name, "Acme and Sons");
+  EXPECT_EQ(instance, 1);
+  MoveFiles();
+  Pack();
+  ShareLocks();
+  CallTheServer();
+
+  CTVLClientSmbOpr store;
+  ASSERT_EQ(store.Open(Work(), Config(), Arg("tool")), TVL_OK);
+  EXPECT_EQ(std::strlen(store.ServerID()), 40U);
+  KeepRows(store);
+  WorkOnLocalTrees(store);
+  WorkOnTheStoresTree(store);
+  Synchronise(store);
+  AskSmallServices(store);
+  AskVersions(store);
+  EXPECT_EQ(store.Close(), TVL_OK);
+  EXPECT_EQ(TVLCloseConnection(), TVL_ERR_NOT_CONNECTED);
+}
+
+}  // namespace

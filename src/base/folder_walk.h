@@ -13,7 +13,8 @@ namespace tvl {
 class FolderSearch {
  public:
   // `pattern`: the folder's path, a backslash and a pattern.
-  explicit FolderSearch(const char* pattern) : search_(FindFirstFileA(pattern, &found_)) {}
+  explicit FolderSearch(const char* pattern, FolderLinks links = FolderLinks::kLeadingOn)
+      : search_(FindFirst(pattern, &found_, links)) {}
   ~FolderSearch() {
     if (IsOpen()) FindClose(search_);
   }
@@ -43,9 +44,10 @@ enum class WalkEnd {
 // "." and ".." left out, until it gives false. `between` runs once when the search is open and once behind
 // each entry.
 template <typename Visit, typename Between>
-[[nodiscard]] WalkEnd VisitEntries(const PathText& pattern, Visit visit, Between between) {
+[[nodiscard]] WalkEnd VisitEntries(const PathText& pattern, Visit visit, Between between,
+                                   FolderLinks links = FolderLinks::kLeadingOn) {
   if (!pattern.Fits()) return WalkEnd::kBroken;
-  FolderSearch search(pattern.Text());
+  FolderSearch search(pattern.Text(), links);
   bool whole = SearchCameToEnd();  // asked behind each step, before another search can begin
   between();
   for (bool more = search.IsOpen(); more;) {
@@ -60,8 +62,8 @@ template <typename Visit, typename Between>
 // The same with the message pump in between, so the application stays alive during a long walk. False if
 // `visit` ended it; a folder that can't be read counts as an empty one.
 template <typename Visit>
-bool VisitFolder(const PathText& pattern, Visit visit) {
-  return VisitEntries(pattern, visit, PumpMessages) != WalkEnd::kStopped;
+bool VisitFolder(const PathText& pattern, Visit visit, FolderLinks links = FolderLinks::kLeadingOn) {
+  return VisitEntries(pattern, visit, PumpMessages, links) != WalkEnd::kStopped;
 }
 
 }  // namespace tvl

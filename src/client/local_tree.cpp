@@ -103,11 +103,11 @@ int RemoveTree(const PathText& path, DWORD attributes, const Progress& progress)
   if (!path.Fits()) return TVL_ERR_DELETE_FILE;
   if (!IsFolder(attributes) || IsLink(attributes)) return RemoveOneFile(path, progress);
   int code = TVL_OK;
-  const bool emptied = tvl::VisitFolder(BelowTrimmed(path, kEverything), [&](const WIN32_FIND_DATAA& found) {
+  const auto remove = [&](const WIN32_FIND_DATAA& found) {
     code = RemoveTree(BelowTrimmed(path, found.cFileName), found.dwFileAttributes, progress);
     return code == TVL_OK;
-  });
-  if (!emptied) return code;
+  };
+  if (!tvl::VisitFolder(BelowTrimmed(path, kEverything), remove, tvl::FolderLinks::kAll)) return code;
   progress.Tell(path, 0);
   return IsGone(RemoveDirectoryA(path.Text()), path) ? TVL_OK : TVL_ERR_DELETE_DIR;
 }

@@ -55,8 +55,11 @@ bool IsSame(const struct stat& a, const struct stat& b) {
 
 class Search {
  public:
-  Search(const std::string& folder, std::string_view pattern)
-      : folder_(opendir(folder.c_str())), path_(folder), pattern_(pattern == "*.*" ? "*" : pattern) {
+  Search(const std::string& folder, std::string_view pattern, tvl::FolderLinks links)
+      : folder_(opendir(folder.c_str())),
+        path_(folder),
+        pattern_(pattern == "*.*" ? "*" : pattern),
+        links_(links) {
     if (folder_ == nullptr) tvl::NoteError(folder.c_str(), errno);
   }
 
@@ -95,7 +98,7 @@ class Search {
     attributes = is_link ? FILE_ATTRIBUTE_REPARSE_POINT : 0;
     if (is_link && fstatat(folder, entry.d_name, &status, 0) != 0) return true;
     attributes |= S_ISDIR(status.st_mode) ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_NORMAL;
-    return !is_link || !S_ISDIR(status.st_mode) || !LeadsBack(status);
+    return links_ == tvl::FolderLinks::kAll || !is_link || !S_ISDIR(status.st_mode) || !LeadsBack(status);
   }
 
   // True for a folder that is the searched one or above it, by the parents that the file system knows or by
@@ -132,18 +135,20 @@ class Search {
   std::unique_ptr<DIR, CloseFolder> folder_;
   std::string path_;
   std::string pattern_;
+  tvl::FolderLinks links_;
 };
 
 Search* AsSearch(HANDLE search) {
   return reinterpret_cast<Search*>(search);
 }
 
-std::unique_ptr<Search> StartSearch(const char* pattern) try {
+std::unique_ptr<Search> StartSearch(const char* pattern, tvl::FolderLinks links) try {
   const tvl::HostPath host(pattern);
   const std::string_view path = host.Text();
   const std::size_t separator = path.rfind('/');
-  if (separator == std::string_view::npos) return std::make_unique<Search>(".", path);
-  return std::make_unique<Search>(std::string(path.substr(0, separator + 1)), path.substr(separator + 1));
+  if (separator == std::string_view::npos) return std::make_unique<Search>(".", path, links);
+  return std::make_unique<Search>(std::string(path.substr(0, separator + 1)), path.substr(separator + 1),
+                                  links);
 } catch (const std::bad_alloc&) {
   came_to_end = false;
   tvl::NoteError(pattern, ENOMEM);
@@ -153,7 +158,11 @@ std::unique_ptr<Search> StartSearch(const char* pattern) try {
 }  // namespace
 
 HANDLE FindFirstFileA(const char* pattern, WIN32_FIND_DATAA* found) {
-  std::unique_ptr<Search> search = StartSearch(pattern);
+  return tvl::FindFirst(pattern, found, tvl::FolderLinks::kLeadingOn);
+}
+
+HANDLE tvl::FindFirst(const char* pattern, WIN32_FIND_DATAA* found, FolderLinks links) {
+  std::unique_ptr<Search> search = StartSearch(pattern, links);
   if (search == nullptr || !search->Next(found)) return INVALID_HANDLE_VALUE;
   return reinterpret_cast<HANDLE>(search.release());
 }

@@ -15,13 +15,13 @@ using std::string;
 const std::vector<string> kJustTheFile = {"f"};
 
 string Old() {
-  return string(50000, 'o');
+  return string(150000, 'o');
 }
 
-// The packets of a put, one by one.
-std::vector<string> PutPackets() {
-  std::vector<string> packets = {"Pf\t@"};
-  for (int i = 0; i < 3; ++i) packets.push_back("0" + string(30000, 'n'));
+// The packets of a put or a get, one by one.
+std::vector<string> Packets(char letter) {
+  std::vector<string> packets = {string(1, letter) + "f\t@"};
+  for (int i = 0; i < 3; ++i) packets.push_back(letter == 'P' ? "0" + string(30000, 'n') : "0");
   return packets;
 }
 
@@ -30,58 +30,35 @@ enum class Ending { kReset, kEndOfStream, kSaysSo, kOtherCommand };
 void BreakOff(RawClient& client, Ending ending) {
   if (ending == Ending::kReset) client.Reset();
   if (ending == Ending::kEndOfStream) client.CloseWriting();
-  if (ending == Ending::kSaysSo) client.SendPacket("X");
-  if (ending == Ending::kOtherCommand) client.SendPacket("P../bad");
+  if (ending == Ending::kOtherCommand) {
+    EXPECT_EQ(client.Ask("P../bad"), "20");
+  }
+  if (ending == Ending::kOtherCommand || ending == Ending::kSaysSo) client.SendPacket("X");
 }
 
-TEST(BreakingOff, APutAtAnyPacketLeavesTheOldFile) {
+TEST(BreakingOff, AtAnyPacketLeavesTheOldFileAndFreesTheLocks) {
   const ServedStore store;
   store.Write("f", Old());
   ServerProcess server(store);
-  int broken = 0;
   int ended = 0;
   for (const Ending ending : {Ending::kReset, Ending::kEndOfStream, Ending::kSaysSo, Ending::kOtherCommand}) {
-    for (std::size_t sent = 1; sent <= PutPackets().size(); ++sent) {
-      SCOPED_TRACE("way " + std::to_string(static_cast<int>(ending)) + " behind packet " +
-                   std::to_string(sent));
-      RawClient client = RawClient::Entered(server.Port());
-      EXPECT_TRUE(client.Ask("LORD1").starts_with("1\t"));
-      for (std::size_t i = 0; i < sent; ++i) EXPECT_EQ(client.Ask(PutPackets()[i]), "0");
-      BreakOff(client, ending);
-      ASSERT_TRUE(server.WaitForLog("broken off", ++broken));
-      EXPECT_TRUE(store.Read("f") == Old());
-      EXPECT_EQ(store.Files(), kJustTheFile);
-      if (ending == Ending::kOtherCommand) BreakOff(client, Ending::kSaysSo);
-      ASSERT_TRUE(server.WaitForLog(" end ", ++ended));
-      EXPECT_TRUE(store.store.Markers().empty());
+    for (const char letter : {'P', 'G'}) {
+      for (std::size_t sent = 1; sent <= Packets(letter).size(); ++sent) {
+        SCOPED_TRACE(letter + (" in way " + std::to_string(static_cast<int>(ending))) + " behind packet " +
+                     std::to_string(sent));
+        RawClient client = RawClient::Entered(server.Port());
+        EXPECT_TRUE(client.Ask("LORD1").starts_with("1\t"));
+        for (std::size_t i = 0; i < sent; ++i) EXPECT_FALSE(client.Ask(Packets(letter)[i]).empty());
+        BreakOff(client, ending);
+        ASSERT_TRUE(server.WaitForLog(" end ", ++ended));
+        EXPECT_TRUE(store.Read("f") == Old());
+        EXPECT_EQ(store.Files(), kJustTheFile);
+        EXPECT_TRUE(store.store.Markers().empty());
+      }
     }
   }
   EXPECT_TRUE(
       RawClient::Entered(server.Port(), {"mgrx", "pc2", "bob", ""}).Ask("LORD1").starts_with("1\tpc2"));
-}
-
-TEST(BreakingOff, FoldersOfAPutThatDidNotEndGoToo) {
-  const ServedStore store;
-  ServerProcess server(store);
-  const RawClient client = RawClient::Entered(server.Port());
-  EXPECT_EQ(client.Ask("Pnew/folder/a\t@"), "0");
-  EXPECT_EQ(client.Ask("Gmissing\t@"), "20");
-  EXPECT_TRUE(store.Files().empty()) << testing::PrintToString(store.Files());
-}
-
-TEST(BreakingOff, AGetAtAnyPacketFreesTheLocks) {
-  const ServedStore store;
-  store.Write("f", string(150000, 'o'));
-  ServerProcess server(store);
-  for (int taken = 0; taken < 4; ++taken) {
-    RawClient client = RawClient::Entered(server.Port());
-    EXPECT_TRUE(client.Ask("LORD1").starts_with("1\t"));
-    client.Ask("Gf\t@");
-    for (int i = 0; i < taken; ++i) client.Ask("0");
-    client.Reset();
-    ASSERT_TRUE(server.WaitForLog(" end ", taken + 1));
-    EXPECT_TRUE(store.store.Markers().empty());
-  }
 }
 
 // Clients of which each has a lock and is in the middle of a put or a get.
@@ -155,6 +132,15 @@ TEST(BreakingOff, ATerminatedServerDropsWhatDoesNotEnd) {
   EXPECT_TRUE(store.store.Markers().empty());
   const ServerProcess next(store);
   ExpectLocksFree(next);
+}
+
+TEST(BreakingOff, AnIdleServerEndsAtOnce) {
+  const ServedStore store;
+  for (const int signal : {SIGTERM, SIGINT}) {
+    ServerProcess server(store);
+    server.Signal(signal);
+    EXPECT_EQ(server.Wait(), 0);
+  }
 }
 
 TEST(BreakingOff, ASecondSignalDoesNotWait) {

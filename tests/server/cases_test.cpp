@@ -42,6 +42,7 @@ class Player {
   static const std::map<string, Line>& Players() {
     static const std::map<string, Line> players = {
         {"serve", &Player::Serve},
+        {"connect", &Player::Connect},
         {"enter", &Player::Enter},
         {"enter-as", &Player::EnterAs},
         {"client", &Player::Client},
@@ -61,7 +62,13 @@ class Player {
     store_ = std::make_unique<ServedStore>(step.words.at(0) == "1", step.words.at(1));
     server_ = std::make_unique<ServerProcess>(*store_,
                                               std::vector<string>(step.words.begin() + 2, step.words.end()));
-    client_ = std::make_unique<RawClient>(server_->Port());
+    Connect(step);
+  }
+
+  // The others stay as they are until the case ends.
+  void Connect(const Step& /*step*/) {
+    clients_.push_back(std::make_unique<RawClient>(server_->Port()));
+    client_ = clients_.back().get();
   }
 
   void Enter(const Step& /*step*/) {
@@ -103,7 +110,8 @@ class Player {
 
   std::unique_ptr<ServedStore> store_;
   std::unique_ptr<ServerProcess> server_;
-  std::unique_ptr<RawClient> client_;
+  std::vector<std::unique_ptr<RawClient>> clients_;
+  RawClient* client_ = nullptr;
 };
 
 TEST(ServerCases, AreAnsweredToTheByte) {

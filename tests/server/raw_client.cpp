@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -27,7 +28,8 @@ std::size_t ReadLength(std::string_view at) {
 
 }  // namespace
 
-RawClient::RawClient(unsigned short port) : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+RawClient::RawClient(unsigned short port, const char* from)
+    : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
   sockaddr_in address = {};
   address.sin_family = AF_INET;
   address.sin_port = htons(port);
@@ -37,7 +39,11 @@ RawClient::RawClient(unsigned short port) : socket_(socket(AF_INET, SOCK_STREAM 
   setsockopt(socket_, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
   const int yes = 1;
   setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
-  if (connect(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+  sockaddr_in own = {};
+  own.sin_family = AF_INET;
+  inet_pton(AF_INET, from, &own.sin_addr);
+  if (bind(socket_, reinterpret_cast<sockaddr*>(&own), sizeof own) != 0 ||
+      connect(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
     throw std::runtime_error("no connection");
   }
 }
@@ -62,8 +68,8 @@ std::string RawClient::PacketBytes(std::string_view payload) {
   return '?' + Length(payload.size() + 4) + '?' + std::string(payload);
 }
 
-RawClient RawClient::Entered(unsigned short port, const Names& names) {
-  RawClient client(port);
+RawClient RawClient::Entered(unsigned short port, const Names& names, const char* from) {
+  RawClient client(port, from);
   client.Send(HandshakeBytes(names));
   const std::optional<std::string> reply = client.Receive();
   if (!reply || !reply->starts_with("TVL\t0\t")) throw std::runtime_error("refused");
@@ -111,6 +117,16 @@ bool RawClient::IsEnded() const {
   return ReceiveBytes(1).empty();
 }
 
+bool RawClient::EndsWithin(int milliseconds) const {
+  pollfd readable = {socket_, POLLIN, 0};
+  return poll(&readable, 1, milliseconds) > 0 && IsEnded();
+}
+
+void RawClient::Leave() const {
+  SendPacket("X");
+  if (!IsEnded()) throw std::runtime_error("an answer in place of the end");
+}
+
 RawClient::Fetched RawClient::Get(const std::string& name, const std::string& stamp) const {
   std::string answer = Ask("G" + name + "\t" + stamp);
   Fetched fetched;
@@ -152,6 +168,10 @@ void RawClient::Reset() {
   close(std::exchange(socket_, -1));
 }
 
-void RawClient::SetReceiveBuffer(int bytes) const {
-  setsockopt(socket_, SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
+void RawClient::AskAheadFor(const std::string& name) const {
+  constexpr int kLittle = 2048;
+  setsockopt(socket_, SOL_SOCKET, SO_RCVBUF, &kLittle, sizeof kLittle);
+  std::string packets = PacketBytes("G" + name + "\t@");
+  for (int chunks = 0; chunks < 2000; ++chunks) packets += PacketBytes("0");
+  Send(packets);
 }

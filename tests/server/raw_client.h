@@ -8,8 +8,8 @@
 // The client's side of a connection, byte by byte. A wait that takes half a minute fails with an exception.
 class RawClient {
  public:
-  // Connects, and says nothing.
-  explicit RawClient(unsigned short port);
+  // Connects, from another address of this computer if one is given, and says nothing.
+  explicit RawClient(unsigned short port, const char* from = "127.0.0.1");
   ~RawClient();
   RawClient(RawClient&& other) noexcept;
   RawClient(const RawClient&) = delete;
@@ -28,9 +28,9 @@ class RawClient {
 
   // Connected and accepted.
   static RawClient Entered(unsigned short port) { return Entered(port, Names()); }
-  static RawClient Entered(unsigned short port, const Names& names);
+  static RawClient Entered(unsigned short port, const Names& names, const char* from = "127.0.0.1");
 
-  void Send(std::string_view bytes) const;
+  void Send(std::string_view bytes) const;  // throws once the server has ended the connection
   void SendPacket(std::string_view payload) const { Send(PacketBytes(payload)); }
 
   // Exactly so many bytes, fewer at the end of the stream.
@@ -44,6 +44,12 @@ class RawClient {
 
   // The server has ended the connection, in order or not.
   [[nodiscard]] bool IsEnded() const;
+
+  // The same, if it does so within that time.
+  [[nodiscard]] bool EndsWithin(int milliseconds) const;
+
+  // Says that it goes, and waits until the server has let go of all that it had.
+  void Leave() const;
 
   // A whole get or put: the file, or the code that came instead.
   struct Fetched {
@@ -61,7 +67,8 @@ class RawClient {
   // Ends the connection with a reset.
   void Reset();
 
-  void SetReceiveBuffer(int bytes) const;
+  // Asks for far more of a file than this end takes, so that the server can't send on.
+  void AskAheadFor(const std::string& name) const;
 
  private:
   int socket_ = -1;

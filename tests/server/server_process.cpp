@@ -2,17 +2,18 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
 
-ServedStore::ServedStore(bool zip, const std::string& policy) : store(folder.Host()) {
+ServedStore::ServedStore(bool zip, const std::string& policy, const std::filesystem::path& parent)
+    : folder(parent), store(folder.Host()) {
   store.Make();
   std::ofstream(Path("tvl.ini")) << "[TavolisFileSystem]\nDocumentRoot=" << store.rootHost
                                  << "\nTmpDir=" << store.rootHost << "tmp\nZipOnTransfert=" << (zip ? 1 : 0)
@@ -35,7 +36,20 @@ std::vector<std::string> ServedStore::Files() const {
   return names;
 }
 
-ServerProcess::ServerProcess(const ServedStore& store, const std::vector<std::string>& options) {
+ServerProcess::ServerProcess(const ServedStore& store, const std::vector<std::string>& options,
+                             unsigned long open_files) {
+  Start(store, options, open_files);
+  if (WaitForLog("listen")) {
+    TakePort();
+    return;
+  }
+  Wait();
+  reader_.join();
+  throw std::runtime_error("the server does not listen");
+}
+
+void ServerProcess::Start(const ServedStore& store, const std::vector<std::string>& options,
+                          unsigned long open_files) {
   std::vector<std::string> words = {TVL_SERVER_PROGRAM, "--config", store.Path("tvl.ini"), "--listen",
                                     "127.0.0.1:0"};
   words.insert(words.end(), options.begin(), options.end());
@@ -47,12 +61,16 @@ ServerProcess::ServerProcess(const ServedStore& store, const std::vector<std::st
   pid_ = fork();
   if (pid_ == 0) {
     dup2(log[1], STDERR_FILENO);
+    const rlimit limit = {open_files, open_files};
+    if (open_files > 0 && setrlimit(RLIMIT_NOFILE, &limit) != 0) _exit(126);
     execv(arguments[0], arguments.data());
     _exit(127);
   }
   close(log[1]);
   reader_ = std::thread([this, log] { ReadLog(log[0]); });
-  if (!WaitForLog("listen")) throw std::runtime_error("the server does not listen");
+}
+
+void ServerProcess::TakePort() {
   const std::lock_guard<std::mutex> guard(mutex_);
   for (const std::string& line : lines_) {
     const std::size_t colon = line.rfind(':');
@@ -84,6 +102,11 @@ int ServerProcess::CountLines(const std::string& text) const {
   return static_cast<int>(std::count_if(lines_.begin(), lines_.end(), [&](const std::string& line) {
     return line.find(text) != std::string::npos;
   }));
+}
+
+bool ServerProcess::HasLogged(const std::string& text) {
+  const std::lock_guard<std::mutex> guard(mutex_);
+  return CountLines(text) > 0;
 }
 
 bool ServerProcess::WaitForLog(const std::string& text, int count) {

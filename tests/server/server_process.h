@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <condition_variable>
+#include <filesystem>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -15,7 +16,8 @@
 // A store in a folder of its own, and what its configuration says.
 struct ServedStore {
   // `zip`: files travel compressed. `policy`: value of FileCompare.
-  explicit ServedStore(bool zip = false, const std::string& policy = "HASH");
+  explicit ServedStore(bool zip = false, const std::string& policy = "HASH",
+                       const std::filesystem::path& parent = std::filesystem::temp_directory_path());
 
   [[nodiscard]] std::string Path(const std::string& name) const { return store.rootHost + name; }
   void Write(const std::string& name, const std::string& bytes) const;
@@ -31,7 +33,9 @@ struct ServedStore {
 // A running tvlserver of a store. Killed with its object if it still runs.
 class ServerProcess {
  public:
-  explicit ServerProcess(const ServedStore& store, const std::vector<std::string>& options = {});
+  // `open_files`: how many it may have open; 0: as many as the test.
+  explicit ServerProcess(const ServedStore& store, const std::vector<std::string>& options = {},
+                         unsigned long open_files = 0);
   ~ServerProcess();
   ServerProcess(const ServerProcess&) = delete;
   ServerProcess& operator=(const ServerProcess&) = delete;
@@ -44,10 +48,14 @@ class ServerProcess {
   // Waits for the end: the exit code, or minus the signal that ended it.
   int Wait();
 
+  [[nodiscard]] bool HasLogged(const std::string& text);
+
   // Waits until the log has that many lines with the text; false if the server ended before.
   bool WaitForLog(const std::string& text, int count = 1);
 
  private:
+  void Start(const ServedStore& store, const std::vector<std::string>& options, unsigned long open_files);
+  void TakePort();
   void ReadLog(int log);
   [[nodiscard]] int CountLines(const std::string& text) const;
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "engine/engine.h"
-#include "engine/helper_process.h"
+#include "support/helper_process.h"
 
 namespace {
 

@@ -10,8 +10,8 @@
 
 #include <tvlclient/tvlclient.h>
 
-#include "engine/helper_process.h"
 #include "support/arg.h"
+#include "support/helper_process.h"
 #include "support/temp_folder.h"
 
 namespace {

@@ -10,10 +10,10 @@
 #include <filesystem>
 #include <string>
 
-#include "engine/helper_process.h"
 #include "platform/files.h"
 #include "platform/last_error.h"
 #include "support/faults.h"
+#include "support/helper_process.h"
 #include "support/temp_folder.h"
 
 namespace {

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "base/low_file.h"
-#include "engine/helper_process.h"
+#include "support/helper_process.h"
 #include "support/temp_folder.h"
 #include "transfer/zlib_file.h"
 

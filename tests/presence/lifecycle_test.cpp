@@ -12,8 +12,8 @@
 
 #include <tvlclient/tvlclient.h>
 
-#include "engine/helper_process.h"
 #include "presence/connection.h"
+#include "support/helper_process.h"
 #include "support/mounted_folder.h"
 #include "support/store.h"
 #include "support/temp_folder.h"

@@ -12,8 +12,8 @@
 #include <thread>
 #include <vector>
 
-#include "engine/helper_process.h"
 #include "presence/connection.h"
+#include "support/helper_process.h"
 #include "support/scale.h"
 #include "support/store.h"
 #include "support/temp_folder.h"

@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "engine/helper_process.h"
 #include "presence/connection.h"
 #include "presence/marker.h"
 #include "presence/rounds.h"
+#include "support/helper_process.h"
 #include "support/scale.h"
 #include "support/store.h"
 #include "support/temp_folder.h"

@@ -8,7 +8,7 @@
 
 #include <tvlclient/tvlclient.h>
 
-#include "engine/helper_process.h"
+#include "support/helper_process.h"
 #include "support/store.h"
 #include "support/temp_folder.h"
 #include "table/engine_binding.h"

@@ -13,7 +13,7 @@
 
 #include <tvlclient/tvlclient.h>
 
-#include "engine/helper_process.h"
+#include "support/helper_process.h"
 #include "tcp/connection.h"
 #include "tcp/peer.h"
 #include "tcp/script.h"

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "directory/small_store.h"
-#include "engine/helper_process.h"
+#include "support/helper_process.h"
 #include "support/scale.h"
 
 namespace {

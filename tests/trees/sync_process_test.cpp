@@ -6,7 +6,7 @@
 #include <string>
 
 #include "directory/small_store.h"
-#include "engine/helper_process.h"
+#include "support/helper_process.h"
 #include "support/scale.h"
 #include "trees/snapshot.h"
 

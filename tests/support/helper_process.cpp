@@ -1,0 +1,100 @@
+#include "support/helper_process.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <map>
+
+namespace {
+
+std::map<std::string, RoleFunction>& Roles() {
+  static std::map<std::string, RoleFunction> roles;
+  return roles;
+}
+
+std::string ReadLine(int descriptor) {
+  std::string line;
+  char character = 0;
+  while (read(descriptor, &character, 1) == 1 && character != '\n') line += character;
+  return line;
+}
+
+void WriteLine(int descriptor, const std::string& line) {
+  const std::string bytes = line + '\n';
+  if (write(descriptor, bytes.data(), bytes.size()) < 0) _exit(99);
+}
+
+}  // namespace
+
+Role::Role(const char* name, RoleFunction function) {
+  Roles()[name] = function;
+}
+
+void Tell(const std::string& line) {
+  WriteLine(STDOUT_FILENO, line);
+}
+
+std::string Listen() {
+  return ReadLine(STDIN_FILENO);
+}
+
+HelperProcess::HelperProcess(std::vector<std::string> roleAndArguments) {
+  int in[2];
+  int out[2];
+  if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) abort();
+  roleAndArguments.insert(roleAndArguments.begin(), {"test", "--role"});
+  std::vector<char*> arguments;
+  arguments.reserve(roleAndArguments.size() + 1);
+  for (std::string& argument : roleAndArguments) arguments.push_back(argument.data());
+  arguments.push_back(nullptr);
+  process_ = fork();
+  if (process_ == 0) {
+    dup2(in[0], STDIN_FILENO);
+    dup2(out[1], STDOUT_FILENO);
+    execv("/proc/self/exe", arguments.data());
+    _exit(98);
+  }
+  close(in[0]);
+  close(out[1]);
+  toHelper_ = in[1];
+  fromHelper_ = out[0];
+}
+
+HelperProcess::~HelperProcess() {
+  if (process_ > 0) {
+    Signal(SIGKILL);
+    Wait();
+  }
+  close(toHelper_);
+  close(fromHelper_);
+}
+
+std::string HelperProcess::Hear() {
+  return ReadLine(fromHelper_);
+}
+
+void HelperProcess::Say(const std::string& line) {
+  WriteLine(toHelper_, line);
+}
+
+void HelperProcess::Signal(int signal) const {
+  kill(process_, signal);
+}
+
+int HelperProcess::Wait() {
+  int status = 0;
+  waitpid(process_, &status, 0);
+  process_ = -1;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+int main(int argc, char** argv) {
+  if (argc > 2 && std::string(argv[1]) == "--role") {
+    return Roles().at(argv[2])(std::vector<std::string>(argv + 3, argv + argc));
+  }
+  testing::InitGoogleTest(&argc, argv);
+  return RUN_ALL_TESTS();
+}

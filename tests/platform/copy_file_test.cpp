@@ -3,16 +3,18 @@
 #include <signal.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
-#include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "platform/files.h"
 #include "platform/last_error.h"
-#include "support/faults.h"
+#include "platform/system_calls.h"
 #include "support/helper_process.h"
 #include "support/temp_folder.h"
 
@@ -59,12 +61,12 @@ TEST(CopyFile, RefusesWhatIsNoFile) {
   const TempFolder folder;
   folder.Write("a", "bytes");
   folder.Make("dir");
-  EXPECT_EQ(Copy(folder, "none", "b"), 0);
-  EXPECT_EQ(Copy(folder, "dir", "b"), 0);
-  EXPECT_EQ(Copy(folder, "a", "dir"), 0);
-  EXPECT_EQ(Copy(folder, "a", "none/b"), 0);
+  ASSERT_EQ(mkfifo(folder.Host("pipe").c_str(), 0600), 0);
+  for (const auto& [source, target] :
+       {std::pair{"none", "b"}, {"dir", "b"}, {"pipe", "b"}, {"a", "dir"}, {"a", "pipe"}, {"a", "none/b"}})
+    EXPECT_EQ(Copy(folder, source, target), 0) << source << target;
   EXPECT_EQ(CopyFileA(folder.Logical("a").c_str(), folder.Logical("a").c_str(), 1), 0);
-  EXPECT_EQ(folder.Tree(), (std::vector<string>{"a", "dir"}));
+  EXPECT_EQ(folder.Tree(), (std::vector<string>{"a", "dir", "pipe"}));
 }
 
 TEST(CopyFile, GivesTimeAndRightToRun) {
@@ -86,24 +88,21 @@ TEST(CopyFile, GivesTimeAndRightToRun) {
 // A share may say 0 in the middle of a copy inside the kernel.
 TEST(CopyFile, GoesOnWhereTheKernelStops) {
   static int calls = 0;
-  static ssize_t (*real)(int, int, std::size_t) = nullptr;
+  static ssize_t end = 0;
+  static const tvl::SystemCalls real = tvl::System();
   const TempFolder folder;
   folder.Write("a", Pattern(500000));
-  const tvl::SystemCalls before = tvl::System();
-  real = before.copy_file_range;
   tvl::System().clone = [](int, int) { return -1; };
-  for (const ssize_t end : {ssize_t{0}, ssize_t{-1}}) {
-    static ssize_t answer = 0;
-    answer = end;
-    calls = 0;
-    tvl::System().copy_file_range = [](int source, int target, std::size_t) {
-      errno = EINVAL;
-      return ++calls < 3 ? real(source, target, 100000) : answer;
-    };
+  tvl::System().copy_file_range = [](int source, int target, std::size_t) {
+    errno = EINVAL;
+    return ++calls % 3 != 0 ? real.copy_file_range(source, target, 100000) : end;
+  };
+  for (end = -1; end <= 0; ++end) {
     EXPECT_EQ(Copy(folder, "a", "b"), 1);
-    EXPECT_EQ(folder.Read("b"), Pattern(500000));
+    EXPECT_EQ(folder.Read("b"), Pattern(500000)) << end;
   }
-  tvl::System() = before;
+  EXPECT_EQ(calls, 6);
+  tvl::System() = real;
 }
 
 TEST(CopyFile, OfAFileThatKnowsNoSize) {
@@ -112,69 +111,39 @@ TEST(CopyFile, OfAFileThatKnowsNoSize) {
   EXPECT_NE(folder.Read("b").find("Pid:"), string::npos);
 }
 
-// A small file system of its own, which takes root to mount.
-class SmallDisk : public testing::TestWithParam<const char*> {
- protected:
-  void SetUp() override {
-    folder_.Make("disk");
-    const string disk = folder_.Host("disk");
-    const string image = folder_.Host("image");
-    const string mount = string(GetParam()) == "tmpfs"
-                             ? "mount -t tmpfs -o size=4m none " + disk
-                             : "truncate -s 4M " + image + " && mkfs.ext4 -q " + image +
-                                   " && mount -o loop " + image + " " + disk;
-    if (geteuid() != 0 || std::system(("(" + mount + ") 2>/dev/null").c_str()) != 0)
-      GTEST_SKIP() << "takes root";
-    mounted_ = true;
+// On small disks, of which the second keeps what it could reserve of too much.
+TEST(CopyFile, KeepsATargetForWhichTheRoomDoesNotSuffice) {
+  for (const char* mount : {"mount -t tmpfs -o size=4m none disk",
+                            "truncate -s 4M image && mkfs.ext4 -q image && mount -o loop image disk"}) {
+    const TempFolder folder;
+    folder.Make("disk");
+    const string command = "(cd " + folder.Host() + " && " + mount + ") 2>/dev/null";
+    if (geteuid() != 0 || std::system(command.c_str()) != 0) GTEST_SKIP() << "takes root";
+    const auto free_room = [&] {
+      sync();
+      return std::filesystem::space(folder.Host("disk")).free;
+    };
+    folder.Write("big", Pattern(8000000));
+    folder.Write("disk/target", "what was there");
+    const std::uintmax_t before = free_room();
+    tvl::TakeLastError();
+    EXPECT_EQ(Copy(folder, "big", "disk/target"), 0);
+    EXPECT_EQ(tvl::TakeLastError().code, ENOSPC);
+    EXPECT_EQ(folder.Read("disk/target"), "what was there");
+    EXPECT_EQ(free_room(), before) << "what was reserved in vain is free again";
+    EXPECT_EQ(Copy(folder, "big", "disk/new"), 0);
+    umount2(folder.Host("disk").c_str(), MNT_DETACH);
   }
-  void TearDown() override {
-    if (mounted_) umount2(folder_.Host("disk").c_str(), MNT_DETACH);
-  }
-
-  unsigned long FreeBlocks() const {
-    sync();
-    struct statvfs status = {};
-    statvfs(folder_.Host("disk").c_str(), &status);
-    return status.f_bfree;
-  }
-
-  TempFolder folder_;
-  bool mounted_ = false;
-};
-
-INSTANTIATE_TEST_SUITE_P(Kinds, SmallDisk, testing::Values("tmpfs", "ext4"));
-
-TEST_P(SmallDisk, KeepsATargetForWhichTheRoomDoesNotSuffice) {
-  folder_.Write("big", Pattern(8000000));
-  folder_.Write("disk/target", "what was there");
-  const unsigned long before = FreeBlocks();
-  tvl::TakeLastError();
-  EXPECT_EQ(Copy(folder_, "big", "disk/target"), 0);
-  EXPECT_EQ(tvl::TakeLastError().code, ENOSPC);
-  EXPECT_EQ(folder_.Read("disk/target"), "what was there");
-  EXPECT_EQ(FreeBlocks(), before) << "what was reserved in vain is free again";
-}
-
-TEST_P(SmallDisk, FailsForANewTargetToo) {
-  folder_.Write("big", Pattern(8000000));
-  EXPECT_EQ(Copy(folder_, "big", "disk/new"), 0);
-  folder_.Write("disk/new", string(600000, 'x'));
-  folder_.Write("fits", Pattern(900000));
-  EXPECT_EQ(Copy(folder_, "fits", "disk/new"), 1);
-  EXPECT_EQ(folder_.Read("disk/new"), Pattern(900000));
 }
 
 // Lends a file out as a file server does: whoever opens it must wait until the lease is given back. Here the
 // signal that asks for it ends the process.
-int LeaseFile(const std::vector<string>& arguments) {
-  const int file = open(arguments.at(0).c_str(), O_RDONLY);
-  if (fcntl(file, F_SETLEASE, F_RDLCK) != 0) return 1;
+const Role kLease("lease", [](const std::vector<string>& arguments) {
+  if (fcntl(open(arguments.at(0).c_str(), O_RDONLY), F_SETLEASE, F_RDLCK) != 0) return 1;
   Tell("leased");
   Listen();
   return 0;
-}
-
-const Role lease("lease", LeaseFile);
+});
 
 TEST(CopyFile, WaitsForALeaseThatIsCalledBack) {
   const TempFolder folder;

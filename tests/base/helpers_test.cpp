@@ -41,10 +41,11 @@ TEST(Numbers, AddressToHexAndBack) {
     EXPECT_EQ(IpToHex(text, hex), 0) << text;
     EXPECT_STREQ(hex, "00000000") << text;
   }
-  HexToIp(address, std::strcpy(address, "FFffFFff"));
-  EXPECT_STREQ(address, "255.255.255.255");
-  HexToIp(address, "zz");
-  EXPECT_STREQ(address, "0.0.0.0");
+  char same[16] = "FFffFFff";
+  HexToIp(same, same);
+  EXPECT_STREQ(same, "255.255.255.255");
+  HexToIp(same, "zz");
+  EXPECT_STREQ(same, "0.0.0.0");
 }
 
 TEST(Memory, ArraysKeepElementsAndZeroNewOnes) {

@@ -1,7 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <string>
-#include <vector>
+#include <utility>
 
 #include "config/config.h"
 #include "support/temp_folder.h"
@@ -23,44 +24,22 @@ class Expansion : public testing::Test {
 };
 
 TEST_F(Expansion, FollowsItsGrammar) {
-  const string name31(31, 'n');
-  const string name32(32, 'n');
-  const struct {
-    string value;
-    string expected;
-  } cases[] = {
-      {"c:/data", "c:/data"},
-      {"$Base/docs", "c:/data\\docs"},
-      {"100%$", "100%$"},
-      {"%$/a", "%$/a"},
-      {"$A%$", "x$"},
-      {"$A%", "x%"},
-      {"%%$$A", "%$x"},
-      {"%a$A", "%ax"},
-      {"$A$A", "xx"},
-      {"$Undefined/x", "\\x"},
-      {"$", ""},
-      {"$-x", "-x"},
-      {"$$A", "x"},
-      {"$A.b/", "x.b\\"},
-      {"$a_b", "under"},
-      {"$A-b", "x-b"},
-      {"$documentroot", "r"},
-      {"$V/b", "\\b"},
-      {"$v$V", ""},
-      {"$" + name31, "31"},
-      {"$" + name32, ""},
-      {"$" + string(500, 'n') + "/e", "\\e"},
-      {"$Raw", "p/%$q"},
-      {"$Late", "y\\"},
-      {"$A\xE0/", "x\xE0\\"},
+  const auto expand = [this](const string& value) -> string {
+    Read("Base=c:/d\nA=x\na_b=u\nRaw=p/%$q\nZ=y\nLate=$Z/\n" + string(31, 'n') + "=31\n" + string(32, 'n') +
+         "=32\nV=" + value);
+    return config_.Get("v");
   };
-  string others = "Base=c:/data\nA=x\na_b=under\nRaw=p/%$q\nZ=y\nLate=$Z/\n";
-  others.append(name31).append("=31\n").append(name32).append("=32\nV=");
-  for (const auto& row : cases) {
-    Read(others + row.value);
-    EXPECT_EQ(config_.Get("v"), row.expected) << row.value;
-  }
+  const std::pair<const char*, const char*> rows[] = {
+      {"c:/d", "c:/d"},      {"$Base/d", "c:/d\\d"}, {"100%$", "100%$"}, {"%$/a", "%$/a"},
+      {"$A%$", "x$"},        {"$A%", "x%"},          {"%%$$A", "%$x"},   {"%a$A", "%ax"},
+      {"$A$A", "xx"},        {"$None/x", "\\x"},     {"$", ""},          {"$-x", "-x"},
+      {"$$A", "x"},          {"$A.b/", "x.b\\"},     {"$a_b", "u"},      {"$A-b", "x-b"},
+      {"$tmpdir", "t"},      {"$V/b", "\\b"},        {"$Raw", "p/%$q"},  {"$Late", "y\\"},
+      {"$A\xE0/", "x\xE0\\"}};
+  for (const auto& [value, expected] : rows) EXPECT_EQ(expand(value), expected) << value;
+  EXPECT_EQ(expand("$" + string(31, 'n')), "31");
+  EXPECT_EQ(expand("$" + string(32, 'n')), "") << "longer than a name in a reference can be";
+  EXPECT_EQ(expand(string(9000, 'v')), string(9000, 'v')) << "without a reference a value is left alone";
 }
 
 TEST_F(Expansion, OfACircleEndsWithTheEmptyText) {
@@ -72,43 +51,32 @@ TEST_F(Expansion, OfACircleEndsWithTheEmptyText) {
 }
 
 TEST_F(Expansion, IsCutAtItsGreatestLength) {
-  string variables = "B=" + string(1000, 'b') + "\n";
-  for (const char* references : {"$B$B$B$B", "$B$B$B$B$B", "$B$B$B$B$B$B/end"}) {
+  const string variables = "B=" + string(1000, 'b') + "\nA=$B$B$B$B$B\n";
+  for (const char* references : {"$B$B$B$B", "$B$B$B$B$B", "$B$B$B$B$B$B/end", "$A$A/x"}) {
     Read(variables + "V=" + references);
-    EXPECT_EQ(string(config_.Get("V")).size(), string(references).size() == 8 ? 4000U : 4095U);
+    EXPECT_EQ(config_.Get("V"), string(string(references).size() == 8 ? 4000 : 4095, 'b'));
   }
-  Read(variables + "A=$B$B$B$B$B\nV=$A$A/x");
-  EXPECT_EQ(config_.Get("V"), string(4095, 'b'));
-  Read("V=" + string(9000, 'v'));
-  EXPECT_EQ(string(config_.Get("V")).size(), 9000U) << "without a reference a value is left alone";
 }
 
 // As deep as a section has room for lines.
 TEST_F(Expansion, FollowsChainsToAnyDepth) {
-  constexpr int kDepth = 2900;
+  constexpr int kFirst = 1000;
+  constexpr int kLast = 3900;
   string variables;
-  char line[40];
-  for (int i = 0; i < kDepth; ++i) {
-    const int length = snprintf(line, sizeof line, "%x=$%x\n", 0x1000 + i, 0x1000 + i + 1);
-    variables.append(line, static_cast<std::size_t>(length));
-  }
-  snprintf(line, sizeof line, "%x", 0x1000 + kDepth - 1);
-  Read(variables.substr(0, variables.rfind('$')) + "end");
+  for (int i = kFirst; i < kLast; ++i) variables += std::to_string(i) + "=$" + std::to_string(i + 1) + "\n";
+  Read(variables + "3900=end");
   EXPECT_STREQ(config_.Get("1000"), "end");
-  EXPECT_EQ(config_.entryCount, kDepth + 4);
-  Read(variables.substr(0, variables.rfind('$')) + "x$1000");
-  EXPECT_STREQ(config_.Get(line), "x");
+  EXPECT_EQ(config_.entryCount, kLast - kFirst + 5);
+  Read(variables + "3900=x$1000");
+  EXPECT_STREQ(config_.Get("3900"), "x");
 }
 
 TEST_F(Expansion, HappensOnceForARow) {
-  CConfig config;
-  config.Set("A", "x");
-  ConfigEntry* row = config.Set("V", "$A%$");
-  EXPECT_EQ(config.Expand(row), 1);
-  EXPECT_STREQ(row->value, "x$");
-  EXPECT_EQ(config.Expand(row), 0);
-  EXPECT_STREQ(row->value, "x$");
-  EXPECT_EQ(config.Expand(config.Set("W", "%$")), 0);
+  ConfigEntry* row = config_.Set("V", "%$$U");
+  EXPECT_EQ(config_.Expand(row), 1);
+  EXPECT_EQ(config_.Expand(row), 0);
+  EXPECT_STREQ(row->value, "$");
+  EXPECT_EQ(config_.Expand(config_.Set("W", "%$")), 0);
 }
 
 }  // namespace

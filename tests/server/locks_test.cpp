@@ -107,8 +107,10 @@ TEST(Locks, OfAnEarlierLifeGoWithTheFirstEntrance) {
   earlier.pid = static_cast<unsigned int>(server.Pid());
   earlier.instance = 1;
   ASSERT_EQ(earlier.Lock("a"), 1);
+  const RawClient other = RawClient::Entered(server.Port(), kPc2);
+  EXPECT_TRUE(other.Ask("Lm").starts_with("1\t"));
   const RawClient client = RawClient::Entered(server.Port(), kPc1);
-  EXPECT_TRUE(RawClient::Entered(server.Port(), kPc2).Ask("La").starts_with("1\tpc2"));
+  EXPECT_TRUE(other.Ask("La").starts_with("1\tpc2"));
 }
 
 // Its locks would count for nobody else.

@@ -43,39 +43,24 @@ int LeaveConnected(const std::vector<string>& arguments) {
 
 const Role leave("leave", LeaveConnected);
 
-class Unload : public testing::Test {
- protected:
-  Unload() {
-    folder_.Make("root");
-    folder_.Write("store.ini", "[TavolisFileSystem]\nDocumentRoot=" + folder_.Host("root") +
-                                   "\nTmpDir=" + folder_.Host("tmp") + "\n");
-  }
-
-  std::size_t Markers() const { return folder_.Tree("tmp/procs").size(); }
-
-  TempFolder folder_;
-};
-
-TEST_F(Unload, ClosesALeftOverConnection) {
-  for (const char* way : {"return", "exit", "thread"}) {
-    HelperProcess process({"leave", folder_.Logical("store.ini"), way});
+TEST(Unload, ClosesALeftOverConnectionOfThisProcessOnly) {
+  const TempFolder folder;
+  folder.Make("root");
+  folder.Write("store.ini", "[TavolisFileSystem]\nDocumentRoot=" + folder.Host("root") +
+                                "\nTmpDir=" + folder.Host("tmp") + "\n");
+  for (const string way : {"return", "exit", "thread", "fork"}) {
+    HelperProcess process({"leave", folder.Logical("store.ini"), way});
     ASSERT_EQ(process.Hear(), "connected");
-    EXPECT_EQ(Markers(), 1U) << way;
+    EXPECT_EQ(folder.Tree("tmp/procs").size(), 1U) << way;
     process.Say("go on");
+    if (way == "fork") {
+      EXPECT_EQ(process.Hear(), "child ended");
+      EXPECT_EQ(folder.Tree("tmp/procs").size(), 1U);
+      process.Say("end");
+    }
     EXPECT_EQ(process.Wait(), 0) << way;
-    EXPECT_EQ(Markers(), 0U) << way;
+    EXPECT_EQ(folder.Tree("tmp/procs").size(), 0U) << way;
   }
-}
-
-TEST_F(Unload, OfAForkedChildLeavesItsParentPresent) {
-  HelperProcess process({"leave", folder_.Logical("store.ini"), "fork"});
-  ASSERT_EQ(process.Hear(), "connected");
-  process.Say("fork");
-  EXPECT_EQ(process.Hear(), "child ended");
-  EXPECT_EQ(Markers(), 1U);
-  process.Say("end");
-  EXPECT_EQ(process.Wait(), 0);
-  EXPECT_EQ(Markers(), 0U);
 }
 
 }  // namespace

@@ -1,10 +1,10 @@
 #include <fcntl.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <cstdio>
 #include <filesystem>
-#include <fstream>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -14,69 +14,51 @@
 
 namespace {
 
-using Rows = std::vector<std::string>;
-
-// Opens a table, says so, and keeps it open until a line comes.
+// Opens a table, says so, and keeps it open until it is killed.
 int HoldTable(const std::vector<std::string>& arguments) {
-  const int table = TheEngine().IOpen(arguments[0].c_str());
-  Tell(table > 0 ? "open" : "refused");
+  Tell(IOpen(arguments[0].c_str()) > 0 ? "open" : "refused");
   Listen();
   return 0;
 }
 const Role holdTable("hold-table", HoldTable);
 
-// Writes rows of a name of its own, each by itself, as fast as it can.
-int WriteRows(const std::vector<std::string>& arguments) {
-  const Engine& engine = TheEngine();
-  const int table = engine.IOpen(arguments[0].c_str());
-  for (int row = 0; row < std::stoi(arguments[2]); ++row) {
-    const std::string key = arguments[1] + std::to_string(row);
-    if (engine.Write(table, key, "", key) != 1) return 1;
-  }
-  return 0;
-}
-const Role writeRows("write-rows", WriteRows);
-
-// Makes a table, or says why not.
 int MakeTable(const std::vector<std::string>& arguments) {
-  return TheEngine().CreateArchive(arguments[0].c_str(), 30, 5, 0);
+  return CreateArchive(arguments[0].c_str(), 30, 5, 0);
 }
 const Role makeTable("make-table", MakeTable);
 
 TEST_F(EngineTest, KeepsATableInUseFromBeingReplacedOrDeleted) {
-  const int table = engine_.IOpen(table_.c_str());
-  ASSERT_EQ(engine_.Write(table, "a", "", "kept"), 1);
-  for (const int users : {2, 1, 0}) {
-    const int second = users == 2 ? engine_.IOpen(table_.c_str()) : -1;
-    if (users == 0) engine_.CloseAll();
-    const bool inUse = users > 0;
-    EXPECT_EQ(CanLockWhole(table_), !inUse);
-    EXPECT_EQ(HelperProcess({"make-table", table_}).Wait() == 0, !inUse);
-    EXPECT_EQ(engine_.CreateArchive(table_.c_str(), 20, 4, 3) == 0, !inUse);
-    EXPECT_EQ(engine_.All(table, 1), inUse ? Rows{"a|kept"} : Rows{});
-    engine_.IClose(second);
+  const int table = Open();
+  ASSERT_EQ(Write(table, "a", "", "kept"), 1);
+  const int second = Open();
+  std::optional<HelperProcess> other;
+  for (const int users : {3, 2, 1, 0}) {
+    SCOPED_TRACE(users);
+    if (users == 2) IClose(second);
+    if (users == 1) {
+      other.emplace(std::vector<std::string>{"hold-table", table_});
+      ASSERT_EQ(other->Hear(), "open");
+      CloseAll();
+    }
+    if (users == 0) {
+      other->Signal(SIGKILL);
+      EXPECT_EQ(other->Wait(), -SIGKILL);
+    }
+    EXPECT_EQ(CanLockWhole(table_), users == 0);
+    EXPECT_EQ(HelperProcess({"make-table", table_}).Wait() == 0, users == 0);
+    EXPECT_EQ(Create() == 0, users == 0);
+    const int looking = Open();
+    EXPECT_EQ(All(looking), users > 0 ? Rows{"a|kept"} : Rows{});
+    IClose(looking);
   }
-  const int made = engine_.IOpen(table_.c_str());
-  EXPECT_EQ(engine_.All(made, 1), Rows{});
-}
-
-TEST_F(EngineTest, AnotherProcessKeepsItsTable) {
-  HelperProcess user({"hold-table", table_});
-  ASSERT_EQ(user.Hear(), "open");
-  EXPECT_FALSE(CanLockWhole(table_));
-  EXPECT_NE(engine_.CreateArchive(table_.c_str(), 20, 4, 3), 0);
-  user.Signal(SIGKILL);
-  EXPECT_EQ(user.Wait(), -SIGKILL);
-  EXPECT_TRUE(CanLockWhole(table_));
-  EXPECT_EQ(engine_.CreateArchive(table_.c_str(), 20, 4, 3), 0);
 }
 
 // Programs hash and copy table files while they use them; a classic lock would go with the close.
 TEST_F(EngineTest, KeepsItsLocksWhenTheFileIsReadBesides) {
-  const int table = engine_.IOpen(table_.c_str());
-  ASSERT_EQ(engine_.BeginBatch(table, 1), 1);
-  ASSERT_EQ(engine_.Write(table, "a", "", "1"), 1);
-  std::filesystem::copy_file(table_, folder_ + "/copy.dat");
+  const int table = Open();
+  ASSERT_EQ(BeginBatch(table, 1), 1);
+  ASSERT_EQ(Write(table, "a", "", "1"), 1);
+  std::filesystem::copy_file(table_, folder_.Host("copy.dat"));
   close(open(table_.c_str(), O_RDWR | O_CLOEXEC));
   EXPECT_FALSE(CanLockWhole(table_));
   // The byte by which SQLite marks a writer.
@@ -87,7 +69,7 @@ TEST_F(EngineTest, KeepsItsLocksWhenTheFileIsReadBesides) {
   reserved.l_len = 1;
   EXPECT_NE(fcntl(descriptor, F_OFD_SETLK, &reserved), 0);
   close(descriptor);
-  EXPECT_EQ(engine_.EndBatch(table), 1);
+  EXPECT_EQ(EndBatch(table), 1);
 }
 
 TEST_F(EngineTest, WaitsForATryAndNotForAHolder) {
@@ -96,74 +78,54 @@ TEST_F(EngineTest, WaitsForATryAndNotForAHolder) {
     while (!stop) CanLockWhole(table_);
   });
   for (int round = 0; round < 200; ++round) {
-    const int table = engine_.IOpen(table_.c_str());
-    EXPECT_GT(table, 0) << engine_.GetLastErrorText();
-    engine_.IClose(table);
-    EXPECT_EQ(engine_.CreateArchive(table_.c_str(), 20, 4, 3), 0) << engine_.GetLastErrorText();
+    const int table = Open();
+    EXPECT_GT(table, 0) << GetLastErrorText();
+    IClose(table);
+    EXPECT_EQ(Create(), 0) << GetLastErrorText();
   }
   stop = true;
   trying.join();
 }
 
-TEST_F(EngineTest, ProcessesWriteSideBySide) {
-  constexpr int rows = 100;
-  const int table = engine_.IOpen(table_.c_str());
-  HelperProcess first({"write-rows", table_, "x", std::to_string(rows)});
-  HelperProcess second({"write-rows", table_, "y", std::to_string(rows)});
-  for (int row = 0; row < rows; ++row) {
-    const std::string key = 'z' + std::to_string(row);
-    EXPECT_EQ(engine_.Write(table, key, "", key), 1) << engine_.GetLastErrorText();
-  }
-  EXPECT_EQ(first.Wait(), 0);
-  EXPECT_EQ(second.Wait(), 0);
-  EXPECT_EQ(engine_.All(table, 1).size(), 3U * rows);
-  engine_.CloseAll();
-  EXPECT_EQ(CheckIntegrity(table_), "ok");
-}
-
 TEST_F(EngineTest, OneTableByTwoNamesIsOneTable) {
-  const std::string link = folder_ + "/link.dat";
+  const std::string link = folder_.Host("link.dat");
   std::filesystem::create_symlink(table_, link);
-  const int byName = engine_.IOpen(table_.c_str());
-  const int byLink = engine_.IOpen(link.c_str());
-  ASSERT_EQ(engine_.BeginBatch(byName, 1), 1);
-  EXPECT_EQ(engine_.Write(byName, "a", "", "1"), 1);
-  EXPECT_EQ(engine_.Read(engine_.ReadKeyEq, byLink, 1, "a"), "a|1") << "the same thread, the same batch";
-  EXPECT_EQ(engine_.EndBatch(byName), 1);
+  const int byName = Open();
+  const int byLink = IOpen(link.c_str());
+  ASSERT_EQ(BeginBatch(byName, 1), 1);
+  EXPECT_EQ(Write(byName, "a", "", "1"), 1);
+  EXPECT_EQ(Read(ReadKeyEq, byLink, 1, "a"), "a|1") << "the same thread, the same batch";
+  EXPECT_EQ(EndBatch(byName), 1);
   EXPECT_FALSE(std::filesystem::exists(link + "-journal"));
-  engine_.CloseAll();
-  EXPECT_EQ(engine_.CreateArchive(link.c_str(), 20, 4, 3), 0);
+  CloseAll();
+  EXPECT_EQ(CreateArchive(link.c_str(), 20, 4, 3), 0);
   EXPECT_TRUE(std::filesystem::is_symlink(link));
 }
 
 TEST_F(EngineTest, FollowsATableThatWasReplaced) {
-  const int old = engine_.IOpen(table_.c_str());
-  ASSERT_EQ(engine_.Write(old, "a", "", "old"), 1);
+  const int old = Open();
+  ASSERT_EQ(Write(old, "a", "", "old"), 1);
   std::filesystem::remove(table_);  // by somebody who doesn't ask
-  ASSERT_EQ(engine_.CreateArchive(table_.c_str(), 20, 4, 3), 0);
-  const int made = engine_.IOpen(table_.c_str());
-  EXPECT_EQ(engine_.Write(made, "b", "", "new"), 1);
-  EXPECT_EQ(engine_.All(made, 1), Rows{"b|new"});
-  engine_.IClose(old);
-  EXPECT_EQ(engine_.All(made, 1), Rows{"b|new"});
+  ASSERT_EQ(Create(), 0);
+  const int made = Open();
+  EXPECT_EQ(Write(made, "b", "", "new"), 1);
+  IClose(old);
+  EXPECT_EQ(All(made), Rows{"b|new"});
 }
 
-// A program that can't write a table's file can still read it.
 int ReadAsNobody(const std::vector<std::string>& arguments) {
-  const Engine& engine = TheEngine();
   if (setgid(65534) != 0 || setuid(65534) != 0) return 1;
-  const int table = engine.IOpen(arguments[0].c_str());
-  if (engine.All(table, 1) != Rows{"a|kept"}) return 2;
-  return engine.Write(table, "b", "", "") == 0 && CanLockWhole(arguments[0]) == false ? 0 : 3;
+  const int table = IOpen(arguments[0].c_str());
+  if (All(table) != Rows{"a|kept"}) return 2;
+  return Write(table, "b", "", "") == 0 && !CanLockWhole(arguments[0]) ? 0 : 3;
 }
 const Role readAsNobody("read-as-nobody", ReadAsNobody);
 
 TEST_F(EngineTest, ReadsATableThatItMayNotWrite) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can become somebody else";
-  int table = engine_.IOpen(table_.c_str());
-  ASSERT_EQ(engine_.Write(table, "a", "", "kept"), 1);
-  engine_.CloseAll();
-  std::filesystem::permissions(folder_, std::filesystem::perms(0755));
+  ASSERT_EQ(Write(Open(), "a", "", "kept"), 1);
+  CloseAll();
+  std::filesystem::permissions(folder_.Host(), std::filesystem::perms(0755));
   std::filesystem::permissions(table_, std::filesystem::perms(0644));
   EXPECT_EQ(HelperProcess({"read-as-nobody", table_}).Wait(), 0);
 }

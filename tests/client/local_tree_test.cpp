@@ -1,16 +1,15 @@
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <tvlclient/smb_opr.h>
 #include <tvlclient/tvl.h>
 
 #include "base/low_file.h"
-#include "client/walk_recorder.h"
+#include "platform/files.h"
 #include "support/arg.h"
 #include "support/temp_folder.h"
 #include "trees/snapshot.h"
@@ -19,65 +18,53 @@ namespace {
 
 namespace fs = std::filesystem;
 using std::string;
-using Calls = std::vector<Told>;
+using Names = std::vector<string>;
 
 class LocalTree : public testing::Test {
  protected:
   int Copy(const string& source, const string& target) {
-    return opr.CopyDosDir(Arg(folder.Logical(source)), Arg(folder.Logical(target)), WalkRecorder::Callback,
-                          &recorder);
+    return opr.CopyDosDir(Arg(folder.Logical(source)), Arg(folder.Logical(target)), Note, this);
   }
-  int Remove(const string& path) {
-    return opr.RemoveDosDir(Arg(folder.Logical(path)), WalkRecorder::Callback, &recorder);
+  int Remove(const string& path) { return opr.RemoveDosDir(Arg(folder.Logical(path)), Note, this); }
+  double Size(const string& path) { return opr.SizeofDosDir(Arg(folder.Logical(path)), Note, this); }
+
+  // What a walk told of each path: its name, its size, and whether it was gone.
+  static void Note(char* path, unsigned int size, void* test) {
+    LocalTree& self = *static_cast<LocalTree*>(test);
+    const bool gone = GetFileAttributesA(path) == INVALID_FILE_ATTRIBUTES;
+    self.told.push_back(string(path).substr(self.folder.Logical().size() + 1) + ":" + std::to_string(size) +
+                        (gone ? " gone" : ""));
   }
-  double Size(const string& path) {
-    return opr.SizeofDosDir(Arg(folder.Logical(path)), WalkRecorder::Callback, &recorder);
-  }
+  Names Told() { return std::exchange(told, {}); }
 
   TempFolder folder;
   CTVLClientSmbOpr opr;  // not open: the walks need no store
-  WalkRecorder recorder{folder};
+  Names told;
 };
 
 TEST_F(LocalTree, TellsEachWalkInItsOrder) {
   folder.Write("t/sub/f", "12345");
   EXPECT_EQ(Size("t"), 5.0);
-  EXPECT_EQ(recorder.Take(), (Calls{{"t", 0, true}, {"t/sub", 0, true}, {"t/sub/f", 5, true}}));
+  EXPECT_EQ(Told(), (Names{"t:0", "t\\sub:0", "t\\sub\\f:5"}));
   EXPECT_EQ(Copy("t", "c"), 0);
-  EXPECT_EQ(recorder.Take(), (Calls{{"t", 0, true}, {"t/sub", 0, true}, {"t/sub/f", 5, true}}));
+  EXPECT_EQ(Told(), (Names{"t:0", "t\\sub:0", "t\\sub\\f:5"}));
   EXPECT_EQ(Remove("t"), 0);
-  EXPECT_EQ(recorder.Take(), (Calls{{"t/sub/f", 5, false}, {"t/sub", 0, true}, {"t", 0, true}}));
+  EXPECT_EQ(Told(), (Names{"t\\sub\\f:5 gone", "t\\sub:0", "t:0"}));
   EXPECT_EQ(SnapshotOf(folder.Host()), (Snapshot{{"c", "dir"}, {"c/sub", "dir"}, {"c/sub/f", "file 12345"}}));
 }
 
 TEST_F(LocalTree, TellsOfSingleAndMissingPaths) {
   folder.Write("f", "123");
-  const struct {
-    const char* what;
-    int code;
-    Calls calls;
-  } rows[] = {
-      {"copy f g", 0, {{"f", 3, true}}},
-      {"copy f none/g", 22, {{"f", 3, true}}},
-      {"copy none g", 22, {{"none", 0, false}}},
-      {"size f", 3, {{"f", 3, true}}},
-      {"size none", 0, {}},
-      {"size f\\", 0, {}},
-      {"remove none", 0, {{"none", 0, false}}},
-      {"remove f\\", 0, {{"f/", 0, false}}},  // a file's name with a separator behind it is nobody's
-      {"remove g", 0, {{"g", 3, false}}},
-  };
-  for (const auto& row : rows) {
-    std::stringstream words(row.what);
-    string verb;
-    string a;
-    string b;
-    words >> verb >> a >> b;
-    const int code = verb == "copy" ? Copy(a, b) : verb == "size" ? static_cast<int>(Size(a)) : Remove(a);
-    EXPECT_EQ(code, row.code) << row.what;
-    EXPECT_EQ(recorder.Take(), row.calls) << row.what;
-  }
-  EXPECT_EQ(folder.Tree(), std::vector<string>{"f"});
+  EXPECT_EQ(Copy("f", "g"), 0);
+  EXPECT_EQ(Copy("f", "none/g"), 22);
+  EXPECT_EQ(Copy("none", "g"), 22);
+  EXPECT_EQ(Told(), (Names{"f:3", "f:3", "none:0 gone"}));
+  EXPECT_EQ(Size("f") + Size("none") + Size("f\\"), 3.0);
+  EXPECT_EQ(Told(), Names{"f:3"});
+  for (const char* name : {"none", "f\\", "g"}) EXPECT_EQ(Remove(name), 0);
+  EXPECT_EQ(Told(), (Names{"none:0 gone", "f\\:0 gone", "g:3 gone"}))
+      << "a file's name with a separator behind it is nobody's";
+  EXPECT_EQ(folder.Tree(), Names{"f"});
 }
 
 TEST_F(LocalTree, CopyReplacesFilesAndGoesOnBehindFailures) {
@@ -107,8 +94,7 @@ TEST_F(LocalTree, RemoveStopsAtTheFirstFailure) {
   const HANDLE held = LowOpen(folder.Logical("t/held").c_str(), kLowReadWrite);
   LowLock(held, 1, 0);
   EXPECT_EQ(Remove("t"), 23);
-  EXPECT_EQ(recorder.Take(), (Calls{{"t/held", 1, true}}))
-      << "told of the file, not of the folder that stays";
+  EXPECT_EQ(Told(), Names{"t\\held:1"}) << "told of the file, not of the folder that stays";
   LowLock(held, 0, 0);
   LowClose(held);
   // A name that no path can say is passed over, so its folder can't be emptied.
@@ -121,7 +107,7 @@ TEST_F(LocalTree, SizesHave32BitsAFile) {
   for (const auto& [name, size] :
        {std::pair{"t/a", 3000000000ULL}, {"t/b", 5000000000ULL}, {"t/c/d", 2147483648ULL}}) {
     folder.Write(name, "");
-    ASSERT_EQ(truncate(folder.Host(name).c_str(), static_cast<off_t>(size)), 0);
+    fs::resize_file(folder.Host(name), size);
   }
   EXPECT_EQ(Size("t/a"), 3000000000.0);
   EXPECT_EQ(Size("t"), 3000000000.0 + (5000000000.0 - 4294967296.0) + 2147483648.0);
@@ -146,14 +132,12 @@ TEST_F(LocalTree, PumpsOnceAndBehindEachEntry) {
 TEST_F(LocalTree, LinksAreCopiedThroughAndRemovedThemselves) {
   folder.Write("out/precious", "p");
   folder.Write("t/sub/f", "f");
-  const auto link = [&](const char* target, const char* name) {
+  for (const auto& [target, name] : {std::pair{"..", "t/sub/up"},
+                                     {"../../t/sub", "t/sub/self"},
+                                     {"../out", "t/out"},
+                                     {"sub/f", "t/file"},
+                                     {"nowhere", "t/dangling"}})
     fs::create_symlink(target, folder.Host(name));
-  };
-  link("..", "t/sub/up");
-  link("../../t/sub", "t/sub/self");
-  link("../out", "t/out");
-  link("sub/f", "t/file");
-  link("nowhere", "t/dangling");
   EXPECT_EQ(Copy("t", "c"), 0);
   EXPECT_EQ(SnapshotOf(folder.Host("c")), (Snapshot{{"file", "file f"},
                                                     {"out", "dir"},
@@ -163,20 +147,17 @@ TEST_F(LocalTree, LinksAreCopiedThroughAndRemovedThemselves) {
   EXPECT_EQ(Size("t"), 3.0);
   EXPECT_EQ(Remove("t/out\\"), 0) << "a separator behind a link makes no folder of it";
   EXPECT_FALSE(folder.Exists("t/out"));
-  link("../out", "t/out");
+  fs::create_symlink("../out", folder.Host("t/out"));
   EXPECT_EQ(Remove("t"), 0);
   EXPECT_FALSE(folder.Exists("t"));
   EXPECT_EQ(folder.Read("out/precious"), "p");
 }
 
 TEST_F(LocalTree, TakesNamesOfAllKinds) {
-  const std::vector<string> names = {" blank ",      "tail.",          ".dot", "..two", "...", "Case",
-                                     "case",         "CASE",           "*",    "?",     "a|b", "new\nline",
-                                     "\xE0\xFF\x80", string(220, 'n'), "-r",   "~",     "$(x)"};
-  for (const string& name : names) {
-    folder.Write("t/" + name, name);
-    folder.Write("t/d" + name.substr(0, 200) + "/" + name.substr(0, 10), name);
-  }
+  for (const string& name : {string(" blank "), string("tail."), string(".dot"), string("..."),
+                             string("Case"), string("case"), string("*"), string("a|b"), string("new\nline"),
+                             string("\xE0\xFF\x80"), string(220, 'n'), string("$(x)")})
+    folder.Write("t/" + name + "/" + name.substr(0, 10), name);
   EXPECT_EQ(Copy("t", "c"), 0);
   EXPECT_EQ(SnapshotOf(folder.Host("c")), SnapshotOf(folder.Host("t")));
   EXPECT_EQ(Remove("t"), 0);
@@ -193,39 +174,6 @@ TEST_F(LocalTree, AnEntryThatVanishesOnTheWayIsNoFailure) {
   string root = folder.Host("t");
   EXPECT_EQ(opr.RemoveDosDir(Arg(folder.Logical("t")), take_all, &root), 0);
   EXPECT_FALSE(folder.Exists("t"));
-}
-
-class WithWorkingDirectory : public CTVLClientSmbOpr {
- public:
-  explicit WithWorkingDirectory(const string& path) {
-    path.copy(workingDirectory, sizeof workingDirectory - 1);
-  }
-};
-
-TEST_F(LocalTree, ListsTheWorkingDirectory) {
-  for (const char* name : {"w/a.txt", "w/sub/b", "w/back\\slash"}) folder.Write(name, "");
-  WithWorkingDirectory local(folder.Logical("w\\"));
-  const struct {
-    const char *directory, *pattern;
-    int code, count;
-    const char *list, *other;
-  } rows[] = {
-      {"", "*.*", 0, 2, "<a.txt|sub", "<sub|a.txt"},
-      {"sub", "*", 0, 1, "<b", "<b"},
-      {"/sub/", "B", 0, 1, "<b", "<b"},
-      {"", "none", 0, 0, "<", "<"},
-      {"none", "*.*", 21, -1, "<", "<"},
-      {"a.txt", "*.*", 21, -1, "<", "<"},
-  };
-  for (const auto& row : rows) {
-    int count = -1;
-    CString list = "<";
-    EXPECT_EQ(local.GetLocalDirContent(Arg(row.directory), Arg(row.pattern), &count, list), row.code)
-        << row.directory;
-    EXPECT_EQ(count, row.count) << row.directory;
-    EXPECT_TRUE(list.GetString() == string(row.list) || list.GetString() == string(row.other))
-        << list.GetString();
-  }
 }
 
 }  // namespace

@@ -31,17 +31,10 @@ struct Case {
   Faults::Span span;
 };
 
-// A packed transfer takes a failing read for the end of the source and passes on what it has: the one failure
-// that doesn't show.
-bool IsCutShort(const Case& c, const string& hit) {
-  return c.zip != 0 && hit == "read";
-}
-
 // Runs one transfer with the `at`-th system call failing; false when there are no more calls to fail.
 bool RunWithFault(SmallStore& store, const Case& c, const string& contents, int at) {
-  const string source = c.put ? "work/in/f" : "root/in/f";
-  const string target = c.put ? "root/out/f" : "work/out/f";
-  std::filesystem::remove_all(store.folder.Host(c.put ? "root/out" : "work/out"));
+  const string out = store.folder.Host(c.put ? "root/out" : "work/out");
+  std::filesystem::remove_all(out);
   const auto others = store.folder.Tree();
   const long descriptors = OpenDescriptors();
   int transferred = 7;
@@ -55,20 +48,19 @@ bool RunWithFault(SmallStore& store, const Case& c, const string& contents, int 
                  : store.opr.GetRemote(remote, local, &transferred);
     if (Faults::Hit() != nullptr) hit = Faults::Hit();
   }
-  const string what = (c.put ? "put, call " : "get, call ") + std::to_string(at) + " " + hit + ", code " +
-                      std::to_string(code);
-  EXPECT_EQ(OpenDescriptors(), descriptors) << what;
-  EXPECT_EQ(store.folder.Read(source), contents) << what;
+  SCOPED_TRACE((c.put ? "put, call " : "get, call ") + std::to_string(at) + " " + hit);
+  EXPECT_EQ(OpenDescriptors(), descriptors);
+  EXPECT_EQ(store.folder.Read(c.put ? "work/in/f" : "root/in/f"), contents);
+  EXPECT_EQ(transferred, code == 0 ? 1 : 7);
+  EXPECT_TRUE(code == 0 || (c.zip == 0 ? code == 22 : code == 27 || code == 28)) << code;
   if (code == 0) {
-    const string got = store.folder.Read(target);
-    EXPECT_EQ(transferred, 1) << what;
-    EXPECT_EQ(got, IsCutShort(c, hit) ? contents.substr(0, got.size()) : contents) << what;
-  } else {
-    EXPECT_EQ(transferred, 7) << what;
-    EXPECT_TRUE(c.zip == 0 ? code == 22 : code == 27 || code == 28) << what;
+    const string got = store.folder.Read(c.put ? "root/out/f" : "work/out/f");
+    // A packed transfer takes a failing read for the end of the source and passes on what it has: the one
+    // failure that doesn't show.
+    EXPECT_EQ(got, c.zip != 0 && hit == "read" ? contents.substr(0, got.size()) : contents);
   }
-  std::filesystem::remove_all(store.folder.Host(c.put ? "root/out" : "work/out"));
-  EXPECT_EQ(store.folder.Tree(), others) << what;
+  std::filesystem::remove_all(out);
+  EXPECT_EQ(store.folder.Tree(), others);
   return !hit.empty();
 }
 

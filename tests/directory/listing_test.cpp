@@ -6,74 +6,55 @@
 #include <string>
 #include <vector>
 
-#include <tvlclient/tvl.h>
-
 #include "directory/small_store.h"
 
 namespace {
 
 using std::string;
 
-std::vector<string> Split(const CString& list) {
-  std::vector<string> names;
-  std::stringstream stream(list.GetString());
-  for (string name; std::getline(stream, name, '|');) names.push_back(name);
-  std::sort(names.begin(), names.end());
-  return names;
-}
-
+// What is in a folder of the store, and of the working directory; only the failure differs.
 TEST(Listing, GivesNamesAndTheirNumber) {
   SmallStore store;
-  for (const char* name : {"d/a.txt", "d/B.TXT", "d/noext", "d/sub/x", "d/back\\slash"})
-    store.folder.Write(string("root/") + name, "");
-  std::filesystem::create_symlink("..", store.folder.Host("root/d/up"));
-  store.folder.Make("root/empty");
+  for (const string side : {"root/", "work/"}) {
+    for (const char* name : {"d/a.txt", "d/B.TXT", "d/noext", "d/sub/x", "d/back\\slash"})
+      store.folder.Write(side + name, "");
+    std::filesystem::create_symlink("..", store.folder.Host(side + "d/up"));
+    store.folder.Make(side + "empty");
+  }
   using Names = std::vector<string>;
+  const Names none = {"no folder"};
   const struct {
     const char *directory, *pattern;
-    int code;
     Names names;
   } cases[] = {
-      {"d", "*.*", 0, {"B.TXT", "a.txt", "noext", "sub"}},
-      {"d\\", "*.*", 0, {"B.TXT", "a.txt", "noext", "sub"}},
-      {"/d/", "*.txt", 0, {"B.TXT", "a.txt"}},
-      {"d/sub", "*", 0, {"x"}},
-      {"d", "sub", 0, {"sub"}},
-      {"", "*", 0, {"d", "empty"}},
-      {"empty", "*.*", 0, {}},
-      {"d", "none", 0, {}},
-      {"none", "*.*", 20, {}},
-      {"d/a.txt", "*.*", 20, {}},
+      {"d", "*.*", {"B.TXT", "a.txt", "noext", "sub"}},
+      {"/d/", "*.txt", {"B.TXT", "a.txt"}},
+      {"d/sub", "*", {"x"}},
+      {"d", "sub", {"sub"}},
+      {"", "*", {"d", "empty"}},
+      {"empty", "*.*", {}},
+      {"d", "none", {}},
+      {"none", "*.*", none},
+      {"d/a.txt", "*.*", none},
   };
   for (const auto& row : cases) {
-    int count = -5;
-    CString list = "before";
-    EXPECT_EQ(store.opr.GetRemoteDirContent(Arg(row.directory), Arg(row.pattern), &count, list), row.code)
-        << row.directory;
-    EXPECT_EQ(count, row.code == 0 ? static_cast<int>(row.names.size()) : -5);
-    ASSERT_EQ(string(list).substr(0, 6), "before") << "names go behind what is there";
-    const CString names = list.GetString() + 6;
-    EXPECT_EQ(Split(names), row.names) << row.directory << row.pattern;
-    EXPECT_EQ(std::count(names.GetString(), names.GetString() + names.GetLength(), '|'),
-              std::max(count, 1) - 1);
+    for (const bool local : {false, true}) {
+      int count = -5;
+      CString list = "before|";
+      const int code =
+          local ? store.opr.GetLocalDirContent(Arg(row.directory), Arg(row.pattern), &count, list)
+                : store.opr.GetRemoteDirContent(Arg(row.directory), Arg(row.pattern), &count, list);
+      EXPECT_EQ(code, row.names != none ? 0 : local ? 21 : 20) << row.directory;
+      EXPECT_EQ(count, row.names != none ? static_cast<int>(row.names.size()) : -5);
+      Names names;
+      std::stringstream stream(list.GetString());
+      for (string name; std::getline(stream, name, '|');) names.push_back(name);
+      ASSERT_EQ(names.at(0), "before") << "names go behind what is there";
+      names.erase(names.begin());
+      std::sort(names.begin(), names.end());
+      EXPECT_EQ(names, row.names != none ? row.names : Names()) << row.directory << row.pattern;
+    }
   }
-}
-
-TEST(Listing, PumpsOnceAndBehindEachEntry) {
-  SmallStore store;
-  for (const char* name : {"a", "b", "c"}) store.folder.Write(string("root/d/") + name, "");
-  int turns = 0;
-  TVLSetPumpHook([](void* userData) { ++*static_cast<int*>(userData); }, &turns);
-  const auto turns_of = [&](const char* pattern) {
-    turns = 0;
-    int count = 0;
-    CString list;
-    EXPECT_EQ(store.opr.GetRemoteDirContent(Arg("d"), Arg(pattern), &count, list), 0);
-    return turns;
-  };
-  EXPECT_EQ(turns_of("*.*"), 1 + 5);  // with "." and ".."
-  EXPECT_EQ(turns_of("none"), 1);
-  TVLSetPumpHook(nullptr, nullptr);
 }
 
 TEST(Listing, ExistsAsksForFilesFoldersAndLinks) {
@@ -90,10 +71,10 @@ TEST(Listing, ExistsAsksForFilesFoldersAndLinks) {
 TEST(Listing, CompareTellsWhatATransferWouldFind) {
   SmallStore store;
   store.folder.Write("root/f", "abc");
+  store.folder.Write("work/g", "abc");
   int equal = 7;
   EXPECT_EQ(store.opr.CompareRemote(Arg("f"), Arg("f"), &equal), 0);
   EXPECT_EQ(equal, 0);
-  store.folder.Write("work/g", "abc");
   EXPECT_EQ(store.opr.CompareRemote(Arg("f"), Arg("g"), &equal), 0);
   EXPECT_EQ(equal, 1);
   EXPECT_EQ(store.folder.Tree("work"), std::vector<string>{"g"});

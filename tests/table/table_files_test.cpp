@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <tvlclient/smb_opr.h>
@@ -27,6 +30,13 @@ std::string Row(const std::string& key1, const std::string& key2, const std::str
   return Filled(key1, kKey1) + '\0' + Filled(key2, kKey2) + '\0' + Filled(record, kRecord);
 }
 
+// A list of keys as the calls take it, written with ',' and ';' for the marks 1 and 2.
+std::string Marked(std::string list) {
+  std::replace(list.begin(), list.end(), ',', '\1');
+  std::replace(list.begin(), list.end(), ';', '\2');
+  return list;
+}
+
 class TableFilesTest : public testing::Test {
  protected:
   void SetUp() override {
@@ -45,27 +55,33 @@ class TableFilesTest : public testing::Test {
     for (const std::string& key : keys) ASSERT_EQ(Write(Row(key, key.substr(0, 1), key), 1), TVL_OK);
   }
 
-  // The rows that a read brings, without key filling: the searched key and the record.
+  // The searched keys of the rows that a read brings; the other key is blank in each.
   Keys Read(int prefix, const std::string& list, int keyNumber = 1) {
     CCore block;
     int rows = -1;
-    EXPECT_EQ(connection_.CTFileRead(handle_, prefix, rows, Arg(list), keyNumber, &block), TVL_OK);
+    EXPECT_EQ(connection_.CTFileRead(handle_, prefix, rows, Arg(Marked(list)), keyNumber, &block), TVL_OK);
     EXPECT_EQ(block.length, static_cast<std::uint32_t>(rows) * kRow);
     Keys found;
     for (int row = 0; row < rows; ++row) {
       const std::string image(reinterpret_cast<char*>(block.data) + row * kRow, kRow);
-      const std::string key1 = image.substr(0, kKey1);
-      const std::string key2 = image.substr(kKey1 + 1, kKey2);
-      EXPECT_EQ(keyNumber == 1 ? key2 : key1, std::string(keyNumber == 1 ? kKey2 : kKey1, ' '));
-      EXPECT_EQ(image[kKey1], 0);
-      EXPECT_EQ(image[kKey1 + kKey2 + 1], 0);
-      const std::string key = keyNumber == 1 ? key1 : key2;
+      const std::string key = keyNumber == 1 ? image.substr(0, kKey1) : image.substr(kKey1 + 1, kKey2);
+      const std::string record = image.substr(kKey1 + kKey2 + 2);
+      EXPECT_EQ(image, keyNumber == 1 ? Row(key, "", record) : Row("", key, record));
       found.push_back(key.substr(0, key.find_last_not_of(' ') + 1));
     }
     return found;
   }
 
-  int Delete(int prefix, std::string list) { return connection_.CTFileDelete(handle_, prefix, list.data()); }
+  int Delete(int prefix, const std::string& list) {
+    return connection_.CTFileDelete(handle_, prefix, Marked(list).data());
+  }
+
+  // Opens a table of this connection. Its lengths, or the code of the failure alone.
+  std::vector<int> Open(const std::string& name, int& handle) {
+    std::vector<int> lengths = {-1, -1, -1};
+    const int code = connection_.CTFileOpen(Arg(name), handle, lengths[0], lengths[1], lengths[2]);
+    return code == TVL_OK ? lengths : std::vector<int>{code};
+  }
 
   TempFolder folder_{TempFolder::Memory()};
   Store store_{folder_.Host()};
@@ -79,12 +95,8 @@ TEST_F(TableFilesTest, OneTableHasOneHandleByWhateverSpelling) {
   ASSERT_EQ(connection_.CTFileInit(Arg("sub/x.dat"), handle, 30, 6, 0), TVL_OK);
   for (const char* name : {"sub\\x.dat", "SUB/X.DAT", "sub/x.dat"}) {
     int again = -1;
-    int lengths[3] = {};
-    EXPECT_EQ(connection_.CTFileOpen(Arg(name), again, lengths[0], lengths[1], lengths[2]), TVL_OK);
+    EXPECT_EQ(Open(name, again), (std::vector{30, 6, 0}));
     EXPECT_EQ(again, handle);
-    EXPECT_EQ(lengths[0], 30);
-    EXPECT_EQ(lengths[1], 6);
-    EXPECT_EQ(lengths[2], 0);
   }
   const int codes[] = {TVL_OK, TVL_OK, TVL_OK, TVL_OK, TVL_ERR_SERVER_FILE};
   for (const int code : codes) EXPECT_EQ(connection_.CTFileClose(handle), code);
@@ -92,65 +104,42 @@ TEST_F(TableFilesTest, OneTableHasOneHandleByWhateverSpelling) {
 }
 
 TEST_F(TableFilesTest, ClosingTheMiddleOneLeavesTheOthers) {
-  constexpr const char* names[] = {"n0", "n1", "n2"};
-  int handles[3] = {};
-  for (int i = 0; i < 3; ++i) {
-    ASSERT_EQ(connection_.CTFileInit(Arg(names[i]), handles[i], 10 + i, 4, 0), TVL_OK);
-  }
-  EXPECT_EQ(connection_.CTFileClose(handles[1]), TVL_OK);
-  CCore block;
-  for (const int i : {0, 2}) {
-    block.Release();
-    block.Append(std::string(static_cast<std::size_t>(10 + i + 4 + 2), 'x').data(), 10 + i + 4 + 2);
-    EXPECT_EQ(connection_.CTFileWrite(handles[i], 0, 1, &block), TVL_OK);
-  }
-  EXPECT_EQ(connection_.CTFileWrite(handles[1], 0, 1, &block), TVL_ERR_SERVER_FILE);
-}
-
-TEST_F(TableFilesTest, AStrangeHandleIsRefusedEverywhere) {
+  int middle = -1;
+  int last = -1;
+  ASSERT_EQ(connection_.CTFileInit(Arg("middle"), middle, 10, 4, 0), TVL_OK);
+  ASSERT_EQ(connection_.CTFileInit(Arg("last"), last, kRecord, kKey1, kKey2), TVL_OK);
+  EXPECT_EQ(connection_.CTFileClose(middle), TVL_OK);
+  WriteKeys({"a"});
+  std::swap(handle_, last);
+  WriteKeys({"a"});
+  handle_ = middle;
+  EXPECT_EQ(Write("", 0), TVL_ERR_SERVER_FILE);
+  EXPECT_EQ(Delete(0, "a,"), TVL_ERR_SERVER_FILE);
   CCore block;
   int rows = 7;
-  EXPECT_EQ(connection_.CTFileRead(handle_ + 1, 1, rows, Arg("a"), 1, &block), TVL_ERR_SERVER_FILE);
+  EXPECT_EQ(connection_.CTFileRead(middle, 1, rows, Arg("a"), 1, &block), TVL_ERR_SERVER_FILE);
   EXPECT_EQ(rows, 0);
-  EXPECT_EQ(connection_.CTFileWrite(handle_ + 1, 0, 0, &block), TVL_ERR_SERVER_FILE);
-  EXPECT_EQ(connection_.CTFileDelete(handle_ + 1, 0, Arg("a\x01")), TVL_ERR_SERVER_FILE);
 }
 
 TEST_F(TableFilesTest, ReadsByKeyAndByPrefix) {
   WriteKeys({"a1", "a2", "b1", "B2", "c"});
   const struct {
     int prefix;
-    const char* list;
+    std::string list;
     int keyNumber;
     Keys found;
   } cases[] = {
       {1, "a", 1, {"a1", "a2"}},
       {1, "b", 1, {"b1"}},  // with case
-      {1, "", 1, {}},
-      {1, "\x01\x01", 1, {}},
-      {1,
-       "x\x01"
-       "c\x01"
-       "a2",
-       1,
-       {"c", "a2"}},  // in the order of the list
-      {1,
-       "a\x01"
-       "a1",
-       1,
-       {"a1", "a2", "a1"}},   // overlapping
-      {1, "abcdefg", 1, {}},  // longer than the key
-      {0,
-       "a1\x01"
-       "a\x01"
-       "a3\x01"
-       "c   ",
-       1,
-       {"a1", "c"}},       // a short key is completed
-      {0, "a", 2, {"a"}},  // the first of two
-      {1, "a", 2, {"a"}},  // the next read goes behind the key found
+      {1, ",,", 1, {}},
+      {1, "x,c,a2", 1, {"c", "a2"}},          // in the order of the list
+      {1, ",a,,a1,", 1, {"a1", "a2", "a1"}},  // overlapping
+      {1, "abcdefg", 1, {}},                  // longer than the key
+      {1, std::string(2000, 'a'), 1, {}},
+      {0, "a1,a,a3,c   ", 1, {"a1", "c"}},  // a short key is completed
+      {0, "a", 2, {"a"}},                   // the first of two
+      {1, "a", 2, {"a"}},                   // the next read goes behind the key found
       {1, "a", 3, {}},
-      {0, "a1", 0, {}},
   };
   for (const auto& test : cases)
     EXPECT_EQ(Read(test.prefix, test.list, test.keyNumber), test.found) << test.list;
@@ -183,95 +172,52 @@ TEST_F(TableFilesTest, DeletesByKeysAndByPrefix) {
     int code;
     Keys left;
   } cases[] = {
-      {0,
-       "a1\x01"
-       "a\x02",
-       TVL_OK,
-       {"a2", "b1", "b2"}},
-      {0,
-       "a1\x01\x02"
-       "b1\x01",
-       TVL_OK,
-       {"a2", "b2"}},  // by key 1 alone
-      {0,
-       "a1\x01"
-       "b\x02",
-       TVL_ERR_RS_DELETE,
-       {"a1", "a2", "b1", "b2"}},  // both must fit
-      {0,
-       "\x01"
-       "b\x02",
-       TVL_OK,
-       {"a1", "a2"}},  // by key 2 alone
-      {0,
-       "a1\x01\x02zz\x01\x02"
-       "b1\x01",
-       TVL_ERR_RS_DELETE,
-       {"a2", "b1", "b2"}},
-      {0, "a1\x01\x02no entry", TVL_OK, {"a2", "b1", "b2"}},
+      {0, "a1,a;", TVL_OK, {"a2", "b1", "b2"}},
+      {0, "a1,;b1,", TVL_OK, {"a2", "b2"}},                       // by key 1 alone
+      {0, ",b;", TVL_OK, {"a1", "a2"}},                           // by key 2 alone
+      {0, "a1,b;", TVL_ERR_RS_DELETE, {"a1", "a2", "b1", "b2"}},  // both must fit
+      {0, "a1,;zz,;b1,", TVL_ERR_RS_DELETE, {"a2", "b1", "b2"}},
+      {0, "a1,a;no entry", TVL_OK, {"a2", "b1", "b2"}},
       {0, "", TVL_OK, {"a1", "a2", "b1", "b2"}},
-      {0, "\x01\x02", TVL_ERR_RS_DELETE, {"a1", "a2", "b1", "b2"}},  // no key at all
-      {1, "a\x01ignored\x02", TVL_OK, {"b1", "b2"}},
-      {1,
-       "A\x01\x02x\x01\x02"
-       "b1\x01",
-       TVL_OK,
-       {"a1", "a2", "b2"}},
-      {1, "\x01\x02", TVL_OK, {"a1", "a2", "b1", "b2"}},
-      {1, "a1   \x01\x02", TVL_OK, {"a1", "a2", "b1", "b2"}},  // longer than the key
-      {1, "a1  \x01\x02", TVL_OK, {"a2", "b1", "b2"}},
+      {0, ",;", TVL_ERR_RS_DELETE, {"a1", "a2", "b1", "b2"}},  // no key at all
+      {1, "a,ignored;", TVL_OK, {"b1", "b2"}},
+      {1, "A,;x,;b1,", TVL_OK, {"a1", "a2", "b2"}},
+      {1, ",;", TVL_OK, {"a1", "a2", "b1", "b2"}},
+      {1, "a1   ,;", TVL_OK, {"a1", "a2", "b1", "b2"}},  // longer than the key
+      {1, "a1  ,;", TVL_OK, {"a2", "b1", "b2"}},
   };
   for (const auto& test : cases) {
     WriteKeys({"a1", "a2", "b1", "b2"});
     EXPECT_EQ(Delete(test.prefix, test.list), test.code) << test.list;
-    EXPECT_EQ(Read(1,
-                   "a\x01"
-                   "b"),
-              test.left)
-        << test.list;
+    EXPECT_EQ(Read(1, "a,b"), test.left) << test.list;
   }
 }
 
 TEST_F(TableFilesTest, WhatCannotBeOpenedOrMade) {
   int handle = 77;
-  int lengths[3] = {1, 2, 3};
   const std::string longName(300, 'n');
-  for (const std::string& name : {std::string("missing.dat"), std::string("tvl.ini"), longName}) {
-    EXPECT_EQ(connection_.CTFileOpen(Arg(name), handle, lengths[0], lengths[1], lengths[2]),
-              TVL_ERR_SERVER_FILE);
-  }
-  for (const std::string& name : {std::string("no/folder.dat"), longName}) {
-    EXPECT_EQ(connection_.CTFileInit(Arg(name), handle, 10, 4, 0), TVL_ERR_DELETE_FILE);
-  }
-  EXPECT_EQ(connection_.CTFileInit(Arg("bad.dat"), handle, -1, 4, 0), TVL_ERR_DELETE_FILE);
+  for (const std::string& name : {std::string("missing.dat"), std::string("tvl.ini"), longName})
+    EXPECT_EQ(Open(name, handle), std::vector<int>{TVL_ERR_SERVER_FILE}) << name;
+  for (const std::string& name : {std::string("no/folder.dat"), longName})
+    EXPECT_EQ(connection_.CTFileInit(Arg(name), handle, 10, 4, 0), TVL_ERR_DELETE_FILE) << name;
   EXPECT_EQ(handle, 77);
-  EXPECT_EQ(lengths[0] + lengths[1] + lengths[2], 6);
+  EXPECT_EQ(connection_.CTFileInit(Arg("t.dat"), handle, -1, 4, 0), TVL_ERR_DELETE_FILE);
+  EXPECT_EQ(connection_.CTFileClose(handle_), TVL_ERR_SERVER_FILE) << "its entry is gone";
+  EXPECT_EQ(connection_.CTFileInit(Arg("t.dat"), handle, kRecord, kKey1, kKey2), TVL_OK);
 }
 
 TEST_F(TableFilesTest, MakingATableAnewTakesItFromItsUsers) {
   WriteKeys({"a1"});
-  int again = -1;
-  int lengths[3] = {};
-  ASSERT_EQ(connection_.CTFileOpen(Arg("t.dat"), again, lengths[0], lengths[1], lengths[2]), TVL_OK);
   int made = -1;
+  int again = -1;
+  ASSERT_EQ(Open("t.dat", again).size(), 3U);
   ASSERT_EQ(connection_.CTFileInit(Arg("T.DAT"), made, 9, kKey1, kKey2), TVL_OK);
   EXPECT_NE(made, handle_);
-  EXPECT_FALSE(std::filesystem::exists(store_.rootHost + "T.DAT"))
-      << "the spelling first opened names the files";
+  EXPECT_FALSE(folder_.Exists("store/T.DAT")) << "the spelling first opened names the files";
   EXPECT_EQ(connection_.CTFileClose(handle_), TVL_ERR_SERVER_FILE);
-  ASSERT_EQ(connection_.CTFileOpen(Arg("t.dat"), again, lengths[0], lengths[1], lengths[2]), TVL_OK);
+  EXPECT_EQ(Open("t.dat", again), (std::vector{9, kKey1, kKey2}));
   EXPECT_EQ(again, made);
-  EXPECT_EQ(lengths[0], 9);
-  EXPECT_EQ(connection_.CTFileClose(made), TVL_OK);
-  EXPECT_EQ(connection_.CTFileClose(made), TVL_OK);
-  EXPECT_EQ(connection_.CTFileClose(made), TVL_ERR_SERVER_FILE) << "the users before are no longer counted";
-}
-
-TEST_F(TableFilesTest, AnEntryGoesWhenItsTableCannotBeMadeAnew) {
-  int made = -1;
-  EXPECT_EQ(connection_.CTFileInit(Arg("t.dat"), made, -1, 4, 0), TVL_ERR_DELETE_FILE);
-  EXPECT_EQ(connection_.CTFileClose(handle_), TVL_ERR_SERVER_FILE);
-  EXPECT_EQ(connection_.CTFileInit(Arg("t.dat"), made, kRecord, kKey1, kKey2), TVL_OK);
+  for (const int code : {TVL_OK, TVL_OK, TVL_ERR_SERVER_FILE}) EXPECT_EQ(connection_.CTFileClose(made), code);
 }
 
 TEST_F(TableFilesTest, HandlesDieWithTheirConnection) {
@@ -279,7 +225,7 @@ TEST_F(TableFilesTest, HandlesDieWithTheirConnection) {
   ASSERT_EQ(store_.Connect(other), TVL_OK);
   ASSERT_EQ(connection_.Close(), TVL_OK);
   EXPECT_EQ(Write(Row("a1", "", ""), 1), TVL_ERR_RS_WRITE);
-  EXPECT_EQ(Delete(0, "a1\x01"), TVL_ERR_RS_DELETE);
+  EXPECT_EQ(Delete(0, "a1,"), TVL_ERR_RS_DELETE);
   int made = -1;
   EXPECT_EQ(other.CTFileInit(Arg("t.dat"), made, kRecord, kKey1, kKey2), TVL_OK) << "nobody has it open";
   ASSERT_EQ(store_.Connect(connection_), TVL_OK);

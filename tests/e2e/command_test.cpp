@@ -1,37 +1,31 @@
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <string>
-#include <vector>
+#include <utility>
 
-#include "e2e/json_checker.h"
 #include "e2e/tvl_runner.h"
+#include "versions/executable_file.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-bool Holds(const std::string& text, const std::string& part) {
-  return text.find(part) != std::string::npos;
-}
-
 TEST_F(TvlTest, ConfigurationIsLookedForInOrder) {
-  for (const char* place : {"given", "variable", "here", "user", "home"})
-    folder.Write(std::string(place) + ".ini",
-                 "[TavolisFileSystem]\nDocumentRoot=" + folder.Host("store") + "\nShortName=" + place + "\n");
-  folder.Make("work/xdg/tvl");
-  folder.Make("work/home/.config/tvl");
-  fs::rename(folder.Host("here.ini"), folder.Host("work/tvl.ini"));
-  fs::rename(folder.Host("user.ini"), folder.Host("work/xdg/tvl/tvl.ini"));
-  fs::rename(folder.Host("home.ini"), folder.Host("work/home/.config/tvl/tvl.ini"));
+  for (const auto& [name, file] : {std::pair{"given", "given.ini"},
+                                   {"variable", "variable.ini"},
+                                   {"here", "work/tvl.ini"},
+                                   {"user", "work/xdg/tvl/tvl.ini"},
+                                   {"home", "work/home/.config/tvl/tvl.ini"}})
+    folder.Write(file,
+                 "[TavolisFileSystem]\nDocumentRoot=" + folder.Host("store") + "\nShortName=" + name + "\n");
   ProcessStart start = Start({"--config", folder.Host("given.ini"), "info"});
   start.environment = {{"TVL_CONFIG", folder.Host("variable.ini")},
                        {"XDG_CONFIG_HOME", folder.Host("work/xdg")},
                        {"HOME", folder.Host("work/home")}};
   const auto expect = [&start](const std::string& name) {
     const ProcessResult result = RunProcess(start);
-    EXPECT_TRUE(Holds(result.out, "Short name:         " + name + "\n")) << name << result.out << result.err;
+    EXPECT_NE(result.out.find("Short name:         " + name + "\n"), std::string::npos) << name << result.err;
   };
   expect("given");
   start.command = {TVL_PROGRAM, "info"};
@@ -63,15 +57,13 @@ TEST_F(TvlTest, InitWritesAnyPathFaithfully) {
   folder.Make("stores/x");
   folder.Write("work/a", "a");
   for (const char* name :
-       {"plain", "two words", " blanks ", "d$llar", "$", "%$A%", "100%", "semi;colon", "'quoted'",
-        "\"quoted\"", "a=b", "[x,y]", "\xC3\xA0\xE0", "trailing$ ", "new/deep/er", "x/../up"}) {
+       {"two words", " blanks ", "d$llar", "$", "%$A%", "100%", "semi;colon", "'quoted'", "\"quoted\"", "a=b",
+        "[x,y]", "\xC3\xA0\xE0", "trailing$ ", "new/deep/er", "x/../up"}) {
     const std::string root = folder.Host("stores/" + std::string(name));
-    Expect(0, {"init", root});
-    Expect(0, {"--config", root + "/tvl.ini", "put", "a"});
+    ExpectAll({{0, {"init", root}}, {0, {"--config", root + "/tvl.ini", "put", "a"}}, {1, {"init", root}}});
     EXPECT_TRUE(fs::exists(root + "/a")) << root;
-    Expect(1, {"init", root});
   }
-  const Snapshot before = SnapshotOf(folder.Host());
+  const Tree before = SnapshotOf(folder.Host());
   for (const std::string& name : {std::string("back\\slash"), std::string("line\nend"), std::string("tab\t"),
                                   std::string(200, 'l') + "/" + std::string(100, 'l'), std::string("a/none")})
     Expect(1, {"init", name});
@@ -85,93 +77,126 @@ TEST_F(TvlTest, InitGivesTheModeOfTheFolder) {
   Expect(0, {"init", folder.Host("shared")});
   umask(before);
   for (const char* name : {"tvl.ini", "tmp", "tmp/locks", "tmp/procs"}) {
-    struct stat status = {};
-    ASSERT_EQ(stat(folder.Host("shared/" + std::string(name)).c_str(), &status), 0) << name;
-    EXPECT_EQ(status.st_mode & 0777U, S_ISDIR(status.st_mode) ? 0775U : 0664U) << name;
+    const auto mode = fs::status(folder.Host("shared/" + std::string(name))).permissions();
+    EXPECT_EQ(static_cast<unsigned int>(mode) & 0777U, name[3] == '.' ? 0664U : 0775U) << name;
   }
 }
 
 TEST_F(TvlTest, HashIsWhatSha1sumChecks) {
-  const std::vector<std::string> names = {"a",     "two  words", "back\\slash",        "new\nline",
-                                          "[a,b]", "-x",         std::string(255, 'l')};
-  std::vector<std::string> arguments = {"hash", "--"};
-  for (const std::string& name : names) {
-    folder.Write("work/" + name, name);
-    arguments.push_back(name);
+  Words arguments = {"hash", "--"};
+  for (const char* name : {"a", "two  words", "back\\slash", "new\nline", "[a,b]", "-x"}) {
+    folder.Write("work/" + std::string(name), name);
+    arguments.emplace_back(name);
   }
-  const ProcessResult result = Expect(0, arguments);
-  EXPECT_TRUE(Holds(result.out, "86f7e437faa5a7fce15d1ddcb9eaeaea377667b8  a\n")) << result.out;
   ProcessStart check = {{"/usr/bin/sha1sum", "-c", "--strict"}};
   check.folder = folder.Host("work");
-  check.input = result.out;
+  check.input = Expect(0, arguments, {"86f7e437faa5a7fce15d1ddcb9eaeaea377667b8  a\n"}).out;
   const ProcessResult checked = RunProcess(check);
   EXPECT_EQ(checked.exit, 0) << checked.out << checked.err;
-  const ProcessResult document = Expect(0, {"--json", "hash", "a"});
-  EXPECT_EQ(document.out,
+  EXPECT_EQ(ExpectJson(0, {"hash", "a"}),
             "{\"command\":\"hash\",\"file\":\"a\",\"sha1\":\"86f7e437faa5a7fce15d1ddcb9eaeaea377667b8\","
             "\"size\":1}\n");
 }
 
-// Each command's document is JSON, also with names that are no UTF-8, and also after a failure.
+// Also with names that are no UTF-8, and also after a failure.
 TEST_F(TvlTest, DocumentsAreJson) {
-  const std::string name = "q\"b\t\xE0\xED\xA0\x80.x";
+  const std::string name = "q\"b\t\x01\xE0\xED\xA0\x80\xC0\x80\xF4\x90\x80\x80\xC3\xA0.x";
   folder.Write("work/" + name, "12345");
-  const std::vector<std::vector<std::string>> commands = {{"put", name},
-                                                          {"get", name},
-                                                          {"get", "-r", "."},
-                                                          {"get", "none\xFF"},
-                                                          {"put", name, name + "2", "a"},
-                                                          {"config", "show"},
-                                                          {"info"},
-                                                          {"hash", name, "."},
-                                                          {"init", "new"},
-                                                          {"init", "new"},
-                                                          {"-n", "put", "-r", "."},
-                                                          {"--config", "none\xFE", "info"}};
-  for (const std::vector<std::string>& command : commands) {
-    std::vector<std::string> arguments = command;
-    arguments.emplace_back("--json");
-    const ProcessResult result = Tvl(arguments);
-    EXPECT_TRUE(AreJsonLines(result.out)) << testing::PrintToString(command) << "\n"
-                                          << result.out << result.err;
-  }
-  EXPECT_EQ(Expect(0, {"--json", "get", "-f", name}).out,
-            "{\"command\":\"get\",\"remote\":\"q\\\"b\\t\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD.x\","
-            "\"remote_hex\":"
-            "\"71226209e0eda0802e78\",\"local\":\"q\\\"b\\t\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD."
-            "x\",\"local_hex\":"
-            "\"71226209e0eda0802e78\",\"result\":\"transferred\",\"size\":5}\n");
+  for (const auto& [exit, command] : {std::pair<int, Words>{0, {"put", name}},
+                                      {0, {"get", "-r", "."}},
+                                      {6, {"get", "none\xFF"}},
+                                      {6, {"put", name, name + "2", "a"}},
+                                      {0, {"config", "show"}},
+                                      {1, {"hash", name, "."}},
+                                      {0, {"init", "new"}},
+                                      {1, {"init", "new"}},
+                                      {0, {"-n", "put", "-r", "."}},
+                                      {5, {"--config", "none\xFE", "info"}}})
+    ExpectJson(exit, command);
+  std::string shown = "q\\\"b\\t\\u0001";
+  for (int bytes = 0; bytes < 10; ++bytes) shown += "\xEF\xBF\xBD";
+  shown += "\xC3\xA0.x";
+  const std::string hex = "7122620901e0eda080c080f4908080c3a02e78";
+  EXPECT_EQ(ExpectJson(0, {"get", "-f", name}),
+            "{\"command\":\"get\",\"remote\":\"" + shown + "\",\"remote_hex\":\"" + hex + "\",\"local\":\"" +
+                shown + "\",\"local_hex\":\"" + hex + "\",\"result\":\"transferred\",\"size\":5}\n");
 }
 
 TEST_F(TvlTest, SettingsAndVariablesAreShown) {
   Configure("ZipOnTransfert=1\nFileCompare=time\nShortName=TheStore\n[Environments]\nBase=/b\nFull=$Base/x");
-  const ProcessResult shown = Expect(0, {"config", "show"});
-  for (const char* part : {"FileCompare:        time\n", "ZipOnTransfert:     yes\n", "Full = /b\\x\n",
-                           "ShortName = TheStore\n"})
-    EXPECT_TRUE(Holds(shown.out, part)) << part << shown.out;
-  const ProcessResult info = Expect(0, {"--json", "info"});
-  for (const std::string& part :
-       {std::string("\"short_name\":\"TheStore\""), std::string("\"file_compare\":\"time\""),
-        std::string("\"zip_on_transfert\":true"), "\"root\":\"" + folder.Host("store") + "\""})
-    EXPECT_TRUE(Holds(info.out, part)) << part << info.out;
-}
-
-// A result that could not be written is a failure.
-TEST_F(TvlTest, FullOutputIsAFailure) {
-  const ProcessResult result =
-      RunProcess({{"/bin/sh", "-c", std::string("exec ") + TVL_PROGRAM + " hash /etc/passwd > /dev/full"}});
-  EXPECT_EQ(result.exit, 1);
-  EXPECT_TRUE(Holds(result.err, "No space left on device"));
+  Expect(0, {"config", "show"},
+         {"FileCompare:        time\n", "ZipOnTransfert:     yes\n", "Full = /b\\x\n",
+          "ShortName = TheStore\n"});
+  ExpectJson(0, {"info"},
+             {R"("short_name":"TheStore")", R"("file_compare":"time")", R"("zip_on_transfert":true)",
+              "\"root\":\"" + folder.Host("store") + "\""});
 }
 
 TEST_F(TvlTest, EveryCommandHasHelpWithExamples) {
-  for (const std::vector<std::string>& command : std::vector<std::vector<std::string>>{
-           {}, {"init"}, {"info"}, {"config", "show"}, {"get"}, {"put"}, {"hash"}}) {
-    std::vector<std::string> arguments = command;
-    arguments.emplace_back("--help");
-    EXPECT_TRUE(Holds(Expect(0, arguments).out, "Examples:\n  tvl ")) << testing::PrintToString(command);
+  for (Words command :
+       std::vector<Words>{{}, {"init"}, {"info"}, {"config", "show"}, {"get"}, {"put"}, {"hash"}}) {
+    command.emplace_back("--help");
+    Expect(0, command, {"Examples:\n  tvl "});
   }
   EXPECT_EQ(Expect(0, {"--version"}).out.rfind("tvl ", 0), 0U);
+}
+
+TEST_F(TvlTest, ValuesComeBackAsTheyWereSet) {
+  Configure("; a comment\n[Environments]\nOther=1");
+  for (const char* value : {"plain", "", " a ", "\"x\"", "'y", "a;b=c", "$X\\y", "\xC3\xA8\xE8"}) {
+    Expect(0, {"env", "set", "Name", value});
+    EXPECT_EQ(Expect(0, {"env", "get", "NAME"}).out, value + std::string("\n"));
+  }
+  EXPECT_EQ(ExpectJson(0, {"env", "get", "Other"}),
+            "{\"command\":\"env get\",\"name\":\"Other\",\"value\":\"1\"}\n");
+  const std::string before = folder.Read("store/tvl.ini");
+  EXPECT_NE(before.find("; a comment\n"), std::string::npos);
+  ExpectAll({{6, {"env", "get", "none"}},
+             {2, {"env", "set", "a=b", "c"}},
+             {2, {"env", "set", "", "c"}},
+             {2, {"env", "set", "[x", "c"}},
+             {2, {"env", "set", "x", "line\nend"}},
+             {2, {"env", "set", "x", std::string(2048, 'l')}},
+             {0, {"-n", "env", "set", "Other", "2"}},
+             {1, {"--tcp", "host:1", "env", "get", "Other"}}});
+  EXPECT_EQ(folder.Read("store/tvl.ini"), before);
+}
+
+TEST_F(TvlTest, PacksAreListedByNumber) {
+  Configure("[Environments]\nUpdateDirectory=up");
+  for (const char* name : {"upd12.exe", "upd9b|x;.exe", "upd123a.exe", "update.exe", "other7.exe"})
+    folder.Write(std::string("store/up/") + name, "");
+  EXPECT_EQ(Expect(0, {"packs", "upd12"}).out, "12   -  upd12.exe\n123  a  upd123a.exe\n");
+  ExpectJson(0, {"packs", "upd"},
+             {R"({"number":12,"suffix":"","file":"upd12.exe"},{"number":123,"suffix":"a",)"});
+  EXPECT_EQ(Expect(0, {"packs", "none"}).out, "");
+}
+
+TEST_F(TvlTest, VersionsOfFiles) {
+  folder.Write("work/v.txt", "about @build=110423\n@versione=5.3\n");
+  folder.Write("work/none.txt", "nothing");
+  folder.Write("work/app.exe", ExecutableFile{.file_version = "6.1.0.0", .special_build = "120514"}.Bytes());
+  ExpectAll({{0, {"version", "v.txt"}, {"5.3 [11.04.23]  23/04/2011\n"}},
+             {0, {"version", "app.exe"}, {"6.1 [12.05.14]  14/05/2012\n"}},
+             {1, {"version", "none.txt"}, {"tells no version"}},
+             {1, {"version", "."}, {"is no file"}},
+             {6, {"version", "absent"}, {"No such file"}}});
+  EXPECT_EQ(ExpectJson(0, {"version", "app.exe"}),
+            "{\"command\":\"version\",\"file\":\"app.exe\",\"kind\":\"executable\",\"version\":\"6.1\","
+            "\"build\":\"12.05.14\",\"date\":\"14/05/2012\",\"total\":61120514}\n");
+  ExpectJson(0, {"version", "v.txt"}, {R"("kind":"version file")"});
+}
+
+TEST_F(TvlTest, DoctorLeavesNothingBehind) {
+  const Tree before = ContentsOf(folder.Host());
+  const ProcessResult healthy = Expect(
+      0, {"doctor"}, {"locks", "deletion of a held file", "rename over a file", "time stamps", "space"});
+  EXPECT_EQ(healthy.out.find("  bad  "), std::string::npos) << healthy.out;
+  ExpectJson(0, {"doctor", folder.Host("work")}, {R"({"check":"locks","ok":true,"needed":true,)"});
+  ExpectAll({{6, {"doctor", folder.Host("none")}},
+             {1, {"doctor", folder.Host("store/tvl.ini")}},
+             {1, {"doctor", "/proc"}}});
+  EXPECT_EQ(ContentsOf(folder.Host()), before);
 }
 
 }  // namespace

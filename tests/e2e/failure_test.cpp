@@ -1,78 +1,58 @@
-#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 #include <string>
-#include <vector>
 
-#include "e2e/json_checker.h"
 #include "e2e/tvl_runner.h"
+#include "support/mounted_folder.h"
 
 namespace {
 
 constexpr uid_t kNobody = 65534;
 
-bool Holds(const std::string& text, const std::string& part) {
-  return text.find(part) != std::string::npos;
-}
-
 TEST_F(TvlTest, ExitStatusTellsTheKindOfFailure) {
   folder.Write("store/d/a", "a");
   folder.Write("work/file", "");
+  folder.Write("work/last", "");
   folder.Write("rootless.ini", "[TavolisFileSystem]\nShortName=X\n");
   folder.Write("wrong.ini", "[TavolisFileSystem]\nDocumentRoot=/none/of/that\n");
   folder.Write("tmpless.ini", "[Environments]\nDocumentRoot=" + folder.Host("store") + "\n");
   const std::string rootless = folder.Host("rootless.ini");
   const std::string wrong = folder.Host("wrong.ini");
-  struct Case {
-    int exit;
-    std::vector<std::string> arguments;
-    std::string message;
-  };
-  const std::vector<Case> cases = {
-      {2, {}, "Usage"},
-      {2, {"frob"}, "frob"},
-      {2, {"get"}, "NAME"},
-      {2, {"-q", "-v", "get", "a"}, "exclude"},
-      {2, {"--tcp", "::1:40", "info"}, "brackets"},
-      {2, {"--tcp", "host:0", "info"}, "port"},
-      {2, {"--tcp", "host:65536", "info"}, "port"},
-      {2, {"--tcp", "host:1", "--config", "x", "info"}, "exclude"},
-      {1, {"get", "d"}, "-r"},
-      {1, {"-n", "--tcp", "host:1", "get", "a"}, "(code 1)"},
-      {1, {"get", "d/a", "file/b"}, "Not a directory: " + folder.Host("work/file/b")},
-      {5, {"--tcp", "127.0.0.1:1", "get", "a"}, "(code 10)"},
-      {5, {"--tcp", "[::1]:1", "info"}, "[::1]:1: the server cannot be reached (code 10)"},
-      {5, {"--config", "none.ini", "info"}, "No such file or directory: none.ini"},
-      {5, {"--config", ".", "info"}, "Is a directory: ."},
-      {5, {"--config", rootless, "info"}, rootless + ": key DocumentRoot is missing"},
-      {5, {"--config", rootless, "config", "show"}, "(code 3)"},
-      {5, {"--config", wrong, "get", "a"}, "(code 4): No such file or directory: /none/of/that"},
-      {5, {"--config", wrong, "-n", "get", "a"}, "(code 4)"},
-      {5, {"--config", folder.Host("tmpless.ini"), "info"}, "key TmpDir is missing"},
+  ExpectAll({
+      {2, {}, {"Usage"}},
+      {2, {"frob"}, {"frob"}},
+      {2, {"get"}, {"NAME"}},
+      {2, {"-q", "-v", "get", "a"}, {"exclude"}},
+      {2, {"--tcp", "::1:40", "info"}, {"brackets"}},
+      {2, {"--tcp", "host:0", "info"}, {"port"}},
+      {2, {"--tcp", "host:65536", "info"}, {"port"}},
+      {2, {"--tcp", "host:1", "--config", "x", "info"}, {"exclude"}},
+      {1, {"get", "d"}, {"-r"}},
+      {1, {"-n", "--tcp", "host:1", "get", "a"}, {"(code 1)"}},
+      {1, {"get", "d/a", "file/b"}, {"Not a directory: " + folder.Host("work/file/b")}},
+      {5, {"--tcp", "[::1]:1", "info"}, {"[::1]:1: the server cannot be reached (code 10)"}},
+      {5, {"--config", "none.ini", "info"}, {"No such file or directory: none.ini"}},
+      {5, {"--config", ".", "info"}, {"Is a directory: ."}},
+      {5, {"--config", rootless, "info"}, {rootless + ": key DocumentRoot is missing"}},
+      {5, {"--config", rootless, "config", "show"}, {"(code 3)"}},
+      {5, {"--config", wrong, "get", "a"}, {"(code 4): No such file or directory: /none/of/that"}},
+      {5, {"--config", wrong, "-n", "get", "a"}, {"(code 4)"}},
+      {5, {"--config", folder.Host("tmpless.ini"), "info"}, {"key TmpDir is missing"}},
       {6,
        {"get", "none"},
-       "get none: cannot be reached on the store (code 20): No such file or directory: " +
-           folder.Host("store/none")},
-      {6, {"get", "d/a/b"}, "Not a directory"},
-      {6, {"put", "none"}, "No such file or directory: " + folder.Host("work/none")},
-      {6, {"hash", "none"}, "hash none: "},
-      {1, {"get", "d/a", "none", "d"}, "get none"},
-  };
-  for (const Case& each : cases) {
-    const ProcessResult result = Expect(each.exit, each.arguments);
-    EXPECT_TRUE(Holds(result.err, each.message)) << each.message << "\n" << result.err;
-  }
+       {"get none: cannot be reached on the store (code 20): No such file or directory: " +
+        folder.Host("store/none")}},
+      {6, {"get", "d/a/b"}, {"Not a directory"}},
+      {6, {"put", "none"}, {"No such file or directory: " + folder.Host("work/none")}},
+      {6, {"hash", "none"}, {"hash none: "}},
+      {1, {"get", "d/a", "none", "d"}, {"get none"}},
+      {6, {"put", "file", "none", "last"}, {"put none"}},
+  });
   EXPECT_FALSE(folder.Exists("work/none"));
-}
-
-// With one failure among several the others are done all the same.
-TEST_F(TvlTest, OneFailureDoesNotStopTheOthers) {
-  folder.Write("work/a", "a");
-  folder.Write("work/c", "c");
-  Expect(6, {"put", "a", "none", "c"});
-  EXPECT_TRUE(folder.Exists("store/a") && folder.Exists("store/c"));
+  EXPECT_TRUE(folder.Exists("store/last")) << "one failure does not stop the others";
 }
 
 TEST_F(TvlTest, PathsThatDoNotFitAreNamed) {
@@ -80,12 +60,9 @@ TEST_F(TvlTest, PathsThatDoNotFitAreNamed) {
   folder.Write("work/" + name, "x");
   folder.Write("work/short", "x");
   folder.Write("work/t/" + std::string(120, 'a') + "/" + std::string(120, 'b'), "x");
-  for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
-           {"put", name}, {"put", "short", name}, {"put", "-r", "t"}, {"get", std::string(300, 'g')}}) {
-    const ProcessResult result = Expect(1, arguments);
-    EXPECT_TRUE(Holds(result.err, "more than 259 bytes")) << result.err;
-    EXPECT_TRUE(Holds(result.err, "(code 2")) << result.err;
-  }
+  for (const Words& arguments : std::vector<Words>{
+           {"put", name}, {"put", "short", name}, {"put", "-r", "t"}, {"get", std::string(300, 'g')}})
+    Expect(1, arguments, {"more than 259 bytes", "(code 2"});
 }
 
 TEST_F(TvlTest, FilesOfOthersStayClosed) {
@@ -105,38 +82,64 @@ TEST_F(TvlTest, FilesOfOthersStayClosed) {
   EXPECT_EQ(folder.Read("work/open"), "open");
 }
 
-class Mount {
- public:
-  explicit Mount(const std::string& path) : path_(path) {
-    mounted_ = mount("tmpfs", path_.c_str(), "tmpfs", 0, "size=256k") == 0;
-  }
-  ~Mount() {
-    if (mounted_) umount2(path_.c_str(), MNT_DETACH);
-  }
-  Mount(const Mount&) = delete;
-  Mount& operator=(const Mount&) = delete;
-  [[nodiscard]] bool Mounted() const { return mounted_; }
-
- private:
-  std::string path_;
-  bool mounted_;
-};
-
 TEST_F(TvlTest, FullDiskIsNamed) {
-  folder.Make("small");
-  const Mount small(folder.Host("small"));
-  if (!small.Mounted()) GTEST_SKIP() << "needs the right to mount";
+  const MountedFolder small(folder.Host("small"), "size=256k");
+  if (!small.IsMounted()) GTEST_SKIP() << "needs the right to mount";
   folder.Write("store/big", std::string(1000000, 'x'));
   folder.Write("store/tiny", "tiny");
-  for (const char* zip : {"0", "1"}) {
-    Configure(std::string("ZipOnTransfert=") + zip);
-    const ProcessResult result =
-        Expect(1, {"--json", "--work", folder.Host("small"), "get", "tiny", "big", "tiny"});
-    EXPECT_TRUE(Holds(result.err, "): No space left on device: " + folder.Host("small/big"))) << result.err;
-    EXPECT_TRUE(Holds(result.out, zip[0] == '0' ? "\"code\":22," : "\"code\":28,")) << result.out;
-    EXPECT_TRUE(AreJsonLines(result.out));
+  for (const std::string zip : {"0", "1"}) {
+    Configure("ZipOnTransfert=" + zip);
+    const Words command = {"--work", small.Path(), "get", "tiny", "big", "tiny"};
+    ExpectJson(1, command, {zip == "0" ? "\"code\":22," : "\"code\":28,"});
     EXPECT_EQ(folder.Read("small/tiny"), "tiny");
     std::filesystem::remove(folder.Host("small/big"));
+    Expect(1, command, {"): No space left on device: " + folder.Host("small/big")});
+    std::filesystem::remove(folder.Host("small/big"));
+  }
+}
+
+// A result that could not be written is a failure.
+TEST_F(TvlTest, FullOutputIsAFailure) {
+  const ProcessResult result =
+      RunProcess({{"/bin/sh", "-c", std::string("exec ") + TVL_PROGRAM + " hash /etc/passwd > /dev/full"}});
+  EXPECT_EQ(result.exit, 1);
+  EXPECT_NE(result.err.find("No space left on device"), std::string::npos) << result.err;
+}
+
+// What is told of all files is more than the pipe and the program's own buffer hold: as long as nobody reads,
+// the program stands in the middle of its work.
+TEST_F(TvlTest, FirstSignalEndsAfterTheFileAndTheSecondAtOnce) {
+  constexpr int kFiles = 500;
+  for (int number = 0; number < kFiles; ++number)
+    folder.Write("work/t/" + std::string(100, 'n') + std::to_string(number), "x");
+  const struct {
+    const char* option;
+    int first, second, exit;
+  } rows[] = {{"-v", SIGINT, 0, 130},
+              {"-v", SIGTERM, 0, 130},
+              {"--json", SIGINT, 0, 130},
+              {"-v", SIGINT, SIGTERM, 128 + SIGTERM}};
+  for (const auto& row : rows) {
+    std::filesystem::remove_all(folder.Host("store/t"));
+    ProcessStart start = Start({row.option, "put", "-r", "t"});
+    start.narrow_output = true;
+    Process process(start);
+    ASSERT_TRUE(process.AwaitOutput());
+    process.Signal(row.first);
+    ASSERT_TRUE(process.ReadErrorsUntil("stopping after this file"));
+    if (row.second != 0) process.Signal(row.second);
+    const ProcessResult result = process.Finish();
+    EXPECT_EQ(result.exit, row.exit);
+    const std::size_t stored = ContentsOf(folder.Host("store/t")).size();
+    EXPECT_LT(stored, kFiles);
+    if (row.second != 0) continue;
+    const std::string count = std::to_string(stored);
+    const bool json = row.option == std::string("--json");
+    const std::string sum =
+        json ? "\"interrupted\":true,\"exit\":130}}\n"
+             : "interrupted: " + count + " files transferred (" + count + " B), 0 already the same\n";
+    EXPECT_TRUE(result.out.ends_with(sum)) << result.out.substr(result.out.size() - 200) << result.err;
+    EXPECT_TRUE(!json || AreJsonLines(result.out)) << result.out;
   }
 }
 

@@ -3,48 +3,65 @@
 #include <sys/stat.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <regex>
+#include <sstream>
 
 namespace {
 
 namespace fs = std::filesystem;
 
-std::string FileBytes(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-std::string Portrait(const fs::path& path) {
+std::string StateOf(const fs::path& path) {
   struct stat status = {};
   lstat(path.c_str(), &status);
-  std::string text = std::to_string(status.st_mode) + " " + std::to_string(status.st_mtim.tv_sec) + "." +
-                     std::to_string(status.st_mtim.tv_nsec) + " ";
-  if (S_ISREG(status.st_mode)) text += FileBytes(path);
-  if (S_ISLNK(status.st_mode)) text += fs::read_symlink(path).string();
-  return text;
+  return std::to_string(status.st_mode) + " " + std::to_string(status.st_mtim.tv_sec) + "." +
+         std::to_string(status.st_mtim.tv_nsec);
+}
+
+// Takes a text for JSON if its strings, its other values, then its arrays and objects from the inside out can
+// be replaced until one value is left.
+bool IsJson(std::string text) {
+  static const std::regex strings(R"x("([^"\\\x01-\x1F]|\\(["\\/bfnrt]|u[0-9a-fA-F]{4}))*")x");
+  static const std::regex others(R"(true|false|null|-?\d+)");
+  static const std::regex innermost(R"(\[([sv](,[sv])*)?\]|\{(s:[sv](,s:[sv])*)?\})");
+  text = std::regex_replace(std::regex_replace(text, strings, "s"), others, "v");
+  for (std::string before; before != text;) {
+    before = text;
+    text = std::regex_replace(before, innermost, "v");
+  }
+  return text == "v";
+}
+
+void ExpectTold(const std::string& text, const Words& told) {
+  for (const std::string& part : told)
+    EXPECT_NE(text.find(part), std::string::npos) << part << "\nis not in\n" << text;
 }
 
 }  // namespace
 
-Snapshot SnapshotOf(const std::string& folder) {
-  Snapshot snapshot = {{".", Portrait(folder)}};
-  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(folder))
-    snapshot[entry.path().lexically_relative(folder).string()] = Portrait(entry.path());
-  return snapshot;
-}
-
-std::map<std::string, std::string> ContentsOf(const std::string& folder) {
-  std::map<std::string, std::string> contents;
+Tree ContentsOf(const std::string& folder) {
+  Tree tree;
   for (const fs::directory_entry& entry : fs::recursive_directory_iterator(folder)) {
     const std::string name = entry.path().lexically_relative(folder).string();
-    if (entry.is_directory()) {
-      contents[name + "/"] = "";
-    } else {
-      contents[name] = FileBytes(entry.path());
-    }
+    std::ostringstream bytes;
+    if (entry.is_regular_file()) bytes << std::ifstream(entry.path(), std::ios::binary).rdbuf();
+    tree[entry.is_directory() ? name + "/" : name] = bytes.str();
   }
-  return contents;
+  return tree;
+}
+
+Tree SnapshotOf(const std::string& folder) {
+  Tree tree = ContentsOf(folder);
+  tree[folder] = StateOf(folder);
+  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(folder))
+    tree[entry.path()] = StateOf(entry.path());
+  return tree;
+}
+
+bool AreJsonLines(const std::string& text) {
+  std::istringstream lines(text);
+  bool good = text.ends_with('\n');
+  for (std::string line; std::getline(lines, line);) good = good && IsJson(line);
+  return good;
 }
 
 TvlTest::TvlTest() {
@@ -52,7 +69,7 @@ TvlTest::TvlTest() {
   Expect(0, {"init", folder.Host("store")});
 }
 
-ProcessStart TvlTest::Start(const std::vector<std::string>& arguments) const {
+ProcessStart TvlTest::Start(const Words& arguments) const {
   ProcessStart start = {{TVL_PROGRAM}};
   start.command.insert(start.command.end(), arguments.begin(), arguments.end());
   start.environment["TVL_CONFIG"] = folder.Host("store/tvl.ini");
@@ -60,14 +77,24 @@ ProcessStart TvlTest::Start(const std::vector<std::string>& arguments) const {
   return start;
 }
 
-ProcessResult TvlTest::Tvl(const std::vector<std::string>& arguments) const {
-  return RunProcess(Start(arguments));
+ProcessResult TvlTest::Expect(int exit, const Words& arguments, const Words& told) const {
+  SCOPED_TRACE(testing::PrintToString(arguments));
+  const ProcessResult result = RunProcess(Start(arguments));
+  EXPECT_EQ(result.exit, exit) << result.out << result.err;
+  ExpectTold(exit == 0 ? result.out : result.err, told);
+  return result;
 }
 
-ProcessResult TvlTest::Expect(int exit, const std::vector<std::string>& arguments) const {
-  const ProcessResult result = Tvl(arguments);
-  EXPECT_EQ(result.exit, exit) << testing::PrintToString(arguments) << "\n" << result.out << result.err;
-  return result;
+void TvlTest::ExpectAll(const std::vector<Row>& rows) const {
+  for (const Row& row : rows) Expect(row.exit, row.arguments, row.told);
+}
+
+std::string TvlTest::ExpectJson(int exit, Words arguments, const Words& told) const {
+  arguments.insert(arguments.begin(), "--json");
+  const ProcessResult result = Expect(exit, arguments);
+  EXPECT_TRUE(AreJsonLines(result.out)) << testing::PrintToString(arguments) << "\n" << result.out;
+  ExpectTold(result.out, told);
+  return result.out;
 }
 
 void TvlTest::Configure(const std::string& lines) const {

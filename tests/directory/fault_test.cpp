@@ -87,19 +87,26 @@ TEST(TransferWithFaults, EndsInACodeWithNothingLost) {
   }
 }
 
+// The file is reached by one name through two folders, or by two names.
 TEST(TransferWithFaults, AForcedTransferOntoItselfLosesNothing) {
   for (const int zip : {0, 1}) {
     SmallStore store("ZipOnTransfert=" + std::to_string(zip) + "\n");
     const string contents = Bytes(40000);
     store.folder.Write("root/f", contents);
+    std::filesystem::create_hard_link(store.folder.Host("root/f"), store.folder.Host("root/hard"));
     ASSERT_EQ(store.Open("root/"), 0);
-    for (int at = 1;; ++at) {
-      int transferred = 1;
-      Arg name("f");
-      const Faults faults(at, EIO);
-      store.opr.GetRemote(name, name, &transferred);
-      if (Faults::Hit() == nullptr) break;
-      ASSERT_EQ(store.folder.Read("root/f"), contents) << at << Faults::Hit();
+    for (const char* local : {"f", "hard"}) {
+      const char* hit = "";
+      for (int at = 1; hit != nullptr; ++at) {
+        int transferred = 1;
+        Arg name("f");
+        Arg local_name(local);
+        const Faults faults(at, EIO);
+        const int code = store.opr.GetRemote(name, local_name, &transferred);
+        hit = Faults::Hit();
+        EXPECT_TRUE(hit != nullptr || code == 0) << code;
+        ASSERT_EQ(store.folder.Read("root/f"), contents) << at << local;
+      }
     }
   }
 }

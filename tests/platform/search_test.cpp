@@ -57,17 +57,6 @@ TEST(Search, MatchesPatterns) {
     EXPECT_EQ(Find(folder.Logical() + "\\" + row.pattern), row.expected) << row.pattern;
 }
 
-TEST(Search, GivesTheDotNamesWhereTheyMatch) {
-  const TempFolder folder;
-  WIN32_FIND_DATAA found = {};
-  const HANDLE search = FindFirstFileA(folder.Logical("*.*").c_str(), &found);
-  ASSERT_NE(search, INVALID_HANDLE_VALUE);
-  Names names = {found.cFileName};
-  while (FindNextFileA(search, &found) != 0) names.insert(found.cFileName);
-  FindClose(search);
-  EXPECT_EQ(names, (Names{".", ".."}));
-}
-
 // A pattern of many stars against a name that almost fits costs no more than name times pattern.
 TEST(Search, EndsOnPatternsOfManyStars) {
   const TempFolder folder;

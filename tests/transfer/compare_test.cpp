@@ -10,12 +10,16 @@
 
 #include <tvlclient/tvl.h>
 
+#include "platform/same_contents.h"
 #include "support/arg.h"
+#include "support/faults.h"
 #include "support/temp_folder.h"
 
 namespace {
 
 using std::string;
+using tvl::CompareContents;
+using tvl::Contents;
 
 void SetTime(const TempFolder& folder, const string& name, std::int64_t seconds, long nanoseconds = 0) {
   const timespec times[2] = {{seconds, nanoseconds}, {seconds, nanoseconds}};
@@ -81,6 +85,53 @@ TEST(Stamp, ByEachPolicyUntilTheNextCallOfTheThread) {
     EXPECT_EQ(stamp, row.expected);
   }
   EXPECT_EQ(GetFileSignature(Arg(folder.Logical("abc"))), hash);
+}
+
+TEST(SameContents, SeesEveryByte) {
+  const TempFolder folder;
+  const auto compare = [&] {
+    return CompareContents(folder.Logical("a").c_str(), folder.Logical("b").c_str());
+  };
+  for (const std::size_t size : {0, 1, 65535, 65536, 65537, 200000}) {
+    const string bytes(size, 'x');
+    folder.Write("a", bytes);
+    folder.Write("b", bytes);
+    EXPECT_EQ(compare(), Contents::kSame) << size;
+    folder.Write("b", bytes + "x");
+    EXPECT_EQ(compare(), Contents::kDifferent) << size;
+    for (std::size_t at = 0; at < size; at += at < 65535 ? 65535 : 1 + size / 3) {
+      string other = bytes;
+      other[at] = 'y';
+      folder.Write("b", other);
+      EXPECT_EQ(compare(), Contents::kDifferent) << size << " " << at;
+    }
+  }
+}
+
+// Such files say that they are empty.
+TEST(SameContents, ReadsFilesThatKnowNoSizeToTheirEnd) {
+  const TempFolder folder;
+  folder.Write("empty", "");
+  EXPECT_EQ(CompareContents("\\proc\\version", "\\proc\\version"), Contents::kSame);
+  EXPECT_EQ(CompareContents("\\proc\\version", "\\proc\\filesystems"), Contents::kDifferent);
+  EXPECT_EQ(CompareContents("\\proc\\version", folder.Logical("empty").c_str()), Contents::kDifferent);
+}
+
+TEST(SameContents, IsUnknownWhereAFileCannotBeRead) {
+  const TempFolder folder;
+  folder.Write("a", "bytes");
+  folder.Write("b", "bytes");
+  const string a = folder.Logical("a");
+  for (const string& other : {folder.Logical("none"), folder.Logical(), string("\\dev\\null")}) {
+    EXPECT_EQ(CompareContents(a.c_str(), other.c_str()), Contents::kUnknown) << other;
+    EXPECT_EQ(CompareContents(other.c_str(), a.c_str()), Contents::kUnknown) << other;
+  }
+  // Opening, status and reading of either fails.
+  for (int call = 1; call <= 6; ++call) {
+    const Faults faults(call, EIO);
+    EXPECT_EQ(CompareContents(a.c_str(), folder.Logical("b").c_str()), Contents::kUnknown)
+        << call << Faults::Hit();
+  }
 }
 
 }  // namespace

@@ -50,22 +50,16 @@ string Message(std::size_t length) {
   return message;
 }
 
-// What another implementation says, by the system's own program.
-string BySystem(const string& host_path) {
-  char line[41] = {};
-  FILE* pipe = popen(("sha1sum < '" + host_path + "' 2>/dev/null").c_str(), "r");
-  if (pipe == nullptr) return "";
-  const std::size_t got = fread(line, 1, 40, pipe);
-  pclose(pipe);
-  return {line, got};
-}
-
 TEST(Sha1, PublishedVectors) {
   const std::pair<string, const char*> cases[] = {
       {"", "da39a3ee5e6b4b0d3255bfef95601890afd80709"},
       {"abc", "a9993e364706816aba3e25717850c26c9cd0d89d"},
       {"abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq",
        "84983e441c3bd26ebaae4aa1f95129e5e54670f1"},
+      {string(55, 'a'), "c1c8bbdc22796e28c0e15163d20899b65621d65a"},
+      {string(63, 'a'), "03f09f5b158a7a8cdad920bddc29b81c18a551f5"},
+      {string(64, 'a'), "0098ba824b5c16427bd7a1122a5a442a25ec644d"},
+      {string(119, 'a'), "ee971065aaa017e0632a8ca6c77bb3bf8b1dfc56"},
       {string(1000000, 'a'), "34aa973cd4c4daa4f61eeb2bdbad27316534016f"},
   };
   for (const auto& [message, digest] : cases) EXPECT_EQ(Digest(message), digest) << message.size();
@@ -105,17 +99,16 @@ TEST(Sha1, TheProcessorsInstructionsAgreeWithThePlainSteps) {
   }
 }
 
-TEST(Sha1, OfFilesAsTheSystemSays) {
+TEST(Sha1, OfFiles) {
   const TempFolder folder;
-  folder.Write("f", "");
-  if (BySystem(folder.Host("f")).size() != 40) GTEST_SKIP() << "no sha1sum";
-  for (const std::size_t size : {0, 1, 55, 56, 63, 64, 65, 131071, 131072, 131073, 1000003}) {
+  for (const std::size_t size : {0, 1, 131071, 131072, 131073, 1000003}) {
     folder.Write("f", Message(size));
-    EXPECT_EQ(OfFile(folder.Logical("f")), BySystem(folder.Host("f"))) << size;
+    EXPECT_EQ(OfFile(folder.Logical("f")), Digest(Message(size))) << size;
   }
   if (getenv("TVL_TEST_LARGE") == nullptr) return;
-  std::filesystem::resize_file(folder.Host("f"), 5'000'000'001);
-  EXPECT_EQ(OfFile(folder.Logical("f")), BySystem(folder.Host("f")));
+  folder.Write("zeros", "");
+  std::filesystem::resize_file(folder.Host("zeros"), 5'000'000'001);
+  EXPECT_EQ(OfFile(folder.Logical("zeros")), "903e728bd512c4ad2178b4cdc4fe6d5cf31b2e25");
 }
 
 TEST(Sha1, OfWhatCannotBeReadIsEmpty) {

@@ -1,9 +1,14 @@
 #include <gtest/gtest.h>
+#include <signal.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "directory/small_store.h"
+#include "support/helper_process.h"
+#include "support/scale.h"
 
 namespace {
 
@@ -29,17 +34,17 @@ TEST(Environment, ReadsAndWritesOneKey) {
   EXPECT_NE(store.folder.Read("store.ini").find("[other]\nName=no\n"), string::npos);
 }
 
-TEST(Environment, NeedsAnOpenConnectionWithAFile) {
+TEST(Environment, NeedsAnOpenConnection) {
   CTVLClientSmbOpr fresh;
-  CString value = "before";
-  EXPECT_EQ(fresh.GetEnviron("a", "b", value), 8);
-  EXPECT_EQ(fresh.PutEnviron("a", "b"), 8);
   SmallStore store;
   store.opr.Close();
   const string before = store.folder.Read("store.ini");
-  EXPECT_EQ(store.opr.GetEnviron("a", "b", value), 8);
-  EXPECT_EQ(store.opr.PutEnviron("a", "b"), 8);
-  EXPECT_STREQ(value.GetString(), "before");
+  for (CTVLClientSmbOpr* opr : {&fresh, &store.opr}) {
+    CString value = "before";
+    EXPECT_EQ(opr->GetEnviron("a", "b", value), 8);
+    EXPECT_EQ(opr->PutEnviron("a", "b"), 8);
+    EXPECT_STREQ(value.GetString(), "before");
+  }
   EXPECT_EQ(store.folder.Read("store.ini"), before);
 }
 
@@ -48,9 +53,90 @@ TEST(Environment, AWriteThatFailsIsNotTold) {
   std::filesystem::remove(store.folder.Host("store.ini"));
   store.folder.Make("store.ini");
   EXPECT_EQ(store.opr.PutEnviron("a", "b"), 0);
-  CString value;
-  EXPECT_EQ(store.opr.GetEnviron("a", "default", value), 0);
-  EXPECT_STREQ(value.GetString(), "default");
+}
+
+constexpr char kTail[] = "\r\n; the end";
+
+// Arguments: configuration, working directory, prefix of the keys, their number.
+const Role kRole("environments", [](const std::vector<string>& arguments) {
+  CTVLClientSmbOpr opr;
+  if (opr.Open(Arg(arguments[1]), Arg(arguments[0]), Arg("test")) != 0) return 1;
+  Tell("ready");
+  Listen();
+  for (int key = 0; key < std::stoi(arguments[3]); ++key) {
+    const string name = arguments[2] + std::to_string(key);
+    if (opr.PutEnviron(name.c_str(), ("value of " + name).c_str()) != 0) return 2;
+    if (key == 3) Tell("some");
+  }
+  return 0;
+});
+
+class EnvironmentProcesses : public testing::Test {
+ protected:
+  EnvironmentProcesses() : store("[Environments]\r\nfirst=1\r\n[last]\r\nx=y" + string(kTail)) {
+    prefix = store.folder.Read("store.ini");
+    prefix.resize(prefix.find("[last]"));
+  }
+
+  HelperProcess Start(const char* name, int keys) {
+    return HelperProcess({"environments", store.folder.Logical("store.ini"), store.folder.Logical("work"),
+                          name, std::to_string(keys)});
+  }
+
+  // A whole file begins and ends as the first one did.
+  void ExpectWhole() {
+    const string now = store.folder.Read("store.ini");
+    EXPECT_EQ(now.substr(0, prefix.size()), prefix);
+    EXPECT_EQ(now.substr(now.size() - std::min(now.size(), sizeof kTail - 1)), kTail);
+  }
+
+  void ExpectKeys(const string& name, int keys) {
+    for (int key = 0; key < keys; ++key) {
+      const string wanted = name + std::to_string(key);
+      CString value;
+      store.opr.GetEnviron(wanted.c_str(), "lost", value);
+      EXPECT_EQ(value.GetString(), "value of " + wanted);
+    }
+  }
+
+  SmallStore store;
+  string prefix;
+};
+
+TEST_F(EnvironmentProcesses, TwoWritersLoseNothingAndReadersSeeWholeFiles) {
+  const int keys = Rounds(60);
+  HelperProcess one = Start("one", keys);
+  HelperProcess two = Start("two", keys);
+  ASSERT_EQ(one.Hear() + two.Hear(), "readyready");
+  for (HelperProcess* helper : {&one, &two}) helper->Say("go");
+  for (int own = 0; own < keys; ++own) {
+    EXPECT_EQ(store.opr.PutEnviron(("own" + std::to_string(own)).c_str(),
+                                   ("value of own" + std::to_string(own)).c_str()),
+              0);
+    for (int look = 0; look < 20; ++look) ExpectWhole();
+  }
+  EXPECT_EQ(one.Wait(), 0);
+  EXPECT_EQ(two.Wait(), 0);
+  for (const char* name : {"one", "two", "own"}) ExpectKeys(name, keys);
+  ExpectWhole();
+}
+
+TEST_F(EnvironmentProcesses, AKilledWriterStopsNobody) {
+  for (int round = 0; round < Rounds(20); ++round) {
+    const string name = "r" + std::to_string(round) + "_";
+    HelperProcess helper = Start(name.c_str(), 1000);
+    ASSERT_EQ(helper.Hear(), "ready");
+    helper.Say("go");
+    ASSERT_EQ(helper.Hear(), "some");
+    helper.Signal(SIGKILL);
+    EXPECT_EQ(helper.Wait(), -SIGKILL);
+    EXPECT_EQ(store.opr.PutEnviron("after", name.c_str()), 0);
+    CString value;
+    store.opr.GetEnviron("after", "", value);
+    EXPECT_EQ(value.GetString(), name);
+    ExpectKeys(name, 3);
+    ExpectWhole();
+  }
 }
 
 }  // namespace

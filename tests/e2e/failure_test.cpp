@@ -1,6 +1,3 @@
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <csignal>
 #include <filesystem>
 #include <string>
@@ -9,8 +6,6 @@
 #include "support/mounted_folder.h"
 
 namespace {
-
-constexpr uid_t kNobody = 65534;
 
 TEST_F(TvlTest, ExitStatusTellsTheKindOfFailure) {
   folder.Write("store/d/a", "a");
@@ -63,23 +58,6 @@ TEST_F(TvlTest, PathsThatDoNotFitAreNamed) {
   for (const Words& arguments : std::vector<Words>{
            {"put", name}, {"put", "short", name}, {"put", "-r", "t"}, {"get", std::string(300, 'g')}})
     Expect(1, arguments, {"more than 259 bytes", "(code 2"});
-}
-
-TEST_F(TvlTest, FilesOfOthersStayClosed) {
-  if (geteuid() != 0) GTEST_SKIP() << "needs root, to be somebody else";
-  folder.Write("store/secret", "secret");
-  folder.Write("store/open", "open");
-  chmod(folder.Host().c_str(), 0755);
-  chmod(folder.Host("work").c_str(), 0777);
-  chmod(folder.Host("store/secret").c_str(), 0600);
-  ProcessStart start = Start({"get", "secret", "open", "open"});
-  start.user = kNobody;
-  const ProcessResult result = RunProcess(start);
-  if (result.exit == kCannotStart) GTEST_SKIP() << "the build's folder is closed to others";
-  EXPECT_EQ(result.exit, 1);
-  EXPECT_EQ(result.err, "tvl: get secret: copying failed (code 22): Permission denied: " +
-                            folder.Host("store/secret") + "\n");
-  EXPECT_EQ(folder.Read("work/open"), "open");
 }
 
 TEST_F(TvlTest, FullDiskIsNamed) {

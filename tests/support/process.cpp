@@ -1,11 +1,11 @@
 #include "support/process.h"
 
 #include <fcntl.h>
-#include <grp.h>
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <stdexcept>
@@ -19,25 +19,19 @@ namespace {
 constexpr int kPatience = 120 * 1000;  // ms
 constexpr std::array<std::string_view, 3> kSteering = {"TVL_", "XDG_CONFIG_HOME=", "HOME="};
 
-struct Pipe {
-  Pipe() {
-    std::array<int, 2> ends = {};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
-    read_end = ends[0];
-    write_end = ends[1];
-  }
-  int read_end = -1;
-  int write_end = -1;
-};
+// The end to read from, and the one to write to.
+std::pair<int, int> Pipe() {
+  std::array<int, 2> ends = {};
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
+  return {ends[0], ends[1]};
+}
 
 std::vector<std::string> Environment(const ProcessStart& start) {
   std::vector<std::string> result;
   for (char** at = environ; *at != nullptr; ++at) {
     const std::string_view entry = *at;
-    bool steers = false;
-    for (const std::string_view prefix : kSteering)
-      steers = steers || entry.substr(0, prefix.size()) == prefix;
-    if (!steers) result.emplace_back(entry);
+    const auto steers = [entry](std::string_view prefix) { return entry.starts_with(prefix); };
+    if (std::none_of(kSteering.begin(), kSteering.end(), steers)) result.emplace_back(entry);
   }
   for (const auto& [name, value] : start.environment) result.push_back(name + "=" + value);
   return result;
@@ -50,48 +44,36 @@ std::vector<char*> Pointers(std::vector<std::string>& texts) {
   return pointers;
 }
 
-bool BecomeUser(uid_t user) {
-  return user == 0 || (setgroups(0, nullptr) == 0 && setgid(user) == 0 && setuid(user) == 0);
-}
-
-// Input small enough for a pipe is written before the program runs.
-int InputEnd(const std::string& input) {
-  const Pipe pipe;
-  const ssize_t written = write(pipe.write_end, input.data(), input.size());
-  close(pipe.write_end);
-  if (written != static_cast<ssize_t>(input.size())) throw std::runtime_error("input too long for a pipe");
-  return pipe.read_end;
-}
-
 void CloseOnce(int& descriptor) {
   if (descriptor >= 0) close(std::exchange(descriptor, -1));
 }
 
 }  // namespace
 
+// Input small enough for a pipe is written before the program runs.
 Process::Process(const ProcessStart& start) {
   std::vector<std::string> arguments = start.command;
   std::vector<std::string> environment = Environment(start);
   const std::vector<char*> argv = Pointers(arguments);
   const std::vector<char*> envp = Pointers(environment);
-  const Pipe out;
-  const Pipe err;
-  if (start.narrow_output) fcntl(out.write_end, F_SETPIPE_SZ, getpagesize());
-  int input = InputEnd(start.input);
+  const auto [in, in_writer] = Pipe();
+  const auto [out, out_writer] = Pipe();
+  const auto [err, err_writer] = Pipe();
+  out_ = out;
+  err_ = err;
+  const ssize_t given = write(in_writer, start.input.data(), start.input.size());
+  if (given != static_cast<ssize_t>(start.input.size()))
+    throw std::runtime_error("input too long for a pipe");
+  if (start.narrow_output) fcntl(out_writer, F_SETPIPE_SZ, getpagesize());
   pid_ = fork();
   if (pid_ == 0) {
-    dup2(input, STDIN_FILENO);
-    dup2(out.write_end, STDOUT_FILENO);
-    dup2(err.write_end, STDERR_FILENO);
-    const bool placed = start.folder.empty() || chdir(start.folder.c_str()) == 0;
-    if (placed && BecomeUser(start.user)) execve(argv[0], argv.data(), envp.data());
-    _exit(kCannotStart);
+    dup2(in, STDIN_FILENO);
+    dup2(out_writer, STDOUT_FILENO);
+    dup2(err_writer, STDERR_FILENO);
+    if (start.folder.empty() || chdir(start.folder.c_str()) == 0) execve(argv[0], argv.data(), envp.data());
+    _exit(127);
   }
-  CloseOnce(input);
-  close(out.write_end);
-  close(err.write_end);
-  out_ = out.read_end;
-  err_ = err.read_end;
+  for (const int end : {in, in_writer, out_writer, err_writer}) close(end);
   if (pid_ < 0) throw std::runtime_error("no process");
 }
 

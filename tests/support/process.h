@@ -13,18 +13,14 @@ struct ProcessStart {
   std::map<std::string, std::string> environment = {};
   std::string folder = {};  // where it runs; empty: where the test does
   std::string input = {};
-  uid_t user = 0;              // not 0: as this user, which only root can have
   bool narrow_output = false;  // a page of unread output makes the program wait
 };
 
 struct ProcessResult {
-  int exit = -1;  // exit code; 128 and the signal's number for one that was killed
+  int exit = -1;  // exit code; 127: could not be started; 128 and the signal's number for one that was killed
   std::string out;
   std::string err;
 };
-
-// Exit code of a program that could not be started.
-constexpr int kCannotStart = 127;
 
 // A running program. It has two minutes, then it is killed; so is one that the test leaves behind.
 class Process {

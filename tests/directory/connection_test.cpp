@@ -140,4 +140,20 @@ TEST(Connection, ACopyStartsClosedAndOwnsNothing) {
   EXPECT_EQ(store.opr.Close(), 0);
 }
 
+TEST(Connection, NeedsRoomForItsFolders) {
+  SmallStore store;
+  string deep = "d";
+  while (store.folder.Host(deep).size() < 150) deep += "/" + string(60, 'd');
+  for (const std::size_t length : {258U, 259U, 5000U}) {
+    string work = store.folder.Logical(deep + "/");
+    work.resize(length, 'w');
+    store.folder.Make(deep);
+    EXPECT_EQ(store.opr.Open(Arg(work), Arg(store.folder.Logical("store.ini")), Arg("test")),
+              length < 259 ? 0 : 21)
+        << length;
+    EXPECT_EQ(store.opr.IsOpened(), length < 259);
+    EXPECT_LE(std::strlen(store.opr.WorkingDirectory()), 259U);
+  }
+}
+
 }  // namespace

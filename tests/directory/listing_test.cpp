@@ -23,6 +23,7 @@ TEST(Listing, GivesNamesAndTheirNumber) {
   }
   using Names = std::vector<string>;
   const Names none = {"no folder"};
+  const string endless(300, 'l');
   const struct {
     const char *directory, *pattern;
     Names names;
@@ -36,6 +37,8 @@ TEST(Listing, GivesNamesAndTheirNumber) {
       {"d", "none", {}},
       {"none", "*.*", none},
       {"d/a.txt", "*.*", none},
+      {endless.c_str(), "*", none},
+      {"d", endless.c_str(), none},
   };
   for (const auto& row : cases) {
     for (const bool local : {false, true}) {
@@ -64,7 +67,8 @@ TEST(Listing, ExistsAsksForFilesFoldersAndLinks) {
   for (const char* name : {"d", "d/", "d/f", "\\d\\f", "d//f", "dangling", "", "../root/d"}) {
     EXPECT_EQ(store.opr.ExistsRemote(Arg(name)), 0) << name;
   }
-  for (const char* name : {"none", "d/none", "d/f/x", "D/F", "d/f/"})
+  const string endless(300, 'l');
+  for (const char* name : {"none", "d/none", "d/f/x", "D/F", "d/f/", endless.c_str()})
     EXPECT_EQ(store.opr.ExistsRemote(Arg(name)), 20) << name;
 }
 
@@ -77,6 +81,9 @@ TEST(Listing, CompareTellsWhatATransferWouldFind) {
   EXPECT_EQ(equal, 0);
   EXPECT_EQ(store.opr.CompareRemote(Arg("f"), Arg("g"), &equal), 0);
   EXPECT_EQ(equal, 1);
+  const string endless(300, 'l');
+  EXPECT_EQ(store.opr.CompareRemote(Arg(endless), Arg("g"), &equal), 20);
+  EXPECT_EQ(store.opr.CompareRemote(Arg("f"), Arg(endless), &equal), 21);
   EXPECT_EQ(store.folder.Tree("work"), std::vector<string>{"g"});
 }
 

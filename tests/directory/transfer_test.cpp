@@ -86,16 +86,17 @@ TEST_P(Transfer, FailuresLeaveTransferredAlone) {
   store.folder.Make("root/dir");
   store.folder.Write("work/file", "x");
   store.folder.Make("work/taken");
-  using Names = std::pair<const char*, const char*>;  // the store's, the local one
+  const string endless(300, 'l');
+  using Names = std::pair<string, string>;  // the store's, the local one
   const struct {
     bool put;
     int code;
     std::vector<Names> names;
   } cases[] = {
-      {false, SourceCode(), {{"none", "n"}, {"sub/none", "sub/deep/n"}, {"dir", "n"}}},
-      {false, TargetCode(), {{"file", "taken"}, {"file", "file/x"}, {"file", ""}}},
-      {true, SourceCode(), {{"n", "none"}, {"a/b/n", "none"}}},
-      {true, TargetCode(), {{"dir", "file"}, {"file/x", "file"}, {"", "file"}}},
+      {false, SourceCode(), {{"none", "n"}, {"sub/none", "sub/deep/n"}, {"dir", "n"}, {endless, "n"}}},
+      {false, TargetCode(), {{"file", "taken"}, {"file", "file/x"}, {"file", ""}, {"file", endless}}},
+      {true, SourceCode(), {{"n", "none"}, {"a/b/n", "none"}, {"n", endless}}},
+      {true, TargetCode(), {{"dir", "file"}, {"file/x", "file"}, {"", "file"}, {endless, "file"}}},
   };
   for (const auto& row : cases) {
     for (const auto& [remote, local] : row.names) {
@@ -149,6 +150,7 @@ TEST_P(Transfer, CopyToAnyPlaceTellsFilesFromFolders) {
   store.folder.Write("root/docs/A.TXT", "abc");
   store.folder.Write("root/top", "t");
   for (const char* name : {"root/docs/A.TXT", "root/top"}) SetTime(store, name, 500, 1000);
+  const string endless = "\\" + string(300, 'l');
   const struct {
     const char *remote, *target;  // `target` below the folder "out"
     int code;
@@ -162,6 +164,8 @@ TEST_P(Transfer, CopyToAnyPlaceTellsFilesFromFolders) {
       {"docs/A.TXT", "\\sub", 0, "sub/docs/A.TXT"},
       {"top", "\\sub", 0, "sub/top"},
       {"none", "", SourceCode(), ""},
+      {endless.c_str(), "", SourceCode(), ""},
+      {"top", endless.c_str(), TargetCode(), ""},
       {"docs", "", SourceCode(), ""},
   };
   for (const auto& row : cases) {

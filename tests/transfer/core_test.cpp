@@ -40,19 +40,6 @@ TEST(Core, LendsAndGivesAwayBlocks) {
   EXPECT_EQ(std::memcmp(core.data, "owned", 5), 0);
 }
 
-TEST(Core, SmallAppendsMoveTheBlockSeldom) {
-  CCore core;
-  int moves = 0;
-  const unsigned char* at = nullptr;
-  for (int i = 0; i < 1'000'000; ++i) {
-    core.Append("x", 1);
-    moves += core.data != at;
-    at = core.data;
-  }
-  EXPECT_EQ(core.length, 1'000'000U);
-  EXPECT_LT(moves, 200);
-}
-
 // A block that takes no more stays as it is.
 TEST(Core, RefusesMoreThan32Bits) {
   char bytes[] = "0123456789";

@@ -12,8 +12,8 @@
 
 #include <tvlclient/tvlclient.h>
 
+#include "presence/client_process.h"
 #include "presence/connection.h"
-#include "support/helper_process.h"
 #include "support/mounted_folder.h"
 #include "support/store.h"
 #include "support/temp_folder.h"
@@ -68,8 +68,6 @@ class LifecycleTest : public testing::Test {
 TEST_F(LifecycleTest, ConnectionsOfTwoThreadsDoNotDisturbEachOther) {
   CTVLClientSmbOpr staying;
   ASSERT_EQ(store_.Connect(staying), TVL_OK);
-  CTVLCtreeRs set(&staying);
-  ASSERT_EQ(set.Open(Arg("t.dat")), TVL_OK);
   std::thread coming([this] {
     for (int round = 0; round < 20; ++round) {
       CTVLClientSmbOpr connection;
@@ -77,14 +75,11 @@ TEST_F(LifecycleTest, ConnectionsOfTwoThreadsDoNotDisturbEachOther) {
       EXPECT_EQ(connection.InstanceId(), 2);
       EXPECT_EQ(StateOfLock(connection, "COMING"), 1);
       EXPECT_TRUE(WriteRows(connection, Numbered("c", round) + "-", 5));
-      EXPECT_EQ(connection.Close(), TVL_OK);
     }
   });
   for (int round = 0; round < 200; ++round) {
     EXPECT_EQ(StateOfLock(staying, "STAYING"), 1);
-    set.MakeEmpty();
-    EXPECT_EQ(set.AddNew(Numbered("s", round).c_str(), nullptr, std::string(kRecord, 'r').data()), 1);
-    EXPECT_EQ(set.WriteTheBlock(), TVL_OK);
+    EXPECT_TRUE(WriteRows(staying, Numbered("s", round) + "-", 1));
     int state = -1;
     EXPECT_EQ(staying.Unlock(Arg("STAYING"), &state, nullptr, nullptr, nullptr, nullptr, nullptr), TVL_OK);
     EXPECT_EQ(state, 0);
@@ -166,15 +161,14 @@ TEST_F(LifecycleTest, AParentKilledInABatchLeavesNothingToItsChild) {
 // Ends the program with everything open: connections of both kinds, a lock, a table, a batch of rows.
 int LeaveOpen(const std::vector<std::string>& arguments) {
   const Store store(arguments[0]);
-  if (TVLConnect2Dir(Arg(""), Arg(store.config), Arg("mgrx")) != TVL_OK) return 1;
-  int state = 0;
-  TVLLockObject(Arg("LEFT"), &state, nullptr, nullptr, nullptr, nullptr, nullptr);
-  if (state != 1) return 2;
   static CTVLClientSmbOpr second;
   static CTVLCtreeRs set(&second);
-  if (store.Connect(second) != TVL_OK || StateOfLock(second, "SECOND") != 1) return 3;
-  if (set.Open(Arg("t.dat")) != TVL_OK || set.ReadKeyPrefiz(Arg("t")) != 1) return 4;
-  Tell("open");
+  int state = 0;
+  bool good = TVLConnect2Dir(Arg(""), Arg(store.config), Arg("mgrx")) == TVL_OK;
+  TVLLockObject(Arg("LEFT"), &state, nullptr, nullptr, nullptr, nullptr, nullptr);
+  good = good && state == 1 && store.Connect(second) == TVL_OK && StateOfLock(second, "SECOND") == 1;
+  good = good && set.Open(Arg("t.dat")) == TVL_OK && set.ReadKeyPrefiz(Arg("t")) == 1;
+  Tell(good ? "open" : "not open");
   if (arguments[1] == "thread") std::thread([] { std::exit(0); }).join();
   std::exit(0);
 }
@@ -194,7 +188,7 @@ TEST_F(LifecycleTest, WhatIsOpenAtTheEndIsClosedInOrder) {
   }
 }
 
-TEST(Mounted, AStoreThatCannotBeWrittenCanBeRead) {
+TEST(Mounted, AStoreThatIsFullOrReadOnlyRefusesAndStaysWhole) {
   const TempFolder folder;
   const MountedFolder disk(folder.Host("disk"), "size=8m");
   if (!disk.IsMounted()) GTEST_SKIP() << "only root can mount";
@@ -202,95 +196,43 @@ TEST(Mounted, AStoreThatCannotBeWrittenCanBeRead) {
   store.Make();
   ASSERT_EQ(CCtreeFile::CreateFiles((store.root + "t.dat").c_str(), kRecord, kKey, 0), 1);
   {
-    CTVLClientSmbOpr before;
-    ASSERT_EQ(store.Connect(before), TVL_OK);
-    EXPECT_TRUE(WriteRows(before, "a", 3));
-    HelperProcess killed({"leave-lock", disk.Path()});
-    EXPECT_EQ(killed.Hear(), "1");
-    killed.Signal(SIGKILL);
-    killed.Wait();
+    CTVLClientSmbOpr connection;
+    CTVLCtreeRs set(&connection);
+    ASSERT_EQ(store.Connect(connection), TVL_OK);
+    ASSERT_TRUE(WriteRows(connection, "a", 3));
+    ASSERT_EQ(set.Open(Arg("t.dat")), TVL_OK);
+    ASSERT_EQ(set.Extend(50'000), 1);
+    for (int row = 0; row < 50'000; ++row) {
+      ASSERT_EQ(set.AddNew(Numbered("b", row).c_str(), nullptr, nullptr), 1);
+    }
+    disk.FillUp(100'000);
+    EXPECT_EQ(set.WriteTheBlock(), TVL_ERR_RS_WRITE);
+    disk.FillUp(0);
+    EXPECT_EQ(StateOfLock(connection, "ORD1"), 0);
+    EXPECT_EQ(set.InitAndOpen(Arg("new.dat"), kRecord, kKey, 0), TVL_ERR_DELETE_FILE);
+    disk.FreeUp();
+    EXPECT_EQ(StateOfLock(connection, "ORD1"), 1);
+    EXPECT_EQ(CountRows(connection, "a"), 3);
+    EXPECT_EQ(CountRows(connection, "b"), 0) << "one transaction";
+    ClientProcess killed(disk.Path());
+    EXPECT_EQ(killed.Start(), "2");
+    EXPECT_EQ(killed.Lock("DEAD"), "1");
   }
   UnloadTableEngine();
   ASSERT_TRUE(disk.MakeReadOnly());
   CTVLClientSmbOpr connection;
+  CTVLCtreeRs set(&connection);
   EXPECT_EQ(store.Connect(connection), TVL_OK);
   EXPECT_EQ(connection.InstanceId(), 1);
   EXPECT_EQ(store.Markers().size(), 1U);
   EXPECT_EQ(StateOfLock(connection, "FREE"), 0);
   EXPECT_EQ(StateOfLock(connection, "DEAD"), 2) << "a marker that can't be deleted counts";
-  EXPECT_EQ(CountRows(connection, "a"), 3);
-  CTVLCtreeRs set(&connection);
   EXPECT_EQ(set.Open(Arg("t.dat")), TVL_OK);
   EXPECT_EQ(set.AddNew("b", nullptr, nullptr), 1);
   EXPECT_EQ(set.WriteTheBlock(), TVL_ERR_RS_WRITE);
   EXPECT_EQ(set.DeleteKeyPrefiz(Arg("a\x01")), TVL_ERR_RS_DELETE);
   EXPECT_EQ(set.InitAndOpen(Arg("new.dat"), kRecord, kKey, 0), TVL_ERR_DELETE_FILE);
   EXPECT_EQ(CountRows(connection, "a"), 3);
-}
-
-int LeaveLock(const std::vector<std::string>& arguments) {
-  const Store store(arguments[0]);
-  CConnection me(store.locks.c_str(), store.procs.c_str(), "mgrx");
-  me.AllocateInstance();
-  Tell(std::to_string(me.Lock("DEAD")));
-  Listen();
-  return 0;
-}
-const Role leaveLock("leave-lock", LeaveLock);
-
-TEST(Mounted, AFullStoreRefusesAndStaysWhole) {
-  const TempFolder folder;
-  const MountedFolder disk(folder.Host("disk"), "size=4m");
-  if (!disk.IsMounted()) GTEST_SKIP() << "only root can mount";
-  const Store store(disk.Path());
-  store.Make();
-  ASSERT_EQ(CCtreeFile::CreateFiles((store.root + "t.dat").c_str(), kRecord, kKey, 0), 1);
-  CTVLClientSmbOpr connection;
-  ASSERT_EQ(store.Connect(connection), TVL_OK);
-  ASSERT_TRUE(WriteRows(connection, "a", 3));
-  CTVLCtreeRs set(&connection);
-  ASSERT_EQ(set.Open(Arg("t.dat")), TVL_OK);
-  ASSERT_EQ(set.Extend(50'000), 1);
-  for (int row = 0; row < 50'000; ++row) {
-    ASSERT_EQ(set.AddNew(Numbered("b", row).c_str(), nullptr, nullptr), 1);
-  }
-  disk.FillUp(100'000);
-  EXPECT_EQ(set.WriteTheBlock(), TVL_ERR_RS_WRITE);
-  disk.FillUp(0);
-  EXPECT_EQ(StateOfLock(connection, "ORD1"), 0);
-  EXPECT_EQ(set.InitAndOpen(Arg("new.dat"), kRecord, kKey, 0), TVL_ERR_DELETE_FILE);
-  disk.FreeUp();
-  EXPECT_EQ(StateOfLock(connection, "ORD1"), 1);
-  EXPECT_EQ(CountRows(connection, "a"), 3);
-  EXPECT_EQ(CountRows(connection, "b"), 0) << "one transaction";
-  EXPECT_TRUE(WriteRows(connection, "c", 3));
-}
-
-// An instance that can't make its marker works, and counts as dead for everybody else.
-int LockWithoutMarker(const std::vector<std::string>& arguments) {
-  const Store store(arguments[0]);
-  LoadTableEngine();
-  if (setgid(65534) != 0 || setuid(65534) != 0) return 1;
-  CTVLClientSmbOpr connection;
-  if (store.Connect(connection) != TVL_OK || connection.InstanceId() != 1) return 2;
-  if (StateOfLock(connection, "ORD1") != 1) return 3;
-  Tell("locked");
-  Listen();
-  return 0;
-}
-const Role lockWithoutMarker("lock-without-marker", LockWithoutMarker);
-
-TEST_F(LifecycleTest, WithoutAMarkerALockIsNobodys) {
-  if (geteuid() != 0) GTEST_SKIP() << "only root can become another user";
-  std::filesystem::permissions(store_.procsHost, std::filesystem::perms(0555));
-  HelperProcess unseen({"lock-without-marker", folder_.Host()});
-  ASSERT_EQ(unseen.Hear(), "locked");
-  EXPECT_TRUE(store_.Markers().empty());
-  CTVLClientSmbOpr other;
-  ASSERT_EQ(store_.Connect(other, "view"), TVL_OK);
-  EXPECT_EQ(StateOfLock(other, "ORD1"), 1);
-  unseen.Say("end");
-  EXPECT_EQ(unseen.Wait(), 0);
 }
 
 }  // namespace

@@ -5,15 +5,14 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <functional>
-#include <memory>
+#include <list>
 #include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "presence/client_process.h"
 #include "presence/connection.h"
-#include "support/helper_process.h"
 #include "support/scale.h"
 #include "support/store.h"
 #include "support/temp_folder.h"
@@ -21,134 +20,87 @@
 
 namespace {
 
-using std::chrono::seconds;
-using std::chrono::steady_clock;
-
-constexpr int kObjects = 5;
+constexpr std::size_t kProcesses = 8;
 
 std::string ObjectName(int number) {
   return "OBJECT" + std::to_string(number);
 }
 
+struct Me : CConnection {
+  explicit Me(const Store& store, const char* clientClass = "mgrx")
+      : CConnection(store.locks.c_str(), store.procs.c_str(), clientClass) {}
+};
+
+int BeClient(const std::vector<std::string>& arguments) {
+  LoadTableEngine();  // while this process may still read it
+  const auto user = static_cast<uid_t>(std::stoul(arguments[1]));
+  umask(077);
+  if (user != 0 && (setgid(user) != 0 || setuid(user) != 0)) return 1;
+  const Store store(arguments[0]);
+  Me me(store);
+  Tell("ready");
+  Listen();
+  Tell(std::to_string(me.AllocateInstance()));
+  for (std::string object = Listen(); !object.empty(); object = Listen())
+    Tell(std::to_string(me.Lock(object.c_str())));
+  return 0;
+}
+const Role beClient("client", BeClient);
+
 class LockProcessTest : public testing::Test {
  protected:
   void SetUp() override { store_.Make(); }
-
-  HelperProcess Start(const char* role, std::vector<std::string> arguments = {}) const {
-    arguments.insert(arguments.begin(), {role, folder_.Host()});
-    return HelperProcess(arguments);
-  }
 
   TempFolder folder_{TempFolder::Memory()};
   Store store_{folder_.Host()};
 };
 
-// Waits for the order, takes a number, tells it and lives until told otherwise.
-int TakeNumber(const std::vector<std::string>& arguments) {
-  const Store store(arguments[0]);
-  CConnection me(store.locks.c_str(), store.procs.c_str(), "mgrx", "pc12");
-  Tell("ready");
-  Listen();
-  Tell(std::to_string(me.AllocateInstance()));
-  Listen();
-  return 0;
-}
-const Role takeNumber("take-number", TakeNumber);
-
 TEST_F(LockProcessTest, InstancesThatStartTogetherGetDifferentNumbers) {
-  constexpr int processes = 8;
   for (int round = 0; round < Rounds(10); ++round) {
-    std::vector<std::unique_ptr<HelperProcess>> starting;
-    for (int i = 0; i < processes; ++i) {
-      starting.push_back(
-          std::make_unique<HelperProcess>(std::vector<std::string>{"take-number", folder_.Host()}));
-      ASSERT_EQ(starting.back()->Hear(), "ready");
-    }
-    for (const auto& process : starting) process->Say("go");
+    std::list<ClientProcess> starting;
+    while (starting.size() < kProcesses) starting.emplace_back(folder_.Host());
+    for (ClientProcess& process : starting) process.Say("start");
     std::set<std::string> numbers;
-    for (const auto& process : starting) numbers.insert(process->Hear());
-    EXPECT_EQ(numbers.size(), static_cast<std::size_t>(processes)) << testing::PrintToString(numbers);
+    for (ClientProcess& process : starting) numbers.insert(process.Hear());
+    EXPECT_EQ(numbers.size(), kProcesses) << testing::PrintToString(numbers);
   }
 }
 
-// Counts a file up without any guard but the lock on its object.
-bool CountUp(const std::string& file) {
-  const int descriptor = open(file.c_str(), O_RDWR | O_CLOEXEC);
-  int count = 0;
-  const bool read = pread(descriptor, &count, sizeof count, 0) == sizeof count;
-  ++count;
-  const bool written = read && pwrite(descriptor, &count, sizeof count, 0) == sizeof count;
-  close(descriptor);
-  return written;
-}
-
-int LockAndCount(const std::vector<std::string>& arguments) {
+// Takes locks on some objects in turn. Whoever has one makes a file that nobody else may have made.
+int LockInTurn(const std::vector<std::string>& arguments) {
+  constexpr int objects = 5;
   const Store store(arguments[0]);
-  const int process = std::stoi(arguments[1]);
-  CConnection me(store.locks.c_str(), store.procs.c_str(), "mgrx");
+  Me me(store);
   me.AllocateInstance();
-  for (int round = 0; round < std::stoi(arguments[2]); ++round) {
-    const std::string object = ObjectName((round + process) % kObjects);
+  for (int round = 0; round < Rounds(1'000); ++round) {
+    const std::string object = ObjectName((round + me.instance) % objects);
+    const std::string witness = arguments[0] + '/' + object;
     while (me.Lock(object.c_str()) != 1) {
       if (me.lockState != 2) return 1;
     }
-    if (!CountUp(arguments[0] + '/' + object)) return 2;
+    const int made = open(witness.c_str(), O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    if (made < 0 || close(made) != 0 || unlink(witness.c_str()) != 0) return 2;
     if (me.Unlock(object.c_str()) != 0) return 3;
   }
   return 0;
 }
-const Role lockAndCount("lock-and-count", LockAndCount);
+const Role lockInTurn("lock-in-turn", LockInTurn);
 
-TEST_F(LockProcessTest, NoCountIsLostUnderALock) {
-  constexpr int processes = 8;
-  constexpr int rounds = Rounds(1'000);
-  const int none = 0;
-  for (int object = 0; object < kObjects; ++object) {
-    folder_.Write(ObjectName(object), std::string(reinterpret_cast<const char*>(&none), sizeof none));
-  }
-  std::vector<std::unique_ptr<HelperProcess>> counting;
-  for (int i = 0; i < processes; ++i) {
-    counting.push_back(std::make_unique<HelperProcess>(std::vector<std::string>{
-        "lock-and-count", folder_.Host(), std::to_string(i), std::to_string(rounds)}));
-  }
-  for (const auto& process : counting) EXPECT_EQ(process->Wait(), 0);
-  int total = 0;
-  for (int object = 0; object < kObjects; ++object) {
-    int count = 0;
-    folder_.Read(ObjectName(object)).copy(reinterpret_cast<char*>(&count), sizeof count);
-    total += count;
-  }
-  EXPECT_EQ(total, processes * rounds);
+TEST_F(LockProcessTest, ALockIsNeverHeldByTwo) {
+  std::list<HelperProcess> locking;
+  while (locking.size() < kProcesses)
+    locking.emplace_back(std::vector<std::string>{"lock-in-turn", folder_.Host()});
+  for (HelperProcess& process : locking) EXPECT_EQ(process.Wait(), 0);
   EXPECT_TRUE(store_.Markers().empty());
 }
 
-// Takes some locks, as another user if one is given, and lives until told otherwise.
-int HoldLocks(const std::vector<std::string>& arguments) {
-  const Store store(arguments[0]);
-  const int count = std::stoi(arguments[1]);
-  if (arguments.size() > 2) {
-    LoadTableEngine();  // while this process may still read it
-    const auto user = static_cast<uid_t>(std::stoul(arguments[2]));
-    umask(077);
-    if (setgid(user) != 0 || setuid(user) != 0) return 1;
-  }
-  CConnection me(store.locks.c_str(), store.procs.c_str(), "mgrx");
-  me.AllocateInstance();
-  for (int object = 0; object < count; ++object) {
-    if (me.Lock(ObjectName(object).c_str()) != 1) return 2;
-  }
-  Tell(std::to_string(me.instance));
-  Listen();
-  return 0;
-}
-const Role holdLocks("hold-locks", HoldLocks);
-
 TEST_F(LockProcessTest, AStoppedOwnerKeepsItsLocksAndAKilledOneNone) {
   constexpr int locks = 50;
-  CConnection me(store_.locks.c_str(), store_.procs.c_str(), "view");
+  Me me(store_, "view");
   me.AllocateInstance();
-  HelperProcess owner = Start("hold-locks", {std::to_string(locks)});
-  ASSERT_EQ(owner.Hear(), "1");
+  ClientProcess owner(folder_.Host());
+  ASSERT_EQ(owner.Start(), "1");
+  for (int object = 0; object < locks; ++object) ASSERT_EQ(owner.Lock(ObjectName(object)), "1");
   owner.Signal(SIGSTOP);
   for (int object = 0; object < locks; ++object) EXPECT_EQ(me.Lock(ObjectName(object).c_str()), 2);
   owner.Signal(SIGKILL);
@@ -161,20 +113,22 @@ TEST_F(LockProcessTest, AStoppedOwnerKeepsItsLocksAndAKilledOneNone) {
 
 TEST_F(LockProcessTest, ADeadClientOfAnotherUserIsClearedAway) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can become other users";
-  HelperProcess first = Start("hold-locks", {"3", "65534"});
-  ASSERT_EQ(first.Hear(), "1");
-  EXPECT_EQ(Start("hold-locks", {"3", "65533"}).Wait(), 2) << "the first one lives";
+  ClientProcess first(folder_.Host(), 65534);
+  ClientProcess second(folder_.Host(), 65533);
+  EXPECT_EQ(first.Start(), "1");
+  EXPECT_EQ(second.Start(), "2");
+  EXPECT_EQ(first.Lock("A"), "1");
+  EXPECT_EQ(second.Lock("A"), "2");
   first.Signal(SIGKILL);
   ASSERT_EQ(first.Wait(), -SIGKILL);
-  HelperProcess second = Start("hold-locks", {"3", "65533"});
-  EXPECT_EQ(second.Hear(), "1");
+  EXPECT_EQ(second.Lock("A"), "1");
   EXPECT_EQ(store_.Markers().size(), 1U);
 }
 
 // Stays inside a write batch of the lock table.
 int SitInABatch(const std::vector<std::string>& arguments) {
   const Store store(arguments[0]);
-  CConnection me(store.locks.c_str(), store.procs.c_str(), "mgrx");
+  Me me(store);
   me.AllocateInstance();
   const tvl::TableBatch batch(me.table->handle, tvl::TableBatch::Kind::kWrite);
   Tell(batch.HasBegun() ? "inside" : "refused");
@@ -183,51 +137,25 @@ int SitInABatch(const std::vector<std::string>& arguments) {
 }
 const Role sitInABatch("sit-in-a-batch", SitInABatch);
 
-constexpr seconds kWait{9};  // at least, of ten
-constexpr seconds kTooLong{14};
-
-// Waits for the order, tries one lock and tells the state.
-int TryLock(const std::vector<std::string>& arguments) {
-  const Store store(arguments[0]);
-  CConnection me(store.locks.c_str(), store.procs.c_str(), "mgrx");
-  me.AllocateInstance();
-  Tell("ready");
-  Listen();
-  Tell(std::to_string(me.Lock("OTHER")));
-  Listen();
-  return 0;
-}
-const Role tryLock("try-lock", TryLock);
-
-seconds TimeOf(const std::function<void()>& action) {
-  const auto start = steady_clock::now();
-  action();
-  return std::chrono::duration_cast<seconds>(steady_clock::now() - start);
-}
-
 TEST_F(LockProcessTest, AStoppedWriterMakesOthersFailAndNoneHang) {
-  CConnection me(store_.locks.c_str(), store_.procs.c_str(), "view");
+  Me me(store_, "view");
   me.AllocateInstance();
   ASSERT_EQ(me.Lock("MINE"), 1);
-  HelperProcess other = Start("try-lock");
-  ASSERT_EQ(other.Hear(), "ready");
-  HelperProcess writer = Start("sit-in-a-batch");
+  ClientProcess other(folder_.Host());
+  ASSERT_EQ(other.Start(), "1");
+  HelperProcess writer({"sit-in-a-batch", folder_.Host()});
   ASSERT_EQ(writer.Hear(), "inside");
   writer.Signal(SIGSTOP);
-  std::thread starting([this] {
-    CConnection late(store_.locks.c_str(), store_.procs.c_str(), "view");
-    const seconds time = TimeOf([&] { EXPECT_EQ(late.AllocateInstance(), 2) << "it starts all the same"; });
-    EXPECT_GE(time, kWait);
-    EXPECT_LE(time, kTooLong);
-  });
-  // Of another process: within one the users of a table take turns.
-  const seconds time = TimeOf([&] {
-    other.Say("try");
-    EXPECT_EQ(other.Hear(), "0");
-  });
-  EXPECT_GE(time, kWait);
-  EXPECT_LE(time, kTooLong);
-  starting.join();
+  // Of other processes: within one the users of a table take turns.
+  ClientProcess late(folder_.Host());
+  const auto start = std::chrono::steady_clock::now();
+  late.Say("start");
+  other.Say("OTHER");
+  EXPECT_EQ(other.Hear(), "0");
+  EXPECT_EQ(late.Hear(), "3") << "it starts all the same";
+  const auto time = std::chrono::steady_clock::now() - start;
+  EXPECT_GE(time, std::chrono::seconds(9));
+  EXPECT_LE(time, std::chrono::seconds(15));
   writer.Signal(SIGKILL);
   writer.Wait();
   EXPECT_EQ(me.Lock("OTHER"), 1);

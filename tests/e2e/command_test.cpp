@@ -56,16 +56,16 @@ TEST_F(TvlTest, WorkingDirectoryIsLookedForInOrder) {
 TEST_F(TvlTest, InitWritesAnyPathFaithfully) {
   folder.Make("stores/x");
   folder.Write("work/a", "a");
-  for (const char* name :
-       {"two words", " blanks ", "d$llar", "$", "%$A%", "100%", "semi;colon", "'quoted'", "\"quoted\"", "a=b",
-        "[x,y]", "\xC3\xA0\xE0", "trailing$ ", "new/deep/er", "x/../up"}) {
-    const std::string root = folder.Host("stores/" + std::string(name));
+  for (const std::string& name :
+       Words{"two words", " blanks ", "d$llar", "$", "%$A%", "100%", "semi;colon", "'quoted'", "\"quoted\"",
+             "a=b", "[x,y]", "\xC3\xA0\xE0", "trailing$ ", "new/deep/er", "x/../up"}) {
+    const std::string root = folder.Host("stores/" + name);
     ExpectAll({{0, {"init", root}}, {0, {"--config", root + "/tvl.ini", "put", "a"}}, {1, {"init", root}}});
     EXPECT_TRUE(fs::exists(root + "/a")) << root;
   }
   const Tree before = SnapshotOf(folder.Host());
-  for (const std::string& name : {std::string("back\\slash"), std::string("line\nend"), std::string("tab\t"),
-                                  std::string(200, 'l') + "/" + std::string(100, 'l'), std::string("a/none")})
+  for (const std::string& name : Words{"back\\slash", "line\nend", "tab\t",
+                                       std::string(200, 'l') + "/" + std::string(100, 'l'), "a/none"})
     Expect(1, {"init", name});
   EXPECT_EQ(SnapshotOf(folder.Host()), before);
 }
@@ -84,9 +84,9 @@ TEST_F(TvlTest, InitGivesTheModeOfTheFolder) {
 
 TEST_F(TvlTest, HashIsWhatSha1sumChecks) {
   Words arguments = {"hash", "--"};
-  for (const char* name : {"a", "two  words", "back\\slash", "new\nline", "[a,b]", "-x"}) {
-    folder.Write("work/" + std::string(name), name);
-    arguments.emplace_back(name);
+  for (const std::string& name : Words{"a", "two  words", "back\\slash", "new\nline", "[a,b]", "-x"}) {
+    folder.Write("work/" + name, name);
+    arguments.push_back(name);
   }
   ProcessStart check = {{"/usr/bin/sha1sum", "-c", "--strict"}};
   check.folder = folder.Host("work");

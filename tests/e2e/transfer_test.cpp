@@ -24,10 +24,8 @@ INSTANTIATE_TEST_SUITE_P(Policies, TransferSettings,
 TEST_P(TransferSettings, TreeGoesAndComesBackOnce) {
   const std::size_t longest = 255 - folder.Host("store/").size() - 5;
   for (const std::string& name :
-       {std::string("two words.txt"), std::string(" blanks "), std::string(".hidden"), std::string("..."),
-        std::string("-n"), std::string("a|b"), std::string("[a,b]"), std::string("%%"),
-        std::string("\xC3\xA0.txt"), std::string("\xE0\xFF.bin"), std::string("new\nline"),
-        std::string(longest, 'x'), std::string("deep/er/still/file")})
+       Words{"two words.txt", " blanks ", ".hidden", "...", "-n", "a|b", "[a,b]", "%%", "\xC3\xA0.txt",
+             "\xE0\xFF.bin", "new\nline", std::string(longest, 'x'), "deep/er/still/file"})
     folder.Write("work/t/" + name, name);
   std::string large;
   for (int i = 0; large.size() < 700000; ++i) large += std::to_string(i * 7919);

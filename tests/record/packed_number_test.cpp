@@ -22,11 +22,10 @@ std::string Unpack(Bytes& field, int decimals) {
 }
 
 TEST(PackedNumber, GoesInAndComesOut) {
-  const std::pair<const char*, Bytes> rows[] = {
-      {"100", {0x8A, 0xE4}},        {"12345", {0x8C, 0xA2, 0xE9}}, {"-123", {0xEF, 0x97}},
-      {"12.5", {0x8C, 0x10, 0xF8}}, {"1.25", {0x02, 0x99, 0xF8}},  {"123.45", {0x8C, 0x04, 0xAD}},
-      {"-1.5", {0xEF, 0x10}},       {"9", {0xED, 0xF8, 0xF8}},
-  };
+  const std::pair<const char*, Bytes> rows[] = {{"100", {0x8A, 0xE4}},        {"12345", {0x8C, 0xA2, 0xE9}},
+                                                {"-123", {0xEF, 0x97}},       {"12.5", {0x8C, 0x10, 0xF8}},
+                                                {"1.25", {0x02, 0x99, 0xF8}}, {"123.45", {0x8C, 0x04, 0xAD}},
+                                                {"-1.5", {0xEF, 0x10}},       {"9", {0xED, 0xF8, 0xF8}}};
   for (const auto& [text, bytes] : rows) {
     Bytes field(bytes.size(), 'x');
     EXPECT_TRUE(tvl::PackNumber(field.data(), static_cast<int>(field.size()), text)) << text;

@@ -1,6 +1,8 @@
 #include "versions/executable_file.h"
 
 #include <cstdint>
+#include <initializer_list>
+#include <utility>
 
 namespace {
 
@@ -10,8 +12,13 @@ constexpr std::size_t kHeadAt = 0x40;
 constexpr std::size_t kResourcesAt = 0x200;
 constexpr std::uint32_t kResourcesAddress = 0x1000;
 
-void Put(string& bytes, std::uint64_t value, int size) {
-  for (; size > 0; --size, value >>= 8) bytes += static_cast<char>(value);
+// Numbers with their sizes, lowest byte first.
+string Fields(std::initializer_list<std::pair<std::uint64_t, int>> fields) {
+  string bytes;
+  for (auto [value, size] : fields) {
+    for (; size > 0; --size, value >>= 8) bytes += static_cast<char>(value);
+  }
+  return bytes;
 }
 
 void Align(string& bytes, std::size_t to) {
@@ -26,18 +33,12 @@ string Wide(const string& text) {
 
 // A node of a version resource: `length` is in characters for texts, in bytes else.
 string NodeOf(const string& key, bool text, const string& value, std::size_t length, const string& children) {
-  string node;
-  Put(node, length, 2);
-  Put(node, text ? 1 : 0, 2);
-  node += Wide(key);
-  node.insert(0, 2, '\0');
+  string node = Fields({{0, 2}, {length, 2}, {text ? 1 : 0, 2}}) + Wide(key);
   Align(node, 4);
   node += value;
   if (!children.empty()) Align(node, 4);
   node += children;
-  string size;
-  Put(size, node.size(), 2);
-  return node.replace(0, 2, size);
+  return node.replace(0, 2, Fields({{node.size(), 2}}));
 }
 
 string TextNode(const char* key, const std::optional<string>& text) {
@@ -52,59 +53,37 @@ string VersionResource(const ExecutableFile& file) {
                        TextNode("SpecialBuild", file.special_build);
   string children = NodeOf("StringFileInfo", true, "", 0, NodeOf("040904B0", true, "", 0, texts));
   Align(children, 4);
-  if (file.translation) {
-    string pair;
-    Put(pair, 0x0409, 2);
-    Put(pair, 0x04B0, 2);
-    children += NodeOf("VarFileInfo", true, "", 0, NodeOf("Translation", false, pair, 4, ""));
-  }
+  const string language = Fields({{0x0409, 2}, {0x04B0, 2}});
+  if (file.translation)
+    children += NodeOf("VarFileInfo", true, "", 0, NodeOf("Translation", false, language, 4, ""));
   return NodeOf("VS_VERSION_INFO", false, string(52, '\1'), 52, children);
 }
 
 // Three levels of folders with one entry each, the place of the data, and the data.
 string ResourceSection(const string& data) {
-  string section;
-  for (int level = 0; level < 3; ++level) {
-    section += string(12, '\0');
-    Put(section, 0, 2);
-    Put(section, 1, 2);
-    Put(section, level == 0 ? 16 : level == 1 ? 1 : 0x409, 4);
-    Put(section, level < 2 ? 0x80000000U + 24 * static_cast<unsigned int>(level + 1) : 72, 4);
-  }
-  Put(section, kResourcesAddress + 88, 4);
-  Put(section, data.size(), 4);
-  Put(section, 0, 8);
-  return section + data;
+  constexpr std::uint64_t kFolder = 0x80000000;
+  return Fields({{0, 12}, {0, 2}, {1, 2}, {16, 4}, {kFolder + 24, 4}}) +
+         Fields({{0, 12}, {0, 2}, {1, 2}, {1, 4}, {kFolder + 48, 4}}) +
+         Fields({{0, 12}, {0, 2}, {1, 2}, {0x409, 4}, {72, 4}}) +
+         Fields({{kResourcesAddress + 88, 4}, {data.size(), 4}, {0, 8}}) + data;
 }
 
 }  // namespace
 
 string ExecutableFile::Bytes() const {
   const string section = ResourceSection(VersionResource(*this));
+  const std::size_t optional_size = (plus ? 112 : 96) + 16 * 8;
+  string optional = Fields({{plus ? 0x20B : 0x10B, 2}});
+  optional.resize(plus ? 108 : 92);
+  optional += Fields({{16, 4}, {0, 16}, {kResourcesAddress, 4}, {section.size(), 4}});
+  optional.resize(optional_size);
   string bytes = "MZ";
-  bytes.resize(kHeadAt - 4, '\0');
-  Put(bytes, kHeadAt, 4);
-  bytes.append("PE\0\0", 4);
-  Put(bytes, plus ? 0x8664 : 0x14C, 2);
-  Put(bytes, 1, 2);
-  Put(bytes, 0, 12);
-  const int optional_size = (plus ? 112 : 96) + 16 * 8;
-  Put(bytes, static_cast<std::uint64_t>(optional_size), 2);
-  Put(bytes, 2, 2);
-  string head;
-  Put(head, plus ? 0x20B : 0x10B, 2);
-  head.resize(plus ? 108 : 92, '\0');
-  Put(head, 16, 4);
-  head += string(16, '\0');
-  Put(head, kResourcesAddress, 4);
-  Put(head, section.size(), 4);
-  head.resize(static_cast<std::size_t>(optional_size), '\0');
-  bytes += head + ".rsrc" + string(3, '\0');
-  Put(bytes, section.size(), 4);
-  Put(bytes, kResourcesAddress, 4);
-  Put(bytes, section.size(), 4);
-  Put(bytes, kResourcesAt, 4);
-  Put(bytes, 0, 16);
-  bytes.resize(kResourcesAt, '\0');
+  bytes.resize(kHeadAt - 4);
+  bytes += Fields({{kHeadAt, 4}}) + string("PE\0\0", 4);
+  bytes += Fields({{plus ? 0x8664 : 0x14C, 2}, {1, 2}, {0, 12}, {optional_size, 2}, {2, 2}}) + optional;
+  bytes +=
+      string(".rsrc\0\0", 8) + Fields({{section.size(), 4}, {kResourcesAddress, 4}, {section.size(), 4}});
+  bytes += Fields({{kResourcesAt, 4}, {0, 16}});
+  bytes.resize(kResourcesAt);
   return bytes + section;
 }

@@ -42,13 +42,13 @@ Rows All(int handle, int keyNumber) {
 
 std::string CheckIntegrity(const std::string& table) {
   sqlite3* database = nullptr;
-  sqlite3_stmt* check = nullptr;
   sqlite3_open(table.c_str(), &database);
-  sqlite3_prepare_v2(database, "PRAGMA integrity_check", -1, &check, nullptr);
-  const bool answered = check != nullptr && sqlite3_step(check) == SQLITE_ROW;
-  std::string answer =
-      answered ? reinterpret_cast<const char*>(sqlite3_column_text(check, 0)) : sqlite3_errmsg(database);
-  sqlite3_finalize(check);
+  std::string answer;
+  const auto take = [](void* text, int, char** columns, char**) {
+    *static_cast<std::string*>(text) += columns[0];
+    return 0;
+  };
+  sqlite3_exec(database, "PRAGMA integrity_check", take, &answer, nullptr);
   sqlite3_close(database);
   return answer;
 }

@@ -36,6 +36,11 @@ TEST_F(EngineTest, FindsByBothKeysInAllWays) {
     EXPECT_EQ(Read(read, table, 1, key), found + record) << key;
     EXPECT_EQ(Read(read, table, 2, Upper(key)), Upper(found) + record) << key;
   }
+  for (const char* key : {"n", "l", "m"}) ASSERT_EQ(Write(table, key, "K", key), 1);
+  EXPECT_EQ(Read(ReadKeyEq, table, 2, "K"), "K|l") << "the first of equal ones";
+  EXPECT_EQ(Read(ReadKeyGtEq, table, 2, "K"), "K|l");
+  EXPECT_EQ(Read(ReadKeyLtEq, table, 2, "K"), "K|n");
+  EXPECT_EQ(Read(ReadKeyGt, table, 2, "K"), "");
 }
 
 TEST_F(EngineTest, ComparesKeysAsBytes) {
@@ -65,15 +70,6 @@ TEST_F(EngineTest, ReplacesARecordOfTheSameKey1) {
   EXPECT_EQ(All(table, 2), Rows{"y|third"}) << "a blank key 2 leaves the old one";
   EXPECT_EQ(WriteRawKeys(table, "a", nullptr, "01234567890123456789"), 1);
   EXPECT_EQ(All(table, 2), Rows{"y|01234567890123456789"});
-}
-
-TEST_F(EngineTest, GivesTheFirstOrLastOfEqualKeys2) {
-  const int table = Open();
-  for (const char* key : {"c", "a", "b"}) Write(table, key, "k", key);
-  EXPECT_EQ(Read(ReadKeyEq, table, 2, "k"), "k|a");
-  EXPECT_EQ(Read(ReadKeyGtEq, table, 2, "k"), "k|a");
-  EXPECT_EQ(Read(ReadKeyLtEq, table, 2, "k"), "k|c");
-  EXPECT_EQ(Read(ReadKeyGt, table, 2, "k"), "");
 }
 
 TEST_F(EngineTest, DeletesByTheKeysGiven) {
@@ -120,16 +116,12 @@ TEST_F(EngineTest, WritesAndReadsFieldsOfTheCurrentRecord) {
   EXPECT_EQ(GetFieldValueByName("name", read), 1) << "over the record's own start";
   EXPECT_STREQ(read, "a name beyond");
 
+  std::vector<char> shorter = {'a', 'b', 'c'};  // nothing may be read behind it
+  SetCurrentRecord("f-D3", shorter.data(), 3);
+  EXPECT_EQ(WriteKeys(table, "a", ""), 1);
+  EXPECT_EQ(All(table), Rows{"a|abc"}) << "completed with blanks";
   EXPECT_EQ(SetCurrentRecord("broken", record, 20), 0);
   EXPECT_EQ(GetFieldValueByIdx(0, text), 0);
-}
-
-TEST_F(EngineTest, CompletesAShortCurrentRecordWithBlanks) {
-  const int table = Open();
-  const std::vector<char> shorter = {'a', 'b', 'c'};  // nothing may be read behind it
-  SetCurrentRecord("f-D3", const_cast<char*>(shorter.data()), 3);
-  EXPECT_EQ(WriteKeys(table, "a", ""), 1);
-  EXPECT_EQ(All(table), Rows{"a|abc"});
 }
 
 TEST_F(EngineTest, KeepsACurrentRecordForEachThread) {

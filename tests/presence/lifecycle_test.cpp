@@ -3,11 +3,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <tvlclient/tvlclient.h>
@@ -65,31 +63,6 @@ class LifecycleTest : public testing::Test {
   Store store_{folder_.Host()};
 };
 
-TEST_F(LifecycleTest, ConnectionsOfTwoThreadsDoNotDisturbEachOther) {
-  CTVLClientSmbOpr staying;
-  ASSERT_EQ(store_.Connect(staying), TVL_OK);
-  std::thread coming([this] {
-    for (int round = 0; round < 20; ++round) {
-      CTVLClientSmbOpr connection;
-      ASSERT_EQ(store_.Connect(connection), TVL_OK);
-      EXPECT_EQ(connection.InstanceId(), 2);
-      EXPECT_EQ(StateOfLock(connection, "COMING"), 1);
-      EXPECT_TRUE(WriteRows(connection, Numbered("c", round) + "-", 5));
-    }
-  });
-  for (int round = 0; round < 200; ++round) {
-    EXPECT_EQ(StateOfLock(staying, "STAYING"), 1);
-    EXPECT_TRUE(WriteRows(staying, Numbered("s", round) + "-", 1));
-    int state = -1;
-    EXPECT_EQ(staying.Unlock(Arg("STAYING"), &state, nullptr, nullptr, nullptr, nullptr, nullptr), TVL_OK);
-    EXPECT_EQ(state, 0);
-  }
-  coming.join();
-  EXPECT_EQ(StateOfLock(staying, "COMING"), 1) << "given back with its connection";
-  EXPECT_EQ(CountRows(staying, "c"), 100);
-  EXPECT_EQ(CountRows(staying, "s"), 200);
-}
-
 // A forked child that runs `work`, then ends as programs do, and within a while.
 pid_t Fork(const std::function<bool()>& work) {
   const pid_t child = fork();
@@ -129,35 +102,6 @@ TEST_F(LifecycleTest, AForkedChildTakesNothingFromItsParent) {
   EXPECT_EQ(DeleteFileA((store_.root + "t.dat").c_str()), 0) << "the parent's table is still in use";
 }
 
-// Forks inside a write batch, with a lock and a marker; both live until told otherwise.
-int ForkInABatch(const std::vector<std::string>& arguments) {
-  const Store store(arguments[0]);
-  CConnection me(store.locks.c_str(), store.procs.c_str(), "mgrx");
-  me.AllocateInstance();
-  if (me.Lock("PARENT") != 1) return 1;
-  const tvl::TableBatch batch(me.table->handle, tvl::TableBatch::Kind::kWrite);
-  if (!batch.HasBegun()) return 2;
-  if (fork() == 0) Tell("child lives");
-  Listen();
-  _exit(0);
-}
-const Role forkInABatch("fork-in-a-batch", ForkInABatch);
-
-TEST_F(LifecycleTest, AParentKilledInABatchLeavesNothingToItsChild) {
-  HelperProcess parent({"fork-in-a-batch", folder_.Host()});
-  ASSERT_EQ(parent.Hear(), "child lives");
-  parent.Signal(SIGKILL);
-  ASSERT_EQ(parent.Wait(), -SIGKILL);
-  const auto start = std::chrono::steady_clock::now();
-  CTVLClientSmbOpr other;
-  ASSERT_EQ(store_.Connect(other), TVL_OK);
-  EXPECT_EQ(other.InstanceId(), 1);
-  EXPECT_EQ(StateOfLock(other, "PARENT"), 1);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(8))
-      << "nobody had to be waited for";
-  EXPECT_EQ(store_.Markers().size(), 1U);
-}
-
 // Ends the program with everything open: connections of both kinds, a lock, a table, a batch of rows.
 int LeaveOpen(const std::vector<std::string>& arguments) {
   const Store store(arguments[0]);
@@ -169,23 +113,20 @@ int LeaveOpen(const std::vector<std::string>& arguments) {
   good = good && state == 1 && store.Connect(second) == TVL_OK && StateOfLock(second, "SECOND") == 1;
   good = good && set.Open(Arg("t.dat")) == TVL_OK && set.ReadKeyPrefiz(Arg("t")) == 1;
   Tell(good ? "open" : "not open");
-  if (arguments[1] == "thread") std::thread([] { std::exit(0); }).join();
   std::exit(0);
 }
 const Role leaveOpen("leave-open", LeaveOpen);
 
 TEST_F(LifecycleTest, WhatIsOpenAtTheEndIsClosedInOrder) {
-  for (const char* leaving : {"main", "thread"}) {
-    HelperProcess program({"leave-open", folder_.Host(), leaving});
-    EXPECT_EQ(program.Hear(), "open");
-    EXPECT_EQ(program.Wait(), 0);
-    EXPECT_TRUE(store_.Markers().empty()) << testing::PrintToString(store_.Markers());
-    CConnection looking(store_.locks.c_str(), store_.procs.c_str(), "look");
-    std::vector<tvl::LockRow> rows;
-    EXPECT_TRUE(looking.ListLocks(rows));
-    EXPECT_TRUE(rows.empty());
-    EXPECT_FALSE(std::filesystem::exists(store_.rootHost + "t.dat-journal"));
-  }
+  HelperProcess program({"leave-open", folder_.Host()});
+  EXPECT_EQ(program.Hear(), "open");
+  EXPECT_EQ(program.Wait(), 0);
+  EXPECT_TRUE(store_.Markers().empty()) << testing::PrintToString(store_.Markers());
+  EXPECT_FALSE(folder_.Exists("store/t.dat-journal"));
+  CConnection looking(store_.locks.c_str(), store_.procs.c_str(), "look");
+  std::vector<tvl::LockRow> rows;
+  EXPECT_TRUE(looking.ListLocks(rows));
+  EXPECT_TRUE(rows.empty());
 }
 
 TEST(Mounted, AStoreThatIsFullOrReadOnlyRefusesAndStaysWhole) {

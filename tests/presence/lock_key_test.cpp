@@ -39,24 +39,6 @@ TEST(LockKey, HasEachPartAtItsPlace) {
   }
 }
 
-TEST(LockKey, ComesApartAgain) {
-  char key[kLockKeyRoom];
-  for (const std::string& name : {std::string("ORD 1"), std::string(32, 'w')}) {
-    BuildLockKey(key, name.c_str(), name.c_str(), "c0a80001", "v1.0", 123);
-    char object[33];
-    char computer[33];
-    char address[9];
-    char clientClass[5];
-    int instance = 0;
-    ParseLockKey(key, object, computer, address, clientClass, &instance);
-    EXPECT_EQ(object, name);
-    EXPECT_EQ(computer, name);
-    EXPECT_STREQ(address, "c0a80001");
-    EXPECT_STREQ(clientClass, "v1.0");
-    EXPECT_EQ(instance, 123);
-  }
-}
-
 TEST(LockKey, OfAnObjectAloneLiesJustBelowItsRows) {
   char keys[3][kLockKeyRoom];
   BuildLockKey(keys[0], "A", nullptr, nullptr, nullptr, 0);

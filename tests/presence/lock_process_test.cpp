@@ -8,7 +8,6 @@
 #include <list>
 #include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "presence/client_process.h"
@@ -125,41 +124,47 @@ TEST_F(LockProcessTest, ADeadClientOfAnotherUserIsClearedAway) {
   EXPECT_EQ(store_.Markers().size(), 1U);
 }
 
-// Stays inside a write batch of the lock table.
+// Has a lock and stays inside a write batch of the lock table, with a forked child that has neither.
 int SitInABatch(const std::vector<std::string>& arguments) {
   const Store store(arguments[0]);
   Me me(store);
   me.AllocateInstance();
+  if (me.Lock("PARENT") != 1) return 1;
   const tvl::TableBatch batch(me.table->handle, tvl::TableBatch::Kind::kWrite);
-  Tell(batch.HasBegun() ? "inside" : "refused");
+  if (batch.HasBegun() && fork() == 0) Tell("child lives");
   Listen();
-  return 0;
+  _exit(0);
 }
 const Role sitInABatch("sit-in-a-batch", SitInABatch);
 
 TEST_F(LockProcessTest, AStoppedWriterMakesOthersFailAndNoneHang) {
+  using std::chrono::seconds;
+  using std::chrono::steady_clock;
   Me me(store_, "view");
   me.AllocateInstance();
   ASSERT_EQ(me.Lock("MINE"), 1);
   ClientProcess other(folder_.Host());
   ASSERT_EQ(other.Start(), "1");
   HelperProcess writer({"sit-in-a-batch", folder_.Host()});
-  ASSERT_EQ(writer.Hear(), "inside");
+  ASSERT_EQ(writer.Hear(), "child lives");
   writer.Signal(SIGSTOP);
   // Of other processes: within one the users of a table take turns.
   ClientProcess late(folder_.Host());
-  const auto start = std::chrono::steady_clock::now();
+  steady_clock::time_point start = steady_clock::now();
   late.Say("start");
   other.Say("OTHER");
   EXPECT_EQ(other.Hear(), "0");
   EXPECT_EQ(late.Hear(), "3") << "it starts all the same";
-  const auto time = std::chrono::steady_clock::now() - start;
-  EXPECT_GE(time, std::chrono::seconds(9));
-  EXPECT_LE(time, std::chrono::seconds(15));
+  EXPECT_GE(steady_clock::now() - start, seconds(9));
+  EXPECT_LE(steady_clock::now() - start, seconds(15));
+
   writer.Signal(SIGKILL);
   writer.Wait();
-  EXPECT_EQ(me.Lock("OTHER"), 1);
+  start = steady_clock::now();
+  EXPECT_EQ(me.Lock("PARENT"), 1);
+  EXPECT_LT(steady_clock::now() - start, seconds(8)) << "the child keeps nobody waiting";
   EXPECT_EQ(me.Unlock("MINE"), 0);
+  EXPECT_EQ(store_.Markers().size(), 3U) << "the dead one's is gone";
 }
 
 }  // namespace

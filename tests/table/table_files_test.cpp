@@ -8,6 +8,7 @@
 
 #include <tvlclient/smb_opr.h>
 
+#include "directory/table_keys.h"
 #include "support/store.h"
 #include "support/temp_folder.h"
 #include "transfer/core.h"
@@ -143,6 +144,14 @@ TEST_F(TableFilesTest, ReadsByKeyAndByPrefix) {
   };
   for (const auto& test : cases)
     EXPECT_EQ(Read(test.prefix, test.list, test.keyNumber), test.found) << test.list;
+}
+
+TEST(ReadList, IsCutAtTheLongestKey) {
+  const std::string text = Marked(std::string(1021, 'x') + ",yy");
+  tvl::ReadList list(text.c_str());
+  EXPECT_EQ(list.Next().size(), 1021U);
+  EXPECT_EQ(list.Next(), "y");
+  EXPECT_EQ(list.Next(), "");
 }
 
 TEST_F(TableFilesTest, RowsAreAppendedToWhatTheBlockHolds) {

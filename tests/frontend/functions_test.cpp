@@ -18,15 +18,11 @@ class Functions : public testing::Test {
  protected:
   Functions() {
     folder_.Write("root/f", "abc");
-    Configure("S", "L");
+    folder_.Write("store.ini", "[TavolisFileSystem]\nDocumentRoot=" + folder_.Host("root") +
+                                   "\nTmpDir=" + folder_.Host("tmp") + "\nShortName=" + string(300, 's') +
+                                   "\nLongName=" + string(300, 'l'));
   }
   void TearDown() override { TVLCloseConnection(); }
-
-  void Configure(const string& shortName, const string& longName) {
-    folder_.Write("store.ini", "[TavolisFileSystem]\nDocumentRoot=" + folder_.Host("root") +
-                                   "\nTmpDir=" + folder_.Host("tmp") + "\nShortName=" + shortName +
-                                   "\nLongName=" + longName);
-  }
 
   int Connect() {
     return TVLConnect2Dir(Arg(folder_.Logical("work")), Arg(folder_.Logical("store.ini")), Arg("test"));
@@ -80,7 +76,6 @@ TEST_F(Functions, AFailedConnectLeavesNoTrace) {
 }
 
 TEST_F(Functions, TellOfTheConnection) {
-  Configure(string(300, 's'), string(300, 'l'));
   ASSERT_EQ(Connect(), 0);
   char short_name[64];
   char long_name[256];

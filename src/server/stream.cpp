@@ -94,7 +94,8 @@ asio::awaitable<void> Stream::Drain(Clock::time_point until) {
     if (result == PacketReader::Result::kBroken) co_return;
     if (result == PacketReader::Result::kPacket && payload.starts_with(protocol::kEnd)) co_return;
     if (result == PacketReader::Result::kPacket) continue;
-    co_await LetOthers();
+    // Whoever floods has the lowest claim.
+    co_await GoToTheEnd();
     const bool came = co_await ReadMore(until);
     if (!came) co_return;
   }
@@ -162,6 +163,11 @@ void Stream::ArmTimer(Clock::time_point until) {
 
 asio::awaitable<void> Stream::LetOthers() {
   if (++turns_ < kTurnsInARow) co_return;
+  co_await GoToTheEnd();
+}
+
+// Of those that have something to do.
+asio::awaitable<void> Stream::GoToTheEnd() {
   turns_ = 0;
   co_await asio::post(socket_.get_executor(), asio::use_awaitable);
 }

@@ -58,6 +58,7 @@ class Stream : public std::enable_shared_from_this<Stream> {
   asio::awaitable<bool> ReadMore(Clock::time_point until);
   asio::awaitable<bool> WaitFor(WaitType type, Clock::time_point until);
   asio::awaitable<void> LetOthers();
+  asio::awaitable<void> GoToTheEnd();
   void ArmTimer(Clock::time_point until);
 
   asio::ip::tcp::socket socket_;

@@ -14,6 +14,7 @@
 inline void InThreads(int count, const std::function<void(int)>& work) {
   std::barrier start(count);
   std::vector<std::thread> threads;
+  threads.reserve(static_cast<std::size_t>(count));
   for (int i = 0; i < count; ++i) {
     threads.emplace_back([&, i] {
       start.arrive_and_wait();

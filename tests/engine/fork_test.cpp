@@ -1,4 +1,3 @@
-#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -60,17 +59,6 @@ TEST_F(EngineTest, ForkedChildrenStandOnTheirOwn) {
   EXPECT_EQ(CheckIntegrity(table_), "ok");
   close(looked[0]);
   close(looked[1]);
-}
-
-TEST_F(EngineTest, ForkedChildKeepsNoLockAlive) {
-  const int table = Open();
-  ASSERT_EQ(BeginBatch(table, 1), 1);
-  const pid_t child = Fork([] { return pause() == 0; });
-  IClose(table);
-  EXPECT_TRUE(CanLockWhole(table_));
-  EXPECT_EQ(Create(), 0);
-  kill(child, SIGKILL);
-  EXPECT_FALSE(EndedWell(child));
 }
 
 constexpr int kRows = 100;

@@ -91,20 +91,17 @@ TEST(Identity, IsFilledUpOrAsked) {
   const struct {
     const char* clientClass;
     const char* address;
-    const char* expectedClass;
-    const char* expectedIp;
+    std::string expected;
   } cases[] = {
-      {"mgrx", "192.168.0.1", "mgrx", "c0a80001"},
-      {"ab", "10.0.0", "abxx", "00000000"},
-      {"abcdef", "1.2.3.4.5", "abcd", "00000000"},
-      {"", nullptr, "xxxx", "7f000001"},
+      {"mgrx", "192.168.0.1", "mgrx c0a80001"},
+      {"ab", "10.0.0", "abxx 00000000"},
+      {"abcdef", "1.2.3.4.5", "abcd 00000000"},
+      {"", nullptr, "xxxx 7f000001"},
   };
   for (const auto& test : cases) {
     const CConnection me("", "", test.clientClass, "PC-Twelve", test.address, "Ann");
-    EXPECT_STREQ(me.className, test.expectedClass);
-    EXPECT_STREQ(me.ipText, test.expectedIp);
-    EXPECT_STREQ(me.computer, "PC-Twelve") << "a name that is given stays as it is";
-    EXPECT_STREQ(me.user, "Ann");
+    EXPECT_EQ(std::string(me.className) + ' ' + me.ipText, test.expected);
+    EXPECT_EQ(std::string(me.computer) + ' ' + me.user, "PC-Twelve Ann") << "as they are given";
     EXPECT_EQ(me.pid, static_cast<unsigned int>(getpid()));
   }
   char host[256] = {};

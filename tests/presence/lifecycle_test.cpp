@@ -78,6 +78,7 @@ TEST_F(LifecycleTest, AForkedChildTakesNothingFromItsParent) {
   ASSERT_EQ(StateOfLock(parent, "PARENT"), 1);
   CTVLCtreeRs set(&parent);
   ASSERT_EQ(set.Open(Arg("t.dat")), TVL_OK);
+  folder_.Make("work");
   const pid_t child = Fork([&] {
     int state = -1;
     const bool dead = parent.Lock(Arg("X"), &state, nullptr, nullptr, nullptr, nullptr, nullptr) != TVL_OK &&
@@ -95,11 +96,17 @@ TEST_F(LifecycleTest, AForkedChildTakesNothingFromItsParent) {
   EXPECT_EQ(CountRows(parent, "c"), rows);
   EXPECT_EQ(store_.Markers().size(), 1U) << "the child's own is gone, the parent's is there";
   CTVLClientSmbOpr other;
-  ASSERT_EQ(store_.Connect(other), TVL_OK);
+  ASSERT_EQ(other.Open(Arg(folder_.Logical("work")), Arg(store_.config), Arg("mgrx")), TVL_OK);
   EXPECT_EQ(other.InstanceId(), 2);
   EXPECT_EQ(StateOfLock(other, "PARENT"), 2);
   EXPECT_EQ(StateOfLock(other, "CHILD"), 1);
-  EXPECT_EQ(DeleteFileA((store_.root + "t.dat").c_str()), 0) << "the parent's table is still in use";
+  // The parent's table is still in use, so nobody takes its file.
+  CTVLCtreeRs anew(&other);
+  EXPECT_EQ(DeleteFileA((store_.root + "t.dat").c_str()), 0);
+  EXPECT_NE(other.RenameServerFile(Arg("t.dat"), Arg("moved.dat")), TVL_OK);
+  EXPECT_NE(other.CopyServer2Server(Arg("tvl.ini"), Arg("t.dat"), 0), TVL_OK);
+  EXPECT_EQ(anew.InitAndOpen(Arg("t.dat"), kRecord, kKey, 0), TVL_ERR_DELETE_FILE);
+  EXPECT_EQ(CountRows(other, "p"), rows);
 }
 
 // Ends the program with everything open: connections of both kinds, a lock, a table, a batch of rows.

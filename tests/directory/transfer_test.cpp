@@ -211,6 +211,7 @@ TEST(TransferByTime, ConvergesWithAnotherUsersTarget) {
   SmallStore store("ZipOnTransfert=1\nFileCompare=time\n");
   store.folder.Write("root/f", "there");
   store.folder.Write("work/f", "longer");
+  SetTime(store, "work/f", 500, 1000);
   for (const char* name : {"", "root", "work", "tmp", "root/f"})
     std::filesystem::permissions(store.folder.Host(name), std::filesystem::perms(0777));
   constexpr uid_t kNobody = 65534;

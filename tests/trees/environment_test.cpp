@@ -23,8 +23,8 @@ TEST(Environment, ReadsAndWritesOneKey) {
   };
   EXPECT_EQ(get("plain") + "|" + get("Empty") + "|" + get("Quoted") + "|" + get("Name"),
             "one|| two |default");
-  for (const string& value : {string("new"), string(""), string(" kept blanks "), string("'kept quotes'"),
-                              string("a=b;c"), string("$Plain"), string("\xE0\xFF"), string(2047, 'v')}) {
+  for (const string& value : {string(""), string(" kept blanks "), string("'kept quotes'"), string("a=b;c"),
+                              string("$Plain\xE0\xFF"), string(2047, 'v')}) {
     EXPECT_EQ(store.opr.PutEnviron("Name", value.c_str()), 0);
     EXPECT_EQ(get("Name"), value);
   }

@@ -216,11 +216,10 @@ TEST_F(LocksTest, AConnectionHandsTheOwnerOut) {
   int state = 9;
   int count = 9;
   CString list("old");
-  EXPECT_EQ(store.Lock(Arg("A"), &state, nullptr, nullptr, nullptr, nullptr, nullptr), TVL_ERR_NOT_CONNECTED);
-  EXPECT_EQ(state, 9);
   EXPECT_EQ(store.GetProcessesList(Arg("*"), count, list), TVL_ERR_NOT_CONNECTED);
   EXPECT_EQ(count, 0);
-
+  EXPECT_EQ(store.Lock(Arg("A"), &state, nullptr, nullptr, nullptr, nullptr, nullptr), TVL_ERR_NOT_CONNECTED);
+  EXPECT_EQ(state, 9);
   ASSERT_EQ(store_.Connect(store), TVL_OK);
   Me other(store_, "view", "pc13", "10.0.0.7", "bob");
   ASSERT_EQ(other.Lock("A"), 1);

@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <numeric>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -10,8 +8,7 @@
 #include "tcp/peer.h"
 #include "tcp/script.h"
 
-// Servers that don't keep to the packets: every operation ends with a code, and nothing outside the working
-// directory is touched.
+// Servers that don't keep to the packets: every operation ends with a code.
 
 namespace {
 
@@ -26,28 +23,12 @@ Server::Part Sends(const string& bytes) {
   return [bytes](Peer& peer) {
     peer.Send(bytes);
     peer.EndSending();
-    peer.ReadRest();
+    while (!peer.Read(1).empty()) {
+    }
   };
 }
 
-// The codes of one use of everything there is: open, lock, get, put.
-std::vector<int> RunAll(Connection& client, unsigned int port) {
-  std::vector<int> codes = {client.Connect(port)};
-  int state = 0;
-  std::vector<char> computer(64);
-  std::vector<char> ip(16);
-  std::vector<char> user(65);
-  codes.push_back(client.Lock(Arg("A"), &state, computer.data(), &state, &state, ip.data(), user.data()));
-  client.transferred = 1;
-  codes.push_back(client.Get("get", "get"));
-  client.transferred = 1;
-  client.folder.Write("work/put", "abc");
-  codes.push_back(client.Put("put", "put"));
-  client.Close();
-  return codes;
-}
-
-// What a server sends in the course of RunAll.
+// What a server sends in the course of open, lock, get and put.
 struct Replies {
   explicit Replies(bool zip)
       : file(zip ? string("\x78\x9c\x03\0\0\0\0\x01", 8) : "Hello world"),
@@ -55,10 +36,6 @@ struct Replies {
         of_operation{Welcome(zip), Reply("1\tpc\t2\t3\t127.0.0.1\tuser"),
                      first_of_get + NextChunk(file.substr(5)) + NextChunk("", "2000"),
                      Reply("0") + Reply("0") + Reply("0\t3000")} {}
-
-  [[nodiscard]] string All() const {
-    return std::accumulate(of_operation.begin(), of_operation.end(), string());
-  }
 
   // How the operations end when only so much of it all comes.
   [[nodiscard]] std::vector<int> CodesOfCut(std::size_t cut) const {
@@ -87,11 +64,16 @@ struct Replies {
 TEST(BadServer, CutAtEveryByte) {
   for (const bool zip : {false, true}) {
     const Replies replies(zip);
-    const string all = replies.All();
+    const string all = std::accumulate(replies.of_operation.begin(), replies.of_operation.end(), string());
     for (std::size_t cut = 0; cut <= all.size(); ++cut) {
       Server server(Sends(all.substr(0, cut)));
       Connection client;
-      const std::vector<int> codes = RunAll(client, server.Port());
+      std::vector<int> codes = {client.Connect(server.Port()), client.LockOrUnlock(true, "A")};
+      client.transferred = 1;
+      codes.push_back(client.Get("get", "get"));
+      client.transferred = 1;
+      client.folder.Write("work/put", "abc");
+      codes.push_back(client.Put("put", "put"));
       EXPECT_EQ(codes, replies.CodesOfCut(cut)) << cut;
       const bool get_begun = codes[1] == TVL_OK && codes[2] != TVL_ERR_TCP_RECEIVE;
       EXPECT_EQ(client.folder.Exists("work/get"), get_begun) << cut;
@@ -102,22 +84,16 @@ TEST(BadServer, CutAtEveryByte) {
 
 // Such a reply ends the connection. What comes instead of the first reply of a get leaves the local file be.
 TEST(BadServer, AnnouncesWhatIsNotThere) {
-  const string head(
-      "0\0"
-      "1000\0",
-      7);
+  const string head("0\0001000\0", 7);
+  constexpr std::size_t too_much = 40960;  // a byte more than a packet holds
   const string first_replies[] = {Reply("0"),
                                   Reply(head.substr(0, 2)),
                                   Reply(head.substr(0, 6)),
                                   Reply(head),
                                   Reply(head + '\0'),
                                   Reply(head + '\0' + "\6Hello"),
-                                  Reply(head + "\xff\xffHello"),
-                                  Reply("no number, no zero"),
-                                  string("\0\xa0\0\0", 4),  // more than any packet holds
-                                  string("\0\xff\xff\0", 4) + string(65535, 'x')};
-  const string chunks[] = {Reply(string(1, 0)), Reply(string(1, 0) + "\3Hi"), Reply("\xff\xffHi"),
-                           Reply("\x9f\xfeHi")};
+                                  FirstChunk(string(too_much - head.size() - 2, 'x'))};
+  const string chunks[] = {Reply(string(1, 0)), Reply(string(1, 0) + "\3Hi")};
   const auto check = [](const string& replies, int code, const char* left) {
     Server server(Sends(Welcome(false) + replies));
     Connection client;
@@ -131,29 +107,6 @@ TEST(BadServer, AnnouncesWhatIsNotThere) {
   };
   for (const string& reply : first_replies) check(reply, TVL_ERR_TCP_RECEIVE, "abc");
   for (const string& reply : chunks) check(FirstChunk("Hello") + reply, TVL_ERR_TCP_SEND, "Hello");
-}
-
-TEST(BadServer, LeavesNoStrayFiles) {
-  std::minstd_rand random(20240521);
-  for (int round = 0; round < 100; ++round) {
-    string bytes = Welcome(round % 2 == 0);
-    for (int packet = 0; packet < 4; ++packet) {
-      string payload(random() % 60, 0);
-      // Mostly bytes that mean something somewhere.
-      constexpr std::string_view likely("\0\0\0\1\2\x31\x39\t0-9 ", 12);
-      std::generate(payload.begin(), payload.end(), [&] {
-        return random() % 4 == 0 ? static_cast<char>(random()) : likely[random() % likely.size()];
-      });
-      bytes += random() % 8 == 0 ? payload : Reply(payload);
-    }
-    Server server(Sends(bytes));
-    Connection client;
-    RunAll(client, server.Port());
-    for (const string& name : client.folder.Tree()) {
-      EXPECT_TRUE(name == "work" || name == "work/get" || name == "work/put")
-          << name << " in round " << round;
-    }
-  }
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #define TVL_TESTS_TCP_CONNECTION_H
 
 #include <string>
+#include <vector>
 
 #include <tvlclient/tcp_opr.h>
 
@@ -21,14 +22,26 @@ class Connection : public CTVLClientTcpOpr {
   int Put(const std::string& remote, const std::string& local) {
     return PutRemote(Arg(remote), Arg(local), &transferred);
   }
+  int LockOrUnlock(bool lock, const std::string& object) {
+    const auto operation = lock ? &CTVLClientTcpOpr::Lock : &CTVLClientTcpOpr::Unlock;
+    return (this->*operation)(Arg(object), &lock_state, computer.data(), &instance, &pid, ip.data(),
+                              user.data());
+  }
+  // The state, or minus the code.
   int LockState(const std::string& object) {
-    int answer = -1;
-    const int code = Lock(Arg(object), &answer, nullptr, nullptr, nullptr, nullptr, nullptr);
-    return code == 0 ? answer : -code;
+    const int code = LockOrUnlock(true, object);
+    return code == TVL_OK ? lock_state : -code;
   }
 
   TempFolder folder;
   int transferred = 0;
+  int lock_state = -1;
+  int instance = -1;
+  int pid = -1;
+  // Of exactly the sizes that the interface names, so that a sanitizer sees a byte too many.
+  std::vector<char> computer = std::vector<char>(64);
+  std::vector<char> ip = std::vector<char>(16);
+  std::vector<char> user = std::vector<char>(65);
 };
 
 #endif

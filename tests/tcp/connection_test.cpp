@@ -7,14 +7,13 @@
 #include <random>
 #include <set>
 #include <string>
-#include <thread>
 #include <utility>
-#include <vector>
 
 #include "support/faults.h"
 #include "tcp/peer.h"
 #include "tcp/script.h"
 #include "tcp/system.h"
+#include "transfer/sha1.h"
 #include "transfer/zlib_file.h"
 
 // What the case files can't say.
@@ -29,58 +28,39 @@ constexpr int kWholePut = 1;
 constexpr int kOtherPut = 2;  // ended in order, with other bytes than the file's
 constexpr int kBrokenPut = 3;
 
+void SendFile(const Peer& peer, const string& file) {
+  constexpr std::size_t chunk = 20000;
+  peer.Send(FirstChunk(file.substr(0, chunk)));
+  for (std::size_t at = chunk;; at += chunk) {
+    const string answer = peer.ReadPacket();
+    if (answer == "21") return;
+    EXPECT_EQ(answer, "0");
+    peer.Send(NextChunk(file.substr(std::min(at, file.size()), chunk), "1234567890"));
+    if (at >= file.size()) return;
+  }
+}
+
 // A server of one file, by any name. `file` is what travels.
-class FileServer {
- public:
-  FileServer(bool zip, string file) : zip_(zip), file_(std::move(file)) {}
-
-  void operator()(Peer& peer) {
-    peer.Welcome(zip_ ? 1 : 0);
-    string asked = peer.ReadPacket();
-    while (asked != "X") {
-      const char letter = asked.at(0);
-      if (letter == 'G') Send(peer);
-      if (letter == 'P') {
-        asked = Take(peer);
-        continue;
-      }
-      if (letter == 'L') peer.Send(Reply(std::to_string(std::exchange(put_, kNoPut))));
-      ASSERT_TRUE(letter == 'G' || letter == 'L') << asked;
-      asked = peer.ReadPacket();
-    }
-  }
-
- private:
-  void Send(const Peer& peer) const {
-    constexpr std::size_t chunk = 20000;
-    peer.Send(FirstChunk(file_.substr(0, chunk)));
-    for (std::size_t at = chunk;; at += chunk) {
-      const string answer = peer.ReadPacket();
-      if (answer == "21") return;
-      EXPECT_EQ(answer, "0");
-      peer.Send(NextChunk(file_.substr(std::min(at, file_.size()), chunk), "1234567890"));
-      if (at >= file_.size()) return;
-    }
-  }
-
-  // The next command, which ends a put as well.
-  string Take(const Peer& peer) {
+Server::Part FileServer(bool zip, const string& file) {
+  return [=](Peer& peer) {
+    peer.Welcome(zip ? 1 : 0);
+    int put = kNoPut;
     string bytes;
-    put_ = kBrokenPut;
-    peer.Send(Reply("0"));
-    string packet = peer.ReadPacket();
-    for (; packet[0] == '0'; packet = peer.ReadPacket()) {
-      bytes += packet.substr(1);
-      if (packet == "0") put_ = bytes == file_ ? kWholePut : kOtherPut;
-      peer.Send(Reply("0"));
+    for (string asked = peer.ReadPacket(); asked != "X"; asked = peer.ReadPacket()) {
+      const char letter = asked.at(0);
+      ASSERT_NE(string("GPL0").find(letter), string::npos) << asked;
+      if (letter == 'G') SendFile(peer, file);
+      if (letter == 'L') peer.Send(Reply(std::to_string(std::exchange(put, kNoPut))));
+      if (letter == 'P') {
+        put = kBrokenPut;
+        bytes.clear();
+      }
+      if (letter == '0') bytes += asked.substr(1);
+      if (asked == "0") put = bytes == file ? kWholePut : kOtherPut;
+      if (letter == 'P' || letter == '0') peer.Send(Reply("0"));
     }
-    return packet;
-  }
-
-  bool zip_;
-  string file_;
-  int put_ = kNoPut;
-};
+  };
+}
 
 // More than a packet of bytes, also when packed.
 string Contents() {
@@ -146,14 +126,11 @@ TEST(TcpConnection, LackOfMemoryEndsInACode) {
   ASSERT_EQ(client.Connect(server.Port()), 0);
   client.folder.Write("work/a", contents);
   Arg name("a");
-  int put = 0;
-  int get = 0;
   client.transferred = 7;
-  {
-    const Without memory(Lack::kMemory);
-    put = client.PutRemote(name, name, &client.transferred);
-    get = client.GetRemote(name, name, &client.transferred);
-  }
+  lacks_memory = true;
+  const int put = client.PutRemote(name, name, &client.transferred);
+  const int get = client.GetRemote(name, name, &client.transferred);
+  lacks_memory = false;
   EXPECT_EQ(put, TVL_ERR_LOCAL_FILE);
   EXPECT_EQ(get, TVL_ERR_UNZIP);
   EXPECT_EQ(client.transferred, 7);
@@ -189,7 +166,7 @@ TEST(TcpConnection, RefusedItLeavesNothing) {
 }
 
 TEST(TcpConnection, AHandshakeBeyondTheBufferIsNotSent) {
-  Server server([](Peer& peer) { EXPECT_EQ(peer.ReadRest(), ""); });
+  Server server([](Peer& peer) { EXPECT_TRUE(peer.AtEnd()); });
   Connection client;
   EXPECT_EQ(client.Connect(server.Port(), "127.0.0.1", string(41000, 'c')), TVL_ERR_TCP_SEND);
   EXPECT_EQ(client.IsOpened(), 0);
@@ -201,41 +178,15 @@ TEST(TcpConnection, GoesWithoutNames) {
     peer.Send(Reply("S\t0"));
     EXPECT_EQ(peer.ReadPacket(), "X");
   });
-  const Without names(Lack::kNames);
   Connection client;
+  lacks_names = true;
   EXPECT_EQ(client.Connect(server.Port(), "127.0.0.1", "tvlc", "longtag"), 0);
-}
-
-TEST(TcpConnection, SignsHostAndPort) {
-  std::vector<string> signatures;
-  Listener listener;
-  for (const char* host : {"127.0.0.1", "127.0.0.1", "several.test"}) {
-    std::thread server([&] {
-      Peer peer(listener.Accept());
-      peer.Welcome();
-      peer.ReadRest();
-    });
-    {
-      Connection client;
-      EXPECT_EQ(client.Connect(listener.Port(), host), 0);
-      signatures.emplace_back(client.ServerID());
-    }
-    server.join();
-  }
-  EXPECT_EQ(signatures[0].find_first_not_of("0123456789abcdef"), string::npos);
-  EXPECT_EQ(signatures[0].size(), 40U);
-  EXPECT_EQ(signatures[0], signatures[1]);
-  EXPECT_NE(signatures[0], signatures[2]);
+  lacks_names = false;
 }
 
 TEST(TcpConnection, WithoutAWorkingDirectoryTransfersFail) {
   for (const string& directory : {string(), "/" + string(300, 'd')}) {
-    Server server([](Peer& peer) {
-      peer.Welcome();
-      EXPECT_EQ(peer.ReadPacket(), "LA");
-      peer.Send(Reply("1"));
-      EXPECT_EQ(peer.ReadPacket(), "X") << "nothing was asked for";
-    });
+    Server server(AnswersLocks({"1"}));
     Connection client;
     ASSERT_EQ(client.Open(Arg(directory), Arg(""), Arg("127.0.0.1"), server.Port(), Arg(""), Arg("")), 0);
     EXPECT_EQ(client.Get("a", "a"), TVL_ERR_LOCAL_FILE);
@@ -246,12 +197,7 @@ TEST(TcpConnection, WithoutAWorkingDirectoryTransfersFail) {
 
 TEST(TcpConnection, RefusesNamesBeyondAnyPacket) {
   const string name(40000, 'n');
-  Server server([](Peer& peer) {
-    peer.Welcome();
-    EXPECT_EQ(peer.ReadPacket(), "LA");
-    peer.Send(Reply("2\tpc\t3\t4\tip\tuser"));
-    EXPECT_EQ(peer.ReadPacket(), "X") << "nothing else was asked for";
-  });
+  Server server(AnswersLocks({"2\tpc\t3\t4\tip\tuser"}));
   Connection client;
   ASSERT_EQ(client.Connect(server.Port()), 0);
   client.folder.Write("work/a", "a");
@@ -260,34 +206,25 @@ TEST(TcpConnection, RefusesNamesBeyondAnyPacket) {
   EXPECT_EQ(client.Put(name, "a"), TVL_ERR_SERVER_FILE);
   EXPECT_EQ(client.Put("a", name), TVL_ERR_LOCAL_FILE);
   EXPECT_EQ(client.Lock(Arg("A"), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), 0);
-  int numbers[3] = {7, 7, 7};
-  char computer[64] = "c";
-  char ip[16] = "i";
-  char user[65] = "u";
-  EXPECT_EQ(client.Unlock(Arg(name), &numbers[0], computer, &numbers[1], &numbers[2], ip, user), 0);
-  EXPECT_EQ(numbers[0] + numbers[1] + numbers[2], 0);
-  EXPECT_EQ(string(computer) + ip + user, "");
+  client.computer[0] = client.ip[0] = client.user[0] = '?';
+  EXPECT_EQ(client.LockOrUnlock(false, name), 0) << "not that of the last reply";
+  EXPECT_EQ(client.lock_state + client.instance + client.pid, 0);
+  EXPECT_EQ(string(client.computer.data()) + client.ip.data() + client.user.data(), "");
   EXPECT_EQ(client.IsOpened(), 1);
 }
 
 TEST(TcpConnection, OpensAgain) {
-  const auto part = [](const char* state) {
-    return [state](Peer& peer) {
-      peer.Welcome();
-      EXPECT_EQ(peer.ReadPacket(), "LA");
-      peer.Send(Reply(state));
-      EXPECT_EQ(peer.ReadPacket(), "X");
-      EXPECT_TRUE(peer.AtEnd());
-    };
-  };
-  Server first(part("1"));
-  Server second(part("2"));
+  Server first(AnswersLocks({"1"}));
+  Server second(AnswersLocks({"2"}));
   Connection client;
   ASSERT_EQ(client.Connect(first.Port()), 0);
   EXPECT_EQ(client.LockState("A"), 1);
-  ASSERT_EQ(client.Connect(second.Port()), 0) << "ends the first connection";
+  ASSERT_EQ(client.Connect(second.Port(), "several.test"), 0) << "ends the first connection";
   first.Join();
   EXPECT_EQ(client.LockState("A"), 2);
+  char signature[41] = {};
+  Sha1OfString(("TCP-several.test-" + std::to_string(second.Port())).c_str(), signature);
+  EXPECT_STREQ(client.ServerID(), signature);
   EXPECT_EQ(client.Close(), 0);
   EXPECT_EQ(client.Connect(first.Port(), "nowhere.test"), TVL_ERR_TCP_CONNECT);
   EXPECT_EQ(client.LockState("A"), -TVL_ERR_NOT_CONNECTED);

@@ -5,30 +5,13 @@
 #include <string>
 #include <string_view>
 #include <thread>
-
-// A listening socket on a loopback address and a free port.
-class Listener {
- public:
-  explicit Listener(const char* address = "127.0.0.1");
-  ~Listener();
-  Listener(const Listener&) = delete;
-  Listener& operator=(const Listener&) = delete;
-
-  // False where the machine has no such address.
-  [[nodiscard]] bool IsOpen() const { return descriptor_ >= 0; }
-  [[nodiscard]] unsigned int Port() const { return port_; }
-  [[nodiscard]] int Accept() const;
-
- private:
-  int descriptor_ = -1;
-  unsigned int port_ = 0;
-};
+#include <vector>
 
 // The server's end of a connection. Gives up on a client that is silent for 20 seconds.
 class Peer {
  public:
   explicit Peer(int descriptor);
-  ~Peer();
+  ~Peer() { HangUp(); }
   Peer(const Peer&) = delete;
   Peer& operator=(const Peer&) = delete;
 
@@ -36,14 +19,10 @@ class Peer {
   std::string Read(std::size_t count) const;
   // The payload of a client's packet.
   std::string ReadPacket() const;
-  // All up to the end of the stream.
-  std::string ReadRest() const;
-  [[nodiscard]] bool AtEnd() const { return ReadRest().empty(); }
+  // The client has sent no more, and ended the stream.
+  [[nodiscard]] bool AtEnd() const;
 
-  void Send(std::string_view bytes) const;
-  void SendByteByByte(std::string_view bytes) const;
-  // False where the system has no urgent bytes.
-  [[nodiscard]] bool SendUrgent(char byte) const;
+  void Send(std::string_view bytes, int flags = 0) const;
   // The client sees the end of the stream; what it sends can still be read.
   void EndSending() const;
 
@@ -62,22 +41,29 @@ class Peer {
 std::string FirstChunk(std::string_view data, const std::string& time = "1000");
 std::string NextChunk(std::string_view data, const std::string& time = "");
 
-// A server for one client that plays its part in a thread of its own. Joined by the destructor or Join.
+// A server for one client that plays its part in a thread of its own, on a loopback address and a free port.
+// Joined by the destructor or Join.
 class Server {
  public:
   using Part = std::function<void(Peer&)>;
 
   explicit Server(Part part, const char* address = "127.0.0.1");
-  ~Server() { Join(); }
+  ~Server();
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
 
-  [[nodiscard]] unsigned int Port() const { return listener_.Port(); }
+  // 0 where the machine has no such address.
+  [[nodiscard]] unsigned int Port() const { return port_; }
   void Join();
 
  private:
-  Listener listener_;
+  int listener_ = -1;
+  unsigned int port_ = 0;
   std::thread thread_;
 };
+
+// Welcomes a client, answers its questions for the lock of "A" so, and expects its end and nothing else.
+Server::Part AnswersLocks(
+    const std::vector<std::string>& replies, const std::function<void()>& beforeEach = [] {});
 
 #endif

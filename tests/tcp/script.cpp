@@ -1,6 +1,7 @@
 #include "tcp/script.h"
 
 #include <algorithm>
+#include <charconv>
 #include <fstream>
 #include <map>
 #include <stdexcept>
@@ -10,35 +11,13 @@ namespace {
 using std::string;
 using std::string_view;
 
-constexpr string_view kHexDigits = "0123456789abcdef";
-
-int HexValue(string_view digits) {
-  const std::size_t high = kHexDigits.find(digits.at(0));
-  const std::size_t low = kHexDigits.find(digits.at(1));
-  if (high == string_view::npos || low == string_view::npos) throw std::runtime_error("no hexadecimal byte");
-  return static_cast<int>(high * 16 + low);
-}
-
-// Takes a quoted text off the line, its escapes resolved.
-string TakeQuoted(string_view& rest) {
-  static const std::map<char, char> escapes = {
-      {'t', '\t'}, {'n', '\n'}, {'0', '\0'}, {'\\', '\\'}, {'"', '"'}};
-  string text;
-  rest.remove_prefix(1);
-  while (rest.at(0) != '"') {
-    if (rest[0] != '\\') {
-      text += rest[0];
-    } else if (rest.at(1) == 'x') {
-      text += static_cast<char>(HexValue(rest.substr(2, 2)));
-      rest.remove_prefix(3);
-    } else {
-      text += escapes.at(rest.at(1));
-      rest.remove_prefix(1);
-    }
-    rest.remove_prefix(1);
+char HexByte(string_view digits) {
+  unsigned char byte = 0;
+  const char* end = digits.data() + digits.size();
+  if (digits.size() != 2 || std::from_chars(digits.data(), end, byte, 16).ptr != end) {
+    throw std::runtime_error("no hexadecimal byte");
   }
-  rest.remove_prefix(1);
-  return text;
+  return static_cast<char>(byte);
 }
 
 string_view TakeWord(string_view& rest) {
@@ -47,64 +26,65 @@ string_view TakeWord(string_view& rest) {
   return word;
 }
 
-// One element of bytes: a quoted text, a hexadecimal byte, "??", or one of these behind "COUNT*".
-void TakeBytes(string_view& rest, Bytes& bytes) {
-  std::size_t count = 1;
-  if (rest[0] != '"') {
-    const string_view word = rest.substr(0, rest.find(' '));
-    const std::size_t star = word.find('*');
-    if (star != string_view::npos) {
-      count = std::stoul(string(word.substr(0, star)));
-      rest.remove_prefix(star + 1);
+// Takes a quoted text off the line, its escapes resolved.
+string TakeQuoted(string_view& rest) {
+  static const std::map<char, char> escapes = {
+      {'t', '\t'}, {'n', '\n'}, {'0', '\0'}, {'\\', '\\'}, {'"', '"'}};
+  string text;
+  std::size_t at = 1;
+  for (; rest.at(at) != '"'; ++at) {
+    if (rest[at] != '\\') {
+      text += rest[at];
+    } else if (rest.at(++at) == 'x') {
+      text += HexByte(rest.substr(at + 1, 2));
+      at += 2;
+    } else {
+      text += escapes.at(rest[at]);
     }
   }
-  const bool anything = rest.substr(0, 2) == "??";
-  string text(1, 0);
-  if (rest.at(0) == '"') {
-    text = TakeQuoted(rest);
-  } else {
-    if (!anything) text[0] = static_cast<char>(HexValue(rest.substr(0, 2)));
-    rest.remove_prefix(2);
-  }
-  for (; count > 0; --count) bytes.Add(text, anything);
+  rest.remove_prefix(at + 1);
+  return text;
 }
 
-// A word, or what stands in quotes, with a count before it if wanted.
-string TakeWordOrText(string_view& rest) {
-  const std::size_t digits = std::min(rest.find_first_not_of("0123456789"), rest.size());
-  const bool counted = digits > 0 && rest.substr(digits, 2) == "*\"";
-  if (rest[0] != '"' && !counted) return string(TakeWord(rest));
-  Bytes bytes;
-  TakeBytes(rest, bytes);
-  return bytes.text;
+// The number before a star, if that is how the line goes on.
+int TakeCount(string_view& rest) {
+  const std::size_t star = std::min(rest.find_first_not_of("0123456789"), rest.size());
+  if (star == 0 || rest.substr(star, 1) != "*") return 1;
+  const int count = std::stoi(string(rest.substr(0, star)));
+  rest.remove_prefix(star + 1);
+  return count;
 }
 
-void SkipBlanks(string_view& rest) {
-  rest.remove_prefix(std::min(rest.find_first_not_of(' '), rest.size()));
-}
-
-// Lines whose words stand before their bytes, and how many.
-const std::map<string, std::size_t>& WordsBeforeBytes() {
+// How many words stand before the bytes of a line; all of them but for these lines.
+std::size_t WordsBeforeBytes(const string& verb) {
   static const std::map<string, std::size_t> lines = {{"client", 0},        {"server", 0},
                                                       {"client-packet", 0}, {"server-packet", 0},
                                                       {"local", 1},         {"local-is", 1}};
-  return lines;
+  const auto found = lines.find(verb);
+  return found != lines.end() ? found->second : string::npos;
 }
 
-Step ReadStep(string_view rest) {
+Step ReadStep(string_view rest, int line) {
   Step step;
+  step.line = line;
   step.verb = TakeWord(rest);
-  const auto bytes = WordsBeforeBytes().find(step.verb);
-  for (SkipBlanks(rest); !rest.empty(); SkipBlanks(rest)) {
-    const bool is_word =
-        bytes == WordsBeforeBytes().end() || step.words.size() < bytes->second || rest[0] == '@';
+  for (;;) {
+    rest.remove_prefix(std::min(rest.find_first_not_of(' '), rest.size()));
+    if (rest.empty()) return step;
+    const bool is_word = step.words.size() < WordsBeforeBytes(step.verb) || rest[0] == '@';
+    const int count = TakeCount(rest);
+    const bool quoted = rest.substr(0, 1) == "\"";
+    string text = quoted ? TakeQuoted(rest) : string(TakeWord(rest));
+    const bool anything = !quoted && text == "??";
+    if (!quoted && !is_word) text = string(1, anything ? '?' : HexByte(text));
+    string repeated;
+    for (int i = 0; i < count; ++i) repeated += text;
     if (is_word) {
-      step.words.push_back(TakeWordOrText(rest));
+      step.words.push_back(repeated);
     } else {
-      TakeBytes(rest, step.bytes);
+      step.bytes.Add(repeated, anything);
     }
   }
-  return step;
 }
 
 }  // namespace
@@ -122,21 +102,13 @@ bool Bytes::Matches(string_view other) const {
   return true;
 }
 
-bool Step::IsOnTheWire() const {
-  static constexpr string_view verbs[] = {"client",        "server", "client-packet",
-                                          "server-packet", "accept", "hangup"};
-  return std::find(std::begin(verbs), std::end(verbs), verb) != std::end(verbs);
-}
-
 std::vector<Step> ReadCase(const string& path) {
   std::vector<Step> steps;
   std::ifstream file(path);
   string text;
   for (int line = 1; std::getline(file, text); ++line) {
-    if (text.empty() || text[0] == '#') continue;
     try {
-      steps.push_back(ReadStep(text));
-      steps.back().line = line;
+      if (!text.empty() && text[0] != '#') steps.push_back(ReadStep(text, line));
     } catch (const std::exception& problem) {
       throw std::runtime_error(path + ":" + std::to_string(line) + ": " + problem.what());
     }

@@ -20,8 +20,6 @@ struct Step {
   std::string verb;
   std::vector<std::string> words;  // behind the verb, for lines that aren't bytes
   Bytes bytes;
-
-  [[nodiscard]] bool IsOnTheWire() const;
 };
 
 // Reads a case; throws std::runtime_error with the line if it is not written right.

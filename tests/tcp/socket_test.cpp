@@ -1,16 +1,44 @@
 #include "tcp/socket.h"
 
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <time.h>
 
+#include <algorithm>
+#include <chrono>
+#include <functional>
+#include <semaphore>
 #include <string>
+#include <thread>
 
 #include "base/pump.h"
-#include "tcp/hook.h"
+#include "platform/message_queue.h"
+#include "tcp/connection.h"
 #include "tcp/peer.h"
 
 namespace {
 
+using namespace std::chrono_literals;
 using std::string;
+
+// Given by one thread, as often as it likes, and awaited by another.
+using Sign = std::counting_semaphore<>;
+
+constexpr auto kPatience = 20s;
+
+// Calls a function in every pump of this thread, as long as it lives.
+class Hook {
+ public:
+  explicit Hook(std::function<void()> function) : function_(std::move(function)) {
+    tvl::SetPumpHook([](void* self) { static_cast<Hook*>(self)->function_(); }, this);
+  }
+  ~Hook() { tvl::SetPumpHook(nullptr, nullptr); }
+  Hook(const Hook&) = delete;
+  Hook& operator=(const Hook&) = delete;
+
+ private:
+  std::function<void()> function_;
+};
 
 string Receive(CJSock& socket, int count) {
   string bytes(static_cast<std::size_t>(count), 0);
@@ -39,11 +67,12 @@ string Pattern(std::size_t size) {
 TEST(Socket, FindsNobody) {
   unsigned int free_port = 0;
   {
-    const Listener gone;
+    const Server gone([](Peer&) {});
     free_port = gone.Port();
+    EXPECT_EQ(CJSock().ConnectHost("127.0.0.1", free_port), 1);
   }
   const std::pair<const char*, unsigned int> nobody[] = {
-      {"127.0.0.1", free_port}, {"several.test", free_port}, {"unreachable.test", 9}, {"127.0.0.1", 0},
+      {"127.0.0.1", free_port}, {"several.test", free_port}, {"255.255.255.255", 9},
       {"127.0.0.1", 70000},     {"nowhere.test", free_port}, {"", free_port}};
   for (const auto& [host, port] : nobody) {
     CJSock socket;
@@ -55,155 +84,182 @@ TEST(Socket, FindsNobody) {
 }
 
 TEST(Socket, TriesAllAddressesOfAHost) {
-  for (const string address : {"127.0.0.1", "::1"}) {
-    if (!Listener(address.c_str()).IsOpen()) continue;  // a machine without IPv6
-    for (const string& host : {address, string("several.test")}) {
-      Server server([](Peer& peer) { peer.Send(peer.Read(2)); }, address.c_str());
-      CJSock socket;
-      ASSERT_EQ(socket.ConnectHost(host.c_str(), server.Port()), 1) << host;
-      EXPECT_EQ(Send(socket, "hi"), 1);
-      EXPECT_EQ(Receive(socket, 2), "hi") << host;
-    }
+  for (const char* address : {"127.0.0.1", "::1"}) {
+    Server server([](Peer& peer) { peer.Send(peer.Read(2)); }, address);
+    if (server.Port() == 0) continue;  // a machine without IPv6
+    CJSock socket;
+    ASSERT_EQ(socket.ConnectHost("several.test", server.Port()), 1) << address;
+    EXPECT_EQ(Send(socket, "hi"), 1);
+    EXPECT_EQ(Receive(socket, 2), "hi") << address;
   }
 }
 
-TEST(Socket, TellsNothingFromFailure) {
-  Server server([](Peer& peer) { peer.Send(peer.Read(3)); });
-  CJSock socket;
-  ASSERT_EQ(socket.ConnectHost("127.0.0.1", server.Port()), 1);
-  EXPECT_EQ(Send(socket, ""), 1);
-  EXPECT_EQ(Receive(socket, 0), "");
-  EXPECT_EQ(Send(socket, "abc"), 1);
-  EXPECT_EQ(Receive(socket, 3), "abc");
-  EXPECT_EQ(socket.ReceiveAll(nullptr, -1), -1);
-  EXPECT_EQ(Receive(socket, 1), "result -1");
-  EXPECT_EQ(socket.lastError, WSAECONNRESET);
-  EXPECT_EQ(Send(socket, ""), 0);
-}
-
+// Urgent bytes stay in line.
 TEST(Socket, HandsOutWhatCameInOneRun) {
   Server server([](Peer& peer) {
-    peer.Send("abcdefg");
-    peer.Read(1);
-    peer.Send("xyz");
-    peer.Read(1);
+    peer.Send("abcd");
+    peer.Send("e", MSG_OOB);
+    peer.Send("fg");
+    peer.Send("xyz" + peer.Read(1));
   });
   CJSock socket;
   ASSERT_EQ(socket.ConnectHost("127.0.0.1", server.Port()), 1);
   PumpUntil(socket, [&] { return socket.rxWrite == 7; });
   EXPECT_EQ(Receive(socket, 3), "abc");
-  EXPECT_EQ(socket.rxRead, 3);
+  EXPECT_EQ(Receive(socket, 0), "");
   EXPECT_EQ(Receive(socket, 4), "defg");
-  EXPECT_EQ(socket.rxRead, 0);
-  EXPECT_EQ(socket.rxWrite, 0);
-  Send(socket, "1");
-  EXPECT_EQ(Receive(socket, 3), "xyz");
+  EXPECT_EQ(socket.ReceiveAll(nullptr, -1), -1);
+  EXPECT_EQ(Send(socket, ""), 1);
+  EXPECT_EQ(Send(socket, "1"), 1);
+  EXPECT_EQ(Receive(socket, 4), "xyz1");
   EXPECT_EQ(socket.rxCapacity, 7);
-  Send(socket, "1");
 }
 
 TEST(Socket, CloseComesBehindTheLastBytes) {
+  CJSock socket;
   for (const bool reset : {false, true}) {
-    const auto part = [=](Peer& peer) {
-      peer.Send("abc");
-      peer.Read(1);
-      if (reset) peer.Reset();
-    };
-    Server taken(part);
-    CJSock socket;
-    ASSERT_EQ(socket.ConnectHost("127.0.0.1", taken.Port()), 1);
-    PumpUntil(socket, [&] { return socket.rxWrite == 3; });
-    Send(socket, "1");
-    taken.Join();
-    EXPECT_EQ(Receive(socket, 3), "abc");
-    EXPECT_EQ(Receive(socket, 1), "result -1");
-
-    Server lost(part);
-    ASSERT_EQ(socket.ConnectHost("127.0.0.1", lost.Port()), 1);
-    Send(socket, "1");
-    PumpUntil(socket, [&] { return socket.connected == 0; });
-    EXPECT_EQ(socket.rxWrite, 3) << "what came before the close was stored";
-    EXPECT_EQ(socket.lastError, WSAECONNRESET);
-    EXPECT_EQ(Receive(socket, 3), "result -1");
+    for (const bool taken : {true, false}) {
+      Server server([=](Peer& peer) {
+        peer.Send("abc");
+        peer.Read(1);
+        if (reset) peer.Reset();
+      });
+      ASSERT_EQ(socket.ConnectHost("127.0.0.1", server.Port()), 1);
+      if (taken) PumpUntil(socket, [&] { return socket.rxWrite == 3; });
+      EXPECT_EQ(Send(socket, "1"), 1);
+      server.Join();
+      if (!taken) PumpUntil(socket, [&] { return socket.connected == 0; });
+      EXPECT_EQ(socket.rxWrite, 3) << "what came before the close was stored";
+      EXPECT_EQ(Receive(socket, 3), taken ? "abc" : "result -1");
+      EXPECT_EQ(Receive(socket, 1), "result -1");
+      EXPECT_EQ(socket.lastError, WSAECONNRESET);
+      EXPECT_EQ(Send(socket, ""), 0);
+    }
   }
 }
 
-TEST(Socket, SendsEveryByteOnceAcrossWaits) {
+TEST(Socket, SendsEveryByteOnceOrFails) {
   const string bytes = Pattern(16 << 20);
-  Sign waits;
-  const Hook hook([&] { waits.Give(); });
-  Server server([&](Peer& peer) {
-    EXPECT_TRUE(waits.Await());
-    EXPECT_TRUE(peer.Read(bytes.size()) == bytes);
-    EXPECT_TRUE(peer.AtEnd());
-  });
-  CJSock socket;
-  ASSERT_EQ(socket.ConnectHost("127.0.0.1", server.Port()), 1);
-  EXPECT_EQ(Send(socket, bytes), 1);
-}
-
-TEST(Socket, SendEndsWithTheConnection) {
-  const string bytes = Pattern(16 << 20);
-  for (const bool reset : {false, true}) {
-    Sign waits;
-    const Hook hook([&] { waits.Give(); });
+  for (const bool reads : {true, false}) {
+    Sign waits(0);
+    const Hook hook([&] { waits.release(); });
     Server server([&](Peer& peer) {
-      EXPECT_TRUE(waits.Await());
-      reset ? peer.Reset() : peer.HangUp();
+      EXPECT_TRUE(waits.try_acquire_for(kPatience));
+      if (!reads) return;
+      EXPECT_TRUE(peer.Read(bytes.size()) == bytes);
+      EXPECT_TRUE(peer.AtEnd());
     });
     CJSock socket;
     ASSERT_EQ(socket.ConnectHost("127.0.0.1", server.Port()), 1);
-    EXPECT_EQ(Send(socket, bytes), 0);
+    EXPECT_EQ(Send(socket, bytes), reads ? 1 : 0);
   }
 }
-
-// Counts the notifications that come otherwise than from the pump.
-class WatchedSocket : public CJSock {
- public:
-  void OnReceive(int code) override {
-    if (!pumped) ++outside;
-    CJSock::OnReceive(code);
-  }
-
-  bool pumped = true;  // since it was last made false
-  int outside = 0;
-};
 
 TEST(Socket, LeavesAFloodToTheSystem) {
   const string bytes = Pattern(8 << 20);
   constexpr int bound = 1 << 20;
   Server server([&](Peer& peer) { peer.Send(bytes); });
-  WatchedSocket socket;
-  const Hook hook([&] { socket.pumped = true; });
+  CJSock socket;
   ASSERT_EQ(socket.ConnectHost("127.0.0.1", server.Port()), 1);
   PumpUntil(socket, [&] { return socket.rxWrite == bound; });
   string got = Receive(socket, 10);
   while (got.size() < bytes.size()) {
     const auto count = static_cast<int>(std::min<std::size_t>(40963, bytes.size() - got.size()));
-    socket.pumped = false;
     const string more = Receive(socket, count);
     ASSERT_EQ(more.size(), static_cast<std::size_t>(count));
     got += more;
   }
   EXPECT_TRUE(got == bytes);
   EXPECT_EQ(socket.rxCapacity, bound);
-  EXPECT_EQ(socket.outside, 0);
 }
 
-TEST(Socket, KeepsUrgentBytesInLine) {
-  bool urgent = false;
-  Server server([&](Peer& peer) {
-    peer.Send("ab");
-    urgent = peer.SendUrgent('c');
-    peer.Send("de");
+// What this thread has used of the processor.
+long UsedMilliseconds() {
+  timespec now = {};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return now.tv_sec * 1000 + now.tv_nsec / 1'000'000;
+}
+
+void WorkForMilliseconds(long milliseconds) {
+  const long end = UsedMilliseconds() + milliseconds;
+  while (UsedMilliseconds() < end) {
+  }
+}
+
+TEST(Waits, SleepWhileTheServerWorks) {
+  Server server(AnswersLocks({"3"}, [] { WorkForMilliseconds(400); }));
+  Connection client;
+  ASSERT_EQ(client.Connect(server.Port()), 0);
+  const long before = UsedMilliseconds();
+  EXPECT_EQ(client.LockState("A"), 3);
+  EXPECT_LT(UsedMilliseconds() - before, 60);
+}
+
+// An answer is waited for as long as it takes, and the hook's turn comes again and again.
+TEST(Waits, OutlastTwoSecondsAndServeTheHook) {
+  using Clock = std::chrono::steady_clock;
+  Sign late(0);
+  Server server(AnswersLocks({"3"}, [&] { EXPECT_TRUE(late.try_acquire_for(kPatience)); }));
+  Connection client;
+  ASSERT_EQ(client.Connect(server.Port()), 0);
+  const long before = UsedMilliseconds();
+  const Clock::time_point begin = Clock::now();
+  int calls = 0;
+  const Hook hook([&] {
+    ++calls;
+    if (Clock::now() - begin > 2500ms) late.release();
   });
-  CJSock socket;
-  ASSERT_EQ(socket.ConnectHost("127.0.0.1", server.Port()), 1);
-  const string four = Receive(socket, 4);
-  server.Join();
-  if (!urgent) GTEST_SKIP() << "no urgent bytes here";
-  EXPECT_EQ(four, "abcd");
-  EXPECT_EQ(Receive(socket, 1), "e");
+  EXPECT_EQ(client.LockState("A"), 3);
+  EXPECT_LT(UsedMilliseconds() - before, 400) << "it sleeps between two turns";
+  EXPECT_GE(calls, 20);
+}
+
+// Another connection may be used meanwhile, even one that waits itself.
+TEST(Waits, LetTheHookUseAnotherConnection) {
+  Sign inner_done(0);
+  Server outer_server(AnswersLocks({"2"}, [&] { EXPECT_TRUE(inner_done.try_acquire_for(kPatience)); }));
+  Server inner_server(AnswersLocks({"3"}));
+  Connection outer;
+  Connection inner;
+  ASSERT_EQ(outer.Connect(outer_server.Port()), 0);
+  ASSERT_EQ(inner.Connect(inner_server.Port()), 0);
+  bool begun = false;
+  int inner_state = 0;
+  const Hook hook([&] {
+    if (std::exchange(begun, true)) return;
+    inner_state = inner.LockState("A");
+    inner_done.release();
+  });
+  EXPECT_EQ(outer.LockState("A"), 2);
+  EXPECT_EQ(inner_state, 3);
+}
+
+Sign message_handled(0);
+
+// Nothing else wakes this wait than the message, which another thread posts.
+TEST(Waits, HandleMessagesOfOtherThreads) {
+  tvl::SetMessageHandler([](const MSG& message) {
+    if (message.message == 77) message_handled.release();
+  });
+  const DWORD client_thread = GetCurrentThreadId();
+  Server server(AnswersLocks({"1"}, [&] {
+    WorkForMilliseconds(20);  // so that the client sleeps
+    EXPECT_EQ(PostThreadMessageA(client_thread, 77, 0, 0), 1);
+    EXPECT_TRUE(message_handled.try_acquire_for(kPatience));
+  }));
+  Connection client;
+  ASSERT_EQ(client.Connect(server.Port()), 0);
+  EXPECT_EQ(client.LockState("A"), 1);
+  tvl::SetMessageHandler(nullptr);
+}
+
+TEST(Waits, ServeTheThreadThatUsesTheConnection) {
+  Server server(AnswersLocks({"1", "2", "3"}));
+  Connection client;
+  std::thread([&] { ASSERT_EQ(client.Connect(server.Port()), 0); }).join();
+  EXPECT_EQ(client.LockState("A"), 1);
+  std::thread([&] { EXPECT_EQ(client.LockState("A"), 2); }).join();
+  EXPECT_EQ(client.LockState("A"), 3);
 }
 
 }  // namespace

@@ -99,6 +99,7 @@ TEST_F(ZlibFile, FilesThatCannotBeOpenedFail) {
 TEST_F(ZlibFile, EveryFailureWhileUnpackingShows) {
   const string stream = Pack(Random(40000));
   for (int at = 1;; ++at) {
+    folder_.Write("target", "old");
     const Faults faults(at, ENOSPC);
     const int result = Unpack(stream);
     const string hit = Faults::Hit() != nullptr ? Faults::Hit() : "";

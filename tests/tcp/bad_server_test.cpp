@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <numeric>
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -28,53 +28,52 @@ Server::Part Sends(const string& bytes) {
   };
 }
 
-// What a server sends in the course of open, lock, get and put.
-struct Replies {
-  explicit Replies(bool zip)
-      : file(zip ? string("\x78\x9c\x03\0\0\0\0\x01", 8) : "Hello world"),
-        first_of_get(FirstChunk(file.substr(0, 5))),
-        of_operation{Welcome(zip), Reply("1\tpc\t2\t3\t127.0.0.1\tuser"),
-                     first_of_get + NextChunk(file.substr(5)) + NextChunk("", "2000"),
-                     Reply("0") + Reply("0") + Reply("0\t3000")} {}
-
-  // How the operations end when only so much of it all comes.
-  [[nodiscard]] std::vector<int> CodesOfCut(std::size_t cut) const {
-    std::vector<int> codes;
-    bool lost = false;
-    for (std::size_t i = 0; i < of_operation.size(); ++i) {
-      const bool within_get = i == 2 && cut >= first_of_get.size();
-      if (lost) {
-        codes.push_back(i == 1 ? TVL_ERR_NOT_CONNECTED : TVL_ERR_TCP_SEND);
-      } else if (cut >= of_operation[i].size()) {
-        codes.push_back(TVL_OK);
-        cut -= of_operation[i].size();
-      } else {
-        codes.push_back(within_get ? TVL_ERR_TCP_SEND : TVL_ERR_TCP_RECEIVE);
-        lost = true;
-      }
-    }
-    return codes;
-  }
-
-  string file;
-  string first_of_get;
-  std::vector<string> of_operation;
+// What a server sends for an operation, counted from 0, and the code of that when it is cut.
+struct Part {
+  std::size_t operation;
+  string bytes;
+  int code;
 };
+
+// Of open, lock, get and put.
+std::vector<Part> Parts(bool zip) {
+  const string file = zip ? string("\x78\x9c\x03\0\0\0\0\x01", 8) : "Hello world";
+  return {{0, Welcome(zip), TVL_ERR_TCP_RECEIVE},
+          {1, Reply("1\tpc\t2\t3\t127.0.0.1\tuser"), TVL_ERR_TCP_RECEIVE},
+          {2, FirstChunk(file.substr(0, 5)), TVL_ERR_TCP_RECEIVE},
+          {2, NextChunk(file.substr(5)) + NextChunk("", "2000"), TVL_ERR_TCP_SEND},
+          {3, Reply("0") + Reply("0") + Reply("0\t3000"), TVL_ERR_TCP_RECEIVE}};
+}
+
+// How the operations end when only so much of it all comes.
+std::vector<int> CodesOfCut(const std::vector<Part>& parts, std::size_t cut) {
+  for (const Part& part : parts) {
+    if (cut < part.bytes.size()) {
+      std::vector<int> codes = {TVL_OK, TVL_ERR_NOT_CONNECTED, TVL_ERR_TCP_SEND, TVL_ERR_TCP_SEND};
+      std::fill_n(codes.begin(), part.operation, TVL_OK);
+      codes[part.operation] = part.code;
+      return codes;
+    }
+    cut -= part.bytes.size();
+  }
+  return std::vector<int>(4, TVL_OK);
+}
 
 TEST(BadServer, CutAtEveryByte) {
   for (const bool zip : {false, true}) {
-    const Replies replies(zip);
-    const string all = std::accumulate(replies.of_operation.begin(), replies.of_operation.end(), string());
+    const std::vector<Part> parts = Parts(zip);
+    string all;
+    for (const Part& part : parts) all += part.bytes;
     for (std::size_t cut = 0; cut <= all.size(); ++cut) {
       Server server(Sends(all.substr(0, cut)));
       Connection client;
-      std::vector<int> codes = {client.Connect(server.Port()), client.LockOrUnlock(true, "A")};
       client.transferred = 1;
-      codes.push_back(client.Get("get", "get"));
-      client.transferred = 1;
+      std::vector<int> codes = {client.Connect(server.Port()), client.LockOrUnlock(true, "A"),
+                                client.Get("get", "get")};
       client.folder.Write("work/put", "abc");
+      client.transferred = 1;
       codes.push_back(client.Put("put", "put"));
-      EXPECT_EQ(codes, replies.CodesOfCut(cut)) << cut;
+      EXPECT_EQ(codes, CodesOfCut(parts, cut)) << cut;
       const bool get_begun = codes[1] == TVL_OK && codes[2] != TVL_ERR_TCP_RECEIVE;
       EXPECT_EQ(client.folder.Exists("work/get"), get_begun) << cut;
       EXPECT_EQ(client.folder.Read("work/put"), "abc");
@@ -96,8 +95,7 @@ TEST(BadServer, AnnouncesWhatIsNotThere) {
   const string chunks[] = {Reply(string(1, 0)), Reply(string(1, 0) + "\3Hi")};
   const auto check = [](const string& replies, int code, const char* left) {
     Server server(Sends(Welcome(false) + replies));
-    Connection client;
-    ASSERT_EQ(client.Connect(server.Port()), 0);
+    Connection client(server);
     client.folder.Write("work/a", "abc");
     client.transferred = 7;
     EXPECT_EQ(client.Get("a", "a"), code) << replies.substr(0, 100);

@@ -1,6 +1,8 @@
 #ifndef TVL_TESTS_TCP_CONNECTION_H
 #define TVL_TESTS_TCP_CONNECTION_H
 
+#include <gtest/gtest.h>
+
 #include <string>
 #include <vector>
 
@@ -8,10 +10,14 @@
 
 #include "support/arg.h"
 #include "support/temp_folder.h"
+#include "tcp/peer.h"
 
 // A client whose working directory is "work" in a folder of the test's own.
 class Connection : public CTVLClientTcpOpr {
  public:
+  Connection() = default;
+  explicit Connection(const Server& server) { EXPECT_EQ(Connect(server.Port()), TVL_OK); }
+
   int Connect(unsigned int port, const std::string& host = "127.0.0.1",
               const std::string& clientClass = "tvlc", const std::string& tag = "tag") {
     return Open(Arg(folder.Host("work")), Arg(""), Arg(host), port, Arg(clientClass), Arg(tag));

@@ -4,17 +4,16 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <random>
 #include <set>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "support/faults.h"
 #include "tcp/peer.h"
 #include "tcp/script.h"
 #include "tcp/system.h"
 #include "transfer/sha1.h"
-#include "transfer/zlib_file.h"
 
 // What the case files can't say.
 
@@ -40,42 +39,26 @@ void SendFile(const Peer& peer, const string& file) {
   }
 }
 
-// A server of one file, by any name. `file` is what travels.
-Server::Part FileServer(bool zip, const string& file) {
-  return [=](Peer& peer) {
-    peer.Welcome(zip ? 1 : 0);
-    int put = kNoPut;
-    string bytes;
-    for (string asked = peer.ReadPacket(); asked != "X"; asked = peer.ReadPacket()) {
-      const char letter = asked.at(0);
-      ASSERT_NE(string("GPL0").find(letter), string::npos) << asked;
-      if (letter == 'G') SendFile(peer, file);
-      if (letter == 'L') peer.Send(Reply(std::to_string(std::exchange(put, kNoPut))));
-      if (letter == 'P') {
-        put = kBrokenPut;
-        bytes.clear();
-      }
-      if (letter == '0') bytes += asked.substr(1);
-      if (asked == "0") put = bytes == file ? kWholePut : kOtherPut;
-      if (letter == 'P' || letter == '0') peer.Send(Reply("0"));
+// A server of one file, which is what is first put, by any name.
+void ServeFile(Peer& peer, bool zip) {
+  peer.Welcome(zip ? 1 : 0);
+  string file;
+  string bytes;
+  int put = kNoPut;
+  for (string asked = peer.ReadPacket(); asked != "X"; asked = peer.ReadPacket()) {
+    const char letter = asked.at(0);
+    ASSERT_NE(string("GPL0").find(letter), string::npos) << asked;
+    if (letter == 'G') SendFile(peer, file);
+    if (letter == 'L') peer.Send(Reply(std::to_string(std::exchange(put, kNoPut))));
+    if (letter == 'P') {
+      put = kBrokenPut;
+      bytes.clear();
     }
-  };
-}
-
-// More than a packet of bytes, also when packed.
-string Contents() {
-  std::mt19937 random(7);
-  string bytes(50000, 0);
-  for (char& byte : bytes) byte = static_cast<char>(random());
-  return bytes;
-}
-
-string Packed(const string& contents) {
-  const TempFolder folder;
-  folder.Write("file", contents);
-  CCore block;
-  EXPECT_EQ(CZlib().CompressFile(folder.Logical("file").c_str(), block), 1);
-  return {reinterpret_cast<char*>(block.data), block.length};
+    if (letter == '0') bytes += asked.substr(1);
+    if (asked == "0" && file.empty()) file = bytes;
+    if (asked == "0") put = bytes == file ? kWholePut : kOtherPut;
+    if (letter == 'P' || letter == '0') peer.Send(Reply("0"));
+  }
 }
 
 // Transfers a file again and again, in each turn with a fault one call later. The codes that came.
@@ -107,69 +90,56 @@ std::set<int> RunWithFaults(Connection& client, bool put, const string& contents
 
 // The exchange goes to its end or is broken off, and half a file passes for a whole one on neither side.
 TEST(TcpConnection, LocalFaultsEndInACode) {
-  const string contents = Contents();
+  const string contents = Noise(50000);
   for (const bool zip : {false, true}) {
-    Server server(FileServer(zip, zip ? Packed(contents) : contents));
-    Connection client;
-    ASSERT_EQ(client.Connect(server.Port()), 0);
+    Server server([=](Peer& peer) { ServeFile(peer, zip); });
+    Connection client(server);
+    client.folder.Write("work/a", contents);
+    ASSERT_EQ(client.Put("a", "a"), TVL_OK);
+    ASSERT_EQ(client.LockState("A"), kWholePut);
     std::set<int> codes = {TVL_OK, TVL_ERR_LOCAL_FILE};
     EXPECT_EQ(RunWithFaults(client, true, contents), codes);
     if (zip) codes.insert(TVL_ERR_UNZIP);
     EXPECT_EQ(RunWithFaults(client, false, contents), codes);
+    if (!zip) continue;
+    Arg name("a");
+    client.transferred = 7;
+    lacks_memory = true;
+    const int put = client.PutRemote(name, name, &client.transferred);
+    const int get = client.GetRemote(name, name, &client.transferred);
+    lacks_memory = false;
+    EXPECT_EQ(put, TVL_ERR_LOCAL_FILE);
+    EXPECT_EQ(get, TVL_ERR_UNZIP);
+    EXPECT_EQ(client.transferred, 7);
   }
-}
-
-TEST(TcpConnection, LackOfMemoryEndsInACode) {
-  const string contents = Contents();
-  Server server(FileServer(true, Packed(contents)));
-  Connection client;
-  ASSERT_EQ(client.Connect(server.Port()), 0);
-  client.folder.Write("work/a", contents);
-  Arg name("a");
-  client.transferred = 7;
-  lacks_memory = true;
-  const int put = client.PutRemote(name, name, &client.transferred);
-  const int get = client.GetRemote(name, name, &client.transferred);
-  lacks_memory = false;
-  EXPECT_EQ(put, TVL_ERR_LOCAL_FILE);
-  EXPECT_EQ(get, TVL_ERR_UNZIP);
-  EXPECT_EQ(client.transferred, 7);
 }
 
 TEST(TcpConnection, RefusedItLeavesNothing) {
   const string end = "end of the stream";
   const struct {
+    string client_class;
     string reply;
-    bool closes;
     int code;
     string last;  // packet of the client
-  } refusals[] = {{"S\t10\t5\t1\t2\tshort\tlong", false, 10, "X"},
-                  {"S", false, 1, "X"},
-                  {"S\tno number", false, 1, "X"},
-                  {"S\t10", true, 10, end},
-                  {"", false, TVL_ERR_TCP_RECEIVE, end}};
+  } refusals[] = {{"", "S\t10\t5\t1\t2\tshort\tlong", 10, "X"},
+                  {"", "S", 1, "X"},
+                  {"", "", TVL_ERR_TCP_RECEIVE, end},
+                  {string(41000, 'c'), "not asked for", TVL_ERR_TCP_SEND, end}};
   for (const auto& refusal : refusals) {
     Server server([&](Peer& peer) {
       peer.Read(32);
       peer.Send(Reply(refusal.reply));
-      if (refusal.closes) peer.HangUp();
       EXPECT_EQ(peer.ReadPacket(), refusal.last) << refusal.reply;
     });
     Connection client;
-    EXPECT_EQ(client.Connect(server.Port()), refusal.code) << refusal.reply;
+    EXPECT_EQ(client.Connect(server.Port(), "127.0.0.1", refusal.client_class), refusal.code)
+        << refusal.reply;
     EXPECT_EQ(client.IsOpened() + client.InstanceId() + client.ZipOnTransfert(), 0);
     EXPECT_EQ(client.FileCmp(), 1);
     EXPECT_EQ(string(client.ShortName()) + client.LongName(), "");
     EXPECT_FALSE(client.folder.Exists("work"));
     EXPECT_EQ(client.Close(), TVL_ERR_NOT_CONNECTED);
   }
-}
-
-TEST(TcpConnection, AHandshakeBeyondTheBufferIsNotSent) {
-  Server server([](Peer& peer) { EXPECT_TRUE(peer.AtEnd()); });
-  Connection client;
-  EXPECT_EQ(client.Connect(server.Port(), "127.0.0.1", string(41000, 'c')), TVL_ERR_TCP_SEND);
-  EXPECT_EQ(client.IsOpened(), 0);
 }
 
 TEST(TcpConnection, GoesWithoutNames) {
@@ -198,8 +168,7 @@ TEST(TcpConnection, WithoutAWorkingDirectoryTransfersFail) {
 TEST(TcpConnection, RefusesNamesBeyondAnyPacket) {
   const string name(40000, 'n');
   Server server(AnswersLocks({"2\tpc\t3\t4\tip\tuser"}));
-  Connection client;
-  ASSERT_EQ(client.Connect(server.Port()), 0);
+  Connection client(server);
   client.folder.Write("work/a", "a");
   EXPECT_EQ(client.Get(name, "a"), TVL_ERR_SERVER_FILE);
   EXPECT_EQ(client.Get("a", name), TVL_ERR_LOCAL_FILE);
@@ -216,8 +185,7 @@ TEST(TcpConnection, RefusesNamesBeyondAnyPacket) {
 TEST(TcpConnection, OpensAgain) {
   Server first(AnswersLocks({"1"}));
   Server second(AnswersLocks({"2"}));
-  Connection client;
-  ASSERT_EQ(client.Connect(first.Port()), 0);
+  Connection client(first);
   EXPECT_EQ(client.LockState("A"), 1);
   ASSERT_EQ(client.Connect(second.Port(), "several.test"), 0) << "ends the first connection";
   first.Join();
@@ -228,6 +196,47 @@ TEST(TcpConnection, OpensAgain) {
   EXPECT_EQ(client.Close(), 0);
   EXPECT_EQ(client.Connect(first.Port(), "nowhere.test"), TVL_ERR_TCP_CONNECT);
   EXPECT_EQ(client.LockState("A"), -TVL_ERR_NOT_CONNECTED);
+}
+
+// What no server offers: code 1, nothing is sent, and nothing changes but the counts and lists that are
+// cleared.
+TEST(TcpConnection, RefusesWhatNoServerOffers) {
+  Server server(AnswersLocks({}));
+  Connection opr(server);
+  CTVLClientOpr& base = opr;
+  Arg a("a");
+  Arg b("b");
+  const auto none = SYNC_DIR_FILE_EXCLUDE_NONE;
+  int number = 7;
+  unsigned int total = 7;
+  CString text = "text";
+  const auto list = [](auto... codes) { return std::vector<int>{codes...}; };
+  const std::vector<int> results =
+      list(base.Open(a, b, a), base.CopyRemoteFile2Dir(a, b), base.ExistsRemote(a),
+           base.GetRemoteDirContent(a, b, &number, text), base.CreateServerDir(a), base.DeleteServerDir(a),
+           base.DeleteServerFile(a), base.RenameServerFile(a, b), base.CopyServer2Server(a, b, 1),
+           base.CopyServerDir2ServerDir(a, b, nullptr, nullptr),
+           base.CopyRemoteDir2LocalDir(a, b, nullptr, nullptr),
+           base.CopyLocalDir2RemoteDir(a, b, nullptr, nullptr), base.CopyLocalFile2RemoteFile(a, b),
+           base.SyncDirOpenGetRemote(a, b, a, none, &total), base.SyncDirOpenPutRemote(a, b, a, none, &total),
+           base.SyncDirSyncronize(nullptr, nullptr), base.CTFileInit(a, number, 1, 1, 1),
+           base.CTFileOpen(a, number, number, number, number), base.CTFileClose(1),
+           base.CTFileRead(1, 0, number, a, 1, nullptr), base.CTFileWrite(1, 0, 1, nullptr),
+           base.CTFileDelete(1, 0, a), base.GetEnviron("a", "b", text), base.PutEnviron("a", "b"));
+  EXPECT_EQ(results, std::vector<int>(24, 1));
+  EXPECT_EQ(number, 7);
+  EXPECT_EQ(total, 7U);
+  EXPECT_STREQ(text, "text");
+  EXPECT_EQ(base.GetProcessesList(a, number, text), 1);
+  EXPECT_EQ(number + text.GetLength(), 0);
+  number = 7;
+  text = "text";
+  EXPECT_EQ(base.GetUpdatePacks(a, number, text), 1);
+  EXPECT_EQ(number + text.GetLength(), 0);
+  EXPECT_EQ(base.DocumentRoot(), nullptr);
+  EXPECT_EQ(opr.VersionNumber(nullptr, nullptr), 0U);
+  for (const char* field : {opr.ComputerName(), opr.User(), opr.UpdateDir(), opr.VersionFile()})
+    EXPECT_STREQ(field, "");
 }
 
 }  // namespace

@@ -15,7 +15,6 @@
 #include "support/helper_process.h"
 #include "tcp/connection.h"
 #include "tcp/peer.h"
-#include "tcp/system.h"
 
 // How connections end, with and without their process.
 
@@ -24,19 +23,15 @@ namespace {
 // Connects by the free function and leaves it at that.
 int LeaveConnected(const std::vector<std::string>& arguments) {
   const TempFolder folder;
-  lacks_fork_handlers = arguments.at(0) == "without_fork_handlers";
-  const auto port = static_cast<unsigned int>(std::stoul(arguments.at(1)));
+  const auto port = static_cast<unsigned int>(std::stoul(arguments.at(0)));
   return TVLConnect2Tcp(Arg(folder.Host()), Arg(""), Arg("127.0.0.1"), port, Arg("tvlc"), Arg(""));
 }
 
 const Role leave_connected("leave_connected", LeaveConnected);
 
-// Without handlers of a fork there is no connection.
 TEST(Lifetime, ExitClosesWhatIsLeft) {
   Server server(AnswersLocks({}));
-  const std::string port = std::to_string(server.Port());
-  EXPECT_EQ(HelperProcess({"leave_connected", "without_fork_handlers", port}).Wait(), TVL_ERR_TCP_CONNECT);
-  EXPECT_EQ(HelperProcess({"leave_connected", "", port}).Wait(), 0);
+  EXPECT_EQ(HelperProcess({"leave_connected", std::to_string(server.Port())}).Wait(), 0);
 }
 
 // The exit code of a forked child that runs `work`. It is killed after a while if it hangs.
@@ -54,8 +49,7 @@ int RunForked(const std::function<int()>& work) {
 TEST(Lifetime, ForkedChildHasNoConnection) {
   Server server(AnswersLocks({"1", "2"}));
   Server childs_server(AnswersLocks({"3"}));
-  auto client = std::make_unique<Connection>();
-  ASSERT_EQ(client->Connect(server.Port()), 0);
+  auto client = std::make_unique<Connection>(server);
   EXPECT_EQ(client->LockState("A"), 1);
   client->folder.Write("work/a", "a");
   const auto destroy = [&] {
@@ -71,6 +65,20 @@ TEST(Lifetime, ForkedChildHasNoConnection) {
   };
   EXPECT_EQ(RunForked(use), 0);
   EXPECT_EQ(RunForked(destroy), 0);
+  // Where /dev/null can't be opened the descriptor's number can't be kept from being used again.
+  rlimit files = {};
+  getrlimit(RLIMIT_NOFILE, &files);
+  const rlimit none = {0, files.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &none);
+  const int code = RunForked([&] {
+    setrlimit(RLIMIT_NOFILE, &files);
+    std::vector<int> own(64);
+    for (int& file : own) file = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    destroy();
+    return std::all_of(own.begin(), own.end(), [](int file) { return fcntl(file, F_GETFD) >= 0; }) ? 0 : 1;
+  });
+  setrlimit(RLIMIT_NOFILE, &files);
+  EXPECT_EQ(code, 0) << "a file of the child's own was closed";
   EXPECT_EQ(client->LockState("A"), 2) << "children don't end the connection";
   client.reset();
 }
@@ -95,26 +103,6 @@ TEST(Lifetime, ForkedChildHoldsNoEndOfTheStream) {
   server.Join();
   close(pipes[1]);
   close(pipes[0]);
-}
-
-// Then the descriptor's number can't be kept from being used again.
-TEST(Lifetime, ForkedChildWithoutDevNullClosesNobodysFile) {
-  Server server(AnswersLocks({}));
-  auto client = std::make_unique<Connection>();
-  ASSERT_EQ(client->Connect(server.Port()), 0);
-  rlimit files = {};
-  getrlimit(RLIMIT_NOFILE, &files);
-  const rlimit none = {0, files.rlim_max};
-  setrlimit(RLIMIT_NOFILE, &none);
-  const int code = RunForked([&] {
-    setrlimit(RLIMIT_NOFILE, &files);
-    std::vector<int> own(64);
-    for (int& file : own) file = open("/dev/null", O_RDONLY | O_CLOEXEC);
-    client->CTVLClientTcpOpr::~CTVLClientTcpOpr();
-    return std::all_of(own.begin(), own.end(), [](int file) { return fcntl(file, F_GETFD) >= 0; }) ? 0 : 1;
-  });
-  setrlimit(RLIMIT_NOFILE, &files);
-  EXPECT_EQ(code, 0);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <random>
 #include <utility>
 
 #include "tcp/protocol.h"
@@ -14,24 +15,11 @@
 
 namespace {
 
-void SetPatience(int descriptor, int option) {
-  const timeval patience = {20, 0};
-  setsockopt(descriptor, SOL_SOCKET, option, &patience, sizeof patience);
-}
-
-std::string Counted(std::string_view data) {
-  const std::string count = {static_cast<char>(data.size() >> 8U), static_cast<char>(data.size())};
-  return count + std::string(data);
+std::string Counted(const std::string& data) {
+  return std::string{static_cast<char>(data.size() >> 8U), static_cast<char>(data.size())} + data;
 }
 
 }  // namespace
-
-Peer::Peer(int descriptor) : descriptor_(descriptor) {
-  const int on = 1;
-  setsockopt(descriptor_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-  SetPatience(descriptor_, SO_RCVTIMEO);
-  SetPatience(descriptor_, SO_SNDTIMEO);
-}
 
 std::string Peer::Read(std::size_t count) const {
   std::string bytes(count, 0);
@@ -70,9 +58,7 @@ void Peer::EndSending() const {
 }
 
 void Peer::Welcome(int zip, int policy) const {
-  const std::string least = Read(tvl::protocol::kLeastHandshake);
-  const std::size_t length = tvl::protocol::ReadLength(&least.at(1));
-  if (length > least.size()) Read(length - least.size());
+  Read(tvl::protocol::kLeastHandshake);
   Send(Reply("TVL\t0\t7\t" + std::to_string(zip) + "\t" + std::to_string(policy) + "\tshort\tlong"));
 }
 
@@ -86,11 +72,18 @@ void Peer::Reset() {
   HangUp();
 }
 
-std::string FirstChunk(std::string_view data, const std::string& time) {
-  return Reply(std::string("0\0", 2) + time + '\0' + Counted(data));
+std::string Noise(std::size_t size) {
+  std::mt19937 random(7);
+  std::string bytes(size, 0);
+  for (char& byte : bytes) byte = static_cast<char>(random());
+  return bytes;
 }
 
-std::string NextChunk(std::string_view data, const std::string& time) {
+std::string FirstChunk(const std::string& data) {
+  return Reply(std::string("0\0001000\0", 7) + Counted(data));
+}
+
+std::string NextChunk(const std::string& data, const std::string& time) {
   return Reply(Counted(data) + time);
 }
 
@@ -101,6 +94,11 @@ Server::Server(Part part, const char* address) {
   addrinfo* found = nullptr;
   if (getaddrinfo(address, "0", &hints, &found) != 0) return;
   listener_ = socket(found->ai_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  // Connections inherit these; the time is that of accept() as well.
+  const timeval patience = {20, 0};
+  const int on = 1;
+  setsockopt(listener_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+  setsockopt(listener_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
   const bool bound = bind(listener_, found->ai_addr, found->ai_addrlen) == 0 && listen(listener_, 16) == 0;
   freeaddrinfo(found);
   if (!bound) return;
@@ -108,7 +106,6 @@ Server::Server(Part part, const char* address) {
   socklen_t size = sizeof name;
   getsockname(listener_, reinterpret_cast<sockaddr*>(&name), &size);
   port_ = ntohs(reinterpret_cast<sockaddr_in*>(&name)->sin_port);
-  SetPatience(listener_, SO_RCVTIMEO);  // of accept()
   thread_ = std::thread([this, part = std::move(part)] {
     const int descriptor = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
     if (descriptor < 0) return;

@@ -10,7 +10,7 @@
 // The server's end of a connection. Gives up on a client that is silent for 20 seconds.
 class Peer {
  public:
-  explicit Peer(int descriptor);
+  explicit Peer(int descriptor) : descriptor_(descriptor) {}
   ~Peer() { HangUp(); }
   Peer(const Peer&) = delete;
   Peer& operator=(const Peer&) = delete;
@@ -26,7 +26,7 @@ class Peer {
   // The client sees the end of the stream; what it sends can still be read.
   void EndSending() const;
 
-  // Takes a client in, with these settings in the reply.
+  // Takes a client of short names in, with these settings in the reply.
   void Welcome(int zip = 0, int policy = 1) const;
 
   void HangUp();
@@ -36,10 +36,13 @@ class Peer {
   int descriptor_;
 };
 
+// Bytes that can't be packed, the same ones each time.
+std::string Noise(std::size_t size);
+
 // The reply with which the bytes of a file begin in a get, and those with more of them. One without bytes
 // ends the get, and tells the file's time.
-std::string FirstChunk(std::string_view data, const std::string& time = "1000");
-std::string NextChunk(std::string_view data, const std::string& time = "");
+std::string FirstChunk(const std::string& data);
+std::string NextChunk(const std::string& data, const std::string& time = "");
 
 // A server for one client that plays its part in a thread of its own, on a loopback address and a free port.
 // Joined by the destructor or Join.

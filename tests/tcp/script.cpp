@@ -1,9 +1,9 @@
 #include "tcp/script.h"
 
-#include <algorithm>
 #include <charconv>
 #include <fstream>
 #include <map>
+#include <regex>
 #include <stdexcept>
 
 namespace {
@@ -20,71 +20,54 @@ char HexByte(string_view digits) {
   return static_cast<char>(byte);
 }
 
-string_view TakeWord(string_view& rest) {
-  const string_view word = rest.substr(0, rest.find(' '));
-  rest.remove_prefix(word.size());
-  return word;
-}
-
-// Takes a quoted text off the line, its escapes resolved.
-string TakeQuoted(string_view& rest) {
+// What stands between the quotes, its escapes resolved.
+string Unquoted(string_view quoted) {
   static const std::map<char, char> escapes = {
       {'t', '\t'}, {'n', '\n'}, {'0', '\0'}, {'\\', '\\'}, {'"', '"'}};
   string text;
-  std::size_t at = 1;
-  for (; rest.at(at) != '"'; ++at) {
-    if (rest[at] != '\\') {
-      text += rest[at];
-    } else if (rest.at(++at) == 'x') {
-      text += HexByte(rest.substr(at + 1, 2));
+  for (std::size_t at = 1; at + 1 < quoted.size(); ++at) {
+    if (quoted[at] != '\\') {
+      text += quoted[at];
+    } else if (quoted[++at] == 'x') {
+      text += HexByte(quoted.substr(at + 1, 2));
       at += 2;
     } else {
-      text += escapes.at(rest[at]);
+      text += escapes.at(quoted[at]);
     }
   }
-  rest.remove_prefix(at + 1);
   return text;
-}
-
-// The number before a star, if that is how the line goes on.
-int TakeCount(string_view& rest) {
-  const std::size_t star = std::min(rest.find_first_not_of("0123456789"), rest.size());
-  if (star == 0 || rest.substr(star, 1) != "*") return 1;
-  const int count = std::stoi(string(rest.substr(0, star)));
-  rest.remove_prefix(star + 1);
-  return count;
 }
 
 // How many words stand before the bytes of a line; all of them but for these lines.
 std::size_t WordsBeforeBytes(const string& verb) {
-  static const std::map<string, std::size_t> lines = {{"client", 0},        {"server", 0},
-                                                      {"client-packet", 0}, {"server-packet", 0},
-                                                      {"local", 1},         {"local-is", 1}};
-  const auto found = lines.find(verb);
-  return found != lines.end() ? found->second : string::npos;
+  if (verb.starts_with("client") || verb.starts_with("server")) return 0;
+  return verb == "local" || verb == "local-is" ? 1 : string::npos;
 }
 
-Step ReadStep(string_view rest, int line) {
+Step ReadStep(const string& text, int line) {
+  // A count with a star, if wanted, then a text in quotes or a word.
+  static const std::regex element(R"re((?:(\d+)\*)?("(?:[^"\\]|\\.)*"|[^ "]+))re");
   Step step;
   step.line = line;
-  step.verb = TakeWord(rest);
-  for (;;) {
-    rest.remove_prefix(std::min(rest.find_first_not_of(' '), rest.size()));
-    if (rest.empty()) return step;
-    const bool is_word = step.words.size() < WordsBeforeBytes(step.verb) || rest[0] == '@';
-    const int count = TakeCount(rest);
-    const bool quoted = rest.substr(0, 1) == "\"";
-    string text = quoted ? TakeQuoted(rest) : string(TakeWord(rest));
-    const bool anything = !quoted && text == "??";
-    if (!quoted && !is_word) text = string(1, anything ? '?' : HexByte(text));
+  for (std::sregex_iterator at(text.begin(), text.end(), element), end; at != end; ++at) {
+    const string word = at->str(2);
+    if (step.verb.empty()) {
+      step.verb = word;
+      continue;
+    }
+    const bool is_word = step.words.size() < WordsBeforeBytes(step.verb) || word[0] == '@';
+    const bool anything = word == "??";
+    string once = word[0] == '"' ? Unquoted(word) : word;
+    if (once == word && !is_word) once = string(1, anything ? '?' : HexByte(word));
     string repeated;
-    for (int i = 0; i < count; ++i) repeated += text;
+    for (int count = (*at)[1].matched ? std::stoi(at->str(1)) : 1; count > 0; --count) repeated += once;
     if (is_word) {
       step.words.push_back(repeated);
     } else {
       step.bytes.Add(repeated, anything);
     }
   }
+  return step;
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 
 #include <dlfcn.h>
 #include <netdb.h>
-#include <pthread.h>
 #include <pwd.h>
 
 #include <cerrno>
@@ -12,7 +11,6 @@
 #include <string_view>
 
 constinit thread_local bool lacks_names = false;
-constinit thread_local bool lacks_fork_handlers = false;
 constinit thread_local bool lacks_memory = false;
 
 // These stand before the system's own in the search for symbols.
@@ -43,14 +41,6 @@ extern "C" int getaddrinfo(const char* host, const char* service, const addrinfo
     while (*found != nullptr) found = &(*found)->ai_next;
   }
   return 0;
-}
-
-using ForkHandler = void (*)();
-
-extern "C" int pthread_atfork(ForkHandler prepare, ForkHandler parent, ForkHandler child) noexcept {
-  using Register = int (*)(ForkHandler, ForkHandler, ForkHandler, void*);
-  static const auto system = reinterpret_cast<Register>(dlsym(RTLD_DEFAULT, "__register_atfork"));
-  return lacks_fork_handlers ? ENOMEM : system(prepare, parent, child, nullptr);
 }
 
 void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {

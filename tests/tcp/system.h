@@ -5,10 +5,8 @@
 // "nowhere.test", and the host "several.test" has the addresses 255.255.255.255, where a connect fails at
 // once, 127.0.0.9, where nobody listens, ::1 and 127.0.0.1.
 
-// What this thread goes without as long as it is true: names of computer and user, handlers of a fork,
-// memory by `new`.
+// What this thread goes without as long as it is true: names of computer and user, memory by `new`.
 extern constinit thread_local bool lacks_names;
-extern constinit thread_local bool lacks_fork_handlers;
 extern constinit thread_local bool lacks_memory;
 
 #endif

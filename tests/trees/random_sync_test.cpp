@@ -1,0 +1,94 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <string>
+
+#include "directory/small_store.h"
+#include "support/scale.h"
+#include "trees/snapshot.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using std::string;
+
+// Few names, lengths, bytes and times, so that two trees often have the same of them.
+void MakeRandomTree(std::mt19937& random, const fs::path& folder, int depth) {
+  fs::create_directories(folder);
+  for (const char* name : {"a.txt", " b .pdf", ".c\xE0\xFF"}) {
+    if (random() % 3 == 0) continue;
+    std::ofstream(folder / name) << string(random() % 3, static_cast<char>('x' + random() % 2));
+    fs::last_write_time(folder / name, fs::file_time_type(std::chrono::seconds(random() % 2)));
+  }
+  for (const char* name : {"d", "..e"}) {
+    if (depth > 0 && random() % 2 == 0) MakeRandomTree(random, folder / name, depth - 1);
+  }
+}
+
+// Direction, packing, policy.
+class RandomSync : public testing::TestWithParam<std::tuple<bool, bool, bool>> {
+ protected:
+  RandomSync()
+      : store(string("FileCompare=") + (ByTime() ? "time" : "HASH") +
+                  "\nZipOnTransfert=" + (Packs() ? "1\n" : "0\n"),
+              TempFolder::Memory()) {}
+
+  [[nodiscard]] static bool Puts() { return std::get<0>(GetParam()); }
+  [[nodiscard]] static bool Packs() { return std::get<1>(GetParam()); }
+  [[nodiscard]] static bool ByTime() { return std::get<2>(GetParam()); }
+  [[nodiscard]] fs::path Source() const { return store.folder.Host(Puts() ? "work/t" : "root/t"); }
+  [[nodiscard]] fs::path Target() const { return store.folder.Host(Puts() ? "root/t" : "work/t"); }
+
+  // Bytes that the plan is going to copy.
+  unsigned int Plan() {
+    unsigned int total = 0;
+    EXPECT_EQ(Puts() ? store.opr.SyncDirOpenPutRemote(Arg("t"), Arg("*.*"), &total)
+                     : store.opr.SyncDirOpenGetRemote(Arg("t"), Arg("*.*"), &total),
+              0);
+    return total;
+  }
+
+  // The source, but for files of other bytes that the policy can't tell from it.
+  [[nodiscard]] Snapshot Expected() const {
+    Snapshot expected = SnapshotOf(Source());
+    for (auto& [name, what] : expected) {
+      const fs::path source = Source() / name;
+      const fs::path target = Target() / name;
+      if (ByTime() && fs::is_regular_file(target) && fs::file_size(target) == fs::file_size(source) &&
+          fs::last_write_time(target) == fs::last_write_time(source)) {
+        what = SnapshotOf(Target()).at(name);
+      }
+    }
+    return expected;
+  }
+
+  SmallStore store;
+};
+
+INSTANTIATE_TEST_SUITE_P(AllWays, RandomSync,
+                         testing::Combine(testing::Bool(), testing::Bool(), testing::Bool()));
+
+TEST_P(RandomSync, MakesTheTargetTheSource) {
+  for (unsigned int seed = 1; seed <= static_cast<unsigned int>(Rounds(40)); ++seed) {
+    std::mt19937 random(seed);
+    for (const fs::path& side : {Source(), Target()}) fs::remove_all(side);
+    MakeRandomTree(random, Source(), 2);
+    if (seed % 8 != 0) MakeRandomTree(random, Target(), 2);
+    const Snapshot source = SnapshotOf(Source());
+    const Snapshot expected = Expected();
+    Plan();
+    EXPECT_EQ(store.opr.SyncDirSyncronize(nullptr, nullptr), 0);
+    EXPECT_EQ(SnapshotOf(Target()), expected);
+    EXPECT_EQ(SnapshotOf(Source()), source);
+    // A packed copy has a new time, so by time it is planned again.
+    const unsigned int again = Plan();
+    EXPECT_TRUE(again == 0 || (Packs() && ByTime())) << again;
+    store.opr.SyncPlanDrop();
+    if (HasFailure()) FAIL() << "seed " << seed;
+  }
+}
+
+}  // namespace

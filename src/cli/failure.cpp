@@ -83,6 +83,7 @@ Failure LibraryFailure(int code) {
   if (failure.error != 0) failure.path = Slashed(path);
   // A name that is there but closed to us is no name that isn't there.
   if (failure.exit == kNotFound && failure.error != 0 && !SaysMissing(failure.error)) failure.exit = kFailed;
+  if (code == TVL_ERR_CREATE_DIR && SaysMissing(failure.error)) failure.exit = kNotFound;  // its parent
   return failure;
 }
 

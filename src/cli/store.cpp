@@ -41,6 +41,7 @@ Store::Store(const Options& options, const std::string& working_directory, Use u
   } else {
     OpenServer(options, working_directory, use);
   }
+  ForgetFileErrors();  // what connecting tried on its way is no reason for what fails later
 }
 
 void Store::OpenDirectory(const Options& options, const std::string& working_directory, Use use) {

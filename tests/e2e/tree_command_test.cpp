@@ -53,7 +53,7 @@ TEST_F(TreeCommand, RefusalsChangeNothing) {
       {6, {"rm", "none"}, {"(code 20): No such file or directory"}},
       {6, {"rm", "-r", "none"}, {"(code 20)"}},
       {1, {"mkdir", "docs"}, {"is there already"}},
-      {1, {"mkdir", "x/y"}, {"(code 25)"}},
+      {6, {"mkdir", "x/y"}, {"(code 25)"}},
       {2, {"mv", "docs"}, {"two names"}},
       {6, {"mv", "none", "x"}, {"(code 20)"}},
       {6, {"mv", "top", "docs/a.doc", "none"}, {"is no folder"}},

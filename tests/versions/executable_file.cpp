@@ -82,7 +82,7 @@ string ExecutableFile::Bytes() const {
   bytes += Fields({{kHeadAt, 4}}) + string("PE\0\0", 4);
   bytes += Fields({{plus ? 0x8664 : 0x14C, 2}, {1, 2}, {0, 12}, {optional_size, 2}, {2, 2}}) + optional;
   bytes +=
-      string(".rsrc\0\0", 8) + Fields({{section.size(), 4}, {kResourcesAddress, 4}, {section.size(), 4}});
+      string(".rsrc\0\0\0", 8) + Fields({{section.size(), 4}, {kResourcesAddress, 4}, {section.size(), 4}});
   bytes += Fields({{kResourcesAt, 4}, {0, 16}});
   bytes.resize(kResourcesAt);
   return bytes + section;

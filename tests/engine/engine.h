@@ -23,8 +23,8 @@ Rows All(int handle, int keyNumber = 1);
 // A folder with one table, "t.dat", of records of 20 bytes with keys of 4 and 3 bytes.
 class EngineTest : public testing::Test {
  protected:
-  EngineTest() { EXPECT_EQ(Create(), 0) << GetLastErrorText(); }
-  ~EngineTest() override { CloseAll(); }
+  void SetUp() override { ASSERT_EQ(Create(), 0) << GetLastErrorText(); }
+  void TearDown() override { CloseAll(); }
 
   [[nodiscard]] int Create() const { return CreateArchive(table_.c_str(), 20, 4, 3); }
   [[nodiscard]] int Open() const { return IOpen(table_.c_str()); }

@@ -23,6 +23,8 @@ struct HeldMarker : tvl::LowFile {
   explicit HeldMarker(const std::string& path) : LowFile(path.c_str(), kLowRewrite) {
     LowLock(Handle(), 1, 0);
   }
+  HeldMarker(const HeldMarker&) = delete;
+  HeldMarker& operator=(const HeldMarker&) = delete;
   ~HeldMarker() { LowLock(Handle(), 0, 0); }
 };
 

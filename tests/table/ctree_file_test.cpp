@@ -69,11 +69,11 @@ TEST_F(CtreeFileTest, TypesAreFoundByNameAndByKey) {
   EXPECT_EQ(file_.FindRecTypeByName("id-D2"), -1);
   const struct {
     int number;
-    const char* key;
     int type;
+    const char* key;
   } cases[] = {
-      {1, "a001", 0}, {1, "B", 1}, {1, "", 0}, {1, "C", -1},   {1, "X", -1},
-      {2, "X01", 0},  {2, "y", 0}, {2, "", 0}, {2, "B01", -1}, {3, "Y", 0},
+      {1, 0, "a001"}, {1, 1, "B"}, {1, 0, ""}, {1, -1, "C"},   {1, -1, "X"},
+      {2, 0, "X01"},  {2, 0, "y"}, {2, 0, ""}, {2, -1, "B01"}, {3, 0, "Y"},
   };
   for (const auto& test : cases)
     EXPECT_EQ(file_.FindRecTypeByKey(test.number, test.key), test.type) << test.key;

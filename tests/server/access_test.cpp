@@ -1,9 +1,7 @@
 #include "server/access.h"
 
 #include <gtest/gtest.h>
-#include <signal.h>
 
-#include <fstream>
 #include <stdexcept>
 
 #include "server/raw_client.h"
@@ -70,9 +68,9 @@ TEST(Access, IsByTag) {
 }
 
 // What a refused client sees: the code, and then the connection stays until the client ends it.
-void ExpectRefused(unsigned short port, const RawClient::Names& names) {
+void ExpectRefused(unsigned short port, const string& tag) {
   const RawClient client(port);
-  client.Send(RawClient::HandshakeBytes(names) + RawClient::PacketBytes("Gahead\t@"));
+  client.Send(RawClient::HandshakeBytes({.tag = tag}) + RawClient::PacketBytes("Gahead\t@"));
   EXPECT_EQ(client.Receive().value_or(""), "TVL\t10");
   client.SendPacket("Gmore\t@");
   client.SendPacket("X");
@@ -84,14 +82,14 @@ TEST(Access, RefusesOnAServer) {
   store.Write("a.txt", "Hello");
   store.folder.Write("tags", "reads read\nwrites write\n");
   const ServerProcess server(store, {"--tags", store.folder.Host("tags"), "--max-clients", "2"});
-  ExpectRefused(server.Port(), {});
-  const RawClient reader = RawClient::Entered(server.Port(), {"mgrx", "pc1", "ann", "reads"});
+  ExpectRefused(server.Port(), "");
+  const RawClient reader = RawClient::Entered(server.Port(), {.tag = "reads"});
   EXPECT_EQ(reader.Get("a.txt").bytes, "Hello");
   EXPECT_EQ(reader.Put("b.txt", "x"), 20);
-  EXPECT_TRUE(reader.Ask("LORD1").starts_with("1\t"));
-  const RawClient writer = RawClient::Entered(server.Port(), {"mgrx", "pc1", "ann", "writes"});
+  EXPECT_EQ(reader.Lock("ORD1"), "1\tpc1");
+  const RawClient writer = RawClient::Entered(server.Port(), {.tag = "writes"});
   EXPECT_EQ(writer.Put("b.txt", "x"), 0);
-  ExpectRefused(server.Port(), {"mgrx", "pc1", "ann", "writes"});  // the third of two
+  ExpectRefused(server.Port(), "writes");  // the third of two
   EXPECT_EQ(store.Files(), (std::vector<string>{"a.txt", "b.txt"}));
 }
 

@@ -5,8 +5,6 @@
 #include <atomic>
 #include <filesystem>
 
-#include <tvlclient/tcp_opr.h>
-
 #include "presence/connection.h"
 #include "server/raw_client.h"
 #include "server/server_process.h"
@@ -16,24 +14,25 @@ namespace {
 
 using std::string;
 
-const RawClient::Names kPc1 = {"mgrx", "pc1", "ann", ""};
-const RawClient::Names kPc2 = {"mgrx", "pc2", "bob", ""};
-
-// The state of a lock operation on a connection of the library.
+// What an operation on a lock in a directory comes to.
 using Operation = int (CTVLClientOpr::*)(char*, int*, char*, int*, int*, char*, char*);
 
-int StateOf(CTVLClientOpr& connection, Operation operation, const char* object, char* computer = nullptr) {
+int StateOf(CTVLClientOpr& directory, Operation operation, const char* object, char* computer = nullptr) {
   int state = -1;
-  if ((connection.*operation)(Arg(object), &state, computer, nullptr, nullptr, nullptr, nullptr) != 0)
-    return -1;
+  (directory.*operation)(Arg(object), &state, computer, nullptr, nullptr, nullptr, nullptr);
   return state;
 }
 
-TEST(Locks, AreSeenFromTheDirectoryAndTheOtherWayRound) {
-  const ServedStore store;
-  const ServerProcess server(store);
+class LocksOfADirectory : public testing::Test {
+ protected:
+  void SetUp() override { ASSERT_EQ(store.store.Connect(directory), 0); }
+
+  const ServedStore store{false, "HASH", TempFolder::Memory()};
+  const ServerProcess server{store};
   CTVLClientSmbOpr directory;
-  ASSERT_EQ(store.store.Connect(directory), 0);
+};
+
+TEST_F(LocksOfADirectory, AreSeenFromTheServerAndTheOtherWayRound) {
   const string here = directory.ComputerName();
   const struct {
     string computer;
@@ -42,26 +41,21 @@ TEST(Locks, AreSeenFromTheDirectoryAndTheOtherWayRound) {
   } rows[] = {{here, "127.0.0.1", 2}, {"elsewhere", "127.0.0.1", 3}, {here, "127.0.0.2", 3}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.computer + " " + row.address);
-    const RawClient client =
-        RawClient::Entered(server.Port(), {"mgrx", row.computer, "ann", ""}, row.address);
-    const string state = std::to_string(row.state);
+    const RawClient client = RawClient::Entered(server.Port(), {row.computer}, row.address);
+    const string state = std::to_string(row.state) + "\t" + here;
     char computer[64] = {};
     ASSERT_EQ(StateOf(directory, &CTVLClientOpr::Lock, "A"), 1);
-    EXPECT_TRUE(client.Ask("LA").starts_with(state + "\t" + here + "\t"));
+    EXPECT_EQ(client.Lock("A"), state);
     EXPECT_TRUE(client.Ask("lA").starts_with(state + "\t"));
     EXPECT_EQ(StateOf(directory, &CTVLClientOpr::Unlock, "A"), 0);
-    EXPECT_TRUE(client.Ask("LA").starts_with("1\t"));
+    EXPECT_EQ(client.Lock("A"), "1\t" + row.computer);
     EXPECT_EQ(StateOf(directory, &CTVLClientOpr::Lock, "A", computer), row.state);
     EXPECT_EQ(string(computer), row.computer);
     client.Leave();
   }
 }
 
-TEST(Locks, PresenceCountsOnBothSides) {
-  const ServedStore store;
-  const ServerProcess server(store);
-  CTVLClientSmbOpr directory;
-  ASSERT_EQ(store.store.Connect(directory), 0);
+TEST_F(LocksOfADirectory, ComeWithPresenceOnBothSides) {
   const auto others = [&] {
     int count = -1;
     CString list;
@@ -70,9 +64,9 @@ TEST(Locks, PresenceCountsOnBothSides) {
   };
   const string here = directory.ComputerName();
   const RawClient client(server.Port());
-  client.Send(RawClient::HandshakeBytes({"mgrx", here, "ann", ""}));
-  EXPECT_TRUE(
-      client.Receive().value_or("").starts_with("TVL\t0\t2\t"));  // the directory's client is the first
+  client.Send(RawClient::HandshakeBytes({here}));
+  // The directory's client is the first.
+  EXPECT_TRUE(client.Receive().value_or("").starts_with("TVL\t0\t2\t"));
   EXPECT_TRUE(others().starts_with("1 " + here + "-7f000001-002.")) << others();
   client.Leave();
   EXPECT_EQ(others(), "0 ");
@@ -82,20 +76,18 @@ TEST(Locks, PresenceCountsOnBothSides) {
 TEST(Locks, OfAClientThatIsGoneDoNotComeBack) {
   const ServedStore store;
   const ServerProcess server(store);
-  const RawClient other = RawClient::Entered(server.Port(), kPc2);
+  const RawClient other = RawClient::Entered(server.Port(), {"pc2"});
   const char* const objects[] = {"a", "z", "\x7e\x7e\xE9"};
   {
-    const RawClient client = RawClient::Entered(server.Port(), kPc1);
-    EXPECT_TRUE(client.Ask("La").starts_with("1\t"));
-    EXPECT_TRUE(other.Ask("Lm").starts_with("1\t"));
-    for (const char* object : objects) EXPECT_TRUE(client.Ask(string("L") + object).starts_with("1\t"));
+    const RawClient client = RawClient::Entered(server.Port());
+    EXPECT_EQ(client.Lock("a"), "1\tpc1");
+    EXPECT_EQ(other.Lock("m"), "1\tpc2");
+    for (const char* object : objects) EXPECT_EQ(client.Lock(object), "1\tpc1");
     client.Leave();
   }
-  const RawClient again = RawClient::Entered(server.Port(), kPc1);
-  for (const char* object : objects) {
-    EXPECT_TRUE(other.Ask(string("L") + object).starts_with("1\tpc2")) << object;
-  }
-  EXPECT_TRUE(again.Ask("Lm").starts_with("3\tpc2"));
+  const RawClient again = RawClient::Entered(server.Port());
+  for (const char* object : objects) EXPECT_EQ(other.Lock(object), "1\tpc2") << object;
+  EXPECT_EQ(again.Lock("m"), "3\tpc2");
 }
 
 // A killed server's rows, and a new one that has its process id, as happens in containers.
@@ -107,10 +99,10 @@ TEST(Locks, OfAnEarlierLifeGoWithTheFirstEntrance) {
   earlier.pid = static_cast<unsigned int>(server.Pid());
   earlier.instance = 1;
   ASSERT_EQ(earlier.Lock("a"), 1);
-  const RawClient other = RawClient::Entered(server.Port(), kPc2);
-  EXPECT_TRUE(other.Ask("Lm").starts_with("1\t"));
-  const RawClient client = RawClient::Entered(server.Port(), kPc1);
-  EXPECT_TRUE(other.Ask("La").starts_with("1\tpc2"));
+  const RawClient other = RawClient::Entered(server.Port(), {"pc2"});
+  EXPECT_EQ(other.Lock("m"), "1\tpc2");
+  const RawClient client = RawClient::Entered(server.Port());
+  EXPECT_EQ(other.Lock("a"), "1\tpc2");
 }
 
 // Its locks would count for nobody else.
@@ -119,45 +111,37 @@ TEST(Locks, AreNotForClientsWithoutPresence) {
   std::filesystem::remove(store.Path("tmp/procs"));
   store.Write("tmp/procs", "a file where the folder should be");
   const ServerProcess server(store);
-  const RawClient absent = RawClient::Entered(server.Port(), kPc1);
+  const RawClient absent = RawClient::Entered(server.Port());
   EXPECT_EQ(absent.Ask("La"), "0");
   EXPECT_EQ(absent.Ask("la"), "0");
   std::filesystem::remove(store.Path("tmp/procs"));
   std::filesystem::create_directory(store.Path("tmp/procs"));
-  const RawClient client = RawClient::Entered(server.Port(), kPc2);
-  EXPECT_TRUE(client.Ask("La").starts_with("1\tpc2"));
-  EXPECT_TRUE(absent.Ask("La").starts_with("3\tpc2"));
+  const RawClient client = RawClient::Entered(server.Port(), {"pc2"});
+  EXPECT_EQ(client.Lock("a"), "1\tpc2");
+  EXPECT_EQ(absent.Lock("a"), "3\tpc2");
 }
 
 // Each takes the lock until both have had it often enough. Whoever has it makes a file that nobody else may
 // have made.
-TEST(Locks, AreNeverHeldByADirectoryClientAsWell) {
+TEST_F(LocksOfADirectory, AreNeverHeldByAClientOfTheServerAsWell) {
   constexpr int kTimes = 60;
-  const ServedStore store(false, "HASH", TempFolder::Memory());
-  const ServerProcess server(store);
   const string witness = store.folder.Host("witness");
+  const RawClient client = RawClient::Entered(server.Port());
   std::atomic<int> satisfied{0};
   std::atomic<int> clashes{0};
-  const auto hold = [&](CTVLClientOpr& connection) {
-    const int made = open(witness.c_str(), O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    if (made < 0 || StateOf(connection, &CTVLClientOpr::Lock, "ORD1") != 1) ++clashes;
-    close(made);
-    if (unlink(witness.c_str()) != 0) ++clashes;
-    if (StateOf(connection, &CTVLClientOpr::Unlock, "ORD1") != 0) ++clashes;
-  };
-  const TempFolder work;
-  CTVLClientSmbOpr directory;
-  CTVLClientTcpOpr client;
-  ASSERT_EQ(store.store.Connect(directory), 0);
   InThreads(2, [&](int i) {
-    CTVLClientOpr& connection = i == 0 ? static_cast<CTVLClientOpr&>(directory) : client;
-    if (i == 1) {  // it serves the thread that opens it
-      EXPECT_EQ(client.Open(Arg(work.Host()), Arg(""), Arg("127.0.0.1"), server.Port(), Arg("mgrx"), Arg("")),
-                0);
-    }
+    const auto lock = [&] {
+      return i == 0 ? client.Lock("A")[0] == '1' : StateOf(directory, &CTVLClientOpr::Lock, "A") == 1;
+    };
+    const auto unlock = [&] {
+      return i == 0 ? client.Ask("lA") == "0" : StateOf(directory, &CTVLClientOpr::Unlock, "A") == 0;
+    };
     for (int taken = 0; satisfied < 2;) {
-      if (StateOf(connection, &CTVLClientOpr::Lock, "ORD1") != 1) continue;
-      hold(connection);
+      if (!lock()) continue;
+      const int made = open(witness.c_str(), O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+      if (made < 0 || !lock()) ++clashes;
+      close(made);
+      if (unlink(witness.c_str()) != 0 || !unlock()) ++clashes;
       if (++taken == kTimes) ++satisfied;
     }
   });

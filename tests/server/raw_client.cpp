@@ -5,80 +5,77 @@
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <stdexcept>
-#include <utility>
+
+#include "tcp/protocol.h"
 
 namespace {
 
-constexpr long kPatienceSeconds = 30;
+using tvl::protocol::ReadLength;
 
-std::string Length(std::size_t length) {
-  return {static_cast<char>(length >> 8U), static_cast<char>(length)};
+constexpr timeval kPatience = {30, 0};
+constexpr std::size_t kPutChunk = 32760;
+constexpr std::size_t kMostPayload = 40959;
+
+template <typename Value>
+void SetOption(const tvl::server::Descriptor& socket, int level, int name, const Value& value) {
+  setsockopt(socket.Number(), level, name, &value, sizeof value);
 }
 
-std::size_t ReadLength(std::string_view at) {
-  return static_cast<std::size_t>(static_cast<unsigned char>(at[0])) << 8U |
-         static_cast<unsigned char>(at[1]);
+sockaddr_in Address(const char* host, unsigned short port) {
+  sockaddr_in address = {};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(port);
+  inet_pton(AF_INET, host, &address.sin_addr);
+  return address;
+}
+
+std::string Head(char mark, std::size_t length, char last) {
+  return {mark, static_cast<char>(length >> 8U), static_cast<char>(length), last};
 }
 
 }  // namespace
 
 RawClient::RawClient(unsigned short port, const char* from)
     : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-  sockaddr_in address = {};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(port);
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  const timeval patience = {kPatienceSeconds, 0};
-  setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-  setsockopt(socket_, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
-  const int yes = 1;
-  setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
-  sockaddr_in own = {};
-  own.sin_family = AF_INET;
-  inet_pton(AF_INET, from, &own.sin_addr);
-  if (bind(socket_, reinterpret_cast<sockaddr*>(&own), sizeof own) != 0 ||
-      connect(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+  SetOption(socket_, SOL_SOCKET, SO_RCVTIMEO, kPatience);
+  SetOption(socket_, SOL_SOCKET, SO_SNDTIMEO, kPatience);
+  SetOption(socket_, IPPROTO_TCP, TCP_NODELAY, 1);
+  const sockaddr_in own = Address(from, 0);
+  const sockaddr_in server = Address("127.0.0.1", port);
+  if (bind(socket_.Number(), reinterpret_cast<const sockaddr*>(&own), sizeof own) != 0 ||
+      connect(socket_.Number(), reinterpret_cast<const sockaddr*>(&server), sizeof server) != 0) {
     throw std::runtime_error("no connection");
   }
 }
 
-RawClient::~RawClient() {
-  if (socket_ >= 0) close(socket_);
-}
-
-RawClient::RawClient(RawClient&& other) noexcept : socket_(std::exchange(other.socket_, -1)) {}
-
-std::string RawClient::HandshakeBytes(const Names& names) {
+std::string RawClient::HandshakeBytes(const ClientNames& names) {
   std::string payload = "*00";
   for (const std::string* text : {&names.client_class, &names.computer, &names.user, &names.tag}) {
     payload += *text + '\0';
   }
-  std::string packet = '#' + Length(payload.size() + 4) + '\0' + payload;
+  std::string packet = Head('#', payload.size() + 4, '\0') + payload;
   packet.resize(std::max<std::size_t>(packet.size(), 32));
   return packet;
 }
 
 std::string RawClient::PacketBytes(std::string_view payload) {
-  return '?' + Length(payload.size() + 4) + '?' + std::string(payload);
+  return Head('?', payload.size() + 4, '?') + std::string(payload);
 }
 
-RawClient RawClient::Entered(unsigned short port, const Names& names, const char* from) {
+RawClient RawClient::Entered(unsigned short port, const ClientNames& names, const char* from) {
   RawClient client(port, from);
   client.Send(HandshakeBytes(names));
-  const std::optional<std::string> reply = client.Receive();
-  if (!reply || !reply->starts_with("TVL\t0\t")) throw std::runtime_error("refused");
+  if (!client.Receive().value_or("").starts_with("TVL\t0\t")) throw std::runtime_error("refused");
   return client;
 }
 
 void RawClient::Send(std::string_view bytes) const {
   while (!bytes.empty()) {
-    const ssize_t sent = send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    const ssize_t sent = send(socket_.Number(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
     if (sent < 0) throw std::runtime_error("not sent");
     bytes.remove_prefix(static_cast<std::size_t>(sent));
   }
@@ -86,21 +83,17 @@ void RawClient::Send(std::string_view bytes) const {
 
 std::string RawClient::ReceiveBytes(std::size_t count) const {
   std::string bytes(count, '\0');
-  std::size_t got = 0;
-  while (got < count) {
-    const ssize_t more = recv(socket_, bytes.data() + got, count - got, 0);
-    if (more < 0 && errno == EAGAIN) throw std::runtime_error("nothing came");
-    if (more <= 0) break;
-    got += static_cast<std::size_t>(more);
-  }
-  bytes.resize(got);
+  const ssize_t got = recv(socket_.Number(), bytes.data(), count, MSG_WAITALL);
+  if (got < 0 && errno == EAGAIN) throw std::runtime_error("nothing came");
+  bytes.resize(got < 0 ? 0 : static_cast<std::size_t>(got));
   return bytes;
 }
 
 std::optional<std::string> RawClient::Receive() const {
   const std::string head = ReceiveBytes(4);
   if (head.size() < 4) return std::nullopt;
-  const std::size_t length = ReadLength(std::string_view(head).substr(1));
+  const std::size_t length = ReadLength(head.data() + 1);
+  if (length > kMostPayload) throw std::runtime_error("payload too long");
   std::string payload = ReceiveBytes(length);
   if (payload.size() < length) return std::nullopt;
   return payload;
@@ -113,12 +106,13 @@ std::string RawClient::Ask(std::string_view payload) const {
   return *answer;
 }
 
-bool RawClient::IsEnded() const {
-  return ReceiveBytes(1).empty();
+std::string RawClient::Lock(const std::string& object) const {
+  const std::string answer = Ask("L" + object);
+  return answer.substr(0, answer.find('\t', 2));
 }
 
 bool RawClient::EndsWithin(int milliseconds) const {
-  pollfd readable = {socket_, POLLIN, 0};
+  pollfd readable = {socket_.Number(), POLLIN, 0};
   return poll(&readable, 1, milliseconds) > 0 && IsEnded();
 }
 
@@ -127,30 +121,26 @@ void RawClient::Leave() const {
   if (!IsEnded()) throw std::runtime_error("an answer in place of the end");
 }
 
-RawClient::Fetched RawClient::Get(const std::string& name, const std::string& stamp) const {
-  std::string answer = Ask("G" + name + "\t" + stamp);
+RawClient::Fetched RawClient::Fetch(std::string answer) const {
   Fetched fetched;
   fetched.code = std::atoi(answer.c_str());
   if (fetched.code != 0) return fetched;
-  if (answer.size() > 40959) throw std::runtime_error("payload too long");
   const std::size_t chunk_at = answer.find('\0', 2) + 1;
   fetched.time = answer.substr(2, chunk_at - 3);
   answer.erase(0, chunk_at);
-  while (ReadLength(answer) > 0) {
-    if (answer.size() != ReadLength(answer) + 2) throw std::runtime_error("chunk of another length");
+  while (const std::size_t length = ReadLength(answer.data())) {
+    if (answer.size() != length + 2) throw std::runtime_error("chunk of another length");
     fetched.bytes += answer.substr(2);
     answer = Ask("0");
-    if (answer.size() > 40959) throw std::runtime_error("payload too long");
-    if (ReadLength(answer) == 0) fetched.time = answer.substr(2);
+    if (ReadLength(answer.data()) == 0) fetched.time = answer.substr(2);
   }
   return fetched;
 }
 
-int RawClient::Put(const std::string& name, std::string_view bytes, const std::string& stamp,
-                   std::size_t chunk) const {
-  int code = std::atoi(Ask("P" + name + "\t" + stamp).c_str());
+int RawClient::Put(const std::string& name, std::string_view bytes) const {
+  int code = std::atoi(Ask("P" + name + "\t@").c_str());
   while (code == 0) {
-    const std::string_view piece = bytes.substr(0, chunk);
+    const std::string_view piece = bytes.substr(0, kPutChunk);
     bytes.remove_prefix(piece.size());
     code = std::atoi(Ask("0" + std::string(piece)).c_str());
     if (piece.empty()) break;
@@ -159,18 +149,16 @@ int RawClient::Put(const std::string& name, std::string_view bytes, const std::s
 }
 
 void RawClient::CloseWriting() const {
-  shutdown(socket_, SHUT_WR);
+  shutdown(socket_.Number(), SHUT_WR);
 }
 
 void RawClient::Reset() {
-  const linger hard = {1, 0};
-  setsockopt(socket_, SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
-  close(std::exchange(socket_, -1));
+  SetOption(socket_, SOL_SOCKET, SO_LINGER, linger{1, 0});
+  const tvl::server::Descriptor closed = std::move(socket_);
 }
 
 void RawClient::AskAheadFor(const std::string& name) const {
-  constexpr int kLittle = 2048;
-  setsockopt(socket_, SOL_SOCKET, SO_RCVBUF, &kLittle, sizeof kLittle);
+  SetOption(socket_, SOL_SOCKET, SO_RCVBUF, 2048);
   std::string packets = PacketBytes("G" + name + "\t@");
   for (int chunks = 0; chunks < 2000; ++chunks) packets += PacketBytes("0");
   Send(packets);

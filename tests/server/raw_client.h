@@ -5,30 +5,29 @@
 #include <string>
 #include <string_view>
 
+#include "server/descriptor.h"
+
+// Who a client says it is.
+struct ClientNames {
+  std::string computer = "pc1";
+  std::string user = "ann";
+  std::string tag = {};
+  std::string client_class = "mgrx";
+};
+
 // The client's side of a connection, byte by byte. A wait that takes half a minute fails with an exception.
 class RawClient {
  public:
   // Connects, from another address of this computer if one is given, and says nothing.
   explicit RawClient(unsigned short port, const char* from = "127.0.0.1");
-  ~RawClient();
-  RawClient(RawClient&& other) noexcept;
-  RawClient(const RawClient&) = delete;
-  RawClient& operator=(const RawClient&) = delete;
-
-  struct Names {
-    std::string client_class = "mgrx";
-    std::string computer = "pc1";
-    std::string user = "ann";
-    std::string tag;
-  };
 
   // Bytes of a handshake, filled up to the least size.
-  static std::string HandshakeBytes(const Names& names);
+  static std::string HandshakeBytes(const ClientNames& names);
   static std::string PacketBytes(std::string_view payload);
 
   // Connected and accepted.
-  static RawClient Entered(unsigned short port) { return Entered(port, Names()); }
-  static RawClient Entered(unsigned short port, const Names& names, const char* from = "127.0.0.1");
+  static RawClient Entered(unsigned short port, const ClientNames& names = {},
+                           const char* from = "127.0.0.1");
 
   void Send(std::string_view bytes) const;  // throws once the server has ended the connection
   void SendPacket(std::string_view payload) const { Send(PacketBytes(payload)); }
@@ -42,8 +41,11 @@ class RawClient {
   // A packet and its answer.
   std::string Ask(std::string_view payload) const;
 
+  // Asks for a lock: its state and the computer that has it, with a tab between.
+  std::string Lock(const std::string& object) const;
+
   // The server has ended the connection, in order or not.
-  [[nodiscard]] bool IsEnded() const;
+  [[nodiscard]] bool IsEnded() const { return ReceiveBytes(1).empty(); }
 
   // The same, if it does so within that time.
   [[nodiscard]] bool EndsWithin(int milliseconds) const;
@@ -57,9 +59,9 @@ class RawClient {
     std::string bytes;
     std::string time;
   };
-  Fetched Get(const std::string& name, const std::string& stamp = "@") const;
-  int Put(const std::string& name, std::string_view bytes, const std::string& stamp = "@",
-          std::size_t chunk = 32760) const;
+  Fetched Get(const std::string& name) const { return Fetch(Ask("G" + name + "\t@")); }
+  Fetched Fetch(std::string answer) const;  // a get that has its first answer
+  int Put(const std::string& name, std::string_view bytes) const;
 
   // Ends everything that goes out, so that the server sees the end of the stream.
   void CloseWriting() const;
@@ -71,7 +73,7 @@ class RawClient {
   void AskAheadFor(const std::string& name) const;
 
  private:
-  int socket_ = -1;
+  tvl::server::Descriptor socket_;
 };
 
 #endif

@@ -1,15 +1,12 @@
 #ifndef TVL_TESTS_SERVER_SERVER_PROCESS_H
 #define TVL_TESTS_SERVER_SERVER_PROCESS_H
 
-#include <sys/types.h>
-
-#include <condition_variable>
+#include <cstdint>
 #include <filesystem>
-#include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
+#include "support/process.h"
 #include "support/store.h"
 #include "support/temp_folder.h"
 
@@ -20,8 +17,13 @@ struct ServedStore {
                        const std::filesystem::path& parent = std::filesystem::temp_directory_path());
 
   [[nodiscard]] std::string Path(const std::string& name) const { return store.rootHost + name; }
-  void Write(const std::string& name, const std::string& bytes) const;
-  [[nodiscard]] std::string Read(const std::string& name) const;
+  void Write(const std::string& name, const std::string& bytes) const {
+    folder.Write("store/" + name, bytes);
+  }
+  [[nodiscard]] std::string Read(const std::string& name) const { return folder.Read("store/" + name); }
+
+  // A file of that many zeros, which takes no room.
+  void WriteZeros(const std::string& name, std::uintmax_t size) const;
 
   // Every file below the root outside the temporary folder, and every part of a put wherever it lies.
   [[nodiscard]] std::vector<std::string> Files() const;
@@ -33,39 +35,27 @@ struct ServedStore {
 // A running tvlserver of a store. Killed with its object if it still runs.
 class ServerProcess {
  public:
-  // `open_files`: how many it may have open; 0: as many as the test.
+  // `before`: what a shell does before it becomes the server.
   explicit ServerProcess(const ServedStore& store, const std::vector<std::string>& options = {},
-                         unsigned long open_files = 0);
-  ~ServerProcess();
-  ServerProcess(const ServerProcess&) = delete;
-  ServerProcess& operator=(const ServerProcess&) = delete;
+                         const std::string& before = ":");
 
   [[nodiscard]] unsigned short Port() const { return port_; }
-  [[nodiscard]] pid_t Pid() const { return pid_; }
+  [[nodiscard]] int Pid() const { return pid_; }
+  void Signal(int signal) const { process_.Signal(signal); }
 
-  void Signal(int signal) const;
+  // Waits for the end: the exit code, or 128 and the signal that ended it.
+  int Wait() { return process_.Finish().exit; }
 
-  // Waits for the end: the exit code, or minus the signal that ended it.
-  int Wait();
+  [[nodiscard]] std::string Log() const { return folder_.Read("log"); }
 
-  [[nodiscard]] bool HasLogged(const std::string& text);
-
-  // Waits until the log has that many lines with the text; false if the server ended before.
-  bool WaitForLog(const std::string& text, int count = 1);
+  // Waits until the log has that many lines with the text; false if it never does.
+  [[nodiscard]] bool WaitForLog(const std::string& text, int count = 1) const;
 
  private:
-  void Start(const ServedStore& store, const std::vector<std::string>& options, unsigned long open_files);
-  void TakePort();
-  void ReadLog(int log);
-  [[nodiscard]] int CountLines(const std::string& text) const;
-
-  pid_t pid_ = -1;
+  TempFolder folder_;
+  Process process_;
   unsigned short port_ = 0;
-  std::thread reader_;
-  std::mutex mutex_;
-  std::condition_variable grown_;
-  std::vector<std::string> lines_;
-  bool ended_ = false;
+  int pid_ = 0;
 };
 
 #endif

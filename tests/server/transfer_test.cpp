@@ -1,10 +1,8 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <zlib.h>
 
 #include <chrono>
-#include <cstring>
 #include <filesystem>
 #include <random>
 #include <stdexcept>
@@ -17,6 +15,7 @@
 #include "server/server_process.h"
 #include "server/store_root.h"
 #include "server/threads.h"
+#include "support/process.h"
 #include "table/ctree_file.h"
 
 namespace {
@@ -33,46 +32,24 @@ string Noise(std::size_t size) {
   return bytes;
 }
 
-string Packed(const string& bytes) {
-  uLongf size = compressBound(bytes.size());
-  string packed(size, '\0');
-  compress(reinterpret_cast<Bytef*>(packed.data()), &size, reinterpret_cast<const Bytef*>(bytes.data()),
-           bytes.size());
-  packed.resize(size);
-  return packed;
-}
-
-string Unpacked(const string& packed, std::size_t size) {
-  string bytes(size + 1, '\0');
-  uLongf length = bytes.size();
-  if (uncompress(reinterpret_cast<Bytef*>(bytes.data()), &length,
-                 reinterpret_cast<const Bytef*>(packed.data()), packed.size()) != Z_OK) {
-    return "no stream";
-  }
-  bytes.resize(length);
-  return bytes;
-}
-
 TEST(Transfer, MovesFilesOfEverySize) {
-  for (const bool zip : {false, true}) {
-    const ServedStore store(zip);
-    const ServerProcess server(store);
-    const RawClient client = RawClient::Entered(server.Port());
-    for (const std::size_t size : {0, 1, 32759, 32760, 32761, 40894, 40895, 40896, 81790, 3000000}) {
-      SCOPED_TRACE(std::to_string(size) + (zip ? " packed" : " plain"));
-      const string bytes = Noise(size);
-      ASSERT_EQ(client.Put("f", zip ? Packed(bytes) : bytes), 0);
-      EXPECT_TRUE(store.Read("f") == bytes);
-      const RawClient::Fetched fetched = client.Get("f");
-      EXPECT_EQ(fetched.code, 0);
-      EXPECT_TRUE((zip ? Unpacked(fetched.bytes, size) : fetched.bytes) == bytes);
-      struct stat status = {};
-      ASSERT_EQ(stat(store.Path("f").c_str(), &status), 0);
-      EXPECT_EQ(fetched.time, std::to_string(status.st_mtim.tv_sec));
-      EXPECT_EQ(status.st_mtim.tv_nsec, 0);
-    }
-    EXPECT_EQ(store.Files(), (std::vector<string>{"f"}));
+  const ServedStore store;
+  const ServerProcess server(store);
+  const RawClient client = RawClient::Entered(server.Port());
+  for (const std::size_t size : {0, 1, 32759, 32760, 32761, 40894, 40895, 40896, 81790, 3000000}) {
+    SCOPED_TRACE(size);
+    const string bytes = Noise(size);
+    ASSERT_EQ(client.Put("f", bytes), 0);
+    EXPECT_TRUE(store.Read("f") == bytes);
+    const RawClient::Fetched fetched = client.Get("f");
+    EXPECT_EQ(fetched.code, 0);
+    EXPECT_TRUE(fetched.bytes == bytes);
+    struct stat status = {};
+    ASSERT_EQ(stat(store.Path("f").c_str(), &status), 0);
+    EXPECT_EQ(fetched.time, std::to_string(status.st_mtim.tv_sec));
+    EXPECT_EQ(status.st_mtim.tv_nsec, 0);
   }
+  EXPECT_EQ(store.Files(), (std::vector<string>{"f"}));
 }
 
 TEST(Transfer, AFileThatIsSentIsTheOneThatWasOpened) {
@@ -83,12 +60,7 @@ TEST(Transfer, AFileThatIsSentIsTheOneThatWasOpened) {
   const RawClient reader = RawClient::Entered(server.Port());
   const string first = reader.Ask("Gf\t@");
   ASSERT_EQ(RawClient::Entered(server.Port()).Put("f", "new"), 0);
-  string bytes = first.substr(first.find('\0', 2) + 3);
-  for (string chunk = reader.Ask("0"); chunk.size() > 2 && (chunk[0] != 0 || chunk[1] != 0);
-       chunk = reader.Ask("0")) {
-    bytes += chunk.substr(2);
-  }
-  EXPECT_TRUE(bytes == old);
+  EXPECT_TRUE(reader.Fetch(first).bytes == old);
   EXPECT_EQ(reader.Get("f").bytes, "new");
 }
 
@@ -97,16 +69,11 @@ TEST(Transfer, AFileThatShrinksIsNotSentAsAWholeOne) {
   store.Write("f", Noise(500000));
   const ServerProcess server(store);
   const RawClient client = RawClient::Entered(server.Port());
-  EXPECT_EQ(client.Ask("Gf\t@")[0], '0');
+  const string first = client.Ask("Gf\t@");
+  EXPECT_EQ(first[0], '0');
   std::filesystem::resize_file(store.Path("f"), 50000);
-  std::optional<string> answer;
-  int chunks = 0;
-  do {
-    ASSERT_LT(++chunks, 20);
-    client.SendPacket("0");
-    answer = client.Receive();
-  } while (answer && (answer->at(0) != 0 || answer->at(1) != 0));
-  EXPECT_FALSE(answer.has_value());
+  EXPECT_THROW(client.Fetch(first), std::runtime_error);
+  EXPECT_TRUE(client.IsEnded());
 }
 
 TEST(Transfer, ReplacesNoFileThatSomebodyHolds) {
@@ -224,6 +191,46 @@ TEST(Transfer, HashesAFileOnceForAllWhoAsk) {
   const string right = SignatureOf(settling, folder.Host("f"));
   InThreads(4, [&](int) { EXPECT_EQ(SignatureOf(hashes, folder.Host("f")), right); });
   EXPECT_EQ(hashes.Computed(), 1U);
+}
+
+// The command-line client in front of a server, with files that travel as they are, and compressed ones.
+class CommandOverTcp : public testing::TestWithParam<bool> {
+ protected:
+  [[nodiscard]] ProcessResult Tvl(const std::vector<string>& arguments) const {
+    ProcessStart start = {{TVL_PROGRAM, "--tcp", "127.0.0.1:" + std::to_string(server_.Port()), "--work",
+                           work_.Host(), "--json"}};
+    start.command.insert(start.command.end(), arguments.begin(), arguments.end());
+    return RunProcess(start);
+  }
+
+  ServedStore store_{GetParam()};
+  ServerProcess server_{store_};
+  TempFolder work_;
+};
+
+INSTANTIATE_TEST_SUITE_P(Zip, CommandOverTcp, testing::Bool());
+
+TEST_P(CommandOverTcp, MovesFilesAndHoldsLocks) {
+  const string bytes = string(1000000, 'a') + Noise(1000000);
+  work_.Write("a.txt", bytes);
+  EXPECT_NE(Tvl({"put", "a.txt"}).out.find("\"transferred\""), string::npos);
+  EXPECT_TRUE(store_.Read("a.txt") == bytes);
+  EXPECT_NE(Tvl({"get", "a.txt", "b.txt"}).out.find("\"transferred\""), string::npos);
+  EXPECT_TRUE(work_.Read("b.txt") == bytes);
+  EXPECT_EQ(Tvl({"get", "a.txt", "b.txt"}).out.find("\"transferred\""), string::npos);
+  EXPECT_EQ(Tvl({"get", "missing"}).exit, 6);
+  const ProcessResult info = Tvl({"info"});
+  EXPECT_EQ(info.exit, 0);
+  EXPECT_NE(info.out.find("\"short_name\":\"short\",\"long_name\":\"long\",\"instance\":1"), string::npos)
+      << info.out;
+  EXPECT_EQ(Tvl({"lock", "ORD1", "--", "sh", "-c", "exit 7"}).exit, 7);
+  EXPECT_EQ(Tvl({"unlock", "ORD1"}).exit, 0);
+  const RawClient other = RawClient::Entered(server_.Port());
+  EXPECT_EQ(other.Lock("ORD1"), "1\tpc1");
+  EXPECT_EQ(Tvl({"lock", "ORD1", "--", "true"}).exit, 4);
+  for (const char* missing : {"who", "locks"}) {
+    EXPECT_NE(Tvl({missing}).out.find("\"code\":1,"), string::npos) << missing;
+  }
 }
 
 }  // namespace

@@ -92,9 +92,10 @@ void Process::Signal(int signal) const {
 // False, and the descriptor closed, at the end of the stream.
 bool Process::ReadBlock(int& descriptor, std::string& text) const {
   pollfd wanted = {descriptor, POLLIN, 0};
-  if (poll(&wanted, 1, kPatience) == 0) kill(pid_, SIGKILL);
+  const bool ready = poll(&wanted, 1, kPatience) == 1;
+  if (!ready) kill(pid_, SIGKILL);
   std::array<char, 65536> block = {};
-  const ssize_t count = read(descriptor, block.data(), block.size());
+  const ssize_t count = ready ? read(descriptor, block.data(), block.size()) : 0;
   if (count > 0) text.append(block.data(), static_cast<std::size_t>(count));
   if (count <= 0) CloseOnce(descriptor);
   return count > 0;
@@ -115,7 +116,11 @@ bool Process::AwaitOutput() const {
 void Process::ReadBoth() {
   while (out_ >= 0 || err_ >= 0) {
     std::array<pollfd, 2> wanted = {{{out_, POLLIN, 0}, {err_, POLLIN, 0}}};
-    if (poll(wanted.data(), wanted.size(), kPatience) == 0) kill(pid_, SIGKILL);
+    const bool silent = poll(wanted.data(), wanted.size(), kPatience) == 0;
+    if (silent) {
+      kill(pid_, SIGKILL);
+      return;  // a process that it started may hold the streams open for long
+    }
     if (wanted[0].revents != 0) ReadBlock(out_, result_.out);
     if (wanted[1].revents != 0) ReadBlock(err_, result_.err);
   }

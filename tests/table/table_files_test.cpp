@@ -64,7 +64,7 @@ class TableFilesTest : public testing::Test {
     EXPECT_EQ(block.length, static_cast<std::uint32_t>(rows) * kRow);
     Keys found;
     for (int row = 0; row < rows; ++row) {
-      const std::string image(reinterpret_cast<char*>(block.data) + row * kRow, kRow);
+      const std::string image(reinterpret_cast<char*>(block.data) + std::ptrdiff_t{row} * kRow, kRow);
       const std::string key = keyNumber == 1 ? image.substr(0, kKey1) : image.substr(kKey1 + 1, kKey2);
       const std::string record = image.substr(kKey1 + kKey2 + 2);
       EXPECT_EQ(image, keyNumber == 1 ? Row(key, "", record) : Row("", key, record));
@@ -126,21 +126,21 @@ TEST_F(TableFilesTest, ReadsByKeyAndByPrefix) {
   WriteKeys({"a1", "a2", "b1", "B2", "c"});
   const struct {
     int prefix;
-    std::string list;
     int keyNumber;
+    std::string list;
     Keys found;
   } cases[] = {
-      {1, "a", 1, {"a1", "a2"}},
-      {1, "b", 1, {"b1"}},  // with case
-      {1, ",,", 1, {}},
-      {1, "x,c,a2", 1, {"c", "a2"}},          // in the order of the list
-      {1, ",a,,a1,", 1, {"a1", "a2", "a1"}},  // overlapping
-      {1, "abcdefg", 1, {}},                  // longer than the key
-      {1, std::string(2000, 'a'), 1, {}},
-      {0, "a1,a,a3,c   ", 1, {"a1", "c"}},  // a short key is completed
-      {0, "a", 2, {"a"}},                   // the first of two
-      {1, "a", 2, {"a"}},                   // the next read goes behind the key found
-      {1, "a", 3, {}},
+      {1, 1, "a", {"a1", "a2"}},
+      {1, 1, "b", {"b1"}},  // with case
+      {1, 1, ",,", {}},
+      {1, 1, "x,c,a2", {"c", "a2"}},          // in the order of the list
+      {1, 1, ",a,,a1,", {"a1", "a2", "a1"}},  // overlapping
+      {1, 1, "abcdefg", {}},                  // longer than the key
+      {1, 1, std::string(2000, 'a'), {}},
+      {0, 1, "a1,a,a3,c   ", {"a1", "c"}},  // a short key is completed
+      {0, 2, "a", {"a"}},                   // the first of two
+      {1, 2, "a", {"a"}},                   // the next read goes behind the key found
+      {1, 3, "a", {}},
   };
   for (const auto& test : cases)
     EXPECT_EQ(Read(test.prefix, test.list, test.keyNumber), test.found) << test.list;
@@ -177,23 +177,23 @@ TEST_F(TableFilesTest, WritesRowByRowUntilOneFails) {
 TEST_F(TableFilesTest, DeletesByKeysAndByPrefix) {
   const struct {
     int prefix;
-    const char* list;
     int code;
+    const char* list;
     Keys left;
   } cases[] = {
-      {0, "a1,a;", TVL_OK, {"a2", "b1", "b2"}},
-      {0, "a1,;b1,", TVL_OK, {"a2", "b2"}},                       // by key 1 alone
-      {0, ",b;", TVL_OK, {"a1", "a2"}},                           // by key 2 alone
-      {0, "a1,b;", TVL_ERR_RS_DELETE, {"a1", "a2", "b1", "b2"}},  // both must fit
-      {0, "a1,;zz,;b1,", TVL_ERR_RS_DELETE, {"a2", "b1", "b2"}},
-      {0, "a1,a;no entry", TVL_OK, {"a2", "b1", "b2"}},
-      {0, "", TVL_OK, {"a1", "a2", "b1", "b2"}},
-      {0, ",;", TVL_ERR_RS_DELETE, {"a1", "a2", "b1", "b2"}},  // no key at all
-      {1, "a,ignored;", TVL_OK, {"b1", "b2"}},
-      {1, "A,;x,;b1,", TVL_OK, {"a1", "a2", "b2"}},
-      {1, ",;", TVL_OK, {"a1", "a2", "b1", "b2"}},
-      {1, "a1   ,;", TVL_OK, {"a1", "a2", "b1", "b2"}},  // longer than the key
-      {1, "a1  ,;", TVL_OK, {"a2", "b1", "b2"}},
+      {0, TVL_OK, "a1,a;", {"a2", "b1", "b2"}},
+      {0, TVL_OK, "a1,;b1,", {"a2", "b2"}},                       // by key 1 alone
+      {0, TVL_OK, ",b;", {"a1", "a2"}},                           // by key 2 alone
+      {0, TVL_ERR_RS_DELETE, "a1,b;", {"a1", "a2", "b1", "b2"}},  // both must fit
+      {0, TVL_ERR_RS_DELETE, "a1,;zz,;b1,", {"a2", "b1", "b2"}},
+      {0, TVL_OK, "a1,a;no entry", {"a2", "b1", "b2"}},
+      {0, TVL_OK, "", {"a1", "a2", "b1", "b2"}},
+      {0, TVL_ERR_RS_DELETE, ",;", {"a1", "a2", "b1", "b2"}},  // no key at all
+      {1, TVL_OK, "a,ignored;", {"b1", "b2"}},
+      {1, TVL_OK, "A,;x,;b1,", {"a1", "a2", "b2"}},
+      {1, TVL_OK, ",;", {"a1", "a2", "b1", "b2"}},
+      {1, TVL_OK, "a1   ,;", {"a1", "a2", "b1", "b2"}},  // longer than the key
+      {1, TVL_OK, "a1  ,;", {"a2", "b1", "b2"}},
   };
   for (const auto& test : cases) {
     WriteKeys({"a1", "a2", "b1", "b2"});

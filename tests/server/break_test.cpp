@@ -3,7 +3,6 @@
 
 #include <stdexcept>
 
-#include "server/raw_client.h"
 #include "server/server_process.h"
 
 // What is left when somebody dies in the middle: the stored file whole, no litter, and the locks free.
@@ -38,30 +37,31 @@ TEST(BreakingOff, AtAnyPacketLeavesTheOldFileAndFreesTheLocks) {
                   }}};
   const StoreOfOne store;
   const ServerProcess server(store);
-  int ended = 0;
+  int entered = 0;
   for (const auto& ending : endings) {
     for (const char letter : {'P', 'G'}) {
       for (std::size_t sent = 1; sent <= Packets(letter).size(); ++sent) {
         SCOPED_TRACE(letter + (" by " + string(ending.name)) + " behind packet " + std::to_string(sent));
-        RawClient client = RawClient::Entered(server.Port());
+        const string user = "ann" + std::to_string(++entered);
+        RawClient client = server.Enter({"pc1", user});
         EXPECT_EQ(client.Lock("ORD1"), "1\tpc1");
         for (std::size_t i = 0; i < sent; ++i) EXPECT_FALSE(client.Ask(Packets(letter)[i]).empty());
         ending.break_off(client);
-        ASSERT_TRUE(server.WaitForLog(" end seconds=", ++ended));
+        ASSERT_TRUE(server.WaitForLog("/" + user + "/mgrx#1\" end "));
         EXPECT_TRUE(store.Read("f") == store.old);
         EXPECT_EQ(store.Files(), std::vector<string>{"f"});
         EXPECT_TRUE(store.store.Markers().empty());
       }
     }
   }
-  EXPECT_EQ(RawClient::Entered(server.Port(), {"pc2"}).Lock("ORD1"), "1\tpc2");
+  EXPECT_EQ(server.Enter({"pc2"}).Lock("ORD1"), "1\tpc2");
 }
 
 // Clients of which each has a lock and is in the middle of a put or a get.
 std::vector<RawClient> Busy(const ServerProcess& server) {
   std::vector<RawClient> clients;
   for (const string command : {"Pf\t@", "Pnew/g\t@", "Gf\t@"}) {
-    const RawClient& client = clients.emplace_back(RawClient::Entered(server.Port()));
+    const RawClient& client = clients.emplace_back(server.Enter());
     EXPECT_EQ(client.Lock(command.substr(0, 2)), "1\tpc1");
     EXPECT_EQ(client.Ask(command)[0], '0');
     if (command[0] == 'P') {
@@ -72,7 +72,7 @@ std::vector<RawClient> Busy(const ServerProcess& server) {
 }
 
 void ExpectLocksFree(const ServerProcess& server) {
-  const RawClient client = RawClient::Entered(server.Port(), {"pc2"});
+  const RawClient client = server.Enter({"pc2"});
   for (const char* object : {"Pf", "Pn", "Gf"}) EXPECT_EQ(client.Lock(object), "1\tpc2") << object;
 }
 
@@ -96,7 +96,7 @@ TEST(BreakingOff, AKilledServerLeavesTheStoreWhole) {
 TEST(BreakingOff, AServerSparesThePartsOfOneThatLives) {
   const ServedStore store;
   const ServerProcess first(store);
-  const RawClient client = RawClient::Entered(first.Port());
+  const RawClient client = first.Enter();
   EXPECT_EQ(client.Ask("Pf\t@"), "0");
   EXPECT_EQ(client.Ask("0half"), "0");
   const ServerProcess second(store);
@@ -109,12 +109,12 @@ TEST(BreakingOff, ATerminatedServerDropsWhatDoesNotEnd) {
   const StoreOfOne store;
   ServerProcess server(store);
   const std::vector<RawClient> clients = Busy(server);
-  const RawClient idle = RawClient::Entered(server.Port());
-  const RawClient ending = RawClient::Entered(server.Port());
+  const RawClient idle = server.Enter();
+  const RawClient ending = server.Enter();
   EXPECT_EQ(ending.Ask("Pended\t@"), "0");
   server.Signal(SIGTERM);
   EXPECT_TRUE(idle.IsEnded());  // who is doing nothing is sent away at once
-  EXPECT_THROW(RawClient::Entered(server.Port()), std::runtime_error);
+  EXPECT_THROW(server.Enter(), std::runtime_error);
   EXPECT_EQ(ending.Ask("0in time"), "0");
   EXPECT_EQ(ending.Ask("0")[0], '0');
   EXPECT_EQ(server.Wait(), 0);
@@ -131,7 +131,7 @@ TEST(BreakingOff, NobodyWaitsForAnIdleServerOrBehindASecondSignal) {
   idle.Signal(SIGINT);
   EXPECT_EQ(idle.Wait(), 0);
   ServerProcess server(store);
-  const RawClient client = RawClient::Entered(server.Port());
+  const RawClient client = server.Enter();
   EXPECT_EQ(client.Ask("Pf\t@"), "0");
   server.Signal(SIGTERM);
   ASSERT_TRUE(server.WaitForLog(" stop "));

@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <optional>
 
-#include "server/raw_client.h"
 #include "server/server_process.h"
 #include "tcp/script.h"
 
@@ -26,18 +25,17 @@ class Player {
     if (step.verb == "serve" || step.verb == "connect") {
       clients_.emplace_back(server_->Port());  // the others stay as they are until the case ends
     } else if (step.verb == "enter") {
-      clients_.back().Send(RawClient::HandshakeBytes(Names(words)));
-      EXPECT_TRUE(clients_.back().Receive().value_or("").starts_with("TVL\t0\t"));
-    } else if (step.verb == "client") {
-      clients_.back().Send(step.bytes.text);
-    } else if (step.verb == "client-packet") {
-      clients_.back().SendPacket(step.bytes.text);
+      ClientNames names;
+      if (!words.empty()) names = {words.at(1), words.at(2), words.at(3), words.at(0)};
+      clients_.back().Send(RawClient::HandshakeBytes(names));
+      EXPECT_TRUE(clients_.back().Receive().starts_with("TVL\t0\t"));
+    } else if (step.verb == "client" || step.verb == "client-packet") {
+      const string& text = step.bytes.text;
+      clients_.back().Send(step.verb == "client" ? text : RawClient::PacketBytes(text));
     } else if (step.verb == "client-ends") {
       clients_.back().CloseWriting();
-    } else if (step.verb == "server") {
-      Expect(step.bytes);
-    } else if (step.verb == "server-packet") {
-      Expect(Packet(WithPid(step.bytes), 0));
+    } else if (step.verb == "server" || step.verb == "server-packet") {
+      Expect(step.verb == "server" ? step.bytes : Packet(WithPid(step.bytes), 0));
     } else if (step.verb == "server-ends") {
       EXPECT_TRUE(clients_.back().IsEnded());
     } else if (step.verb == "store") {
@@ -52,11 +50,6 @@ class Player {
   }
 
  private:
-  static ClientNames Names(const std::vector<string>& words) {
-    if (words.empty()) return {};
-    return {words.at(1), words.at(2), words.at(3), words.at(0)};
-  }
-
   [[nodiscard]] Bytes WithPid(const Bytes& bytes) const {
     constexpr std::string_view kPid = "{pid}";
     string text = bytes.text;

@@ -5,7 +5,6 @@
 #include <stdexcept>
 
 #include "server/log.h"
-#include "server/raw_client.h"
 #include "server/server_process.h"
 #include "server/threads.h"
 
@@ -21,10 +20,10 @@ TEST(Limits, ClientsThatSendNoWholePacketInTimeAreSentAway) {
   const RawClient half(server.Port());
   half.Send("#");
   EXPECT_TRUE(half.IsEnded());
-  const RawClient idle = RawClient::Entered(server.Port());
+  const RawClient idle = server.Enter();
   EXPECT_EQ(idle.Lock("ORD1"), "1\tpc1");
   EXPECT_TRUE(idle.IsEnded());
-  const RawClient dribbling = RawClient::Entered(server.Port(), {"pc2"});
+  const RawClient dribbling = server.Enter({"pc2"});
   EXPECT_EQ(dribbling.Lock("ORD1"), "1\tpc2");
   dribbling.Send(RawClient::PacketBytes(string(1000, 'L')).substr(0, 4));
   bool ended = false;
@@ -46,17 +45,14 @@ TEST(Limits, RefusedClientsThatFloodHinderNobody) {
   std::atomic<int> ended{0};
   InThreads(kFlooding + 1, [&](int i) {
     if (i == kFlooding) {
-      const RawClient client = RawClient::Entered(server.Port(), {.tag = "good"});
+      const RawClient client = server.Enter({.tag = "good"});
       for (int asked = 0; asked < 5; ++asked) EXPECT_EQ(client.Put("f", "x"), 0);
       EXPECT_EQ(ended, 0);
       return;
     }
     const RawClient client(server.Port());
     client.Send(RawClient::HandshakeBytes({}));
-    const auto send_all = [&] {
-      for (;;) client.Send(flood);
-    };
-    EXPECT_THROW(send_all(), std::runtime_error);  // until its time is over
+    EXPECT_THROW(for (;;) client.Send(flood), std::runtime_error);  // until its time is over
     ++ended;
   });
 }
@@ -65,7 +61,7 @@ TEST(Limits, AClientThatTakesNothingIsGivenUp) {
   const ServedStore store;
   store.WriteZeros("big", 100'000'000);
   const ServerProcess server(store, {"--send-timeout", "0.2"});
-  const RawClient client = RawClient::Entered(server.Port());
+  const RawClient client = server.Enter();
   client.AskAheadFor("big");
   EXPECT_TRUE(server.WaitForLog("out of time"));
 }
@@ -74,10 +70,10 @@ TEST(Limits, ClientsAreAsManyAsFilesMayBeOpen) {
   const ServedStore store;
   const ServerProcess server(store, {"--port-file", store.folder.Host("port")}, "ulimit -n 168");
   EXPECT_NE(server.Log().find("open files suffice for 2 clients"), string::npos);
-  const RawClient first = RawClient::Entered(server.Port());
+  const RawClient first = server.Enter();
   EXPECT_EQ(store.folder.Read("port"), std::to_string(server.Port()) + "\n");
-  const RawClient second = RawClient::Entered(server.Port());
-  EXPECT_THROW(RawClient::Entered(server.Port()), std::runtime_error);
+  const RawClient second = server.Enter();
+  EXPECT_THROW(server.Enter(), std::runtime_error);
 }
 
 // Files so long that comparing them goes on as long as the server runs, from more clients than it has
@@ -88,10 +84,10 @@ TEST(Limits, ClientsThatHaveFilesHashedHinderNobody) {
   const ServerProcess server(store);
   std::vector<RawClient> clients;
   for (int i = 0; i < 8; ++i) {
-    clients.push_back(RawClient::Entered(server.Port()));
+    clients.push_back(server.Enter());
     clients.back().SendPacket((i % 2 == 0 ? "Ghuge\t4000000000|" : "Phuge\t4000000000|") + string(40, '0'));
   }
-  const RawClient client = RawClient::Entered(server.Port());
+  const RawClient client = server.Enter();
   EXPECT_EQ(client.Put("f", "x"), 0);
   EXPECT_EQ(client.Get("f").bytes, "x");
   EXPECT_EQ(server.Log().find("huge"), string::npos);
@@ -104,7 +100,7 @@ TEST(Limits, TwoHundredAtOnceGetWhatIsTheirs) {
   std::atomic<int> right{0};
   std::atomic<int> owners{0};
   InThreads(kClients, [&](int i) {
-    const RawClient client = RawClient::Entered(server.Port(), {"pc" + std::to_string(i % 7)});
+    const RawClient client = server.Enter({"pc" + std::to_string(i % 7)});
     const string name = "folder" + std::to_string(i % 10) + "/" + std::to_string(i);
     const string bytes(1000 * static_cast<std::size_t>(i) + 1, static_cast<char>(i));
     const bool stored = client.Put(name, bytes) == 0;
@@ -131,11 +127,11 @@ TEST(Limits, SlowClientsDelayNobody) {
   const ServerProcess server(store);
   std::vector<RawClient> slow;
   for (int i = 0; i < 20; ++i) {
-    slow.push_back(RawClient::Entered(server.Port()));
+    slow.push_back(server.Enter());
     slow.back().AskAheadFor("big");
     slow.emplace_back(server.Port()).Send("#");  // and one that doesn't even say who it is
   }
-  const RawClient client = RawClient::Entered(server.Port());
+  const RawClient client = server.Enter();
   const auto began = std::chrono::steady_clock::now();
   for (int i = 0; i < 100; ++i) {
     ASSERT_EQ(client.Get("small").bytes, "small");

@@ -6,7 +6,6 @@
 #include <filesystem>
 
 #include "presence/connection.h"
-#include "server/raw_client.h"
 #include "server/server_process.h"
 #include "server/threads.h"
 
@@ -23,7 +22,7 @@ int StateOf(CTVLClientOpr& directory, Operation operation, const char* object, c
   return state;
 }
 
-class LocksOfADirectory : public testing::Test {
+class Locks : public testing::Test {
  protected:
   void SetUp() override { ASSERT_EQ(store.store.Connect(directory), 0); }
 
@@ -32,7 +31,7 @@ class LocksOfADirectory : public testing::Test {
   CTVLClientSmbOpr directory;
 };
 
-TEST_F(LocksOfADirectory, AreSeenFromTheServerAndTheOtherWayRound) {
+TEST_F(Locks, AreSeenFromTheServerAndTheOtherWayRound) {
   const string here = directory.ComputerName();
   const struct {
     string computer;
@@ -41,7 +40,7 @@ TEST_F(LocksOfADirectory, AreSeenFromTheServerAndTheOtherWayRound) {
   } rows[] = {{here, "127.0.0.1", 2}, {"elsewhere", "127.0.0.1", 3}, {here, "127.0.0.2", 3}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.computer + " " + row.address);
-    const RawClient client = RawClient::Entered(server.Port(), {row.computer}, row.address);
+    const RawClient client = server.Enter({row.computer}, row.address);
     const string state = std::to_string(row.state) + "\t" + here;
     char computer[64] = {};
     ASSERT_EQ(StateOf(directory, &CTVLClientOpr::Lock, "A"), 1);
@@ -55,7 +54,7 @@ TEST_F(LocksOfADirectory, AreSeenFromTheServerAndTheOtherWayRound) {
   }
 }
 
-TEST_F(LocksOfADirectory, ComeWithPresenceOnBothSides) {
+TEST_F(Locks, ComeWithPresenceOnBothSides) {
   const auto others = [&] {
     int count = -1;
     CString list;
@@ -66,67 +65,63 @@ TEST_F(LocksOfADirectory, ComeWithPresenceOnBothSides) {
   const RawClient client(server.Port());
   client.Send(RawClient::HandshakeBytes({here}));
   // The directory's client is the first.
-  EXPECT_TRUE(client.Receive().value_or("").starts_with("TVL\t0\t2\t"));
+  EXPECT_TRUE(client.Receive().starts_with("TVL\t0\t2\t"));
   EXPECT_TRUE(others().starts_with("1 " + here + "-7f000001-002.")) << others();
   client.Leave();
   EXPECT_EQ(others(), "0 ");
 }
 
 // All rows have the server's process id, and the next client with these names gets the same number.
-TEST(Locks, OfAClientThatIsGoneDoNotComeBack) {
-  const ServedStore store;
-  const ServerProcess server(store);
-  const RawClient other = RawClient::Entered(server.Port(), {"pc2"});
+TEST_F(Locks, OfAClientThatIsGoneDoNotComeBack) {
+  const RawClient other = server.Enter({"pc2"});
   const char* const objects[] = {"a", "z", "\x7e\x7e\xE9"};
   {
-    const RawClient client = RawClient::Entered(server.Port());
+    const RawClient client = server.Enter();
     EXPECT_EQ(client.Lock("a"), "1\tpc1");
     EXPECT_EQ(other.Lock("m"), "1\tpc2");
     for (const char* object : objects) EXPECT_EQ(client.Lock(object), "1\tpc1");
     client.Leave();
   }
-  const RawClient again = RawClient::Entered(server.Port());
+  const RawClient again = server.Enter();
   for (const char* object : objects) EXPECT_EQ(other.Lock(object), "1\tpc2") << object;
   EXPECT_EQ(again.Lock("m"), "3\tpc2");
 }
 
 // A killed server's rows, and a new one that has its process id, as happens in containers.
-TEST(Locks, OfAnEarlierLifeGoWithTheFirstEntrance) {
-  const ServedStore store;
-  const ServerProcess server(store);
-  CConnection earlier(store.store.locks.c_str(), store.store.procs.c_str(), "mgrx", "pc1", "127.0.0.1",
-                      "ann");
+TEST_F(Locks, OfAnEarlierLifeGoWithTheFirstEntrance) {
+  const Store& files = store.store;
+  CConnection earlier(files.locks.c_str(), files.procs.c_str(), "mgrx", "pc1", "127.0.0.1", "ann");
   earlier.pid = static_cast<unsigned int>(server.Pid());
   earlier.instance = 1;
   ASSERT_EQ(earlier.Lock("a"), 1);
-  const RawClient other = RawClient::Entered(server.Port(), {"pc2"});
+  const RawClient other = server.Enter({"pc2"});
   EXPECT_EQ(other.Lock("m"), "1\tpc2");
-  const RawClient client = RawClient::Entered(server.Port());
+  const RawClient client = server.Enter();
   EXPECT_EQ(other.Lock("a"), "1\tpc2");
 }
 
 // Its locks would count for nobody else.
-TEST(Locks, AreNotForClientsWithoutPresence) {
+TEST(LocksOfClients, AreNotForClientsWithoutPresence) {
   const ServedStore store;
   std::filesystem::remove(store.Path("tmp/procs"));
   store.Write("tmp/procs", "a file where the folder should be");
   const ServerProcess server(store);
-  const RawClient absent = RawClient::Entered(server.Port());
+  const RawClient absent = server.Enter();
   EXPECT_EQ(absent.Ask("La"), "0");
   EXPECT_EQ(absent.Ask("la"), "0");
   std::filesystem::remove(store.Path("tmp/procs"));
   std::filesystem::create_directory(store.Path("tmp/procs"));
-  const RawClient client = RawClient::Entered(server.Port(), {"pc2"});
+  const RawClient client = server.Enter({"pc2"});
   EXPECT_EQ(client.Lock("a"), "1\tpc2");
   EXPECT_EQ(absent.Lock("a"), "3\tpc2");
 }
 
 // Each takes the lock until both have had it often enough. Whoever has it makes a file that nobody else may
 // have made.
-TEST_F(LocksOfADirectory, AreNeverHeldByAClientOfTheServerAsWell) {
+TEST_F(Locks, AreNeverHeldByAClientOfTheServerAsWell) {
   constexpr int kTimes = 60;
   const string witness = store.folder.Host("witness");
-  const RawClient client = RawClient::Entered(server.Port());
+  const RawClient client = server.Enter();
   std::atomic<int> satisfied{0};
   std::atomic<int> clashes{0};
   InThreads(2, [&](int i) {

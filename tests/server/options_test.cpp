@@ -3,14 +3,17 @@
 #include <gtest/gtest.h>
 
 #include <optional>
+#include <stdexcept>
 
 #include "server/server_process.h"
-#include "support/process.h"
 
 namespace {
 
 using std::string;
+using tvl::server::AllowedAddresses;
 using tvl::server::Options;
+using tvl::server::Right;
+using tvl::server::Tags;
 
 std::optional<Options> Parsed(std::vector<string> words) {
   words.insert(words.begin(), {"tvlserver", "--config", "/dev/null"});
@@ -66,19 +69,84 @@ TEST(Options, WrongOnesAreRefused) {
 }
 
 TEST(Options, AProgramThatCannotServeSaysSoByItsExit) {
-  const struct {
-    std::vector<string> options;
-    int exit;
-  } rows[] = {{{"--version"}, 0},
-              {{"--help"}, 0},
-              {{}, 2},
-              {{"--config", "/nowhere/tvl.ini"}, 2},
-              {{"--config", "/dev/null"}, 1}};
-  for (const auto& row : rows) {
-    ProcessStart start = {{TVL_SERVER_PROGRAM}};
-    start.command.insert(start.command.end(), row.options.begin(), row.options.end());
-    EXPECT_EQ(RunProcess(start).exit, row.exit) << testing::PrintToString(row.options);
+  const std::pair<std::vector<string>, int> rows[] = {{{"--version"}, 0},
+                                                      {{"--help"}, 0},
+                                                      {{}, 2},
+                                                      {{"--config", "/nowhere/tvl.ini"}, 2},
+                                                      {{"--config", "/dev/null"}, 1}};
+  for (auto [command, exit] : rows) {
+    command.insert(command.begin(), TVL_SERVER_PROGRAM);
+    EXPECT_EQ(RunProcess({command}).exit, exit) << testing::PrintToString(command);
   }
+}
+
+TEST(Access, IsByNetwork) {
+  const struct {
+    std::vector<string> networks, in, out;
+  } rows[] = {
+      {{}, {"203.0.113.9"}, {}},
+      {{"10.0.0.0/8"}, {"10.255.0.1", "::ffff:10.0.0.1"}, {"11.0.0.1"}},
+      {{"10.1.2.3/8"}, {"10.9.9.9"}, {}},  // the bits behind the network's don't count
+      {{"192.168.1.7"}, {"192.168.1.7"}, {"192.168.1.8"}},
+      {{"192.168.1.7", "10.0.0.0/8"}, {"10.0.0.1"}, {}},
+      {{"0.0.0.0/0"}, {"198.51.100.1"}, {"2001:db8::1"}},
+      {{"2001:db8::/32"}, {"2001:db8:1::1"}, {"2001:db9::1", "10.0.0.1"}},
+      {{"fe80::/10"}, {"fe80::1%1"}, {}},
+  };
+  for (const auto& row : rows) {
+    AllowedAddresses allowed;
+    for (const string& network : row.networks) allowed.Add(network);
+    const auto allows = [&](const string& text) { return allowed.Allows(asio::ip::make_address(text)); };
+    for (const string& address : row.in) EXPECT_TRUE(allows(address)) << address;
+    for (const string& address : row.out) EXPECT_FALSE(allows(address)) << address;
+  }
+  for (const char* wrong : {"", "10.0.0", "10.0.0.0/33", "here", "10.0.0.0/", "::/129"}) {
+    EXPECT_THROW(AllowedAddresses().Add(wrong), std::runtime_error) << wrong;
+  }
+}
+
+TEST(Access, IsByTag) {
+  const TempFolder folder;
+  folder.Write("tags",
+               "# who may what\n\nreader read\n  two words\twrite \r\nboth read\nboth write\nread write\n");
+  const Tags tags(folder.Host("tags"));
+  EXPECT_EQ(tags.RightOf("reader"), Right::kRead);
+  for (const char* tag : {"two words", "both", "read"}) EXPECT_EQ(tags.RightOf(tag), Right::kWrite) << tag;
+  for (const char* tag : {"", "reade", "readerr", "readerreader", "# who may"}) {
+    EXPECT_EQ(tags.RightOf(tag), Right::kNone) << tag;
+  }
+  EXPECT_EQ(Tags().RightOf("anybody"), Right::kWrite);
+  for (const char* wrong : {"tag\n", "tag reads\n", "tag read write it\n"}) {
+    folder.Write("wrong", wrong);
+    EXPECT_THROW(Tags(folder.Host("wrong")), std::runtime_error) << wrong;
+  }
+  EXPECT_THROW(Tags(folder.Host("missing")), std::runtime_error);
+}
+
+// What a refused client sees: the code, and then the connection stays until the client ends it.
+void ExpectRefused(unsigned short port, const string& tag) {
+  const RawClient client(port);
+  client.Send(RawClient::HandshakeBytes({.tag = tag}) + RawClient::PacketBytes("Gahead\t@"));
+  EXPECT_EQ(client.Receive(), "TVL\t10");
+  client.SendPacket("Gmore\t@");
+  client.SendPacket("X");
+  EXPECT_TRUE(client.IsEnded());
+}
+
+TEST(Access, RefusesOnAServer) {
+  const ServedStore store;
+  store.Write("a.txt", "Hello");
+  store.folder.Write("tags", "reads read\nwrites write\n");
+  const ServerProcess server(store, {"--tags", store.folder.Host("tags"), "--max-clients", "2"});
+  ExpectRefused(server.Port(), "");
+  const RawClient reader = server.Enter({.tag = "reads"});
+  EXPECT_EQ(reader.Get("a.txt").bytes, "Hello");
+  EXPECT_EQ(reader.Put("b.txt", "x"), 20);
+  EXPECT_EQ(reader.Lock("ORD1"), "1\tpc1");
+  const RawClient writer = server.Enter({.tag = "writes"});
+  EXPECT_EQ(writer.Put("b.txt", "x"), 0);
+  ExpectRefused(server.Port(), "writes");  // the third of two
+  EXPECT_EQ(store.Files(), (std::vector<string>{"a.txt", "b.txt"}));
 }
 
 }  // namespace

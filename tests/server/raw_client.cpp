@@ -66,13 +66,6 @@ std::string RawClient::PacketBytes(std::string_view payload) {
   return Head('?', payload.size() + 4, '?') + std::string(payload);
 }
 
-RawClient RawClient::Entered(unsigned short port, const ClientNames& names, const char* from) {
-  RawClient client(port, from);
-  client.Send(HandshakeBytes(names));
-  if (!client.Receive().value_or("").starts_with("TVL\t0\t")) throw std::runtime_error("refused");
-  return client;
-}
-
 void RawClient::Send(std::string_view bytes) const {
   while (!bytes.empty()) {
     const ssize_t sent = send(socket_.Number(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
@@ -89,21 +82,13 @@ std::string RawClient::ReceiveBytes(std::size_t count) const {
   return bytes;
 }
 
-std::optional<std::string> RawClient::Receive() const {
+std::string RawClient::Receive() const {
   const std::string head = ReceiveBytes(4);
-  if (head.size() < 4) return std::nullopt;
-  const std::size_t length = ReadLength(head.data() + 1);
+  const std::size_t length = head.size() < 4 ? 0 : ReadLength(head.data() + 1);
   if (length > kMostPayload) throw std::runtime_error("payload too long");
   std::string payload = ReceiveBytes(length);
-  if (payload.size() < length) return std::nullopt;
+  if (payload.empty() || payload.size() < length) throw std::runtime_error("the end in place of a packet");
   return payload;
-}
-
-std::string RawClient::Ask(std::string_view payload) const {
-  SendPacket(payload);
-  const std::optional<std::string> answer = Receive();
-  if (!answer) throw std::runtime_error("the connection ended in place of an answer");
-  return *answer;
 }
 
 std::string RawClient::Lock(const std::string& object) const {

@@ -1,7 +1,6 @@
 #ifndef TVL_TESTS_SERVER_RAW_CLIENT_H
 #define TVL_TESTS_SERVER_RAW_CLIENT_H
 
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -25,21 +24,20 @@ class RawClient {
   static std::string HandshakeBytes(const ClientNames& names);
   static std::string PacketBytes(std::string_view payload);
 
-  // Connected and accepted.
-  static RawClient Entered(unsigned short port, const ClientNames& names = {},
-                           const char* from = "127.0.0.1");
-
   void Send(std::string_view bytes) const;  // throws once the server has ended the connection
   void SendPacket(std::string_view payload) const { Send(PacketBytes(payload)); }
 
   // Exactly so many bytes, fewer at the end of the stream.
   std::string ReceiveBytes(std::size_t count) const;
 
-  // Payload of the next packet; nothing at the end of the stream.
-  std::optional<std::string> Receive() const;
+  // Payload of the next packet.
+  std::string Receive() const;
 
   // A packet and its answer.
-  std::string Ask(std::string_view payload) const;
+  std::string Ask(std::string_view payload) const {
+    SendPacket(payload);
+    return Receive();
+  }
 
   // Asks for a lock: its state and the computer that has it, with a tab between.
   std::string Lock(const std::string& object) const;

@@ -1,7 +1,6 @@
 #include "server/server_process.h"
 
 #include <chrono>
-#include <sstream>
 #include <stdexcept>
 #include <thread>
 
@@ -14,13 +13,6 @@ ProcessStart Start(const std::string& log, const std::string& before, const Serv
                          TVL_SERVER_PROGRAM, "--config", store.Path("tvl.ini"), "--listen", "127.0.0.1:0"}};
   start.command.insert(start.command.end(), options.begin(), options.end());
   return start;
-}
-
-int CountLines(const std::string& text, const std::string& part) {
-  std::istringstream lines(text);
-  int count = 0;
-  for (std::string line; std::getline(lines, line);) count += line.find(part) != std::string::npos ? 1 : 0;
-  return count;
 }
 
 }  // namespace
@@ -55,9 +47,16 @@ ServerProcess::ServerProcess(const ServedStore& store, const std::vector<std::st
   port_ = static_cast<unsigned short>(std::stoi(log.substr(log.rfind(':') + 1)));
 }
 
-bool ServerProcess::WaitForLog(const std::string& text, int count) const {
+RawClient ServerProcess::Enter(const ClientNames& names, const char* from) const {
+  RawClient client(port_, from);
+  client.Send(RawClient::HandshakeBytes(names));
+  if (!client.Receive().starts_with("TVL\t0\t")) throw std::runtime_error("refused");
+  return client;
+}
+
+bool ServerProcess::WaitForLog(const std::string& text) const {
   const auto patience = std::chrono::steady_clock::now() + std::chrono::minutes(1);
-  while (CountLines(Log(), text) < count) {
+  while (Log().find(text) == std::string::npos) {
     if (std::chrono::steady_clock::now() > patience) return false;
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }

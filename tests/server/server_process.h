@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "server/raw_client.h"
 #include "support/process.h"
 #include "support/store.h"
 #include "support/temp_folder.h"
@@ -41,6 +42,10 @@ class ServerProcess {
 
   [[nodiscard]] unsigned short Port() const { return port_; }
   [[nodiscard]] int Pid() const { return pid_; }
+
+  // Connected and accepted.
+  [[nodiscard]] RawClient Enter(const ClientNames& names = {}, const char* from = "127.0.0.1") const;
+
   void Signal(int signal) const { process_.Signal(signal); }
 
   // Waits for the end: the exit code, or 128 and the signal that ended it.
@@ -48,8 +53,8 @@ class ServerProcess {
 
   [[nodiscard]] std::string Log() const { return folder_.Read("log"); }
 
-  // Waits until the log has that many lines with the text; false if it never does.
-  [[nodiscard]] bool WaitForLog(const std::string& text, int count = 1) const;
+  // Waits until the log has the text; false if it never does.
+  [[nodiscard]] bool WaitForLog(const std::string& text) const;
 
  private:
   TempFolder folder_;

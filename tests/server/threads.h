@@ -4,28 +4,22 @@
 #include <gtest/gtest.h>
 
 #include <barrier>
-#include <exception>
 #include <functional>
-#include <thread>
+#include <future>
 #include <vector>
 
 // Runs `work` with the numbers from 0 in that many threads, which begin together. What one throws fails the
 // test.
 inline void InThreads(int count, const std::function<void(int)>& work) {
   std::barrier start(count);
-  std::vector<std::thread> threads;
-  threads.reserve(static_cast<std::size_t>(count));
+  std::vector<std::future<void>> threads;
   for (int i = 0; i < count; ++i) {
-    threads.emplace_back([&, i] {
+    threads.push_back(std::async(std::launch::async, [&, i] {
       start.arrive_and_wait();
-      try {
-        work(i);
-      } catch (const std::exception& problem) {
-        ADD_FAILURE() << "thread " << i << ": " << problem.what();
-      }
-    });
+      work(i);
+    }));
   }
-  for (std::thread& thread : threads) thread.join();
+  for (std::future<void>& thread : threads) EXPECT_NO_THROW(thread.get());
 }
 
 #endif

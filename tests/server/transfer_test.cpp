@@ -11,16 +11,15 @@
 #include "server/hash_cache.h"
 #include "server/parts.h"
 #include "server/put_file.h"
-#include "server/raw_client.h"
 #include "server/server_process.h"
 #include "server/store_root.h"
 #include "server/threads.h"
-#include "support/process.h"
 #include "table/ctree_file.h"
 
 namespace {
 
 using std::string;
+using tvl::server::HashCache;
 using tvl::server::Parts;
 using tvl::server::PutFile;
 using tvl::server::StoreRoot;
@@ -32,10 +31,14 @@ string Noise(std::size_t size) {
   return bytes;
 }
 
-TEST(Transfer, MovesFilesOfEverySize) {
+class Transfer : public testing::Test {
+ protected:
   const ServedStore store;
-  const ServerProcess server(store);
-  const RawClient client = RawClient::Entered(server.Port());
+  const ServerProcess server{store};
+  const RawClient client = server.Enter();
+};
+
+TEST_F(Transfer, MovesFilesOfEverySize) {
   for (const std::size_t size : {0, 1, 32759, 32760, 32761, 40894, 40895, 40896, 81790, 3000000}) {
     SCOPED_TRACE(size);
     const string bytes = Noise(size);
@@ -52,23 +55,17 @@ TEST(Transfer, MovesFilesOfEverySize) {
   EXPECT_EQ(store.Files(), (std::vector<string>{"f"}));
 }
 
-TEST(Transfer, AFileThatIsSentIsTheOneThatWasOpened) {
-  const ServedStore store;
+TEST_F(Transfer, AFileThatIsSentIsTheOneThatWasOpened) {
   const string old = Noise(200000);
   store.Write("f", old);
-  const ServerProcess server(store);
-  const RawClient reader = RawClient::Entered(server.Port());
-  const string first = reader.Ask("Gf\t@");
-  ASSERT_EQ(RawClient::Entered(server.Port()).Put("f", "new"), 0);
-  EXPECT_TRUE(reader.Fetch(first).bytes == old);
-  EXPECT_EQ(reader.Get("f").bytes, "new");
+  const string first = client.Ask("Gf\t@");
+  ASSERT_EQ(server.Enter().Put("f", "new"), 0);
+  EXPECT_TRUE(client.Fetch(first).bytes == old);
+  EXPECT_EQ(client.Get("f").bytes, "new");
 }
 
-TEST(Transfer, AFileThatShrinksIsNotSentAsAWholeOne) {
-  const ServedStore store;
+TEST_F(Transfer, AFileThatShrinksIsNotSentAsAWholeOne) {
   store.Write("f", Noise(500000));
-  const ServerProcess server(store);
-  const RawClient client = RawClient::Entered(server.Port());
   const string first = client.Ask("Gf\t@");
   EXPECT_EQ(first[0], '0');
   std::filesystem::resize_file(store.Path("f"), 50000);
@@ -76,12 +73,9 @@ TEST(Transfer, AFileThatShrinksIsNotSentAsAWholeOne) {
   EXPECT_TRUE(client.IsEnded());
 }
 
-TEST(Transfer, ReplacesNoFileThatSomebodyHolds) {
-  const ServedStore store;
+TEST_F(Transfer, ReplacesNoFileOrTableThatSomebodyHolds) {
   store.Write("f", "old");
   std::filesystem::permissions(store.Path("f"), std::filesystem::perms(04751));
-  const ServerProcess server(store);
-  const RawClient client = RawClient::Entered(server.Port());
   const string path = store.store.root + "f";
   {
     const tvl::LowFile holder(path.c_str(), kLowReadWrite);
@@ -103,23 +97,17 @@ TEST(Transfer, ReplacesNoFileThatSomebodyHolds) {
   // As it was, but for the bit that lends its owner's rights.
   EXPECT_EQ(std::filesystem::status(store.Path("f")).permissions(), std::filesystem::perms(0751));
   EXPECT_EQ(store.Files(), (std::vector<string>{"f"}));
-}
-
-TEST(Transfer, ReplacesNoTableThatIsOpen) {
-  const ServedStore store;
-  const ServerProcess server(store);
-  const RawClient client = RawClient::Entered(server.Port());
-  const string path = store.store.root + "t.dat";
-  ASSERT_EQ(CCtreeFile::CreateFiles(path.c_str(), 40, 10, 0), 1);
+  const string table = store.store.root + "t.dat";
+  ASSERT_EQ(CCtreeFile::CreateFiles(table.c_str(), 40, 10, 0), 1);
   {
-    const CCtreeFile table(path.c_str());
+    const CCtreeFile open(table.c_str());
     EXPECT_EQ(client.Put("t.dat", "no table"), 22);
   }
   EXPECT_EQ(client.Put("t.dat", "no table"), 0);
 }
 
 // Another put made the folder; dropped, it takes the folder with it as long as that is empty.
-TEST(Transfer, MakesAFolderAgainThatAnotherPutTookAway) {
+TEST(Puts, MakeAFolderAgainThatAnotherPutTookAway) {
   const ServedStore store;
   const StoreRoot root(store.store.rootHost, {}, store.Path("tvl.ini"));
   Parts parts(store.Path("tmp"));
@@ -136,7 +124,7 @@ TEST(Transfer, MakesAFolderAgainThatAnotherPutTookAway) {
 }
 
 // The signature of a file as the cache gives it.
-string SignatureOf(tvl::server::HashCache& hashes, const string& path) {
+string SignatureOf(HashCache& hashes, const string& path) {
   const tvl::LowFile file(path.c_str(), 0);
   struct stat status = {};
   if (fstat(static_cast<int>(file.Handle()), &status) != 0) return "no file";
@@ -144,7 +132,7 @@ string SignatureOf(tvl::server::HashCache& hashes, const string& path) {
 }
 
 // Asks until the answer comes without hashing: a file that has just changed is hashed every time.
-void AskUntilKept(tvl::server::HashCache& hashes, const string& path) {
+void AskUntilKept(HashCache& hashes, const string& path) {
   const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds(30);
   std::size_t before = 0;
   do {
@@ -154,7 +142,7 @@ void AskUntilKept(tvl::server::HashCache& hashes, const string& path) {
   } while (hashes.Computed() != before);
 }
 
-TEST(Transfer, HashesAFileOnceAsLongAsItStays) {
+TEST(HashCache, HashesAFileOnceAsLongAsItStays) {
   constexpr time_t kInTheFuture = 4'000'000'000;  // which says nothing of when it was written
   const TempFolder folder;
   const auto make = [&](const string& name, const string& bytes) {
@@ -162,7 +150,7 @@ TEST(Transfer, HashesAFileOnceAsLongAsItStays) {
     const timespec times[2] = {{kInTheFuture, 0}, {kInTheFuture, 0}};
     utimensat(AT_FDCWD, folder.Host(name).c_str(), times, 0);
   };
-  tvl::server::HashCache hashes(2);
+  HashCache hashes(2);
   make("f", "abc");
   AskUntilKept(hashes, folder.Host("f"));
   EXPECT_EQ(SignatureOf(hashes, folder.Host("f")), "a9993e364706816aba3e25717850c26c9cd0d89d");
@@ -182,54 +170,49 @@ TEST(Transfer, HashesAFileOnceAsLongAsItStays) {
   EXPECT_EQ(hashes.Computed(), before + 1);
 }
 
-TEST(Transfer, HashesAFileOnceForAllWhoAsk) {
+TEST(HashCache, HashesAFileOnceForAllWhoAsk) {
   const TempFolder folder;
   folder.Write("f", string(8'000'000, 'f'));
-  tvl::server::HashCache settling(1);
+  HashCache settling(1);
   AskUntilKept(settling, folder.Host("f"));
-  tvl::server::HashCache hashes(1);
+  HashCache hashes(1);
   const string right = SignatureOf(settling, folder.Host("f"));
   InThreads(4, [&](int) { EXPECT_EQ(SignatureOf(hashes, folder.Host("f")), right); });
   EXPECT_EQ(hashes.Computed(), 1U);
 }
 
-// The command-line client in front of a server, with files that travel as they are, and compressed ones.
-class CommandOverTcp : public testing::TestWithParam<bool> {
- protected:
-  [[nodiscard]] ProcessResult Tvl(const std::vector<string>& arguments) const {
-    ProcessStart start = {{TVL_PROGRAM, "--tcp", "127.0.0.1:" + std::to_string(server_.Port()), "--work",
-                           work_.Host(), "--json"}};
-    start.command.insert(start.command.end(), arguments.begin(), arguments.end());
-    return RunProcess(start);
-  }
-
-  ServedStore store_{GetParam()};
-  ServerProcess server_{store_};
-  TempFolder work_;
-};
-
-INSTANTIATE_TEST_SUITE_P(Zip, CommandOverTcp, testing::Bool());
-
-TEST_P(CommandOverTcp, MovesFilesAndHoldsLocks) {
-  const string bytes = string(1000000, 'a') + Noise(1000000);
-  work_.Write("a.txt", bytes);
-  EXPECT_NE(Tvl({"put", "a.txt"}).out.find("\"transferred\""), string::npos);
-  EXPECT_TRUE(store_.Read("a.txt") == bytes);
-  EXPECT_NE(Tvl({"get", "a.txt", "b.txt"}).out.find("\"transferred\""), string::npos);
-  EXPECT_TRUE(work_.Read("b.txt") == bytes);
-  EXPECT_EQ(Tvl({"get", "a.txt", "b.txt"}).out.find("\"transferred\""), string::npos);
-  EXPECT_EQ(Tvl({"get", "missing"}).exit, 6);
-  const ProcessResult info = Tvl({"info"});
-  EXPECT_EQ(info.exit, 0);
-  EXPECT_NE(info.out.find("\"short_name\":\"short\",\"long_name\":\"long\",\"instance\":1"), string::npos)
-      << info.out;
-  EXPECT_EQ(Tvl({"lock", "ORD1", "--", "sh", "-c", "exit 7"}).exit, 7);
-  EXPECT_EQ(Tvl({"unlock", "ORD1"}).exit, 0);
-  const RawClient other = RawClient::Entered(server_.Port());
-  EXPECT_EQ(other.Lock("ORD1"), "1\tpc1");
-  EXPECT_EQ(Tvl({"lock", "ORD1", "--", "true"}).exit, 4);
-  for (const char* missing : {"who", "locks"}) {
-    EXPECT_NE(Tvl({missing}).out.find("\"code\":1,"), string::npos) << missing;
+// With files that travel as they are, and compressed ones.
+TEST(CommandOverTcp, MovesFilesAndHoldsLocks) {
+  for (const bool zip : {false, true}) {
+    SCOPED_TRACE(zip);
+    const ServedStore store(zip);
+    const ServerProcess server(store);
+    const TempFolder work;
+    const auto tvl = [&](std::vector<string> command) {
+      const string address = "127.0.0.1:" + std::to_string(server.Port());
+      command.insert(command.begin(), {TVL_PROGRAM, "--tcp", address, "--work", work.Host(), "--json"});
+      return RunProcess({command});
+    };
+    const string bytes = string(1000000, 'a') + Noise(1000000);
+    work.Write("a.txt", bytes);
+    EXPECT_NE(tvl({"put", "a.txt"}).out.find("\"transferred\""), string::npos);
+    EXPECT_TRUE(store.Read("a.txt") == bytes);
+    EXPECT_NE(tvl({"get", "a.txt", "b.txt"}).out.find("\"transferred\""), string::npos);
+    EXPECT_TRUE(work.Read("b.txt") == bytes);
+    EXPECT_EQ(tvl({"get", "a.txt", "b.txt"}).out.find("\"transferred\""), string::npos);
+    EXPECT_EQ(tvl({"get", "missing"}).exit, 6);
+    const ProcessResult info = tvl({"info"});
+    EXPECT_EQ(info.exit, 0);
+    EXPECT_NE(info.out.find("\"short_name\":\"short\",\"long_name\":\"long\",\"instance\":1"), string::npos)
+        << info.out;
+    EXPECT_EQ(tvl({"lock", "ORD1", "--", "sh", "-c", "exit 7"}).exit, 7);
+    EXPECT_EQ(tvl({"unlock", "ORD1"}).exit, 0);
+    const RawClient other = server.Enter();
+    EXPECT_EQ(other.Lock("ORD1"), "1\tpc1");
+    EXPECT_EQ(tvl({"lock", "ORD1", "--", "true"}).exit, 4);
+    for (const char* missing : {"who", "locks"}) {
+      EXPECT_NE(tvl({missing}).out.find("\"code\":1,"), string::npos) << missing;
+    }
   }
 }
 

@@ -22,6 +22,12 @@ using std::string;
 using tvl::server::CleanName;
 using tvl::server::StoreRoot;
 
+// What stands between the blanks.
+std::vector<string> Words(const string& text) {
+  std::istringstream words(text);
+  return {std::istream_iterator<string>(words), {}};
+}
+
 TEST(Names, AreFoldedOrRefused) {
   const string long_component(255, 'c');
   const std::pair<string, string> folded[] = {
@@ -35,15 +41,8 @@ TEST(Names, AreFoldedOrRefused) {
       {long_component, long_component},
   };
   for (const auto& [name, path] : folded) EXPECT_EQ(CleanName(name), path);
-  const string refused[] = {".",
-                            "docs/",
-                            "docs/.",
-                            "C:/a",
-                            "a\x7F",
-                            string("a\0b", 3),
-                            "d/" + long_component + "/ef",
-                            "docs/x.TVLPART",
-                            "x.tvlpart/a"};
+  std::vector<string> refused = Words(". docs/ docs/. C:/a a\x7F docs/x.TVLPART x.tvlpart/a");
+  refused.insert(refused.end(), {string("a\0b", 3), "d/" + long_component + "/ef"});
   for (const string& name : refused) EXPECT_EQ(CleanName(name), std::nullopt);
 }
 
@@ -80,13 +79,12 @@ class NamesOnAServer : public testing::Test {
 TEST_F(NamesOnAServer, LeaveTheRootInNoWay) {
   const std::vector<string> before = store.folder.Tree();
   const string config = store.Read("tvl.ini");
-  std::istringstream words(
+  std::vector<string> refused = Words(
       "../secret docs/../../secret docs\\..\\..\\secret //secret c:\\secret out up/secret "
       "docs/self/../../secret absolute absolute_inside tmp tmp/inner tmp\\inner TMP/../tmp/inner "
       "to_tmp/inner to_tmp/locks/dtlocks.dat to_tmp/fresh/folder/a to_inner around tmp/locks/dtlocks.dat "
       "tvl.ini ./tvl.ini TVL.INI docs/../tvl.ini to_config second_name loop a\x01 .1.1.tvlpart");
-  std::vector<string> refused = {"", store.folder.Host("secret"), string(300, 'n'), string(256, 'n')};
-  refused.insert(refused.end(), std::istream_iterator<string>(words), {});
+  refused.insert(refused.end(), {"", store.folder.Host("secret"), string(300, 'n'), string(256, 'n')});
   for (const string& name : refused) {
     SCOPED_TRACE(testing::PrintToString(name));
     EXPECT_EQ(client.Get(name).code, 20);

@@ -3,7 +3,6 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <poll.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -96,11 +95,6 @@ std::string RawClient::Lock(const std::string& object) const {
   return answer.substr(0, answer.find('\t', 2));
 }
 
-bool RawClient::EndsWithin(int milliseconds) const {
-  pollfd readable = {socket_.Number(), POLLIN, 0};
-  return poll(&readable, 1, milliseconds) > 0 && IsEnded();
-}
-
 void RawClient::Leave() const {
   SendPacket("X");
   if (!IsEnded()) throw std::runtime_error("an answer in place of the end");
@@ -110,14 +104,11 @@ RawClient::Fetched RawClient::Fetch(std::string answer) const {
   Fetched fetched;
   fetched.code = std::atoi(answer.c_str());
   if (fetched.code != 0) return fetched;
-  const std::size_t chunk_at = answer.find('\0', 2) + 1;
-  fetched.time = answer.substr(2, chunk_at - 3);
-  answer.erase(0, chunk_at);
+  answer.erase(0, answer.find('\0', 2) + 1);  // up to the first chunk
   while (const std::size_t length = ReadLength(answer.data())) {
     if (answer.size() != length + 2) throw std::runtime_error("chunk of another length");
     fetched.bytes += answer.substr(2);
     answer = Ask("0");
-    if (ReadLength(answer.data()) == 0) fetched.time = answer.substr(2);
   }
   return fetched;
 }

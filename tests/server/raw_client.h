@@ -45,9 +45,6 @@ class RawClient {
   // The server has ended the connection, in order or not.
   [[nodiscard]] bool IsEnded() const { return ReceiveBytes(1).empty(); }
 
-  // The same, if it does so within that time.
-  [[nodiscard]] bool EndsWithin(int milliseconds) const;
-
   // Says that it goes, and waits until the server has let go of all that it had.
   void Leave() const;
 
@@ -55,7 +52,6 @@ class RawClient {
   struct Fetched {
     int code = 0;
     std::string bytes;
-    std::string time;
   };
   Fetched Get(const std::string& name) const { return Fetch(Ask("G" + name + "\t@")); }
   Fetched Fetch(std::string answer) const;  // a get that has its first answer

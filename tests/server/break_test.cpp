@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <chrono>
 #include <stdexcept>
 
 #include "server/server_process.h"
@@ -135,8 +136,10 @@ TEST(BreakingOff, NobodyWaitsForAnIdleServerOrBehindASecondSignal) {
   EXPECT_EQ(client.Ask("Pf\t@"), "0");
   server.Signal(SIGTERM);
   ASSERT_TRUE(server.WaitForLog(" stop "));
+  const auto began = std::chrono::steady_clock::now();
   server.Signal(SIGTERM);
   EXPECT_EQ(server.Wait(), 0);
+  EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(4));  // five is its patience
   EXPECT_TRUE(store.Files().empty());
 }
 

@@ -319,8 +319,7 @@ bool Parse(int argc, char** argv, Setting& setting) {
   return argc % 2 == 1 && !setting.server.empty() && !setting.folder.empty();
 }
 
-void Measure(const Setting& setting) {
-  fs::remove_all(setting.folder);
+std::vector<Row> RowsOf(const Setting& setting) {
   bench::Served served(setting.server, setting.folder / "store");
   const Place place = {setting, served, setting.folder / "work"};
   fs::create_directories(place.work);
@@ -329,7 +328,13 @@ void Measure(const Setting& setting) {
     if (!setting.only.empty() && setting.only != group.word) continue;
     for (const Row& row : group.rows(place)) rows.push_back(row);
   }
-  bench::Print("The server", rows);
+  return rows;
+}
+
+// The folder goes once the server has ended, which still removes the markers of its last clients.
+void Measure(const Setting& setting) {
+  fs::remove_all(setting.folder);
+  bench::Print("The server", RowsOf(setting));
   fs::remove_all(setting.folder);
 }
 

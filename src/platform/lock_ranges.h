@@ -1,0 +1,38 @@
+#ifndef TVL_PLATFORM_LOCK_RANGES_H
+#define TVL_PLATFORM_LOCK_RANGES_H
+
+#include <cstdint>
+
+// The byte ranges of a file on which clients of a store take locks. Every client of a store must agree on
+// them.
+//
+// All of them are beyond any data, because on SMB a lock also bars others from reading the range. Anyone who
+// wants a hold, a try or the use byte takes the turn byte first, so a refusal on the hold's range always
+// means that the file is held, whatever the lock query of a file system reports.
+
+namespace tvl {
+
+struct LockRange {
+  std::int64_t start;
+  std::int64_t length;
+};
+
+// Shared by everyone who has a table open; a try covers it too.
+constexpr LockRange kUseByte = {std::int64_t{1} << 40, 1};
+
+// Held exclusively by the owner of a marker, for as long as it lives.
+constexpr LockRange kHoldRange = {std::int64_t{1} << 41, (std::int64_t{1} << 62) - (std::int64_t{1} << 41)};
+
+// Taken exclusively, for a moment, by anyone who is about to delete or replace a file.
+constexpr LockRange kTryRange = {std::int64_t{1} << 40, (std::int64_t{1} << 62) - (std::int64_t{1} << 40)};
+
+// Taken exclusively while a lock on one of the ranges above is requested.
+constexpr LockRange kTurnByte = {std::int64_t{1} << 62, 1};
+
+// Readers and writers of a table pass this byte on their way to SQLite's own lock region, which starts at
+// 2^30 and has 512 bytes, so that readers cannot starve a writer.
+constexpr LockRange kGateByte = {(std::int64_t{1} << 30) + 512, 1};
+
+}  // namespace tvl
+
+#endif

@@ -15,7 +15,7 @@ bool BeginBatch(OpenTable& table, int handle, bool forWriting) {
     if (!table.storage->Begin(forWriting)) return false;
     table.batchWrites = forWriting;
   } else if (forWriting && !table.batchWrites) {
-    NoteError("a batch for reading is open");
+    NoteError("a batch for reading is open", Problem::kReadOnly);
     return false;
   }
   table.batches.push_back(handle);

@@ -9,20 +9,31 @@ namespace {
 
 // Trivially destructible: calls may still come while a process unloads, when thread-locals are gone.
 thread_local char lastError[256];
+thread_local Problem lastProblem = Problem::kNone;
 
 }  // namespace
 
-void NoteError(const char* reason) noexcept {
+void ClearProblem() noexcept {
+  lastProblem = Problem::kNone;
+}
+
+void NoteError(const char* reason, Problem problem) noexcept {
+  lastProblem = problem;
   std::snprintf(lastError, sizeof lastError, "%s", reason);
 }
 
-void NoteSystemError(const char* action) noexcept {
+void NoteSystemError(const char* action, Problem problem) noexcept {
+  lastProblem = problem;
   char reason[96];
   std::snprintf(lastError, sizeof lastError, "%s: %s", action, strerror_r(errno, reason, sizeof reason));
 }
 
 const char* LastErrorText() noexcept {
   return lastError;
+}
+
+Problem LastProblem() noexcept {
+  return lastProblem;
 }
 
 }  // namespace tvl::engine

@@ -25,7 +25,8 @@ Registry::Registry() {
 }
 
 int Registry::Open(const char* path, bool readOnly) {
-  const std::string dataFile = DataFilePath(path);
+  std::string named = NamedPath(path);
+  const std::string dataFile = DataFilePath(named);
   std::optional<TableFile> file = TableFile::Share(dataFile);
   if (!file) return -1;
   const std::shared_ptr<OpenTable> table = TableFor(std::move(*file));
@@ -33,7 +34,7 @@ int Registry::Open(const char* path, bool readOnly) {
   const std::lock_guard guard(mutex_);
   if (lastHandle_ == std::numeric_limits<int>::max()) return -1;
   const int handle = lastHandle_ + 1;
-  handles_.emplace(handle, Opened{table, readOnly});
+  handles_.emplace(handle, Opened{table, readOnly, std::move(named)});
   return lastHandle_ = handle;
 }
 

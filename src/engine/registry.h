@@ -31,6 +31,7 @@ struct OpenTable {
 struct Opened {
   std::shared_ptr<OpenTable> table;
   bool readOnly = false;
+  std::string path;  // by which it was opened
 };
 
 // The handles of the process. Any thread may use it.

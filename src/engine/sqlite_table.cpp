@@ -106,6 +106,21 @@ int PageSizeFor(const Layout& layout) {
   return size;
 }
 
+Problem ProblemOf(int sqliteCode) {
+  switch (sqliteCode & 0xFF) {
+    case SQLITE_BUSY:
+      return Problem::kBusy;
+    case SQLITE_READONLY:
+      return Problem::kReadOnly;
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+    case SQLITE_TOOBIG:
+      return Problem::kDamaged;
+    default:
+      return Problem::kUnusable;
+  }
+}
+
 struct DatabaseCloser {
   void operator()(sqlite3* database) const { sqlite3_close(database); }
 };
@@ -200,7 +215,8 @@ bool SqliteTable::Run(const char* sql) {
 }
 
 void SqliteTable::NoteDatabaseError() const {
-  NoteError(database_ == nullptr ? "out of memory" : sqlite3_errmsg(database_));
+  NoteError(database_ == nullptr ? "out of memory" : sqlite3_errmsg(database_),
+            ProblemOf(sqlite3_errcode(database_)));
 }
 
 int SqliteTable::OnBusy(void* table, int /*round*/) {
@@ -216,7 +232,7 @@ bool SqliteTable::Read(int keyNumber, ReadMode mode, Key& key, void* record) {
   Execution read(reads_[which], database_, kReads[which]);
   read.Bind(1, key.Bytes(), key.Length());
   const int outcome = read.Step();
-  if (outcome == SQLITE_DONE) NoteError("there is no such record");
+  if (outcome == SQLITE_DONE) NoteError("there is no such record", Problem::kNotFound);
   if (outcome != SQLITE_ROW && outcome != SQLITE_DONE) NoteDatabaseError();
   if (outcome != SQLITE_ROW) return false;
   const string_view found = read.Blob(0);
@@ -260,7 +276,7 @@ bool SqliteTable::Delete(const Key& key1, const Key& key2) {
     return false;
   }
   const bool went = sqlite3_changes(database_) > 0;
-  if (!went) NoteError("there is no such record");
+  if (!went) NoteError("there is no such record", Problem::kNotFound);
   return went;
 }
 

@@ -45,7 +45,7 @@ bool LockForUse(int descriptor) {
     if (fcntl(descriptor, F_OFD_SETLK, &lock) == 0) return true;
     if (!IsRefusal(errno) || !patience.Pause()) break;
   }
-  NoteSystemError("the table is locked");
+  NoteSystemError("the table is locked", Problem::kBusy);
   return false;
 }
 
@@ -67,7 +67,7 @@ bool LockWhole(int descriptor) {
     if (!IsRefusal(errno)) break;
     if (!IsBarredForAMoment(descriptor) || !patience.Pause()) break;
   }
-  NoteSystemError("the table is in use");
+  NoteSystemError("the table is in use", Problem::kBusy);
   return false;
 }
 
@@ -95,18 +95,22 @@ std::string RealPath(const std::string& path) {
 
 }  // namespace
 
-std::string DataFilePath(const char* table) {
+std::string NamedPath(const char* table) {
   std::string path(table);
   std::replace(path.begin(), path.end(), '\\', '/');
   const std::size_t slash = path.rfind('/');
   const std::size_t name = slash == std::string::npos ? 0 : slash + 1;
   const std::size_t point = path.rfind('.');
   if (point != std::string::npos && point >= name) path.erase(point);
-  path += ".dat";
+  return path + ".dat";
+}
+
+std::string DataFilePath(const std::string& path) {
   std::string real = RealPath(path);
   if (!real.empty()) return real;
   const std::string folder = RealPath(FolderOf(path));
-  return folder.empty() ? path : folder + '/' + path.substr(name);
+  const std::size_t slash = path.rfind('/');
+  return folder.empty() ? path : folder + '/' + path.substr(slash == std::string::npos ? 0 : slash + 1);
 }
 
 std::optional<TableFile> TableFile::Share(const std::string& path) {

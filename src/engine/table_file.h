@@ -17,8 +17,11 @@ struct FileId {
   auto operator<=>(const FileId&) const = default;  // NOLINT(modernize-use-nullptr): a false alarm
 };
 
-// The path of the data file of a table: separators as the host's, the extension ".dat", links followed.
-[[nodiscard]] std::string DataFilePath(const char* table);
+// The path of a table's data file as its user names it: the host's separators and the extension ".dat".
+[[nodiscard]] std::string NamedPath(const char* table);
+
+// The same path with its links followed.
+[[nodiscard]] std::string DataFilePath(const std::string& path);
 
 // A table's data file, held by a lock as long as this object lives.
 //

@@ -10,7 +10,7 @@ bool TurnLock::Take() {
   std::unique_lock lock(mutex_);
   const auto isFree = [&] { return depth_ == 0 || owner_ == self; };
   if (!free_.wait_for(lock, kPatience, isFree)) {
-    NoteError("another thread uses the table");
+    NoteError("another thread uses the table", Problem::kBusy);
     return false;
   }
   owner_ = self;

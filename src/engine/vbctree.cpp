@@ -21,6 +21,7 @@ using tvl::engine::Layout;
 using tvl::engine::NoteError;
 using tvl::engine::Opened;
 using tvl::engine::OpenTable;
+using tvl::engine::Problem;
 using tvl::engine::ReadMode;
 using tvl::engine::Registry;
 using tvl::engine::Table;
@@ -29,6 +30,7 @@ using tvl::engine::Turn;
 // Nothing throws into a program: what does ends in the function's failure.
 template <typename Action>
 int Guarded(int failure, Action action) noexcept {
+  tvl::engine::ClearProblem();
   try {
     return action();
   } catch (const std::exception& problem) {
@@ -44,7 +46,7 @@ int OnTable(int handle, bool changes, Action action) noexcept {
     const Opened opened = Registry::Get().Find(handle);
     if (opened.table == nullptr) return 0;
     if (changes && opened.readOnly) {
-      NoteError("the table is open for reading");
+      NoteError("the table is open for reading", Problem::kReadOnly);
       return 0;
     }
     const Turn turn(opened.table->turn);
@@ -219,7 +221,8 @@ int CreateArchive(const char* path, int recordLength, int key1Length, int key2Le
   }
   return Guarded(failed, [=] {
     Registry::Get();  // sets SQLite up
-    return tvl::engine::MakeArchive(tvl::engine::DataFilePath(path), layout) ? 0 : failed;
+    return tvl::engine::MakeArchive(tvl::engine::DataFilePath(tvl::engine::NamedPath(path)), layout) ? 0
+                                                                                                     : failed;
   });
 }
 
@@ -228,7 +231,7 @@ int BeginBatch(int handle, int forWriting) {
     const Opened opened = Registry::Get().Find(handle);
     if (opened.table == nullptr) return 0;
     if (forWriting != 0 && opened.readOnly) {
-      NoteError("the table is open for reading");
+      NoteError("the table is open for reading", Problem::kReadOnly);
       return 0;
     }
     return tvl::engine::BeginBatch(*opened.table, handle, forWriting != 0) ? 1 : 0;
@@ -239,6 +242,17 @@ int EndBatch(int handle) {
   return Guarded(0, [=] {
     const Opened opened = Registry::Get().Find(handle);
     return opened.table != nullptr && tvl::engine::EndBatch(*opened.table, handle) ? 1 : 0;
+  });
+}
+
+int GetLastProblem() {
+  return static_cast<int>(tvl::engine::LastProblem());
+}
+
+int IsStillNamed(int handle) {
+  return Guarded(0, [=] {
+    const Opened opened = Registry::Get().Find(handle);
+    return opened.table != nullptr && opened.table->file.IsStill(opened.path) ? 1 : 0;
   });
 }
 

@@ -21,6 +21,12 @@ extern "C" {
 // Why the calling thread's last failed call failed. The text holds until the next failure.
 const char* GetLastErrorText();
 
+// What kind of failure the calling thread's last call ended in: 0 it succeeded, 1 there is no such record, 2
+// another thread or process kept the table busy for as long as a call waits, 3 the table may not be written
+// here, 4 a key, a record or the file is damaged, 5 anything else. IsStillNamed and all functions that take a
+// path, a handle or a field count as calls.
+int GetLastProblem();
+
 // Opens a table; IREOpen for reading only. A table that can be read and not written is opened all the same
 // and refuses to be written. -1 if it can't be opened or is none. While any handle is open, nobody can delete
 // or re-create the table.
@@ -76,6 +82,10 @@ int CreateArchive(const char* path, int recordLength, int key1Length, int key2Le
 // be kept; none of them is then.
 int BeginBatch(int handle, int forWriting);
 int EndBatch(int handle);
+
+// 1 if the path by which the handle was opened still names the file that it works on; 0 if the file was moved
+// away, deleted or replaced.
+int IsStillNamed(int handle);
 
 // Closes all handles.
 void CloseAll();

@@ -40,6 +40,8 @@ enum Function : unsigned char {
   kBeginBatch,  // from here on: ours alone, used where they are
   kEndBatch,
   kCloseAll,
+  kGetLastProblem,
+  kIsStillNamed,
   kFunctions
 };
 
@@ -64,7 +66,9 @@ constexpr const char* kNames[] = {"GetLastErrorText",
                                   "CreateArchive",
                                   "BeginBatch",
                                   "EndBatch",
-                                  "CloseAll"};
+                                  "CloseAll",
+                                  "GetLastProblem",
+                                  "IsStillNamed"};
 static_assert(std::size(kNames) == kFunctions);
 
 // All of this is trivially destructible: a connection that is closed while the process ends works with it.
@@ -128,6 +132,9 @@ HMODULE LoadFromKnownPlaces() {
   return nullptr;
 }
 
+// Damaged keys and records that the calling thread has met; it only counts up.
+constinit thread_local unsigned int damage_met = 0;
+
 constexpr Function kReads[] = {kReadKeyEq, kReadKeyGt, kReadKeyGtEq, kReadKeyLt, kReadKeyLtEq};
 
 }  // namespace
@@ -178,8 +185,16 @@ int GetLength(int handle, int selector) {
 }
 
 int Read(ReadMode mode, int handle, int keyNumber, char* key, void* record) {
-  return Call<int(int, int, char*, void*)>(kReads[static_cast<std::size_t>(mode)], 0, handle, keyNumber, key,
-                                           record);
+  const int found = Call<int(int, int, char*, void*)>(kReads[static_cast<std::size_t>(mode)], 0, handle,
+                                                      keyNumber, key, record);
+  if (found != 1 && LastProblem() == TableProblem::kDamaged) ++damage_met;
+  return found;
+}
+
+TableProblem LastProblem() {
+  const auto problem = static_cast<TableProblem>(Call<int()>(kGetLastProblem, 0));
+  return problem < TableProblem::kNone || problem > TableProblem::kUnusable ? TableProblem::kUnusable
+                                                                            : problem;
 }
 
 void SetCurrentRecord(const char* schema, void* record, int recordLength) {
@@ -215,16 +230,34 @@ int CreateArchive(const char* path, int recordLength, int key1Length, int key2Le
 // An engine without batches is taken as one whose every call is one.
 TableBatch::TableBatch(int handle, Kind kind)
     : handle_(handle),
-      begun_(handle >= 0 && Call<int(int, int)>(kBeginBatch, 1, handle, static_cast<int>(kind)) == 1) {}
+      begun_(handle >= 0 && Call<int(int, int)>(kBeginBatch, 1, handle, static_cast<int>(kind)) == 1),
+      problem_(begun_ ? TableProblem::kNone : ProblemOfFailure()),
+      damage_before_(damage_met) {}
+
+// A failure that the engine does not explain leaves the table unusable.
+TableProblem TableBatch::ProblemOfFailure() const {
+  const TableProblem problem = handle_ < 0 ? TableProblem::kNone : engine::LastProblem();
+  return problem == TableProblem::kNone ? TableProblem::kUnusable : problem;
+}
 
 TableBatch::~TableBatch() {
   static_cast<void>(End());
 }
 
+bool TableBatch::StillNamed() const {
+  return begun_ && Call<int(int)>(kIsStillNamed, 1, handle_) == 1;
+}
+
+bool TableBatch::MetDamage() const {
+  return damage_met != damage_before_;
+}
+
 bool TableBatch::End() {
   if (!begun_) return false;
   begun_ = false;
-  return Call<int(int)>(kEndBatch, 1, handle_) == 1;
+  const bool kept = Call<int(int)>(kEndBatch, 1, handle_) == 1;
+  if (!kept) problem_ = ProblemOfFailure();
+  return kept;
 }
 
 }  // namespace tvl

@@ -15,6 +15,16 @@ void UnloadTableEngine();
 
 namespace tvl {
 
+// Why the engine refused a call.
+enum class TableProblem {
+  kNone = 0,
+  kNotFound = 1,  // there is no such record
+  kBusy = 2,  // another thread or process kept the table locked for the whole time that a call waits, 10 s
+  kReadOnly = 3,  // the table may not be written here
+  kDamaged = 4,   // a key, a record or the file is not as the engine wrote it
+  kUnusable = 5,  // anything else: no engine, a closed handle, a failing disk
+};
+
 // Keeps the engine from being unloaded while an open connection works with it: its lock table would die with
 // the engine.
 class TableEngineUse {
@@ -39,6 +49,10 @@ void Close(int handle);
 
 // 1 if a record was found: `key` (room for the key's length and a NUL) and `record` hold what it has.
 [[nodiscard]] int Read(ReadMode mode, int handle, int keyNumber, char* key, void* record);
+
+// Why the calling thread's last call of the engine failed; kNone after a success, and with an engine that
+// gives no reasons.
+[[nodiscard]] TableProblem LastProblem();
 
 // The calling thread's one current record, whatever the table; field access by name goes there.
 void SetCurrentRecord(const char* schema, void* record, int recordLength);
@@ -69,12 +83,28 @@ class TableBatch {
   // False if the table can't be had, for instance because somebody has kept it locked for too long.
   [[nodiscard]] bool HasBegun() const { return begun_; }
 
+  // Why the batch did not begin, or why End failed; else kNone.
+  [[nodiscard]] TableProblem Problem() const { return problem_; }
+
+  // Inside a batch: whether the path by which the table was opened still names the open file. If not, the
+  // table was replaced, and what others do now happens in another file: close the handle and open the path
+  // again. An engine that cannot answer counts as yes.
+  [[nodiscard]] bool StillNamed() const;
+
+  // Whether any read of this thread since the batch began met a damaged key or record. Such a read returns
+  // what it returns for "no record", although there may be one. Remains valid after End.
+  [[nodiscard]] bool MetDamage() const;
+
   // Ends the batch. False if what was written could not be kept.
   [[nodiscard]] bool End();
 
  private:
+  [[nodiscard]] TableProblem ProblemOfFailure() const;
+
   int handle_;
   bool begun_;
+  TableProblem problem_;
+  unsigned int damage_before_;
 };
 
 }  // namespace tvl

@@ -105,8 +105,11 @@ TEST_F(EngineTest, OneTableByTwoNamesIsOneTable) {
 TEST_F(EngineTest, FollowsATableThatWasReplaced) {
   const int old = Open();
   ASSERT_EQ(Write(old, "a", "", "old"), 1);
-  std::filesystem::remove(table_);  // by somebody who doesn't ask
+  EXPECT_EQ(IsStillNamed(old), 1);
+  std::filesystem::remove(table_);  // without asking
+  EXPECT_EQ(IsStillNamed(old), 0);
   ASSERT_EQ(Create(), 0);
+  EXPECT_EQ(IsStillNamed(old), 0);
   const int made = Open();
   EXPECT_EQ(Write(made, "b", "", "new"), 1);
   IClose(old);

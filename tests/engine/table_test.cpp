@@ -222,6 +222,7 @@ TEST_F(EngineTest, ReadsOnlyWhereItMayNotWrite) {
   for (int round = 0; round < 2; ++round) {
     EXPECT_EQ(All(reader), Rows{"a|kept"});
     EXPECT_EQ(Write(reader, "b", "", ""), 0);
+    EXPECT_EQ(GetLastProblem(), 3);
     EXPECT_EQ(DeleteKeys(reader, "a", nullptr), 0);
     EXPECT_EQ(BeginBatch(reader, 1), 0);
     EXPECT_EQ(BeginBatch(reader, 0), 1);

@@ -57,9 +57,12 @@ class TVL_API CTVLClientOpr {
   // Ends presence and locks. 0, or 8 if the connection is not open.
   virtual int Close() = 0;
 
-  // --- Locks and presence. TVLLockObject and TVLUnlockObject tell the arguments; the outputs are not cleared
-  // here ---
+  // --- Locks and presence. The arguments are those of TVLLockObject and TVLUnlockObject; the outputs are not
+  // cleared here ---
 
+  // An instance without presence, whose marker could not be created, gets state 1 from `Lock` as well, but
+  // its locks count for nobody else. Ask `IsPresent` or `HoldsLock` of the derived classes before relying on
+  // one.
   virtual int Lock(char* object, int* state, char* computer, int* instance, int* pid, char* ipAddress,
                    char* user) = 0;
   virtual int Unlock(char* object, int* state, char* computer, int* instance, int* pid, char* ipAddress,

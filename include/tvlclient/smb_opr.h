@@ -94,6 +94,16 @@ class TVL_API CTVLClientSmbOpr : public CTVLClientOpr {
   // after Preview too.
   void SyncPlanFoldersLater(int later);
 
+  // Returns 1 while this connection's presence marker exists and is held, else 0. Without presence the
+  // connection's locks count for nobody else, although `Lock` answers 1 (see `Lock` in the base class).
+  // Returns 0 on a connection that is not open.
+  int IsPresent();
+
+  // Returns 1 if this connection holds the lock on `object` in the eyes of all others: it is present, and the
+  // lock table's row for the object names it and its process. Returns 0 otherwise, also on a connection that
+  // is not open or when the table cannot be read within 10 s. Changes nothing.
+  int HoldsLock(const char* object);
+
   // Tells `callback` every standing lock in the order of the objects' names, and changes nothing. 0; 8 on a
   // connection that is not open; 20 if the lock table can't be read.
   int ListLocks(StandingLockCallback callback, void* userData);

@@ -59,6 +59,16 @@ class TVL_API CTVLClientTcpOpr : public CTVLClientOpr {
   char* DocumentRoot() override;
   int GetUpdatePacks(char* prefix, int& count, CString& list) override;
 
+  // --- Additions of this implementation ---
+
+  // Returns 1 while the connection to the server is alive, else 0: with the connection, presence and locks
+  // end. Never waits.
+  int IsPresent();
+
+  // Returns 1 if the connection is alive and the server's last answer to `Lock` or `Unlock` of this object
+  // was 1, else 0. Never waits, and sends nothing.
+  int HoldsLock(const char* object);
+
  private:
   TVL_HIDDEN bool IsLive() const;
   TVL_HIDDEN int Handshake(const char* className, const char* clientTag);

@@ -57,8 +57,11 @@ TVL_API int TVLConnectionInfos(char* shortName, char* longName, int* instanceId)
 //
 // 0 says only that the question could be asked; the answer is `state`: 1 this instance holds the lock, 2
 // another instance on this computer does, 3 another computer does, 0 nobody can (no lock table). The other
-// outputs tell of the holder: `computer` room for 64 bytes, `ipAddress` 16, `user` 65. Each output may be
+// outputs describe the holder: `computer` room for 64 bytes, `ipAddress` 16, `user` 65. Each output may be
 // null; all are cleared first, also when the result is 8 (no connection).
+//
+// A connection without presence, because its marker could not be created, gets state 1 as well, but other
+// clients take the lock all the same. Ask TVLIsPresent, or TVLHoldsLock after the lock, before relying on it.
 TVL_API int TVLLockObject(char* object, int* state, char* computer, int* instance, int* pid, char* ipAddress,
                           char* user);
 
@@ -96,6 +99,17 @@ TVL_API int TVLGetVersionFromTavolisWinExe(char* path, int* version, int* build,
 TVL_API int TVLGetVersionFromFile(char* path, int* version, int* build, int* total);
 
 // --- Additions of this implementation ---
+
+// Returns 1 if the current connection is present in the store, else 0, also without a connection. Without
+// presence a lock counts for nobody else, although TVLLockObject answers state 1. Over TCP, presence lasts as
+// long as the connection.
+TVL_API int TVLIsPresent(void);
+
+// Returns 1 if the current connection holds the lock on `object` in the eyes of all other clients, else 0,
+// also without a connection. Changes nothing. On a directory store it reads marker and lock table, and waits
+// up to 10 s for a busy table; over TCP it never waits, and means that the connection is alive and the
+// server's last answer for this object was 1.
+TVL_API int TVLHoldsLock(const char* object);
 
 // One turn of the application's own event loop; must not wait.
 typedef void (*TVLPumpHook)(void* userData);

@@ -48,6 +48,16 @@ int CTVLClientSmbOpr::Unlock(char* object, int* lockState, char* computer, int* 
   return TVL_ERR_NOT_CONNECTED;
 }
 
+int CTVLClientSmbOpr::IsPresent() {
+  return opened != 0 && state->IsAlive() && state->connection->IsPresent() ? 1 : 0;
+}
+
+int CTVLClientSmbOpr::HoldsLock(const char* object) try {
+  return opened != 0 && state->IsAlive() && state->connection->HoldsLock(object) ? 1 : 0;
+} catch (const std::bad_alloc&) {
+  return 0;
+}
+
 int CTVLClientSmbOpr::GetProcessesList(char* className, int& count, CString& list) try {
   count = 0;
   list.Empty();

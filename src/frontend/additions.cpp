@@ -1,14 +1,38 @@
 #include <algorithm>
 #include <cstring>
 
+#include <tvlclient/smb_opr.h>
+#include <tvlclient/tcp_opr.h>
 #include <tvlclient/tvl.h>
 
 #include "base/pump.h"
+#include "frontend/module.h"
 #include "platform/last_error.h"
 #include "transfer/compare.h"
 
 char* GetFileSignature(char* path) {
   return FileStamp(kCompareHash, path);
+}
+
+namespace {
+
+// Calls `ask` with the current connection as what it is, a directory connection or one to a server. 0 without
+// one.
+template <typename Question>
+int AskCurrentConnection(Question ask) {
+  if (auto* directory = dynamic_cast<CTVLClientSmbOpr*>(currentConnection)) return ask(*directory);
+  if (auto* server = dynamic_cast<CTVLClientTcpOpr*>(currentConnection)) return ask(*server);
+  return 0;
+}
+
+}  // namespace
+
+int TVLIsPresent() {
+  return AskCurrentConnection([](auto& connection) { return connection.IsPresent(); });
+}
+
+int TVLHoldsLock(const char* object) {
+  return AskCurrentConnection([=](auto& connection) { return connection.HoldsLock(object); });
 }
 
 void TVLSetPumpHook(TVLPumpHook hook, void* userData) {

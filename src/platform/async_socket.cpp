@@ -255,6 +255,11 @@ BOOL CAsyncSocket::IOCtl(long /*command*/, DWORD* value) {
   return success;
 }
 
+bool CAsyncSocket::HasPeerEnded() const {
+  pollfd socket = {descriptor_, POLLRDHUP, 0};
+  return descriptor_ < 0 || poll(&socket, 1, 0) != 0;
+}
+
 void CAsyncSocket::OnReceive(int /*code*/) {}
 void CAsyncSocket::OnSend(int /*code*/) {}
 void CAsyncSocket::OnConnect(int /*code*/) {}

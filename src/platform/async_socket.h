@@ -71,6 +71,9 @@ class CAsyncSocket {
   BOOL IOCtl(long command, DWORD* value);
 
  protected:
+  // True if the peer has ended its side of the stream or the connection has failed. Never waits.
+  [[nodiscard]] bool HasPeerEnded() const;
+
   // `code` is 0 or that of a failure. OnReceive must ask IOCtl how much there is to read, which is 0 at the
   // end of the stream, and comes again only after a Receive; OnSend comes again after a Send that would have
   // blocked; OnClose comes once.

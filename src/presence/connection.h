@@ -75,6 +75,14 @@ class CConnection {
   // it stays.
   int Unlock(const char* name);
 
+  // True while this instance's marker exists and is the file that it holds. Without presence its locks count
+  // for nobody else.
+  [[nodiscard]] bool IsPresent() const;
+
+  // True if this instance is present and the first row of `name` in the table is its own, with its process
+  // id. Changes nothing, neither the table nor the owner fields. False also if the table cannot be read.
+  [[nodiscard]] bool HoldsLock(const char* name);
+
   // Every standing row of the lock table, in the order of the objects' names; nothing is changed, and
   // nobody's marker is touched. False if the table can't be read.
   [[nodiscard]] bool ListLocks(std::vector<tvl::LockRow>& rows);
@@ -133,6 +141,7 @@ class CConnection {
   int CheckLockInBatch();
   int CheckLockReading();
   bool IsOwnKey();
+  bool IsOwnRow(const char* key, const char* name) const;
   int TableHandle() const;
 
   tvl::TableEngineUse engine_use_;

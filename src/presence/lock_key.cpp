@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/fixed_text.h"
 #include "base/text.h"
 
 namespace {
@@ -34,6 +35,13 @@ void TakeText(const char* key, const KeyField& field, char* output) {
 }
 
 }  // namespace
+
+bool CopyObjectName(const char* name, char (&object)[64]) {
+  tvl::CopyCut(object, name);
+  if (std::strlen(name) > kLongestObject) return false;
+  TrimRight(object);
+  return object[0] != 0 && (object[1] != 0 || std::strchr(" \t\r\n", object[0]) == nullptr);
+}
 
 char* BuildLockKey(char* buffer, const char* object, const char* computer, const char* address,
                    const char* clientClass, int instance) {

@@ -12,6 +12,10 @@ constexpr unsigned int kLongestObject = 32;
 constexpr unsigned int kLockRecordLength = 154;
 constexpr unsigned int kLockKeyLength = 82;
 
+// Copies an object's name, cut to fit, without the blanks at its end: a row cannot tell them from its
+// filling. False for a name that no row can contain, which is empty, blank or longer than 32 bytes.
+[[nodiscard]] bool CopyObjectName(const char* name, char (&object)[64]);
+
 // Builds the key pair in `buffer` (kLockKeyRoom bytes). Texts may be null or empty, which leaves blanks; an
 // address that has not 8 characters and a class of fewer than 4 do too. The buffer.
 char* BuildLockKey(char* buffer, const char* object, const char* computer, const char* address,

@@ -75,14 +75,10 @@ void CConnection::ClearOwner() {
   lockState = kFree;
 }
 
-// Takes `name` as the object asked about. False for a name that no row can hold: the empty one and one of
-// more than 32 bytes. A field can't tell blanks at the end from its filling, so these name no other object.
+// Makes `name` the object asked about. False for a name that no row can contain.
 bool CConnection::NameObject(const char* name) {
   ClearOwner();
-  tvl::CopyCut(object, name);
-  if (std::strlen(name) > kLongestObject) return false;
-  TrimRight(object);
-  return object[0] != 0 && (object[1] != 0 || std::strchr(" \t\r\n", object[0]) == nullptr);
+  return CopyObjectName(name, object);
 }
 
 const char* CConnection::BuildOwnKey(const char* name) {
@@ -193,6 +189,25 @@ int CConnection::Unlock(const char* name) {
   object[0] = 0;
   ClearOwner();
   return lockState;
+}
+
+// True if the row just read, of key `key`, names this instance and this process as the owner.
+bool CConnection::IsOwnRow(const char* key, const char* name) const {
+  char own[kLockKeyRoom];
+  BuildLockKey(own, name, computer, ipText, className, instance);
+  return tvl::EqualNoCase(key, own) && table->FieldHex("pid") == pid;
+}
+
+bool CConnection::HoldsLock(const char* name) {
+  if (!IsPresent()) return false;
+  char wanted[sizeof object];
+  if (!CopyObjectName(name, wanted)) return false;
+  OpenLocksTable();
+  const TableBatch batch(TableHandle(), TableBatch::Kind::kRead);
+  if (!batch.HasBegun()) return false;
+  char key[kLockKeyRoom];
+  BuildLockKey(key, wanted, nullptr, nullptr, nullptr, 0);
+  return table->ReadRec(key, 1, kReadGreater) != nullptr && IsOwnRow(key, wanted);
 }
 
 // True if the row whose key was read is this instance's. The owner fields get its owner.

@@ -113,6 +113,10 @@ int CConnection::AllocateInstance() {
   return instance;
 }
 
+bool CConnection::IsPresent() const {
+  return IsOwnProcess() && markerHandle != INVALID_HANDLE_VALUE && tvl::StillNames(markerPath, markerHandle);
+}
+
 int CConnection::FindFreeNumber() {
   tvl::PathText pattern;
   pattern.Append(procsDir).Append(computer).Append("-").Append(ipText).Append("-*.*.").Append(className);

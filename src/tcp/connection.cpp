@@ -49,6 +49,7 @@ CTVLClientTcpOpr::~CTVLClientTcpOpr() {
 int CTVLClientTcpOpr::Open(char* directory, char* /*configFile*/, char* host, unsigned int port,
                            char* className, char* clientTag) {
   CTVLClientTcpOpr::Close();  // of a former opening
+  state->held.clear();
   instanceId = 0;
   zipOnTransfert = 0;
   shortName[0] = 0;

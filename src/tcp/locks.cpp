@@ -1,3 +1,8 @@
+#include <new>
+#include <set>
+#include <string>
+#include <utility>
+
 #include "base/fixed_text.h"
 #include "tcp/state.h"
 
@@ -8,6 +13,8 @@ constexpr std::size_t kComputerRoom = 64;
 constexpr std::size_t kAddressRoom = 16;
 constexpr std::size_t kUserRoom = 65;
 
+constexpr int kHeldByThisClient = 1;
+
 void Give(int* output, int value) {
   if (output != nullptr) *output = value;
 }
@@ -15,6 +22,23 @@ void Give(int* output, int value) {
 template <std::size_t Room>
 void Give(char* output, const char* text) {
   if (output != nullptr) tvl::CopyCut(*reinterpret_cast<char(*)[Room]>(output), text);
+}
+
+std::string WithoutBlanksAtEnd(const char* object) {
+  const std::string name = object;
+  return name.substr(0, name.find_last_not_of(" \t\r\n") + 1);
+}
+
+// A lock that cannot be noted for lack of memory is reported as not held.
+void NoteAnswer(std::set<std::string>& held, const char* object, int answer) try {
+  std::string name = WithoutBlanksAtEnd(object);
+  if (answer == kHeldByThisClient) {
+    held.insert(std::move(name));
+  } else {
+    held.erase(name);
+  }
+} catch (const std::bad_alloc&) {
+  held.clear();
 }
 
 }  // namespace
@@ -41,11 +65,23 @@ int CTVLClientTcpOpr::AskForLock(char letter, const char* object, int* lockState
     if (pack.PackReceive() == 0) return TVL_ERR_TCP_RECEIVE;
     pack.Unpack2Toks(tvl::protocol::kFieldSeparator);
   }
-  Give(lockState, pack.NumericTok(0, 0));
+  const int answer = pack.NumericTok(0, 0);
+  NoteAnswer(state->held, object, answer);
+  Give(lockState, answer);
   Give<kComputerRoom>(computer, pack.StringTok(1, ""));
   Give(instance, pack.NumericTok(2, 0));
   Give(pid, pack.NumericTok(3, 0));
   Give<kAddressRoom>(ipAddress, pack.StringTok(4, ""));
   Give<kUserRoom>(userName, pack.StringTok(5, ""));
   return TVL_OK;
+}
+
+int CTVLClientTcpOpr::IsPresent() {
+  return IsLive() && state->socket.IsConnected() ? 1 : 0;
+}
+
+int CTVLClientTcpOpr::HoldsLock(const char* object) try {
+  return IsPresent() != 0 && state->held.contains(WithoutBlanksAtEnd(object)) ? 1 : 0;
+} catch (const std::bad_alloc&) {
+  return 0;
 }

@@ -31,6 +31,10 @@ class CJSock : public CAsyncSocket {
   // long as the connection lives, however long the peer takes.
   int ReceiveAll(void* destination, int length);
 
+  // False once the peer has ended the connection or it has failed, also while bytes are still to be read.
+  // Never waits.
+  [[nodiscard]] bool IsConnected() const { return connected != 0 && !HasPeerEnded(); }
+
   // Ends the sending, so that the peer sees the end of the stream behind all that was sent, and closes.
   void CloseSocket();
 

@@ -1,6 +1,9 @@
 #ifndef TVL_TCP_STATE_H
 #define TVL_TCP_STATE_H
 
+#include <set>
+#include <string>
+
 #include <tvlclient/tcp_opr.h>
 
 #include "platform/names.h"
@@ -16,7 +19,8 @@ struct CTVLClientTcpOpr::State {
 
   CJSock socket;
   tvl::Packets pack;
-  DWORD process = 0;  // that opened the connection
+  std::set<std::string> held;  // objects whose last answer was 1, without blanks at the end
+  DWORD process = 0;           // that opened the connection
 };
 
 #endif

@@ -51,11 +51,13 @@ TEST_F(Functions, WithoutAConnectionTellNothing) {
   EXPECT_EQ(TVLPutFile(Arg("f"), nullptr, &transferred_), 8);
   EXPECT_STREQ(name, "old");
   EXPECT_EQ(transferred_, 7);
+  EXPECT_EQ(TVLIsPresent() + TVLHoldsLock("x"), 0);
   EXPECT_EQ(TVLCloseConnection(), 8);
 }
 
 TEST_F(Functions, OneConnectionAtATime) {
   EXPECT_EQ(Connect(), 0);
+  EXPECT_EQ(TVLIsPresent(), 1);
   const CTVLClientOpr* first = currentConnection;
   EXPECT_EQ(Connect(), 9);
   EXPECT_EQ(ConnectToServer(), 9);

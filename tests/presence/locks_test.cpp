@@ -211,6 +211,26 @@ TEST_F(LocksTest, WithoutATableNothingIsLocked) {
   EXPECT_EQ(nowhere.markerHandle, INVALID_HANDLE_VALUE);
 }
 
+TEST_F(LocksTest, OnlyAPresentOwnerHoldsALock) {
+  Me me(store_);
+  Me other(store_, "view");
+  ASSERT_EQ(me.Lock("ORD1"), 1);
+  EXPECT_TRUE(me.HoldsLock("ORD1") && me.HoldsLock("ORD1 "));
+  EXPECT_FALSE(me.HoldsLock("ORD2") || me.HoldsLock("") || other.HoldsLock("ORD1"));
+  EXPECT_EQ(me.lockState, 1) << "as the last lock operation left it";
+  CConnection twin(store_.locks.c_str(), store_.procs.c_str(), "mgrx", "pc12", "127.0.0.1", "ann");
+  EXPECT_FALSE(twin.HoldsLock("ORD1")) << "it has no marker";
+  const std::string marker = store_.procsHost + store_.Markers().at(0);
+  std::filesystem::rename(marker, marker + "x");
+  EXPECT_FALSE(me.IsPresent() || me.HoldsLock("ORD1"));
+  std::ofstream(marker).flush();
+  EXPECT_FALSE(me.IsPresent() || me.HoldsLock("ORD1")) << "another file";
+  std::filesystem::rename(marker + "x", marker);
+  EXPECT_TRUE(me.IsPresent() && me.HoldsLock("ORD1"));
+  me.Unregister();
+  EXPECT_FALSE(me.IsPresent() || me.HoldsLock("ORD1"));
+}
+
 TEST_F(LocksTest, AConnectionHandsTheOwnerOut) {
   CTVLClientSmbOpr store;
   int state = 9;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <future>
 #include <set>
 #include <string>
 #include <utility>
@@ -196,6 +197,31 @@ TEST(TcpConnection, OpensAgain) {
   EXPECT_EQ(client.Close(), 0);
   EXPECT_EQ(client.Connect(first.Port(), "nowhere.test"), TVL_ERR_TCP_CONNECT);
   EXPECT_EQ(client.LockState("A"), -TVL_ERR_NOT_CONNECTED);
+}
+
+TEST(TcpConnection, HoldsALockAsLongAsItIsAliveAndTheLastAnswerWasOne) {
+  std::promise<void> hang_up;
+  std::promise<void> gone;
+  Server server([&](Peer& peer) {
+    peer.Welcome();
+    for (const char* state : {"2", "1", "0", "1"}) {
+      peer.ReadPacket();
+      peer.Send(Reply(state));
+    }
+    hang_up.get_future().wait();
+    peer.Send("left over");
+    peer.HangUp();
+    gone.set_value();
+  });
+  Connection client(server);
+  for (const int state : {2, 1, 0, 1}) {
+    EXPECT_EQ(client.LockState("A "), state);
+    EXPECT_EQ(client.HoldsLock("A"), state == 1 ? 1 : 0);
+    EXPECT_EQ(client.HoldsLock("B") + client.IsPresent(), 1);
+  }
+  hang_up.set_value();
+  gone.get_future().wait();
+  EXPECT_EQ(client.IsPresent() + client.HoldsLock("A"), 0);
 }
 
 // What no server offers: code 1, nothing is sent, and nothing changes but the counts and lists that are

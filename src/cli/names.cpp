@@ -34,8 +34,8 @@ std::string LastComponent(const std::string& name) {
   return tidy.substr(tidy.rfind('/') + 1);  // npos + 1 is 0: the whole name
 }
 
-// The part of the full path `name` behind the folder; false if it lies elsewhere.
-bool TakeFolderOff(const std::string& folder, std::string& name) {
+// Reduces the full path `name` to the part below `folder`; false if it lies elsewhere.
+bool RemoveFolder(const std::string& folder, std::string& name) {
   const std::string inside = Tidy(folder);
   const std::string path = Tidy(name);
   if (path == inside) {
@@ -47,14 +47,14 @@ bool TakeFolderOff(const std::string& folder, std::string& name) {
   return true;
 }
 
-// The name that a thing has on the other side when the user gave none.
+// The name on the other side when the user named none.
 std::string SameName(Direction direction, std::string name, const std::string& working_directory) {
   if (HasUpwardStep(name))
-    throw Stop("'" + name + "' leads upward: give the name for the other side too, or -t DIR");
+    throw Stop("'" + name + "' leads upward: name it on the other side with --as NAME or -t DIR");
   const bool absolute_local = direction == Direction::kPut && !name.empty() && name.front() == '/';
-  if (absolute_local && !TakeFolderOff(working_directory, name))
+  if (absolute_local && !RemoveFolder(working_directory, name))
     throw Stop("'" + name +
-               "' lies outside the working directory: give its name on the store too, or -t DIR");
+               "' lies outside the working directory: name it on the store with --as NAME or -t DIR");
   return Tidy(name);
 }
 
@@ -68,7 +68,7 @@ std::vector<NamePair> PairInto(Direction direction, const std::vector<std::strin
   std::set<std::string> targets;
   for (const std::string& name : names) {
     const std::string last = LastComponent(name);
-    if (last == "..") throw Stop("'" + name + "' has no last component to go into a folder with");
+    if (last == "..") throw Stop("'" + name + "' has no last component to use in a folder");
     const std::string target = Joined(to, last);
     if (!targets.insert(target).second) throw Stop("two names would become '" + target + "'");
     pairs.push_back(Pair(direction, name, target));
@@ -83,16 +83,20 @@ std::string TidyName(std::string_view name) {
 }
 
 std::vector<NamePair> PairNames(Direction direction, const std::vector<std::string>& names,
-                                const std::string& to, const std::string& working_directory) {
+                                const OtherSide& other, const std::string& working_directory) {
   std::vector<std::string> sources;
   sources.reserve(names.size());
   for (const std::string& name : names) sources.push_back(Slashed(name));
-  if (!to.empty()) return PairInto(direction, sources, Slashed(to));
-  if (sources.size() == 2) return {Pair(direction, sources[0], sources[1])};
+  if (!other.folder.empty()) return PairInto(direction, sources, Slashed(other.folder));
+  if (!other.name.empty()) {
+    if (sources.size() > 1) throw Stop("--as NAME goes with one name; -t DIR takes several");
+    return {Pair(direction, sources.front(), Slashed(other.name))};
+  }
   std::vector<NamePair> pairs;
+  std::set<std::string> targets;
   for (const std::string& source : sources) {
     const std::string name = SameName(direction, source, working_directory);
-    pairs.push_back({name, name});
+    if (targets.insert(name).second) pairs.push_back({name, name});
   }
   return pairs;
 }

@@ -26,12 +26,17 @@ struct NamePair {
 // `name` with slashes as separators, relative, without empty and "." components.
 [[nodiscard]] std::string TidyName(std::string_view name);
 
-// What the names on the command line stand for. With `to` every name goes into that folder of the other side;
-// else two names are the two sides of one thing, and any other number are as many things, each under its own
-// name. `working_directory` is a full path: an absolute local name in it has its place on the store too.
-// Throws Stop where the other side's name would be nobody's wish.
+// What the options of the command line say about names on the other side; at most one of them is set.
+struct OtherSide {
+  std::string folder;  // every name becomes an entry of this folder
+  std::string name;    // the one name gets this name
+};
+
+// Pairs each name on the command line with its name on the other side, the same name unless `other` says
+// otherwise. `working_directory` is a full path: an absolute local name inside it has its place on the store
+// too. Throws Stop if a name has no place on the other side, or if several names would share one.
 [[nodiscard]] std::vector<NamePair> PairNames(Direction direction, const std::vector<std::string>& names,
-                                              const std::string& to, const std::string& working_directory);
+                                              const OtherSide& other, const std::string& working_directory);
 
 }  // namespace tvl::cli
 

@@ -39,7 +39,7 @@ struct Places {
 // start from the top.
 Places FindPlaces(Direction direction, const Options& options, const TransferRequest& request) {
   Places places = {{}, FindWorkingDirectory(options)};
-  places.names = PairNames(direction, request.names, request.to, places.working_directory);
+  places.names = PairNames(direction, request.names, request.other, places.working_directory);
   if (std::none_of(places.names.begin(), places.names.end(),
                    [](const NamePair& pair) { return IsAbsolute(pair.local); }))
     return places;

@@ -13,7 +13,7 @@ namespace tvl::cli {
 // What the command line of a get or put asks for.
 struct TransferRequest {
   std::vector<std::string> names;
-  std::string to;
+  OtherSide other;
   bool recursive = false;
   bool force = false;
 };

@@ -18,25 +18,25 @@ struct TransferCommand {
 
 constexpr TransferCommand kCommands[] = {
     {Direction::kGet, "get", "Fetch files of the store into the working directory",
-     "REMOTE, REMOTE LOCAL, or three names or more:\nnames on the store, each fetched under its own name",
+     "Names on the store, each fetched under its own name",
      R"(A file that is the same on both sides stays as it is, unless -f is given.
 
 Examples:
   tvl get docs/a.doc                      to docs/a.doc in the working directory
-  tvl get docs/a.doc /home/me/copy.doc    under another name
+  tvl get docs/a.doc --as /home/me/b.doc  under another name
   tvl get -t inbox docs/a.doc docs/b.doc  into the folder inbox
   tvl get -r docs                         a whole tree
-  tvl -n get -r docs                      what would come)"},
+  tvl -n get -r docs                      show what would be fetched)"},
     {Direction::kPut, "put", "Store files of the working directory",
-     "LOCAL, LOCAL REMOTE, or three names or more:\nlocal names, each stored under its own name",
+     "Local names, each stored under its own name",
      R"(A file that is the same on both sides stays as it is, unless -f is given.
 
 Examples:
   tvl put docs/a.doc                      to docs/a.doc on the store
-  tvl put /home/me/a.doc docs/a.doc       under another name
+  tvl put /home/me/a.doc --as docs/b.doc  under another name
   tvl put -t docs *.doc                   into the folder docs of the store
   tvl put -r docs                         a whole tree
-  tvl -n put -r docs                      what would go)"},
+  tvl -n put -r docs                      show what would be stored)"},
 };
 
 void AddTransferCommand(const TransferCommand& about, CLI::App& app, Invocation& invocation) {
@@ -46,8 +46,10 @@ void AddTransferCommand(const TransferCommand& about, CLI::App& app, Invocation&
                                    return RunTransfer(direction, options, *request);
                                  });
   AddNames(command, request->names, about.names_help, "NAME");
-  AddText(command, "-t,--to", request->to, "Folder of the other side that every name goes into", "DIR");
-  command.add_flag("-r,--recursive", request->recursive, "Take whole trees");
+  CLI::Option& to =
+      AddText(command, "-t,--to", request->other.folder, "Folder on the other side for all names", "DIR");
+  AddText(command, "--as", request->other.name, "Name on the other side, for one name", "NAME").excludes(&to);
+  command.add_flag("-r,--recursive", request->recursive, "Transfer whole trees");
   command.add_flag("-f,--force", request->force, "Transfer also what is the same on both sides");
   command.footer(about.examples);
 }

@@ -58,6 +58,13 @@ std::string Shown(const std::string& name) {
   return name.empty() ? "." : Printable(name);
 }
 
+// Source and target; one name where both sides have the same.
+std::string ShownPair(const NamePair& names, Direction direction) {
+  const std::string& source = names.Source(direction);
+  const std::string& target = names.Target(direction);
+  return source == target ? Shown(source) : Shown(source) + " -> " + Shown(target);
+}
+
 }  // namespace
 
 TransferLog::TransferLog(Console& console, const Options& options, Direction direction, Shape shape)
@@ -82,10 +89,7 @@ void TransferLog::TellLine(const NamePair& names, Outcome outcome) {
   const OutcomeWords& words = WordsOf(outcome);
   if (options_.quiet) return;
   if (shape_ == Shape::kTree && !options_.verbose && !words.worth_a_line) return;
-  std::string line = Shown(names.Source(direction_)) + ": " + words.line;
-  const bool renamed = names.Source(direction_) != names.Target(direction_);
-  if (options_.verbose && renamed) line += " (" + Shown(names.Target(direction_)) + ")";
-  console_.Out(line);
+  console_.Out(ShownPair(names, direction_) + ": " + words.line);
 }
 
 void TransferLog::TellDocument(const NamePair& names, const std::string& result,
@@ -125,7 +129,9 @@ void TransferLog::Notice(const std::string& text) {
 
 ExitStatus TransferLog::Status(bool interrupted) const {
   if (interrupted) return kInterrupted;
-  if (failed_ > 0) return failure_status_;
+  const bool some_done = transferred_ + same_ + folders_ > 0;
+  // A missing name among others is one left out; "not found" would say that nothing was done.
+  if (failed_ > 0) return failure_status_ == kNotFound && some_done ? kSkipped : failure_status_;
   return skipped_ > 0 ? kSkipped : kDone;
 }
 

@@ -105,7 +105,7 @@ TEST_F(TvlTest, DocumentsAreJson) {
   for (const auto& [exit, command] : {std::pair<int, Words>{0, {"put", name}},
                                       {0, {"get", "-r", "."}},
                                       {6, {"get", "none\xFF"}},
-                                      {6, {"put", name, name + "2", "a"}},
+                                      {3, {"put", name, name + "2", "a"}},
                                       {0, {"config", "show"}},
                                       {1, {"hash", name, "."}},
                                       {0, {"init", "new"}},

@@ -22,7 +22,7 @@ TEST_F(TvlTest, ExitStatusTellsTheKindOfFailure) {
   const std::string wrong = folder.Host("wrong.ini");
   ExpectAll({
       {1, {"put", name}, too_long},
-      {1, {"put", "file", name}, too_long},
+      {1, {"put", "file", "--as", name}, too_long},
       {1, {"put", "-r", "t"}, too_long},
       {1, {"get", std::string(300, 'g')}, too_long},
       {2, {}, {"Usage"}},
@@ -35,7 +35,7 @@ TEST_F(TvlTest, ExitStatusTellsTheKindOfFailure) {
       {2, {"--tcp", "host:1", "--config", "x", "info"}, {"exclude"}},
       {1, {"get", "d"}, {"-r"}},
       {1, {"-n", "--tcp", "host:1", "get", "a"}, {"(code 1)"}},
-      {1, {"get", "d/a", "file/b"}, {"Not a directory: " + folder.Host("work/file/b")}},
+      {1, {"get", "d/a", "--as", "file/b"}, {"Not a directory: " + folder.Host("work/file/b")}},
       {5, {"--tcp", "[::1]:1", "info"}, {"[::1]:1: the server cannot be reached (code 10)"}},
       {5, {"--config", "none.ini", "info"}, {"No such file or directory: none.ini"}},
       {5, {"--config", ".", "info"}, {"Is a directory: ."}},
@@ -52,7 +52,7 @@ TEST_F(TvlTest, ExitStatusTellsTheKindOfFailure) {
       {6, {"put", "none"}, {"No such file or directory: " + folder.Host("work/none")}},
       {6, {"hash", "none"}, {"hash none: "}},
       {1, {"get", "d/a", "none", "d"}, {"get none"}},
-      {6, {"put", "file", "none", "last"}, {"put none"}},
+      {3, {"put", "file", "none", "last"}, {"put none"}},
   });
   EXPECT_FALSE(folder.Exists("work/none"));
   EXPECT_TRUE(folder.Exists("store/last")) << "one failure does not stop the others";

@@ -51,7 +51,7 @@ TEST_P(TransferSettings, SayForOneFileWhetherItMoved) {
   ExpectAll({{0, {"put", "d/a.txt"}, {"d/a.txt: transferred\n"}},
              {0, {"put", "d/a.txt"}, {"d/a.txt: already the same\n"}},
              {0, {"put", "-f", "d/a.txt"}, {"d/a.txt: transferred\n"}}});
-  EXPECT_EQ(Expect(0, {"-q", "get", "d/a.txt", "copy"}).out, "");
+  EXPECT_EQ(Expect(0, {"-q", "get", "d/a.txt", "--as", "copy"}).out, "");
   EXPECT_EQ(folder.Read("work/copy"), "one");
   folder.Write("work/d/a.txt", "longer");
   Expect(0, {"get", "d/a.txt"}, {"d/a.txt: transferred\n"});
@@ -67,13 +67,14 @@ TEST_F(TvlTest, NamesOnBothSides) {
     Words arguments, made;
   } rows[] = {
       {{"put", "a", "b", "d/c"}, {"store/a", "store/b", "store/d/c"}},
-      {{"put", "a", "x/y"}, {"store/x/y"}},
-      {{"put", folder.Host("work/d/c"), "z"}, {"store/z"}},
+      {{"put", "a", "sub/a"}, {"store/a", "store/sub/a"}},
+      {{"put", "a", "--as", "x/y"}, {"store/x/y"}},
+      {{"put", folder.Host("work/d/c"), "--as", "z"}, {"store/z"}},
       {{"put", "-t", "into", "a", "d/c"}, {"store/into/a", "store/into/c"}},
-      {{"put", "d\\c", "turned\\c"}, {"store/turned/c"}},
-      {{"get", "a", outside + "/n/m"}, {"outside/n/m"}},
+      {{"put", "d\\c", "--as", "turned\\c"}, {"store/turned/c"}},
+      {{"get", "a", "--as", outside + "/n/m"}, {"outside/n/m"}},
       {{"get", "-t", outside, "a", "into/c"}, {"outside/a", "outside/c"}},
-      {{"get", "-r", "into", "tree"}, {"work/tree/a", "work/tree/c"}},
+      {{"get", "-r", "into", "--as", "tree"}, {"work/tree/a", "work/tree/c"}},
       {{"get", "-r", "-t", outside, "into"}, {"outside/into/a", "outside/into/c"}},
       {{"--work", outside + "/new", "get", "d/c"}, {"outside/new/d/c"}},
   };
@@ -86,7 +87,10 @@ TEST_F(TvlTest, NamesOnBothSides) {
              {2, {"put", "-t", "x", "a", "sub/a"}},
              {2, {"get", ".."}},
              {1, {"get", "into"}},
-             {1, {"get", "a", "tree"}}});
+             {1, {"get", "a", "--as", "tree"}},
+             {2, {"put", "a", "b", "--as", "x"}},
+             {2, {"put", "a", "-t", "x", "--as", "y"}},
+             {0, {"put", "a", "--as", "x/y"}, {"a -> x/y: already the same\n"}}});
 }
 
 TEST_F(TvlTest, DryRunChangesNothing) {
@@ -116,7 +120,7 @@ TEST_F(TvlTest, StoreUsedInPlaceHasNothingToDo) {
     Expect(6, {"--work", "", command, "none"});
   }
   EXPECT_EQ(folder.Read("store/a"), "a");
-  Expect(0, {"--work", store, "get", "a", folder.Host("copy")});
+  Expect(0, {"--work", store, "get", "a", "--as", folder.Host("copy")});
   EXPECT_EQ(folder.Read("copy"), "a");
 }
 

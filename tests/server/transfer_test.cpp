@@ -196,9 +196,9 @@ TEST(CommandOverTcp, MovesFilesAndHoldsLocks) {
     work.Write("a.txt", bytes);
     EXPECT_NE(tvl({"put", "a.txt"}).out.find("\"transferred\""), string::npos);
     EXPECT_TRUE(store.Read("a.txt") == bytes);
-    EXPECT_NE(tvl({"get", "a.txt", "b.txt"}).out.find("\"transferred\""), string::npos);
+    EXPECT_NE(tvl({"get", "a.txt", "--as", "b.txt"}).out.find("\"transferred\""), string::npos);
     EXPECT_TRUE(work.Read("b.txt") == bytes);
-    EXPECT_EQ(tvl({"get", "a.txt", "b.txt"}).out.find("\"transferred\""), string::npos);
+    EXPECT_EQ(tvl({"get", "a.txt", "--as", "b.txt"}).out.find("\"transferred\""), string::npos);
     EXPECT_EQ(tvl({"get", "missing"}).exit, 6);
     const ProcessResult info = tvl({"info"});
     EXPECT_EQ(info.exit, 0);

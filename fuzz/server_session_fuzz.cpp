@@ -77,7 +77,8 @@ class Served {
   Store store_;
   Options options_ = Limited(store_);
   CConfig config_;
-  Service service_{options_, config_};
+  tvl::server::Log log_{{.file = {}, .json = false, .level = tvl::server::Level::kError}};
+  Service service_{options_, config_, log_};
 };
 
 // Sends all of it and takes whatever comes.

@@ -20,6 +20,7 @@ struct Session::Transfer {
   GetFile file;
   std::array<Chunk, 2> chunks;
   std::uint64_t sent = 0;
+  bool landed = false;  // the client has all of it, as far as the server can know
 };
 
 namespace {
@@ -50,10 +51,13 @@ asio::awaitable<bool> Session::Get(std::string_view command) {
   } else {
     go_on = co_await ReplyNumber(code);
   }
-  Event event = {
-      .what = "get", .name = asked.name, .code = code, .bytes = transfer->sent, .duration = watch.Elapsed()};
-  if (!go_on) event.note = "broken off";
-  Tell(std::move(event));
+  Event event = {.what = "get", .name = asked.name, .bytes = transfer->sent, .duration = watch.Elapsed()};
+  if (code != TVL_OK || transfer->landed) {
+    event.code = code;
+  } else {
+    event.note = "broken off";
+  }
+  ReportRequest(std::move(event));
   co_return go_on;
 }
 
@@ -107,7 +111,10 @@ asio::awaitable<bool> Session::SendChunks(const std::shared_ptr<Transfer>& trans
     const std::string_view packet = current.Packet(preface);
     const bool sent = co_await stream_->Send(packet);
     if (!sent) co_return false;
-    if (current.Size() == 0) co_return true;  // an empty file is its own end mark
+    if (current.Size() == 0) {  // an empty file is its own end mark
+      transfer->landed = true;
+      co_return true;
+    }
     // While that is on the wire.
     std::optional<Begun<bool>> ahead;
     next.SetSize(0);
@@ -132,6 +139,7 @@ asio::awaitable<bool> Session::SendChunks(const std::shared_ptr<Transfer>& trans
   }
   const std::string end_mark = EndMark(transfer->file.Time());
   const bool sent = co_await Reply(end_mark);
+  transfer->landed = sent;
   co_return sent;
 }
 

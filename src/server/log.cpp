@@ -1,115 +1,143 @@
 #include "server/log.h"
 
-#include <time.h>
+#include <fcntl.h>
 #include <unistd.h>
 
-#include <cstdio>
+#include <cerrno>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <mutex>
 #include <new>
-#include <string_view>
+#include <optional>
+#include <system_error>
+#include <thread>
+#include <utility>
 
 namespace tvl::server {
 namespace {
 
-std::string Now() {
-  timespec now = {};
-  clock_gettime(CLOCK_REALTIME, &now);
-  tm parts = {};
-  gmtime_r(&now.tv_sec, &parts);
-  char seconds[32];
-  strftime(seconds, sizeof seconds, "%Y-%m-%dT%H:%M:%S", &parts);
-  char text[48];
-  std::snprintf(text, sizeof text, "%s.%03ldZ", seconds, now.tv_nsec / 1'000'000);
-  return text;
-}
+constexpr std::chrono::seconds kLastWords(1);
+constexpr mode_t kLogMode = 0640;
 
-std::string Seconds(std::chrono::microseconds duration) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%.6f", static_cast<double>(duration.count()) / 1e6);
-  return text;
-}
-
-// How many bytes of a character of UTF-8 follow its first byte. None for those of the control characters that
-// begin at 0x80, so that they are seen to.
-int Following(unsigned char first) {
-  if (first < 0xC3 || first > 0xF4) return 0;
-  return first < 0xE0 ? 1 : first < 0xF0 ? 2 : 3;
-}
-
-std::string Escape(unsigned char byte) {
-  char escape[8];
-  std::snprintf(escape, sizeof escape, "\\u%04x", byte);
-  return escape;
-}
-
-// In quotes. Names come from clients, so control characters, which could forge a line or steer a terminal,
-// are written as escapes. Another byte above 0x7F stands as it is in a log for people; as the character of
-// that number in JSON, which must be UTF-8 and whose reader gets the bytes back so.
-std::string Quoted(std::string_view text, bool ascii) {
-  std::string quoted = "\"";
-  int following = 0;
-  for (const char character : text) {
-    const auto byte = static_cast<unsigned char>(character);
-    const bool inside = byte >= 0x80 && byte < 0xC0 && following > 0;
-    following = inside ? following - 1 : Following(byte);
-    const bool control = byte < 0x20 || byte == 0x7F || (byte >= 0x80 && byte < 0xA0 && !inside);
-    if (control || (ascii && byte > 0x7F)) {
-      quoted += Escape(byte);
-      continue;
-    }
-    if (byte == '"' || byte == '\\') quoted += '\\';
-    quoted += character;
-  }
-  return quoted + '"';
-}
-
-class JsonMembers {
- public:
-  void Text(const char* key, std::string_view value) {
-    if (!value.empty()) Add(key, Quoted(value, true));
-  }
-  void Add(const char* key, const std::string& value) {
-    members_ += (members_.empty() ? "\"" : ",\"") + std::string(key) + "\":" + value;
-  }
-  [[nodiscard]] std::string Line() const { return "{" + members_ + "}\n"; }
-
- private:
-  std::string members_;
+struct Entry {
+  LogTime time;
+  Event event;
 };
+
+// The whole line, in one call as long as the system takes it so: lines of several processes on one file stay
+// whole then.
+void WriteLine(int file, std::string_view line) {
+  while (!line.empty()) {
+    const ssize_t written = write(file, line.data(), line.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return;
+    line.remove_prefix(static_cast<std::size_t>(written));
+  }
+}
+
+int OpenLog(const std::string& path) {
+  return open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY, kLogMode);
+}
 
 }  // namespace
 
-std::string Log::TextLine(const std::string& time, const Event& event) {
-  std::string line = time + " " + (event.client.empty() ? "-" : event.client);
-  if (!event.who.empty()) line += " " + Quoted(event.who, false);
-  line += " " + event.what;
-  if (!event.name.empty()) line += " " + Quoted(event.name, false);
-  if (event.code) line += " code=" + std::to_string(*event.code);
-  if (event.bytes) line += " bytes=" + std::to_string(*event.bytes);
-  if (event.duration) line += " seconds=" + Seconds(*event.duration);
-  if (!event.note.empty()) line += " " + event.note;
-  return line + "\n";
+struct Log::State {
+  explicit State(const LogOptions& given) : options(given) {}
+  ~State() {
+    if (file != STDERR_FILENO) close(file);
+  }
+
+  void Run();
+  [[nodiscard]] std::optional<Entry> Next();
+  void WriteEntry(const Entry& entry);
+  [[nodiscard]] std::string Line(const Entry& entry) const {
+    return options.json ? JsonLine(entry.time, entry.event) : TextLine(entry.time, entry.event);
+  }
+
+  const LogOptions options;
+  std::mutex mutex;
+  std::condition_variable filled;
+  std::condition_variable ended;
+  std::deque<Entry> queue;
+  std::uint64_t dropped = 0;
+  int file = STDERR_FILENO;
+  int fresh_file = -1;  // takes the place of `file` before the next line
+  bool stopping = false;
+  bool stopped = false;
+};
+
+// The next entry, after one that reports those dropped before it; nothing at the end.
+std::optional<Entry> Log::State::Next() {
+  std::unique_lock<std::mutex> lock(mutex);
+  filled.wait(lock, [this] { return !queue.empty() || dropped > 0 || stopping; });
+  if (const int fresh = std::exchange(fresh_file, -1); fresh >= 0) {
+    if (file != STDERR_FILENO) close(file);
+    file = fresh;
+  }
+  // Not while the queue is nearly full, or every other line of a flood would be such a report.
+  if (dropped > 0 && queue.size() <= kLongestQueue / 2) {
+    const std::uint64_t lost = std::exchange(dropped, 0);
+    return Entry{std::chrono::system_clock::now(),
+                 {.what = "log", .level = Level::kWarning, .left_out = lost, .note = "lines were dropped"}};
+  }
+  if (queue.empty()) {
+    stopped = true;
+    ended.notify_all();
+    return std::nullopt;
+  }
+  Entry entry = std::move(queue.front());
+  queue.pop_front();
+  return entry;
 }
 
-std::string Log::JsonLine(const std::string& time, const Event& event) {
-  JsonMembers members;
-  members.Text("time", time);
-  members.Text("client", event.client);
-  members.Text("who", event.who);
-  members.Text("what", event.what);
-  members.Text("name", event.name);
-  if (event.code) members.Add("code", std::to_string(*event.code));
-  if (event.bytes) members.Add("bytes", std::to_string(*event.bytes));
-  if (event.duration) members.Add("seconds", Seconds(*event.duration));
-  members.Text("note", event.note);
-  return members.Line();
-}
-
-// Whole lines in one call each, so that lines of several processes on one file stay whole. A line for which
-// there is no memory is lost: what it tells of goes on.
-void Log::Write(const Event& event) const try {
-  const std::string line = json_ ? JsonLine(Now(), event) : TextLine(Now(), event);
-  [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, line.data(), line.size());
+// A line for which there is no memory is lost; what it is about goes on.
+void Log::State::WriteEntry(const Entry& entry) try {
+  WriteLine(file, Line(entry));
 } catch (const std::bad_alloc&) {
+}
+
+void Log::State::Run() {
+  while (std::optional<Entry> entry = Next()) WriteEntry(*entry);
+}
+
+Log::Log(const LogOptions& options) : state_(std::make_shared<State>(options)) {
+  if (!options.file.empty()) {
+    const int file = OpenLog(options.file);
+    if (file < 0) throw std::system_error(errno, std::generic_category(), "log " + options.file);
+    state_->file = file;
+  }
+  std::thread([state = state_] { state->Run(); }).detach();
+}
+
+Log::~Log() {
+  std::unique_lock<std::mutex> lock(state_->mutex);
+  state_->stopping = true;
+  state_->filled.notify_all();
+  state_->ended.wait_for(lock, kLastWords, [this] { return state_->stopped; });
+}
+
+void Log::Write(Event event) try {
+  if (event.level > state_->options.level) return;
+  const std::lock_guard<std::mutex> lock(state_->mutex);
+  if (state_->queue.size() >= kLongestQueue) {
+    ++state_->dropped;
+    return;
+  }
+  state_->queue.push_back({std::chrono::system_clock::now(), std::move(event)});
+  state_->filled.notify_one();
+} catch (const std::bad_alloc&) {
+}
+
+std::string Log::Reopen() {
+  if (state_->options.file.empty()) return {};
+  const int fresh = OpenLog(state_->options.file);
+  if (fresh < 0) return std::system_category().message(errno);
+  const std::lock_guard<std::mutex> lock(state_->mutex);
+  if (state_->fresh_file >= 0) close(state_->fresh_file);
+  state_->fresh_file = fresh;
+  state_->filled.notify_one();
+  return {};
 }
 
 }  // namespace tvl::server

@@ -2,39 +2,48 @@
 #define TVL_SERVER_LOG_H
 
 #include <chrono>
-#include <cstdint>
-#include <optional>
+#include <memory>
 #include <string>
+
+#include "server/log_line.h"
 
 namespace tvl::server {
 
-// One thing that happened; what is empty or absent isn't told.
-struct Event {
-  std::string what;
-  std::string client = {};  // its address
-  std::string who = {};     // what it says it is
-  std::string name = {};
-  std::optional<int> code = {};
-  std::optional<std::uint64_t> bytes = {};
-  std::optional<std::chrono::microseconds> duration = {};
-  std::string note = {};
+// How the log is written.
+struct LogOptions {
+  std::string file;  // empty: standard error
+  bool json = false;
+  Level level = Level::kInfo;  // the least important one that is written
 };
 
-// Writes events to standard error, a line each, as text or as JSON.
+// Writes events to standard error or to a file, a line each, on a thread of its own.
+//
+// Whoever reads the log may stop reading: nobody waits for it then. A queue holds up to kLongestQueue events;
+// what does not fit is dropped, and the next line that is written reports how many. Any thread may use it.
 class Log {
  public:
-  explicit Log(bool json) : json_(json) {}
-  void Write(const Event& event) const;
+  static constexpr std::size_t kLongestQueue = 8192;
 
-  // The lines, for a given time.
-  static std::string TextLine(const std::string& time, const Event& event);
-  static std::string JsonLine(const std::string& time, const Event& event);
+  // Throws std::system_error if the file cannot be opened.
+  explicit Log(const LogOptions& options);
+
+  // Waits a second at most for what is queued to be written.
+  ~Log();
+  Log(const Log&) = delete;
+  Log& operator=(const Log&) = delete;
+
+  void Write(Event event);
+
+  // Opens the file again under its name, after a rotation has renamed it. Where that fails, the old one
+  // stays in use and the reason is returned; empty on success.
+  [[nodiscard]] std::string Reopen();
 
  private:
-  const bool json_;
+  struct State;
+  std::shared_ptr<State> state_;  // shared with the thread, which may outlive this object when it is stuck
 };
 
-// Measures from its making on.
+// Measures from its construction on.
 class Stopwatch {
  public:
   [[nodiscard]] std::chrono::microseconds Elapsed() const {

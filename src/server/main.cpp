@@ -23,20 +23,21 @@ void LoadConfiguration(const std::string& path, CConfig& config) {
   }
 }
 
-void FitClients(Options& options, const Log& log) {
+void FitClients(Options& options, Log& log) {
   const std::size_t fitting = MakeRoomForClients(options.max_clients);
   if (fitting == options.max_clients) return;
   options.max_clients = fitting;
-  log.Write({.what = "limit", .note = "open files suffice for " + std::to_string(fitting) + " clients"});
+  log.Write({.what = "limit", .level = Level::kWarning, .note = "open files suffice for " + std::to_string(fitting) + " clients"});
 }
 
 void Serve(Options& options) {
   CConfig config;
   LoadConfiguration(options.config, config);
-  FitClients(options, Log(options.log_json));
-  Service service(options, config);
+  Log log(options.log);
+  FitClients(options, log);
+  Service service(options, config, log);
   if (const int removed = service.parts.RemoveLeftovers(service.root)) {
-    service.log.Write({.what = "tidy", .note = std::to_string(removed) + " unfinished puts removed"});
+    log.Write({.what = "tidy", .note = std::to_string(removed) + " unfinished puts removed"});
   }
   Server server(service);
   server.Listen();

@@ -5,6 +5,7 @@
 #include <cctype>
 #include <charconv>
 #include <cstdio>
+#include <map>
 #include <stdexcept>
 #include <string_view>
 #include <vector>
@@ -93,6 +94,17 @@ void DescribeLimits(CLI::App& app, Words& words, Options& options) {
   app.add_option("--max-file", words.max_file, "Greatest file that may be put, as 500M; 0: any");
 }
 
+void DescribeLog(CLI::App& app, LogOptions& log) {
+  static const std::map<std::string, Level> kLevels = {
+      {"error", Level::kError}, {"warning", Level::kWarning}, {"info", Level::kInfo}};
+  app.add_option("--log", log.file, "File to log to instead of standard error; SIGHUP reopens it");
+  app.add_option("--log-level", log.level, "Least important events to log: error, warning or info")
+      ->transform(CLI::CheckedTransformer(kLevels))
+      ->type_name("LEVEL")
+      ->default_str("info");
+  app.add_flag("--log-json", log.json, "Log in JSON, one object per line");
+}
+
 void DescribeProgram(CLI::App& app, Words& words, Options& options) {
   app.name("tvlserver");
   app.footer(kFooter);
@@ -108,7 +120,7 @@ void DescribeProgram(CLI::App& app, Words& words, Options& options) {
       ->delimiter(',');
   app.add_option("--tags", words.tags,
                  "File of accepted client tags, each with \"read\" or \"write\" behind it");
-  app.add_flag("--log-json", options.log_json, "Log in JSON, an object a line");
+  DescribeLog(app, options.log);
 }
 
 std::chrono::milliseconds Milliseconds(double seconds) {

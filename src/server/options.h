@@ -6,6 +6,7 @@
 #include <string>
 
 #include "server/access.h"
+#include "server/log.h"
 
 namespace tvl::server {
 
@@ -22,7 +23,7 @@ struct Options {
   std::uint64_t max_file = 0;                                                  // any size
   AllowedAddresses allowed;
   Tags tags;
-  bool log_json = false;
+  LogOptions log;
 };
 
 // Fills `options`. -1 to go on, else the code to exit with: something was wrong, or help was asked for; it

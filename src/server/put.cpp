@@ -36,11 +36,11 @@ asio::awaitable<bool> Session::Put(std::string_view command) {
   co_await DropPut(transfer);
   Event event = {.what = "put",
                  .name = asked.name,
-                 .code = transfer->code,
                  .bytes = transfer->taken,
                  .duration = watch.Elapsed()};
+  if (transfer->code != TVL_OK || transfer->landed) event.code = transfer->code;
   if ((!go_on || pending_) && !transfer->landed) event.note = "broken off";
-  Tell(std::move(event));
+  ReportRequest(std::move(event));
   co_return go_on;
 }
 

@@ -52,7 +52,7 @@ void Server::Listen() {
     if (endpoint.port() == 0) endpoint.port(port);
     if (const asio::error_code problem = ListenAt(endpoint)) {
       failure = problem;
-      service_.log.Write({.what = "listen", .note = Text(endpoint) + ": " + problem.message()});
+      service_.log.Write({.what = "listen", .level = Level::kError, .note = Text(endpoint) + ": " + problem.message()});
       continue;
     }
     port = acceptors_.back()->local_endpoint().port();
@@ -111,7 +111,7 @@ asio::awaitable<void> Server::Accept(Acceptor& acceptor) {
       co_await AcceptNext(acceptor);
     } catch (const std::exception& problem) {
       failed = true;
-      service_.log.Write({.what = "accept", .note = problem.what()});
+      service_.log.Write({.what = "accept", .level = Level::kError, .note = problem.what()});
     }
   }
 }
@@ -186,7 +186,7 @@ void Server::CutAll() {
   grace_.expires_after(kUntilForced);
   grace_.async_wait([this](const asio::error_code& problem) {
     if (problem || IsDone()) return;
-    service_.log.Write({.what = "stop", .note = "the store does not answer"});
+    service_.log.Write({.what = "stop", .level = Level::kError, .note = "the store does not answer"});
     std::_Exit(EXIT_SUCCESS);
   });
 }

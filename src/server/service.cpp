@@ -20,12 +20,12 @@ std::string WithoutSlash(std::string path) {
 
 }  // namespace
 
-Service::Service(const Options& given, CConfig& loaded)
+Service::Service(const Options& given, CConfig& loaded, Log& log_to_use)
     : options(given),
       config(loaded),
       short_name(loaded.Get("ShortName")),
       long_name(loaded.Get("LongName")),
-      log(given.log_json),
+      log(log_to_use),
       root(Host(loaded.documentRoot), {Host(loaded.tmpDir), Host(loaded.locksDir), Host(loaded.procsDir)},
            given.config),
       parts(WithoutSlash(Host(loaded.tmpDir))),

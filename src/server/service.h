@@ -17,14 +17,14 @@ namespace tvl::server {
 // What all clients' sessions work with.
 struct Service {
   // Opens the store of a loaded configuration. Throws std::system_error.
-  Service(const Options& given, CConfig& loaded);
+  Service(const Options& given, CConfig& loaded, Log& log_to_use);
   ~Service();
 
   const Options& options;
   const CConfig& config;
   const std::string short_name;
   const std::string long_name;
-  const Log log;
+  Log& log;
   StoreRoot root;
   Parts parts;
   HashCache hashes;

@@ -15,7 +15,7 @@ namespace {
 constexpr std::string_view kUnknownCommand("\0", 1);
 constexpr char kNoAddress[] = "0.0.0.0";
 constexpr char kThisMachine[] = "127.0.0.1";
-constexpr std::size_t kLongestToldName = 260;
+constexpr std::size_t kLongestLoggedName = 260;
 
 // The address as markers and lock rows have it, where there is room for IPv4 alone.
 std::string DottedAddress(const asio::ip::address& address) {
@@ -47,7 +47,7 @@ asio::awaitable<void> Session::Run() {
   stream_->Close();
   if (problem.empty()) problem = stream_->Ending();
   Event event = {.what = "end", .duration = watch.Elapsed(), .note = problem};
-  Tell(std::move(event));
+  Report(std::move(event));
 }
 
 void Session::Finish() {
@@ -95,8 +95,8 @@ asio::awaitable<bool> Session::Admit() {
 // A refused client says its "X" first. Closed before that, with its bytes unread, the connection would be
 // reset and the answer might not arrive.
 asio::awaitable<void> Session::Refuse(const char* why, std::chrono::steady_clock::time_point until) {
-  Event event = {.what = "refuse", .code = TVL_ERR_TCP_CONNECT, .note = why};
-  Tell(std::move(event));
+  Event event = {.what = "refuse", .level = Level::kWarning, .code = TVL_ERR_TCP_CONNECT, .note = why};
+  Report(std::move(event));
   const std::string text = RefuseText(TVL_ERR_TCP_CONNECT);
   const bool sent = co_await Reply(text);
   if (sent) co_await stream_->Drain(until);
@@ -115,7 +115,7 @@ asio::awaitable<bool> Session::Enter() {
                            service_.short_name, service_.long_name};
   Event event = {.what = "enter", .duration = watch.Elapsed()};
   if (!instance_->IsPresent()) event.note = "without presence: no marker could be made";
-  Tell(std::move(event));
+  Report(std::move(event));
   const std::string text = AcceptText(welcome);
   const bool sent = co_await Reply(text);
   co_return sent;
@@ -161,6 +161,7 @@ asio::awaitable<bool> Session::Dispatch(std::string_view command) {
   if (command.starts_with(protocol::kEnd)) co_return false;
   // What remains of a get that the client gave up when the server had said all: there is nothing to answer.
   if (command == protocol::kAbandon) co_return true;
+  ++requests_;
   for (const Command& known : kCommands) {
     if (!command.starts_with(known.letter)) continue;
     const bool go_on = co_await (this->*known.answer)(command);
@@ -180,7 +181,7 @@ asio::awaitable<bool> Session::LockObject(std::string_view command) {
                  .name = object,
                  .duration = watch.Elapsed(),
                  .note = "state=" + answer.substr(0, 1)};
-  Tell(std::move(event));
+  ReportRequest(std::move(event));
   const bool sent = co_await Reply(answer);
   co_return sent;
 }
@@ -221,12 +222,23 @@ std::string Session::Who() const {
   return number_ == 0 ? text : text + "#" + std::to_string(number_);
 }
 
-// No name of a file or an object that there can be is cut.
-void Session::Tell(Event event) const {
+// The limit is above the length of every name that a file or an object can have.
+void Session::Report(Event event) {
   event.client = stream_->Peer().address().to_string() + ":" + std::to_string(stream_->Peer().port());
   event.who = Who();
-  if (event.name.size() > kLongestToldName) event.name.resize(kLongestToldName);
-  service_.log.Write(event);
+  if (event.name.size() > kLongestLoggedName) event.name.resize(kLongestLoggedName);
+  if (const std::uint64_t left_out = std::exchange(lines_left_out_, 0)) event.left_out = left_out;
+  service_.log.Write(std::move(event));
+}
+
+// A client that asks for very much very fast must not fill the disk with lines.
+void Session::ReportRequest(Event event) {
+  if (!line_budget_.Take(std::chrono::steady_clock::now())) {
+    ++lines_left_out_;
+    return;
+  }
+  event.request = requests_;
+  Report(std::move(event));
 }
 
 }  // namespace tvl::server

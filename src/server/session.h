@@ -10,6 +10,7 @@
 
 #include "server/access.h"
 #include "server/instance.h"
+#include "server/line_budget.h"
 #include "server/log.h"
 #include "server/put_file.h"
 #include "server/service.h"
@@ -85,13 +86,17 @@ class Session {
   bool DecidesByItself(const FileRequest& asked) const;
   static FileRequest ParseFileRequest(std::string_view command);
   [[nodiscard]] std::string Who() const;
-  void Tell(Event event) const;
+  void Report(Event event);
+  void ReportRequest(Event event);
 
   Service& service_;
   const std::shared_ptr<Stream> stream_;
   std::unique_ptr<Instance> instance_;  // made, used and ended on the engine's thread
   Handshake identity_;
   int number_ = 0;
+  std::uint64_t requests_ = 0;
+  LineBudget line_budget_;
+  std::uint64_t lines_left_out_ = 0;
   Right right_ = Right::kNone;
   std::optional<std::string> pending_;  // a command that broke off a get or a put
   bool admitted_ = false;

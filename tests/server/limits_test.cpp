@@ -142,26 +142,33 @@ TEST(Limits, SlowClientsDelayNobody) {
   EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(30));
 }
 
-TEST(Log, ClientsForgeNeitherLinesNorFields) {
-  using tvl::server::Log;
+TEST(ServerLog, ClientsForgeNeitherLinesNorFields) {
+  using tvl::server::JsonLine;
+  using tvl::server::TextLine;
   const tvl::server::Event event = {.what = "get",
                                     .client = "192.0.2.1:5",
                                     .who = "pc end/ann\" get \"x\"/tvlc#1",
-                                    .name = "a\n\x1b[2J\x9b\xC2\x85\xC3\x84\xE2\x80\xA2\\\x7F\xFF",
+                                    .request = 3,
+                                    .name = "a\n\x1b[2J\xC2\x85\xC3\x84\xE2\x80\xAE\\\x7F",
                                     .code = 0,
                                     .bytes = 7,
                                     .duration = std::chrono::microseconds(1500),
-                                    .note = "broken off"};
-  EXPECT_EQ(Log::TextLine("now", event),
-            "now 192.0.2.1:5 \"pc end/ann\\\" get \\\"x\\\"/tvlc#1\" get "
-            "\"a\\u000a\\u001b[2J\\u009b\xC2\\u0085\xC3\x84\xE2\x80\xA2\\\\\\u007f\xFF\" "
-            "code=0 bytes=7 seconds=0.001500 broken off\n");
-  EXPECT_EQ(
-      Log::JsonLine("now", event),
-      "{\"time\":\"now\",\"client\":\"192.0.2.1:5\",\"who\":\"pc end/ann\\\" get \\\"x\\\"/tvlc#1\","
-      "\"what\":\"get\",\"name\":\"a\\u000a\\u001b[2J\\u009b\\u00c2\\u0085\\u00c3\\u0084\\u00e2\\u0080\\u00a2"
-      "\\\\\\u007f\\u00ff\",\"code\":0,\"bytes\":7,\"seconds\":0.001500,\"note\":\"broken off\"}\n");
-  EXPECT_EQ(Log::TextLine("now", {.what = "stop"}), "now - stop\n");
+                                    .note = "note"};
+  const tvl::server::LogTime time(std::chrono::milliseconds(1'700'000'000'123));
+  EXPECT_EQ(TextLine(time, event),
+            "2023-11-14T22:13:20.123Z 192.0.2.1:5 \"pc end/ann\\\" get \\\"x\\\"/tvlc#1\" get "
+            "\"a\\u000a\\u001b[2J\\u0085\xC3\x84\\u202e\\\\\\u007f\" "
+            "request=3 code=0 bytes=7 seconds=0.001500 note\n");
+  EXPECT_EQ(JsonLine(time, event),
+            "{\"time\":\"2023-11-14T22:13:20.123Z\",\"level\":\"info\",\"client\":\"192.0.2.1:5\","
+            "\"who\":\"pc end/ann\\\" get \\\"x\\\"/tvlc#1\",\"what\":\"get\","
+            "\"name\":\"a\\u000a\\u001b[2J\\u0085\xC3\x84\\u202e\\\\\\u007f\",\"request\":3,"
+            "\"code\":0,\"bytes\":7,\"seconds\":0.001500,\"note\":\"note\"}\n");
+  const tvl::server::Event latin = {.what = "get", .level = tvl::server::Level::kError, .name = "\xE4\x9b\xFF"};
+  EXPECT_EQ(TextLine(time, latin), "2023-11-14T22:13:20.123Z - error: get \"\\xe4\\x9b\\xff\"\n");
+  EXPECT_EQ(JsonLine(time, latin),
+            "{\"time\":\"2023-11-14T22:13:20.123Z\",\"level\":\"error\",\"what\":\"get\","
+            "\"name_hex\":\"e49bff\"}\n");
 }
 
 }  // namespace

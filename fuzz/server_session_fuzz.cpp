@@ -102,7 +102,8 @@ void Serve(Service& service, std::string_view bytes) {
     asio::io_context context(1);
     tcp::socket socket(context);
     socket.assign(tcp::v4(), sockets[1]);
-    Session session(service, std::move(socket));
+    tvl::server::Lobby lobby(1);
+    Session session(service, std::move(socket), lobby);
     asio::co_spawn(context, session.Run(), asio::detached);
     context.run();
   }

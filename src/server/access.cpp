@@ -8,6 +8,7 @@ namespace tvl::server {
 namespace {
 
 constexpr std::string_view kBlanks = " \t\r";
+constexpr unsigned int kMappedBits = 96;  // of an IPv6 address, before the IPv4 address that it maps
 
 bool EqualInConstantTime(std::string_view given, std::string_view expected) {
   unsigned int difference = given.size() == expected.size() ? 0 : 1;
@@ -25,6 +26,19 @@ std::string Trimmed(const std::string& line) {
   return line.substr(first, line.find_last_not_of(kBlanks) - first + 1);
 }
 
+// Calls `take` with each line of a file and its number, without blanks at both ends; empty lines and comments
+// are skipped.
+template <typename Take>
+void ForEachLine(const std::string& path, const char* what, Take take) {
+  std::ifstream file(path);
+  std::string line;
+  for (int number = 1; std::getline(file, line); ++number) {
+    line = Trimmed(line);
+    if (!line.empty() && line[0] != '#') take(line, number);
+  }
+  if (!file.eof()) throw std::runtime_error(std::string(what) + " cannot be read: " + path);
+}
+
 }  // namespace
 
 asio::ip::address Plain(const asio::ip::address& address) {
@@ -34,6 +48,29 @@ asio::ip::address Plain(const asio::ip::address& address) {
 }
 
 void AllowedAddresses::Add(const std::string& network) {
+  if (network.starts_with('@')) {
+    AddFile(network.substr(1));
+  } else {
+    AddNetwork(network);
+  }
+}
+
+// A list without an entry would let everybody in, which is hardly what its author meant.
+void AllowedAddresses::AddFile(const std::string& path) {
+  bool added = false;
+  ForEachLine(path, "list of networks", [&](const std::string& line, int number) {
+    try {
+      AddNetwork(line);
+    } catch (const std::runtime_error& problem) {
+      throw std::runtime_error(path + ", line " + std::to_string(number) + ": " + problem.what());
+    }
+    added = true;
+  });
+  if (!added) throw std::runtime_error("list of networks is empty: " + path);
+}
+
+// A network of IPv4 addresses written as IPv6 is one of IPv4, since clients' addresses are compared as such.
+void AllowedAddresses::AddNetwork(const std::string& network) {
   const bool single = network.find('/') == std::string::npos;
   asio::error_code problem;
   const asio::ip::network_v4 v4 = asio::ip::make_network_v4(single ? network + "/32" : network, problem);
@@ -42,7 +79,12 @@ void AllowedAddresses::Add(const std::string& network) {
     return;
   }
   const asio::ip::network_v6 v6 = asio::ip::make_network_v6(single ? network + "/128" : network, problem);
-  if (problem) throw std::runtime_error("no address or network: " + network);
+  if (problem) throw std::runtime_error("not an address or a network: " + network);
+  if (v6.address().is_v4_mapped() && v6.prefix_length() >= kMappedBits) {
+    const auto bits = static_cast<unsigned short>(v6.prefix_length() - kMappedBits);
+    v4_.push_back(asio::ip::network_v4(Plain(v6.address()).to_v4(), bits).canonical());
+    return;
+  }
   v6_.push_back(v6.canonical());
 }
 
@@ -60,19 +102,14 @@ bool AllowedAddresses::Allows(const asio::ip::address& address) const {
 }
 
 Tags::Tags(const std::string& path) : open_to_all_(false) {
-  std::ifstream file(path);
-  if (!file) throw std::runtime_error("list of tags cannot be read: " + path);
-  std::string line;
-  for (int number = 1; std::getline(file, line); ++number) {
-    line = Trimmed(line);
-    if (line.empty() || line[0] == '#') continue;
+  ForEachLine(path, "list of tags", [&](const std::string& line, int number) {
     Entry entry = ParseLine(line);
     if (entry.right == Right::kNone) {
       throw std::runtime_error(path + ", line " + std::to_string(number) +
-                               ": expected a tag with \"read\" or \"write\" behind it");
+                               ": expected a tag followed by \"read\" or \"write\"");
     }
     entries_.push_back(std::move(entry));
-  }
+  });
 }
 
 // The right is the last word, so a tag may hold blanks.
@@ -82,6 +119,13 @@ Tags::Entry Tags::ParseLine(const std::string& line) {
   const std::string word = line.substr(blank + 1);
   const Right right = word == "write" ? Right::kWrite : word == "read" ? Right::kRead : Right::kNone;
   return {Trimmed(line.substr(0, blank)), right};
+}
+
+Admission ReadAdmission(const AdmissionSources& sources) {
+  Admission admission;
+  for (const std::string& network : sources.allow) admission.allowed.Add(network);
+  if (!sources.tags.empty()) admission.tags = Tags(sources.tags);
+  return admission;
 }
 
 Right Tags::RightOf(std::string_view tag) const {

@@ -56,8 +56,8 @@ std::string AcceptText(const Welcome& welcome) {
          Field(welcome.long_name);
 }
 
-std::string RefuseText(int code) {
-  return "TVL\t" + std::to_string(code);
+std::string RefuseText(int code, std::string_view reason) {
+  return "TVL\t" + std::to_string(code) + "\t" + std::string(reason);
 }
 
 std::string Field(std::string_view text) {

@@ -33,7 +33,7 @@ struct Welcome {
 
 // Payloads of the two answers.
 [[nodiscard]] std::string AcceptText(const Welcome& welcome);
-[[nodiscard]] std::string RefuseText(int code);
+[[nodiscard]] std::string RefuseText(int code, std::string_view reason);
 
 // A text as a field of a reply: an empty one would vanish and move its followers, one with a separator would
 // be two.

@@ -14,8 +14,8 @@ enum class Level { kError, kWarning, kInfo };
 struct Event {
   std::string what;
   Level level = Level::kInfo;
-  std::string client = {};  // its address
-  std::string who = {};     // what it says it is
+  std::string client = {};                    // its address
+  std::string who = {};                       // what it says it is
   std::optional<std::uint64_t> request = {};  // number of the client's request, from 1
   std::string name = {};
   std::optional<int> code = {};

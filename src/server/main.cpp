@@ -27,7 +27,9 @@ void FitClients(Options& options, Log& log) {
   const std::size_t fitting = MakeRoomForClients(options.max_clients);
   if (fitting == options.max_clients) return;
   options.max_clients = fitting;
-  log.Write({.what = "limit", .level = Level::kWarning, .note = "open files suffice for " + std::to_string(fitting) + " clients"});
+  log.Write({.what = "limit",
+             .level = Level::kWarning,
+             .note = "open files suffice for " + std::to_string(fitting) + " clients"});
 }
 
 void Serve(Options& options) {

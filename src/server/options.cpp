@@ -34,8 +34,6 @@ constexpr std::uint64_t kMostFile = std::uint64_t{1} << 60U;
 // Texts and numbers as they stand on the command line.
 struct Words {
   std::string listen;
-  std::vector<std::string> allow;
-  std::string tags;
   std::string max_file = "0";
   double handshake_seconds = 10;
   double send_seconds = 60;
@@ -81,6 +79,10 @@ void DescribeLimits(CLI::App& app, Words& words, Options& options) {
   app.add_option("--max-clients", options.max_clients, "Clients at once")
       ->check(CLI::Range(1, kMostClients))
       ->capture_default_str();
+  app.add_option("--max-clients-per-address", options.max_clients_per_address,
+                 "Clients at once from one address; 0: any number")
+      ->check(CLI::Range(0, kMostClients))
+      ->capture_default_str();
   app.add_option("--handshake-timeout", words.handshake_seconds, "Seconds for a client to say who it is")
       ->check(Seconds(false))
       ->capture_default_str();
@@ -116,10 +118,12 @@ void DescribeProgram(CLI::App& app, Words& words, Options& options) {
                  "HOST:PORT to listen on; port 0 picks a free one [127.0.0.1:7440]");
   app.add_option("--port-file", options.port_file, "File that gets the port's number once clients may come");
   DescribeLimits(app, words, options);
-  app.add_option("--allow", words.allow, "Networks from which clients may come, as 10.0.0.0/8,192.168.1.7")
+  app.add_option(
+         "--allow", options.admission.allow,
+         "Networks from which clients may come, as 10.0.0.0/8,192.168.1.7, or @FILE with one per line")
       ->delimiter(',');
-  app.add_option("--tags", words.tags,
-                 "File of accepted client tags, each with \"read\" or \"write\" behind it");
+  app.add_option("--tags", options.admission.tags,
+                 "File of accepted client tags, one per line followed by \"read\" or \"write\"");
   DescribeLog(app, options.log);
 }
 
@@ -130,8 +134,7 @@ std::chrono::milliseconds Milliseconds(double seconds) {
 void TakeWords(const Words& words, Options& options) {
   SplitAddress(words.listen, options.host, options.port);
   options.max_file = ParseSize(words.max_file);
-  for (const std::string& network : words.allow) options.allowed.Add(network);
-  if (!words.tags.empty()) options.tags = Tags(words.tags);
+  static_cast<void>(ReadAdmission(options.admission));  // the server must not start with wrong ones
   options.handshake_timeout = Milliseconds(words.handshake_seconds);
   options.send_timeout = Milliseconds(words.send_seconds);
   options.idle_timeout = Milliseconds(words.idle_seconds);

@@ -21,8 +21,8 @@ struct Options {
   std::chrono::milliseconds send_timeout = std::chrono::seconds(60);
   std::chrono::milliseconds idle_timeout = std::chrono::milliseconds::zero();  // none
   std::uint64_t max_file = 0;                                                  // any size
-  AllowedAddresses allowed;
-  Tags tags;
+  std::size_t max_clients_per_address = 0;                                     // any number
+  AdmissionSources admission;
   LogOptions log;
 };
 

@@ -34,10 +34,7 @@ asio::awaitable<bool> Session::Put(std::string_view command) {
   bool go_on = co_await ReplyNumber(transfer->code);
   if (go_on && transfer->code == TVL_OK) go_on = co_await TakeChunks(transfer);
   co_await DropPut(transfer);
-  Event event = {.what = "put",
-                 .name = asked.name,
-                 .bytes = transfer->taken,
-                 .duration = watch.Elapsed()};
+  Event event = {.what = "put", .name = asked.name, .bytes = transfer->taken, .duration = watch.Elapsed()};
   if (transfer->code != TVL_OK || transfer->landed) event.code = transfer->code;
   if ((!go_on || pending_) && !transfer->landed) event.note = "broken off";
   ReportRequest(std::move(event));

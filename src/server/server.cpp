@@ -23,8 +23,8 @@ constexpr std::chrono::seconds kGrace(5);
 constexpr std::chrono::seconds kUntilForced(10);  // a disk that hangs must not keep the process
 constexpr std::chrono::milliseconds kAcceptPause(100);
 
-// Beside those that are served: who comes in, who has been refused.
-constexpr std::size_t kInLobby = 64;
+constexpr std::size_t kHandshakesAtOnce = 64;
+constexpr std::size_t kRefusedAtOnce = 32;
 
 std::string Text(const tcp::endpoint& endpoint) {
   const std::string address = endpoint.address().to_string();
@@ -37,8 +37,10 @@ Server::Server(Service& service)
     : service_(service),
       context_(1),
       signals_(context_, SIGTERM, SIGINT),
+      reload_(context_, SIGHUP),
       grace_(context_),
-      room_(context_, std::chrono::steady_clock::time_point::max()) {}
+      handshakes_(kHandshakesAtOnce),
+      refused_(kRefusedAtOnce) {}
 
 // A name may stand for several addresses, of which one that works is enough.
 void Server::Listen() {
@@ -52,7 +54,8 @@ void Server::Listen() {
     if (endpoint.port() == 0) endpoint.port(port);
     if (const asio::error_code problem = ListenAt(endpoint)) {
       failure = problem;
-      service_.log.Write({.what = "listen", .level = Level::kError, .note = Text(endpoint) + ": " + problem.message()});
+      service_.log.Write(
+          {.what = "listen", .level = Level::kError, .note = Text(endpoint) + ": " + problem.message()});
       continue;
     }
     port = acceptors_.back()->local_endpoint().port();
@@ -93,11 +96,12 @@ void Server::Run() {
     });
   }
   WaitForSignal();
+  WaitForReload();
   context_.run();
 }
 
-// Where a client can't be let in, for want of memory or descriptors, those that are in go on, and some that
-// end make room for it.
+// Where a client cannot be let in because memory or descriptors ran out, those that are in go on, and their
+// ends make space for it.
 asio::awaitable<void> Server::Accept(Acceptor& acceptor) {
   asio::steady_timer pause(context_);
   bool failed = false;
@@ -117,8 +121,6 @@ asio::awaitable<void> Server::Accept(Acceptor& acceptor) {
 }
 
 asio::awaitable<void> Server::AcceptNext(Acceptor& acceptor) {
-  co_await WaitForRoom();
-  if (finishing_) co_return;
   tcp::socket socket(context_);
   asio::error_code problem;
   co_await acceptor.async_accept(socket, asio::redirect_error(asio::use_awaitable, problem));
@@ -127,17 +129,15 @@ asio::awaitable<void> Server::AcceptNext(Acceptor& acceptor) {
   Begin(std::move(socket));
 }
 
-asio::awaitable<void> Server::WaitForRoom() {
-  while (!finishing_ && sessions_.size() >= service_.options.max_clients + kInLobby) {
-    asio::error_code ignored;
-    co_await room_.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
-  }
-}
-
 void Server::Begin(tcp::socket socket) {
-  auto session = std::make_shared<Session>(service_, std::move(socket));
+  asio::error_code gone;
+  const tcp::endpoint peer = socket.remote_endpoint(gone);
+  if (gone) return;
+  Lobby& lobby = service_.admission.allowed.Allows(peer.address()) ? handshakes_ : refused_;
+  auto session = std::make_shared<Session>(service_, std::move(socket), lobby);
   sessions_.insert(session);
   try {
+    lobby.Add(*session);
     asio::co_spawn(context_, session->Run(), [this, session](const std::exception_ptr&) { End(session); });
   } catch (...) {
     sessions_.erase(session);
@@ -147,7 +147,6 @@ void Server::Begin(tcp::socket socket) {
 
 void Server::End(const std::shared_ptr<Session>& session) {
   sessions_.erase(session);
-  room_.cancel();
   LeaveIfDone();
 }
 
@@ -167,11 +166,36 @@ void Server::WaitForSignal() {
   });
 }
 
+void Server::WaitForReload() {
+  reload_.async_wait([this](const asio::error_code& problem, int /*signal*/) {
+    if (problem || IsDone()) return;
+    WaitForReload();
+    Reload();
+  });
+}
+
+// All or nothing: a mistake in one of the sources must neither let anyone in nor send anyone away.
+void Server::Reload() {
+  const std::string problem = service_.log.Reopen();
+  if (!problem.empty()) {
+    service_.log.Write({.what = "reload", .level = Level::kError, .note = "log not reopened: " + problem});
+  }
+  try {
+    service_.admission = ReadAdmission(service_.options.admission);
+  } catch (const std::exception& reason) {
+    service_.log.Write({.what = "reload",
+                        .level = Level::kError,
+                        .note = "tags and networks stay as they were: " + std::string(reason.what())});
+    return;
+  }
+  service_.log.Write({.what = "reload", .note = "tags and networks read"});
+  for (const std::shared_ptr<Session>& session : sessions_) session->Readmit();
+}
+
 void Server::Finish() {
   finishing_ = true;
   service_.log.Write({.what = "stop", .note = std::to_string(sessions_.size()) + " clients"});
   for (const auto& acceptor : acceptors_) acceptor->close();
-  room_.cancel();
   for (const std::shared_ptr<Session>& session : sessions_) session->Finish();
   grace_.expires_after(kGrace);
   grace_.async_wait([this](const asio::error_code& problem) {
@@ -195,6 +219,7 @@ void Server::LeaveIfDone() {
   if (!IsDone()) return;
   grace_.cancel();
   signals_.cancel();
+  reload_.cancel();
 }
 
 }  // namespace tvl::server

@@ -25,7 +25,7 @@ class Server {
   void Listen();
 
   // Serves until SIGTERM or SIGINT: no new clients then, and five seconds for what is going on. A second
-  // signal ends that at once.
+  // signal ends that at once. SIGHUP has the rules for admission read again, and the log opened again.
   void Run();
 
  private:
@@ -35,11 +35,12 @@ class Server {
   void WritePortFile(unsigned int port) const;
   asio::awaitable<void> Accept(Acceptor& acceptor);
   asio::awaitable<void> AcceptNext(Acceptor& acceptor);
-  asio::awaitable<void> WaitForRoom();
   void Begin(asio::ip::tcp::socket socket);
   void End(const std::shared_ptr<Session>& session);
   [[nodiscard]] bool IsDone() const;
   void WaitForSignal();
+  void WaitForReload();
+  void Reload();
   void Finish();
   void CutAll();
   void LeaveIfDone();
@@ -48,8 +49,10 @@ class Server {
   asio::io_context context_;
   std::vector<std::unique_ptr<Acceptor>> acceptors_;
   asio::signal_set signals_;
+  asio::signal_set reload_;
   asio::steady_timer grace_;
-  asio::steady_timer room_;  // never expires; cancelled when a session has ended
+  Lobby handshakes_;
+  Lobby refused_;  // connections from addresses that are not allowed
   std::set<std::shared_ptr<Session>> sessions_;
   bool finishing_ = false;
 };

@@ -26,6 +26,8 @@ Service::Service(const Options& given, CConfig& loaded, Log& log_to_use)
       short_name(loaded.Get("ShortName")),
       long_name(loaded.Get("LongName")),
       log(log_to_use),
+      admission(ReadAdmission(given.admission)),
+      clients(given.max_clients, given.max_clients_per_address),
       root(Host(loaded.documentRoot), {Host(loaded.tmpDir), Host(loaded.locksDir), Host(loaded.procsDir)},
            given.config),
       parts(WithoutSlash(Host(loaded.tmpDir))),

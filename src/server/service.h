@@ -6,11 +6,13 @@
 #include <string>
 
 #include "config/config.h"
+#include "server/client_count.h"
 #include "server/hash_cache.h"
 #include "server/log.h"
 #include "server/options.h"
 #include "server/parts.h"
 #include "server/store_root.h"
+#include "server/tag_guard.h"
 
 namespace tvl::server {
 
@@ -25,13 +27,15 @@ struct Service {
   const std::string short_name;
   const std::string long_name;
   Log& log;
+  Admission admission;  // replaced when the server is told to read its sources again
+  ClientCount clients;
+  TagGuard tag_guard;
   StoreRoot root;
   Parts parts;
   HashCache hashes;
   asio::thread_pool files;    // whatever may wait for the disk
   asio::thread_pool hashing;  // what reads whole files
   asio::thread_pool engine;   // one thread: presence and locks
-  std::size_t clients = 0;    // accepted and not gone
 };
 
 }  // namespace tvl::server

@@ -31,8 +31,10 @@ const Session::Command Session::kCommands[] = {{protocol::kGet, &Session::Get},
                                                {protocol::kLock, &Session::LockObject},
                                                {protocol::kUnlock, &Session::LockObject}};
 
-Session::Session(Service& service, asio::ip::tcp::socket socket)
-    : service_(service), stream_(std::make_shared<Stream>(std::move(socket), service.options.send_timeout)) {}
+Session::Session(Service& service, asio::ip::tcp::socket socket, Lobby& lobby)
+    : service_(service),
+      stream_(std::make_shared<Stream>(std::move(socket), service.options.send_timeout)),
+      lobby_(lobby) {}
 
 asio::awaitable<void> Session::Run() {
   const Stopwatch watch;
@@ -74,36 +76,55 @@ asio::awaitable<bool> Session::Admit() {
   const std::optional<Handshake> handshake = ParseHandshake(packet);
   if (!handshake) co_return stream_->End("broken handshake");
   identity_ = CleanIdentity(*handshake);
-  right_ = service_.options.tags.RightOf(handshake->tag);
-  const char* refusal = nullptr;
-  if (!service_.options.allowed.Allows(stream_->Peer().address())) {
-    refusal = "address not allowed";
-  } else if (right_ == Right::kNone) {
-    refusal = "tag not accepted";
-  } else if (service_.clients >= service_.options.max_clients) {
-    refusal = "too many clients";
-  }
+  tag_ = handshake->tag;
+  right_ = service_.admission.tags.RightOf(tag_);
   bool entered = false;
-  if (refusal == nullptr) {
-    entered = co_await Enter();
+  if (const Refusal* refusal = FindRefusal()) {
+    co_await Refuse(*refusal);
   } else {
-    co_await Refuse(refusal, until);
+    entered = co_await Enter();
   }
   co_return entered;
 }
 
-// A refused client says its "X" first. Closed before that, with its bytes unread, the connection would be
-// reset and the answer might not arrive.
-asio::awaitable<void> Session::Refuse(const char* why, std::chrono::steady_clock::time_point until) {
-  Event event = {.what = "refuse", .level = Level::kWarning, .code = TVL_ERR_TCP_CONNECT, .note = why};
+const Session::Refusal* Session::FindRefusal() const {
+  static constexpr Refusal kAddress = {"address", "address not allowed"};
+  static constexpr Refusal kTag = {"tag", "tag not accepted"};
+  static constexpr Refusal kFull = {"full", "too many clients"};
+  const asio::ip::address address = stream_->Peer().address();
+  if (!service_.admission.allowed.Allows(address)) return &kAddress;
+  if (right_ == Right::kNone) return &kTag;
+  return service_.clients.HasPlaceFor(Plain(address)) ? nullptr : &kFull;
+}
+
+// A refused client sends its "X" first. If the connection were closed before that, with bytes unread, it
+// would be reset and the answer might not arrive.
+asio::awaitable<void> Session::Refuse(const Refusal& refusal) {
+  Event event = {
+      .what = "refuse", .level = Level::kWarning, .code = TVL_ERR_TCP_CONNECT, .note = refusal.note};
   Report(std::move(event));
-  const std::string text = RefuseText(TVL_ERR_TCP_CONNECT);
+  if (right_ == Right::kNone) {
+    const auto now = std::chrono::steady_clock::now();
+    co_await stream_->Pause(now + service_.tag_guard.Delay(Plain(stream_->Peer().address()), now));
+  }
+  const std::string text = RefuseText(TVL_ERR_TCP_CONNECT, refusal.reason);
   const bool sent = co_await Reply(text);
-  if (sent) co_await stream_->Drain(until);
+  if (sent) co_await stream_->Drain(std::chrono::steady_clock::now() + service_.options.handshake_timeout);
+}
+
+void Session::Readmit() {
+  if (!admitted_) return;
+  right_ = service_.admission.tags.RightOf(tag_);
+  const bool admits = right_ != Right::kNone && service_.admission.allowed.Allows(stream_->Peer().address());
+  if (admits) return;
+  finishing_ = true;
+  stream_->End("no longer admitted");
+  stream_->Close();
 }
 
 asio::awaitable<bool> Session::Enter() {
-  ++service_.clients;
+  lobby_.Remove(*this);
+  service_.clients.Add(Plain(stream_->Peer().address()));
   admitted_ = true;
   const Stopwatch watch;
   const std::string address = DottedAddress(stream_->Peer().address());
@@ -123,7 +144,7 @@ asio::awaitable<bool> Session::Enter() {
 
 // Gives presence and locks back. A put that was going on has been dropped before.
 asio::awaitable<void> Session::Leave() {
-  if (std::exchange(admitted_, false)) --service_.clients;
+  if (std::exchange(admitted_, false)) service_.clients.Remove(Plain(stream_->Peer().address()));
   if (!instance_) co_return;
   co_await RunOn(service_.engine, [this] {
     instance_.reset();

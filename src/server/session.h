@@ -11,6 +11,7 @@
 #include "server/access.h"
 #include "server/instance.h"
 #include "server/line_budget.h"
+#include "server/lobby.h"
 #include "server/log.h"
 #include "server/put_file.h"
 #include "server/service.h"
@@ -22,12 +23,17 @@ namespace tvl::server {
 // the lock table runs elsewhere meanwhile.
 class Session {
  public:
-  Session(Service& service, asio::ip::tcp::socket socket);
+  // `lobby`: where the session is until it has been accepted.
+  Session(Service& service, asio::ip::tcp::socket socket, Lobby& lobby);
+  ~Session() { lobby_.Remove(*this); }
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
   // Serves the client until one of the two sides ends it. The session must outlive it.
   asio::awaitable<void> Run();
+
+  // Applies changed rules for admission: a client that they no longer admit is disconnected.
+  void Readmit();
 
   // Lets what is going on come to its end, and then ends.
   void Finish();
@@ -55,7 +61,12 @@ class Session {
   asio::awaitable<void> Serve();
   asio::awaitable<bool> Admit();
   asio::awaitable<bool> Enter();
-  asio::awaitable<void> Refuse(const char* why, std::chrono::steady_clock::time_point until);
+  struct Refusal {
+    const char* reason;  // as the client gets it
+    const char* note;
+  };
+  [[nodiscard]] const Refusal* FindRefusal() const;
+  asio::awaitable<void> Refuse(const Refusal& refusal);
   asio::awaitable<void> Exchange();
   asio::awaitable<bool> NextCommand(std::string& command);
   asio::awaitable<bool> Dispatch(std::string_view command);
@@ -91,8 +102,10 @@ class Session {
 
   Service& service_;
   const std::shared_ptr<Stream> stream_;
+  Lobby& lobby_;
   std::unique_ptr<Instance> instance_;  // made, used and ended on the engine's thread
   Handshake identity_;
+  std::string tag_;
   int number_ = 0;
   std::uint64_t requests_ = 0;
   LineBudget line_budget_;

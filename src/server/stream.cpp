@@ -101,6 +101,13 @@ asio::awaitable<void> Stream::Drain(Clock::time_point until) {
   }
 }
 
+asio::awaitable<void> Stream::Pause(Clock::time_point until) {
+  if (!socket_.is_open()) co_return;
+  timer_.expires_at(until);
+  asio::error_code ignored;
+  co_await timer_.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
+}
+
 asio::awaitable<bool> Stream::ReadMore(Clock::time_point until) {
   for (;;) {
     if (!socket_.is_open()) co_return false;

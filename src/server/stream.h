@@ -31,6 +31,9 @@ class Stream : public std::enable_shared_from_this<Stream> {
   // Receives and drops until the end of the stream, the packet that ends a connection, or the given time.
   asio::awaitable<void> Drain(std::chrono::steady_clock::time_point until);
 
+  // Lets time pass without reading; ends early when the stream is closed.
+  asio::awaitable<void> Pause(std::chrono::steady_clock::time_point until);
+
   // False if the client is gone, or took nothing for too long.
   asio::awaitable<bool> Send(std::string_view bytes);
 

@@ -2,10 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <optional>
 #include <stdexcept>
+#include <thread>
 
 #include "server/server_process.h"
+#include "server/tag_guard.h"
 
 namespace {
 
@@ -92,6 +95,7 @@ TEST(Access, IsByNetwork) {
       {{"0.0.0.0/0"}, {"198.51.100.1"}, {"2001:db8::1"}},
       {{"2001:db8::/32"}, {"2001:db8:1::1"}, {"2001:db9::1", "10.0.0.1"}},
       {{"fe80::/10"}, {"fe80::1%1"}, {}},
+      {{"::ffff:10.0.0.0/104"}, {"10.9.9.9", "::ffff:10.9.9.9"}, {"11.0.0.1"}},
   };
   for (const auto& row : rows) {
     AllowedAddresses allowed;
@@ -124,10 +128,10 @@ TEST(Access, IsByTag) {
 }
 
 // What a refused client sees: the code, and then the connection stays until the client ends it.
-void ExpectRefused(unsigned short port, const string& tag) {
+void ExpectRefused(unsigned short port, const string& tag, const string& reason) {
   const RawClient client(port);
   client.Send(RawClient::HandshakeBytes({.tag = tag}) + RawClient::PacketBytes("Gahead\t@"));
-  EXPECT_EQ(client.Receive(), "TVL\t10");
+  EXPECT_EQ(client.Receive(), "TVL\t10\t" + reason);
   client.SendPacket("Gmore\t@");
   client.SendPacket("X");
   EXPECT_TRUE(client.IsEnded());
@@ -138,15 +142,61 @@ TEST(Access, RefusesOnAServer) {
   store.Write("a.txt", "Hello");
   store.folder.Write("tags", "reads read\nwrites write\n");
   const ServerProcess server(store, {"--tags", store.folder.Host("tags"), "--max-clients", "2"});
-  ExpectRefused(server.Port(), "");
+  ExpectRefused(server.Port(), "", "tag");
   const RawClient reader = server.Enter({.tag = "reads"});
   EXPECT_EQ(reader.Get("a.txt").bytes, "Hello");
   EXPECT_EQ(reader.Put("b.txt", "x"), 20);
   EXPECT_EQ(reader.Lock("ORD1"), "1\tpc1");
   const RawClient writer = server.Enter({.tag = "writes"});
   EXPECT_EQ(writer.Put("b.txt", "x"), 0);
-  ExpectRefused(server.Port(), "writes");  // the third of two
+  ExpectRefused(server.Port(), "writes", "full");  // the third of two
   EXPECT_EQ(store.Files(), (std::vector<string>{"a.txt", "b.txt"}));
+}
+
+TEST(Access, IsReadAgainAllOrNothing) {
+  const ServedStore store;
+  const auto setting = [&](const string& tags, const string& networks) {
+    store.folder.Write("tags", tags);
+    store.folder.Write("allow", networks);
+  };
+  setting("stays write\nreads write\ngoes write\n", "127.0.0.1\n127.0.0.2\n");
+  const ServerProcess server(store, {"--tags", store.folder.Host("tags"), "--allow",
+                                     "@" + store.folder.Host("allow"), "--log", store.folder.Host("log")});
+  const RawClient stays = server.Enter({.tag = "stays"});
+  const RawClient reads = server.Enter({.tag = "reads"});
+  const RawClient goes = server.Enter({.tag = "goes"});
+  const RawClient elsewhere = server.Enter({.tag = "stays"}, "127.0.0.2");
+  std::filesystem::rename(store.folder.Host("log"), store.folder.Host("log.1"));
+  setting("comes write\n", "nowhere\n");
+  server.Signal(SIGHUP);
+  const auto logged = [&](const string& text) {
+    while (store.folder.Read("log").find(text) == string::npos) std::this_thread::yield();
+  };
+  logged("line 1: not an address or a network: nowhere");
+  EXPECT_EQ(stays.Put("a", "x"), 0);
+  ExpectRefused(server.Port(), "comes", "tag");
+  setting("stays write\nreads read\ncomes write\n", "127.0.0.1\n");
+  server.Signal(SIGHUP);
+  logged("tags and networks read");
+  EXPECT_EQ(server.Enter({.tag = "comes"}).Put("b", "x"), 0);
+  EXPECT_EQ(stays.Put("a", "y"), 0);
+  EXPECT_EQ(reads.Put("a", "z"), 20);
+  EXPECT_TRUE(goes.IsEnded());
+  EXPECT_TRUE(elsewhere.IsEnded());
+}
+
+TEST(Access, GuessedTagsAreAnsweredLaterAndLater) {
+  using std::chrono::seconds;
+  tvl::server::TagGuard guard;
+  const auto guesser = asio::ip::make_address("192.0.2.1");
+  auto now = tvl::server::TagGuard::Clock::now();
+  for (const int delay : {1, 2, 4, 8, 8}) EXPECT_EQ(guard.Delay(guesser, now), seconds(delay));
+  EXPECT_EQ(guard.Delay(asio::ip::make_address("192.0.2.2"), now), seconds(1));
+  for (unsigned int i = 0; i < 5'000; ++i) {
+    EXPECT_EQ(guard.Delay(asio::ip::address_v4(0x0A000000 + i), now += std::chrono::milliseconds(1)),
+              seconds(1));
+  }
+  EXPECT_EQ(guard.Delay(guesser, now + std::chrono::hours(1)), seconds(1));
 }
 
 }  // namespace

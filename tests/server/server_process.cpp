@@ -6,11 +6,22 @@
 
 namespace {
 
+template <typename Condition>
+bool WaitFor(const Condition& condition) {
+  const auto patience = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > patience) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return true;
+}
+
 // The log goes to a file, since a pipe that nobody reads would fill up and hold the server.
 ProcessStart Start(const std::string& log, const std::string& before, const ServedStore& store,
                    const std::vector<std::string>& options) {
   ProcessStart start = {{"/bin/sh", "-c", "exec 2>\"$0\"; echo $$ >&2; " + before + "; exec \"$@\"", log,
-                         TVL_SERVER_PROGRAM, "--config", store.Path("tvl.ini"), "--listen", "127.0.0.1:0"}};
+                         TVL_SERVER_PROGRAM, "--config", store.Path("tvl.ini"), "--listen", "127.0.0.1:0",
+                         "--port-file", log + ".port"}};
   start.command.insert(start.command.end(), options.begin(), options.end());
   return start;
 }
@@ -41,10 +52,10 @@ std::vector<std::string> ServedStore::Files() const {
 ServerProcess::ServerProcess(const ServedStore& store, const std::vector<std::string>& options,
                              const std::string& before)
     : process_(Start(folder_.Host("log"), before, store, options)) {
-  if (!WaitForLog(" listen ")) throw std::runtime_error("the server does not listen: " + Log());
-  const std::string log = Log();
-  pid_ = std::stoi(log);
-  port_ = static_cast<unsigned short>(std::stoi(log.substr(log.rfind(':') + 1)));
+  const auto written = [this] { return !folder_.Read("log.port").empty(); };
+  if (!WaitFor(written)) throw std::runtime_error("the server does not listen: " + Log());
+  pid_ = std::stoi(Log());
+  port_ = static_cast<unsigned short>(std::stoi(folder_.Read("log.port")));
 }
 
 RawClient ServerProcess::Enter(const ClientNames& names, const char* from) const {
@@ -55,10 +66,5 @@ RawClient ServerProcess::Enter(const ClientNames& names, const char* from) const
 }
 
 bool ServerProcess::WaitForLog(const std::string& text) const {
-  const auto patience = std::chrono::steady_clock::now() + std::chrono::minutes(1);
-  while (Log().find(text) == std::string::npos) {
-    if (std::chrono::steady_clock::now() > patience) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  return true;
+  return WaitFor([&] { return Log().find(text) != std::string::npos; });
 }

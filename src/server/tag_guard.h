@@ -1,0 +1,39 @@
+#ifndef TVL_SERVER_TAG_GUARD_H
+#define TVL_SERVER_TAG_GUARD_H
+
+#include <asio/ip/address.hpp>
+#include <chrono>
+#include <cstddef>
+#include <map>
+
+namespace tvl::server {
+
+// Slows down those who guess client tags: the answer to a wrong tag is delayed by a second, and by twice as
+// much with each further wrong one from that address, up to kLongest. A right tag is never delayed. On the
+// network's thread only.
+class TagGuard {
+ public:
+  using Clock = std::chrono::steady_clock;
+
+  static constexpr std::chrono::seconds kFirst{1};
+  static constexpr std::chrono::seconds kLongest{8};
+  static constexpr std::chrono::minutes kForgiven{10};  // without a wrong tag
+  static constexpr std::size_t kMostAddresses = 4096;
+
+  // Counts a wrong tag; how long its answer is to wait.
+  [[nodiscard]] std::chrono::seconds Delay(const asio::ip::address& address, Clock::time_point now);
+
+ private:
+  struct Guesser {
+    std::chrono::seconds delay = kFirst;
+    Clock::time_point last;
+  };
+
+  void ForgetSome(Clock::time_point now);
+
+  std::map<asio::ip::address, Guesser> guessers_;
+};
+
+}  // namespace tvl::server
+
+#endif

@@ -3,131 +3,267 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/stat.h>
-#include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstddef>
 #include <mutex>
 #include <new>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include "platform/host_path.h"
 #include "platform/last_error.h"
+#include "platform/lock_ranges.h"
 #include "platform/open_file.h"
 #include "platform/system_calls.h"
 
 namespace tvl {
 namespace {
 
-constexpr off_t kToTheEnd = 0;                // length of a hold: the whole file, however it grows
-constexpr off_t kTryLength = off_t{1} << 62;  // length of a try, by which others know it for one
-constexpr long kTryPauseNanoseconds = 30'000;
-constexpr long kTryPatienceNanoseconds = 1'000'000'000;
+constexpr LockRange kWholeFile = {0, 0};
 
-struct flock WholeFile(short type, off_t length) {
+// A try and the turn for it are one range, so an uncontended try needs one call.
+constexpr LockRange kTryWithTurn = {kTryRange.start, kTryRange.length + kTurnByte.length};
+static_assert(kTryRange.start + kTryRange.length == kTurnByte.start);
+
+// Earlier releases, which know no turn, hold a whole file, and try with this length.
+constexpr off_t kEarlierTryLength = off_t{1} << 62;
+// Of all locks only a hold by an earlier release covers this byte. On SMB, a query does not report what it
+// found.
+constexpr LockRange kBeyondTurn = {kTurnByte.start + kTurnByte.length, 1};
+
+struct flock AsLock(short type, const LockRange& range) {
   struct flock lock = {};
   lock.l_type = type;
   lock.l_whence = SEEK_SET;
-  lock.l_len = length;
+  lock.l_start = range.start;
+  lock.l_len = range.length;
   return lock;
 }
 
-// True if what bars the lock just refused is only another try, or has gone meanwhile.
-bool IsBarredByTry(int descriptor) {
-  struct flock found = WholeFile(F_WRLCK, kToTheEnd);
-  if (System().lock(descriptor, F_OFD_GETLK, &found) != 0) return false;
-  return found.l_type == F_UNLCK || (found.l_start == 0 && found.l_len == kTryLength);
+// 0, or why the file system refuses.
+int SetLock(int descriptor, short type, const LockRange& range) {
+  struct flock lock = AsLock(type, range);
+  return System().lock(descriptor, F_OFD_SETLK, &lock) == 0 ? 0 : errno;
 }
 
-// Locks without waiting for a holder; waits for tries, which last microseconds. 0, EBUSY if there is a
-// holder, else why the file system refuses.
-int Lock(int descriptor, off_t length) {
-  for (long waited = 0;; waited += kTryPauseNanoseconds) {
-    struct flock lock = WholeFile(F_WRLCK, length);
-    if (System().lock(descriptor, F_OFD_SETLK, &lock) == 0) return 0;
-    if (errno != EAGAIN && errno != EACCES) return errno;
-    if (waited >= kTryPatienceNanoseconds || !IsBarredByTry(descriptor)) return EBUSY;
-    const timespec pause = {0, kTryPauseNanoseconds};
-    nanosleep(&pause, nullptr);
+void Unlock(int descriptor, const LockRange& range) {
+  static_cast<void>(SetLock(descriptor, F_UNLCK, range));
+}
+
+bool IsRefusal(int problem) {
+  return problem == EAGAIN || problem == EACCES;
+}
+
+// What bars an exclusive lock on `range`: F_UNLCK in `l_type` if nothing does any more. False without an
+// answer.
+bool FindBarrier(int descriptor, const LockRange& range, struct flock& found) {
+  found = AsLock(F_WRLCK, range);
+  return System().lock(descriptor, F_OFD_GETLK, &found) == 0;
+}
+
+bool IsHeldByEarlierRelease(int descriptor) {
+  struct flock found = {};
+  return !FindBarrier(descriptor, kBeyondTurn, found) || found.l_type != F_UNLCK;
+}
+
+// True if a hold or a user of a table bars a try. False where that cannot be determined.
+bool IsHoldInTheWay(int descriptor) {
+  struct flock found = {};
+  if (!FindBarrier(descriptor, kTryRange, found)) return false;
+  return (found.l_type == F_WRLCK && found.l_start == kHoldRange.start) ||
+         (found.l_type == F_RDLCK && found.l_start == kUseByte.start);
+}
+
+// True if what bars `range` from the owner of the turn has gone or is a try by an earlier release.
+bool IsBarredForAMoment(int descriptor, const LockRange& range) {
+  struct flock found = {};
+  if (!FindBarrier(descriptor, range, found)) return false;
+  return found.l_type == F_UNLCK || (found.l_start == 0 && found.l_len == kEarlierTryLength);
+}
+
+// Waits for others in short sleeps, a second in all: turns and tries last microseconds.
+class Patience {
+ public:
+  // False, without a sleep, when the time is over.
+  [[nodiscard]] bool Pause() {
+    if (Clock::now() >= end_) return false;
+    std::this_thread::sleep_for(pause_);
+    pause_ = std::min(pause_ + pause_ / 2, kLongestPause);
+    return true;
+  }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  static constexpr std::chrono::microseconds kFirstPause{30};
+  static constexpr std::chrono::microseconds kLongestPause{5'000};
+
+  Clock::time_point end_ = Clock::now() + std::chrono::seconds(1);
+  std::chrono::microseconds pause_ = kFirstPause;
+};
+
+// These lock without waiting for a holder. 0, EBUSY if there is one, else why the file system refuses.
+
+int TakeTurn(int descriptor, Patience& patience) {
+  for (;;) {
+    const int problem = SetLock(descriptor, F_WRLCK, kTurnByte);
+    if (!IsRefusal(problem)) return problem;
+    if (IsHeldByEarlierRelease(descriptor) || !patience.Pause()) return EBUSY;
   }
 }
 
-void Unlock(int descriptor) {
-  struct flock lock = WholeFile(F_UNLCK, kToTheEnd);
-  System().lock(descriptor, F_OFD_SETLK, &lock);
+int LockHavingTurn(int descriptor, const LockRange& range, Patience& patience) {
+  for (;;) {
+    const int problem = SetLock(descriptor, F_WRLCK, range);
+    if (!IsRefusal(problem)) return problem;
+    if (!IsBarredForAMoment(descriptor, range) || !patience.Pause()) return EBUSY;
+  }
 }
 
-// The descriptors of this process that carry a hold. `mutex` is also taken for the length of every try, so no
-// child is forked in the middle of one. Never destroyed, since connections are closed while the process ends;
-// and in a place of its own, so that a try never wants for memory.
-class HeldDescriptors {
+// On success the caller has the turn too.
+int LockWithTurn(int descriptor, const LockRange& range) {
+  Patience patience;
+  if (const int problem = TakeTurn(descriptor, patience)) return problem;
+  const int problem = LockHavingTurn(descriptor, range, patience);
+  if (problem != 0) Unlock(descriptor, kTurnByte);
+  return problem;
+}
+
+int LockForHold(int descriptor) {
+  const int problem = LockWithTurn(descriptor, kHoldRange);
+  if (problem == 0) Unlock(descriptor, kTurnByte);
+  return problem;
+}
+
+int LockForTry(int descriptor) {
+  const int problem = SetLock(descriptor, F_WRLCK, kTryWithTurn);
+  if (!IsRefusal(problem)) return problem;
+  return IsHoldInTheWay(descriptor) ? EBUSY : LockWithTurn(descriptor, kTryRange);
+}
+
+// The descriptors of this process that carry a lock, for a forked child to replace. Nothing waits while it
+// has `mutex`. Never destroyed, since connections are closed while the process ends.
+class LockedDescriptors {
  public:
-  static HeldDescriptors& Get() {
-    alignas(HeldDescriptors) static std::byte room[sizeof(HeldDescriptors)];
-    static auto* descriptors = new (room) HeldDescriptors;
+  // A descriptor during a try, on its thread's stack: a try needs no memory.
+  struct Tried {
+    int descriptor;
+    Tried* next;
+  };
+
+  static LockedDescriptors& Get() {
+    alignas(LockedDescriptors) static std::byte memory[sizeof(LockedDescriptors)];
+    static auto* descriptors = new (memory) LockedDescriptors;
     return *descriptors;
   }
 
-  std::mutex mutex;
-  std::vector<int> descriptors;
+  void AddHeld(int descriptor) {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    held_.push_back(descriptor);
+  }
+
+  // False if it is not there.
+  bool RemoveHeld(int descriptor) {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    return std::erase(held_, descriptor) > 0;
+  }
+
+  void AddTried(Tried& tried) {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    tried.next = std::exchange(tried_, &tried);
+  }
+
+  void RemoveTried(const Tried& tried) {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    for (Tried** link = &tried_; *link != nullptr; link = &(*link)->next) {
+      if (*link != &tried) continue;
+      *link = tried.next;
+      break;
+    }
+  }
 
  private:
-  HeldDescriptors() { pthread_atfork(BeforeFork, InParent, InChild); }
+  LockedDescriptors() { pthread_atfork(BeforeFork, InParent, InChild); }
 
-  static void BeforeFork() { Get().mutex.lock(); }
-  static void InParent() { Get().mutex.unlock(); }
+  static void BeforeFork() { Get().mutex_.lock(); }
+  static void InParent() { Get().mutex_.unlock(); }
 
   static void InChild() {
-    HeldDescriptors& held = Get();
+    LockedDescriptors& locked = Get();
     const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
-    for (const int descriptor : held.descriptors) {
-      if (nowhere < 0 || dup3(nowhere, descriptor, O_CLOEXEC) < 0) close(descriptor);
-    }
+    for (const int descriptor : locked.held_) Replace(descriptor, nowhere);
+    for (const Tried* tried = locked.tried_; tried != nullptr; tried = tried->next)
+      Replace(tried->descriptor, nowhere);
     if (nowhere >= 0) close(nowhere);
-    held.descriptors.clear();
-    held.mutex.unlock();
+    locked.held_.clear();
+    locked.tried_ = nullptr;
+    locked.mutex_.unlock();
   }
+
+  static void Replace(int descriptor, int nowhere) {
+    if (nowhere < 0 || dup3(nowhere, descriptor, O_CLOEXEC) < 0) close(descriptor);
+  }
+
+  std::mutex mutex_;
+  std::vector<int> held_;
+  Tried* tried_ = nullptr;
+};
+
+// A try on a file, which lasts as long as this object.
+class Try {
+ public:
+  explicit Try(int descriptor) : tried_{descriptor, nullptr} {
+    LockedDescriptors::Get().AddTried(tried_);
+    problem_ = LockForTry(descriptor);
+  }
+  Try(const Try&) = delete;
+  Try& operator=(const Try&) = delete;
+  ~Try() {
+    if (problem_ == 0) Unlock(tried_.descriptor, kWholeFile);
+    LockedDescriptors::Get().RemoveTried(tried_);
+  }
+
+  [[nodiscard]] int Problem() const { return problem_; }
+
+ private:
+  LockedDescriptors::Tried tried_;
+  int problem_ = 0;
 };
 
 }  // namespace
 
 bool HoldFile(HANDLE file) {
   const int descriptor = static_cast<int>(file);
-  HeldDescriptors& held = HeldDescriptors::Get();
-  const std::lock_guard<std::mutex> guard(held.mutex);
-  held.descriptors.push_back(descriptor);
-  const int problem = Lock(descriptor, kToTheEnd);
+  LockedDescriptors::Get().AddHeld(descriptor);
+  const int problem = LockForHold(descriptor);
   if (problem == 0) return true;
-  held.descriptors.pop_back();
+  LockedDescriptors::Get().RemoveHeld(descriptor);
   NoteError(nullptr, problem);
   return false;
 }
 
 void ReleaseFile(HANDLE file) {
   const int descriptor = static_cast<int>(file);
-  HeldDescriptors& held = HeldDescriptors::Get();
-  const std::lock_guard<std::mutex> guard(held.mutex);
-  if (std::erase(held.descriptors, descriptor) > 0) Unlock(descriptor);
+  if (LockedDescriptors::Get().RemoveHeld(descriptor)) Unlock(descriptor, kWholeFile);
 }
 
 bool WhileUnheld(int descriptor, void (*action)(void* argument), void* argument) {
-  const std::lock_guard<std::mutex> guard(HeldDescriptors::Get().mutex);
-  const int problem = Lock(descriptor, kTryLength);
-  if (problem != 0) {
-    NoteError(nullptr, problem);
-    return false;
+  const Try attempt(descriptor);
+  if (attempt.Problem() == 0) {
+    action(argument);
+    return true;
   }
-  action(argument);
-  Unlock(descriptor);
-  return true;
+  NoteError(nullptr, attempt.Problem());
+  return false;
 }
 
 bool IsHeld(int descriptor) {
-  const std::lock_guard<std::mutex> guard(HeldDescriptors::Get().mutex);
-  const int problem = Lock(descriptor, kTryLength);
-  if (problem == 0) Unlock(descriptor);
+  const int problem = Try(descriptor).Problem();
   return problem == EBUSY ||
          problem == ENOLCK;  // without an answer from the lock service there may be a holder
 }

@@ -61,15 +61,12 @@ asio::awaitable<bool> Session::Get(std::string_view command) {
   co_return go_on;
 }
 
-// Files are hashed on threads of their own, so that some great ones keep nobody from those that aren't.
 asio::awaitable<int> Session::OpenGet(const FileRequest& asked, Transfer& transfer) {
   std::optional<int> code = OpenGetAtOnce(asked, transfer);
   if (!code)
     code = co_await RunOn(service_.files, [this, &asked, &transfer] { return FindGet(asked, transfer); });
   if (code) co_return *code;
-  const bool same = co_await RunOn(service_.hashing, [this, &asked, &transfer] {
-    return transfer.file.HasSignature(service_.hashes, asked.stamp);
-  });
+  const bool same = co_await HasSignature(transfer.file, asked.stamp);
   if (same) co_return TVL_ERR_IN_CACHE;
   const int begun = co_await RunOn(service_.files, [this, &transfer] { return BeginGet(transfer); });
   co_return begun;

@@ -28,7 +28,7 @@ class GetFile {
   };
 
   // Finds the file. 0; 19 if the client's copy is current; 20 if there is none or no client may have it.
-  // Nothing if its contents decide, for which HasSignature is there.
+  // Nothing if its contents decide: then its signature has to be compared with the stamp.
   [[nodiscard]] std::optional<int> Open(const StoreRoot& root, const std::string& name,
                                         const Compare& compare);
 
@@ -36,10 +36,9 @@ class GetFile {
   [[nodiscard]] std::optional<int> OpenAtOnce(const StoreRoot& root, const std::string& name,
                                               const Compare& compare);
 
-  // True if the client's copy has the same contents. Takes as long as the file has bytes.
-  [[nodiscard]] bool HasSignature(HashCache& hashes, const std::string& stamp) const {
-    return server::HasSignature(hashes, file_.Number(), status_, stamp);
-  }
+  // The file that was opened, and its status then.
+  [[nodiscard]] int Number() const { return file_.Number(); }
+  [[nodiscard]] const struct stat& Status() const { return status_; }
 
   // From now on what comes is a zlib stream. False without memory.
   [[nodiscard]] bool Pack();

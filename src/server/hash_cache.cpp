@@ -3,12 +3,13 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cinttypes>
 #include <cstdio>
+#include <new>
 
 #include "base/text.h"
 #include "transfer/compare.h"
-#include "transfer/sha1.h"
 
 namespace tvl::server {
 namespace {
@@ -18,6 +19,9 @@ namespace {
 // Some file systems keep whole or even seconds only.
 constexpr std::int64_t kStepNanoseconds = 20'000'000;
 constexpr std::int64_t kCoarseStepNanoseconds = 2'000'000'000;
+
+// Stays in the processor's second cache while it is hashed.
+constexpr std::size_t kReadBuffer = 128 * 1024;
 
 std::int64_t Nanoseconds(const timespec& moment) {
   return moment.tv_sec * std::int64_t{1'000'000'000} + moment.tv_nsec;
@@ -34,17 +38,53 @@ std::int64_t Now() {
   return Nanoseconds(now);
 }
 
-SignatureText Hash(int file) {
-  SignatureText signature = {};
-  if (lseek(file, 0, SEEK_SET) != 0) return signature;
-  Sha1OfHandle(file, signature.data());
-  lseek(file, 0, SEEK_SET);
-  return signature;
-}
-
 }  // namespace
 
-HashCache::Key HashCache::KeyOf(const struct stat& status) {
+HashJob::HashJob(HashCache& cache, const Key& key, bool settled)
+    : cache_(&cache), key_(key), settled_(settled) {
+  Sha1Init(&context_);
+}
+
+HashJob::~HashJob() {
+  if (cache_ != nullptr) cache_->Forget(key_);
+}
+
+std::string HashJob::Signature() const {
+  const std::lock_guard<std::mutex> guard(mutex_);
+  return signature_.data();
+}
+
+bool HashJob::Step(int file) {
+  const std::lock_guard<std::mutex> guard(mutex_);
+  if (!done_ && !ReadPiece(file)) Finish(file);
+  return done_;
+}
+
+// False when there is nothing more to read.
+bool HashJob::ReadPiece(int file) {
+  char bytes[kReadBuffer];
+  const off_t end = position_ + static_cast<off_t>(kPiece);
+  while (position_ < end) {
+    const ssize_t count = pread(file, bytes, sizeof bytes, position_);
+    if (count < 0 && errno == EINTR) continue;
+    failed_ = count < 0;
+    if (count <= 0) return false;
+    Sha1Update(&context_, bytes, static_cast<unsigned int>(count));
+    position_ += count;
+  }
+  return true;
+}
+
+void HashJob::Finish(int file) {
+  done_ = true;
+  if (failed_) return;
+  Sha1Signature(&context_, signature_.data());
+  struct stat after = {};
+  const bool unchanged = fstat(file, &after) == 0 && HashCache::KeyOf(after) == key_;
+  if (settled_ && unchanged) cache_->Keep(key_, signature_);
+}
+
+HashJob::Key HashCache::KeyOf(const struct stat& status) {
   return {status.st_dev,          status.st_ino,         status.st_size,        status.st_mtim.tv_sec,
           status.st_mtim.tv_nsec, status.st_ctim.tv_sec, status.st_ctim.tv_nsec};
 }
@@ -54,66 +94,42 @@ std::size_t HashCache::Computed() const {
   return computed_;
 }
 
-void HashCache::Forget(Entries::iterator entry) {
-  ages_.erase(entry->second.age);
-  entries_.erase(entry);
-}
-
-void HashCache::DropOldest() {
-  for (auto age = ages_.end(); entries_.size() > most_ && age != ages_.begin();) {
-    --age;
-    const auto entry = entries_.find(*age);
-    if (entry->second.busy) continue;
-    age = ages_.erase(age);
-    entries_.erase(entry);
+std::shared_ptr<HashJob> HashCache::Join(const struct stat& status) {
+  const HashJob::Key key = KeyOf(status);
+  const std::lock_guard<std::mutex> guard(mutex_);
+  if (const auto kept = kept_.find(key); kept != kept_.end()) {
+    ages_.splice(ages_.begin(), ages_, kept->second.age);
+    return std::make_shared<HashJob>(kept->second.signature);
   }
+  std::weak_ptr<HashJob>& running = running_[key];
+  if (std::shared_ptr<HashJob> job = running.lock()) return job;
+  auto job = std::make_shared<HashJob>(*this, key, IsSettled(status, Now()));
+  running = job;
+  ++computed_;
+  return job;
 }
 
-// Without memory for the entry: what is there stays as it was.
-HashCache::Entries::iterator HashCache::Begin(const Key& key) {
+// A signature for which there is no memory is computed again next time.
+void HashCache::Keep(const HashJob::Key& key, const SignatureText& signature) try {
+  const std::lock_guard<std::mutex> guard(mutex_);
+  if (kept_.contains(key)) return;
   ages_.push_front(key);
-  try {
-    const auto entry = entries_.emplace(key, Entry{{}, true, ages_.begin()}).first;
-    ++computed_;
-    return entry;
-  } catch (...) {
-    ages_.pop_front();
-    throw;
-  }
+  kept_.emplace(key, Entry{signature, ages_.begin()});
+  if (kept_.size() <= most_) return;
+  kept_.erase(ages_.back());
+  ages_.pop_back();
+} catch (const std::bad_alloc&) {
 }
 
-// Whoever waits for an entry waits until it is kept or has gone. Nothing in here allocates.
-void HashCache::End(Entries::iterator entry, const SignatureText& signature, bool keep) {
-  entry->second.signature = signature;
-  entry->second.busy = false;
-  if (!keep) Forget(entry);
-  DropOldest();
-  done_.notify_all();
+// Another job for the same file may have begun since the last one's end.
+void HashCache::Forget(const HashJob::Key& key) {
+  const std::lock_guard<std::mutex> guard(mutex_);
+  const auto running = running_.find(key);
+  if (running != running_.end() && running->second.expired()) running_.erase(running);
 }
 
-std::string HashCache::Signature(int file, const struct stat& status) {
-  const Key key = KeyOf(status);
-  const bool settled = IsSettled(status, Now());
-  std::unique_lock<std::mutex> lock(mutex_);
-  auto entry = entries_.find(key);
-  for (; entry != entries_.end() && entry->second.busy; entry = entries_.find(key)) done_.wait(lock);
-  if (entry != entries_.end()) {
-    ages_.splice(ages_.begin(), ages_, entry->second.age);
-    return entry->second.signature.data();
-  }
-  entry = Begin(key);
-  lock.unlock();
-  const SignatureText signature = Hash(file);
-  struct stat after = {};
-  const bool unchanged = fstat(file, &after) == 0 && KeyOf(after) == key;
-  lock.lock();
-  End(entry, signature, settled && unchanged && signature[0] != 0);
-  return signature.data();
-}
-
-bool HasSignature(HashCache& hashes, int file, const struct stat& status, const std::string& stamp) {
-  const std::string signature = stamp.substr(stamp.find('|') + 1);
-  return EqualNoCase(signature.c_str(), hashes.Signature(file, status).c_str());
+bool StampHasSignature(const std::string& stamp, const std::string& signature) {
+  return EqualNoCase(stamp.substr(stamp.find('|') + 1).c_str(), signature.c_str());
 }
 
 Verdict CompareStamp(int policy, const struct stat& status, const std::string& stamp) {

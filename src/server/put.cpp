@@ -48,9 +48,7 @@ asio::awaitable<int> Session::OpenPut(const FileRequest& asked, PutTransfer& tra
   const std::optional<int> code = co_await RunOn(
       service_.files, [this, &name, &asked, &transfer] { return FindPut(*name, asked, transfer); });
   if (code) co_return *code;
-  const bool same = co_await RunOn(service_.hashing, [this, &asked, &transfer] {
-    return transfer.stored.HasSignature(service_.hashes, asked.stamp);
-  });
+  const bool same = co_await HasSignature(transfer.stored, asked.stamp);
   if (same) co_return TVL_ERR_IN_CACHE;
   const int begun =
       co_await RunOn(service_.files, [this, &name, &transfer] { return BeginPut(*name, transfer); });

@@ -33,11 +33,13 @@ Service::Service(const Options& given, CConfig& loaded, Log& log_to_use)
       parts(WithoutSlash(Host(loaded.tmpDir))),
       hashes(kSignaturesKept),
       files(kFileThreads),
+      first_pieces(kHashingThreads),
       hashing(kHashingThreads),
       engine(1) {}
 
 Service::~Service() {
   files.join();
+  first_pieces.join();
   hashing.join();
   engine.join();
 }

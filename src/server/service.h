@@ -33,9 +33,10 @@ struct Service {
   StoreRoot root;
   Parts parts;
   HashCache hashes;
-  asio::thread_pool files;    // whatever may wait for the disk
-  asio::thread_pool hashing;  // what reads whole files
-  asio::thread_pool engine;   // one thread: presence and locks
+  asio::thread_pool files;         // whatever may wait for the disk
+  asio::thread_pool first_pieces;  // the beginnings of files that are hashed, and so all of small ones
+  asio::thread_pool hashing;       // the rest of large ones
+  asio::thread_pool engine;        // one thread: presence and locks
 };
 
 }  // namespace tvl::server

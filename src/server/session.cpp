@@ -1,6 +1,7 @@
 #include "server/session.h"
 
 #include <exception>
+#include <stdexcept>
 #include <utility>
 
 #include <tvlclient/errors.h>
@@ -212,6 +213,19 @@ Session::FileRequest Session::ParseFileRequest(std::string_view command) {
   const std::size_t tab = text.find(protocol::kFieldSeparator);
   if (tab == std::string_view::npos) return {std::string(text), protocol::kForcedStamp};
   return {std::string(text.substr(0, tab)), std::string(text.substr(tab + 1))};
+}
+
+// Piece by piece, so that large files keep nobody waiting who has a small one, and so that the work ends with
+// its client. Nothing is read from the client meanwhile.
+asio::awaitable<bool> Session::HasSignature(const GetFile& file, const std::string& stamp) {
+  const std::shared_ptr<HashJob> job = service_.hashes.Join(file.Status());
+  const int number = file.Number();
+  bool done = co_await RunOn(service_.first_pieces, [&job, number] { return job->Step(number); });
+  while (!done) {
+    if (finishing_ || stream_->IsPeerGone()) throw std::runtime_error("ended while a file was hashed");
+    done = co_await RunOn(service_.hashing, [&job, number] { return job->Step(number); });
+  }
+  co_return StampHasSignature(stamp, job->Signature());
 }
 
 // Under the policy that holds any two files for equal, nobody looks at them.

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "server/access.h"
+#include "server/get_file.h"
 #include "server/instance.h"
 #include "server/line_budget.h"
 #include "server/lobby.h"
@@ -94,6 +95,7 @@ class Session {
   asio::awaitable<bool> Reply(std::string_view payload);
   asio::awaitable<bool> ReplyNumber(int number);
   asio::awaitable<bool> Receive(std::string_view& payload);
+  asio::awaitable<bool> HasSignature(const GetFile& file, const std::string& stamp);
   bool DecidesByItself(const FileRequest& asked) const;
   static FileRequest ParseFileRequest(std::string_view command);
   [[nodiscard]] std::string Who() const;

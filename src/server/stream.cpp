@@ -1,6 +1,7 @@
 #include "server/stream.h"
 
 #include <netinet/tcp.h>
+#include <poll.h>
 
 #include <algorithm>
 #include <asio/buffer.hpp>
@@ -47,6 +48,12 @@ Stream::Stream(asio::ip::tcp::socket socket, Duration send_limit)
 
 Stream::Clock::time_point Stream::After(Duration limit) {
   return limit == kForEver ? Clock::time_point::max() : Clock::now() + limit;
+}
+
+bool Stream::IsPeerGone() {
+  if (!socket_.is_open()) return true;
+  pollfd entry = {socket_.native_handle(), POLLRDHUP, 0};
+  return poll(&entry, 1, 0) > 0;
 }
 
 bool Stream::End(const char* why) {

@@ -37,6 +37,9 @@ class Stream : public std::enable_shared_from_this<Stream> {
   // False if the client is gone, or took nothing for too long.
   asio::awaitable<bool> Send(std::string_view bytes);
 
+  // True if the client has ended its side, or the connection is lost.
+  [[nodiscard]] bool IsPeerGone();
+
   // Ends every wait, now and later. Cut says that it was us.
   void Close();
   void Cut();

@@ -106,6 +106,11 @@ void Sha1Final(Sha1Context* context) {
   for (std::size_t i = 0; i < 5; ++i) StoreBigEndian(context->state[i], 4, context->buffer + 4 * i);
 }
 
+void Sha1Signature(Sha1Context* context, char* output) {
+  Sha1Final(context);
+  WriteSignature(*context, output);
+}
+
 int Sha1OfHandle(HANDLE file, char* output) {
   output[0] = 0;
   Sha1Context context;
@@ -117,8 +122,7 @@ int Sha1OfHandle(HANDLE file, char* output) {
     if (count == 0) break;
     Sha1Update(&context, piece, count);
   }
-  Sha1Final(&context);
-  WriteSignature(context, output);
+  Sha1Signature(&context, output);
   return 1;
 }
 
@@ -137,7 +141,6 @@ int Sha1OfString(const char* text, char* output) {
   Sha1Init(&context);
   Sha1Update(&context, length, static_cast<unsigned int>(digits));
   Sha1Update(&context, text, static_cast<unsigned int>(bytes));
-  Sha1Final(&context);
-  WriteSignature(context, output);
+  Sha1Signature(&context, output);
   return 1;
 }

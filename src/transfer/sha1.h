@@ -27,6 +27,9 @@ void Sha1Update(Sha1Context* context, const void* bytes, unsigned int count);
 
 void Sha1Final(Sha1Context* context);
 
+// Sha1Final, with the digest as a signature in `output`.
+void Sha1Signature(Sha1Context* context, char* output);
+
 // Signature of a file. 1; 0, with an empty `output`, if the file can't be opened or read.
 int Sha1OfFile(const char* path, char* output);
 

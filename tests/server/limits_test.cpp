@@ -109,12 +109,11 @@ TEST(Limits, ClientsAreAsManyAsFilesMayBeOpen) {
   EXPECT_THROW(server.Enter(), std::runtime_error);
 }
 
-// Files so long that comparing them goes on as long as the server runs, from more clients than it has
-// threads.
+// Files so long that hashing them would take minutes, for more clients than there are threads.
 TEST(Limits, ClientsThatHaveFilesHashedHinderNobody) {
   const ServedStore store;
   store.WriteZeros("huge", std::uintmax_t{1} << 38U);
-  const ServerProcess server(store);
+  ServerProcess server(store);
   std::vector<RawClient> clients;
   for (int i = 0; i < 8; ++i) {
     clients.push_back(server.Enter());
@@ -123,7 +122,14 @@ TEST(Limits, ClientsThatHaveFilesHashedHinderNobody) {
   const RawClient client = server.Enter();
   EXPECT_EQ(client.Put("f", "x"), 0);
   EXPECT_EQ(client.Get("f").bytes, "x");
+  EXPECT_EQ(client.Ask("Gf\t1|11f6ad8ec52a2984abaafd7c3b516503785c2072"), "19");
   EXPECT_EQ(server.Log().find("huge"), string::npos);
+  clients.clear();
+  EXPECT_TRUE(server.WaitForLog("ended while a file was hashed"));
+  const RawClient last = server.Enter();
+  last.SendPacket("Ghuge\t4000000000|" + string(40, '0'));
+  server.Signal(SIGTERM);
+  EXPECT_EQ(server.Wait(), 0);
 }
 
 TEST(Limits, TwoHundredAtOnceGetWhatIsTheirs) {

@@ -127,7 +127,9 @@ string SignatureOf(HashCache& hashes, const string& path) {
   const tvl::LowFile file(path.c_str(), 0);
   struct stat status = {};
   if (fstat(static_cast<int>(file.Handle()), &status) != 0) return "no file";
-  return hashes.Signature(static_cast<int>(file.Handle()), status);
+  const std::shared_ptr<tvl::server::HashJob> job = hashes.Join(status);
+  while (!job->Step(static_cast<int>(file.Handle()))) continue;
+  return job->Signature();
 }
 
 // Asks until the answer comes without hashing: a file that has just changed is hashed every time.

@@ -18,6 +18,9 @@ struct TVLStandingLock {
 
 typedef void (*StandingLockCallback)(const TVLStandingLock* lock, void* userData);
 
+// Receives one value of the section "Environments". The texts live until the callback returns.
+typedef void (*EnvironCallback)(const char* name, const char* value, void* userData);
+
 // A connection to a store that is a directory tree, as a rule on a network share, with no server process.
 //
 // The base class tells what the operations do. Those of files and trees do not ask whether the connection is
@@ -108,6 +111,11 @@ class TVL_API CTVLClientSmbOpr : public CTVLClientOpr {
   // connection that is not open; 20 if the lock table can't be read.
   int ListLocks(StandingLockCallback callback, void* userData);
 
+  // Calls `callback` for each value of the section "Environments", in the file's order, as GetEnviron returns
+  // it. PutEnviron with a null value deletes one. Returns TVL_OK, TVL_ERR_NOT_CONNECTED, or TVL_ERR_BAD_PATH
+  // if the file cannot be read.
+  int ListEnviron(EnvironCallback callback, void* userData);
+
   // Reads and expands `configFile` on a connection that is not open, without making a folder: for programs
   // that show a configuration. 0 or 3, 5; 9 on an open connection.
   int ReadConfig(const char* configFile);
@@ -121,6 +129,7 @@ class TVL_API CTVLClientSmbOpr : public CTVLClientOpr {
   int ConfigZipOnTransfert() const;
 
  private:
+  TVL_HIDDEN int EnvironCode() const;
   TVL_HIDDEN int SettleDirectories(char* directory);
   TVL_HIDDEN void Register(const char* className);
   TVL_HIDDEN void CloseTables();

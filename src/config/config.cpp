@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <vector>
 
 #include <tvlclient/errors.h>
 
@@ -13,6 +14,7 @@
 #include "base/text.h"
 #include "platform/ini_file.h"
 #include "platform/names.h"
+#include "platform/shared_folder.h"
 
 namespace {
 
@@ -21,8 +23,8 @@ constexpr char kVariables[] = "Environments";
 constexpr char kDocumentRoot[] = "DocumentRoot";
 constexpr char kTmpDir[] = "TmpDir";
 constexpr int kChunk = 4;
-constexpr DWORD kSectionRoom = 32768;
-constexpr DWORD kComputerRoom = 16;
+constexpr DWORD kSectionSize = 32768;
+constexpr DWORD kComputerSize = 16;
 
 struct NamedPolicy {
   const char* name;
@@ -42,8 +44,8 @@ constexpr NamedDefault kNames[] = {{"ShortName", "TFS"}, {"LongName", "Tavolis F
 // Text of a key of the main section.
 class MainKey {
  public:
-  MainKey(const char* key, const char* otherwise, const char* file) {
-    GetPrivateProfileStringA(kMainSection, key, otherwise, text_, sizeof text_, file);
+  MainKey(const char* key, const char* otherwise, const tvl::IniFile& file) {
+    file.Text(kMainSection, key, otherwise, text_, sizeof text_);
   }
   [[nodiscard]] const char* Text() const { return text_; }
 
@@ -56,13 +58,8 @@ int CompareNames(const void* a, const void* b) {
                             static_cast<const ConfigEntry*>(b)->name);
 }
 
-// Makes the folder unless it is there; false if it is none afterwards.
-bool EnsureFolder(const char* path) {
-  CreateDirectoryA(path, nullptr);
-  return IsDirectory(path) != 0;
-}
-
-// Fills a field with `base`, `name` and a backslash; false, and the field stays, if that doesn't fit.
+// Fills a field with `base`, `name` and a backslash. Returns false, and leaves the field, if that does not
+// fit.
 bool SubFolder(const char* base, const char* name, char (&field)[tvl::kMaxPath]) {
   tvl::PathText path;
   path.Append(base).Append(name).Append("\\");
@@ -156,18 +153,18 @@ int CConfig::Fail(int code) {
   return code;
 }
 
-void CConfig::ReadSettings() {
-  zipOnTransfert = GetPrivateProfileIntA(kMainSection, "ZipOnTransfert", 1, iniFile);
-  const MainKey policy("FileCompare", "HASH", iniFile);
+void CConfig::ReadSettings(const tvl::IniFile& file) {
+  zipOnTransfert = file.Number(kMainSection, "ZipOnTransfert", 1);
+  const MainKey policy("FileCompare", "HASH", file);
   for (const NamedPolicy& row : kPolicies) {
     if (tvl::EqualNoCase(policy.Text(), row.name)) fileCompare = row.policy;
   }
 }
 
-void CConfig::ReadVariables(const char* section) {
-  char lines[kSectionRoom];
-  GetPrivateProfileSectionA(section, lines, sizeof lines, iniFile);
-  for (char* line = lines; *line != 0;) {
+void CConfig::ReadVariables(const tvl::IniFile& file, const char* section) {
+  std::vector<char> lines(kSectionSize);
+  file.Section(section, lines.data(), kSectionSize);
+  for (char* line = lines.data(); *line != 0;) {
     char* next = line + std::strlen(line) + 1;
     if (char* equals = std::strchr(line, '=')) {
       *equals = 0;
@@ -177,14 +174,13 @@ void CConfig::ReadVariables(const char* section) {
   }
 }
 
-// Where the variables name no document root, the main section does, and then it alone names the temporary
-// folder too.
-int CConfig::ReadRoot() {
+// Where the variables name no document root, the main section does, and then only its TmpDir counts.
+int CConfig::ReadRoot(const tvl::IniFile& file) {
   if (Find(kDocumentRoot) != nullptr) return TVL_OK;
-  const MainKey root(kDocumentRoot, "", iniFile);
+  const MainKey root(kDocumentRoot, "", file);
   if (*root.Text() == 0) return TVL_ERR_ROOT_UNDEFINED;
   Set(kDocumentRoot, root.Text());
-  Set(kTmpDir, MainKey(kTmpDir, "$DocumentRoot/tmp", iniFile).Text());
+  Set(kTmpDir, MainKey(kTmpDir, "$DocumentRoot/tmp", file).Text());
   return TVL_OK;
 }
 
@@ -194,57 +190,61 @@ void CConfig::Sort() {
   sorted = 1;
 }
 
-int CConfig::ReadTable(const char* file) {
+int CConfig::ReadTable(const char* path, tvl::IniFile& file) {
   Clear();
   zipOnTransfert = 0;
   fileCompare = kHashPolicy;
-  // The empty name that stays of one too long finds no file, as the long one wouldn't.
-  if (!tvl::CopyPath(iniFile, file)) return TVL_ERR_ROOT_UNDEFINED;
-  char computer[kComputerRoom];
-  DWORD room = sizeof computer;
-  GetComputerNameA(computer, &room);
+  if (!tvl::CopyPath(iniFile, path)) return TVL_ERR_ROOT_UNDEFINED;
+  // A file of which a part could not be read might name another store, or another policy.
+  if (file.Read(iniFile) != 0) return TVL_ERR_ROOT_UNDEFINED;
+  char computer[kComputerSize];
+  DWORD size = sizeof computer;
+  GetComputerNameA(computer, &size);
   tvl::ToLower(computer);
-  ReadSettings();
-  ReadVariables(kVariables);
-  ReadVariables(computer);
-  if (const int code = ReadRoot()) return code;
+  ReadSettings(file);
+  ReadVariables(file, kVariables);
+  ReadVariables(file, computer);
+  if (const int code = ReadRoot(file)) return code;
   Sort();
   for (int row = 0; row < entryCount; ++row) Expand(&entries[row]);
   return TVL_OK;
 }
 
 int CConfig::SettleRoot() {
-  if (!tvl::CopyPath(documentRoot, Get(kDocumentRoot)) || !EnsureFolder(documentRoot))
-    return TVL_ERR_ROOT_INVALID;
-  return TVL_OK;
+  if (!tvl::CopyPath(documentRoot, Get(kDocumentRoot))) return TVL_ERR_ROOT_INVALID;
+  CreateDirectoryA(documentRoot, nullptr);
+  return IsDirectory(documentRoot) != 0 ? TVL_OK : TVL_ERR_ROOT_INVALID;
 }
 
 int CConfig::SettleTmpDir() {
   if (Find(kTmpDir) == nullptr) return TVL_ERR_TMP_UNDEFINED;
-  if (!tvl::CopyPath(tmpDir, Get(kTmpDir)) || !EnsureFolder(tmpDir)) return TVL_ERR_TMP_INVALID;
-  if (AddTrailingBackslash(tmpDir) == 0) return TVL_ERR_TMP_INVALID;
+  if (!tvl::CopyPath(tmpDir, Get(kTmpDir))) return TVL_ERR_TMP_INVALID;
+  tvl::CreateSharedFolder(tmpDir);
+  if (IsDirectory(tmpDir) == 0 || AddTrailingBackslash(tmpDir) == 0) return TVL_ERR_TMP_INVALID;
   if (!SubFolder(tmpDir, "locks", locksDir) || !SubFolder(tmpDir, "procs", procsDir))
     return TVL_ERR_TMP_INVALID;
-  CreateDirectoryA(locksDir, nullptr);
-  CreateDirectoryA(procsDir, nullptr);
+  tvl::CreateSharedFolder(locksDir);
+  tvl::CreateSharedFolder(procsDir);
   return TVL_OK;
 }
 
-void CConfig::ReadNames() {
-  for (const NamedDefault& name : kNames) Set(name.key, MainKey(name.key, name.otherwise, iniFile).Text());
+void CConfig::ReadNames(const tvl::IniFile& file) {
+  for (const NamedDefault& name : kNames) Set(name.key, MainKey(name.key, name.otherwise, file).Text());
 }
 
-int CConfig::Load(const char* file) {
-  if (const int code = ReadTable(file)) return Fail(code);
+int CConfig::Load(const char* path) {
+  tvl::IniFile file;
+  if (const int code = ReadTable(path, file)) return Fail(code);
   if (const int code = SettleRoot()) return Fail(code);
   if (const int code = SettleTmpDir()) return Fail(code);
-  ReadNames();
+  ReadNames(file);
   status = TVL_OK;
   return TVL_OK;
 }
 
-int CConfig::Read(const char* file) {
-  if (const int code = ReadTable(file)) return code;
-  ReadNames();
+int CConfig::Read(const char* path) {
+  tvl::IniFile file;
+  if (const int code = ReadTable(path, file)) return code;
+  ReadNames(file);
   return Find(kTmpDir) == nullptr ? TVL_ERR_TMP_UNDEFINED : TVL_OK;
 }

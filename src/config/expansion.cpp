@@ -2,13 +2,14 @@
 #include <cstring>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "base/memory.h"
 #include "config/config.h"
 
-// The grammar of a value: `$` and the longest run of letters, digits and `_` behind it is a reference; `%$`
-// stands for
-// `$`; `/` for a backslash; all else for itself. A value without a `$` is left alone whole.
+// The grammar of a value: `$` and the longest run of letters, digits and `_` that follows is a reference;
+// `%$` means `$`; `/` means a backslash; any other character means itself. A value without a `$` is not
+// changed.
 
 namespace {
 
@@ -17,14 +18,14 @@ using std::string_view;
 constexpr std::size_t kLongestExpansion = 4095;
 constexpr std::size_t kLongestReference = 31;
 constexpr int kExpanded = 1;
-constexpr int kExpanding = -1;  // a reference to such a row leads in a circle
+constexpr int kExpanding = -1;  // a reference to such a row is part of a circle: the empty text
 
 bool IsNameCharacter(char character) {
   return (character >= '0' && character <= '9') || (character >= 'a' && character <= 'z') ||
          (character >= 'A' && character <= 'Z') || character == '_';
 }
 
-// Takes the name of a reference, which may be empty, off the front of `rest`.
+// Removes the name of a reference, which may be empty, from the front of `rest`, and returns it.
 string_view TakeName(string_view& rest) {
   std::size_t length = 0;
   while (length < rest.size() && IsNameCharacter(rest[length])) ++length;
@@ -33,54 +34,91 @@ string_view TakeName(string_view& rest) {
   return name;
 }
 
-// What an expansion becomes, cut at its greatest length. On the heap: rows expand within rows, thousands deep
-// in a file that wants it.
-class Output {
+// The expansion of one row, as far as it has come.
+class Expansion {
  public:
-  void Put(string_view text) { text_ += text.substr(0, kLongestExpansion - text_.size()); }
-  [[nodiscard]] const char* Text() const { return text_.c_str(); }
+  explicit Expansion(ConfigEntry* entry) : entry_(entry), rest_(entry->value) {
+    entry_->expanded = kExpanding;
+  }
+
+  // Continues up to the end or to a reference. Returns true at a reference, and takes its name.
+  bool FindReference(string_view& name) {
+    while (!rest_.empty()) {
+      const char character = rest_.front();
+      rest_.remove_prefix(1);
+      if (character == '$') {
+        name = TakeName(rest_);
+        changed_ = true;
+        return true;
+      }
+      if (character == '%' && rest_.starts_with('$')) {
+        Put("$");
+        rest_.remove_prefix(1);
+      } else {
+        Put(character == '/' ? "\\" : string_view(&character, 1));
+      }
+    }
+    return false;
+  }
+
+  // Appends, up to the greatest length of an expansion.
+  void Put(string_view text) { output_ += text.substr(0, kLongestExpansion - output_.size()); }
+
+  // Returns 1 if the row has a new value.
+  int Finish() {
+    if (changed_) entry_->value = StrReplace(entry_->value, output_.c_str());
+    entry_->expanded = kExpanded;
+    return changed_ ? 1 : 0;
+  }
+
+  [[nodiscard]] const char* Value() const { return entry_->value; }
 
  private:
-  std::string text_;
+  ConfigEntry* entry_;
+  string_view rest_;
+  std::string output_;
+  bool changed_ = false;
 };
 
-// The value that a reference stands for; empty for an unknown name, one too long, and a row whose own
-// expansion is under way.
-string_view Resolve(CConfig& config, string_view name) {
-  if (name.size() > kLongestReference) return {};
+// The row that a reference names; null for an unknown name and one that is too long.
+ConfigEntry* Referred(CConfig& config, string_view name) {
+  if (name.size() > kLongestReference) return nullptr;
   char text[kLongestReference + 1] = {};
   name.copy(text, name.size());
-  ConfigEntry* entry = config.Find(text);
-  if (entry == nullptr || entry->expanded == kExpanding) return {};
-  config.Expand(entry);
-  return entry->value;
+  return config.Find(text);
+}
+
+// True if the row has to be expanded. A row without a reference counts as expanded.
+bool NeedsExpansion(ConfigEntry* entry) {
+  if (entry->expanded == kExpanded) return false;
+  if (std::strchr(entry->value, '$') != nullptr) return true;
+  entry->expanded = kExpanded;
+  return false;
 }
 
 }  // namespace
 
+// A row that another refers to is expanded first. Those that wait for it are kept in a list and not on the
+// stack, since a file may chain thousands.
 int CConfig::Expand(ConfigEntry* entry) {
-  if (entry->expanded == kExpanded) return 0;
-  if (std::strchr(entry->value, '$') == nullptr) {
-    entry->expanded = kExpanded;
-    return 0;
-  }
-  entry->expanded = kExpanding;
-  Output output;
-  bool changed = false;
-  for (string_view rest = entry->value; !rest.empty();) {
-    const char character = rest.front();
-    rest.remove_prefix(1);
-    if (character == '$') {
-      output.Put(Resolve(*this, TakeName(rest)));
-      changed = true;
-    } else if (character == '%' && !rest.empty() && rest.front() == '$') {
-      output.Put("$");
-      rest.remove_prefix(1);
-    } else {
-      output.Put(character == '/' ? "\\" : string_view(&character, 1));
+  if (!NeedsExpansion(entry)) return 0;
+  std::vector<Expansion> waiting = {Expansion(entry)};
+  for (;;) {
+    string_view name;
+    if (waiting.back().FindReference(name)) {
+      ConfigEntry* referred = Referred(*this, name);
+      if (referred == nullptr || referred->expanded == kExpanding) continue;
+      if (NeedsExpansion(referred)) {
+        waiting.emplace_back(referred);
+      } else {
+        waiting.back().Put(referred->value);
+      }
+      continue;
     }
+    const int changed = waiting.back().Finish();
+    const char* value = waiting.back().Value();
+    waiting.pop_back();
+    if (waiting.empty()) return changed;
+    waiting.back().Put(value);
   }
-  if (changed) entry->value = StrReplace(entry->value, output.Text());
-  entry->expanded = kExpanded;
-  return changed ? 1 : 0;
 }

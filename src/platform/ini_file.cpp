@@ -5,98 +5,20 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
-#include <cstring>
 #include <limits>
 #include <string_view>
 
-#include "platform/ini_line.h"
+#include "platform/last_error.h"
 #include "platform/open_file.h"
+#include "platform/retry.h"
 #include "platform/system_calls.h"
 
 namespace {
 
 using std::string_view;
 
-constexpr std::size_t kLongestLine = 32767;
-
-// Lines of a file, one after the other, through buffers of fixed size.
-class LineReader {
- public:
-  explicit LineReader(const char* path) : file_(path, O_RDONLY) {}
-
-  // The next line without its end; it holds until the next call. False at the end of the file.
-  bool Next(string_view& line) {
-    length_ = 0;
-    bool any = false;
-    char character = 0;
-    while (NextByte(character)) {
-      any = true;
-      if (character == '\n') break;
-      if (length_ < kLongestLine) line_[length_++] = character;
-    }
-    line = string_view(line_, length_);
-    line = line.substr(0, line.find('\0'));
-    if (first_ && line.substr(0, 3) == tvl::kIniByteOrderMark) line.remove_prefix(3);
-    first_ = false;
-    return any;
-  }
-
- private:
-  bool NextByte(char& byte) {
-    if (at_ == filled_ && !Fill()) return false;
-    byte = block_[at_++];
-    return true;
-  }
-
-  bool Fill() {
-    if (!file_.IsOpen()) return false;
-    ssize_t count = 0;
-    do {
-      count = tvl::System().read(file_.Descriptor(), block_, sizeof block_);
-    } while (count < 0 && errno == EINTR);
-    if (count < 0) file_.NoteFailure();
-    if (count <= 0) return false;
-    at_ = 0;
-    filled_ = static_cast<std::size_t>(count);
-    return true;
-  }
-
-  tvl::OpenFile file_;
-  char block_[16384];
-  std::size_t at_ = 0;
-  std::size_t filled_ = 0;
-  char line_[kLongestLine];
-  std::size_t length_ = 0;
-  bool first_ = true;
-};
-
-// Calls `visit` for the key lines of the section until it gives false.
-template <typename Visit>
-void VisitSection(const char* section, const char* file, Visit visit) {
-  LineReader reader(file);
-  bool inside = false;
-  string_view line;
-  while (reader.Next(line)) {
-    line = tvl::TrimIniText(line);
-    if (tvl::IsIniRemark(line)) continue;
-    if (tvl::IsIniSection(line)) {
-      if (inside) return;
-      inside = tvl::SameIniName(tvl::IniSectionName(line), section);
-    } else if (inside && !visit(tvl::SplitIniLine(line))) {
-      return;
-    }
-  }
-}
-
-// Calls `take` with the value of the key if it is there.
-template <typename Take>
-void FindValue(const char* section, const char* key, const char* file, Take take) {
-  VisitSection(section, file, [&](const tvl::IniKeyLine& line) {
-    if (!line.has_value || !tvl::SameIniName(line.name, key)) return true;
-    take(line.value);
-    return false;
-  });
-}
+constexpr std::size_t kLargestFile = 16U << 20U;
+constexpr int kRetrySeconds = 1;
 
 DWORD CopyCut(string_view text, char* buffer, DWORD size) {
   if (size == 0) return 0;
@@ -107,8 +29,8 @@ DWORD CopyCut(string_view text, char* buffer, DWORD size) {
 }
 
 int LeadingNumber(string_view text) {
-  const bool negative = text.substr(0, 1) == "-";
-  if (negative || text.substr(0, 1) == "+") text.remove_prefix(1);
+  const bool negative = text.starts_with('-');
+  if (negative || text.starts_with('+')) text.remove_prefix(1);
   unsigned int number = 0;
   const auto [end, problem] = std::from_chars(text.data(), text.data() + text.size(), number);
   if (problem == std::errc::invalid_argument) return 0;
@@ -117,7 +39,7 @@ int LeadingNumber(string_view text) {
   return negative ? -value : value;
 }
 
-// Zero-terminated texts one behind the other in a room that also needs a zero at its end.
+// Zero-terminated texts, one after the other, in a buffer that also needs a zero at its end.
 class TextList {
  public:
   TextList(char* buffer, DWORD size) : buffer_(buffer), size_(size) {}
@@ -145,23 +67,91 @@ class TextList {
   std::size_t length_ = 0;
 };
 
+// The file for one question; what cannot be read stays empty.
+class FileForOneCall : public tvl::IniFile {
+ public:
+  explicit FileForOneCall(const char* path) { static_cast<void>(Read(path)); }
+};
+
 }  // namespace
 
+namespace tvl {
+
+int ReadIniContents(int descriptor, std::string& contents) {
+  char piece[16384];
+  for (;;) {
+    const ssize_t count = System().read(descriptor, piece, sizeof piece);
+    if (count == 0) return 0;
+    if (count < 0 && errno != EINTR) return errno;
+    if (count > 0) contents.append(piece, static_cast<std::size_t>(count));
+    if (contents.size() > kLargestFile) return EFBIG;
+  }
+}
+
+int IniFile::Read(const char* path) {
+  const int problem = Retry(kRetrySeconds, IsStaleOrDenied, [&] {
+    contents_.clear();
+    const OpenFile file(path, O_RDONLY);
+    return file.IsOpen() ? ReadIniContents(file.Descriptor(), contents_) : LastErrorCode();
+  });
+  if (problem == 0) return 0;
+  contents_.clear();
+  NoteError(path, problem);
+  return problem;
+}
+
+void IniFile::VisitSection(string_view section, const std::function<bool(const IniKeyLine&)>& visit) const {
+  bool inside = false;
+  for (IniLines lines(contents_); lines.Next();) {
+    if (lines.IsRemark()) continue;
+    if (lines.IsSection()) {
+      if (inside) return;
+      inside = SameIniName(lines.SectionName(), section);
+    } else if (inside && !visit(lines.KeyLine())) {
+      return;
+    }
+  }
+}
+
+bool IniFile::Find(string_view section, string_view key, string_view& value) const {
+  bool found = false;
+  VisitSection(section, [&](const IniKeyLine& line) {
+    found = line.has_value && SameIniName(line.name, key);
+    if (found) value = line.value;
+    return !found;
+  });
+  return found;
+}
+
+int IniFile::Number(const char* section, const char* key, int otherwise) const {
+  string_view value;
+  return Find(section, key, value) ? LeadingNumber(value) : otherwise;
+}
+
+DWORD IniFile::Text(const char* section, const char* key, const char* otherwise, char* buffer,
+                    DWORD size) const {
+  string_view value = otherwise;
+  static_cast<void>(Find(section, key, value));
+  return CopyCut(value, buffer, size);
+}
+
+DWORD IniFile::Section(const char* section, char* buffer, DWORD size) const {
+  TextList list(buffer, size);
+  VisitSection(section, [&](const IniKeyLine& line) { return list.Add(line); });
+  return list.Finish();
+}
+
+}  // namespace tvl
+
 int GetPrivateProfileIntA(const char* section, const char* key, int otherwise, const char* file) {
-  int result = otherwise;
-  FindValue(section, key, file, [&](string_view value) { result = LeadingNumber(value); });
-  return result;
+  return FileForOneCall(file).Number(section, key, otherwise);
 }
 
 DWORD GetPrivateProfileStringA(const char* section, const char* key, const char* otherwise, char* buffer,
                                DWORD size, const char* file) {
-  DWORD length = CopyCut(otherwise, buffer, size);
-  FindValue(section, key, file, [&](string_view value) { length = CopyCut(value, buffer, size); });
-  return length;
+  return FileForOneCall(file).Text(section, key, otherwise, buffer, size);
 }
 
 DWORD GetPrivateProfileSectionA(const char* section, char* buffer, DWORD size, const char* file) {
-  TextList list(buffer, size);
-  VisitSection(section, file, [&](const tvl::IniKeyLine& line) { return list.Add(line); });
-  return list.Finish();
+  return FileForOneCall(file).Section(section, buffer, size);
 }

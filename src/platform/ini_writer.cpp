@@ -1,23 +1,22 @@
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <time.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <cstdio>
 #include <cstdlib>
 #include <new>
+#include <optional>
 #include <string>
 #include <string_view>
 
+#include "platform/file_access.h"
 #include "platform/held_file.h"
 #include "platform/host_path.h"
+#include "platform/ini_edit.h"
 #include "platform/ini_file.h"
-#include "platform/ini_line.h"
 #include "platform/last_error.h"
 #include "platform/open_file.h"
+#include "platform/retry.h"
 #include "platform/system_calls.h"
 
 namespace tvl {
@@ -25,106 +24,89 @@ namespace {
 
 using std::string_view;
 
-constexpr long kPauseNanoseconds = 2'000'000;
-constexpr int kPatience = 5000;  // pauses: 10 s in all
+constexpr int kTurnSeconds = 10;
+constexpr int kRenameSeconds = 10;
+constexpr int kRetrySeconds = 1;
 
-bool HasLineEnd(string_view text) {
-  return text.find_first_of("\r\n") != string_view::npos;
-}
-
-// True if a line with this key and value says the same to the reader.
-bool CanBeRead(string_view key, string_view value) {
-  if (HasLineEnd(key) || HasLineEnd(value) || IsIniRemark(key) || IsIniSection(key)) return false;
-  return TrimIniText(key) == key && key.find('=') == string_view::npos;
-}
-
-// The value as it is written: in quotes where the reader would take something off its ends.
-std::string Quoted(string_view value) {
-  const IniKeyLine read = SplitIniLine(std::string("=").append(value));
-  return read.value.size() == value.size() ? std::string(value) : '"' + std::string(value) + '"';
-}
-
-// A place in the contents where text is put, over `length` bytes that are there.
-struct Place {
-  std::size_t at;
-  std::size_t length;
+// Why a write failed and which file that is about.
+struct Outcome {
+  int problem;
+  std::string path;
 };
 
-// Where a line's value stands, its quotes with it; the blanks around it belong to whoever wrote the file.
-Place ValuePlace(string_view contents, std::size_t line, std::size_t end) {
-  const std::size_t begin = contents.find('=', line) + 1;
-  const string_view behind = contents.substr(begin, end - begin);
-  const string_view value = TrimIniText(behind);
-  if (value.empty()) return {begin, 0};
-  return {begin + static_cast<std::size_t>(value.data() - behind.data()), value.size()};
+std::string FolderOf(const std::string& path) {
+  return path.substr(0, path.rfind('/') + 1);
 }
 
-// What the file will hold: one key changed or added.
-class Edit {
+std::string PartOf(const std::string& path) {
+  return FolderOf(path) + "." + path.substr(path.rfind('/') + 1) + ".tvlpart";
+}
+
+// The file as it is before the change. It is closed once it has been read: on SMB a file that this computer
+// has open cannot be renamed over.
+struct OldFile {
+  std::string contents;
+  FileAccess access;
+
+  // Opening it for writing requires the right to change it, which a rename alone does not.
+  [[nodiscard]] int Read(const std::string& path) {
+    return Retry(kRetrySeconds, IsStaleOrDenied, [&] {
+      contents.clear();
+      const OpenFile file(path.c_str(), O_RDWR);
+      if (!file.IsOpen()) return LastErrorCode();
+      if (const int problem = access.Read(file.Descriptor())) return problem;
+      return ReadIniContents(file.Descriptor(), contents);
+    });
+  }
+};
+
+// The turn of one writer: a hold on a file next to the INI file, which everyone who may write that may open.
+class Turn {
  public:
-  Edit(string_view contents, string_view section, string_view key) : contents_(contents) {
-    Find(section, key);
+  explicit Turn(const std::string& of) : of_(of), path_(of + ".lock") {}
+  // Pauses for longer than others do between two tries, or a busy writer would have every turn.
+  ~Turn() {
+    if (!held_) return;
+    ReleaseFile(file_->Descriptor());
+    const timespec pause = {0, 3 * kRetryPauseNanoseconds};
+    nanosleep(&pause, nullptr);
+  }
+  Turn(const Turn&) = delete;
+  Turn& operator=(const Turn&) = delete;
+
+  // Returns 0; EAGAIN while another writer has the turn; else why there is none.
+  [[nodiscard]] int Take() {
+    const int problem = Retry(kRetrySeconds, IsStaleOrDenied, [this] { return Open(); });
+    if (problem != 0) return problem;
+    held_ = HoldFile(file_->Descriptor());
+    if (!held_) return LastErrorCode() == EBUSY ? EAGAIN : LastErrorCode();
+    return StillNames(path_.c_str(), file_->Descriptor()) ? 0 : EAGAIN;
   }
 
-  [[nodiscard]] std::string Apply(string_view section, string_view key, string_view value) const {
-    std::string result(contents_);
-    if (has_key_) return result.replace(place_.at, place_.length, Quoted(value));
-    std::string lines;
-    if (place_.at > 0 && contents_[place_.at - 1] != '\n') lines += line_end_;
-    if (!has_section_) lines.append("[").append(section).append("]").append(line_end_);
-    lines.append(key).append("=").append(Quoted(value)).append(line_end_);
-    return result.insert(place_.at, lines);
-  }
+  [[nodiscard]] const std::string& Path() const { return path_; }
 
  private:
-  // Finds the key, or else the place for its line: behind the last line of the section that says anything.
-  void Find(string_view section, string_view key) {
-    place_ = {contents_.size(), 0};
-    if (contents_.find("\r\n") != string_view::npos) line_end_ = "\r\n";
-    std::size_t next = 0;
-    for (std::size_t at = 0; at < contents_.size(); at = next) {
-      const std::size_t end = std::min(contents_.find('\n', at), contents_.size());
-      next = std::min(end + 1, contents_.size());
-      string_view line = contents_.substr(at, end - at);
-      line = line.substr(0, line.find('\0'));  // as far as the reader reads it
-      if (at == 0 && line.substr(0, kIniByteOrderMark.size()) == kIniByteOrderMark) {
-        line.remove_prefix(kIniByteOrderMark.size());
-      }
-      line = TrimIniText(line);
-      if (IsIniSection(line)) {
-        if (has_section_) return;
-        has_section_ = SameIniName(IniSectionName(line), section);
-        if (has_section_) place_.at = next;
-      } else if (has_section_ && !line.empty()) {
-        place_.at = next;
-        const IniKeyLine key_line = SplitIniLine(line);
-        if (IsIniRemark(line) || !key_line.has_value || !SameIniName(key_line.name, key)) continue;
-        place_ = ValuePlace(contents_, at, std::min(end, contents_.find('\0', at)));
-        has_key_ = true;
-        return;
-      }
-    }
+  int Open() {
+    file_.emplace(path_.c_str(), O_RDWR);
+    if (file_->IsOpen() || LastErrorCode() != ENOENT) return file_->IsOpen() ? 0 : LastErrorCode();
+    return Create();
   }
 
-  string_view contents_;
-  Place place_ = {};
-  bool has_section_ = false;
-  bool has_key_ = false;
-  string_view line_end_ = "\n";
+  int Create() {
+    OldFile old;
+    if (const int problem = old.Read(of_)) return problem;
+    file_.emplace(path_.c_str(), O_RDWR | O_CREAT | O_EXCL, 0600);
+    const int problem = file_->IsOpen() ? old.access.Apply(file_->Descriptor()) : LastErrorCode();
+    if (problem == EEXIST) return EAGAIN;
+    if (problem != 0) System().unlink(path_.c_str());
+    return problem;
+  }
+
+  std::string of_;
+  std::string path_;
+  std::optional<OpenFile> file_;
+  bool held_ = false;
 };
-
-int ReadAll(int descriptor, std::string& contents) {
-  char piece[16384];
-  for (;;) {
-    const ssize_t count = System().read(descriptor, piece, sizeof piece);
-    if (count == 0) return 0;
-    if (count > 0) {
-      contents.append(piece, static_cast<std::size_t>(count));
-    } else if (errno != EINTR) {
-      return errno;
-    }
-  }
-}
 
 int WriteAll(int descriptor, string_view contents) {
   while (!contents.empty()) {
@@ -135,91 +117,113 @@ int WriteAll(int descriptor, string_view contents) {
   return 0;
 }
 
-// The contents in a new file beside the old one, with its mode and, where that may be given, its owner; gone
-// again unless it took the old one's place.
-class NewFile {
+void SyncFolder(const std::string& folder) {
+  const int descriptor = System().open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0);
+  if (descriptor < 0) return;
+  System().fsync(descriptor);
+  System().close(descriptor);
+}
+
+// The new contents in a file of their own. Only the writer whose turn it is uses this name, so a file that
+// exists is what a killed writer left.
+class Part {
  public:
-  explicit NewFile(const std::string& beside) : path_(beside + ".new"), file_(Make(path_)) {}
-  ~NewFile() {
-    if (file_ >= 0) System().close(file_);
-    if (file_ >= 0 && !renamed_) System().unlink(path_.c_str());
-  }
-  NewFile(const NewFile&) = delete;
-  NewFile& operator=(const NewFile&) = delete;
+  explicit Part(const std::string& target) : target_(target), path_(PartOf(target)) {}
 
-  [[nodiscard]] int Fill(string_view contents, const struct stat& old) const {
-    if (file_ < 0) return errno;
-    if (const int problem = WriteAll(file_, contents)) return problem;
-    const bool same_owner = fchown(file_, old.st_uid, old.st_gid) == 0;
-    if (System().fchmod(file_, old.st_mode & (same_owner ? 07777 : 0777)) != 0) return errno;
-    return System().fsync(file_) == 0 ? 0 : errno;
+  // Removes the part unless the target is gone, whose contents the part then is.
+  ~Part() {
+    struct stat status = {};
+    if (exists_ && System().stat(target_.c_str(), &status) == 0) System().unlink(path_.c_str());
+  }
+  Part(const Part&) = delete;
+  Part& operator=(const Part&) = delete;
+
+  [[nodiscard]] int Write(string_view contents, const FileAccess& access) {
+    System().unlink(path_.c_str());
+    OpenFile file(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0600);
+    exists_ = file.IsOpen() || LastErrorCode() != EEXIST;
+    if (!file.IsOpen()) return LastErrorCode();
+    if (const int problem = WriteAll(file.Descriptor(), contents)) return problem;
+    if (const int problem = access.Apply(file.Descriptor())) return problem;
+    if (System().fsync(file.Descriptor()) != 0) return errno;
+    return file.Close() ? 0 : LastErrorCode();
   }
 
-  [[nodiscard]] int TakePlaceOf(const std::string& path) {
-    renamed_ = System().rename(path_.c_str(), path.c_str()) == 0;
-    if (!renamed_) return errno;
-    SyncFolder(path);
-    return 0;
+  [[nodiscard]] int TakePlaceOfTarget() {
+    const int problem = Retry(kRenameSeconds, IsRefusedRename, [this] {
+      return System().rename(path_.c_str(), target_.c_str()) == 0 ? 0 : errno;
+    });
+    exists_ = problem != 0;
+    if (problem == 0) SyncFolder(FolderOf(target_));
+    return problem;
+  }
+
+  // The file that a failure is about: the part where it is all that is left.
+  [[nodiscard]] std::string Subject() const {
+    struct stat status = {};
+    const bool lost = exists_ && System().stat(target_.c_str(), &status) != 0;
+    return lost ? path_ : target_;
   }
 
  private:
-  // What a writer that was killed has left behind may be another user's, who alone could open it.
-  static int Make(const std::string& path) {
-    System().unlink(path.c_str());
-    return System().open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-  }
-
-  static void SyncFolder(const std::string& path) {
-    const int folder =
-        System().open(path.substr(0, path.rfind('/') + 1).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0);
-    if (folder < 0) return;
-    System().fsync(folder);
-    System().close(folder);
-  }
-
+  std::string target_;
   std::string path_;
-  int file_;
-  bool renamed_ = false;
+  bool exists_ = false;
 };
 
-// The file that a name leads to, with a link resolved: the new contents take the place of that and not of the
-// link.
-std::string ResolvedPath(const char* path) {
-  char resolved[PATH_MAX];
-  return realpath(HostPath(path).Text(), resolved) != nullptr ? resolved : HostPath(path).Text();
-}
-
-int Rewrite(const std::string& path, const OpenFile& old, string_view section, string_view key,
-            string_view value) {
-  std::string contents;
-  if (const int problem = ReadAll(old.Descriptor(), contents)) return problem;
-  const std::string changed = Edit(contents, section, key).Apply(section, key, value);
-  NewFile file(path);
-  if (const int problem = file.Fill(changed, old.Status())) return problem;
-  return file.TakePlaceOf(path);
-}
-
-// One turn at the file: 0 done, EAGAIN if another writer has it or has just replaced it, else why not.
-int TryWrite(const char* file, string_view section, string_view key, string_view value) {
-  const std::string path = ResolvedPath(file);
-  const OpenFile old(path.c_str(), O_RDWR | O_CREAT);
-  if (!old.IsOpen()) return LastErrorCode();
-  if (!HoldFile(old.Descriptor())) return LastErrorCode() == EBUSY ? EAGAIN : LastErrorCode();
-  const int result =
-      StillNames(path.c_str(), old.Descriptor()) ? Rewrite(path, old, section, key, value) : EAGAIN;
-  ReleaseFile(old.Descriptor());
-  return result;
-}
-
-int Write(const char* file, string_view section, string_view key, string_view value) {
-  if (!CanBeRead(key, value)) return EINVAL;
-  for (int turn = 0; turn < kPatience; ++turn) {
-    const int problem = TryWrite(file, section, key, value);
-    if (problem != EAGAIN) return problem;
-    const timespec pause = {0, kPauseNanoseconds};
-    nanosleep(&pause, nullptr);
+// The file that a name leads to: the new contents take the place of that and not of a link. A missing file is
+// created empty, unless a refused rename lost it and only its part is left.
+Outcome Resolve(const char* path, std::string& resolved) {
+  char target[PATH_MAX];
+  if (realpath(HostPath(path).Text(), target) == nullptr) {
+    const std::string part = PartOf(HostPath(path).Text());
+    struct stat status = {};
+    if (System().lstat(part.c_str(), &status) == 0) return {EEXIST, part};
+    const OpenFile created(path, O_RDWR | O_CREAT);
+    if (!created.IsOpen()) return {LastErrorCode(), path};
+    if (realpath(HostPath(path).Text(), target) == nullptr) return {errno, path};
   }
-  return EBUSY;
+  resolved = target;
+  return {0, {}};
+}
+
+struct Change {
+  string_view section;
+  string_view key;
+  std::optional<string_view> value;
+};
+
+Outcome Rewrite(const std::string& path, const Change& change) {
+  OldFile old;
+  if (const int problem = old.Read(path)) return {problem, path};
+  const std::string contents = EditIni(old.contents, change.section, change.key, change.value);
+  if (!change.value && contents == old.contents) return {0, {}};
+  Part part(path);
+  if (const int problem = part.Write(contents, old.access)) return {problem, path};
+  const int problem = part.TakePlaceOfTarget();
+  return {problem, part.Subject()};
+}
+
+// One turn at the file. The problem is EAGAIN if another writer has the turn.
+Outcome TryWrite(const char* file, const Change& change) {
+  std::string path;
+  if (Outcome failed = Resolve(file, path); failed.problem != 0) return failed;
+  Turn turn(path);
+  if (const int problem = turn.Take()) return {problem, turn.Path()};
+  return Rewrite(path, change);
+}
+
+Outcome Write(const char* file, const Change& change) {
+  if (!CanBeIniLine(change.key, change.value)) return {EINVAL, file};
+  Outcome outcome = {};
+  const int problem = Retry(
+      kTurnSeconds, [](int result) { return result == EAGAIN; },
+      [&] {
+        outcome = TryWrite(file, change);
+        return outcome.problem;
+      });
+  if (problem == EAGAIN) outcome.problem = EBUSY;
+  return outcome;
 }
 
 }  // namespace
@@ -227,9 +231,11 @@ int Write(const char* file, string_view section, string_view key, string_view va
 
 BOOL WritePrivateProfileStringA(const char* section, const char* key, const char* value,
                                 const char* file) try {
-  const int problem = tvl::Write(file, section, key, value);
-  if (problem == 0) return 1;
-  tvl::NoteError(file, problem);
+  const std::optional<std::string_view> text =
+      value == nullptr ? std::nullopt : std::optional<std::string_view>(value);
+  const tvl::Outcome outcome = tvl::Write(file, {section, key, text});
+  if (outcome.problem == 0) return 1;
+  tvl::NoteError(outcome.path.c_str(), outcome.problem);
   return 0;
 } catch (const std::bad_alloc&) {
   tvl::NoteError(file, ENOMEM);

@@ -7,10 +7,13 @@
 
 #include "platform/host_path.h"
 #include "platform/last_error.h"
+#include "platform/retry.h"
 #include "platform/system_calls.h"
 
 namespace tvl {
 namespace {
+
+constexpr int kRetrySeconds = 1;
 
 // Opened without blocking, since the name may turn out to be a pipe, whose open would wait for the other end.
 // Only a regular file can be refused for that, where a file server's lease on it is being called back, and
@@ -18,7 +21,11 @@ namespace {
 int OpenWithoutBlocking(const char* path, int flags, mode_t mode) {
   const HostPath host(path);
   flags |= O_CLOEXEC | O_NOCTTY;
-  const int descriptor = System().open(host.Text(), flags | O_NONBLOCK, mode);
+  int descriptor = -1;
+  errno = Retry(kRetrySeconds, IsStale, [&] {
+    descriptor = System().open(host.Text(), flags | O_NONBLOCK, mode);
+    return descriptor >= 0 ? 0 : errno;
+  });
   if (descriptor >= 0 || errno != EWOULDBLOCK) return descriptor;
   return System().open(host.Text(), flags, mode);
 }

@@ -4,6 +4,7 @@
 #include <linux/fs.h>
 #include <stdio.h>
 #include <sys/ioctl.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 namespace tvl {
@@ -23,6 +24,10 @@ ssize_t CopyFileRange(int source, int target, std::size_t count) {
 
 int Utimens(const char* path, const timespec times[2]) {
   return utimensat(AT_FDCWD, path, times, 0);
+}
+
+int Fsetxattr(int file, const char* name, const void* value, std::size_t size) {
+  return ::fsetxattr(file, name, value, size, 0);
 }
 
 int RenameNoReplace(const char* from, const char* to) {
@@ -49,6 +54,10 @@ constinit SystemCalls system_calls = {
     .futimens = ::futimens,
     .utimens = Utimens,
     .fchmod = ::fchmod,
+    .fchown = ::fchown,
+    .fgetxattr = ::fgetxattr,
+    .fsetxattr = Fsetxattr,
+    .fremovexattr = ::fremovexattr,
     .mkdir = ::mkdir,
     .unlink = ::unlink,
     .rmdir = ::rmdir,

@@ -1,6 +1,7 @@
 #ifndef TVL_PLATFORM_SYSTEM_CALLS_H
 #define TVL_PLATFORM_SYSTEM_CALLS_H
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 
@@ -26,6 +27,10 @@ struct SystemCalls {
   int (*futimens)(int file, const timespec times[2]);
   int (*utimens)(const char* path, const timespec times[2]);  // utimensat, links followed
   int (*fchmod)(int file, mode_t mode);
+  int (*fchown)(int file, uid_t owner, gid_t group);
+  ssize_t (*fgetxattr)(int file, const char* name, void* value, std::size_t size);
+  int (*fsetxattr)(int file, const char* name, const void* value, std::size_t size);
+  int (*fremovexattr)(int file, const char* name);
   int (*mkdir)(const char* path, mode_t mode);
   int (*unlink)(const char* path);
   int (*rmdir)(const char* path);

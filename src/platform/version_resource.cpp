@@ -206,6 +206,12 @@ class Node {
     return std::min(is_text_ ? uint32_t{2} * value_length_ : value_length_, end_ - value_);
   }
 
+  // Bytes that a text may fill. Some tools mark texts as bytes, and then say their length in either unit, so
+  // such a text extends to its terminator.
+  [[nodiscard]] uint32_t TextBytes() const {
+    return is_text_ || value_length_ == 0 ? ValueBytes() : end_ - value_;
+  }
+
   [[nodiscard]] uint32_t Children() const { return std::min(Aligned(value_ + ValueBytes()), end_); }
 
   // The child of a key. False if there is none.
@@ -244,6 +250,13 @@ string_view TakePart(string_view& path) {
   const string_view part = path.substr(0, path.find('\\'));
   path.remove_prefix(part.size());
   return part;
+}
+
+// True for the path of a value that is a text however it is marked.
+bool IsPathOfText(string_view path) {
+  constexpr string_view strings = "StringFileInfo";
+  const string_view first = TakePart(path);
+  return first.size() == strings.size() && strncasecmp(first.data(), strings.data(), strings.size()) == 0;
 }
 
 bool FindNode(const unsigned char* bytes, uint32_t size, string_view path, Node& node) {
@@ -285,12 +298,11 @@ BOOL VerQueryValueA(void* block, const char* path, void** value, UINT* length) {
   if (!FindNode(bytes, size, path, node)) return 0;
   *value = bytes + node.Value();
   *length = node.ValueBytes();
-  if (!node.IsText()) return 1;
-  // A text's place among those of one byte a character is half its place in the resource, so none meets
-  // another.
+  if (!node.IsText() && !IsPathOfText(path)) return 1;
+  // A text of one byte a character is placed at half its position in the resource, so no two overlap.
   char* text = reinterpret_cast<char*>(bytes) + size + node.Value() / 2;
   UINT count = 0;
-  for (uint32_t at = node.Value(); at + 2 <= node.Value() + node.ValueBytes(); at += 2) {
+  for (uint32_t at = node.Value(); at + 2 <= node.Value() + node.TextBytes(); at += 2) {
     text[count] = node.AnsiAt(at);
     if (text[count++] == 0) break;
   }

@@ -1,13 +1,17 @@
 #include "config/config.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
+#include <filesystem>
 #include <string>
 #include <tuple>
 
 #include "platform/names.h"
+#include "support/faults.h"
 #include "support/temp_folder.h"
 
 namespace {
@@ -97,6 +101,39 @@ TEST_F(Config, SettingsAreReadFromTheirSectionOnly) {
     EXPECT_EQ(config_.fileCompare, compare) << keys;
     EXPECT_EQ(config_.zipOnTransfert, zip) << keys;
   }
+}
+
+// One failed call must not lead to another store or another policy.
+TEST_F(Config, AReadThatFailsIsNoConfiguration) {
+  const string ini = kMain + "FileCompare=time\nZipOnTransfert=5\n;" + string(40000, 'c') +
+                     "\n[Environments]\nDocumentRoot=ROOT\nTmpDir=ROOT/t\n" + kMain + "DocumentRoot=/none\n";
+  ASSERT_EQ(Load(ini), 0);
+  for (int call = 1; call < 40; ++call) {
+    const Faults faults(call, EIO);
+    const int code = config_.Load(folder_.Logical("x.ini").c_str());
+    const string hit = Faults::Hit() == nullptr ? "" : Faults::Hit();
+    EXPECT_EQ(code == 3, hit == "open" || hit == "fstat" || hit == "read") << call << hit;
+    if (code == 3) continue;
+    EXPECT_EQ(config_.documentRoot, Root());
+    EXPECT_EQ(config_.fileCompare * 10 + config_.zipOnTransfert, 25);
+  }
+}
+
+TEST_F(Config, NewFoldersAreOpenToThoseOfTheFolderAbove) {
+  namespace fs = std::filesystem;
+  const mode_t before = umask(077);
+  for (const mode_t mode : {02770U, 01777U, 0755U, 0700U}) {
+    fs::remove_all(Root());
+    fs::create_directory(Root());
+    chmod(Root().c_str(), mode);
+    EXPECT_EQ(Load(kStore), 0);
+    for (const char* name : {"/tmp", "/tmp/locks", "/tmp/procs"}) {
+      struct stat status = {};
+      stat(Root(name).c_str(), &status);
+      EXPECT_EQ(status.st_mode & 07777U, mode & 02777U) << name;
+    }
+  }
+  umask(before);
 }
 
 TEST_F(Config, TheComputersSectionReplacesInPlace) {

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <cstdio>
 #include <string>
@@ -58,7 +59,13 @@ TEST_F(Expansion, IsCutAtItsGreatestLength) {
   }
 }
 
-// As deep as a section has room for lines.
+void* ExpandAll(void* config) {
+  for (int row = 0; row < static_cast<CConfig*>(config)->entryCount; ++row)
+    static_cast<CConfig*>(config)->Expand(&static_cast<CConfig*>(config)->entries[row]);
+  return nullptr;
+}
+
+// As many rows as a section holds, on a small stack.
 TEST_F(Expansion, FollowsChainsToAnyDepth) {
   constexpr int kFirst = 1000;
   constexpr int kLast = 3900;
@@ -69,6 +76,17 @@ TEST_F(Expansion, FollowsChainsToAnyDepth) {
   EXPECT_EQ(config_.entryCount, kLast - kFirst + 5);
   Read(variables + "3900=x$1000");
   EXPECT_STREQ(config_.Get("3900"), "x");
+  CConfig chain;
+  for (int i = kFirst; i < kLast; ++i)
+    chain.Set(std::to_string(i).c_str(), ("$" + std::to_string(i + 1)).c_str());
+  chain.Set("3900", "end");
+  pthread_attr_t small;
+  pthread_t thread = {};
+  pthread_attr_init(&small);
+  pthread_attr_setstacksize(&small, 256U << 10U);
+  ASSERT_EQ(pthread_create(&thread, &small, ExpandAll, &chain), 0);
+  pthread_join(thread, nullptr);
+  EXPECT_STREQ(chain.Get("1000"), "end");
 }
 
 TEST_F(Expansion, HappensOnceForARow) {

@@ -29,6 +29,10 @@ class Faults {
     Wrap<&tvl::SystemCalls::copy_file_range>("copy_file_range");
     Wrap<&tvl::SystemCalls::futimens>("futimens");
     Wrap<&tvl::SystemCalls::fchmod>("fchmod");
+    Wrap<&tvl::SystemCalls::fchown>("fchown");
+    Wrap<&tvl::SystemCalls::fgetxattr>("fgetxattr");
+    Wrap<&tvl::SystemCalls::fsetxattr>("fsetxattr");
+    Wrap<&tvl::SystemCalls::fremovexattr>("fremovexattr");
     Wrap<&tvl::SystemCalls::mkdir>("mkdir");
     Wrap<&tvl::SystemCalls::unlink>("unlink");
     Wrap<&tvl::SystemCalls::rmdir>("rmdir");

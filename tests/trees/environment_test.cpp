@@ -48,6 +48,24 @@ TEST(Environment, NeedsAnOpenConnection) {
   EXPECT_EQ(store.folder.Read("store.ini"), before);
 }
 
+TEST(Environment, NullsDeleteOrAreEmptyTexts) {
+  SmallStore store("[Environments]\nPlain=one\nB=2\n");
+  CString value;
+  EXPECT_EQ(store.opr.PutEnviron("plain", nullptr), 0);
+  EXPECT_EQ(store.opr.GetEnviron("Plain", nullptr, value), 0);
+  EXPECT_STREQ(value.GetString(), "");
+  EXPECT_EQ(store.opr.PutEnviron(nullptr, "x"), 0);
+  EXPECT_EQ(store.opr.GetEnviron(nullptr, "d", value), 0);
+  EXPECT_STREQ(value.GetString(), "d");
+  string listed;
+  const auto add = [](const char* name, const char* text, void* to) {
+    static_cast<string*>(to)->append(name).append("=").append(text).append("|");
+  };
+  EXPECT_EQ(store.opr.PutEnviron("C", " 3 "), 0);
+  EXPECT_EQ(store.opr.ListEnviron(add, &listed), 0);
+  EXPECT_EQ(listed, "B=2|C= 3 |");
+}
+
 TEST(Environment, AWriteThatFailsIsNotTold) {
   SmallStore store;
   std::filesystem::remove(store.folder.Host("store.ini"));
@@ -128,13 +146,18 @@ TEST_F(EnvironmentProcesses, AKilledWriterStopsNobody) {
     ASSERT_EQ(helper.Hear(), "ready");
     helper.Say("go");
     ASSERT_EQ(helper.Hear(), "some");
+    for (int own = 0; own < 4; ++own) {
+      const string key = "own" + name + std::to_string(own);
+      EXPECT_EQ(store.opr.PutEnviron(key.c_str(), ("value of " + key).c_str()), 0);
+    }
     helper.Signal(SIGKILL);
     EXPECT_EQ(helper.Wait(), -SIGKILL);
     EXPECT_EQ(store.opr.PutEnviron("after", name.c_str()), 0);
     CString value;
     store.opr.GetEnviron("after", "", value);
     EXPECT_EQ(value.GetString(), name);
-    ExpectKeys(name, 3);
+    ExpectKeys(name, 4);
+    ExpectKeys("own" + name, 4);
     ExpectWhole();
   }
 }

@@ -41,16 +41,17 @@ string NodeOf(const string& key, bool text, const string& value, std::size_t len
   return node.replace(0, 2, Fields({{node.size(), 2}}));
 }
 
-string TextNode(const char* key, const std::optional<string>& text) {
+string TextNode(const char* key, const std::optional<string>& text, bool as_bytes = false) {
   if (!text) return {};
-  string node = NodeOf(key, true, Wide(*text), text->size() + 1, "");
+  string node = NodeOf(key, !as_bytes, Wide(*text), (as_bytes ? 2 : 1) * (text->size() + 1), "");
   Align(node, 4);
   return node;
 }
 
 string VersionResource(const ExecutableFile& file) {
-  const string texts = TextNode("CompanyName", "somebody") + TextNode("FileVersion", file.file_version) +
-                       TextNode("SpecialBuild", file.special_build);
+  const string texts = TextNode("CompanyName", "somebody") +
+                       TextNode("FileVersion", file.file_version, file.marked_as_bytes) +
+                       TextNode("SpecialBuild", file.special_build, file.marked_as_bytes);
   string children = NodeOf("StringFileInfo", true, "", 0, NodeOf("040904B0", true, "", 0, texts));
   Align(children, 4);
   const string language = Fields({{0x0409, 2}, {0x04B0, 2}});

@@ -10,6 +10,7 @@ struct ExecutableFile {
   bool translation = true;
   std::optional<std::string> file_version;  // bytes, one a character
   std::optional<std::string> special_build;
+  bool marked_as_bytes = false;  // both texts
 
   [[nodiscard]] std::string Bytes() const;
 };

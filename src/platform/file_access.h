@@ -1,0 +1,35 @@
+#ifndef TVL_PLATFORM_FILE_ACCESS_H
+#define TVL_PLATFORM_FILE_ACCESS_H
+
+#include <sys/stat.h>
+
+#include <string>
+
+namespace tvl {
+
+// Who may do what with a file: its owner, group, mode and access lists. A file that is to replace another
+// must let in the same users.
+class FileAccess {
+ public:
+  // Reads it from an open file. Returns 0 or an errno value.
+  [[nodiscard]] int Read(int descriptor);
+
+  // Gives it to a file that this process has created. Returns 0 or an errno value: EPERM if the group or an
+  // access list cannot be kept, or if this user would become the owner and the present owner would lose
+  // access.
+  [[nodiscard]] int Apply(int descriptor) const;
+
+ private:
+  static constexpr int kListKinds = 2;
+
+  [[nodiscard]] int ApplyOwner(int descriptor, bool& same_owner) const;
+  [[nodiscard]] int ApplyLists(int descriptor) const;
+  [[nodiscard]] bool AdmitsOwnerOtherwise() const;
+
+  struct stat status_ = {};
+  std::string lists_[kListKinds];  // empty: the file has no list of that kind
+};
+
+}  // namespace tvl
+
+#endif

@@ -1,0 +1,55 @@
+#include "platform/shared_folder.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <string>
+
+#include "platform/host_path.h"
+#include "platform/last_error.h"
+#include "platform/system_calls.h"
+
+namespace tvl {
+namespace {
+
+constexpr mode_t kShared = 02777;
+
+std::string ParentOf(std::string path) {
+  while (path.size() > 1 && path.ends_with('/')) path.pop_back();
+  const std::size_t separator = path.rfind('/');
+  return separator == std::string::npos ? "." : path.substr(0, separator + 1);
+}
+
+// Returns 0 or an errno value. Bits that are right are not set again: for someone outside the folder's group
+// that would clear the setgid bit.
+int TakeModeOf(const struct stat& above, int folder) {
+  struct stat created = {};
+  if (System().fstat(folder, &created) != 0) return errno;
+  const mode_t wanted = above.st_mode & kShared;
+  if ((created.st_mode & 07777U) == wanted) return 0;
+  return System().fchmod(folder, wanted) == 0 ? 0 : errno;
+}
+
+int Create(const char* path) {
+  const std::string host = HostPath(path).Text();
+  struct stat above = {};
+  if (System().mkdir(host.c_str(), 0777) != 0) return errno;
+  if (System().stat(ParentOf(host).c_str(), &above) != 0) return errno;
+  const int folder = System().open(host.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC, 0);
+  if (folder < 0) return errno;
+  const int problem = TakeModeOf(above, folder);
+  System().close(folder);
+  return problem;
+}
+
+}  // namespace
+
+bool CreateSharedFolder(const char* path) {
+  const int problem = Create(path);
+  if (problem == 0) return true;
+  NoteError(path, problem);
+  return false;
+}
+
+}  // namespace tvl

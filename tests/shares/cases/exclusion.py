@@ -1,0 +1,58 @@
+"""Two processes on each of two computers fight for one lock and write rows under it; a witness watches off the share."""
+
+import json
+
+from lab.witness import ADDRESS, Witness
+
+from . import CONFIG, TVL, Case, new_store
+
+SHARE_OF_TURNS = 0.1  # of the fastest process, for the slowest
+
+
+def begin_contenders(machines, seconds, witness):
+    return [machine.begin(f"store_user contend {CONFIG} {machine.name}{number} {seconds} {ADDRESS} {witness.port}", seconds + 300)
+            for machine in machines for number in (1, 2)]
+
+
+def judge(result, fighters, listing):
+    """Compares what the fighters were told with what the table holds."""
+    totals, acknowledged = [], []
+    for fighter in fighters:
+        lines = fighter.output.splitlines()
+        acknowledged += [line[4:] for line in lines if line.startswith("row ")]
+        totals += [json.loads(line[6:]) for line in lines if line.startswith("total ")]
+        result.expect(fighter.status == 0, f"status {fighter.status} of {fighter.command}: {fighter.output[-200:].strip()}")
+    present = set(listing.output.splitlines())
+    lost = [key for key in acknowledged if key not in present]
+    result.expect(listing.status == 0, f"the table cannot be listed: {listing.output[-300:]}")
+    result.expect(not lost, f"{len(lost)} of {len(acknowledged)} acknowledged rows lost, such as {lost[:3]}")
+    for name, fault in (("doubles", "entered while another held the lock"), ("nobody", "state 0"),
+                        ("kept", "lock kept by its release"), ("refused", "row refused")):
+        count = sum(total[name] for total in totals)
+        result.expect(count == 0, f"{fault}: {count} times")
+    turns = sorted(total["turns"] for total in totals)
+    if turns:
+        result.expect(turns[0] >= turns[-1] * SHARE_OF_TURNS and turns[-1] > 0, f"unfair: turns {turns}")
+        result.figure(f"turns {'/'.join(map(str, turns))}, {len(acknowledged)} rows, "
+                      f"longest call {max(total['longest'] for total in totals):.1f} s")
+
+
+def check_integrity(result, machine, name):
+    """Asks SQLite itself, on a copy."""
+    done = machine.run(f"cp {name} /tmp/copy.dat && python3 -c \"import sqlite3; "
+                       "print(sqlite3.connect('/tmp/copy.dat').execute('pragma integrity_check').fetchone()[0])\"")
+    result.expect(done.output.strip() == "ok", f"integrity of {name}: {done.output.strip()[-300:]}")
+
+
+def exclusion(context, result):
+    new_store(context).must(f"{TVL} table create turns.dat --key1 32 --record 32")
+    machines = context.fleet.clients
+    fighters = begin_contenders(machines, context.options.seconds, Witness())
+    for fighter in fighters:
+        fighter.wait()
+    judge(result, fighters, machines[0].run(f"store_user list {CONFIG}"))
+    for name in ("turns.dat", "tmp/locks/dtlocks.dat"):
+        check_integrity(result, machines[0], f"$(dirname {CONFIG})/{name}")
+
+
+CASES = (Case("exclusion", exclusion),)

@@ -1,0 +1,1 @@
+"""Small machines with kernels of their own: user-mode Linux on a private network."""

@@ -1,0 +1,50 @@
+"""The kinds of share, by name, and how a client mounts them with default options."""
+
+from dataclasses import dataclass
+
+MOUNT = "/mnt/share"
+SERVER = "10.9.0.1"
+
+
+@dataclass(frozen=True)
+class Kind:
+    name: str
+    folder: str  # on the server's own disk
+    command: str  # mounts the share at MOUNT
+
+    @property
+    def is_smb(self):
+        return "cifs" in self.command
+
+
+def _nfs(name, options, folder="/data/nfs"):
+    exported = folder.removeprefix("/data") if "vers=4" in options else folder
+    return Kind(name, folder, f"mount -t nfs -o {options} {SERVER}:{exported} {MOUNT}")
+
+
+def _smb(name, options=""):
+    return Kind(name, "/data/smb", f"mount -t cifs -o user=ann,pass=secret,vers=3.1.1{options} //{SERVER}/smb {MOUNT}")
+
+
+KINDS = {kind.name: kind for kind in (_nfs("nfs4.2", "vers=4.2"), _nfs("nfs3", "vers=3"), _smb("smb"))}
+
+# Mounts that doctor has to judge; a word that its verdict must contain, none where it must accept the mount.
+UNSAFE = {
+    "nfs3 nolock": (_nfs("nfs3", "vers=3,nolock"), "lock"),
+    "nfs3 local_lock=posix": (_nfs("nfs3", "vers=3,local_lock=posix"), "lock"),
+    "nfs4.2 local_lock=all": (_nfs("nfs4.2", "vers=4.2,local_lock=all"), "lock"),
+    "nfs4.2 soft": (_nfs("nfs4.2", "vers=4.2,soft"), "soft"),
+    "smb nobrl": (_smb("smb", ",nobrl"), "lock"),
+    "smb cache=loose": (_smb("smb", ",cache=loose"), "cache"),
+    "smb noserverino": (_smb("smb", ",noserverino"), "serverino"),
+}
+SQUASHED = _nfs("nfs4.2 root_squash", "vers=4.2", "/data/squash")
+
+
+def mount(machine, kind):
+    unmount(machine)
+    machine.must(kind.command, 90)
+
+
+def unmount(machine):
+    machine.run(f"cd /; while mountpoint -q {MOUNT}; do umount {MOUNT} || umount -l {MOUNT}; done", 90)

@@ -1,0 +1,236 @@
+// A client of a store for the shares suite, written against the installed headers. One line of output for
+// each thing that it was told by the library, as soon as it was told.
+//
+//     store_user contend CONFIG NAME SECONDS HOST PORT   takes turns under the lock "turn", a row of table
+//     "turns" in each store_user put CONFIG WORK NAME                    puts files until it is killed
+//     store_user rows CONFIG NAME                        writes rows until it is killed
+//     store_user values CONFIG NAME                      sets values of the environment until it is killed
+//     store_user list CONFIG                             prints the keys of table "turns"
+
+#include <arpa/inet.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <tvlclient/tvlclient.h>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Arguments = std::vector<std::string>;
+
+constexpr int kRecordLength = 32;
+
+void Say(const std::string& line) {
+  std::puts(line.c_str());
+  std::fflush(stdout);
+}
+
+// An open store; ends the program where it cannot be opened.
+class Store {
+ public:
+  Store(std::string config, const std::string& work) {
+    char folder[260] = {};
+    work.copy(folder, sizeof folder - 1);
+    std::string client = "user";
+    if (const int code = client_.Open(folder, config.data(), client.data()))
+      throw std::runtime_error("open: " + std::to_string(code));
+  }
+
+  CTVLClientSmbOpr& Client() { return client_; }
+
+ private:
+  CTVLClientSmbOpr client_;
+};
+
+// Sees who is inside at once, out of the share's reach.
+class Witness {
+ public:
+  Witness(const std::string& host, int port) : socket_(socket(AF_INET, SOCK_STREAM, 0)) {
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<unsigned short>(port));
+    inet_pton(AF_INET, host.c_str(), &address.sin_addr);
+    if (connect(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
+      throw std::runtime_error("no witness");
+  }
+  ~Witness() { close(socket_); }
+  Witness(const Witness&) = delete;
+  Witness& operator=(const Witness&) = delete;
+
+  // Whether nobody else is inside.
+  bool Enter() { return Ask('i') == 'k'; }
+  void Leave() { Ask('o'); }
+
+ private:
+  char Ask(char what) const {
+    char answer = 'X';
+    if (send(socket_, &what, 1, MSG_NOSIGNAL) != 1 || recv(socket_, &answer, 1, 0) != 1)
+      throw std::runtime_error("the witness is gone");
+    return answer;
+  }
+
+  int socket_;
+};
+
+int Ask(CTVLClientSmbOpr& client, bool lock) {
+  char object[] = "turn", computer[64] = {}, address[16] = {}, user[65] = {};
+  int state = -1, instance = 0, pid = 0;
+  const int code = lock ? client.Lock(object, &state, computer, &instance, &pid, address, user)
+                        : client.Unlock(object, &state, computer, &instance, &pid, address, user);
+  return code == TVL_OK ? state : -code;
+}
+
+std::string Key(const std::string& name, int number) {
+  char text[33];
+  std::snprintf(text, sizeof text, "%.16s-%06d", name.c_str(), number);
+  return text;
+}
+
+bool WriteRow(CTVLCtreeRs& rows, const std::string& key) {
+  char record[kRecordLength];
+  std::memset(record, 'r', sizeof record);
+  rows.MakeEmpty();
+  return rows.AddNew(key.c_str(), nullptr, record) != 0 && rows.WriteTheBlock() == TVL_OK;
+}
+
+void OpenTurns(CTVLCtreeRs& rows) {
+  char table[] = "turns.dat";
+  for (const auto end = Clock::now() + std::chrono::seconds(30);;) {
+    const int code = rows.Open(table);
+    if (code == TVL_OK) return;
+    if (Clock::now() > end) throw std::runtime_error("open table: " + std::to_string(code));
+  }
+}
+
+struct Turns {
+  int turns = 0, doubles = 0, nobody = 0, kept = 0, refused_rows = 0;
+  double longest = 0;
+};
+
+// One turn under the lock, from the witness's first look to the lock's release.
+void TakeTurn(CTVLClientSmbOpr& client, CTVLCtreeRs& rows, Witness& witness, const std::string& name,
+              Turns& counts) {
+  if (!witness.Enter()) counts.doubles++;
+  const std::string key = Key(name, counts.turns++);
+  if (WriteRow(rows, key))
+    Say("row " + key);
+  else
+    counts.refused_rows++;
+  witness.Leave();
+  if (Ask(client, false) == 1) counts.kept++;
+}
+
+int Contend(const Arguments& words) {
+  Store store(words[0], "");
+  CTVLCtreeRs rows(&store.Client());
+  OpenTurns(rows);
+  Witness witness(words[3], std::stoi(words[4]));
+  Turns counts;
+  Say("ready");
+  const auto end = Clock::now() + std::chrono::seconds(std::stoi(words[2]));
+  for (auto began = Clock::now(); began < end; began = Clock::now()) {
+    const int state = Ask(store.Client(), true);
+    counts.longest = std::max(counts.longest, std::chrono::duration<double>(Clock::now() - began).count());
+    if (state == 1) {
+      TakeTurn(store.Client(), rows, witness, words[1], counts);
+    } else {
+      if (state <= 0) counts.nobody++;
+      std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+  }
+  std::printf(
+      "total {\"name\": \"%s\", \"turns\": %d, \"doubles\": %d, \"nobody\": %d, \"kept\": %d, \"refused\": "
+      "%d, "
+      "\"longest\": %.2f}\n",
+      words[1].c_str(), counts.turns, counts.doubles, counts.nobody, counts.kept, counts.refused_rows,
+      counts.longest);
+  return 0;
+}
+
+// A file whose contents its name foretells: 1 to 24 KiB.
+std::string Contents(const std::string& name, int number) {
+  std::string text;
+  for (int line = 0; text.size() < 1024U * static_cast<unsigned>(1 + number % 24); line++)
+    text += name + " " + std::to_string(number) + " " + std::to_string(line) + "\n";
+  return text;
+}
+
+int PutFiles(const Arguments& words) {
+  Store store(words[0], words[1]);
+  for (int number = 0;; number++) {
+    std::string name = Key(words[2], number % 400);  // so that some puts create and some replace
+    std::ofstream(words[1] + "/" + name) << Contents(words[2], number);
+    int transferred = 1;
+    if (store.Client().PutRemote(name.data(), name.data(), &transferred) == TVL_OK)
+      Say("put " + name + " " + std::to_string(number));
+  }
+}
+
+int WriteRows(const Arguments& words) {
+  Store store(words[0], "");
+  CTVLCtreeRs rows(&store.Client());
+  OpenTurns(rows);
+  for (int number = 0;; number++) {
+    const std::string key = Key(words[1], number);
+    if (WriteRow(rows, key)) Say("row " + key);
+  }
+}
+
+int SetValues(const Arguments& words) {
+  Store store(words[0], "");
+  for (int number = 0;; number++) {
+    const std::string value = std::to_string(number);
+    if (store.Client().PutEnviron(words[1].c_str(), value.c_str()) == TVL_OK)
+      Say("value " + words[1] + " " + value);
+  }
+}
+
+int List(const Arguments& words) {
+  Store store(words[0], "");
+  CTVLCtreeRs rows(&store.Client());
+  OpenTurns(rows);
+  char everyone[] = "alpha\x01beta\x01server\x01power";
+  if (rows.ReadKeyPrefiz(everyone) == 0) throw std::runtime_error("the rows cannot be read");
+  for (rows.Rewind(); rows.Next() != 0;) {
+    const std::string key = rows.Key1(-1);
+    Say(key.substr(0, key.find_last_not_of(' ') + 1));
+  }
+  return 0;
+}
+
+struct Verb {
+  std::size_t arguments;
+  std::function<int(const Arguments&)> run;
+};
+
+const std::map<std::string, Verb> kVerbs = {
+    {"contend", {5, Contend}},  {"put", {3, PutFiles}}, {"rows", {2, WriteRows}},
+    {"values", {2, SetValues}}, {"list", {1, List}},
+};
+
+}  // namespace
+
+int main(int count, char** values) {
+  const Arguments words(values + 1, values + count);
+  const auto verb = words.empty() ? kVerbs.end() : kVerbs.find(words[0]);
+  if (verb == kVerbs.end() || words.size() != verb->second.arguments + 1) return 2;
+  try {
+    return verb->second.run(Arguments(words.begin() + 1, words.end()));
+  } catch (const std::exception& failure) {
+    Say(std::string("failed ") + failure.what());
+    return 1;
+  }
+}

@@ -3,34 +3,35 @@
 #include <istream>
 
 namespace tvl::cli {
-namespace {
 
-// Reads one value; gives the character that ended it, or EOF.
-int ReadValue(std::istream& input, std::string& value) {
-  bool quoted = input.peek() == '"';
-  if (quoted) input.get();
-  for (int character = input.get(); character != EOF; character = input.get()) {
+// Reads one value and returns the character that ended it, or EOF.
+int CsvReader::ReadValue(std::string& value) {
+  bool quoted = input_.peek() == '"';
+  if (quoted) input_.get();
+  for (int character = input_.get(); character != EOF; character = input_.get()) {
+    if (character == '\n') ++next_line_;
     if (quoted && character == '"') {
-      quoted = input.peek() == '"';
+      quoted = input_.peek() == '"';
       if (!quoted) continue;
-      character = input.get();
+      character = input_.get();
     } else if (!quoted && (character == ',' || character == '\n')) {
       return character;
-    } else if (!quoted && character == '\r' && input.peek() == '\n') {
+    } else if (!quoted && character == '\r' && input_.peek() == '\n') {
       continue;
     }
     value += static_cast<char>(character);
   }
+  ended_in_quotes_ = quoted;
+  ended_in_line_ = true;
   return EOF;
 }
 
-}  // namespace
-
-bool ReadCsvRecord(std::istream& input, std::vector<std::string>& values) {
+bool CsvReader::Read(std::vector<std::string>& values) {
   values.clear();
-  if (input.peek() == EOF) return false;
+  if (input_.peek() == EOF) return false;
+  line_ = next_line_;
   int end = ',';
-  while (end == ',') end = ReadValue(input, values.emplace_back());
+  while (end == ',') end = ReadValue(values.emplace_back());
   return true;
 }
 

@@ -7,13 +7,33 @@
 
 namespace tvl::cli {
 
-// Records of comma-separated values by RFC 4180: a value in quotes may hold commas, line ends and doubled
-// quotes.
+// Reads records of comma-separated values by RFC 4180: a value in quotes may contain commas, line ends and
+// doubled quotes.
+class CsvReader {
+ public:
+  explicit CsvReader(std::istream& input) : input_(input) {}
 
-// The next record; false at the end of the input. A quote that is never closed ends with the input.
-[[nodiscard]] bool ReadCsvRecord(std::istream& input, std::vector<std::string>& values);
+  // Reads the next record; false at the end of the input.
+  [[nodiscard]] bool Read(std::vector<std::string>& values);
 
-// A record on one line, without the line's end.
+  // Number of the line on which the last record begins, from 1.
+  [[nodiscard]] int Line() const { return line_; }
+
+  // Whether the input ended inside a value in quotes, or in a line without an end.
+  [[nodiscard]] bool EndedInQuotes() const { return ended_in_quotes_; }
+  [[nodiscard]] bool EndedInLine() const { return ended_in_line_; }
+
+ private:
+  [[nodiscard]] int ReadValue(std::string& value);
+
+  std::istream& input_;
+  int line_ = 0;
+  int next_line_ = 1;
+  bool ended_in_quotes_ = false;
+  bool ended_in_line_ = false;
+};
+
+// A record as one line, without its end.
 [[nodiscard]] std::string CsvLine(const std::vector<std::string>& values);
 
 }  // namespace tvl::cli

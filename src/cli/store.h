@@ -29,6 +29,7 @@ class Store {
 
   // The connection to a directory; null for one to a server.
   [[nodiscard]] CTVLClientSmbOpr* Directory() { return directory_; }
+  [[nodiscard]] bool IsDirectory() const { return directory_ != nullptr; }
 
   // The configuration file; empty for a server.
   [[nodiscard]] const std::string& Configuration() const { return configuration_; }

@@ -1,7 +1,7 @@
 #ifndef TVL_CLI_TABLE_H
 #define TVL_CLI_TABLE_H
 
-#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,20 +12,40 @@
 
 namespace tvl::cli {
 
-// The fields of a schema, by name and in order. Throws Stop for a schema that can't be read.
+// A field of a schema. Its name is in lower case.
+struct Field {
+  std::string name;
+  bool is_number = false;
+  std::size_t length = 0;    // bytes of a text, or digits in front of a number's decimal point
+  std::size_t decimals = 0;  // digits after it
+
+  // Why the field cannot hold `value` as it is, or nothing.
+  [[nodiscard]] std::string WhyRefused(const std::string& value) const;
+};
+
+// The fields of a schema, in order. Throws Stop for a schema that cannot be read.
 class Schema {
  public:
   explicit Schema(const std::string& text);
 
   [[nodiscard]] const std::string& Text() const { return text_; }
-  [[nodiscard]] const std::vector<std::string>& Names() const { return names_; }
+  [[nodiscard]] const std::vector<Field>& Fields() const { return fields_; }
+  // Position of the field with this name, or none.
+  [[nodiscard]] std::optional<std::size_t> Find(const std::string& name) const;
   // Bytes that the fields take in a record.
   [[nodiscard]] int Length() const { return length_; }
 
  private:
   std::string text_;
-  std::vector<std::string> names_;
+  std::vector<Field> fields_;
   int length_;
+};
+
+// Lengths of a table in bytes.
+struct TableLengths {
+  int record = 0;
+  int key1 = 0;
+  int key2 = 0;
 };
 
 // A row as text: its key 1, and its fields in the schema's order.
@@ -40,29 +60,38 @@ class Table {
  public:
   Table(Store& store, const std::string& name);
 
-  void Create(int record_length, int key1_length, int key2_length);
+  // Creates the table, unless `dry_run` asks only whether that would work. An existing table is replaced only
+  // with `replace`; everything that can be checked is checked before it is touched.
+  void Create(const TableLengths& lengths, bool replace, bool dry_run);
   void Open();
+  // Opens the table to change its rows; those of the store's own tables are refused.
+  void OpenToChange();
 
   [[nodiscard]] CTVLCtreeRs& Rows() { return rows_; }
 
   // Fields of what follows; the schema must not need more than a record has.
   void Use(const Schema& schema);
 
-  // Reads the rows whose key 1 begins with one of the prefixes; all rows without any. Key 2 is not read back
-  // by tables.
+  // Reads the rows whose key 1 begins with one of the prefixes; all rows if there are none. Tables do not
+  // return key 2.
   void Read(const std::vector<std::string>& prefixes);
   [[nodiscard]] TextRow RowAt(int row);
 
-  // Puts a row behind those in memory; Write writes them all.
+  // Checks a row and appends it to those in memory; Write writes them all.
   void Add(const TextRow& row, const Schema& schema);
   void Write();
 
-  // Deletes rows by whole keys 1, or by prefixes of them.
-  void Delete(const std::vector<std::string>& keys, bool are_prefixes);
+  // Deletes rows by whole keys 1, or by prefixes of them; with `dry_run` only checks that whole keys exist.
+  void Delete(const std::vector<std::string>& keys, bool are_prefixes, bool dry_run);
 
  private:
   [[noreturn]] void Fail(int code) const;
+  [[nodiscard]] std::string HostPath() const;
+  void CheckMayChange() const;
+  void CheckReplaceable(bool replace);
+  void CheckExists(const std::string& key);
 
+  Store& store_;
   std::string name_;
   CTVLCtreeRecord record_;
   int fields_ = 0;

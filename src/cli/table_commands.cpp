@@ -1,8 +1,6 @@
 #include <CLI/CLI.hpp>
-#include <cerrno>
-#include <fstream>
-#include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,28 +17,36 @@
 namespace tvl::cli {
 namespace {
 
-// Everything that a command on a table may be told.
+// Arguments of all commands on tables.
 struct TableRequest {
   std::string name;
   std::string schema;
-  int record_length = 0;
-  int key1_length = 0;
-  int key2_length = 0;
+  TableLengths lengths;
+  bool replace = false;
   std::string key1;
   std::string key2;
+  std::string file;
   std::vector<std::string> items;
   bool prefixes = false;
 };
 
 using TableRun = ExitStatus (*)(const Options&, const TableRequest&);
 
-void TellDone(const Options& options, const std::string& command, const TableRequest& request, int rows) {
+Store OpenStore(const Options& options) {
+  return {options, {}, options.dry_run ? Store::Use::kLook : Store::Use::kWork};
+}
+
+// `would`: what a dry run says would be done.
+void ReportDone(const Options& options, const std::string& command, const TableRequest& request, int rows,
+                const char* would) {
   Console console;
   if (options.json) {
-    console.Out(
-        JsonObject().Text("command", command).Text("table", request.name).Number("rows", rows).Line());
+    JsonObject document;
+    document.Text("command", command).Text("table", request.name).Number("rows", rows);
+    console.Out(document.Flag("dry_run", options.dry_run).Line());
   } else if (!options.quiet) {
-    console.Out(Printable(request.name) + ": " + Counted(static_cast<std::uint64_t>(rows), "row"));
+    console.Out(Printable(request.name) + ": " + Counted(static_cast<std::uint64_t>(rows), "row") +
+                (options.dry_run ? std::string(" ") + would : ""));
   }
 }
 
@@ -50,16 +56,21 @@ Schema SchemaOf(const TableRequest& request, int record_length) {
 }
 
 ExitStatus Create(const Options& options, const TableRequest& request) {
-  const int length = request.record_length > 0 ? request.record_length : SchemaOf(request, 1).Length();
-  Store store(options, {}, Store::Use::kWork);
+  TableLengths lengths = request.lengths;
+  const int needed = SchemaOf(request, 1).Length();
+  if (lengths.record == 0) lengths.record = needed;
+  if (lengths.record < needed)
+    throw Stop("the schema needs " + std::to_string(needed) + " bytes, --record allows " +
+               std::to_string(lengths.record));
+  Store store = OpenStore(options);
   Table table(store, request.name);
-  table.Create(length, request.key1_length, request.key2_length);
-  TellDone(options, "table create", request, 0);
+  table.Create(lengths, request.replace, options.dry_run);
+  ReportDone(options, "table create", request, 0, "would be in the new table");
   return kDone;
 }
 
 ExitStatus Info(const Options& options, const TableRequest& request) {
-  Store store(options, {}, Store::Use::kWork);
+  Store store = OpenStore(options);
   Table table(store, request.name);
   table.Open();
   table.Read({});
@@ -93,7 +104,7 @@ std::vector<std::string> CellsOf(const TextRow& row) {
 
 std::vector<std::string> HeadOf(const Schema& schema) {
   std::vector<std::string> head = {kKey1Name};
-  head.insert(head.end(), schema.Names().begin(), schema.Names().end());
+  for (const Field& field : schema.Fields()) head.push_back(field.name);
   return head;
 }
 
@@ -101,20 +112,20 @@ std::string JsonRow(const TextRow& row, const Schema& schema) {
   JsonObject document;
   document.Text(kKey1Name, row.key1);
   for (std::size_t field = 0; field < row.fields.size(); ++field)
-    document.Text(schema.Names()[field], row.fields[field]);
+    document.Text(schema.Fields()[field].name, row.fields[field]);
   return document.Line();
 }
 
-// Reads what the request names and gives each row to `tell`, with the schema.
-template <typename Tell>
-void TellRows(const Options& options, const TableRequest& request, Tell tell) {
-  Store store(options, {}, Store::Use::kWork);
+// Reads what the request names and calls `print` with the schema and the table.
+template <typename Print>
+void PrintRows(const Options& options, const TableRequest& request, Print print) {
+  Store store = OpenStore(options);
   Table table(store, request.name);
   table.Open();
   const Schema schema = SchemaOf(request, table.Rows().DatLen());
   table.Use(schema);
   table.Read(request.items);
-  tell(schema, table);
+  print(schema, table);
 }
 
 void PrintJsonRows(const Schema& schema, Table& table) {
@@ -123,7 +134,7 @@ void PrintJsonRows(const Schema& schema, Table& table) {
 }
 
 ExitStatus Read(const Options& options, const TableRequest& request) {
-  TellRows(options, request, [&options](const Schema& schema, Table& table) {
+  PrintRows(options, request, [&options](const Schema& schema, Table& table) {
     if (options.json) {
       PrintJsonRows(schema, table);
       return;
@@ -137,7 +148,7 @@ ExitStatus Read(const Options& options, const TableRequest& request) {
 }
 
 ExitStatus Export(const Options& options, const TableRequest& request) {
-  TellRows(options, request, [&options](const Schema& schema, Table& table) {
+  PrintRows(options, request, [&options](const Schema& schema, Table& table) {
     if (options.json) {
       PrintJsonRows(schema, table);
       return;
@@ -151,14 +162,12 @@ ExitStatus Export(const Options& options, const TableRequest& request) {
 
 // "name=value" arguments as the fields of a row.
 TextRow RowFrom(const TableRequest& request, const Schema& schema) {
-  TextRow row = {request.key1, request.key2, std::vector<std::string>(schema.Names().size())};
+  TextRow row = {request.key1, request.key2, std::vector<std::string>(schema.Fields().size())};
   for (const std::string& item : request.items) {
     const std::size_t equals = item.find('=');
-    const auto& names = schema.Names();
-    const auto found = std::find(names.begin(), names.end(), item.substr(0, equals));
-    if (equals == std::string::npos || found == names.end())
-      throw Stop("this is no FIELD=VALUE of the schema: " + item);
-    row.fields[static_cast<std::size_t>(found - names.begin())] = item.substr(equals + 1);
+    const std::optional<std::size_t> field = schema.Find(item.substr(0, equals));
+    if (equals == std::string::npos || !field) throw Stop("not a FIELD=VALUE of the schema: " + item);
+    row.fields[*field] = item.substr(equals + 1);
   }
   return row;
 }
@@ -166,40 +175,34 @@ TextRow RowFrom(const TableRequest& request, const Schema& schema) {
 ExitStatus Write(const Options& options, const TableRequest& request) {
   const Schema schema(request.schema);
   const TextRow row = RowFrom(request, schema);
-  Store store(options, {}, Store::Use::kWork);
+  Store store = OpenStore(options);
   Table table(store, request.name);
-  table.Open();
+  table.OpenToChange();
   table.Use(schema);
   table.Add(row, schema);
-  table.Write();
-  TellDone(options, "table write", request, 1);
+  if (!options.dry_run) table.Write();
+  ReportDone(options, "table write", request, 1, "would be written");
   return kDone;
 }
 
 ExitStatus Delete(const Options& options, const TableRequest& request) {
-  Store store(options, {}, Store::Use::kWork);
+  Store store = OpenStore(options);
   Table table(store, request.name);
-  table.Open();
-  table.Delete(request.items, request.prefixes);
+  table.OpenToChange();
+  table.Delete(request.items, request.prefixes, options.dry_run);
   return kDone;
 }
 
 ExitStatus Import(const Options& options, const TableRequest& request) {
   const Schema schema(request.schema);
-  const std::string& name = request.items.front();
-  std::ifstream file;
-  if (name != "-") {
-    file.open(name, std::ios::binary);
-    if (!file) throw Stop({}, SystemFailure("the file cannot be read", errno, name));
-  }
-  std::istream& input = name == "-" ? std::cin : file;
-  Store store(options, {}, Store::Use::kWork);
+  const ImportText input = ReadImport(request.file);
+  Store store = OpenStore(options);
   Table table(store, request.name);
-  table.Open();
+  table.OpenToChange();
   table.Use(schema);
   const int rows = options.json ? ImportJson(input, schema, table) : ImportCsv(input, schema, table);
-  table.Write();
-  TellDone(options, "table import", request, rows);
+  if (!options.dry_run) table.Write();
+  ReportDone(options, "table import", request, rows, "would be written");
   return kDone;
 }
 
@@ -210,40 +213,37 @@ struct TableCommand {
   const char* description;
   TableRun run;
   bool needs_schema;
-  const char* items;  // what stands behind the table's name; null for nothing
+  const char* items;  // what follows the table's name; null for nothing
   const char* items_help;
   bool needs_items;
   const char* examples;
 };
 
 constexpr char kSchemaExample[] =
-    "Fields as name-Dlength (text) or name-Flength.decimals (number), blanks between";
+    "Fields as name-Dlength (text) or name-Flength.decimals\n(number), separated by blanks";
 
 constexpr TableCommand kCommands[] = {
-    {"create", "Make a table anew, whatever was under its name", Create, false, nullptr, nullptr, false,
-     "A table that somebody has open stays as it is.\n\nExamples:\n"
+    {"create", "Create a table", Create, false, nullptr, nullptr, false,
+     "An existing table is replaced only with --replace, and only while nobody has it open.\n\nExamples:\n"
      "  tvl table create data/orders.dat --key1 8 --schema 'number-D8 total-F7.2'"},
     {"info", "Show a table's lengths and number of rows", Info, false, nullptr, nullptr, false,
      "Examples:\n  tvl table info data/orders.dat"},
-    {"read", "Show rows in columns", Read, false, "PREFIX", "What key 1 begins with (default: all rows)",
-     false,
+    {"read", "Show rows in columns", Read, false, "PREFIX", "Beginnings of key 1 (default: all rows)", false,
      "Examples:\n  tvl table read data/orders.dat --schema 'number-D8 total-F7.2' A B\n"
      "  tvl --json table read data/orders.dat"},
-    {"write", "Write one row, in place of one of the same key 1", Write, true, "FIELD=VALUE",
-     "Values of fields; what is not named is blank", true,
+    {"write", "Write one row, replacing one with the same key 1", Write, true, "FIELD=VALUE",
+     "Values of fields; the others become blank", true,
      "Examples:\n  tvl table write data/orders.dat --schema 'number-D8 total-F7.2' \\\n"
      "      --key1 A1 number=A1 total=12.50"},
-    {"delete", "Delete rows", Delete, false, "KEY", "Whole keys 1, or with --prefix what they begin with",
-     true, "Examples:\n  tvl table delete data/orders.dat A1\n  tvl table delete --prefix data/orders.dat A"},
-    {"import", "Write rows from a file, all or none", Import, true, "FILE",
-     "Comma-separated values with a first line of names,\nor with --json a JSON object a line; - for "
-     "standard input",
-     true,
-     "The names are key1, key2 and those of the fields.\n\nExamples:\n"
+    {"delete", "Delete rows", Delete, false, "KEY", "Whole keys 1, or with --prefix their beginnings", true,
+     "Examples:\n  tvl table delete data/orders.dat A1\n  tvl table delete --prefix data/orders.dat A"},
+    {"import", "Write all rows of a file, or none", Import, true, nullptr, nullptr, true,
+     "The names are key1, key2 and those of the fields. A value that its field cannot hold is\n"
+     "reported with its line, and nothing is written. Numbers are written as -12.50.\n\nExamples:\n"
      "  tvl table import data/orders.dat orders.csv --schema 'number-D8 total-F7.2'"},
     {"export", "Print rows as comma-separated values, or with --json as JSON lines", Export, false, "PREFIX",
-     "What key 1 begins with (default: all rows)", false,
-     "Tables don't tell a row's key 2, so it is not among them.\n\nExamples:\n"
+     "Beginnings of key 1 (default: all rows)", false,
+     "Tables do not return a row's key 2, so it is not exported.\n\nExamples:\n"
      "  tvl table export data/orders.dat --schema 'number-D8 total-F7.2' > orders.csv"},
 };
 
@@ -251,9 +251,10 @@ void AddLengths(CLI::App& command, TableRequest& request) {
   const auto add = [&command](const char* name, int& value, const char* help) {
     return command.add_option(name, value, help)->type_name("BYTES")->check(CLI::NonNegativeNumber);
   };
-  add("--key1", request.key1_length, "Length of key 1")->required();
-  add("--key2", request.key2_length, "Length of key 2 (default: 0, none)");
-  add("--record", request.record_length, "Length of a record (default: what the schema needs)");
+  add("--key1", request.lengths.key1, "Length of key 1")->required();
+  add("--key2", request.lengths.key2, "Length of key 2 (default: 0, none)");
+  add("--record", request.lengths.record, "Length of a record (default: what the schema needs)");
+  command.add_flag("--replace", request.replace, "Delete an existing table of that name with its rows");
 }
 
 void AddTableCommand(const TableCommand& about, CLI::App& group, Invocation& invocation) {
@@ -261,10 +262,15 @@ void AddTableCommand(const TableCommand& about, CLI::App& group, Invocation& inv
   CLI::App& command = AddCommand(
       group, about.name, about.description, std::string("table ") + about.name, invocation,
       [run = about.run, request, &options = invocation.options] { return run(options, *request); });
-  AddText(command, "TABLE", request->name, "Name of the table on the store, such as data/orders.dat", "")
-      .required();
+  AddText(command, "TABLE", request->name, "Table on the store, such as data/orders.dat", "").required();
   if (about.items != nullptr)
     AddNames(command, request->items, about.items_help, about.items).required(about.needs_items);
+  if (about.run == Import)
+    AddText(command, "FILE", request->file,
+            "Comma-separated values with a first line of names,\n"
+            "or with --json one JSON object a line; - for standard input",
+            "")
+        .required();
   AddText(command, "--schema", request->schema, kSchemaExample, "SCHEMA").required(about.needs_schema);
   if (about.run == Create) AddLengths(command, *request);
   if (about.run == Write) {
@@ -272,7 +278,7 @@ void AddTableCommand(const TableCommand& about, CLI::App& group, Invocation& inv
     AddText(command, "--key2", request->key2, "Key 2 of the row", "KEY");
   }
   if (about.run == Delete)
-    command.add_flag("--prefix", request->prefixes, "Delete every row whose key 1 begins so");
+    command.add_flag("--prefix", request->prefixes, "Delete every row whose key 1 begins with a KEY");
   command.footer(about.examples);
 }
 

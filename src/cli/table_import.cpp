@@ -1,87 +1,184 @@
 #include "cli/table_import.h"
 
-#include <algorithm>
-#include <istream>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
 #include <nlohmann/json.hpp>
+#include <set>
+#include <sstream>
 
 #include "cli/csv.h"
+#include "cli/text.h"
 
 namespace tvl::cli {
 namespace {
+
+using nlohmann::json;
 
 [[noreturn]] void Refuse(int line, const std::string& why) {
   throw Stop({}, {kFailed, 0, "line " + std::to_string(line) + ": " + why, 0, {}});
 }
 
+// The file to import, or standard input, which stays open.
+class Input {
+ public:
+  explicit Input(const std::string& name)
+      : name_(name == "-" ? "standard input" : name),
+        is_file_(name != "-"),
+        descriptor_(is_file_ ? open(name.c_str(), O_RDONLY | O_CLOEXEC) : STDIN_FILENO) {
+    struct stat status = {};
+    if (descriptor_ < 0 || fstat(descriptor_, &status) != 0) Fail();
+    is_regular_ = S_ISREG(status.st_mode);
+  }
+  ~Input() {
+    if (is_file_ && descriptor_ >= 0) close(descriptor_);
+  }
+  Input(const Input&) = delete;
+  Input& operator=(const Input&) = delete;
+
+  [[nodiscard]] bool IsRegular() const { return is_regular_; }
+
+  [[nodiscard]] std::string ReadAll() const {
+    std::string text;
+    std::array<char, 65536> part = {};
+    for (;;) {
+      const ssize_t length = read(descriptor_, part.data(), part.size());
+      if (length == 0) return text;
+      if (length > 0) text.append(part.data(), static_cast<std::size_t>(length));
+      if (length < 0 && errno != EINTR) Fail();
+    }
+  }
+
+ private:
+  [[noreturn]] void Fail() const { throw Stop({}, SystemFailure("cannot be read", errno, name_)); }
+
+  std::string name_;
+  bool is_file_;
+  int descriptor_;
+  bool is_regular_ = false;
+};
+
 // A row that is filled value by value.
 class RowBuilder {
  public:
-  explicit RowBuilder(const Schema& schema)
-      : schema_(schema), row_{{}, {}, std::vector<std::string>(schema.Names().size())} {}
+  RowBuilder(const Schema& schema, int line)
+      : schema_(schema), line_(line), row_{{}, {}, std::vector<std::string>(schema.Fields().size())} {}
 
-  // False if there is no such name.
-  [[nodiscard]] bool Set(const std::string& name, const std::string& value) {
+  void Set(const std::string& name, const std::string& value) {
+    if (!names_.insert(name).second) Refuse(line_, "there are two values for " + name);
     if (name == kKey1Name) {
       row_.key1 = value;
     } else if (name == kKey2Name) {
       row_.key2 = value;
     } else {
-      const auto& names = schema_.Names();
-      const auto found = std::find(names.begin(), names.end(), name);
-      if (found == names.end()) return false;
-      row_.fields[static_cast<std::size_t>(found - names.begin())] = value;
+      row_.fields[FieldAt(name)] = value;
     }
-    return true;
   }
 
-  void AddTo(Table& table, int line) const try {
-    if (row_.key1.empty()) Refuse(line, "there is no key1");
+  void AddTo(Table& table) const try {
+    if (row_.key1.empty()) Refuse(line_, "there is no key1");
     table.Add(row_, schema_);
   } catch (const Stop& stop) {
     if (stop.Reason().exit != kUsage) throw;
-    Refuse(line, stop.Reason().what);
+    Refuse(line_, stop.Reason().what);
   }
 
  private:
+  [[nodiscard]] std::size_t FieldAt(const std::string& name) const {
+    const std::optional<std::size_t> field = schema_.Find(name);
+    if (!field) Refuse(line_, "the schema has no field " + name);
+    return *field;
+  }
+
   const Schema& schema_;
+  int line_;
   TextRow row_;
+  std::set<std::string> names_;
 };
 
-std::string TextOf(const nlohmann::json& value) {
-  return value.is_string() ? value.get<std::string>() : value.dump();
-}
+// Fills a row from one JSON object. Numbers are taken as they are written: a conversion could change them.
+class RowReader : public nlohmann::json_sax<json> {
+ public:
+  RowReader(RowBuilder& row, int line) : row_(row), line_(line) {}
+
+  bool start_object(std::size_t /*size*/) override { return depth_++ == 0 || Fail("an object"); }
+  bool end_object() override { return true; }
+  bool key(std::string& name) override {
+    name_ = name;
+    return true;
+  }
+  bool string(std::string& text) override { return Take(text); }
+  bool number_integer(json::number_integer_t number) override { return Take(std::to_string(number)); }
+  bool number_unsigned(json::number_unsigned_t number) override { return Take(std::to_string(number)); }
+  bool number_float(json::number_float_t /*number*/, const std::string& digits) override {
+    return Take(digits);
+  }
+  bool null() override { return Fail("null"); }
+  bool boolean(bool value) override { return Fail(value ? "true" : "false"); }
+  bool binary(json::binary_t& /*bytes*/) override { return Fail("binary"); }
+  bool start_array(std::size_t /*size*/) override { return Fail("an array"); }
+  bool end_array() override { return true; }
+  bool parse_error(std::size_t /*at*/, const std::string& /*token*/,
+                   const nlohmann::detail::exception& /*problem*/) override {
+    Refuse(line_, "not a JSON object");
+  }
+
+ private:
+  bool Take(const std::string& value) {
+    if (depth_ == 0) Refuse(line_, "not a JSON object");
+    row_.Set(name_, value);
+    return true;
+  }
+  bool Fail(const std::string& what) const {
+    if (depth_ == 0) Refuse(line_, "not a JSON object");
+    Refuse(line_, "field " + name_ + ": " + what + " is neither a text nor a number");
+  }
+
+  RowBuilder& row_;
+  int line_;
+  int depth_ = 0;
+  std::string name_;
+};
 
 }  // namespace
 
-int ImportCsv(std::istream& input, const Schema& schema, Table& table) {
-  std::vector<std::string> names;
-  std::vector<std::string> values;
-  if (!ReadCsvRecord(input, names)) return 0;
-  int line = 1;
-  while (ReadCsvRecord(input, values)) {
-    ++line;
-    if (values.size() != names.size())
-      Refuse(line, "it has another number of values than the first line has names");
-    RowBuilder row(schema);
-    for (std::size_t i = 0; i < names.size(); ++i) {
-      if (!row.Set(names[i], values[i])) Refuse(1, "the schema has no field " + names[i]);
-    }
-    row.AddTo(table, line);
-  }
-  return line - 1;
+ImportText ReadImport(const std::string& name) {
+  const Input input(name);
+  return {input.ReadAll(), !input.IsRegular()};
 }
 
-int ImportJson(std::istream& input, const Schema& schema, Table& table) {
+int ImportCsv(const ImportText& input, const Schema& schema, Table& table) {
+  std::istringstream text(input.text);
+  CsvReader reader(text);
+  std::vector<std::string> names;
+  if (!reader.Read(names)) Refuse(1, "there are no column names");
+  RowBuilder head(schema, 1);
+  for (const std::string& name : names) head.Set(name, {});
+  int rows = 0;
+  for (std::vector<std::string> values; reader.Read(values); ++rows) {
+    if (reader.EndedInQuotes()) Refuse(reader.Line(), "a quote is not closed");
+    if (values.size() != names.size())
+      Refuse(reader.Line(), Counted(values.size(), "value") + " for " + Counted(names.size(), "column"));
+    RowBuilder row(schema, reader.Line());
+    for (std::size_t i = 0; i < names.size(); ++i) row.Set(names[i], values[i]);
+    row.AddTo(table);
+  }
+  if (reader.EndedInLine() && input.may_be_cut)
+    Refuse(reader.Line(), "the input ends without a line end: it may have been cut short");
+  return rows;
+}
+
+int ImportJson(const ImportText& input, const Schema& schema, Table& table) {
+  std::istringstream text(input.text);
   int line = 0;
-  for (std::string text; std::getline(input, text);) {
-    ++line;
-    const nlohmann::json document = nlohmann::json::parse(text, nullptr, false);
-    if (!document.is_object()) Refuse(line, "this is no JSON object");
-    RowBuilder row(schema);
-    for (const auto& [name, value] : document.items()) {
-      if (!row.Set(name, TextOf(value))) Refuse(line, "the schema has no field " + name);
-    }
-    row.AddTo(table, line);
+  for (std::string object; std::getline(text, object);) {
+    RowBuilder row(schema, ++line);
+    RowReader reader(row, line);
+    static_cast<void>(json::sax_parse(object, &reader));
+    row.AddTo(table);
   }
   return line;
 }

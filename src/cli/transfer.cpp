@@ -12,6 +12,7 @@
 #include "cli/configuration.h"
 #include "cli/console.h"
 #include "cli/failure.h"
+#include "cli/file_access.h"
 #include "cli/interrupt.h"
 #include "cli/progress.h"
 #include "cli/store.h"
@@ -35,18 +36,27 @@ struct Places {
   std::string working_directory;
 };
 
-// The library puts every local name behind its working directory. Where one is absolute, all are made so and
-// start from the top.
-Places FindPlaces(Direction direction, const Options& options, const TransferRequest& request) {
-  Places places = {{}, FindWorkingDirectory(options)};
-  places.names = PairNames(direction, request.names, request.other, places.working_directory);
-  if (std::none_of(places.names.begin(), places.names.end(),
-                   [](const NamePair& pair) { return IsAbsolute(pair.local); }))
-    return places;
+void MakeAbsolute(Places& places) {
   for (NamePair& pair : places.names) {
     if (!IsAbsolute(pair.local)) pair.local = Joined(places.working_directory, pair.local);
   }
   places.working_directory = kTopFolder;
+}
+
+// Where the working directory is the store's own folder, two names are still two files.
+bool HasTwoNames(const Places& places) {
+  return std::any_of(places.names.begin(), places.names.end(),
+                     [](const NamePair& pair) { return pair.local != pair.remote; });
+}
+
+// The library appends every local name to its working directory. If one is absolute, all are made so and
+// start from the top.
+Places FindPlaces(Direction direction, const Options& options, const TransferRequest& request) {
+  Places places = {{}, FindWorkingDirectory(options)};
+  places.names = PairNames(direction, request.names, request.other, places.working_directory);
+  if (std::any_of(places.names.begin(), places.names.end(),
+                  [](const NamePair& pair) { return IsAbsolute(pair.local); }))
+    MakeAbsolute(places);
   return places;
 }
 
@@ -84,17 +94,42 @@ class Transfer {
                                          : store_.StorePath(job.names.remote);
   }
 
+  [[nodiscard]] std::string SourcePath(const TransferJob& job) const {
+    return direction_ != Direction::kPut ? store_.StorePath(job.names.remote)
+                                         : store_.LocalPath(job.names.local);
+  }
+
   void Do(const TransferJob& job) {
     if (job.folder) {
       DoFolder(job);
     } else if (direction_ == Direction::kCopy) {
-      if (!options_.dry_run) return CopyFile(job);
-      log_.Tell(job.names, Outcome::kWouldCopy, job.size);
+      options_.dry_run ? PreviewCopy(job, Outcome::kWouldCopy, TVL_ERR_COPY) : CopyFile(job);
     } else if (options_.dry_run) {
       Preview(job);
     } else {
       DoFile(job);
     }
+  }
+
+  // Reports what the copy would fail with, or `outcome`.
+  void PreviewCopy(const TransferJob& job, Outcome outcome, int code) {
+    if (const auto failure = CopyProblem(SourcePath(job), TargetPath(job), code))
+      return log_.TellFailed(job.names, *failure);
+    log_.Tell(job.names, outcome, job.size);
+  }
+
+  // Two files that cannot be read compare as equal, and under the policy "dumb" so do missing ones.
+  void TellSame(const TransferJob& job) {
+    const bool dumb = store_.Client().FileCmp() == kDumbPolicy;
+    for (const std::string& path : {SourcePath(job), TargetPath(job)}) {
+      const int problem = path.empty() ? 0 : ReadProblem(path);
+      if (problem == 0) continue;
+      if (dumb && problem == ENOENT && path == TargetPath(job))
+        return log_.TellSkipped(job.names,
+                                "missing on the other side; FileCompare=dumb transfers with -f only");
+      return log_.TellFailed(job.names, SystemFailure("cannot be read", problem, path));
+    }
+    log_.Tell(job.names, Outcome::kSame, job.size);
   }
 
   void CopyFile(const TransferJob& job) {
@@ -115,7 +150,8 @@ class Transfer {
                          ? store_.Client().GetRemote(remote.data(), local.data(), &transferred)
                          : store_.Client().PutRemote(remote.data(), local.data(), &transferred);
     if (code != TVL_OK) return TellFailed(job, code);
-    log_.Tell(job.names, transferred != 0 ? Outcome::kTransferred : Outcome::kSame, job.size);
+    if (transferred == 0) return TellSame(job);
+    log_.Tell(job.names, Outcome::kTransferred, job.size);
   }
 
   void Preview(const TransferJob& job) {
@@ -125,14 +161,20 @@ class Transfer {
     ForgetFileErrors();
     const int code = force_ ? TVL_OK : store_.Directory()->CompareRemote(remote.data(), local.data(), &equal);
     if (code != TVL_OK) return TellFailed(job, code);
-    log_.Tell(job.names, equal != 0 ? Outcome::kSame : Outcome::kWouldTransfer, job.size);
+    if (equal != 0) return TellSame(job);
+    const int packing = direction_ == Direction::kPut ? TVL_ERR_ZIP : TVL_ERR_UNZIP;
+    PreviewCopy(job, Outcome::kWouldTransfer, store_.Client().ZipOnTransfert() != 0 ? packing : TVL_ERR_COPY);
   }
 
   void DoFolder(const TransferJob& job) {
     struct stat status = {};
     if (stat(TargetPath(job).c_str(), &status) == 0 && S_ISDIR(status.st_mode))
       return;  // there already, and no file: nothing to tell
-    if (options_.dry_run) return log_.Tell(job.names, Outcome::kWouldMakeFolder, {});
+    if (options_.dry_run) {
+      const int problem = FolderProblem(TargetPath(job), true);
+      if (problem == 0) return log_.Tell(job.names, Outcome::kWouldMakeFolder, {});
+      return log_.TellFailed(job.names, SystemFailure("folder cannot be made", problem, TargetPath(job)));
+    }
     if (direction_ != Direction::kPut) {
       if (const int error = MakeFolders(TargetPath(job)))
         return log_.TellFailed(job.names, SystemFailure("folder cannot be made", error, TargetPath(job)));
@@ -187,8 +229,14 @@ TransferLog::Shape ShapeOf(const TransferRequest& request, const Places& places)
 }  // namespace
 
 ExitStatus RunTransfer(Direction direction, const Options& options, const TransferRequest& request) {
-  const Places places = FindPlaces(direction, options, request);
-  Store store(options, places.working_directory, options.dry_run ? Store::Use::kLook : Store::Use::kWork);
+  Places places = FindPlaces(direction, options, request);
+  const auto use = options.dry_run ? Store::Use::kLook : Store::Use::kWork;
+  auto opened = std::make_unique<Store>(options, places.working_directory, use);
+  if (opened->Client().DumbMode() != 0 && HasTwoNames(places)) {
+    MakeAbsolute(places);
+    opened = std::make_unique<Store>(options, places.working_directory, use);
+  }
+  Store& store = *opened;
   CheckStoreOfTop(store, places);
   CatchInterrupts(options.quiet);
   Console console;
@@ -199,21 +247,21 @@ ExitStatus RunTransfer(Direction direction, const Options& options, const Transf
   }
   if (store.Client().FileCmp() == kDumbPolicy && !request.force)
     log.Notice("the store's FileCompare is dumb: every file counts as the same, only -f transfers");
-  TransferPlan plan(store, log, direction, request.recursive);
+  TransferPlan plan(store, log, direction, request.recursive, request.follow);
   for (const NamePair& pair : places.names) plan.Add(pair);
   Transfer(store, log, direction, options, request.force).Run(console, plan);
   return log.Finish(Interrupted());
 }
 
-ExitStatus RunCopies(Store& store, const Options& options, const std::vector<NamePair>& names,
-                     bool recursive) {
+ExitStatus RunCopies(Store& store, const Options& options, const std::vector<NamePair>& names, bool recursive,
+                     bool follow) {
   CatchInterrupts(options.quiet);
   Console console;
   const auto shape = recursive           ? TransferLog::Shape::kTree
                      : names.size() == 1 ? TransferLog::Shape::kSingle
                                          : TransferLog::Shape::kSeveral;
   TransferLog log(console, options, Direction::kCopy, shape);
-  TransferPlan plan(store, log, Direction::kCopy, recursive);
+  TransferPlan plan(store, log, Direction::kCopy, recursive, follow);
   for (const NamePair& pair : names) plan.Add(pair);
   Transfer(store, log, Direction::kCopy, options, true).Run(console, plan);
   return log.Finish(Interrupted());

@@ -16,15 +16,16 @@ struct TransferRequest {
   OtherSide other;
   bool recursive = false;
   bool force = false;
+  bool follow = false;  // links may lead out of the store
 };
 
 [[nodiscard]] ExitStatus RunTransfer(Direction direction, const Options& options,
                                      const TransferRequest& request);
 
-// Copies files, or with `recursive` trees, within a store that is used in place. Of each pair `local` is the
-// name on the store that the copy gets.
+// Copies files, or with `recursive` trees, within a store that is used in place. In each pair `local` is the
+// name on the store that the copy gets. `follow`: links may lead out of the store.
 [[nodiscard]] ExitStatus RunCopies(Store& store, const Options& options, const std::vector<NamePair>& names,
-                                   bool recursive);
+                                   bool recursive, bool follow);
 
 }  // namespace tvl::cli
 

@@ -51,6 +51,8 @@ void AddTransferCommand(const TransferCommand& about, CLI::App& app, Invocation&
   AddText(command, "--as", request->other.name, "Name on the other side, for one name", "NAME").excludes(&to);
   command.add_flag("-r,--recursive", request->recursive, "Transfer whole trees");
   command.add_flag("-f,--force", request->force, "Transfer also what is the same on both sides");
+  if (about.direction == Direction::kPut)
+    command.add_flag("--follow", request->follow, "Write through links that lead out of the store");
   command.footer(about.examples);
 }
 

@@ -39,12 +39,13 @@ std::vector<std::string> SplitList(std::string_view list) {
 
 }  // namespace
 
-TransferPlan::TransferPlan(Store& store, TransferLog& log, Direction direction, bool recursive)
-    : store_(store), log_(log), direction_(direction), recursive_(recursive) {
-  if (store.Directory() == nullptr) return;
-  stores_own_.Add(HostFolder(store.Variable("TmpDir")));
-  stores_own_.Add(store.Configuration());
-}
+TransferPlan::TransferPlan(Store& store, TransferLog& log, Direction direction, bool recursive, bool follow)
+    : store_(store),
+      log_(log),
+      direction_(direction),
+      recursive_(recursive),
+      own_files_(store),
+      write_root_(store.StorePath({}), follow || !store.IsDirectory()) {}
 
 std::string TransferPlan::SourcePath(const NamePair& names) const {
   return direction_ != Direction::kPut ? store_.StorePath(names.remote) : store_.LocalPath(names.local);
@@ -94,7 +95,15 @@ void TransferPlan::TellMissing(const NamePair& names, int error) {
   }
 }
 
+// Why nothing may be written there, or null. A get writes into a folder of the user's own.
+const char* TransferPlan::WhyTargetRefused(const std::string& target) {
+  if (direction_ == Direction::kGet || target.empty()) return nullptr;
+  if (own_files_.Include(target)) return kOwnFile;
+  return write_root_.IsLeftBy(target) ? kLeadsOut : nullptr;
+}
+
 void TransferPlan::AddTop(const NamePair& names, const struct stat& status) {
+  if (const char* why = WhyTargetRefused(TargetPath(names))) return log_.TellSkipped(names, why);
   if (S_ISDIR(status.st_mode)) {
     if (recursive_)
       AddTree(names);
@@ -157,12 +166,15 @@ void TransferPlan::WalkEntry(const NamePair& names) {
 }
 
 bool TransferPlan::IsLeftOut(const NamePair& names, const struct stat& status, const std::string& path) {
-  struct stat on_store = {};
-  const std::string store_path = store_.StorePath(names.remote);
-  if (!store_path.empty() && stat(store_path.c_str(), &on_store) == 0 && stores_own_.Hold(on_store)) {
-    // A get leaves out what is no document; a put would do the store harm, and its user should know.
-    if (direction_ == Direction::kPut) log_.TellSkipped(names, "is the store's own on the other side");
-    return true;
+  // What is not a document is left out silently where it is the source.
+  if (direction_ != Direction::kPut && own_files_.Hold(status)) return true;
+  if (direction_ != Direction::kGet) {
+    const std::string target = TargetPath(names);
+    const char* why = own_files_.IncludeEntry(target) ? kOwnFile
+                      : write_root_.IsLeftBy(target)  ? kLeadsOut
+                                                      : nullptr;
+    if (why != nullptr) log_.TellSkipped(names, why);
+    if (why != nullptr) return true;
   }
   if (!S_ISDIR(status.st_mode)) return false;
   if (targets_.Hold(status)) {

@@ -10,12 +10,14 @@
 
 #include "cli/folder_trail.h"
 #include "cli/names.h"
+#include "cli/own_files.h"
 #include "cli/store.h"
 #include "cli/transfer_log.h"
+#include "cli/write_root.h"
 
 namespace tvl::cli {
 
-// One file to transfer, or one empty folder to make.
+// One file to transfer, or one empty folder to create.
 struct TransferJob {
   NamePair names;
   bool folder;
@@ -25,7 +27,8 @@ struct TransferJob {
 // Finds out what there is to transfer. What cannot be transferred goes to the log at once.
 class TransferPlan {
  public:
-  TransferPlan(Store& store, TransferLog& log, Direction direction, bool recursive);
+  // `follow`: links on the side that is written to may lead out of the store.
+  TransferPlan(Store& store, TransferLog& log, Direction direction, bool recursive, bool follow);
 
   void Add(const NamePair& names);
 
@@ -42,6 +45,7 @@ class TransferPlan {
   void AddFile(const NamePair& names, const struct stat& status);
   void AddTop(const NamePair& names, const struct stat& status);
   void TellMissing(const NamePair& names, int error);
+  [[nodiscard]] const char* WhyTargetRefused(const std::string& target);
   [[nodiscard]] bool IsLeftOut(const NamePair& names, const struct stat& status, const std::string& path);
   [[nodiscard]] bool List(const NamePair& names, std::vector<std::string>& entries);
   [[nodiscard]] bool ListStore(const NamePair& names, std::vector<std::string>& entries);
@@ -52,9 +56,10 @@ class TransferPlan {
   const Direction direction_;
   const bool recursive_;
   std::vector<TransferJob> jobs_;
-  Identities trail_;       // where the walk is
-  Identities stores_own_;  // temporary folder and configuration of the store: no documents
-  Identities targets_;     // the folder that the tree at hand goes to
+  const OwnFiles own_files_;
+  WriteRoot write_root_;
+  Identities trail_;    // where the walk is
+  Identities targets_;  // the folder that the current tree is copied to
 };
 
 }  // namespace tvl::cli

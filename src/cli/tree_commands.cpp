@@ -10,10 +10,12 @@
 
 #include "cli/configuration.h"
 #include "cli/console.h"
+#include "cli/file_access.h"
 #include "cli/folder_trail.h"
 #include "cli/held_files.h"
 #include "cli/json.h"
 #include "cli/options.h"
+#include "cli/own_files.h"
 #include "cli/store.h"
 #include "cli/text.h"
 #include "cli/transfer.h"
@@ -26,6 +28,7 @@ struct TreeRequest {
   bool recursive = false;
   bool parents = false;
   bool mirror = false;
+  bool follow = false;
 };
 
 // Nothing local is to be touched, so the store's own folder is used in place, unless the working directory is
@@ -128,7 +131,17 @@ void CheckMayGo(const Store& store, const std::string& name) {
   if (!S_ISLNK(StatusOf(store, name).st_mode) && LiesIn(store.StorePath({}), path))
     Refuse(kFailed, "is the store itself, or holds it");
   const std::vector<HeldFile> held = HeldFilesAt(path);
-  if (!held.empty()) Refuse(kHeld, "somebody stands in the way: " + DescribeHeldFiles(held));
+  if (!held.empty()) Refuse(kHeld, "is in use: " + DescribeHeldFiles(held));
+  if (OwnFiles(store).AreIn(path)) Refuse(kSkipped, kOwnFile);
+}
+
+// For a dry run: refuses what would fail with `code` because of the folder that `path` lies in.
+void CheckFolder(const std::string& path, int code, bool makes_folders) {
+  const int problem = FolderProblem(path, makes_folders);
+  if (problem == 0) return;
+  Failure failure = SystemFailure(MeaningOf(code).what, problem, path);
+  failure.code = code;
+  throw Stop({}, failure);
 }
 
 void CheckCode(const Store& store, int code, const NamePair& names) {
@@ -137,11 +150,12 @@ void CheckCode(const Store& store, int code, const NamePair& names) {
 
 // --- mkdir ---
 
-void MakeFolder(Store& store, const Options& options, std::string name) {
+void MakeFolder(Store& store, const Options& options, std::string name, bool parents) {
   struct stat status = {};
   const std::string path = store.StorePath(name);
-  if (lstat(path.c_str(), &status) == 0) throw Stop({}, {kFailed, 0, "is there already", 0, path});
-  if (options.dry_run) return;
+  if (lstat(path.c_str(), &status) == 0) throw Stop({}, {kFailed, 0, "exists already", 0, path});
+  if (OwnFiles(store).Include(path)) Refuse(kSkipped, kOwnFile);
+  if (options.dry_run) return CheckFolder(path, TVL_ERR_CREATE_DIR, parents);
   ForgetFileErrors();
   CheckCode(store, store.Client().CreateServerDir(name.data()), {name, name});
 }
@@ -162,7 +176,7 @@ ExitStatus RunMakeFolder(const Options& options, const TreeRequest& request) {
   for (const std::string& given : request.names) {
     const std::string name = TidyName(given);
     for (const std::string& folder : FoldersToMake(store, name, request.parents))
-      change.Do(folder, {}, [&] { MakeFolder(store, options, folder); });
+      change.Do(folder, {}, [&] { MakeFolder(store, options, folder, request.parents); });
   }
   return change.Status();
 }
@@ -173,7 +187,8 @@ void Remove(Store& store, const Options& options, std::string name, bool recursi
   const bool is_folder = S_ISDIR(StatusOf(store, name).st_mode);
   if (is_folder && !recursive) Refuse(kFailed, "is a folder: -r removes trees");
   CheckMayGo(store, name);
-  if (options.dry_run) return;
+  if (options.dry_run)
+    return CheckFolder(store.StorePath(name), is_folder ? TVL_ERR_DELETE_DIR : TVL_ERR_SERVER_FILE, false);
   ForgetFileErrors();
   const int code =
       is_folder ? store.Client().DeleteServerDir(name.data()) : store.Client().DeleteServerFile(name.data());
@@ -223,7 +238,8 @@ void Move(Store& store, const Options& options, NamePair names) {
   if (!is_link) CheckNotIntoItself(store, names);
   if (lstat(target.c_str(), &status) == 0)
     throw Stop({}, {kFailed, TVL_ERR_SERVER_FILE, "something of the new name is there", EEXIST, target});
-  if (options.dry_run) return;
+  if (OwnFiles(store).Include(target)) Refuse(kSkipped, kOwnFile);
+  if (options.dry_run) return CheckFolder(target, TVL_ERR_SERVER_FILE, false);
   ForgetFileErrors();
   CheckCode(store, store.Client().RenameServerFile(names.remote.data(), names.local.data()), names);
 }
@@ -246,7 +262,7 @@ ExitStatus RunCopy(const Options& options, const TreeRequest& request) {
       throw Stop(pair.remote, stop.Reason());
     }
   }
-  return RunCopies(store, options, pairs, request.recursive);
+  return RunCopies(store, options, pairs, request.recursive, request.follow);
 }
 
 // --- The command line ---
@@ -301,7 +317,9 @@ void AddTreeCommand(const TreeCommand& about, CLI::App& app, Invocation& invocat
                      "Make the folders above too; one that is there is fine");
   if (about.run == RunRemove || about.run == RunCopy)
     command.add_flag("-r,--recursive", request->recursive, "Take whole trees");
-  if (about.run != RunCopy)
+  if (about.run == RunCopy)
+    command.add_flag("--follow", request->follow, "Write through links that lead out of the store");
+  else
     command.add_flag("--mirror", request->mirror, "Do the same in the working directory of --work");
   command.footer(about.examples);
 }

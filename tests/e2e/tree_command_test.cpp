@@ -52,7 +52,7 @@ TEST_F(TreeCommand, RefusalsChangeNothing) {
       {1, {"rm", "-r", "docs/up/../"}, {"or holds it"}},
       {6, {"rm", "none"}, {"(code 20): No such file or directory"}},
       {6, {"rm", "-r", "none"}, {"(code 20)"}},
-      {1, {"mkdir", "docs"}, {"is there already"}},
+      {1, {"mkdir", "docs"}, {"exists already"}},
       {6, {"mkdir", "x/y"}, {"(code 25)"}},
       {2, {"mv", "docs"}, {"two names"}},
       {6, {"mv", "none", "x"}, {"(code 20)"}},

@@ -1,0 +1,63 @@
+#include "cli/file_access.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "cli/held_files.h"
+
+namespace tvl::cli {
+namespace {
+
+constexpr std::size_t kLongestPath = 259;
+
+std::string FolderOf(const std::string& path) {
+  const std::size_t slash = path.find_last_of('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+bool MayAccess(const std::string& path, int mode) {
+  return faccessat(AT_FDCWD, path.c_str(), mode, AT_EACCESS) == 0;
+}
+
+// Why the target could not be opened for writing, 0 if nothing shows.
+int TargetProblem(const std::string& target) {
+  struct stat status = {};
+  if (target.size() > kLongestPath) return ENAMETOOLONG;
+  if (stat(target.c_str(), &status) != 0) return errno == ENOENT ? FolderProblem(target, true) : errno;
+  if (S_ISDIR(status.st_mode)) return EISDIR;
+  return MayAccess(target, W_OK) ? 0 : errno;
+}
+
+}  // namespace
+
+int ReadProblem(const std::string& path) {
+  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+  if (descriptor < 0) return errno;
+  close(descriptor);
+  return 0;
+}
+
+int FolderProblem(const std::string& path, bool makes_folders) {
+  std::string folder = FolderOf(path);
+  struct stat status = {};
+  while (stat(folder.c_str(), &status) != 0) {
+    if (errno != ENOENT || !makes_folders || folder == FolderOf(folder)) return errno;
+    folder = FolderOf(folder);
+  }
+  if (!S_ISDIR(status.st_mode)) return ENOTDIR;
+  return MayAccess(folder, W_OK | X_OK) ? 0 : errno;
+}
+
+std::optional<Failure> CopyProblem(const std::string& source, const std::string& target, int code) {
+  const char* what = MeaningOf(code).what;
+  if (const int problem = ReadProblem(source)) return Failure{kFailed, code, what, problem, source};
+  if (const int problem = TargetProblem(target)) return Failure{kFailed, code, what, problem, target};
+  if (!HeldFilesAt(target).empty()) return Failure{kFailed, code, what, EBUSY, target};
+  return std::nullopt;
+}
+
+}  // namespace tvl::cli

@@ -1,0 +1,80 @@
+#include "cli/own_files.h"
+
+#include <strings.h>
+
+#include <filesystem>
+
+#include "cli/text.h"
+
+namespace tvl::cli {
+namespace {
+
+constexpr char kLockEnding[] = ".lock";
+
+std::string FolderOf(const std::string& path) {
+  const std::size_t slash = path.find_last_of('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+std::string BaseOf(const std::string& path) {
+  return path.substr(path.find_last_of('/') + 1);
+}
+
+bool IsLink(const std::string& path) {
+  struct stat status = {};
+  return lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+}
+
+bool IsSameFolder(const std::string& one, const std::string& other) {
+  Identities folder;
+  folder.Add(one);
+  struct stat status = {};
+  return stat(other.c_str(), &status) == 0 && folder.Hold(status);
+}
+
+// By name alone, for what does not exist yet.
+bool IsBelow(const std::string& path, const std::string& folder) {
+  std::error_code problem;
+  const std::string inside = std::filesystem::weakly_canonical(folder, problem).string();
+  const std::string real = std::filesystem::weakly_canonical(path, problem).string();
+  return real == inside || real.starts_with(inside + "/");
+}
+
+}  // namespace
+
+OwnFiles::OwnFiles(const Store& store) {
+  if (!store.IsDirectory()) return;
+  configuration_ = store.Configuration();
+  temporary_folder_ = HostFolder(store.Variable("TmpDir"));
+  identities_.Add(configuration_);
+  identities_.Add(configuration_ + kLockEnding);
+  identities_.Add(temporary_folder_);
+}
+
+bool OwnFiles::IsConfigurationName(const std::string& path) const {
+  const std::string base = BaseOf(path);
+  const std::string own = BaseOf(configuration_);
+  const bool named = strcasecmp(base.c_str(), own.c_str()) == 0 ||
+                     strcasecmp(base.c_str(), (own + kLockEnding).c_str()) == 0;
+  return named && IsSameFolder(FolderOf(configuration_), FolderOf(path));
+}
+
+bool OwnFiles::IncludeEntry(const std::string& path) const {
+  if (configuration_.empty()) return false;
+  struct stat status = {};
+  return (stat(path.c_str(), &status) == 0 && Hold(status)) || IsConfigurationName(path);
+}
+
+bool OwnFiles::Include(const std::string& path) const {
+  if (configuration_.empty()) return false;
+  return IncludeEntry(path) || LiesIn(path, temporary_folder_) || IsBelow(path, temporary_folder_);
+}
+
+bool OwnFiles::AreIn(const std::string& path) const {
+  if (configuration_.empty()) return false;
+  if (IsLink(path)) return IsConfigurationName(path) || Include(FolderOf(path));
+  return Include(path) || LiesIn(configuration_, path) || LiesIn(temporary_folder_, path);
+}
+
+}  // namespace tvl::cli

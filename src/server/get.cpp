@@ -52,6 +52,7 @@ asio::awaitable<bool> Session::Get(std::string_view command) {
     go_on = co_await ReplyNumber(code);
   }
   Event event = {.what = "get", .name = asked.name, .bytes = transfer->sent, .duration = watch.Elapsed()};
+  NoteMovedRoot(code, event);
   if (code != TVL_OK || transfer->landed) {
     event.code = code;
   } else {

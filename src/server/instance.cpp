@@ -17,9 +17,11 @@ bool IsObjectName(std::string_view name) {
 
 }  // namespace
 
-Instance::Instance(const CConfig& config, const Handshake& identity, const std::string& address)
+Instance::Instance(const CConfig& config, const Handshake& identity, const std::string& address,
+                   unsigned int most_locks)
     : connection_(config.locksDir, config.procsDir, identity.client_class.c_str(), identity.computer.c_str(),
-                  address.c_str(), identity.user.c_str()) {
+                  address.c_str(), identity.user.c_str()),
+      most_locks_(most_locks) {
   connection_.AllocateInstance();
   connection_.ReleaseAllOwnLocks();
 }
@@ -35,7 +37,7 @@ std::string Instance::AnswerLock(char letter, std::string_view object) {
   const std::string name(object);
   if (letter == protocol::kUnlock) {
     connection_.Unlock(name.c_str());
-  } else if (IsPresent()) {
+  } else if (IsPresent() && MayLockMore()) {
     connection_.Lock(name.c_str());
   } else {
     connection_.CheckLock(name.c_str());

@@ -16,7 +16,9 @@ namespace tvl::server {
 class Instance {
  public:
   // `identity`: a clean one. `address`: dotted.
-  Instance(const CConfig& config, const Handshake& identity, const std::string& address);
+  // `most_locks`: how many it may hold at once; 0 for any number.
+  Instance(const CConfig& config, const Handshake& identity, const std::string& address,
+           unsigned int most_locks);
   ~Instance();
   Instance(const Instance&) = delete;
   Instance& operator=(const Instance&) = delete;
@@ -32,7 +34,12 @@ class Instance {
  private:
   [[nodiscard]] std::string Describe() const;
 
+  [[nodiscard]] bool MayLockMore() const {
+    return most_locks_ == 0 || connection_.lockCount < static_cast<int>(most_locks_);
+  }
+
   CConnection connection_;
+  const unsigned int most_locks_;
 };
 
 }  // namespace tvl::server

@@ -1,9 +1,6 @@
 #include "server/options.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
-#include <cctype>
-#include <charconv>
 #include <cstdio>
 #include <map>
 #include <stdexcept>
@@ -28,13 +25,12 @@ constexpr double kShortest = 0.001;  // what is less would come to 0, which is f
 constexpr double kLongest = 1e9;
 constexpr int kMostClients = 9999;  // as many numbers there are
 constexpr unsigned long kMostPort = 65535;
-constexpr std::string_view kSizeUnits = "KMGT";
-constexpr std::uint64_t kMostFile = std::uint64_t{1} << 60U;
 
 // Texts and numbers as they stand on the command line.
 struct Words {
   std::string listen;
   std::string max_file = "0";
+  std::string min_free;
   double handshake_seconds = 10;
   double send_seconds = 60;
   double idle_seconds = 0;
@@ -60,19 +56,14 @@ CLI::Validator Seconds(bool zero) {
       "SECONDS");
 }
 
-// Digits with a K, M, G or T behind them, for so many times 1024. Throws for anything else.
-std::uint64_t ParseSize(const std::string& text) {
-  const std::size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
-  std::uint64_t size = 0;
-  const auto [end, problem] = std::from_chars(text.data(), text.data() + digits, size);
-  unsigned int shift = 0;
-  if (digits + 1 == text.size()) {
-    const std::size_t unit = kSizeUnits.find(static_cast<char>(std::toupper(text.back())));
-    shift = unit == std::string_view::npos ? 64 : 10 * (static_cast<unsigned int>(unit) + 1);
+// What `parse` makes of an option's value; what it throws gets the option's name in front.
+template <typename Parse>
+auto ParseOption(const char* option, const std::string& text, Parse parse) {
+  try {
+    return parse(text);
+  } catch (const std::runtime_error& problem) {
+    throw std::runtime_error(std::string(option) + ": " + problem.what());
   }
-  const bool good = digits > 0 && problem == std::errc() && digits + 1 >= text.size() && shift < 64;
-  if (!good || size > kMostFile >> shift) throw Wrong("--max-file", text);
-  return size << shift;
 }
 
 void DescribeLimits(CLI::App& app, Words& words, Options& options) {
@@ -93,7 +84,12 @@ void DescribeLimits(CLI::App& app, Words& words, Options& options) {
                  "Seconds without a whole packet after which a client is sent away; 0: never")
       ->check(Seconds(true))
       ->capture_default_str();
-  app.add_option("--max-file", words.max_file, "Greatest file that may be put, as 500M; 0: any");
+  app.add_option("--max-locks-per-client", options.max_locks_per_client,
+                 "Locks that a client may hold at once; 0: any number")
+      ->capture_default_str();
+  app.add_option("--max-file", words.max_file, "Largest file that may be put, as 500M; 0: any");
+  app.add_option("--min-free", words.min_free,
+                 "Space that puts leave free, as 500M or 5% [the smaller of 64M and 1%]");
 }
 
 void DescribeLog(CLI::App& app, LogOptions& log) {
@@ -133,7 +129,8 @@ std::chrono::milliseconds Milliseconds(double seconds) {
 
 void TakeWords(const Words& words, Options& options) {
   SplitAddress(words.listen, options.host, options.port);
-  options.max_file = ParseSize(words.max_file);
+  options.max_file = ParseOption("--max-file", words.max_file, ParseSize);
+  if (!words.min_free.empty()) options.min_free = ParseOption("--min-free", words.min_free, FreeSpace::Parse);
   static_cast<void>(ReadAdmission(options.admission));  // the server must not start with wrong ones
   options.handshake_timeout = Milliseconds(words.handshake_seconds);
   options.send_timeout = Milliseconds(words.send_seconds);

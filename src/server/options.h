@@ -6,6 +6,7 @@
 #include <string>
 
 #include "server/access.h"
+#include "server/free_space.h"
 #include "server/log.h"
 
 namespace tvl::server {
@@ -22,6 +23,8 @@ struct Options {
   std::chrono::milliseconds idle_timeout = std::chrono::milliseconds::zero();  // none
   std::uint64_t max_file = 0;                                                  // any size
   std::size_t max_clients_per_address = 0;                                     // any number
+  unsigned int max_locks_per_client = 0;                                       // any number
+  FreeSpace min_free;
   AdmissionSources admission;
   LogOptions log;
 };

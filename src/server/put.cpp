@@ -35,6 +35,7 @@ asio::awaitable<bool> Session::Put(std::string_view command) {
   if (go_on && transfer->code == TVL_OK) go_on = co_await TakeChunks(transfer);
   co_await DropPut(transfer);
   Event event = {.what = "put", .name = asked.name, .bytes = transfer->taken, .duration = watch.Elapsed()};
+  NoteMovedRoot(transfer->code, event);
   if (transfer->code != TVL_OK || transfer->landed) event.code = transfer->code;
   if ((!go_on || pending_) && !transfer->landed) event.note = "broken off";
   ReportRequest(std::move(event));
@@ -66,8 +67,9 @@ std::optional<int> Session::FindPut(const std::string& name, const FileRequest& 
 
 int Session::BeginPut(const std::string& name, PutTransfer& transfer) {
   transfer.stored = GetFile();
-  auto file = std::make_unique<PutFile>(service_.root, service_.parts, service_.options.max_file,
-                                        service_.config.zipOnTransfert != 0);
+  const PutFile::Limits limits = {service_.options.max_file, service_.options.min_free};
+  auto file =
+      std::make_unique<PutFile>(service_.root, service_.parts, limits, service_.config.zipOnTransfert != 0);
   if (const int code = file->Find(name)) return code;
   if (const int code = file->Begin()) return code;
   transfer.file = std::move(file);
@@ -109,6 +111,9 @@ asio::awaitable<int> Session::TakeChunk(const std::shared_ptr<PutTransfer>& tran
   if (transfer->file->IsPacked()) {
     code = co_await RunOn(service_.files,
                           [&transfer, data] { return transfer->file->Write(data.data(), data.size()); });
+    while (code == TVL_OK && transfer->file->HasMore()) {
+      code = co_await RunOn(service_.files, [&transfer] { return transfer->file->Continue(); });
+    }
     co_return code;
   }
   if (!transfer->file->MayHave(transfer->taken)) co_return TVL_ERR_COPY;

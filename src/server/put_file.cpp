@@ -18,6 +18,8 @@ constexpr mode_t kModeBits = 0777;  // what came from elsewhere runs as nobody e
 constexpr int kTries = 100;
 constexpr int kFolderTries = 5;
 constexpr unsigned int kExpandedPiece = 16384;
+constexpr std::uint64_t kMostExpandedAtOnce = std::uint64_t{1} << 20U;
+constexpr std::uint64_t kStretch = std::uint64_t{1} << 20U;
 constexpr int kTargetFlags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 
 bool WriteAll(int file, const char* bytes, std::size_t count) {
@@ -76,8 +78,11 @@ bool RenameToNew(const Place& place, const std::string& part) {
 
 }  // namespace
 
-PutFile::PutFile(const StoreRoot& root, Parts& parts, std::uint64_t most, bool packed)
-    : root_(root), parts_(parts), most_(most), inflater_(packed ? std::make_unique<Inflater>() : nullptr) {}
+PutFile::PutFile(const StoreRoot& root, Parts& parts, const Limits& limits, bool packed)
+    : root_(root),
+      parts_(parts),
+      limits_(limits),
+      inflater_(packed ? std::make_unique<Inflater>() : nullptr) {}
 
 PutFile::~PutFile() {
   DropPart();
@@ -138,20 +143,33 @@ void PutFile::DropPart() {
 }
 
 int PutFile::Write(const char* bytes, std::size_t count) {
-  return inflater_ ? WriteExpanded(bytes, count) : WritePlain(bytes, count);
+  if (!inflater_) return WritePlain(bytes, count);
+  inflater_->Give(bytes, static_cast<unsigned int>(count));
+  return WriteExpanded();
 }
 
 int PutFile::WritePlain(const char* bytes, std::size_t count) {
   size_ += count;
-  if (!MayHave(size_) || !WriteAll(part_.Number(), bytes, count)) return TVL_ERR_COPY;
+  if (!MayHave(size_) || !HasSpace() || !WriteAll(part_.Number(), bytes, count)) return TVL_ERR_COPY;
   return TVL_OK;
 }
 
-int PutFile::WriteExpanded(const char* bytes, std::size_t count) {
+// Asked once for each stretch, since on a share the question costs a round trip.
+bool PutFile::HasSpace() {
+  if (size_ <= vouched_) return true;
+  if (!limits_.free.Allows(part_.Number(), kStretch)) return false;
+  vouched_ = size_ + kStretch;
+  return true;
+}
+
+int PutFile::WriteExpanded() {
   char output[kExpandedPiece];
-  inflater_->Give(bytes, static_cast<unsigned int>(count));
+  const std::uint64_t end = size_ + kMostExpandedAtOnce;
+  more_ = false;
   while (const unsigned int produced = inflater_->Take(output, sizeof output)) {
     if (const int code = WritePlain(output, produced)) return code;
+    more_ = size_ >= end;
+    if (more_) return TVL_OK;
   }
   return inflater_->IsBroken() ? TVL_ERR_UNZIP : TVL_OK;
 }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "server/descriptor.h"
+#include "server/free_space.h"
 #include "server/parts.h"
 #include "server/store_root.h"
 #include "transfer/zlib_stream.h"
@@ -20,8 +21,13 @@ namespace tvl::server {
 // codes for the client: 0, or why not. One thread at a time; all of it may wait for the disk.
 class PutFile {
  public:
-  // `most`: bytes that the file may have, 0 for any number. `packed`: what comes is a zlib stream.
-  PutFile(const StoreRoot& root, Parts& parts, std::uint64_t most, bool packed);
+  struct Limits {
+    std::uint64_t most = 0;  // bytes that the file may have; 0 for any number
+    FreeSpace free;          // must be left on the disk
+  };
+
+  // `packed`: what comes is a zlib stream.
+  PutFile(const StoreRoot& root, Parts& parts, const Limits& limits, bool packed);
   ~PutFile();
   PutFile(const PutFile&) = delete;
   PutFile& operator=(const PutFile&) = delete;
@@ -35,10 +41,14 @@ class PutFile {
   [[nodiscard]] bool IsPacked() const { return inflater_ != nullptr; }
 
   // False if a file of so many bytes is too large.
-  [[nodiscard]] bool MayHave(std::uint64_t bytes) const { return most_ == 0 || bytes <= most_; }
+  [[nodiscard]] bool MayHave(std::uint64_t bytes) const { return limits_.most == 0 || bytes <= limits_.most; }
 
-  // Takes the next bytes. 22 if there is no room for them; 28 if they are no zlib stream where one is wanted.
+  // Takes the next bytes. 22 if there is no space for them, 28 if they are not a zlib stream where one is
+  // wanted. A packed file may have more to write than one call does, so that one client cannot keep the disk
+  // for itself: while HasMore says so, Continue goes on with these bytes, which must stay where they are.
   [[nodiscard]] int Write(const char* bytes, std::size_t count);
+  [[nodiscard]] bool HasMore() const { return more_; }
+  [[nodiscard]] int Continue() { return WriteExpanded(); }
 
   // Puts the file in its place, on the disk too. `time` gets its time, in whole seconds since 1970.
   [[nodiscard]] int End(std::int64_t& time);
@@ -47,14 +57,15 @@ class PutFile {
   [[nodiscard]] bool MakePart();
   [[nodiscard]] bool HoldPart();
   void DropPart();
-  int WriteExpanded(const char* bytes, std::size_t count);
+  int WriteExpanded();
   int WritePlain(const char* bytes, std::size_t count);
+  bool HasSpace();
   bool Settle(std::int64_t time) const;
   bool Replace() const;
 
   const StoreRoot& root_;
   Parts& parts_;
-  const std::uint64_t most_;
+  const Limits limits_;
   std::unique_ptr<Inflater> inflater_;  // null for what comes as it is
   std::string name_;
   Place place_;
@@ -63,6 +74,8 @@ class PutFile {
   Descriptor part_;
   int note_ = -1;
   std::uint64_t size_ = 0;
+  std::uint64_t vouched_ = 0;  // the size up to which there was enough space at the last look
+  bool more_ = false;
   bool landed_ = false;
 };
 

@@ -130,7 +130,8 @@ asio::awaitable<bool> Session::Enter() {
   const Stopwatch watch;
   const std::string address = DottedAddress(stream_->Peer().address());
   number_ = co_await RunOn(service_.engine, [this, &address] {
-    instance_ = std::make_unique<Instance>(service_.config, identity_, address);
+    instance_ = std::make_unique<Instance>(service_.config, identity_, address,
+                                           service_.options.max_locks_per_client);
     return instance_->Number();
   });
   const Welcome welcome = {number_, service_.config.zipOnTransfert, service_.config.fileCompare,
@@ -171,6 +172,7 @@ asio::awaitable<bool> Session::NextCommand(std::string& command) {
     pending_.reset();
     co_return true;
   }
+  command = std::string();  // the last one may have been long, and the wait is too
   stream_->Shrink();
   std::string_view payload;
   const bool came = co_await Receive(payload);
@@ -255,6 +257,12 @@ std::string Session::Who() const {
   if (identity_.computer.empty()) return {};
   const std::string text = identity_.computer + "/" + identity_.user + "/" + identity_.client_class;
   return number_ == 0 ? text : text + "#" + std::to_string(number_);
+}
+
+void Session::NoteMovedRoot(int code, Event& event) const {
+  if (code != TVL_ERR_SERVER_FILE || service_.root.IsInPlace()) return;
+  event.level = Level::kError;
+  event.note = "the document root has been moved";
 }
 
 // The limit is above the length of every name that a file or an object can have.

@@ -99,6 +99,7 @@ class Session {
   bool DecidesByItself(const FileRequest& asked) const;
   static FileRequest ParseFileRequest(std::string_view command);
   [[nodiscard]] std::string Who() const;
+  void NoteMovedRoot(int code, Event& event) const;
   void Report(Event event);
   void ReportRequest(Event event);
 

@@ -80,7 +80,8 @@ void SyncFolder(int folder) {
 
 StoreRoot::StoreRoot(const std::string& root, const std::vector<std::string>& closed,
                      const std::string& configuration)
-    : root_(open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)),
+    : path_(root),
+      root_(open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)),
       configuration_(WithoutLinks(configuration)) {
   const std::optional<FileId> id = root_.IsOpen() ? Identify(root_.Number()) : std::nullopt;
   if (!id) throw std::system_error(errno, std::generic_category(), root);
@@ -90,7 +91,7 @@ StoreRoot::StoreRoot(const std::string& root, const std::vector<std::string>& cl
     const Descriptor folder(open(path.c_str(), kFolderFlags));
     if (!folder.IsOpen() || !IsWithin(folder.Number(), {root_id_}, root_id_)) continue;
     const std::optional<FileId> closed_id = Identify(folder.Number());
-    if (closed_id && *closed_id != root_id_) closed_.push_back(*closed_id);
+    if (closed_id && *closed_id != root_id_) closed_.push_back({path, *closed_id});
   }
   const SplitName split = Split(configuration_);
   configuration_base_ = split.base;
@@ -126,8 +127,18 @@ bool StoreRoot::IsWithin(int folder, const std::vector<FileId>& wanted, const Fi
   return true;
 }
 
+std::vector<StoreRoot::FileId> StoreRoot::Closed() const {
+  std::vector<FileId> ids;
+  for (const ClosedFolder& folder : closed_) {
+    ids.push_back(folder.id);
+    const std::optional<FileId> now = Identify(folder.path);
+    if (now && *now != folder.id) ids.push_back(*now);
+  }
+  return ids;
+}
+
 bool StoreRoot::MayEnter(int folder) const {
-  return closed_.empty() || !IsWithin(folder, closed_, root_id_);
+  return closed_.empty() || !IsWithin(folder, Closed(), root_id_);
 }
 
 bool StoreRoot::MayTouch(const Place& place) const {
@@ -138,7 +149,8 @@ bool StoreRoot::MayTouch(const Place& place) const {
 
 // By whatever name it was reached: false for the closed folders themselves, and for the configuration.
 bool StoreRoot::IsForClients(const FileId& id) const {
-  return std::find(closed_.begin(), closed_.end(), id) == closed_.end() && Identify(configuration_) != id;
+  const std::vector<FileId> closed = Closed();
+  return std::find(closed.begin(), closed.end(), id) == closed.end() && Identify(configuration_) != id;
 }
 
 Descriptor StoreRoot::OpenFolder(const std::string& path) const {
@@ -183,6 +195,10 @@ Descriptor StoreRoot::OpenOrMakeFolder(const std::string& path, std::vector<std:
 // The kernel follows the links on the way to the folder; one in the place of the file is followed here, since
 // a put replaces what it leads to and not the link.
 std::optional<Place> StoreRoot::Locate(std::string path, std::vector<std::string>* made) const {
+  if (!IsInPlace()) {
+    errno = ESTALE;
+    return std::nullopt;
+  }
   for (int links = 0; links < kMostLinks; ++links) {
     SplitName split = Split(path);
     Place place = {made == nullptr ? OpenFolder(split.folder) : OpenOrMakeFolder(split.folder, *made),
@@ -239,6 +255,7 @@ Descriptor StoreRoot::OpenToRead(const Place& place, struct stat& status) const 
 }
 
 Descriptor StoreRoot::OpenAtOnce(const std::string& name, struct stat& status) const {
+  if (!IsInPlace()) return {};
   SplitName split = Split(name);
   const char* path = split.folder.empty() ? "." : split.folder.c_str();
   Place place = {TryBeneath(root_.Number(), path, kFolderFlags, RESOLVE_CACHED), {}, std::move(split.base)};

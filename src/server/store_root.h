@@ -33,6 +33,10 @@ class StoreRoot {
   StoreRoot(const std::string& root, const std::vector<std::string>& closed,
             const std::string& configuration);
 
+  // False if the path of the root leads to another folder now, or to none: what is put would be lost to
+  // everyone who goes by the path, so nothing is found then (ESTALE).
+  [[nodiscard]] bool IsInPlace() const { return Identify(path_) == root_id_; }
+
   // Where `name`, a clean one, leads; links are followed. Nothing if it leads out or where no client may go,
   // or there is no such folder.
   [[nodiscard]] std::optional<Place> Find(const std::string& name) const;
@@ -64,6 +68,13 @@ class StoreRoot {
     bool operator==(const FileId& other) const { return device == other.device && inode == other.inode; }
   };
 
+  // A folder that no client may enter. Another one may take its place while the server runs; then both are
+  // closed.
+  struct ClosedFolder {
+    std::string path;
+    FileId id;
+  };
+
   static std::optional<FileId> Identify(int descriptor);
   static std::optional<FileId> Identify(const std::string& path);
 
@@ -77,12 +88,15 @@ class StoreRoot {
   bool IsForClients(const FileId& id) const;
   Descriptor IfReadable(Descriptor file, struct stat& status) const;
 
+  [[nodiscard]] std::vector<FileId> Closed() const;
+
+  std::string path_;
   Descriptor root_;
   FileId root_id_;
   std::string configuration_;
   std::string configuration_base_;
   std::optional<FileId> configuration_folder_;
-  std::vector<FileId> closed_;  // those that lie below the root
+  std::vector<ClosedFolder> closed_;  // those that are below the root
   bool kernel_resolves_ = true;
 };
 

@@ -10,6 +10,7 @@
 #include "server/log.h"
 #include "server/server_process.h"
 #include "server/threads.h"
+#include "support/mounted_folder.h"
 
 namespace {
 
@@ -130,6 +131,24 @@ TEST(Limits, ClientsThatHaveFilesHashedHinderNobody) {
   last.SendPacket("Ghuge\t4000000000|" + string(40, '0'));
   server.Signal(SIGTERM);
   EXPECT_EQ(server.Wait(), 0);
+}
+
+TEST(Limits, PutsAndLocksEndBeforeTheStoreIsFull) {
+  TempFolder folder;
+  const MountedFolder disk(folder.Host("disk"), "size=16m");
+  if (!disk.IsMounted()) GTEST_SKIP() << "no disk can be mounted";
+  const ServedStore store(false, "HASH", disk.Path());
+  const ServerProcess server(store, {"--min-free", "25%", "--max-locks-per-client", "2"});
+  const RawClient client = server.Enter();
+  EXPECT_EQ(client.Put("large", string(15'000'000, 'x')), 22);
+  EXPECT_EQ(client.Put("small", string(4'000'000, 'x')), 0);
+  disk.FillUp(3'000'000);
+  EXPECT_EQ(client.Put("small", "x"), 22);
+  EXPECT_EQ(store.Files(), std::vector<string>{"small"});
+  for (const char* object : {"a", "b", "b"}) EXPECT_EQ(client.Lock(object), "1\tpc1") << object;
+  EXPECT_EQ(client.Ask("Lc"), "0");
+  EXPECT_EQ(client.Ask("la"), "0");
+  EXPECT_EQ(client.Lock("c"), "1\tpc1");
 }
 
 TEST(Limits, TwoHundredAtOnceGetWhatIsTheirs) {

@@ -116,6 +116,24 @@ TEST_F(NamesOnAServer, ProtectAConfigurationBehindALink) {
   EXPECT_TRUE(root.Find("docs/a.txt").has_value());
 }
 
+// Folders that take the place of those that the server knows, while it runs.
+TEST_F(NamesOnAServer, FollowTheirFoldersWhenTheseAreReplaced) {
+  std::filesystem::rename(store.Path("tmp"), store.Path("old"));
+  std::filesystem::create_directory(store.Path("tmp"));
+  store.Write("tmp/inner", "not for clients either");
+  for (const char* name : {"old/inner", "old/locks/dtlocks.dat", "tmp/inner", "to_inner", "tmp/fresh"}) {
+    EXPECT_EQ(client.Get(name).code, 20) << name;
+    EXPECT_EQ(client.Put(name, "overwritten"), 20) << name;
+  }
+  EXPECT_EQ(client.Get("docs/a.txt").bytes, "inside");
+  std::filesystem::rename(store.Path(""), store.folder.Host("moved"));
+  std::filesystem::create_directory(store.Path(""));
+  EXPECT_EQ(client.Put("b.txt", "lost to those who go by the path"), 20);
+  EXPECT_EQ(client.Get("docs/a.txt").code, 20);
+  EXPECT_TRUE(server.WaitForLog("error: get \"docs/a.txt\" request=13 code=20 bytes=0"));
+  EXPECT_TRUE(server.WaitForLog("the document root has been moved"));
+}
+
 // From now on this process has a kernel without openat2. False if that can't be had.
 bool TakeOpenat2Away() {
   sock_filter program[] = {

@@ -60,7 +60,8 @@ TEST(Options, WrongOnesAreRefused) {
       {"--send-timeout", {"0", "nan"}},
       {"--idle-timeout", {"0.0001", "nan", "1e300", "-1"}},
       {"--max-file", {"-1", "0x10", "5X", "M", "18446744073709551616", "99999999999T"}},
-      {"--allow", {"here"}},
+      {"--min-free", {"-1", "5X", "101%", "-1%", "nan%", "%", "5 %"}},
+      {"--allow", {"here", "@/nowhere", "@/dev/null"}},
       {"--tags", {"/nowhere/tags"}},
       {"--listen", {"h:65536", "h:http", "h:", "[::1]junk", "[::1", "h:-1"}},
   };

@@ -110,9 +110,9 @@ TEST(Puts, MakeAFolderAgainThatAnotherPutTookAway) {
   const ServedStore store;
   const StoreRoot root(store.store.rootHost, {}, store.Path("tvl.ini"));
   Parts parts(store.Path("tmp"));
-  auto other = std::make_unique<PutFile>(root, parts, 0, false);
+  auto other = std::make_unique<PutFile>(root, parts, PutFile::Limits{}, false);
   ASSERT_EQ(other->Find("new/folder/a"), 0);
-  PutFile put(root, parts, 0, false);
+  PutFile put(root, parts, {}, false);
   ASSERT_EQ(put.Find("new/folder/b"), 0);
   other.reset();
   EXPECT_FALSE(std::filesystem::exists(store.Path("new")));

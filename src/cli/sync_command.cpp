@@ -32,6 +32,7 @@ struct SyncRequest {
   std::string pattern = "*.*";
   std::string exclude;
   bool remove = false;
+  bool follow = false;
   std::optional<std::uint64_t> most_deletions;
 };
 
@@ -73,7 +74,8 @@ class Sync {
     if (store_.Client().FileCmp() == kDumbPolicy && !options_.quiet)
       console_.Err("tvl: the store's FileCompare is dumb: only files of new folders are copied");
     Open();
-    const SyncPlan plan(store_, direction_, request_.remove);
+    const std::string root = direction_ == Direction::kPut ? store_.StorePath({}) : TargetPath();
+    const SyncPlan plan(store_, direction_, request_.remove, WriteRoot(root, request_.follow));
     SyncWork work(store_, console_, options_, plan);
     work.TellPlan(request_.remove);
     CheckPlan(plan);
@@ -181,7 +183,7 @@ constexpr char kFooter[] =
     R"(The plan comes first: what will be copied, made and deleted, and how much. Deletions
 happen with --delete only. An empty source is refused, as a share that is not mounted
 looks like one. A file in the place of a folder, or the other way round, is named and
-left alone: exit 3.
+left alone, and so is a link that leads out of the target: exit 3.
 
 Examples:
   tvl -n sync pull docs docs                          the plan, and nothing else
@@ -204,6 +206,7 @@ void AddSyncCommand(const SyncCommand& about, CLI::App& group, Invocation& invoc
       "Leave alone, by extension: database (mdb, ldb),\ndocument (doc, docx, rtf), pdf; with commas between",
       "KINDS");
   command.add_flag("--delete", request->remove, "Delete what the source does not have");
+  command.add_flag("--follow", request->follow, "Write through links that lead out of the target");
   command
       .add_option("--max-delete", request->most_deletions,
                   "Do nothing if more files and folders would be deleted")

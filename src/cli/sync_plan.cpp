@@ -5,12 +5,15 @@
 #include <cerrno>
 #include <filesystem>
 
+#include "cli/file_access.h"
 #include "cli/text.h"
 
 namespace tvl::cli {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr int kHashPolicy = 1;
 
 // The library's path in this system's form; a name is never put behind two slashes.
 std::string HostPath(const char* path) {
@@ -63,10 +66,14 @@ void AddWithFoldersAbove(const std::string& path, Identities& identities) {
 
 }  // namespace
 
-SyncPlan::SyncPlan(Store& store, Direction direction, bool removing) : store_(store), direction_(direction) {
+SyncPlan::SyncPlan(Store& store, Direction direction, bool removing, const WriteRoot& root)
+    : store_(store),
+      direction_(direction),
+      own_files_(store),
+      root_(root),
+      compares_contents_(store.Client().FileCmp() == kHashPolicy) {
   std::error_code ignored;
   for (const std::string& path : {HostFolder(store.Variable("TmpDir")), store.Configuration()}) {
-    own_.Add(path);
     AddWithFoldersAbove(fs::weakly_canonical(path, ignored).string(), above_own_);
   }
   const int count = store.Client().SyncPlanCount();
@@ -116,25 +123,36 @@ SyncAction SyncPlan::ActionFor(SYNC_DIR_FILE_OPERATION operation, const SyncEntr
     case SYNC_DIR_FILE_KEEP:
       break;
   }
-  return SyncAction::kSame;
+  return ActionForSame(entry);
+}
+
+// Two files that cannot be read have the same signature.
+SyncAction SyncPlan::ActionForSame(const SyncEntry& entry) const {
+  if (!compares_contents_ || (ReadProblem(entry.source) == 0 && ReadProblem(entry.target) == 0))
+    return SyncAction::kSame;
+  return SyncAction::kUnreadable;
+}
+
+// kSame if nothing forbids to write to the target. What the store needs itself is not a document, so a pull
+// does not copy it either.
+SyncAction SyncPlan::WhyTargetRefused(const SyncEntry& entry) {
+  if (direction_ == Direction::kGet && own_files_.IncludeEntry(entry.source)) return SyncAction::kOwn;
+  if (direction_ == Direction::kPut && own_files_.IncludeEntry(entry.target)) return SyncAction::kOwnTarget;
+  return root_.IsLeftBy(entry.target) ? SyncAction::kLeadsOut : SyncAction::kSame;
 }
 
 SyncAction SyncPlan::ActionForCopy(const SyncEntry& entry) {
   if (entry.target.empty()) return SyncAction::kUnreachable;
-  struct stat status = {};
-  if (stat(StoreSide(entry).c_str(), &status) == 0 && own_.Hold(status)) return SyncAction::kOwn;
+  if (const SyncAction why = WhyTargetRefused(entry); why != SyncAction::kSame) return why;
   return IsFolder(entry.target) ? SyncAction::kClash : SyncAction::kCopy;
 }
 
 SyncAction SyncPlan::ActionForFolder(const SyncEntry& entry) {
   struct stat status = {};
-  SyncAction action = SyncAction::kSame;
-  if (stat(StoreSide(entry).c_str(), &status) == 0 && own_.Hold(status)) {
-    action = SyncAction::kOwn;
-  } else if (lstat(entry.target.c_str(), &status) != 0) {
-    return SyncAction::kMakeFolder;
-  } else if (!IsFolder(entry.target)) {
-    action = SyncAction::kClash;
+  SyncAction action = WhyTargetRefused(entry);
+  if (action == SyncAction::kSame) {
+    if (lstat(entry.target.c_str(), &status) != 0) return SyncAction::kMakeFolder;
+    if (!IsFolder(entry.target)) action = SyncAction::kClash;
   }
   if (action == SyncAction::kSame) return action;
   left_out_ = entry.source + "/";

@@ -8,7 +8,9 @@
 
 #include "cli/folder_trail.h"
 #include "cli/names.h"
+#include "cli/own_files.h"
 #include "cli/store.h"
+#include "cli/write_root.h"
 
 namespace tvl::cli {
 
@@ -20,7 +22,10 @@ enum class SyncAction {
   kDelete,
   kExtra,       // on the target only; stays, as deletions were not asked for
   kClash,       // a file in a folder's place, or the other way round; stays
-  kOwn,         // would land in what the store itself needs
+  kOwn,         // on the target; stays, as the store itself needs it
+  kOwnTarget,   // would replace what the store itself needs
+  kLeadsOut,    // would be written through a link that leads out of the target
+  kUnreadable,  // compares as equal, but cannot be read
   kUncertain,   // looked as if the source did not have it, but it can't be told now; stays
   kUnreachable  // of the source; a folder not read to its end, or a path too long
 };
@@ -45,8 +50,8 @@ struct SyncSum {
 // The library's plan, looked through: what must not be done is taken out of it.
 class SyncPlan {
  public:
-  // `removing`: names on the target only may go.
-  SyncPlan(Store& store, Direction direction, bool removing);
+  // `removing`: names that are only on the target may be deleted. `root`: what is written must not leave it.
+  SyncPlan(Store& store, Direction direction, bool removing, const WriteRoot& root);
 
   [[nodiscard]] const std::vector<SyncEntry>& Entries() const { return entries_; }
   [[nodiscard]] const SyncSum& Sum(SyncAction action) const {
@@ -62,15 +67,16 @@ class SyncPlan {
                                      bool removing);
   [[nodiscard]] SyncAction ActionForCopy(const SyncEntry& entry);
   [[nodiscard]] SyncAction ActionForFolder(const SyncEntry& entry);
+  [[nodiscard]] SyncAction ActionForSame(const SyncEntry& entry) const;
+  [[nodiscard]] SyncAction WhyTargetRefused(const SyncEntry& entry);
   [[nodiscard]] SyncAction ActionForDelete(const SyncEntry& entry, bool removing) const;
-  [[nodiscard]] const std::string& StoreSide(const SyncEntry& entry) const {
-    return direction_ == Direction::kGet ? entry.source : entry.target;
-  }
 
   Store& store_;
   const Direction direction_;
-  Identities own_;        // temporary folder and configuration of the store
-  Identities above_own_;  // and the folders that these lie in
+  const OwnFiles own_files_;
+  Identities above_own_;  // they and the folders that they are in
+  WriteRoot root_;
+  const bool compares_contents_;
   std::string top_;       // the source folder
   std::string left_out_;  // a folder whose contents share its fate, with a slash
   SyncAction left_out_as_ = SyncAction::kSame;

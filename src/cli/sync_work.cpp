@@ -5,6 +5,7 @@
 #include <tvlclient/errors.h>
 
 #include "cli/columns.h"
+#include "cli/file_access.h"
 #include "cli/held_files.h"
 #include "cli/interrupt.h"
 #include "cli/json.h"
@@ -34,6 +35,11 @@ constexpr ActionWords kWords[kSyncActions] = {
     {SyncAction::kClash, "clash", "skipped, a file and a folder in each other's place", "clash",
      "skipped: a file and a folder stand in each other's place", true},
     {SyncAction::kOwn, "own", "left alone, the store's own", "own", "left alone: the store's own", false},
+    {SyncAction::kOwnTarget, "own_target", "skipped, belong to the store itself", "own_target",
+     "skipped: belongs to the store itself", true},
+    {SyncAction::kLeadsOut, "leads_out", "skipped, lead out through a link on the target", "leads_out",
+     "skipped: leads out through a link on the target; --follow allows it", true},
+    {SyncAction::kUnreadable, "unreadable", "not to be read", "unreadable", "cannot be read", true},
     {SyncAction::kUncertain, "uncertain", "not deleted, the source cannot be told to lack them", "uncertain",
      "not deleted: the source cannot be told to lack it", true},
     {SyncAction::kUnreachable, "unreachable", "not to be read to the end", "unreachable",
@@ -42,6 +48,19 @@ constexpr ActionWords kWords[kSyncActions] = {
 
 const ActionWords& WordsOf(SyncAction action) {
   return kWords[static_cast<std::size_t>(action)];
+}
+
+bool IsFailure(SyncAction action) {
+  return action == SyncAction::kUnreachable || action == SyncAction::kUnreadable;
+}
+
+Failure FailureOf(const SyncEntry& entry, const char* words) {
+  if (entry.action == SyncAction::kUnreadable) {
+    for (const std::string& path : {entry.source, entry.target}) {
+      if (const int problem = ReadProblem(path)) return {kFailed, 0, words, problem, path};
+    }
+  }
+  return {kFailed, 0, words, 0, {}};
 }
 
 bool IsThere(const std::string& path) {
@@ -124,8 +143,8 @@ void SyncWork::TellFailed(const SyncEntry& entry, const Failure& failure) {
 void SyncWork::TellWouldBe() {
   for (const SyncEntry& entry : plan_.Entries()) {
     const ActionWords& words = WordsOf(entry.action);
-    if (entry.action == SyncAction::kUnreachable) {
-      TellFailed(entry, {kFailed, 0, words.words, 0, {}});
+    if (IsFailure(entry.action)) {
+      TellFailed(entry, FailureOf(entry, words.words));
     } else if (entry.action != SyncAction::kSame || options_.verbose) {
       Tell(entry, words.result, words.words, entry.action != SyncAction::kOwn);
     }
@@ -135,8 +154,8 @@ void SyncWork::TellWouldBe() {
 void SyncWork::TellLeftAlone() {
   for (const SyncEntry& entry : plan_.Entries()) {
     const ActionWords& words = WordsOf(entry.action);
-    if (entry.action == SyncAction::kUnreachable) {
-      TellFailed(entry, {kFailed, 0, words.words, 0, {}});
+    if (IsFailure(entry.action)) {
+      TellFailed(entry, FailureOf(entry, words.words));
     } else if (words.skipped || (options_.verbose &&
                                  (entry.action == SyncAction::kSame || entry.action == SyncAction::kExtra))) {
       Tell(entry, words.result, words.words, words.skipped);

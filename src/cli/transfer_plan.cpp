@@ -99,7 +99,7 @@ void TransferPlan::TellMissing(const NamePair& names, int error) {
 const char* TransferPlan::WhyTargetRefused(const std::string& target) {
   if (direction_ == Direction::kGet || target.empty()) return nullptr;
   if (own_files_.Include(target)) return kOwnFile;
-  return write_root_.IsLeftBy(target) ? kLeadsOut : nullptr;
+  return write_root_.IsLeftBy(target) ? kLeadsOutText : nullptr;
 }
 
 void TransferPlan::AddTop(const NamePair& names, const struct stat& status) {
@@ -171,7 +171,7 @@ bool TransferPlan::IsLeftOut(const NamePair& names, const struct stat& status, c
   if (direction_ != Direction::kGet) {
     const std::string target = TargetPath(names);
     const char* why = own_files_.IncludeEntry(target) ? kOwnFile
-                      : write_root_.IsLeftBy(target)  ? kLeadsOut
+                      : write_root_.IsLeftBy(target)  ? kLeadsOutText
                                                       : nullptr;
     if (why != nullptr) log_.TellSkipped(names, why);
     if (why != nullptr) return true;

@@ -24,7 +24,7 @@ class WriteRoot {
   bool last_outside_ = false;
 };
 
-inline constexpr char kLeadsOut[] = "leads out through a link on the other side; --follow allows it";
+inline constexpr char kLeadsOutText[] = "leads out through a link on the other side; --follow allows it";
 
 }  // namespace tvl::cli
 

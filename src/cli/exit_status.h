@@ -12,6 +12,7 @@ enum ExitStatus : int {
   kHeld = 4,         // another instance holds what was asked for
   kUnreachable = 5,  // no store or no server behind the configuration
   kNotFound = 6,
+  kNotAllowed = 7,  // by the store's or the server's rules
   kInterrupted = 130
 };
 

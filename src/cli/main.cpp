@@ -19,7 +19,8 @@ constexpr char kFooter[] = R"(Examples:
   tvl --config /srv/store/tvl.ini get -r docs
 
 Exit status: 0 done, 1 failed, 2 wrong usage, 3 something was skipped,
-4 held by another, 5 store or server unreachable, 6 not found, 130 interrupted.
+4 held by another, 5 store or server unreachable, 6 not found, 7 not allowed,
+130 interrupted.
 
 'tvl COMMAND --help' tells more of a command.)";
 
@@ -40,6 +41,7 @@ void DescribeProgram(CLI::App& app, Invocation& invocation) {
   AddHashCommand(app, invocation);
   AddLockCommands(app, invocation);
   AddTableCommands(app, invocation);
+  AddValueCommands(app, invocation);
   AddServiceCommands(app, invocation);
   AddDoctorCommand(app, invocation);
 }

@@ -60,6 +60,7 @@ void AddTableCommands(CLI::App& app, Invocation& invocation);
 void AddTreeCommands(CLI::App& app, Invocation& invocation);
 void AddListCommand(CLI::App& app, Invocation& invocation);
 void AddSyncCommands(CLI::App& app, Invocation& invocation);
+void AddValueCommands(CLI::App& app, Invocation& invocation);
 void AddServiceCommands(CLI::App& app, Invocation& invocation);
 void AddDoctorCommand(CLI::App& app, Invocation& invocation);
 

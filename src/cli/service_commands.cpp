@@ -21,7 +21,6 @@
 namespace tvl::cli {
 namespace {
 
-constexpr std::size_t kLongestValue = 2047;
 constexpr std::size_t kLongestPath = 259;
 
 // These services are the directory's alone, and touch nothing local.
@@ -30,82 +29,9 @@ Store OpenStore(const Options& options) {
   return {options, {}, Store::Use::kWork};
 }
 
-// --- Values ---
-
-struct ValueRequest {
+struct ServiceRequest {
   std::string name;
-  std::string value;
 };
-
-bool HasControls(const std::string& text) {
-  for (const char character : text) {
-    if (static_cast<unsigned char>(character) < 0x20) return true;
-  }
-  return false;
-}
-
-void CheckName(const std::string& name) {
-  const bool bad = name.empty() || HasControls(name) || name.find('=') != std::string::npos ||
-                   name.front() == ';' || name.front() == '[' || name.front() == ' ' || name.back() == ' ';
-  if (bad)
-    throw Stop("'" + Printable(name) +
-               "' is no name for a value: a line of a configuration has to begin with it");
-}
-
-std::string ReadValue(Store& store, const std::string& name, const char* otherwise) {
-  CString value;
-  ForgetFileErrors();
-  if (const int code = store.Client().GetEnviron(name.c_str(), otherwise, value))
-    throw Stop(name, LibraryFailure(code));
-  return value.GetString();
-}
-
-// An empty value and none at all are told apart by what stands in for the missing one.
-bool HasValue(Store& store, const std::string& name) {
-  return ReadValue(store, name, "1") != "1" || ReadValue(store, name, "2") != "2";
-}
-
-void TellValue(const Options& options, const char* command, const ValueRequest& request, const char* result) {
-  Console console;
-  if (options.json) {
-    JsonObject document;
-    document.Text("command", command).Text("name", request.name).Text("value", request.value);
-    if (result != nullptr) document.Text("result", result);
-    console.Out(document.Line());
-  } else if (result == nullptr) {
-    console.Out(Printable(request.value));
-  } else if (!options.quiet) {
-    console.Out(Printable(request.name) + ": " + result);
-  }
-}
-
-ExitStatus RunGetValue(const Options& options, const ValueRequest& request) {
-  CheckName(request.name);
-  Store store = OpenStore(options);
-  if (!HasValue(store, request.name)) throw Stop(request.name, {kNotFound, 0, "has no value", 0, {}});
-  TellValue(options, "env get", {request.name, ReadValue(store, request.name, "")}, nullptr);
-  return kDone;
-}
-
-// The library does not say whether a value was written, so it is read back.
-ExitStatus RunSetValue(const Options& options, const ValueRequest& request) {
-  CheckName(request.name);
-  if (HasControls(request.value) || request.value.size() > kLongestValue)
-    throw Stop("a value is one line of at most " + std::to_string(kLongestValue) + " bytes");
-  if (options.dry_run) {
-    TellValue(options, "env set", request, "would be set");
-    return kDone;
-  }
-  Store store = OpenStore(options);
-  ForgetFileErrors();
-  if (const int code = store.Client().PutEnviron(request.name.c_str(), request.value.c_str()))
-    throw Stop(request.name, LibraryFailure(code));
-  const Failure failure = LibraryFailure(TVL_OK);
-  if (!HasValue(store, request.name) || ReadValue(store, request.name, "") != request.value)
-    throw Stop(request.name, {kFailed, 0, "could not be set", failure.error, store.Configuration()});
-  TellValue(options, "env set", request, "set");
-  return kDone;
-}
 
 // --- Update packs ---
 
@@ -132,7 +58,7 @@ std::vector<Pack> PacksIn(const std::string& list) {
   return packs;
 }
 
-ExitStatus RunPacks(const Options& options, const ValueRequest& request) {
+ExitStatus RunPacks(const Options& options, const ServiceRequest& request) {
   Store store = OpenStore(options);
   std::string prefix = request.name;
   int count = 0;
@@ -187,7 +113,7 @@ Version VersionOf(const std::string& file) {
   return found;
 }
 
-ExitStatus RunVersion(const Options& options, const ValueRequest& request) {
+ExitStatus RunVersion(const Options& options, const ServiceRequest& request) {
   const Version found = VersionOf(request.name);
   const std::string version = GetTavolisVersionString(found.total).GetString();
   const std::string build = GetTavolisBuildString(found.total).GetString();
@@ -207,43 +133,25 @@ ExitStatus RunVersion(const Options& options, const ValueRequest& request) {
 
 // --- The command line ---
 
-using ServiceRun = ExitStatus (*)(const Options&, const ValueRequest&);
+using ServiceRun = ExitStatus (*)(const Options&, const ServiceRequest&);
 
 CLI::App& AddService(CLI::App& parent, Invocation& invocation, const char* name, const char* path,
-                     const char* description, ServiceRun run, std::shared_ptr<ValueRequest> request) {
+                     const char* description, ServiceRun run, std::shared_ptr<ServiceRequest> request) {
   return AddCommand(parent, name, description, path, invocation,
                     [run, request, &options = invocation.options] { return run(options, *request); });
-}
-
-void AddValueCommands(CLI::App& app, Invocation& invocation) {
-  CLI::App* group = app.add_subcommand("env", "Values kept in the store's configuration");
-  group->require_subcommand(1);
-  auto request = std::make_shared<ValueRequest>();
-  CLI::App& get = AddService(*group, invocation, "get", "env get", "Print a value as it stands in the file",
-                             RunGetValue, request);
-  AddText(get, "NAME", request->name, "Name in the section Environments", "").required();
-  get.footer("Exit 6: there is none of that name.\n\nExamples:\n  tvl env get ReportFolder");
-  CLI::App& set =
-      AddService(*group, invocation, "set", "env set", "Write a value into the file", RunSetValue, request);
-  AddText(set, "NAME", request->name, "Name in the section Environments", "").required();
-  AddText(set, "VALUE", request->value, "The value, one line", "").required();
-  set.footer(
-      "Every other line of the file stays as it is. The value is read back afterwards.\n\nExamples:\n"
-      "  tvl env set ReportFolder '$DocumentRoot/reports'");
 }
 
 }  // namespace
 
 void AddServiceCommands(CLI::App& app, Invocation& invocation) {
-  AddValueCommands(app, invocation);
-  auto prefix = std::make_shared<ValueRequest>();
+  auto prefix = std::make_shared<ServiceRequest>();
   CLI::App& packs =
       AddService(app, invocation, "packs", "packs", "List the update packs of the store", RunPacks, prefix);
   AddText(packs, "PREFIX", prefix->name, "What their names begin with (default: all)", "");
   packs.footer(
       "Number, suffix and file of each pack in the folder of UpdateDirectory, in the order of numbers.\n\n"
       "Examples:\n  tvl packs upd\n  tvl --json packs upd");
-  auto file = std::make_shared<ValueRequest>();
+  auto file = std::make_shared<ServiceRequest>();
   CLI::App& version = AddService(app, invocation, "version", "version",
                                  "Version of an executable or of a version file", RunVersion, file);
   AddText(version, "FILE", file->name, "A local file", "").required();

@@ -89,12 +89,16 @@ int ReadIniContents(int descriptor, std::string& contents) {
 }
 
 int IniFile::Read(const char* path) {
+  const LastError before = TakeLastError();
   const int problem = Retry(kRetrySeconds, IsStaleOrDenied, [&] {
     contents_.clear();
     const OpenFile file(path, O_RDONLY);
     return file.IsOpen() ? ReadIniContents(file.Descriptor(), contents_) : LastErrorCode();
   });
-  if (problem == 0) return 0;
+  if (problem == 0) {
+    RestoreLastError(before);
+    return 0;
+  }
   contents_.clear();
   NoteError(path, problem);
   return problem;

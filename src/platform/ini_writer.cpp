@@ -231,10 +231,14 @@ Outcome Write(const char* file, const Change& change) {
 
 BOOL WritePrivateProfileStringA(const char* section, const char* key, const char* value,
                                 const char* file) try {
+  const tvl::LastError before = tvl::TakeLastError();
   const std::optional<std::string_view> text =
       value == nullptr ? std::nullopt : std::optional<std::string_view>(value);
   const tvl::Outcome outcome = tvl::Write(file, {section, key, text});
-  if (outcome.problem == 0) return 1;
+  if (outcome.problem == 0) {
+    tvl::RestoreLastError(before);
+    return 1;
+  }
   tvl::NoteError(outcome.path.c_str(), outcome.problem);
   return 0;
 } catch (const std::bad_alloc&) {

@@ -22,6 +22,10 @@ int LastErrorCode() {
   return last_error.code;
 }
 
+void RestoreLastError(const LastError& taken) {
+  last_error = taken;
+}
+
 LastError TakeLastError() {
   const LastError taken = last_error;
   last_error.code = 0;

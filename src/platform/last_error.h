@@ -17,8 +17,11 @@ void NoteError(const char* path, int code);
 // The errno value noted last, which stays noted.
 [[nodiscard]] int LastErrorCode();
 
-// Hands out what was noted and clears it.
+// Returns what was noted and clears it.
 LastError TakeLastError();
+
+// Notes again what was taken: for an operation that succeeded although one of its steps failed.
+void RestoreLastError(const LastError& taken);
 
 }  // namespace tvl
 

@@ -48,7 +48,7 @@ int Create(const char* path) {
 bool CreateSharedFolder(const char* path) {
   const int problem = Create(path);
   if (problem == 0) return true;
-  NoteError(path, problem);
+  if (problem != EEXIST) NoteError(path, problem);
   return false;
 }
 

@@ -5,8 +5,8 @@ namespace tvl {
 
 // Creates one folder with the read, write, search and setgid bits of the folder above, whatever the umask:
 // everyone who works there must be able to work here too. The sticky bit is not taken over, since in a sticky
-// folder nobody can remove the marker of another user's dead client. Returns false if the folder cannot be
-// created, also because it exists, or cannot be given those bits.
+// folder nobody can remove the marker of another user's dead client. Returns false, and notes why
+// unless it exists, if the folder cannot be created or cannot be given those bits.
 bool CreateSharedFolder(const char* path);
 
 }  // namespace tvl

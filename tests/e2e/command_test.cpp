@@ -158,8 +158,15 @@ TEST_F(TvlTest, ValuesComeBackAsTheyWereSet) {
              {2, {"env", "set", "x", "line\nend"}},
              {2, {"env", "set", "x", std::string(2048, 'l')}},
              {0, {"-n", "env", "set", "Other", "2"}},
+             {0, {"-n", "env", "unset", "Other"}},
+             {6, {"env", "unset", "none"}},
+             {7, {"env", "set", "documentROOT", "/tmp"}},
+             {7, {"env", "unset", "TmpDir"}},
              {1, {"--tcp", "host:1", "env", "get", "Other"}}});
   EXPECT_EQ(folder.Read("store/tvl.ini"), before);
+  EXPECT_EQ(Expect(0, {"env", "unset", "name"}, {"name: deleted\n"}).exit, 0);
+  EXPECT_EQ(Expect(0, {"env", "list"}).out, "Other  1\n");
+  ExpectJson(0, {"env", "list"}, {R"("values":[{"name":"Other","value":"1"}])"});
 }
 
 TEST_F(TvlTest, PacksAreListedByNumber) {

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include <tvlclient/tvl.h>
+
 #include "directory/small_store.h"
 #include "support/helper_process.h"
 #include "support/scale.h"
@@ -51,7 +53,9 @@ TEST(Environment, NeedsAnOpenConnection) {
 TEST(Environment, NullsDeleteOrAreEmptyTexts) {
   SmallStore store("[Environments]\nPlain=one\nB=2\n");
   CString value;
+  TVLLastFileError(nullptr, 0);
   EXPECT_EQ(store.opr.PutEnviron("plain", nullptr), 0);
+  EXPECT_EQ(TVLLastFileError(nullptr, 0), 0) << "how a caller learns that the write failed";
   EXPECT_EQ(store.opr.GetEnviron("Plain", nullptr, value), 0);
   EXPECT_STREQ(value.GetString(), "");
   EXPECT_EQ(store.opr.PutEnviron(nullptr, "x"), 0);

@@ -1,0 +1,197 @@
+#include <strings.h>
+
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <tvlclient/errors.h>
+
+#include "cli/columns.h"
+#include "cli/console.h"
+#include "cli/failure.h"
+#include "cli/json.h"
+#include "cli/options.h"
+#include "cli/store.h"
+#include "cli/text.h"
+
+namespace tvl::cli {
+namespace {
+
+constexpr std::size_t kLongestValue = 2047;
+
+// The store is found by these: another value would leave it unusable for everyone.
+constexpr const char* kStoresOwn[] = {"DocumentRoot", "TmpDir"};
+
+struct Value {
+  std::string name;
+  std::string text;
+};
+
+// Only a directory store offers values, and they touch nothing local.
+Store OpenStore(const Options& options) {
+  if (!options.tcp.empty()) throw Stop(options.tcp, LibraryFailure(TVL_ERR_NOT_SUPPORTED));
+  return {options, {}, Store::Use::kWork};
+}
+
+bool HasControls(const std::string& text) {
+  for (const char character : text) {
+    if (static_cast<unsigned char>(character) < 0x20) return true;
+  }
+  return false;
+}
+
+void CheckName(const std::string& name) {
+  const bool bad = name.empty() || HasControls(name) || name.find('=') != std::string::npos ||
+                   name.front() == ';' || name.front() == '[' || name.front() == ' ' || name.back() == ' ';
+  if (bad)
+    throw Stop("'" + Printable(name) +
+               "' cannot be the name of a value: a line of a configuration begins with it");
+}
+
+void CheckMayChange(const std::string& name) {
+  CheckName(name);
+  for (const char* own : kStoresOwn) {
+    if (strcasecmp(own, name.c_str()) == 0)
+      throw Stop(name,
+                 {kNotAllowed, 0, "the store is found by this value; edit its configuration instead", 0, {}});
+  }
+}
+
+std::string ReadValue(Store& store, const std::string& name, const char* otherwise) {
+  CString value;
+  ForgetFileErrors();
+  if (const int code = store.Client().GetEnviron(name.c_str(), otherwise, value))
+    throw Stop(name, LibraryFailure(code));
+  return value.GetString();
+}
+
+// A missing value is recognised by its default, which an existing one would have to equal twice.
+bool HasValue(Store& store, const std::string& name) {
+  return ReadValue(store, name, "1") != "1" || ReadValue(store, name, "2") != "2";
+}
+
+// Writes or, with null, deletes a value. The library returns 0 in any case, so the result is read back.
+void Write(Store& store, const std::string& name, const std::string* text) {
+  ForgetFileErrors();
+  if (const int code = store.Client().PutEnviron(name.c_str(), text == nullptr ? nullptr : text->c_str()))
+    throw Stop(name, LibraryFailure(code));
+  Failure failure = LibraryFailure(TVL_OK);
+  const bool exists = HasValue(store, name);
+  if (text == nullptr ? !exists : exists && ReadValue(store, name, "") == *text) return;
+  if (failure.path.empty()) failure.path = store.Configuration();
+  throw Stop(name, {kFailed, 0, text == nullptr ? "could not be deleted" : "could not be set", failure.error,
+                    failure.path});
+}
+
+void Report(const Options& options, const char* command, const Value& value, const char* result) {
+  Console console;
+  if (options.json) {
+    JsonObject document;
+    document.Text("command", command).Text("name", value.name);
+    if (result == nullptr || std::string(command) == "env set") document.Text("value", value.text);
+    if (result != nullptr) document.Text("result", result);
+    console.Out(document.Line());
+  } else if (result == nullptr) {
+    console.Out(Printable(value.text));
+  } else if (!options.quiet) {
+    console.Out(Printable(value.name) + ": " + result);
+  }
+}
+
+ExitStatus RunGet(const Options& options, const Value& value) {
+  CheckName(value.name);
+  Store store = OpenStore(options);
+  if (!HasValue(store, value.name)) throw Stop(value.name, {kNotFound, 0, "has no value", 0, {}});
+  Report(options, "env get", {value.name, ReadValue(store, value.name, "")}, nullptr);
+  return kDone;
+}
+
+ExitStatus RunSet(const Options& options, const Value& value) {
+  CheckMayChange(value.name);
+  if (HasControls(value.text) || value.text.size() > kLongestValue)
+    throw Stop("a value is one line of at most " + std::to_string(kLongestValue) + " bytes");
+  if (!options.dry_run) {
+    Store store = OpenStore(options);
+    Write(store, value.name, &value.text);
+  }
+  Report(options, "env set", value, options.dry_run ? "would be set" : "set");
+  return kDone;
+}
+
+ExitStatus RunUnset(const Options& options, const Value& value) {
+  CheckMayChange(value.name);
+  if (!options.dry_run) {
+    Store store = OpenStore(options);
+    if (!HasValue(store, value.name)) throw Stop(value.name, {kNotFound, 0, "has no value", 0, {}});
+    Write(store, value.name, nullptr);
+  }
+  Report(options, "env unset", value, options.dry_run ? "would be deleted" : "deleted");
+  return kDone;
+}
+
+void AddToValues(const char* name, const char* text, void* values) {
+  static_cast<std::vector<Value>*>(values)->push_back({name, text});
+}
+
+ExitStatus RunList(const Options& options, const Value& /*unused*/) {
+  Store store = OpenStore(options);
+  std::vector<Value> values;
+  ForgetFileErrors();
+  if (const int code = store.Directory()->ListEnviron(AddToValues, &values))
+    throw Stop({}, LibraryFailure(code));
+  Console console;
+  std::vector<std::vector<std::string>> rows;
+  std::vector<JsonObject> documents;
+  for (const Value& value : values) {
+    rows.push_back({Printable(value.name), Printable(value.text)});
+    documents.emplace_back().Text("name", value.name).Text("value", value.text);
+  }
+  if (options.json) {
+    console.Out(JsonObject().Text("command", "env list").Array("values", documents).Line());
+  } else {
+    for (const std::string& line : InColumns(rows)) console.Out(line);
+  }
+  return kDone;
+}
+
+struct ValueCommand {
+  const char* name;
+  const char* path;
+  const char* description;
+  ExitStatus (*run)(const Options&, const Value&);
+  bool has_name;
+  bool has_value;
+  const char* footer;
+};
+
+constexpr ValueCommand kCommands[] = {
+    {"get", "env get", "Print a value as the file has it", RunGet, true, false,
+     "Exit 6: there is no value of that name.\n\nExamples:\n  tvl env get ReportFolder"},
+    {"set", "env set", "Write a value into the file", RunSet, true, true,
+     "Every other line of the file is kept. The value is read back afterwards.\n"
+     "Exit 7: the value is DocumentRoot or TmpDir, by which the store is found.\n\nExamples:\n"
+     "  tvl env set ReportFolder '$DocumentRoot/reports'"},
+    {"unset", "env unset", "Delete a value from the file", RunUnset, true, false,
+     "Exit 6: there is no value of that name.\n\nExamples:\n  tvl env unset ReportFolder"},
+    {"list", "env list", "Print all values as the file has them", RunList, false, false,
+     "Examples:\n  tvl env list\n  tvl --json env list"},
+};
+
+}  // namespace
+
+void AddValueCommands(CLI::App& app, Invocation& invocation) {
+  CLI::App* group = app.add_subcommand("env", "Values in the section Environments of the configuration");
+  group->require_subcommand(1);
+  for (const ValueCommand& command : kCommands) {
+    auto value = std::make_shared<Value>();
+    CLI::App& added = AddCommand(
+        *group, command.name, command.description, command.path, invocation,
+        [run = command.run, value, &options = invocation.options] { return run(options, *value); });
+    if (command.has_name) AddText(added, "NAME", value->name, "Name of the value", "").required();
+    if (command.has_value) AddText(added, "VALUE", value->text, "The value, one line", "").required();
+    added.footer(command.footer);
+  }
+}
+
+}  // namespace tvl::cli

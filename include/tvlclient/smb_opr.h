@@ -107,9 +107,9 @@ class TVL_API CTVLClientSmbOpr : public CTVLClientOpr {
   // is not open or when the table cannot be read within 10 s. Changes nothing.
   int HoldsLock(const char* object);
 
-  // Calls `callback` for every standing lock in the order of the objects' names, and changes nothing. Works on
-  // an open connection and after Preview. Returns TVL_OK, TVL_ERR_NOT_CONNECTED, or TVL_ERR_SERVER_FILE if the
-  // lock table cannot be read.
+  // Calls `callback` for every standing lock in the order of the objects' names, and changes nothing. Works
+  // on an open connection and after Preview. Returns TVL_OK, TVL_ERR_NOT_CONNECTED, or TVL_ERR_SERVER_FILE if
+  // the lock table cannot be read.
   int ListLocks(StandingLockCallback callback, void* userData);
 
   // Calls `callback` for each value of the section "Environments", in the file's order, as GetEnviron returns

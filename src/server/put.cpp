@@ -67,9 +67,9 @@ std::optional<int> Session::FindPut(const std::string& name, const FileRequest& 
 
 int Session::BeginPut(const std::string& name, PutTransfer& transfer) {
   transfer.stored = GetFile();
+  const PutFile::Shared shared = {service_.root, service_.parts, service_.made_folders};
   const PutFile::Limits limits = {service_.options.max_file, service_.options.min_free};
-  auto file =
-      std::make_unique<PutFile>(service_.root, service_.parts, limits, service_.config.zipOnTransfert != 0);
+  auto file = std::make_unique<PutFile>(shared, limits, service_.config.zipOnTransfert != 0);
   if (const int code = file->Find(name)) return code;
   if (const int code = file->Begin()) return code;
   transfer.file = std::move(file);

@@ -5,6 +5,8 @@
 #include <sys/stat.h>
 #include <time.h>
 
+#include <algorithm>
+
 #include <tvlclient/errors.h>
 
 #include "platform/held_file.h"
@@ -78,26 +80,35 @@ bool RenameToNew(const Place& place, const std::string& part) {
 
 }  // namespace
 
-PutFile::PutFile(const StoreRoot& root, Parts& parts, const Limits& limits, bool packed)
-    : root_(root),
-      parts_(parts),
-      limits_(limits),
-      inflater_(packed ? std::make_unique<Inflater>() : nullptr) {}
+PutFile::PutFile(const Shared& shared, const Limits& limits, bool packed)
+    : shared_(shared), limits_(limits), inflater_(packed ? std::make_unique<Inflater>() : nullptr) {}
 
 PutFile::~PutFile() {
   DropPart();
-  if (!landed_) root_.RemoveFolders(made_);
+  LeaveFolders();
+}
+
+void PutFile::LeaveFolders() {
+  if (!landed_ && place_.folder.IsOpen())
+    shared_.root.RemoveFolders(shared_.made_folders.Drop(place_.folder_path));
 }
 
 int PutFile::Find(const std::string& name) {
-  std::optional<Place> place = root_.FindOrMake(name, made_);
+  LeaveFolders();
+  place_ = {};
+  std::optional<Place> place = shared_.root.FindOrMake(name, made_);
   // Somebody else may have removed on the way what was there a moment ago.
   for (int tries = 0; !place && errno == ENOENT && tries < kFolderTries; ++tries) {
-    place = root_.FindOrMake(name, made_);
+    place = shared_.root.FindOrMake(name, made_);
   }
-  if (!place) return TVL_ERR_SERVER_FILE;
+  if (!place) {
+    std::reverse(made_.begin(), made_.end());
+    shared_.root.RemoveFolders(made_);
+    return TVL_ERR_SERVER_FILE;
+  }
   place_ = std::move(*place);
   name_ = name;
+  shared_.made_folders.Use(place_.folder_path, made_);
   return TVL_OK;
 }
 
@@ -116,8 +127,9 @@ int PutFile::Begin() {
 
 // False with EEXIST if that name is taken or was lost to somebody who tidied up.
 bool PutFile::MakePart() {
-  part_name_ = "." + std::to_string(getpid()) + "." + std::to_string(parts_.NextNumber()) + kPartSuffix;
-  note_ = parts_.Note(place_.folder_path.empty() ? part_name_ : place_.folder_path + "/" + part_name_);
+  part_name_ =
+      "." + std::to_string(getpid()) + "." + std::to_string(shared_.parts.NextNumber()) + kPartSuffix;
+  note_ = shared_.parts.Note(place_.folder_path.empty() ? part_name_ : place_.folder_path + "/" + part_name_);
   if (note_ < 0) return false;
   constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
   part_ = Descriptor(openat(place_.folder.Number(), part_name_.c_str(), kFlags, kNewFileMode));
@@ -138,7 +150,7 @@ void PutFile::DropPart() {
     ReleaseFile(part_.Number());
     part_ = Descriptor();
   }
-  if (note_ >= 0) parts_.Strike(note_);
+  if (note_ >= 0) shared_.parts.Strike(note_);
   note_ = -1;
 }
 
@@ -182,8 +194,9 @@ int PutFile::End(std::int64_t& time) {
   ReleaseFile(part_.Number());
   if (!Replace()) return TVL_ERR_COPY;
   landed_ = true;
+  shared_.made_folders.Keep(place_.folder_path);
   SyncFolder(place_.folder.Number());
-  root_.SyncAbove(made_);
+  shared_.root.SyncAbove(made_);
   DropPart();
   return TVL_OK;
 }

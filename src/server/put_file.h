@@ -8,6 +8,7 @@
 
 #include "server/descriptor.h"
 #include "server/free_space.h"
+#include "server/made_folders.h"
 #include "server/parts.h"
 #include "server/store_root.h"
 #include "transfer/zlib_stream.h"
@@ -26,8 +27,15 @@ class PutFile {
     FreeSpace free;          // must be left on the disk
   };
 
+  // What puts of one server share.
+  struct Shared {
+    const StoreRoot& root;
+    Parts& parts;
+    MadeFolders& made_folders;
+  };
+
   // `packed`: what comes is a zlib stream.
-  PutFile(const StoreRoot& root, Parts& parts, const Limits& limits, bool packed);
+  PutFile(const Shared& shared, const Limits& limits, bool packed);
   ~PutFile();
   PutFile(const PutFile&) = delete;
   PutFile& operator=(const PutFile&) = delete;
@@ -63,8 +71,9 @@ class PutFile {
   bool Settle(std::int64_t time) const;
   bool Replace() const;
 
-  const StoreRoot& root_;
-  Parts& parts_;
+  void LeaveFolders();
+
+  const Shared shared_;
   const Limits limits_;
   std::unique_ptr<Inflater> inflater_;  // null for what comes as it is
   std::string name_;

@@ -61,6 +61,7 @@ void Server::Listen() {
     port = acceptors_.back()->local_endpoint().port();
   }
   if (acceptors_.empty()) throw std::system_error(failure, "cannot listen on " + options.host);
+  port_ = port;
   if (!options.port_file.empty()) WritePortFile(port);
 }
 
@@ -87,6 +88,15 @@ void Server::WritePortFile(unsigned int port) const {
   std::error_code problem;
   if (file) std::filesystem::rename(fresh, path, problem);
   if (!file || problem) throw std::runtime_error("port file cannot be written: " + path);
+}
+
+// Unless another server has written it meanwhile.
+void Server::RemovePortFile() const {
+  unsigned int port = 0;
+  std::ifstream file(service_.options.port_file);
+  if (port_ == 0 || !(file >> port) || port != port_) return;
+  std::error_code ignored;
+  std::filesystem::remove(service_.options.port_file, ignored);
 }
 
 void Server::Run() {

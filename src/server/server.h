@@ -20,6 +20,9 @@ namespace tvl::server {
 class Server {
  public:
   explicit Server(Service& service);
+  ~Server() { RemovePortFile(); }
+  Server(const Server&) = delete;
+  Server& operator=(const Server&) = delete;
 
   // Listens where the options say, and writes the port file. Throws std::runtime_error or asio::system_error.
   void Listen();
@@ -33,6 +36,7 @@ class Server {
 
   [[nodiscard]] asio::error_code ListenAt(const asio::ip::tcp::endpoint& endpoint);
   void WritePortFile(unsigned int port) const;
+  void RemovePortFile() const;
   asio::awaitable<void> Accept(Acceptor& acceptor);
   asio::awaitable<void> AcceptNext(Acceptor& acceptor);
   void Begin(asio::ip::tcp::socket socket);
@@ -54,6 +58,7 @@ class Server {
   Lobby handshakes_;
   Lobby refused_;  // connections from addresses that are not allowed
   std::set<std::shared_ptr<Session>> sessions_;
+  unsigned int port_ = 0;
   bool finishing_ = false;
 };
 

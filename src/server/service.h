@@ -9,6 +9,7 @@
 #include "server/client_count.h"
 #include "server/hash_cache.h"
 #include "server/log.h"
+#include "server/made_folders.h"
 #include "server/options.h"
 #include "server/parts.h"
 #include "server/store_root.h"
@@ -32,6 +33,7 @@ struct Service {
   TagGuard tag_guard;
   StoreRoot root;
   Parts parts;
+  MadeFolders made_folders;
   HashCache hashes;
   asio::thread_pool files;         // whatever may wait for the disk
   asio::thread_pool first_pieces;  // the beginnings of files that are hashed, and so all of small ones

@@ -235,9 +235,9 @@ std::optional<Place> StoreRoot::FindOrMake(const std::string& name, std::vector<
   return Locate(name, &made);
 }
 
-void StoreRoot::RemoveFolders(const std::vector<std::string>& made) const {
-  for (auto path = made.rbegin(); path != made.rend(); ++path) {
-    const SplitName split = Split(*path);
+void StoreRoot::RemoveFolders(const std::vector<std::string>& paths) const {
+  for (const std::string& path : paths) {
+    const SplitName split = Split(path);
     const Descriptor above = OpenFolder(split.folder);
     if (above.IsOpen()) unlinkat(above.Number(), split.base.c_str(), AT_REMOVEDIR);
   }

@@ -48,8 +48,8 @@ class StoreRoot {
   [[nodiscard]] std::optional<Place> FindOrMake(const std::string& name,
                                                 std::vector<std::string>& made) const;
 
-  // Removes folders that FindOrMake made, as far as they are empty.
-  void RemoveFolders(const std::vector<std::string>& made) const;
+  // Removes folders, in this order, as far as they are empty.
+  void RemoveFolders(const std::vector<std::string>& paths) const;
 
   // Has the entries of folders that FindOrMake made on the disk.
   void SyncAbove(const std::vector<std::string>& made) const;

@@ -41,13 +41,13 @@ class Source {
 }  // namespace
 
 int CTVLClientTcpOpr::PutRemote(char* remoteName, char* localName, int* transferred) {
-  if (!IsLive()) return TVL_ERR_TCP_SEND;
   const tvl::PathText local = tvl::JoinPath(workingDirectory, localName);
   if (workingDirectory[0] == 0 || !local.Fits()) return TVL_ERR_LOCAL_FILE;
   // Where the stamp is not to be sent the cheapest one tells as well whether the file is there.
   const bool forced = *transferred != 0;
   const char* stamp = FileStamp(forced ? kCompareTime : fileCmp, local.Text());
   if (*stamp == '@') return TVL_ERR_LOCAL_FILE;
+  if (!IsLive()) return TVL_ERR_TCP_SEND;
   if (forced) stamp = protocol::kForcedStamp;
   const int code = AskForTransfer(protocol::kPut, remoteName, stamp, transferred);
   if (code != TVL_OK) return code == TVL_ERR_IN_CACHE ? TVL_OK : code;

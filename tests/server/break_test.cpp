@@ -89,7 +89,7 @@ TEST(BreakingOff, AKilledServerLeavesTheStoreWhole) {
   EXPECT_TRUE(store.Read("f") == store.old);
   ASSERT_EQ(store.Files().size(), 4U);  // the file, two parts and a folder
   const ServerProcess server(store);
-  EXPECT_NE(server.Log().find("2 unfinished puts removed"), string::npos);
+  EXPECT_TRUE(server.WaitForLog("2 unfinished puts removed"));
   EXPECT_EQ(store.Files(), (std::vector<string>{"f", "new"}));
   ExpectLocksFree(server);
 }
@@ -131,6 +131,7 @@ TEST(BreakingOff, NobodyWaitsForAnIdleServerOrBehindASecondSignal) {
   ServerProcess idle(store);
   idle.Signal(SIGINT);
   EXPECT_EQ(idle.Wait(), 0);
+  EXPECT_FALSE(idle.HasPortFile());
   ServerProcess server(store);
   const RawClient client = server.Enter();
   EXPECT_EQ(client.Ask("Pf\t@"), "0");

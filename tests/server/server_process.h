@@ -52,6 +52,7 @@ class ServerProcess {
   int Wait() { return process_.Finish().exit; }
 
   [[nodiscard]] std::string Log() const { return folder_.Read("log"); }
+  [[nodiscard]] bool HasPortFile() const { return std::filesystem::exists(folder_.Host("log.port")); }
 
   // Waits until the log has the text; false if it never does.
   [[nodiscard]] bool WaitForLog(const std::string& text) const;

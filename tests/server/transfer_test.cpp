@@ -105,21 +105,32 @@ TEST_F(Transfer, ReplacesNoFileOrTableThatSomebodyHolds) {
   EXPECT_EQ(client.Put("t.dat", "no table"), 0);
 }
 
-// Another put made the folder; dropped, it takes the folder with it as long as that is empty.
-TEST(Puts, MakeAFolderAgainThatAnotherPutTookAway) {
+TEST(ServerPut, DropsTheFoldersThatOnlyDroppedPutsMade) {
   const ServedStore store;
   const StoreRoot root(store.store.rootHost, {}, store.Path("tvl.ini"));
   Parts parts(store.Path("tmp"));
-  auto other = std::make_unique<PutFile>(root, parts, PutFile::Limits{}, false);
-  ASSERT_EQ(other->Find("new/folder/a"), 0);
-  PutFile put(root, parts, {}, false);
-  ASSERT_EQ(put.Find("new/folder/b"), 0);
-  other.reset();
+  tvl::server::MadeFolders made_folders;
+  const auto begin = [&](const char* name) {
+    auto put =
+        std::make_unique<PutFile>(PutFile::Shared{root, parts, made_folders}, PutFile::Limits{}, false);
+    EXPECT_EQ(put->Find(name), 0);
+    return put;
+  };
+  auto first = begin("new/folder/a");
+  auto second = begin("new/folder/b");
+  EXPECT_EQ(second->Begin(), 0);
+  first.reset();
+  EXPECT_TRUE(std::filesystem::exists(store.Path("new/folder")));
+  second.reset();
   EXPECT_FALSE(std::filesystem::exists(store.Path("new")));
+  first = begin("new/folder/a");
+  second = begin("new/b");
+  std::filesystem::remove_all(store.Path("new"));  // it is created again
   std::int64_t time = 0;
-  EXPECT_EQ(put.Begin(), 0);
-  EXPECT_EQ(put.End(time), 0);
-  EXPECT_TRUE(std::filesystem::exists(store.Path("new/folder/b")));
+  EXPECT_EQ(second->Begin(), 0);
+  EXPECT_EQ(second->End(time), 0);
+  first.reset();
+  EXPECT_TRUE(std::filesystem::exists(store.Path("new/b")));
 }
 
 // The signature of a file as the cache gives it.

@@ -1,0 +1,31 @@
+#ifndef TVL_SERVER_MADE_FOLDERS_H
+#define TVL_SERVER_MADE_FOLDERS_H
+
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace tvl::server {
+
+// The folders that puts have created and nothing has been stored in yet. When the last put that needs one is
+// dropped, the folder is to be removed again. Paths are relative to the document root. Any thread may use it.
+class MadeFolders {
+ public:
+  // Counts a put into `folder`; `made` are those folders on the way that it created.
+  void Use(const std::string& folder, const std::vector<std::string>& made);
+
+  // A put into `folder` has been stored: the folders on the way stay.
+  void Keep(const std::string& folder);
+
+  // A put into `folder` was dropped. Returns the folders that nobody needs any more, inner ones first.
+  [[nodiscard]] std::vector<std::string> Drop(const std::string& folder);
+
+ private:
+  std::mutex mutex_;
+  std::map<std::string, int> users_;  // an outer folder is before those in it
+};
+
+}  // namespace tvl::server
+
+#endif

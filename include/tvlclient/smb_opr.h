@@ -117,6 +117,11 @@ class TVL_API CTVLClientSmbOpr : public CTVLClientOpr {
   // if the file cannot be read.
   int ListEnviron(EnvironCallback callback, void* userData);
 
+  // 1 if the last CTFileRead or CTFileDelete of this connection met a key or a record that is damaged or
+  // could not be read, else 0. Such a read ends like one that finds nothing, with the result TVL_OK, so rows
+  // may be missing from its answer. CTVLCtreeRs reads through CTFileRead.
+  int MetTableDamage() const;
+
   // Reads and expands `configFile` on a connection that is not open, without making a folder: for programs
   // that show a configuration. 0 or 3, 5; 9 on an open connection.
   int ReadConfig(const char* configFile);

@@ -148,6 +148,15 @@ void Table::Fail(int code) const {
   throw Stop(name_, LibraryFailure(code));
 }
 
+// A read that meets a damaged row ends like one that finds nothing.
+void Table::CheckForDamage() const {
+  if (!store_.IsDirectory() || store_.Directory()->MetTableDamage() == 0) return;
+  Failure failure;
+  failure.what =
+      "the table is damaged, or cannot be read to its end: rows are missing; restore it from a copy";
+  throw Stop(name_, failure);
+}
+
 // Tables are in files with the ending ".dat", whatever ending they are named with.
 std::string Table::HostPath() const {
   std::string path = store_.StorePath(Slashed(name_));
@@ -209,6 +218,7 @@ void Table::Use(const Schema& schema) {
 void Table::Read(const std::vector<std::string>& prefixes) {
   std::string list = JoinedList(prefixes.empty() ? AllPrefixes() : prefixes);
   if (rows_.ReadKeyPrefiz(list.data()) == 0) Fail(TVL_ERR_RS_READ);
+  CheckForDamage();
 }
 
 TextRow Table::RowAt(int row) {
@@ -263,6 +273,7 @@ void Table::Delete(const std::vector<std::string>& keys, bool are_prefixes, bool
   ForgetFileErrors();
   const int code = are_prefixes ? rows_.DeleteKeyPrefiz(list.data()) : rows_.DeleteKeys(list.data());
   if (code != TVL_OK) Fail(code);
+  CheckForDamage();
 }
 
 }  // namespace tvl::cli

@@ -90,6 +90,7 @@ class Table {
   void CheckMayChange() const;
   void CheckReplaceable(bool replace);
   void CheckExists(const std::string& key);
+  void CheckForDamage() const;
 
   Store& store_;
   std::string name_;

@@ -23,6 +23,7 @@ struct CTVLClientSmbOpr::State {
   std::unique_ptr<CConnection>
       connection;  // borrows folders from `config`, so it goes first; null while none is open
   char serverRoot[tvl::kMaxPath] = {};  // full path of the document root, with a trailing backslash
+  bool met_table_damage = false;
   bool folders_later = false;  // a synchronisation makes its folders with the work, not with the plan
 };
 

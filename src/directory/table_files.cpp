@@ -235,6 +235,7 @@ int CTVLClientSmbOpr::CTFileClose(int handle) try {
 int CTVLClientSmbOpr::CTFileRead(int handle, int prefix, int& rows, char* readList, int keyNumber,
                                  void* block) try {
   rows = 0;
+  state->met_table_damage = false;
   const int index = FindCtOpenedFile(handle);
   if (index < 0) return TVL_ERR_SERVER_FILE;
   tvl::ReadList list(readList);
@@ -245,11 +246,13 @@ int CTVLClientSmbOpr::CTFileRead(int handle, int prefix, int& rows, char* readLi
   file.AttachHandle(handle, entry.datLen, entry.key1Len, entry.key2Len);
   const TableBatch batch(handle, TableBatch::Kind::kRead);
   if (!batch.HasBegun()) return TVL_ERR_SERVER_FILE;
-  for (; !item.empty(); item = list.Next()) {
+  bool whole = true;
+  for (; whole && !item.empty(); item = list.Next()) {
     ItemScan scan(file, item, keyNumber, prefix != 0);
-    if (!ReadItem(scan, *static_cast<CCore*>(block), rows)) return TVL_ERR_SERVER_FILE;
+    whole = ReadItem(scan, *static_cast<CCore*>(block), rows);
   }
-  return TVL_OK;
+  state->met_table_damage = batch.MetDamage();
+  return whole ? TVL_OK : TVL_ERR_SERVER_FILE;
 } catch (const std::bad_alloc&) {
   return TVL_ERR_SERVER_FILE;
 }
@@ -272,6 +275,7 @@ int CTVLClientSmbOpr::CTFileWrite(int handle, int /*several*/, int rows, void* b
 }
 
 int CTVLClientSmbOpr::CTFileDelete(int handle, int prefix, char* deleteList) try {
+  state->met_table_damage = false;
   const int index = FindCtOpenedFile(handle);
   if (index < 0) return TVL_ERR_SERVER_FILE;
   const CtOpenedFile& entry = ctOpenedFiles[index];
@@ -281,13 +285,18 @@ int CTVLClientSmbOpr::CTFileDelete(int handle, int prefix, char* deleteList) try
   TableBatch batch(handle, TableBatch::Kind::kWrite);
   if (!batch.HasBegun()) return TVL_ERR_RS_DELETE;
   tvl::DeleteEntry item = {};
-  while (tvl::TakeDeleteEntry(deleteList, item)) {
-    const bool done = prefix != 0 ? DeletePrefix(file, item.key1) : DeleteExact(file, item);
-    if (!done) return TVL_ERR_RS_DELETE;
+  bool done = true;
+  while (done && tvl::TakeDeleteEntry(deleteList, item)) {
+    done = prefix != 0 ? DeletePrefix(file, item.key1) : DeleteExact(file, item);
   }
-  return batch.End() ? TVL_OK : TVL_ERR_RS_DELETE;
+  state->met_table_damage = batch.MetDamage();
+  return batch.End() && done ? TVL_OK : TVL_ERR_RS_DELETE;
 } catch (const std::bad_alloc&) {
   return TVL_ERR_RS_DELETE;
+}
+
+int CTVLClientSmbOpr::MetTableDamage() const {
+  return state->met_table_damage ? 1 : 0;
 }
 
 // The engine may stay, for another connection; what this one had open in it is closed then. The entries stay,

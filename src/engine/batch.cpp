@@ -8,11 +8,12 @@
 namespace tvl::engine {
 
 bool BeginBatch(OpenTable& table, int handle, bool forWriting) {
-  Turn turn(table.turn);
+  Patience patience;
+  Turn turn(table.turn, patience);
   if (!turn.Has()) return false;
   table.batches.reserve(table.batches.size() + 1);
   if (table.batches.empty()) {
-    if (!table.storage->Begin(forWriting)) return false;
+    if (!table.storage->Begin(forWriting, patience)) return false;
     table.batchWrites = forWriting;
   } else if (forWriting && !table.batchWrites) {
     NoteError("a batch for reading is open", Problem::kReadOnly);
@@ -24,7 +25,8 @@ bool BeginBatch(OpenTable& table, int handle, bool forWriting) {
 }
 
 bool EndBatch(OpenTable& table, int handle) {
-  const Turn turn(table.turn);
+  Patience patience;
+  const Turn turn(table.turn, patience);
   if (!turn.Has()) return false;
   const auto newest = std::find(table.batches.rbegin(), table.batches.rend(), handle);
   if (newest == table.batches.rend()) {
@@ -38,7 +40,8 @@ bool EndBatch(OpenTable& table, int handle) {
 }
 
 bool EndBatches(OpenTable& table, int handle) {
-  const Turn turn(table.turn);
+  Patience patience;
+  const Turn turn(table.turn, patience);
   if (!turn.Has()) return false;
   bool kept = true;
   for (auto left = std::count(table.batches.begin(), table.batches.end(), handle); left > 0; --left) {

@@ -14,15 +14,14 @@ constexpr microseconds kLongestPause{5'000};
 
 }  // namespace
 
+steady_clock::time_point Patience::End() {
+  if (end_ == steady_clock::time_point()) end_ = steady_clock::now() + limit_;
+  return end_;
+}
+
 bool Patience::Pause() {
-  const steady_clock::time_point now = steady_clock::now();
-  if (pause_ == microseconds::zero()) {
-    end_ = now + limit_;
-    pause_ = kFirstPause;
-  } else {
-    pause_ = std::min(pause_ + pause_ / 2, kLongestPause);
-  }
-  if (now >= end_) return false;
+  if (steady_clock::now() >= End()) return false;
+  pause_ = std::clamp(pause_ + pause_ / 2, kFirstPause, kLongestPause);
   std::this_thread::sleep_for(pause_);
   return true;
 }

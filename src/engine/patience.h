@@ -5,15 +5,20 @@
 
 namespace tvl::engine {
 
-// How long a call waits for somebody else's lock.
+// How long a call waits, all its waits together.
 constexpr std::chrono::seconds kPatience{10};
 
-// One call's waits for locks that can only be tried: short pauses first, as most locks last microseconds.
+// The waits of one call, for another thread's turn and for locks of other processes.
+//
+// Locks can only be tried: short pauses first, as most locks last microseconds.
 class Patience {
  public:
   explicit Patience(std::chrono::milliseconds limit = kPatience) : limit_(limit) {}
 
-  // Sleeps a little. False, without a sleep, when the time since the first pause is over.
+  // The time at which waiting ends. It is set when the call first has to wait.
+  [[nodiscard]] std::chrono::steady_clock::time_point End();
+
+  // Sleeps a little. False, without a sleep, when the time is over.
   [[nodiscard]] bool Pause();
 
  private:

@@ -27,10 +27,11 @@ Registry::Registry() {
 int Registry::Open(const char* path, bool readOnly) {
   std::string named = NamedPath(path);
   const std::string dataFile = DataFilePath(named);
-  std::optional<TableFile> file = TableFile::Share(dataFile);
+  Patience patience;
+  std::optional<TableFile> file = TableFile::Share(dataFile, patience);
   if (!file) return -1;
   const std::shared_ptr<OpenTable> table = TableFor(std::move(*file));
-  if (!OpenStorage(*table, dataFile)) return -1;
+  if (!OpenStorage(*table, dataFile, patience)) return -1;
   const std::lock_guard guard(mutex_);
   if (lastHandle_ == std::numeric_limits<int>::max()) return -1;
   const int handle = lastHandle_ + 1;
@@ -48,10 +49,10 @@ std::shared_ptr<OpenTable> Registry::TableFor(TableFile file) {
   return table;
 }
 
-bool Registry::OpenStorage(OpenTable& table, const std::string& path) {
-  const Turn turn(table.turn);
+bool Registry::OpenStorage(OpenTable& table, const std::string& path, Patience& patience) {
+  const Turn turn(table.turn, patience);
   if (!turn.Has()) return false;
-  if (table.storage == nullptr) table.storage = SqliteTable::Open(path, table.file);
+  if (table.storage == nullptr) table.storage = SqliteTable::Open(path, table.file, patience);
   return table.storage != nullptr;
 }
 

@@ -52,7 +52,7 @@ class Registry {
   Registry();
 
   [[nodiscard]] std::shared_ptr<OpenTable> TableFor(TableFile file);
-  [[nodiscard]] static bool OpenStorage(OpenTable& table, const std::string& path);
+  [[nodiscard]] static bool OpenStorage(OpenTable& table, const std::string& path, Patience& patience);
   [[nodiscard]] Opened Take(int handle);
 
   static void BeforeFork();

@@ -4,12 +4,14 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <condition_variable>
 #include <cstdarg>
 #include <mutex>
 #include <new>
 
 #include "engine/lock_descriptors.h"
+#include "engine/region.h"
 
 namespace tvl::engine {
 namespace {
@@ -32,37 +34,29 @@ unsigned int generation = 0;
 
 constexpr int kGenerationShift = 40;
 
-int OfdCommand(int command) {
-  switch (command) {
-    case F_SETLK:
-      return F_OFD_SETLK;
-    case F_GETLK:
-      return F_OFD_GETLK;
-    default:
-      return command;
-  }
-}
+// Who answers lock requests of the calling thread.
+thread_local Region* regionInUse = nullptr;
 
-// A classic lock would vanish with any close() of the same file in this process, and a program hashes and
-// copies table files while it uses them.
-int FcntlWithOfdLocks(int descriptor, int command, ...) {
+thread_local int lastOpened = -1;
+
+// SQLite's locks are taken before it asks for them.
+int FcntlWithoutLocks(int descriptor, int command, ...) {
   va_list arguments;
   va_start(arguments, command);
-  const int kind = OfdCommand(command);
-  int result = 0;
-  if (kind != command) {
-    auto* lock = va_arg(arguments, struct flock*);
-    lock->l_pid = 0;  // the kernel insists
-    result = fcntl(descriptor, kind, lock);
-  } else {
+  int result = -1;
+  if (command != F_SETLK && command != F_GETLK) {
     result = fcntl(descriptor, command, va_arg(arguments, long));
+  } else if (regionInUse != nullptr) {
+    result = regionInUse->OnRequest(descriptor, command, *va_arg(arguments, struct flock*));
+  } else {
+    errno = ENOLCK;
   }
   va_end(arguments);
   return result;
 }
 
 int Open(const char* path, int flags, int mode) {
-  return OpenForLocks(path, flags, static_cast<mode_t>(mode));
+  return lastOpened = OpenForLocks(path, flags, static_cast<mode_t>(mode));
 }
 
 // SQLite keeps a list of files with their locks, by device and inode. In a forked child that list tells of
@@ -87,7 +81,7 @@ bool ReplaceSystemCalls() {
   sqlite3_vfs* files = sqlite3_vfs_find("unix");
   if (files == nullptr) return false;
   const Replacement replacements[] = {
-      {"fcntl", AsSystemCall(FcntlWithOfdLocks)},
+      {"fcntl", AsSystemCall(FcntlWithoutLocks)},
       {"open", AsSystemCall(Open)},
       {"close", AsSystemCall(CloseForLocks)},
       {"fstat", AsSystemCall(StatForChild)},
@@ -108,25 +102,24 @@ bool SetUpSqlite() {
          ReplaceSystemCalls();
 }
 
-SqlitePassage::SqlitePassage() {
-  StepIn();
-}
-
-SqlitePassage::~SqlitePassage() {
-  StepOut();
-}
-
-void SqlitePassage::StepIn() {
+SqlitePassage::SqlitePassage(Region* region) {
   Gate& gate = TheGate();
   std::unique_lock lock(gate.mutex);
   gate.changed.wait(lock, [&] { return !gate.shut; });
   ++gate.inside;
+  regionInUse = region;
+  lastOpened = -1;
 }
 
-void SqlitePassage::StepOut() {
+SqlitePassage::~SqlitePassage() {
+  regionInUse = nullptr;
   Gate& gate = TheGate();
   const std::lock_guard lock(gate.mutex);
   if (--gate.inside == 0 && gate.shut) gate.changed.notify_all();
+}
+
+int LastOpenedBySqlite() {
+  return lastOpened;
 }
 
 void ShutSqlite() {

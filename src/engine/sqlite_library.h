@@ -5,23 +5,25 @@
 
 namespace tvl::engine {
 
+class Region;
+
 // Once, before anything else of SQLite. False if SQLite refuses.
 [[nodiscard]] bool SetUpSqlite();
 
-// Whoever is inside SQLite holds a passage. A fork waits until there is none, so that the child finds no
-// mutex of SQLite taken by a thread that it doesn't have. Passages don't nest; nobody waits for a batch
-// inside one.
+// A thread that is inside SQLite holds a passage. A fork waits until there is none, so that the child finds
+// no mutex of SQLite locked by a thread that it doesn't have. Passages don't nest, and nobody waits for a
+// lock inside one.
 class SqlitePassage {
  public:
-  SqlitePassage();
+  // `region` answers the locks that SQLite asks for meanwhile; without one there is nothing to lock.
+  explicit SqlitePassage(Region* region = nullptr);
   SqlitePassage(const SqlitePassage&) = delete;
   SqlitePassage& operator=(const SqlitePassage&) = delete;
   ~SqlitePassage();
-
-  // For sleeps in the middle of a call.
-  static void StepOut();
-  static void StepIn();
 };
+
+// The descriptor of the file that SQLite opened last in the thread's current passage, or -1.
+[[nodiscard]] int LastOpenedBySqlite();
 
 // Around a fork.
 void ShutSqlite();

@@ -6,6 +6,8 @@
 #include <memory>
 #include <string_view>
 
+#include "engine/row_search.h"
+
 namespace tvl::engine {
 
 // A statement that is prepared when it is first needed and kept.
@@ -49,10 +51,12 @@ class Execution {
   [[nodiscard]] int Step() { return statement_ == nullptr ? SQLITE_ERROR : sqlite3_step(statement_); }
 
   // A column of the row, until the next step.
-  [[nodiscard]] std::string_view Blob(int column) const {
+  [[nodiscard]] StoredValue Value(int column) const {
+    const bool isBytes = sqlite3_column_type(statement_, column) == SQLITE_BLOB;
     const auto* bytes = static_cast<const char*>(sqlite3_column_blob(statement_, column));
     const int count = sqlite3_column_bytes(statement_, column);
-    return bytes == nullptr ? std::string_view() : std::string_view(bytes, static_cast<std::size_t>(count));
+    if (bytes == nullptr) return {{}, isBytes};
+    return {{bytes, static_cast<std::size_t>(count)}, isBytes};
   }
 
   [[nodiscard]] int Number(int column) const { return sqlite3_column_int(statement_, column); }

@@ -3,13 +3,13 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <new>
 #include <string_view>
 
 #include "engine/last_error.h"
+#include "engine/row_search.h"
 #include "engine/sqlite_library.h"
 
 namespace tvl::engine {
@@ -17,17 +17,27 @@ namespace {
 
 using std::string_view;
 
+#define ROWS "SELECT key1, key2, record FROM records WHERE "
+
+// By key number and mode. RowSearch skips what an upward walk meets before the key that it looks for.
 constexpr const char* kReads[] = {
-    "SELECT key1, record FROM records WHERE key1 = ?1",
-    "SELECT key1, record FROM records WHERE key1 > ?1 ORDER BY key1",
-    "SELECT key1, record FROM records WHERE key1 >= ?1 ORDER BY key1",
-    "SELECT key1, record FROM records WHERE key1 < ?1 ORDER BY key1 DESC",
-    "SELECT key1, record FROM records WHERE key1 <= ?1 ORDER BY key1 DESC",
-    "SELECT key2, record FROM records WHERE key2 = ?1 ORDER BY key1",
-    "SELECT key2, record FROM records WHERE key2 > ?1 ORDER BY key2, key1",
-    "SELECT key2, record FROM records WHERE key2 >= ?1 ORDER BY key2, key1",
-    "SELECT key2, record FROM records WHERE key2 < ?1 ORDER BY key2 DESC, key1 DESC",
-    "SELECT key2, record FROM records WHERE key2 <= ?1 ORDER BY key2 DESC, key1 DESC",
+    ROWS "key1 >= ?1 ORDER BY key1",
+    ROWS "key1 >= ?1 ORDER BY key1",
+    ROWS "key1 >= ?1 ORDER BY key1",
+    ROWS "key1 < ?1 ORDER BY key1 DESC",
+    ROWS "key1 <= ?1 ORDER BY key1 DESC",
+    ROWS "key2 >= ?1 ORDER BY key2, key1",
+    ROWS "key2 > ?1 ORDER BY key2, key1",
+    ROWS "key2 >= ?1 ORDER BY key2, key1",
+    ROWS "key2 < ?1 ORDER BY key2 DESC, key1 DESC",
+    ROWS "key2 <= ?1 ORDER BY key2 DESC, key1 DESC",
+};
+#undef ROWS
+
+// What is not bytes comes before all bytes in the order of a key.
+constexpr const char* kFirstKeys[] = {
+    "SELECT typeof(key1) = 'blob' FROM records ORDER BY key1 LIMIT 1",
+    "SELECT typeof(key2) = 'blob' FROM records ORDER BY key2 LIMIT 1",
 };
 constexpr std::size_t kModes = 5;
 
@@ -121,20 +131,15 @@ Problem ProblemOf(int sqliteCode) {
   }
 }
 
+Region::Strength StrengthFor(bool forWriting) {
+  return forWriting ? Region::Strength::kExclusive : Region::Strength::kShared;
+}
+
 struct DatabaseCloser {
   void operator()(sqlite3* database) const { sqlite3_close(database); }
 };
 
 }  // namespace
-
-// What each call on the table is inside of.
-class SqliteTable::Call {
- public:
-  explicit Call(SqliteTable& table) { table.patience_ = Patience(); }
-
- private:
-  SqlitePassage passage_;
-};
 
 std::string SqliteTable::EmptyImage(const Layout& layout) {
   const SqlitePassage passage;
@@ -158,13 +163,16 @@ std::string SqliteTable::EmptyImage(const Layout& layout) {
   return {reinterpret_cast<const char*>(image.get()), static_cast<std::size_t>(size)};
 }
 
-std::unique_ptr<SqliteTable> SqliteTable::Open(const std::string& path, const TableFile& file) {
+std::unique_ptr<SqliteTable> SqliteTable::Open(const std::string& path, const TableFile& file,
+                                               Patience& patience) {
   if (!HasOurFormat(path, file.Descriptor())) {
     NoteError("the file is no table");
     return nullptr;
   }
   std::unique_ptr<SqliteTable> table(new SqliteTable);
   if (!table->Connect(path, file.IsWritable())) return nullptr;
+  if (!table->Transact(false, patience, [&] { return table->Run(kSettings) && table->ReadLayout(); }))
+    return nullptr;
   // SQLite opened the path once more, which by then could have been another file's.
   if (!file.IsStill(path)) {
     NoteError("the table was replaced");
@@ -174,8 +182,9 @@ std::unique_ptr<SqliteTable> SqliteTable::Open(const std::string& path, const Ta
 }
 
 SqliteTable::~SqliteTable() {
-  const SqlitePassage passage;
+  const SqlitePassage passage(&region_);
   for (Statement& statement : reads_) statement.Finalize();
+  for (Statement& statement : firstKeys_) statement.Finalize();
   for (Statement& statement : writes_) statement.Finalize();
   for (Statement& statement : deletes_) statement.Finalize();
   for (Statement& statement : batches_) statement.Finalize();
@@ -183,17 +192,44 @@ SqliteTable::~SqliteTable() {
 }
 
 bool SqliteTable::Connect(const std::string& path, bool writable) {
-  const Call call(*this);
+  const SqlitePassage passage(&region_);
   const int flags = (writable ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY) | SQLITE_OPEN_NOMUTEX |
                     SQLITE_OPEN_PRIVATECACHE;
   if (sqlite3_open_v2(path.c_str(), &database_, flags, "unix") != SQLITE_OK) {
     NoteDatabaseError();
     return false;
   }
+  region_.Attach(LastOpenedBySqlite());
+  if (LastOpenedBySqlite() < 0) {
+    NoteError("the table cannot be locked");
+    return false;
+  }
   for (const auto& defence : kDefences) sqlite3_db_config(database_, defence.option, defence.value, nullptr);
   sqlite3_limit(database_, SQLITE_LIMIT_LENGTH, kLongestValue);
-  sqlite3_busy_handler(database_, OnBusy, this);
-  return Run(kSettings) && ReadLayout();
+  return true;
+}
+
+// Runs `action`, which is true for success, with the locks that it needs. Inside a batch they are there.
+template <typename Action>
+bool SqliteTable::Transact(bool forWriting, Patience& patience, Action action) {
+  const auto run = [&] {
+    const SqlitePassage passage(&region_);
+    return action();
+  };
+  if (inBatch_) return run();
+  do {
+    const RegionHold hold(region_, StrengthFor(forWriting), patience);
+    if (!hold.Has()) return false;
+    if (run()) return true;
+  } while (region_.WasTooWeak() && RollBackKilledWriter(patience));
+  return false;
+}
+
+// SQLite rolls back what a killed writer has left when it next reads with the right to write.
+bool SqliteTable::RollBackKilledWriter(Patience& patience) {
+  const RegionHold hold(region_, Region::Strength::kExclusive, patience);
+  const SqlitePassage passage(&region_);
+  return hold.Has() && RunBatchStep(kTakeSnapshot);
 }
 
 bool SqliteTable::ReadLayout() {
@@ -219,34 +255,54 @@ void SqliteTable::NoteDatabaseError() const {
             ProblemOf(sqlite3_errcode(database_)));
 }
 
-int SqliteTable::OnBusy(void* table, int /*round*/) {
-  SqlitePassage::StepOut();
-  const bool again = static_cast<SqliteTable*>(table)->patience_.Pause();
-  SqlitePassage::StepIn();
-  return again ? 1 : 0;
+// Whether a key of this number isn't bytes. Looks again only when the table has changed.
+bool SqliteTable::HasForeignKeys(std::size_t keyNumber) {
+  unsigned int version = 0;
+  sqlite3_file_control(database_, "main", SQLITE_FCNTL_DATA_VERSION, &version);
+  FirstKey& known = knownFirstKeys_[keyNumber - 1];
+  if (known.isKnown && known.version == version) return known.isForeign;
+  Execution first(firstKeys_[keyNumber - 1], database_, kFirstKeys[keyNumber - 1]);
+  const int outcome = first.Step();
+  known = {outcome == SQLITE_ROW || outcome == SQLITE_DONE, version,
+           outcome != SQLITE_DONE && (outcome != SQLITE_ROW || first.Number(0) == 0)};
+  return known.isForeign;
 }
 
-bool SqliteTable::Read(int keyNumber, ReadMode mode, Key& key, void* record) {
-  const Call call(*this);
-  const std::size_t which = static_cast<std::size_t>(keyNumber - 1) * kModes + static_cast<std::size_t>(mode);
+bool SqliteTable::ReadRow(int keyNumber, ReadMode mode, Key& key, void* record) {
+  const auto number = static_cast<std::size_t>(keyNumber);
+  const std::size_t which = (number - 1) * kModes + static_cast<std::size_t>(mode);
+  RowSearch search(layout_, keyNumber, mode, key);
   Execution read(reads_[which], database_, kReads[which]);
-  read.Bind(1, key.Bytes(), key.Length());
-  const int outcome = read.Step();
-  if (outcome == SQLITE_DONE) NoteError("there is no such record", Problem::kNotFound);
-  if (outcome != SQLITE_ROW && outcome != SQLITE_DONE) NoteDatabaseError();
-  if (outcome != SQLITE_ROW) return false;
-  const string_view found = read.Blob(0);
+  read.Bind(1, key.Bytes(), search.StartLength());
+  int outcome = SQLITE_ROW;
+  Verdict verdict = Verdict::kGoOn;
+  while (verdict == Verdict::kGoOn && (outcome = read.Step()) == SQLITE_ROW) {
+    verdict = search.Judge({read.Value(0), read.Value(1), read.Value(2)});
+  }
+  if (verdict == Verdict::kGoOn && outcome != SQLITE_DONE) {
+    NoteDatabaseError();
+    return false;
+  }
+  const bool isSure = verdict == Verdict::kFound && mode == ReadMode::kEqual;
+  if (verdict == Verdict::kDamaged || (!isSure && HasForeignKeys(number))) {
+    NoteError("a key or a record is damaged", Problem::kDamaged);
+    return false;
+  }
+  if (verdict != Verdict::kFound) {
+    NoteError("there is no such record", Problem::kNotFound);
+    return false;
+  }
+  std::memcpy(record, read.Value(2).bytes.data(), static_cast<std::size_t>(layout_.record));
+  const std::string_view found = read.Value(keyNumber - 1).bytes;
   key.Assign(found.data(), found.size());
-  const string_view bytes = read.Blob(1);
-  const auto room = static_cast<std::size_t>(layout_.record);
-  const std::size_t length = std::min(bytes.size(), room);
-  if (length > 0) std::memcpy(record, bytes.data(), length);
-  std::memset(static_cast<char*>(record) + length, ' ', room - length);
   return true;
 }
 
-bool SqliteTable::Write(const Key& key1, const Key& key2, const void* record) {
-  const Call call(*this);
+bool SqliteTable::Read(int keyNumber, ReadMode mode, Key& key, void* record, Patience& patience) {
+  return Transact(false, patience, [&] { return ReadRow(keyNumber, mode, key, record); });
+}
+
+bool SqliteTable::WriteRow(const Key& key1, const Key& key2, const void* record) {
   if (IsBatchLost()) return false;
   const std::size_t which = key2.IsBlank() ? kWriteKeepingKey2 : kWriteAll;
   Execution write(writes_[which], database_, kWrites[which]);
@@ -258,26 +314,31 @@ bool SqliteTable::Write(const Key& key1, const Key& key2, const void* record) {
   return done;
 }
 
-bool SqliteTable::Delete(const Key& key1, const Key& key2) {
-  const Call call(*this);
-  const bool byKey1 = !key1.IsBlank();
-  const bool byKey2 = !key2.IsBlank();
-  if (!byKey1 && !byKey2) {
-    NoteError("no key is given");
-    return false;
-  }
+bool SqliteTable::Write(const Key& key1, const Key& key2, const void* record, Patience& patience) {
+  return Transact(true, patience, [&] { return WriteRow(key1, key2, record); });
+}
+
+bool SqliteTable::DeleteRow(const Key* key1, const Key* key2) {
   if (IsBatchLost()) return false;
-  const std::size_t which = (byKey1 ? 1U : 0U) + (byKey2 ? 2U : 0U) - 1;
+  const std::size_t which = (key1 != nullptr ? 1U : 0U) + (key2 != nullptr ? 2U : 0U) - 1;
   Execution deletion(deletes_[which], database_, kDeletes[which]);
-  if (byKey1) deletion.Bind(1, key1.Bytes(), key1.Length());
-  if (byKey2) deletion.Bind(2, key2.Bytes(), key2.Length());
+  if (key1 != nullptr) deletion.Bind(1, key1->Bytes(), key1->Length());
+  if (key2 != nullptr) deletion.Bind(2, key2->Bytes(), key2->Length());
   if (deletion.Step() != SQLITE_DONE) {
     NoteDatabaseError();
     return false;
   }
-  const bool went = sqlite3_changes(database_) > 0;
-  if (!went) NoteError("there is no such record", Problem::kNotFound);
-  return went;
+  const bool deleted = sqlite3_changes(database_) > 0;
+  if (!deleted) NoteError("there is no such record", Problem::kNotFound);
+  return deleted;
+}
+
+bool SqliteTable::Delete(const Key* key1, const Key* key2, Patience& patience) {
+  if (key1 != nullptr || key2 != nullptr) {
+    return Transact(true, patience, [&] { return DeleteRow(key1, key2); });
+  }
+  NoteError("no key is given");
+  return false;
 }
 
 // SQLite rolls a transaction back by itself when the disk is full or fails. What comes behind must not be
@@ -300,18 +361,34 @@ void SqliteTable::RollBack() {
   static_cast<void>(Execution(batches_[kRollback], database_, kBatches[kRollback]).Step());
 }
 
-bool SqliteTable::Begin(bool forWriting) {
-  const Call call(*this);
+bool SqliteTable::BeginTransaction(bool forWriting) {
   inBatch_ = RunBatchStep(forWriting ? kBeginWriting : kBegin) && (forWriting || RunBatchStep(kTakeSnapshot));
   if (!inBatch_) RollBack();
   return inBatch_;
 }
 
+bool SqliteTable::Begin(bool forWriting, Patience& patience) {
+  do {
+    RegionHold hold(region_, StrengthFor(forWriting), patience);
+    if (!hold.Has()) return false;
+    const SqlitePassage passage(&region_);
+    if (BeginTransaction(forWriting)) {
+      hold.Keep();
+      return true;
+    }
+  } while (region_.WasTooWeak() && RollBackKilledWriter(patience));
+  return false;
+}
+
 bool SqliteTable::End() {
-  const Call call(*this);
-  const bool kept = !IsBatchLost() && RunBatchStep(kCommit);
+  bool kept = false;
+  {
+    const SqlitePassage passage(&region_);
+    kept = !IsBatchLost() && RunBatchStep(kCommit);
+    if (!kept) RollBack();
+  }
   inBatch_ = false;
-  if (!kept) RollBack();
+  region_.Release();
   return kept;
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "engine/patience.h"
+#include "engine/region.h"
 #include "engine/sqlite_statement.h"
 #include "engine/table.h"
 #include "engine/table_file.h"
@@ -21,8 +22,10 @@ namespace tvl::engine {
 // since the file may lie on a share, where the shared memory of a write-ahead log doesn't reach.
 class SqliteTable : public Table {
  public:
-  // Opens the database in `file`, which outlives it. Null and a noted error if it isn't one of ours.
-  [[nodiscard]] static std::unique_ptr<SqliteTable> Open(const std::string& path, const TableFile& file);
+  // Opens the database in `file`, which outlives it. Null and a noted error if it is not
+  // one of ours, or others keep it locked.
+  [[nodiscard]] static std::unique_ptr<SqliteTable> Open(const std::string& path, const TableFile& file,
+                                                         Patience& patience);
 
   // The bytes of a table without records; empty, and a noted error, if memory runs out.
   [[nodiscard]] static std::string EmptyImage(const Layout& layout);
@@ -32,32 +35,48 @@ class SqliteTable : public Table {
   ~SqliteTable() override;
 
   [[nodiscard]] const Layout& Lengths() const override { return layout_; }
-  [[nodiscard]] bool Read(int keyNumber, ReadMode mode, Key& key, void* record) override;
-  [[nodiscard]] bool Write(const Key& key1, const Key& key2, const void* record) override;
-  [[nodiscard]] bool Delete(const Key& key1, const Key& key2) override;
-  [[nodiscard]] bool Begin(bool forWriting) override;
+  [[nodiscard]] bool Read(int keyNumber, ReadMode mode, Key& key, void* record, Patience& patience) override;
+  [[nodiscard]] bool Write(const Key& key1, const Key& key2, const void* record, Patience& patience) override;
+  [[nodiscard]] bool Delete(const Key* key1, const Key* key2, Patience& patience) override;
+  [[nodiscard]] bool Begin(bool forWriting, Patience& patience) override;
   [[nodiscard]] bool End() override;
 
  private:
-  class Call;
+  // What is known of the first key in the order of one of the keys, at a version of the data.
+  struct FirstKey {
+    bool isKnown = false;
+    unsigned int version = 0;
+    bool isForeign = false;
+  };
 
   SqliteTable() = default;
 
   [[nodiscard]] bool Connect(const std::string& path, bool writable);
   [[nodiscard]] bool ReadLayout();
+
+  template <typename Action>
+  [[nodiscard]] bool Transact(bool forWriting, Patience& patience, Action action);
+  [[nodiscard]] bool RollBackKilledWriter(Patience& patience);
+
+  // These run inside a transaction.
+  [[nodiscard]] bool HasForeignKeys(std::size_t keyNumber);
+  [[nodiscard]] bool ReadRow(int keyNumber, ReadMode mode, Key& key, void* record);
+  [[nodiscard]] bool WriteRow(const Key& key1, const Key& key2, const void* record);
+  [[nodiscard]] bool DeleteRow(const Key* key1, const Key* key2);
+  [[nodiscard]] bool BeginTransaction(bool forWriting);
   [[nodiscard]] bool Run(const char* sql);
   [[nodiscard]] bool RunBatchStep(std::size_t which);
   void RollBack();
   [[nodiscard]] bool IsBatchLost() const;
   void NoteDatabaseError() const;
 
-  static int OnBusy(void* table, int round);
-
   sqlite3* database_ = nullptr;
+  Region region_;
   Layout layout_;
   bool inBatch_ = false;
-  Patience patience_;
+  std::array<FirstKey, 2> knownFirstKeys_;
   std::array<Statement, 10> reads_;
+  std::array<Statement, 2> firstKeys_;
   std::array<Statement, 2> writes_;
   std::array<Statement, 3> deletes_;
   std::array<Statement, 5> batches_;

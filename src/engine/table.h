@@ -6,15 +6,17 @@
 
 #include "engine/key.h"
 #include "engine/layout.h"
+#include "engine/patience.h"
 
 namespace tvl::engine {
 
 // What a read looks for, relative to the key given.
 enum class ReadMode { kEqual, kGreater, kGreaterOrEqual, kLess, kLessOrEqual };
 
-// A table in some storage: what the exported functions stand on. One thread at a time uses it.
+// A table in some storage, on which the exported functions work. One thread at a time uses it.
 //
-// A false result leaves its reason with NoteError. Keys come completed to the lengths of the layout.
+// A false result leaves its reason with NoteError. Keys come completed to the lengths of the layout. A call
+// waits for other processes as long as `patience` lasts.
 class Table {
  public:
   Table() = default;
@@ -25,15 +27,17 @@ class Table {
   [[nodiscard]] virtual const Layout& Lengths() const = 0;
 
   // On success `key` becomes that of the record found and `record` its bytes.
-  [[nodiscard]] virtual bool Read(int keyNumber, ReadMode mode, Key& key, void* record) = 0;
+  [[nodiscard]] virtual bool Read(int keyNumber, ReadMode mode, Key& key, void* record,
+                                  Patience& patience) = 0;
 
   // A blank `key2` leaves that of a record replaced as it is.
-  [[nodiscard]] virtual bool Write(const Key& key1, const Key& key2, const void* record) = 0;
+  [[nodiscard]] virtual bool Write(const Key& key1, const Key& key2, const void* record,
+                                   Patience& patience) = 0;
 
-  // A blank key isn't looked at. True only if a record went.
-  [[nodiscard]] virtual bool Delete(const Key& key1, const Key& key2) = 0;
+  // Null stands for any key; with both null nothing is deleted. True only if a record was.
+  [[nodiscard]] virtual bool Delete(const Key* key1, const Key* key2, Patience& patience) = 0;
 
-  [[nodiscard]] virtual bool Begin(bool forWriting) = 0;
+  [[nodiscard]] virtual bool Begin(bool forWriting, Patience& patience) = 0;
 
   // Ends what Begin began. False if what was written since then is lost.
   [[nodiscard]] virtual bool End() = 0;

@@ -10,6 +10,7 @@
 #include <chrono>
 #include <memory>
 
+#include "engine/file_lock.h"
 #include "engine/last_error.h"
 #include "engine/lock_descriptors.h"
 #include "engine/patience.h"
@@ -17,58 +18,73 @@
 namespace tvl::engine {
 namespace {
 
-constexpr off_t kUseByte = off_t{1} << 40;
-constexpr off_t kTryLength = off_t{1} << 62;
-constexpr off_t kToTheEnd = 0;
+constexpr LockRange kWholeFile = {0, 0};
+// What clients of earlier releases lock to learn whether anybody holds a file.
+constexpr LockRange kEarlierTry = {0, std::int64_t{1} << 62};
 constexpr std::chrono::milliseconds kPatienceWithTries{1'000};
 constexpr int kMostReplacements = 100;
 constexpr mode_t kReadWriteBits = 0666;
 
-struct flock Range(short type, off_t start, off_t length) {
-  struct flock lock = {};
-  lock.l_type = type;
-  lock.l_whence = SEEK_SET;
-  lock.l_start = start;
-  lock.l_len = length;
-  return lock;
-}
+enum class Attempt { kTaken, kBarred, kFailed };
 
-bool IsRefusal(int problem) {
-  return problem == EAGAIN || problem == EACCES;
-}
+// Takes the turn byte, then tries for `range`, and releases the turn byte. The turn may be shared by a
+// descriptor for reading only.
+class TurnTry {
+ public:
+  TurnTry(int descriptor, bool writable) : descriptor_(descriptor), type_(writable ? F_WRLCK : F_RDLCK) {}
 
-// True, or a noted error after the time that a call waits.
-bool LockForUse(int descriptor) {
-  Patience patience;
-  for (;;) {
-    struct flock lock = Range(F_RDLCK, kUseByte, 1);
-    if (fcntl(descriptor, F_OFD_SETLK, &lock) == 0) return true;
-    if (!IsRefusal(errno) || !patience.Pause()) break;
+  [[nodiscard]] Attempt Take(short type, const LockRange& range) {
+    while (!TryLock(descriptor_, type_, kTurnByte)) {
+      if (!IsRefusal(errno) || !turnPatience_.Pause()) return Attempt::kFailed;
+    }
+    turnPatience_ = Patience(kPatienceWithTries);
+    const bool taken = TryLock(descriptor_, type, range);
+    const int problem = errno;
+    Unlock(descriptor_, kTurnByte);
+    errno = problem;
+    if (taken) return Attempt::kTaken;
+    return IsRefusal(problem) ? Attempt::kBarred : Attempt::kFailed;
   }
-  NoteSystemError("the table is locked", Problem::kBusy);
-  return false;
+
+ private:
+  int descriptor_;
+  short type_;
+  Patience turnPatience_{kPatienceWithTries};
+};
+
+// True, or a noted error after the time that the call waits.
+bool LockForUse(int descriptor, bool writable, Patience& patience) {
+  TurnTry turn(descriptor, writable);
+  Attempt attempt = turn.Take(F_RDLCK, kUseByte);
+  while (attempt == Attempt::kBarred && patience.Pause()) attempt = turn.Take(F_RDLCK, kUseByte);
+  if (attempt != Attempt::kTaken) NoteSystemError("the table is locked", Problem::kBusy);
+  return attempt == Attempt::kTaken;
 }
 
-// True if what bars the whole file is over in a moment: somebody else's try, or a file that is only being
-// made.
-bool IsBarredForAMoment(int descriptor) {
-  struct flock found = Range(F_WRLCK, 0, kToTheEnd);
+// True if what is in the way will be over in a moment: the try of an earlier release, or somebody who is only
+// making the file.
+bool IsBarredForAMoment(int descriptor, const LockRange& range) {
+  struct flock found = Describe(F_WRLCK, range);
   struct stat status = {};
   if (fcntl(descriptor, F_OFD_GETLK, &found) != 0 || fstat(descriptor, &status) != 0) return false;
-  const bool isTry = found.l_start == 0 && found.l_len == kTryLength;
+  const bool isTry = found.l_start == kEarlierTry.start && found.l_len == kEarlierTry.length;
   return found.l_type == F_UNLCK || isTry || status.st_size == 0;
 }
 
+// Against all who use the file, and against a plain SQLite that is at work in it.
 bool LockWhole(int descriptor) {
   Patience patience(kPatienceWithTries);
-  for (;;) {
-    struct flock lock = Range(F_WRLCK, 0, kToTheEnd);
-    if (fcntl(descriptor, F_OFD_SETLK, &lock) == 0) return true;
-    if (!IsRefusal(errno)) break;
-    if (!IsBarredForAMoment(descriptor) || !patience.Pause()) break;
+  TurnTry turn(descriptor, true);
+  for (const LockRange& range : {kTryRange, kSqliteRegion}) {
+    Attempt attempt = turn.Take(F_WRLCK, range);
+    while (attempt == Attempt::kBarred && IsBarredForAMoment(descriptor, range) && patience.Pause()) {
+      attempt = turn.Take(F_WRLCK, range);
+    }
+    if (attempt == Attempt::kTaken) continue;
+    NoteSystemError("the table is in use", Problem::kBusy);
+    return false;
   }
-  NoteSystemError("the table is in use", Problem::kBusy);
-  return false;
+  return true;
 }
 
 std::string FolderOf(const std::string& path) {
@@ -113,7 +129,7 @@ std::string DataFilePath(const std::string& path) {
   return folder.empty() ? path : folder + '/' + path.substr(slash == std::string::npos ? 0 : slash + 1);
 }
 
-std::optional<TableFile> TableFile::Share(const std::string& path) {
+std::optional<TableFile> TableFile::Share(const std::string& path, Patience& patience) {
   for (int round = 0; round < kMostReplacements; ++round) {
     // Non-blocking, or something else than a file might keep us.
     bool writable = true;
@@ -127,7 +143,7 @@ std::optional<TableFile> TableFile::Share(const std::string& path) {
       return std::nullopt;
     }
     TableFile file(descriptor, writable);
-    if (!file.Identify() || !LockForUse(descriptor)) return std::nullopt;
+    if (!file.Identify() || !LockForUse(descriptor, writable, patience)) return std::nullopt;
     if (file.IsStill(path)) return file;
   }
   NoteError("the table is being replaced all the time");
@@ -151,8 +167,7 @@ std::optional<TableFile> TableFile::Seize(const std::string& path) {
 // Unlocks besides, since a child forked a moment ago may still have the open file too.
 TableFile::~TableFile() {
   if (descriptor_ < 0) return;
-  struct flock lock = Range(F_UNLCK, 0, kToTheEnd);
-  fcntl(descriptor_, F_OFD_SETLK, &lock);
+  Unlock(descriptor_, kWholeFile);
   CloseForLocks(descriptor_);
 }
 

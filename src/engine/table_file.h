@@ -8,6 +8,8 @@
 #include <string>
 #include <utility>
 
+#include "engine/patience.h"
+
 namespace tvl::engine {
 
 // Which file it is, by whatever name.
@@ -25,16 +27,15 @@ struct FileId {
 
 // A table's data file, held by a lock as long as this object lives.
 //
-// Whoever deletes or replaces a file of the store first tries to lock all of it, bytes 0 to 2^62. A table in
-// use is guarded by one byte far behind any data, at 2^40: shared by all its users, and out of the way of
-// SQLite's own locks.
+// Anyone who deletes or replaces a file of the store first tries for a range far beyond any data
+// (platform/lock_ranges.h). A table in use is guarded by one byte in that range, which all its users share.
 class TableFile {
  public:
-  // Holds the file for use, for reading only if it can't be written. Waits for somebody who is making it.
+  // Holds the file for use, for reading only if it can't be written. Waits while another process makes it.
   // Nothing, and a noted error, if that fails.
-  [[nodiscard]] static std::optional<TableFile> Share(const std::string& path);
+  [[nodiscard]] static std::optional<TableFile> Share(const std::string& path, Patience& patience);
 
-  // Holds all of the file, which is made if it isn't there, against everybody. Doesn't wait for users.
+  // Holds the file, which is made if it isn't there, against all others. Doesn't wait for users.
   // Nothing, and a noted error, if there are any.
   [[nodiscard]] static std::optional<TableFile> Seize(const std::string& path);
 

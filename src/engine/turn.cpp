@@ -1,15 +1,14 @@
 #include "engine/turn.h"
 
 #include "engine/last_error.h"
-#include "engine/patience.h"
 
 namespace tvl::engine {
 
-bool TurnLock::Take() {
+bool TurnLock::Take(Patience& patience) {
   const std::thread::id self = std::this_thread::get_id();
   std::unique_lock lock(mutex_);
   const auto isFree = [&] { return depth_ == 0 || owner_ == self; };
-  if (!free_.wait_for(lock, kPatience, isFree)) {
+  if (!isFree() && !free_.wait_until(lock, patience.End(), isFree)) {
     NoteError("another thread uses the table", Problem::kBusy);
     return false;
   }

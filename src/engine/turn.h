@@ -5,13 +5,15 @@
 #include <mutex>
 #include <thread>
 
+#include "engine/patience.h"
+
 namespace tvl::engine {
 
-// Who may work on a table: one thread at a time, as often as it likes.
+// Lets one thread at a time work on a table. The thread that has the turn may take it again.
 class TurnLock {
  public:
-  // Waits as long as a call may wait. False, and a noted error, if another thread keeps it.
-  [[nodiscard]] bool Take();
+  // Waits as long as the call may still wait. False, and a noted error, if another thread keeps it.
+  [[nodiscard]] bool Take(Patience& patience);
   void Give();
 
  private:
@@ -21,10 +23,10 @@ class TurnLock {
   int depth_ = 0;
 };
 
-// The turn for the time of one call.
+// The turn for the duration of one call.
 class Turn {
  public:
-  explicit Turn(TurnLock& lock) : lock_(lock), has_(lock.Take()) {}
+  Turn(TurnLock& lock, Patience& patience) : lock_(lock), has_(lock.Take(patience)) {}
   Turn(const Turn&) = delete;
   Turn& operator=(const Turn&) = delete;
   ~Turn() {

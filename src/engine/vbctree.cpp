@@ -21,6 +21,7 @@ using tvl::engine::Layout;
 using tvl::engine::NoteError;
 using tvl::engine::Opened;
 using tvl::engine::OpenTable;
+using tvl::engine::Patience;
 using tvl::engine::Problem;
 using tvl::engine::ReadMode;
 using tvl::engine::Registry;
@@ -39,7 +40,7 @@ int Guarded(int failure, Action action) noexcept {
   }
 }
 
-// Runs `action` on the storage of an open table, in its turn. 1 if it gives true.
+// Runs `action` on the storage of an open table, in the calling thread's turn. 1 if it returns true.
 template <typename Action>
 int OnTable(int handle, bool changes, Action action) noexcept {
   return Guarded(0, [&] {
@@ -49,8 +50,9 @@ int OnTable(int handle, bool changes, Action action) noexcept {
       NoteError("the table is open for reading", Problem::kReadOnly);
       return 0;
     }
-    const Turn turn(opened.table->turn);
-    return turn.Has() && action(*opened.table->storage) ? 1 : 0;
+    Patience patience;
+    const Turn turn(opened.table->turn, patience);
+    return turn.Has() && action(*opened.table->storage, patience) ? 1 : 0;
   });
 }
 
@@ -59,17 +61,21 @@ int Read(int handle, int keyNumber, ReadMode mode, char* key, void* record) noex
     NoteError("there is no such key");
     return 0;
   }
-  return OnTable(handle, false, [=](Table& table) {
+  return OnTable(handle, false, [=](Table& table, Patience& patience) {
     Key wanted(key, keyNumber == 1 ? table.Lengths().key1 : table.Lengths().key2);
-    if (!table.Read(keyNumber, mode, wanted, record)) return false;
+    if (!table.Read(keyNumber, mode, wanted, record, patience)) return false;
     wanted.CopyTo(key);
     return true;
   });
 }
 
-bool Write(Table& table, const char* key1, const char* key2, const void* record) {
+bool Write(Table& table, const char* key1, const char* key2, const void* record, Patience& patience) {
   const Layout& lengths = table.Lengths();
-  return table.Write(Key(key1, lengths.key1), Key(key2, lengths.key2), record);
+  return table.Write(Key(key1, lengths.key1), Key(key2, lengths.key2), record, patience);
+}
+
+bool IsGiven(const char* key) {
+  return key != nullptr && *key != 0;
 }
 
 // Runs `action` on a field of the current record, which `find` looks up. 1 if it gives true.
@@ -164,7 +170,7 @@ int SetFieldValueByName(const char* name, const char* value) {
 }
 
 int WriteKeys(int handle, const char* key1, const char* key2) {
-  return OnTable(handle, true, [=](Table& table) {
+  return OnTable(handle, true, [=](Table& table, Patience& patience) {
     const CurrentRecord& current = CurrentRecord::OfThread();
     if (current.Memory() == nullptr || current.Length() < 0) {
       NoteError("there is no current record");
@@ -176,19 +182,24 @@ int WriteKeys(int handle, const char* key1, const char* key2) {
     const std::size_t given = std::min(static_cast<std::size_t>(current.Length()), whole);
     std::memcpy(record, current.Memory(), given);
     std::memset(record + given, ' ', whole - given);
-    return Write(table, key1, key2, record);
+    return Write(table, key1, key2, record, patience);
   });
 }
 
 int WriteRawKeys(int handle, const char* key1, const char* key2, const void* record) {
   if (record == nullptr) return 0;
-  return OnTable(handle, true, [=](Table& table) { return Write(table, key1, key2, record); });
+  return OnTable(handle, true, [=](Table& table, Patience& patience) {
+    return Write(table, key1, key2, record, patience);
+  });
 }
 
 int DeleteKeys(int handle, const char* key1, const char* key2) {
-  return OnTable(handle, true, [=](Table& table) {
+  return OnTable(handle, true, [=](Table& table, Patience& patience) {
     const Layout& lengths = table.Lengths();
-    return table.Delete(Key(key1, lengths.key1), Key(key2, lengths.key2));
+    const Key first(key1, lengths.key1);
+    const Key second(key2, lengths.key2);
+    return table.Delete(IsGiven(key1) ? &first : nullptr,
+                        lengths.key2 > 0 && IsGiven(key2) ? &second : nullptr, patience);
   });
 }
 

@@ -11,8 +11,8 @@
 //
 // Handles are positive, belong to the process that opened them, and their numbers are never given out twice:
 // a stale one, or a parent's one in a forked child, is refused. What is refused or fails gives 0 where
-// nothing else is said, and GetLastErrorText tells why. A function waits 10 s at most for a table that
-// somebody else has locked.
+// nothing else is said, and GetLastErrorText says why. A function waits 10 s at most, all its waits
+// together, for a table that other threads or processes have locked.
 //
 // Any thread may call any function. Only the current record, the last error and an open batch belong to one
 // thread.
@@ -58,13 +58,15 @@ int SetFieldValueByName(const char* name, const char* value);
 int WriteKeys(int handle, const char* key1, const char* key2);
 int WriteRawKeys(int handle, const char* key1, const char* key2, const void* record);
 
-// Deletes what has both keys. A key that is null or blank isn't looked at; with both so nothing is deleted. 1
-// only if a record went.
+// Deletes what has both keys. A key that is null or empty stands for any; with both so nothing is deleted. A
+// key of blanks is a key like any other. 1 only if a record was deleted.
 int DeleteKeys(int handle, const char* key1, const char* key2);
 
-// Looks a record up by key number 1 or 2. When one is found, 1, with its key in `key` (room for the key's
-// length and a NUL) and its bytes in `record`; both are untouched otherwise. Of several with the same key 2,
-// the upward reads give that of the lowest key 1, the downward reads that of the highest.
+// Looks a record up by key number 1 or 2. When one is found, 1, with its key in `key` (a buffer of the key's
+// length and a NUL) and its bytes in `record`; both are untouched otherwise. A damaged row on the way, one
+// with a key or a record of the wrong length or kind, is never taken for "no such record": the result is 0,
+// and GetLastProblem says so. Of several with the same key 2, the upward reads give that of the lowest key 1,
+// the downward reads that of the highest.
 int ReadKeyEq(int handle, int keyNumber, char* key, void* record);
 int ReadKeyGt(int handle, int keyNumber, char* key, void* record);
 int ReadKeyGtEq(int handle, int keyNumber, char* key, void* record);
@@ -77,9 +79,12 @@ int ReadKeyLtEq(int handle, int keyNumber, char* key, void* record);
 int CreateArchive(const char* path, int recordLength, int key1Length, int key2Length);
 
 // From here to EndBatch, by the same thread, the calls on a table form one snapshot (`forWriting` 0) or one
-// transaction. Other processes can't write meanwhile, and other threads wait. Batches nest: the outermost
-// counts. A row that is refused leaves the rows before it in the batch. EndBatch gives 0 if the rows couldn't
-// be kept; none of them is then.
+// transaction. Meanwhile other processes cannot write, nor read during a transaction, and other threads wait.
+//
+// Batches of one thread on one table nest, also those of different handles: an inner one is part of the
+// outermost, whose EndBatch keeps the rows or, with 0 as its result, none of them. A row that is refused
+// leaves the rows before it in the batch, and the batch goes on. Only where the disk fails is all of it
+// rolled back; all later writes of the batch then fail.
 int BeginBatch(int handle, int forWriting);
 int EndBatch(int handle);
 

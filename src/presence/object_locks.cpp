@@ -131,7 +131,9 @@ int CConnection::CheckLockInBatch() {
 }
 
 // Where the table can't be had for writing, as on a store mounted read-only, it still tells who holds what.
+// A table that was busy for the whole time that a call waits is not waited for once more.
 int CConnection::CheckLockReading() {
+  if (tvl::engine::LastProblem() == tvl::TableProblem::kBusy) return lockState;
   const TableBatch batch(TableHandle(), TableBatch::Kind::kRead);
   return batch.HasBegun() ? CheckLockInBatch() : lockState;
 }

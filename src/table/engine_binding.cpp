@@ -132,7 +132,7 @@ HMODULE LoadFromKnownPlaces() {
   return nullptr;
 }
 
-// Damaged keys and records that the calling thread has met; it only counts up.
+// Reads of the calling thread that failed for another reason than "no such record"; it only counts up.
 constinit thread_local unsigned int damage_met = 0;
 
 constexpr Function kReads[] = {kReadKeyEq, kReadKeyGt, kReadKeyGtEq, kReadKeyLt, kReadKeyLtEq};
@@ -187,7 +187,9 @@ int GetLength(int handle, int selector) {
 int Read(ReadMode mode, int handle, int keyNumber, char* key, void* record) {
   const int found = Call<int(int, int, char*, void*)>(kReads[static_cast<std::size_t>(mode)], 0, handle,
                                                       keyNumber, key, record);
-  if (found != 1 && LastProblem() == TableProblem::kDamaged) ++damage_met;
+  if (found == 1) return found;
+  const TableProblem problem = LastProblem();
+  if (problem != TableProblem::kNone && problem != TableProblem::kNotFound) ++damage_met;
   return found;
 }
 

@@ -91,8 +91,8 @@ class TableBatch {
   // again. An engine that cannot answer counts as yes.
   [[nodiscard]] bool StillNamed() const;
 
-  // Whether any read of this thread since the batch began met a damaged key or record. Such a read returns
-  // what it returns for "no record", although there may be one. Remains valid after End.
+  // Whether any read of this thread since the batch began met a damaged key or record, or failed. Such a read
+  // returns what it returns for "no record", although there may be one. Remains valid after End.
   [[nodiscard]] bool MetDamage() const;
 
   // Ends the batch. False if what was written could not be kept.

@@ -142,4 +142,19 @@ TEST_F(TableTest, ExistingTablesAreReplacedOnlyOnRequest) {
   EXPECT_EQ(Export(), "key1,number,total\n");
 }
 
+TEST_F(TableTest, ADamagedRowIsAFailure) {
+  Expect(0, {"table", "write", "orders.dat", "--schema", kSchema, "--key1", "A1", "total=1"});
+  std::string bytes = folder.Read("store/orders.dat");
+  const std::size_t row = bytes.find(
+      "\x04\x1c\x0c\x26"
+      "A1 ");
+  ASSERT_NE(row, std::string::npos);
+  bytes[row + 1] = '\x1d';  // a text in place of bytes
+  folder.Write("store/orders.dat", bytes);
+  ExpectAll({{1, {"table", "read", "orders.dat"}},
+             {1, {"table", "info", "orders.dat"}},
+             {1, {"table", "export", "orders.dat", "A"}},
+             {1, {"table", "delete", "--prefix", "orders.dat", "A"}}});
+}
+
 }  // namespace

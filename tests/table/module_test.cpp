@@ -95,7 +95,7 @@ constexpr char kNoneOpens[] = "20 20 30 -1 30 0 0\n";
 TEST_F(ModuleTest, AMissingOrBrokenModuleIsAnEngineThatRefuses) {
   EXPECT_EQ(Use(""), kNothing);
   EXPECT_EQ(Use("no module"), kNothing);
-  EXPECT_EQ(Use(module_.substr(0, module_.size() / 2)), kNothing);
+  EXPECT_EQ(Use(module_.substr(0, 10000)), kNothing);
   EXPECT_EQ(Use(module_), kWell);
 }
 

@@ -202,6 +202,38 @@ TEST_F(TableFilesTest, DeletesByKeysAndByPrefix) {
   }
 }
 
+TEST_F(TableFilesTest, BlankKeysAreKeys) {
+  WriteKeys({"", "  a", "b"});
+  EXPECT_EQ(Read(1, " "), (Keys{"", "  a"}));
+  EXPECT_EQ(Delete(0, "    ,;"), TVL_OK);
+  EXPECT_EQ(Read(1, " ,b"), (Keys{"  a", "b"}));
+  WriteKeys({""});
+  EXPECT_EQ(Delete(1, " ,;"), TVL_OK);
+  EXPECT_EQ(Read(1, " ,b"), Keys{"b"});
+}
+
+// Each reader comes to an end and reports it, for the whole rows too where it cannot know what is missing.
+TEST_F(TableFilesTest, ADamagedRowIsReported) {
+  WriteKeys({"a1", "a2", "b1"});
+  ASSERT_EQ(connection_.CTFileClose(handle_), TVL_OK);
+  std::string bytes = folder_.Read("store/t.dat");
+  const std::size_t row = bytes.find(
+      "\x04\x14\x10\x16"
+      "a1  ");
+  ASSERT_NE(row, std::string::npos);
+  bytes[row + 1] = '\x15';  // key 1 becomes a text
+  folder_.Write("store/t.dat", bytes);
+  ASSERT_EQ(Open("t.dat", handle_).size(), 3U);
+  EXPECT_EQ(Read(0, "a2"), Keys{"a2"});
+  EXPECT_EQ(connection_.MetTableDamage(), 0);
+  for (const int prefix : {0, 1}) {
+    EXPECT_EQ(Read(prefix, "a1"), Keys{});
+    EXPECT_EQ(connection_.MetTableDamage(), 1) << prefix;
+  }
+  EXPECT_EQ(Delete(1, "a,;"), TVL_OK);
+  EXPECT_EQ(connection_.MetTableDamage(), 1);
+}
+
 TEST_F(TableFilesTest, WhatCannotBeOpenedOrMade) {
   int handle = 77;
   const std::string longName(300, 'n');

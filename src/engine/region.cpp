@@ -1,0 +1,84 @@
+#include "engine/region.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "engine/file_lock.h"
+#include "engine/last_error.h"
+
+namespace tvl::engine {
+namespace {
+
+// A byte for a writer that waits for readers and one that marks a writer come first; the others are those
+// that readers share and a writer takes exclusively.
+constexpr LockRange kSharedBytes = {kSqliteRegion.start + 2, kSqliteRegion.length - 2};
+static_assert(kGateByte.start == kSqliteRegion.start + kSqliteRegion.length);
+
+const LockRange& RangeOf(Region::Strength strength) {
+  return strength == Region::Strength::kExclusive ? kSqliteRegion : kSharedBytes;
+}
+
+short TypeOf(Region::Strength strength) {
+  return strength == Region::Strength::kExclusive ? F_WRLCK : F_RDLCK;
+}
+
+// Tries until the lock is there. False, and a noted error, if the time is over or the lock cannot be had.
+bool LockPatiently(int descriptor, short type, const LockRange& range, Patience& patience) {
+  while (!TryLock(descriptor, type, range)) {
+    if (!IsRefusal(errno)) {
+      NoteSystemError("the table cannot be locked");
+      return false;
+    }
+    if (!patience.Pause()) {
+      NoteError("another process uses the table", Problem::kBusy);
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+// The gate is exclusive for readers too, so that a writer has the same chance as each of them. A descriptor
+// for reading only can share it at most.
+bool Region::PassGate(Strength wanted, Patience& patience) {
+  const bool canWrite = (fcntl(descriptor_, F_GETFL) & O_ACCMODE) == O_RDWR;
+  if (!LockPatiently(descriptor_, canWrite ? F_WRLCK : F_RDLCK, kGateByte, patience)) return false;
+  const bool taken = LockPatiently(descriptor_, TypeOf(wanted), RangeOf(wanted), patience);
+  Unlock(descriptor_, kGateByte);
+  return taken;
+}
+
+bool Region::Take(Strength wanted, Patience& patience) {
+  wasTooWeak_ = false;
+  if (!PassGate(wanted, patience)) return false;
+  held_ = wanted;
+  return true;
+}
+
+void Region::Release() {
+  Unlock(descriptor_, kSqliteRegion);
+  held_ = Strength::kNone;
+}
+
+bool Region::Allows(short type) {
+  if (type == F_UNLCK || held_ == Strength::kExclusive) return true;
+  if (type == F_RDLCK) return held_ == Strength::kShared;
+  wasTooWeak_ = wasTooWeak_ || held_ == Strength::kShared;
+  return false;
+}
+
+int Region::OnRequest(int descriptor, int command, struct flock& lock) {
+  if (descriptor == descriptor_ && command == F_SETLK && Allows(lock.l_type)) return 0;
+  if (descriptor == descriptor_ && command == F_GETLK) {
+    // Another program's writer may be at work next to a reader of ours.
+    if (held_ != Strength::kExclusive) return fcntl(descriptor, F_OFD_GETLK, &lock);
+    lock.l_type = F_UNLCK;
+    return 0;
+  }
+  errno = EAGAIN;
+  return -1;
+}
+
+}  // namespace tvl::engine

@@ -38,6 +38,10 @@ int Lock(int file, int command, struct flock* lock) {
   return ::fcntl(file, command, lock);
 }
 
+int SetFlags(int file, int flags) {
+  return ::fcntl(file, F_SETFL, flags);
+}
+
 constinit SystemCalls system_calls = {
     .open = Open,
     .close = ::close,
@@ -63,8 +67,10 @@ constinit SystemCalls system_calls = {
     .rmdir = ::rmdir,
     .rename = ::rename,
     .rename_noreplace = RenameNoReplace,
+    .link = ::link,
     .fsync = ::fsync,
     .lock = Lock,
+    .set_flags = SetFlags,
 };
 
 }  // namespace

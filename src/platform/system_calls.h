@@ -36,8 +36,10 @@ struct SystemCalls {
   int (*rmdir)(const char* path);
   int (*rename)(const char* from, const char* to);
   int (*rename_noreplace)(const char* from, const char* to);  // renameat2 with RENAME_NOREPLACE
+  int (*link)(const char* from, const char* to);
   int (*fsync)(int file);
   int (*lock)(int file, int command, struct flock* lock);
+  int (*set_flags)(int file, int flags);  // fcntl with F_SETFL
 };
 
 // The table in use. Tests swap entries while one thread runs; the library only reads it.

@@ -2,6 +2,7 @@
 #define TVL_PRESENCE_CONNECTION_H
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include <tvlclient/cstring.h>
@@ -9,6 +10,7 @@
 #include "base/fixed_text.h"
 #include "platform/files.h"
 #include "platform/host_path.h"
+#include "presence/instance_number.h"
 #include "presence/lock_key.h"
 #include "table/ctree_file.h"
 #include "table/engine_binding.h"
@@ -32,18 +34,24 @@ struct LockRow {
 // An instance on a store: who it is, its presence, its locks.
 //
 // Presence is a marker file whose name says who the instance is, held from its first to its last moment in a
-// way that bars anybody from deleting it. Whether an instance lives is asked by trying to delete its marker,
-// which tidies up after a dead one on the way. A lock is one row of a shared table; it counts while its
-// owner's marker is held, so a dead owner blocks nobody.
+// way that keeps everybody from deleting it. To find out whether an instance lives, others try to delete its
+// marker, which also removes a dead one's. A lock is a row of a shared table; it counts while its owner's
+// marker is held, so a dead owner blocks nobody.
 //
-// Failures of the file system are not reported: an instance whose marker can't be made works, but counts as
-// dead for everybody else; without a lock table nothing can be locked. One object serves one thread at a
-// time, and the process that made it: in a forked child it does nothing but free memory.
+// Marker and table may be lost while the instance lives: removed, replaced, or on a share that took this
+// computer for dead. Each lock operation checks both first, creates a lost marker again and opens the table
+// that is there. Then it answers as the table stands, and HoldsLock reports what was lost.
+//
+// Failures of the file system are not reported: an instance whose marker cannot be created works, but counts
+// as dead for everybody else; without a lock table nothing can be locked. An operation waits once for a busy
+// table, 10 s at most. One object serves one thread at a time, in the process that created it: in a forked
+// child it does nothing but free memory.
 class CConnection {
  public:
-  // Fills the identity; makes no file. `locks` and `procs` end in a backslash and are borrowed. Of
-  // `clientClass` four characters count; a shorter one is filled with "x". Null `computerName`, `address`
-  // (dotted) and `userName` mean this computer's name in lower case, "127.0.0.1" and the user's name.
+  // Fills the identity; creates no file. `locks` and `procs` end in a backslash and are borrowed. Of
+  // `clientClass` four characters count, with separators replaced by "_"; a shorter one is filled with "x".
+  // Null `computerName`, `address` (dotted) and `userName` mean this computer's name in lower case,
+  // "127.0.0.1" and the user's name.
   CConnection(const char* locks, const char* procs, const char* clientClass,
               const char* computerName = nullptr, const char* address = nullptr,
               const char* userName = nullptr);
@@ -51,12 +59,14 @@ class CConnection {
   CConnection(const CConnection&) = delete;
   CConnection& operator=(const CConnection&) = delete;
 
-  // Finds this instance's number and makes its marker at the first call; the number. Numbers grow downward to
-  // 1 as long as the bottom is free, then upward.
+  // Finds this instance's number and creates its marker at the first call. The number; 0 if all of 1 to 9999
+  // are taken, and then the instance can lock nothing. Numbers grow downward to 1 as long as the bottom is
+  // free, then upward. Deletes the rows that an earlier instance of this process left under the same
+  // identity.
   int AllocateInstance();
 
-  // Marker names of the other live instances of a class ("*": of all), each with a "|" behind it. Always 0.
-  // Dead ones are removed on the way.
+  // Marker names of the other live instances of a class ("*": of all), each followed by "|". Always 0.
+  // Removes the markers of dead ones.
   int GetProcessesList(const char* wantedClass, int& count, CString& list);
 
   // Ends the presence: own locks first, then the hold, then the marker.
@@ -120,31 +130,46 @@ class CConnection {
   int lockState;
   char markerPath[tvl::kMaxPath];  // empty when there is none
   char className[8];
-  int lockCount;  // rows written and not taken out
+  int lockCount;  // rows written or adopted, and not deleted
   HANDLE markerHandle;
   int instance;  // 0 until allocated
 
  private:
-  int FindFreeNumber();
-  void MakeMarker();
+  enum class Access { kNone, kReading, kWriting };
+
+  void TakeNumber();
+  tvl::PathText Identity() const;
+  tvl::LiveNumbers FindLiveNumbers() const;
+  void RemoveUnfinishedMarkers() const;
+  int CreateMarker();
+  void CloseMarker();
+  void KeepPresence();
+  [[nodiscard]] bool BeginBatch(std::optional<tvl::TableBatch>& batch, tvl::TableBatch::Kind kind);
+  [[nodiscard]] bool BeginWriting(std::optional<tvl::TableBatch>& batch);
+  Access BeginOperation(std::optional<tvl::TableBatch>& batch);
   void ClearOwner();
   bool NameObject(const char* name);
   const char* BuildOwnKey(const char* name);
   bool ReadRowOfObject();
   void ReadOwner();
   int CompareOwner() const;
+  bool IsOwnedByOtherProcess() const;
   tvl::PathText OwnerMarker() const;
   bool IsOwnerAlive() const;
   void DescribeRow(tvl::LockRow& row) const;
   bool WriteOwnRow();
+  bool AdoptRow();
   void DescribeSelf();
   int CheckLockInBatch();
-  int CheckLockReading();
-  bool IsOwnKey();
   bool IsOwnRow(const char* key, const char* name) const;
-  int TableHandle() const;
+  void DeleteTopRows();
+  void DeleteFormerRows();
 
   tvl::TableEngineUse engine_use_;
+  tvl::OwnNumber number_;
+  bool has_allocated_ = false;
+  // Rows that an earlier instance of this process left under this identity may still be in the table.
+  bool former_rows_due_ = false;
 };
 
 #endif

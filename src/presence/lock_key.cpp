@@ -7,6 +7,7 @@
 
 #include "base/fixed_text.h"
 #include "base/text.h"
+#include "presence/instance_number.h"
 
 namespace {
 
@@ -20,7 +21,8 @@ constexpr KeyField kComputer = {34, 32};
 constexpr KeyField kAddress = {66, 8};
 constexpr KeyField kClass = {74, 4};
 constexpr KeyField kInstance = {78, 4};
-constexpr int kMostInstances = 9999;
+constexpr KeyField kProcess = {82, 8};
+constexpr KeyField kUser = {90, 64};
 
 void PutText(const char* text, const KeyField& field, char* buffer) {
   if (text == nullptr) return;
@@ -54,7 +56,7 @@ char* BuildLockKey(char* buffer, const char* object, const char* computer, const
   if (clientClass != nullptr && std::strlen(clientClass) >= kClass.width)
     PutText(clientClass, kClass, buffer);
   char digits[16];
-  std::snprintf(digits, sizeof digits, "%04d", std::clamp(instance, 0, kMostInstances));
+  std::snprintf(digits, sizeof digits, "%04d", std::clamp(instance, 0, tvl::kMostInstances));
   PutText(digits, kInstance, buffer);
   return buffer;
 }
@@ -69,4 +71,17 @@ void ParseLockKey(const char* key, char* object, char* computer, char* address, 
   *instance = 0;
   const char* digits = key + kInstance.offset;
   std::from_chars(digits, digits + kInstance.width, *instance);
+}
+
+void CopyKeyClass(const char* key, char (&clientClass)[8]) {
+  std::memcpy(clientClass, key + kClass.offset, kClass.width);
+  clientClass[kClass.width] = 0;
+}
+
+void ChangeOwner(char* row, unsigned int pid, const char* user) {
+  char digits[kProcess.width + 1];
+  std::snprintf(digits, sizeof digits, "%08x", pid);
+  std::memset(row + kProcess.offset, ' ', kProcess.width + kUser.width);
+  PutText(digits, kProcess, row);
+  PutText(user, kUser, row);
 }

@@ -1,11 +1,13 @@
 #ifndef TVL_PRESENCE_LOCK_KEY_H
 #define TVL_PRESENCE_LOCK_KEY_H
 
-// Key 1 of a lock row: the record's first 82 characters, so the rows of an object stand together, and two
-// rows of it differ in their owner. Key 2 is empty.
+// Key 1 of a lock row: the record's first 82 characters, so the rows of an object are neighbours, and two
+// rows of an object differ in their owner. Key 2 is empty.
 //
 //     offset  0  id, " 1"      2  object, 32     34  computer, 32
 //            66  address, 8   74  class, 4       78  instance, 4 digits
+//
+// The rest of the row:  82  process id, 8 hexadecimal digits   90  user, 64
 
 constexpr unsigned int kLockKeyRoom = 128;  // a key pair: 82 characters, and zeros behind them
 constexpr unsigned int kLongestObject = 32;
@@ -21,7 +23,14 @@ constexpr unsigned int kLockKeyLength = 82;
 char* BuildLockKey(char* buffer, const char* object, const char* computer, const char* address,
                    const char* clientClass, int instance);
 
-// Takes a key apart; each output may be null. Room: `object` and `computer` 33 bytes, `address` 9,
+// Copies the four class bytes of a key, unlike ParseLockKey with their blanks: they are part of a marker's
+// name.
+void CopyKeyClass(const char* key, char (&clientClass)[8]);
+
+// Changes the owner's process id and user in a row of kLockRecordLength bytes.
+void ChangeOwner(char* row, unsigned int pid, const char* user);
+
+// Parses a key; each output may be null. Room: `object` and `computer` 33 bytes, `address` 9,
 // `clientClass` 5. Blanks at the end are cut.
 void ParseLockKey(const char* key, char* object, char* computer, char* address, char* clientClass,
                   int* instance);

@@ -1,5 +1,6 @@
 #include <cstdio>
 #include <cstring>
+#include <optional>
 #include <string_view>
 
 #include "base/fixed_text.h"
@@ -13,18 +14,17 @@ namespace {
 
 using tvl::TableBatch;
 
-constexpr char kSchema[] = "id-D2 object-D32 computer-D32 ipaddr-D8 class-D4 instance-D4 pid-D8 username-D64";
-constexpr char kPrefixes[] = " 1\0";  // a list of one
 constexpr char kAboveAllObjects[] = "~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~";
 static_assert(sizeof kAboveAllObjects == kLongestObject + 1);
 
+constexpr int kReadEqual = 0;
 constexpr int kReadGreater = 1;
+constexpr int kReadLess = 3;
 constexpr int kReadLessOrEqual = 4;
 
 enum LockState { kFree = 0, kOwn = 1, kOtherInstance = 2, kOtherComputer = 3 };
 
-// A zeroed buffer into which "name=value" texts go one behind the other, each with its zero, an empty one at
-// the end.
+// A list of "name=value" texts, each with its zero, and an empty one at the end.
 class Assignments {
  public:
   void Add(const char* name, std::string_view value) {
@@ -52,19 +52,6 @@ tvl::FixedText<16> Formatted(const char* format, Number number) {
 
 }  // namespace
 
-int CConnection::OpenLocksTable() {
-  if (table != nullptr) return 1;
-  tvl::PathText path;
-  path.Append(locksDir).Append("dtlocks.dat");
-  table = std::make_unique<CCtreeFile>(path.Fits() ? path.Text() : nullptr);
-  table->AddRecType(kSchema, kPrefixes);
-  return 1;
-}
-
-int CConnection::TableHandle() const {
-  return table == nullptr ? -1 : table->handle;
-}
-
 void CConnection::ClearOwner() {
   ownerUser[0] = 0;
   ownerClass[0] = 0;
@@ -85,8 +72,8 @@ const char* CConnection::BuildOwnKey(const char* name) {
   return BuildLockKey(keyBuffer, name, computer, ipText, className, instance);
 }
 
-// Reads the first row of the object, if one stands, into the owner fields and the key. The key that is asked
-// for has blanks for the owner, so it lies just below every row of the object.
+// Reads the first row of the object, if there is one, into the owner fields and the key. The key that is
+// searched for has blanks for the owner, so it is just below every row of the object.
 bool CConnection::ReadRowOfObject() {
   BuildLockKey(keyBuffer, object, nullptr, nullptr, nullptr, 0);
   if (table->ReadRec(keyBuffer, 1, kReadGreater) == nullptr) return false;
@@ -95,10 +82,11 @@ bool CConnection::ReadRowOfObject() {
   return true;
 }
 
-// Takes the owner from the row just read. Fields are read from the front of the record to its back, since
-// each lands on the record's beginning; the object stands before all of these.
+// Reads the owner from the row just read. Fields are read from the front of the record to its back, since
+// each overwrites the record's beginning; the object is before all of these.
 void CConnection::ReadOwner() {
-  ParseLockKey(keyBuffer, nullptr, ownerComputer, ownerIp, ownerClass, &ownerInstance);
+  ParseLockKey(keyBuffer, nullptr, ownerComputer, ownerIp, nullptr, &ownerInstance);
+  CopyKeyClass(keyBuffer, ownerClass);
   ownerPid = static_cast<int>(table->FieldHex("pid"));
   tvl::CopyCut(ownerUser, table->FieldText("username"));
 }
@@ -107,6 +95,11 @@ int CConnection::CompareOwner() const {
   if (!tvl::EqualNoCase(ownerComputer, computer) || !tvl::EqualNoCase(ownerIp, ipText)) return kOtherComputer;
   if (ownerInstance != instance || !tvl::EqualNoCase(ownerClass, className)) return kOtherInstance;
   return kOwn;
+}
+
+// True for the row of another process that has, or had, this instance's identity.
+bool CConnection::IsOwnedByOtherProcess() const {
+  return static_cast<unsigned int>(ownerPid) != pid;
 }
 
 tvl::PathText CConnection::OwnerMarker() const {
@@ -119,30 +112,29 @@ bool CConnection::IsOwnerAlive() const {
   return marker.Fits() && tvl::IsMarkerAlive(marker.Text());
 }
 
+// Deletes the rows of dead owners on the way, but not one of this identity, which is this process's to take
+// over.
 int CConnection::CheckLockInBatch() {
-  if (!ReadRowOfObject()) return lockState;
-  lockState = CompareOwner();
-  if (lockState != kOwn && !IsOwnerAlive()) {
-    table->DeleteRec(keyBuffer);
+  while (ReadRowOfObject()) {
+    lockState = CompareOwner();
+    const bool is_other = lockState != kOwn || IsOwnedByOtherProcess();
+    const bool is_dead = is_other && !IsOwnerAlive();
+    if (!is_dead || lockState == kOwn) {
+      if (is_other && !is_dead && lockState == kOwn) lockState = kOtherInstance;
+      if (ownerIp[0] != 0) HexToIp(ownerIp, ownerIp);
+      break;
+    }
+    const bool is_deleted = table->DeleteRec(keyBuffer) != 0;
     ClearOwner();
+    if (!is_deleted) break;
   }
-  if (ownerIp[0] != 0) HexToIp(ownerIp, ownerIp);
   return lockState;
 }
 
-// Where the table can't be had for writing, as on a store mounted read-only, it still tells who holds what.
-// A table that was busy for the whole time that a call waits is not waited for once more.
-int CConnection::CheckLockReading() {
-  if (tvl::engine::LastProblem() == tvl::TableProblem::kBusy) return lockState;
-  const TableBatch batch(TableHandle(), TableBatch::Kind::kRead);
-  return batch.HasBegun() ? CheckLockInBatch() : lockState;
-}
-
 int CConnection::CheckLock(const char* name) {
-  OpenLocksTable();
   if (!NameObject(name)) return lockState;
-  const TableBatch batch(TableHandle(), TableBatch::Kind::kWrite);
-  return batch.HasBegun() ? CheckLockInBatch() : CheckLockReading();
+  std::optional<TableBatch> batch;
+  return BeginOperation(batch) == Access::kNone ? lockState : CheckLockInBatch();
 }
 
 bool CConnection::WriteOwnRow() {
@@ -167,26 +159,42 @@ void CConnection::DescribeSelf() {
   tvl::CopyCut(ownerUser, user);
 }
 
+// Makes the row just found, which a dead predecessor left, one of this process.
+bool CConnection::AdoptRow() {
+  char key[kLockKeyRoom];
+  std::memcpy(key, keyBuffer, sizeof key);
+  if (table->datLen != static_cast<int>(kLockRecordLength)) return false;
+  char* row = table->ReadRawRec(key, 1, kReadEqual);
+  if (row == nullptr) return false;
+  ChangeOwner(row, pid, user);
+  return table->WriteRawRec(keyBuffer, nullptr, row) != 0;
+}
+
 int CConnection::Lock(const char* name) {
-  OpenLocksTable();
   if (!NameObject(name)) return lockState;
-  TableBatch batch(TableHandle(), TableBatch::Kind::kWrite);
-  if (!batch.HasBegun()) return CheckLockReading();
-  if (CheckLockInBatch() != kFree) return lockState;
-  if (!WriteOwnRow() || !batch.End()) return lockState;
-  DescribeSelf();
+  std::optional<TableBatch> batch;
+  const Access access = BeginOperation(batch);
+  if (access == Access::kNone) return lockState;
+  const int found = CheckLockInBatch();
+  const bool adopts = found == kOwn && IsOwnedByOtherProcess();
+  if ((found != kFree && !adopts) || batch->MetDamage()) return lockState;
+  const bool can_write = access == Access::kWriting && instance != 0;
+  if (!can_write || !(adopts ? AdoptRow() : WriteOwnRow()) || !batch->End()) {
+    ClearOwner();
+    return lockState;
+  }
+  if (!adopts) DescribeSelf();
   ++lockCount;
   lockState = kOwn;
   return lockState;
 }
 
 int CConnection::Unlock(const char* name) {
-  OpenLocksTable();
   if (!NameObject(name)) return lockState;
-  TableBatch batch(TableHandle(), TableBatch::Kind::kWrite);
-  if (!batch.HasBegun()) return CheckLockReading();
-  if (CheckLockInBatch() != kOwn) return lockState;
-  if (table->DeleteRec(BuildOwnKey(object)) == 0 || !batch.End()) return lockState;
+  std::optional<TableBatch> batch;
+  const Access access = BeginOperation(batch);
+  if (access == Access::kNone || CheckLockInBatch() != kOwn || access == Access::kReading) return lockState;
+  if (table->DeleteRec(BuildOwnKey(object)) == 0 || !batch->End()) return lockState;
   if (lockCount > 0) --lockCount;
   object[0] = 0;
   ClearOwner();
@@ -201,43 +209,48 @@ bool CConnection::IsOwnRow(const char* key, const char* name) const {
 }
 
 bool CConnection::HoldsLock(const char* name) {
-  if (!IsPresent()) return false;
   char wanted[sizeof object];
-  if (!CopyObjectName(name, wanted)) return false;
-  OpenLocksTable();
-  const TableBatch batch(TableHandle(), TableBatch::Kind::kRead);
-  if (!batch.HasBegun()) return false;
+  if (!IsPresent() || !CopyObjectName(name, wanted)) return false;
+  std::optional<TableBatch> batch;
+  if (!BeginBatch(batch, TableBatch::Kind::kRead)) return false;
   char key[kLockKeyRoom];
   BuildLockKey(key, wanted, nullptr, nullptr, nullptr, 0);
   return table->ReadRec(key, 1, kReadGreater) != nullptr && IsOwnRow(key, wanted);
 }
 
-// True if the row whose key was read is this instance's. The owner fields get its owner.
-bool CConnection::IsOwnKey() {
-  ParseLockKey(keyBuffer, nullptr, ownerComputer, ownerIp, ownerClass, &ownerInstance);
-  return CompareOwner() == kOwn;
-}
-
 void CConnection::ReleaseOwnLocks() {
   if (lockCount == 0) return;
   lockCount = 0;
+  std::optional<TableBatch> batch;
+  if (BeginBatch(batch, TableBatch::Kind::kWrite)) DeleteTopRows();
+}
+
+// Deletes the rows of this identity that are above all rows of others. Those of another live process are
+// left.
+void CConnection::DeleteTopRows() {
   BuildOwnKey(kAboveAllObjects);
-  OpenLocksTable();
-  TableBatch batch(TableHandle(), TableBatch::Kind::kWrite);
-  if (!batch.HasBegun()) return;
-  while (table->ReadRec(keyBuffer, 1, kReadLessOrEqual) != nullptr) {
-    if (!IsOwnKey() || table->DeleteRec(keyBuffer) == 0) break;
+  int mode = kReadLessOrEqual;
+  while (table->ReadRec(keyBuffer, 1, mode) != nullptr) {
+    mode = kReadLess;
+    ReadOwner();
+    if (CompareOwner() != kOwn) break;
+    if (IsOwnedByOtherProcess() && IsOwnerAlive()) continue;
+    if (table->DeleteRec(keyBuffer) == 0) break;
   }
 }
 
 void CConnection::ReleaseAllOwnLocks() {
   lockCount = 0;
-  OpenLocksTable();
-  TableBatch batch(TableHandle(), TableBatch::Kind::kWrite);
-  if (!batch.HasBegun()) return;
+  std::optional<TableBatch> batch;
+  if (BeginBatch(batch, TableBatch::Kind::kWrite)) DeleteFormerRows();
+}
+
+// Where a process is one instance after another, rows that one has left would be the next one's locks.
+void CConnection::DeleteFormerRows() {
   BuildLockKey(keyBuffer, nullptr, nullptr, nullptr, nullptr, 0);
   while (table->ReadRec(keyBuffer, 1, kReadGreater) != nullptr) {
-    if (IsOwnKey() && table->DeleteRec(keyBuffer) == 0) break;
+    ReadOwner();
+    if (CompareOwner() == kOwn && !IsOwnedByOtherProcess() && table->DeleteRec(keyBuffer) == 0) break;
   }
 }
 
@@ -251,15 +264,14 @@ void CConnection::DescribeRow(tvl::LockRow& row) const {
 }
 
 bool CConnection::ListLocks(std::vector<tvl::LockRow>& rows) {
-  OpenLocksTable();
   ClearOwner();
-  const TableBatch batch(TableHandle(), TableBatch::Kind::kRead);
-  if (!batch.HasBegun()) return false;
+  std::optional<TableBatch> batch;
+  if (!BeginBatch(batch, TableBatch::Kind::kRead)) return false;
   BuildLockKey(keyBuffer, nullptr, nullptr, nullptr, nullptr, 0);
   while (table->ReadRec(keyBuffer, 1, kReadGreater) != nullptr) {
     ReadOwner();
     DescribeRow(rows.emplace_back());
   }
   ClearOwner();
-  return true;
+  return !batch->MetDamage();
 }

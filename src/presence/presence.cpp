@@ -1,6 +1,7 @@
 #include <algorithm>
-#include <cstdio>
+#include <cerrno>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,8 +11,9 @@
 #include "base/memory.h"
 #include "base/numbers.h"
 #include "base/text.h"
-#include "platform/held_file.h"
+#include "platform/last_error.h"
 #include "platform/names.h"
+#include "platform/new_held_file.h"
 #include "platform/search.h"
 #include "presence/connection.h"
 #include "presence/marker.h"
@@ -22,11 +24,9 @@ constexpr DWORD kNameRoom = 2048;
 constexpr char kUnknown[] = "Unknown";
 constexpr char kThisMachine[] = "127.0.0.1";
 constexpr std::size_t kClassLength = 4;
-constexpr int kAboveAllNumbers = 9999;
-constexpr int kMostInstances = 9999;
-constexpr int kMarkerTries = 100;
+constexpr int kMostTries = 100;
 
-// A copy of what the machine says, or of "Unknown".
+// A copy of the name that the system reports, or of "Unknown".
 char* AskName(BOOL (*ask)(char*, DWORD*)) {
   char name[kNameRoom];
   DWORD length = sizeof name;
@@ -39,8 +39,8 @@ char* LowerName(char* name) {
   return name;
 }
 
-// Names that match, all of them before anything is done with one: a search that runs while files go may miss
-// some.
+// Collects all names that match before anything is done with one: a search may miss some while files are
+// deleted.
 std::vector<std::string> CollectNames(const char* pattern) {
   std::vector<std::string> names;
   WIN32_FIND_DATAA found = {};
@@ -51,6 +51,10 @@ std::vector<std::string> CollectNames(const char* pattern) {
   } while (FindNextFileA(search, &found) != 0);
   FindClose(search);
   return names;
+}
+
+bool IsSeparator(char letter) {
+  return letter == '/' || letter == '\\';
 }
 
 tvl::PathText InFolder(const char* folder, const std::string& name) {
@@ -85,6 +89,8 @@ CConnection::CConnection(const char* locks, const char* procs, const char* clien
       instance(0) {
   std::memset(className, 'x', kClassLength);
   std::memcpy(className, clientClass, strnlen(clientClass, kClassLength));
+  // A separator would make the marker's name one in another folder.
+  std::replace_if(className, className + kClassLength, IsSeparator, '_');
   IpToHex(address != nullptr ? address : kThisMachine, ipText);
 }
 
@@ -100,60 +106,92 @@ bool CConnection::IsOwnProcess() const {
 }
 
 int CConnection::AllocateInstance() {
-  if (instance != 0) return instance;
-  OpenLocksTable();
-  // In one batch, so that two instances that start together see each other. Without the table, or when it
-  // can't be had, the start goes on: two may then share a number until one of them ends.
-  const tvl::TableBatch batch(TableHandle(), tvl::TableBatch::Kind::kWrite);
-  instance = FindFreeNumber();
-  MakeMarker();
-  if (!batch.HasBegun()) return instance;  // nor can rows be taken out, and the wait was long enough
-  lockCount = 1;
-  ReleaseOwnLocks();
+  if (has_allocated_) return instance;
+  has_allocated_ = true;
+  // In one batch, so that two instances that start together see each other. Where the table cannot be used,
+  // the start continues: two may then share a number until one of them ends.
+  std::optional<tvl::TableBatch> batch;
+  const bool begun = BeginBatch(batch, tvl::TableBatch::Kind::kWrite);
+  TakeNumber();
+  former_rows_due_ = true;
+  if (!begun || instance == 0) return instance;
+  DeleteFormerRows();
+  lockCount = 0;
+  DeleteTopRows();
+  former_rows_due_ = !batch->End();
   return instance;
 }
 
-bool CConnection::IsPresent() const {
-  return IsOwnProcess() && markerHandle != INVALID_HANDLE_VALUE && tvl::StillNames(markerPath, markerHandle);
+// Takes a number and creates its marker. Where the batch above could not be had, another instance may be
+// faster.
+void CConnection::TakeNumber() {
+  for (int tries = 0; tries < kMostTries; ++tries) {
+    instance = number_.Take(Identity(), FindLiveNumbers());
+    if (instance == 0 || CreateMarker() != EEXIST) return;
+  }
 }
 
-int CConnection::FindFreeNumber() {
+// What instances that are counted together have in common.
+tvl::PathText CConnection::Identity() const {
+  tvl::PathText identity;
+  identity.Append(procsDir).Append(computer).Append("-").Append(ipText).Append("-").Append(className);
+  return identity;
+}
+
+tvl::LiveNumbers CConnection::FindLiveNumbers() const {
+  tvl::LiveNumbers live;
+  RemoveUnfinishedMarkers();
   tvl::PathText pattern;
   pattern.Append(procsDir).Append(computer).Append("-").Append(ipText).Append("-*.*.").Append(className);
   pattern.Append(".tvp");
-  if (!pattern.Fits()) return 1;
-  int lowest = kAboveAllNumbers;
-  int highest = 0;
+  if (!pattern.Fits()) return live;
   for (const std::string& name : CollectNames(pattern.Text())) {
     const tvl::PathText path = InFolder(procsDir, name);
-    int number = 0;
+    int number = -1;
     if (!path.Fits() || !tvl::IsMarkerAlive(path.Text())) continue;
     if (ParseMarkerName(name.c_str(), nullptr, nullptr, &number, nullptr, nullptr) == 0) continue;
-    if (number < 0 || number > kMostInstances) continue;  // none of ours: a lock row couldn't name it
-    lowest = std::min(lowest, number);
-    highest = std::max(highest, number);
+    // A lock row could not name others.
+    if (number >= 0 && number <= tvl::kMostInstances) live.set(static_cast<std::size_t>(number));
   }
-  if (highest < lowest) return 1;
-  return lowest > 1 ? lowest - 1 : highest + 1;
+  return live;
 }
 
-// Between the making of a marker and the hold on it somebody may take it for a dead one and delete it; then
-// it is made again.
-void CConnection::MakeMarker() {
-  const tvl::PathText path = tvl::MarkerPath(procsDir, {computer, ipText, instance, pid, className});
-  if (!path.Fits() || !tvl::CopyPath(markerPath, path.View())) return;
-  for (int tries = 0; tries < kMarkerTries; ++tries) {
-    markerHandle = LowOpen(markerPath, kLowRewrite);
-    LowLock(markerHandle, 1, 0);
-    if (markerHandle == INVALID_HANDLE_VALUE) return;
-    if (tvl::StillNames(markerPath, markerHandle)) {
-      tvl::ShareLikeFolder(markerPath, markerHandle);
-      return;
-    }
-    LowLock(markerHandle, 0, 0);
-    LowClose(markerHandle);
-    markerHandle = INVALID_HANDLE_VALUE;
+// Processes that were killed while they created their markers leave files whose names begin with a dot.
+void CConnection::RemoveUnfinishedMarkers() const {
+  tvl::PathText pattern;
+  pattern.Append(procsDir).Append(".*");
+  if (!pattern.Fits()) return;
+  for (const std::string& name : CollectNames(pattern.Text())) {
+    const tvl::PathText path = InFolder(procsDir, name);
+    if (path.Fits()) DeleteFileA(path.Text());
   }
+}
+
+// 0, or why this instance has no marker; `markerPath` is set either way if it fits.
+int CConnection::CreateMarker() {
+  const tvl::PathText path = tvl::MarkerPath(procsDir, {computer, ipText, instance, pid, className});
+  if (!path.Fits() || !tvl::CopyPath(markerPath, path.View())) return ENAMETOOLONG;
+  markerHandle = tvl::CreateHeldFile(markerPath);
+  return markerHandle != INVALID_HANDLE_VALUE ? 0 : tvl::LastErrorCode();
+}
+
+void CConnection::CloseMarker() {
+  if (markerHandle == INVALID_HANDLE_VALUE) return;
+  LowLock(markerHandle, 0, 0);
+  LowClose(markerHandle);
+  markerHandle = INVALID_HANDLE_VALUE;
+}
+
+bool CConnection::IsPresent() const {
+  return IsOwnProcess() && markerHandle != INVALID_HANDLE_VALUE && tvl::IsStillHeld(markerPath, markerHandle);
+}
+
+// Creates the marker again if it was lost, unless another instance has its name now. What others took in the
+// meantime is theirs.
+void CConnection::KeepPresence() {
+  if (markerPath[0] == 0 || IsPresent()) return;
+  CloseMarker();
+  if (!tvl::IsMarkerAlive(markerPath)) CreateMarker();
 }
 
 int CConnection::GetProcessesList(const char* wantedClass, int& count, CString& list) {
@@ -172,16 +210,13 @@ int CConnection::GetProcessesList(const char* wantedClass, int& count, CString& 
   return TVL_OK;
 }
 
-// The rows go while the marker still says that this instance lives, and the hold goes before the marker,
-// which could not be deleted otherwise.
+// The rows are deleted while the marker still shows that this instance lives, and the hold is released before
+// the marker, which could not be deleted otherwise.
 void CConnection::Unregister() {
   if (!IsOwnProcess()) return;
   ReleaseOwnLocks();
-  if (markerHandle != INVALID_HANDLE_VALUE) {
-    LowLock(markerHandle, 0, 0);
-    LowClose(markerHandle);
-    markerHandle = INVALID_HANDLE_VALUE;
-  }
+  CloseMarker();
   if (markerPath[0] != 0) DeleteFileA(markerPath);
   markerPath[0] = 0;
+  number_.Release();
 }

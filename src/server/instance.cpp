@@ -23,7 +23,6 @@ Instance::Instance(const CConfig& config, const Handshake& identity, const std::
                   address.c_str(), identity.user.c_str()),
       most_locks_(most_locks) {
   connection_.AllocateInstance();
-  connection_.ReleaseAllOwnLocks();
 }
 
 // All of this server's clients have its process id in their rows, so the next one with these names and this

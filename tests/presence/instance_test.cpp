@@ -61,6 +61,7 @@ TEST_F(InstanceTest, NumbersGrowDownToOneAndThenUp) {
       {{mine("001"), mine("003")}, {}, 4},
       {{mine("1000"), mine("1001")}, {}, 999},
       {{mine("001"), mine("1200")}, {}, 1201},
+      {{mine("001"), mine("002"), mine("9999")}, {}, 3},
       // Nobody who counts: other computers, addresses and classes, and what is no marker.
       {{"pc13-7f000001-001.1.mgrx.tvp", "pc12-7f000002-001.1.mgrx.tvp", "pc12-7f000001-001.1.mgry.tvp"},
        {},
@@ -89,16 +90,41 @@ TEST_F(InstanceTest, NumbersGrowDownToOneAndThenUp) {
   }
 }
 
+TEST_F(InstanceTest, WithoutAFreeNumberNothingIsLocked) {
+  Leave({"pc12-7f000001-001.1.mgrx.tvp"}, {});
+  for (int number = 2; number <= 9999; ++number) {
+    char name[64];
+    std::snprintf(name, sizeof name, "pc12-7f000001-%03d.1.mgrx.tvp", number);
+    std::filesystem::create_hard_link(store_.procsHost + "pc12-7f000001-001.1.mgrx.tvp",
+                                      store_.procsHost + name);
+  }
+  CConnection me(store_.locks.c_str(), store_.procs.c_str(), "mgrx", "pc12");
+  EXPECT_EQ(me.AllocateInstance() + me.AllocateInstance(), 0);
+  EXPECT_FALSE(me.IsPresent());
+  EXPECT_EQ(me.Lock("A"), 0);
+  CConnection other(store_.locks.c_str(), store_.procs.c_str(), "view", "pc12");
+  other.AllocateInstance();
+  ASSERT_EQ(other.Lock("A"), 1);
+  EXPECT_EQ(me.Lock("A"), 2);
+}
+
+TEST_F(InstanceTest, UnfinishedMarkersOfTheDeadAreRemoved) {
+  Leave({".1.0.new"}, {".2.0.new"});
+  CConnection me(store_.locks.c_str(), store_.procs.c_str(), "mgrx");
+  me.AllocateInstance();
+  EXPECT_EQ(store_.Markers().size(), 2U);
+  EXPECT_EQ(store_.Markers().at(0), ".1.0.new") << "its owner is about to give it its name";
+}
+
 TEST(Identity, IsFilledUpOrAsked) {
   const struct {
     const char* clientClass;
     const char* address;
     std::string expected;
   } cases[] = {
-      {"mgrx", "192.168.0.1", "mgrx c0a80001"},
-      {"ab", "10.0.0", "abxx 00000000"},
-      {"abcdef", "1.2.3.4.5", "abcd 00000000"},
-      {"", nullptr, "xxxx 7f000001"},
+      {"mgrx", "192.168.0.1", "mgrx c0a80001"}, {"ab", "10.0.0", "abxx 00000000"},
+      {"abcdef", "1.2.3.4.5", "abcd 00000000"}, {"", nullptr, "xxxx 7f000001"},
+      {"a/b\\", nullptr, "a_b_ 7f000001"},      {" a\t ", nullptr, " a\t  7f000001"},
   };
   for (const auto& test : cases) {
     const CConnection me("", "", test.clientClass, "PC-Twelve", test.address, "Ann");

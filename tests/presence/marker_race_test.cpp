@@ -31,7 +31,7 @@ TEST(MarkerRace, AnOwnerGetsItsHoldBesideAnAsker) {
       store.procs.c_str(), {"pc12", "7f000001", 1, static_cast<unsigned int>(getpid()), "mgrx"});
   HelperProcess asker({"ask-for-ever", marker.Text()});
   ASSERT_EQ(asker.Hear(), "asking");
-  for (int round = 0; round < Rounds(20'000); ++round) {
+  for (int round = 0; round < Rounds(5'000); ++round) {
     CConnection owner(store.locks.c_str(), store.procs.c_str(), "mgrx", "pc12");
     ASSERT_EQ(owner.AllocateInstance(), 1);
     ASSERT_STREQ(owner.markerPath, marker.Text());

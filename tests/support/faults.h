@@ -38,8 +38,10 @@ class Faults {
     Wrap<&tvl::SystemCalls::rmdir>("rmdir");
     Wrap<&tvl::SystemCalls::rename>("rename");
     Wrap<&tvl::SystemCalls::rename_noreplace>("rename_noreplace");
+    Wrap<&tvl::SystemCalls::link>("link");
     Wrap<&tvl::SystemCalls::fsync>("fsync");
     Wrap<&tvl::SystemCalls::lock>("lock");
+    Wrap<&tvl::SystemCalls::set_flags>("set_flags");
   }
   ~Faults() { tvl::System() = Get().real; }
   Faults(const Faults&) = delete;

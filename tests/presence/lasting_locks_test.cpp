@@ -1,0 +1,257 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "base/low_file.h"
+#include "platform/held_file.h"
+#include "platform/lock_ranges.h"
+#include "platform/system_calls.h"
+#include "presence/client_process.h"
+#include "presence/connection.h"
+#include "support/store.h"
+#include "support/temp_folder.h"
+
+// Locks whose owner, marker or table is lost in one of many ways: never may two clients hold one.
+
+namespace {
+
+namespace fs = std::filesystem;
+using std::string;
+
+struct Me : CConnection {
+  explicit Me(const Store& store, const char* clientClass = "mgrx")
+      : CConnection(store.locks.c_str(), store.procs.c_str(), clientClass) {
+    AllocateInstance();
+  }
+};
+
+class LastingLocks : public testing::Test {
+ protected:
+  LastingLocks() { store_.Make(); }
+  ~LastingLocks() override { tvl::System() = real_; }
+
+  [[nodiscard]] string OnlyMarker() const { return store_.procsHost + store_.Markers().at(0); }
+
+  void ReplaceTable() const {
+    fs::rename(store_.lockTableHost, store_.lockTableHost + ".old");
+    ASSERT_EQ(
+        CCtreeFile::CreateFiles((store_.locks + "dtlocks.dat").c_str(), kLockRecordLength, kLockKeyLength, 0),
+        1);
+  }
+
+  TempFolder folder_{TempFolder::Memory()};
+  Store store_{folder_.Host()};
+  tvl::SystemCalls real_ = tvl::System();
+};
+
+constexpr const char* kNames[] = {"A", "\xC3\xA9t\xC3\xA9"};  // the second is above all that an end releases
+
+TEST_F(LastingLocks, ARestartedClientTakesOverItsPredecessorsRows) {
+  Me other(store_, "view");
+  ASSERT_EQ(other.Lock("M"), 1);
+  for (const char* name : kNames) {
+    SCOPED_TRACE(name);
+    ClientProcess predecessor(folder_.Host());
+    ASSERT_EQ(predecessor.Start(), "1");
+    ASSERT_EQ(predecessor.Lock(name), "1");
+    predecessor.Signal(SIGKILL);
+    predecessor.Wait();
+    Me me(store_);
+    EXPECT_FALSE(me.HoldsLock(name));
+    EXPECT_EQ(me.Lock(name), 1);
+    EXPECT_NE(me.ownerPid, getpid()) << "the outputs describe the row found";
+    EXPECT_EQ(me.lockCount, 1);
+    EXPECT_TRUE(me.HoldsLock(name));
+    EXPECT_EQ(other.Lock(name), 2);
+    EXPECT_EQ(me.Unlock(name), 0);
+    EXPECT_EQ(other.Lock(name), 1);
+    EXPECT_EQ(other.Unlock(name), 0);
+  }
+}
+
+TEST_F(LastingLocks, TwoLiveProcessesOfOneIdentityAreTwoOwners) {
+  ClientProcess twin(folder_.Host());
+  ASSERT_EQ(twin.Start(), "1");
+  const string marker = OnlyMarker();
+  fs::rename(marker, folder_.Host("aside"));
+  Me me(store_);
+  ASSERT_EQ(me.instance, 1);
+  fs::rename(folder_.Host("aside"), marker);
+  for (const char* name : {"A", "Z"}) ASSERT_EQ(twin.Lock(name), "1");
+  ASSERT_EQ(me.Lock("B"), 1);
+  for (const auto operation : {&CConnection::Lock, &CConnection::Unlock, &CConnection::CheckLock}) {
+    EXPECT_EQ((me.*operation)("A"), 2);
+    EXPECT_EQ((me.*operation)("Z"), 2);
+  }
+  EXPECT_EQ(me.lockCount, 1);
+  me.ReleaseOwnLocks();
+  EXPECT_EQ(me.CheckLock("B"), 0) << "which is below a row that stays";
+  EXPECT_EQ(me.CheckLock("A"), 2);
+}
+
+TEST_F(LastingLocks, OwnersOfEveryClassAreSeen) {
+  for (const char* name : {"ab  ", "ab\t ", "  ", "a/bc", "a\\/c", ".a.b"}) {
+    SCOPED_TRACE(name);
+    Me one(store_, name);
+    Me two(store_, name);
+    EXPECT_EQ(two.instance, 2);
+    EXPECT_EQ(one.Lock("Q"), 1);
+    EXPECT_EQ(two.Lock("Q"), 2);
+    EXPECT_TRUE(one.HoldsLock("Q"));
+    EXPECT_EQ(one.Unlock("Q"), 0);
+  }
+}
+
+TEST_F(LastingLocks, AnOwnerMakesItsLostMarkerAgain) {
+  const auto fail_reads = [] {
+    tvl::System().read = [](int, void*, std::size_t) -> ssize_t {
+      errno = EIO;
+      return -1;
+    };
+  };
+  const struct {
+    const char* what;
+    std::function<void(const string& marker)> lose;
+  } cases[] = {
+      {"removed", [](const string& marker) { fs::remove(marker); }},
+      {"replaced",
+       [](const string& marker) {
+         std::ofstream(marker + "x").flush();
+         fs::rename(marker + "x", marker);
+       }},
+      {"its folder renamed",
+       [](const string& marker) {
+         const fs::path procs = fs::path(marker).parent_path();
+         fs::remove_all(procs.string() + "x");
+         fs::rename(procs, procs.string() + "x");
+         fs::create_directory(procs);
+       }},
+      {"its hold lost by the file server", [&](const string&) { fail_reads(); }},
+  };
+  for (const auto& test : cases) {
+    for (const auto operation : {&CConnection::Lock, &CConnection::Unlock, &CConnection::CheckLock}) {
+      SCOPED_TRACE(test.what);
+      Me me(store_);
+      ASSERT_EQ(me.Lock("A"), 1);
+      ASSERT_EQ(me.Lock("B"), 1);
+      test.lose(OnlyMarker());
+      EXPECT_FALSE(me.IsPresent() || me.HoldsLock("A"));
+      (me.*operation)("B");
+      tvl::System() = real_;
+      EXPECT_TRUE(me.IsPresent() && me.HoldsLock("A"));
+      EXPECT_TRUE(tvl::IsFileHeld(Store::Logical(OnlyMarker()).c_str()));
+      me.ReleaseAllOwnLocks();
+    }
+  }
+}
+
+TEST_F(LastingLocks, WhatOthersTookInTheMeantimeIsTheirs) {
+  const struct {
+    const char* what;
+    std::function<void()> lose;
+  } cases[] = {{"the marker", [&] { fs::remove(OnlyMarker()); }}, {"the table", [&] { ReplaceTable(); }}};
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.what);
+    Me me(store_);
+    ASSERT_EQ(me.Lock("A"), 1);
+    test.lose();
+    Me other(store_, "view");
+    EXPECT_EQ(other.Lock("A"), 1);
+    EXPECT_FALSE(me.HoldsLock("A"));
+    EXPECT_EQ(me.Lock("A"), 2);
+    EXPECT_EQ(me.Lock("B"), 1);
+    EXPECT_TRUE(me.HoldsLock("B") && other.HoldsLock("A"));
+    EXPECT_EQ(other.Lock("B"), 2);
+    EXPECT_EQ(me.Unlock("B") + other.Unlock("A"), 0);
+  }
+}
+
+TEST_F(LastingLocks, AMarkerNameHeldByAnotherLeavesNoPresence) {
+  Me me(store_);
+  fs::remove(OnlyMarker());
+  const tvl::LowFile other(me.markerPath, kLowRewrite);
+  ASSERT_TRUE(tvl::HoldFile(other.Handle()));
+  EXPECT_EQ(me.Lock("A"), 1) << "as the interface requires";
+  EXPECT_FALSE(me.IsPresent() || me.HoldsLock("A"));
+  tvl::ReleaseFile(other.Handle());
+  EXPECT_EQ(me.Lock("A"), 1);
+  EXPECT_TRUE(me.HoldsLock("A")) << "the name is free again";
+}
+
+// A trier that is stopped as soon as it has the turn on a new file.
+int stopped_trier = -1;
+int OpenAndBeTried(const char* path, int flags, mode_t mode) {
+  const int file = ::open(path, flags, mode);
+  if (file < 0 || (flags & O_EXCL) == 0 || stopped_trier >= 0) return file;
+  stopped_trier = ::open(path, O_RDWR | O_CLOEXEC);
+  struct flock turn = {};
+  turn.l_type = F_WRLCK;
+  turn.l_start = tvl::kTurnByte.start;
+  turn.l_len = tvl::kTurnByte.length;
+  fcntl(stopped_trier, F_OFD_SETLK, &turn);
+  return file;
+}
+
+TEST_F(LastingLocks, AMarkerIsHeldOnEveryMountAndWhateverTriersDo) {
+  const auto refuse = [](const char*, const char*) {
+    errno = EPERM;
+    return -1;
+  };
+  for (const bool renames : {true, false}) {
+    for (const bool links : {true, false}) {
+      for (const bool is_tried : {false, true}) {
+        SCOPED_TRACE(testing::Message() << renames << links << is_tried);
+        if (!renames) tvl::System().rename_noreplace = refuse;
+        if (!links) tvl::System().link = refuse;
+        if (is_tried) tvl::System().open = OpenAndBeTried;
+        const auto start = std::chrono::steady_clock::now();
+        Me me(store_);
+        tvl::System() = real_;
+        EXPECT_TRUE(me.IsPresent());
+        EXPECT_EQ(store_.Markers().size(), 1U) << testing::PrintToString(store_.Markers());
+        EXPECT_TRUE(tvl::IsFileHeld(me.markerPath));
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+        if (stopped_trier >= 0) close(stopped_trier);
+        stopped_trier = -1;
+      }
+    }
+  }
+}
+
+// What a connection of this process left would otherwise be the next one's.
+TEST_F(LastingLocks, ANewConnectionDropsWhatAnEarlierOneOfItsProcessLeft) {
+  Me other(store_, "view");
+  ASSERT_EQ(other.Lock("M"), 1);
+  for (const bool is_table_late : {false, true}) {
+    SCOPED_TRACE(is_table_late);
+    {
+      Me earlier(store_);
+      ASSERT_EQ(earlier.Lock("A"), 1);
+    }
+    if (is_table_late) fs::rename(store_.lockTableHost, store_.lockTableHost + "x");
+    Me me(store_);
+    EXPECT_EQ(me.Lock("B"), is_table_late ? 0 : 1);
+    if (is_table_late) fs::rename(store_.lockTableHost + "x", store_.lockTableHost);
+    EXPECT_EQ(me.Lock("B"), 1) << "a table that is there only now is opened";
+    EXPECT_EQ(other.Lock("A"), 1);
+    EXPECT_EQ(other.Unlock("A"), 0);
+  }
+}
+
+TEST_F(LastingLocks, AnOpenConnectionKeepsItsNumberWithoutItsMarker) {
+  const Me me(store_);
+  fs::remove(OnlyMarker());
+  EXPECT_EQ(Me(store_).instance, 2);
+}
+
+}  // namespace

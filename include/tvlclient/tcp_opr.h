@@ -69,6 +69,15 @@ class TVL_API CTVLClientTcpOpr : public CTVLClientOpr {
   // was 1, else 0. Never waits, and sends nothing.
   int HoldsLock(const char* object);
 
+  // Why the server refused the last `Open`, get or put: `address`, `tag`, `certificate`, `full` or `right`.
+  // Returns null if the last of these was not refused by the server, and an empty text if the server did not
+  // say why. Belongs to the connection and lives until its next operation.
+  const char* Refusal() const;
+
+  // The socket's descriptor, for poll() with POLLRDHUP among an application's own files, so that the end of
+  // the connection wakes it; -1 on a connection that is not open. It must be neither read nor closed.
+  int Descriptor() const;
+
  private:
   TVL_HIDDEN bool IsLive() const;
   TVL_HIDDEN int Handshake(const char* className, const char* clientTag);

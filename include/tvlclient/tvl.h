@@ -118,10 +118,18 @@ typedef void (*TVLPumpHook)(void* userData);
 // hook belongs to the calling thread: it is called on this thread only, by operations that run here.
 TVL_API void TVLSetPumpHook(TVLPumpHook hook, void* userData);
 
-// Why the calling thread's last file operation failed: the operating system's error number (errno), 0 if none
-// has failed since the last call. `path` (room for `pathSize` bytes, may be null) gets the file's name, cut
-// to fit. Asking clears it, so a caller that wants to tell its user more than a code asks once before and
-// once after.
+// Ends a wait over TCP in which the server has sent nothing for `seconds`; 0, the default, waits for ever.
+// The connection is lost then, and the operation returns what it returns for a lost connection:
+// TVL_ERR_TCP_CONNECT, TVL_ERR_TCP_SEND or TVL_ERR_TCP_RECEIVE. Looking up the name of a host is not covered.
+//
+// For all connections of the process. Any thread, and signal handlers: a wait of the thread that a signal
+// interrupts takes the new limit at once.
+TVL_API void TVLSetTimeout(unsigned int seconds);
+
+// Why the calling thread's last operation on a file or a connection failed: the operating system's error
+// number (errno), 0 if none has failed since the last call. `path` (buffer of `pathSize` bytes, may be null)
+// receives the file's name, cut to fit, and the empty text for a connection. Asking clears it, so a caller
+// that wants to report more than a code asks once before and once after.
 TVL_API int TVLLastFileError(char* path, unsigned int pathSize);
 
 #ifdef __cplusplus

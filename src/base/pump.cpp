@@ -6,7 +6,6 @@
 namespace {
 
 constexpr UINT kIdleMessage = 0x36A;
-constexpr int kNoLimit = -1;
 constexpr int kHookMilliseconds = 10;
 
 struct Hook {
@@ -28,8 +27,9 @@ void PumpMessages() {
   tvl::NotifySocket();
 }
 
-void tvl::SleepUntilPumpIsDue() {
-  WaitMessage(thread_hook.call == nullptr ? kNoLimit : kHookMilliseconds);
+void tvl::SleepUntilPumpIsDue(int milliseconds) {
+  const bool hook_is_earlier = milliseconds < 0 || milliseconds > kHookMilliseconds;
+  WaitMessage(thread_hook.call != nullptr && hook_is_earlier ? kHookMilliseconds : milliseconds);
 }
 
 void tvl::SetPumpHook(PumpHook hook, void* userData) {

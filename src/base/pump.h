@@ -14,9 +14,9 @@ using PumpHook = void (*)(void* userData);
 // The calling thread's hook; null takes it away.
 void SetPumpHook(PumpHook hook, void* userData);
 
-// Sleeps until there is something to pump. On a thread with a hook for 10 ms at most, since what the hook
-// looks at wakes nobody.
-void SleepUntilPumpIsDue();
+// Sleeps until there is something to pump, for `milliseconds` at most (-1: any time). On a thread with a hook
+// for 10 ms at most, since what the hook looks at does not wake the thread.
+void SleepUntilPumpIsDue(int milliseconds);
 
 }  // namespace tvl
 

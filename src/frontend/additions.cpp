@@ -8,6 +8,7 @@
 #include "base/pump.h"
 #include "frontend/module.h"
 #include "platform/last_error.h"
+#include "tcp/socket.h"
 #include "transfer/compare.h"
 
 char* GetFileSignature(char* path) {
@@ -37,6 +38,10 @@ int TVLHoldsLock(const char* object) {
 
 void TVLSetPumpHook(TVLPumpHook hook, void* userData) {
   tvl::SetPumpHook(hook, userData);
+}
+
+void TVLSetTimeout(unsigned int seconds) {
+  tvl::SetSocketTimeout(seconds);
 }
 
 int TVLLastFileError(char* path, unsigned int pathSize) {

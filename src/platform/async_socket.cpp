@@ -14,6 +14,7 @@
 #include <mutex>
 #include <utility>
 
+#include "platform/last_error.h"
 #include "platform/waited_socket.h"
 
 namespace {
@@ -150,6 +151,18 @@ class CAsyncSocket::Registry {
 
 int WSAGetLastError() {
   return last_error;
+}
+
+// A host without an address has no number of the system's.
+void tvl::NoteSocketError(int code) {
+  static constexpr struct {
+    int code, error;
+  } kErrors[] = {
+      {kHostNotFound, 0}, {WSAECONNRESET, ECONNRESET}, {WSAENOBUFS, ENOBUFS}, {WSAETIMEDOUT, ETIMEDOUT}};
+  for (const auto& row : kErrors) {
+    if (row.code == code) code = row.error;
+  }
+  NoteError("", code);
 }
 
 CAsyncSocket::~CAsyncSocket() {

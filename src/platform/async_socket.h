@@ -20,11 +20,15 @@ constexpr long kBytesToRead = 0x4004667F;  // question of IOCtl: bytes that can 
 constexpr int WSAEWOULDBLOCK = 10035;
 constexpr int WSAECONNRESET = 10054;
 constexpr int WSAENOBUFS = 10055;
+constexpr int WSAETIMEDOUT = 10060;
 
 // The calling thread's last failed socket call.
 int WSAGetLastError();
 
 namespace tvl {
+
+// Notes the failure of a connection, by a code of the above or of OnClose and OnConnect, for users to see.
+void NoteSocketError(int code);
 
 class SocketWait;
 struct WaitedSocket;
@@ -65,6 +69,9 @@ class CAsyncSocket {
   virtual int Send(const void* buffer, int length, int flags);
 
   virtual void Close();
+
+  // The system's number of the socket, -1 if there is none.
+  [[nodiscard]] int Descriptor() const { return descriptor_; }
 
   // Not 0 on success.
   BOOL ShutDown(int how);

@@ -6,6 +6,7 @@
 #include "base/text.h"
 #include "platform/files.h"
 #include "platform/host_path.h"
+#include "platform/last_error.h"
 #include "tcp/state.h"
 #include "transfer/compare.h"
 #include "transfer/sha1.h"
@@ -39,6 +40,12 @@ void SignServer(const char* host, unsigned int port, char* signature) {
 
 }  // namespace
 
+void CTVLClientTcpOpr::State::NoteRefusal(std::string_view text) {
+  refused = true;
+  refusal[text.copy(refusal, sizeof refusal - 1)] = 0;
+  tvl::TakeLastError();
+}
+
 CTVLClientTcpOpr::CTVLClientTcpOpr() : state(new State(opened)) {}
 
 CTVLClientTcpOpr::~CTVLClientTcpOpr() {
@@ -55,6 +62,7 @@ int CTVLClientTcpOpr::Open(char* directory, char* /*configFile*/, char* host, un
   shortName[0] = 0;
   longName[0] = 0;
   fileCmp = kCompareHash;
+  state->refused = false;
   if (state->socket.ConnectHost(host, port) == 0) return TVL_ERR_TCP_CONNECT;
   state->process = GetCurrentProcessId();
   if (const int refusal = Handshake(className, clientTag)) return refusal;
@@ -76,7 +84,10 @@ int CTVLClientTcpOpr::Handshake(const char* className, const char* clientTag) {
   if (state->pack.PackReceive() == 0) return TVL_ERR_TCP_RECEIVE;
   state->pack.Unpack2Toks(tvl::protocol::kFieldSeparator);
   const int refusal = state->pack.NumericTok(1, TVL_ERR_NOT_SUPPORTED);
-  if (refusal != TVL_OK) ServerTerminate();
+  if (refusal != TVL_OK) {
+    state->NoteRefusal(state->pack.StringTok(2, ""));
+    ServerTerminate();
+  }
   return refusal;
 }
 
@@ -115,4 +126,12 @@ int CTVLClientTcpOpr::Close() {
 
 bool CTVLClientTcpOpr::IsLive() const {
   return opened != 0 && state->IsOwnProcess();
+}
+
+const char* CTVLClientTcpOpr::Refusal() const {
+  return state->refused ? state->refusal : nullptr;
+}
+
+int CTVLClientTcpOpr::Descriptor() const {
+  return IsLive() ? state->socket.Descriptor() : -1;
 }

@@ -1,3 +1,5 @@
+#include <string_view>
+
 #include "base/low_file.h"
 #include "base/path_helpers.h"
 #include "platform/utime.h"
@@ -38,6 +40,14 @@ class Source {
   bool is_open_;
 };
 
+// The second field of a reply that is not to be split: it may be the first packet of a file.
+std::string_view TextAfterField(std::string_view reply) {
+  const std::size_t end = reply.find(protocol::kFieldSeparator);
+  if (end == std::string_view::npos) return {};
+  reply.remove_prefix(end + 1);
+  return reply.substr(0, reply.find(protocol::kFieldSeparator));
+}
+
 }  // namespace
 
 int CTVLClientTcpOpr::PutRemote(char* remoteName, char* localName, int* transferred) {
@@ -63,12 +73,17 @@ int CTVLClientTcpOpr::PutRemote(char* remoteName, char* localName, int* transfer
 int CTVLClientTcpOpr::AskForTransfer(char letter, const char* remoteName, const char* stamp,
                                      int* transferred) {
   tvl::Packets& pack = state->pack;
+  state->refused = false;
   if (pack.Add2Pack(1, "%c%s\t%s", letter, remoteName, stamp) == 0) return TVL_ERR_SERVER_FILE;
   if (pack.PackSend() == 0) return TVL_ERR_TCP_SEND;
   if (pack.PackReceive() == 0) return TVL_ERR_TCP_RECEIVE;
   if (*pack.Payload() == 0) return TVL_ERR_NOT_SUPPORTED;
   const int code = tvl::NearestInt(tvl::LeadingNumber(pack.Payload()));
-  if (code == TVL_ERR_IN_CACHE) *transferred = 0;
+  if (code == TVL_ERR_IN_CACHE) {
+    *transferred = 0;
+  } else if (code != TVL_OK) {
+    state->NoteRefusal(TextAfterField(pack.Payload()));
+  }
   return code;
 }
 
@@ -86,7 +101,10 @@ int CTVLClientTcpOpr::SendFile(const char* path) {
     if (pack.PackSend() == 0) return TVL_ERR_TCP_SEND;
     if (pack.PackReceive() == 0) return TVL_ERR_TCP_RECEIVE;
     pack.Unpack2Toks(protocol::kFieldSeparator);
-    if (const int refusal = pack.NumericTok(0, 0)) return refusal;
+    if (const int refusal = pack.NumericTok(0, 0)) {
+      state->NoteRefusal(pack.StringTok(1, ""));
+      return refusal;
+    }
   } while (count > 0);
   return TVL_OK;
 }

@@ -1,6 +1,7 @@
 #include "tcp/socket.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <new>
 
@@ -15,16 +16,37 @@ constexpr long kTransferEvents = FD_READ | FD_WRITE | FD_CLOSE;
 // What a peer sends ahead of being asked stays in the system's buffers beyond this, which then hold it up.
 constexpr std::int32_t kMostWaiting = 1 << 20;
 
-// Lets the thread's other work go on until `done` holds. Its sign comes from inside the pump only.
-template <typename Condition>
-void WaitUntil(Condition done) {
-  while (!done()) {
-    tvl::SleepUntilPumpIsDue();
-    PumpMessages();
-  }
+constinit std::atomic<unsigned int> timeout_seconds = 0;
+static_assert(std::atomic<unsigned int>::is_always_lock_free);
+
+// Milliseconds that a wait may still last, -1 for any time.
+int TimeLeft(std::chrono::steady_clock::time_point since) {
+  constexpr std::int64_t kLongestSleep = 60 * 1000;
+  const unsigned int seconds = timeout_seconds;
+  if (seconds == 0) return -1;
+  const auto left = since + std::chrono::seconds(seconds) - std::chrono::steady_clock::now();
+  const std::int64_t milliseconds = std::chrono::ceil<std::chrono::milliseconds>(left).count();
+  return static_cast<int>(std::clamp<std::int64_t>(milliseconds, 0, kLongestSleep));
 }
 
 }  // namespace
+
+void tvl::SetSocketTimeout(unsigned int seconds) {
+  timeout_seconds = seconds;
+}
+
+// Keeps the thread's other work running until `done` holds, which only the pump can bring about, or the
+// time-out ends the connection.
+template <typename Condition>
+void CJSock::WaitUntil(Condition done) {
+  sign_of_life_ = std::chrono::steady_clock::now();
+  while (!done()) {
+    const int left = TimeLeft(sign_of_life_);
+    if (left == 0) return Abandon(WSAETIMEDOUT);
+    tvl::SleepUntilPumpIsDue(left);
+    PumpMessages();
+  }
+}
 
 CJSock::~CJSock() {
   rxBuffer = static_cast<unsigned char*>(SafeFree(rxBuffer));
@@ -53,7 +75,11 @@ int CJSock::ConnectHost(const char* host, unsigned int port) {
     lastError = WSAGetLastError();
   }
   WaitUntil([this] { return connected != 0 || lastError != 0; });
-  if (connected != 0) AsyncSelect(kTransferEvents);
+  if (connected != 0) {
+    AsyncSelect(kTransferEvents);
+  } else {
+    tvl::NoteSocketError(lastError);
+  }
   return connected;
 }
 
@@ -100,9 +126,14 @@ void CJSock::CloseSocket() {
 }
 
 void CJSock::GiveUp() {
+  Abandon(WSAECONNRESET);
+}
+
+void CJSock::Abandon(int reason) {
   connected = 0;
-  lastError = WSAECONNRESET;
+  lastError = reason;
   CloseSocket();
+  tvl::NoteSocketError(reason);
 }
 
 void CJSock::OnConnect(int code) {
@@ -122,6 +153,7 @@ void CJSock::OnSend(int code) {
 void CJSock::OnClose(int code) {
   connected = 0;
   lastError = code != 0 ? code : WSAECONNRESET;
+  tvl::NoteSocketError(lastError);
   CAsyncSocket::OnClose(code);
 }
 
@@ -136,6 +168,7 @@ void CJSock::OnReceive(int code) try {
     const int received = Receive(rxBuffer + rxWrite, count, 0);
     if (received <= 0) return;
     rxWrite += received;
+    sign_of_life_ = std::chrono::steady_clock::now();
   }
 } catch (const std::bad_alloc&) {
   connected = 0;

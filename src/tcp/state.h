@@ -3,6 +3,7 @@
 
 #include <set>
 #include <string>
+#include <string_view>
 
 #include <tvlclient/tcp_opr.h>
 
@@ -21,6 +22,12 @@ struct CTVLClientTcpOpr::State {
   tvl::Packets pack;
   std::set<std::string> held;  // objects whose last answer was 1, without blanks at the end
   DWORD process = 0;           // that opened the connection
+
+  // The server has refused something, for the reason `text`, which may be empty. A failure on this side
+  // before it was not the reason.
+  void NoteRefusal(std::string_view text);
+  char refusal[32] = {};
+  bool refused = false;
 };
 
 #endif

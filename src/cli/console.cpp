@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include "cli/stall_watch.h"
+
 namespace tvl::cli {
 namespace {
 
@@ -10,12 +12,14 @@ constexpr char kClearLine[] = "\r\x1b[K";
 }  // namespace
 
 void Console::Out(const std::string& line) {
+  const WaitsElsewhere waits;  // for the reader
   const std::lock_guard lock(mutex_);
   ClearBar();
   std::fputs((line + "\n").c_str(), stdout);
 }
 
 void Console::Err(const std::string& line) {
+  const WaitsElsewhere waits;
   const std::lock_guard lock(mutex_);
   ClearBar();
   std::fflush(stdout);  // so that both streams read in order where they go to one place

@@ -1,6 +1,8 @@
 #include "cli/failure.h"
 
 #include <cerrno>
+#include <optional>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -45,6 +47,26 @@ constexpr CodeMeaning kMeanings[] = {
 };
 constexpr CodeMeaning kUnknown = {-1, kFailed, "failed"};
 
+// What servers say when they refuse. The empty reason is that of a server that does not say why, with the
+// code that it then uses.
+struct RefusalMeaning {
+  std::string_view reason;
+  int code;
+  std::optional<ExitStatus> exit;  // none: that of the code
+  const char* what;
+};
+constexpr RefusalMeaning kRefusals[] = {
+    {"address", 0, kNotAllowed, "the server does not admit clients from this address"},
+    {"tag", 0, kNotAllowed, "the server does not accept this client's tag"},
+    {"certificate", 0, kNotAllowed, "the server does not accept this client's certificate"},
+    {"full", 0, kUnreachable, "the server is full: it serves as many clients as it may"},
+    {"right", 0, kNotAllowed, "this client has no right to it on the server"},
+    {"", TVL_ERR_TCP_CONNECT, std::nullopt,
+     "the server refuses this client, for its address or its tag, or because it is full"},
+    {"", TVL_ERR_SERVER_FILE, std::nullopt,
+     "the server refuses it: it does not exist, its name cannot be used, or this client has no right to it"},
+};
+
 constexpr unsigned int kPathRoom = 1024;
 
 bool SaysMissing(int error) {
@@ -85,6 +107,18 @@ Failure LibraryFailure(int code) {
   if (failure.exit == kNotFound && failure.error != 0 && !SaysMissing(failure.error)) failure.exit = kFailed;
   if (code == TVL_ERR_CREATE_DIR && SaysMissing(failure.error)) failure.exit = kNotFound;  // its parent
   return failure;
+}
+
+void ExplainRefusal(const char* reason, Failure& failure) {
+  if (reason == nullptr) return;
+  const std::string_view text = reason;
+  for (const RefusalMeaning& row : kRefusals) {
+    if (row.reason != text || (text.empty() && row.code != failure.code)) continue;
+    failure.what = row.what;
+    failure.exit = row.exit.value_or(failure.exit);
+    return;
+  }
+  if (!text.empty()) failure.what += ", refused by the server: " + std::string(text);
 }
 
 Failure SystemFailure(const std::string& what, int error, const std::string& path) {

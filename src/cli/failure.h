@@ -9,7 +9,7 @@
 
 namespace tvl::cli {
 
-// Why something failed, as far as anybody knows.
+// Why something failed, as far as it is known.
 struct Failure {
   ExitStatus exit = kFailed;
   int code = 0;      // the library's; 0 where it was not asked
@@ -32,11 +32,15 @@ struct CodeMeaning {
 // The library's own text of a code, as UTF-8.
 [[nodiscard]] std::string LibraryText(int code);
 
-// Forgets earlier failures of files, so that LibraryFailure tells of what comes next.
+// Forgets earlier failures of files, so that LibraryFailure describes what comes next.
 void ForgetFileErrors();
 
-// What is known of the operation of the library that just gave `code`.
+// What is known of the operation of the library that just returned `code`.
 [[nodiscard]] Failure LibraryFailure(int code);
+
+// Adds to a failure the reason with which a server refused: a word of its protocol, or the empty text if it
+// did not say why; null if it did not refuse.
+void ExplainRefusal(const char* reason, Failure& failure);
 
 // A system call of our own that failed for the reason `error`.
 [[nodiscard]] Failure SystemFailure(const std::string& what, int error, const std::string& path);

@@ -7,6 +7,8 @@
 #include <csignal>
 #include <string_view>
 
+#include <tvlclient/tvl.h>
+
 namespace tvl::cli {
 namespace {
 
@@ -18,11 +20,17 @@ constexpr std::string_view kNotice = "tvl: stopping after this file; once more s
 constexpr std::string_view kTerminalNotice =
     "\r\x1b[Ktvl: stopping after this file; once more stops at once\n";
 
+// Seconds for which a server may stay silent once its user wants to stop.
+constexpr unsigned int kPatienceAfterInterrupt = 2;
+
+// Safe in a handler: atomic variables and system calls only.
 void Note(int /*signal*/) {
   const int error = errno;
   interrupted = true;
-  signal(SIGINT, SIG_DFL);
-  signal(SIGTERM, SIG_DFL);
+  TVLSetTimeout(kPatienceAfterInterrupt);
+  for (const int signal : {SIGINT, SIGTERM}) {
+    if (!IsIgnored(signal)) std::signal(signal, SIG_DFL);
+  }
   if (!silent) {
     const std::string_view notice = isatty(STDERR_FILENO) == 1 ? kTerminalNotice : kNotice;
     [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, notice.data(), notice.size());
@@ -32,13 +40,19 @@ void Note(int /*signal*/) {
 
 }  // namespace
 
+bool IsIgnored(int signal) {
+  struct sigaction action = {};
+  return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
 void CatchInterrupts(bool quiet) {
   silent = quiet;
   struct sigaction action = {};
   action.sa_handler = Note;
   action.sa_flags = SA_RESTART;
-  sigaction(SIGINT, &action, nullptr);
-  sigaction(SIGTERM, &action, nullptr);
+  for (const int signal : {SIGINT, SIGTERM}) {
+    if (!IsIgnored(signal)) sigaction(signal, &action, nullptr);
+  }
 }
 
 bool Interrupted() {

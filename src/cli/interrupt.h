@@ -3,8 +3,11 @@
 
 namespace tvl::cli {
 
-// From here on the first SIGINT or SIGTERM is only noted, and told on standard error unless `quiet`; the next
-// one ends the process.
+// True if the process that started this one has the signal ignored, as a shell does for its background jobs.
+[[nodiscard]] bool IsIgnored(int signal);
+
+// From here on the first SIGINT or SIGTERM is only noted, and reported on standard error unless `quiet`; the
+// next one ends the process. A signal that is ignored stays ignored.
 void CatchInterrupts(bool quiet);
 
 [[nodiscard]] bool Interrupted();

@@ -7,78 +7,149 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
+#include <optional>
 
+#include "cli/console.h"
 #include "cli/exit_status.h"
 #include "cli/failure.h"
+#include "cli/interrupt.h"
+#include "cli/text.h"
 
 namespace tvl::cli {
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
 constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGUSR1, SIGUSR2};
 constexpr int kNoSuchProgram = 127;
 constexpr int kCannotRun = 126;
+constexpr std::chrono::seconds kTimeToEnd{10};
 
-sigset_t SignalSet(bool with_child) {
+// A signal that this process was started to ignore stays ignored.
+sigset_t SignalSet() {
   sigset_t set;
   sigemptyset(&set);
-  for (const int signal : kEndingSignals) sigaddset(&set, signal);
-  if (with_child) sigaddset(&set, SIGCHLD);
+  sigaddset(&set, SIGCHLD);
+  for (const int signal : kEndingSignals) {
+    if (!IsIgnored(signal)) sigaddset(&set, signal);
+  }
   return set;
 }
 
-// In the new process, before it becomes the command: only calls that are safe behind a fork.
-[[noreturn]] void Become(char* const* arguments, pid_t parent, const sigset_t& mask) {
+// --- The command ---
+
+struct Command {
+  pid_t process = -1;
+  int failure = 0;  // an errno value if it could not be run
+};
+
+// In the new process, before it becomes the command: only calls that are safe after a fork.
+[[noreturn]] void Become(char* const* arguments, pid_t parent, const sigset_t& mask, int failure) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (getppid() != parent) _exit(kCannotRun);  // it ended before that was set
   sigprocmask(SIG_SETMASK, &mask, nullptr);
   execvp(arguments[0], arguments);
-  _exit(errno == ENOENT ? kNoSuchProgram : kCannotRun);
+  const int error = errno;
+  [[maybe_unused]] const ssize_t written = write(failure, &error, sizeof error);
+  _exit(kCannotRun);
 }
 
-pid_t StartCommand(const std::vector<std::string>& command, const sigset_t& mask) {
+// The pipe closes when the command runs, and holds the reason if it cannot.
+int ReadFailure(int descriptor) {
+  int error = 0;
+  ssize_t count = 0;
+  do {
+    count = read(descriptor, &error, sizeof error);
+  } while (count < 0 && errno == EINTR);
+  return count == sizeof error ? error : 0;
+}
+
+Command StartCommand(const std::vector<std::string>& command, const sigset_t& mask) {
   std::vector<char*> arguments;
   for (const std::string& argument : command) arguments.push_back(const_cast<char*>(argument.c_str()));
   arguments.push_back(nullptr);
+  std::array<int, 2> failure = {};
+  if (pipe2(failure.data(), O_CLOEXEC) != 0) return {-1, errno};
   const pid_t parent = getpid();
   const pid_t child = fork();
-  if (child < 0) throw Stop(command.front(), SystemFailure("cannot be started", errno, {}));
-  if (child == 0) Become(arguments.data(), parent, mask);
-  return child;
+  if (child == 0) Become(arguments.data(), parent, mask, failure[1]);
+  const int error = errno;
+  close(failure[1]);
+  const Command started = {child, child < 0 ? error : ReadFailure(failure[0])};
+  close(failure[0]);
+  return started;
 }
 
-int ExitCodeOf(int status) {
+// The exit code of the command if it has ended.
+std::optional<int> ExitCodeOf(pid_t child) {
+  int status = 0;
+  if (waitpid(child, &status, WNOHANG) != child) return std::nullopt;
   return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
-// True if the command has ended; its exit code then.
-bool HasEnded(pid_t child, int& exit) {
-  int status = 0;
-  if (waitpid(child, &status, WNOHANG) != child) return false;
-  exit = ExitCodeOf(status);
-  return true;
+int ReportCannotRun(const std::string& name, const Command& command) {
+  if (command.process > 0) waitpid(command.process, nullptr, 0);
+  Console().Err("tvl: lock: " +
+                Printable(name + ": " + SystemFailure("cannot be run", command.failure, {}).Message()));
+  return command.failure == ENOENT ? kNoSuchProgram : kCannotRun;
 }
+
+// Asks the command to end, and makes it end when its time is over.
+class Ending {
+ public:
+  void Begin(pid_t child) {
+    kill(child, SIGTERM);
+    kill(child, SIGCONT);  // a stopped one could not act on it
+    end_ = Clock::now() + kTimeToEnd;
+  }
+  void Enforce(pid_t child) {
+    if (end_ && Clock::now() >= *end_) kill(child, SIGKILL);
+  }
+  [[nodiscard]] bool HasBegun() const { return end_.has_value(); }
+
+ private:
+  std::optional<Clock::time_point> end_;
+};
+
+// --- Waiting ---
 
 // A descriptor from which signals are read.
 class SignalReader {
  public:
-  SignalReader() : descriptor_(signalfd(-1, Set(), SFD_CLOEXEC)) {
+  SignalReader() {
+    const sigset_t set = SignalSet();
+    descriptor_ = signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
     if (descriptor_ < 0) throw Stop({}, SystemFailure("signals cannot be waited for", errno, {}));
   }
   ~SignalReader() { close(descriptor_); }
   SignalReader(const SignalReader&) = delete;
   SignalReader& operator=(const SignalReader&) = delete;
+
   [[nodiscard]] int Descriptor() const { return descriptor_; }
 
- private:
-  static const sigset_t* Set() {
-    static const sigset_t set = SignalSet(false);
-    return &set;
+  // The next ending signal that has come to this process, and who sent it; nothing if none has.
+  [[nodiscard]] std::optional<signalfd_siginfo> Next() const {
+    signalfd_siginfo info = {};
+    while (read(descriptor_, &info, sizeof info) == sizeof info) {
+      if (info.ssi_signo != SIGCHLD) return info;
+    }
+    return std::nullopt;
   }
 
-  int descriptor_;
+ private:
+  int descriptor_ = -1;
 };
+
+void PassOn(const SignalReader& signals, pid_t child) {
+  while (const auto info = signals.Next()) {
+    const bool from_terminal = info->ssi_code == SI_KERNEL;
+    if (!from_terminal) kill(child, static_cast<int>(info->ssi_signo));
+  }
+}
 
 // Reads what is there. False at the end of the input.
 bool DrainInput() {
@@ -90,33 +161,46 @@ bool DrainInput() {
 }  // namespace
 
 void BlockEndingSignals() {
-  const sigset_t set = SignalSet(true);
+  signal(SIGCHLD, SIG_DFL);  // ignored, the system would discard the command's exit code
+  const sigset_t set = SignalSet();
   sigprocmask(SIG_BLOCK, &set, nullptr);
 }
 
-HoldEnd HoldWhileRunning(const std::vector<std::string>& command) {
-  const sigset_t set = SignalSet(true);
+int HoldWhileRunning(const std::vector<std::string>& command, LockWatch& watch, const LossReport& report) {
+  constexpr int kEndingLook = 100;  // ms between two looks at a command that is to end
+  const SignalReader signals;
   sigset_t unblocked;
   sigprocmask(SIG_SETMASK, nullptr, &unblocked);
   for (const int signal : kEndingSignals) sigdelset(&unblocked, signal);
   sigdelset(&unblocked, SIGCHLD);
-  const pid_t child = StartCommand(command, unblocked);
-  int exit = kDone;
-  while (!HasEnded(child, exit)) {
-    siginfo_t info = {};
-    const int signal = sigwaitinfo(&set, &info);
-    if (signal > 0 && signal != SIGCHLD && info.si_code != SI_KERNEL) kill(child, signal);
+  const Command child = StartCommand(command, unblocked);
+  if (child.failure != 0) return ReportCannotRun(command.front(), child);
+  watch.Start();
+  Ending ending;
+  for (;;) {
+    if (const auto exit = ExitCodeOf(child.process)) return *exit;
+    pollfd files[] = {{signals.Descriptor(), POLLIN, 0}, watch.Wanted()};
+    poll(files, 2, ending.HasBegun() ? kEndingLook : watch.Patience());
+    PassOn(signals, child.process);
+    ending.Enforce(child.process);
+    if (ending.HasBegun() || !watch.IsLost()) continue;
+    report(watch.Reason());
+    ending.Begin(child.process);
   }
-  return {exit, false};
 }
 
-HoldEnd HoldUntilInputEnds() {
+int HoldUntilInputEnds(LockWatch& watch, const LossReport& report) {
   const SignalReader signals;
+  watch.Start();
   for (;;) {
-    pollfd files[] = {{STDIN_FILENO, POLLIN, 0}, {signals.Descriptor(), POLLIN, 0}};
-    if (poll(files, 2, -1) < 0) continue;
-    if (files[1].revents != 0) return {kInterrupted, true};
-    if (files[0].revents != 0 && !DrainInput()) return {kDone, false};
+    pollfd files[] = {{STDIN_FILENO, POLLIN, 0}, {signals.Descriptor(), POLLIN, 0}, watch.Wanted()};
+    if (poll(files, 3, watch.Patience()) < 0) continue;
+    if (watch.IsLost()) {
+      report(watch.Reason());
+      return kUnreachable;
+    }
+    if (signals.Next()) return kInterrupted;
+    if (files[0].revents != 0 && !DrainInput()) return kDone;
   }
 }
 

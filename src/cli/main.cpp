@@ -1,12 +1,17 @@
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
-#include <cerrno>
+#include <chrono>
+#include <clocale>
 #include <cstdio>
 #include <exception>
+#include <optional>
 #include <string>
 
 #include "cli/failure.h"
 #include "cli/json.h"
 #include "cli/options.h"
+#include "cli/stall_watch.h"
 #include "cli/text.h"
 
 namespace tvl::cli {
@@ -19,10 +24,10 @@ constexpr char kFooter[] = R"(Examples:
   tvl --config /srv/store/tvl.ini get -r docs
 
 Exit status: 0 done, 1 failed, 2 wrong usage, 3 something was skipped,
-4 held by another, 5 store or server unreachable, 6 not found, 7 not allowed,
-130 interrupted.
+4 held by another, 5 store or server unreachable, or a lock lost, 6 not found,
+7 not allowed, 130 interrupted.
 
-'tvl COMMAND --help' tells more of a command.)";
+'tvl COMMAND --help' describes a command.)";
 
 void DescribeProgram(CLI::App& app, Invocation& invocation) {
   app.name("tvl");
@@ -40,14 +45,15 @@ void DescribeProgram(CLI::App& app, Invocation& invocation) {
   AddSyncCommands(app, invocation);
   AddHashCommand(app, invocation);
   AddLockCommands(app, invocation);
+  AddLockListings(app, invocation);
   AddTableCommands(app, invocation);
   AddValueCommands(app, invocation);
   AddServiceCommands(app, invocation);
   AddDoctorCommand(app, invocation);
 }
 
-// What ends a command at once goes to standard error, and with --json also into the command's document.
-ExitStatus TellStop(const Invocation& invocation, const std::string& subject, const Failure& failure) {
+// What ends a command at once is written to standard error, and with --json also into the command's document.
+ExitStatus ReportStop(const Invocation& invocation, const std::string& subject, const Failure& failure) {
   std::string text = "tvl: " + invocation.command + ": ";
   if (!subject.empty()) text += Printable(subject) + ": ";
   text += Printable(failure.Message()) + "\n";
@@ -62,12 +68,28 @@ ExitStatus TellStop(const Invocation& invocation, const std::string& subject, co
   return failure.exit;
 }
 
+// A call in which the library waits for a dead mount does not return, so the process ends under it.
+[[noreturn]] void EndWait(const Invocation& invocation, const std::string& what) {
+  const std::string limit = std::to_string(invocation.options.timeout.value_or(0));
+  const int exit =
+      ReportStop(invocation, {}, {kUnreachable, 0, "no answer within " + limit + " s from " + what, 0, {}});
+  std::fflush(stdout);
+  _exit(exit);
+}
+
 ExitStatus RunCommand(const Invocation& invocation) try {
+  const Options& options = invocation.options;
+  std::optional<std::chrono::seconds> limit;
+  if (options.timeout) limit = std::chrono::seconds(*options.timeout);
+  // The library ends what it waits for on a socket; this one must not be earlier.
+  if (limit && !options.tcp.empty()) *limit += std::chrono::seconds(1);
+  const StallWatch watch(options.quiet, limit,
+                         [&invocation](const std::string& what) { EndWait(invocation, what); });
   return invocation.run();
 } catch (const Stop& stop) {
-  return TellStop(invocation, stop.Subject(), stop.Reason());
+  return ReportStop(invocation, stop.Subject(), stop.Reason());
 } catch (const std::exception& problem) {
-  return TellStop(invocation, {}, {kFailed, 0, problem.what(), 0, {}});
+  return ReportStop(invocation, {}, {kFailed, 0, problem.what(), 0, {}});
 }
 
 // A result that didn't reach its reader is no result.
@@ -89,6 +111,8 @@ int Main(int count, char** arguments) try {
   } catch (const CLI::ParseError& problem) {
     return FlushOutput(app.exit(problem) == 0 ? kDone : kUsage);
   }
+  // A program that reads JSON gets each line as it comes, however long the work takes.
+  if (invocation.options.json) std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
   if (!invocation.run) {
     std::fputs(app.help().c_str(), stderr);
     return kUsage;

@@ -1,6 +1,9 @@
 #include "cli/options.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cctype>
+#include <memory>
 #include <utility>
 
 namespace tvl::cli {
@@ -8,10 +11,19 @@ namespace tvl::cli {
 namespace {
 
 constexpr char kMark = '\x01';
+constexpr int kLongestTimeout = 1000000;
 
 std::string WithoutMark(std::string text) {
   if (!text.empty() && text.front() == kMark) text.erase(0, 1);
   return text;
+}
+
+// A class is part of a marker's file name. The empty text for a good one, else the complaint.
+std::string CheckClass(const std::string& text) {
+  const auto fits = [](unsigned char byte) {
+    return byte == '_' || byte == ' ' || (byte < 0x80 && std::isalnum(byte) != 0);
+  };
+  return std::all_of(text.begin(), text.end(), fits) ? "" : "a class has letters, digits, _ and blanks only";
 }
 
 }  // namespace
@@ -48,9 +60,15 @@ void AddOptions(CLI::App& app, Options& options) {
                  "Working directory, which local names start from\n(default: $TVL_WORK, the current folder)")
       ->type_name("DIR")
       ->transform(WithoutMark);
-  AddText(app, "--class", options.class_name, "Client class, 4 characters (default: tvlc)", "CCCC");
+  AddText(app, "--class", options.class_name, "Client class, 4 letters, digits, _ or blanks (default: tvlc)",
+          "CCCC")
+      .check(CheckClass, "");
   AddText(app, "--tag-file", options.tag_file,
           "File with the client tag for a server\n(default: the tag in $TVL_TAG)", "FILE");
+  app.add_option("--timeout", options.timeout,
+                 "How long to wait for a store or server that does not answer (default: no limit)")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(1, kLongestTimeout), "");
   app.add_flag("--json", options.json, "Results as JSON on standard output");
   CLI::Option* quiet =
       app.add_flag("-q,--quiet", options.quiet, "Say nothing but results asked for and errors");
@@ -66,6 +84,17 @@ CLI::App& AddCommand(CLI::App& parent, const std::string& name, const std::strin
     invocation.run = run;
   });
   return *command;
+}
+
+CLI::App& AddNamed(CLI::App& app, Invocation& invocation, const char* name, const char* description,
+                   const char* argument, const char* help,
+                   std::function<ExitStatus(const Options&, const std::string&)> run) {
+  auto value = std::make_shared<std::string>();
+  CLI::App& command = AddCommand(
+      app, name, description, name, invocation,
+      [value, run = std::move(run), &options = invocation.options] { return run(options, *value); });
+  AddText(command, argument, *value, help, "");
+  return command;
 }
 
 }  // namespace tvl::cli

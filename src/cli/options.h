@@ -15,13 +15,14 @@ class Option;
 
 namespace tvl::cli {
 
-// What may stand before or behind any command.
+// What may be given before or after any command.
 struct Options {
   std::string config;
   std::string tcp;
   std::optional<std::string> work;
   std::string class_name = "tvlc";
   std::string tag_file;
+  std::optional<int> timeout;  // seconds
   bool json = false;
   bool quiet = false;
   bool verbose = false;
@@ -50,12 +51,18 @@ void AddOptions(CLI::App& app, Options& options);
 CLI::App& AddCommand(CLI::App& parent, const std::string& name, const std::string& description,
                      const std::string& path, Invocation& invocation, std::function<ExitStatus()> run);
 
+// Adds a command that takes one optional text.
+CLI::App& AddNamed(CLI::App& app, Invocation& invocation, const char* name, const char* description,
+                   const char* argument, const char* help,
+                   std::function<ExitStatus(const Options&, const std::string&)> run);
+
 // One function a group of commands.
 void AddStoreCommands(CLI::App& app, Invocation& invocation);
 void AddShowCommands(CLI::App& app, Invocation& invocation);
 void AddTransferCommands(CLI::App& app, Invocation& invocation);
 void AddHashCommand(CLI::App& app, Invocation& invocation);
 void AddLockCommands(CLI::App& app, Invocation& invocation);
+void AddLockListings(CLI::App& app, Invocation& invocation);
 void AddTableCommands(CLI::App& app, Invocation& invocation);
 void AddTreeCommands(CLI::App& app, Invocation& invocation);
 void AddListCommand(CLI::App& app, Invocation& invocation);

@@ -7,7 +7,7 @@
 #include <cstring>
 
 #include <tvlclient/errors.h>
-#include <tvlclient/tcp_opr.h>
+#include <tvlclient/tvl.h>
 
 #include "cli/configuration.h"
 #include "cli/text.h"
@@ -35,7 +35,11 @@ class PathBuffer {
 
 }  // namespace
 
-Store::Store(const Options& options, const std::string& working_directory, Use use) {
+Store::Store(const Options& options, const std::string& working_directory, Use use)
+    : configuration_(options.tcp.empty() ? FindConfiguration(options) : ""),
+      name_(options.tcp.empty() ? "the store of " + configuration_ : "server " + options.tcp),
+      activity_(name_) {
+  const WaitsFor waits(name_);
   if (options.tcp.empty()) {
     OpenDirectory(options, working_directory, use);
   } else {
@@ -45,7 +49,6 @@ Store::Store(const Options& options, const std::string& working_directory, Use u
 }
 
 void Store::OpenDirectory(const Options& options, const std::string& working_directory, Use use) {
-  configuration_ = FindConfiguration(options);
   auto connection = std::make_unique<CTVLClientSmbOpr>();
   directory_ = connection.get();
   client_ = std::move(connection);
@@ -62,7 +65,10 @@ void Store::OpenServer(const Options& options, const std::string& working_direct
     throw Stop(options.tcp,
                {kFailed, TVL_ERR_NOT_SUPPORTED, "a server cannot show what would be done", 0, {}});
   ServerAddress server = ParseServer(options.tcp);
-  client_ = std::make_unique<CTVLClientTcpOpr>();
+  auto connection = std::make_unique<CTVLClientTcpOpr>();
+  server_ = connection.get();
+  client_ = std::move(connection);
+  TVLSetTimeout(static_cast<unsigned int>(options.timeout.value_or(0)));
   PathBuffer folder(working_directory);
   std::string class_name = options.class_name;
   std::string tag = FindTag(options);
@@ -73,7 +79,17 @@ void Store::OpenServer(const Options& options, const std::string& working_direct
   if (code == TVL_OK) return;
   Failure failure = LibraryFailure(code);
   failure.exit = kUnreachable;
+  ExplainRefusal(server_->Refusal(), failure);
   throw Stop(options.tcp, failure);
+}
+
+bool Store::IsPresent() {
+  return (directory_ != nullptr ? directory_->IsPresent() : server_->IsPresent()) != 0;
+}
+
+bool Store::HoldsLock(const std::string& object) {
+  return (directory_ != nullptr ? directory_->HoldsLock(object.c_str())
+                                : server_->HoldsLock(object.c_str())) != 0;
 }
 
 std::string Store::Variable(const std::string& name) const {
@@ -94,8 +110,14 @@ std::string Store::LocalPath(const std::string& local) const {
   return local.starts_with('/') ? local : Joined(Slashed(client_->WorkingDirectory()), local);
 }
 
-Failure Store::Explain(int code, const NamePair& names) const {
+Failure Store::Explain(int code, const NamePair& names, Direction direction) const {
   Failure failure = LibraryFailure(code);
+  if (server_ != nullptr && server_->Refusal() != nullptr) {
+    // A put makes what is missing, so the name alone cannot be what is wrong.
+    if (direction == Direction::kPut && failure.exit == kNotFound) failure.exit = kFailed;
+    ExplainRefusal(server_->Refusal(), failure);
+    return failure;
+  }
   for (const std::string& path : {StorePath(names.remote), LocalPath(names.local)}) {
     if (path.size() < kPathRoom) continue;
     failure = {kFailed, code, failure.what, ENAMETOOLONG, path};

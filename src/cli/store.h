@@ -6,10 +6,12 @@
 
 #include <tvlclient/client_opr.h>
 #include <tvlclient/smb_opr.h>
+#include <tvlclient/tcp_opr.h>
 
 #include "cli/failure.h"
 #include "cli/names.h"
 #include "cli/options.h"
+#include "cli/stall_watch.h"
 
 namespace tvl::cli {
 
@@ -27,9 +29,17 @@ class Store {
   [[nodiscard]] CTVLClientOpr& Client() { return *client_; }
   [[nodiscard]] const CTVLClientOpr& Client() const { return *client_; }
 
-  // The connection to a directory; null for one to a server.
+  // The connection to a directory, or the one to a server; the other is null.
   [[nodiscard]] CTVLClientSmbOpr* Directory() { return directory_; }
   [[nodiscard]] bool IsDirectory() const { return directory_ != nullptr; }
+  [[nodiscard]] CTVLClientTcpOpr* Server() { return server_; }
+
+  // What it is called in messages.
+  [[nodiscard]] const std::string& Name() const { return name_; }
+
+  // Whether other clients see this one, and whether it holds the lock on an object in their eyes.
+  [[nodiscard]] bool IsPresent();
+  [[nodiscard]] bool HoldsLock(const std::string& object);
 
   // The configuration file; empty for a server.
   [[nodiscard]] const std::string& Configuration() const { return configuration_; }
@@ -41,17 +51,20 @@ class Store {
   [[nodiscard]] std::string StorePath(const std::string& remote) const;
   [[nodiscard]] std::string LocalPath(const std::string& local) const;
 
-  // What the library knows of its failure `code` on these names. It says nothing of paths that are too long
-  // for it, so that is found out here.
-  [[nodiscard]] Failure Explain(int code, const NamePair& names) const;
+  // What is known of the library's failure `code` on these names. The library does not report paths that are
+  // too long for it, so they are found here.
+  [[nodiscard]] Failure Explain(int code, const NamePair& names, Direction direction = Direction::kGet) const;
 
  private:
   void OpenDirectory(const Options& options, const std::string& working_directory, Use use);
   void OpenServer(const Options& options, const std::string& working_directory, Use use);
 
+  std::string configuration_;
+  std::string name_;
+  WorksWith activity_;  // from before the connection opens until after it is closed
   std::unique_ptr<CTVLClientOpr> client_;
   CTVLClientSmbOpr* directory_ = nullptr;
-  std::string configuration_;
+  CTVLClientTcpOpr* server_ = nullptr;
 };
 
 }  // namespace tvl::cli

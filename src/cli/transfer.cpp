@@ -190,7 +190,7 @@ class Transfer {
   }
 
   void TellFailed(const TransferJob& job, int code) {
-    const Failure failure = store_.Explain(code, job.names);
+    const Failure failure = store_.Explain(code, job.names, direction_);
     log_.TellFailed(job.names, failure);
     connection_lost_ = failure.exit == kUnreachable;
   }

@@ -1,10 +1,16 @@
+#include <fcntl.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <functional>
 #include <string>
 
 #include "e2e/tvl_runner.h"
+#include "support/mounted_folder.h"
 
 namespace {
 
@@ -14,6 +20,8 @@ TEST_F(TvlTest, AHeldLockIsRefusedUntilItsHolderDies) {
   Process holder(Start({"lock", "ORD1", "--", "sh", "-c", "echo $$ > running; echo held; exec sleep 1000"}));
   ASSERT_TRUE(holder.AwaitOutput());
   ExpectAll({{4, {"lock", "ORD1", "--", "touch", "ran"}, {"held by "}},
+             {77, {"lock", "-E", "77", "ORD1", "--", "touch", "ran"}, {"held by "}},
+             {2, {"lock", "-E", "256", "ORD1"}, {"256"}},
              {4, {"unlock", "ORD1"}},
              {0, {"locks", "ORD*"}, {"ORD1    alive"}},
              {0, {"who", "tvlc"}, {"tvlc"}}});
@@ -22,9 +30,11 @@ TEST_F(TvlTest, AHeldLockIsRefusedUntilItsHolderDies) {
   ExpectJson(0, {"locks"}, {"\"ORD1\""});
 
   const pid_t under_it = std::stoi(folder.Read("work/running"));
+  Process waiting(Start({"lock", "-w", "60", "ORD1", "--", "touch", "ran"}));
+  EXPECT_TRUE(waiting.ReadErrorsUntil("tvl: lock: ORD1: waiting for "));
   holder.Signal(SIGKILL);
   holder.Finish();
-  Expect(0, {"lock", "-w", "30", "ORD1", "--", "touch", "ran"});
+  EXPECT_EQ(waiting.Finish().exit, 0);
   EXPECT_TRUE(folder.Exists("work/ran"));
   EXPECT_TRUE(kill(under_it, 0) != 0 || !fs::exists("/proc/" + std::to_string(under_it) + "/exe"))
       << "a command outlived its lock";
@@ -33,7 +43,8 @@ TEST_F(TvlTest, AHeldLockIsRefusedUntilItsHolderDies) {
 TEST_F(TvlTest, ExitCodesAndSignalsPassThroughALock) {
   ExpectAll({{7, {"lock", "A", "--", "sh", "-c", "exit 7"}},
              {143, {"lock", "A", "--", "sh", "-c", "kill -TERM $$"}},
-             {127, {"lock", "A", "--", "/nonexistent"}}});
+             {127, {"lock", "A", "--", "/nonexistent"}, {"/nonexistent: cannot be run: No such file"}},
+             {126, {"lock", "A", "--", "/etc/passwd"}, {"/etc/passwd: cannot be run: Permission denied"}}});
   Process holder(
       Start({"lock", "A", "--", "sh", "-c", "trap 'exit 3' TERM; echo held; while :; do sleep 0.05; done"}));
   ASSERT_TRUE(holder.AwaitOutput());
@@ -43,17 +54,76 @@ TEST_F(TvlTest, ExitCodesAndSignalsPassThroughALock) {
   EXPECT_EQ(Expect(0, {"locks"}).out, "");
 }
 
-TEST_F(TvlTest, WhatKeepsALockFromCountingIsSaid) {
+// A background job of a shell, whose users press Ctrl-C for another program.
+TEST_F(TvlTest, IgnoredSignalStaysIgnored) {
+  const std::string input = folder.Host("input");
+  ASSERT_EQ(mkfifo(input.c_str(), 0600), 0);
+  const int writer = open(input.c_str(), O_RDWR | O_CLOEXEC);
+  ProcessStart start = Start({"lock", "A"});
+  const Words shell = {"/bin/sh", "-c", "trap '' INT; exec \"$@\" < " + input, "sh"};
+  start.command.insert(start.command.begin(), shell.begin(), shell.end());
+  Process holder(start);
+  ASSERT_TRUE(holder.AwaitOutput());
+  holder.Signal(SIGINT);
+  close(writer);
+  EXPECT_EQ(holder.Finish().exit, 0);
+}
+
+TEST_F(TvlTest, ReasonsWhyALockWouldNotCountAreReported) {
   const std::string table = "store/tmp/locks/dtlocks.dat";
-  fs::rename(folder.Host(table), folder.Host("table"));
-  ExpectAll({{2, {"lock", std::string(33, 'x')}},
-             {5, {"lock", "A", "--", "touch", "ran"}, {table}},
-             {5, {"locks"}, {table}}});
+  for (const char* bad : {"a/bc", "a\\bc", "a*", "\xC3\xA9t\xC3\xA9"})
+    Expect(2, {"--class", bad, "info"}, {"--class"});
+  ExpectAll(
+      {{0, {"--class", "a_ 1", "lock", "A", "--", "true"}},
+       {2, {"lock", std::string(33, 'x')}},
+       {5, {"lock", "A", "--", "mv", folder.Host(table), folder.Host("table")}, {"not be released", table}},
+       {5, {"lock", "A", "--", "touch", "ran"}, {table}},
+       {5, {"unlock", "A"}, {table}},
+       {5, {"locks"}, {table}}});
   fs::rename(folder.Host("table"), folder.Host(table));
   fs::remove_all(folder.Host("store/tmp/procs"));
   folder.Write("store/tmp/procs", "a file in the folder's place");
   Expect(5, {"lock", "A", "--", "touch", "ran"}, {"store/tmp/procs"});
   EXPECT_FALSE(folder.Exists("work/ran"));
+}
+
+TEST_F(TvlTest, WithoutInodesForAMarkerNoCommandRuns) {
+  const MountedFolder small(folder.Host("small"), "size=1m,nr_inodes=16");
+  if (!small.IsMounted()) GTEST_SKIP() << "needs the right to mount";
+  const std::string config = small.Path() + "/store/tvl.ini";
+  Expect(0, {"init", small.Path() + "/store"});
+  int files = 0;
+  while (std::ofstream(small.Path() + "/" + std::to_string(files)).is_open()) ++files;
+  Expect(5, {"--config", config, "lock", "A", "--", "touch", "ran"}, {"no presence marker"});
+  EXPECT_FALSE(folder.Exists("work/ran"));
+}
+
+TEST_F(TvlTest, LostLockEndsItsCommand) {
+  const std::string procs = folder.Host("store/tmp/procs");
+  const auto remove_marker = [&] { fs::remove(fs::directory_iterator(procs)->path()); };
+  const auto rename_folder = [&] { fs::rename(procs, folder.Host("procs")); };
+  const std::string obeys = "trap 'echo ended; exit 0' TERM; echo held; while :; do sleep 0.05; done";
+  const struct {
+    Words command;
+    std::function<void()> lose;
+    const char* said;
+  } rows[] = {{{"--", "sh", "-c", obeys}, remove_marker, "held\nended\n"},
+              {{"--", "sh", "-c", "trap '' TERM; echo held; exec sleep 1000"}, remove_marker, "held\n"},
+              {{"--", "sh", "-c", obeys}, rename_folder, "held\nended\n"}};
+  for (const auto& row : rows) {
+    const bool takes_ten_seconds = row.said == std::string("held\n");
+    if (takes_ten_seconds && std::getenv("TVL_TEST_LARGE") == nullptr) continue;
+    Words words = {"lock", "A"};
+    words.insert(words.end(), row.command.begin(), row.command.end());
+    Process holder(Start(words));
+    ASSERT_TRUE(holder.AwaitOutput());
+    row.lose();
+    EXPECT_TRUE(
+        holder.ReadErrorsUntil("tvl: lock: A: the lock was lost: this client's presence marker is gone"));
+    const ProcessResult result = holder.Finish();
+    EXPECT_EQ(result.exit, 5) << result.err;
+    EXPECT_EQ(result.out, row.said);
+  }
 }
 
 }  // namespace

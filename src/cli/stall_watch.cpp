@@ -1,0 +1,104 @@
+#include "cli/stall_watch.h"
+
+#include <pthread.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <condition_variable>
+#include <csignal>
+#include <mutex>
+#include <utility>
+
+#include "cli/text.h"
+
+namespace tvl::cli {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds kBetweenLooks{100};
+constexpr std::chrono::seconds kBeforeNotice{2};
+
+// Processor time of another thread of this process.
+std::chrono::nanoseconds TimeUsed(pthread_t thread) {
+  clockid_t clock = {};
+  timespec used = {};
+  if (pthread_getcpuclockid(thread, &clock) != 0 || clock_gettime(clock, &used) != 0) return {};
+  return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
+}
+
+// The streams of the library may be in use by the thread that stalls.
+void WriteNotice(const std::string& what) {
+  std::string text = "tvl: waiting for " + Printable(what) + "\n";
+  if (isatty(STDERR_FILENO) == 1) text.insert(0, "\r\x1b[K");
+  [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
+}
+
+}  // namespace
+
+struct Activity::State {
+  std::mutex mutex;
+  Kind kind = Kind::kNothing;
+  std::string what;
+  Clock::time_point since = Clock::now();  // when the thread began this, or was last seen to work
+};
+
+// Never destroyed: the watch may still look while the process ends.
+Activity::State& Activity::Current() {
+  static State& state = *new State;
+  return state;
+}
+
+Activity::Activity(Kind kind, std::string what) {
+  State& state = Current();
+  const std::lock_guard guard(state.mutex);
+  outer_kind_ = std::exchange(state.kind, kind);
+  outer_what_ = std::exchange(state.what, std::move(what));
+  state.since = Clock::now();
+}
+
+Activity::~Activity() {
+  State& state = Current();
+  const std::lock_guard guard(state.mutex);
+  state.kind = outer_kind_;
+  state.what = std::move(outer_what_);
+  state.since = Clock::now();
+}
+
+StallWatch::StallWatch(bool quiet, std::optional<std::chrono::seconds> limit, LimitReached limit_reached)
+    : quiet_(quiet), limit_(limit), limit_reached_(std::move(limit_reached)), watched_(pthread_self()) {
+  // Signals are for the thread that works.
+  sigset_t all;
+  sigset_t before;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &before);
+  thread_ = std::jthread([this](const std::stop_token& stop) { Watch(stop); });
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+StallWatch::~StallWatch() {
+  thread_.request_stop();
+}
+
+void StallWatch::Watch(const std::stop_token& stop) {
+  std::mutex own;
+  std::unique_lock lock(own);
+  std::condition_variable_any wake;
+  std::chrono::nanoseconds used = {};
+  std::string reported;
+  Activity::State& state = Activity::Current();
+  while (!wake.wait_for(lock, stop, kBetweenLooks, [&] { return stop.stop_requested(); })) {
+    const std::lock_guard guard(state.mutex);
+    const std::chrono::nanoseconds used_before = std::exchange(used, TimeUsed(watched_));
+    if (state.kind == Activity::Kind::kWork && used != used_before) state.since = Clock::now();
+    if (state.kind == Activity::Kind::kNothing) continue;
+    const auto silence = Clock::now() - state.since;
+    if (silence >= kBeforeNotice && !quiet_ && reported != state.what) {
+      reported = state.what;
+      WriteNotice(state.what);
+    }
+    if (limit_ && silence >= *limit_) limit_reached_(state.what);
+  }
+}
+
+}  // namespace tvl::cli

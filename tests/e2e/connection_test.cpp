@@ -1,0 +1,130 @@
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <future>
+#include <string>
+
+#include "e2e/tvl_runner.h"
+#include "tcp/peer.h"
+#include "tcp/protocol.h"
+#include "tcp/script.h"
+
+// `tvl` and what a server, or a store, answers or fails to answer.
+
+namespace {
+
+constexpr char kAccepted[] = "TVL\t0\t7\t0\t1\tshort\tlong";
+
+void TakeIn(const Peer& peer, const std::string& reply) {
+  const std::size_t size = peer.ReadPacket().size() + tvl::protocol::kHeadSize;
+  if (size < tvl::protocol::kLeastHandshake) peer.Read(tvl::protocol::kLeastHandshake - size);
+  peer.Send(Reply(reply));
+}
+
+// Answers the handshake and then each packet of the client, in order, and waits for its end.
+Server::Part Answers(const Words& replies) {
+  return [=](const Peer& peer) {
+    TakeIn(peer, replies.front());
+    for (std::size_t at = 1; at < replies.size(); ++at) {
+      peer.ReadPacket();
+      peer.Send(Reply(replies[at]));
+    }
+    while (!peer.ReadPacket().starts_with("end")) {
+    }
+  };
+}
+
+class ConnectionTest : public TvlTest {
+ protected:
+  [[nodiscard]] static Words Over(const Server& server, Words arguments) {
+    const Words address = {"--tcp", "127.0.0.1:" + std::to_string(server.Port())};
+    arguments.insert(arguments.begin(), address.begin(), address.end());
+    return arguments;
+  }
+};
+
+TEST_F(ConnectionTest, EveryRefusalHasItsTextAndExitCode) {
+  folder.Write("work/a", "a");
+  const struct {
+    Words replies;
+    Words command;
+    int exit;
+    const char* told;
+  } rows[] = {
+      {{"TVL\t10\taddress"}, {"info"}, 7, "does not admit clients from this address (code 10)\n"},
+      {{"TVL\t10\ttag"}, {"info"}, 7, "does not accept this client's tag (code 10)\n"},
+      {{"TVL\t10\tcertificate"}, {"info"}, 7, "does not accept this client's certificate (code 10)\n"},
+      {{"TVL\t10\tfull"}, {"info"}, 5, "the server is full"},
+      {{"TVL\t10"}, {"info"}, 5, "the server refuses this client"},
+      {{"TVL\t10\t\x1B[2J"}, {"info"}, 5, "refused by the server: ?[2J (code 10)\n"},
+      {{"TVL\t77"}, {"info"}, 5, "failed (code 77)\n"},
+      {{kAccepted, "20\tright"},
+       {"get", "b"},
+       7,
+       "get b: this client has no right to it on the server (code 20)\n"},
+      {{kAccepted, "20\tright"},
+       {"put", "a"},
+       7,
+       "put a: this client has no right to it on the server (code 20)\n"},
+      {{kAccepted, "0", "20\tright"}, {"put", "a"}, 7, "no right to it on the server (code 20)\n"},
+      {{kAccepted, "20"}, {"get", "b"}, 6, "or this client has no right to it (code 20)\n"},
+      {{kAccepted, "20"}, {"put", "a"}, 1, "or this client has no right to it (code 20)\n"},
+      {{kAccepted, "4\tpc7"}, {"lock", "A", "--", "touch", "ran"}, 5, "not locked: unknown answer 4\n"},
+      {{kAccepted, "-1"}, {"lock", "A", "--", "touch", "ran"}, 5, "not locked: unknown answer -1\n"},
+      {{kAccepted, "0"}, {"lock", "A", "--", "touch", "ran"}, 5, "the lock table cannot be used\n"},
+  };
+  for (const auto& row : rows) {
+    const Server server(Answers(row.replies));
+    Expect(row.exit, Over(server, row.command), {row.told});
+  }
+  EXPECT_FALSE(folder.Exists("work/ran"));
+  Expect(5, {"--tcp", "127.0.0.1:1", "info"}, {"the server cannot be reached (code 10): Connection refused"});
+}
+
+TEST_F(ConnectionTest, EndOfTheServerEndsTheCommandOfALock) {
+  std::promise<void> running;
+  const Server server([&running](Peer& peer) {
+    TakeIn(peer, kAccepted);
+    peer.ReadPacket();
+    peer.Send(Reply("1\tpc7\t1\t1\t10.0.0.7\tann"));
+    running.get_future().wait();
+  });
+  Process holder(Start(Over(server, {"lock", "A", "--", "sh", "-c", "echo held; exec sleep 1000"})));
+  EXPECT_TRUE(holder.AwaitOutput());
+  running.set_value();
+  const ProcessResult result = holder.Finish();
+  EXPECT_EQ(result.exit, 5);
+  EXPECT_NE(result.err.find("A: the lock was lost: the connection to the server has ended"),
+            std::string::npos)
+      << result.err;
+}
+
+TEST_F(ConnectionTest, SilenceIsReportedAndEnds) {
+  const Server mute([](Peer& peer) { EXPECT_FALSE(peer.Read(1000).empty()); });
+  Expect(5, Over(mute, {"--timeout", "3", "info"}),
+         {"tvl: waiting for server 127.0.0.1:",
+          "no usable reply came from the server (code 12): Connection timed out"});
+
+  const int table = open(folder.Host("store/tmp/locks/dtlocks.dat").c_str(), O_RDWR | O_CLOEXEC);
+  struct flock busy = {};
+  busy.l_type = F_WRLCK;
+  busy.l_whence = SEEK_SET;
+  busy.l_start = off_t{1} << 30;
+  busy.l_len = 512;
+  ASSERT_EQ(fcntl(table, F_OFD_SETLK, &busy), 0);
+  Expect(5, {"--timeout", "3", "lock", "A", "--", "touch", "ran"},
+         {"tvl: waiting for the store of ", "tvl: lock: no answer within 3 s from the store of "});
+  ExpectJson(5, {"--timeout", "1", "info"}, {"\"error\":\"no answer within 1 s"});
+  close(table);
+}
+
+TEST_F(ConnectionTest, FirstSignalEndsTheWaitForASilentServer) {
+  const Server server(Answers({kAccepted}));
+  Process process(Start(Over(server, {"get", "a"})));
+  ASSERT_TRUE(process.ReadErrorsUntil("waiting for server"));
+  process.Signal(SIGINT);
+  EXPECT_EQ(process.Finish().exit, 130);
+}
+
+}  // namespace

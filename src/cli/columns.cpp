@@ -5,31 +5,18 @@
 #include "cli/text.h"
 
 namespace tvl::cli {
-namespace {
-
-std::size_t ColumnsOf(std::string_view text) {
-  std::size_t columns = 0;
-  while (!text.empty()) {
-    const std::size_t length = Utf8Length(text);
-    text.remove_prefix(length == 0 ? 1 : length);
-    ++columns;
-  }
-  return columns;
-}
-
-}  // namespace
-
 std::vector<std::string> InColumns(const std::vector<std::vector<std::string>>& rows) {
   std::vector<std::size_t> widths(rows.empty() ? 0 : rows.front().size());
   for (const auto& row : rows) {
-    for (std::size_t i = 0; i < widths.size(); ++i) widths[i] = std::max(widths[i], ColumnsOf(row[i]));
+    for (std::size_t i = 0; i < widths.size(); ++i)
+      widths[i] = std::max(widths[i], ColumnsOf(Printable(row[i])));
   }
   std::vector<std::string> lines;
   for (const auto& row : rows) {
     std::string line;
     for (std::size_t i = 0; i < widths.size(); ++i) {
       line += Printable(row[i]);
-      if (i + 1 < widths.size()) line.append(widths[i] - ColumnsOf(row[i]) + 2, ' ');
+      if (i + 1 < widths.size()) line.append(widths[i] - ColumnsOf(Printable(row[i])) + 2, ' ');
     }
     lines.push_back(line);
   }

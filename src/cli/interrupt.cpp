@@ -16,6 +16,8 @@ std::atomic<bool> interrupted = false;
 std::atomic<bool> silent = false;
 static_assert(std::atomic<bool>::is_always_lock_free);
 
+void (*file_size_signal)(int) = SIG_ERR;
+
 constexpr std::string_view kNotice = "tvl: stopping after this file; once more stops at once\n";
 constexpr std::string_view kTerminalNotice =
     "\r\x1b[Ktvl: stopping after this file; once more stops at once\n";
@@ -43,6 +45,14 @@ void Note(int /*signal*/) {
 bool IsIgnored(int signal) {
   struct sigaction action = {};
   return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
+void IgnoreFileSizeSignal() {
+  file_size_signal = signal(SIGXFSZ, SIG_IGN);
+}
+
+void RestoreFileSizeSignal() {
+  if (file_size_signal != SIG_ERR) signal(SIGXFSZ, file_size_signal);
 }
 
 void CatchInterrupts(bool quiet) {

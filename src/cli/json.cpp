@@ -30,9 +30,10 @@ std::string EscapedCharacter(std::string_view character) {
   for (const Escape& escape : kEscapes) {
     if (character.front() == escape.character) return std::string(escape.text);
   }
-  const auto byte = static_cast<unsigned char>(character.front());
-  if (byte < 0x20) return "\\u00" + Hex(character);
-  return std::string(character);
+  const char32_t code_point = CodePointOf(character);
+  if (!IsControl(code_point)) return std::string(character);
+  const std::array<char, 2> bytes = {static_cast<char>(code_point >> 8U), static_cast<char>(code_point)};
+  return "\\u" + Hex({bytes.data(), bytes.size()});
 }
 
 // `value` as a JSON string; `whole` becomes false if it is no UTF-8.

@@ -51,6 +51,7 @@ struct Command {
 [[noreturn]] void Become(char* const* arguments, pid_t parent, const sigset_t& mask, int failure) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (getppid() != parent) _exit(kCannotRun);  // it ended before that was set
+  RestoreFileSizeSignal();
   sigprocmask(SIG_SETMASK, &mask, nullptr);
   execvp(arguments[0], arguments);
   const int error = errno;

@@ -2,13 +2,13 @@
 
 #include <CLI/CLI.hpp>
 #include <chrono>
-#include <clocale>
 #include <cstdio>
 #include <exception>
 #include <optional>
 #include <string>
 
 #include "cli/failure.h"
+#include "cli/interrupt.h"
 #include "cli/json.h"
 #include "cli/options.h"
 #include "cli/stall_watch.h"
@@ -127,5 +127,6 @@ int Main(int count, char** arguments) try {
 }  // namespace tvl::cli
 
 int main(int count, char** arguments) {
+  tvl::cli::IgnoreFileSizeSignal();
   return tvl::cli::Main(count, arguments);
 }

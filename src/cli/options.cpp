@@ -30,12 +30,18 @@ std::string CheckClass(const std::string& text) {
 
 std::vector<std::string> MarkedArguments(int count, const char* const* arguments) {
   std::vector<std::string> marked;
-  for (int index = count - 1; index > 0; --index) {
+  bool only_names = false;
+  for (int index = 1; index < count; ++index) {
     std::string text = arguments[index];
+    if (!only_names && text == "--") {
+      only_names = true;
+      continue;
+    }
     const bool list = text.starts_with('[') && text.ends_with(']');
-    if (list || text.starts_with(kMark)) text.insert(0, 1, kMark);
+    if (only_names || list || text.starts_with(kMark)) text.insert(0, 1, kMark);
     marked.push_back(text);
   }
+  std::reverse(marked.begin(), marked.end());
   return marked;
 }
 

@@ -36,9 +36,10 @@ struct Invocation {
   std::function<ExitStatus()> run;
 };
 
-// The parser takes "[a,b]" for a list of two values. On this line it is a name like any other, so the
-// arguments are marked before the parser sees them, and AddText and AddNames, which add every option with a
-// value, take the mark off. In reverse order, as the parser wants them.
+// The parser takes "[a,b]" for a list of two values, and "--" for the end of a list of names. On this line
+// "[a,b]" is a name like any other, and what follows "--" continues the names before it. So such arguments
+// are marked before the parser sees them, and AddText and AddNames, which add every option with a value, take
+// the mark off. In reverse order, as the parser wants them.
 [[nodiscard]] std::vector<std::string> MarkedArguments(int count, const char* const* arguments);
 CLI::Option& AddText(CLI::App& app, const std::string& name, std::string& value, const std::string& help,
                      const std::string& type);

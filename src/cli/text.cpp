@@ -1,7 +1,12 @@
 #include "cli/text.h"
 
+#include <locale.h>
+#include <wchar.h>
+
+#include <algorithm>
 #include <array>
 #include <cstdio>
+#include <iterator>
 
 namespace tvl::cli {
 namespace {
@@ -31,6 +36,34 @@ std::size_t CompleteLength(std::string_view bytes, const LeadBytes& lead) {
     if ((ByteAt(bytes, at) & 0xC0U) != 0x80U) return 0;
   }
   return lead.length;
+}
+
+struct CodePoints {
+  char32_t first, last;
+};
+// The two sets of control characters, and those for line ends and the direction of writing.
+constexpr CodePoints kControls[] = {{0x00, 0x1F},     {0x7F, 0x9F},     {0x61C, 0x61C},
+                                    {0x200E, 0x200F}, {0x2028, 0x202E}, {0x2066, 0x2069}};
+
+// The first character of `text`, or one byte that begins none.
+std::string_view FirstCharacter(std::string_view text) {
+  return text.substr(0, std::max<std::size_t>(1, Utf8Length(text)));
+}
+
+// The system's answer in a locale of UTF-8. The program's own locale stays "C", in which patterns match any
+// bytes.
+int SystemWidthOf(char32_t code_point) {
+  static const locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+  if (utf8 == nullptr) return 1;
+  const locale_t before = uselocale(utf8);
+  const int width = wcwidth(static_cast<wchar_t>(code_point));
+  uselocale(before);
+  return width;
+}
+
+std::size_t WidthOf(std::string_view character) {
+  const int width = Utf8Length(character) == 0 ? 1 : SystemWidthOf(CodePointOf(character));
+  return width < 0 ? 1 : static_cast<std::size_t>(width);
 }
 
 template <typename... Values>
@@ -64,20 +97,47 @@ std::string Utf8FromLatin1(std::string_view text) {
   return result;
 }
 
+char32_t CodePointOf(std::string_view character) {
+  constexpr std::array<unsigned char, 5> kLeadBits = {0, 0x7F, 0x1F, 0x0F, 0x07};
+  char32_t code_point = ByteAt(character, 0) & kLeadBits.at(character.size());
+  for (std::size_t at = 1; at < character.size(); ++at)
+    code_point = code_point << 6U | (ByteAt(character, at) & 0x3FU);
+  return code_point;
+}
+
+bool IsControl(char32_t code_point) {
+  return std::any_of(std::begin(kControls), std::end(kControls), [code_point](const CodePoints& range) {
+    return code_point >= range.first && code_point <= range.last;
+  });
+}
+
 std::string Printable(std::string_view text) {
-  std::string result(text);
-  for (char& character : result) {
-    const auto byte = static_cast<unsigned char>(character);
-    if (byte < 0x20 || byte == 0x7F) character = '?';
+  std::string result;
+  for (std::string_view rest = text; !rest.empty();) {
+    const std::string_view character = FirstCharacter(rest);
+    const bool valid = Utf8Length(character) != 0;
+    // A byte outside UTF-8 is a control character to a terminal of 8-bit characters.
+    const bool control = IsControl(valid ? CodePointOf(character) : ByteAt(character, 0));
+    result += control ? "?" : character;
+    rest.remove_prefix(character.size());
   }
   return result;
 }
 
+std::size_t ColumnsOf(std::string_view text) {
+  std::size_t columns = 0;
+  for (; !text.empty(); text.remove_prefix(FirstCharacter(text).size()))
+    columns += WidthOf(FirstCharacter(text));
+  return columns;
+}
+
 std::string CutToColumns(std::string_view text, std::size_t columns) {
   std::size_t at = 0;
-  for (std::size_t column = 0; column < columns && at < text.size(); ++column) {
-    const std::size_t length = Utf8Length(text.substr(at));
-    at += length == 0 ? 1 : length;
+  for (std::size_t used = 0; at < text.size();) {
+    const std::string_view character = FirstCharacter(text.substr(at));
+    used += WidthOf(character);
+    if (used > columns) break;
+    at += character.size();
   }
   return std::string(text.substr(0, at));
 }

@@ -13,10 +13,19 @@ namespace tvl::cli {
 
 [[nodiscard]] std::string Utf8FromLatin1(std::string_view text);
 
-// `text` with control characters shown as "?": names must not steer the terminal or break a line.
+// The code point of a UTF-8 character.
+[[nodiscard]] char32_t CodePointOf(std::string_view character);
+
+// True for what would steer a terminal, break a line or change the direction of writing.
+[[nodiscard]] bool IsControl(char32_t code_point);
+
+// `text` with control characters shown as "?".
 [[nodiscard]] std::string Printable(std::string_view text);
 
-// The first `columns` characters of `text`.
+// Columns that `text` takes on a terminal: wide characters take two, combining ones none.
+[[nodiscard]] std::size_t ColumnsOf(std::string_view text);
+
+// The beginning of `text` that fits into `columns`.
 [[nodiscard]] std::string CutToColumns(std::string_view text, std::size_t columns);
 
 // A path of the library with the separators of this system.

@@ -48,6 +48,7 @@ void Serve(Options& options) {
 
 int Main(int count, char** arguments) try {
   std::signal(SIGPIPE, SIG_IGN);  // standard error may be a pipe whose reader is gone
+  std::signal(SIGXFSZ, SIG_IGN);  // a file beyond the limit of this process fails one put, not the server
   Options options;
   const int code = ParseOptions(count, arguments, options);
   if (code >= 0) return code;

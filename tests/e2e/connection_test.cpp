@@ -119,9 +119,11 @@ TEST_F(ConnectionTest, SilenceIsReportedAndEnds) {
   close(table);
 }
 
+// What was done before is reported already.
 TEST_F(ConnectionTest, FirstSignalEndsTheWaitForASilentServer) {
-  const Server server(Answers({kAccepted}));
-  Process process(Start(Over(server, {"get", "a"})));
+  const Server server(Answers({kAccepted, "19"}));
+  Process process(Start(Over(server, {"--json", "get", "a", "b"})));
+  EXPECT_TRUE(process.AwaitOutput());
   ASSERT_TRUE(process.ReadErrorsUntil("waiting for server"));
   process.Signal(SIGINT);
   EXPECT_EQ(process.Finish().exit, 130);

@@ -54,6 +54,17 @@ TEST_F(TvlTest, ExitCodesAndSignalsPassThroughALock) {
   EXPECT_EQ(Expect(0, {"locks"}).out, "");
 }
 
+// Control characters of both sets and of the direction of writing; a wide character takes two columns.
+TEST_F(TvlTest, NamesCannotSteerTheTerminal) {
+  const std::string hostile = "a\x1B\xC2\x9B\xE2\x80\xAE\x9B|\xC3\xA9";
+  const std::string wide = "\xE6\x97\xA5\xE6\x9C\xAC\xE8\xAA\x9E\xE6\x97\xA5";
+  ProcessStart start = Start({"lock", hostile, "--", TVL_PROGRAM, "lock", wide, "--", TVL_PROGRAM, "locks"});
+  EXPECT_NE(RunProcess(start).out.find("a????|\xC3\xA9   alive"), std::string::npos);
+  EXPECT_NE(RunProcess(start).out.find(wide + "  alive"), std::string::npos);
+  start.command.push_back("--json");
+  EXPECT_NE(RunProcess(start).out.find(R"(\u001b\u009b\u202e)"), std::string::npos);
+}
+
 // A background job of a shell, whose users press Ctrl-C for another program.
 TEST_F(TvlTest, IgnoredSignalStaysIgnored) {
   const std::string input = folder.Host("input");

@@ -122,6 +122,9 @@ TEST_F(TvlTest, StoreUsedInPlaceHasNothingToDo) {
   EXPECT_EQ(folder.Read("store/a"), "a");
   Expect(0, {"--work", store, "get", "a", "--as", folder.Host("copy")});
   EXPECT_EQ(folder.Read("copy"), "a");
+  ExpectAll({{0, {"--work", store, "get", "a", "--as", "d/b"}, {"transferred"}},
+             {0, {"--work", store, "put", "a", "--as", "c"}, {"transferred"}}});
+  EXPECT_EQ(folder.Read("store/d/b") + folder.Read("store/c"), "aa");
 }
 
 // What a walk leaves out is told, and the rest is done.

@@ -22,13 +22,14 @@ TEST_F(TreeCommand, NothingLocalIsTouched) {
              {0, {"cp", "docs/c.doc", "docs\\d.doc"}},
              {0, {"cp", "-r", "docs/sub", "docs/new/deep"}},
              {0, {"mkdir", "docs/made"}},
-             {0, {"rm", "docs/c.doc", "top"}}});
+             {0, {"cp", "top", "--", "-b"}},
+             {0, {"rm", "docs/c.doc", "--", "-b", "top"}}});
   EXPECT_EQ(folder.Tree("store/docs"),
             (Words{"d.doc", "made", "new", "new/deep", "new/deep/b.txt", "sub", "sub/b.txt"}));
   Expect(0, {"mv", "docs/sub/b.txt", "docs/d.doc", "docs/made"});
   EXPECT_EQ(folder.Tree("store/docs/made"), (Words{"b.txt", "d.doc"}));
   ExpectAll({{0, {"mv", "docs", "other"}}, {0, {"rm", "-r", "other"}}});
-  for (const char* name : {"store/top", "store/docs", "store/other"})
+  for (const char* name : {"store/-b", "store/top", "store/docs", "store/other"})
     EXPECT_FALSE(folder.Exists(name)) << name;
   EXPECT_EQ(SnapshotOf(folder.Host("work")), before);
 }

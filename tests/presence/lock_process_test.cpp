@@ -1,4 +1,3 @@
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
@@ -63,34 +62,6 @@ TEST_F(LockProcessTest, InstancesThatStartTogetherGetDifferentNumbers) {
     for (ClientProcess& process : starting) numbers.insert(process.Hear());
     EXPECT_EQ(numbers.size(), kProcesses) << testing::PrintToString(numbers);
   }
-}
-
-// Takes locks on some objects in turn. Whoever has one makes a file that nobody else may have made.
-int LockInTurn(const std::vector<std::string>& arguments) {
-  constexpr int objects = 5;
-  const Store store(arguments[0]);
-  Me me(store);
-  me.AllocateInstance();
-  for (int round = 0; round < Rounds(1'000); ++round) {
-    const std::string object = ObjectName((round + me.instance) % objects);
-    const std::string witness = arguments[0] + '/' + object;
-    while (me.Lock(object.c_str()) != 1) {
-      if (me.lockState != 2) return 1;
-    }
-    const int made = open(witness.c_str(), O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    if (made < 0 || close(made) != 0 || unlink(witness.c_str()) != 0) return 2;
-    if (me.Unlock(object.c_str()) != 0) return 3;
-  }
-  return 0;
-}
-const Role lockInTurn("lock-in-turn", LockInTurn);
-
-TEST_F(LockProcessTest, ALockIsNeverHeldByTwo) {
-  std::list<HelperProcess> locking;
-  while (locking.size() < kProcesses)
-    locking.emplace_back(std::vector<std::string>{"lock-in-turn", folder_.Host()});
-  for (HelperProcess& process : locking) EXPECT_EQ(process.Wait(), 0);
-  EXPECT_TRUE(store_.Markers().empty());
 }
 
 TEST_F(LockProcessTest, AStoppedOwnerKeepsItsLocksAndAKilledOneNone) {

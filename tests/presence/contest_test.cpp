@@ -1,0 +1,284 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "base/low_file.h"
+#include "presence/connection.h"
+#include "support/helper_process.h"
+#include "support/scale.h"
+#include "support/store.h"
+#include "support/temp_folder.h"
+
+// A contest for locks by processes that are killed, stopped and restarted and that lose their markers,
+// watched by a witness outside the store. A million rounds with TVL_TEST_LARGE=1; run the program itself
+// then, since CTest ends it too early.
+
+namespace {
+
+using std::string;
+using std::chrono::steady_clock;
+
+constexpr std::size_t kObjects = 6;
+// Some share class and computer, and so compete for instance numbers as well.
+constexpr std::array kClasses = {"mgrx", "mgrx", "mgrx", "ab  ", "ab  ", "ab  ", " \t  ", "a/b "};
+constexpr std::size_t kContestants = kClasses.size();
+
+// One start of a contestant.
+struct Life {
+  std::size_t contestant;
+  std::uint32_t generation;  // from 1
+
+  [[nodiscard]] std::uint32_t Id() const {
+    return static_cast<std::uint32_t>(generation * kContestants + contestant);
+  }
+};
+
+// Shared by all processes of the contest.
+struct Witness {
+  std::atomic<std::uint32_t> inside[kObjects];      // the life that has the lock, or 0
+  std::atomic<std::uint32_t> killed[kContestants];  // the newest generation that is killed or about to be
+  std::atomic<long> rounds;
+  std::atomic<long> doubles;       // a life entered while another was inside
+  std::atomic<long> idle_losses;   // markers removed while their owners had no lock
+  std::atomic<long> held_losses;   // markers removed under a holder
+  std::atomic<long> untold;        // holders of these that were not told within a second
+  std::atomic<long> false_alarms;  // holders that were told of a loss although there was none
+  std::atomic<long> unusable;      // answers 0 to a lock
+  std::atomic<bool> is_over;
+
+  [[nodiscard]] bool IsKilled(std::uint32_t life) const {
+    return killed[life % kContestants] >= life / kContestants;
+  }
+
+  void Enter(std::size_t object, std::uint32_t life) {
+    std::uint32_t former = 0;
+    while (!inside[object].compare_exchange_strong(former, life)) {
+      if (former != 0 && !IsKilled(former)) ++doubles;
+    }
+  }
+
+  void Leave(std::size_t object, std::uint32_t life) {
+    if (!inside[object].compare_exchange_strong(life, 0)) ++doubles;
+  }
+};
+
+Witness& MapWitness(const string& folder) {
+  const int file = open((folder + "/witness").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  if (file < 0 || ftruncate(file, sizeof(Witness)) != 0) std::abort();
+  void* memory = mmap(nullptr, sizeof(Witness), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+  close(file);
+  if (memory == MAP_FAILED) std::abort();
+  return *static_cast<Witness*>(memory);
+}
+
+class Contestant {
+ public:
+  Contestant(const string& folder, Life life)
+      : witness_(MapWitness(folder)), store_(folder), life_(life), random_(life.Id()) {}
+
+  void Run() {
+    Restart();
+    // What its predecessor had when it was killed is best taken first.
+    for (std::size_t object = 0; object < kObjects; ++object) Ask(object);
+    while (!witness_.is_over) {
+      if (OneIn(50)) Restart();
+      if (OneIn(20)) {
+        RemoveMarker();
+        ++witness_.idle_losses;
+      }
+      Ask(random_() % kObjects);
+    }
+  }
+
+ private:
+  bool OneIn(unsigned int count) { return random_() % count == 0; }
+
+  // A new instance in this process, which must not own what the last one left.
+  void Restart() {
+    me_.reset();
+    me_ =
+        std::make_unique<CConnection>(store_.locks.c_str(), store_.procs.c_str(), kClasses[life_.contestant]);
+    me_->AllocateInstance();
+  }
+
+  void Ask(std::size_t object) {
+    const string name = "OBJECT" + std::to_string(object);
+    const int state = me_->Lock(name.c_str());
+    if (state == 0) ++witness_.unusable;
+    if (state == 1) Hold(object, name);
+  }
+
+  void RemoveMarker() const {
+    string path = me_->markerPath;
+    std::replace(path.begin(), path.end(), '\\', '/');
+    unlink(path.c_str());
+  }
+
+  void Hold(std::size_t object, const string& name) {
+    witness_.Enter(object, life_.Id());
+    ++witness_.rounds;
+    if (OneIn(8) && !me_->HoldsLock(name.c_str())) ++witness_.false_alarms;
+    if (OneIn(8)) std::this_thread::sleep_for(std::chrono::milliseconds(2));  // work under the lock
+    witness_.Leave(object, life_.Id());
+    if (OneIn(20)) LoseMarker(name);
+    me_->Unlock(name.c_str());
+  }
+
+  // From here on others may take the lock.
+  void LoseMarker(const string& name) {
+    RemoveMarker();
+    ++witness_.held_losses;
+    const auto start = steady_clock::now();
+    if (me_->HoldsLock(name.c_str()) || steady_clock::now() - start > std::chrono::seconds(1))
+      ++witness_.untold;
+  }
+
+  Witness& witness_;
+  Store store_;
+  Life life_;
+  std::minstd_rand random_;
+  std::unique_ptr<CConnection> me_;
+};
+
+int BeContestant(const std::vector<string>& arguments) {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  const Life life = {std::stoul(arguments[1]), static_cast<std::uint32_t>(std::stoul(arguments[2]))};
+  Contestant(arguments[0], life).Run();
+  return 0;
+}
+const Role beContestant("contestant", BeContestant);
+
+// Starts the contestants and disturbs them until the rounds are over.
+class Contest {
+ public:
+  explicit Contest(const string& folder) : folder_(folder), witness_(MapWitness(folder)) {
+    for (std::size_t contestant = 0; contestant < kContestants; ++contestant) Start(contestant);
+  }
+
+  // False if the contestants hang.
+  [[nodiscard]] bool RunFor(long rounds) {
+    long seen = 0;
+    auto progress = steady_clock::now();
+    while (witness_.rounds < rounds) {
+      Disturb(random_() % kContestants);
+      std::this_thread::sleep_for(std::chrono::milliseconds(1 + random_() % 4));
+      if (witness_.rounds != seen) progress = steady_clock::now();
+      if (steady_clock::now() - progress > std::chrono::seconds(60)) return false;
+      seen = witness_.rounds;
+    }
+    witness_.is_over = true;
+    for (auto& process : processes_) {
+      process->Signal(SIGCONT);
+      EXPECT_EQ(process->Wait(), 0);
+    }
+    return true;
+  }
+
+  void Report(double seconds) const {
+    std::cout << witness_.rounds << " rounds in " << seconds << " s, " << kills_ << " kills, " << stops_
+              << " stops, markers removed from idle owners " << witness_.idle_losses << ", from holders "
+              << witness_.held_losses << " (not told " << witness_.untold << "), false alarms "
+              << witness_.false_alarms << ", answers 0 " << witness_.unusable << ", double holders "
+              << witness_.doubles << '\n';
+  }
+
+  [[nodiscard]] const Witness& Observed() const { return witness_; }
+  [[nodiscard]] long Kills() const { return kills_; }
+
+ private:
+  void Start(std::size_t contestant) {
+    processes_[contestant].emplace(std::vector<string>{"contestant", folder_, std::to_string(contestant),
+                                                       std::to_string(++generations_[contestant])});
+  }
+
+  void Disturb(std::size_t contestant) {
+    switch (random_() % 8) {
+      case 0:
+        witness_.killed[contestant] = generations_[contestant];
+        processes_[contestant].reset();  // by SIGKILL
+        ++kills_;
+        Start(contestant);
+        break;
+      case 1:
+      case 2:
+        processes_[contestant]->Signal(SIGSTOP);
+        ++stops_;
+        break;
+      default:
+        processes_[contestant]->Signal(SIGCONT);
+    }
+  }
+
+  string folder_;
+  Witness& witness_;
+  std::array<std::optional<HelperProcess>, kContestants> processes_;
+  std::array<std::uint32_t, kContestants> generations_ = {};
+  std::minstd_rand random_{1};
+  long kills_ = 0;
+  long stops_ = 0;
+};
+
+// Held markers that leave only numbers in between to one class, and high ones to another.
+class HeldNumbers {
+ public:
+  explicit HeldNumbers(const Store& store) {
+    const CConnection me("", "", "");
+    for (const char* rest :
+         {"-7f000001-001.1.ab  .tvp", "-7f000001-9999.1.ab  .tvp", "-7f000001-9998.1.mgrx.tvp"}) {
+      files_.push_back(
+          std::make_unique<tvl::LowFile>((store.procs + me.computer + rest).c_str(), kLowRewrite));
+      LowLock(files_.back()->Handle(), 1, 0);
+    }
+  }
+  HeldNumbers(const HeldNumbers&) = delete;
+  HeldNumbers& operator=(const HeldNumbers&) = delete;
+  ~HeldNumbers() {
+    for (const auto& file : files_) LowLock(file->Handle(), 0, 0);
+  }
+
+ private:
+  std::vector<std::unique_ptr<tvl::LowFile>> files_;
+};
+
+TEST(Contest, NeverHasTwoHoldersOfALock) {
+  const bool is_large = getenv("TVL_TEST_LARGE") != nullptr;
+  const long rounds = is_large ? 1'000'000 : Rounds(2'000);
+  const TempFolder folder(TempFolder::Memory());
+  const Store store(folder.Host());
+  store.Make();
+  const HeldNumbers held(store);
+  const auto start = steady_clock::now();
+  Contest contest(folder.Host());
+  EXPECT_TRUE(contest.RunFor(rounds)) << "the contestants hang";
+  contest.Report(std::chrono::duration<double>(steady_clock::now() - start).count());
+  const Witness& witness = contest.Observed();
+  EXPECT_EQ(witness.doubles, 0);
+  EXPECT_EQ(witness.untold + witness.false_alarms, 0);
+  EXPECT_GT(contest.Kills(), 0);
+  EXPECT_GT(witness.held_losses, 0);
+  CConnection looking(store.locks.c_str(), store.procs.c_str(), "look");
+  int count = 0;
+  CString list;
+  looking.GetProcessesList("*", count, list);
+  EXPECT_EQ(count, 3) << list.GetString();
+}
+
+}  // namespace

@@ -4,14 +4,15 @@ import argparse
 import sys
 from pathlib import Path
 
-from cases import Context, exclusion, quickstart
+from cases import Context, configuration, doctor, exclusion, failures, people, power, quickstart, requests
 from lab import shell
 from lab.fleet import Fleet
 from lab.kinds import KINDS
 from lab.machine import Failed, Place
 from report import Report, Result
 
-CASES = (*quickstart.CASES, *exclusion.CASES)
+MODULES = (quickstart, doctor, configuration, exclusion, people, failures, requests, power)
+CASES = [case for module in MODULES for case in module.CASES]
 
 
 def read_options():

@@ -33,11 +33,19 @@ class Fleet:
     def clients(self):
         return self["alpha"], self["beta"]
 
+    def restart(self, *names):
+        """Boots machines again, with nothing left of what hung on them."""
+        for name in names:
+            self[name].switch_off()
+        for name in names:
+            self[name].plug()
+
     def mount(self, kind, *machines):
         """Mounts an emptied share on both clients, or on those that are named."""
         for machine in machines or self.clients:
             machine.plug()
-            kinds.unmount(machine)
+            if not kinds.unmount(machine):
+                self.restart(machine.name)
         self.server.must(f"find {kind.folder} -mindepth 1 -delete")
         for machine in machines or self.clients:
             kinds.mount(machine, kind)

@@ -47,4 +47,6 @@ def mount(machine, kind):
 
 
 def unmount(machine):
-    machine.run(f"cd /; while mountpoint -q {MOUNT}; do umount {MOUNT} || umount -l {MOUNT}; done", 90)
+    """Returns whether nothing is mounted any more."""
+    done = machine.run(f"cd /; pkill -KILL -x tvl; while mountpoint -q {MOUNT}; do umount {MOUNT} || umount -l {MOUNT}; done", 60)
+    return done.status == 0

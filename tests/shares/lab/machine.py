@@ -32,14 +32,14 @@ class Place:
 class Command:
     """A command that runs on a machine. Its output grows while it runs."""
 
-    def __init__(self, address, command, seconds, on_line=None):
+    def __init__(self, address, command, seconds):
         self.command = command
         self.lines = []
+        self.times = []  # when each line came
         self.status = None
         self.began = time.monotonic()
         self.seconds = None
         self._limit = seconds
-        self._on_line = on_line
         self._ended = threading.Event()
         self._changed = threading.Condition()
         self._connection = socket.create_connection((address, AGENT_PORT), 10)
@@ -68,9 +68,12 @@ class Command:
             return
         with self._changed:
             self.lines.append(message["text"])
+            self.times.append(time.monotonic())
             self._changed.notify_all()
-        if self._on_line:
-            self._on_line(message["text"])
+
+    def when(self, text):
+        """The moment when a line with `text` came; None if none has."""
+        return next((moment for line, moment in zip(self.lines, self.times) if text in line), None)
 
     @property
     def ended(self):
@@ -105,6 +108,7 @@ class Machine:
         self.control = f"10.8.0.{number}"
         self._number = number
         self._process = None
+        self._commands = []
         network.add_cable(f"control{number}", "control")
         if on_share:
             network.add_cable(self.cable, "share")
@@ -181,6 +185,9 @@ class Machine:
             except subprocess.TimeoutExpired:
                 pass
         self._process = None
+        for command in self._commands:
+            command.end()  # nothing comes from a machine without power, not even an end
+        self._commands = []
 
     @property
     def runs(self):
@@ -192,9 +199,10 @@ class Machine:
     def plug(self):
         network.plug(self.cable)
 
-    def begin(self, command, seconds=600, on_line=None):
+    def begin(self, command, seconds=600):
         """Starts a command and does not wait for it."""
-        return Command(self.control, command, seconds, on_line)
+        self._commands = [*(known for known in self._commands if not known.ended), Command(self.control, command, seconds)]
+        return self._commands[-1]
 
     def run(self, command, seconds=120):
         """Runs a command to its end, whatever its status."""

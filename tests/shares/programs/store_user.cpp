@@ -2,9 +2,11 @@
 // each thing that it was told by the library, as soon as it was told.
 //
 //     store_user contend CONFIG NAME SECONDS HOST PORT   takes turns under the lock "turn", a row of table
-//     "turns" in each store_user put CONFIG WORK NAME                    puts files until it is killed
-//     store_user rows CONFIG NAME                        writes rows until it is killed
+//     "turns" in each store_user put CONFIG WORK NAME FIRST              puts files, numbered from FIRST,
+//     until it is killed store_user rows CONFIG NAME                        writes rows until it is killed
 //     store_user values CONFIG NAME                      sets values of the environment until it is killed
+//     store_user turns CONFIG COUNT                      locks and unlocks so many times
+//     store_user reads CONFIG COUNT                      reads one row by its key so many times
 //     store_user list CONFIG                             prints the keys of table "turns"
 
 #include <arpa/inet.h>
@@ -170,7 +172,7 @@ std::string Contents(const std::string& name, int number) {
 
 int PutFiles(const Arguments& words) {
   Store store(words[0], words[1]);
-  for (int number = 0;; number++) {
+  for (int number = std::stoi(words[3]);; number++) {
     std::string name = Key(words[2], number % 400);  // so that some puts create and some replace
     std::ofstream(words[1] + "/" + name) << Contents(words[2], number);
     int transferred = 1;
@@ -198,6 +200,24 @@ int SetValues(const Arguments& words) {
   }
 }
 
+int TurnAround(const Arguments& words) {
+  Store store(words[0], "");
+  for (int left = std::stoi(words[1]); left > 0; left--)
+    if (Ask(store.Client(), true) != 1 || Ask(store.Client(), false) != 0) throw std::runtime_error("turn");
+  return 0;
+}
+
+int ReadKeys(const Arguments& words) {
+  Store store(words[0], "");
+  CTVLCtreeRs rows(&store.Client());
+  OpenTurns(rows);
+  for (int left = std::stoi(words[1]); left > 0; left--) {
+    std::string key = Key("alpha", left);
+    if (rows.ReadKeyPrefiz(key.data()) == 0) throw std::runtime_error("read");
+  }
+  return 0;
+}
+
 int List(const Arguments& words) {
   Store store(words[0], "");
   CTVLCtreeRs rows(&store.Client());
@@ -217,7 +237,7 @@ struct Verb {
 };
 
 const std::map<std::string, Verb> kVerbs = {
-    {"contend", {5, Contend}},  {"put", {3, PutFiles}}, {"rows", {2, WriteRows}},
+    {"contend", {5, Contend}},  {"put", {4, PutFiles}}, {"rows", {2, WriteRows}},
     {"values", {2, SetValues}}, {"list", {1, List}},
 };
 

@@ -1,0 +1,60 @@
+"""Writes to tvl.ini and to transfer targets that a program on the same computer keeps open."""
+
+from . import CONFIG, STORE, TVL, Case, new_store
+
+KEEP_OPEN = "python3 -uc \"import sys, time; f = open(sys.argv[1]); f.read(1); print('open'); time.sleep(float(sys.argv[2]))\""
+WRITES = 10
+
+
+def values(context, result):
+    """One value, the configuration kept open meanwhile, then two writers on each computer."""
+    alpha, beta = new_store(context), context.fleet["beta"]
+    _set_and_get(result, alpha, beta, "plain")
+    reader = alpha.begin(f"{KEEP_OPEN} {CONFIG} 600")
+    reader.wait_for("open", 30)
+    _set_and_get(result, alpha, beta, "kept_open")
+    reader.end()
+    _four_writers(context, result)
+
+
+def _set_and_get(result, alpha, beta, name):
+    done = alpha.run(f"{TVL} env set {name} v", 60)
+    result.expect(done.status == 0, f"{name}: set: status {done.status}: {done.output.strip()}")
+    result.figure(f"{name.replace('_', ' ')}: {done.seconds:.1f} s")
+    for machine in (alpha, beta):
+        read = machine.run(f"{TVL} env get {name}", 60)
+        result.expect(read.output.strip() == "v", f"{name}: get on {machine.name}: {read.output.strip()}")
+
+
+def _four_writers(context, result):
+    alpha, beta = context.fleet.clients
+    writers = [machine.begin(f"for i in $(seq {WRITES}); do {TVL} env set {machine.name}{number}_$i $i || echo refused; done", 300)
+               for machine in (alpha, beta) for number in (1, 2)]
+    refused = sum(writer.wait().output.count("refused") for writer in writers)
+    present = alpha.run(f"grep -cE '^(alpha|beta)[12]_' {CONFIG}").output.strip()
+    result.expect(refused == 0, f"{refused} of {4 * WRITES} values refused: {writers[0].output[-300:]}")
+    result.expect(present == str(4 * WRITES), f"{present} of {4 * WRITES} values present")
+    result.figure(f"{4 * WRITES} values by 4 writers: {max(writer.seconds for writer in writers):.1f} s")
+
+
+def open_targets(context, result):
+    """A put over a file that a program on the same computer keeps open: it succeeds, or fails and the old file is there."""
+    alpha, beta = new_store(context), context.fleet["beta"]
+    alpha.must("rm -rf /tmp/desk && mkdir /tmp/desk && echo old > /tmp/desk/a.txt")
+    alpha.must(f"sed -i '/^\\[TavolisFileSystem/a SafeOnTransfert=2' {CONFIG} && {TVL} --work /tmp/desk put a.txt")
+    for seconds, name in ((600, "kept open"), (3, "closed after 3 s")):
+        reader = alpha.begin(f"{KEEP_OPEN} {STORE}/a.txt {seconds}")
+        reader.wait_for("open", 30)
+        alpha.must(f"echo '{name}' > /tmp/desk/a.txt")
+        done = alpha.run(f"{TVL} --work /tmp/desk put a.txt", 60)
+        stored = beta.run(f"cat {STORE}/a.txt").output.strip()
+        result.figure(f"{name}: status {done.status} after {done.seconds:.1f} s")
+        result.expect(stored == (name if done.status == 0 else "old"),
+                      f"{name}: put: status {done.status}, but the store has '{stored}': {done.output[-200:].strip()}")
+        result.expect(done.status == 0 or seconds == 600, f"{name}: put: {done.output[-200:].strip()}")
+        reader.end()
+    left = alpha.run(f"ls -A {STORE} | grep tvlpart")
+    result.expect(not left.output, f"parts left: {left.output.strip()}")
+
+
+CASES = (Case("values", values), Case("open targets", open_targets))

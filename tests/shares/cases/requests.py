@@ -1,0 +1,121 @@
+"""Requests to the file server per file, next to those of cp and rsync, and a tree over a slow network."""
+
+from lab.counters import counted
+from lab.machine import Failed
+
+from . import CONFIG, STORE, TVL, Case, new_store
+
+FILES = 300
+WORK = "/tmp/desk"
+PUT = f"{TVL} --work {WORK} put -r tree"
+GET = f"{TVL} --work /tmp/fetched get -r tree"
+SYNC = f"{TVL} sync push tree {WORK}/tree"
+MOST = {  # name: at most, on NFS 4.2, NFS 3 and SMB
+    "put, first": (7, 6, 7),
+    "put, first, safe": (10, 9, 10),
+    "put, again, time": (1.1, 1.1, 2.5),
+    "get": (3.1, 3.1, 4.5),
+    "sync, nothing changed": (0.4, 0.4, 0.4),
+    "lock and unlock": (20, 20, 20),
+    "keyed read": (3, 3, 3),
+}
+KIND_COLUMN = {"nfs4.2": 0, "nfs3": 1, "smb": 2}
+SLOW_FILES = 2000
+SLOWER_THAN_CP = 1.2
+
+
+def make_tree(machine, files, size=4096):
+    machine.must(f"""python3 - <<'END'
+import os, shutil
+for folder in ("{WORK}", "/tmp/fetched", "/tmp/fetched2"):
+    shutil.rmtree(folder, ignore_errors=True)
+    os.makedirs(folder)
+for number in range({files}):
+    folder = f"{WORK}/tree/{{number % 10}}"
+    os.makedirs(folder, exist_ok=True)
+    with open(f"{{folder}}/{{number}}", "wb") as file:
+        file.write(os.urandom({size}))
+END""", 300)
+
+
+def set_option(machine, name, value):
+    machine.must(f"sed -i '/^{name}=/d; /^\\[TavolisFileSystem/a {name}={value}' {CONFIG}")
+
+
+class Meter:
+    """Counts the requests of commands on one computer, each with nothing cached of the share."""
+
+    def __init__(self, context, result):
+        self._kind, self._result, self._machine = context.kind, result, context.fleet["alpha"]
+
+    def _settle(self):
+        self._machine.must("sync; echo 3 > /proc/sys/vm/drop_caches; sleep 2")
+
+    def measure(self, name, command, per=FILES):
+        self._settle()
+        with counted(self._machine, self._kind) as sent:
+            self._machine.must(command, 600)
+        self._note(name, sent.total / per, sent.most(per))
+
+    def measure_each(self, name, command, few, many):
+        """The requests of one turn: what `many` turns take more than `few` of them."""
+        totals = []
+        for count in (few, many):
+            self._settle()
+            with counted(self._machine, self._kind) as sent:
+                self._machine.must(f"{command} {count}", 600)
+            totals.append(sent)
+        self._note(name, (totals[1].total - totals[0].total) / (many - few), totals[1].most(many, 9))
+
+    def _note(self, name, each, kinds):
+        self._result.figure(f"\n      {name}: {each:.2f} ({kinds})")
+        if name in MOST:
+            most = MOST[name][KIND_COLUMN[self._kind.name]]
+            self._result.expect(each <= most, f"{name}: {each:.2f} requests, at most {most}")
+
+
+def requests(context, result):
+    alpha = new_store(context)
+    make_tree(alpha, FILES)
+    alpha.must(f"{TVL} table create turns.dat --key1 32 --record 32")
+    meter = Meter(context, result)
+    set_option(alpha, "SafeOnTransfert", 0)
+    meter.measure("put, first", PUT)
+    meter.measure("put, again, hash", PUT)
+    set_option(alpha, "FileCompare", "time")
+    meter.measure("put, again, time", PUT)
+    meter.measure("get", GET)
+    meter.measure("sync, nothing changed", SYNC)
+    set_option(alpha, "SafeOnTransfert", 1)
+    alpha.must(f"rm -rf {STORE}/tree")
+    meter.measure("put, first, safe", PUT)
+    for tool in ("cp -a", "rsync -a"):
+        meter.measure(f"{tool}, to the share", f"{tool} {WORK}/tree {STORE}/{tool.split()[0]}")
+    meter.measure("rsync -a, again", f"rsync -a {WORK}/tree {STORE}/rsync")
+    meter.measure("cp -a, from the share", f"cp -a {STORE}/tree /tmp/fetched2/cp")
+    meter.measure("rsync -a, from the share", f"rsync -a {STORE}/tree /tmp/fetched2/rsync")
+    meter.measure_each("lock and unlock", f"store_user turns {CONFIG}", 5, 25)
+    meter.measure_each("keyed read", f"store_user reads {CONFIG}", 5, 55)
+
+
+def slow_network(context, result):
+    """A delay of 1 ms in each direction, level 1 of safe transfers."""
+    alpha = new_store(context)
+    make_tree(alpha, SLOW_FILES)
+    set_option(alpha, "SafeOnTransfert", 1)
+    machines = (alpha, context.fleet.server)
+    try:
+        for machine in machines:
+            machine.must("modprobe sch_netem; tc qdisc add dev vec1 root netem delay 1ms")
+        copy = alpha.begin(f"cp -a {WORK}/tree {STORE}/copy").wait(600)
+        put = alpha.begin(PUT).wait(600)
+    finally:
+        for machine in machines:
+            machine.run("tc qdisc del dev vec1 root")
+    if copy.status != 0 or put.status != 0:
+        raise Failed(f"cp: {copy.status}, put: {put.status}: {put.output[-300:]}")
+    result.figure(f"{SLOW_FILES} files: cp -a {copy.seconds:.1f} s, put -r {put.seconds:.1f} s, ratio {put.seconds / copy.seconds:.2f}")
+    result.expect(put.seconds <= copy.seconds * SLOWER_THAN_CP, f"put -r takes more than {SLOWER_THAN_CP} times the time of cp -a")
+
+
+CASES = (Case("requests", requests), Case("slow network", slow_network))

@@ -1,0 +1,46 @@
+"""How many requests a client has sent to the file server, as its kernel counts them."""
+
+import re
+from contextlib import contextmanager
+
+from .kinds import MOUNT
+
+
+def _nfs_requests(machine):
+    text = machine.must("cat /proc/self/mountstats")
+    mounted = text[text.index(f"mounted on {MOUNT} "):].split("\ndevice ", 1)[0]
+    return {name: int(count) for name, count in re.findall(r"^\s+([A-Z_0-9]+): (\d+) \d+ \d+ \d+ \d+ \d+ \d+ \d+", mounted, re.M)}
+
+
+def _smb_requests(machine):
+    text = machine.must("cat /proc/fs/cifs/Stats")
+    return {name: int(count) for name, count in re.findall(r"^(\w+): (\d+) total", text, re.M)}
+
+
+def read(machine, kind):
+    """Requests so far by kind of request. The lock manager of NFS 3 counts its own apart, and they are not in here."""
+    return _smb_requests(machine) if kind.is_smb else _nfs_requests(machine)
+
+
+class Sent:
+    """What was sent while a `counted` block ran."""
+
+    def __init__(self):
+        self.by_kind = {}
+
+    @property
+    def total(self):
+        return sum(self.by_kind.values())
+
+    def most(self, per, number=6):
+        """The commonest kinds of request, each divided by `per`."""
+        ranked = sorted(self.by_kind.items(), key=lambda item: -item[1])[:number]
+        return ", ".join(f"{name.lower()} {count / per:.1f}" for name, count in ranked if count)
+
+
+@contextmanager
+def counted(machine, kind):
+    sent, before = Sent(), read(machine, kind)
+    yield sent
+    after = read(machine, kind)
+    sent.by_kind = {name: after[name] - before.get(name, 0) for name in after if after[name] > before.get(name, 0)}

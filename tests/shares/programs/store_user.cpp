@@ -222,7 +222,7 @@ int List(const Arguments& words) {
   Store store(words[0], "");
   CTVLCtreeRs rows(&store.Client());
   OpenTurns(rows);
-  char everyone[] = "alpha\x01beta\x01server\x01power";
+  char everyone[] = "alpha\001beta\001server\001power";
   if (rows.ReadKeyPrefiz(everyone) == 0) throw std::runtime_error("the rows cannot be read");
   for (rows.Rewind(); rows.Next() != 0;) {
     const std::string key = rows.Key1(-1);
@@ -237,8 +237,9 @@ struct Verb {
 };
 
 const std::map<std::string, Verb> kVerbs = {
-    {"contend", {5, Contend}},  {"put", {4, PutFiles}}, {"rows", {2, WriteRows}},
-    {"values", {2, SetValues}}, {"list", {1, List}},
+    {"contend", {5, Contend}},  {"put", {4, PutFiles}},     {"rows", {2, WriteRows}},
+    {"values", {2, SetValues}}, {"turns", {2, TurnAround}}, {"reads", {2, ReadKeys}},
+    {"list", {1, List}},
 };
 
 }  // namespace

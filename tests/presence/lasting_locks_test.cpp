@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,7 @@
 #include "presence/connection.h"
 #include "support/store.h"
 #include "support/temp_folder.h"
+#include "table/engine_binding.h"
 
 // Locks whose owner, marker or table is lost in one of many ways: never may two clients hold one.
 
@@ -246,6 +248,34 @@ TEST_F(LastingLocks, ANewConnectionDropsWhatAnEarlierOneOfItsProcessLeft) {
     EXPECT_EQ(other.Lock("A"), 1);
     EXPECT_EQ(other.Unlock("A"), 0);
   }
+}
+
+// Makes a row's record a byte shorter, as a program without the engine's care would.
+void DamageRow(const string& table) {
+  std::fstream file(table, std::ios::in | std::ios::out | std::ios::binary);
+  const string bytes{std::istreambuf_iterator<char>(file), {}};
+  // The lengths of key 1, key 2 and record before a row: 2n + 12 as numbers to the base 128.
+  const std::size_t at = bytes.find("\x81\x30\x0C\x82\x40");
+  ASSERT_NE(at, string::npos);
+  file.seekp(static_cast<std::streamoff>(at) + 4);
+  file.put('\x3E');
+}
+
+TEST_F(LastingLocks, ADamagedRowIsNotAFreeObject) {
+  {
+    Me other(store_, "view");
+    ASSERT_EQ(other.Lock("A"), 1);
+    other.lockCount = 0;
+  }
+  UnloadTableEngine();
+  DamageRow(store_.lockTableHost);
+  const string before = folder_.Read("store/tmp/locks/dtlocks.dat");
+  Me me(store_);
+  std::vector<tvl::LockRow> rows;
+  EXPECT_EQ(me.Lock("A") + me.Unlock("A") + me.CheckLock("A"), 0);
+  EXPECT_FALSE(me.HoldsLock("A") || me.ListLocks(rows));
+  EXPECT_EQ(folder_.Read("store/tmp/locks/dtlocks.dat"), before);
+  EXPECT_EQ(me.Lock("B"), 1);
 }
 
 TEST_F(LastingLocks, AnOpenConnectionKeepsItsNumberWithoutItsMarker) {

@@ -76,6 +76,7 @@ Failure LockTableFailure(const Store& store) {
   Failure failure =
       TemporaryFailure(store, "the lock table cannot be used", "locks/dtlocks.dat", R_OK | W_OK);
   if (failure.error == 0 && !failure.path.empty()) failure.what += ", it is busy or damaged";
+  if (failure.error == ENOENT) failure.what += ", 'tvl init --missing' creates it";
   return failure;
 }
 

@@ -1,7 +1,9 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "cli/configuration.h"
 #include "cli/console.h"
 #include "cli/json.h"
 #include "cli/new_store.h"
@@ -11,39 +13,73 @@
 namespace tvl::cli {
 namespace {
 
-ExitStatus RunInit(const Options& options, const std::string& folder) {
-  const NewStore store(folder);
+struct InitRequest {
+  std::string folder;
+  std::string group;
+  bool missing = false;
+};
+
+StoreLayout LayoutFor(const Options& options, const InitRequest& request) {
+  if (!request.missing && request.folder.empty()) throw Stop("init needs the folder of the store");
+  if (!request.missing) return NewLayout(request.folder);
+  return request.folder.empty() ? LayoutOf(FindConfiguration(options)) : LayoutAt(request.folder);
+}
+
+void Report(const Options& options, const StoreLayout& layout, const std::vector<std::string>& parts) {
   Console console;
-  if (!options.dry_run) {
-    store.Make();
-  } else if (!options.json && !options.quiet) {
-    for (const std::string& path : store.Missing()) console.Out(Printable(path) + ": would be made");
-  }
+  const char* created = options.dry_run ? "would_create" : "created";
   if (options.json) {
+    std::vector<JsonObject> documents;
+    for (const std::string& part : parts) documents.emplace_back().Text("path", part);
     JsonObject document;
-    document.Text("command", "init").Text("result", options.dry_run ? "would_make" : "made");
-    console.Out(document.Text("root", store.Root()).Text("configuration", store.Configuration()).Line());
-  } else if (!options.quiet && !options.dry_run) {
-    console.Out("store made, its configuration is " + Printable(store.Configuration()));
+    document.Text("command", "init").Text("result", parts.empty() ? "complete" : created);
+    document.Text("root", layout.root).Text("configuration", layout.configuration).Array("parts", documents);
+    console.Out(document.Line());
+    return;
   }
+  if (options.quiet) return;
+  const std::string configuration = Printable(layout.configuration);
+  if (parts.empty()) {
+    console.Out("nothing is missing; configuration: " + configuration);
+  } else if (options.dry_run) {
+    for (const std::string& part : parts) console.Out(Printable(part) + ": would be created");
+  } else if (layout.is_new) {
+    console.Out("created store; configuration: " + configuration);
+  } else {
+    for (const std::string& part : parts) console.Out(Printable(part) + ": created");
+  }
+}
+
+ExitStatus RunInit(const Options& options, const InitRequest& request) {
+  const StoreLayout layout = LayoutFor(options, request);
+  const std::vector<std::string> parts = MissingParts(layout);
+  if (!options.dry_run) CreateMissingParts(layout, request.group);
+  Report(options, layout, parts);
   return kDone;
 }
 
 }  // namespace
 
 void AddStoreCommands(CLI::App& app, Invocation& invocation) {
-  auto folder = std::make_shared<std::string>();
-  CLI::App& init = AddCommand(app, "init", "Make a new store", "init", invocation,
-                              [folder, &options = invocation.options] { return RunInit(options, *folder); });
-  AddText(init, "DIR", *folder, "Folder of the store, made if it is not there", "").required();
+  auto request = std::make_shared<InitRequest>();
+  CLI::App& init =
+      AddCommand(app, "init", "Create a new store", "init", invocation,
+                 [request, &options = invocation.options] { return RunInit(options, *request); });
+  AddText(init, "DIR", request->folder, "Folder of the store, created if it does not exist", "");
+  CLI::Option* missing = init.add_flag("--missing", request->missing,
+                                       "Create only what the store lacks, such as its lock table\n"
+                                       "(without DIR: the store of the configuration)");
+  AddText(init, "--shared", request->group, "Give DIR this group and the setgid bit", "GROUP")
+      .excludes(missing);
   init.footer(
-      R"(Makes tvl.ini, tmp/, tmp/locks/ with dtlocks.dat, and tmp/procs/ in DIR. Who may use DIR may use
-these: they get its permissions, so set them first, for instance
-  install -d -m 2770 -g staff /srv/store
+      R"(Creates tvl.ini, tmp/, tmp/locks/ with dtlocks.dat, and tmp/procs/ in DIR. They get the permissions
+of DIR, whatever the umask; with --shared all members of GROUP can use the store.
+Exit 4: something is missing, but clients are connected.
 
 Examples:
   tvl init /srv/store
-  tvl init . && tvl info)");
+  tvl init --shared staff /srv/store
+  tvl init --missing /srv/store)");
 }
 
 }  // namespace tvl::cli

@@ -1,5 +1,3 @@
-#include <sys/stat.h>
-
 #include <filesystem>
 #include <string>
 #include <utility>
@@ -49,37 +47,6 @@ TEST_F(TvlTest, WorkingDirectoryIsLookedForInOrder) {
   start.command = {TVL_PROGRAM, "get", "a", "--work", folder.Host("given")};
   RunProcess(start);
   EXPECT_TRUE(folder.Exists("given/a"));
-}
-
-// A store's path stands in its configuration as the library reads it, whatever is in it; or there is no
-// store.
-TEST_F(TvlTest, InitWritesAnyPathFaithfully) {
-  folder.Make("stores/x");
-  folder.Write("work/a", "a");
-  for (const std::string& name :
-       Words{"two words", " blanks ", "d$llar", "$", "%$A%", "100%", "semi;colon", "'quoted'", "\"quoted\"",
-             "a=b", "[x,y]", "\xC3\xA0\xE0", "trailing$ ", "new/deep/er", "x/../up"}) {
-    const std::string root = folder.Host("stores/" + name);
-    ExpectAll({{0, {"init", root}}, {0, {"--config", root + "/tvl.ini", "put", "a"}}, {1, {"init", root}}});
-    EXPECT_TRUE(fs::exists(root + "/a")) << root;
-  }
-  const Tree before = SnapshotOf(folder.Host());
-  for (const std::string& name : Words{"back\\slash", "line\nend", "tab\t",
-                                       std::string(200, 'l') + "/" + std::string(100, 'l'), "a/none"})
-    Expect(1, {"init", name});
-  EXPECT_EQ(SnapshotOf(folder.Host()), before);
-}
-
-TEST_F(TvlTest, InitGivesTheModeOfTheFolder) {
-  folder.Make("shared");
-  chmod(folder.Host("shared").c_str(), 02775);
-  const mode_t before = umask(077);
-  Expect(0, {"init", folder.Host("shared")});
-  umask(before);
-  for (const char* name : {"tvl.ini", "tmp", "tmp/locks", "tmp/procs"}) {
-    const auto mode = fs::status(folder.Host("shared/" + std::string(name))).permissions();
-    EXPECT_EQ(static_cast<unsigned int>(mode) & 0777U, name[3] == '.' ? 0664U : 0775U) << name;
-  }
 }
 
 TEST_F(TvlTest, HashIsWhatSha1sumChecks) {
@@ -192,18 +159,6 @@ TEST_F(TvlTest, VersionsOfFiles) {
             "{\"command\":\"version\",\"file\":\"app.exe\",\"kind\":\"executable\",\"version\":\"6.1\","
             "\"build\":\"12.05.14\",\"date\":\"14/05/2012\",\"total\":61120514}\n");
   ExpectJson(0, {"version", "v.txt"}, {R"("kind":"version file")"});
-}
-
-TEST_F(TvlTest, DoctorLeavesNothingBehind) {
-  const Tree before = ContentsOf(folder.Host());
-  const ProcessResult healthy = Expect(
-      0, {"doctor"}, {"locks", "deletion of a held file", "rename over a file", "time stamps", "space"});
-  EXPECT_EQ(healthy.out.find("  bad  "), std::string::npos) << healthy.out;
-  ExpectJson(0, {"doctor", folder.Host("work")}, {R"({"check":"locks","ok":true,"needed":true,)"});
-  ExpectAll({{6, {"doctor", folder.Host("none")}},
-             {1, {"doctor", folder.Host("store/tvl.ini")}},
-             {1, {"doctor", "/proc"}}});
-  EXPECT_EQ(ContentsOf(folder.Host()), before);
 }
 
 }  // namespace

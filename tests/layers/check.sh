@@ -37,6 +37,8 @@ may_include() {
 
 check_own_header() {
   local file=$1 line=$2 header=$3 folder=${1%%/*}
+  # Where locks are in a file is a fact of the store, which `tvl doctor` checks on the share itself.
+  [[ $folder != cli || $header != platform/lock_ranges.h ]] || return 0
   if [[ $header != */* || ! -f $header ]]; then
     breach "$file" "$line" "\"$header\" is no header of the project; write it as \"folder/name.h\""
   elif ! may_include "$folder" "${header%%/*}"; then

@@ -1,0 +1,56 @@
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <fstream>
+
+#include "cli/doctor/checks.h"
+#include "cli/doctor/mount.h"
+#include "cli/text.h"
+
+namespace tvl::cli {
+namespace {
+
+Finding CheckMount(const std::string& folder) {
+  std::ifstream mounts("/proc/self/mountinfo");
+  const std::optional<Mount> mount = FindMount(mounts, folder);
+  return mount ? JudgeMount(*mount) : Warn("unknown", "see the system's list of mounts");
+}
+
+Finding CheckSpace(const std::string& folder) {
+  struct statvfs space = {};
+  if (statvfs(folder.c_str(), &space) != 0) return Bad(Reason());
+  const std::uint64_t bytes = std::uint64_t{space.f_bavail} * space.f_frsize;
+  if (bytes == 0) return Bad("the disk is full", "free some space");
+  // A file system that reports no files at all has no limit for them.
+  if (space.f_files > 0 && space.f_favail == 0)
+    return Bad("no inodes are left", "delete files that are not needed");
+  return Good(HumanBytes(bytes) + " free");
+}
+
+// New files get the rights of the folder where it has the setgid bit, and elsewhere the umask decides.
+Finding CheckRights(const std::string& folder) {
+  struct stat status = {};
+  if (stat(folder.c_str(), &status) != 0) return Bad(Reason());
+  const mode_t mask = umask(0);
+  umask(mask);
+  char text[8];
+  std::snprintf(text, sizeof text, "%03o", mask & 0777U);
+  const bool by_folder = (status.st_mode & S_ISGID) != 0;
+  const bool shared = (status.st_mode & (S_IWGRP | S_IWOTH)) != 0;
+  if (shared && !by_folder && (mask & status.st_mode & 0070U) != 0)
+    return Warn(std::string("umask ") + text + " keeps new files from other users",
+                "chmod g+s the folder, or set the umask to 002");
+  return Good(by_folder ? "new files get the rights of the folder" : std::string("umask ") + text);
+}
+
+}  // namespace
+
+const std::vector<Check<std::string>>& FolderChecks() {
+  static const std::vector<Check<std::string>> checks = {
+      {"mount", true, CheckMount}, {"space", true, CheckSpace}, {"rights", false, CheckRights}};
+  return checks;
+}
+
+}  // namespace tvl::cli

@@ -1,0 +1,152 @@
+#include "cli/doctor/mount.h"
+
+#include <strings.h>
+
+#include <charconv>
+#include <sstream>
+#include <string_view>
+
+namespace tvl::cli {
+namespace {
+
+using std::string_view;
+
+constexpr char kLocal[] = "locks stay on this computer";
+constexpr char kStale[] = "this computer may read old contents that another has replaced";
+
+// A type ends in "*" where it stands for all that begin like it; no option: the type alone decides.
+struct MountRule {
+  string_view type;
+  string_view option;
+  Verdict verdict;
+  const char* detail;
+  const char* remedy;
+};
+
+constexpr MountRule kRules[] = {
+    {"nfs*", "nolock", Verdict::kBad, kLocal, "mount without nolock"},
+    {"nfs*", "local_lock=all", Verdict::kBad, kLocal, "mount with local_lock=none"},
+    {"nfs*", "local_lock=posix", Verdict::kBad, kLocal, "mount with local_lock=none"},
+    {"nfs*", "soft", Verdict::kWarning, "a slow server makes reads and writes fail", "mount with hard"},
+    {"nfs*", "softerr", Verdict::kWarning, "a slow server makes reads and writes fail", "mount with hard"},
+    {"nfs*", "nocto", Verdict::kWarning, kStale, "mount without nocto"},
+    {"cifs", "nobrl", Verdict::kBad, kLocal, "mount without nobrl"},
+    {"cifs", "nolock", Verdict::kBad, kLocal, "mount without nolock"},
+    {"cifs", "cache=loose", Verdict::kBad, kStale, "mount with cache=strict"},
+    {"cifs", "cache=singleclient", Verdict::kBad, kStale, "mount with cache=strict"},
+    {"cifs", "cache=ro", Verdict::kBad, kStale, "mount with cache=strict"},
+    {"cifs", "noserverino", Verdict::kWarning, "a file that was replaced may not be noticed",
+     "mount with serverino"},
+    {"smb3", "nobrl", Verdict::kBad, kLocal, "mount without nobrl"},
+    {"smb3", "nolock", Verdict::kBad, kLocal, "mount without nolock"},
+    {"smb3", "cache=loose", Verdict::kBad, kStale, "mount with cache=strict"},
+    {"smb3", "noserverino", Verdict::kWarning, "a file that was replaced may not be noticed",
+     "mount with serverino"},
+    {"ocfs2", "localflocks", Verdict::kBad, kLocal, "mount without localflocks"},
+    {"gfs2", "localflocks", Verdict::kBad, kLocal, "mount without localflocks"},
+    {"lustre", "localflock", Verdict::kBad, kLocal, "mount with flock"},
+    {"lustre", "noflock", Verdict::kBad, "there are no locks", "mount with flock"},
+    {"vboxsf", "", Verdict::kBad, kLocal, "use NFS or SMB"},
+    {"9p", "", Verdict::kWarning, "locks may stay on this computer", "try it with --peer, or use NFS or SMB"},
+    {"fuse.sshfs", "", Verdict::kBad, kLocal, "use NFS or SMB"},
+    {"fuse.rclone", "", Verdict::kBad, kLocal, "use NFS or SMB"},
+    {"fuse.s3fs", "", Verdict::kBad, kLocal, "use NFS or SMB"},
+    {"fuse.gcsfuse", "", Verdict::kBad, kLocal, "use NFS or SMB"},
+    {"fuse.glusterfs", "", Verdict::kOk, "", ""},
+    {"fuse.ceph*", "", Verdict::kOk, "", ""},
+    {"fuse*", "", Verdict::kWarning, "locks may stay on this computer",
+     "try it from two computers with --peer"},
+};
+
+// Options whose value is the time for which attributes are believed.
+constexpr string_view kCacheTimes[] = {"actimeo=", "acregmin=", "acdirmin="};
+constexpr unsigned int kLongestCacheTime = 60;
+
+bool SameText(string_view a, string_view b) {
+  return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
+}
+
+bool IsOfType(string_view type, string_view wanted) {
+  if (!wanted.ends_with('*')) return type == wanted;
+  wanted.remove_suffix(1);
+  return type.starts_with(wanted);
+}
+
+// Calls `visit` for each option until it returns true, and returns whether it did.
+template <typename Visit>
+bool AnyOption(string_view options, Visit visit) {
+  while (!options.empty()) {
+    const std::size_t end = options.find(',');
+    if (visit(options.substr(0, end))) return true;
+    options.remove_prefix(end == string_view::npos ? options.size() : end + 1);
+  }
+  return false;
+}
+
+bool Applies(const MountRule& rule, const Mount& mount) {
+  if (!IsOfType(mount.type, rule.type)) return false;
+  if (rule.option.empty()) return true;
+  return AnyOption(mount.options, [&rule](string_view option) { return SameText(option, rule.option); });
+}
+
+bool HasLongCacheTime(const Mount& mount) {
+  return AnyOption(mount.options, [](string_view option) {
+    for (const string_view name : kCacheTimes) {
+      if (!option.starts_with(name)) continue;
+      unsigned int seconds = 0;
+      std::from_chars(option.data() + name.size(), option.data() + option.size(), seconds);
+      if (seconds > kLongestCacheTime) return true;
+    }
+    return false;
+  });
+}
+
+// A path with its octal escapes resolved.
+std::string Unescaped(string_view text) {
+  std::string path;
+  while (!text.empty()) {
+    unsigned int code = 0;
+    const bool escape = text.front() == '\\' && text.size() >= 4 &&
+                        std::from_chars(text.data() + 1, text.data() + 4, code, 8).ptr == text.data() + 4;
+    path += escape ? static_cast<char>(code) : text.front();
+    text.remove_prefix(escape ? 4 : 1);
+  }
+  return path;
+}
+
+bool Contains(const std::string& place, const std::string& folder) {
+  return place == "/" || folder == place || folder.starts_with(place + "/");
+}
+
+}  // namespace
+
+std::optional<Mount> FindMount(std::istream& mounts, const std::string& folder) {
+  std::optional<Mount> found;
+  for (std::string line; std::getline(mounts, line);) {
+    std::istringstream words(line);
+    std::string id, parent, device, root, place, options, optional, type, source, super_options;
+    words >> id >> parent >> device >> root >> place >> options;
+    while (words >> optional && optional != "-") {
+    }
+    if (!(words >> type >> source >> super_options)) continue;
+    place = Unescaped(place);
+    if (!Contains(place, folder) || (found && place.size() < found->place.size())) continue;
+    found = Mount{place, type, options + "," + super_options};
+  }
+  return found;
+}
+
+Finding JudgeMount(const Mount& mount) {
+  const std::string name = mount.type + " at " + mount.place + " (" + mount.options + ")";
+  Finding worst = Good(name);
+  for (const MountRule& rule : kRules) {
+    if (!Applies(rule, mount)) continue;
+    if (rule.verdict > worst.verdict) worst = {rule.verdict, name + ": " + rule.detail, rule.remedy};
+    if (rule.option.empty()) break;  // the first rule for the whole type decides
+  }
+  if (worst.verdict == Verdict::kOk && HasLongCacheTime(mount))
+    return Warn(name + ": changes by other computers are seen late", "mount with a shorter time");
+  return worst;
+}
+
+}  // namespace tvl::cli

@@ -1,0 +1,30 @@
+#ifndef TVL_CLI_DOCTOR_REPORT_H
+#define TVL_CLI_DOCTOR_REPORT_H
+
+#include <string>
+#include <vector>
+
+#include "cli/doctor/finding.h"
+#include "cli/json.h"
+#include "cli/options.h"
+
+namespace tvl::cli {
+
+// The findings of a run, which are printed at its end.
+class Report {
+ public:
+  void Add(const std::string& name, bool needed, const Finding& finding);
+
+  // Prints them; the exit code is kFailed if something that is needed is bad.
+  ExitStatus Print(const Options& options, const std::string& folder) const;
+
+ private:
+  std::vector<std::vector<std::string>> rows_;
+  std::vector<std::string> remedies_;
+  std::vector<JsonObject> documents_;
+  ExitStatus status_ = kDone;
+};
+
+}  // namespace tvl::cli
+
+#endif

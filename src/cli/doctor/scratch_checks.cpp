@@ -1,0 +1,104 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+
+#include <tvlclient/errors.h>
+#include <tvlclient/smb_opr.h>
+
+#include "cli/descriptor.h"
+#include "cli/doctor/checks.h"
+#include "cli/doctor/lock_child.h"
+
+namespace tvl::cli {
+namespace {
+
+constexpr char kUseLocks[] = "use a file system that carries byte-range locks, and mount it with them";
+
+Finding CheckLocks(const Scratch& scratch) {
+  const std::string path = scratch.File("lock", "x");
+  LockChild other(path, kHoldRange);
+  if (!other.Holds()) return Bad("no lock can be taken", kUseLocks);
+  if (CanLock(path, kTryRange)) return Bad("two processes get the same lock", kUseLocks);
+  other.Kill();
+  if (!CanLock(path, kTryRange)) return Bad("the lock of a killed process stays", kUseLocks);
+  return Good("one process at a time, and a killed one releases it");
+}
+
+// A client that tries or waits must not look like an owner, and users of a table do not exclude each other.
+Finding CheckRanges(const Scratch& scratch) {
+  const std::string path = scratch.File("ranges", "x");
+  const LockChild trying(path, kTurnByte);
+  const LockChild using_table(path, kUseByte, LockKind::kShared);
+  if (!trying.Holds() || !using_table.Holds()) return Bad("no lock can be taken beyond the data", kUseLocks);
+  if (!CanLock(path, kHoldRange)) return Bad("a try looks like a hold", kUseLocks);
+  if (!CanLock(path, kUseByte, LockKind::kShared)) return Bad("there are no shared locks", kUseLocks);
+  if (CanLock(path, kTryRange)) return Bad("a table in use is not noticed", kUseLocks);
+  return Good("a try is not taken for a hold");
+}
+
+Finding CheckDeletion(const Scratch& scratch) {
+  std::string path = scratch.File("held", "x");
+  LockChild other(path, kHoldRange);
+  CTVLClientSmbOpr remover;
+  const bool refused = other.Holds() && remover.RemoveDosDir(path.data(), nullptr, nullptr) != TVL_OK;
+  if (!refused || access(path.c_str(), F_OK) != 0) return Bad("a held file was deleted", kUseLocks);
+  other.Kill();
+  if (remover.RemoveDosDir(path.data(), nullptr, nullptr) != TVL_OK || access(path.c_str(), F_OK) == 0)
+    return Bad("a file that is no longer held cannot be deleted", kUseLocks);
+  return Good("refused while another process holds it");
+}
+
+Finding CheckRename(const Scratch& scratch) {
+  const std::string from = scratch.File("new", "new");
+  const std::string to = scratch.File("old", "old");
+  if (rename(from.c_str(), to.c_str()) != 0) return Bad(Reason());
+  if (ContentsOf(to) != "new") return Bad("the old file stays");
+  const std::string again = scratch.File("newer", "newer");
+  const Descriptor reader(open(to.c_str(), O_RDONLY | O_CLOEXEC));
+  if (rename(again.c_str(), to.c_str()) != 0)
+    return Warn("refused while a program of this computer has the file open (" + Reason() + ")",
+                "keep files of the store open only briefly; replacing one waits for 10 s");
+  return ContentsOf(to) == "newer" ? Good("replaces the file, also one that is open")
+                                   : Bad("a file that is open is lost when it is replaced");
+}
+
+Finding CheckTimes(const Scratch& scratch) {
+  constexpr long kNanoseconds = 123'456'789;
+  constexpr time_t kOddSecond = 1'000'000'001;
+  const std::string path = scratch.File("time", "x");
+  const std::array<timespec, 2> times = {{{kOddSecond, kNanoseconds}, {kOddSecond, kNanoseconds}}};
+  struct stat status = {};
+  if (utimensat(AT_FDCWD, path.c_str(), times.data(), 0) != 0 || stat(path.c_str(), &status) != 0)
+    return Bad(Reason());
+  if (status.st_mtim.tv_sec != kOddSecond)
+    return Warn("2 s or coarser", "use the compare policy hash, FileCompare=HASH");
+  for (long grain = 1; grain <= 100'000'000; grain *= 10) {
+    if (status.st_mtim.tv_nsec == kNanoseconds / grain * grain) return Good(std::to_string(grain) + " ns");
+  }
+  return Good("1 s");
+}
+
+Finding CheckCase(const Scratch& scratch) {
+  static_cast<void>(scratch.File("Case", "x"));
+  const bool alike = access(scratch.Path("cASE").c_str(), F_OK) == 0;
+  return Good(alike ? "a and A are one name" : "a and A are two names");
+}
+
+}  // namespace
+
+const std::vector<Check<Scratch>>& ScratchChecks() {
+  static const std::vector<Check<Scratch>> checks = {
+      {"locks", true, CheckLocks},
+      {"lock ranges", true, CheckRanges},
+      {"deletion of a held file", true, CheckDeletion},
+      {"rename over a file", true, CheckRename},
+      {"time stamps", false, CheckTimes},
+      {"letter case", false, CheckCase},
+  };
+  return checks;
+}
+
+}  // namespace tvl::cli

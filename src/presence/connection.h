@@ -12,6 +12,7 @@
 #include "platform/host_path.h"
 #include "presence/instance_number.h"
 #include "presence/lock_key.h"
+#include "presence/marker.h"
 #include "table/ctree_file.h"
 #include "table/engine_binding.h"
 
@@ -154,7 +155,7 @@ class CConnection {
   void ReadOwner();
   int CompareOwner() const;
   bool IsOwnedByOtherProcess() const;
-  tvl::PathText OwnerMarker() const;
+  tvl::InstanceName OwnerName() const;
   bool IsOwnerAlive() const;
   void DescribeRow(tvl::LockRow& row) const;
   bool WriteOwnRow();

@@ -1,5 +1,6 @@
 #include "presence/marker.h"
 
+#include <cerrno>
 #include <charconv>
 #include <cstdio>
 #include <cstring>
@@ -8,38 +9,41 @@
 #include "base/file_helpers.h"
 #include "base/text.h"
 #include "platform/files.h"
+#include "platform/last_error.h"
 
 namespace {
 
 using std::string_view;
+using tvl::InstanceName;
 
 constexpr char kExtension[] = ".tvp";
 constexpr std::size_t kClassLength = 4;
 
-// Cuts `rest` at its last `separator` and gives what stood behind it; false without one.
-bool CutLast(string_view& rest, char separator, string_view& behind) {
+// Cuts `rest` at its last `separator`; `last` is what followed that. False without one.
+bool CutLast(string_view& rest, char separator, string_view& last) {
   const std::size_t at = rest.rfind(separator);
   if (at == string_view::npos) return false;
-  behind = rest.substr(at + 1);
+  last = rest.substr(at + 1);
   rest = rest.substr(0, at);
   return true;
 }
 
-void GiveText(string_view text, char* output) {
+void CopyText(string_view text, char* output) {
   if (output == nullptr) return;
   std::memcpy(output, text.data(), text.size());
   output[text.size()] = 0;
 }
 
-void GiveNumber(string_view text, int base, int* output) {
+void CopyNumber(string_view text, int base, int* output) {
   if (output == nullptr) return;
   unsigned int value = 0;
   std::from_chars(text.data(), text.data() + text.size(), value, base);
   *output = static_cast<int>(value);
 }
 
-bool HoldsSeparator(const char* text) {
-  return std::strpbrk(text, "\\/") != nullptr;
+bool HasSeparator(const InstanceName& name) {
+  const auto has = [](const char* text) { return std::strpbrk(text, "\\/") != nullptr; };
+  return has(name.computer) || has(name.ip) || has(name.client_class);
 }
 
 }  // namespace
@@ -52,14 +56,20 @@ PathText MarkerPath(const char* folder, const InstanceName& name) {
   PathText path;
   path.Append(folder).Append(name.computer).Append("-").Append(name.ip).Append(numbers);
   path.Append(name.client_class).Append(kExtension);
-  if (HoldsSeparator(name.computer) || HoldsSeparator(name.ip) || HoldsSeparator(name.client_class))
-    path.Discard();
+  if (HasSeparator(name)) path.Discard();
   return path;
 }
 
 bool IsMarkerAlive(const char* path) {
   DeleteFileA(path);
-  return FileExists(path) != 0;
+  if (FileExists(path) != 0) return true;
+  const int problem = LastErrorCode();
+  return problem != ENOENT && problem != ENOTDIR;
+}
+
+bool IsInstanceAlive(const char* folder, const InstanceName& name) {
+  const PathText path = MarkerPath(folder, name);
+  return path.Fits() ? IsMarkerAlive(path.Text()) : !HasSeparator(name);
 }
 
 }  // namespace tvl
@@ -77,10 +87,10 @@ int ParseMarkerName(const char* name, char* computer, char* ip, int* instance, i
   string_view number;
   string_view address;
   if (!CutLast(rest, '.', process) || !CutLast(rest, '-', number) || !CutLast(rest, '-', address)) return 0;
-  GiveText(rest, computer);
-  GiveText(address, ip);
-  GiveNumber(number, 10, instance);
-  GiveNumber(process, 16, pid);
-  GiveText(client_class, className);
+  CopyText(rest, computer);
+  CopyText(address, ip);
+  CopyNumber(number, 10, instance);
+  CopyNumber(process, 16, pid);
+  CopyText(client_class, className);
   return 1;
 }

@@ -5,7 +5,7 @@
 
 namespace tvl {
 
-// Who an instance is; its marker's name says all of it.
+// Who an instance is; the name of its marker contains all of it.
 struct InstanceName {
   const char* computer;
   const char* ip;  // 8 hexadecimal digits
@@ -14,21 +14,25 @@ struct InstanceName {
   const char* client_class;  // 4 characters
 };
 
-// Full path of an instance's marker in `folder`. A name that holds a separator names no marker: the text then
-// doesn't fit.
+// Full path of an instance's marker in `folder`. A text that does not fit if the path is too long or the name
+// contains a separator, and so is not that of a marker.
 [[nodiscard]] PathText MarkerPath(const char* folder, const InstanceName& name);
 
-// True if the marker's owner lives. Asked by trying to delete it: its owner's hold makes that fail, and a
-// dead owner's marker is gone afterwards. Any other failure counts as a live owner too.
+// True if the marker's owner lives. Tries to delete the marker: its owner's hold makes that fail, and a dead
+// owner's marker is gone afterwards. Any other failure counts as a live owner too.
 [[nodiscard]] bool IsMarkerAlive(const char* path);
+
+// The same for the instance whose marker is in `folder`. One with a path too long to be examined counts as
+// alive, since it may be shorter for its owner.
+[[nodiscard]] bool IsInstanceAlive(const char* folder, const InstanceName& name);
 
 }  // namespace tvl
 
 constexpr unsigned int kMarkerNameRoom = 128;
 
-// Takes a marker's file name apart from its right end, since a computer's name may hold hyphens. `computer`,
-// `ip` and `className` have room for kMarkerNameRoom bytes; each output may be null. 1 if the name fits the
-// form computer-address-number.process.class.tvp, else 0 and the outputs stay.
+// Parses a marker's file name from its right end, since a computer's name may contain hyphens. `computer`,
+// `ip` and `className` are buffers of kMarkerNameRoom bytes; each output may be null. 1 if the name has the
+// form computer-address-number.process.class.tvp, else 0 and the outputs are unchanged.
 int ParseMarkerName(const char* name, char* computer, char* ip, int* instance, int* pid, char* className);
 
 #endif

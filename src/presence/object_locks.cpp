@@ -102,14 +102,12 @@ bool CConnection::IsOwnedByOtherProcess() const {
   return static_cast<unsigned int>(ownerPid) != pid;
 }
 
-tvl::PathText CConnection::OwnerMarker() const {
-  return tvl::MarkerPath(
-      procsDir, {ownerComputer, ownerIp, ownerInstance, static_cast<unsigned int>(ownerPid), ownerClass});
+tvl::InstanceName CConnection::OwnerName() const {
+  return {ownerComputer, ownerIp, ownerInstance, static_cast<unsigned int>(ownerPid), ownerClass};
 }
 
 bool CConnection::IsOwnerAlive() const {
-  const tvl::PathText marker = OwnerMarker();
-  return marker.Fits() && tvl::IsMarkerAlive(marker.Text());
+  return tvl::IsInstanceAlive(procsDir, OwnerName());
 }
 
 // Deletes the rows of dead owners on the way, but not one of this identity, which is this process's to take
@@ -259,7 +257,7 @@ void CConnection::DescribeRow(tvl::LockRow& row) const {
   HexToIp(row.ip, ownerIp);
   row.pid = ownerPid;
   tvl::CopyCut(row.user, ownerUser);
-  const tvl::PathText marker = OwnerMarker();
+  const tvl::PathText marker = tvl::MarkerPath(procsDir, OwnerName());
   row.alive = marker.Fits() && tvl::IsFileHeld(marker.Text());
 }
 

@@ -190,6 +190,29 @@ TEST_F(LastingLocks, AMarkerNameHeldByAnotherLeavesNoPresence) {
   EXPECT_TRUE(me.HoldsLock("A")) << "the name is free again";
 }
 
+TEST_F(LastingLocks, AnOwnerThatCannotBeExaminedIsAlive) {
+  Me other(store_, "view");
+  ASSERT_EQ(other.Lock("A"), 1);
+  Me me(store_);
+  tvl::System().open = [](const char*, int, mode_t) {
+    errno = EIO;
+    return -1;
+  };
+  tvl::System().lstat = [](const char*, struct stat*) {
+    errno = EACCES;
+    return -1;
+  };
+  EXPECT_EQ(me.Lock("A"), 2);
+  tvl::System() = real_;
+  string deep = store_.procs;
+  while (deep.size() < 240) deep += ".\\";
+  CConnection far(store_.locks.c_str(), deep.c_str(), "mgrx");
+  far.AllocateInstance();
+  EXPECT_EQ(far.Lock("A"), 2) << "its path to the marker is too long";
+  EXPECT_TRUE(other.HoldsLock("A"));
+  EXPECT_FALSE(far.IsPresent());
+}
+
 // A trier that is stopped as soon as it has the turn on a new file.
 int stopped_trier = -1;
 int OpenAndBeTried(const char* path, int flags, mode_t mode) {

@@ -15,6 +15,11 @@ namespace {
 constexpr LockRange kSharedBytes = {kSqliteRegion.start + 2, kSqliteRegion.length - 2};
 static_assert(kGateByte.start == kSqliteRegion.start + kSqliteRegion.length);
 
+// How often, and for how long, a reader that has passed the gate may do without it. A writer that holds the
+// gate waits for no more than that.
+constexpr int kMostBypasses = 15;
+constexpr std::chrono::milliseconds kPassLasts{50};
+
 const LockRange& RangeOf(Region::Strength strength) {
   return strength == Region::Strength::kExclusive ? kSqliteRegion : kSharedBytes;
 }
@@ -40,19 +45,33 @@ bool LockPatiently(int descriptor, short type, const LockRange& range, Patience&
 
 }  // namespace
 
+void Region::Attach(int descriptor) {
+  descriptor_ = descriptor;
+  canWrite_ = (fcntl(descriptor, F_GETFL) & O_ACCMODE) == O_RDWR;
+}
+
 // The gate is exclusive for readers too, so that a writer has the same chance as each of them. A descriptor
 // for reading only can share it at most.
 bool Region::PassGate(Strength wanted, Patience& patience) {
-  const bool canWrite = (fcntl(descriptor_, F_GETFL) & O_ACCMODE) == O_RDWR;
-  if (!LockPatiently(descriptor_, canWrite ? F_WRLCK : F_RDLCK, kGateByte, patience)) return false;
+  if (!LockPatiently(descriptor_, canWrite_ ? F_WRLCK : F_RDLCK, kGateByte, patience)) return false;
   const bool taken = LockPatiently(descriptor_, TypeOf(wanted), RangeOf(wanted), patience);
   Unlock(descriptor_, kGateByte);
+  passedGate_ = std::chrono::steady_clock::now();
+  bypasses_ = 0;
   return taken;
+}
+
+bool Region::MayBypassGate(Strength wanted) const {
+  return wanted == Strength::kShared && bypasses_ < kMostBypasses &&
+         std::chrono::steady_clock::now() < passedGate_ + kPassLasts;
 }
 
 bool Region::Take(Strength wanted, Patience& patience) {
   wasTooWeak_ = false;
-  if (!PassGate(wanted, patience)) return false;
+  hasUnseenJournal_ = false;
+  const bool isIn =
+      MayBypassGate(wanted) && TryLock(descriptor_, TypeOf(wanted), RangeOf(wanted)) && ++bypasses_ > 0;
+  if (!isIn && !PassGate(wanted, patience)) return false;
   held_ = wanted;
   return true;
 }
@@ -63,7 +82,9 @@ void Region::Release() {
 }
 
 bool Region::Allows(short type) {
-  if (type == F_UNLCK || held_ == Strength::kExclusive) return true;
+  if (type == F_UNLCK) return true;
+  if (hasUnseenJournal_) return false;
+  if (held_ == Strength::kExclusive) return true;
   if (type == F_RDLCK) return held_ == Strength::kShared;
   wasTooWeak_ = wasTooWeak_ || held_ == Strength::kShared;
   return false;

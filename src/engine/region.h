@@ -3,7 +3,10 @@
 
 #include <fcntl.h>
 
+#include <chrono>
+
 #include "engine/patience.h"
+#include "engine/table_file.h"
 
 namespace tvl::engine {
 
@@ -24,16 +27,28 @@ class Region {
  public:
   enum class Strength { kNone, kShared, kExclusive };
 
-  void Attach(int descriptor) { descriptor_ = descriptor; }
+  void Attach(int descriptor);
 
   // Waits for others, first at the gate byte and then, holding that, for the region: so readers that come and
-  // go cannot starve a writer. The region must not be held. False, and a noted error, if others keep it.
+  // go cannot starve a writer. To save round trips, a reader that has just passed the gate may go straight to
+  // the region a few times. The region must not be held. False, and a noted error, if others keep it.
   [[nodiscard]] bool Take(Strength wanted, Patience& patience);
   void Release();
 
   // Whether SQLite, since Take, wanted to write with a shared lock only: it has found the journal of a killed
   // writer, which must be rolled back first.
   [[nodiscard]] bool WasTooWeak() const { return wasTooWeak_; }
+
+  // Says that it could not be seen whether a killed writer has left a journal. SQLite would take that for
+  // "no"; the transaction must fail.
+  void NoteUnseenJournal() { hasUnseenJournal_ = true; }
+  [[nodiscard]] bool HasUnseenJournal() const { return hasUnseenJournal_; }
+
+  // Whether the folder was synced, through this object, since the journal of this inode is in it. If not, the
+  // caller syncs it now.
+  [[nodiscard]] bool IsJournalSynced() const { return journal_ == syncedJournal_; }
+  void NoteJournal(const FileId& journal) { journal_ = journal; }
+  void NoteSyncedFolder() { syncedJournal_ = journal_; }
 
   // Answers a lock request of SQLite's in place of fcntl.
   [[nodiscard]] int OnRequest(int descriptor, int command, struct flock& lock);
@@ -42,7 +57,15 @@ class Region {
   [[nodiscard]] bool PassGate(Strength wanted, Patience& patience);
   [[nodiscard]] bool Allows(short type);
 
+  [[nodiscard]] bool MayBypassGate(Strength wanted) const;
+
   int descriptor_ = -1;
+  bool canWrite_ = false;
+  bool hasUnseenJournal_ = false;
+  FileId journal_;
+  FileId syncedJournal_;
+  std::chrono::steady_clock::time_point passedGate_;
+  int bypasses_ = 0;
   Strength held_ = Strength::kNone;
   bool wasTooWeak_ = false;
 };

@@ -3,12 +3,15 @@
 #include <fcntl.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <condition_variable>
 #include <cstdarg>
 #include <mutex>
 #include <new>
+#include <string>
+#include <string_view>
 
 #include "engine/lock_descriptors.h"
 #include "engine/region.h"
@@ -55,8 +58,48 @@ int FcntlWithoutLocks(int descriptor, int command, ...) {
   return result;
 }
 
+bool IsJournal(const char* path) {
+  return std::string_view(path).ends_with("-journal");
+}
+
 int Open(const char* path, int flags, int mode) {
-  return lastOpened = OpenForLocks(path, flags, static_cast<mode_t>(mode));
+  lastOpened = OpenForLocks(path, flags, static_cast<mode_t>(mode));
+  struct stat status = {};
+  if (regionInUse != nullptr && lastOpened >= 0 && IsJournal(path) && fstat(lastOpened, &status) == 0) {
+    regionInUse->NoteJournal({status.st_dev, status.st_ino});
+  }
+  return lastOpened;
+}
+
+// A network file system may answer from what it saw seconds ago, when the writer of the journal still lived.
+int StatFresh(const char* path, struct stat* status) {
+  struct statx fresh = {};
+  if (IsJournal(path)) static_cast<void>(statx(AT_FDCWD, path, AT_STATX_FORCE_SYNC, STATX_SIZE, &fresh));
+  const int result = stat(path, status);
+  if (result != 0 && errno != ENOENT && regionInUse != nullptr && IsJournal(path)) {
+    regionInUse->NoteUnseenJournal();
+  }
+  return result;
+}
+
+// SQLite opens the folder to sync it whenever it has opened a journal. Once is enough for a journal that
+// stays.
+int OpenFolder(const char* path, int* descriptor) {
+  if (regionInUse == nullptr || regionInUse->IsJournalSynced()) return SQLITE_CANTOPEN;
+  const std::string_view name(path);
+  const std::size_t slash = name.rfind('/');
+  const std::string folder(slash == std::string_view::npos ? "." : name.substr(0, slash + 1));
+  *descriptor = OpenForLocks(folder.c_str(), O_RDONLY | O_DIRECTORY, 0);
+  if (*descriptor < 0) return SQLITE_CANTOPEN;
+  regionInUse->NoteSyncedFolder();
+  return SQLITE_OK;
+}
+
+// As root, SQLite gives a journal to the table's owner each time that it has opened it.
+int ChangeOwnerOnce(int descriptor, uid_t user, gid_t group) {
+  struct stat status = {};
+  if (fstat(descriptor, &status) == 0 && status.st_uid == user && status.st_gid == group) return 0;
+  return fchown(descriptor, user, group);
 }
 
 // SQLite keeps a list of files with their locks, by device and inode. In a forked child that list tells of
@@ -81,10 +124,10 @@ bool ReplaceSystemCalls() {
   sqlite3_vfs* files = sqlite3_vfs_find("unix");
   if (files == nullptr) return false;
   const Replacement replacements[] = {
-      {"fcntl", AsSystemCall(FcntlWithoutLocks)},
-      {"open", AsSystemCall(Open)},
-      {"close", AsSystemCall(CloseForLocks)},
-      {"fstat", AsSystemCall(StatForChild)},
+      {"fcntl", AsSystemCall(FcntlWithoutLocks)}, {"open", AsSystemCall(Open)},
+      {"close", AsSystemCall(CloseForLocks)},     {"fstat", AsSystemCall(StatForChild)},
+      {"stat", AsSystemCall(StatFresh)},          {"openDirectory", AsSystemCall(OpenFolder)},
+      {"fchown", AsSystemCall(ChangeOwnerOnce)},
   };
   for (const Replacement& replacement : replacements) {
     if (files->xSetSystemCall(files, replacement.name, replacement.function) != SQLITE_OK) return false;

@@ -212,15 +212,15 @@ bool SqliteTable::Connect(const std::string& path, bool writable) {
 // Runs `action`, which is true for success, with the locks that it needs. Inside a batch they are there.
 template <typename Action>
 bool SqliteTable::Transact(bool forWriting, Patience& patience, Action action) {
-  const auto run = [&] {
+  if (inBatch_) {
     const SqlitePassage passage(&region_);
     return action();
-  };
-  if (inBatch_) return run();
+  }
   do {
     const RegionHold hold(region_, StrengthFor(forWriting), patience);
     if (!hold.Has()) return false;
-    if (run()) return true;
+    const SqlitePassage passage(&region_);
+    if (action() && HasSeenJournal()) return true;
   } while (region_.WasTooWeak() && RollBackKilledWriter(patience));
   return false;
 }
@@ -361,6 +361,15 @@ void SqliteTable::RollBack() {
   static_cast<void>(Execution(batches_[kRollback], database_, kBatches[kRollback]).Step());
 }
 
+// False, and nothing is begun, if there may be the journal of a killed writer.
+bool SqliteTable::HasSeenJournal() {
+  if (!region_.HasUnseenJournal()) return true;
+  NoteError("the journal cannot be looked at");
+  RollBack();
+  inBatch_ = false;
+  return false;
+}
+
 bool SqliteTable::BeginTransaction(bool forWriting) {
   inBatch_ = RunBatchStep(forWriting ? kBeginWriting : kBegin) && (forWriting || RunBatchStep(kTakeSnapshot));
   if (!inBatch_) RollBack();
@@ -372,7 +381,7 @@ bool SqliteTable::Begin(bool forWriting, Patience& patience) {
     RegionHold hold(region_, StrengthFor(forWriting), patience);
     if (!hold.Has()) return false;
     const SqlitePassage passage(&region_);
-    if (BeginTransaction(forWriting)) {
+    if (BeginTransaction(forWriting) && HasSeenJournal()) {
       hold.Keep();
       return true;
     }

@@ -63,6 +63,7 @@ class SqliteTable : public Table {
   [[nodiscard]] bool ReadRow(int keyNumber, ReadMode mode, Key& key, void* record);
   [[nodiscard]] bool WriteRow(const Key& key1, const Key& key2, const void* record);
   [[nodiscard]] bool DeleteRow(const Key* key1, const Key* key2);
+  [[nodiscard]] bool HasSeenJournal();
   [[nodiscard]] bool BeginTransaction(bool forWriting);
   [[nodiscard]] bool Run(const char* sql);
   [[nodiscard]] bool RunBatchStep(std::size_t which);

@@ -1,4 +1,5 @@
 #include <signal.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <filesystem>
@@ -85,7 +86,14 @@ int SpillAndWait(const std::vector<std::string>& arguments) {
 }
 const Role spillAndWait("spill-and-wait", SpillAndWait);
 
+// Without the right to write, a table with the journal of a killed writer cannot be read.
+const Role refusedAsNobody("refused-as-nobody", [](const std::vector<std::string>& arguments) {
+  if (setgid(65534) != 0 || setuid(65534) != 0) return 1;
+  return IOpen(arguments[0].c_str()) < 0 && GetLastProblem() == 3 ? 0 : 2;
+});
+
 TEST_F(EngineTest, AKilledBatchIsRolledBackAndNeverIntoANewTable) {
+  std::filesystem::permissions(folder_.Host(), std::filesystem::perms(0755));
   const std::string path = folder_.Host("large.dat");
   for (const bool replaced : {false, true}) {
     SCOPED_TRACE(replaced);
@@ -105,6 +113,10 @@ TEST_F(EngineTest, AKilledBatchIsRolledBackAndNeverIntoANewTable) {
     writer.Wait();
     ASSERT_GT(std::filesystem::file_size(path), sizeBefore) << "the test needs pages in the file";
     ASSERT_GT(std::filesystem::file_size(path + "-journal"), 0U);
+    if (geteuid() == 0) {
+      std::filesystem::permissions(path, std::filesystem::perms(0644));
+      EXPECT_EQ(HelperProcess({"refused-as-nobody", path}).Wait(), 0);
+    }
     if (replaced) {
       std::filesystem::remove(path);
       ASSERT_EQ(CreateArchive(path.c_str(), 4000, 8, 0), 0);

@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <signal.h>
+#include <sqlite3.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -70,6 +71,42 @@ TEST_F(EngineTest, KeepsItsLocksWhenTheFileIsReadBesides) {
   EXPECT_NE(fcntl(descriptor, F_OFD_SETLK, &reserved), 0);
   close(descriptor);
   EXPECT_EQ(EndBatch(table), 1);
+}
+
+int Execute(sqlite3* database, const char* sql) {
+  return sqlite3_exec(database, sql, nullptr, nullptr, nullptr);
+}
+
+// Plain SQLite takes the same bytes step by step, as did the module's first release.
+TEST_F(EngineTest, PlainSqliteIsExcludedAndExcludesUs) {
+  const int table = Open();
+  ASSERT_EQ(Write(table, "a", "", "ours"), 1);
+  sqlite3* plain = nullptr;
+  ASSERT_EQ(sqlite3_open(table_.c_str(), &plain), SQLITE_OK);
+  const char* const read = "SELECT * FROM records";
+  const char* const write =
+      "INSERT INTO records VALUES(x'62202020', x'202020', CAST('12345678901234567890' AS BLOB))";
+  ASSERT_EQ(BeginBatch(table, 1), 1);
+  EXPECT_EQ(Execute(plain, read), SQLITE_BUSY);
+  EXPECT_EQ(EndBatch(table), 1);
+  ASSERT_EQ(BeginBatch(table, 0), 1);
+  EXPECT_EQ(Execute(plain, read), SQLITE_OK);
+  EXPECT_EQ(Execute(plain, write), SQLITE_BUSY);
+  EXPECT_EQ(EndBatch(table), 1);
+
+  ASSERT_EQ(Execute(plain, "BEGIN IMMEDIATE"), SQLITE_OK);
+  ASSERT_EQ(Execute(plain, write), SQLITE_OK);
+  EXPECT_EQ(All(table), Rows{"a|ours"}) << "its writer has not written yet";
+  std::atomic<bool> written{false};
+  std::thread writer([&] {
+    EXPECT_EQ(Write(table, "c", "", "ours"), 1) << GetLastErrorText();
+    written = true;
+  });
+  for (int round = 0; round < 1000; ++round) ASSERT_FALSE(written);
+  EXPECT_EQ(Execute(plain, "COMMIT"), SQLITE_OK);
+  writer.join();
+  EXPECT_EQ(All(table).size(), 3U);
+  sqlite3_close(plain);
 }
 
 TEST_F(EngineTest, WaitsForATryAndNotForAHolder) {

@@ -1,0 +1,173 @@
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdint>
+#include <filesystem>
+#include <string>
+
+#include "engine/engine.h"
+#include "support/helper_process.h"
+
+// The module calls the functions below in place of the C library's, as this program comes first where symbols
+// are looked up. Each passes the call on unless it is the one that is to fail.
+
+namespace {
+
+enum class Span { kOne, kFromThereOn };
+
+struct Fault {
+  int at = 0;  // 0: none
+  int error = 0;
+  Span span = Span::kOne;
+  int calls = 0;
+};
+Fault fault;
+
+bool Strikes() {
+  if (fault.at == 0) return false;
+  ++fault.calls;
+  const bool hit = fault.span == Span::kOne ? fault.calls == fault.at : fault.calls >= fault.at;
+  if (hit) errno = fault.error;
+  return hit;
+}
+
+template <typename Function>
+Function* Real(const char* name) {
+  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+#define PASS_ON(result, name, parameters, ...)                       \
+  extern "C" [[gnu::visibility("default")]] result name parameters { \
+    static auto* const real = Real<result parameters>(#name);        \
+    return Strikes() ? result{-1} : real(__VA_ARGS__);               \
+  }
+
+PASS_ON(ssize_t, pread, (int file, void* bytes, size_t count, off_t at), file, bytes, count, at)
+PASS_ON(ssize_t, pread64, (int file, void* bytes, size_t count, off_t at), file, bytes, count, at)
+PASS_ON(ssize_t, pwrite, (int file, const void* bytes, size_t count, off_t at), file, bytes, count, at)
+PASS_ON(ssize_t, pwrite64, (int file, const void* bytes, size_t count, off_t at), file, bytes, count, at)
+PASS_ON(int, fsync, (int file), file)
+PASS_ON(int, fdatasync, (int file), file)
+PASS_ON(int, ftruncate, (int file, off_t length) noexcept, file, length)
+PASS_ON(int, ftruncate64, (int file, off_t length) noexcept, file, length)
+PASS_ON(int, stat, (const char* path, struct stat* status) noexcept, path, status)
+PASS_ON(int, stat64, (const char* path, struct stat64* status) noexcept, path, status)
+PASS_ON(int, fstat, (int file, struct stat* status) noexcept, file, status)
+PASS_ON(int, fstat64, (int file, struct stat64* status) noexcept, file, status)
+PASS_ON(int, unlink, (const char* path) noexcept, path)
+
+extern "C" [[gnu::visibility("default")]] int open(const char* path, int flags, ...) {
+  static auto* const real = Real<int(const char*, int, ...)>("open");
+  va_list arguments;
+  va_start(arguments, flags);
+  const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
+  va_end(arguments);
+  return Strikes() ? -1 : real(path, flags, mode);
+}
+
+extern "C" [[gnu::visibility("default")]] int fcntl(int file, int command, ...) {
+  static auto* const real = Real<int(int, int, ...)>("fcntl");
+  va_list arguments;
+  va_start(arguments, command);
+  void* const argument = va_arg(arguments, void*);
+  va_end(arguments);
+  return Strikes() ? -1 : real(file, command, argument);
+}
+
+namespace {
+
+std::size_t CountDescriptors() {
+  std::size_t count = 0;
+  for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) ++count;
+  return count;
+}
+
+// Opens the table and changes it in one batch with a nested one, then reads a row. True if the batch says
+// that it was kept; `rows` becomes what the calls that succeeded in it make of the table.
+bool ChangeTable(const std::string& path, Rows& rows) {
+  const int table = IOpen(path.c_str());
+  const int other = IOpen(path.c_str());
+  if (BeginBatch(table, 1) != 1) return false;
+  for (char row = '1'; row <= '9'; ++row) {
+    if (Write(table, {row}, "n", "new") == 1) rows.push_back(std::string{row} + "|new");
+  }
+  if (BeginBatch(other, 1) == 1) {
+    if (DeleteKeys(other, "0", nullptr) == 1) rows.erase(rows.begin());
+    EXPECT_EQ(EndBatch(other), 1);
+  }
+  const bool kept = EndBatch(table) == 1;
+  Read(ReadKeyEq, other, 1, "1");
+  return kept;
+}
+
+void ExpectOldOrNewRows(const std::string& path, bool kept, const Rows& rows) {
+  const int table = IOpen(path.c_str());
+  const Rows found = All(table);
+  EXPECT_TRUE(found == rows || (!kept && found == Rows{"0|old"})) << testing::PrintToString(found);
+  CloseAll();
+  EXPECT_EQ(CheckIntegrity(path), "ok");
+}
+
+TEST_F(EngineTest, AFailingCallLeavesOldOrNewRows) {
+  for (const int error : {EIO, ENOSPC}) {
+    for (const Span span : {Span::kOne, Span::kFromThereOn}) {
+      int failures = 0;
+      bool struck = true;
+      for (int at = 1; struck && !HasFailure(); ++at) {
+        SCOPED_TRACE("call " + std::to_string(at) + ", " + std::to_string(error));
+        ASSERT_EQ(Create(), 0) << GetLastErrorText();
+        ASSERT_EQ(Write(Open(), "0", "o", "old"), 1);
+        CloseAll();
+        const std::size_t descriptors = CountDescriptors();
+        Rows rows = {"0|old"};
+        fault = {at, error, span};
+        const bool kept = ChangeTable(table_, rows);
+        CloseAll();
+        struck = fault.calls >= at;
+        fault = {};
+        EXPECT_EQ(CountDescriptors(), descriptors);
+        ExpectOldOrNewRows(table_, kept, rows);
+        failures += kept ? 0 : 1;
+      }
+      EXPECT_GT(failures, 20);
+    }
+  }
+}
+
+// A read that cannot see or use the journal of a killed writer must not answer from the half-written file.
+TEST_F(EngineTest, AFailingCallNeverShowsRowsOfAKilledBatch) {
+  const std::string path = folder_.Host("large.dat");
+  ASSERT_EQ(CreateArchive(path.c_str(), 4000, 8, 0), 0);
+  ASSERT_EQ(Write(IOpen(path.c_str()), "a", "", "kept"), 1);
+  CloseAll();
+  HelperProcess writer({"spill-and-wait", path});
+  ASSERT_EQ(writer.Hear(), "spilled");
+  writer.Signal(SIGKILL);
+  writer.Wait();
+  const std::string data = folder_.Read("large.dat");
+  const std::string journal = folder_.Read("large.dat-journal");
+  bool struck = true;
+  int failures = 0;
+  for (int at = 1; struck && !HasFailure(); ++at) {
+    SCOPED_TRACE(at);
+    folder_.Write("large.dat", data);
+    folder_.Write("large.dat-journal", journal);
+    fault = {at, EIO, Span::kOne};
+    const std::string found = Read(ReadKeyGtEq, IOpen(path.c_str()), 1, "0");
+    struck = fault.calls >= at;
+    fault = {};
+    CloseAll();
+    EXPECT_TRUE(found.empty() || found == "a|kept") << found.substr(0, 20);
+    failures += found.empty() ? 1 : 0;
+  }
+  EXPECT_GT(failures, 10);
+}
+
+}  // namespace

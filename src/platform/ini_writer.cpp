@@ -124,6 +124,15 @@ void SyncFolder(const std::string& folder) {
   System().close(descriptor);
 }
 
+// Whether the target of a refused rename is still there. On SMB it may be marked for deletion, and only an
+// open for writing asks the server; the rest is answered from what this computer has cached.
+bool IsStillThere(const std::string& target) {
+  const int descriptor = System().open(target.c_str(), O_RDWR | O_CLOEXEC, 0);
+  if (descriptor < 0) return false;
+  System().close(descriptor);
+  return true;
+}
+
 // The new contents in a file of their own. Only the writer whose turn it is uses this name, so a file that
 // exists is what a killed writer left.
 class Part {
@@ -132,8 +141,7 @@ class Part {
 
   // Removes the part unless the target is gone, whose contents the part then is.
   ~Part() {
-    struct stat status = {};
-    if (exists_ && System().stat(target_.c_str(), &status) == 0) System().unlink(path_.c_str());
+    if (exists_ && !is_all_that_is_left_) System().unlink(path_.c_str());
   }
   Part(const Part&) = delete;
   Part& operator=(const Part&) = delete;
@@ -154,21 +162,19 @@ class Part {
       return System().rename(path_.c_str(), target_.c_str()) == 0 ? 0 : errno;
     });
     exists_ = problem != 0;
+    is_all_that_is_left_ = exists_ && !IsStillThere(target_);
     if (problem == 0) SyncFolder(FolderOf(target_));
     return problem;
   }
 
   // The file that a failure is about: the part where it is all that is left.
-  [[nodiscard]] std::string Subject() const {
-    struct stat status = {};
-    const bool lost = exists_ && System().stat(target_.c_str(), &status) != 0;
-    return lost ? path_ : target_;
-  }
+  [[nodiscard]] std::string Subject() const { return is_all_that_is_left_ ? path_ : target_; }
 
  private:
   std::string target_;
   std::string path_;
   bool exists_ = false;
+  bool is_all_that_is_left_ = false;
 };
 
 // The file that a name leads to: the new contents take the place of that and not of a link. A missing file is

@@ -1,5 +1,6 @@
 #include "platform/ini_file.h"
 
+#include <fcntl.h>
 #include <grp.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -267,8 +268,20 @@ TEST_F(IniWriter, ReadersTryAgain) {
 }
 
 // What SMB does where this computer has the target of a rename open: it refuses, and removes the target.
+// Until the last close of it a look still finds it, but no open for writing.
 int refusals = 0;
 int last_refusal = EACCES;
+std::string marked_for_deletion;
+int OpenUnlessMarked(const char* path, int flags, mode_t mode) {
+  if (path != marked_for_deletion || (flags & O_ACCMODE) == O_RDONLY) return open(path, flags, mode);
+  errno = ENOENT;
+  return -1;
+}
+int MarkingRename(const char*, const char* to) {
+  marked_for_deletion = to;
+  errno = EIO;
+  return -1;
+}
 int RefusedRename(const char* from, const char* to) {
   for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
     std::error_code ignored;
@@ -297,6 +310,12 @@ TEST_F(IniWriter, ARefusedRenameIsTriedAgainAndItsPartKept) {
     EXPECT_EQ(folder.Read(".f.ini.tvlpart"), "[Env]\nK=w\n");
     EXPECT_FALSE(folder.Exists("f.ini"));
   }
+  folder.Write("f.ini", "[Env]\nK=old\n");
+  tvl::System().rename = MarkingRename;
+  const auto real_open = std::exchange(tvl::System().open, OpenUnlessMarked);
+  EXPECT_EQ(Put("K", "x"), 0);
+  EXPECT_EQ(folder.Read(".f.ini.tvlpart"), "[Env]\nK=x\n");
+  tvl::System().open = real_open;
   tvl::System().rename = real;
 }
 

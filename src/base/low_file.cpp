@@ -31,7 +31,7 @@ unsigned int LowWrite(HANDLE file, void* buffer, unsigned int count) {
 
 int LowLock(HANDLE file, int hold, int /*reserved*/) {
   if (file == INVALID_HANDLE_VALUE) return 1;
-  // An instance that can't take the hold goes on without presence, like one whose marker could not be made.
+  // The result is 1 either way: an instance that cannot take the hold continues without presence.
   hold != 0 ? static_cast<void>(tvl::HoldFile(file)) : tvl::ReleaseFile(file);
   return 1;
 }

@@ -5,13 +5,13 @@
 
 #include "platform/files.h"
 
-// A thin layer over the platform's handles, so that callers stay free of its flags.
+// A thin layer over the platform's handles that spares callers its flags.
 
 constexpr int kLowWriteOnly = 0x001;  // either of the first two: reading and writing
 constexpr int kLowReadWrite = 0x002;
-constexpr int kLowAppend = 0x008;    // the position stands at the end
-constexpr int kLowCreate = 0x100;    // a missing file is made
-constexpr int kLowTruncate = 0x200;  // the file is made, or emptied if it is there
+constexpr int kLowAppend = 0x008;    // the position is the end
+constexpr int kLowCreate = 0x100;    // a missing file is created
+constexpr int kLowTruncate = 0x200;  // the file is created, or emptied if it exists
 constexpr int kLowRewrite = kLowReadWrite | kLowCreate | kLowTruncate;
 
 constexpr unsigned int kLowFailed = 0xFFFFFFFF;  // result of LowRead and LowWrite
@@ -19,7 +19,7 @@ constexpr unsigned int kLowFailed = 0xFFFFFFFF;  // result of LowRead and LowWri
 // The handle, or INVALID_HANDLE_VALUE.
 HANDLE LowOpen(const char* path, int flags);
 
-// Not 0 on success; 0 may be the only word of it that earlier writes were lost.
+// Not 0 on success; 0 may be the only sign that earlier writes were lost.
 BOOL LowClose(HANDLE file);
 
 // Bytes read, 0 at the end of the file, or kLowFailed.
@@ -28,9 +28,9 @@ unsigned int LowRead(HANDLE file, void* buffer, unsigned int count);
 // Bytes written, or kLowFailed.
 unsigned int LowWrite(HANDLE file, void* buffer, unsigned int count);
 
-// Begins (`hold` 1) or ends (0) the hold on a marker file, which bars its deletion by anybody until the
-// holder is gone. `reserved` is 0. Always 1, whatever the handle: who needs to know asks whether the file can
-// be deleted.
+// Begins (`hold` 1) or ends (0) the hold on a marker file, which keeps everybody from deleting it until the
+// holder is gone. `reserved` is 0. Always 1, whatever the handle: a caller that needs to know whether the
+// hold was taken asks tvl::HoldFile.
 int LowLock(HANDLE file, int hold, int reserved);
 
 namespace tvl {
@@ -48,7 +48,7 @@ class LowFile {
   [[nodiscard]] bool IsOpen() const { return file_ != INVALID_HANDLE_VALUE; }
   [[nodiscard]] HANDLE Handle() const { return file_; }
 
-  // Closes, and tells whether all that was written has arrived.
+  // Closes the file. True if all that was written has arrived.
   [[nodiscard]] bool Close() { return LowClose(std::exchange(file_, INVALID_HANDLE_VALUE)) != 0; }
 
  private:

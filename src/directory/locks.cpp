@@ -7,24 +7,24 @@
 
 namespace {
 
-void GiveNumber(int number, int* output) {
+void CopyNumber(int number, int* output) {
   if (output != nullptr) *output = number;
 }
 
-void GiveText(const char* text, char* output) {
+void CopyText(const char* text, char* output) {
   if (output != nullptr) std::memcpy(output, text, std::strlen(text) + 1);
 }
 
-// Hands out what a lock operation found or wrote. The fields are as wide as the buffers that callers must
-// bring.
+// Copies what a lock operation found or wrote. The fields are as wide as the buffers that the interface
+// requires.
 void DescribeOwner(const CConnection& connection, int* state, char* computer, int* instance, int* pid,
                    char* ipAddress, char* user) {
-  GiveNumber(connection.lockState, state);
-  GiveText(connection.ownerComputer, computer);
-  GiveNumber(connection.ownerInstance, instance);
-  GiveNumber(connection.ownerPid, pid);
-  GiveText(connection.ownerIp, ipAddress);
-  GiveText(connection.ownerUser, user);
+  CopyNumber(connection.lockState, state);
+  CopyText(connection.ownerComputer, computer);
+  CopyNumber(connection.ownerInstance, instance);
+  CopyNumber(connection.ownerPid, pid);
+  CopyText(connection.ownerIp, ipAddress);
+  CopyText(connection.ownerUser, user);
 }
 
 }  // namespace

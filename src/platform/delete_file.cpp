@@ -13,14 +13,14 @@
 namespace tvl {
 namespace {
 
-// A file to be unlinked once it is known that nobody holds it.
+// A file to be unlinked while a try keeps it from being held.
 struct Deletion {
   const char* path;
   const OpenFile& file;
   int problem;
 };
 
-// The name may have come to mean another file since that was opened and probed; such a one stays.
+// Leaves another file that has got the name since this one was opened.
 void UnlinkProbed(void* argument) {
   auto* deletion = static_cast<Deletion*>(argument);
   const HostPath host(deletion->path);
@@ -36,7 +36,7 @@ int DeleteUnheld(const char* path, const OpenFile& file) {
   return WhileUnheld(file.Descriptor(), UnlinkProbed, &deletion) ? deletion.problem : LastErrorCode();
 }
 
-// What could not be opened goes all the same if it is nothing that could be held: a link, a pipe.
+// Deletes what could not be opened, if it cannot be held either: a link, a pipe.
 int DeleteUnopened(const char* path, int open_problem) {
   const HostPath host(path);
   struct stat status = {};
@@ -46,7 +46,7 @@ int DeleteUnopened(const char* path, int open_problem) {
   return System().unlink(host.Text()) == 0 ? 0 : errno;
 }
 
-// Opened without a question before, which saves one call for each file of a large tree.
+// Opens the file without asking first what it is, which saves one call for each file of a large tree.
 int Delete(const char* path) {
   const OpenFile file(path, O_RDWR | O_NOFOLLOW);
   return file.IsOpen() ? DeleteUnheld(path, file) : DeleteUnopened(path, LastErrorCode());

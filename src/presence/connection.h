@@ -73,17 +73,20 @@ class CConnection {
   // Ends the presence: own locks first, then the hold, then the marker.
   void Unregister();
 
-  // Tells who has the lock on `name`, and drops a dead owner's row. The state: 0 nobody, 1 this instance, 2
-  // another of this computer, 3 another computer. The owner fields describe the row found.
+  // Reports who has the lock on `name`, and deletes a dead owner's row. The state: 0 nobody, 1 this instance,
+  // 2 another on this computer, 3 another computer. Another live process with this instance's identity counts
+  // as another instance. The owner fields describe the row found.
   int CheckLock(const char* name);
 
   // Takes the lock on `name`, 1 to 32 bytes; blanks at its end make no other name. 1 only if no live instance
-  // held it when the row was written: check and write are one write batch of the table. 0 if the table can't
-  // be used; nothing was written then. Locks don't nest.
+  // held it when the row was written: check and write are one write batch of the table. The row of a dead
+  // predecessor, with the same identity but another process id, becomes this process's; the owner fields then
+  // describe the row found. 0, with nothing written, if the table cannot be used or a damaged row is in the
+  // way. Locks don't nest.
   int Lock(const char* name);
 
-  // Gives an own lock back. 0 if none stands any more; 1 if the row could not be deleted; 2, 3 as above, and
-  // it stays.
+  // Releases an own lock. 0 if the object is not locked any more, or a damaged row is in the way; 1 if the
+  // row could not be deleted; 2, 3 as above, and the row stays.
   int Unlock(const char* name);
 
   // True while this instance's marker exists and is the file that it holds. Without presence its locks count
@@ -94,23 +97,21 @@ class CConnection {
   // id. Changes nothing, neither the table nor the owner fields. False also if the table cannot be read.
   [[nodiscard]] bool HoldsLock(const char* name);
 
-  // Every standing row of the lock table, in the order of the objects' names; nothing is changed, and
-  // nobody's marker is touched. False if the table can't be read.
+  // Every row of the lock table, in the order of the objects' names; changes nothing, and no marker either.
+  // False if the table cannot be read or is damaged.
   [[nodiscard]] bool ListLocks(std::vector<tvl::LockRow>& rows);
 
-  // Deletes those of this instance's rows that stand above all others in the table. The rest counts for
-  // nothing once the marker is gone.
+  // Deletes those of this instance's rows that are above all others in the table. The others count for
+  // nothing once the marker is gone. Leaves out rows of another live process with this identity.
   void ReleaseOwnLocks();
 
-  // Deletes this instance's rows wherever they stand, also those that an earlier one with the same number and
-  // process left: where a process is many instances one after the other, these would come to life again.
-  // Reads the whole table.
+  // Deletes the rows of this instance and this process wherever they are in the table. Reads the whole table.
   void ReleaseAllOwnLocks();
 
-  // Opens the lock table, which must be there, at the first call. Always 1.
+  // Opens the lock table, which must be there, unless it is open. Always 1.
   int OpenLocksTable();
 
-  // This process made the object; in a forked child it is dead.
+  // This process created the object; in a forked child it is dead.
   bool IsOwnProcess() const;
 
   const char* locksDir;

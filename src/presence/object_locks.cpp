@@ -157,7 +157,7 @@ void CConnection::DescribeSelf() {
   tvl::CopyCut(ownerUser, user);
 }
 
-// Makes the row just found, which a dead predecessor left, one of this process.
+// Makes the row just found, which a dead predecessor left, this process's.
 bool CConnection::AdoptRow() {
   char key[kLockKeyRoom];
   std::memcpy(key, keyBuffer, sizeof key);
@@ -175,8 +175,8 @@ int CConnection::Lock(const char* name) {
   if (access == Access::kNone) return lockState;
   const int found = CheckLockInBatch();
   const bool adopts = found == kOwn && IsOwnedByOtherProcess();
-  if ((found != kFree && !adopts) || batch->MetDamage()) return lockState;
-  const bool can_write = access == Access::kWriting && instance != 0;
+  if (found != kFree && !adopts) return lockState;
+  const bool can_write = access == Access::kWriting && instance != 0 && !batch->MetDamage();
   if (!can_write || !(adopts ? AdoptRow() : WriteOwnRow()) || !batch->End()) {
     ClearOwner();
     return lockState;
@@ -243,7 +243,7 @@ void CConnection::ReleaseAllOwnLocks() {
   if (BeginBatch(batch, TableBatch::Kind::kWrite)) DeleteFormerRows();
 }
 
-// Where a process is one instance after another, rows that one has left would be the next one's locks.
+// A row that an earlier instance of this process left would be this one's lock.
 void CConnection::DeleteFormerRows() {
   BuildLockKey(keyBuffer, nullptr, nullptr, nullptr, nullptr, 0);
   while (table->ReadRec(keyBuffer, 1, kReadGreater) != nullptr) {

@@ -74,6 +74,17 @@ TEST_F(TvlTest, FullDiskIsNamed) {
   }
 }
 
+TEST_F(TvlTest, LimitOfFileSizesFailsOneFileAndSparesCommandsUnderALock) {
+  folder.Write("work/big", std::string(100000, 'x'));
+  ProcessStart start = Start({"put", "big"});
+  const Words shell = {"/bin/sh", "-c", "ulimit -f 100; exec \"$@\"", "sh"};
+  start.command.insert(start.command.begin(), shell.begin(), shell.end());
+  const ProcessResult result = RunProcess(start);
+  EXPECT_EQ(result.exit, 1);
+  EXPECT_NE(result.err.find("File too large"), std::string::npos) << result.err;
+  Expect(128 + SIGXFSZ, {"lock", "A", "--", "sh", "-c", "kill -XFSZ $$"});
+}
+
 // A result that could not be written is a failure.
 TEST_F(TvlTest, FullOutputIsAFailure) {
   const ProcessResult result =

@@ -84,13 +84,14 @@ TEST_F(TvlTest, ReasonsWhyALockWouldNotCountAreReported) {
   const std::string table = "store/tmp/locks/dtlocks.dat";
   for (const char* bad : {"a/bc", "a\\bc", "a*", "\xC3\xA9t\xC3\xA9"})
     Expect(2, {"--class", bad, "info"}, {"--class"});
-  ExpectAll(
-      {{0, {"--class", "a_ 1", "lock", "A", "--", "true"}},
-       {2, {"lock", std::string(33, 'x')}},
-       {5, {"lock", "A", "--", "mv", folder.Host(table), folder.Host("table")}, {"not be released", table}},
-       {5, {"lock", "A", "--", "touch", "ran"}, {table}},
-       {5, {"unlock", "A"}, {table}},
-       {5, {"locks"}, {table}}});
+  ExpectAll({{0, {"--class", "a_ 1", "lock", "A", "--", "true"}},
+             {2, {"lock", std::string(33, 'x')}},
+             {5,
+              {"lock", "A", "--", "mv", folder.Host(table), folder.Host("table")},
+              {"the lock was lost", "the lock table cannot be used"}},
+             {5, {"lock", "A", "--", "touch", "ran"}, {table}},
+             {5, {"unlock", "A"}, {table}},
+             {5, {"locks"}, {table}}});
   fs::rename(folder.Host("table"), folder.Host(table));
   fs::remove_all(folder.Host("store/tmp/procs"));
   folder.Write("store/tmp/procs", "a file in the folder's place");

@@ -21,6 +21,9 @@ typedef void (*StandingLockCallback)(const TVLStandingLock* lock, void* userData
 // Receives one value of the section "Environments". The texts live until the callback returns.
 typedef void (*EnvironCallback)(const char* name, const char* value, void* userData);
 
+// Result of one copy of a group; see CTVLClientSmbOpr::EndTransfers.
+typedef void (*TransferCallback)(int index, int code, void* userData);
+
 // A connection to a store that is a directory tree, as a rule on a network share, with no server process.
 //
 // The base class tells what the operations do. Those of files and trees do not ask whether the connection is
@@ -133,6 +136,31 @@ class TVL_API CTVLClientSmbOpr : public CTVLClientOpr {
   // Settings of the configuration as read: 0 dumb, 1 hash, 2 time; and whether files travel compressed.
   int ConfigFileCompare() const;
   int ConfigZipOnTransfert() const;
+  // How targets are written: 0 in place, 1 whole, 2 whole and synced.
+  int ConfigSafeOnTransfert() const;
+
+  // Groups. With SafeOnTransfert 2 each copy waits for the disk. Between these two calls, copies are written
+  // but not yet in place; EndTransfers syncs them together, puts them in their places and syncs these. With
+  // other levels copies are complete at once, and a group changes nothing.
+  //
+  // BeginTransfers returns TVL_OK, TVL_ERR_ALREADY_CONNECTED if a group is open, or TVL_ERR_COPY if memory
+  // ran out; copies are then complete at once. EndTransfers calls `callback` (may be null) once for each copy
+  // of the group in the order of the calls, numbered from 0. A copy is a call that returned TVL_OK and copied
+  // a file: GetRemote and PutRemote that set `transferred` to 1, CopyRemoteFile2Dir, CopyServer2Server,
+  // CopyLocalFile2RemoteFile. `code` is TVL_OK, or TVL_ERR_COPY or TVL_ERR_UNZIP for a file that is not in
+  // place or may not survive a loss of power. EndTransfers returns the first of these failures, or TVL_OK,
+  // also where no group is open.
+  //
+  // A group should end once TransfersFull returns 1: at 1,000 files, 256 MiB, or half of the descriptors that
+  // the process may open. Until then, other operations see the targets as they were. Closing the connection
+  // drops an open group and its copies. Trees are groups of their own.
+  int BeginTransfers();
+  int TransfersFull() const;
+  int EndTransfers(TransferCallback callback, void* userData);
+
+  // Why the calling thread's last copy was written in place, although SafeOnTransfert is not 0; null if it
+  // was not. The text is static.
+  const char* WhyInPlace() const;
 
  private:
   TVL_HIDDEN int EnvironCode() const;
@@ -144,8 +172,11 @@ class TVL_API CTVLClientSmbOpr : public CTVLClientOpr {
   TVL_HIDDEN int RecreateTable(int index, int datLen, int key1Len, int key2Len);
   TVL_HIDDEN int CopyFailure() const;
   TVL_HIDDEN int TargetFailure() const;
-  TVL_HIDDEN int Transfer(const char* source, const char* target);
-  TVL_HIDDEN int TransferUnlessEqual(const char* source, const char* target, int* transferred);
+  TVL_HIDDEN int Transfer(const char* source, const char* target, int equalTimes);
+  TVL_HIDDEN int TransferUnlessEqual(const char* source, const char* target, const char* base,
+                                     int* transferred);
+  TVL_HIDDEN bool SyncFolders(const char* base, const char* target) const;
+  TVL_HIDDEN int CopyTree(const char* source, const char* target, ProgressCallback callback, void* userData);
   TVL_HIDDEN static void EqualFileTimes(const char* source, const char* target);
   TVL_HIDDEN int SyncDirOpen(const char* source, const char* target, const char* pattern,
                              SYNC_DIR_FILE_EXCLUDE exclude, unsigned int* total, bool below);

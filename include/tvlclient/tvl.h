@@ -118,6 +118,12 @@ typedef void (*TVLPumpHook)(void* userData);
 // hook belongs to the calling thread: it is called on this thread only, by operations that run here.
 TVL_API void TVLSetPumpHook(TVLPumpHook hook, void* userData);
 
+// How files fetched over TCP are written, by every connection of the process: 0, the default, in place; 1
+// into a new file that then takes the target's name, so nobody sees half a file; 2 the same, and on the disk
+// before the call returns. A directory connection has this setting in its configuration (SafeOnTransfert).
+// Any thread.
+TVL_API void TVLSetSafeTransfers(int level);
+
 // Ends a wait over TCP in which the server has sent nothing for `seconds`; 0, the default, waits for ever.
 // The connection is lost then, and the operation returns what it returns for a lost connection:
 // TVL_ERR_TCP_CONNECT, TVL_ERR_TCP_SEND or TVL_ERR_TCP_RECEIVE. Looking up the name of a host is not covered.

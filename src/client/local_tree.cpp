@@ -6,33 +6,18 @@
 #include "base/fixed_text.h"
 #include "base/folder_walk.h"
 #include "base/path_helpers.h"
+#include "client/copy_tree.h"
 #include "client/name_list.h"
+#include "client/progress.h"
 #include "platform/files.h"
 
 namespace {
 
 using tvl::PathText;
+using tvl::Progress;
 
 constexpr char kEverything[] = "*.*";
 constexpr double kTwoTo32 = 4294967296.0;
-
-// Whom a walk tells of what it has reached.
-class Progress {
- public:
-  Progress(ProgressCallback callback, void* user_data) : callback_(callback), user_data_(user_data) {}
-
-  [[nodiscard]] bool IsWanted() const { return callback_ != nullptr; }
-
-  void Tell(const PathText& path, int size) const {
-    if (!IsWanted()) return;
-    PathText copy = path;  // callbacks take their text writable
-    callback_(copy.Data(), static_cast<unsigned int>(size), user_data_);
-  }
-
- private:
-  ProgressCallback callback_;
-  void* user_data_;
-};
 
 PathText Whole(const char* path) {
   PathText text;
@@ -40,15 +25,7 @@ PathText Whole(const char* path) {
   return text;
 }
 
-// Something below a folder; with a backslash in between whether or not the folder ends in one, which the file
-// system takes for one all the same.
-PathText Below(const PathText& folder, const char* name) {
-  PathText path = folder;
-  path.Append("\\").Append(name);
-  return path;
-}
-
-// The same with one backslash.
+// Something below a folder, with one backslash in between.
 PathText BelowTrimmed(const PathText& folder, const char* name) {
   PathText path = folder;
   if (folder.View().empty() || folder.View().back() != '\\') path.Append("\\");
@@ -64,27 +41,6 @@ bool IsFolder(DWORD attributes) {
 // A link goes like a file, whatever it leads to: what lies behind it is somebody else's.
 bool IsLink(DWORD attributes) {
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
-}
-
-int CopyOneFile(const PathText& source, const PathText& target, const Progress& progress) {
-  const bool copied = target.Fits() && CopyFileA(source.Text(), target.Text(), 0) != 0;
-  if (progress.IsWanted()) progress.Tell(source, FileLength(source.Text()));
-  return copied ? TVL_OK : TVL_ERR_COPY;
-}
-
-// What goes wrong inside a tree is not reported: the walk copies what it can.
-int CopyTree(const PathText& source, DWORD attributes, const PathText& target, const Progress& progress) {
-  if (!source.Fits()) return TVL_ERR_COPY;
-  if (!IsFolder(attributes)) return CopyOneFile(source, target, progress);
-  progress.Tell(source, 0);
-  if (!target.Fits()) return TVL_ERR_COPY;
-  CreateDirectoryA(target.Text(), nullptr);
-  tvl::VisitFolder(Below(source, kEverything), [&](const WIN32_FIND_DATAA& found) {
-    CopyTree(Below(source, found.cFileName), found.dwFileAttributes, Below(target, found.cFileName),
-             progress);
-    return true;
-  });
-  return TVL_OK;
 }
 
 // Whoever else removes the same tree may have been there first, which is no failure.
@@ -147,7 +103,7 @@ int CTVLClientOpr::GetLocalDirContent(char* directory, char* pattern, int* count
 }
 
 int CTVLClientOpr::CopyDosDir(char* source, char* target, ProgressCallback callback, void* userData) {
-  return CopyTree(Whole(source), GetFileAttributesA(source), Whole(target), Progress(callback, userData));
+  return tvl::CopyTree(source, target, {callback, userData}, {});
 }
 
 int CTVLClientOpr::RemoveDosDir(char* path, ProgressCallback callback, void* userData) {

@@ -80,7 +80,8 @@ CConfig::CConfig(const char* file)
       locksDir{},
       procsDir{},
       documentRoot{},
-      emptyValue{} {
+      emptyValue{},
+      safeOnTransfert(0) {
   if (file != nullptr && *file != 0) Load(file);
 }
 
@@ -93,6 +94,7 @@ CConfig& CConfig::operator=(const CConfig& other) {
   Clear();
   zipOnTransfert = other.zipOnTransfert;
   fileCompare = other.fileCompare;
+  safeOnTransfert = other.safeOnTransfert;
   std::memcpy(iniFile, other.iniFile, sizeof iniFile);
   std::memcpy(tmpDir, other.tmpDir, sizeof tmpDir);
   std::memcpy(locksDir, other.locksDir, sizeof locksDir);
@@ -155,6 +157,7 @@ int CConfig::Fail(int code) {
 
 void CConfig::ReadSettings(const tvl::IniFile& file) {
   zipOnTransfert = file.Number(kMainSection, "ZipOnTransfert", 1);
+  safeOnTransfert = std::clamp(file.Number(kMainSection, "SafeOnTransfert", 0), 0, 2);
   const MainKey policy("FileCompare", "HASH", file);
   for (const NamedPolicy& row : kPolicies) {
     if (tvl::EqualNoCase(policy.Text(), row.name)) fileCompare = row.policy;
@@ -193,6 +196,7 @@ void CConfig::Sort() {
 int CConfig::ReadTable(const char* path, tvl::IniFile& file) {
   Clear();
   zipOnTransfert = 0;
+  safeOnTransfert = 0;
   fileCompare = kHashPolicy;
   if (!tvl::CopyPath(iniFile, path)) return TVL_ERR_ROOT_UNDEFINED;
   // A file of which a part could not be read might name another store, or another policy.

@@ -67,6 +67,7 @@ class CConfig {
   char procsDir[tvl::kMaxPath];
   char documentRoot[tvl::kMaxPath];
   char emptyValue[2];
+  int safeOnTransfert;  // 0 in place, 1 whole, 2 whole and synced; ours alone, after the fields that count
 
  private:
   int Fail(int code);

@@ -30,3 +30,7 @@ int CTVLClientSmbOpr::ConfigFileCompare() const {
 int CTVLClientSmbOpr::ConfigZipOnTransfert() const {
   return state->config.zipOnTransfert;
 }
+
+int CTVLClientSmbOpr::ConfigSafeOnTransfert() const {
+  return state->config.safeOnTransfert;
+}

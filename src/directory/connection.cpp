@@ -45,6 +45,7 @@ CTVLClientSmbOpr::State::State(const State& other) : config(other.config) {
 
 CTVLClientSmbOpr::State& CTVLClientSmbOpr::State::operator=(const State& other) {
   if (this == &other) return *this;
+  group.reset();
   connection.reset();
   config = other.config;
   std::memcpy(serverRoot, other.serverRoot, sizeof serverRoot);
@@ -82,6 +83,7 @@ int CTVLClientSmbOpr::Open(char* /*workingDirectory*/, char* /*configFile*/, cha
 }
 
 int CTVLClientSmbOpr::Open(char* directory, char* configFile, char* className) try {
+  state->group.reset();
   const int code = state->config.Load(configFile);
   shortName[0] = 0;
   longName[0] = 0;
@@ -148,6 +150,7 @@ int CTVLClientSmbOpr::Preview(char* directory, const char* configFile) try {
 
 int CTVLClientSmbOpr::Close() {
   if (opened == 0) return TVL_ERR_NOT_CONNECTED;
+  state->group.reset();
   CloseTables();
   state->connection.reset();
   opened = 0;

@@ -5,14 +5,19 @@
 #include "base/path_helpers.h"
 #include "base/text.h"
 #include "directory/state.h"
+#include "platform/copy_file.h"
 #include "platform/files.h"
+#include "platform/folder_of_file.h"
 #include "platform/last_error.h"
+#include "platform/target_file.h"
 #include "transfer/compare.h"
 #include "transfer/core.h"
 #include "transfer/zlib_file.h"
 
 namespace {
 
+using tvl::CopiedTimes;
+using tvl::CopyResult;
 using tvl::PathText;
 
 // An existing file, opened to look at its times or to set them.
@@ -41,6 +46,30 @@ class TimedFile {
   HANDLE file_;
 };
 
+// Packed sizes are kept in 32 bits.
+constexpr std::uint64_t kLeastCopiedPlain = std::uint64_t{1} << 32;
+
+// Copies by way of the packed form. Modification times are set only where all times are wanted.
+CopyResult CopyPacked(const char* source, const char* target_path, const tvl::Writing& writing,
+                      CopiedTimes times) {
+  tvl::SourceTraits traits = {};
+  if (!tvl::ReadTraits(source, &traits)) return CopyResult::kSourceFailed;
+  if (traits.size >= kLeastCopiedPlain) return tvl::CopyFile(source, target_path, writing, times);
+  CCore packed;
+  CZlib zlib;
+  if (zlib.CompressFile(source, packed) == 0) return CopyResult::kSourceFailed;
+  tvl::TargetFile target(target_path, writing, &traits);
+  if (!target.IsOpen()) return CopyResult::kTargetFailed;
+  bool timed = true;
+  if (!target.IsSource()) {
+    if (zlib.DecompressFile(packed, target) == 0) return CopyResult::kTargetFailed;
+    if (times == CopiedTimes::kAccessedAndWritten)
+      timed = tvl::ReadTraits(source, &traits) && target.SetTimes(&traits.accessed, traits.written);
+  }
+  if (!target.Finish()) return CopyResult::kTargetFailed;
+  return timed ? CopyResult::kCopied : CopyResult::kCopiedWithoutTimes;
+}
+
 // A bare name has no last component, and equals nothing.
 bool IsLastComponent(const char* path, const char* name) {
   const char* last = LastPathComponent(path);
@@ -57,14 +86,14 @@ int CTVLClientSmbOpr::TargetFailure() const {
   return zipOnTransfert == 0 ? TVL_ERR_COPY : TVL_ERR_UNZIP;
 }
 
-int CTVLClientSmbOpr::Transfer(const char* source, const char* target) {
-  if (zipOnTransfert == 0) return CopyFileA(source, target, 0) != 0 ? TVL_OK : TVL_ERR_COPY;
-  CCore packed;
-  CZlib zlib;
-  if (zlib.CompressFile(source, packed) == 0) return TVL_ERR_ZIP;
-  // Unpacked over itself the file would be lost to a failed write.
-  if (tvl::IsSameFile(source, target)) return TVL_OK;
-  return zlib.DecompressFile(packed, target) != 0 ? TVL_OK : TVL_ERR_UNZIP;
+int CTVLClientSmbOpr::Transfer(const char* source, const char* target, int equalTimes) {
+  const CopiedTimes times = equalTimes != 0 ? CopiedTimes::kAccessedAndWritten : CopiedTimes::kWritten;
+  const auto copy = zipOnTransfert == 0 ? tvl::CopyFile : CopyPacked;
+  const CopyResult result = copy(source, target, state->Writing(TargetFailure()), times);
+  if (result == CopyResult::kSourceFailed) return CopyFailure();
+  if (result == CopyResult::kTargetFailed) return TargetFailure();
+  if (equalTimes != 0 && result == CopyResult::kCopiedWithoutTimes) EqualFileTimes(source, target);
+  return TVL_OK;
 }
 
 // Where the target is another user's its times can't be set. The source then takes the target's, so that the
@@ -82,7 +111,7 @@ int CTVLClientSmbOpr::GetRemote(char* remoteName, char* localName, int* transfer
   const PathText local = tvl::BuildFullPath(workingDirectory, localName);
   if (!store.Fits()) return CopyFailure();
   if (!local.Fits()) return TargetFailure();
-  return TransferUnlessEqual(store.Text(), local.Text(), transferred);
+  return TransferUnlessEqual(store.Text(), local.Text(), workingDirectory, transferred);
 }
 
 int CTVLClientSmbOpr::PutRemote(char* remoteName, char* localName, int* transferred) {
@@ -95,15 +124,23 @@ int CTVLClientSmbOpr::PutRemote(char* remoteName, char* localName, int* transfer
     CreateDirectoryA(store.Text(), nullptr);
     return IsDirectory(store.Text()) != 0 ? TVL_OK : TVL_ERR_SERVER_FILE;
   }
-  return TransferUnlessEqual(local.Text(), store.Text(), transferred);
+  return TransferUnlessEqual(local.Text(), store.Text(), state->serverRoot, transferred);
 }
 
-// The part that get and put have in common. Which side comes first makes no difference to the compare.
-int CTVLClientSmbOpr::TransferUnlessEqual(const char* source, const char* target, int* transferred) {
+// Folders may have been created between `base` and a target, which is on the disk only if they are too. Those
+// of a group are synced with it.
+bool CTVLClientSmbOpr::SyncFolders(const char* base, const char* target) const {
+  const bool synced = state->Writing(0).safety == tvl::Safety::kSynced;
+  return !synced || state->group != nullptr || tvl::SyncFoldersBetween(base, target);
+}
+
+// Shared by get and put. `base` is the folder that the target's name is relative to.
+int CTVLClientSmbOpr::TransferUnlessEqual(const char* source, const char* target, const char* base,
+                                          int* transferred) {
   if (*transferred == 0 && FilesAreEqual(fileCmp, source, target) != 0) return TVL_OK;
-  if (const int code = Transfer(source, target)) return code;
+  if (const int code = Transfer(source, target, 1)) return code;
+  if (!SyncFolders(base, target)) return TargetFailure();
   *transferred = 1;
-  EqualFileTimes(source, target);
   return TVL_OK;
 }
 
@@ -121,9 +158,7 @@ int CTVLClientSmbOpr::CopyRemoteFile2Dir(char* remoteName, char* localPath) {
   }
   if (!target.Fits()) return TargetFailure();
   NormalizeSlashes(store.Data());
-  if (const int code = Transfer(store.Text(), target.Text())) return code;
-  EqualFileTimes(store.Text(), target.Text());
-  return TVL_OK;
+  return Transfer(store.Text(), target.Text(), 1);
 }
 
 int CTVLClientSmbOpr::ExistsRemote(char* remoteName) {

@@ -1,8 +1,12 @@
+#include <new>
+
 #include "base/file_helpers.h"
 #include "base/fixed_text.h"
 #include "base/path_helpers.h"
+#include "client/copy_tree.h"
 #include "client/name_list.h"
 #include "directory/state.h"
+#include "platform/copy_file.h"
 #include "platform/files.h"
 
 // The store's tree. An operation that changes its shape does the same to the working directory, which mirrors
@@ -20,9 +24,11 @@ PathText Plain(const char* base, const char* name) {
   return path;
 }
 
-int CopyOver(const PathText& source, const PathText& target) {
-  const bool copied = source.Fits() && target.Fits() && CopyFileA(source.Text(), target.Text(), 0) != 0;
-  return copied ? TVL_OK : TVL_ERR_COPY;
+int CopyOver(const PathText& source, const PathText& target, const tvl::Writing& writing) {
+  if (!source.Fits() || !target.Fits()) return TVL_ERR_COPY;
+  const tvl::CopyResult result =
+      tvl::CopyFile(source.Text(), target.Text(), writing, tvl::CopiedTimes::kWritten);
+  return tvl::IsCopied(result) ? TVL_OK : TVL_ERR_COPY;
 }
 
 }  // namespace
@@ -82,7 +88,21 @@ int CTVLClientSmbOpr::CopyServer2Server(char* source, char* target, int targetIs
   }
   const PathText from = tvl::JoinPath(state->serverRoot, source);
   if (!relative.Fits() || !from.Fits()) return TVL_ERR_COPY;
-  return CopyOver(from, tvl::BuildFullPath(state->serverRoot, relative.Text()));
+  const PathText to = tvl::BuildFullPath(state->serverRoot, relative.Text());
+  if (const int code = CopyOver(from, to, state->Writing(TVL_ERR_COPY))) return code;
+  return SyncFolders(state->serverRoot, to.Text()) ? TVL_OK : TVL_ERR_COPY;
+}
+
+// A tree is a group of its own, whatever group is open. What fails inside a tree is not reported, so neither
+// are the group's results.
+int CTVLClientSmbOpr::CopyTree(const char* source, const char* target, ProgressCallback callback,
+                               void* userData) try {
+  tvl::TransferGroup group;
+  tvl::Writing writing = state->Writing(TVL_ERR_COPY);
+  writing.group = &group;
+  return tvl::CopyTree(source, target, {callback, userData}, writing);
+} catch (const std::bad_alloc&) {
+  return TVL_ERR_COPY;
 }
 
 int CTVLClientSmbOpr::CopyServerDir2ServerDir(char* source, char* target, ProgressCallback callback,
@@ -90,21 +110,22 @@ int CTVLClientSmbOpr::CopyServerDir2ServerDir(char* source, char* target, Progre
   PathText from = Plain(state->serverRoot, source);
   PathText to = Plain(state->serverRoot, target);
   if (!from.Fits() || !to.Fits()) return TVL_ERR_COPY;
-  return CopyDosDir(from.Data(), to.Data(), callback, userData);
+  return CopyTree(from.Text(), to.Text(), callback, userData);
 }
 
 int CTVLClientSmbOpr::CopyRemoteDir2LocalDir(char* remoteDirectory, char* localDirectory,
                                              ProgressCallback callback, void* userData) {
   PathText from = tvl::JoinPath(state->serverRoot, remoteDirectory);
-  return from.Fits() ? CopyDosDir(from.Data(), localDirectory, callback, userData) : TVL_ERR_COPY;
+  return from.Fits() ? CopyTree(from.Text(), localDirectory, callback, userData) : TVL_ERR_COPY;
 }
 
 int CTVLClientSmbOpr::CopyLocalDir2RemoteDir(char* localDirectory, char* remoteDirectory,
                                              ProgressCallback callback, void* userData) {
   PathText to = tvl::JoinPath(state->serverRoot, remoteDirectory);
-  return to.Fits() ? CopyDosDir(localDirectory, to.Data(), callback, userData) : TVL_ERR_COPY;
+  return to.Fits() ? CopyTree(localDirectory, to.Text(), callback, userData) : TVL_ERR_COPY;
 }
 
 int CTVLClientSmbOpr::CopyLocalFile2RemoteFile(char* localFile, char* remoteFile) {
-  return CopyOver(Plain("", localFile), tvl::JoinPath(state->serverRoot, remoteFile));
+  return CopyOver(Plain("", localFile), tvl::JoinPath(state->serverRoot, remoteFile),
+                  state->Writing(TVL_ERR_COPY));
 }

@@ -6,6 +6,8 @@
 #include <tvlclient/smb_opr.h>
 
 #include "config/config.h"
+#include "platform/transfer_group.h"
+#include "platform/writing.h"
 #include "presence/connection.h"
 
 // What a directory connection holds beyond the base class.
@@ -19,11 +21,17 @@ struct CTVLClientSmbOpr::State {
   // False in a forked child of the process that opened the connection, where it is dead.
   [[nodiscard]] bool IsAlive() const { return connection != nullptr && connection->IsOwnProcess(); }
 
+  // How the connection writes its targets; `failure` is the code of one that a group could not complete.
+  [[nodiscard]] tvl::Writing Writing(int failure) const {
+    return {tvl::SafetyOf(config.safeOnTransfert), group.get(), failure};
+  }
+
   CConfig config;
   std::unique_ptr<CConnection>
       connection;  // borrows folders from `config`, so it goes first; null while none is open
   char serverRoot[tvl::kMaxPath] = {};  // full path of the document root, with a trailing backslash
   bool met_table_damage = false;
+  std::unique_ptr<tvl::TransferGroup> group;  // between BeginTransfers and EndTransfers
   bool folders_later = false;  // a synchronisation makes its folders with the work, not with the plan
 };
 

@@ -131,7 +131,7 @@ int CTVLClientSmbOpr::SyncDirSyncronize(ProgressCallback callback, void* userDat
   for (int i = 0; i < syncDirCount; ++i) {
     SyncDirFile& entry = syncDirFiles[i];
     if (entry.operation == SYNC_DIR_FILE_COPY) {
-      if (const int code = Transfer(entry.source, entry.target)) result = code;
+      if (const int code = Transfer(entry.source, entry.target, 0)) result = code;
       SyncDirFile told = entry;  // the callback's to write on
       if (callback != nullptr) callback(told.source, told.size, userData);
     } else if (entry.operation == SYNC_DIR_FILE_FOLDER && state->folders_later) {

@@ -8,6 +8,7 @@
 #include "base/pump.h"
 #include "frontend/module.h"
 #include "platform/last_error.h"
+#include "tcp/safe_transfers.h"
 #include "tcp/socket.h"
 #include "transfer/compare.h"
 
@@ -42,6 +43,10 @@ void TVLSetPumpHook(TVLPumpHook hook, void* userData) {
 
 void TVLSetTimeout(unsigned int seconds) {
   tvl::SetSocketTimeout(seconds);
+}
+
+void TVLSetSafeTransfers(int level) {
+  tvl::safe_transfers = level;
 }
 
 int TVLLastFileError(char* path, unsigned int pathSize) {

@@ -1,15 +1,21 @@
+#include "platform/copy_file.h"
+
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <limits>
 
 #include "platform/files.h"
-#include "platform/held_file.h"
+#include "platform/host_path.h"
 #include "platform/last_error.h"
 #include "platform/open_file.h"
 #include "platform/system_calls.h"
+#include "platform/target_file.h"
 
-// Copying by the fastest means at hand: shared blocks where the file system has them, a copy inside the
+// Copying by the fastest means available: shared blocks where the file system has them, a copy inside the
 // kernel (or, on some network shares, inside the server), else a loop over a buffer. Small files go through
 // the buffer at once: two calls copy them whole.
 
@@ -18,114 +24,137 @@ namespace {
 
 constexpr std::size_t kBuffer = 128 * 1024;
 constexpr std::size_t kKernelChunk = std::size_t{1} << 30;
+constexpr off_t kToTheEnd = std::numeric_limits<off_t>::max();
 
-bool IsSameFile(const OpenFile& a, const OpenFile& b) {
-  return a.Status().st_dev == b.Status().st_dev && a.Status().st_ino == b.Status().st_ino;
+CopyResult FailTarget(const char* target) {
+  NoteError(target, errno);
+  return CopyResult::kTargetFailed;
 }
 
-// Failing now, before the target is cut, keeps its old contents when the new ones would not fit. File systems
-// that can't reserve room find out while they write.
-bool HasRoomFor(const OpenFile& source, const OpenFile& target) {
-  const off_t size = source.Status().st_size;
-  if (target.Status().st_size == 0 || size <= target.Status().st_size) return true;
-  if (System().fallocate(target.Descriptor(), FALLOC_FL_KEEP_SIZE, 0, size) == 0) return true;
-  const int problem = errno;
-  if (problem != ENOSPC && problem != EDQUOT && problem != EFBIG) return true;
-  // Some file systems keep what they could reserve, out of sight behind the end, and the disk stays full.
-  System().ftruncate(target.Descriptor(), target.Status().st_size);
-  errno = problem;
-  return false;
+CopyResult FailSource(const OpenFile& source) {
+  source.NoteFailure();
+  return CopyResult::kSourceFailed;
 }
 
-bool PrepareTarget(const OpenFile& source, OpenFile& target) {
-  if (IsHeld(target.Descriptor())) {
-    errno = EBUSY;
-    target.NoteFailure();
-    return false;
+bool IsFull(int problem) {
+  return problem == ENOSPC || problem == EDQUOT || problem == EFBIG;
+}
+
+class Copy {
+ public:
+  Copy(const OpenFile& source, TargetFile& target, const char* target_path)
+      : source_(source), target_(target), target_path_(target_path) {}
+
+  CopyResult Contents() {
+    const SourceTraits traits = TraitsOf(source_.Status());
+    const bool is_large = traits.size > kBuffer;
+    if (is_large && IsCloned()) return CopyResult::kCopied;
+    if (!target_.Empty()) return CopyResult::kTargetFailed;
+    in_kernel_ = is_large;
+    if (is_large && traits.HasHoles()) return DataOnly();
+    return Range(kToTheEnd);
   }
-  if (!HasRoomFor(source, target)) {
-    target.NoteFailure();
-    return false;
-  }
-  return target.Status().st_size == 0 || target.Truncate();
-}
 
-bool WriteAll(const OpenFile& target, const char* bytes, std::size_t count) {
-  while (count > 0) {
-    const ssize_t written = System().write(target.Descriptor(), bytes, count);
-    if (written < 0 && errno != EINTR) {
-      target.NoteFailure();
-      return false;
+ private:
+  // Sharing blocks needs no space, so it comes first; what the target had beyond the source's end goes.
+  bool IsCloned() const {
+    return System().clone(target_.Descriptor(), source_.Descriptor()) == 0 &&
+           System().ftruncate(target_.Descriptor(), source_.Status().st_size) == 0;
+  }
+
+  // Copies what lies between the holes. A file system that knows no holes reports one range of data.
+  CopyResult DataOnly() {
+    keeps_ranges_ = true;
+    off_t end = 0;
+    for (;;) {
+      const off_t data = System().lseek(source_.Descriptor(), end, SEEK_DATA);
+      if (data < 0 && errno == ENXIO) break;
+      if (data < 0) return FailSource(source_);
+      end = System().lseek(source_.Descriptor(), data, SEEK_HOLE);
+      if (end < 0 || System().lseek(source_.Descriptor(), data, SEEK_SET) < 0) return FailSource(source_);
+      if (System().lseek(target_.Descriptor(), data, SEEK_SET) < 0) return FailTarget(target_path_);
+      const CopyResult result = Range(end - data);
+      if (result != CopyResult::kCopied) return result;
     }
-    if (written <= 0) continue;
-    bytes += written;
-    count -= static_cast<std::size_t>(written);
+    const off_t size = std::max(end, source_.Status().st_size);
+    if (System().ftruncate(target_.Descriptor(), size) != 0) return FailTarget(target_path_);
+    return CopyResult::kCopied;
   }
-  return true;
-}
 
-bool CopyThroughBuffer(const OpenFile& source, const OpenFile& target) {
-  char buffer[kBuffer];
-  for (;;) {
-    const ssize_t count = System().read(source.Descriptor(), buffer, sizeof buffer);
-    if (count == 0) return true;
-    if (count < 0) {
-      if (errno == EINTR) continue;
-      source.NoteFailure();
-      return false;
+  // Copies `left` bytes from where both files are.
+  CopyResult Range(off_t left) {
+    while (in_kernel_ && left > 0) {
+      const std::size_t most = std::min(kKernelChunk, static_cast<std::size_t>(left));
+      const ssize_t count = System().copy_file_range(source_.Descriptor(), target_.Descriptor(), most);
+      if (count > 0) left -= count;
+      if (count > 0 || (count < 0 && errno == EINTR)) continue;
+      if (count < 0 && IsFull(errno)) return FailTarget(target_path_);
+      if (count < 0 && errno == EIO) return FailSource(source_);
+      // Some network shares report 0 before the end. Both descriptors are where the kernel stopped, so the
+      // buffer can take over.
+      in_kernel_ = count == 0 && left != kToTheEnd;
+      break;
     }
-    if (!WriteAll(target, buffer, static_cast<std::size_t>(count))) return false;
+    return ThroughBuffer(left);
   }
-}
 
-enum class KernelCopy { kDone, kFailed, kNotOffered };
-
-KernelCopy CopyInKernel(const OpenFile& source, const OpenFile& target) {
-  if (System().clone(target.Descriptor(), source.Descriptor()) == 0) return KernelCopy::kDone;
-  for (;;) {
-    const ssize_t count = System().copy_file_range(source.Descriptor(), target.Descriptor(), kKernelChunk);
-    if (count > 0) continue;
-    // Some network shares say 0 before the end; the buffer finds out at the cost of one read.
-    if (count == 0) return KernelCopy::kNotOffered;
-    if (errno == EINTR) continue;
-    // Both descriptors stand where the kernel stopped, so the buffer can take over, unless the target is
-    // full.
-    if (errno != ENOSPC && errno != EDQUOT && errno != EFBIG && errno != EIO) return KernelCopy::kNotOffered;
-    target.NoteFailure();
-    return KernelCopy::kFailed;
+  CopyResult ThroughBuffer(off_t left) {
+    char buffer[kBuffer];
+    while (left > 0) {
+      const std::size_t most = std::min(sizeof buffer, static_cast<std::size_t>(left));
+      const ssize_t count = System().read(source_.Descriptor(), buffer, most);
+      if (count == 0) break;
+      if (count < 0 && errno == EINTR) continue;
+      if (count < 0) return FailSource(source_);
+      const auto length = static_cast<std::size_t>(count);
+      if (!(keeps_ranges_ ? target_.WriteData(buffer, length) : target_.Write(buffer, length)))
+        return CopyResult::kTargetFailed;
+      left -= count;
+    }
+    return CopyResult::kCopied;
   }
-}
 
-bool CopyContents(const OpenFile& source, const OpenFile& target) {
-  if (source.Status().st_size > static_cast<off_t>(kBuffer)) {
-    const KernelCopy result = CopyInKernel(source, target);
-    if (result != KernelCopy::kNotOffered) return result == KernelCopy::kDone;
-  }
-  return CopyThroughBuffer(source, target);
-}
+  const OpenFile& source_;
+  TargetFile& target_;
+  const char* target_path_;
+  bool in_kernel_ = false;
+  bool keeps_ranges_ = false;
+};
 
-// Refused where the target is another user's, which then keeps the time of the writing.
-void CopyModificationTime(const OpenFile& source, const OpenFile& target) {
-  const timespec times[2] = {{0, UTIME_OMIT}, source.Status().st_mtim};
-  System().futimens(target.Descriptor(), times);
-}
-
-bool Copy(const char* source_path, const char* target_path, bool fail_if_exists) {
-  const OpenFile source(source_path, O_RDONLY);
-  if (!source.IsOpen()) return false;
-  // Who may read the copy is the umask's affair, as for any new file; that it can be run stays.
-  const mode_t mode = 0666 | (source.Status().st_mode & 0111);
-  OpenFile target(target_path, O_WRONLY | O_CREAT | (fail_if_exists ? O_EXCL : 0), mode);
-  if (!target.IsOpen()) return false;
-  if (IsSameFile(source, target)) return true;
-  if (!PrepareTarget(source, target) || !CopyContents(source, target)) return false;
-  CopyModificationTime(source, target);
-  return target.Close();
+// The source's access time is asked for again: the copy has just changed it.
+CopyResult CopyTimes(const OpenFile& source, TargetFile& target, CopiedTimes times) {
+  SourceTraits traits = TraitsOf(source.Status());
+  const bool all = times == CopiedTimes::kAccessedAndWritten;
+  struct stat now = {};
+  if (all && System().fstat(source.Descriptor(), &now) == 0) traits.accessed = TraitsOf(now).accessed;
+  if (target.SetTimes(all ? &traits.accessed : nullptr, traits.written)) return CopyResult::kCopied;
+  return CopyResult::kCopiedWithoutTimes;
 }
 
 }  // namespace
+
+CopyResult CopyFile(const char* source_path, const char* target_path, const Writing& writing,
+                    CopiedTimes times) {
+  const OpenFile source(source_path, O_RDONLY);
+  if (!source.IsOpen()) return CopyResult::kSourceFailed;
+  const SourceTraits traits = TraitsOf(source.Status());
+  TargetFile target(target_path, writing, &traits);
+  if (!target.IsOpen()) return CopyResult::kTargetFailed;
+  CopyResult result = CopyResult::kCopied;
+  if (!target.IsSource()) result = Copy(source, target, target_path).Contents();
+  if (!target.IsSource() && IsCopied(result)) result = CopyTimes(source, target, times);
+  if (IsCopied(result) && !target.Finish()) result = CopyResult::kTargetFailed;
+  if (!IsCopied(result)) target.Discard();
+  return result;
+}
+
 }  // namespace tvl
 
 BOOL CopyFileA(const char* source, const char* target, BOOL failIfExists) {
-  return tvl::Copy(source, target, failIfExists != 0) ? 1 : 0;
+  struct stat status = {};
+  if (failIfExists != 0 && tvl::System().lstat(tvl::HostPath(target).Text(), &status) == 0) {
+    tvl::NoteError(target, EEXIST);
+    return 0;
+  }
+  return tvl::IsCopied(tvl::CopyFile(source, target, {}, tvl::CopiedTimes::kWritten)) ? 1 : 0;
 }

@@ -48,14 +48,14 @@ int FileAccess::Read(int descriptor) {
   return 0;
 }
 
-int FileAccess::Apply(int descriptor) const {
+int FileAccess::Apply(int descriptor, Owner owner) const {
   bool same_owner = false;
-  if (const int problem = ApplyOwner(descriptor, same_owner)) return problem;
+  if (const int problem = ApplyOwner(descriptor, owner, same_owner)) return problem;
   if (const int problem = ApplyLists(descriptor)) return problem;
   return System().fchmod(descriptor, status_.st_mode & (same_owner ? 07777U : 0777U)) == 0 ? 0 : errno;
 }
 
-int FileAccess::ApplyOwner(int descriptor, bool& same_owner) const {
+int FileAccess::ApplyOwner(int descriptor, Owner owner, bool& same_owner) const {
   struct stat now = {};
   if (System().fstat(descriptor, &now) != 0) return errno;
   const bool same_group = now.st_gid == status_.st_gid;
@@ -65,7 +65,7 @@ int FileAccess::ApplyOwner(int descriptor, bool& same_owner) const {
     same_owner = true;
     return 0;
   }
-  if (same_owner || !AdmitsOwnerOtherwise()) return EPERM;
+  if (same_owner || owner == Owner::kKept || !AdmitsOwnerOtherwise()) return EPERM;
   return same_group || System().fchown(descriptor, static_cast<uid_t>(-1), status_.st_gid) == 0 ? 0 : EPERM;
 }
 

@@ -14,15 +14,17 @@ class FileAccess {
   // Reads it from an open file. Returns 0 or an errno value.
   [[nodiscard]] int Read(int descriptor);
 
-  // Gives it to a file that this process has created. Returns 0 or an errno value: EPERM if the group or an
-  // access list cannot be kept, or if this user would become the owner and the present owner would lose
-  // access.
-  [[nodiscard]] int Apply(int descriptor) const;
+  enum class Owner { kKept, kMayChange };
+
+  // Gives it to a file that this process has created. Returns 0 or an errno value: EPERM if the group, the
+  // owner or an access list cannot be kept. An owner that may change is refused only where the present one
+  // would lose access.
+  [[nodiscard]] int Apply(int descriptor, Owner owner = Owner::kMayChange) const;
 
  private:
   static constexpr int kListKinds = 2;
 
-  [[nodiscard]] int ApplyOwner(int descriptor, bool& same_owner) const;
+  [[nodiscard]] int ApplyOwner(int descriptor, Owner owner, bool& same_owner) const;
   [[nodiscard]] int ApplyLists(int descriptor) const;
   [[nodiscard]] bool AdmitsOwnerOtherwise() const;
 

@@ -154,11 +154,3 @@ int _stat64i32(const char* path, FileStatus* status) {
   status->modified = found.st_mtim.tv_sec;
   return 0;
 }
-
-bool tvl::IsSameFile(const char* a, const char* b) {
-  struct stat statusA = {};
-  struct stat statusB = {};
-  return System().stat(HostPath(a).Text(), &statusA) == 0 &&
-         System().stat(HostPath(b).Text(), &statusB) == 0 && statusA.st_dev == statusB.st_dev &&
-         statusA.st_ino == statusB.st_ino;
-}

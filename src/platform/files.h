@@ -82,16 +82,9 @@ BOOL MoveFileA(const char* from, const char* to);
 // 0, or -1 if there is no such file or folder, or it can't be examined. Follows links. A folder has size 0.
 int _stat64i32(const char* path, FileStatus* status);
 
-// Copies contents and modification time; see copy_file.cpp for how. An existing target is replaced unless
-// `failIfExists` is set or somebody holds it. 0 leaves what was written, but a target for which the room
-// doesn't suffice is not touched. A file copied onto itself stays as it is.
+// Copies contents and modification time in place; see copy_file.h for more. An existing target is overwritten
+// unless `failIfExists` is set or somebody holds it. Returns 0 for a failure: a target that this created is
+// removed, and one for which there is not enough space is not touched.
 BOOL CopyFileA(const char* source, const char* target, BOOL failIfExists);
-
-namespace tvl {
-
-// True if both paths lead to one file, be it by the same name, a link or a second name.
-[[nodiscard]] bool IsSameFile(const char* a, const char* b);
-
-}  // namespace tvl
 
 #endif

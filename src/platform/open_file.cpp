@@ -17,31 +17,46 @@ constexpr int kRetrySeconds = 1;
 
 // Opened without blocking, since the name may turn out to be a pipe, whose open would wait for the other end.
 // Only a regular file can be refused for that, where a file server's lease on it is being called back, and
-// then the wait is the right thing.
-int OpenWithoutBlocking(const char* path, int flags, mode_t mode) {
-  const HostPath host(path);
+// then waiting is right.
+int OpenWithoutBlocking(const char* host, int flags, mode_t mode) {
   flags |= O_CLOEXEC | O_NOCTTY;
   int descriptor = -1;
   errno = Retry(kRetrySeconds, IsStale, [&] {
-    descriptor = System().open(host.Text(), flags | O_NONBLOCK, mode);
+    descriptor = System().open(host, flags | O_NONBLOCK, mode);
     return descriptor >= 0 ? 0 : errno;
   });
   if (descriptor >= 0 || errno != EWOULDBLOCK) return descriptor;
-  return System().open(host.Text(), flags, mode);
+  return System().open(host, flags, mode);
+}
+
+// 0, or why a file of that kind is not opened.
+int KindProblem(mode_t mode) {
+  if (S_ISREG(mode)) return 0;
+  return S_ISDIR(mode) ? EISDIR : EINVAL;
+}
+
+// 0 if an open of that path can do no harm, else why it is not to be tried.
+int LookFirst(const char* host, int flags) {
+  struct stat found = {};
+  const bool follow = (flags & O_NOFOLLOW) == 0;
+  if ((follow ? System().stat(host, &found) : System().lstat(host, &found)) == 0)
+    return S_ISLNK(found.st_mode) ? ELOOP : KindProblem(found.st_mode);
+  const bool goes_on = errno == ESTALE || (errno == ENOENT && (flags & O_CREAT) != 0);
+  return goes_on ? 0 : errno;
 }
 
 }  // namespace
 
-OpenFile::OpenFile(const char* path, int flags, mode_t mode)
-    : path_(path), descriptor_(OpenWithoutBlocking(path, flags, mode)) {
-  if (descriptor_ < 0) {
-    NoteFailure();
-    return;
+OpenFile::OpenFile(const char* path, int flags, mode_t mode, Look look) : path_(path), descriptor_(-1) {
+  const HostPath host(path);
+  int problem = look == Look::kFirst && (flags & O_EXCL) == 0 ? LookFirst(host.Text(), flags) : 0;
+  if (problem == 0) {
+    descriptor_ = OpenWithoutBlocking(host.Text(), flags, mode);
+    if (descriptor_ < 0 || System().fstat(descriptor_, &status_) != 0) problem = errno;
   }
-  int problem = System().fstat(descriptor_, &status_) == 0 ? 0 : errno;
-  if (problem == 0 && !S_ISREG(status_.st_mode)) problem = S_ISDIR(status_.st_mode) ? EISDIR : EINVAL;
+  if (problem == 0) problem = KindProblem(status_.st_mode);
   if (problem == 0) return;
-  System().close(std::exchange(descriptor_, -1));
+  if (descriptor_ >= 0) System().close(std::exchange(descriptor_, -1));
   NoteError(path_, problem);
 }
 

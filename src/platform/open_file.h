@@ -10,8 +10,12 @@ namespace tvl {
 // A failure is noted with the file's name (last_error.h).
 class OpenFile {
  public:
-  // `flags` as for open(); a file that is made has `mode` less the umask.
-  OpenFile(const char* path, int flags, mode_t mode = 0666);
+  // The path is looked at before it is opened, because opening a pipe and closing it again would be noticed
+  // at its other end. A caller that has just looked says so.
+  enum class Look { kFirst, kDone };
+
+  // `flags` as for open(); a file that is created has `mode` less the umask.
+  OpenFile(const char* path, int flags, mode_t mode = 0666, Look look = Look::kFirst);
   ~OpenFile();
   OpenFile(const OpenFile&) = delete;
   OpenFile& operator=(const OpenFile&) = delete;

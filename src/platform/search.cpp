@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "platform/last_error.h"
+#include "platform/parts.h"
 
 namespace {
 
@@ -69,6 +70,7 @@ class Search {
     while (const dirent* entry = NextEntry()) {
       const std::string_view name = entry->d_name;
       if (!Matches(pattern_, name) || name.find('\\') != std::string_view::npos) continue;
+      if (links_ != tvl::FolderLinks::kAll && tvl::IsPartName(name)) continue;
       if (name.size() >= sizeof found->cFileName || !FindAttributes(*entry, found->dwFileAttributes))
         continue;
       name.copy(found->cFileName, name.size());

@@ -15,7 +15,8 @@ struct WIN32_FIND_DATAA {
 // be read.
 //
 // Left out are names that hold a backslash, which no path of the logic could tell from a folder and a name,
-// and links to a folder that lead to the searched one or one above it, so that a walk ends.
+// links to a folder that lead to the searched one or one above it, so that a walk ends, and parts of files
+// that are being written (parts.h).
 HANDLE FindFirstFileA(const char* pattern, WIN32_FIND_DATAA* found);
 
 // The next match. 0 when there is none, or the folder can't be read on.
@@ -25,8 +26,8 @@ BOOL FindClose(HANDLE search);
 
 namespace tvl {
 
-// Which links to folders a search gives. A walk that follows them takes those that lead on; one that doesn't
-// takes all.
+// Which links to folders a search returns. A walk that follows them takes those that lead on; one that
+// removes what it finds takes all, and parts too.
 enum class FolderLinks { kLeadingOn, kAll };
 
 // FindFirstFileA, with a choice of links.

@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 #include <sys/types.h>
 
 #include <cstddef>
@@ -21,7 +22,6 @@ struct SystemCalls {
   int (*stat)(const char* path, struct stat* status);
   int (*lstat)(const char* path, struct stat* status);
   int (*ftruncate)(int file, off_t length);
-  int (*fallocate)(int file, int mode, off_t offset, off_t length);
   int (*clone)(int target, int source);
   ssize_t (*copy_file_range)(int source, int target, std::size_t count);
   int (*futimens)(int file, const timespec times[2]);
@@ -31,6 +31,8 @@ struct SystemCalls {
   ssize_t (*fgetxattr)(int file, const char* name, void* value, std::size_t size);
   int (*fsetxattr)(int file, const char* name, const void* value, std::size_t size);
   int (*fremovexattr)(int file, const char* name);
+  ssize_t (*readlink)(const char* path, char* target, std::size_t size);
+  int (*fstatfs)(int file, struct statfs* status);
   int (*mkdir)(const char* path, mode_t mode);
   int (*unlink)(const char* path);
   int (*rmdir)(const char* path);
@@ -38,6 +40,7 @@ struct SystemCalls {
   int (*rename_noreplace)(const char* from, const char* to);  // renameat2 with RENAME_NOREPLACE
   int (*link)(const char* from, const char* to);
   int (*fsync)(int file);
+  int (*syncfs)(int file);
   int (*lock)(int file, int command, struct flock* lock);
   int (*set_flags)(int file, int flags);  // fcntl with F_SETFL
 };

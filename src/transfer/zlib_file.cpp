@@ -2,7 +2,6 @@
 
 #include "base/low_file.h"
 #include "base/pump.h"
-#include "platform/held_file.h"
 #include "transfer/zlib_stream.h"
 
 namespace {
@@ -18,11 +17,11 @@ bool AppendPacked(tvl::Deflater& deflater, CCore& destination) {
   return true;
 }
 
-bool WriteExpanded(tvl::Inflater& inflater, HANDLE file) {
+bool WriteExpanded(tvl::Inflater& inflater, tvl::TargetFile& target) {
   unsigned char output[kPiece];
   while (const unsigned int produced = inflater.Take(output, kPiece)) {
     PumpMessages();
-    const bool whole = LowWrite(file, output, produced) == produced;
+    const bool whole = target.Write(output, produced);
     PumpMessages();
     if (!whole) return false;
   }
@@ -31,22 +30,18 @@ bool WriteExpanded(tvl::Inflater& inflater, HANDLE file) {
 
 }  // namespace
 
-int CZlib::CompressFile(const char* source, CCore& destination, bool* cutShort) {
+int CZlib::CompressFile(const char* source, CCore& destination) {
   const tvl::LowFile file(source, 0);
   if (!file.IsOpen()) return 0;
   tvl::Deflater deflater;
   if (!deflater.IsReady()) return 0;
-  if (cutShort != nullptr) *cutShort = false;
   unsigned int count = 0;
   do {
     unsigned char input[kPiece];
     PumpMessages();
     count = LowRead(file.Handle(), input, kPiece);
     PumpMessages();
-    if (count == kLowFailed) {
-      if (cutShort != nullptr) *cutShort = true;
-      count = 0;
-    }
+    if (count == kLowFailed) return 0;
     deflater.Give(input, count);
     if (!AppendPacked(deflater, destination)) return 0;
   } while (count > 0);
@@ -54,17 +49,20 @@ int CZlib::CompressFile(const char* source, CCore& destination, bool* cutShort) 
 }
 
 int CZlib::DecompressFile(CCore& source, const char* destination) {
-  tvl::LowFile file(destination, kLowRewrite);
-  if (!file.IsOpen() || tvl::IsHeld(static_cast<int>(file.Handle()))) return 0;
+  tvl::TargetFile target(destination, {}, nullptr);
+  return target.IsOpen() && DecompressFile(source, target) != 0 && target.Finish() ? 1 : 0;
+}
+
+int CZlib::DecompressFile(CCore& source, tvl::TargetFile& target) {
   tvl::Inflater inflater;
-  if (!inflater.IsReady()) return 0;
+  if (!inflater.IsReady() || !target.Empty()) return 0;
   while (!inflater.IsAtEnd()) {
     std::uint32_t count = 0;
     const void* piece = source.Take(kPiece, &count);
     PumpMessages();
     if (count == 0) break;
     inflater.Give(piece, count);
-    if (!WriteExpanded(inflater, file.Handle())) return 0;
+    if (!WriteExpanded(inflater, target)) return 0;
   }
-  return file.Close() && inflater.IsAtEnd() ? 1 : 0;
+  return inflater.IsAtEnd() ? 1 : 0;
 }

@@ -1,6 +1,7 @@
 #ifndef TVL_TRANSFER_ZLIB_FILE_H
 #define TVL_TRANSFER_ZLIB_FILE_H
 
+#include "platform/target_file.h"
 #include "transfer/core.h"
 
 // Packs a file into one zlib stream (RFC 1950) in memory and back. The stream stands alone: no head or
@@ -9,14 +10,17 @@ class CZlib {
  public:
   virtual ~CZlib() = default;
 
-  // Appends the packed file to `destination`. 1; 0 if the file can't be opened, zlib can't start or memory is
-  // out. Where reading fails the stream ends as at the end of the file; `cutShort` tells, if it is not null.
-  int CompressFile(const char* source, CCore& destination, bool* cutShort = nullptr);
+  // Appends the packed file to `destination`. Returns 1, or 0 if the file cannot be opened or read to its
+  // end, zlib cannot start or memory runs out.
+  int CompressFile(const char* source, CCore& destination);
 
-  // Unpacks what `source` holds from its cursor on into the file, which is made or emptied; bytes behind the
-  // stream's end are ignored. 1; 0 if the file can't be made, held by somebody, or not be written, or the
-  // stream is broken, cut or wants a dictionary: what was written stays.
+  // Unpacks `source` from its cursor on into the file, which is created or emptied; bytes after the stream's
+  // end are ignored. Returns 1, or 0 if the file cannot be created, is held or cannot be written, or the
+  // stream is broken, cut or requires a dictionary: the file stays as far as it was written.
   int DecompressFile(CCore& source, const char* destination);
+
+  // The same into a target that the caller has opened and finishes.
+  int DecompressFile(CCore& source, tvl::TargetFile& target);
 };
 
 #endif

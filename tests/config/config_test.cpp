@@ -100,6 +100,11 @@ TEST_F(Config, SettingsAreReadFromTheirSectionOnly) {
     ASSERT_EQ(Load(kStore + keys), 0) << keys;
     EXPECT_EQ(config_.fileCompare, compare) << keys;
     EXPECT_EQ(config_.zipOnTransfert, zip) << keys;
+    EXPECT_EQ(config_.safeOnTransfert, 0) << keys;
+  }
+  for (const int level : {-1, 1, 2, 3}) {
+    ASSERT_EQ(Load(kStore + "SafeOnTransfert=" + std::to_string(level) + "\n"), 0);
+    EXPECT_EQ(config_.safeOnTransfert, std::clamp(level, 0, 2));
   }
 }
 
@@ -112,7 +117,7 @@ TEST_F(Config, AReadThatFailsIsNoConfiguration) {
     const Faults faults(call, EIO);
     const int code = config_.Load(folder_.Logical("x.ini").c_str());
     const string hit = Faults::Hit() == nullptr ? "" : Faults::Hit();
-    EXPECT_EQ(code == 3, hit == "open" || hit == "fstat" || hit == "read") << call << hit;
+    EXPECT_EQ(code == 3, hit == "stat" || hit == "open" || hit == "fstat" || hit == "read") << call << hit;
     if (code == 3) continue;
     EXPECT_EQ(config_.documentRoot, Root());
     EXPECT_EQ(config_.fileCompare * 10 + config_.zipOnTransfert, 25);

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -26,18 +27,22 @@ struct stat Status(const SmallStore& store, const string& name) {
   return status;
 }
 
-// Both ways of travelling must end alike: only the codes of failures differ.
-class Transfer : public testing::TestWithParam<int> {
+// Packed or not and however safe, transfers must end alike: only the codes of failures differ.
+class Transfer : public testing::TestWithParam<std::tuple<int, int>> {
  protected:
+  static bool Packed() { return std::get<0>(GetParam()) != 0; }
+  static int Level() { return std::get<1>(GetParam()); }
   static string Settings(const string& compare = "hash") {
-    return "ZipOnTransfert=" + std::to_string(GetParam()) + "\nFileCompare=" + compare + "\n";
+    return "ZipOnTransfert=" + std::to_string(Packed()) + "\nFileCompare=" + compare +
+           "\nSafeOnTransfert=" + std::to_string(Level()) + "\n";
   }
-  // Code of a source, and of a target, that can't be used.
-  static int SourceCode() { return GetParam() == 0 ? 22 : 27; }
-  static int TargetCode() { return GetParam() == 0 ? 22 : 28; }
+  // Code of a source, and of a target, that cannot be used.
+  static int SourceCode() { return Packed() ? 27 : 22; }
+  static int TargetCode() { return Packed() ? 28 : 22; }
 };
 
-INSTANTIATE_TEST_SUITE_P(PlainAndPacked, Transfer, testing::Values(0, 1));
+INSTANTIATE_TEST_SUITE_P(PackedAndSafe, Transfer,
+                         testing::Combine(testing::Values(0, 1), testing::Values(0, 1, 2)));
 
 TEST_P(Transfer, EachPolicyDecidesByItsOwnLook) {
   constexpr int kTime = -1000;

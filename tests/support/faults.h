@@ -24,7 +24,6 @@ class Faults {
     Wrap<&tvl::SystemCalls::stat>("stat");
     Wrap<&tvl::SystemCalls::lstat>("lstat");
     Wrap<&tvl::SystemCalls::ftruncate>("ftruncate");
-    Wrap<&tvl::SystemCalls::fallocate>("fallocate");
     Wrap<&tvl::SystemCalls::clone>("clone");
     Wrap<&tvl::SystemCalls::copy_file_range>("copy_file_range");
     Wrap<&tvl::SystemCalls::futimens>("futimens");
@@ -33,6 +32,8 @@ class Faults {
     Wrap<&tvl::SystemCalls::fgetxattr>("fgetxattr");
     Wrap<&tvl::SystemCalls::fsetxattr>("fsetxattr");
     Wrap<&tvl::SystemCalls::fremovexattr>("fremovexattr");
+    Wrap<&tvl::SystemCalls::readlink>("readlink");
+    Wrap<&tvl::SystemCalls::fstatfs>("fstatfs");
     Wrap<&tvl::SystemCalls::mkdir>("mkdir");
     Wrap<&tvl::SystemCalls::unlink>("unlink");
     Wrap<&tvl::SystemCalls::rmdir>("rmdir");
@@ -40,6 +41,7 @@ class Faults {
     Wrap<&tvl::SystemCalls::rename_noreplace>("rename_noreplace");
     Wrap<&tvl::SystemCalls::link>("link");
     Wrap<&tvl::SystemCalls::fsync>("fsync");
+    Wrap<&tvl::SystemCalls::syncfs>("syncfs");
     Wrap<&tvl::SystemCalls::lock>("lock");
     Wrap<&tvl::SystemCalls::set_flags>("set_flags");
   }
@@ -82,8 +84,10 @@ class Faults {
 
     static Result Call(Arguments... arguments) {
       if (!Strikes(name)) return (Get().real.*Entry)(arguments...);
-      // A close that fails has closed all the same; no other entry looks like it.
-      if constexpr (std::is_same_v<Result(Arguments...), int(int)>) Get().real.close(arguments...);
+      // A close that fails has closed all the same.
+      if constexpr (std::is_same_v<Result(Arguments...), int(int)>) {
+        if (Entry == &tvl::SystemCalls::close) Get().real.close(arguments...);
+      }
       errno = Get().error;
       return -1;
     }

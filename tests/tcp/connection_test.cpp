@@ -110,7 +110,7 @@ TEST(TcpConnection, LocalFaultsEndInACode) {
     const int get = client.GetRemote(name, name, &client.transferred);
     lacks_memory = false;
     EXPECT_EQ(put, TVL_ERR_LOCAL_FILE);
-    EXPECT_EQ(get, TVL_ERR_UNZIP);
+    EXPECT_EQ(get, TVL_ERR_LOCAL_FILE);
     EXPECT_EQ(client.transferred, 7);
   }
 }

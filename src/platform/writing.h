@@ -1,0 +1,52 @@
+#ifndef TVL_PLATFORM_WRITING_H
+#define TVL_PLATFORM_WRITING_H
+
+#include <cstdint>
+
+#include "platform/files.h"
+
+struct stat;
+
+namespace tvl {
+
+class TransferGroup;
+
+// How the target of a copy is written; the numbers are those of `SafeOnTransfert`.
+enum class Safety {
+  kInPlace = 0,
+  kWhole = 1,   // as a part that is renamed over the target, so readers see the old file or the new one
+  kSynced = 2,  // the same, and on the disk before success is reported
+};
+
+// The level for a number of the configuration or of a caller; any number above 2 works like 2.
+[[nodiscard]] constexpr Safety SafetyOf(int level) {
+  return level <= 0 ? Safety::kInPlace : level == 1 ? Safety::kWhole : Safety::kSynced;
+}
+
+struct Writing {
+  Safety safety = Safety::kInPlace;
+  TransferGroup* group = nullptr;  // collects copies that are to be synced together; null outside a group
+  int failure = 0;                 // what the group is to report for a copy of it that fails
+};
+
+// What a target takes over from its source.
+struct SourceTraits {
+  std::uint64_t size;
+  std::uint64_t allocated;  // bytes on the disk, fewer than `size` in a file with holes
+  unsigned int mode;
+  std::uint64_t device;
+  std::uint64_t inode;
+  FILETIME accessed;
+  FILETIME written;
+
+  [[nodiscard]] bool HasHoles() const { return allocated < size; }
+};
+
+[[nodiscard]] SourceTraits TraitsOf(const struct stat& status);
+
+// False if `path` cannot be examined.
+[[nodiscard]] bool ReadTraits(const char* path, SourceTraits* traits);
+
+}  // namespace tvl
+
+#endif

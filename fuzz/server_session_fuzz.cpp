@@ -103,7 +103,7 @@ void Serve(Service& service, std::string_view bytes) {
     tcp::socket socket(context);
     socket.assign(tcp::v4(), sockets[1]);
     tvl::server::Lobby lobby(1);
-    Session session(service, std::move(socket), lobby);
+    Session session(service, std::move(socket), Session::Entrance::kPlain, lobby);
     asio::co_spawn(context, session.Run(), asio::detached);
     context.run();
   }

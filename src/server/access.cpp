@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <fstream>
 #include <stdexcept>
+#include <utility>
+
+#include "server/names.h"
 
 namespace tvl::server {
 namespace {
@@ -24,6 +27,11 @@ std::string Trimmed(const std::string& line) {
   const std::size_t first = line.find_first_not_of(kBlanks);
   if (first == std::string::npos) return {};
   return line.substr(first, line.find_last_not_of(kBlanks) - first + 1);
+}
+
+Right RightNamed(std::string_view word) {
+  if (word == "write") return Right::kWrite;
+  return word == "read" ? Right::kRead : Right::kNone;
 }
 
 // Calls `take` with each line of a file and its number, without blanks at both ends; empty lines and comments
@@ -101,40 +109,64 @@ bool AllowedAddresses::Allows(const asio::ip::address& address) const {
   });
 }
 
-Tags::Tags(const std::string& path) : open_to_all_(false) {
-  ForEachLine(path, "list of tags", [&](const std::string& line, int number) {
+NameList::NameList(const std::string& path) : open_to_all_(false) {
+  ForEachLine(path, "list of names", [&](const std::string& line, int number) {
     Entry entry = ParseLine(line);
     if (entry.right == Right::kNone) {
       throw std::runtime_error(path + ", line " + std::to_string(number) +
-                               ": expected a tag followed by \"read\" or \"write\"");
+                               ": expected a name, \"read\" or \"write\", and optionally a folder, "
+                               "separated by tabs");
     }
     entries_.push_back(std::move(entry));
   });
 }
 
-// The right is the last word, so a tag may hold blanks.
-Tags::Entry Tags::ParseLine(const std::string& line) {
-  const std::size_t blank = line.find_last_of(kBlanks);
-  if (blank == std::string::npos) return {{}, Right::kNone};
-  const std::string word = line.substr(blank + 1);
-  const Right right = word == "write" ? Right::kWrite : word == "read" ? Right::kRead : Right::kNone;
-  return {Trimmed(line.substr(0, blank)), right};
+NameList::Entry NameList::ParseLine(const std::string& line) {
+  const std::size_t tab = line.find('\t');
+  // Without a tab the right is the last word, so that a name may contain blanks.
+  const std::size_t split = tab != std::string::npos ? tab : line.find_last_of(kBlanks);
+  if (split == std::string::npos) return {};
+  const std::string rest = line.substr(split + 1);
+  const std::size_t second = std::min(rest.find('\t'), rest.size());
+  Entry entry = {Trimmed(line.substr(0, split)), RightNamed(Trimmed(rest.substr(0, second)))};
+  if (second == rest.size()) return entry;
+  entry.folder = Trimmed(rest.substr(second + 1));
+  while (entry.folder.ends_with('/')) entry.folder.pop_back();
+  // A folder that no clean name can be in would grant nothing, which its author could not notice.
+  if (CleanName(entry.folder) != entry.folder) entry.right = Right::kNone;
+  return entry;
+}
+
+Rights NameList::RightsOf(std::string_view name) const {
+  Rights rights;
+  if (open_to_all_) rights.Grant("", Right::kWrite);
+  for (const Entry& entry : entries_) {
+    if (EqualInConstantTime(name, entry.name)) rights.Grant(entry.folder, entry.right);
+  }
+  return rights;
+}
+
+void Rights::Grant(const std::string& folder, Right right) {
+  Right& granted = grants_[folder];
+  granted = std::max(granted, right);
+}
+
+Right Rights::At(std::string_view path) const {
+  for (std::size_t end = path.rfind('/'); end != std::string_view::npos; end = path.rfind('/', end - 1)) {
+    const auto grant = grants_.find(std::string(path.substr(0, end)));
+    if (grant != grants_.end()) return grant->second;
+    if (end == 0) break;
+  }
+  const auto everywhere = grants_.find("");
+  return everywhere == grants_.end() ? Right::kNone : everywhere->second;
 }
 
 Admission ReadAdmission(const AdmissionSources& sources) {
   Admission admission;
   for (const std::string& network : sources.allow) admission.allowed.Add(network);
-  if (!sources.tags.empty()) admission.tags = Tags(sources.tags);
+  if (!sources.tags.empty()) admission.tags = NameList(sources.tags);
+  if (!sources.users.empty()) admission.users = NameList(sources.users);
   return admission;
-}
-
-Right Tags::RightOf(std::string_view tag) const {
-  if (open_to_all_) return Right::kWrite;
-  Right right = Right::kNone;
-  for (const Entry& entry : entries_) {
-    if (EqualInConstantTime(tag, entry.tag)) right = std::max(right, entry.right);
-  }
-  return right;
 }
 
 }  // namespace tvl::server

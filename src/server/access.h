@@ -4,6 +4,7 @@
 #include <asio/ip/address.hpp>
 #include <asio/ip/network_v4.hpp>
 #include <asio/ip/network_v6.hpp>
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,22 +30,42 @@ class AllowedAddresses {
   std::vector<asio::ip::network_v6> v6_;
 };
 
-// The client tags that are accepted and what they may do; without a list, any tag may do all.
-class Tags {
+// What one client may do, by folder.
+class Rights {
  public:
-  Tags() = default;
+  // Grants `right` in a folder of the store ("" for all of it) and below it. Of several grants, the one of
+  // the innermost folder counts; of several for one folder, the largest.
+  void Grant(const std::string& folder, Right right);
 
-  // Reads a file with one tag per line, followed by "read" or "write". Empty lines and those that begin with
-  // "#" are skipped. Throws std::runtime_error for a file that cannot be read or contains any other line.
-  explicit Tags(const std::string& path);
+  // True if there is any grant.
+  [[nodiscard]] bool AdmitsAnything() const { return !grants_.empty(); }
 
-  // Takes the same time whatever tags are in the list and wherever they differ.
-  [[nodiscard]] Right RightOf(std::string_view tag) const;
+  // The right on a file, by its clean name (names.h).
+  [[nodiscard]] Right At(std::string_view path) const;
+
+ private:
+  std::map<std::string, Right> grants_;  // by folder, without a slash at the end
+};
+
+// Names that are admitted and what they may do. Without a list, any name may do everything.
+class NameList {
+ public:
+  NameList() = default;
+
+  // Reads a file with one entry per line: a name, a tab, "read" or "write", and optionally a tab and the
+  // folder in which that holds. A blank may separate name and right too. Empty lines and those that begin
+  // with "#" are skipped. Throws std::runtime_error for a file that cannot be read or contains any other
+  // line.
+  explicit NameList(const std::string& path);
+
+  // Takes the same time whatever names are in the list and wherever they differ.
+  [[nodiscard]] Rights RightsOf(std::string_view name) const;
 
  private:
   struct Entry {
-    std::string tag;
-    Right right;
+    std::string name;
+    Right right = Right::kNone;
+    std::string folder = {};
   };
 
   static Entry ParseLine(const std::string& line);
@@ -56,13 +77,15 @@ class Tags {
 // Where the rules for admission come from, as the command line names them.
 struct AdmissionSources {
   std::vector<std::string> allow;  // arguments of AllowedAddresses::Add
-  std::string tags;                // path of the list of tags; empty for none
+  std::string tags;                // path of the list of client tags; empty for none
+  std::string users;               // path of the list of names in certificates; empty for none
 };
 
 // Who may come in.
 struct Admission {
   AllowedAddresses allowed;
-  Tags tags;
+  NameList tags;
+  NameList users;
 };
 
 // Reads all sources. Throws std::runtime_error if any of them is wrong.

@@ -7,7 +7,6 @@
 
 #include "server/chunk.h"
 #include "server/get_file.h"
-#include "server/names.h"
 #include "server/run_on.h"
 #include "server/session.h"
 #include "tcp/protocol.h"
@@ -42,14 +41,14 @@ std::string EndMark(std::int64_t time) {
 
 asio::awaitable<bool> Session::Get(std::string_view command) {
   const Stopwatch watch;
-  const FileRequest asked = ParseFileRequest(command);
+  const FileRequest asked = ParseFileRequest(command, Right::kRead);
   auto transfer = std::make_shared<Transfer>();
   const int code = co_await OpenGet(asked, *transfer);
   bool go_on = true;
   if (code == TVL_OK) {
     go_on = co_await SendChunks(transfer);
   } else {
-    go_on = co_await ReplyNumber(code);
+    go_on = co_await ReplyCode(code, asked.forbidden);
   }
   Event event = {.what = "get", .name = asked.name, .bytes = transfer->sent, .duration = watch.Elapsed()};
   NoteMovedRoot(code, event);
@@ -63,6 +62,8 @@ asio::awaitable<bool> Session::Get(std::string_view command) {
 }
 
 asio::awaitable<int> Session::OpenGet(const FileRequest& asked, Transfer& transfer) {
+  if (!asked.clean || asked.forbidden) co_return TVL_ERR_SERVER_FILE;
+  if (DecidesByItself(asked)) co_return TVL_ERR_IN_CACHE;
   std::optional<int> code = OpenGetAtOnce(asked, transfer);
   if (!code)
     code = co_await RunOn(service_.files, [this, &asked, &transfer] { return FindGet(asked, transfer); });
@@ -75,11 +76,8 @@ asio::awaitable<int> Session::OpenGet(const FileRequest& asked, Transfer& transf
 
 // Nothing if the contents decide.
 std::optional<int> Session::FindGet(const FileRequest& asked, Transfer& transfer) const {
-  const std::optional<std::string> name = CleanName(asked.name);
-  if (!name) return TVL_ERR_SERVER_FILE;
-  if (DecidesByItself(asked)) return TVL_ERR_IN_CACHE;
   const GetFile::Compare compare = {service_.config.fileCompare, asked.stamp};
-  const std::optional<int> code = transfer.file.Open(service_.root, *name, compare);
+  const std::optional<int> code = transfer.file.Open(service_.root, *asked.clean, compare);
   return code == TVL_OK ? BeginGet(transfer) : code;
 }
 
@@ -91,10 +89,9 @@ int Session::BeginGet(Transfer& transfer) const {
 // A small file that lies in the system's memory costs less than the way to another thread and back. Nothing,
 // if it could cost a wait.
 std::optional<int> Session::OpenGetAtOnce(const FileRequest& asked, Transfer& transfer) const {
-  const std::optional<std::string> name = CleanName(asked.name);
-  if (!name || DecidesByItself(asked) || service_.config.zipOnTransfert != 0) return std::nullopt;
+  if (service_.config.zipOnTransfert != 0) return std::nullopt;
   const GetFile::Compare compare = {service_.config.fileCompare, asked.stamp};
-  const std::optional<int> code = transfer.file.OpenAtOnce(service_.root, *name, compare);
+  const std::optional<int> code = transfer.file.OpenAtOnce(service_.root, *asked.clean, compare);
   if (code == TVL_OK && !transfer.file.FillAtOnce(transfer.chunks[0])) return std::nullopt;
   return code;
 }

@@ -8,7 +8,6 @@ namespace {
 
 constexpr std::size_t kClassLength = 4;
 constexpr std::size_t kLongestComputer = 32;
-constexpr std::size_t kLongestUser = 64;
 constexpr std::string_view kSpecial = "/\\|*?";
 constexpr char kSubstitute = '_';
 

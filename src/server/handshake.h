@@ -1,11 +1,14 @@
 #ifndef TVL_SERVER_HANDSHAKE_H
 #define TVL_SERVER_HANDSHAKE_H
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace tvl::server {
+
+constexpr std::size_t kLongestUser = 64;
 
 // What a client says of itself.
 struct Handshake {

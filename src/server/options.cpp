@@ -29,6 +29,8 @@ constexpr unsigned long kMostPort = 65535;
 // Texts and numbers as they stand on the command line.
 struct Words {
   std::string listen;
+  std::string listen_proxy;
+  std::vector<std::string> proxy_from;
   std::string max_file = "0";
   std::string min_free;
   double handshake_seconds = 10;
@@ -103,6 +105,21 @@ void DescribeLog(CLI::App& app, LogOptions& log) {
   app.add_flag("--log-json", log.json, "Log in JSON, one object per line");
 }
 
+void DescribeProxy(CLI::App& app, Words& words, Options& options) {
+  app.add_option("--listen-proxy", words.listen_proxy,
+                 "HOST:PORT to listen on for a proxy, which sends PROXY protocol headers of version 2; "
+                 "without --listen, clients come in by this one alone");
+  app.add_option("--proxy-from", words.proxy_from, "Networks of the proxies; required with --listen-proxy")
+      ->delimiter(',');
+  app.add_option("--proxy-port-file", options.proxy.port_file,
+                 "File that gets the number of the port for the proxy");
+  app.add_flag("--user-from-certificate", options.user_from_certificate,
+               "Take each client's user from the certificate that the proxy has verified; refuse others");
+  app.add_option("--users", options.admission.users,
+                 "File of accepted names in certificates, one per line, with \"read\" or \"write\" and "
+                 "optionally a folder, separated by tabs");
+}
+
 void DescribeProgram(CLI::App& app, Words& words, Options& options) {
   app.name("tvlserver");
   app.footer(kFooter);
@@ -112,7 +129,9 @@ void DescribeProgram(CLI::App& app, Words& words, Options& options) {
       ->check(CLI::ExistingFile);
   app.add_option("--listen", words.listen,
                  "HOST:PORT to listen on; port 0 picks a free one [127.0.0.1:7440]");
-  app.add_option("--port-file", options.port_file, "File that gets the port's number once clients may come");
+  app.add_option("--port-file", options.plain.port_file,
+                 "File that gets the number of the port once clients may come");
+  DescribeProxy(app, words, options);
   DescribeLimits(app, words, options);
   app.add_option(
          "--allow", options.admission.allow,
@@ -127,8 +146,22 @@ std::chrono::milliseconds Milliseconds(double seconds) {
   return std::chrono::milliseconds(static_cast<std::int64_t>(seconds * kMillisecondsPerSecond));
 }
 
+void TakeListeners(const Words& words, Options& options) {
+  SplitAddress("--listen", words.listen, options.plain);
+  for (const std::string& network : words.proxy_from) options.proxy_from.Add(network);
+  if (words.listen_proxy.empty()) {
+    if (!words.proxy_from.empty() || !options.proxy.port_file.empty())
+      throw std::runtime_error("--proxy-from and --proxy-port-file go with --listen-proxy");
+    return;
+  }
+  if (words.proxy_from.empty()) throw std::runtime_error("--listen-proxy needs --proxy-from");
+  options.proxy.port = options.plain.port;
+  SplitAddress("--listen-proxy", words.listen_proxy, options.proxy);
+  if (words.listen.empty()) options.plain.port.clear();
+}
+
 void TakeWords(const Words& words, Options& options) {
-  SplitAddress(words.listen, options.host, options.port);
+  TakeListeners(words, options);
   options.max_file = ParseOption("--max-file", words.max_file, ParseSize);
   if (!words.min_free.empty()) options.min_free = ParseOption("--min-free", words.min_free, FreeSpace::Parse);
   static_cast<void>(ReadAdmission(options.admission));  // the server must not start with wrong ones
@@ -139,24 +172,24 @@ void TakeWords(const Words& words, Options& options) {
 
 }  // namespace
 
-void SplitAddress(const std::string& text, std::string& host, std::string& port) {
+void SplitAddress(const char* option, const std::string& text, ListenAddress& address) {
   if (text.empty()) return;
   std::string rest = text;
   if (text.front() == '[') {
     const std::size_t bracket = text.find(']');
-    if (bracket == std::string::npos) throw Wrong("--listen", text);
-    host = text.substr(1, bracket - 1);
+    if (bracket == std::string::npos) throw Wrong(option, text);
+    address.host = text.substr(1, bracket - 1);
     rest = text.substr(bracket + 1);
     if (rest.empty()) return;
-    if (rest.front() != ':') throw Wrong("--listen", text);
+    if (rest.front() != ':') throw Wrong(option, text);
   }
   const std::size_t colon = rest.rfind(':');
-  if (colon != std::string::npos && colon > 0) host = rest.substr(0, colon);
+  if (colon != std::string::npos && colon > 0) address.host = rest.substr(0, colon);
   const std::string number = colon == std::string::npos ? rest : rest.substr(colon + 1);
   if (!HoldsDigitsOnly(number) || number.size() > 5 || std::stoul(number) > kMostPort) {
-    throw Wrong("--listen", text);
+    throw Wrong(option, text);
   }
-  port = number;
+  address.port = number;
 }
 
 int ParseOptions(int count, char** arguments, Options& options) {

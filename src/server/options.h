@@ -11,12 +11,20 @@
 
 namespace tvl::server {
 
+// Where to listen. Without a port, nowhere.
+struct ListenAddress {
+  std::string host;
+  std::string port;
+  std::string port_file;  // gets the number of the port; empty for none
+};
+
 // What the command line says.
 struct Options {
   std::string config;
-  std::string host = "127.0.0.1";
-  std::string port = "7440";
-  std::string port_file;
+  ListenAddress plain = {"127.0.0.1", "7440", {}};
+  ListenAddress proxy = {"127.0.0.1", "", {}};  // for connections that a proxy passes on; no port: none
+  AllowedAddresses proxy_from;
+  bool user_from_certificate = false;
   std::size_t max_clients = 1024;
   std::chrono::milliseconds handshake_timeout = std::chrono::seconds(10);
   std::chrono::milliseconds send_timeout = std::chrono::seconds(60);
@@ -33,9 +41,9 @@ struct Options {
 // has been said then.
 [[nodiscard]] int ParseOptions(int count, char** arguments, Options& options);
 
-// Takes "HOST:PORT", ":PORT", "PORT", "[IPv6]:PORT", "[IPv6]" apart; what is missing stays. Throws
-// std::runtime_error for anything else.
-void SplitAddress(const std::string& text, std::string& host, std::string& port);
+// Parses "HOST:PORT", ":PORT", "PORT", "[IPv6]:PORT" or "[IPv6]", the value of `option`; what is missing
+// keeps its value in `address`. Throws std::runtime_error for anything else.
+void SplitAddress(const char* option, const std::string& text, ListenAddress& address);
 
 }  // namespace tvl::server
 

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 
+#include "server/proxy_header.h"
 #include "tcp/protocol.h"
 
 namespace tvl::server {
@@ -61,6 +63,16 @@ PacketReader::Result PacketReader::NextHandshake(std::string_view& packet) {
   if (length < kLeastHandshakeLength || !HasMark(waiting)) return Result::kBroken;
   if (waiting.size() < length) return Need(length);
   packet = Take(std::max(length, protocol::kLeastHandshake)).substr(0, length);
+  return Result::kPacket;
+}
+
+PacketReader::Result PacketReader::NextProxyHeader(std::string_view& header) {
+  const std::string_view waiting = Waiting();
+  if (waiting.size() < kProxyHeadSize) return Need(kProxyHeadSize);
+  const std::optional<std::size_t> size = ProxyHeaderSize(waiting);
+  if (!size) return Result::kBroken;
+  if (waiting.size() < *size) return Need(*size);
+  header = Take(*size);
   return Result::kPacket;
 }
 

@@ -25,6 +25,9 @@ class PacketReader {
   // too short for one or has no mark is broken.
   [[nodiscard]] Result NextHandshake(std::string_view& packet);
 
+  // The header that a proxy sends before all else (proxy_header.h). What does not begin one is broken.
+  [[nodiscard]] Result NextProxyHeader(std::string_view& header);
+
   // Gives back the memory that long packets took.
   void Shrink();
 

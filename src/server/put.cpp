@@ -4,7 +4,6 @@
 #include <tvlclient/errors.h>
 
 #include "server/get_file.h"
-#include "server/names.h"
 #include "server/put_file.h"
 #include "server/run_on.h"
 #include "server/session.h"
@@ -28,10 +27,10 @@ struct Session::PutTransfer {
 
 asio::awaitable<bool> Session::Put(std::string_view command) {
   const Stopwatch watch;
-  const FileRequest asked = ParseFileRequest(command);
+  const FileRequest asked = ParseFileRequest(command, Right::kWrite);
   auto transfer = std::make_shared<PutTransfer>();
   transfer->code = co_await OpenPut(asked, *transfer);
-  bool go_on = co_await ReplyNumber(transfer->code);
+  bool go_on = co_await ReplyCode(transfer->code, asked.forbidden);
   if (go_on && transfer->code == TVL_OK) go_on = co_await TakeChunks(transfer);
   co_await DropPut(transfer);
   Event event = {.what = "put", .name = asked.name, .bytes = transfer->taken, .duration = watch.Elapsed()};
@@ -43,22 +42,21 @@ asio::awaitable<bool> Session::Put(std::string_view command) {
 }
 
 asio::awaitable<int> Session::OpenPut(const FileRequest& asked, PutTransfer& transfer) {
-  const std::optional<std::string> name = CleanName(asked.name);
-  if (!name || right_ != Right::kWrite) co_return TVL_ERR_SERVER_FILE;
+  if (!asked.clean || asked.forbidden) co_return TVL_ERR_SERVER_FILE;
   if (DecidesByItself(asked)) co_return TVL_ERR_IN_CACHE;
-  const std::optional<int> code = co_await RunOn(
-      service_.files, [this, &name, &asked, &transfer] { return FindPut(*name, asked, transfer); });
+  const std::optional<int> code =
+      co_await RunOn(service_.files, [this, &asked, &transfer] { return FindPut(asked, transfer); });
   if (code) co_return *code;
   const bool same = co_await HasSignature(transfer.stored, asked.stamp);
   if (same) co_return TVL_ERR_IN_CACHE;
   const int begun =
-      co_await RunOn(service_.files, [this, &name, &transfer] { return BeginPut(*name, transfer); });
+      co_await RunOn(service_.files, [this, &asked, &transfer] { return BeginPut(*asked.clean, transfer); });
   co_return begun;
 }
 
 // Nothing if the contents decide whether the store's file is the same as the one that would come.
-std::optional<int> Session::FindPut(const std::string& name, const FileRequest& asked,
-                                    PutTransfer& transfer) {
+std::optional<int> Session::FindPut(const FileRequest& asked, PutTransfer& transfer) {
+  const std::string& name = *asked.clean;
   if (asked.stamp == protocol::kForcedStamp) return BeginPut(name, transfer);
   const GetFile::Compare compare = {service_.config.fileCompare, asked.stamp};
   const std::optional<int> code = transfer.stored.Open(service_.root, name, compare);

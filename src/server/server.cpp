@@ -9,8 +9,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <stdexcept>
 #include <system_error>
 
@@ -42,66 +40,67 @@ Server::Server(Service& service)
       handshakes_(kHandshakesAtOnce),
       refused_(kRefusedAtOnce) {}
 
-// A name may stand for several addresses, of which one that works is enough.
 void Server::Listen() {
-  tcp::resolver resolver(context_);
   const Options& options = service_.options;
+  const unsigned int plain = ListenOn(options.plain, Session::Entrance::kPlain);
+  const unsigned int proxy = ListenOn(options.proxy, Session::Entrance::kProxy);
+  // Only now, so that whoever waits for one of the files finds both.
+  if (!options.proxy.port_file.empty()) port_files_.emplace_back(options.proxy.port_file, proxy);
+  if (!options.plain.port_file.empty()) port_files_.emplace_back(options.plain.port_file, plain);
+}
+
+// A name may have several addresses, of which one that works is enough. The number of the port; 0 if there is
+// nothing to listen on.
+unsigned int Server::ListenOn(const ListenAddress& address, Session::Entrance entrance) {
+  if (address.port.empty()) return 0;
+  tcp::resolver resolver(context_);
   unsigned short port = 0;
   asio::error_code failure = asio::error::host_not_found;
-  for (const auto& entry : resolver.resolve(options.host, options.port, tcp::resolver::passive)) {
+  const std::size_t before = listeners_.size();
+  for (const auto& entry : resolver.resolve(address.host, address.port, tcp::resolver::passive)) {
     tcp::endpoint endpoint = entry.endpoint();
     // Port 0 picks one for the first address, which the others then share.
     if (endpoint.port() == 0) endpoint.port(port);
-    if (const asio::error_code problem = ListenAt(endpoint)) {
+    CheckCertificatesAreSafe(endpoint, entrance);
+    if (const asio::error_code problem = ListenAt(endpoint, entrance)) {
       failure = problem;
       service_.log.Write(
           {.what = "listen", .level = Level::kError, .note = Text(endpoint) + ": " + problem.message()});
       continue;
     }
-    port = acceptors_.back()->local_endpoint().port();
+    port = listeners_.back()->acceptor.local_endpoint().port();
   }
-  if (acceptors_.empty()) throw std::system_error(failure, "cannot listen on " + options.host);
-  port_ = port;
-  if (!options.port_file.empty()) WritePortFile(port);
+  if (listeners_.size() == before) throw std::system_error(failure, "cannot listen on " + address.host);
+  return port;
 }
 
-asio::error_code Server::ListenAt(const tcp::endpoint& endpoint) {
-  auto acceptor = std::make_unique<Acceptor>(context_);
+// A client that comes past the proxy has no certificate; beyond this computer it has no business here.
+void Server::CheckCertificatesAreSafe(const tcp::endpoint& endpoint, Session::Entrance entrance) const {
+  const Options& options = service_.options;
+  if (entrance == Session::Entrance::kProxy || !options.user_from_certificate) return;
+  if (Plain(endpoint.address()).is_loopback()) return;
+  throw std::runtime_error("with --user-from-certificate, --listen must be on the loopback address, not on " +
+                           Text(endpoint));
+}
+
+asio::error_code Server::ListenAt(const tcp::endpoint& endpoint, Session::Entrance entrance) {
+  auto listener = std::make_unique<Listener>(Listener{Acceptor(context_), entrance});
+  Acceptor& acceptor = listener->acceptor;
   asio::error_code problem;
-  acceptor->open(endpoint.protocol(), problem);
-  if (!problem) acceptor->set_option(Acceptor::reuse_address(true), problem);
-  if (!problem) acceptor->bind(endpoint, problem);
-  if (!problem) acceptor->listen(tcp::socket::max_listen_connections, problem);
+  acceptor.open(endpoint.protocol(), problem);
+  if (!problem) acceptor.set_option(Acceptor::reuse_address(true), problem);
+  if (!problem) acceptor.bind(endpoint, problem);
+  if (!problem) acceptor.listen(tcp::socket::max_listen_connections, problem);
   if (problem) return problem;
-  service_.log.Write({.what = "listen", .note = Text(acceptor->local_endpoint())});
-  acceptors_.push_back(std::move(acceptor));
+  const char* what = entrance == Session::Entrance::kProxy ? "listen for a proxy" : "listen";
+  service_.log.Write({.what = what, .note = Text(acceptor.local_endpoint())});
+  listeners_.push_back(std::move(listener));
   return problem;
 }
 
-// In one step, so that who waits for the file finds the number in it.
-void Server::WritePortFile(unsigned int port) const {
-  const std::string path = service_.options.port_file;
-  const std::string fresh = path + ".new";
-  std::ofstream file(fresh);
-  file << port << '\n';
-  file.close();
-  std::error_code problem;
-  if (file) std::filesystem::rename(fresh, path, problem);
-  if (!file || problem) throw std::runtime_error("port file cannot be written: " + path);
-}
-
-// Unless another server has written it meanwhile.
-void Server::RemovePortFile() const {
-  unsigned int port = 0;
-  std::ifstream file(service_.options.port_file);
-  if (port_ == 0 || !(file >> port) || port != port_) return;
-  std::error_code ignored;
-  std::filesystem::remove(service_.options.port_file, ignored);
-}
-
 void Server::Run() {
-  for (const auto& acceptor : acceptors_) {
-    asio::co_spawn(context_, Accept(*acceptor), [](const std::exception_ptr& problem) {
+  for (const auto& listener : listeners_) {
+    asio::co_spawn(context_, Accept(*listener), [](const std::exception_ptr& problem) {
       if (problem) std::rethrow_exception(problem);
     });
   }
@@ -112,7 +111,7 @@ void Server::Run() {
 
 // Where a client cannot be let in because memory or descriptors ran out, those that are in go on, and their
 // ends make space for it.
-asio::awaitable<void> Server::Accept(Acceptor& acceptor) {
+asio::awaitable<void> Server::Accept(Listener& listener) {
   asio::steady_timer pause(context_);
   bool failed = false;
   while (!finishing_) {
@@ -122,7 +121,7 @@ asio::awaitable<void> Server::Accept(Acceptor& acceptor) {
         co_await pause.async_wait(asio::use_awaitable);
       }
       failed = false;
-      co_await AcceptNext(acceptor);
+      co_await AcceptNext(listener);
     } catch (const std::exception& problem) {
       failed = true;
       service_.log.Write({.what = "accept", .level = Level::kError, .note = problem.what()});
@@ -130,29 +129,41 @@ asio::awaitable<void> Server::Accept(Acceptor& acceptor) {
   }
 }
 
-asio::awaitable<void> Server::AcceptNext(Acceptor& acceptor) {
+asio::awaitable<void> Server::AcceptNext(Listener& listener) {
   tcp::socket socket(context_);
   asio::error_code problem;
-  co_await acceptor.async_accept(socket, asio::redirect_error(asio::use_awaitable, problem));
+  co_await listener.acceptor.async_accept(socket, asio::redirect_error(asio::use_awaitable, problem));
   if (finishing_ || problem == asio::error::connection_aborted) co_return;
   if (problem) throw asio::system_error(problem);
-  Begin(std::move(socket));
+  Begin(std::move(socket), listener.entrance);
 }
 
-void Server::Begin(tcp::socket socket) {
+void Server::Begin(tcp::socket socket, Session::Entrance entrance) {
   asio::error_code gone;
   const tcp::endpoint peer = socket.remote_endpoint(gone);
-  if (gone) return;
-  Lobby& lobby = service_.admission.allowed.Allows(peer.address()) ? handshakes_ : refused_;
-  auto session = std::make_shared<Session>(service_, std::move(socket), lobby);
+  Lobby* const lobby = gone ? nullptr : LobbyFor(peer.address(), entrance);
+  if (lobby == nullptr) return;
+  auto session = std::make_shared<Session>(service_, std::move(socket), entrance, *lobby);
   sessions_.insert(session);
   try {
-    lobby.Add(*session);
+    lobby->Add(*session);
     asio::co_spawn(context_, session->Run(), [this, session](const std::exception_ptr&) { End(session); });
   } catch (...) {
     sessions_.erase(session);
     throw;
   }
+}
+
+// Null for somebody who poses as a proxy. Whom a proxy connects is not known yet.
+Lobby* Server::LobbyFor(const asio::ip::address& address, Session::Entrance entrance) {
+  if (entrance == Session::Entrance::kPlain)
+    return service_.admission.allowed.Allows(address) ? &handshakes_ : &refused_;
+  if (service_.options.proxy_from.Allows(address)) return &handshakes_;
+  service_.log.Write({.what = "refuse",
+                      .level = Level::kWarning,
+                      .client = address.to_string(),
+                      .note = "not one of the proxies"});
+  return nullptr;
 }
 
 void Server::End(const std::shared_ptr<Session>& session) {
@@ -205,7 +216,7 @@ void Server::Reload() {
 void Server::Finish() {
   finishing_ = true;
   service_.log.Write({.what = "stop", .note = std::to_string(sessions_.size()) + " clients"});
-  for (const auto& acceptor : acceptors_) acceptor->close();
+  for (const auto& listener : listeners_) listener->acceptor.close();
   for (const std::shared_ptr<Session>& session : sessions_) session->Finish();
   grace_.expires_after(kGrace);
   grace_.async_wait([this](const asio::error_code& problem) {

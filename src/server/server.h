@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "server/port_file.h"
 #include "server/service.h"
 #include "server/session.h"
 
@@ -20,7 +21,6 @@ namespace tvl::server {
 class Server {
  public:
   explicit Server(Service& service);
-  ~Server() { RemovePortFile(); }
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
 
@@ -34,12 +34,20 @@ class Server {
  private:
   using Acceptor = asio::ip::tcp::acceptor;
 
-  [[nodiscard]] asio::error_code ListenAt(const asio::ip::tcp::endpoint& endpoint);
-  void WritePortFile(unsigned int port) const;
-  void RemovePortFile() const;
-  asio::awaitable<void> Accept(Acceptor& acceptor);
-  asio::awaitable<void> AcceptNext(Acceptor& acceptor);
-  void Begin(asio::ip::tcp::socket socket);
+  // An address that is listened on, and what is on the other side.
+  struct Listener {
+    Acceptor acceptor;
+    Session::Entrance entrance;
+  };
+
+  unsigned int ListenOn(const ListenAddress& address, Session::Entrance entrance);
+  [[nodiscard]] asio::error_code ListenAt(const asio::ip::tcp::endpoint& endpoint,
+                                          Session::Entrance entrance);
+  void CheckCertificatesAreSafe(const asio::ip::tcp::endpoint& endpoint, Session::Entrance entrance) const;
+  asio::awaitable<void> Accept(Listener& listener);
+  asio::awaitable<void> AcceptNext(Listener& listener);
+  void Begin(asio::ip::tcp::socket socket, Session::Entrance entrance);
+  [[nodiscard]] Lobby* LobbyFor(const asio::ip::address& address, Session::Entrance entrance);
   void End(const std::shared_ptr<Session>& session);
   [[nodiscard]] bool IsDone() const;
   void WaitForSignal();
@@ -51,14 +59,14 @@ class Server {
 
   Service& service_;
   asio::io_context context_;
-  std::vector<std::unique_ptr<Acceptor>> acceptors_;
+  std::vector<std::unique_ptr<Listener>> listeners_;
+  std::vector<PortFile> port_files_;
   asio::signal_set signals_;
   asio::signal_set reload_;
   asio::steady_timer grace_;
   Lobby handshakes_;
   Lobby refused_;  // connections from addresses that are not allowed
   std::set<std::shared_ptr<Session>> sessions_;
-  unsigned int port_ = 0;
   bool finishing_ = false;
 };
 

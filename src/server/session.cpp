@@ -1,11 +1,13 @@
 #include "server/session.h"
 
+#include <algorithm>
 #include <exception>
 #include <stdexcept>
 #include <utility>
 
 #include <tvlclient/errors.h>
 
+#include "server/names.h"
 #include "server/run_on.h"
 #include "tcp/protocol.h"
 #include "transfer/compare.h"
@@ -32,10 +34,11 @@ const Session::Command Session::kCommands[] = {{protocol::kGet, &Session::Get},
                                                {protocol::kLock, &Session::LockObject},
                                                {protocol::kUnlock, &Session::LockObject}};
 
-Session::Session(Service& service, asio::ip::tcp::socket socket, Lobby& lobby)
+Session::Session(Service& service, asio::ip::tcp::socket socket, Entrance entrance, Lobby& lobby)
     : service_(service),
       stream_(std::make_shared<Stream>(std::move(socket), service.options.send_timeout)),
-      lobby_(lobby) {}
+      lobby_(lobby),
+      entrance_(entrance) {}
 
 asio::awaitable<void> Session::Run() {
   const Stopwatch watch;
@@ -49,6 +52,7 @@ asio::awaitable<void> Session::Run() {
   co_await Leave();
   stream_->Close();
   if (problem.empty()) problem = stream_->Ending();
+  if (quiet_) co_return;
   Event event = {.what = "end", .duration = watch.Elapsed(), .note = problem};
   Report(std::move(event));
 }
@@ -71,14 +75,16 @@ asio::awaitable<void> Session::Serve() {
 // The handshake: false if the client has been refused, or is gone.
 asio::awaitable<bool> Session::Admit() {
   const auto until = std::chrono::steady_clock::now() + service_.options.handshake_timeout;
+  if (entrance_ == Entrance::kProxy) {
+    const bool met = co_await MeetProxy(until);
+    if (!met) co_return false;
+  }
   std::string_view packet;
   const bool came = co_await stream_->ReceiveHandshake(packet, until);
   if (!came) co_return false;
-  const std::optional<Handshake> handshake = ParseHandshake(packet);
+  std::optional<Handshake> handshake = ParseHandshake(packet);
   if (!handshake) co_return stream_->End("broken handshake");
-  identity_ = CleanIdentity(*handshake);
-  tag_ = handshake->tag;
-  right_ = service_.admission.tags.RightOf(tag_);
+  TakeIdentity(std::move(*handshake));
   bool entered = false;
   if (const Refusal* refusal = FindRefusal()) {
     co_await Refuse(*refusal);
@@ -88,14 +94,49 @@ asio::awaitable<bool> Session::Admit() {
   co_return entered;
 }
 
+// False at the end of a connection that the proxy made for itself, or without a good header.
+asio::awaitable<bool> Session::MeetProxy(std::chrono::steady_clock::time_point until) {
+  ProxyHeader header;
+  const bool came = co_await stream_->ReceiveProxyHeader(header, until);
+  quiet_ = came && !header.client;
+  certificate_name_ = std::move(header.certificate_name);
+  co_return came && !quiet_;
+}
+
+void Session::TakeIdentity(Handshake sent) {
+  tag_ = std::move(sent.tag);
+  if (service_.options.user_from_certificate && certificate_name_) sent.user = *certificate_name_;
+  identity_ = CleanIdentity(sent);
+  FindRights();
+}
+
+void Session::FindRights() {
+  tag_rights_ = service_.admission.tags.RightsOf(tag_);
+  user_rights_ = service_.admission.users.RightsOf(certificate_name_.value_or(""));
+}
+
+// A name that is too long would be cut and could become another's.
+bool Session::LacksCertificate() const {
+  const bool needed = service_.options.user_from_certificate || !service_.options.admission.users.empty();
+  if (!needed) return false;
+  return !certificate_name_ || certificate_name_->empty() || certificate_name_->size() > kLongestUser ||
+         !user_rights_.AdmitsAnything();
+}
+
 const Session::Refusal* Session::FindRefusal() const {
   static constexpr Refusal kAddress = {"address", "address not allowed"};
+  static constexpr Refusal kCertificate = {"certificate", "certificate missing or not accepted"};
   static constexpr Refusal kTag = {"tag", "tag not accepted"};
   static constexpr Refusal kFull = {"full", "too many clients"};
   const asio::ip::address address = stream_->Peer().address();
   if (!service_.admission.allowed.Allows(address)) return &kAddress;
-  if (right_ == Right::kNone) return &kTag;
-  return service_.clients.HasPlaceFor(Plain(address)) ? nullptr : &kFull;
+  if (LacksCertificate()) return &kCertificate;
+  if (!tag_rights_.AdmitsAnything()) return &kTag;
+  return admitted_ || service_.clients.HasPlaceFor(Plain(address)) ? nullptr : &kFull;
+}
+
+Right Session::RightAt(const std::string& name) const {
+  return std::min(tag_rights_.At(name), user_rights_.At(name));
 }
 
 // A refused client sends its "X" first. If the connection were closed before that, with bytes unread, it
@@ -104,7 +145,7 @@ asio::awaitable<void> Session::Refuse(const Refusal& refusal) {
   Event event = {
       .what = "refuse", .level = Level::kWarning, .code = TVL_ERR_TCP_CONNECT, .note = refusal.note};
   Report(std::move(event));
-  if (right_ == Right::kNone) {
+  if (!tag_rights_.AdmitsAnything()) {
     const auto now = std::chrono::steady_clock::now();
     co_await stream_->Pause(now + service_.tag_guard.Delay(Plain(stream_->Peer().address()), now));
   }
@@ -115,9 +156,8 @@ asio::awaitable<void> Session::Refuse(const Refusal& refusal) {
 
 void Session::Readmit() {
   if (!admitted_) return;
-  right_ = service_.admission.tags.RightOf(tag_);
-  const bool admits = right_ != Right::kNone && service_.admission.allowed.Allows(stream_->Peer().address());
-  if (admits) return;
+  FindRights();
+  if (FindRefusal() == nullptr) return;
   finishing_ = true;
   stream_->End("no longer admitted");
   stream_->Close();
@@ -210,11 +250,14 @@ asio::awaitable<bool> Session::LockObject(std::string_view command) {
   co_return sent;
 }
 
-Session::FileRequest Session::ParseFileRequest(std::string_view command) {
+Session::FileRequest Session::ParseFileRequest(std::string_view command, Right needed) const {
   const std::string_view text = command.substr(1);
   const std::size_t tab = text.find(protocol::kFieldSeparator);
-  if (tab == std::string_view::npos) return {std::string(text), protocol::kForcedStamp};
-  return {std::string(text.substr(0, tab)), std::string(text.substr(tab + 1))};
+  FileRequest asked = {std::string(text.substr(0, tab)), std::nullopt, protocol::kForcedStamp, false};
+  if (tab != std::string_view::npos) asked.stamp = text.substr(tab + 1);
+  asked.clean = CleanName(asked.name);
+  asked.forbidden = asked.clean && RightAt(*asked.clean) < needed;
+  return asked;
 }
 
 // Piece by piece, so that large files keep nobody waiting who has a small one, and so that the work ends with
@@ -247,8 +290,10 @@ asio::awaitable<bool> Session::Reply(std::string_view payload) {
   co_return sent;
 }
 
-asio::awaitable<bool> Session::ReplyNumber(int number) {
-  const std::string text = std::to_string(number);
+// What a client must not do looks like a file that there is not, to one that reads the code alone.
+asio::awaitable<bool> Session::ReplyCode(int code, bool forbidden) {
+  std::string text = std::to_string(code);
+  if (forbidden) text += std::string(protocol::kFieldSeparator) + "right";
   const bool sent = co_await Reply(text);
   co_return sent;
 }

@@ -24,8 +24,13 @@ namespace tvl::server {
 // the lock table runs elsewhere meanwhile.
 class Session {
  public:
+  enum class Entrance {
+    kPlain,
+    kProxy  // a proxy reports first whom it connects
+  };
+
   // `lobby`: where the session is until it has been accepted.
-  Session(Service& service, asio::ip::tcp::socket socket, Lobby& lobby);
+  Session(Service& service, asio::ip::tcp::socket socket, Entrance entrance, Lobby& lobby);
   ~Session() { lobby_.Remove(*this); }
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
@@ -45,8 +50,10 @@ class Session {
  private:
   // What a get or a put asks for.
   struct FileRequest {
-    std::string name;
+    std::string name;                  // as it was sent
+    std::optional<std::string> clean;  // nothing if it cannot name a file of the store
     std::string stamp;
+    bool forbidden;  // the client has no right to it
   };
   struct Transfer;
   struct PutTransfer;
@@ -66,7 +73,12 @@ class Session {
     const char* reason;  // as the client gets it
     const char* note;
   };
+  asio::awaitable<bool> MeetProxy(std::chrono::steady_clock::time_point until);
+  void TakeIdentity(Handshake sent);
+  void FindRights();
+  [[nodiscard]] bool LacksCertificate() const;
   [[nodiscard]] const Refusal* FindRefusal() const;
+  [[nodiscard]] Right RightAt(const std::string& name) const;
   asio::awaitable<void> Refuse(const Refusal& refusal);
   asio::awaitable<void> Exchange();
   asio::awaitable<bool> NextCommand(std::string& command);
@@ -82,7 +94,7 @@ class Session {
 
   asio::awaitable<bool> Put(std::string_view command);
   asio::awaitable<int> OpenPut(const FileRequest& asked, PutTransfer& transfer);
-  std::optional<int> FindPut(const std::string& name, const FileRequest& asked, PutTransfer& transfer);
+  std::optional<int> FindPut(const FileRequest& asked, PutTransfer& transfer);
   int BeginPut(const std::string& name, PutTransfer& transfer);
   asio::awaitable<bool> TakeChunks(const std::shared_ptr<PutTransfer>& transfer);
   asio::awaitable<int> TakeChunk(const std::shared_ptr<PutTransfer>& transfer, std::string_view data);
@@ -93,11 +105,11 @@ class Session {
   asio::awaitable<bool> LockObject(std::string_view command);
 
   asio::awaitable<bool> Reply(std::string_view payload);
-  asio::awaitable<bool> ReplyNumber(int number);
+  asio::awaitable<bool> ReplyCode(int code, bool forbidden);
   asio::awaitable<bool> Receive(std::string_view& payload);
   asio::awaitable<bool> HasSignature(const GetFile& file, const std::string& stamp);
   bool DecidesByItself(const FileRequest& asked) const;
-  static FileRequest ParseFileRequest(std::string_view command);
+  [[nodiscard]] FileRequest ParseFileRequest(std::string_view command, Right needed) const;
   [[nodiscard]] std::string Who() const;
   void NoteMovedRoot(int code, Event& event) const;
   void Report(Event event);
@@ -109,11 +121,15 @@ class Session {
   std::unique_ptr<Instance> instance_;  // made, used and ended on the engine's thread
   Handshake identity_;
   std::string tag_;
+  std::optional<std::string> certificate_name_;
+  const Entrance entrance_;
+  bool quiet_ = false;  // not a client, and not worth a line
   int number_ = 0;
   std::uint64_t requests_ = 0;
   LineBudget line_budget_;
   std::uint64_t lines_left_out_ = 0;
-  Right right_ = Right::kNone;
+  Rights tag_rights_;
+  Rights user_rights_;
   std::optional<std::string> pending_;  // a command that broke off a get or a put
   bool admitted_ = false;
   bool between_ = true;  // no exchange is going on

@@ -72,26 +72,36 @@ void Stream::Close() {
   timer_.expires_at(Clock::time_point::max());
 }
 
-asio::awaitable<bool> Stream::Receive(std::string_view& payload, Duration limit) {
-  co_await LetOthers();
-  const Clock::time_point until = After(limit);
-  PacketReader::Result result = reader_.Next(payload);
+asio::awaitable<bool> Stream::ReceiveBy(Next next, std::string_view& packet, Clock::time_point until) {
+  PacketReader::Result result = (reader_.*next)(packet);
   while (result == PacketReader::Result::kNeedsMore) {
     const bool came = co_await ReadMore(until);
     if (!came) co_return false;
-    result = reader_.Next(payload);
+    result = (reader_.*next)(packet);
   }
   co_return result == PacketReader::Result::kPacket || End("broken packet");
 }
 
+asio::awaitable<bool> Stream::Receive(std::string_view& payload, Duration limit) {
+  co_await LetOthers();
+  const bool came = co_await ReceiveBy(&PacketReader::Next, payload, After(limit));
+  co_return came;
+}
+
 asio::awaitable<bool> Stream::ReceiveHandshake(std::string_view& packet, Clock::time_point until) {
-  PacketReader::Result result = reader_.NextHandshake(packet);
-  while (result == PacketReader::Result::kNeedsMore) {
-    const bool came = co_await ReadMore(until);
-    if (!came) co_return false;
-    result = reader_.NextHandshake(packet);
-  }
-  co_return result == PacketReader::Result::kPacket || End("no handshake");
+  const bool came = co_await ReceiveBy(&PacketReader::NextHandshake, packet, until);
+  co_return came;
+}
+
+asio::awaitable<bool> Stream::ReceiveProxyHeader(ProxyHeader& header, Clock::time_point until) {
+  std::string_view bytes;
+  const bool came = co_await ReceiveBy(&PacketReader::NextProxyHeader, bytes, until);
+  if (!came) co_return false;
+  std::optional<ProxyHeader> parsed = ParseProxyHeader(bytes);
+  if (!parsed) co_return End("broken proxy header");
+  if (parsed->client) peer_ = *parsed->client;
+  header = std::move(*parsed);
+  co_return true;
 }
 
 asio::awaitable<void> Stream::Drain(Clock::time_point until) {

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "server/packet_reader.h"
+#include "server/proxy_header.h"
 
 namespace tvl::server {
 
@@ -27,6 +28,9 @@ class Stream : public std::enable_shared_from_this<Stream> {
   asio::awaitable<bool> Receive(std::string_view& payload, Duration limit);
   asio::awaitable<bool> ReceiveHandshake(std::string_view& packet,
                                          std::chrono::steady_clock::time_point until);
+
+  // The header of a proxy. False without a good one.
+  asio::awaitable<bool> ReceiveProxyHeader(ProxyHeader& header, std::chrono::steady_clock::time_point until);
 
   // Receives and drops until the end of the stream, the packet that ends a connection, or the given time.
   asio::awaitable<void> Drain(std::chrono::steady_clock::time_point until);
@@ -53,6 +57,7 @@ class Stream : public std::enable_shared_from_this<Stream> {
   // Why the last Receive or Send gave false.
   [[nodiscard]] const char* Ending() const { return ending_; }
 
+  // The client's end: that of the connection, unless a proxy has reported another.
   [[nodiscard]] asio::ip::tcp::endpoint Peer() const { return peer_; }
   [[nodiscard]] asio::any_io_executor Executor() { return socket_.get_executor(); }
 
@@ -61,6 +66,8 @@ class Stream : public std::enable_shared_from_this<Stream> {
   using WaitType = asio::ip::tcp::socket::wait_type;
 
   static Clock::time_point After(Duration limit);
+  using Next = PacketReader::Result (PacketReader::*)(std::string_view&);
+  asio::awaitable<bool> ReceiveBy(Next next, std::string_view& packet, Clock::time_point until);
   asio::awaitable<bool> ReadMore(Clock::time_point until);
   asio::awaitable<bool> WaitFor(WaitType type, Clock::time_point until);
   asio::awaitable<void> LetOthers();

@@ -14,9 +14,10 @@ namespace {
 
 using std::string;
 using tvl::server::AllowedAddresses;
+using tvl::server::NameList;
 using tvl::server::Options;
 using tvl::server::Right;
-using tvl::server::Tags;
+using tvl::server::Rights;
 
 std::optional<Options> Parsed(std::vector<string> words) {
   words.insert(words.begin(), {"tvlserver", "--config", "/dev/null"});
@@ -39,7 +40,7 @@ TEST(Options, AddressesAreTakenApart) {
   for (const auto& row : rows) {
     const std::optional<Options> options = Parsed({"--listen", row.text});
     ASSERT_TRUE(options.has_value()) << row.text;
-    EXPECT_EQ(options->host + " " + options->port, row.host + " " + row.port) << row.text;
+    EXPECT_EQ(options->plain.host + " " + options->plain.port, row.host + " " + row.port) << row.text;
   }
 }
 
@@ -110,22 +111,36 @@ TEST(Access, IsByNetwork) {
   }
 }
 
-TEST(Access, IsByTag) {
+TEST(Access, IsByNameAndFolder) {
   const TempFolder folder;
-  folder.Write("tags",
-               "# who may what\n\nreader read\n  two words\twrite \r\nboth read\nboth write\nread write\n");
-  const Tags tags(folder.Host("tags"));
-  EXPECT_EQ(tags.RightOf("reader"), Right::kRead);
-  for (const char* tag : {"two words", "both", "read"}) EXPECT_EQ(tags.RightOf(tag), Right::kWrite) << tag;
-  for (const char* tag : {"", "reade", "readerr", "readerreader", "# who may"}) {
-    EXPECT_EQ(tags.RightOf(tag), Right::kNone) << tag;
+  folder.Write("names",
+               "# who may what\n\nreader read\n  two words\twrite \r\nboth read\nboth write\nread write\n"
+               "ann\tread\nann\twrite\tdocs/\nann\tread\tdocs/old\nbob\twrite\ta/b\n");
+  const NameList names(folder.Host("names"));
+  const struct {
+    const char* name;
+    const char* path;
+    Right right;
+  } rows[] = {{"reader", "a", Right::kRead},        {"two words", "a/b", Right::kWrite},
+              {"both", "a", Right::kWrite},         {"read", "a", Right::kWrite},
+              {"ann", "a.txt", Right::kRead},       {"ann", "docs/a", Right::kWrite},
+              {"ann", "docs/x/y/z", Right::kWrite}, {"ann", "docs/old/a", Right::kRead},
+              {"ann", "docs/older", Right::kWrite}, {"ann", "docsx/a", Right::kRead},
+              {"ann", "docs", Right::kRead},        {"bob", "a/b/c", Right::kWrite},
+              {"bob", "a/c", Right::kNone},         {"bob", "a/b", Right::kNone}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(names.RightsOf(row.name).At(row.path), row.right) << row.name << " " << row.path;
   }
-  EXPECT_EQ(Tags().RightOf("anybody"), Right::kWrite);
-  for (const char* wrong : {"tag\n", "tag reads\n", "tag read write it\n"}) {
+  for (const char* name : {"", "reade", "readerr", "readerreader", "# who may", "An", "ann\t"}) {
+    EXPECT_FALSE(names.RightsOf(name).AdmitsAnything()) << name;
+  }
+  EXPECT_EQ(NameList().RightsOf("anybody").At("any/file"), Right::kWrite);
+  for (const char* wrong : {"tag\n", "tag reads\n", "tag read write it\n", "tag\tread\t../up\n",
+                            "tag\tread\t/\n", "tag\tread\ta\tb\n"}) {
     folder.Write("wrong", wrong);
-    EXPECT_THROW(Tags(folder.Host("wrong")), std::runtime_error) << wrong;
+    EXPECT_THROW(NameList(folder.Host("wrong")), std::runtime_error) << wrong;
   }
-  EXPECT_THROW(Tags(folder.Host("missing")), std::runtime_error);
+  EXPECT_THROW(NameList(folder.Host("missing")), std::runtime_error);
 }
 
 // What a refused client sees: the code, and then the connection stays until the client ends it.
@@ -146,7 +161,7 @@ TEST(Access, RefusesOnAServer) {
   ExpectRefused(server.Port(), "", "tag");
   const RawClient reader = server.Enter({.tag = "reads"});
   EXPECT_EQ(reader.Get("a.txt").bytes, "Hello");
-  EXPECT_EQ(reader.Put("b.txt", "x"), 20);
+  EXPECT_EQ(reader.Ask("Pb.txt\t@"), "20\tright");
   EXPECT_EQ(reader.Lock("ORD1"), "1\tpc1");
   const RawClient writer = server.Enter({.tag = "writes"});
   EXPECT_EQ(writer.Put("b.txt", "x"), 0);

@@ -1,0 +1,29 @@
+#ifndef TVL_SERVER_PORT_FILE_H
+#define TVL_SERVER_PORT_FILE_H
+
+#include <string>
+
+namespace tvl::server {
+
+// A file that contains the number of a port for as long as this object exists.
+class PortFile {
+ public:
+  // Written in one step, so that anyone who waits for the file finds the number in it. Throws
+  // std::runtime_error if it cannot be written.
+  PortFile(std::string path, unsigned int port);
+
+  // The file stays if another server has written it in the meantime.
+  ~PortFile();
+  PortFile(PortFile&& other) noexcept;
+  PortFile(const PortFile&) = delete;
+  PortFile& operator=(const PortFile&) = delete;
+  PortFile& operator=(PortFile&&) = delete;
+
+ private:
+  std::string path_;  // empty once moved from
+  unsigned int port_;
+};
+
+}  // namespace tvl::server
+
+#endif

@@ -66,6 +66,10 @@ class CConnection {
   // identity.
   int AllocateInstance();
 
+  // For a caller whose own batch around AllocateInstance was lost: the rows that it deleted are in the table
+  // again, and the next operation deletes them.
+  void NoteLostStart() { former_rows_due_ = true; }
+
   // Marker names of the other live instances of a class ("*": of all), each followed by "|". Always 0.
   // Removes the markers of dead ones.
   int GetProcessesList(const char* wantedClass, int& count, CString& list);

@@ -1,3 +1,5 @@
+#include "presence/lock_table.h"
+
 #include "base/fixed_text.h"
 #include "presence/connection.h"
 
@@ -10,30 +12,50 @@ constexpr char kSchema[] = "id-D2 object-D32 computer-D32 ipaddr-D8 class-D4 ins
 constexpr char kPrefixes[] = " 1\0";  // a list of one
 constexpr int kMostReplacements = 10;
 
+thread_local bool is_without_table = false;
+
 }  // namespace
 
-// A table that could not be opened is tried again at the next operation.
-int CConnection::OpenLocksTable() {
-  if (table == nullptr) table = std::make_unique<CCtreeFile>();
-  if (table->handle >= 0) return 1;
-  tvl::PathText path;
-  path.Append(locksDir).Append("dtlocks.dat");
-  if (path.Fits() && table->Open(path.Text()) != 0) table->AddRecType(kSchema, kPrefixes);
-  return 1;
+namespace tvl {
+
+WithoutLockTable::WithoutLockTable() {
+  is_without_table = true;
 }
 
-// Begins a batch on the table that the path names now. Where it is not the open one any more, as after a
-// restore, that is opened. False if the table cannot be used.
-bool CConnection::BeginBatch(std::optional<TableBatch>& batch, TableBatch::Kind kind) {
+WithoutLockTable::~WithoutLockTable() {
+  is_without_table = false;
+}
+
+void OpenLockTable(std::unique_ptr<CCtreeFile>& table, const char* folder) {
+  if (table == nullptr) table = std::make_unique<CCtreeFile>();
+  if (table->handle >= 0 || is_without_table) return;
+  PathText path;
+  path.Append(folder).Append("dtlocks.dat");
+  if (path.Fits() && table->Open(path.Text()) != 0) table->AddRecType(kSchema, kPrefixes);
+}
+
+bool BeginLockTableBatch(std::unique_ptr<CCtreeFile>& table, const char* folder,
+                         std::optional<TableBatch>& batch, TableBatch::Kind kind) {
   for (int tries = 0; tries < kMostReplacements; ++tries) {
-    OpenLocksTable();
-    batch.emplace(table->handle, kind);
+    OpenLockTable(table, folder);
+    batch.emplace(is_without_table ? -1 : table->handle, kind);
     if (!batch->HasBegun()) return false;
     if (batch->StillNamed()) return true;
     batch.reset();
     table->Close();
   }
   return false;
+}
+
+}  // namespace tvl
+
+int CConnection::OpenLocksTable() {
+  tvl::OpenLockTable(table, locksDir);
+  return 1;
+}
+
+bool CConnection::BeginBatch(std::optional<TableBatch>& batch, TableBatch::Kind kind) {
+  return tvl::BeginLockTableBatch(table, locksDir, batch, kind);
 }
 
 // Begins a batch for writing, after rows that an earlier instance left are deleted if that could not be done

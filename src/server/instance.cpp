@@ -2,17 +2,23 @@
 
 #include <algorithm>
 
+#include "base/numbers.h"
 #include "server/names.h"
 #include "tcp/protocol.h"
 
 namespace tvl::server {
 namespace {
 
-constexpr char kNoLock[] = "0";
 constexpr int kOwnLock = 1;
 
 bool IsObjectName(std::string_view name) {
   return !name.empty() && name.size() <= kLongestObject && std::none_of(name.begin(), name.end(), IsControl);
+}
+
+std::string Described(int state, const char* computer, int instance, int pid, const char* address,
+                      const char* user) {
+  return std::to_string(state) + "\t" + Field(computer) + "\t" + std::to_string(instance) + "\t" +
+         std::to_string(pid) + "\t" + Field(address) + "\t" + Field(user);
 }
 
 }  // namespace
@@ -43,13 +49,27 @@ std::string Instance::AnswerLock(char letter, std::string_view object) {
   }
   // Its own row would be of an earlier life, and count for nobody else.
   if (!IsPresent() && connection_.lockState == kOwnLock) return kNoLock;
-  return connection_.lockState == 0 ? kNoLock : Describe();
+  return connection_.lockState == 0 ? kNoLock : DescribeOwner();
 }
 
-std::string Instance::Describe() const {
-  return std::to_string(connection_.lockState) + "\t" + Field(connection_.ownerComputer) + "\t" +
-         std::to_string(connection_.ownerInstance) + "\t" + std::to_string(connection_.ownerPid) + "\t" +
-         Field(connection_.ownerIp) + "\t" + Field(connection_.ownerUser);
+std::string Instance::DescribeOwner() const {
+  return Described(connection_.lockState, connection_.ownerComputer, connection_.ownerInstance,
+                   connection_.ownerPid, connection_.ownerIp, connection_.ownerUser);
+}
+
+std::string Instance::DescribeSelf() const {
+  char address[sizeof connection_.ownerIp] = {};
+  HexToIp(address, connection_.ipText);
+  return Described(kOwnLock, connection_.computer, connection_.instance, static_cast<int>(connection_.pid),
+                   address, connection_.user);
+}
+
+// An unlock that found no lock of this client's changed nothing that could be lost.
+std::string Instance::AnswerLost(char letter, const std::string& answer) {
+  if (letter != protocol::kUnlock) return kNoLock;
+  if (answer != kNoLock || connection_.object[0] != 0) return answer;
+  ++connection_.lockCount;
+  return DescribeSelf();
 }
 
 }  // namespace tvl::server

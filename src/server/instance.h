@@ -31,8 +31,18 @@ class Instance {
   // Payload of the answer to a lock or an unlock, the letter says which.
   [[nodiscard]] std::string AnswerLock(char letter, std::string_view object);
 
+  // The answer in place of `answer`, where what was written for that is lost: nothing was locked, or the lock
+  // is still there.
+  [[nodiscard]] std::string AnswerLost(char letter, const std::string& answer);
+
+  // What the start did to the table is lost; it is done again by the next operation.
+  void NoteLostStart() { connection_.NoteLostStart(); }
+
+  static constexpr char kNoLock[] = "0";
+
  private:
-  [[nodiscard]] std::string Describe() const;
+  [[nodiscard]] std::string DescribeOwner() const;
+  [[nodiscard]] std::string DescribeSelf() const;
 
   [[nodiscard]] bool MayLockMore() const {
     return most_locks_ == 0 || connection_.lockCount < static_cast<int>(most_locks_);

@@ -21,6 +21,23 @@ namespace tvl::server {
 // variable is made of, never part of a condition; and its operands make no temporary that has something to
 // destroy.
 
+using WaitHandler = asio::async_result<asio::use_awaitable_t<>, void()>::handler_type;
+
+// Posts `work` to the executor. An exception would end the program, and without the work some coroutine would
+// wait for ever, so if memory runs out it is tried again.
+template <typename Work>
+void PostSurely(const asio::any_io_executor& executor, const Work& work) {
+  constexpr std::chrono::milliseconds kPause(10);
+  for (;;) {
+    try {
+      asio::post(executor, work);
+      return;
+    } catch (const std::bad_alloc&) {
+      std::this_thread::sleep_for(kPause);
+    }
+  }
+}
+
 // A piece of work on the pool, begun at once, whose end a coroutine on `executor` waits for later. What the
 // work throws, the coroutine gets.
 template <typename Result>
@@ -35,50 +52,34 @@ class Begun {
       } catch (...) {
         state->problem = std::current_exception();
       }
-      PostSurely(executor, std::move(state));
+      PostSurely(executor, [state] { state->Finish(); });
     });
   }
 
   asio::awaitable<Result> End() {
     if (!state_->over) {
       co_await asio::async_initiate<const asio::use_awaitable_t<>&, void()>(
-          [this](Handler handler) { state_->waiter.emplace(std::move(handler)); }, asio::use_awaitable);
+          [this](WaitHandler handler) { state_->waiter.emplace(std::move(handler)); }, asio::use_awaitable);
     }
     if (state_->problem) std::rethrow_exception(state_->problem);
     co_return *state_->result;
   }
 
  private:
-  using Handler = typename asio::async_result<asio::use_awaitable_t<>, void()>::handler_type;
-
   struct State {
     std::optional<Result> result;
     std::exception_ptr problem;
-    std::optional<Handler> waiter;  // this and what follows on the executor alone
+    std::optional<WaitHandler> waiter;  // this and what follows on the executor alone
     bool over = false;
 
     void Finish() {
       over = true;
       if (!waiter) return;
-      Handler handler = std::move(*waiter);
+      WaitHandler handler = std::move(*waiter);
       waiter.reset();
       handler();
     }
   };
-
-  // An exception would end the program, and without the news the coroutine would wait for ever; so for want
-  // of memory it is tried again.
-  static void PostSurely(const asio::any_io_executor& executor, std::shared_ptr<State> state) {
-    constexpr std::chrono::milliseconds kPause(10);
-    for (;;) {
-      try {
-        asio::post(executor, [state] { state->Finish(); });
-        return;
-      } catch (const std::bad_alloc&) {
-        std::this_thread::sleep_for(kPause);
-      }
-    }
-  }
 
   std::shared_ptr<State> state_;
 };

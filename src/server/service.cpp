@@ -35,7 +35,8 @@ Service::Service(const Options& given, CConfig& loaded, Log& log_to_use)
       files(kFileThreads),
       first_pieces(kHashingThreads),
       hashing(kHashingThreads),
-      engine(1) {}
+      engine(1),
+      locks(engine, loaded.locksDir) {}
 
 Service::~Service() {
   files.join();

@@ -8,6 +8,7 @@
 #include "config/config.h"
 #include "server/client_count.h"
 #include "server/hash_cache.h"
+#include "server/lock_queue.h"
 #include "server/log.h"
 #include "server/made_folders.h"
 #include "server/options.h"
@@ -39,6 +40,7 @@ struct Service {
   asio::thread_pool first_pieces;  // the beginnings of files that are hashed, and so all of small ones
   asio::thread_pool hashing;       // the rest of large ones
   asio::thread_pool engine;        // one thread: presence and locks
+  LockQueue locks;
 };
 
 }  // namespace tvl::server

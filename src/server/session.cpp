@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <functional>
 #include <stdexcept>
 #include <utility>
 
@@ -169,11 +170,13 @@ asio::awaitable<bool> Session::Enter() {
   admitted_ = true;
   const Stopwatch watch;
   const std::string address = DottedAddress(stream_->Peer().address());
-  number_ = co_await RunOn(service_.engine, [this, &address] {
+  const LockQueue::Work enter = [this, &address] {
     instance_ = std::make_unique<Instance>(service_.config, identity_, address,
                                            service_.options.max_locks_per_client);
-    return instance_->Number();
-  });
+  };
+  const LockQueue::Outcome outcome = co_await service_.locks.Run(LockQueue::Kind::kEnter, enter);
+  if (outcome == LockQueue::Outcome::kLost) instance_->NoteLostStart();
+  number_ = instance_->Number();
   const Welcome welcome = {number_, service_.config.zipOnTransfert, service_.config.fileCompare,
                            service_.short_name, service_.long_name};
   Event event = {.what = "enter", .duration = watch.Elapsed()};
@@ -188,10 +191,8 @@ asio::awaitable<bool> Session::Enter() {
 asio::awaitable<void> Session::Leave() {
   if (std::exchange(admitted_, false)) service_.clients.Remove(Plain(stream_->Peer().address()));
   if (!instance_) co_return;
-  co_await RunOn(service_.engine, [this] {
-    instance_.reset();
-    return 0;
-  });
+  const LockQueue::Work leave = [this] { instance_.reset(); };
+  co_await service_.locks.Run(LockQueue::Kind::kLeave, leave);
 }
 
 asio::awaitable<void> Session::Exchange() {
@@ -239,8 +240,13 @@ asio::awaitable<bool> Session::LockObject(std::string_view command) {
   const Stopwatch watch;
   const char letter = command.front();
   const std::string object(command.substr(1));
-  const std::string answer = co_await RunOn(
-      service_.engine, [this, letter, &object] { return instance_->AnswerLock(letter, object); });
+  std::string answer;
+  const LockQueue::Work ask = [this, letter, &object, &answer] {
+    answer = instance_->AnswerLock(letter, object);
+  };
+  const LockQueue::Outcome outcome = co_await service_.locks.Run(LockQueue::Kind::kAsk, ask);
+  if (outcome == LockQueue::Outcome::kRefused) answer = Instance::kNoLock;
+  if (outcome == LockQueue::Outcome::kLost) answer = instance_->AnswerLost(letter, answer);
   Event event = {.what = letter == protocol::kLock ? "lock" : "unlock",
                  .name = object,
                  .duration = watch.Elapsed(),

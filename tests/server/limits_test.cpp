@@ -149,6 +149,13 @@ TEST(Limits, PutsAndLocksEndBeforeTheStoreIsFull) {
   EXPECT_EQ(client.Ask("Lc"), "0");
   EXPECT_EQ(client.Ask("la"), "0");
   EXPECT_EQ(client.Lock("c"), "1\tpc1");
+  disk.FillUp(0);
+  EXPECT_EQ(client.Lock("c"), "1\tpc1");
+  EXPECT_EQ(client.Ask("lc").substr(0, 5), "1\tpc1");  // it could not be deleted
+  EXPECT_EQ(client.Ask("lb").substr(0, 5), "1\tpc1");
+  disk.FreeUp();
+  EXPECT_EQ(client.Ask("lc"), "0");
+  EXPECT_EQ(server.Enter({"pc2"}).Lock("c"), "1\tpc2");
 }
 
 TEST(Limits, TwoHundredAtOnceGetWhatIsTheirs) {

@@ -3,11 +3,16 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <filesystem>
+#include <fstream>
+#include <optional>
 
 #include "presence/connection.h"
 #include "server/server_process.h"
 #include "server/threads.h"
+#include "table/ctree_file.h"
+#include "table/engine_binding.h"
 
 namespace {
 
@@ -114,6 +119,72 @@ TEST(LocksOfClients, AreNotForClientsWithoutPresence) {
   const RawClient client = server.Enter({"pc2"});
   EXPECT_EQ(client.Lock("a"), "1\tpc2");
   EXPECT_EQ(absent.Lock("a"), "3\tpc2");
+}
+
+// The lock table as another process sees it that is in the middle of a transaction.
+class BusyTable {
+ public:
+  explicit BusyTable(const Store& store)
+      : path_(store.rootHost + "tmp/locks/dtlocks.dat"), table_((store.locks + "dtlocks.dat").c_str()) {}
+
+  void Begin() {
+    batch_.emplace(table_.handle, tvl::TableBatch::Kind::kWrite);
+    ASSERT_TRUE(batch_->HasBegun());
+  }
+  void End() { batch_.reset(); }
+
+  // How many transactions have written so far: a number in the header of the file.
+  [[nodiscard]] unsigned int Transactions() const {
+    std::ifstream file(path_);
+    file.seekg(24);
+    unsigned int count = 0;
+    for (int i = 0; i < 4; ++i) count = count << 8U | static_cast<unsigned int>(file.get());
+    return count;
+  }
+
+ private:
+  string path_;
+  CCtreeFile table_;
+  std::optional<tvl::TableBatch> batch_;
+};
+
+TEST_F(Locks, ThatAreAskedForTogetherAreOneTransaction) {
+  constexpr int kClients = 60;
+  BusyTable table(store.store);
+  std::vector<RawClient> clients;
+  for (int i = 0; i < kClients; ++i) clients.push_back(server.Enter({"pc" + std::to_string(i)}));
+  for (const char letter : {'L', 'l'}) {
+    const unsigned int before = table.Transactions();
+    table.Begin();
+    for (int i = 0; i < kClients; ++i) clients[i].SendPacket(letter + std::to_string(i / 2));
+    table.End();
+    // Of two who ask for one object one gets it, and the other hears of it.
+    for (int i = 0; i < kClients; ++i) {
+      const char first = i % 2 == 0 ? '1' : letter == 'L' ? '3' : '0';
+      const char state = clients[i].Receive()[0];
+      EXPECT_TRUE(letter == 'l' ? state == '0' || state == '3' : state == first) << letter << i << state;
+    }
+    EXPECT_LE(table.Transactions() - before, 4U) << letter;
+  }
+}
+
+TEST_F(Locks, WaitTogetherForABusyTable) {
+  BusyTable table(store.store);
+  RawClient holder = server.Enter({"pc1"});
+  const RawClient leaving = server.Enter({"pc2"});
+  ASSERT_EQ(holder.Lock("a"), "1\tpc1");
+  ASSERT_EQ(leaving.Lock("b"), "1\tpc2");
+  std::vector<RawClient> clients;
+  for (int i = 0; i < 4; ++i) clients.push_back(server.Enter({"pc3"}));
+  table.Begin();
+  const auto began = std::chrono::steady_clock::now();
+  for (const RawClient& client : clients) client.SendPacket("La");
+  leaving.Leave();  // it has no presence any more, without the table too
+  for (const RawClient& client : clients) EXPECT_EQ(client.Receive(), "0");
+  EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(19));
+  table.End();
+  EXPECT_EQ(clients[0].Lock("a"), "3\tpc1");
+  EXPECT_EQ(clients[0].Lock("b"), "1\tpc3");
 }
 
 // Each takes the lock until both have had it often enough, or it itself very often. Whoever has it makes a

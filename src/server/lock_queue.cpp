@@ -1,0 +1,102 @@
+#include "server/lock_queue.h"
+
+#include <asio/post.hpp>
+#include <asio/this_coro.hpp>
+#include <asio/use_awaitable.hpp>
+#include <chrono>
+#include <utility>
+
+#include "presence/lock_table.h"
+
+namespace tvl::server {
+
+asio::awaitable<LockQueue::Outcome> LockQueue::Run(Kind kind, const Work& work) {
+  const asio::any_io_executor executor = co_await asio::this_coro::executor;
+  Request request = {kind, work, executor, {}, {}};
+  co_await asio::async_initiate<const asio::use_awaitable_t<>&, void()>(
+      [this, &request](WaitHandler handler) {
+        request.waiter.emplace(std::move(handler));
+        Add(request);
+      },
+      asio::use_awaitable);
+  if (request.problem) std::rethrow_exception(request.problem);
+  co_return request.outcome;
+}
+
+void LockQueue::Add(Request& request) {
+  const std::lock_guard<std::mutex> guard(mutex_);
+  (request.kind == Kind::kLeave ? leaving_ : others_).push_back(&request);
+  if (draining_) return;
+  asio::post(engine_, [this] { Drain(); });
+  draining_ = true;
+}
+
+// Null if there is none.
+LockQueue::Request* LockQueue::Take() {
+  const std::lock_guard<std::mutex> guard(mutex_);
+  std::deque<Request*>& queue = leaving_.empty() ? others_ : leaving_;
+  if (queue.empty()) return nullptr;
+  Request* const request = queue.front();
+  queue.pop_front();
+  return request;
+}
+
+void LockQueue::Drain() noexcept {
+  for (;;) {
+    {
+      const std::lock_guard<std::mutex> guard(mutex_);
+      draining_ = !leaving_.empty() || !others_.empty();
+      if (!draining_) return;
+    }
+    ServeBatch();
+  }
+}
+
+void LockQueue::ServeBatch() {
+  served_.reserve(kMostAtOnce);
+  std::optional<TableBatch> batch;
+  const bool begun = BeginLockTableBatch(table_, folder_, batch, TableBatch::Kind::kWrite);
+  if (!begun && batch->Problem() == TableProblem::kBusy) {
+    RefuseAll();
+    return;
+  }
+  // Without a table that can be written, each request finds out for itself what it can do.
+  const auto end = std::chrono::steady_clock::now() + kLongestBatch;
+  while (served_.size() < kMostAtOnce && std::chrono::steady_clock::now() < end) {
+    Request* const request = Take();
+    if (request == nullptr) break;
+    Do(*request);
+    served_.push_back(request);
+  }
+  const bool kept = !begun || batch->End();
+  for (Request* request : std::exchange(served_, {}))
+    Complete(*request, kept ? Outcome::kKept : Outcome::kLost);
+}
+
+// After a wait in vain, nobody else who is in the queue waits for the table.
+void LockQueue::RefuseAll() {
+  const WithoutLockTable without;
+  while (Request* request = Take()) {
+    const bool is_done = request->kind != Kind::kAsk;
+    if (is_done) Do(*request);
+    Complete(*request, is_done ? Outcome::kKept : Outcome::kRefused);
+  }
+}
+
+void LockQueue::Do(Request& request) {
+  try {
+    request.work();
+  } catch (...) {
+    request.problem = std::current_exception();
+  }
+}
+
+void LockQueue::Complete(Request& request, Outcome outcome) {
+  request.outcome = outcome;
+  PostSurely(request.executor, [&request] {
+    WaitHandler handler = std::move(*request.waiter);
+    handler();
+  });
+}
+
+}  // namespace tvl::server

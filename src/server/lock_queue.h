@@ -1,0 +1,84 @@
+#ifndef TVL_SERVER_LOCK_QUEUE_H
+#define TVL_SERVER_LOCK_QUEUE_H
+
+#include <asio/any_io_executor.hpp>
+#include <asio/awaitable.hpp>
+#include <asio/thread_pool.hpp>
+#include <cstddef>
+#include <deque>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "server/run_on.h"
+#include "table/ctree_file.h"
+
+namespace tvl::server {
+
+// Everything that is to be done with presence and locks, one after the other on the engine's thread.
+//
+// A transaction of the lock table costs some syncs of the disk, so whatever waits when one begins or comes
+// while it is open becomes part of it: up to kMostAtOnce requests, or for as long as kLongestBatch. Each is
+// answered as if it were alone, and only once the transaction is on the disk.
+class LockQueue {
+ public:
+  static constexpr std::size_t kMostAtOnce = 64;
+  static constexpr std::chrono::milliseconds kLongestBatch{50};
+
+  enum class Kind {
+    kLeave,  // done before all others, and without the table too: others may wait for its locks
+    kEnter,  // done without the table too
+    kAsk     // not done if the table is busy for too long
+  };
+
+  enum class Outcome {
+    kKept,
+    kLost,    // done, but what was written is not in the table
+    kRefused  // not done
+  };
+
+  using Work = std::function<void()>;
+
+  // `folder`: that of the lock table, ending in a backslash; borrowed.
+  LockQueue(asio::thread_pool& engine, const char* folder) : engine_(engine), folder_(folder) {}
+
+  // Has `work` done and waits for the outcome. What the work throws, the caller gets. `work` is a variable of
+  // the caller's (see run_on.h).
+  asio::awaitable<Outcome> Run(Kind kind, const Work& work);
+
+ private:
+  struct Request {
+    Kind kind;
+    const Work& work;
+    asio::any_io_executor executor;
+    std::optional<WaitHandler> waiter;
+    std::exception_ptr problem;
+    Outcome outcome = Outcome::kKept;
+  };
+
+  void Add(Request& request);
+  Request* Take();
+  void Drain() noexcept;
+  void ServeBatch();
+  void RefuseAll();
+  static void Do(Request& request);
+  static void Complete(Request& request, Outcome outcome);
+
+  asio::thread_pool& engine_;
+  const char* const folder_;
+  std::mutex mutex_;
+  std::deque<Request*> leaving_;
+  std::deque<Request*> others_;
+  bool draining_ = false;
+  // On the engine's thread alone.
+  std::unique_ptr<CCtreeFile> table_;
+  std::vector<Request*> served_;
+};
+
+}  // namespace tvl::server
+
+#endif

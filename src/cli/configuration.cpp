@@ -7,10 +7,12 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
+#include <chrono>
 #include <climits>
 #include <cstdlib>
 #include <fstream>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include <tvlclient/errors.h>
@@ -40,9 +42,21 @@ std::string Environment(const char* name) {
   return value == nullptr ? std::string() : value;
 }
 
+// Opens the file for reading. One that another computer replaces can be out of reach for a moment.
+int OpenConfiguration(const std::string& file) {
+  constexpr std::chrono::milliseconds kPause{5};
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+  for (;;) {
+    const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    const bool passes = descriptor < 0 && (errno == ESTALE || errno == EACCES);
+    if (!passes || std::chrono::steady_clock::now() >= end) return descriptor;
+    std::this_thread::sleep_for(kPause);
+  }
+}
+
 // 0, or why the file cannot be read.
 int ReadProblem(const std::string& file) {
-  const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  const int descriptor = OpenConfiguration(file);
   if (descriptor < 0) return errno;
   struct stat status = {};
   int problem = fstat(descriptor, &status) == 0 ? 0 : errno;

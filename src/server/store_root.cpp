@@ -144,7 +144,8 @@ bool StoreRoot::MayEnter(int folder) const {
 bool StoreRoot::MayTouch(const Place& place) const {
   if (IsPartName(place.base) || !MayEnter(place.folder.Number())) return false;
   if (!configuration_folder_ || Identify(place.folder.Number()) != configuration_folder_) return true;
-  return !EqualNoCase(place.base.c_str(), configuration_base_.c_str());
+  return !EqualNoCase(place.base.c_str(), configuration_base_.c_str()) &&
+         !EqualNoCase(place.base.c_str(), (configuration_base_ + ".lock").c_str());  // its writers' turns
 }
 
 // By whatever name it was reached: false for the closed folders themselves, and for the configuration.

@@ -83,7 +83,7 @@ TEST_F(NamesOnAServer, LeaveTheRootInNoWay) {
       "../secret docs/../../secret docs\\..\\..\\secret //secret c:\\secret out up/secret "
       "docs/self/../../secret absolute absolute_inside tmp tmp/inner tmp\\inner TMP/../tmp/inner "
       "to_tmp/inner to_tmp/locks/dtlocks.dat to_tmp/fresh/folder/a to_inner around tmp/locks/dtlocks.dat "
-      "tvl.ini ./tvl.ini TVL.INI docs/../tvl.ini to_config second_name loop a\x01 .1.1.tvlpart");
+      "tvl.ini ./tvl.ini TVL.INI tvl.ini.lock docs/../tvl.ini to_config second_name loop a\x01 .1.1.tvlpart");
   refused.insert(refused.end(), {"", store.folder.Host("secret"), string(300, 'n'), string(256, 'n')});
   for (const string& name : refused) {
     SCOPED_TRACE(testing::PrintToString(name));

@@ -47,11 +47,10 @@ bool WriteRoot::IsLeftBy(const std::string& path) {
   if (follow_) return false;
   fs::path place = WithoutSlash(path);
   for (int links = 0; links < kMostLinks; ++links) {
-    const bool outside = IsOutside(place.parent_path().string());
-    if (!outside && !IsLink(place)) return false;
+    if (IsOutside(place.parent_path().string())) return IsOutside(place.string());  // it may be the root
+    if (!IsLink(place)) return false;
     std::error_code problem;
     if (fs::is_directory(place, problem)) return IsOutside(place.string());
-    if (outside) return true;
     place = WithoutSlash(place.parent_path() / fs::read_symlink(place, problem));
     if (problem) return true;
   }

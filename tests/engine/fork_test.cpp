@@ -65,7 +65,7 @@ constexpr int kRows = 100;
 // Opens a table and writes rows of a name, every other one in a batch.
 bool WriteRows(const std::string& path, char name) {
   const int table = IOpen(path.c_str());
-  bool good = true;
+  bool good = table > 0;
   for (int row = 0; row < kRows; ++row) {
     const bool batch = row % 2 == 0;
     good = good && (!batch || BeginBatch(table, 1) == 1);

@@ -25,6 +25,13 @@ std::string PolicyName(int policy) {
                                                                         : std::to_string(policy);
 }
 
+constexpr const char* kSafeties[] = {"0, written in place", "1, whole files", "2, whole files, synced"};
+
+std::string SafetyName(int level) {
+  return level >= 0 && level < static_cast<int>(std::size(kSafeties)) ? kSafeties[level]
+                                                                      : std::to_string(level);
+}
+
 std::string YesNo(bool value) {
   return value ? "yes" : "no";
 }
@@ -130,10 +137,12 @@ ExitStatus RunConfigShow(const Options& options) {
   ForgetFileErrors();
   if (const int code = reader.ReadConfig(file.c_str())) throw Stop(file, ConfigurationFailure(code));
   const bool zip = reader.ConfigZipOnTransfert() != 0;
+  const int safety = reader.ConfigSafeOnTransfert();
   const std::vector<Fact> facts = {
       {"File", "file", file},
       {"FileCompare", "file_compare", PolicyName(reader.ConfigFileCompare())},
       {"ZipOnTransfert", "zip_on_transfert", YesNo(zip), {}, zip},
+      {"SafeOnTransfert", "safe_on_transfert", SafetyName(safety), safety},
   };
   Console console;
   if (options.json)

@@ -17,6 +17,7 @@
 #include "cli/progress.h"
 #include "cli/store.h"
 #include "cli/text.h"
+#include "cli/transfer_batch.h"
 #include "cli/transfer_log.h"
 #include "cli/transfer_plan.h"
 
@@ -74,18 +75,25 @@ int MakeFolders(const std::string& path) {
 class Transfer {
  public:
   Transfer(Store& store, TransferLog& log, Direction direction, const Options& options, bool force)
-      : store_(store), log_(log), direction_(direction), options_(options), force_(force) {}
+      : store_(store),
+        log_(log),
+        direction_(direction),
+        options_(options),
+        force_(force),
+        batch_(store, log, direction, options) {}
 
   void Run(Console& console, const TransferPlan& plan) {
     std::optional<Progress> progress;
     if (HasTerminal() && !options_.quiet && !options_.json && !options_.dry_run)
       progress.emplace(console, plan.TotalBytes());
+    if (plan.Jobs().size() > 1) batch_.Begin();
     for (const TransferJob& job : plan.Jobs()) {
-      if (Interrupted() || connection_lost_) return;
+      if (Interrupted() || connection_lost_) break;
       if (progress) progress->Begin(job.names.Source(direction_), TargetPath(job), job.size.value_or(0));
       Do(job);
       if (progress) progress->End();
     }
+    batch_.End();
   }
 
  private:
@@ -138,7 +146,7 @@ class Transfer {
     ForgetFileErrors();
     const int code = store_.Client().CopyServer2Server(source.data(), target.data(), 0);
     if (code != TVL_OK) return TellFailed(job, code);
-    log_.Tell(job.names, Outcome::kCopied, job.size);
+    batch_.Add(job, Outcome::kCopied);
   }
 
   void DoFile(const TransferJob& job) {
@@ -151,7 +159,7 @@ class Transfer {
                          : store_.Client().PutRemote(remote.data(), local.data(), &transferred);
     if (code != TVL_OK) return TellFailed(job, code);
     if (transferred == 0) return TellSame(job);
-    log_.Tell(job.names, Outcome::kTransferred, job.size);
+    batch_.Add(job, Outcome::kTransferred);
   }
 
   void Preview(const TransferJob& job) {
@@ -200,6 +208,7 @@ class Transfer {
   const Direction direction_;
   const Options& options_;
   const bool force_;
+  TransferBatch batch_;
   bool connection_lost_ = false;
 };
 

@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include <tvlclient/cstring.h>
@@ -49,7 +50,7 @@ struct LockRow {
 // child it does nothing but free memory.
 class CConnection {
  public:
-  // Fills the identity; creates no file. `locks` and `procs` end in a backslash and are borrowed. Of
+  // Fills the identity; creates no file. `locks` and `procs` end in a backslash. Of
   // `clientClass` four characters count, with separators replaced by "_"; a shorter one is filled with "x".
   // Null `computerName`, `address` (dotted) and `userName` mean this computer's name in lower case,
   // "127.0.0.1" and the user's name.
@@ -118,7 +119,7 @@ class CConnection {
   // This process created the object; in a forked child it is dead.
   bool IsOwnProcess() const;
 
-  const char* locksDir;
+  const char* locksDir;  // both are copies: a new `Open` changes the configuration before this object ends
   const char* procsDir;
   char* computer;  // owned
   char ipText[9];
@@ -171,6 +172,8 @@ class CConnection {
   void DeleteTopRows();
   void DeleteFormerRows();
 
+  std::string locks_folder_;
+  std::string procs_folder_;
   tvl::TableEngineUse engine_use_;
   tvl::OwnNumber number_;
   bool has_allocated_ = false;

@@ -67,8 +67,8 @@ tvl::PathText InFolder(const char* folder, const std::string& name) {
 
 CConnection::CConnection(const char* locks, const char* procs, const char* clientClass,
                          const char* computerName, const char* address, const char* userName)
-    : locksDir(locks),
-      procsDir(procs),
+    : locksDir(nullptr),
+      procsDir(nullptr),
       computer(computerName != nullptr ? StrDup(computerName) : LowerName(AskName(GetComputerNameA))),
       ipText{},
       pid(GetCurrentProcessId()),
@@ -86,7 +86,11 @@ CConnection::CConnection(const char* locks, const char* procs, const char* clien
       className{},
       lockCount(0),
       markerHandle(INVALID_HANDLE_VALUE),
-      instance(0) {
+      instance(0),
+      locks_folder_(locks),
+      procs_folder_(procs) {
+  locksDir = locks_folder_.c_str();
+  procsDir = procs_folder_.c_str();
   std::memset(className, 'x', kClassLength);
   std::memcpy(className, clientClass, strnlen(clientClass, kClassLength));
   // A separator would make the marker's name one in another folder.

@@ -93,8 +93,7 @@ TEST_F(TvlTest, SettingsAndVariablesAreShown) {
   Configure("ZipOnTransfert=1\nFileCompare=time\nShortName=TheStore\n[Environments]\nBase=/b\nFull=$Base/x");
   Expect(0, {"config", "show"},
          {"FileCompare:        time\n", "ZipOnTransfert:     yes\n",
-          "SafeOnTransfert:    0, written in place\n", "Full = /b\\x\n",
-          "ShortName = TheStore\n"});
+          "SafeOnTransfert:    0, written in place\n", "Full = /b\\x\n", "ShortName = TheStore\n"});
   ExpectJson(0, {"info"},
              {R"("short_name":"TheStore")", R"("file_compare":"time")", R"("zip_on_transfert":true)",
               "\"root\":\"" + folder.Host("store") + "\""});

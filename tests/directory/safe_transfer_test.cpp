@@ -1,0 +1,190 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "directory/small_store.h"
+#include "platform/parts.h"
+#include "platform/replace_file.h"
+#include "platform/target_file.h"
+#include "support/faults.h"
+#include "support/helper_process.h"
+
+namespace {
+
+using std::string;
+
+constexpr std::size_t kSize = 300000;
+
+string Safe(int level) {
+  return "ZipOnTransfert=0\nSafeOnTransfert=" + std::to_string(level) + "\n";
+}
+
+// Puts two versions of one file in turns until it is killed.
+const Role kPutter("putter", [](const std::vector<string>& arguments) {
+  CTVLClientSmbOpr opr;
+  if (opr.Open(Arg(arguments.at(1)), Arg(arguments.at(0)), Arg("test")) != 0) return 1;
+  Tell("open");
+  for (int turn = 0;; ++turn) {
+    int transferred = 1;
+    if (opr.PutRemote(Arg("f"), Arg(turn % 2 == 0 ? "a" : "b"), &transferred) != 0) return 2;
+    if (turn == 0) Tell("put");
+  }
+});
+
+TEST(SafeTransfer, KilledWritersLeaveOneOfTheVersions) {
+  SmallStore store(Safe(1), TempFolder::Memory());
+  for (const char* version : {"a", "b"})
+    store.folder.Write(string("work/") + version, string(kSize, *version));
+  const int kills = std::getenv("TVL_TEST_LARGE") != nullptr ? 2000 : 24;
+  std::atomic<bool> done = false;
+  std::atomic<int> torn = 0;
+  std::thread reader([&] {
+    while (!done) {
+      const bool exists = store.folder.Exists("root/f");
+      const string seen = store.folder.Read("root/f");
+      if (exists && (seen.size() != kSize || seen.find_first_not_of(seen[0]) != string::npos)) ++torn;
+    }
+  });
+  for (int kill = 0; kill < kills; ++kill) {
+    HelperProcess first({"putter", store.folder.Logical("store.ini"), store.folder.Logical("work")});
+    HelperProcess second({"putter", store.folder.Logical("store.ini"), store.folder.Logical("work")});
+    EXPECT_EQ(first.Hear() + second.Hear(), "openopen");
+    if (kill % 2 == 0) {
+      EXPECT_EQ(first.Hear(), "put");
+    }
+    usleep(static_cast<useconds_t>(kill * 37 % 1000));
+    first.Signal(SIGKILL);
+    second.Signal(SIGKILL);
+    first.Wait();
+    second.Wait();
+  }
+  done = true;
+  reader.join();
+  EXPECT_EQ(torn, 0);
+  tvl::RemoveDeadParts(store.folder.Logical("root").c_str());
+  EXPECT_EQ(store.folder.Tree("root"), std::vector<string>{"f"});
+}
+
+TEST(SafeTransfer, GroupsAreReportedOneByOne) {
+  for (int level = 0; level <= 2; ++level) {
+    SmallStore store(Safe(level));
+    for (const char* name : {"a", "b", "c"}) store.folder.Write(string("work/d/") + name, name);
+    int transferred = 0;
+    ASSERT_EQ(store.opr.BeginTransfers(), 0);
+    EXPECT_EQ(store.opr.BeginTransfers(), TVL_ERR_ALREADY_CONNECTED);
+    for (const char* name : {"d/a", "d/b", "d/c"}) ASSERT_EQ(store.Put(name, &(transferred = 0)), 0);
+    EXPECT_EQ(store.folder.Exists("root/d/b"), level < 2);
+    int count = 0;
+    CString list;
+    EXPECT_EQ(store.opr.GetRemoteDirContent(Arg("d"), Arg("*.*"), &count, list), 0);
+    EXPECT_EQ(count, level < 2 ? 3 : 0) << "parts are not listed";
+    if (level == 2) store.folder.Make("root/d/b/taken");
+    std::vector<int> codes;
+    const auto collect = [](int index, int code, void* into) {
+      auto* results = static_cast<std::vector<int>*>(into);
+      EXPECT_EQ(index, static_cast<int>(results->size()));
+      results->push_back(code);
+    };
+    const int failure = level == 2 ? 22 : 0;
+    EXPECT_EQ(store.opr.EndTransfers(collect, &codes), failure);
+    EXPECT_EQ(codes, (std::vector<int>{0, failure, 0}));
+    EXPECT_EQ(store.folder.Read("root/d/a") + store.folder.Read("root/d/c"), "ac");
+    // Whichever sync fails, a file is reported as failed, and is there whole or not at all.
+    for (int at = 1;; ++at) {
+      store.folder.Write("work/d/a", "new" + std::to_string(at));
+      ASSERT_EQ(store.opr.BeginTransfers(), 0);
+      ASSERT_EQ(store.Put("d/a", &(transferred = 1)), 0);
+      codes.clear();
+      bool hit = false;
+      {
+        const Faults faults(at, EIO);
+        store.opr.EndTransfers(collect, &codes);
+        hit = Faults::Hit() != nullptr;
+      }
+      const string now = store.folder.Read("root/d/a");
+      ASSERT_EQ(codes.size(), 1U);
+      EXPECT_TRUE(now == "new" + std::to_string(at) || (codes[0] != 0 && !now.empty())) << at << now;
+      if (!hit) break;
+    }
+    // A group that is not ended leaves nothing.
+    ASSERT_EQ(store.opr.BeginTransfers(), 0);
+    ASSERT_EQ(store.Put("d/c", &(transferred = 1)), 0);
+    store.opr.Close();
+    tvl::RemoveDeadParts(store.folder.Logical("root/d").c_str());
+    EXPECT_EQ(store.folder.Tree("root").size(), level < 2 ? 4U : 5U);
+  }
+}
+
+// As on SMB, where a program of this computer has the target open.
+TEST(SafeTransfer, RefusedRenamesAreRetriedAndThePartOfALostTargetIsKept) {
+  const TempFolder folder;
+  static const tvl::SystemCalls real = tvl::System();
+  static int refusals = 0;
+  static string target;
+  target = folder.Host("f");
+  for (const bool lost : {false, true}) {
+    folder.Write("f", "old");
+    folder.Write("part", "new");
+    refusals = 0;
+    tvl::System().rename = [](const char* from, const char* to) {
+      errno = EACCES;
+      return ++refusals < 4 ? -1 : real.rename(from, to);
+    };
+    if (lost) {
+      tvl::System().rename = [](const char*, const char*) {
+        real.unlink(target.c_str());
+        errno = EIO;
+        return -1;
+      };
+    }
+    const bool replaced = tvl::ReplaceFile(folder.Host("part").c_str(), target.c_str(), true);
+    tvl::System() = real;
+    EXPECT_EQ(replaced, !lost);
+    EXPECT_EQ(folder.Read(lost ? "part" : "f"), "new");
+    EXPECT_EQ(folder.Exists("f"), !lost);
+  }
+}
+
+TEST(SafeTransfer, KeepsHolesModesAndSecondNames) {
+  for (int kind = 0; kind < 6; ++kind) {
+    SmallStore store("ZipOnTransfert=" + std::to_string(kind % 2) +
+                     "\nSafeOnTransfert=" + std::to_string(kind / 2) + "\n");
+    const mode_t before = umask(022);
+    store.folder.Write("work/f", "head");
+    ASSERT_EQ(truncate(store.folder.Host("work/f").c_str(), 8 << 20), 0);
+    ASSERT_EQ(chmod(store.folder.Host("work/f").c_str(), 0750), 0);
+    int transferred = 1;
+    ASSERT_EQ(store.Put("f", &transferred), 0);
+    store.folder.Make("root/shared");
+    ASSERT_EQ(chmod(store.folder.Host("root/shared").c_str(), 02770), 0);
+    ASSERT_EQ(chmod(store.folder.Host("work/f").c_str(), 0600), 0);
+    ASSERT_EQ(store.opr.PutRemote(Arg("shared/f"), Arg("f"), &transferred), 0);
+    ASSERT_EQ(store.Put("f", &transferred), 0);
+    umask(before);
+    struct stat status = {};
+    ASSERT_EQ(stat(store.folder.Host("root/f").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0750U) << "an existing target keeps its mode" << kind;
+    EXPECT_EQ(status.st_size, 8 << 20);
+    EXPECT_LT(status.st_blocks, 1000) << kind;
+    ASSERT_EQ(stat(store.folder.Host("root/shared/f").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0660U) << kind;
+    EXPECT_EQ(store.opr.WhyInPlace(), nullptr);
+    ASSERT_EQ(link(store.folder.Host("root/f").c_str(), store.folder.Host("root/second").c_str()), 0);
+    store.folder.Write("work/f", "short");
+    ASSERT_EQ(store.Put("f", &transferred), 0);
+    EXPECT_EQ(store.folder.Read("root/second"), "short");
+    EXPECT_EQ(store.opr.WhyInPlace() != nullptr, kind / 2 > 0);
+    EXPECT_EQ(store.opr.PutRemote(Arg("f"), Arg("..\\..\\..\\proc\\self\\mem"), &transferred),
+              kind % 2 == 0 ? 22 : 27);
+  }
+}
+
+}  // namespace

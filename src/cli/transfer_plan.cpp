@@ -27,6 +27,17 @@ bool IsFolder(const std::string& path) {
   return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+// ".<process>.<number>.tvlpart": a file that is being written.
+bool IsPartName(std::string_view name) {
+  constexpr std::string_view kSuffix = ".tvlpart";
+  if (!name.starts_with('.') || !name.ends_with(kSuffix) || name.size() <= kSuffix.size()) return false;
+  const std::string_view numbers = name.substr(1, name.size() - kSuffix.size() - 1);
+  const std::size_t dot = numbers.find('.');
+  return dot != std::string_view::npos && dot > 0 && dot + 1 < numbers.size() &&
+         numbers.find_first_not_of("0123456789", dot + 1) == std::string_view::npos &&
+         numbers.find_first_not_of("0123456789") == dot;
+}
+
 std::vector<std::string> SplitList(std::string_view list) {
   std::vector<std::string> names;
   while (!list.empty()) {
@@ -220,7 +231,7 @@ bool TransferPlan::ListHost(const NamePair& names, std::vector<std::string>& ent
   }
   while (const dirent* entry = readdir(folder.get())) {
     const std::string name = entry->d_name;
-    if (name == "." || name == "..") continue;
+    if (name == "." || name == ".." || IsPartName(name)) continue;
     if (name.find('\\') == std::string::npos) {
       entries.push_back(name);
     } else {

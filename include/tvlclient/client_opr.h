@@ -203,6 +203,8 @@ class TVL_API CTVLClientOpr {
   TVL_HIDDEN static int SyncDirFileIsExcluded(const char* path, SYNC_DIR_FILE_EXCLUDE exclude);
   TVL_HIDDEN int SyncDirFileExists(const char* path) const;
   TVL_HIDDEN void SyncDirRelease();
+  // Drops the entries from `count` on.
+  TVL_HIDDEN void SyncDirTruncate(int count);
 
   int opened;
   int dumbMode;

@@ -34,7 +34,8 @@ enum {
   TVL_ERR_RS_FORMAT = 32,         // reserved; no operation returns it
   TVL_ERR_RS_READ = 33,           // reserved; no operation returns it
   TVL_ERR_RS_WRITE = 34,          // a row could not be written
-  TVL_ERR_RS_DELETE = 35          // a row could not be deleted
+  TVL_ERR_RS_DELETE = 35,         // a row could not be deleted
+  TVL_ERR_STOPPED = 40  // addition: the application's stop hook ended the operation (TVLSetStopHook)
 };
 
 #endif

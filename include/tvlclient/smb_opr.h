@@ -24,6 +24,39 @@ typedef void (*EnvironCallback)(const char* name, const char* value, void* userD
 // Result of one copy of a group; see CTVLClientSmbOpr::EndTransfers.
 typedef void (*TransferCallback)(int index, int code, void* userData);
 
+// What the plan of a synchronisation found under the name of a file of the source.
+enum SYNC_PLAN_KIND {
+  SYNC_PLAN_UNKNOWN = 0,  // could not be examined
+  SYNC_PLAN_FILE = 1,
+  SYNC_PLAN_OTHER = 2,   // a pipe, a socket or a device
+  SYNC_PLAN_NOTHING = 3  // a link to nothing
+};
+
+// Why a listing or a plan cannot use a name.
+enum TVL_LEFT_OUT {
+  TVL_LEFT_OUT_NOT = 0,
+  TVL_LEFT_OUT_BACKSLASH = 1,  // in the name: no path could say it
+  TVL_LEFT_OUT_LEADS_BACK = 2  // a link to a folder that the walk is in: it would not end
+};
+
+// One name of a folder. `name` lives until the callback returns.
+struct TVLDirEntry {
+  const char* name;
+  int isFolder;  // 1 also for a link to a folder
+  TVL_LEFT_OUT leftOut;
+};
+
+typedef void (*DirEntryCallback)(const TVLDirEntry* entry, void* userData);
+
+// An update pack, as GetUpdatePacks lists it. The texts live until the callback returns.
+struct TVLUpdatePack {
+  int number;
+  const char* suffix;  // may be empty
+  const char* file;
+};
+
+typedef void (*UpdatePackCallback)(const TVLUpdatePack* pack, void* userData);
+
 // A connection to a store that is a directory tree, as a rule on a network share, with no server process.
 //
 // The base class tells what the operations do. Those of files and trees do not ask whether the connection is
@@ -110,6 +143,38 @@ class TVL_API CTVLClientSmbOpr : public CTVLClientOpr {
   // is not open or when the table cannot be read within 10 s. Changes nothing.
   int HoldsLock(const char* object);
 
+  // With `on` 1 SyncDirSyncronize gives each target the times of its source after the copy, as a get and a
+  // put do, so that the policy "time" finds them equal also with packing or where the target has another
+  // owner.
+  void SyncPlanSetTimes(int on);
+
+  // The result of an entry that SyncDirSyncronize carried out, also within its callback and until the next
+  // call: 1, with TVL_OK, 22, 23, 24, 25, 27, 28 or TVL_ERR_STOPPED in `code`; 0 if there is none (yet).
+  int SyncPlanResult(int index, int* code) const;
+  // Why that entry failed, as far as known: errno value and path, which lives until the next
+  // SyncDirSyncronize. 0 for an entry that did not fail.
+  int SyncPlanFailure(int index, int* error, const char** path) const;
+
+  // What the source of an entry to keep or to copy is, and its whole size. 0 for an impossible `index`.
+  int SyncPlanSource(int index, SYNC_PLAN_KIND* kind, unsigned long long* size) const;
+
+  // The names that the opens since the list was last empty had to leave out: their folder's full path and the
+  // name in it, which live until the next open. `inTarget` 1: on the target's side, where it has no partner.
+  // 0 for an impossible `index`.
+  int SyncPlanLeftOut(int index, const char** folder, const char** name, TVL_LEFT_OUT* reason,
+                      int* inTarget) const;
+
+  // 1 if an open with this pattern and exclusion passes over `name`, else 0.
+  static int SyncPlanPassesOver(const char* name, const char* pattern, SYNC_DIR_FILE_EXCLUDE exclude);
+
+  // Calls `callback` for each name in a folder of the store that matches `pattern`, also for those that
+  // GetRemoteDirContent has to leave out. Unlike in its list, a name may contain "|". Returns TVL_OK;
+  // TVL_ERR_SERVER_FILE if `directory` is not a folder or cannot be read to its end; TVL_ERR_STOPPED.
+  int ListRemoteDir(const char* directory, const char* pattern, DirEntryCallback callback, void* userData);
+
+  // Calls `callback` for each update pack with `prefix`, in the order of GetUpdatePacks. Returns TVL_OK.
+  int ListUpdatePacks(const char* prefix, UpdatePackCallback callback, void* userData);
+
   // Calls `callback` for every standing lock in the order of the objects' names, and changes nothing. Works
   // on an open connection and after Preview. Returns TVL_OK, TVL_ERR_NOT_CONNECTED, or TVL_ERR_SERVER_FILE if
   // the lock table cannot be read.
@@ -179,8 +244,9 @@ class TVL_API CTVLClientSmbOpr : public CTVLClientOpr {
   TVL_HIDDEN int CopyTree(const char* source, const char* target, ProgressCallback callback, void* userData);
   TVL_HIDDEN static void EqualFileTimes(const char* source, const char* target);
   TVL_HIDDEN int SyncDirOpen(const char* source, const char* target, const char* pattern,
-                             SYNC_DIR_FILE_EXCLUDE exclude, unsigned int* total, bool below);
-
+                             SYNC_DIR_FILE_EXCLUDE exclude, unsigned int* total);
+  class TVL_HIDDEN SyncPlanner;
+  class TVL_HIDDEN SyncWorker;
   struct TVL_HIDDEN State;
   State* state;
 };

@@ -124,6 +124,15 @@ TVL_API void TVLSetPumpHook(TVLPumpHook hook, void* userData);
 // Any thread.
 TVL_API void TVLSetSafeTransfers(int level);
 
+// Asked between two entries of long work; returns 0 to go on, anything else to stop.
+typedef int (*TVLStopHook)(void* userData);
+
+// Has `hook` asked with `userData` between two entries of every copy of a tree, removal of a tree,
+// SizeofDosDir and synchronisation. When it says so, the operation ends there with TVL_ERR_STOPPED
+// (SizeofDosDir returns the sum so far) and what was done stays; an open of a synchronisation then plans
+// nothing. Null removes the hook. It belongs to the calling thread and is asked on this thread only.
+TVL_API void TVLSetStopHook(TVLStopHook hook, void* userData);
+
 // Ends a wait over TCP in which the server has sent nothing for `seconds`; 0, the default, waits for ever.
 // The connection is lost then, and the operation returns what it returns for a lost connection:
 // TVL_ERR_TCP_CONNECT, TVL_ERR_TCP_SEND or TVL_ERR_TCP_RECEIVE. Looking up the name of a host is not covered.

@@ -5,6 +5,8 @@
 
 #include "base/fixed_text.h"
 #include "base/pump.h"
+#include "base/stop.h"
+#include "platform/folder.h"
 #include "platform/search.h"
 
 namespace tvl {
@@ -13,8 +15,11 @@ namespace tvl {
 class FolderSearch {
  public:
   // `pattern`: the folder's path, a backslash and a pattern.
-  explicit FolderSearch(const char* pattern, FolderLinks links = FolderLinks::kLeadingOn)
-      : search_(FindFirst(pattern, &found_, links)) {}
+  explicit FolderSearch(const char* pattern, SearchScope scope = SearchScope::kReachable)
+      : search_(FindFirst(pattern, &found_, scope)) {}
+  // In an open folder at `path`, unreachable names included.
+  FolderSearch(const Folder& folder, const char* path, const char* pattern)
+      : search_(FindFirstIn(folder, path, pattern, &found_)) {}
   ~FolderSearch() {
     if (IsOpen()) FindClose(search_);
   }
@@ -36,34 +41,34 @@ class FolderSearch {
 
 enum class WalkEnd {
   kWhole,
-  kStopped,  // the visitor said so
+  kStopped,  // by the visitor or by the application (stop.h)
   kBroken,   // the folder could not be read, or not to its end
 };
 
-// Calls `visit` with every entry that matches, in the order in which the file system gives them, the names
-// "." and ".." left out, until it gives false. `between` runs once when the search is open and once behind
-// each entry.
+// Calls `visit` with every entry that `search`, just started, finds, in the order in which the file system
+// returns them, without the names "." and "..", until it returns false. `between` runs once when the search
+// is open and once after each entry.
 template <typename Visit, typename Between>
-[[nodiscard]] WalkEnd VisitEntries(const PathText& pattern, Visit visit, Between between,
-                                   FolderLinks links = FolderLinks::kLeadingOn) {
-  if (!pattern.Fits()) return WalkEnd::kBroken;
-  FolderSearch search(pattern.Text(), links);
-  bool whole = SearchCameToEnd();  // asked behind each step, before another search can begin
+[[nodiscard]] WalkEnd VisitFound(FolderSearch& search, Visit visit, Between between) {
+  bool whole = SearchCameToEnd();  // asked after each step, before another search can begin
   between();
   for (bool more = search.IsOpen(); more;) {
     if (!IsDotName(search.Found().cFileName) && !visit(search.Found())) return WalkEnd::kStopped;
     between();
+    if (StopRequested()) return WalkEnd::kStopped;
     more = search.Next();
     whole = SearchCameToEnd();
   }
   return whole ? WalkEnd::kWhole : WalkEnd::kBroken;
 }
 
-// The same with the message pump in between, so the application stays alive during a long walk. False if
-// `visit` ended it; a folder that can't be read counts as an empty one.
+// Visits the entries of a folder that match, with the message pump in between, so that the application stays
+// responsive. False if the walk was stopped; a folder that cannot be read counts as an empty one.
 template <typename Visit>
-bool VisitFolder(const PathText& pattern, Visit visit, FolderLinks links = FolderLinks::kLeadingOn) {
-  return VisitEntries(pattern, visit, PumpMessages, links) != WalkEnd::kStopped;
+bool VisitFolder(const PathText& pattern, Visit visit, SearchScope scope = SearchScope::kReachable) {
+  if (!pattern.Fits()) return true;
+  FolderSearch search(pattern.Text(), scope);
+  return VisitFound(search, visit, PumpMessages) != WalkEnd::kStopped;
 }
 
 }  // namespace tvl

@@ -44,6 +44,7 @@ constexpr CodeMeaning kMeanings[] = {
     {TVL_ERR_RS_READ, kFailed, "rows cannot be read"},
     {TVL_ERR_RS_WRITE, kFailed, "a row cannot be written"},
     {TVL_ERR_RS_DELETE, kFailed, "a row cannot be deleted"},
+    {TVL_ERR_STOPPED, kInterrupted, "interrupted"},
 };
 constexpr CodeMeaning kUnknown = {-1, kFailed, "failed"};
 

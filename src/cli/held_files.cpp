@@ -6,6 +6,8 @@
 
 #include <filesystem>
 
+#include "cli/interrupt.h"
+
 namespace tvl::cli {
 namespace {
 
@@ -62,7 +64,8 @@ std::vector<HeldFile> HeldFilesAt(const std::string& path) {
   if (!S_ISDIR(status.st_mode)) return held;
   std::error_code problem;  // what can't be listed the removal itself will tell
   fs::recursive_directory_iterator entry(path, fs::directory_options::skip_permission_denied, problem);
-  for (; !problem && entry != fs::recursive_directory_iterator(); entry.increment(problem)) {
+  for (; !problem && entry != fs::recursive_directory_iterator() && !Interrupted();
+       entry.increment(problem)) {
     std::error_code gone;
     if (fs::is_regular_file(entry->symlink_status(gone))) AddIfHeld(entry->path().string(), held);
   }

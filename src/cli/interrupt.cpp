@@ -63,6 +63,7 @@ void CatchInterrupts(bool quiet) {
   for (const int signal : {SIGINT, SIGTERM}) {
     if (!IsIgnored(signal)) sigaction(signal, &action, nullptr);
   }
+  TVLSetStopHook([](void* /*unused*/) { return interrupted ? 1 : 0; }, nullptr);
 }
 
 bool Interrupted() {

@@ -12,8 +12,9 @@ namespace tvl::cli {
 void IgnoreFileSizeSignal();
 void RestoreFileSizeSignal();
 
-// From here on the first SIGINT or SIGTERM is only noted, and reported on standard error unless `quiet`; the
-// next one ends the process. A signal that is ignored stays ignored.
+// From here on the first SIGINT or SIGTERM is only noted, with a notice on standard error unless `quiet`, and
+// ends what this thread has the library do between two entries; the next one ends the process. A signal
+// that is ignored stays ignored.
 void CatchInterrupts(bool quiet);
 
 [[nodiscard]] bool Interrupted();

@@ -1,14 +1,10 @@
-#include <fnmatch.h>
 #include <sys/stat.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <ctime>
-#include <filesystem>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -30,6 +26,7 @@ struct ListRequest {
   std::string folder;
   std::string pattern = kEverything;
   bool details = false;
+  bool all = false;
 };
 
 // What is known of an entry; a link is told by what it leads to.
@@ -62,38 +59,31 @@ std::string TimeText(time_t time, const char* format, tm* (*broken_down)(const t
   return text.data();
 }
 
-bool Matches(const std::string& pattern, const std::string& name) {
-  return pattern == kEverything || fnmatch(pattern.c_str(), name.c_str(), FNM_CASEFOLD) == 0;
+// Files of the machinery: journals of tables, and transfers that have not ended.
+bool IsInternal(const std::string& name) {
+  return name.ends_with(".dat-journal") || (name.starts_with('.') && name.ends_with(".tvlpart"));
 }
 
-// Names with a "|" in them fall apart in the library's list; then the folder itself has to be asked.
-std::vector<std::string> NamesOnHost(const std::string& path, const std::string& pattern) {
+struct NameList {
   std::vector<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator(path)) {
-    const std::string name = entry.path().filename().string();
-    if (Matches(pattern, name)) names.push_back(name);
+  bool all;
+
+  // Names that no path can say are there all the same.
+  static void Add(const TVLDirEntry* entry, void* list) {
+    auto& self = *static_cast<NameList*>(list);
+    if (self.all || !IsInternal(entry->name)) self.names.emplace_back(entry->name);
   }
-  return names;
-}
+};
 
 std::vector<std::string> NamesIn(Store& store, const ListRequest& request) {
-  std::string folder = TidyName(request.folder);
-  std::string pattern = request.pattern;
-  int count = 0;
-  CString list;
+  const std::string folder = TidyName(request.folder);
+  NameList list = {{}, request.all};
   ForgetFileErrors();
-  const int code = store.Client().GetRemoteDirContent(folder.data(), pattern.data(), &count, list);
-  const Failure failure = store.Explain(code, {folder, folder});
-  if (code != TVL_OK) throw Stop(request.folder, failure);
-  if (count == 0 && failure.error != 0)
-    throw Stop(request.folder, SystemFailure("cannot be listed", failure.error, failure.path));
-  std::vector<std::string> names;
-  std::istringstream text(list.GetString());
-  for (std::string name; std::getline(text, name, '|');) names.push_back(name);
-  if (names.size() != static_cast<std::size_t>(count))
-    names = NamesOnHost(store.StorePath(folder), request.pattern);
-  std::sort(names.begin(), names.end());
-  return names;
+  const int code =
+      store.Directory()->ListRemoteDir(folder.c_str(), request.pattern.c_str(), NameList::Add, &list);
+  if (code != TVL_OK) throw Stop(request.folder, store.Explain(code, {folder, folder}));
+  std::sort(list.names.begin(), list.names.end());
+  return list.names;
 }
 
 // A file is listed as itself.
@@ -161,6 +151,7 @@ void AddListCommand(CLI::App& app, Invocation& invocation) {
                  [request, &options = invocation.options] { return RunList(options, *request); });
   AddText(command, "DIR", request->folder, "Folder on the store (default: the whole store's)", "");
   AddText(command, "PATTERN", request->pattern, "Which names, with * and ?, whatever their case", "");
+  command.add_flag("-a,--all", request->all, "Journals of tables and unfinished transfers too");
   command.add_flag("-l,--long", request->details, "With size in bytes and time of change");
   command.footer("Examples:\n  tvl ls\n  tvl ls -l docs\n  tvl ls docs '*.doc'\n  tvl --json ls docs");
 }

@@ -3,7 +3,6 @@
 #include <CLI/CLI.hpp>
 #include <cerrno>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -35,52 +34,33 @@ struct ServiceRequest {
 
 // --- Update packs ---
 
-struct Pack {
-  std::string number;
-  std::string suffix;
-  std::string file;
-};
+struct PackList {
+  std::vector<std::vector<std::string>> rows;
+  std::vector<JsonObject> documents;
 
-// Takes "number;suffix;file|number;suffix;file" apart.
-std::vector<Pack> PacksIn(const std::string& list) {
-  std::vector<Pack> packs;
-  std::istringstream items(list);
-  for (std::string item; std::getline(items, item, '|');) {
-    const std::size_t first = item.find(';');
-    const std::size_t second = first == std::string::npos ? first : item.find(';', first + 1);
-    if (second != std::string::npos) {
-      const std::string suffix = item.substr(first + 1, second - first - 1);
-      packs.push_back({item.substr(0, first), suffix == " " ? "" : suffix, item.substr(second + 1)});
-    } else if (!packs.empty()) {
-      packs.back().file += "|" + item;  // a bar in the file's own name
-    }
+  static void Add(const TVLUpdatePack* pack, void* list) {
+    auto& self = *static_cast<PackList*>(list);
+    self.rows.push_back({std::to_string(pack->number), *pack->suffix == 0 ? "-" : pack->suffix, pack->file});
+    self.documents.emplace_back()
+        .Number("number", pack->number)
+        .Text("suffix", pack->suffix)
+        .Text("file", pack->file);
   }
-  return packs;
-}
+};
 
 ExitStatus RunPacks(const Options& options, const ServiceRequest& request) {
   Store store = OpenStore(options);
-  std::string prefix = request.name;
-  int count = 0;
-  CString list;
+  PackList packs;
   ForgetFileErrors();
-  if (const int code = store.Client().GetUpdatePacks(prefix.data(), count, list))
+  if (const int code = store.Directory()->ListUpdatePacks(request.name.c_str(), PackList::Add, &packs))
     throw Stop({}, LibraryFailure(code));
-  std::vector<std::vector<std::string>> rows;
-  std::vector<JsonObject> documents;
-  for (const Pack& pack : PacksIn(list.GetString())) {
-    rows.push_back({pack.number, pack.suffix.empty() ? "-" : pack.suffix, pack.file});
-    documents.emplace_back()
-        .Number("number", std::stoll(pack.number))
-        .Text("suffix", pack.suffix)
-        .Text("file", pack.file);
-  }
   Console console;
   if (options.json) {
-    console.Out(
-        JsonObject().Text("command", "packs").Text("prefix", prefix).Array("packs", documents).Line());
+    JsonObject document;
+    document.Text("command", "packs").Text("prefix", request.name);
+    console.Out(document.Array("packs", packs.documents).Line());
   } else {
-    for (const std::string& line : InColumns(rows)) console.Out(line);
+    for (const std::string& line : InColumns(packs.rows)) console.Out(line);
   }
   return kDone;
 }

@@ -2,10 +2,13 @@
 
 #include <CLI/CLI.hpp>
 #include <cerrno>
+#include <charconv>
 #include <memory>
 #include <optional>
 #include <sstream>
 #include <string>
+#include <string_view>
+#include <system_error>
 
 #include <tvlclient/errors.h>
 
@@ -33,8 +36,30 @@ struct SyncRequest {
   std::string exclude;
   bool remove = false;
   bool follow = false;
-  std::optional<std::uint64_t> most_deletions;
+  std::string most_deletions;
+  bool limits_deletions = false;
 };
+
+// The number of --max-delete, which may be one of percent.
+struct DeletionLimit {
+  std::uint64_t number;
+  bool percent;
+
+  [[nodiscard]] bool Allows(std::uint64_t deletions, std::uint64_t names) const {
+    return percent ? deletions * 100 <= number * names : deletions <= number;
+  }
+};
+
+DeletionLimit ParseDeletionLimit(const std::string& text) {
+  const bool percent = text.ends_with('%');
+  const std::string_view digits = std::string_view(text).substr(0, text.size() - (percent ? 1 : 0));
+  DeletionLimit limit = {0, percent};
+  const auto [end, problem] = std::from_chars(digits.data(), digits.data() + digits.size(), limit.number);
+  const bool whole = problem == std::errc() && end == digits.data() + digits.size();
+  if (!whole || (percent && limit.number > 100))
+    throw Stop("--max-delete takes a number, or 0% to 100% of what the target has, not '" + text + "'");
+  return limit;
+}
 
 struct ExcludeName {
   const char* name;
@@ -64,22 +89,25 @@ class Sync {
       : direction_(direction),
         options_(options),
         request_(request),
-        exclude_(ExcludeFlags(request.exclude)),
+        rules_{request.remove, request.pattern, ExcludeFlags(request.exclude), options.verbose},
         names_{TidyName(request.remote), TidyName(request.local)},
-        store_(options, WorkingDirectory(), options.dry_run ? Store::Use::kLook : Store::Use::kWork) {}
+        store_(options, WorkingDirectory(), options.dry_run ? Store::Use::kLook : Store::Use::kWork) {
+    if (request.limits_deletions) limit_ = ParseDeletionLimit(request.most_deletions);
+  }
 
   ExitStatus Run() {
     if (store_.Client().DumbMode() != 0) return TellNothingToDo();
     CheckPlaces();
     if (store_.Client().FileCmp() == kDumbPolicy && !options_.quiet)
       console_.Err("tvl: the store's FileCompare is dumb: only files of new folders are copied");
+    CatchInterrupts(options_.quiet);
     Open();
     const std::string root = direction_ == Direction::kPut ? store_.StorePath({}) : TargetPath();
-    const SyncPlan plan(store_, direction_, request_.remove, WriteRoot(root, request_.follow));
+    const SyncPlan plan(store_, direction_, rules_, WriteRoot(root, request_.follow));
+    if (Interrupted()) throw Stop(SourcePath(), LibraryFailure(TVL_ERR_STOPPED));
     SyncWork work(store_, console_, options_, plan);
     work.TellPlan(request_.remove);
     CheckPlan(plan);
-    CatchInterrupts(options_.quiet);
     if (options_.dry_run)
       work.TellWouldBe();
     else
@@ -127,12 +155,14 @@ class Sync {
     std::string pattern = request_.pattern;
     unsigned int total = 0;
     store_.Directory()->SyncPlanFoldersLater(1);
+    store_.Directory()->SyncPlanSetTimes(1);
     ForgetFileErrors();
     CTVLClientOpr& client = store_.Client();
     const int code =
         direction_ == Direction::kGet
-            ? client.SyncDirOpenGetRemote(remote.data(), local.data(), pattern.data(), exclude_, &total)
-            : client.SyncDirOpenPutRemote(remote.data(), local.data(), pattern.data(), exclude_, &total);
+            ? client.SyncDirOpenGetRemote(remote.data(), local.data(), pattern.data(), rules_.exclude, &total)
+            : client.SyncDirOpenPutRemote(remote.data(), local.data(), pattern.data(), rules_.exclude,
+                                          &total);
     if (code != TVL_OK) throw Stop(SourcePath(), store_.Explain(code, names_));
   }
 
@@ -144,11 +174,11 @@ class Sync {
     if (deletions.entries == 0) return;
     if (!plan.SourceHasFiles())
       throw Stop({}, {kFailed, 0, "the source has no files, so nothing is deleted or done", 0, SourcePath()});
-    if (request_.most_deletions && deletions.files > *request_.most_deletions)
+    if (limit_ && !limit_->Allows(deletions.files, plan.TargetNames()))
       throw Stop({}, {kFailed,
                       0,
                       Counted(deletions.files, "deletion") + " planned, more than the " +
-                          std::to_string(*request_.most_deletions) + " of --max-delete, nothing is done",
+                          request_.most_deletions + " of --max-delete, nothing is done",
                       0,
                       {}});
   }
@@ -156,7 +186,8 @@ class Sync {
   const Direction direction_;
   const Options& options_;
   const SyncRequest& request_;
-  const SYNC_DIR_FILE_EXCLUDE exclude_;
+  const SyncRules rules_;
+  std::optional<DeletionLimit> limit_;
   const NamePair names_;
   Console console_;
   Store store_;
@@ -182,13 +213,15 @@ constexpr SyncCommand kCommands[] = {
 constexpr char kFooter[] =
     R"(The plan comes first: what will be copied, made and deleted, and how much. Deletions
 happen with --delete only. An empty source is refused, as a share that is not mounted
-looks like one. A file in the place of a folder, or the other way round, is named and
-left alone, and so is a link that leads out of the target: exit 3.
+looks like one. What cannot or must not be done is named and skipped, exit 3: a file in
+the place of a folder or the other way round, pipes, links to nothing or in a circle,
+names with a backslash, links that lead out of the target, and a folder to be deleted that holds names which --exclude or
+--pattern leaves alone.
 
 Examples:
   tvl -n sync pull docs docs                          the plan, and nothing else
   tvl sync pull docs /home/me/docs
-  tvl sync push docs docs --delete --max-delete 20
+  tvl sync push docs docs --delete --max-delete 10%
   tvl sync pull docs docs --exclude database,pdf)";
 
 void AddSyncCommand(const SyncCommand& about, CLI::App& group, Invocation& invocation) {
@@ -208,9 +241,14 @@ void AddSyncCommand(const SyncCommand& about, CLI::App& group, Invocation& invoc
   command.add_flag("--delete", request->remove, "Delete what the source does not have");
   command.add_flag("--follow", request->follow, "Write through links that lead out of the target");
   command
-      .add_option("--max-delete", request->most_deletions,
-                  "Do nothing if more files and folders would be deleted")
-      ->type_name("N");
+      .add_option_function<std::string>(
+          "--max-delete",
+          [request](const std::string& text) {
+            request->most_deletions = text;
+            request->limits_deletions = true;
+          },
+          "Do nothing if more files and folders would be\ndeleted; N% is of those that the target has")
+      ->type_name("N|N%");
   command.footer(kFooter);
 }
 

@@ -1,7 +1,5 @@
 #include "cli/sync_work.h"
 
-#include <sys/stat.h>
-
 #include <tvlclient/errors.h>
 
 #include "cli/columns.h"
@@ -33,15 +31,25 @@ constexpr ActionWords kWords[kSyncActions] = {
     {SyncAction::kExtra, "extra", "on the target only, stay without --delete", "extra",
      "on the target only, stays without --delete", false},
     {SyncAction::kClash, "clash", "skipped, a file and a folder in each other's place", "clash",
-     "skipped: a file and a folder stand in each other's place", true},
+     "skipped: one side has a file and the other a folder of this name", true},
     {SyncAction::kOwn, "own", "left alone, the store's own", "own", "left alone: the store's own", false},
     {SyncAction::kOwnTarget, "own_target", "skipped, belong to the store itself", "own_target",
      "skipped: belongs to the store itself", true},
     {SyncAction::kLeadsOut, "leads_out", "skipped, lead out through a link on the target", "leads_out",
      "skipped: leads out through a link on the target; --follow allows it", true},
     {SyncAction::kUnreadable, "unreadable", "not to be read", "unreadable", "cannot be read", true},
-    {SyncAction::kUncertain, "uncertain", "not deleted, the source cannot be told to lack them", "uncertain",
-     "not deleted: the source cannot be told to lack it", true},
+    {SyncAction::kUncertain, "uncertain", "not deleted, the source may have them", "uncertain",
+     "not deleted: it cannot be confirmed that the source lacks it", true},
+    {SyncAction::kHoldsKept, "holds_kept", "not deleted, hold names to be left alone", "holds_kept",
+     "not deleted: it holds names that --exclude or --pattern leaves alone", true},
+    {SyncAction::kNoFile, "no_file", "skipped, neither files nor folders", "no_file",
+     "skipped: neither a file nor a folder", true},
+    {SyncAction::kNothing, "dangling", "skipped, links to nothing", "dangling", "skipped: a link to nothing",
+     true},
+    {SyncAction::kBackslash, "backslash", "skipped, a backslash in the name", "backslash",
+     "skipped: a backslash in its name", true},
+    {SyncAction::kLeadsBack, "circle", "skipped, links that lead in a circle", "circle",
+     "skipped: a link that leads in a circle", true},
     {SyncAction::kUnreachable, "unreachable", "not to be read to the end", "unreachable",
      "cannot be read to its end, or its path is too long", true},
 };
@@ -63,20 +71,21 @@ Failure FailureOf(const SyncEntry& entry, const char* words) {
   return {kFailed, 0, words, 0, {}};
 }
 
-bool IsThere(const std::string& path) {
-  struct stat status = {};
-  return lstat(path.c_str(), &status) == 0;
-}
+// Words for what was done.
+struct DoneWords {
+  SyncAction action;
+  const char* result;
+  const char* words;
+};
+constexpr DoneWords kDoneWords[] = {{SyncAction::kCopy, "copied", "copied"},
+                                    {SyncAction::kMakeFolder, "folder_made", "folder made"},
+                                    {SyncAction::kDelete, "deleted", "deleted"}};
 
-// The failure of the copy that has just ended, if it failed. The library's callback comes either way, but
-// what failed last is known by its name.
-bool TakeCopyFailure(const SyncEntry& entry, Failure& failure) {
-  failure = LibraryFailure(TVL_ERR_COPY);
-  if (failure.error == 0) return false;
-  for (const std::string* path : {&entry.source, &entry.target}) {
-    if (failure.path.ends_with(path->substr(path->find_last_of('/')))) return true;
+const DoneWords* DoneWordsOf(SyncAction action) {
+  for (const DoneWords& row : kDoneWords) {
+    if (row.action == action) return &row;
   }
-  return false;
+  return nullptr;
 }
 
 }  // namespace
@@ -139,7 +148,6 @@ void SyncWork::TellFailed(const SyncEntry& entry, const Failure& failure) {
   console_.Err("tvl: sync " + Printable(name + ": " + failure.Message()));
 }
 
-// What is the same is told to those only who want every name.
 void SyncWork::TellWouldBe() {
   for (const SyncEntry& entry : plan_.Entries()) {
     const ActionWords& words = WordsOf(entry.action);
@@ -171,12 +179,12 @@ void SyncWork::Run() {
   ForgetFileErrors();
   const std::uint64_t failed_before = failed_;
   const int code = store_.Client().SyncDirSyncronize(OnCopied, this);
+  const Failure failure = LibraryFailure(code);
   bar_.reset();
-  if (code != TVL_OK && failed_ == failed_before) {
-    ++failed_;
-    console_.Err("tvl: sync: " + Printable(LibraryFailure(code).Message()));
-  }
-  TellFoldersAndDeletions();
+  TellResults();
+  if (code == TVL_OK || code == TVL_ERR_STOPPED || failed_ > failed_before) return;
+  ++failed_;
+  console_.Err("tvl: sync: " + Printable(failure.Message()));
 }
 
 void SyncWork::BeginCopy() {
@@ -197,23 +205,45 @@ void SyncWork::EndCopy() {
   const SyncEntry& entry = *copies_[reached_++];
   if (bar_) bar_->End();
   bytes_reached_ += entry.bytes;
-  Failure failure;
-  if (TakeCopyFailure(entry, failure)) {
-    TellFailed(entry, failure);
-  } else {
-    ++copied_;
-    bytes_copied_ += entry.bytes;
-    Tell(entry, "copied", "copied", false);
-  }
+  TellResults();
   TellProgress();
-  if (Interrupted()) StopBehind(entry.index);
 }
 
-// The library goes on to the end of its plan, so the plan has to end here.
-void SyncWork::StopBehind(int index) {
-  stopped_behind_ = index;
-  for (int later = index + 1; later < store_.Client().SyncPlanCount(); ++later)
-    store_.Client().SyncPlanTakeOut(later);
+// Reports what is final: copies that are made durable together have their results together.
+void SyncWork::TellResults() {
+  for (; told_ < plan_.Entries().size(); ++told_) {
+    const SyncEntry& entry = plan_.Entries()[told_];
+    if (DoneWordsOf(entry.action) == nullptr) continue;
+    int code = TVL_OK;
+    if (store_.Directory()->SyncPlanResult(entry.index, &code) == 0) return;
+    TellResult(entry, code);
+  }
+}
+
+void SyncWork::TellResult(const SyncEntry& entry, int code) {
+  if (code == TVL_ERR_STOPPED) return;
+  if (code != TVL_OK) return TellFailed(entry, WhyFailed(entry, code));
+  if (entry.action == SyncAction::kCopy) {
+    ++copied_;
+    bytes_copied_ += entry.bytes;
+  } else if (entry.action == SyncAction::kDelete) {
+    deleted_ += entry.files;
+  } else {
+    ++folders_;
+  }
+  const DoneWords& words = *DoneWordsOf(entry.action);
+  Tell(entry, words.result, words.words, false);
+}
+
+Failure SyncWork::WhyFailed(const SyncEntry& entry, int code) const {
+  Failure failure = {kFailed, code, MeaningOf(code).what, 0, entry.target};
+  const char* path = nullptr;
+  if (store_.Directory()->SyncPlanFailure(entry.index, &failure.error, &path) != 0 && *path != 0)
+    failure.path = Slashed(path);
+  if (entry.action != SyncAction::kDelete) return failure;
+  const std::vector<HeldFile> held = HeldFilesAt(entry.target);
+  if (!held.empty()) failure.what += ", it is in use: " + DescribeHeldFiles(held);
+  return failure;
 }
 
 void SyncWork::TellProgress() {
@@ -234,30 +264,6 @@ void SyncWork::TellProgress() {
   console_.Out(JsonObject().Text("command", "sync").Object("progress", progress).Line());
 }
 
-void SyncWork::TellFoldersAndDeletions() {
-  for (const SyncEntry& entry : plan_.Entries()) {
-    if (stopped_behind_ >= 0 && entry.index > stopped_behind_) return;
-    if (entry.action == SyncAction::kMakeFolder) {
-      if (!IsThere(entry.target)) {
-        TellFailed(entry, {kFailed, TVL_ERR_CREATE_DIR, MeaningOf(TVL_ERR_CREATE_DIR).what, 0, entry.target});
-        continue;
-      }
-      ++folders_;
-      Tell(entry, "folder_made", "folder made", false);
-    } else if (entry.action == SyncAction::kDelete) {
-      if (IsThere(entry.target)) {
-        std::string what = "could not be deleted";
-        const std::vector<HeldFile> held = HeldFilesAt(entry.target);
-        if (!held.empty()) what += ": somebody stands in the way: " + DescribeHeldFiles(held);
-        TellFailed(entry, {kFailed, TVL_ERR_DELETE_FILE, what, 0, entry.target});
-        continue;
-      }
-      deleted_ += entry.files;
-      Tell(entry, "deleted", "deleted", false);
-    }
-  }
-}
-
 ExitStatus SyncWork::Status() const {
   if (Interrupted() && !options_.dry_run) return kInterrupted;
   if (failed_ > 0) return kFailed;
@@ -276,7 +282,10 @@ JsonObject SyncWork::Summary(ExitStatus status) const {
   sum.Number("same", static_cast<std::int64_t>(plan_.Sum(SyncAction::kSame).entries));
   sum.Number("folders", static_cast<std::int64_t>(folders_));
   sum.Number("deleted", static_cast<std::int64_t>(deleted_));
+  std::uint64_t skipped = 0;
+  for (const ActionWords& words : kWords) skipped += words.skipped ? plan_.Sum(words.action).entries : 0;
   sum.Number("clash", static_cast<std::int64_t>(plan_.Sum(SyncAction::kClash).entries));
+  sum.Number("skipped", static_cast<std::int64_t>(skipped));
   sum.Number("failed", static_cast<std::int64_t>(failed_)).Number("milliseconds", time.count());
   sum.Flag("dry_run", options_.dry_run).Flag("interrupted", status == kInterrupted);
   return sum.Number("exit", status);

@@ -14,7 +14,7 @@
 
 namespace tvl::cli {
 
-// Shows a plan, has it carried out, and tells what became of each name and of the whole.
+// Shows a plan, has it carried out, and reports the result of each name and of the whole.
 class SyncWork {
  public:
   SyncWork(Store& store, Console& console, const Options& options, const SyncPlan& plan);
@@ -22,17 +22,18 @@ class SyncWork {
   void TellPlan(bool removing);
   void TellWouldBe();
   void Run();
-  // Tells the sum and gives the exit status.
+  // Reports the sum and returns the exit status.
   [[nodiscard]] ExitStatus Finish();
 
  private:
   static void OnCopied(char* source, unsigned int size, void* work);
   void BeginCopy();
   void EndCopy();
-  void StopBehind(int index);
   void TellProgress();
   void TellLeftAlone();
-  void TellFoldersAndDeletions();
+  void TellResults();
+  void TellResult(const SyncEntry& entry, int code);
+  [[nodiscard]] Failure WhyFailed(const SyncEntry& entry, int code) const;
   void Tell(const SyncEntry& entry, const char* result, const char* words, bool worth_a_line);
   void TellFailed(const SyncEntry& entry, const Failure& failure);
   [[nodiscard]] ExitStatus Status() const;
@@ -46,7 +47,7 @@ class SyncWork {
   std::chrono::steady_clock::time_point last_progress_ = start_;
   std::vector<const SyncEntry*> copies_;
   std::size_t reached_ = 0;  // of these
-  int stopped_behind_ = -1;  // place in the plan behind which nothing was done any more
+  std::size_t told_ = 0;     // entries of the plan whose results were reported
   std::unique_ptr<Progress> bar_;
   std::uint64_t bytes_reached_ = 0;
   std::uint64_t copied_ = 0;

@@ -18,6 +18,9 @@ namespace {
 
 constexpr char kTwoNamesHint[] = "is a folder on the other side: -t puts names into a folder";
 
+constexpr char kBackslashText[] = "a backslash in its name";
+constexpr char kCircleText[] = "a link that leads in a circle";
+
 struct CloseFolder {
   void operator()(DIR* folder) const { closedir(folder); }
 };
@@ -36,16 +39,6 @@ bool IsPartName(std::string_view name) {
   return dot != std::string_view::npos && dot > 0 && dot + 1 < numbers.size() &&
          numbers.find_first_not_of("0123456789", dot + 1) == std::string_view::npos &&
          numbers.find_first_not_of("0123456789") == dot;
-}
-
-std::vector<std::string> SplitList(std::string_view list) {
-  std::vector<std::string> names;
-  while (!list.empty()) {
-    const std::size_t end = list.find('|');
-    names.emplace_back(list.substr(0, end));
-    list.remove_prefix(end == std::string_view::npos ? list.size() : end + 1);
-  }
-  return names;
 }
 
 }  // namespace
@@ -194,7 +187,7 @@ bool TransferPlan::IsLeftOut(const NamePair& names, const struct stat& status, c
   }
   struct stat link = {};
   if (lstat(path.c_str(), &link) != 0 || !S_ISLNK(link.st_mode) || !trail_.Hold(status)) return false;
-  log_.TellSkipped(names, "a link that leads in a circle");
+  log_.TellSkipped(names, kCircleText);
   return true;
 }
 
@@ -203,23 +196,27 @@ bool TransferPlan::List(const NamePair& names, std::vector<std::string>& entries
 }
 
 bool TransferPlan::ListStore(const NamePair& names, std::vector<std::string>& entries) {
-  std::string folder = names.remote;
-  char pattern[] = "*.*";
-  int count = 0;
-  CString list;
+  struct Listing {
+    TransferPlan& plan;
+    const NamePair& names;
+    std::vector<std::string>& entries;
+
+    static void Add(const TVLDirEntry* entry, void* listing) {
+      auto& self = *static_cast<Listing*>(listing);
+      if (IsPartName(entry->name)) return;
+      if (entry->leftOut == TVL_LEFT_OUT_NOT) {
+        self.entries.emplace_back(entry->name);
+        return;
+      }
+      self.plan.log_.TellSkipped(
+          {Joined(self.names.remote, entry->name), Joined(self.names.local, entry->name)},
+          entry->leftOut == TVL_LEFT_OUT_BACKSLASH ? kBackslashText : kCircleText);
+    }
+  } listing = {*this, names, entries};
   ForgetFileErrors();
-  const int code = store_.Client().GetRemoteDirContent(folder.data(), pattern, &count, list);
-  const Failure failure = store_.Explain(code, names);
-  if (code != TVL_OK || (count == 0 && failure.error != 0)) {
-    log_.TellFailed(
-        names, code != TVL_OK ? failure : SystemFailure("cannot be listed", failure.error, failure.path));
-    return false;
-  }
-  entries = SplitList(list.GetString());
-  // A name with a "|" in it falls apart in the list; then the folder itself has to be asked.
-  if (entries.size() == static_cast<std::size_t>(count)) return true;
-  entries.clear();
-  return ListHost(names, entries);
+  const int code = store_.Directory()->ListRemoteDir(names.remote.c_str(), "*.*", Listing::Add, &listing);
+  if (code != TVL_OK) log_.TellFailed(names, store_.Explain(code, names));
+  return code == TVL_OK;
 }
 
 bool TransferPlan::ListHost(const NamePair& names, std::vector<std::string>& entries) {
@@ -235,7 +232,7 @@ bool TransferPlan::ListHost(const NamePair& names, std::vector<std::string>& ent
     if (name.find('\\') == std::string::npos) {
       entries.push_back(name);
     } else {
-      log_.TellSkipped({Joined(names.remote, name), Joined(names.local, name)}, "a backslash in its name");
+      log_.TellSkipped({Joined(names.remote, name), Joined(names.local, name)}, kBackslashText);
     }
   }
   return true;

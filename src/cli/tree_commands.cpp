@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cerrno>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -13,6 +14,7 @@
 #include "cli/file_access.h"
 #include "cli/folder_trail.h"
 #include "cli/held_files.h"
+#include "cli/interrupt.h"
 #include "cli/json.h"
 #include "cli/options.h"
 #include "cli/own_files.h"
@@ -41,6 +43,7 @@ std::string WorkingDirectoryOf(const Options& options, const TreeRequest& reques
 }
 
 Store OpenStore(const Options& options, const TreeRequest& request) {
+  CatchInterrupts(options.quiet);
   return {options, WorkingDirectoryOf(options, request),
           options.dry_run ? Store::Use::kLook : Store::Use::kWork};
 }
@@ -57,7 +60,7 @@ constexpr ChangeWords kMade = {"mkdir", "made", "would be made", "made", "would_
 constexpr ChangeWords kRemoved = {"rm", "removed", "would be removed", "removed", "would_remove"};
 constexpr ChangeWords kMoved = {"mv", "moved to ", "would be moved to ", "moved", "would_move"};
 
-// Does something to one name after the other and tells what became of each.
+// Does something to one name after the other and reports the result of each.
 class TreeChange {
  public:
   TreeChange(const Options& options, const ChangeWords& words) : options_(options), words_(words) {}
@@ -65,6 +68,10 @@ class TreeChange {
   // `change` throws Stop for a name that it can't be done to; the others get their turn all the same.
   template <typename Change>
   void Do(const std::string& name, const std::string& target, Change change) {
+    if (Interrupted()) {
+      status_ = kInterrupted;
+      return;
+    }
     try {
       change();
       TellDone(name, target);
@@ -92,7 +99,8 @@ class TreeChange {
   }
 
   void TellFailed(const std::string& name, const Failure& failure) {
-    status_ = status_ == kDone || status_ == failure.exit ? failure.exit : kFailed;
+    const bool first = status_ == kDone || status_ == failure.exit || failure.exit == kInterrupted;
+    status_ = first ? failure.exit : kFailed;
     if (options_.json) {
       JsonObject document = Document(name, "failed");
       AddFailure(failure, document);
@@ -131,6 +139,7 @@ void CheckMayGo(const Store& store, const std::string& name) {
   if (!S_ISLNK(StatusOf(store, name).st_mode) && LiesIn(store.StorePath({}), path))
     Refuse(kFailed, "is the store itself, or holds it");
   const std::vector<HeldFile> held = HeldFilesAt(path);
+  if (Interrupted()) throw Stop({}, LibraryFailure(TVL_ERR_STOPPED));
   if (!held.empty()) Refuse(kHeld, "is in use: " + DescribeHeldFiles(held));
   if (OwnFiles(store).AreIn(path)) Refuse(kSkipped, kOwnFile);
 }
@@ -183,6 +192,19 @@ ExitStatus RunMakeFolder(const Options& options, const TreeRequest& request) {
 
 // --- rm ---
 
+// Names that no path of the library can say stay, and with them the folders that they are in.
+std::string NamesLeftIn(const std::string& folder) {
+  std::string names;
+  std::error_code problem;
+  std::filesystem::recursive_directory_iterator entry(folder, problem);
+  for (; !problem && entry != std::filesystem::recursive_directory_iterator(); entry.increment(problem)) {
+    const std::string name = entry->path().filename().string();
+    if (name.find('\\') == std::string::npos) continue;
+    names += (names.empty() ? ", a backslash in the name keeps '" : "', '") + name;
+  }
+  return names.empty() ? names : names + "'";
+}
+
 void Remove(Store& store, const Options& options, std::string name, bool recursive) {
   const bool is_folder = S_ISDIR(StatusOf(store, name).st_mode);
   if (is_folder && !recursive) Refuse(kFailed, "is a folder: -r removes trees");
@@ -192,7 +214,10 @@ void Remove(Store& store, const Options& options, std::string name, bool recursi
   ForgetFileErrors();
   const int code =
       is_folder ? store.Client().DeleteServerDir(name.data()) : store.Client().DeleteServerFile(name.data());
-  CheckCode(store, code, {name, name});
+  if (code == TVL_OK) return;
+  Failure failure = store.Explain(code, {name, name});
+  if (failure.error == ENOTEMPTY) failure.what += NamesLeftIn(store.StorePath(name));
+  throw Stop({}, failure);
 }
 
 ExitStatus RunRemove(const Options& options, const TreeRequest& request) {

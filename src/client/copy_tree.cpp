@@ -45,13 +45,14 @@ class TreeCopy {
     if (!IsFolder(attributes)) return CopyOne(source, target);
     progress_.Tell(source, 0);
     if (!target.Fits()) return TVL_ERR_COPY;
-    CreateDirectoryA(target.Text(), nullptr);
-    VisitFolder(Below(source, "*.*"), [&](const WIN32_FIND_DATAA& found) {
-      Copy(Below(source, found.cFileName), found.dwFileAttributes, Below(target, found.cFileName));
+    EnsureFolder(target.Text());
+    const bool whole = VisitFolder(Below(source, "*.*"), [&](const WIN32_FIND_DATAA& found) {
+      const int code =
+          Copy(Below(source, found.cFileName), found.dwFileAttributes, Below(target, found.cFileName));
       if (writing_.group != nullptr && writing_.group->IsFull()) EndGroup(writing_);
-      return true;
+      return code != TVL_ERR_STOPPED;
     });
-    return TVL_OK;
+    return whole ? TVL_OK : TVL_ERR_STOPPED;
   }
 
  private:

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 #include <tvlclient/client_opr.h>
 
@@ -106,6 +107,15 @@ void CTVLClientOpr::SyncDirRelease() {
   syncDirCount = 0;
   delete syncDirIndex;
   syncDirIndex = nullptr;
+}
+
+void CTVLClientOpr::SyncDirTruncate(int count) {
+  if (count == 0) return SyncDirRelease();
+  const int kept = std::exchange(syncDirCount, 0);
+  delete std::exchange(syncDirIndex, nullptr);
+  syncDirIndex = new SyncDirIndex;
+  for (; syncDirCount < count && syncDirCount < kept; ++syncDirCount)
+    syncDirIndex->Add(syncDirFiles, syncDirCount);
 }
 
 int CTVLClientOpr::SyncPlanCount() const {

@@ -13,6 +13,11 @@ struct SyncDirFile {
   char target[tvl::kMaxPath];
   unsigned int size;        // bytes to copy, low 32 bits
   unsigned char operation;  // a SYNC_DIR_FILE_OPERATION
+  // Ours: what the plan knows of a file of the source, and how much of `target` the caller of the open named.
+  // Links in that part are followed; nothing is deleted through one after it.
+  unsigned char kind;  // a SYNC_PLAN_KIND
+  unsigned short rootLength;
+  std::uint64_t bytes;
 };
 
 // Finds entries of the list by their source path without a walk over it: places in the list, by a hash of the

@@ -121,8 +121,7 @@ int CTVLClientSmbOpr::PutRemote(char* remoteName, char* localName, int* transfer
   if (!local.Fits()) return CopyFailure();
   if (!store.Fits()) return TargetFailure();
   if (IsDirectory(local.Text()) != 0) {
-    CreateDirectoryA(store.Text(), nullptr);
-    return IsDirectory(store.Text()) != 0 ? TVL_OK : TVL_ERR_SERVER_FILE;
+    return tvl::EnsureFolder(store.Text()) ? TVL_OK : TVL_ERR_SERVER_FILE;
   }
   return TransferUnlessEqual(local.Text(), store.Text(), state->serverRoot, transferred);
 }

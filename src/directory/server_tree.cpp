@@ -2,9 +2,11 @@
 
 #include "base/file_helpers.h"
 #include "base/fixed_text.h"
+#include "base/folder_walk.h"
 #include "base/path_helpers.h"
 #include "client/copy_tree.h"
 #include "client/name_list.h"
+#include "directory/left_out.h"
 #include "directory/state.h"
 #include "platform/copy_file.h"
 #include "platform/files.h"
@@ -38,6 +40,30 @@ int CTVLClientSmbOpr::GetRemoteDirContent(char* directory, char* pattern, int* c
   if (!path.Fits() || IsDirectory(path.Text()) == 0) return TVL_ERR_SERVER_FILE;
   path.Append("\\").Append(pattern);
   return path.Fits() && tvl::ListNames(path, count, list) ? TVL_OK : TVL_ERR_SERVER_FILE;
+}
+
+int CTVLClientSmbOpr::ListRemoteDir(const char* directory, const char* pattern, DirEntryCallback callback,
+                                    void* userData) {
+  PathText path = tvl::JoinPath(state->serverRoot, directory);
+  if (!path.Fits() || IsDirectory(path.Text()) == 0) return TVL_ERR_SERVER_FILE;
+  path.Append("\\").Append(pattern);
+  if (!path.Fits()) return TVL_ERR_SERVER_FILE;
+  tvl::FolderSearch search(path.Text(), tvl::SearchScope::kAll);
+  const auto report = [&](const WIN32_FIND_DATAA& found) {
+    const bool is_folder = (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+    const TVLDirEntry entry = {found.cFileName, is_folder ? 1 : 0, tvl::LeftOutReason(found.unreachable)};
+    callback(&entry, userData);
+    return true;
+  };
+  switch (tvl::VisitFound(search, report, PumpMessages)) {
+    case tvl::WalkEnd::kStopped:
+      return TVL_ERR_STOPPED;
+    case tvl::WalkEnd::kBroken:
+      return TVL_ERR_SERVER_FILE;
+    case tvl::WalkEnd::kWhole:
+      break;
+  }
+  return TVL_OK;
 }
 
 int CTVLClientSmbOpr::CreateServerDir(char* directory) {

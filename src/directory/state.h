@@ -2,10 +2,13 @@
 #define TVL_DIRECTORY_STATE_H
 
 #include <memory>
+#include <vector>
 
 #include <tvlclient/smb_opr.h>
 
 #include "config/config.h"
+#include "directory/left_out.h"
+#include "directory/sync_results.h"
 #include "platform/transfer_group.h"
 #include "platform/writing.h"
 #include "presence/connection.h"
@@ -33,6 +36,9 @@ struct CTVLClientSmbOpr::State {
   bool met_table_damage = false;
   std::unique_ptr<tvl::TransferGroup> group;  // between BeginTransfers and EndTransfers
   bool folders_later = false;  // a synchronisation makes its folders with the work, not with the plan
+  bool set_times = false;      // and sets the times of what it copied
+  std::vector<tvl::LeftOut> left_out;  // of the plan
+  tvl::SyncResults sync_results;       // of the plan that was carried out last
 };
 
 #endif

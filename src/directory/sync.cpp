@@ -1,3 +1,4 @@
+#include <cstring>
 #include <new>
 
 #include "base/file_helpers.h"
@@ -6,36 +7,43 @@
 #include "client/sync_list.h"
 #include "directory/state.h"
 #include "platform/files.h"
+#include "platform/folder.h"
 #include "transfer/compare.h"
+
+// The open phase of a synchronisation: what has to be done to make the target equal to the source.
 
 namespace {
 
+using tvl::EntryKind;
+using tvl::EntryStatus;
 using tvl::PathText;
+using tvl::Unreachable;
 
-// One side of a pair of folders: the folder's path and a backslash, with names put behind it.
+// One folder of a pair, kept open, with its path.
 class Side {
  public:
-  explicit Side(const char* folder) { folder_.Append(folder).Append("\\"); }
+  explicit Side(const char* path) : path_(path), open_(path) { prefix_.Append(path).Append("\\"); }
 
+  [[nodiscard]] const char* Path() const { return path_; }
+  [[nodiscard]] const tvl::Folder& Open() const { return open_; }
   [[nodiscard]] PathText With(const char* name) const {
-    PathText path = folder_;
+    PathText path = prefix_;
     path.Append(name);
     return path;
   }
 
  private:
-  PathText folder_;
+  const char* path_;
+  tvl::Folder open_;
+  PathText prefix_;
 };
 
 // A walk without the message pump: what it finds is one picture of both trees, which no handler is to change.
-// False if not all was seen.
 template <typename Visit>
-bool VisitQuietly(const PathText& pattern, Visit visit) {
-  const auto take = [&](const WIN32_FIND_DATAA& found) {
-    visit(found);
-    return true;
-  };
-  return tvl::VisitEntries(pattern, take, [] {}) == tvl::WalkEnd::kWhole;
+tvl::WalkEnd VisitQuietly(const Side& side, const char* pattern, Visit visit) {
+  if (!side.With(pattern).Fits()) return tvl::WalkEnd::kBroken;
+  tvl::FolderSearch search(side.Open(), side.Path(), pattern);
+  return tvl::VisitFound(search, visit, [] {});
 }
 
 bool IsLink(const char* path) {
@@ -43,22 +51,143 @@ bool IsLink(const char* path) {
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
 }
 
-// Makes `path` with the folders that it lies in.
-void MakeFolder(const char* path) {
-  if (FileExists(path) != 0) return;
-  static_cast<void>(tvl::BuildFullPath("\\", path));
-  CreateDirectoryA(path, nullptr);
+SYNC_PLAN_KIND PlanKind(EntryKind kind) {
+  switch (kind) {
+    case EntryKind::kFile:
+      return SYNC_PLAN_FILE;
+    case EntryKind::kMissing:
+      return SYNC_PLAN_NOTHING;
+    case EntryKind::kOther:
+      return SYNC_PLAN_OTHER;
+    case EntryKind::kUnknown:
+    case EntryKind::kFolder:
+      break;
+  }
+  return SYNC_PLAN_UNKNOWN;
 }
 
-// Where a synchronisation goes to; the levels above it are made, unless that is left to the work.
+bool Exists(const EntryStatus& status) {
+  return status.kind != EntryKind::kUnknown && status.kind != EntryKind::kMissing;
+}
+
+// The target of a synchronisation; the levels above it are made, unless that is left to the work.
 PathText SyncTarget(const char* base, const char* name, bool folders_later) {
   return folders_later ? tvl::JoinPath(base, name) : tvl::BuildFullPath(base, name);
 }
 
 }  // namespace
 
+// One open: what is the same on every level of its walk.
+class CTVLClientSmbOpr::SyncPlanner {
+ public:
+  SyncPlanner(CTVLClientSmbOpr& opr, const char* target, const char* pattern, SYNC_DIR_FILE_EXCLUDE exclude,
+              unsigned int* total)
+      : opr_(opr),
+        pattern_(pattern),
+        exclude_(exclude),
+        total_(total),
+        root_length_(static_cast<unsigned short>(std::strlen(target))) {}
+
+  // `through_link`: the target is reached by a link in the tree, so that it belongs to someone else.
+  void PlanFolder(const char* source, const char* target, bool through_link) {
+    const Side from(source);
+    const Side to(target);
+    const bool target_was_there = to.Open().IsOpen() || FileExists(target) != 0;
+    if (!target_was_there && !opr_.state->folders_later) tvl::EnsureFolder(target);
+    Push(source, target, SYNC_DIR_FILE_FOLDER, {});
+    // A source that could not be read to its end must not cost the target what it holds, and a folder just
+    // made has nothing to delete.
+    const bool all_seen = PlanSource(from, to, target_was_there, through_link);
+    if (all_seen && target_was_there && !through_link) PlanDeletions(from, to);
+  }
+
+  [[nodiscard]] bool IsStopped() const { return stopped_; }
+
+ private:
+  // False if not all names of the source were seen.
+  bool PlanSource(const Side& from, const Side& to, bool target_was_there, bool through_link) {
+    const tvl::WalkEnd end = VisitQuietly(from, pattern_, [&](const WIN32_FIND_DATAA& found) {
+      PlanName(found, from, to, target_was_there, through_link);
+      return !stopped_;
+    });
+    if (end == tvl::WalkEnd::kStopped) stopped_ = true;
+    if (end == tvl::WalkEnd::kBroken) PushOutOfReach(from.Path());
+    return end == tvl::WalkEnd::kWhole;
+  }
+
+  void PlanName(const WIN32_FIND_DATAA& found, const Side& from, const Side& to, bool target_was_there,
+                bool through_link) {
+    const char* name = found.cFileName;
+    if (IsPassedOver(found, from, false)) return;
+    const PathText file = from.With(name);
+    const PathText copy = to.With(name);
+    if (!file.Fits() || !copy.Fits()) return PushOutOfReach(from.Path());
+    if ((found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0)
+      return PlanFolder(file.Text(), copy.Text(), through_link || IsLink(copy.Text()));
+    const EntryStatus status = from.Open().StatusOf(name);
+    const bool equal = target_was_there && IsEqual(file, status, copy, to, name);
+    Push(file.Text(), copy.Text(), equal ? SYNC_DIR_FILE_KEEP : SYNC_DIR_FILE_COPY, status);
+  }
+
+  [[nodiscard]] bool IsEqual(const PathText& file, const EntryStatus& status, const PathText& copy,
+                             const Side& to, const char* name) const {
+    if (opr_.fileCmp <= kCompareHash) return FilesAreEqual(opr_.fileCmp, file.Text(), copy.Text()) != 0;
+    const EntryStatus other = to.Open().StatusOf(name);
+    return Exists(status) && Exists(other) &&
+           EqualByTime(status.size, status.modified, other.size, other.modified);
+  }
+
+  void PlanDeletions(const Side& from, const Side& to) {
+    const tvl::WalkEnd end = VisitQuietly(to, pattern_, [&](const WIN32_FIND_DATAA& found) {
+      const PathText file = from.With(found.cFileName);
+      const PathText copy = to.With(found.cFileName);
+      const bool decidable = file.Fits() && copy.Fits();
+      if (!decidable || opr_.SyncDirFileExists(file.Text()) != 0) return true;
+      if (!IsPassedOver(found, to, true)) Push(file.Text(), copy.Text(), SYNC_DIR_FILE_DELETE, {});
+      return true;
+    });
+    if (end == tvl::WalkEnd::kStopped) stopped_ = true;
+  }
+
+  bool IsPassedOver(const WIN32_FIND_DATAA& found, const Side& side, bool in_target) {
+    if (SyncDirFileIsExcluded(found.cFileName, exclude_) != 0) return true;
+    if (found.unreachable == Unreachable::kNo) return false;
+    const TVL_LEFT_OUT reason = tvl::LeftOutReason(found.unreachable);
+    opr_.state->left_out.push_back({side.Path(), found.cFileName, reason, in_target});
+    return true;
+  }
+
+  // A part of the source that is out of reach is not passed over in silence: it becomes a copy that can only
+  // fail.
+  void PushOutOfReach(const char* source) { Push(source, "", SYNC_DIR_FILE_COPY, {}); }
+
+  void Push(const char* source, const char* target, SYNC_DIR_FILE_OPERATION operation,
+            const EntryStatus& status) {
+    const bool copies = operation == SYNC_DIR_FILE_COPY && *target != 0;
+    const unsigned int size = copies ? static_cast<unsigned int>(FileLength(source)) : 0;
+    *total_ += size;
+    opr_.SyncDirFilePush(source, target, size, operation);
+    SyncDirFile& entry = opr_.syncDirFiles[opr_.syncDirCount - 1];
+    entry.kind = static_cast<unsigned char>(PlanKind(status.kind));
+    entry.bytes = status.size;
+    entry.rootLength = root_length_;
+  }
+
+  CTVLClientSmbOpr& opr_;
+  const char* pattern_;
+  const SYNC_DIR_FILE_EXCLUDE exclude_;
+  unsigned int* total_;
+  const unsigned short root_length_;
+  bool stopped_ = false;
+};
+
 void CTVLClientSmbOpr::SyncPlanFoldersLater(int later) {
   state->folders_later = later != 0;
+}
+
+int CTVLClientSmbOpr::SyncPlanPassesOver(const char* name, const char* pattern,
+                                         SYNC_DIR_FILE_EXCLUDE exclude) {
+  return SyncDirFileIsExcluded(name, exclude) != 0 || !tvl::MatchesPattern(pattern, name) ? 1 : 0;
 }
 
 int CTVLClientSmbOpr::SyncDirOpenGetRemote(char* remoteDirectory, char* localDirectory, char* pattern,
@@ -67,7 +196,7 @@ int CTVLClientSmbOpr::SyncDirOpenGetRemote(char* remoteDirectory, char* localDir
   const PathText target = SyncTarget(workingDirectory, localDirectory, state->folders_later);
   const PathText source = tvl::JoinPath(state->serverRoot, remoteDirectory);
   if (!source.Fits() || !target.Fits()) return TVL_ERR_BAD_PATH;
-  return SyncDirOpen(source.Text(), target.Text(), pattern, exclude, total, false);
+  return SyncDirOpen(source.Text(), target.Text(), pattern, exclude, total);
 } catch (const std::bad_alloc&) {
   return TVL_ERR_BAD_PATH;
 }
@@ -78,68 +207,23 @@ int CTVLClientSmbOpr::SyncDirOpenPutRemote(char* remoteDirectory, char* localDir
   const PathText target = SyncTarget(state->serverRoot, remoteDirectory, state->folders_later);
   const PathText source = tvl::JoinPath(workingDirectory, localDirectory);
   if (!source.Fits() || !target.Fits()) return TVL_ERR_BAD_PATH;
-  return SyncDirOpen(source.Text(), target.Text(), pattern, exclude, total, false);
+  return SyncDirOpen(source.Text(), target.Text(), pattern, exclude, total);
 } catch (const std::bad_alloc&) {
   return TVL_ERR_BAD_PATH;
 }
 
 int CTVLClientSmbOpr::SyncDirOpen(const char* source, const char* target, const char* pattern,
-                                  SYNC_DIR_FILE_EXCLUDE exclude, unsigned int* total, bool below) {
+                                  SYNC_DIR_FILE_EXCLUDE exclude, unsigned int* total) {
   if (IsDirectory(source) == 0) return TVL_ERR_BAD_PATH;
-  const bool target_was_there = FileExists(target) != 0;
-  if (!target_was_there && !state->folders_later) CreateDirectoryA(target, nullptr);
-  SyncDirFilePush(source, target, 0, SYNC_DIR_FILE_FOLDER);
-  const Side from(source);
-  const Side to(target);
-  // What is beyond reach is not to be passed over in silence: it becomes a copy that can only fail.
-  const auto push_unreachable = [&] { SyncDirFilePush(source, "", 0, SYNC_DIR_FILE_COPY); };
-  const bool all_seen = VisitQuietly(from.With(pattern), [&](const WIN32_FIND_DATAA& found) {
-    if (SyncDirFileIsExcluded(found.cFileName, exclude) != 0) return;
-    const PathText file = from.With(found.cFileName);
-    const PathText copy = to.With(found.cFileName);
-    if (!file.Fits() || !copy.Fits()) {
-      push_unreachable();
-    } else if ((found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
-      SyncDirOpen(file.Text(), copy.Text(), pattern, exclude, total, true);
-    } else if (target_was_there && FilesAreEqual(fileCmp, file.Text(), copy.Text()) != 0) {
-      SyncDirFilePush(file.Text(), copy.Text(), 0, SYNC_DIR_FILE_KEEP);
-    } else {
-      const auto size = static_cast<unsigned int>(FileLength(file.Text()));
-      *total += size;
-      SyncDirFilePush(file.Text(), copy.Text(), size, SYNC_DIR_FILE_COPY);
-    }
-  });
-  // A source that could not be read to its end must not cost the target what it holds.
-  if (!all_seen) push_unreachable();
-  // A folder just made has nothing to delete, and what lies behind a link in the tree is somebody else's.
-  if (!all_seen || !target_was_there || (below && IsLink(target))) return TVL_OK;
-  VisitQuietly(to.With(pattern), [&](const WIN32_FIND_DATAA& found) {
-    if (SyncDirFileIsExcluded(found.cFileName, exclude) != 0) return;
-    const PathText file = from.With(found.cFileName);
-    const PathText copy = to.With(found.cFileName);
-    const bool decidable = file.Fits() && copy.Fits();
-    if (decidable && SyncDirFileExists(file.Text()) == 0) {
-      SyncDirFilePush(file.Text(), copy.Text(), 0, SYNC_DIR_FILE_DELETE);
-    }
-  });
-  return TVL_OK;
-}
-
-int CTVLClientSmbOpr::SyncDirSyncronize(ProgressCallback callback, void* userData) {
-  if (dumbMode == 1) return TVL_OK;
-  int result = TVL_OK;
-  for (int i = 0; i < syncDirCount; ++i) {
-    SyncDirFile& entry = syncDirFiles[i];
-    if (entry.operation == SYNC_DIR_FILE_COPY) {
-      if (const int code = Transfer(entry.source, entry.target, 0)) result = code;
-      SyncDirFile told = entry;  // the callback's to write on
-      if (callback != nullptr) callback(told.source, told.size, userData);
-    } else if (entry.operation == SYNC_DIR_FILE_FOLDER && state->folders_later) {
-      MakeFolder(entry.target);
-    } else if (entry.operation == SYNC_DIR_FILE_DELETE) {
-      RemoveDosDir(entry.target, nullptr, nullptr);
-    }
-  }
-  SyncDirRelease();
-  return result;
+  if (syncDirCount == 0) state->left_out.clear();
+  const int planned = syncDirCount;
+  const std::size_t left_out = state->left_out.size();
+  const unsigned int sum = *total;
+  SyncPlanner planner(*this, target, pattern, exclude, total);
+  planner.PlanFolder(source, target, false);
+  if (!planner.IsStopped()) return TVL_OK;
+  SyncDirTruncate(planned);
+  state->left_out.resize(left_out);
+  *total = sum;
+  return TVL_ERR_STOPPED;
 }

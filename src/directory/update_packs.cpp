@@ -58,18 +58,10 @@ bool AppendPack(const UpdatePack& pack, CString& list) {
          list.Append(pack.fileName) != 0 && list.AppendChar('|') != 0;
 }
 
-}  // namespace
-
-int CTVLClientSmbOpr::GetUpdatePacks(char* prefix, int& count, CString& list) try {
-  count = 0;
-  list.Empty();
-  if (updateDir[0] == 0) return TVL_OK;
-  tvl::PathText pattern;
-  pattern.Append(state->serverRoot).Append(updateDir);
-  if (pattern.View().back() != '\\') pattern.Append("\\");
-  pattern.Append(prefix).Append("*.exe");
-  if (!pattern.Fits()) return TVL_OK;
+// The packs in the folder of `pattern`, in the order of their numbers. std::bad_alloc may pass.
+std::vector<UpdatePack> FindPacks(const tvl::PathText& pattern) {
   std::vector<UpdatePack> packs;
+  if (!pattern.Fits()) return packs;
   for (tvl::FolderSearch search(pattern.Text()); search.IsOpen();) {
     UpdatePack pack = {};
     if (ParsePack(search.Found().cFileName, pack)) packs.push_back(pack);
@@ -77,11 +69,40 @@ int CTVLClientSmbOpr::GetUpdatePacks(char* prefix, int& count, CString& list) tr
   }
   std::sort(packs.begin(), packs.end(),
             [](const UpdatePack& a, const UpdatePack& b) { return a.number < b.number; });
-  for (const UpdatePack& pack : packs) {
+  return packs;
+}
+
+// `folder` of the store, which may end in a backslash, and the names to search for.
+tvl::PathText PackPattern(const char* root, const char* folder, const char* prefix) {
+  tvl::PathText pattern;
+  pattern.Append(root).Append(folder);
+  if (pattern.View().empty() || pattern.View().back() != '\\') pattern.Append("\\");
+  pattern.Append(prefix).Append("*.exe");
+  return pattern;
+}
+
+}  // namespace
+
+int CTVLClientSmbOpr::GetUpdatePacks(char* prefix, int& count, CString& list) try {
+  count = 0;
+  list.Empty();
+  if (updateDir[0] == 0) return TVL_OK;
+  for (const UpdatePack& pack : FindPacks(PackPattern(state->serverRoot, updateDir, prefix))) {
     if (!AppendPack(pack, list)) break;
     ++count;
   }
   list.TrimRight('|');
+  return TVL_OK;
+} catch (const std::bad_alloc&) {
+  return TVL_OK;
+}
+
+int CTVLClientSmbOpr::ListUpdatePacks(const char* prefix, UpdatePackCallback callback, void* userData) try {
+  if (updateDir[0] == 0) return TVL_OK;
+  for (const UpdatePack& pack : FindPacks(PackPattern(state->serverRoot, updateDir, prefix))) {
+    const TVLUpdatePack reported = {pack.number, pack.suffix, pack.fileName};
+    callback(&reported, userData);
+  }
   return TVL_OK;
 } catch (const std::bad_alloc&) {
   return TVL_OK;

@@ -6,6 +6,7 @@
 #include <tvlclient/tvl.h>
 
 #include "base/pump.h"
+#include "base/stop.h"
 #include "frontend/module.h"
 #include "platform/last_error.h"
 #include "tcp/safe_transfers.h"
@@ -47,6 +48,10 @@ void TVLSetTimeout(unsigned int seconds) {
 
 void TVLSetSafeTransfers(int level) {
   tvl::safe_transfers = level;
+}
+
+void TVLSetStopHook(TVLStopHook hook, void* userData) {
+  tvl::SetStopHook(hook, userData);
 }
 
 int TVLLastFileError(char* path, unsigned int pathSize) {

@@ -1,13 +1,16 @@
+#include "platform/delete_file.h"
+
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cerrno>
 
+#include "platform/descriptor.h"
 #include "platform/files.h"
 #include "platform/held_file.h"
 #include "platform/host_path.h"
 #include "platform/last_error.h"
-#include "platform/open_file.h"
 #include "platform/system_calls.h"
 
 namespace tvl {
@@ -15,48 +18,65 @@ namespace {
 
 // A file to be unlinked while a try keeps it from being held.
 struct Deletion {
-  const char* path;
-  const OpenFile& file;
+  int folder;
+  const char* name;
+  const struct stat& opened;
   int problem;
 };
+
+int Unlink(int folder, const char* name) {
+  return System().unlinkat(folder, name, 0) == 0 ? 0 : errno;
+}
 
 // Leaves another file that has got the name since this one was opened.
 void UnlinkProbed(void* argument) {
   auto* deletion = static_cast<Deletion*>(argument);
-  const HostPath host(deletion->path);
-  const struct stat& opened = deletion->file.Status();
   struct stat named = {};
-  const bool same = System().lstat(host.Text(), &named) == 0 && named.st_dev == opened.st_dev &&
-                    named.st_ino == opened.st_ino;
-  deletion->problem = !same ? EBUSY : System().unlink(host.Text()) == 0 ? 0 : errno;
+  if (System().fstatat(deletion->folder, deletion->name, &named, AT_SYMLINK_NOFOLLOW) != 0) {
+    deletion->problem = errno;
+    return;
+  }
+  const bool same = named.st_dev == deletion->opened.st_dev && named.st_ino == deletion->opened.st_ino;
+  deletion->problem = same ? Unlink(deletion->folder, deletion->name) : EBUSY;
 }
 
-int DeleteUnheld(const char* path, const OpenFile& file) {
-  Deletion deletion = {path, file, 0};
-  return WhileUnheld(file.Descriptor(), UnlinkProbed, &deletion) ? deletion.problem : LastErrorCode();
+// Without blocking, since another kind of file may have taken the name; a lease on a regular file that is
+// being called back is worth waiting for.
+int OpenForTry(int folder, const char* name) {
+  constexpr int kFlags = O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY;
+  const int descriptor = System().openat(folder, name, kFlags | O_NONBLOCK);
+  if (descriptor >= 0 || errno != EWOULDBLOCK) return descriptor;
+  return System().openat(folder, name, kFlags);
 }
 
-// Deletes what could not be opened, if it cannot be held either: a link, a pipe.
-int DeleteUnopened(const char* path, int open_problem) {
-  const HostPath host(path);
-  struct stat status = {};
-  if (System().lstat(host.Text(), &status) != 0) return errno;
-  if (S_ISDIR(status.st_mode)) return EISDIR;
-  if (S_ISREG(status.st_mode)) return open_problem;
-  return System().unlink(host.Text()) == 0 ? 0 : errno;
-}
-
-// Opens the file without asking first what it is, which saves one call for each file of a large tree.
-int Delete(const char* path) {
-  const OpenFile file(path, O_RDWR | O_NOFOLLOW);
-  return file.IsOpen() ? DeleteUnheld(path, file) : DeleteUnopened(path, LastErrorCode());
+int DeleteRegular(int folder, const char* name, std::uint64_t* size) {
+  const Descriptor file(OpenForTry(folder, name));
+  if (!file.IsOpen()) return errno == ELOOP ? Unlink(folder, name) : errno;
+  struct stat opened = {};
+  if (System().fstat(file.Get(), &opened) != 0) return errno;
+  if (!S_ISREG(opened.st_mode)) return Unlink(folder, name);
+  if (size != nullptr) *size = static_cast<std::uint64_t>(opened.st_size);
+  Deletion deletion = {folder, name, opened, 0};
+  return WhileUnheld(file.Get(), UnlinkProbed, &deletion) ? deletion.problem : LastErrorCode();
 }
 
 }  // namespace
+
+// Only a regular file is opened: the opening of a pipe would be noticed at its other end.
+int DeleteAt(int folder, const char* name, unsigned char kind, std::uint64_t* size) {
+  if (kind == DT_UNKNOWN) {
+    struct stat status = {};
+    if (System().fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) != 0) return errno;
+    kind = static_cast<unsigned char>(IFTODT(status.st_mode));
+  }
+  if (kind == DT_DIR) return EISDIR;
+  return kind == DT_REG ? DeleteRegular(folder, name, size) : Unlink(folder, name);
+}
+
 }  // namespace tvl
 
 BOOL DeleteFileA(const char* path) {
-  const int problem = tvl::Delete(path);
+  const int problem = tvl::DeleteAt(AT_FDCWD, tvl::HostPath(path).Text(), DT_UNKNOWN, nullptr);
   if (problem == 0) return 1;
   tvl::NoteError(path, problem);
   return 0;

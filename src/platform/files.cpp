@@ -135,6 +135,16 @@ BOOL CreateDirectoryA(const char* path, void* /*security*/) {
   return 0;
 }
 
+bool tvl::EnsureFolder(const char* path) {
+  const HostPath host(path);
+  if (System().mkdir(host.Text(), 0777) == 0) return true;
+  const int problem = errno;
+  struct stat status = {};
+  if (problem == EEXIST && System().stat(host.Text(), &status) == 0 && S_ISDIR(status.st_mode)) return true;
+  NoteError(path, problem);
+  return false;
+}
+
 BOOL RemoveDirectoryA(const char* path) {
   const HostPath host(path);
   struct stat status = {};

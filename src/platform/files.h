@@ -87,4 +87,11 @@ int _stat64i32(const char* path, FileStatus* status);
 // removed, and one for which there is not enough space is not touched.
 BOOL CopyFileA(const char* source, const char* target, BOOL failIfExists);
 
+namespace tvl {
+
+// Makes one folder unless it exists; only a failure is noted. True if the folder exists afterwards.
+bool EnsureFolder(const char* path);
+
+}  // namespace tvl
+
 #endif

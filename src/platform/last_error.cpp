@@ -12,7 +12,7 @@ constinit thread_local LastError last_error = {};
 
 void NoteError(const char* path, int code) {
   last_error.code = code;
-  if (path == nullptr) return;
+  if (path == nullptr) path = "";
   const std::size_t length = strnlen(path, sizeof last_error.path - 1);
   std::memcpy(last_error.path, path, length);
   last_error.path[length] = 0;

@@ -3,16 +3,19 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <memory>
 #include <new>
 #include <string>
 #include <string_view>
+#include <utility>
 
+#include "platform/folder.h"
+#include "platform/folder_reader.h"
 #include "platform/last_error.h"
 #include "platform/parts.h"
+#include "platform/system_calls.h"
 
 namespace {
 
@@ -43,10 +46,6 @@ bool Matches(std::string_view pattern, std::string_view name) {
   return pattern.find_first_not_of('*', p) == std::string_view::npos;
 }
 
-struct CloseFolder {
-  void operator()(DIR* folder) const { closedir(folder); }
-};
-
 // Trivially destructible: connections are closed, and search, while the process ends.
 constinit thread_local bool came_to_end = true;
 
@@ -54,25 +53,33 @@ bool IsSame(const struct stat& a, const struct stat& b) {
   return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
+bool IsMatch(std::string_view pattern, std::string_view name) {
+  return Matches(pattern == "*.*" ? "*" : pattern, name);
+}
+
+// Where a search looks and what for. Paths are the logic's.
+struct Aim {
+  std::string path;
+  std::string pattern;
+  tvl::SearchScope scope;
+};
+
 class Search {
  public:
-  Search(const std::string& folder, std::string_view pattern, tvl::FolderLinks links)
-      : folder_(opendir(folder.c_str())),
-        path_(folder),
-        pattern_(pattern == "*.*" ? "*" : pattern),
-        links_(links) {
-    if (folder_ == nullptr) tvl::NoteError(folder.c_str(), errno);
+  explicit Search(Aim aim) : own_(std::make_unique<tvl::Folder>(aim.path.c_str())), aim_(std::move(aim)) {
+    reader_ = ReaderOf(*own_);
   }
+  Search(const tvl::Folder& folder, Aim aim) : reader_(ReaderOf(folder)), aim_(std::move(aim)) {}
 
   bool Next(WIN32_FIND_DATAA* found) {
-    came_to_end = false;
-    if (folder_ == nullptr) return false;
-    while (const dirent* entry = NextEntry()) {
+    while (const dirent64* entry = NextEntry()) {
       const std::string_view name = entry->d_name;
-      if (!Matches(pattern_, name) || name.find('\\') != std::string_view::npos) continue;
-      if (links_ != tvl::FolderLinks::kAll && tvl::IsPartName(name)) continue;
-      if (name.size() >= sizeof found->cFileName || !FindAttributes(*entry, found->dwFileAttributes))
-        continue;
+      if (name.size() >= sizeof found->cFileName || !IsMatch(aim_.pattern, name)) continue;
+      if (aim_.scope != tvl::SearchScope::kAll && tvl::IsPartName(name)) continue;
+      found->unreachable = tvl::Unreachable::kNo;
+      FindAttributes(*entry, *found);
+      if (name.find('\\') != std::string_view::npos) found->unreachable = tvl::Unreachable::kBackslash;
+      if (found->unreachable != tvl::Unreachable::kNo && aim_.scope == tvl::SearchScope::kReachable) continue;
       name.copy(found->cFileName, name.size());
       found->cFileName[name.size()] = 0;
       return true;
@@ -81,32 +88,37 @@ class Search {
   }
 
  private:
-  const dirent* NextEntry() {
-    errno = 0;
-    const dirent* entry = readdir(folder_.get());
-    came_to_end = entry == nullptr && errno == 0;
-    if (entry == nullptr && errno != 0) tvl::NoteError(path_.c_str(), errno);
+  static tvl::FolderReader ReaderOf(const tvl::Folder& folder) {
+    return tvl::FolderReader(folder.ListingDescriptor(), folder.Problem());
+  }
+
+  const dirent64* NextEntry() {
+    const dirent64* entry = reader_.Next();
+    came_to_end = entry == nullptr && reader_.Problem() == 0;
+    if (entry == nullptr && reader_.Problem() != 0) tvl::NoteError(aim_.path.c_str(), reader_.Problem());
     return entry;
   }
 
-  // False for an entry that the search leaves out. Most file systems tell the kind of an entry with its name.
-  bool FindAttributes(const dirent& entry, DWORD& attributes) const {
+  // Most file systems report the kind of an entry with its name.
+  void FindAttributes(const dirent64& entry, WIN32_FIND_DATAA& found) const {
+    DWORD& attributes = found.dwFileAttributes;
     attributes = entry.d_type == DT_DIR ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_NORMAL;
-    if (entry.d_type != DT_LNK && entry.d_type != DT_UNKNOWN) return true;
-    const int folder = dirfd(folder_.get());
+    if (entry.d_type != DT_LNK && entry.d_type != DT_UNKNOWN) return;
+    const int folder = reader_.Descriptor();
     struct stat status = {};
-    if (fstatat(folder, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) return true;
+    if (tvl::System().fstatat(folder, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) return;
     const bool is_link = S_ISLNK(status.st_mode);
     attributes = is_link ? FILE_ATTRIBUTE_REPARSE_POINT : 0;
-    if (is_link && fstatat(folder, entry.d_name, &status, 0) != 0) return true;
+    if (is_link && tvl::System().fstatat(folder, entry.d_name, &status, 0) != 0) return;
     attributes |= S_ISDIR(status.st_mode) ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_NORMAL;
-    return links_ == tvl::FolderLinks::kAll || !is_link || !S_ISDIR(status.st_mode) || !LeadsBack(status);
+    if (is_link && S_ISDIR(status.st_mode) && LeadsBack(status))
+      found.unreachable = tvl::Unreachable::kLeadsBack;
   }
 
   // True for a folder that is the searched one or above it, by the parents that the file system knows or by
   // the path that led here, which may itself go through links.
   bool LeadsBack(const struct stat& status) const try {
-    return IsAtOrAbove(status, dirfd(folder_.get())) || IsOnTheWay(status);
+    return IsAtOrAbove(status, reader_.Descriptor()) || IsOnTheWay(status);
   } catch (const std::bad_alloc&) {
     return true;  // a walk must end
   }
@@ -116,7 +128,7 @@ class Search {
     struct stat below = {};
     for (;;) {
       struct stat here = {};
-      if (fstatat(folder, way.c_str(), &here, 0) != 0) return false;
+      if (tvl::System().fstatat(folder, way.c_str(), &here, 0) != 0) return false;
       if (IsSame(here, wanted)) return true;
       if (IsSame(here, below)) return false;  // `..` of the top is the top
       below = here;
@@ -125,48 +137,57 @@ class Search {
   }
 
   bool IsOnTheWay(const struct stat& wanted) const {
-    std::string way = path_;
+    std::string way = tvl::HostPath(aim_.path.c_str()).Text();
     for (std::size_t end = way.rfind('/'); end != std::string::npos; end = way.rfind('/')) {
       way.resize(end);
       struct stat here = {};
-      if (!way.empty() && stat(way.c_str(), &here) == 0 && IsSame(here, wanted)) return true;
+      if (!way.empty() && tvl::System().stat(way.c_str(), &here) == 0 && IsSame(here, wanted)) return true;
     }
     return false;
   }
 
-  std::unique_ptr<DIR, CloseFolder> folder_;
-  std::string path_;
-  std::string pattern_;
-  tvl::FolderLinks links_;
+  std::unique_ptr<tvl::Folder> own_;  // null if another owns the folder
+  tvl::FolderReader reader_{-1};
+  Aim aim_;
 };
 
 Search* AsSearch(HANDLE search) {
   return reinterpret_cast<Search*>(search);
 }
 
-std::unique_ptr<Search> StartSearch(const char* pattern, tvl::FolderLinks links) try {
-  const tvl::HostPath host(pattern);
-  const std::string_view path = host.Text();
-  const std::size_t separator = path.rfind('/');
-  if (separator == std::string_view::npos) return std::make_unique<Search>(".", path, links);
-  return std::make_unique<Search>(std::string(path.substr(0, separator + 1)), path.substr(separator + 1),
-                                  links);
+// The folder of a path with its separator, and the pattern after that.
+Aim AimOf(std::string_view path, tvl::SearchScope scope) {
+  const std::size_t separator = path.find_last_of("\\/");
+  if (separator == std::string_view::npos) return {".", std::string(path), scope};
+  return {std::string(path.substr(0, separator + 1)), std::string(path.substr(separator + 1)), scope};
+}
+
+template <typename Start>
+HANDLE FirstOf(const char* what, WIN32_FIND_DATAA* found, Start start) try {
+  came_to_end = false;
+  std::unique_ptr<Search> search = start();
+  return search->Next(found) ? reinterpret_cast<HANDLE>(search.release()) : INVALID_HANDLE_VALUE;
 } catch (const std::bad_alloc&) {
   came_to_end = false;
-  tvl::NoteError(pattern, ENOMEM);
-  return nullptr;
+  tvl::NoteError(what, ENOMEM);
+  return INVALID_HANDLE_VALUE;
 }
 
 }  // namespace
 
 HANDLE FindFirstFileA(const char* pattern, WIN32_FIND_DATAA* found) {
-  return tvl::FindFirst(pattern, found, tvl::FolderLinks::kLeadingOn);
+  return tvl::FindFirst(pattern, found, tvl::SearchScope::kReachable);
 }
 
-HANDLE tvl::FindFirst(const char* pattern, WIN32_FIND_DATAA* found, FolderLinks links) {
-  std::unique_ptr<Search> search = StartSearch(pattern, links);
-  if (search == nullptr || !search->Next(found)) return INVALID_HANDLE_VALUE;
-  return reinterpret_cast<HANDLE>(search.release());
+HANDLE tvl::FindFirst(const char* pattern, WIN32_FIND_DATAA* found, SearchScope scope) {
+  return FirstOf(pattern, found, [&] { return std::make_unique<Search>(AimOf(pattern, scope)); });
+}
+
+HANDLE tvl::FindFirstIn(const Folder& folder, const char* path, const char* pattern,
+                        WIN32_FIND_DATAA* found) {
+  return FirstOf(path, found, [&] {
+    return std::make_unique<Search>(folder, Aim{std::string(path) + "\\", pattern, SearchScope::kEverything});
+  });
 }
 
 BOOL FindNextFileA(HANDLE search, WIN32_FIND_DATAA* found) {
@@ -176,6 +197,10 @@ BOOL FindNextFileA(HANDLE search, WIN32_FIND_DATAA* found) {
 BOOL FindClose(HANDLE search) {
   delete AsSearch(search);
   return 1;
+}
+
+bool tvl::MatchesPattern(const char* pattern, const char* name) {
+  return IsMatch(pattern, name);
 }
 
 bool tvl::SearchCameToEnd() {

@@ -1,5 +1,6 @@
 #include "platform/system_calls.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <linux/fs.h>
 #include <stdio.h>
@@ -12,6 +13,10 @@ namespace {
 
 int Open(const char* path, int flags, mode_t mode) {
   return ::open(path, flags, mode);
+}
+
+int OpenAt(int folder, const char* name, int flags) {
+  return ::openat(folder, name, flags);
 }
 
 int Clone(int target, int source) {
@@ -44,6 +49,7 @@ int SetFlags(int file, int flags) {
 
 constinit SystemCalls system_calls = {
     .open = Open,
+    .openat = OpenAt,
     .close = ::close,
     .read = ::read,
     .write = ::write,
@@ -51,6 +57,8 @@ constinit SystemCalls system_calls = {
     .fstat = ::fstat,
     .stat = ::stat,
     .lstat = ::lstat,
+    .fstatat = ::fstatat,
+    .getdents = ::getdents64,
     .ftruncate = ::ftruncate,
     .clone = Clone,
     .copy_file_range = CopyFileRange,
@@ -65,6 +73,7 @@ constinit SystemCalls system_calls = {
     .fstatfs = ::fstatfs,
     .mkdir = ::mkdir,
     .unlink = ::unlink,
+    .unlinkat = ::unlinkat,
     .rmdir = ::rmdir,
     .rename = ::rename,
     .rename_noreplace = RenameNoReplace,

@@ -14,6 +14,7 @@ namespace tvl {
 // n-th call fail. The functions behave as their POSIX namesakes.
 struct SystemCalls {
   int (*open)(const char* path, int flags, mode_t mode);
+  int (*openat)(int folder, const char* name, int flags);
   int (*close)(int file);
   ssize_t (*read)(int file, void* buffer, std::size_t count);
   ssize_t (*write)(int file, const void* buffer, std::size_t count);
@@ -21,6 +22,8 @@ struct SystemCalls {
   int (*fstat)(int file, struct stat* status);
   int (*stat)(const char* path, struct stat* status);
   int (*lstat)(const char* path, struct stat* status);
+  int (*fstatat)(int folder, const char* name, struct stat* status, int flags);
+  ssize_t (*getdents)(int folder, void* entries, std::size_t size);  // getdents64
   int (*ftruncate)(int file, off_t length);
   int (*clone)(int target, int source);
   ssize_t (*copy_file_range)(int source, int target, std::size_t count);
@@ -35,6 +38,7 @@ struct SystemCalls {
   int (*fstatfs)(int file, struct statfs* status);
   int (*mkdir)(const char* path, mode_t mode);
   int (*unlink)(const char* path);
+  int (*unlinkat)(int folder, const char* name, int flags);
   int (*rmdir)(const char* path);
   int (*rename)(const char* from, const char* to);
   int (*rename_noreplace)(const char* from, const char* to);  // renameat2 with RENAME_NOREPLACE

@@ -34,8 +34,9 @@ int FilesAreEqual(int policy, const char* fileA, const char* fileB) {
   }
   FileStatus a = {};
   FileStatus b = {};
-  if (_stat64i32(fileA, &a) != 0 || _stat64i32(fileB, &b) != 0 || a.size != b.size) return 0;
-  const bool equal = policy == kCompareHash ? SameSignature(fileA, fileB) : a.modified == b.modified;
+  if (_stat64i32(fileA, &a) != 0 || _stat64i32(fileB, &b) != 0) return 0;
+  const bool equal = policy == kCompareHash ? a.size == b.size && SameSignature(fileA, fileB)
+                                            : EqualByTime(a.size, a.modified, b.size, b.modified);
   return equal ? 1 : 0;
 }
 

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <iterator>
 #include <random>
 #include <string>
 #include <utility>
@@ -19,10 +18,6 @@ string Bytes(std::size_t size) {
   string bytes(size, 0);
   for (char& byte : bytes) byte = static_cast<char>(random());
   return bytes;
-}
-
-long OpenDescriptors() {
-  return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
 struct Case {

@@ -1,3 +1,5 @@
+#include <sys/stat.h>
+
 #include <filesystem>
 #include <string>
 
@@ -60,6 +62,10 @@ TEST_F(SyncCommand, DeletesOnlyWhatItMay) {
              {6, {"sync", "push", "docs", "vanished", "--delete"}},
              {1, {"sync", "push", "docs", "docs/a.txt", "--delete"}},
              {1, {"sync", "push", "docs", "docs", "--delete", "--pattern", "*.none"}},
+             {1, {"sync", "push", "docs", "docs", "--delete", "--max-delete", "20%"}},
+             {2, {"sync", "push", "docs", "docs", "--delete", "--max-delete", "-1"}},
+             {2, {"sync", "push", "docs", "docs", "--delete", "--max-delete", ""}},
+             {2, {"sync", "push", "docs", "docs", "--delete", "--max-delete", "101%"}},
              {2, {"sync", "push", "docs", "docs", "--exclude", "films"}},
              {2, {"sync", "push", "docs", "docs", "--pattern", "a/b"}}});
   EXPECT_EQ(ContentsOf(folder.Host("store/docs")), before);
@@ -88,6 +94,34 @@ TEST_F(SyncCommand, ClashesAreSkipped) {
             (Tree{{"a.txt/", ""}, {"a.txt/inside", "x"}, {"empty/", ""}, {"sub", "file"}}));
 }
 
+TEST_F(SyncCommand, WhatCannotOrMustNotBeDoneIsNamed) {
+  ASSERT_EQ(mkfifo(folder.Host("work/docs/pipe").c_str(), 0600), 0);
+  fs::create_symlink("nowhere", folder.Host("work/docs/dead"));
+  fs::create_symlink("..", folder.Host("work/docs/up"));
+  folder.Write("work/docs/back\\slash", "");
+  folder.Write("store/docs/old/a.pdf", "kept");
+  fs::create_symlink("..", folder.Host("store/docs/extra"));
+  const std::string told = Expect(3, {"sync", "push", "docs", "docs", "--delete", "--exclude", "pdf"}).out;
+  for (const char* part : {"\npipe: skipped: neither", "\ndead: skipped: a link to nothing",
+                           "\nup: skipped: a link that leads", "\nback\\slash: skipped: a backslash",
+                           "\nold: not deleted: it holds names", "\nextra: skipped: ", "3 files copied"})
+    EXPECT_NE(told.find(part), std::string::npos) << part << told;
+  EXPECT_TRUE(folder.Exists("store/docs/old/a.pdf") && folder.Exists("store/docs/extra"));
+  // The listing of a folder of the store names the same.
+  folder.Write("store/more/back\\slash", "");
+  fs::create_symlink("..", folder.Host("store/more/up"));
+  Expect(3, {"get", "-r", "more"}, {"a backslash in its name", "leads in a circle"});
+  Expect(1, {"rm", "-r", "more"}, {"keeps 'back\\slash'"});
+}
+
+// Packing gives a file a new time, which a second run would take for a change.
+TEST_F(SyncCommand, PackedStoresConverge) {
+  Configure("FileCompare=time\nZipOnTransfert=1");
+  Expect(0, {"sync", "push", "docs", "docs"}, {"3 files copied"});
+  Expect(0, {"sync", "push", "docs", "docs"}, {"0 files copied"});
+  Expect(0, {"sync", "pull", "docs", "docs"}, {"0 files copied"});
+}
+
 // The whole store may be synchronised; what it needs itself is no document and outlives a push that deletes.
 TEST_F(SyncCommand, TheStoresOwnIsLeftAlone) {
   folder.Write("store/d", "d");
@@ -95,7 +129,7 @@ TEST_F(SyncCommand, TheStoresOwnIsLeftAlone) {
   EXPECT_EQ(folder.Tree("work/all"), Words{"d"});
   const std::string configuration = folder.Read("store/tvl.ini");
   folder.Write("work/docs/tvl.ini", "bad");
-  ExpectAll({{0, {"sync", "push", ".", "docs", "--delete"}},
+  ExpectAll({{3, {"sync", "push", ".", "docs", "--delete"}},
              {1, {"sync", "pull", ".", folder.Host("store/inside")}},
              {0, {"--work", "", "sync", "pull", "x", "y"}},
              {1, {"--tcp", "host:1", "sync", "pull", "x", "y"}}});
@@ -112,7 +146,7 @@ TEST_F(SyncCommand, LinesAreJsonAndFailuresAreTold) {
              {R"("delete":{"count":1,"files":1,"bytes":3})"});
   folder.Make("store/docs/sub");
   fs::create_symlink("/dev/full", folder.Host("store/docs/sub/c.MDB"));
-  ExpectJson(1, {"sync", "push", "docs", "docs", "--delete"},
+  ExpectJson(1, {"sync", "push", "docs", "docs", "--delete", "--follow"},
              {R"("name":"a.txt","result":"copied","size":5})", R"("progress":{"files":)",
               R"("name":"sub/c.MDB","result":"failed")", R"("result":"deleted")", R"("result":"folder_made")",
               R"("exit":1}})"});

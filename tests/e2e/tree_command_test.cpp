@@ -71,7 +71,7 @@ TEST_F(TreeCommand, RefusalsChangeNothing) {
       {1, {"--tcp", "host:1", "rm", "-r", "docs"}, {"(code 1)"}},
       {0, {"-n", "rm", "-r", "docs", "top"}},
       {0, {"-n", "mv", "docs", "x"}},
-      {0, {"-n", "cp", "-r", "docs", "x"}},
+      {3, {"-n", "cp", "-r", "docs", "x"}},
       {0, {"-n", "mkdir", "-p", "x/y/z"}},
   };
   const Tree before = ContentsOf(folder.Host());
@@ -95,10 +95,12 @@ TEST_F(TreeCommand, TreesInUseStayWhole) {
 
 TEST_F(TreeCommand, ListingsAreTrue) {
   folder.Write("store/docs/B.DOC", "");
-  folder.Write("store/docs/bar|bar", "");
+  for (const char* name : {"bar|bar", "bar|", "t.dat-journal", ".1.2.tvlpart"})
+    folder.Write(std::string("store/docs/") + name, "");
   fs::resize_file(folder.Host("store/docs/B.DOC"), 5'000'000'000);
   fs::create_symlink("nowhere", folder.Host("store/docs/dead"));
-  EXPECT_EQ(Expect(0, {"ls", "docs"}).out, "B.DOC\na.doc\nbar|bar\ndead\nsub/\n");
+  EXPECT_EQ(Expect(0, {"ls", "docs"}).out, "B.DOC\na.doc\nbar|\nbar|bar\ndead\nsub/\n");
+  Expect(0, {"ls", "-a", "docs"}, {".1.2.tvlpart\n", "t.dat-journal\n"});
   EXPECT_EQ(Expect(0, {"ls", "docs\\", "*.doc"}).out, "B.DOC\na.doc\n");
   EXPECT_EQ(Expect(0, {"ls", "docs", "x*"}).out, "");
   EXPECT_EQ(Expect(0, {"ls", "docs/a.doc"}).out, "docs/a.doc\n");

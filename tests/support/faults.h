@@ -2,9 +2,16 @@
 #define TVL_TESTS_SUPPORT_FAULTS_H
 
 #include <cerrno>
+#include <filesystem>
+#include <iterator>
 #include <type_traits>
 
 #include "platform/system_calls.h"
+
+// For tests that look for descriptors left open.
+inline long OpenDescriptors() {
+  return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
 
 // Makes one system call of the platform layer fail, or every one from it on.
 class Faults {
@@ -16,6 +23,7 @@ class Faults {
     State& state = Get();
     state = {tvl::System(), at, error, span, 0, nullptr};
     Wrap<&tvl::SystemCalls::open>("open");
+    Wrap<&tvl::SystemCalls::openat>("openat");
     Wrap<&tvl::SystemCalls::close>("close");
     Wrap<&tvl::SystemCalls::read>("read");
     Wrap<&tvl::SystemCalls::write>("write");
@@ -23,6 +31,8 @@ class Faults {
     Wrap<&tvl::SystemCalls::fstat>("fstat");
     Wrap<&tvl::SystemCalls::stat>("stat");
     Wrap<&tvl::SystemCalls::lstat>("lstat");
+    Wrap<&tvl::SystemCalls::fstatat>("fstatat");
+    Wrap<&tvl::SystemCalls::getdents>("getdents");
     Wrap<&tvl::SystemCalls::ftruncate>("ftruncate");
     Wrap<&tvl::SystemCalls::clone>("clone");
     Wrap<&tvl::SystemCalls::copy_file_range>("copy_file_range");
@@ -36,6 +46,7 @@ class Faults {
     Wrap<&tvl::SystemCalls::fstatfs>("fstatfs");
     Wrap<&tvl::SystemCalls::mkdir>("mkdir");
     Wrap<&tvl::SystemCalls::unlink>("unlink");
+    Wrap<&tvl::SystemCalls::unlinkat>("unlinkat");
     Wrap<&tvl::SystemCalls::rmdir>("rmdir");
     Wrap<&tvl::SystemCalls::rename>("rename");
     Wrap<&tvl::SystemCalls::rename_noreplace>("rename_noreplace");

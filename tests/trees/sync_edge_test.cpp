@@ -1,12 +1,14 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <string>
 #include <vector>
 
 #include "directory/small_store.h"
 #include "platform/host_path.h"
+#include "support/faults.h"
 #include "trees/snapshot.h"
 
 namespace {
@@ -68,18 +70,93 @@ TEST_F(SyncEdge, LinksOfTheSourceAreFollowedAndEnd) {
   EXPECT_FALSE(store.folder.Exists("root/d/dangling"));
 }
 
-TEST_F(SyncEdge, LinksOfTheTargetGoAloneAndNothingIsDeletedBehindThem) {
+// At no depth, and also where a folder of the target gave way to a link after the plan was made.
+TEST_F(SyncEdge, NothingIsDeletedThroughLinksOfTheTarget) {
   store.folder.Write("outside/precious", "p");
-  store.folder.Write("work/d/kept/new", "n");
-  store.folder.Make("root/d");
+  store.folder.Write("outside/sub/precious", "p");
+  for (const char* name : {"work/d/kept/new", "work/d/kept/sub/new", "work/d/swapped/sub/new"})
+    store.folder.Write(name, "n");
+  for (const char* name : {"root/d/swapped/precious", "root/d/swapped/sub/precious"})
+    store.folder.Write(name, "planned");
   Link("../../outside", "root/d/gone");
   Link("nowhere", "root/d/dangling");
   Link("..", "root/d/up");
   Link("../../outside", "root/d/kept");
-  EXPECT_EQ(PlanAndWork(), 0);
+  ASSERT_EQ(Plan(), 0);
+  const char* in_folder = nullptr;
+  const char* left_out = nullptr;
+  TVL_LEFT_OUT reason = TVL_LEFT_OUT_NOT;
+  int in_target = 0;
+  ASSERT_EQ(store.opr.SyncPlanLeftOut(0, &in_folder, &left_out, &reason, &in_target), 1);
+  EXPECT_EQ(in_folder + string("\\") + left_out, store.folder.Logical("root/d/up"));
+  EXPECT_TRUE(reason == TVL_LEFT_OUT_LEADS_BACK && in_target == 1);
+  EXPECT_EQ(store.opr.SyncPlanLeftOut(1, &in_folder, &left_out, &reason, &in_target), 0);
+  fs::remove_all(store.folder.Host("root/d/swapped"));
+  Link("../../outside", "root/d/swapped");
+  EXPECT_EQ(Work(), 0);
   EXPECT_EQ(SnapshotOf(store.folder.Host("root/d")),
-            (Snapshot{{"kept", "link ../../outside"}, {"up", "link .."}}));
-  EXPECT_EQ(SnapshotOf(store.folder.Host("outside")), (Snapshot{{"new", "file n"}, {"precious", "file p"}}));
+            (Snapshot{{"kept", "link ../../outside"}, {"swapped", "link ../../outside"}, {"up", "link .."}}));
+  EXPECT_EQ(SnapshotOf(store.folder.Host("outside")), (Snapshot{{"new", "file n"},
+                                                                {"precious", "file p"},
+                                                                {"sub", "dir"},
+                                                                {"sub/new", "file n"},
+                                                                {"sub/precious", "file p"}}));
+}
+
+struct Planned {
+  string target;
+  SYNC_DIR_FILE_OPERATION operation;
+};
+
+std::vector<Planned> EntriesOf(const CTVLClientSmbOpr& opr) {
+  std::vector<Planned> entries(static_cast<std::size_t>(opr.SyncPlanCount()));
+  for (int index = 0; index < opr.SyncPlanCount(); ++index) {
+    const char* source = nullptr;
+    const char* target = nullptr;
+    unsigned int size = 0;
+    Planned& entry = entries[static_cast<std::size_t>(index)];
+    EXPECT_EQ(opr.SyncPlanEntry(index, &source, &target, &size, &entry.operation), 1);
+    entry.target = target;
+    std::replace(entry.target.begin(), entry.target.end(), '\\', '/');
+  }
+  return entries;
+}
+
+// Whatever call fails, each entry has a result, and one of 0 is true.
+TEST_F(SyncEdge, FailingCallsShowInTheResultsOfEntries) {
+  for (const auto span : {Faults::Span::kOne, Faults::Span::kFromThereOn}) {
+    const char* hit = "";
+    for (int at = 1; hit != nullptr; ++at) {
+      for (const char* name : {"work/d", "root/d"}) fs::remove_all(store.folder.Host(name));
+      for (const char* name : {"work/d/a", "work/d/sub/b", "work/d/same", "root/d/same", "root/d/old/c"})
+        store.folder.Write(name, "contents");
+      Arg name("d");
+      Arg pattern("*.*");
+      const Snapshot source = SnapshotOf(store.folder.Host("work/d"));
+      const long descriptors = OpenDescriptors();
+      std::vector<Planned> entries;
+      {
+        const Faults faults(at, EIO, span);
+        store.opr.SyncDirOpenPutRemote(name, pattern, &total);
+        entries = EntriesOf(store.opr);
+        Work();
+        hit = Faults::Hit();
+      }
+      SCOPED_TRACE((hit != nullptr ? hit : "no fault") + std::to_string(at));
+      EXPECT_EQ(OpenDescriptors(), descriptors);
+      EXPECT_EQ(SnapshotOf(store.folder.Host("work/d")), source);
+      EXPECT_EQ(store.folder.Read("root/d/same"), "contents");
+      for (std::size_t index = 0; index < entries.size(); ++index) {
+        int result = -1;
+        ASSERT_EQ(store.opr.SyncPlanResult(static_cast<int>(index), &result), 1);
+        if (result != 0) continue;
+        const auto operation = entries[index].operation;
+        EXPECT_TRUE(operation != SYNC_DIR_FILE_DELETE || !fs::exists(entries[index].target));
+        EXPECT_TRUE(operation != SYNC_DIR_FILE_COPY || fs::file_size(entries[index].target) == 8);
+      }
+      EXPECT_TRUE(hit != nullptr || SnapshotOf(store.folder.Host("root/d")) == source);
+    }
+  }
 }
 
 TEST_F(SyncEdge, WhatChangesBehindThePlanIsCopiedAsItIsThen) {

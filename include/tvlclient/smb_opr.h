@@ -122,10 +122,12 @@ class TVL_API CTVLClientSmbOpr : public CTVLClientOpr {
   // policy finds both copies equal, else 0. `equal` must not be null. 0; 20 or 21 if a path does not fit.
   int CompareRemote(char* remoteName, char* localName, int* equal);
 
-  // Settles the two folders and the compare policy as `Open` does, but makes no folder, no presence and no
-  // lock table, and the connection stays closed: for programs that show what a get or a put would do, with
-  // CompareRemote, ExistsRemote and GetRemoteDirContent. Arguments as for `Open`. 0; 3, 5; 4 if the document
-  // root is no folder; 21 if a path does not fit; 9 on an open connection.
+  // Reads the configuration as `Open` does, but creates no folder, presence or lock table, and the connection
+  // stays closed: for programs that show what would be done. Then the fields that describe the store, and
+  // CompareRemote, ExistsRemote, GetRemoteDirContent, GetEnviron, GetUpdatePacks, ListLocks and the operations
+  // of tables can be used. Arguments as for `Open`. Returns TVL_OK, TVL_ERR_ROOT_UNDEFINED,
+  // TVL_ERR_TMP_UNDEFINED, TVL_ERR_ROOT_INVALID if the document root is not a folder, TVL_ERR_LOCAL_FILE if a
+  // path does not fit, or TVL_ERR_ALREADY_CONNECTED on an open connection.
   int Preview(char* workingDirectory, const char* configFile);
 
   // With `later` 1 the opens of a synchronisation make no folder, so that a plan can be shown and dropped
@@ -230,6 +232,8 @@ class TVL_API CTVLClientSmbOpr : public CTVLClientOpr {
  private:
   TVL_HIDDEN int EnvironCode() const;
   TVL_HIDDEN int SettleDirectories(char* directory);
+  TVL_HIDDEN void DescribeStore();
+  TVL_HIDDEN void TakeSettings();
   TVL_HIDDEN void Register(const char* className);
   TVL_HIDDEN void CloseTables();
   TVL_HIDDEN int LowCTFileOpen(char* name, int& handle, int& datLen, int& key1Len, int& key2Len, int create);

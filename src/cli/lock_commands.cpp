@@ -14,6 +14,7 @@
 #include "cli/json.h"
 #include "cli/lock_answer.h"
 #include "cli/lock_holder.h"
+#include "cli/lock_preview.h"
 #include "cli/lock_watch.h"
 #include "cli/options.h"
 #include "cli/stall_watch.h"
@@ -140,6 +141,7 @@ ExitStatus HoldLock(Store& store, const Options& options, const LockRequest& req
 
 ExitStatus RunLock(const Options& options, const LockRequest& request) {
   CheckObject(request.object);
+  if (options.dry_run) return PreviewLock(options, request.object, request.held_exit);
   Store store(options, NoWorkingDirectory(options), Store::Use::kWork);
   if (!store.IsPresent()) throw Stop({}, PresenceFailure(store));
   const LockAnswer answer = LockWithin(store, options, request);
@@ -160,6 +162,7 @@ void CheckReleased(Store& store, const std::string& object, const LockAnswer& an
 
 ExitStatus RunUnlock(const Options& options, const std::string& object) {
   CheckObject(object);
+  if (options.dry_run) return PreviewUnlock(options, object);
   Store store(options, NoWorkingDirectory(options), Store::Use::kWork);
   const LockAnswer answer = AskForUnlock(store, object);
   CheckReleased(store, object, answer);

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <memory>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -12,6 +13,7 @@
 #include "cli/console.h"
 #include "cli/json.h"
 #include "cli/lock_answer.h"
+#include "cli/lock_preview.h"
 #include "cli/options.h"
 #include "cli/store.h"
 
@@ -61,7 +63,7 @@ CTVLClientSmbOpr& DirectoryOf(Store& store, const Options& options) {
 }
 
 ExitStatus RunLocks(const Options& options, const std::string& pattern) {
-  Store store(options, NoWorkingDirectory(options), Store::Use::kWork);
+  Store store(options, NoWorkingDirectory(options), UseOf(options));
   LockListing listing = {pattern.empty() ? "*" : pattern, {}, {}};
   const int code = DirectoryOf(store, options).ListLocks(AddLock, &listing);
   if (code == TVL_ERR_SERVER_FILE) throw Stop({}, LockTableFailure(store));
@@ -106,21 +108,24 @@ Row DescribeInstance(std::string name, JsonObject& document) try {
   return {name, "-", "-", "-", "-"};
 }
 
-ExitStatus RunWho(const Options& options, const std::string& client_class) {
-  Store store(options, NoWorkingDirectory(options), Store::Use::kWork);
-  std::string wanted = client_class.empty() ? "*" : client_class;
+std::vector<std::string> LiveInstances(Store& store, const Options& options, std::string client_class) {
+  if (options.dry_run) return LiveMarkers(store, client_class);
   int count = 0;
   CString list;
-  const int code = store.Client().GetProcessesList(wanted.data(), count, list);
-  if (code != TVL_OK) throw Stop(options.tcp, LibraryFailure(code));
+  if (const int code = store.Client().GetProcessesList(client_class.data(), count, list))
+    throw Stop(options.tcp, LibraryFailure(code));
+  std::vector<std::string> names;
+  std::istringstream text(list.GetString());
+  for (std::string name; std::getline(text, name, '|');) names.push_back(name);
+  return names;
+}
+
+ExitStatus RunWho(const Options& options, const std::string& client_class) {
+  Store store(options, NoWorkingDirectory(options), UseOf(options));
   std::vector<Row> rows;
   std::vector<JsonObject> documents;
-  const std::string names = list.GetString();
-  for (std::size_t at = 0; at < names.size();) {
-    const std::size_t end = names.find('|', at);
-    rows.push_back(DescribeInstance(names.substr(at, end - at), documents.emplace_back()));
-    at = end + 1;
-  }
+  for (const std::string& name : LiveInstances(store, options, client_class.empty() ? "*" : client_class))
+    rows.push_back(DescribeInstance(name, documents.emplace_back()));
   PrintListing(options, "who", "instances", {"COMPUTER", "ADDRESS", "CLASS", "INSTANCE", "PROCESS"}, rows,
                documents);
   return kDone;

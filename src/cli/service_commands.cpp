@@ -25,7 +25,7 @@ constexpr std::size_t kLongestPath = 259;
 // These services are the directory's alone, and touch nothing local.
 Store OpenStore(const Options& options) {
   if (!options.tcp.empty()) throw Stop(options.tcp, LibraryFailure(TVL_ERR_NOT_SUPPORTED));
-  return {options, {}, Store::Use::kWork};
+  return {options, {}, UseOf(options)};
 }
 
 struct ServiceRequest {

@@ -104,7 +104,7 @@ JsonObject FactsDocument(const std::string& command, const std::vector<Fact>& fa
 }
 
 ExitStatus RunInfo(const Options& options) {
-  Store store(options, FindWorkingDirectory(options), Store::Use::kWork);
+  Store store(options, FindWorkingDirectory(options), UseOf(options));
   const std::vector<Fact> facts = FactsOf(store, options);
   Console console;
   if (options.json)

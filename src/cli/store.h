@@ -67,6 +67,11 @@ class Store {
   CTVLClientTcpOpr* server_ = nullptr;
 };
 
+// A dry run changes nothing.
+[[nodiscard]] inline Store::Use UseOf(const Options& options) {
+  return options.dry_run ? Store::Use::kLook : Store::Use::kWork;
+}
+
 }  // namespace tvl::cli
 
 #endif

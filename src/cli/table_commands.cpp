@@ -33,7 +33,7 @@ struct TableRequest {
 using TableRun = ExitStatus (*)(const Options&, const TableRequest&);
 
 Store OpenStore(const Options& options) {
-  return {options, {}, options.dry_run ? Store::Use::kLook : Store::Use::kWork};
+  return {options, {}, UseOf(options)};
 }
 
 // `would`: what a dry run says would be done.

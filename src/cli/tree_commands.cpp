@@ -133,15 +133,15 @@ struct stat StatusOf(const Store& store, const std::string& name) {
   throw Stop({}, failure);
 }
 
-// Whatever is about to go away must not be, or hold, what others stand on.
+// Refuses to remove or rename what the store needs, or what somebody uses.
 void CheckMayGo(const Store& store, const std::string& name) {
   const std::string path = store.StorePath(name);
   if (!S_ISLNK(StatusOf(store, name).st_mode) && LiesIn(store.StorePath({}), path))
     Refuse(kFailed, "is the store itself, or holds it");
+  if (OwnFiles(store).AreIn(path)) Refuse(kSkipped, kOwnFile);
   const std::vector<HeldFile> held = HeldFilesAt(path);
   if (Interrupted()) throw Stop({}, LibraryFailure(TVL_ERR_STOPPED));
   if (!held.empty()) Refuse(kHeld, "is in use: " + DescribeHeldFiles(held));
-  if (OwnFiles(store).AreIn(path)) Refuse(kSkipped, kOwnFile);
 }
 
 // For a dry run: refuses what would fail with `code` because of the folder that `path` lies in.

@@ -85,6 +85,7 @@ int CTVLClientSmbOpr::Open(char* /*workingDirectory*/, char* /*configFile*/, cha
 int CTVLClientSmbOpr::Open(char* directory, char* configFile, char* className) try {
   state->group.reset();
   const int code = state->config.Load(configFile);
+  state->previewed = false;
   shortName[0] = 0;
   longName[0] = 0;
   instanceId = 0;
@@ -95,23 +96,31 @@ int CTVLClientSmbOpr::Open(char* directory, char* configFile, char* className) t
   if (const int problem = SettleDirectories(directory)) return problem;
   if (dumbMode == 0) CreateDirectoryA(workingDirectory, nullptr);
   opened = 1;
-  tvl::CopyCut(updateDir, state->config.Get("UpdateDirectory"));
-  tvl::CopyCut(versionFile, state->config.Get("VersionFile"));
-  ReadStoreVersion(state->serverRoot, versionFile, versionNumber);
-  SignStore(state->serverRoot, serverId);
+  DescribeStore();
   CloseTables();  // of a former opening
   FreeCtOpenedFiles();
   Register(className);
-  zipOnTransfert = state->config.zipOnTransfert;
-  fileCmp = state->config.fileCompare;
-  tvl::CopyCut(shortName, state->config.Get("ShortName"));
-  tvl::CopyCut(longName, state->config.Get("LongName"));
+  TakeSettings();
   tvl::CopyCut(computerName, state->connection->computer);
   tvl::CopyCut(user, state->connection->user);
   return TVL_OK;
 } catch (const std::bad_alloc&) {
   opened = 0;
   return TVL_ERR_ROOT_UNDEFINED;  // no configuration, for lack of memory
+}
+
+void CTVLClientSmbOpr::DescribeStore() {
+  tvl::CopyCut(updateDir, state->config.Get("UpdateDirectory"));
+  tvl::CopyCut(versionFile, state->config.Get("VersionFile"));
+  ReadStoreVersion(state->serverRoot, versionFile, versionNumber);
+  SignStore(state->serverRoot, serverId);
+}
+
+void CTVLClientSmbOpr::TakeSettings() {
+  zipOnTransfert = state->config.zipOnTransfert;
+  fileCmp = state->config.fileCompare;
+  tvl::CopyCut(shortName, state->config.Get("ShortName"));
+  tvl::CopyCut(longName, state->config.Get("LongName"));
 }
 
 // Settles server root and working directory; `directory` is filled in if it is empty. 4 or 21 if a full path
@@ -139,11 +148,14 @@ void CTVLClientSmbOpr::Register(const char* className) {
 }
 
 int CTVLClientSmbOpr::Preview(char* directory, const char* configFile) try {
+  state->previewed = false;
   if (const int code = ReadConfig(configFile)) return code;
-  zipOnTransfert = state->config.zipOnTransfert;
-  fileCmp = state->config.fileCompare;
+  TakeSettings();
   if (const int problem = SettleDirectories(directory)) return problem;
-  return IsDirectory(state->serverRoot) != 0 ? TVL_OK : TVL_ERR_ROOT_INVALID;
+  if (IsDirectory(state->serverRoot) == 0) return TVL_ERR_ROOT_INVALID;
+  DescribeStore();
+  state->previewed = true;
+  return TVL_OK;
 } catch (const std::bad_alloc&) {
   return TVL_ERR_ROOT_UNDEFINED;
 }

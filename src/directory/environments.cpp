@@ -18,7 +18,7 @@ const char* TextOf(const char* text) {
 }  // namespace
 
 int CTVLClientSmbOpr::EnvironCode() const {
-  if (!state->IsAlive()) return TVL_ERR_NOT_CONNECTED;
+  if (!state->MayLook()) return TVL_ERR_NOT_CONNECTED;
   return state->config.iniFile[0] == 0 ? TVL_ERR_BAD_PATH : TVL_OK;
 }
 
@@ -35,6 +35,7 @@ int CTVLClientSmbOpr::GetEnviron(const char* name, const char* defaultValue, CSt
 
 // The interface requires 0 whatever the write does; TVLLastFileError has the reason.
 int CTVLClientSmbOpr::PutEnviron(const char* name, const char* value) {
+  if (!state->IsAlive()) return TVL_ERR_NOT_CONNECTED;
   if (const int code = EnvironCode()) return code;
   WritePrivateProfileStringA(kSection, TextOf(name), value, state->config.iniFile);
   return TVL_OK;

@@ -69,12 +69,12 @@ int CTVLClientSmbOpr::GetProcessesList(char* className, int& count, CString& lis
 }
 
 int CTVLClientSmbOpr::ListLocks(StandingLockCallback callback, void* userData) try {
-  const bool previewed = opened == 0 && state->config.locksDir[0] != 0;
-  if (!previewed && (opened == 0 || !state->IsAlive())) return TVL_ERR_NOT_CONNECTED;
-  std::unique_ptr<CConnection> reader;  // without presence: nobody sees it
-  if (previewed) reader = std::make_unique<CConnection>(state->config.locksDir, state->config.procsDir, "");
+  if (!state->MayLook()) return TVL_ERR_NOT_CONNECTED;
+  std::unique_ptr<CConnection> reader;  // has no presence
+  if (state->previewed)
+    reader = std::make_unique<CConnection>(state->config.locksDir, state->config.procsDir, "");
   std::vector<tvl::LockRow> rows;
-  if (!(previewed ? *reader : *state->connection).ListLocks(rows)) return TVL_ERR_SERVER_FILE;
+  if (!(reader != nullptr ? reader : state->connection)->ListLocks(rows)) return TVL_ERR_SERVER_FILE;
   for (const tvl::LockRow& row : rows) {
     const TVLStandingLock lock = {row.object,   row.computer, row.ip,   row.client_class,
                                   row.instance, row.pid,      row.user, row.alive ? 1 : 0};

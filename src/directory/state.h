@@ -29,12 +29,16 @@ struct CTVLClientSmbOpr::State {
     return {tvl::SafetyOf(config.safeOnTransfert), group.get(), failure};
   }
 
+  // True if what only looks at the store may be done: on an open connection, and after Preview.
+  [[nodiscard]] bool MayLook() const { return previewed || IsAlive(); }
+
   CConfig config;
   std::unique_ptr<CConnection>
       connection;  // borrows folders from `config`, so it goes first; null while none is open
   char serverRoot[tvl::kMaxPath] = {};  // full path of the document root, with a trailing backslash
   bool met_table_damage = false;
   std::unique_ptr<tvl::TransferGroup> group;  // between BeginTransfers and EndTransfers
+  bool previewed = false;
   bool folders_later = false;  // a synchronisation makes its folders with the work, not with the plan
   bool set_times = false;      // and sets the times of what it copied
   std::vector<tvl::LeftOut> left_out;  // of the plan

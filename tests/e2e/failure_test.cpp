@@ -1,3 +1,7 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <csignal>
 #include <filesystem>
 #include <string>
@@ -6,6 +10,8 @@
 #include "support/mounted_folder.h"
 
 namespace {
+
+namespace fs = std::filesystem;
 
 TEST_F(TvlTest, ExitStatusTellsTheKindOfFailure) {
   folder.Write("store/d/a", "a");
@@ -68,9 +74,9 @@ TEST_F(TvlTest, FullDiskIsNamed) {
     const Words command = {"--work", small.Path(), "get", "tiny", "big", "tiny"};
     ExpectJson(1, command, {zip == "0" ? "\"code\":22," : "\"code\":28,"});
     EXPECT_EQ(folder.Read("small/tiny"), "tiny");
-    std::filesystem::remove(folder.Host("small/big"));
+    fs::remove(folder.Host("small/big"));
     Expect(1, command, {"): No space left on device: " + folder.Host("small/big")});
-    std::filesystem::remove(folder.Host("small/big"));
+    fs::remove(folder.Host("small/big"));
   }
 }
 
@@ -107,7 +113,7 @@ TEST_F(TvlTest, FirstSignalEndsAfterTheFileAndTheSecondAtOnce) {
               {"--json", SIGINT, 0, 130},
               {"-v", SIGINT, SIGTERM, 128 + SIGTERM}};
   for (const auto& row : rows) {
-    std::filesystem::remove_all(folder.Host("store/t"));
+    fs::remove_all(folder.Host("store/t"));
     ProcessStart start = Start({row.option, "put", "-r", "t"});
     start.narrow_output = true;
     Process process(start);
@@ -127,6 +133,75 @@ TEST_F(TvlTest, FirstSignalEndsAfterTheFileAndTheSecondAtOnce) {
              : "interrupted: " + count + " files transferred (" + count + " B), 0 already the same\n";
     EXPECT_TRUE(result.out.ends_with(sum)) << result.out.substr(result.out.size() - 200) << result.err;
     EXPECT_TRUE(!json || AreJsonLines(result.out)) << result.out;
+  }
+}
+
+// What a store needs for itself, and what lies outside it, stays as it is; with -n nothing is touched at all.
+TEST_F(TvlTest, OwnFilesAndPlacesOutsideAreGuarded) {
+  for (const char* name : {"work/file", "work/tvl.ini", "work/d/tvl.ini", "work/links/notes",
+                           "work/links/out/x", "work/tmp/x", "store/docs/a", "outside/kept"})
+    folder.Write(name, name);
+  fs::create_directory_symlink("../outside", folder.Host("store/out"));
+  fs::create_directory_symlink(folder.Host("store/docs"), folder.Host("store/in"));
+  fs::create_symlink(folder.Host("outside/key"), folder.Host("store/notes"));
+  fs::create_hard_link(folder.Host("store/tvl.ini"), folder.Host("store/docs/other"));
+  const std::vector<Words> rows = {{"put", "tvl.ini"},
+                                   {"put", "-f", "file", "--as", "docs/../tvl.ini"},
+                                   {"put", "file", "--as", "tvl.ini.lock"},
+                                   {"put", "file", "--as", "docs/other"},
+                                   {"put", "file", "--as", "tmp/locks/dtlocks.dat"},
+                                   {"put", "-r", "tmp"},
+                                   {"put", "-r", "d", "--as", "."},
+                                   {"put", "file", "--as", "notes"},
+                                   {"put", "file", "--as", "out/x"},
+                                   {"put", "file", "--as", "../outside/kept"},
+                                   {"put", "-r", "links", "--as", "."},
+                                   {"cp", "docs/a", "tvl.ini"},
+                                   {"cp", "docs/a", "tmp"},
+                                   {"cp", "docs/a", "out"},
+                                   {"rm", "tvl.ini"},
+                                   {"rm", "-r", "tmp"},
+                                   {"mv", "tvl.ini", "x"},
+                                   {"mv", "tmp/locks", "x"},
+                                   {"mv", "docs/a", "tmp"},
+                                   {"mkdir", "tmp/x"},
+                                   {"table", "create", "tmp/x", "--key1", "1", "--schema", "x-D1"},
+                                   {"table", "delete", "tmp/locks/dtlocks.dat", "x"},
+                                   {"sync", "push", ".", "d"},
+                                   {"sync", "push", ".", "links"}};
+  Tree before = SnapshotOf(folder.Host());
+  for (Words row : rows) Expect(3, (row.insert(row.begin(), "-n"), row));
+  EXPECT_EQ(SnapshotOf(folder.Host()), before);
+  before = ContentsOf(folder.Host());
+  for (const Words& row : rows) {
+    Expect(3, row);
+    EXPECT_EQ(ContentsOf(folder.Host()), before) << testing::PrintToString(row);
+  }
+  ExpectAll({{0, {"get", "tvl.ini", "--as", "copy"}},
+             {0, {"put", "file", "--as", "in/x"}},
+             {0, {"put", "--follow", "-r", "links", "--as", "."}},
+             {0, {"sync", "push", "--follow", ".", "links"}}});
+  EXPECT_EQ(folder.Read("outside/key"), "work/links/notes");
+  EXPECT_EQ(folder.Read("outside/x"), "work/links/out/x");
+}
+
+// Two files of one size that nobody can read have the same signature.
+TEST_F(TvlTest, UnreadableFilesAreNotTheSame) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs the right to become another user";
+  for (const std::string side : {"store/", "work/"}) {
+    folder.Write(side + "d/a", side.substr(0, 4));
+    chmod(folder.Host(side + "d/a").c_str(), 0);
+  }
+  for (const auto& entry : fs::recursive_directory_iterator(folder.Host()))
+    if (entry.is_directory()) chmod(entry.path().c_str(), 0777);
+  chmod(folder.Host().c_str(), 0777);
+  for (const Words& arguments : std::vector<Words>{
+           {"put", "d/a"}, {"-n", "get", "d/a"}, {"get", "-r", "d"}, {"sync", "push", "d", "d"}}) {
+    ProcessStart start = Start(arguments);
+    start.command.insert(start.command.begin(), {"/usr/bin/setpriv", "--reuid=65534", "--clear-groups"});
+    const ProcessResult result = RunProcess(start);
+    EXPECT_EQ(result.exit, 1) << testing::PrintToString(arguments) << result.out << result.err;
+    EXPECT_NE(result.err.find("cannot be read: Permission denied"), std::string::npos) << result.err;
   }
 }
 

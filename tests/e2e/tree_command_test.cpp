@@ -1,3 +1,6 @@
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <filesystem>
 #include <string>
 
@@ -81,16 +84,20 @@ TEST_F(TreeCommand, RefusalsChangeNothing) {
   }
 }
 
-// A lock held by a live process keeps its marker, and the table that it stands in.
 TEST_F(TreeCommand, TreesInUseStayWhole) {
-  folder.Write("store/tmp/aaa", "");
-  Process holder(Start({"lock", "thing", "--", "sh", "-c", "echo held; exec sleep 1000"}));
-  ASSERT_TRUE(holder.AwaitOutput());
+  const int held = open(folder.Host("store/docs/sub/b.txt").c_str(), O_RDWR);
+  struct flock lock = {};
+  lock.l_type = F_WRLCK;
+  ASSERT_EQ(fcntl(held, F_OFD_SETLK, &lock), 0);
   const Words before = folder.Tree("store");
-  ExpectAll({{4, {"rm", "-r", "tmp"}, {"tmp/", "marker of a live instance"}},
-             {4, {"rm", "-r", "tmp/locks"}, {"dtlocks.dat, a table in use"}},
-             {4, {"mv", "tmp", "tmp2"}}});
+  ExpectAll({{4, {"rm", "-r", "docs"}, {"sub/b.txt, a file in use"}},
+             {4, {"rm", "docs/sub/b.txt"}},
+             {4, {"-n", "mv", "docs", "docs2"}},
+             {4, {"mv", "docs", "docs2"}},
+             {1, {"-n", "cp", "top", "docs/sub/b.txt"}, {"copying failed (code 22)"}},
+             {1, {"cp", "top", "docs/sub/b.txt"}, {"copying failed (code 22)"}}});
   EXPECT_EQ(folder.Tree("store"), before);
+  close(held);
 }
 
 TEST_F(TreeCommand, ListingsAreTrue) {

@@ -1,0 +1,24 @@
+#ifndef TVL_CLI_LOCK_PREVIEW_H
+#define TVL_CLI_LOCK_PREVIEW_H
+
+#include <string>
+#include <vector>
+
+#include "cli/options.h"
+#include "cli/store.h"
+
+namespace tvl::cli {
+
+// What "lock" and "unlock" would do to `object`, without touching the lock table. Returns `held_exit` or
+// kHeld if a live instance holds it; throws Stop if the table or the folder of presence markers cannot be
+// used.
+[[nodiscard]] ExitStatus PreviewLock(const Options& options, const std::string& object, int held_exit);
+[[nodiscard]] ExitStatus PreviewUnlock(const Options& options, const std::string& object);
+
+// The file names of the live instances of a class, with * and ?. Unlike the library's list this clears
+// nothing away.
+[[nodiscard]] std::vector<std::string> LiveMarkers(const Store& store, const std::string& client_class);
+
+}  // namespace tvl::cli
+
+#endif

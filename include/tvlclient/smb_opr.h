@@ -124,8 +124,8 @@ class TVL_API CTVLClientSmbOpr : public CTVLClientOpr {
 
   // Reads the configuration as `Open` does, but creates no folder, presence or lock table, and the connection
   // stays closed: for programs that show what would be done. Then the fields that describe the store, and
-  // CompareRemote, ExistsRemote, GetRemoteDirContent, GetEnviron, GetUpdatePacks, ListLocks and the operations
-  // of tables can be used. Arguments as for `Open`. Returns TVL_OK, TVL_ERR_ROOT_UNDEFINED,
+  // CompareRemote, ExistsRemote, GetRemoteDirContent, GetEnviron, GetUpdatePacks, ListLocks and the
+  // operations of tables can be used. Arguments as for `Open`. Returns TVL_OK, TVL_ERR_ROOT_UNDEFINED,
   // TVL_ERR_TMP_UNDEFINED, TVL_ERR_ROOT_INVALID if the document root is not a folder, TVL_ERR_LOCAL_FILE if a
   // path does not fit, or TVL_ERR_ALREADY_CONNECTED on an open connection.
   int Preview(char* workingDirectory, const char* configFile);

@@ -39,8 +39,8 @@ struct CTVLClientSmbOpr::State {
   bool met_table_damage = false;
   std::unique_ptr<tvl::TransferGroup> group;  // between BeginTransfers and EndTransfers
   bool previewed = false;
-  bool folders_later = false;  // a synchronisation makes its folders with the work, not with the plan
-  bool set_times = false;      // and sets the times of what it copied
+  bool folders_later = false;          // a synchronisation makes its folders with the work, not with the plan
+  bool set_times = false;              // and sets the times of what it copied
   std::vector<tvl::LeftOut> left_out;  // of the plan
   tvl::SyncResults sync_results;       // of the plan that was carried out last
 };

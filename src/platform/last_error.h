@@ -10,8 +10,8 @@ struct LastError {
   char path[1024];
 };
 
-// Notes a failure, so that a program can report to its user which file and why. `path` may be null where it is
-// not known: an older one would blame another file.
+// Notes a failure, so that a program can report to its user which file and why. `path` may be null where it
+// is not known: an older one would blame another file.
 void NoteError(const char* path, int code);
 
 // The errno value noted last, which stays noted.

@@ -49,6 +49,7 @@ std::string_view TextAfterField(std::string_view reply) {
 }  // namespace
 
 int CTVLClientTcpOpr::PutRemote(char* remoteName, char* localName, int* transferred) {
+  if (workingDirectory[0] == 0 && !IsLive()) return TVL_ERR_TCP_SEND;
   const tvl::PathText local = tvl::JoinPath(workingDirectory, localName);
   if (workingDirectory[0] == 0 || !local.Fits()) return TVL_ERR_LOCAL_FILE;
   // Where the stamp is not to be sent the cheapest one tells as well whether the file is there.

@@ -130,7 +130,7 @@ TEST_F(TvlTest, FirstSignalEndsAfterTheFileAndTheSecondAtOnce) {
     const bool json = row.option == std::string("--json");
     const std::string sum =
         json ? "\"interrupted\":true,\"exit\":130}}\n"
-             : "interrupted: " + count + " files transferred (" + count + " B), 0 already the same\n";
+             : "interrupted: " + count + " files transferred (1.0 kB), 0 already the same\n";
     EXPECT_TRUE(result.out.ends_with(sum)) << result.out.substr(result.out.size() - 200) << result.err;
     EXPECT_TRUE(!json || AreJsonLines(result.out)) << result.out;
   }

@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <mutex>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -246,6 +247,58 @@ std::vector<Row> LockRows(const Place& place) {
   return {times.ToRow("lock + unlock", 1, "directory, 2 round trips", 1.2)};
 }
 
+// All of them lock at once, each an object of its own; then all unlock. The median of how long they waited
+// for the answer to the lock, and the longest.
+struct Waits {
+  double median;
+  double longest;
+};
+
+Waits LockAtOnce(unsigned short port, int count) {
+  std::vector<int> clients;
+  for (int i = 0; i < count; ++i) clients.push_back(Enter(port, "crowd" + std::to_string(i)));
+  const auto ask = [&](char letter) {
+    const auto began = Clock::now();
+    for (int i = 0; i < count; ++i) {
+      std::string packet = std::string(4, '\0') + letter + "crowd" + std::to_string(i);
+      tvl::protocol::WriteLength(packet.data() + 1, packet.size());
+      bench::SendAll(clients[static_cast<std::size_t>(i)], packet.data(), packet.size());
+    }
+    std::vector<double> waits;
+    std::vector<std::thread> threads;
+    std::mutex mutex;
+    for (const int client : clients) {
+      threads.emplace_back([&, client] {
+        char answer[256];
+        const bool came = recv(client, answer, sizeof answer, 0) > 0;
+        const std::lock_guard<std::mutex> guard(mutex);
+        if (came) waits.push_back(std::chrono::duration<double>(Clock::now() - began).count());
+      });
+    }
+    for (std::thread& thread : threads) thread.join();
+    Check(waits.size() == clients.size(), "no answer");
+    return waits;
+  };
+  const std::vector<double> waits = ask('L');
+  ask('l');
+  for (const int client : clients) close(client);
+  return {Median(waits), *std::max_element(waits.begin(), waits.end())};
+}
+
+std::vector<Row> CrowdRows(const Place& place) {
+  Times medians(2);
+  Times longest(2);
+  for (int run = 0; run < place.setting.runs; ++run) {
+    for (const std::size_t way : {0U, 1U}) {
+      const Waits waits = LockAtOnce(place.served.port, way == 0 ? 200 : 10);
+      medians.Add(way, waits.median);
+      longest.Add(way, waits.longest);
+    }
+  }
+  return {medians.ToRow("lock, 200 clients at once", 1, "10 clients at once", bench::kNoAim),
+          longest.ToRow("the last of 200 clients", 1, "the last of 10", bench::kNoAim)};
+}
+
 double ResidentMib(pid_t pid) {
   std::ifstream status("/proc/" + std::to_string(pid) + "/status");
   std::string word;
@@ -304,8 +357,8 @@ struct Group {
   std::vector<Row> (*rows)(const Place& place);
 };
 
-constexpr Group kGroups[] = {
-    {"idle", IdleRows}, {"lock", LockRows}, {"small", SmallRows}, {"relay", RelayRows}, {"big", BigRows}};
+constexpr Group kGroups[] = {{"idle", IdleRows},   {"lock", LockRows},   {"crowd", CrowdRows},
+                             {"small", SmallRows}, {"relay", RelayRows}, {"big", BigRows}};
 
 bool Parse(int argc, char** argv, Setting& setting) {
   for (int i = 1; i + 1 < argc; i += 2) {
@@ -345,7 +398,7 @@ int main(int argc, char** argv) try {
   if (!Parse(argc, argv, setting)) {
     std::fputs(
         "usage: server_bench --server PROGRAM --dir FOLDER [--mib N] [--runs N] [--only "
-        "idle|lock|small|relay|big]\n",
+        "idle|lock|crowd|small|relay|big]\n",
         stderr);
     return 2;
   }

@@ -9,6 +9,7 @@
 
 #include <tvlclient/errors.h>
 
+#include "platform/file_access.h"
 #include "platform/held_file.h"
 #include "server/names.h"
 
@@ -201,16 +202,21 @@ int PutFile::End(std::int64_t& time) {
   return TVL_OK;
 }
 
-// Gives the part the mode of the file that it replaces and its time, and has it on the disk.
+// Gives the part its time and the access rights of the file that it replaces, and has it on the disk.
 bool PutFile::Settle(std::int64_t time) const {
-  struct stat target = {};
   const int part = part_.Number();
-  if (fstatat(place_.folder.Number(), place_.base.c_str(), &target, AT_SYMLINK_NOFOLLOW) == 0 &&
-      S_ISREG(target.st_mode)) {
-    if (fchmod(part, target.st_mode & kModeBits) != 0) return false;
-  }
   const timespec times[2] = {{time, 0}, {time, 0}};
-  return futimens(part, times) == 0 && fsync(part) == 0;
+  return TakeAccess() && futimens(part, times) == 0 && fsync(part) == 0;
+}
+
+// A part that let in others than the file before it, or fewer, must not take its place.
+bool PutFile::TakeAccess() const {
+  const Descriptor target(openat(place_.folder.Number(), place_.base.c_str(), kTargetFlags));
+  if (!target.IsOpen()) return errno == ENOENT;
+  struct stat status = {};
+  FileAccess access;
+  return fstat(target.Number(), &status) == 0 && access.Read(target.Number()) == 0 &&
+         access.Apply(part_.Number()) == 0 && fchmod(part_.Number(), status.st_mode & kModeBits) == 0;
 }
 
 bool PutFile::Replace() const {

@@ -69,6 +69,7 @@ class PutFile {
   int WritePlain(const char* bytes, std::size_t count);
   bool HasSpace();
   bool Settle(std::int64_t time) const;
+  bool TakeAccess() const;
   bool Replace() const;
 
   void LeaveFolders();

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
@@ -95,6 +96,14 @@ TEST_F(Transfer, ReplacesNoFileOrTableThatSomebodyHolds) {
   EXPECT_EQ(store.Read("f"), "new");
   // As it was, but for the bit that lends its owner's rights.
   EXPECT_EQ(std::filesystem::status(store.Path("f")).permissions(), std::filesystem::perms(0751));
+  if (chown(store.Path("f").c_str(), 12345, 23456) == 0) {
+    EXPECT_EQ(client.Put("f", "newer"), 0);
+    struct stat status = {};
+    ASSERT_EQ(stat(store.Path("f").c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, 12345U);
+    EXPECT_EQ(status.st_gid, 23456U);
+    EXPECT_EQ(status.st_mode & 07777U, 0751U);
+  }
   EXPECT_EQ(store.Files(), (std::vector<string>{"f"}));
   const string table = store.store.root + "t.dat";
   ASSERT_EQ(CCtreeFile::CreateFiles(table.c_str(), 40, 10, 0), 1);

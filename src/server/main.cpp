@@ -8,6 +8,7 @@
 #include <tvlclient/errors.h>
 
 #include "config/config.h"
+#include "server/check.h"
 #include "server/open_files.h"
 #include "server/options.h"
 #include "server/server.h"
@@ -16,8 +17,9 @@
 namespace tvl::server {
 namespace {
 
-void LoadConfiguration(const std::string& path, CConfig& config) {
-  const int code = config.Load(path.c_str());
+void LoadConfiguration(const Options& options, CConfig& config) {
+  const std::string& path = options.config;
+  const int code = options.check ? config.Read(path.c_str()) : config.Load(path.c_str());
   if (code != TVL_OK) {
     throw std::runtime_error("configuration " + path + " describes no store, code " + std::to_string(code));
   }
@@ -34,7 +36,11 @@ void FitClients(Options& options, Log& log) {
 
 void Serve(Options& options) {
   CConfig config;
-  LoadConfiguration(options.config, config);
+  LoadConfiguration(options, config);
+  if (options.check) {
+    std::fputs(DescribePlan(options, config).c_str(), stdout);
+    return;
+  }
   Log log(options.log);
   FitClients(options, log);
   Service service(options, config, log);

@@ -140,6 +140,8 @@ void DescribeProgram(CLI::App& app, Words& words, Options& options) {
   app.add_option("--tags", options.admission.tags,
                  "File of accepted client tags, one per line followed by \"read\" or \"write\"");
   DescribeLog(app, options.log);
+  app.add_flag("--check", options.check,
+               "Read all options and files, print what the server would do, and exit");
 }
 
 std::chrono::milliseconds Milliseconds(double seconds) {

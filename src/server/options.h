@@ -35,6 +35,7 @@ struct Options {
   FreeSpace min_free;
   AdmissionSources admission;
   LogOptions log;
+  bool check = false;  // only look whether the server could start
 };
 
 // Fills `options`. -1 to go on, else the code to exit with: something was wrong, or help was asked for; it

@@ -85,6 +85,25 @@ TEST(Options, AProgramThatCannotServeSaysSoByItsExit) {
   }
 }
 
+TEST(Options, CanBeCheckedWithoutAServer) {
+  const ServedStore store;
+  store.folder.Write("tags", "a read\n");
+  const auto check = [&](const string& tags) {
+    return RunProcess({{TVL_SERVER_PROGRAM, "--config", store.Path("tvl.ini"), "--listen", "[::]:0", "--tags",
+                        store.folder.Host(tags), "--check"}});
+  };
+  const ProcessResult good = check("tags");
+  EXPECT_EQ(good.exit, 0);
+  for (const string& line : {"store:        " + store.store.rootHost, string("listens:      [::]:0"),
+                             "tags:         those in " + store.folder.Host("tags")}) {
+    EXPECT_NE(good.out.find(line + "\n"), string::npos) << good.out;
+  }
+  EXPECT_EQ(check("missing").exit, 2);
+  std::filesystem::remove_all(store.Path("tmp"));
+  store.Write("tmp", "not a folder");
+  EXPECT_EQ(check("tags").exit, 1);
+}
+
 TEST(Access, IsByNetwork) {
   const struct {
     std::vector<string> networks, in, out;

@@ -1,0 +1,17 @@
+#ifndef TVL_SERVER_CHECK_H
+#define TVL_SERVER_CHECK_H
+
+#include <string>
+
+#include "config/config.h"
+#include "server/options.h"
+
+namespace tvl::server {
+
+// What a server with these options and this configuration would do, as lines of text for an administrator.
+// Throws std::runtime_error if it could not start for a reason that shows without starting it.
+[[nodiscard]] std::string DescribePlan(const Options& options, CConfig& config);
+
+}  // namespace tvl::server
+
+#endif

@@ -17,6 +17,10 @@ using tvl::TableBatch;
 constexpr char kAboveAllObjects[] = "~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~";
 static_assert(sizeof kAboveAllObjects == kLongestObject + 1);
 
+// A blank name would not do: control characters sort below blanks.
+constexpr char kBelowAllObjects[] = "\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1";
+static_assert(sizeof kBelowAllObjects == kLongestObject + 1);
+
 constexpr int kReadEqual = 0;
 constexpr int kReadGreater = 1;
 constexpr int kReadLess = 3;
@@ -245,7 +249,7 @@ void CConnection::ReleaseAllOwnLocks() {
 
 // A row that an earlier instance of this process left would be this one's lock.
 void CConnection::DeleteFormerRows() {
-  BuildLockKey(keyBuffer, nullptr, nullptr, nullptr, nullptr, 0);
+  BuildLockKey(keyBuffer, kBelowAllObjects, nullptr, nullptr, nullptr, 0);
   while (table->ReadRec(keyBuffer, 1, kReadGreater) != nullptr) {
     ReadOwner();
     if (CompareOwner() == kOwn && !IsOwnedByOtherProcess() && table->DeleteRec(keyBuffer) == 0) break;
@@ -265,7 +269,7 @@ bool CConnection::ListLocks(std::vector<tvl::LockRow>& rows) {
   ClearOwner();
   std::optional<TableBatch> batch;
   if (!BeginBatch(batch, TableBatch::Kind::kRead)) return false;
-  BuildLockKey(keyBuffer, nullptr, nullptr, nullptr, nullptr, 0);
+  BuildLockKey(keyBuffer, kBelowAllObjects, nullptr, nullptr, nullptr, 0);
   while (table->ReadRec(keyBuffer, 1, kReadGreater) != nullptr) {
     ReadOwner();
     DescribeRow(rows.emplace_back());

@@ -148,6 +148,8 @@ TEST_F(LocksTest, NamesOfObjects) {
       {"ORD1" + std::string(70, ' ') + "x", ""},  // not the object ORD1
       {" lead", " lead"},
       {"\xE0\xFF|%s=\\..", "\xE0\xFF|%s=\\.."},
+      {"\1", "\1"},
+      {std::string(32, '\1'), std::string(32, '\1')},
   };
   for (const auto& test : cases) {
     SCOPED_TRACE(test.name);

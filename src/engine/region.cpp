@@ -17,8 +17,8 @@ static_assert(kGateByte.start == kSqliteRegion.start + kSqliteRegion.length);
 
 // How often, and for how long, a reader that has passed the gate may do without it. A writer that holds the
 // gate waits for no more than that.
-constexpr int kMostBypasses = 15;
-constexpr std::chrono::milliseconds kPassLasts{50};
+constexpr int kMostBypasses = 3;
+constexpr std::chrono::milliseconds kPassLasts{20};
 
 const LockRange& RangeOf(Region::Strength strength) {
   return strength == Region::Strength::kExclusive ? kSqliteRegion : kSharedBytes;

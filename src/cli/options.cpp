@@ -66,7 +66,9 @@ void AddOptions(CLI::App& app, Options& options) {
                  "Working directory, which local names start from\n(default: $TVL_WORK, the current folder)")
       ->type_name("DIR")
       ->transform(WithoutMark);
-  AddText(app, "--class", options.class_name, "Client class, 4 letters, digits, _ or blanks (default: tvlc)",
+  AddText(app, "--class", options.class_name,
+          "Client class, 4 letters, digits, _ or blanks (default: tvlc);\n"
+          "a longer one is cut, a shorter one filled with x",
           "CCCC")
       .check(CheckClass, "");
   AddText(app, "--tag-file", options.tag_file,

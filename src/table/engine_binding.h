@@ -70,6 +70,11 @@ void SetFieldValueByName(const char* name, const char* value);
 }  // namespace engine
 
 // A run of calls on one table that the engine takes as one snapshot or one transaction, if it offers that.
+//
+// A batch belongs to the thread that began it. Inside another batch of the thread on the same table, also by
+// another handle, it becomes part of that one: nothing is kept before the outermost batch ends, so a true End
+// of an inner one may still be followed by a lost transaction. A batch for writing does not begin inside one
+// for reading.
 class TableBatch {
  public:
   enum class Kind { kRead = 0, kWrite = 1 };

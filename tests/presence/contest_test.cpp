@@ -6,10 +6,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
@@ -41,6 +43,11 @@ constexpr std::size_t kObjects = 6;
 constexpr std::array kClasses = {"mgrx", "mgrx", "mgrx", "ab  ", "ab  ", "ab  ", " \t  ", "a/b "};
 constexpr std::size_t kContestants = kClasses.size();
 
+string OnHost(string path) {
+  std::replace(path.begin(), path.end(), '\\', '/');
+  return path;
+}
+
 // One start of a contestant.
 struct Life {
   std::size_t contestant;
@@ -55,10 +62,14 @@ struct Life {
 struct Witness {
   std::atomic<std::uint32_t> inside[kObjects];      // the life that has the lock, or 0
   std::atomic<std::uint32_t> killed[kContestants];  // the newest generation that is killed or about to be
+  std::atomic<bool> being_robbed[kContestants];     // its marker is being removed
+  std::atomic<bool> robbed[kContestants];           // its marker was removed since it last asked for a lock
   std::atomic<long> rounds;
   std::atomic<long> doubles;       // a life entered while another was inside
   std::atomic<long> idle_losses;   // markers removed while their owners had no lock
   std::atomic<long> held_losses;   // markers removed under a holder
+  std::atomic<long> robberies;     // markers removed by another process at any moment
+  std::atomic<long> successions;   // a robbed life met the one that had taken its lock
   std::atomic<long> untold;        // holders of these that were not told within a second
   std::atomic<long> false_alarms;  // holders that were told of a loss although there was none
   std::atomic<long> unusable;      // answers 0 to a lock
@@ -68,15 +79,28 @@ struct Witness {
     return killed[life % kContestants] >= life / kContestants;
   }
 
-  void Enter(std::size_t object, std::uint32_t life) {
-    std::uint32_t former = 0;
-    while (!inside[object].compare_exchange_strong(former, life)) {
-      if (former != 0 && !IsKilled(former)) ++doubles;
-    }
+  [[nodiscard]] bool IsRobbed(std::uint32_t life) const {
+    return being_robbed[life % kContestants] || robbed[life % kContestants];
+  }
+
+  // False for a life that was robbed since it got the lock, where another has taken that.
+  [[nodiscard]] bool Enter(std::size_t object, std::uint32_t life) {
+    std::uint32_t former = inside[object];
+    bool was_robbed = false;
+    do {
+      if (former != 0 && IsRobbed(life)) {
+        ++successions;
+        return false;
+      }
+      was_robbed = IsRobbed(former);
+    } while (!inside[object].compare_exchange_strong(former, life));
+    if (former != 0 && !IsKilled(former)) ++(was_robbed ? successions : doubles);
+    return true;
   }
 
   void Leave(std::size_t object, std::uint32_t life) {
-    if (!inside[object].compare_exchange_strong(life, 0)) ++doubles;
+    std::uint32_t present = life;
+    if (!inside[object].compare_exchange_strong(present, 0) && !IsRobbed(life)) ++doubles;
   }
 };
 
@@ -121,23 +145,20 @@ class Contestant {
 
   void Ask(std::size_t object) {
     const string name = "OBJECT" + std::to_string(object);
+    witness_.robbed[life_.contestant] = false;  // the lock operation notices what was lost before
     const int state = me_->Lock(name.c_str());
     if (state == 0) ++witness_.unusable;
     if (state == 1) Hold(object, name);
   }
 
-  void RemoveMarker() const {
-    string path = me_->markerPath;
-    std::replace(path.begin(), path.end(), '\\', '/');
-    unlink(path.c_str());
-  }
+  void RemoveMarker() const { unlink(OnHost(me_->markerPath).c_str()); }
 
   void Hold(std::size_t object, const string& name) {
-    witness_.Enter(object, life_.Id());
+    const bool is_inside = witness_.Enter(object, life_.Id());
     ++witness_.rounds;
-    if (OneIn(8) && !me_->HoldsLock(name.c_str())) ++witness_.false_alarms;
+    if (OneIn(8) && !me_->HoldsLock(name.c_str()) && !witness_.IsRobbed(life_.Id())) ++witness_.false_alarms;
     if (OneIn(8)) std::this_thread::sleep_for(std::chrono::milliseconds(2));  // work under the lock
-    witness_.Leave(object, life_.Id());
+    if (is_inside) witness_.Leave(object, life_.Id());
     if (OneIn(20)) LoseMarker(name);
     me_->Unlock(name.c_str());
   }
@@ -195,7 +216,8 @@ class Contest {
   void Report(double seconds) const {
     std::cout << witness_.rounds << " rounds in " << seconds << " s, " << kills_ << " kills, " << stops_
               << " stops, markers removed from idle owners " << witness_.idle_losses << ", from holders "
-              << witness_.held_losses << " (not told " << witness_.untold << "), false alarms "
+              << witness_.held_losses << " (not told " << witness_.untold << "), at any moment "
+              << witness_.robberies << " (locks taken over " << witness_.successions << "), false alarms "
               << witness_.false_alarms << ", answers 0 " << witness_.unusable << ", double holders "
               << witness_.doubles << '\n';
   }
@@ -222,12 +244,30 @@ class Contest {
         processes_[contestant]->Signal(SIGSTOP);
         ++stops_;
         break;
+      case 3:
+        Rob(contestant);
+        break;
       default:
         processes_[contestant]->Signal(SIGCONT);
     }
   }
 
+  // Removes the marker of a contestant, whatever it is doing: it may be in the middle of a lock.
+  void Rob(std::size_t contestant) {
+    char process[16];
+    std::snprintf(process, sizeof process, ".%x.", static_cast<unsigned int>(processes_[contestant]->Pid()));
+    witness_.being_robbed[contestant] = true;
+    for (const auto& marker : std::filesystem::directory_iterator(procs_)) {
+      const string name = marker.path().filename();
+      if (name[0] == '.' || name.find(process) == string::npos) continue;
+      if (unlink(marker.path().c_str()) == 0) ++witness_.robberies;
+    }
+    witness_.robbed[contestant] = true;
+    witness_.being_robbed[contestant] = false;
+  }
+
   string folder_;
+  string procs_ = OnHost(Store(folder_).procs);
   Witness& witness_;
   std::array<std::optional<HelperProcess>, kContestants> processes_;
   std::array<std::uint32_t, kContestants> generations_ = {};
@@ -274,6 +314,7 @@ TEST(Contest, NeverHasTwoHoldersOfALock) {
   EXPECT_EQ(witness.untold + witness.false_alarms, 0);
   EXPECT_GT(contest.Kills(), 0);
   EXPECT_GT(witness.held_losses, 0);
+  EXPECT_TRUE(kSanitized || witness.robberies > 0);  // there are few rounds under a sanitizer
   CConnection looking(store.locks.c_str(), store.procs.c_str(), "look");
   int count = 0;
   CString list;

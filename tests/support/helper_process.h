@@ -32,6 +32,7 @@ class HelperProcess {
   void Say(const std::string& line);
 
   void Signal(int signal) const;
+  [[nodiscard]] pid_t Pid() const { return process_; }
 
   // Waits for the end: the exit code, or minus the signal that ended it.
   int Wait();

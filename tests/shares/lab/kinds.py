@@ -28,15 +28,15 @@ def _smb(name, options=""):
 
 KINDS = {kind.name: kind for kind in (_nfs("nfs4.2", "vers=4.2"), _nfs("nfs3", "vers=3"), _smb("smb"))}
 
-# Mounts that doctor has to judge; a word that its verdict must contain, none where it must accept the mount.
+# Mounts that doctor has to judge: its status, and a part of its remedy.
 UNSAFE = {
-    "nfs3 nolock": (_nfs("nfs3", "vers=3,nolock"), "lock"),
-    "nfs3 local_lock=posix": (_nfs("nfs3", "vers=3,local_lock=posix"), "lock"),
-    "nfs4.2 local_lock=all": (_nfs("nfs4.2", "vers=4.2,local_lock=all"), "lock"),
-    "nfs4.2 soft": (_nfs("nfs4.2", "vers=4.2,soft"), "soft"),
-    "smb nobrl": (_smb("smb", ",nobrl"), "lock"),
-    "smb cache=loose": (_smb("smb", ",cache=loose"), "cache"),
-    "smb noserverino": (_smb("smb", ",noserverino"), "serverino"),
+    "nfs3 nolock": (_nfs("nfs3", "vers=3,nolock"), 1, "mount with"),
+    "nfs3 local_lock=posix": (_nfs("nfs3", "vers=3,local_lock=posix"), 1, "local_lock=none"),
+    "nfs4.2 local_lock=all": (_nfs("nfs4.2", "vers=4.2,local_lock=all"), 1, "local_lock=none"),
+    "nfs4.2 soft": (_nfs("nfs4.2", "vers=4.2,soft"), 0, "mount with hard"),
+    "smb nobrl": (_smb("smb", ",nobrl"), 1, "without nobrl"),
+    "smb cache=loose": (_smb("smb", ",cache=loose"), 1, "cache=strict"),
+    "smb noserverino": (_smb("smb", ",noserverino"), 0, "mount with serverino"),
 }
 SQUASHED = _nfs("nfs4.2 root_squash", "vers=4.2", "/data/squash")
 

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
@@ -62,8 +63,11 @@ void Peer::Say(const std::string& text) {
     throw Stop({}, {kFailed, 0, "nothing can be written", errno, path});
 }
 
-// By reading the folder: a file system may remember for a while that a name did not exist.
+// By reading the folder, since a file system may remember for a while that a name did not exist. NFS 3 also
+// remembers what it has read, for up to a minute, unless this computer changes the folder itself.
 bool Peer::Lists(const std::string& name) const {
+  const std::string change = Joined(path_, MessageName(first_, 0) + ".change");
+  if (mkdir(change.c_str(), 0777) == 0) rmdir(change.c_str());
   std::error_code problem;
   for (const auto& entry : fs::directory_iterator(path_, problem)) {
     if (entry.path().filename() == name) return true;

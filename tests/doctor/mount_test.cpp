@@ -58,7 +58,7 @@ TEST(Mounts, AreJudgedByTypeAndOptions) {
       {"cifs", "rw,soft,cache=strict,serverino,actimeo=1", Verdict::kOk},
       {"cifs", "rw,NoBRL", Verdict::kBad},
       {"cifs", "rw,cache=loose", Verdict::kBad},
-      {"cifs", "rw,noserverino", Verdict::kWarning},
+      {"cifs", "rw,cache=strict", Verdict::kWarning},
       {"smb3", "rw,nobrl", Verdict::kBad},
       {"fuse.sshfs", "rw", Verdict::kBad},
       {"fuse.glusterfs", "rw", Verdict::kOk},

@@ -14,7 +14,8 @@ using std::string_view;
 constexpr char kLocal[] = "locks stay on this computer";
 constexpr char kStale[] = "this computer may read old contents that another has replaced";
 
-// A type ends in "*" where it stands for all that begin like it; no option: the type alone decides.
+// A type that ends in "*" matches all types that begin with it. No option: the type alone decides. An option
+// that begins with "!" must be missing: mounts on SMB list "serverino", but never "noserverino".
 struct MountRule {
   string_view type;
   string_view option;
@@ -35,12 +36,12 @@ constexpr MountRule kRules[] = {
     {"cifs", "cache=loose", Verdict::kBad, kStale, "mount with cache=strict"},
     {"cifs", "cache=singleclient", Verdict::kBad, kStale, "mount with cache=strict"},
     {"cifs", "cache=ro", Verdict::kBad, kStale, "mount with cache=strict"},
-    {"cifs", "noserverino", Verdict::kWarning, "a file that was replaced may not be noticed",
+    {"cifs", "!serverino", Verdict::kWarning, "a file that was replaced may not be noticed",
      "mount with serverino"},
     {"smb3", "nobrl", Verdict::kBad, kLocal, "mount without nobrl"},
     {"smb3", "nolock", Verdict::kBad, kLocal, "mount without nolock"},
     {"smb3", "cache=loose", Verdict::kBad, kStale, "mount with cache=strict"},
-    {"smb3", "noserverino", Verdict::kWarning, "a file that was replaced may not be noticed",
+    {"smb3", "!serverino", Verdict::kWarning, "a file that was replaced may not be noticed",
      "mount with serverino"},
     {"ocfs2", "localflocks", Verdict::kBad, kLocal, "mount without localflocks"},
     {"gfs2", "localflocks", Verdict::kBad, kLocal, "mount without localflocks"},
@@ -86,7 +87,10 @@ bool AnyOption(string_view options, Visit visit) {
 bool Applies(const MountRule& rule, const Mount& mount) {
   if (!IsOfType(mount.type, rule.type)) return false;
   if (rule.option.empty()) return true;
-  return AnyOption(mount.options, [&rule](string_view option) { return SameText(option, rule.option); });
+  const bool is_missing = rule.option.starts_with('!');
+  const string_view wanted = rule.option.substr(is_missing ? 1 : 0);
+  return AnyOption(mount.options, [wanted](string_view option) { return SameText(option, wanted); }) !=
+         is_missing;
 }
 
 bool HasLongCacheTime(const Mount& mount) {

@@ -32,7 +32,6 @@ KINDS = {kind.name: kind for kind in (_nfs("nfs4.2", "vers=4.2"), _nfs("nfs3", "
 UNSAFE = {
     "nfs3 nolock": (_nfs("nfs3", "vers=3,nolock"), 1, "mount with"),
     "nfs3 local_lock=posix": (_nfs("nfs3", "vers=3,local_lock=posix"), 1, "local_lock=none"),
-    "nfs4.2 local_lock=all": (_nfs("nfs4.2", "vers=4.2,local_lock=all"), 1, "local_lock=none"),
     "nfs4.2 soft": (_nfs("nfs4.2", "vers=4.2,soft"), 0, "mount with hard"),
     "smb nobrl": (_smb("smb", ",nobrl"), 1, "without nobrl"),
     "smb cache=loose": (_smb("smb", ",cache=loose"), 1, "cache=strict"),

@@ -5,7 +5,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <new>
+#include <string>
 
+#include "platform/folder_of_file.h"
 #include "platform/held_file.h"
 #include "platform/host_path.h"
 #include "platform/last_error.h"
@@ -129,16 +132,47 @@ DWORD GetFileAttributesA(const char* path) {
   return attributes | (S_ISDIR(status.st_mode) ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_NORMAL);
 }
 
+namespace {
+
+// Gives a new folder the group bits of a folder above that hands its group down (setgid), whatever the umask:
+// the members of the group must be able to work in it. A failure leaves a usable folder.
+void InheritGroupBits(std::string folder) {
+  while (folder.size() > 1 && folder.ends_with('/')) folder.pop_back();
+  const int bits = tvl::InheritedGroupBits(tvl::FolderOf(folder));
+  if (bits < 0) return;
+  const int descriptor = System().open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC, 0);
+  if (descriptor < 0) return;
+  struct stat status = {};
+  const auto group = static_cast<mode_t>(bits);
+  if (System().fstat(descriptor, &status) == 0 && (status.st_mode & S_IRWXG) != group)
+    System().fchmod(descriptor, (status.st_mode & 07777U & ~static_cast<mode_t>(S_IRWXG)) | group);
+  System().close(descriptor);
+}
+
+// Returns 0 or an errno value.
+int MakeFolder(const char* host) {
+  if (System().mkdir(host, 0777) != 0) return errno;
+  try {
+    InheritGroupBits(host);
+  } catch (const std::bad_alloc&) {
+    return 0;  // the folder exists
+  }
+  return 0;
+}
+
+}  // namespace
+
 BOOL CreateDirectoryA(const char* path, void* /*security*/) {
-  if (System().mkdir(HostPath(path).Text(), 0777) == 0) return 1;
-  NoteError(path, errno);
+  const int problem = MakeFolder(HostPath(path).Text());
+  if (problem == 0) return 1;
+  NoteError(path, problem);
   return 0;
 }
 
 bool tvl::EnsureFolder(const char* path) {
   const HostPath host(path);
-  if (System().mkdir(host.Text(), 0777) == 0) return true;
-  const int problem = errno;
+  const int problem = MakeFolder(host.Text());
+  if (problem == 0) return true;
   struct stat status = {};
   if (problem == EEXIST && System().stat(host.Text(), &status) == 0 && S_ISDIR(status.st_mode)) return true;
   NoteError(path, problem);

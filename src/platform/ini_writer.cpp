@@ -16,6 +16,7 @@
 #include "platform/ini_file.h"
 #include "platform/last_error.h"
 #include "platform/open_file.h"
+#include "platform/replace_file.h"
 #include "platform/retry.h"
 #include "platform/system_calls.h"
 
@@ -124,15 +125,6 @@ void SyncFolder(const std::string& folder) {
   System().close(descriptor);
 }
 
-// Whether the target of a refused rename is still there. On SMB it may be marked for deletion, and only an
-// open for writing asks the server; the rest is answered from what this computer has cached.
-bool IsStillThere(const std::string& target) {
-  const int descriptor = System().open(target.c_str(), O_RDWR | O_CLOEXEC, 0);
-  if (descriptor < 0) return false;
-  System().close(descriptor);
-  return true;
-}
-
 // The new contents in a file of their own. Only the writer whose turn it is uses this name, so a file that
 // exists is what a killed writer left.
 class Part {
@@ -162,7 +154,7 @@ class Part {
       return System().rename(path_.c_str(), target_.c_str()) == 0 ? 0 : errno;
     });
     exists_ = problem != 0;
-    is_all_that_is_left_ = exists_ && !IsStillThere(target_);
+    is_all_that_is_left_ = exists_ && !IsStillThere(target_.c_str());
     if (problem == 0) SyncFolder(FolderOf(target_));
     return problem;
   }

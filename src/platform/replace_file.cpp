@@ -50,11 +50,18 @@ int Replace(const char* part, const char* target, bool& exists) {
 
 }  // namespace
 
+bool IsStillThere(const char* target) {
+  const OpenFile file(target, O_RDWR | O_NOFOLLOW);
+  if (file.IsOpen()) return true;
+  if (LastErrorCode() == ENOENT || LastErrorCode() == ESTALE) return false;
+  struct stat status = {};
+  return System().lstat(target, &status) == 0;
+}
+
 bool ReplaceFile(const char* part, const char* target, bool exists) {
   const int problem = Replace(part, target, exists);
   if (problem == 0) return true;
-  struct stat status = {};
-  const bool lost = exists && System().lstat(target, &status) != 0;
+  const bool lost = exists && !IsStillThere(target);
   if (!lost) System().unlink(part);
   NoteError(lost ? part : target, problem);
   return false;

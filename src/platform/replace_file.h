@@ -13,6 +13,10 @@ namespace tvl {
 // noted with the failure (last_error.h).
 [[nodiscard]] bool ReplaceFile(const char* part, const char* target, bool exists);
 
+// Whether the target of a refused rename is still there. On SMB it may be marked for deletion, and only an
+// open for writing asks the server; the rest is answered from what this computer has cached.
+[[nodiscard]] bool IsStillThere(const char* target);
+
 }  // namespace tvl
 
 #endif

@@ -11,6 +11,7 @@
 #include <climits>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <string_view>
 #include <thread>
 #include <vector>
@@ -147,6 +148,11 @@ ServerAddress ParseServer(const std::string& text) {
     throw Stop("--tcp wants an IPv6 address in brackets, [ADDRESS]:PORT: " + text);
   }
   return server;
+}
+
+std::string SafetyText(int level) {
+  constexpr const char* kTexts[] = {"0, written in place", "1, whole files", "2, whole files, synced"};
+  return level >= 0 && level < static_cast<int>(std::size(kTexts)) ? kTexts[level] : std::to_string(level);
 }
 
 }  // namespace tvl::cli

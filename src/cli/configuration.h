@@ -17,6 +17,9 @@ namespace tvl::cli {
 // What the library's refusal of `file` means: which key, which folder.
 [[nodiscard]] Failure ConfigurationFailure(int code);
 
+// How files are written at a level of SafeOnTransfert.
+[[nodiscard]] std::string SafetyText(int level);
+
 // The client tag for a server: the first line of the tag file, or TVL_TAG, or nothing.
 [[nodiscard]] std::string FindTag(const Options& options);
 

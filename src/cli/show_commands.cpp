@@ -25,13 +25,6 @@ std::string PolicyName(int policy) {
                                                                         : std::to_string(policy);
 }
 
-constexpr const char* kSafeties[] = {"0, written in place", "1, whole files", "2, whole files, synced"};
-
-std::string SafetyName(int level) {
-  return level >= 0 && level < static_cast<int>(std::size(kSafeties)) ? kSafeties[level]
-                                                                      : std::to_string(level);
-}
-
 std::string YesNo(bool value) {
   return value ? "yes" : "no";
 }
@@ -142,7 +135,7 @@ ExitStatus RunConfigShow(const Options& options) {
       {"File", "file", file},
       {"FileCompare", "file_compare", PolicyName(reader.ConfigFileCompare())},
       {"ZipOnTransfert", "zip_on_transfert", YesNo(zip), {}, zip},
-      {"SafeOnTransfert", "safe_on_transfert", SafetyName(safety), safety},
+      {"SafeOnTransfert", "safe_on_transfert", SafetyText(safety), safety},
   };
   Console console;
   if (options.json)

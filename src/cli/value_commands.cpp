@@ -31,7 +31,7 @@ struct Value {
 // Only a directory store offers values, and they touch nothing local.
 Store OpenStore(const Options& options) {
   if (!options.tcp.empty()) throw Stop(options.tcp, LibraryFailure(TVL_ERR_NOT_SUPPORTED));
-  return {options, {}, Store::Use::kWork};
+  return {options, {}, UseOf(options)};
 }
 
 bool HasControls(const std::string& text) {
@@ -111,21 +111,17 @@ ExitStatus RunSet(const Options& options, const Value& value) {
   CheckMayChange(value.name);
   if (HasControls(value.text) || value.text.size() > kLongestValue)
     throw Stop("a value is one line of at most " + std::to_string(kLongestValue) + " bytes");
-  if (!options.dry_run) {
-    Store store = OpenStore(options);
-    Write(store, value.name, &value.text);
-  }
+  Store store = OpenStore(options);
+  if (!options.dry_run) Write(store, value.name, &value.text);
   Report(options, "env set", value, options.dry_run ? "would be set" : "set");
   return kDone;
 }
 
 ExitStatus RunUnset(const Options& options, const Value& value) {
   CheckMayChange(value.name);
-  if (!options.dry_run) {
-    Store store = OpenStore(options);
-    if (!HasValue(store, value.name)) throw Stop(value.name, {kNotFound, 0, "has no value", 0, {}});
-    Write(store, value.name, nullptr);
-  }
+  Store store = OpenStore(options);
+  if (!HasValue(store, value.name)) throw Stop(value.name, {kNotFound, 0, "has no value", 0, {}});
+  if (!options.dry_run) Write(store, value.name, nullptr);
   Report(options, "env unset", value, options.dry_run ? "would be deleted" : "deleted");
   return kDone;
 }

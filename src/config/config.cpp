@@ -224,12 +224,15 @@ int CConfig::SettleTmpDir() {
   if (Find(kTmpDir) == nullptr) return TVL_ERR_TMP_UNDEFINED;
   if (!tvl::CopyPath(tmpDir, Get(kTmpDir))) return TVL_ERR_TMP_INVALID;
   tvl::CreateSharedFolder(tmpDir);
-  if (IsDirectory(tmpDir) == 0 || AddTrailingBackslash(tmpDir) == 0) return TVL_ERR_TMP_INVALID;
-  if (!SubFolder(tmpDir, "locks", locksDir) || !SubFolder(tmpDir, "procs", procsDir))
-    return TVL_ERR_TMP_INVALID;
+  if (IsDirectory(tmpDir) == 0 || !NameSubFolders()) return TVL_ERR_TMP_INVALID;
   tvl::CreateSharedFolder(locksDir);
   tvl::CreateSharedFolder(procsDir);
   return TVL_OK;
+}
+
+bool CConfig::NameSubFolders() {
+  return AddTrailingBackslash(tmpDir) != 0 && SubFolder(tmpDir, "locks", locksDir) &&
+         SubFolder(tmpDir, "procs", procsDir);
 }
 
 void CConfig::ReadNames(const tvl::IniFile& file) {
@@ -250,5 +253,7 @@ int CConfig::Read(const char* path) {
   tvl::IniFile file;
   if (const int code = ReadTable(path, file)) return code;
   ReadNames(file);
-  return Find(kTmpDir) == nullptr ? TVL_ERR_TMP_UNDEFINED : TVL_OK;
+  if (Find(kTmpDir) == nullptr) return TVL_ERR_TMP_UNDEFINED;
+  const bool named = tvl::CopyPath(tmpDir, Get(kTmpDir)) && *tmpDir != 0 && NameSubFolders();
+  return named ? TVL_OK : TVL_ERR_TMP_INVALID;
 }

@@ -36,7 +36,7 @@ class CConfig {
   int Load(const char* file);
 
   // Fills table and settings as `Load` does, without creating or testing a folder: for programs that only
-  // show a configuration. Returns 0, 3 or 5; `status` stays 2.
+  // show a configuration. Returns 0, 3, 5 or 6; `status` stays 2.
   int Read(const char* file);
 
   // Empties the table. The folders other than `tmpDir` and the settings keep their values.
@@ -78,6 +78,7 @@ class CConfig {
   int ReadTable(const char* path, tvl::IniFile& file);
   int SettleRoot();
   int SettleTmpDir();
+  bool NameSubFolders();
   void ReadNames(const tvl::IniFile& file);
 };
 

@@ -4,6 +4,9 @@
 #include <filesystem>
 #include <string_view>
 
+#include <tvlclient/smb_opr.h>
+
+#include "cli/configuration.h"
 #include "cli/doctor/checks.h"
 #include "cli/held_files.h"
 #include "cli/text.h"
@@ -18,6 +21,15 @@ Finding CheckParts(const StoreLayout& layout) {
   if (missing.empty()) return Good("all there");
   return Bad(missing.front() + " is missing" + (missing.size() > 1 ? ", and other parts" : ""),
              "tvl init --missing, or tvl doctor --fix");
+}
+
+Finding CheckSafety(const StoreLayout& layout) {
+  CTVLClientSmbOpr reader;
+  if (reader.ReadConfig(layout.configuration.c_str()) != 0) return Bad("the configuration cannot be read");
+  const int level = reader.ConfigSafeOnTransfert();
+  if (level > 0) return Good(SafetyText(level));
+  return Warn(SafetyText(level) + ": a killed transfer leaves part of a file",
+              "SafeOnTransfert=2 in tvl.ini");
 }
 
 // In a sticky folder nobody can remove the marker of another user's dead client.
@@ -72,6 +84,7 @@ std::vector<std::string> DeadParts(const StoreLayout& layout) {
 const std::vector<Check<StoreLayout>>& StoreChecks() {
   static const std::vector<Check<StoreLayout>> checks = {
       {"parts of the store", true, CheckParts},
+      {"SafeOnTransfert", false, CheckSafety},
       {"sticky folders", true, CheckSticky},
       {"killed transfers", false, CheckDeadParts},
   };

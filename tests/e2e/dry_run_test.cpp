@@ -1,0 +1,135 @@
+// Runs every command with -n and compares everything below the test's folder before and after.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <set>
+#include <sstream>
+
+#include "e2e/tvl_runner.h"
+
+namespace {
+
+constexpr char kSchema[] = "name-D4 total-F7.2";
+
+class DryRun : public TvlTest {
+ protected:
+  DryRun() {
+    folder.Write("work/t/new", "new");
+    folder.Write("work/docs/new", "other");
+    folder.Write("work/rows.csv", "key1,name,total\nB1,b,2.50\n");
+    folder.Write("store/docs/a", "a");
+    folder.Write("store/docs/sub/b", "b");
+    folder.Write("store/held", "held");
+    folder.Write("store/upd10.exe", "@versione=5.3@");
+    Expect(0, {"env", "set", "Colour", "green"});
+    Expect(0, {"table", "create", "orders", "--key1", "4", "--schema", kSchema});
+    Expect(0, {"table", "write", "orders", "--schema", kSchema, "--key1", "A1", "name=a"});
+    const int held = open(folder.Host("store/held").c_str(), O_RDWR | O_CLOEXEC);
+    struct flock lock = {};
+    lock.l_type = F_WRLCK;
+    EXPECT_EQ(fcntl(held, F_OFD_SETLK, &lock), 0);
+    held_ = held;
+  }
+  ~DryRun() override { close(held_); }
+
+  // The names that differ between `before` and the folder as it is.
+  Words ChangesSince(const Tree& before) const {
+    const Tree now = SnapshotOf(folder.Host());
+    Words names;
+    const auto compare = [&names](const Tree& one, const Tree& other) {
+      for (const auto& [name, state] : one) {
+        const auto found = other.find(name);
+        if (found == other.end() || found->second != state) names.push_back(name);
+      }
+    };
+    compare(before, now);
+    compare(now, before);
+    return names;
+  }
+
+  // The commands that the help of `command` lists, those below them included.
+  std::set<Words> CommandsOf(const Words& command) const {
+    Words help = command;
+    help.emplace_back("--help");
+    std::istringstream lines(Expect(0, help).out);
+    std::set<Words> found;
+    bool listed = false;
+    for (std::string line; std::getline(lines, line);) {
+      if (line == "Subcommands:") {
+        listed = true;
+      } else if (line.empty()) {
+        listed = false;
+      } else if (listed && line.starts_with("  ") && line[2] != ' ') {
+        Words name = command;
+        name.push_back(line.substr(2, line.find(' ', 2) - 2));
+        found.merge(CommandsOf(name));
+      }
+    }
+    if (found.empty()) found.insert(command);
+    return found;
+  }
+
+ private:
+  int held_ = -1;
+};
+
+TEST_F(DryRun, NoCommandChangesAnything) {
+  const std::vector<Row> rows = {
+      {0, {"init", "fresh"}},
+      {0, {"info"}},
+      {0, {"config", "show"}},
+      {0, {"get", "-r", "docs"}, {"docs/a: would be transferred"}},
+      {0, {"put", "-r", "t"}, {"t/new: would be transferred"}},
+      {1, {"put", "t/new", "--as", "held"}, {"code 22"}},
+      {0, {"ls", "-l", "docs"}},
+      {0, {"mkdir", "-p", "x/y"}},
+      {0, {"rm", "-r", "docs"}},
+      {4, {"rm", "held"}},
+      {0, {"mv", "docs", "moved"}},
+      {4, {"mv", "held", "moved"}},
+      {0, {"cp", "-r", "docs", "copy"}},
+      {1, {"cp", "docs/a", "held"}, {"code 22"}},
+      {0, {"sync", "pull", "docs", "docs", "--delete"}},
+      {0, {"sync", "push", "docs", "docs", "--delete"}},
+      {0, {"hash", "t/new"}},
+      {0, {"lock", "ORD1", "--", "touch", "touched"}},
+      {4, {"lock", "HELD", "--", "touch", "touched"}, {"HELD"}},
+      {0, {"unlock", "ORD1"}},
+      {0, {"locks"}, {"HELD"}},
+      {0, {"who"}},
+      {0, {"table", "create", "new", "--key1", "4", "--schema", kSchema}},
+      {0, {"table", "create", "orders", "--replace", "--key1", "4", "--schema", kSchema}},
+      {0, {"table", "info", "orders"}},
+      {0, {"table", "read", "orders", "--schema", kSchema}, {"A1"}},
+      {0, {"table", "write", "orders", "--schema", kSchema, "--key1", "C1", "name=c"}},
+      {0, {"table", "delete", "orders", "A1"}},
+      {0, {"table", "import", "orders", "rows.csv", "--schema", kSchema}},
+      {0, {"table", "export", "orders", "--schema", kSchema}, {"A1"}},
+      {0, {"env", "get", "Colour"}},
+      {0, {"env", "set", "Colour", "blue"}},
+      {0, {"env", "unset", "Colour"}},
+      {6, {"env", "unset", "none"}},
+      {0, {"env", "list"}},
+      {0, {"packs", "upd"}},
+      {0, {"version", folder.Host("store/upd10.exe")}},
+      {2, {"doctor", "--fix"}},
+      {0, {"doctor"}, {"SafeOnTransfert"}},
+  };
+  Process holder(Start({"lock", "HELD", "--", "sh", "-c", "echo locked >&2; exec sleep 60"}));
+  ASSERT_TRUE(holder.ReadErrorsUntil("locked"));
+  std::set<Words> missing = CommandsOf({});
+  const Tree before = SnapshotOf(folder.Host());
+  for (Row row : rows) {
+    for (std::size_t words = 1; words <= 2; ++words)
+      missing.erase(Words(row.arguments.begin(), row.arguments.begin() + static_cast<std::ptrdiff_t>(std::min(
+                                                                             words, row.arguments.size()))));
+    row.arguments.insert(row.arguments.begin(), "-n");
+    Expect(row.exit, row.arguments, row.told);
+    EXPECT_EQ(ChangesSince(before), Words()) << testing::PrintToString(row.arguments);
+  }
+  EXPECT_TRUE(missing.empty()) << testing::PrintToString(missing);
+}
+
+}  // namespace

@@ -43,4 +43,12 @@ bool LiesIn(const std::string& path, const std::string& folder) {
   return trail.Hold(wanted);
 }
 
+bool LeadsBack(const std::string& path) {
+  struct stat link = {};
+  struct stat folder = {};
+  if (lstat(path.c_str(), &link) != 0 || !S_ISLNK(link.st_mode)) return false;
+  if (stat(path.c_str(), &folder) != 0 || !S_ISDIR(folder.st_mode)) return false;
+  return LiesIn(path.substr(0, path.find_last_of('/') + 1) + ".", path);
+}
+
 }  // namespace tvl::cli

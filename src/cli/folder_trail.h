@@ -46,6 +46,10 @@ class InFolder {
 // True if `path`, which need not be there, is `folder` or lies in it, by whatever names.
 [[nodiscard]] bool LiesIn(const std::string& path, const std::string& folder);
 
+// True if `path` is a link to a folder that the link itself lies in. What is written through it lands among
+// other names of the same tree, where a later synchronisation would find and delete it.
+[[nodiscard]] bool LeadsBack(const std::string& path);
+
 }  // namespace tvl::cli
 
 #endif

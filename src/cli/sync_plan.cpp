@@ -193,6 +193,7 @@ SyncAction SyncPlan::ActionForCopy(const SyncEntry& entry) {
 SyncAction SyncPlan::ActionForFolder(const SyncEntry& entry) {
   struct stat status = {};
   SyncAction action = WhyTargetRefused(entry);
+  if (action == SyncAction::kSame && LeadsBack(entry.target)) action = SyncAction::kLeadsBack;
   if (action == SyncAction::kSame) {
     if (lstat(entry.target.c_str(), &status) != 0) return SyncAction::kMakeFolder;
     if (!IsFolder(entry.target)) action = SyncAction::kClash;

@@ -186,7 +186,8 @@ bool TransferPlan::IsLeftOut(const NamePair& names, const struct stat& status, c
     return true;
   }
   struct stat link = {};
-  if (lstat(path.c_str(), &link) != 0 || !S_ISLNK(link.st_mode) || !trail_.Hold(status)) return false;
+  const bool circle = lstat(path.c_str(), &link) == 0 && S_ISLNK(link.st_mode) && trail_.Hold(status);
+  if (!circle && !LeadsBack(TargetPath(names))) return false;
   log_.TellSkipped(names, kCircleText);
   return true;
 }

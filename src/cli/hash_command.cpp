@@ -26,15 +26,18 @@ constexpr std::size_t kLongestPath = 259;
 // A regular file, open for as long as it is examined.
 class InputFile {
  public:
-  explicit InputFile(const std::string& name)
-      : descriptor_(open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {
+  // Looks before it opens: the writer that waits at a pipe would be killed when this closes it.
+  explicit InputFile(const std::string& name) {
     struct stat status = {};
-    if (descriptor_ < 0 || fstat(descriptor_, &status) != 0) {
+    if (stat(name.c_str(), &status) != 0) {
       problem_ = errno;
-    } else if (!S_ISREG(status.st_mode)) {
-      problem_ = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
-    } else {
-      size_ = status.st_size;
+    } else if (!Refuses(status)) {
+      descriptor_ = open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+      if (descriptor_ < 0 || fstat(descriptor_, &status) != 0) {
+        problem_ = errno;
+      } else if (!Refuses(status)) {
+        size_ = status.st_size;
+      }
     }
   }
   ~InputFile() {
@@ -49,7 +52,12 @@ class InputFile {
   [[nodiscard]] std::string OtherName() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
 
  private:
-  int descriptor_;
+  bool Refuses(const struct stat& status) {
+    if (!S_ISREG(status.st_mode)) problem_ = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+    return problem_ != 0;
+  }
+
+  int descriptor_ = -1;
   int problem_ = 0;
   std::int64_t size_ = 0;
 };

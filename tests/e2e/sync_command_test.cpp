@@ -110,6 +110,12 @@ TEST_F(SyncCommand, WhatCannotOrMustNotBeDoneIsNamed) {
         "\nold: not deleted: it holds names", "\nextra: skipped: ", "3 files copied"})
     EXPECT_NE(told.find(part), std::string::npos) << part << told;
   EXPECT_TRUE(folder.Exists("store/docs/old/a.pdf") && folder.Exists("store/docs/extra"));
+  // A writer that waits at a pipe outlives all who pass by.
+  Process writer({{"/bin/sh", "-c", "echo waiting >&2; echo text > " + folder.Host("work/docs/pipe")}});
+  ASSERT_TRUE(writer.ReadErrorsUntil("waiting"));
+  ExpectAll({{1, {"hash", "docs/pipe"}}, {3, {"put", "docs/pipe"}}});
+  EXPECT_EQ(folder.Read("work/docs/pipe"), "text\n");
+  EXPECT_EQ(writer.Finish().exit, 0);
   // The listing of a folder of the store names the same.
   folder.Write("store/more/back\\slash", "");
   fs::create_symlink("..", folder.Host("store/more/up"));

@@ -18,6 +18,7 @@
 
 #include <tvlclient/errors.h>
 
+#include "cli/stall_watch.h"
 #include "cli/text.h"
 
 namespace tvl::cli {
@@ -86,7 +87,9 @@ std::string UserConfiguration() {
 
 }  // namespace
 
+// On a share whose server does not answer, looking for the file already takes as long as that lasts.
 std::string FindConfiguration(const Options& options) {
+  const WaitsFor waits("the configuration");
   if (!options.config.empty()) return Checked(options.config);
   const std::string from_environment = Environment("TVL_CONFIG");
   if (!from_environment.empty()) return Checked(from_environment);

@@ -9,6 +9,7 @@
 #include "server/get_file.h"
 #include "server/run_on.h"
 #include "server/session.h"
+#include "server/status/shown_transfer.h"
 #include "tcp/protocol.h"
 
 namespace tvl::server {
@@ -42,6 +43,7 @@ std::string EndMark(std::int64_t time) {
 asio::awaitable<bool> Session::Get(std::string_view command) {
   const Stopwatch watch;
   const FileRequest asked = ParseFileRequest(command, Right::kRead);
+  const ShownTransfer shown(*record_, ClientRecord::Direction::kGet, asked.name);
   auto transfer = std::make_shared<Transfer>();
   const int code = co_await OpenGet(asked, *transfer);
   bool go_on = true;
@@ -50,6 +52,7 @@ asio::awaitable<bool> Session::Get(std::string_view command) {
   } else {
     go_on = co_await ReplyCode(code, asked.forbidden);
   }
+  service_.status.metrics.gets[ResultOf(code, asked.forbidden, transfer->landed)].Add();
   Event event = {.what = "get", .name = asked.name, .bytes = transfer->sent, .duration = watch.Elapsed()};
   NoteMovedRoot(code, event);
   if (code != TVL_OK || transfer->landed) {

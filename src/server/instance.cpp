@@ -1,6 +1,7 @@
 #include "server/instance.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "base/numbers.h"
 #include "server/names.h"
@@ -24,10 +25,11 @@ std::string Described(int state, const char* computer, int instance, int pid, co
 }  // namespace
 
 Instance::Instance(const CConfig& config, const Handshake& identity, const std::string& address,
-                   unsigned int most_locks)
+                   unsigned int most_locks, const LockGauges& gauges)
     : connection_(config.locksDir, config.procsDir, identity.client_class.c_str(), identity.computer.c_str(),
                   address.c_str(), identity.user.c_str()),
-      most_locks_(most_locks) {
+      most_locks_(most_locks),
+      gauges_(gauges) {
   connection_.AllocateInstance();
 }
 
@@ -35,6 +37,13 @@ Instance::Instance(const CConfig& config, const Handshake& identity, const std::
 // number would own what is left.
 Instance::~Instance() {
   if (connection_.lockCount > 0) connection_.ReleaseAllOwnLocks();
+  ReportLocks(0);
+}
+
+void Instance::ReportLocks(int held) {
+  const int change = held - std::exchange(reported_locks_, held);
+  gauges_.own.Add(change);
+  gauges_.all.Add(change);
 }
 
 std::string Instance::AnswerLock(char letter, std::string_view object) {
@@ -47,6 +56,7 @@ std::string Instance::AnswerLock(char letter, std::string_view object) {
   } else {
     connection_.CheckLock(name.c_str());
   }
+  ReportLocks(connection_.lockCount);
   // Its own row would be of an earlier life, and count for nobody else.
   if (!IsPresent() && connection_.lockState == kOwnLock) return kNoLock;
   return connection_.lockState == 0 ? kNoLock : DescribeOwner();
@@ -68,7 +78,7 @@ std::string Instance::DescribeSelf() const {
 std::string Instance::AnswerLost(char letter, const std::string& answer) {
   if (letter != protocol::kUnlock) return kNoLock;
   if (answer != kNoLock || connection_.object[0] != 0) return answer;
-  ++connection_.lockCount;
+  ReportLocks(++connection_.lockCount);
   return DescribeSelf();
 }
 

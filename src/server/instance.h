@@ -7,6 +7,7 @@
 #include "config/config.h"
 #include "presence/connection.h"
 #include "server/handshake.h"
+#include "server/status/gauge.h"
 
 namespace tvl::server {
 
@@ -15,10 +16,16 @@ namespace tvl::server {
 // back.
 class Instance {
  public:
+  // Get the number of locks that it holds; borrowed.
+  struct LockGauges {
+    Gauge& own;
+    Gauge& all;  // of all clients together
+  };
+
   // `identity`: a clean one. `address`: dotted.
   // `most_locks`: how many it may hold at once; 0 for any number.
   Instance(const CConfig& config, const Handshake& identity, const std::string& address,
-           unsigned int most_locks);
+           unsigned int most_locks, const LockGauges& gauges);
   ~Instance();
   Instance(const Instance&) = delete;
   Instance& operator=(const Instance&) = delete;
@@ -43,6 +50,7 @@ class Instance {
  private:
   [[nodiscard]] std::string DescribeOwner() const;
   [[nodiscard]] std::string DescribeSelf() const;
+  void ReportLocks(int held);
 
   [[nodiscard]] bool MayLockMore() const {
     return most_locks_ == 0 || connection_.lockCount < static_cast<int>(most_locks_);
@@ -50,6 +58,8 @@ class Instance {
 
   CConnection connection_;
   const unsigned int most_locks_;
+  const LockGauges gauges_;
+  int reported_locks_ = 0;
 };
 
 }  // namespace tvl::server

@@ -24,6 +24,7 @@ asio::awaitable<LockQueue::Outcome> LockQueue::Run(Kind kind, const Work& work) 
 }
 
 void LockQueue::Add(Request& request) {
+  request.ticket.emplace(stats_);
   const std::lock_guard<std::mutex> guard(mutex_);
   (request.kind == Kind::kLeave ? leaving_ : others_).push_back(&request);
   if (draining_) return;
@@ -38,6 +39,7 @@ LockQueue::Request* LockQueue::Take() {
   if (queue.empty()) return nullptr;
   Request* const request = queue.front();
   queue.pop_front();
+  request->ticket.reset();
   return request;
 }
 

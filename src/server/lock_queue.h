@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "server/run_on.h"
+#include "server/status/queue_ticket.h"
 #include "table/ctree_file.h"
 
 namespace tvl::server {
@@ -43,8 +44,9 @@ class LockQueue {
 
   using Work = std::function<void()>;
 
-  // `folder`: that of the lock table, ending in a backslash; borrowed.
-  LockQueue(asio::thread_pool& engine, const char* folder) : engine_(engine), folder_(folder) {}
+  // `folder`: that of the lock table, ending in a backslash; borrowed, as is `stats`.
+  LockQueue(asio::thread_pool& engine, const char* folder, QueueStats& stats)
+      : engine_(engine), folder_(folder), stats_(stats) {}
 
   // Has `work` done and waits for the outcome. What the work throws, the caller gets. `work` is a variable of
   // the caller's (see run_on.h).
@@ -58,6 +60,7 @@ class LockQueue {
     std::optional<WaitHandler> waiter;
     std::exception_ptr problem;
     Outcome outcome = Outcome::kKept;
+    std::optional<QueueTicket> ticket = {};
   };
 
   void Add(Request& request);
@@ -70,6 +73,7 @@ class LockQueue {
 
   asio::thread_pool& engine_;
   const char* const folder_;
+  QueueStats& stats_;
   std::mutex mutex_;
   std::deque<Request*> leaving_;
   std::deque<Request*> others_;

@@ -66,7 +66,7 @@ void UnlinkPath(void* path) {
 
 }  // namespace
 
-Parts::Parts(const std::string& folder) : folder_(folder) {
+Parts::Parts(const std::string& folder, Gauge& parts) : folder_(folder), parts_(parts) {
   Make();
 }
 
@@ -122,6 +122,7 @@ int Parts::Note(const std::string& path) {
   if (pwrite(notes_.Number(), text, sizeof text, off_t{note} * off_t{kNoteSize}) != off_t{kNoteSize})
     return -1;
   if (free_.erase(note) == 0) ++used_;
+  parts_.Add(1);
   return note;
 }
 
@@ -129,6 +130,7 @@ int Parts::Note(const std::string& path) {
 void Parts::Strike(int note) {
   const std::lock_guard<std::mutex> guard(mutex_);
   free_.insert(note);
+  parts_.Add(-1);
 }
 
 }  // namespace tvl::server

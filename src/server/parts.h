@@ -6,6 +6,7 @@
 #include <string>
 
 #include "server/descriptor.h"
+#include "server/status/gauge.h"
 #include "server/store_root.h"
 
 namespace tvl::server {
@@ -17,8 +18,9 @@ namespace tvl::server {
 // the parts that it names. Any thread may use it.
 class Parts {
  public:
-  // `folder`: the temporary folder. Throws std::system_error if the notes can't be made.
-  explicit Parts(const std::string& folder);
+  // `folder`: the temporary folder. `parts` gets the number of parts; borrowed. Throws std::system_error if
+  // the notes can't be made.
+  Parts(const std::string& folder, Gauge& parts);
   ~Parts();
   Parts(const Parts&) = delete;
   Parts& operator=(const Parts&) = delete;
@@ -37,6 +39,7 @@ class Parts {
   void Make();
 
   std::string folder_;
+  Gauge& parts_;
   std::string path_;
   Descriptor notes_;
   std::mutex mutex_;

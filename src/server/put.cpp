@@ -7,6 +7,7 @@
 #include "server/put_file.h"
 #include "server/run_on.h"
 #include "server/session.h"
+#include "server/status/shown_transfer.h"
 #include "tcp/protocol.h"
 
 namespace tvl::server {
@@ -28,11 +29,13 @@ struct Session::PutTransfer {
 asio::awaitable<bool> Session::Put(std::string_view command) {
   const Stopwatch watch;
   const FileRequest asked = ParseFileRequest(command, Right::kWrite);
+  const ShownTransfer shown(*record_, ClientRecord::Direction::kPut, asked.name);
   auto transfer = std::make_shared<PutTransfer>();
   transfer->code = co_await OpenPut(asked, *transfer);
   bool go_on = co_await ReplyCode(transfer->code, asked.forbidden);
   if (go_on && transfer->code == TVL_OK) go_on = co_await TakeChunks(transfer);
   co_await DropPut(transfer);
+  service_.status.metrics.puts[ResultOf(transfer->code, asked.forbidden, transfer->landed)].Add();
   Event event = {.what = "put", .name = asked.name, .bytes = transfer->taken, .duration = watch.Elapsed()};
   NoteMovedRoot(transfer->code, event);
   if (transfer->code != TVL_OK || transfer->landed) event.code = transfer->code;

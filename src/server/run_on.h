@@ -4,7 +4,6 @@
 #include <asio/awaitable.hpp>
 #include <asio/post.hpp>
 #include <asio/this_coro.hpp>
-#include <asio/thread_pool.hpp>
 #include <asio/use_awaitable.hpp>
 #include <chrono>
 #include <exception>
@@ -14,6 +13,8 @@
 #include <thread>
 #include <type_traits>
 #include <utility>
+
+#include "server/work_pool.h"
 
 namespace tvl::server {
 
@@ -44,9 +45,9 @@ template <typename Result>
 class Begun {
  public:
   template <typename Work>
-  Begun(asio::thread_pool& pool, const asio::any_io_executor& executor, Work work)
+  Begun(WorkPool& pool, const asio::any_io_executor& executor, Work work)
       : state_(std::make_shared<State>()) {
-    asio::post(pool, [state = state_, executor, work = std::move(work)]() mutable {
+    pool.Post([state = state_, executor, work = std::move(work)]() mutable {
       try {
         state->result = work();
       } catch (...) {
@@ -84,10 +85,10 @@ class Begun {
   std::shared_ptr<State> state_;
 };
 
-// Runs `work` on a thread of the pool and gives its result, or what it throws, to the coroutine that waits,
-// in which what the work refers to stays until then.
+// Runs `work` on a thread of the pool. Its result, or what it throws, reaches the coroutine that waits, in
+// which what the work refers to stays until then.
 template <typename Work, typename Result = std::invoke_result_t<Work&>>
-asio::awaitable<Result> RunOn(asio::thread_pool& pool, Work work) {
+asio::awaitable<Result> RunOn(WorkPool& pool, Work work) {
   static_assert(std::is_trivially_copyable_v<Work>, "capture references only");
   const asio::any_io_executor executor = co_await asio::this_coro::executor;
   Begun<Result> begun(pool, executor, work);

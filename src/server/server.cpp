@@ -159,6 +159,8 @@ Lobby* Server::LobbyFor(const asio::ip::address& address, Session::Entrance entr
   if (entrance == Session::Entrance::kPlain)
     return service_.admission.allowed.Allows(address) ? &handshakes_ : &refused_;
   if (service_.options.proxy_from.Allows(address)) return &handshakes_;
+  service_.status.NoteRefusal(
+      {std::chrono::system_clock::now(), address.to_string(), {}, RefusalReason::kProxy});
   service_.log.Write({.what = "refuse",
                       .level = Level::kWarning,
                       .client = address.to_string(),

@@ -30,18 +30,18 @@ Service::Service(const Options& given, CConfig& loaded, Log& log_to_use)
       clients(given.max_clients, given.max_clients_per_address),
       root(Host(loaded.documentRoot), {Host(loaded.tmpDir), Host(loaded.locksDir), Host(loaded.procsDir)},
            given.config),
-      parts(WithoutSlash(Host(loaded.tmpDir))),
+      parts(WithoutSlash(Host(loaded.tmpDir)), status.metrics.parts),
       hashes(kSignaturesKept),
-      files(kFileThreads),
-      first_pieces(kHashingThreads),
-      hashing(kHashingThreads),
+      files(kFileThreads, status.metrics.files),
+      first_pieces(kHashingThreads, status.metrics.first_pieces),
+      hashing(kHashingThreads, status.metrics.hashing),
       engine(1),
-      locks(engine, loaded.locksDir) {}
+      locks(engine, loaded.locksDir, status.metrics.engine) {}
 
 Service::~Service() {
-  files.join();
-  first_pieces.join();
-  hashing.join();
+  files.Join();
+  first_pieces.Join();
+  hashing.Join();
   engine.join();
 }
 

@@ -13,8 +13,10 @@
 #include "server/made_folders.h"
 #include "server/options.h"
 #include "server/parts.h"
+#include "server/status/status.h"
 #include "server/store_root.h"
 #include "server/tag_guard.h"
+#include "server/work_pool.h"
 
 namespace tvl::server {
 
@@ -29,6 +31,7 @@ struct Service {
   const std::string short_name;
   const std::string long_name;
   Log& log;
+  Status status;
   Admission admission;  // replaced when the server is told to read its sources again
   ClientCount clients;
   TagGuard tag_guard;
@@ -36,10 +39,10 @@ struct Service {
   Parts parts;
   MadeFolders made_folders;
   HashCache hashes;
-  asio::thread_pool files;         // whatever may wait for the disk
-  asio::thread_pool first_pieces;  // the beginnings of files that are hashed, and so all of small ones
-  asio::thread_pool hashing;       // the rest of large ones
-  asio::thread_pool engine;        // one thread: presence and locks
+  WorkPool files;            // everything that may wait for the disk
+  WorkPool first_pieces;     // the beginnings of files that are hashed, and so all of small ones
+  WorkPool hashing;          // the rest of large ones
+  asio::thread_pool engine;  // one thread: presence and locks
   LockQueue locks;
 };
 

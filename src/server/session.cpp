@@ -19,7 +19,6 @@ namespace {
 constexpr std::string_view kUnknownCommand("\0", 1);
 constexpr char kNoAddress[] = "0.0.0.0";
 constexpr char kThisMachine[] = "127.0.0.1";
-constexpr std::size_t kLongestLoggedName = 260;
 
 // The address as markers and lock rows have it, where there is room for IPv4 alone.
 std::string DottedAddress(const asio::ip::address& address) {
@@ -37,7 +36,10 @@ const Session::Command Session::kCommands[] = {{protocol::kGet, &Session::Get},
 
 Session::Session(Service& service, asio::ip::tcp::socket socket, Entrance entrance, Lobby& lobby)
     : service_(service),
-      stream_(std::make_shared<Stream>(std::move(socket), service.options.send_timeout)),
+      record_(std::make_shared<ClientRecord>()),
+      stream_(std::make_shared<Stream>(
+          std::move(socket), service.options.send_timeout,
+          Stream::Meters{{record_, &record_->traffic}, service.status.metrics.traffic})),
       lobby_(lobby),
       entrance_(entrance) {}
 
@@ -51,6 +53,7 @@ asio::awaitable<void> Session::Run() {
   }
   // Whoever sees the connection end knows that the locks are free.
   co_await Leave();
+  if (!answered_ && !quiet_) service_.status.metrics.refusals[RefusalReason::kHandshake].Add();
   stream_->Close();
   if (problem.empty()) problem = stream_->Ending();
   if (quiet_) co_return;
@@ -125,10 +128,11 @@ bool Session::LacksCertificate() const {
 }
 
 const Session::Refusal* Session::FindRefusal() const {
-  static constexpr Refusal kAddress = {"address", "address not allowed"};
-  static constexpr Refusal kCertificate = {"certificate", "certificate missing or not accepted"};
-  static constexpr Refusal kTag = {"tag", "tag not accepted"};
-  static constexpr Refusal kFull = {"full", "too many clients"};
+  static constexpr Refusal kAddress = {RefusalReason::kAddress, "address not allowed"};
+  static constexpr Refusal kCertificate = {RefusalReason::kCertificate,
+                                           "certificate missing or not accepted"};
+  static constexpr Refusal kTag = {RefusalReason::kTag, "tag not accepted"};
+  static constexpr Refusal kFull = {RefusalReason::kFull, "too many clients"};
   const asio::ip::address address = stream_->Peer().address();
   if (!service_.admission.allowed.Allows(address)) return &kAddress;
   if (LacksCertificate()) return &kCertificate;
@@ -143,16 +147,20 @@ Right Session::RightAt(const std::string& name) const {
 // A refused client sends its "X" first. If the connection were closed before that, with bytes unread, it
 // would be reset and the answer might not arrive.
 asio::awaitable<void> Session::Refuse(const Refusal& refusal) {
-  Event event = {
-      .what = "refuse", .level = Level::kWarning, .code = TVL_ERR_TCP_CONNECT, .note = refusal.note};
-  Report(std::move(event));
+  answered_ = true;
+  NoteRefusal(refusal);
   if (!tag_rights_.AdmitsAnything()) {
     const auto now = std::chrono::steady_clock::now();
     co_await stream_->Pause(now + service_.tag_guard.Delay(Plain(stream_->Peer().address()), now));
   }
-  const std::string text = RefuseText(TVL_ERR_TCP_CONNECT, refusal.reason);
+  const std::string text = RefuseText(TVL_ERR_TCP_CONNECT, NameOf(refusal.reason));
   const bool sent = co_await Reply(text);
   if (sent) co_await stream_->Drain(std::chrono::steady_clock::now() + service_.options.handshake_timeout);
+}
+
+void Session::NoteRefusal(const Refusal& refusal) {
+  service_.status.NoteRefusal({std::chrono::system_clock::now(), Address(), Who(), refusal.reason});
+  Report({.what = "refuse", .level = Level::kWarning, .code = TVL_ERR_TCP_CONNECT, .note = refusal.note});
 }
 
 void Session::Readmit() {
@@ -168,15 +176,18 @@ asio::awaitable<bool> Session::Enter() {
   lobby_.Remove(*this);
   service_.clients.Add(Plain(stream_->Peer().address()));
   admitted_ = true;
+  answered_ = true;
   const Stopwatch watch;
   const std::string address = DottedAddress(stream_->Peer().address());
   const LockQueue::Work enter = [this, &address] {
-    instance_ = std::make_unique<Instance>(service_.config, identity_, address,
-                                           service_.options.max_locks_per_client);
+    instance_ =
+        std::make_unique<Instance>(service_.config, identity_, address, service_.options.max_locks_per_client,
+                                   Instance::LockGauges{record_->locks, service_.status.metrics.held_locks});
   };
   const LockQueue::Outcome outcome = co_await service_.locks.Run(LockQueue::Kind::kEnter, enter);
   if (outcome == LockQueue::Outcome::kLost) instance_->NoteLostStart();
   number_ = instance_->Number();
+  ShowOnBoard();
   const Welcome welcome = {number_, service_.config.zipOnTransfert, service_.config.fileCompare,
                            service_.short_name, service_.long_name};
   Event event = {.what = "enter", .duration = watch.Elapsed()};
@@ -187,9 +198,18 @@ asio::awaitable<bool> Session::Enter() {
   co_return sent;
 }
 
-// Gives presence and locks back. A put that was going on has been dropped before.
+void Session::ShowOnBoard() {
+  record_->identity = {Address(),      identity_.computer,
+                       identity_.user, identity_.client_class,
+                       number_,        std::chrono::system_clock::now()};
+  board_id_ = service_.status.clients.Add(record_);
+  service_.status.metrics.enters.Add();
+}
+
+// Returns presence and locks. A put that was going on has been dropped before.
 asio::awaitable<void> Session::Leave() {
   if (std::exchange(admitted_, false)) service_.clients.Remove(Plain(stream_->Peer().address()));
+  if (board_id_ != 0) service_.status.clients.Remove(board_id_);
   if (!instance_) co_return;
   const LockQueue::Work leave = [this] { instance_.reset(); };
   co_await service_.locks.Run(LockQueue::Kind::kLeave, leave);
@@ -226,7 +246,7 @@ asio::awaitable<bool> Session::Dispatch(std::string_view command) {
   if (command.starts_with(protocol::kEnd)) co_return false;
   // What remains of a get that the client gave up when the server had said all: there is nothing to answer.
   if (command == protocol::kAbandon) co_return true;
-  ++requests_;
+  record_->requests.Add();
   for (const Command& known : kCommands) {
     if (!command.starts_with(known.letter)) continue;
     const bool go_on = co_await (this->*known.answer)(command);
@@ -247,7 +267,10 @@ asio::awaitable<bool> Session::LockObject(std::string_view command) {
   const LockQueue::Outcome outcome = co_await service_.locks.Run(LockQueue::Kind::kAsk, ask);
   if (outcome == LockQueue::Outcome::kRefused) answer = Instance::kNoLock;
   if (outcome == LockQueue::Outcome::kLost) answer = instance_->AnswerLost(letter, answer);
-  Event event = {.what = letter == protocol::kLock ? "lock" : "unlock",
+  const bool is_lock = letter == protocol::kLock;
+  Metrics& metrics = service_.status.metrics;
+  (is_lock ? metrics.locks : metrics.unlocks)[answer.front() - '0'].Add();
+  Event event = {.what = is_lock ? "lock" : "unlock",
                  .name = object,
                  .duration = watch.Elapsed(),
                  .note = "state=" + answer.substr(0, 1)};
@@ -310,17 +333,27 @@ std::string Session::Who() const {
   return number_ == 0 ? text : text + "#" + std::to_string(number_);
 }
 
+TransferResult Session::ResultOf(int code, bool forbidden, bool landed) {
+  if (forbidden) return TransferResult::kForbidden;
+  if (code == TVL_ERR_IN_CACHE) return TransferResult::kSame;
+  if (code != TVL_OK) return TransferResult::kFailed;
+  return landed ? TransferResult::kDone : TransferResult::kBrokenOff;
+}
+
 void Session::NoteMovedRoot(int code, Event& event) const {
   if (code != TVL_ERR_SERVER_FILE || service_.root.IsInPlace()) return;
   event.level = Level::kError;
   event.note = "the document root has been moved";
 }
 
-// The limit is above the length of every name that a file or an object can have.
+std::string Session::Address() const {
+  return stream_->Peer().address().to_string() + ":" + std::to_string(stream_->Peer().port());
+}
+
 void Session::Report(Event event) {
-  event.client = stream_->Peer().address().to_string() + ":" + std::to_string(stream_->Peer().port());
+  event.client = Address();
   event.who = Who();
-  if (event.name.size() > kLongestLoggedName) event.name.resize(kLongestLoggedName);
+  if (event.name.size() > kLongestShownName) event.name.resize(kLongestShownName);
   if (const std::uint64_t left_out = std::exchange(lines_left_out_, 0)) event.left_out = left_out;
   service_.log.Write(std::move(event));
 }
@@ -329,9 +362,10 @@ void Session::Report(Event event) {
 void Session::ReportRequest(Event event) {
   if (!line_budget_.Take(std::chrono::steady_clock::now())) {
     ++lines_left_out_;
+    service_.status.metrics.lines_left_out.Add();
     return;
   }
-  event.request = requests_;
+  event.request = record_->requests.Value();
   Report(std::move(event));
 }
 

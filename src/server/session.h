@@ -16,6 +16,7 @@
 #include "server/log.h"
 #include "server/put_file.h"
 #include "server/service.h"
+#include "server/status/client_record.h"
 #include "server/stream.h"
 
 namespace tvl::server {
@@ -70,7 +71,7 @@ class Session {
   asio::awaitable<bool> Admit();
   asio::awaitable<bool> Enter();
   struct Refusal {
-    const char* reason;  // as the client gets it
+    RefusalReason reason;
     const char* note;
   };
   asio::awaitable<bool> MeetProxy(std::chrono::steady_clock::time_point until);
@@ -80,6 +81,7 @@ class Session {
   [[nodiscard]] const Refusal* FindRefusal() const;
   [[nodiscard]] Right RightAt(const std::string& name) const;
   asio::awaitable<void> Refuse(const Refusal& refusal);
+  void NoteRefusal(const Refusal& refusal);
   asio::awaitable<void> Exchange();
   asio::awaitable<bool> NextCommand(std::string& command);
   asio::awaitable<bool> Dispatch(std::string_view command);
@@ -111,11 +113,15 @@ class Session {
   bool DecidesByItself(const FileRequest& asked) const;
   [[nodiscard]] FileRequest ParseFileRequest(std::string_view command, Right needed) const;
   [[nodiscard]] std::string Who() const;
+  [[nodiscard]] static TransferResult ResultOf(int code, bool forbidden, bool landed);
   void NoteMovedRoot(int code, Event& event) const;
   void Report(Event event);
   void ReportRequest(Event event);
+  [[nodiscard]] std::string Address() const;
+  void ShowOnBoard();
 
   Service& service_;
+  const std::shared_ptr<ClientRecord> record_;
   const std::shared_ptr<Stream> stream_;
   Lobby& lobby_;
   std::unique_ptr<Instance> instance_;  // made, used and ended on the engine's thread
@@ -123,9 +129,10 @@ class Session {
   std::string tag_;
   std::optional<std::string> certificate_name_;
   const Entrance entrance_;
-  bool quiet_ = false;  // not a client, and not worth a line
+  bool quiet_ = false;     // not a client, and not worth a line
+  bool answered_ = false;  // it has been let in or refused
   int number_ = 0;
-  std::uint64_t requests_ = 0;
+  std::uint64_t board_id_ = 0;  // 0 while it is not on the board of clients
   LineBudget line_budget_;
   std::uint64_t lines_left_out_ = 0;
   Rights tag_rights_;

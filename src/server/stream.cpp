@@ -30,8 +30,11 @@ using TcpOption = asio::detail::socket_option::integer<IPPROTO_TCP, Name>;
 
 }  // namespace
 
-Stream::Stream(asio::ip::tcp::socket socket, Duration send_limit)
-    : socket_(std::move(socket)), send_limit_(send_limit), timer_(socket_.get_executor()) {
+Stream::Stream(asio::ip::tcp::socket socket, Duration send_limit, Meters meters)
+    : socket_(std::move(socket)),
+      send_limit_(send_limit),
+      meters_(std::move(meters)),
+      timer_(socket_.get_executor()) {
   asio::error_code ignored;
   peer_ = socket_.remote_endpoint(ignored);
   socket_.non_blocking(true, ignored);
@@ -133,6 +136,8 @@ asio::awaitable<bool> Stream::ReadMore(Clock::time_point until) {
     const std::size_t count = socket_.read_some(asio::buffer(room.data(), room.size()), problem);
     if (!problem) {
       reader_.Arrived(count);
+      meters_.own->received.Add(count);
+      meters_.all.received.Add(count);
       co_return true;
     }
     if (problem == asio::error::eof) co_return End("end of stream");
@@ -149,6 +154,8 @@ asio::awaitable<bool> Stream::Send(std::string_view bytes) {
     asio::error_code problem;
     const std::size_t count = socket_.write_some(asio::buffer(bytes.data(), bytes.size()), problem);
     bytes.remove_prefix(count);
+    meters_.own->sent.Add(count);
+    meters_.all.sent.Add(count);
     if (!problem || problem == asio::error::interrupted) continue;
     if (problem != asio::error::would_block) co_return End("connection lost");
     const bool ready = co_await WaitFor(asio::ip::tcp::socket::wait_write, After(send_limit_));

@@ -10,6 +10,7 @@
 
 #include "server/packet_reader.h"
 #include "server/proxy_header.h"
+#include "server/status/traffic.h"
 
 namespace tvl::server {
 
@@ -20,8 +21,14 @@ constexpr Duration kForEver = Duration::zero();
 // the network, and a client that sends or takes nothing costs no time. On the thread of its executor only.
 class Stream : public std::enable_shared_from_this<Stream> {
  public:
+  // Where the bytes that travel are counted.
+  struct Meters {
+    std::shared_ptr<Traffic> own;
+    Traffic& all;  // of all streams together
+  };
+
   // `send_limit`: how long the client may take nothing of what is sent.
-  Stream(asio::ip::tcp::socket socket, Duration send_limit);
+  Stream(asio::ip::tcp::socket socket, Duration send_limit, Meters meters);
 
   // The next packet's payload, or the handshake. It holds until the next call. False at the end of the
   // stream, for a broken packet, and if the packet has not come whole within `limit`.
@@ -77,6 +84,7 @@ class Stream : public std::enable_shared_from_this<Stream> {
   asio::ip::tcp::socket socket_;
   asio::ip::tcp::endpoint peer_;
   const Duration send_limit_;
+  const Meters meters_;
   asio::steady_timer timer_;
   PacketReader reader_;
   const char* ending_ = "";

@@ -117,7 +117,8 @@ TEST_F(Transfer, ReplacesNoFileOrTableThatSomebodyHolds) {
 TEST(ServerPut, DropsTheFoldersThatOnlyDroppedPutsMade) {
   const ServedStore store;
   const StoreRoot root(store.store.rootHost, {}, store.Path("tvl.ini"));
-  Parts parts(store.Path("tmp"));
+  tvl::server::Gauge noted;
+  Parts parts(store.Path("tmp"), noted);
   tvl::server::MadeFolders made_folders;
   const auto begin = [&](const char* name) {
     auto put =

@@ -23,7 +23,7 @@
 #include <utility>
 #include <vector>
 
-#include "presence/lock_key.h"
+#include "store/lock_row.h"
 #include "table/ctree_file.h"
 #include "tcp/protocol.h"
 

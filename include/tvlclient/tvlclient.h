@@ -31,6 +31,7 @@
 #include <tvlclient/record.h>
 #include <tvlclient/record_set.h>
 #include <tvlclient/smb_opr.h>
+#include <tvlclient/store.h>
 #include <tvlclient/tcp_opr.h>
 #include <tvlclient/version.h>
 

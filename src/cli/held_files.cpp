@@ -7,21 +7,16 @@
 #include <filesystem>
 
 #include "cli/interrupt.h"
+#include "store/lock_ranges.h"
 
 namespace tvl::cli {
 namespace {
 
 namespace fs = std::filesystem;
 
-// The bytes on which clients of a store lock a file: shared at the first while they have it open as a table,
-// from the second on while they hold it. To find out whether a file is held they lock all of it for a moment,
-// which is not a hold; earlier releases do so from byte 0.
-constexpr off_t kFirstByte = off_t{1} << 40;
-constexpr off_t kEndOfBytes = off_t{1} << 62;
-
 bool IsTry(const struct flock& lock) {
-  return lock.l_type == F_WRLCK && (lock.l_start == kFirstByte || lock.l_start == 0) &&
-         lock.l_start + lock.l_len >= kEndOfBytes;
+  return lock.l_type == F_WRLCK && (lock.l_start == kTryRange.start || lock.l_start == kEarlierTry.start) &&
+         lock.l_start + lock.l_len >= kTurnByte.start;
 }
 
 struct HeldKind {
@@ -36,8 +31,8 @@ bool IsHeld(const std::string& path) {
   struct flock lock = {};
   lock.l_type = F_WRLCK;
   lock.l_whence = SEEK_SET;
-  lock.l_start = kFirstByte;
-  lock.l_len = kEndOfBytes - kFirstByte;
+  lock.l_start = kTryRange.start;
+  lock.l_len = kTryRange.length;
   const bool asked = fcntl(descriptor, F_OFD_GETLK, &lock) == 0;
   close(descriptor);
   return asked && lock.l_type != F_UNLCK && !IsTry(lock);

@@ -13,8 +13,6 @@
 namespace tvl::cli {
 namespace {
 
-constexpr std::size_t kLongestObject = 32;
-
 using LockCall = int (CTVLClientOpr::*)(char*, int*, char*, int*, int*, char*, char*);
 
 LockAnswer Ask(Store& store, LockCall call, std::string object) {
@@ -50,7 +48,7 @@ std::string LockAnswer::HolderText() const {
 
 void LockAnswer::Describe(const std::string& object, JsonObject& document) const {
   document.Text("object", object).Number("state", state);
-  if (state == kFree) return;
+  if (state == TVL_LOCK_FREE) return;
   document.Text("computer", computer).Text("address", address).Text("user", user);
   document.Number("instance", instance).Number("pid", pid);
 }
@@ -64,8 +62,8 @@ LockAnswer AskForUnlock(Store& store, std::string object) {
 }
 
 void CheckObject(const std::string& object) {
-  if (object.empty() || object.size() > kLongestObject)
-    throw Stop("an object's name has 1 to " + std::to_string(kLongestObject) + " bytes");
+  if (object.empty() || object.size() > TVL_LONGEST_OBJECT)
+    throw Stop("an object's name has 1 to " + std::to_string(TVL_LONGEST_OBJECT) + " bytes");
 }
 
 std::string NoWorkingDirectory(const Options& options) {

@@ -3,24 +3,26 @@
 
 #include <string>
 
+#include <tvlclient/store.h>
+
 #include "cli/json.h"
 #include "cli/options.h"
 #include "cli/store.h"
 
 namespace tvl::cli {
 
-enum LockState { kFree = 0, kOwn = 1, kOtherInstance = 2, kOtherComputer = 3 };
-
 // What a lock operation found or did.
 struct LockAnswer {
-  int state = kFree;
+  int state = TVL_LOCK_FREE;
   int instance = 0;
   int pid = 0;
   char computer[64] = {};
   char address[16] = {};
   char user[65] = {};
 
-  [[nodiscard]] bool IsHeldByOther() const { return state == kOtherInstance || state == kOtherComputer; }
+  [[nodiscard]] bool IsHeldByOther() const {
+    return state == TVL_LOCK_OTHER_INSTANCE || state == TVL_LOCK_OTHER_COMPUTER;
+  }
 
   // "ann on pc7"
   [[nodiscard]] std::string Holder() const;

@@ -71,8 +71,8 @@ ExitStatus RefuseLock(const Options& options, const LockRequest& request, const 
 
 // Only state 1 of a present client is a lock that others respect.
 void CheckHeld(Store& store, const LockRequest& request, const LockAnswer& answer) {
-  if (answer.state == kFree) throw Stop(request.object, LockTableFailure(store));
-  if (answer.state != kOwn) {
+  if (answer.state == TVL_LOCK_FREE) throw Stop(request.object, LockTableFailure(store));
+  if (answer.state != TVL_LOCK_OWN) {
     throw Stop(request.object,
                {kUnreachable, 0, "not locked: unknown answer " + std::to_string(answer.state), 0, {}});
   }
@@ -156,7 +156,7 @@ ExitStatus RunLock(const Options& options, const LockRequest& request) {
 void CheckReleased(Store& store, const std::string& object, const LockAnswer& answer) {
   const bool readable = store.Directory() == nullptr ||
                         store.Directory()->ListLocks([](const TVLStandingLock*, void*) {}, nullptr) == TVL_OK;
-  if (answer.state == kOwn || store.HoldsLock(object) || !readable)
+  if (answer.state == TVL_LOCK_OWN || store.HoldsLock(object) || !readable)
     throw Stop(object, LockTableFailure(store));
 }
 

@@ -25,7 +25,7 @@ void NoteOwner(const TVLStandingLock* lock, void* search_to_fill) {
   auto& search = *static_cast<Search*>(search_to_fill);
   if (lock->alive == 0 || search.object != lock->object) return;
   LockAnswer& answer = search.answer;
-  answer.state = kOtherInstance;
+  answer.state = TVL_LOCK_OTHER_INSTANCE;
   answer.instance = lock->instance;
   answer.pid = lock->pid;
   std::snprintf(answer.computer, sizeof answer.computer, "%s", lock->computer);

@@ -15,13 +15,10 @@
 #include "platform/ini_file.h"
 #include "platform/names.h"
 #include "platform/shared_folder.h"
+#include "store/layout.h"
 
 namespace {
 
-constexpr char kMainSection[] = "TavolisFileSystem";
-constexpr char kVariables[] = "Environments";
-constexpr char kDocumentRoot[] = "DocumentRoot";
-constexpr char kTmpDir[] = "TmpDir";
 constexpr int kChunk = 4;
 constexpr DWORD kSectionSize = 32768;
 constexpr DWORD kComputerSize = 16;
@@ -45,7 +42,7 @@ constexpr NamedDefault kNames[] = {{"ShortName", "TFS"}, {"LongName", "Tavolis F
 class MainKey {
  public:
   MainKey(const char* key, const char* otherwise, const tvl::IniFile& file) {
-    file.Text(kMainSection, key, otherwise, text_, sizeof text_);
+    file.Text(tvl::kMainSection, key, otherwise, text_, sizeof text_);
   }
   [[nodiscard]] const char* Text() const { return text_; }
 
@@ -156,9 +153,9 @@ int CConfig::Fail(int code) {
 }
 
 void CConfig::ReadSettings(const tvl::IniFile& file) {
-  zipOnTransfert = file.Number(kMainSection, "ZipOnTransfert", 1);
-  safeOnTransfert = std::clamp(file.Number(kMainSection, "SafeOnTransfert", 0), 0, 2);
-  const MainKey policy("FileCompare", "HASH", file);
+  zipOnTransfert = file.Number(tvl::kMainSection, tvl::kZipKey, 1);
+  safeOnTransfert = std::clamp(file.Number(tvl::kMainSection, tvl::kSafetyKey, 0), 0, 2);
+  const MainKey policy(tvl::kCompareKey, "HASH", file);
   for (const NamedPolicy& row : kPolicies) {
     if (tvl::EqualNoCase(policy.Text(), row.name)) fileCompare = row.policy;
   }
@@ -179,11 +176,11 @@ void CConfig::ReadVariables(const tvl::IniFile& file, const char* section) {
 
 // Where the variables name no document root, the main section does, and then only its TmpDir counts.
 int CConfig::ReadRoot(const tvl::IniFile& file) {
-  if (Find(kDocumentRoot) != nullptr) return TVL_OK;
-  const MainKey root(kDocumentRoot, "", file);
+  if (Find(tvl::kDocumentRootKey) != nullptr) return TVL_OK;
+  const MainKey root(tvl::kDocumentRootKey, "", file);
   if (*root.Text() == 0) return TVL_ERR_ROOT_UNDEFINED;
-  Set(kDocumentRoot, root.Text());
-  Set(kTmpDir, MainKey(kTmpDir, "$DocumentRoot/tmp", file).Text());
+  Set(tvl::kDocumentRootKey, root.Text());
+  Set(tvl::kTmpDirKey, MainKey(tvl::kTmpDirKey, tvl::kDefaultTmpDir, file).Text());
   return TVL_OK;
 }
 
@@ -206,7 +203,7 @@ int CConfig::ReadTable(const char* path, tvl::IniFile& file) {
   GetComputerNameA(computer, &size);
   tvl::ToLower(computer);
   ReadSettings(file);
-  ReadVariables(file, kVariables);
+  ReadVariables(file, tvl::kVariablesSection);
   ReadVariables(file, computer);
   if (const int code = ReadRoot(file)) return code;
   Sort();
@@ -215,14 +212,14 @@ int CConfig::ReadTable(const char* path, tvl::IniFile& file) {
 }
 
 int CConfig::SettleRoot() {
-  if (!tvl::CopyPath(documentRoot, Get(kDocumentRoot))) return TVL_ERR_ROOT_INVALID;
+  if (!tvl::CopyPath(documentRoot, Get(tvl::kDocumentRootKey))) return TVL_ERR_ROOT_INVALID;
   CreateDirectoryA(documentRoot, nullptr);
   return IsDirectory(documentRoot) != 0 ? TVL_OK : TVL_ERR_ROOT_INVALID;
 }
 
 int CConfig::SettleTmpDir() {
-  if (Find(kTmpDir) == nullptr) return TVL_ERR_TMP_UNDEFINED;
-  if (!tvl::CopyPath(tmpDir, Get(kTmpDir))) return TVL_ERR_TMP_INVALID;
+  if (Find(tvl::kTmpDirKey) == nullptr) return TVL_ERR_TMP_UNDEFINED;
+  if (!tvl::CopyPath(tmpDir, Get(tvl::kTmpDirKey))) return TVL_ERR_TMP_INVALID;
   tvl::CreateSharedFolder(tmpDir);
   if (IsDirectory(tmpDir) == 0 || !NameSubFolders()) return TVL_ERR_TMP_INVALID;
   tvl::CreateSharedFolder(locksDir);
@@ -231,8 +228,8 @@ int CConfig::SettleTmpDir() {
 }
 
 bool CConfig::NameSubFolders() {
-  return AddTrailingBackslash(tmpDir) != 0 && SubFolder(tmpDir, "locks", locksDir) &&
-         SubFolder(tmpDir, "procs", procsDir);
+  return AddTrailingBackslash(tmpDir) != 0 && SubFolder(tmpDir, tvl::kLocksName, locksDir) &&
+         SubFolder(tmpDir, tvl::kProcsName, procsDir);
 }
 
 void CConfig::ReadNames(const tvl::IniFile& file) {
@@ -253,7 +250,7 @@ int CConfig::Read(const char* path) {
   tvl::IniFile file;
   if (const int code = ReadTable(path, file)) return code;
   ReadNames(file);
-  if (Find(kTmpDir) == nullptr) return TVL_ERR_TMP_UNDEFINED;
-  const bool named = tvl::CopyPath(tmpDir, Get(kTmpDir)) && *tmpDir != 0 && NameSubFolders();
+  if (Find(tvl::kTmpDirKey) == nullptr) return TVL_ERR_TMP_UNDEFINED;
+  const bool named = tvl::CopyPath(tmpDir, Get(tvl::kTmpDirKey)) && *tmpDir != 0 && NameSubFolders();
   return named ? TVL_OK : TVL_ERR_TMP_INVALID;
 }

@@ -3,12 +3,12 @@
 #include "directory/state.h"
 #include "platform/ini_file.h"
 #include "platform/last_error.h"
+#include "store/layout.h"
 
 // Named values in a section of the connection's configuration file, read and written key by key.
 
 namespace {
 
-constexpr char kSection[] = "Environments";
 constexpr DWORD kValueSize = 2048;
 
 const char* TextOf(const char* text) {
@@ -25,7 +25,7 @@ int CTVLClientSmbOpr::EnvironCode() const {
 int CTVLClientSmbOpr::GetEnviron(const char* name, const char* defaultValue, CString& value) try {
   if (const int code = EnvironCode()) return code;
   char text[kValueSize];
-  GetPrivateProfileStringA(kSection, TextOf(name), TextOf(defaultValue), text, sizeof text,
+  GetPrivateProfileStringA(tvl::kVariablesSection, TextOf(name), TextOf(defaultValue), text, sizeof text,
                            state->config.iniFile);
   value = text;
   return TVL_OK;
@@ -37,7 +37,7 @@ int CTVLClientSmbOpr::GetEnviron(const char* name, const char* defaultValue, CSt
 int CTVLClientSmbOpr::PutEnviron(const char* name, const char* value) {
   if (!state->IsAlive()) return TVL_ERR_NOT_CONNECTED;
   if (const int code = EnvironCode()) return code;
-  WritePrivateProfileStringA(kSection, TextOf(name), value, state->config.iniFile);
+  WritePrivateProfileStringA(tvl::kVariablesSection, TextOf(name), value, state->config.iniFile);
   return TVL_OK;
 }
 
@@ -45,7 +45,7 @@ int CTVLClientSmbOpr::ListEnviron(EnvironCallback callback, void* userData) try 
   if (const int code = EnvironCode()) return code;
   tvl::IniFile file;
   if (file.Read(state->config.iniFile) != 0) return TVL_ERR_BAD_PATH;
-  file.VisitSection(kSection, [&](const tvl::IniKeyLine& line) {
+  file.VisitSection(tvl::kVariablesSection, [&](const tvl::IniKeyLine& line) {
     if (line.has_value) callback(std::string(line.name).c_str(), std::string(line.value).c_str(), userData);
     return true;
   });

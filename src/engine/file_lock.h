@@ -4,19 +4,15 @@
 #include <fcntl.h>
 
 #include <cerrno>
-#include <cstdint>
 
-#include "platform/lock_ranges.h"
+#include "store/lock_ranges.h"
 
 // Locks of open files on byte ranges. A classic lock would vanish with any close() of the same file in this
 // process.
 
 namespace tvl::engine {
 
-// Where SQLite takes the locks of its transactions.
-constexpr LockRange kSqliteRegion = {std::int64_t{1} << 30, 512};
-
-// The range as fcntl wants it. A length of 0 reaches to the end of any file.
+// The range as fcntl wants it.
 inline struct flock Describe(short type, const LockRange& range) {
   struct flock lock = {};
   lock.l_type = type;

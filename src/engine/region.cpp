@@ -10,18 +10,13 @@
 namespace tvl::engine {
 namespace {
 
-// A byte for a writer that waits for readers and one that marks a writer come first; the others are those
-// that readers share and a writer takes exclusively.
-constexpr LockRange kSharedBytes = {kSqliteRegion.start + 2, kSqliteRegion.length - 2};
-static_assert(kGateByte.start == kSqliteRegion.start + kSqliteRegion.length);
-
 // How often, and for how long, a reader that has passed the gate may do without it. A writer that holds the
 // gate waits for no more than that.
 constexpr int kMostBypasses = 3;
 constexpr std::chrono::milliseconds kPassLasts{20};
 
 const LockRange& RangeOf(Region::Strength strength) {
-  return strength == Region::Strength::kExclusive ? kSqliteRegion : kSharedBytes;
+  return strength == Region::Strength::kExclusive ? kSqliteRegion : kSqliteSharedBytes;
 }
 
 short TypeOf(Region::Strength strength) {

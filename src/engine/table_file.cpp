@@ -14,13 +14,12 @@
 #include "engine/last_error.h"
 #include "engine/lock_descriptors.h"
 #include "engine/patience.h"
+#include "store/layout.h"
+#include "store/lock_ranges.h"
 
 namespace tvl::engine {
 namespace {
 
-constexpr LockRange kWholeFile = {0, 0};
-// What clients of earlier releases lock to learn whether anybody holds a file.
-constexpr LockRange kEarlierTry = {0, std::int64_t{1} << 62};
 constexpr std::chrono::milliseconds kPatienceWithTries{1'000};
 constexpr int kMostReplacements = 100;
 constexpr mode_t kReadWriteBits = 0666;
@@ -118,7 +117,7 @@ std::string NamedPath(const char* table) {
   const std::size_t name = slash == std::string::npos ? 0 : slash + 1;
   const std::size_t point = path.rfind('.');
   if (point != std::string::npos && point >= name) path.erase(point);
-  return path + ".dat";
+  return path + kTableExtension;
 }
 
 std::string DataFilePath(const std::string& path) {

@@ -28,7 +28,7 @@ struct FileId {
 // A table's data file, held by a lock as long as this object lives.
 //
 // Anyone who deletes or replaces a file of the store first tries for a range far beyond any data
-// (platform/lock_ranges.h). A table in use is guarded by one byte in that range, which all its users share.
+// (store/lock_ranges.h). A table in use is guarded by one byte in that range, which all its users share.
 class TableFile {
  public:
   // Holds the file for use, for reading only if it can't be written. Waits while another process makes it.

@@ -18,24 +18,12 @@
 
 #include "platform/host_path.h"
 #include "platform/last_error.h"
-#include "platform/lock_ranges.h"
 #include "platform/open_file.h"
 #include "platform/system_calls.h"
+#include "store/lock_ranges.h"
 
 namespace tvl {
 namespace {
-
-constexpr LockRange kWholeFile = {0, 0};
-
-// A try and the turn for it are one range, so an uncontended try needs one call.
-constexpr LockRange kTryWithTurn = {kTryRange.start, kTryRange.length + kTurnByte.length};
-static_assert(kTryRange.start + kTryRange.length == kTurnByte.start);
-
-// Earlier releases, which know no turn, hold a whole file, and try with this length.
-constexpr off_t kEarlierTryLength = off_t{1} << 62;
-// Of all locks only a hold by an earlier release covers this byte. On SMB, a query does not report what it
-// found.
-constexpr LockRange kBeyondTurn = {kTurnByte.start + kTurnByte.length, 1};
 
 struct flock AsLock(short type, const LockRange& range) {
   struct flock lock = {};
@@ -67,6 +55,7 @@ bool FindBarrier(int descriptor, const LockRange& range, struct flock& found) {
   return System().lock(descriptor, F_OFD_GETLK, &found) == 0;
 }
 
+// On SMB, a query does not report what it found.
 bool IsHeldByEarlierRelease(int descriptor) {
   struct flock found = {};
   return !FindBarrier(descriptor, kBeyondTurn, found) || found.l_type != F_UNLCK;
@@ -84,7 +73,7 @@ bool IsHoldInTheWay(int descriptor) {
 bool IsBarredForAMoment(int descriptor, const LockRange& range) {
   struct flock found = {};
   if (!FindBarrier(descriptor, range, found)) return false;
-  return found.l_type == F_UNLCK || (found.l_start == 0 && found.l_len == kEarlierTryLength);
+  return found.l_type == F_UNLCK || (found.l_start == kEarlierTry.start && found.l_len == kEarlierTry.length);
 }
 
 // Waits for others in short sleeps, a second in all: turns and tries last microseconds.

@@ -8,9 +8,9 @@
 // such locks. Classic locks would vanish with any close() of the same file elsewhere in the process.
 //
 // To find out whether a file is held one tries to lock it for a moment. A holder and a trier take the turn
-// byte first (lock_ranges.h), so neither takes another trier for a holder. Nobody waits longer than a second
-// for the turn; a file for which it cannot be had counts as held. A file held as a whole, as earlier releases
-// do it, is held, and their tries are waited out.
+// byte first (store/lock_ranges.h), so neither takes another trier for a holder. Nobody waits longer than a
+// second for the turn; a file for which it cannot be had counts as held. A file held as a whole, as earlier
+// releases do it, is held, and their tries are waited out.
 //
 // A lock belongs to the open file, which a forked child shares. In a child every locked descriptor is
 // therefore replaced by one of /dev/null, which keeps its number taken: the parent's holds end with the

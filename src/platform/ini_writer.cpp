@@ -19,6 +19,8 @@
 #include "platform/replace_file.h"
 #include "platform/retry.h"
 #include "platform/system_calls.h"
+#include "store/layout.h"
+#include "store/part_name.h"
 
 namespace tvl {
 namespace {
@@ -40,7 +42,7 @@ std::string FolderOf(const std::string& path) {
 }
 
 std::string PartOf(const std::string& path) {
-  return FolderOf(path) + "." + path.substr(path.rfind('/') + 1) + ".tvlpart";
+  return FolderOf(path) + "." + path.substr(path.rfind('/') + 1) + kPartSuffix;
 }
 
 // The file as it is before the change. It is closed once it has been read: on SMB a file that this computer
@@ -64,7 +66,7 @@ struct OldFile {
 // The turn of one writer: a hold on a file next to the INI file, which everyone who may write that may open.
 class Turn {
  public:
-  explicit Turn(const std::string& of) : of_(of), path_(of + ".lock") {}
+  explicit Turn(const std::string& of) : of_(of), path_(of + kConfigurationLockSuffix) {}
   // Pauses for longer than others do between two tries, or a busy writer would have every turn.
   ~Turn() {
     if (!held_) return;

@@ -3,7 +3,6 @@
 #include <dirent.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <memory>
 #include <new>
@@ -11,23 +10,12 @@
 
 #include "platform/files.h"
 #include "platform/host_path.h"
+#include "store/part_name.h"
 
 namespace tvl {
 namespace {
 
 std::atomic<unsigned int> last_number = 0;
-
-bool SkipNumber(std::string_view& text) {
-  const std::size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
-  text.remove_prefix(digits);
-  return digits > 0;
-}
-
-bool SkipDot(std::string_view& text) {
-  if (!text.starts_with('.')) return false;
-  text.remove_prefix(1);
-  return true;
-}
 
 std::vector<std::string> PartsIn(const char* folder) {
   std::vector<std::string> parts;
@@ -42,12 +30,8 @@ std::vector<std::string> PartsIn(const char* folder) {
 
 }  // namespace
 
-bool IsPartName(std::string_view name) {
-  return SkipDot(name) && SkipNumber(name) && SkipDot(name) && SkipNumber(name) && name == kPartSuffix;
-}
-
 std::string NextPartName() {
-  return "." + std::to_string(getpid()) + "." + std::to_string(++last_number) + kPartSuffix;
+  return PartName(static_cast<unsigned int>(getpid()), ++last_number);
 }
 
 int RemoveDeadParts(const char* folder) try {

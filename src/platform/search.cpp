@@ -14,8 +14,8 @@
 #include "platform/folder.h"
 #include "platform/folder_reader.h"
 #include "platform/last_error.h"
-#include "platform/parts.h"
 #include "platform/system_calls.h"
+#include "store/part_name.h"
 
 namespace {
 

@@ -27,7 +27,7 @@ struct WIN32_FIND_DATAA {
 // characters, `*` and `?`, matched without regard to letter case; "*.*" matches every name. The names "." and
 // ".." are found too. The order is the file system's. INVALID_HANDLE_VALUE if nothing matches or the folder
 // cannot be read. Left out are unreachable names and
-// parts of files that are being written (parts.h).
+// parts of files that are being written (store/part_name.h).
 HANDLE FindFirstFileA(const char* pattern, WIN32_FIND_DATAA* found);
 
 // The next match. 0 when there is none, or the folder cannot be read on.

@@ -12,8 +12,8 @@
 #include "platform/files.h"
 #include "platform/host_path.h"
 #include "presence/instance_number.h"
-#include "presence/lock_key.h"
-#include "presence/marker.h"
+#include "store/lock_row.h"
+#include "store/marker_name.h"
 #include "table/ctree_file.h"
 #include "table/engine_binding.h"
 

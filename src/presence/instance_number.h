@@ -4,10 +4,9 @@
 #include <bitset>
 
 #include "base/fixed_text.h"
+#include "store/lock_row.h"
 
 namespace tvl {
-
-constexpr int kMostInstances = 9999;  // a lock row has four digits for the number
 
 // The numbers of live instances, 0 to kMostInstances.
 using LiveNumbers = std::bitset<kMostInstances + 1>;

@@ -2,14 +2,14 @@
 
 #include "base/fixed_text.h"
 #include "presence/connection.h"
+#include "store/layout.h"
+#include "store/lock_row.h"
 
 namespace {
 
 using tvl::TableBatch;
 using tvl::TableProblem;
 
-constexpr char kSchema[] = "id-D2 object-D32 computer-D32 ipaddr-D8 class-D4 instance-D4 pid-D8 username-D64";
-constexpr char kPrefixes[] = " 1\0";  // a list of one
 constexpr int kMostReplacements = 10;
 
 thread_local bool is_without_table = false;
@@ -30,8 +30,8 @@ void OpenLockTable(std::unique_ptr<CCtreeFile>& table, const char* folder) {
   if (table == nullptr) table = std::make_unique<CCtreeFile>();
   if (table->handle >= 0 || is_without_table) return;
   PathText path;
-  path.Append(folder).Append("dtlocks.dat");
-  if (path.Fits() && table->Open(path.Text()) != 0) table->AddRecType(kSchema, kPrefixes);
+  path.Append(folder).Append(kLockTableName);
+  if (path.Fits() && table->Open(path.Text()) != 0) table->AddRecType(kLockRowSchema, kLockRowId);
 }
 
 bool BeginLockTableBatch(std::unique_ptr<CCtreeFile>& table, const char* folder,

@@ -3,6 +3,8 @@
 #include <optional>
 #include <string_view>
 
+#include <tvlclient/store.h>
+
 #include "base/fixed_text.h"
 #include "base/numbers.h"
 #include "base/text.h"
@@ -25,8 +27,6 @@ constexpr int kReadEqual = 0;
 constexpr int kReadGreater = 1;
 constexpr int kReadLess = 3;
 constexpr int kReadLessOrEqual = 4;
-
-enum LockState { kFree = 0, kOwn = 1, kOtherInstance = 2, kOtherComputer = 3 };
 
 // A list of "name=value" texts, each with its zero, and an empty one at the end.
 class Assignments {
@@ -63,7 +63,7 @@ void CConnection::ClearOwner() {
   ownerComputer[0] = 0;
   ownerPid = 0;
   ownerInstance = 0;
-  lockState = kFree;
+  lockState = TVL_LOCK_FREE;
 }
 
 // Makes `name` the object asked about. False for a name that no row can contain.
@@ -96,9 +96,10 @@ void CConnection::ReadOwner() {
 }
 
 int CConnection::CompareOwner() const {
-  if (!tvl::EqualNoCase(ownerComputer, computer) || !tvl::EqualNoCase(ownerIp, ipText)) return kOtherComputer;
-  if (ownerInstance != instance || !tvl::EqualNoCase(ownerClass, className)) return kOtherInstance;
-  return kOwn;
+  if (!tvl::EqualNoCase(ownerComputer, computer) || !tvl::EqualNoCase(ownerIp, ipText))
+    return TVL_LOCK_OTHER_COMPUTER;
+  if (ownerInstance != instance || !tvl::EqualNoCase(ownerClass, className)) return TVL_LOCK_OTHER_INSTANCE;
+  return TVL_LOCK_OWN;
 }
 
 // True for the row of another process that has, or had, this instance's identity.
@@ -119,10 +120,10 @@ bool CConnection::IsOwnerAlive() const {
 int CConnection::CheckLockInBatch() {
   while (ReadRowOfObject()) {
     lockState = CompareOwner();
-    const bool is_other = lockState != kOwn || IsOwnedByOtherProcess();
+    const bool is_other = lockState != TVL_LOCK_OWN || IsOwnedByOtherProcess();
     const bool is_dead = is_other && !IsOwnerAlive();
-    if (!is_dead || lockState == kOwn) {
-      if (is_other && !is_dead && lockState == kOwn) lockState = kOtherInstance;
+    if (!is_dead || lockState == TVL_LOCK_OWN) {
+      if (is_other && !is_dead && lockState == TVL_LOCK_OWN) lockState = TVL_LOCK_OTHER_INSTANCE;
       if (ownerIp[0] != 0) HexToIp(ownerIp, ownerIp);
       break;
     }
@@ -141,7 +142,7 @@ int CConnection::CheckLock(const char* name) {
 
 bool CConnection::WriteOwnRow() {
   Assignments row;
-  row.Add("id", " 1");
+  row.Add("id", kLockRowId);
   row.Add("object", object);
   row.Add("computer", computer);
   row.Add("ipaddr", ipText);
@@ -178,8 +179,8 @@ int CConnection::Lock(const char* name) {
   const Access access = BeginOperation(batch);
   if (access == Access::kNone) return lockState;
   const int found = CheckLockInBatch();
-  const bool adopts = found == kOwn && IsOwnedByOtherProcess();
-  if (found != kFree && !adopts) return lockState;
+  const bool adopts = found == TVL_LOCK_OWN && IsOwnedByOtherProcess();
+  if (found != TVL_LOCK_FREE && !adopts) return lockState;
   const bool can_write = access == Access::kWriting && instance != 0 && !batch->MetDamage();
   if (!can_write || !(adopts ? AdoptRow() : WriteOwnRow()) || !batch->End()) {
     ClearOwner();
@@ -187,7 +188,7 @@ int CConnection::Lock(const char* name) {
   }
   if (!adopts) DescribeSelf();
   ++lockCount;
-  lockState = kOwn;
+  lockState = TVL_LOCK_OWN;
   return lockState;
 }
 
@@ -195,7 +196,8 @@ int CConnection::Unlock(const char* name) {
   if (!NameObject(name)) return lockState;
   std::optional<TableBatch> batch;
   const Access access = BeginOperation(batch);
-  if (access == Access::kNone || CheckLockInBatch() != kOwn || access == Access::kReading) return lockState;
+  if (access == Access::kNone || CheckLockInBatch() != TVL_LOCK_OWN || access == Access::kReading)
+    return lockState;
   if (table->DeleteRec(BuildOwnKey(object)) == 0 || !batch->End()) return lockState;
   if (lockCount > 0) --lockCount;
   object[0] = 0;
@@ -235,7 +237,7 @@ void CConnection::DeleteTopRows() {
   while (table->ReadRec(keyBuffer, 1, mode) != nullptr) {
     mode = kReadLess;
     ReadOwner();
-    if (CompareOwner() != kOwn) break;
+    if (CompareOwner() != TVL_LOCK_OWN) break;
     if (IsOwnedByOtherProcess() && IsOwnerAlive()) continue;
     if (table->DeleteRec(keyBuffer) == 0) break;
   }
@@ -252,7 +254,7 @@ void CConnection::DeleteFormerRows() {
   BuildLockKey(keyBuffer, kBelowAllObjects, nullptr, nullptr, nullptr, 0);
   while (table->ReadRec(keyBuffer, 1, kReadGreater) != nullptr) {
     ReadOwner();
-    if (CompareOwner() == kOwn && !IsOwnedByOtherProcess() && table->DeleteRec(keyBuffer) == 0) break;
+    if (CompareOwner() == TVL_LOCK_OWN && !IsOwnedByOtherProcess() && table->DeleteRec(keyBuffer) == 0) break;
   }
 }
 

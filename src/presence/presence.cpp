@@ -145,9 +145,7 @@ tvl::PathText CConnection::Identity() const {
 tvl::LiveNumbers CConnection::FindLiveNumbers() const {
   tvl::LiveNumbers live;
   RemoveUnfinishedMarkers();
-  tvl::PathText pattern;
-  pattern.Append(procsDir).Append(computer).Append("-").Append(ipText).Append("-*.*.").Append(className);
-  pattern.Append(".tvp");
+  const tvl::PathText pattern = tvl::MarkerPattern(procsDir, computer, ipText, className);
   if (!pattern.Fits()) return live;
   for (const std::string& name : CollectNames(pattern.Text())) {
     const tvl::PathText path = InFolder(procsDir, name);
@@ -201,8 +199,7 @@ void CConnection::KeepPresence() {
 int CConnection::GetProcessesList(const char* wantedClass, int& count, CString& list) {
   count = 0;
   list.Empty();
-  tvl::PathText pattern;
-  pattern.Append(procsDir).Append("*.").Append(wantedClass).Append(".tvp");
+  const tvl::PathText pattern = tvl::MarkerPattern(procsDir, wantedClass);
   if (!pattern.Fits() || std::strpbrk(wantedClass, "\\/") != nullptr) return TVL_OK;
   for (const std::string& name : CollectNames(pattern.Text())) {
     const tvl::PathText path = InFolder(procsDir, name);

@@ -3,14 +3,14 @@
 #include <algorithm>
 #include <utility>
 
+#include <tvlclient/store.h>
+
 #include "base/numbers.h"
 #include "server/names.h"
 #include "tcp/protocol.h"
 
 namespace tvl::server {
 namespace {
-
-constexpr int kOwnLock = 1;
 
 bool IsObjectName(std::string_view name) {
   return !name.empty() && name.size() <= kLongestObject && std::none_of(name.begin(), name.end(), IsControl);
@@ -58,8 +58,8 @@ std::string Instance::AnswerLock(char letter, std::string_view object) {
   }
   ReportLocks(connection_.lockCount);
   // Its own row would be of an earlier life, and count for nobody else.
-  if (!IsPresent() && connection_.lockState == kOwnLock) return kNoLock;
-  return connection_.lockState == 0 ? kNoLock : DescribeOwner();
+  if (!IsPresent() && connection_.lockState == TVL_LOCK_OWN) return kNoLock;
+  return connection_.lockState == TVL_LOCK_FREE ? kNoLock : DescribeOwner();
 }
 
 std::string Instance::DescribeOwner() const {
@@ -70,8 +70,8 @@ std::string Instance::DescribeOwner() const {
 std::string Instance::DescribeSelf() const {
   char address[sizeof connection_.ownerIp] = {};
   HexToIp(address, connection_.ipText);
-  return Described(kOwnLock, connection_.computer, connection_.instance, static_cast<int>(connection_.pid),
-                   address, connection_.user);
+  return Described(TVL_LOCK_OWN, connection_.computer, connection_.instance,
+                   static_cast<int>(connection_.pid), address, connection_.user);
 }
 
 // An unlock that found no lock of this client's changed nothing that could be lost.

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/text.h"
+#include "store/part_name.h"
 
 namespace tvl::server {
 namespace {
@@ -32,7 +33,7 @@ bool HasControl(std::string_view name) {
 }
 
 bool IsUsable(std::string_view component) {
-  return component.size() <= kLongestComponent && component != ".." && !IsPartName(component);
+  return component.size() <= kLongestComponent && component != ".." && !EndsLikePart(component);
 }
 
 }  // namespace
@@ -42,7 +43,7 @@ bool IsControl(char character) {
   return byte < 0x20 || byte == 0x7F;
 }
 
-bool IsPartName(std::string_view component) {
+bool EndsLikePart(std::string_view component) {
   constexpr std::size_t kSuffix = sizeof kPartSuffix - 1;
   if (component.size() < kSuffix) return false;
   return EqualNoCase(std::string(component.substr(component.size() - kSuffix)).c_str(), kPartSuffix);

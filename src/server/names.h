@@ -14,8 +14,8 @@ namespace tvl::server {
 // control character, above 259 bytes or 255 a component, or one of a put that has not ended.
 [[nodiscard]] std::optional<std::string> CleanName(std::string_view name);
 
-// True for the name of a file that a put is writing.
-[[nodiscard]] bool IsPartName(std::string_view component);
+// True for the name of a file that a put is writing, in any case of letters, and for names that end like one.
+[[nodiscard]] bool EndsLikePart(std::string_view component);
 
 // "a/b/c" is split into "a/b" and "c".
 struct SplitName {
@@ -25,8 +25,6 @@ struct SplitName {
 [[nodiscard]] SplitName Split(const std::string& path);
 
 [[nodiscard]] bool IsControl(char character);
-
-constexpr char kPartSuffix[] = ".tvlpart";
 
 }  // namespace tvl::server
 

@@ -12,6 +12,7 @@
 #include "platform/file_access.h"
 #include "platform/held_file.h"
 #include "server/names.h"
+#include "store/part_name.h"
 
 namespace tvl::server {
 namespace {
@@ -128,8 +129,7 @@ int PutFile::Begin() {
 
 // False with EEXIST if that name is taken or was lost to somebody who tidied up.
 bool PutFile::MakePart() {
-  part_name_ =
-      "." + std::to_string(getpid()) + "." + std::to_string(shared_.parts.NextNumber()) + kPartSuffix;
+  part_name_ = PartName(static_cast<unsigned int>(getpid()), shared_.parts.NextNumber());
   note_ = shared_.parts.Note(place_.folder_path.empty() ? part_name_ : place_.folder_path + "/" + part_name_);
   if (note_ < 0) return false;
   constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;

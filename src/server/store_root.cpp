@@ -11,6 +11,7 @@
 
 #include "base/text.h"
 #include "server/names.h"
+#include "store/layout.h"
 
 namespace tvl::server {
 namespace {
@@ -142,10 +143,11 @@ bool StoreRoot::MayEnter(int folder) const {
 }
 
 bool StoreRoot::MayTouch(const Place& place) const {
-  if (IsPartName(place.base) || !MayEnter(place.folder.Number())) return false;
+  if (EndsLikePart(place.base) || !MayEnter(place.folder.Number())) return false;
   if (!configuration_folder_ || Identify(place.folder.Number()) != configuration_folder_) return true;
   return !EqualNoCase(place.base.c_str(), configuration_base_.c_str()) &&
-         !EqualNoCase(place.base.c_str(), (configuration_base_ + ".lock").c_str());  // its writers' turns
+         !EqualNoCase(place.base.c_str(),
+                      (configuration_base_ + kConfigurationLockSuffix).c_str());  // its writers' turns
 }
 
 // By whatever name it was reached: false for the closed folders themselves, and for the configuration.
@@ -227,7 +229,7 @@ std::optional<Place> StoreRoot::Find(const std::string& name) const {
 std::optional<Place> StoreRoot::FindPart(const std::string& path) const {
   SplitName split = Split(path);
   Place place = {OpenFolder(split.folder), std::move(split.folder), std::move(split.base)};
-  if (!place.folder.IsOpen() || !IsPartName(place.base) || !MayEnter(place.folder.Number()))
+  if (!place.folder.IsOpen() || !EndsLikePart(place.base) || !MayEnter(place.folder.Number()))
     return std::nullopt;
   return place;
 }

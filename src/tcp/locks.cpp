@@ -3,6 +3,8 @@
 #include <string>
 #include <utility>
 
+#include <tvlclient/store.h>
+
 #include "base/fixed_text.h"
 #include "tcp/state.h"
 
@@ -12,8 +14,6 @@ namespace {
 constexpr std::size_t kComputerRoom = 64;
 constexpr std::size_t kAddressRoom = 16;
 constexpr std::size_t kUserRoom = 65;
-
-constexpr int kHeldByThisClient = 1;
 
 void Give(int* output, int value) {
   if (output != nullptr) *output = value;
@@ -32,7 +32,7 @@ std::string WithoutBlanksAtEnd(const char* object) {
 // A lock that cannot be noted for lack of memory is reported as not held.
 void NoteAnswer(std::set<std::string>& held, const char* object, int answer) try {
   std::string name = WithoutBlanksAtEnd(object);
-  if (answer == kHeldByThisClient) {
+  if (answer == TVL_LOCK_OWN) {
     held.insert(std::move(name));
   } else {
     held.erase(name);

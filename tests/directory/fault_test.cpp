@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "directory/small_store.h"
-#include "platform/parts.h"
+#include "store/part_name.h"
 #include "support/faults.h"
 
 namespace {

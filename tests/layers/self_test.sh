@@ -6,12 +6,16 @@ check=$(dirname "$(realpath "$0")")/check.sh
 tree=$(mktemp -d)
 trap 'rm -rf "$tree"' EXIT
 cd "$tree"
-mkdir -p platform base transfer directory engine cli attic
+mkdir -p platform base store transfer directory engine cli attic
 
-# What stands in a file, and what is said about it; "-" where it is allowed.
+# The contents of a file, and what is reported about it; "-" where it is allowed.
 cases=(
   'platform/a.h|#include <unistd.h>|-'
   'platform/b.h|#include "base/a.h"|platform must not include base'
+  'store/facts.h|#include <string>|-'
+  'store/a.h|#include "base/a.h"|-'
+  'platform/c.h|#include "store/facts.h"|-'
+  'platform/d.h|#include "store/a.h"|platform must not include store'
   'base/a.h|#include "platform/a.h"|-'
   'base/b.h|#include <sys/stat.h>|<sys/stat.h> belongs in: platform engine server cli'
   'base/c.h|#include "a.h"|"a.h" is no header of the project; write it as "folder/name.h"'

@@ -15,7 +15,7 @@
 
 #include "base/low_file.h"
 #include "platform/files.h"
-#include "platform/lock_ranges.h"
+#include "store/lock_ranges.h"
 #include "support/helper_process.h"
 #include "support/temp_folder.h"
 #include "transfer/zlib_file.h"

@@ -15,10 +15,10 @@
 
 #include "base/low_file.h"
 #include "platform/held_file.h"
-#include "platform/lock_ranges.h"
 #include "platform/system_calls.h"
 #include "presence/client_process.h"
 #include "presence/connection.h"
+#include "store/lock_ranges.h"
 #include "support/store.h"
 #include "support/temp_folder.h"
 #include "table/engine_binding.h"

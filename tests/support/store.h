@@ -10,7 +10,7 @@
 
 #include <tvlclient/smb_opr.h>
 
-#include "presence/lock_key.h"
+#include "store/lock_row.h"
 #include "support/arg.h"
 #include "table/ctree_file.h"
 

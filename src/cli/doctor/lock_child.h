@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "platform/lock_ranges.h"
+#include "store/lock_ranges.h"
 
 namespace tvl::cli {
 

@@ -1,4 +1,4 @@
-#include "presence/lock_key.h"
+#include "store/lock_row.h"
 
 #include <gtest/gtest.h>
 

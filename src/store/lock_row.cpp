@@ -1,13 +1,13 @@
-#include "presence/lock_key.h"
+#include "store/lock_row.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
 #include "base/fixed_text.h"
 #include "base/text.h"
-#include "presence/instance_number.h"
 
 namespace {
 
@@ -23,6 +23,21 @@ constexpr KeyField kClass = {74, 4};
 constexpr KeyField kInstance = {78, 4};
 constexpr KeyField kProcess = {82, 8};
 constexpr KeyField kUser = {90, 64};
+
+static_assert(kProcess.offset == kLockKeyLength && kUser.offset + kUser.width == kLockRecordLength);
+
+// The record's length by the widths in its schema, the numbers after each "-D".
+constexpr unsigned int WidthOf(std::string_view schema) {
+  unsigned int total = 0;
+  unsigned int width = 0;
+  for (const char character : schema) {
+    const bool is_digit = character >= '0' && character <= '9';
+    width = is_digit ? 10 * width + static_cast<unsigned int>(character - '0') : 0;
+    total += is_digit ? width - width / 10 : 0;
+  }
+  return total;
+}
+static_assert(WidthOf(kLockRowSchema) == kLockRecordLength);
 
 void PutText(const char* text, const KeyField& field, char* buffer) {
   if (text == nullptr) return;

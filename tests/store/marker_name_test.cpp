@@ -1,4 +1,4 @@
-#include "presence/marker.h"
+#include "store/marker_name.h"
 
 #include <gtest/gtest.h>
 

@@ -25,6 +25,7 @@ constexpr std::size_t kLongestText = 6144;
 constexpr char kItemEnd = '\x01';
 constexpr char kEntryEnd = '\x02';
 constexpr std::size_t kLongestReadList = 1023;
+constexpr char kCannotCreate[] = "the table cannot be created";
 constexpr std::string_view kDigits = "0123456789";
 
 [[noreturn]] void RefuseSchema(const std::string& text) {
@@ -191,11 +192,14 @@ void Table::Create(const TableLengths& lengths, bool replace, bool dry_run) {
   CheckMayChange();
   CheckReplaceable(replace);
   if (const int problem = FolderProblem(HostPath(), false); problem != 0 && dry_run)
-    throw Stop(name_, SystemFailure(MeaningOf(TVL_ERR_DELETE_FILE).what, problem, HostPath()));
+    throw Stop(name_, SystemFailure(kCannotCreate, problem, HostPath()));
   if (dry_run) return;
   ForgetFileErrors();
-  if (const int code = rows_.InitAndOpen(name_.data(), lengths.record, lengths.key1, lengths.key2))
-    Fail(code);
+  const int code = rows_.InitAndOpen(name_.data(), lengths.record, lengths.key1, lengths.key2);
+  if (code == TVL_OK) return;
+  Failure failure = LibraryFailure(code);
+  if (code == TVL_ERR_DELETE_FILE) failure.what = kCannotCreate;
+  throw Stop(name_, failure);
 }
 
 void Table::Open() {

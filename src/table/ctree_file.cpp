@@ -1,6 +1,7 @@
 #include "table/ctree_file.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <cstring>
 #include <string_view>
@@ -9,6 +10,7 @@
 #include "base/memory.h"
 #include "base/path_helpers.h"
 #include "base/text.h"
+#include "platform/last_error.h"
 #include "table/engine_binding.h"
 
 namespace {
@@ -38,6 +40,12 @@ bool ReplaceExtension(const char* path, std::string_view extension, tvl::PathTex
   return result.Fits();
 }
 
+// A file that does not exist is no failure to report.
+void DeleteIfPresent(const char* path) {
+  const tvl::LastError before = tvl::TakeLastError();
+  if (DeleteFileA(path) != 0 || tvl::LastErrorCode() == ENOENT) tvl::RestoreLastError(before);
+}
+
 // Deletes the index file of one key: its name is the table's with the first two characters replaced.
 void DeleteIndex(const char* path, const char* start) {
   tvl::PathText index;
@@ -45,12 +53,12 @@ void DeleteIndex(const char* path, const char* start) {
   char* name = LastPathComponent(index.Data());
   if (name == nullptr) name = index.Data();
   std::memcpy(name, start, 2);
-  DeleteFileA(index.Text());
+  DeleteIfPresent(index.Text());
 }
 
 void DeleteData(const char* path) {
   tvl::PathText data;
-  if (ReplaceExtension(path, ".dat", data)) DeleteFileA(data.Text());
+  if (ReplaceExtension(path, ".dat", data)) DeleteIfPresent(data.Text());
 }
 
 bool StartsAlike(const KeyPrefix& prefix, const char* key) {

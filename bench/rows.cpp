@@ -28,8 +28,9 @@ Command Setting::Get(const char* policy, bool packed, const Command& words) cons
   return TvlCommand(*this, scratch.Config(scratch.Source(), policy, packed), scratch.Ours(), "get", words);
 }
 
-Command Setting::Put(const char* policy, const Command& words) const {
-  return TvlCommand(*this, scratch.Config(scratch.Ours(), policy, false), scratch.Source(), "put", words);
+Command Setting::Put(const char* policy, const Command& words, int safety) const {
+  return TvlCommand(*this, scratch.Config(scratch.Ours(), policy, false, safety), scratch.Source(), "put",
+                    words);
 }
 
 std::vector<Row> HashRows(const Setting& setting) {
@@ -83,6 +84,11 @@ std::vector<Row> TreeRows(const Setting& setting) {
   add("get -r of 10,000 files of 4 KiB, none there",
       {{"tvl", setting.Get("time", false, {"-r", tree})}, mirror, copy}, {1.0, kNoAim}, empty);
   add("put -r of the same", {{"tvl", setting.Put("time", {"-r", tree})}, mirror, copy}, {1.0, kNoAim}, empty);
+  // rsync replaces files by renaming, as level 1 does, and syncs none of them.
+  add("put -r of the same, SafeOnTransfert 1", {{"tvl", setting.Put("time", {"-r", tree}, 1)}, mirror}, {1.0},
+      empty);
+  add("put -r of the same, SafeOnTransfert 2", {{"tvl", setting.Put("time", {"-r", tree}, 2)}, mirror}, {1.3},
+      empty);
   empty();
   Run(setting.Put("time", {"-r", tree}));
   Run(mirror.command);

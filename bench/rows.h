@@ -15,9 +15,10 @@ struct Setting {
   std::string self;  // this program, which runs parts of itself as children
   int runs;
 
-  // A get from the source folder, or a put from it, with the words behind the command's options.
+  // A get from the source folder, or a put from it, followed by `words`. `safety` is the store's
+  // SafeOnTransfert.
   [[nodiscard]] Command Get(const char* policy, bool packed, const Command& words) const;
-  [[nodiscard]] Command Put(const char* policy, const Command& words) const;
+  [[nodiscard]] Command Put(const char* policy, const Command& words, int safety = 0) const;
 };
 
 std::vector<Row> HashRows(const Setting& setting);

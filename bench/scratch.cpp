@@ -112,10 +112,11 @@ std::string Scratch::Tree() {
   return "tree";
 }
 
-std::string Scratch::Config(const fs::path& root, const char* policy, bool packed) const {
-  const fs::path path = folder_ / "store.ini";
+std::string Scratch::Config(const fs::path& root, const char* policy, bool packed, int safety) const {
+  const fs::path path = folder_ / (root.filename().string() + policy + std::to_string(packed) +
+                                   std::to_string(safety) + ".ini");
   Create(path) << "[TavolisFileSystem]\nFileCompare=" << policy << "\nZipOnTransfert=" << (packed ? 1 : 0)
-               << "\n[Environments]\nDocumentRoot=" << root.string()
+               << "\nSafeOnTransfert=" << safety << "\n[Environments]\nDocumentRoot=" << root.string()
                << "\nTmpDir=" << (folder_ / "tmp").string() << "\n";
   return path.string();
 }

@@ -29,8 +29,9 @@ class Scratch {
   std::string LongText();  // four times Text, one behind the other
   std::string Tree();
 
-  // A configuration file for a store with that document root.
-  [[nodiscard]] std::string Config(const std::filesystem::path& root, const char* policy, bool packed) const;
+  // A configuration file for a store with that document root. `safety` is its SafeOnTransfert, 0 to 2.
+  [[nodiscard]] std::string Config(const std::filesystem::path& root, const char* policy, bool packed,
+                                   int safety = 0) const;
 
   // Empties ours/ and theirs/. Trees go aside and are not removed: for some seconds file systems keep off the
   // places of files that went, and their search for others would be what the next program is measured by.

@@ -206,7 +206,7 @@ std::vector<Row> WideRows(const Setting& setting) {
   bench::Run(setting.Sync("time", wide, "work").command);
   bench::Run(setting.Rsync("-a", wide).command);
   return {setting.Compare("sync of 100,000 in one folder, nothing changed",
-                          setting.Sync("time", wide, "work"), setting.Rsync("-a", wide), 1.5, [] {})};
+                          setting.Sync("time", wide, "work"), setting.Rsync("-a", wide), 1.0, [] {})};
 }
 
 struct Group {

@@ -16,8 +16,10 @@ if(TARGET tvlserver)
     file(MAKE_DIRECTORY \"\${bin}\")
     file(CREATE_LINK \"${server_link}\" \"\${bin}/tvlserver\" SYMBOLIC)")
 endif()
-set_target_properties(tvl PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
-install(TARGETS tvl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+if(TARGET tvl)
+  set_target_properties(tvl PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+  install(TARGETS tvl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/tvlclient DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/tvlclient)
@@ -33,6 +35,8 @@ install(FILES
   ${PROJECT_BINARY_DIR}/tvlclientConfigVersion.cmake
   DESTINATION ${package_dir})
 
+# The pkg-config file finds the prefix from its own place, so an installed tree can be moved.
+file(RELATIVE_PATH TVL_PREFIX_FROM_PC "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
 configure_file(${PROJECT_SOURCE_DIR}/cmake/tvlclient.pc.in ${PROJECT_BINARY_DIR}/tvlclient.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/tvlclient.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 install(FILES ${PROJECT_SOURCE_DIR}/man/tvlserver.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)

@@ -21,6 +21,7 @@
 
 #include <tvlclient/errors.h>
 #include <tvlclient/export.h>
+#include <tvlclient/library_version.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -99,6 +100,10 @@ TVL_API int TVLGetVersionFromTavolisWinExe(char* path, int* version, int* build,
 TVL_API int TVLGetVersionFromFile(char* path, int* version, int* build, int* total);
 
 // --- Additions of this implementation ---
+
+// Returns the version of the library that the program runs with, as TVLCLIENT_VERSION is that of the headers
+// it was compiled with: 10203 is version 1.2.3. Any thread.
+TVL_API int TVLLibraryVersion(void);
 
 // Returns 1 if the current connection is present in the store, else 0, also without a connection. Without
 // presence a lock counts for nobody else, although TVLLockObject answers state 1. Over TCP, presence lasts as

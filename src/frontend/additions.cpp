@@ -38,6 +38,10 @@ int TVLHoldsLock(const char* object) {
   return AskCurrentConnection([=](auto& connection) { return connection.HoldsLock(object); });
 }
 
+int TVLLibraryVersion(void) {
+  return TVLCLIENT_VERSION;
+}
+
 void TVLSetPumpHook(TVLPumpHook hook, void* userData) {
   tvl::SetPumpHook(hook, userData);
 }

@@ -33,8 +33,7 @@ echo "from the program in C" >c_work/c.txt
 "$CMAKE" -S "$here/cpp_user" -B cpp_build -DCMAKE_PREFIX_PATH="$prefix" >configure.log
 "$CMAKE" --build cpp_build >build.log
 
-# The pkg-config file names the prefix that was configured; this one lies elsewhere.
-flags=$(pkg-config --define-variable=prefix="$prefix" --cflags --libs tvlclient)
+flags=$(pkg-config --cflags --libs tvlclient)
 # shellcheck disable=SC2086 # flags are words
 "$CXX" -std=c++20 "$here/cpp_user/main.cpp" -o pkg_user $flags
 # shellcheck disable=SC2086
@@ -55,3 +54,23 @@ cmp store/a.txt cpp_work/a.txt
 cmp store/a.txt pkg_work/a.txt
 cmp c_work/c.txt store/from/c.txt
 cmp c_work/c.txt c_work/copy.txt
+
+# A project that contains this one builds the library and its engine, and none of the programs.
+mkdir around
+cat >around/CMakeLists.txt <<END
+cmake_minimum_required(VERSION 3.25)
+project(around LANGUAGES C CXX)
+add_subdirectory($here/../.. tvlclient)
+foreach(target tvl tvlserver engine_test)
+  if(TARGET \${target})
+    message(FATAL_ERROR "\${target} is built by a project that did not ask for it")
+  endif()
+endforeach()
+add_executable(user $here/cpp_user/main.cpp)
+target_link_libraries(user PRIVATE tvlclient::tvlclient)
+add_dependencies(user vbctree)
+END
+"$CMAKE" -S around -B around_build >around.log || {
+  cat around.log
+  exit 1
+}

@@ -335,16 +335,38 @@ std::vector<Row> IdleRows(const Place& place) {
   return {{"memory with 1,000 idle clients", after, "without", before, "MiB", 100, false}};
 }
 
+// A get and a put on a line of its own with a long round trip.
+struct Relayed {
+  double get;
+  double put;
+};
+
+Relayed TransferRelayed(const Place& place, std::size_t size, unsigned int window) {
+  MakeFile(place.served.root / "relayed", size);
+  const bench::Relay relay(place.served.port, kRelayMilliseconds);
+  TVLSetTransferWindow(window);
+  CTVLClientTcpOpr client;
+  Connect(client, relay.port, place.work);
+  TVLSetTransferWindow(0);
+  const double get = Seconds([&] { Get(client, "relayed", "relayed"); });
+  const double put = Seconds([&] { Put(client, "relayed", "relayed2"); });
+  return {get, put};
+}
+
+std::vector<Row> WindowRows(const Place& place) {
+  constexpr std::size_t kSize = 64 * kMiB;
+  const Relayed with = TransferRelayed(place, kSize, 8);
+  const Relayed without = TransferRelayed(place, kSize, 0);
+  const char delay[] = " of 64 MiB with a window, 10 ms each way";
+  return {{std::string("get") + delay, with.get, "without", without.get, "s", 1 / 8.0},
+          {std::string("put") + delay, with.put, "without", without.put, "s", 1 / 8.0}};
+}
+
 std::vector<Row> RelayRows(const Place& place) {
   constexpr std::size_t kGets = (kRelayedSize + bench::kGetChunk - 1) / bench::kGetChunk;
   constexpr std::size_t kPuts = (kRelayedSize + tvl::protocol::kPutChunk - 1) / tvl::protocol::kPutChunk;
   constexpr double kRound = 2 * kRelayMilliseconds / 1000.0;
-  MakeFile(place.served.root / "relayed", kRelayedSize);
-  const bench::Relay relay(place.served.port, kRelayMilliseconds);
-  CTVLClientTcpOpr client;
-  Connect(client, relay.port, place.work);
-  const double get = Seconds([&] { Get(client, "relayed", "relayed"); });
-  const double put = Seconds([&] { Put(client, "relayed", "relayed2"); });
+  const auto [get, put] = TransferRelayed(place, kRelayedSize, 0);
   const double same = bench::PingPongRelayed(kGets, 5, bench::kGetChunk + 6, kRelayMilliseconds);
   const std::string delay = ", 10 ms each way";
   return {{"get of 16 MiB" + delay, get, "chunks x 20 ms", kRound * kGets, "s", 1 / 0.95},
@@ -358,7 +380,8 @@ struct Group {
 };
 
 constexpr Group kGroups[] = {{"idle", IdleRows},   {"lock", LockRows},   {"crowd", CrowdRows},
-                             {"small", SmallRows}, {"relay", RelayRows}, {"big", BigRows}};
+                             {"small", SmallRows}, {"relay", RelayRows}, {"window", WindowRows},
+                             {"big", BigRows}};
 
 bool Parse(int argc, char** argv, Setting& setting) {
   for (int i = 1; i + 1 < argc; i += 2) {
@@ -398,7 +421,7 @@ int main(int argc, char** argv) try {
   if (!Parse(argc, argv, setting)) {
     std::fputs(
         "usage: server_bench --server PROGRAM --dir FOLDER [--mib N] [--runs N] [--only "
-        "idle|lock|crowd|small|relay|big]\n",
+        "idle|lock|crowd|small|relay|window|big]\n",
         stderr);
     return 2;
   }

@@ -25,6 +25,7 @@ namespace {
 constexpr std::uint8_t kWelcomes = 1;  // with a good reply to the handshake
 constexpr std::uint8_t kPacks = 2;     // in which files travel compressed
 constexpr std::uint8_t kByTime = 4;    // and are compared by time
+constexpr std::uint8_t kGrants = 8;    // and with a transfer window
 
 [[noreturn]] void Fail() {
   std::abort();
@@ -121,7 +122,8 @@ std::string Welcome(std::uint8_t begin) {
   if ((begin & kWelcomes) == 0) return {};
   const std::string zip = (begin & kPacks) != 0 ? "1" : "0";
   const std::string policy = (begin & kByTime) != 0 ? "2" : "1";
-  return Reply("TVL\t0\t7\t" + zip + "\t" + policy + "\tshort\tlong");
+  const std::string window = (begin & kGrants) != 0 ? "\twindow=8" : "";
+  return Reply("TVL\t0\t7\t" + zip + "\t" + policy + "\tshort\tlong" + window);
 }
 
 // Everything a client does, with outputs of no more room than the interface asks for.
@@ -148,6 +150,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   static const Folder folder;
   if (size == 0) return 0;
   server.Begin(Welcome(bytes[0]).append(reinterpret_cast<const char*>(bytes) + 1, size - 1));
+  // Without a welcome, a client that announced a window would come a second time.
+  const bool announces = (bytes[0] & (kGrants | kWelcomes)) == (kGrants | kWelcomes);
+  TVLSetTransferWindow(announces ? 8 : 0);
   TVLSetPumpHook([](void* self) { static_cast<Server*>(self)->TakeTurn(); }, &server);
   {
     CTVLClientTcpOpr client;

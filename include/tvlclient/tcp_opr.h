@@ -80,13 +80,17 @@ class TVL_API CTVLClientTcpOpr : public CTVLClientOpr {
 
  private:
   TVL_HIDDEN bool IsLive() const;
-  TVL_HIDDEN int Handshake(const char* className, const char* clientTag);
+  TVL_HIDDEN int Connect(const char* host, unsigned int port, const char* className, const char* clientTag,
+                         unsigned int window);
+  TVL_HIDDEN int Handshake(const char* className, const char* clientTag, unsigned int window);
+  TVL_HIDDEN bool WasRefusedUnexplained(int code) const;
   TVL_HIDDEN void TakeSettings();
   TVL_HIDDEN void SettleWorkingDirectory(const char* directory);
   TVL_HIDDEN void ServerTerminate();
   TVL_HIDDEN int AskForTransfer(char letter, const char* remoteName, const char* stamp, int* transferred);
   TVL_HIDDEN int ReceiveFile(const char* path);
   TVL_HIDDEN int SendFile(const char* path);
+  TVL_HIDDEN bool TakeAnswers(unsigned int& unanswered, unsigned int left, int& result);
   TVL_HIDDEN int AskForLock(char letter, const char* object, int* state, char* computer, int* instance,
                             int* pid, char* ipAddress, char* user);
 

@@ -146,6 +146,13 @@ TVL_API void TVLSetStopHook(TVLStopHook hook, void* userData);
 // interrupts takes the new limit at once.
 TVL_API void TVLSetTimeout(unsigned int seconds);
 
+// Lets gets and puts over TCP have up to `chunks` chunks on their way beyond the one whose answer is awaited;
+// 8 at most. With 0, the default, each chunk waits for the answer to the one before, which on a line with a
+// long round trip takes most of the time. Servers that do not know such windows are used without one.
+//
+// For all connections of the process that are opened from now on. Any thread.
+TVL_API void TVLSetTransferWindow(unsigned int chunks);
+
 // Why the calling thread's last operation on a file or a connection failed: the operating system's error
 // number (errno), 0 if none has failed since the last call. `path` (buffer of `pathSize` bytes, may be null)
 // receives the file's name, cut to fit, and the empty text for a connection. Asking clears it, so a caller

@@ -16,6 +16,7 @@ namespace tvl::cli {
 namespace {
 
 constexpr std::size_t kPathRoom = 260;
+constexpr unsigned int kTransferWindow = 8;
 
 // The working directory in a buffer that the library may fill in.
 class PathBuffer {
@@ -69,6 +70,7 @@ void Store::OpenServer(const Options& options, const std::string& working_direct
   server_ = connection.get();
   client_ = std::move(connection);
   TVLSetTimeout(static_cast<unsigned int>(options.timeout.value_or(0)));
+  TVLSetTransferWindow(kTransferWindow);
   PathBuffer folder(working_directory);
   std::string class_name = options.class_name;
   std::string tag = FindTag(options);

@@ -11,6 +11,7 @@
 #include "platform/last_error.h"
 #include "tcp/safe_transfers.h"
 #include "tcp/socket.h"
+#include "tcp/window.h"
 #include "transfer/compare.h"
 
 char* GetFileSignature(char* path) {
@@ -52,6 +53,10 @@ void TVLSetTimeout(unsigned int seconds) {
 
 void TVLSetSafeTransfers(int level) {
   tvl::safe_transfers = level;
+}
+
+void TVLSetTransferWindow(unsigned int chunks) {
+  tvl::transfer_window = chunks;
 }
 
 void TVLSetStopHook(TVLStopHook hook, void* userData) {

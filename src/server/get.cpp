@@ -14,11 +14,12 @@
 
 namespace tvl::server {
 
-// A file on its way, and the two packets of it that exist at a time: one is on the wire while the next is
+// A file on its way, and the two packets of it that exist at a time: one is being sent while the next is
 // read.
 struct Session::Transfer {
   GetFile file;
   std::array<Chunk, 2> chunks;
+  unsigned int unanswered = 0;  // chunks that have been sent
   std::uint64_t sent = 0;
   bool landed = false;  // the client has all of it, as far as the server can know
 };
@@ -113,6 +114,8 @@ asio::awaitable<bool> Session::SendChunks(const std::shared_ptr<Transfer>& trans
       transfer->landed = true;
       co_return true;
     }
+    ++transfer->unanswered;
+    transfer->sent += current.Size();
     // While that is on the wire.
     std::optional<Begun<bool>> ahead;
     next.SetSize(0);
@@ -120,24 +123,46 @@ asio::awaitable<bool> Session::SendChunks(const std::shared_ptr<Transfer>& trans
       ahead.emplace(service_.files, stream_->Executor(),
                     [transfer, &next] { return transfer->file.Fill(next); });
     }
-    std::string_view answer;
-    const bool alive = co_await Receive(answer);
+    const Answered answered = co_await TakeAnswers(*transfer, window_);
     bool filled = true;
     if (ahead) filled = co_await ahead->End();
-    if (!alive) co_return false;
-    transfer->sent += current.Size();
-    if (answer == protocol::kAbandon) co_return true;
-    if (!answer.starts_with(protocol::kData)) {
-      pending_ = answer;
-      co_return true;
-    }
+    if (answered != Answered::kAll) co_return answered == Answered::kOver;
     if (!filled) co_return false;
     if (next.Size() == 0) break;
     preface.clear();
   }
   const std::string end_mark = EndMark(transfer->file.Time());
   const bool sent = co_await Reply(end_mark);
-  transfer->landed = sent;
+  if (!sent) co_return false;
+  const Answered answered = co_await TakeAnswers(*transfer, 0);
+  transfer->landed = answered == Answered::kAll;
+  co_return answered != Answered::kGone;
+}
+
+// Receives answers to chunks until only `left` are missing. kOver if the client has ended the get.
+asio::awaitable<Session::Answered> Session::TakeAnswers(Transfer& transfer, unsigned int left) {
+  while (transfer.unanswered > left) {
+    std::string_view answer;
+    const bool alive = co_await Receive(answer);
+    if (!alive) co_return Answered::kGone;
+    if (answer == protocol::kAbandon) {
+      const bool marked = co_await MarkAbandoned();
+      co_return marked ? Answered::kOver : Answered::kGone;
+    }
+    if (!answer.starts_with(protocol::kData)) {
+      pending_ = answer;
+      co_return Answered::kOver;
+    }
+    --transfer.unanswered;
+  }
+  co_return Answered::kAll;
+}
+
+// With a window, chunks of a get that the client has abandoned may be on their way to it; the repeated code
+// marks their end. Without one there is nothing to answer.
+asio::awaitable<bool> Session::MarkAbandoned() {
+  if (window_ == 0) co_return true;
+  const bool sent = co_await Reply(protocol::kAbandon);
   co_return sent;
 }
 

@@ -2,6 +2,7 @@
 
 #include "server/names.h"
 #include "tcp/protocol.h"
+#include "tcp/window.h"
 
 namespace tvl::server {
 namespace {
@@ -37,6 +38,8 @@ std::optional<Handshake> ParseHandshake(std::string_view packet) {
     *text = rest.substr(0, end);
     rest.remove_prefix(end + 1);
   }
+  const std::size_t end = rest.find('\0');
+  if (end != std::string_view::npos) handshake.window = ParseWindow(rest.substr(0, end));
   return handshake;
 }
 
@@ -46,13 +49,16 @@ Handshake CleanIdentity(const Handshake& sent) {
   return {client_class,
           OrElse(CleanText(sent.computer, kLongestComputer), "unknown"),
           OrElse(CleanText(sent.user, kLongestUser), "Unknown"),
-          {}};
+          {},
+          0};
 }
 
 std::string AcceptText(const Welcome& welcome) {
-  return "TVL\t0\t" + std::to_string(welcome.instance) + "\t" + std::to_string(welcome.zip_on_transfer) +
-         "\t" + std::to_string(welcome.file_compare) + "\t" + Field(welcome.short_name) + "\t" +
-         Field(welcome.long_name);
+  std::string text = "TVL\t0\t" + std::to_string(welcome.instance) + "\t" +
+                     std::to_string(welcome.zip_on_transfer) + "\t" + std::to_string(welcome.file_compare) +
+                     "\t" + Field(welcome.short_name) + "\t" + Field(welcome.long_name);
+  if (welcome.window > 0) text += protocol::kFieldSeparator + WindowText(welcome.window);
+  return text;
 }
 
 std::string RefuseText(int code, std::string_view reason) {

@@ -16,22 +16,25 @@ struct Handshake {
   std::string computer;
   std::string user;
   std::string tag;
+  unsigned int window = 0;  // that the client announces (tcp/window.h)
 };
 
-// The four texts of a handshake packet; what stands behind them is ignored. Nothing if one has no end.
+// The texts of a handshake packet: four, and a fifth that may announce a window; anything else after them is
+// ignored. Nothing if one of the four has no end.
 [[nodiscard]] std::optional<Handshake> ParseHandshake(std::string_view packet);
 
-// The same in a form that can stand in the names of markers, in lock rows and in lists, whatever was sent.
-// The tag goes.
+// The same in a form that can appear in the names of markers, in lock rows and in lists, whatever was sent,
+// without tag and window.
 [[nodiscard]] Handshake CleanIdentity(const Handshake& sent);
 
-// What the store tells a client that it accepts.
+// What the server answers to a client that it accepts.
 struct Welcome {
   int instance;
   int zip_on_transfer;
   int file_compare;
   std::string short_name;
   std::string long_name;
+  unsigned int window = 0;  // granted; 0 to a client that has announced none
 };
 
 // Payloads of the two answers.

@@ -97,7 +97,10 @@ asio::awaitable<bool> Session::TakeChunks(const std::shared_ptr<PutTransfer>& tr
     std::string answer = std::to_string(transfer->code);
     const bool ended = data.empty() || transfer->code != TVL_OK;
     if (data.empty() && transfer->code == TVL_OK) answer += protocol::kFieldSeparator + std::to_string(time);
-    if (transfer->code != TVL_OK) co_await DropPut(transfer);  // who hears the code finds nothing left of it
+    if (transfer->code != TVL_OK) {
+      co_await DropPut(transfer);  // a client that has the code finds nothing left of it
+      if (window_ > 0) refused_put_ = transfer->code;
+    }
     const bool sent = co_await Reply(answer);
     if (!sent || ended) co_return sent;
   }

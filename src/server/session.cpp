@@ -109,6 +109,7 @@ asio::awaitable<bool> Session::MeetProxy(std::chrono::steady_clock::time_point u
 
 void Session::TakeIdentity(Handshake sent) {
   tag_ = std::move(sent.tag);
+  window_ = sent.window;
   if (service_.options.user_from_certificate && certificate_name_) sent.user = *certificate_name_;
   identity_ = CleanIdentity(sent);
   FindRights();
@@ -188,8 +189,12 @@ asio::awaitable<bool> Session::Enter() {
   if (outcome == LockQueue::Outcome::kLost) instance_->NoteLostStart();
   number_ = instance_->Number();
   ShowOnBoard();
-  const Welcome welcome = {number_, service_.config.zipOnTransfert, service_.config.fileCompare,
-                           service_.short_name, service_.long_name};
+  const Welcome welcome = {number_,
+                           service_.config.zipOnTransfert,
+                           service_.config.fileCompare,
+                           service_.short_name,
+                           service_.long_name,
+                           window_};
   Event event = {.what = "enter", .duration = watch.Elapsed()};
   if (!instance_->IsPresent()) event.note = "without presence: no marker could be made";
   Report(std::move(event));
@@ -244,8 +249,15 @@ asio::awaitable<bool> Session::NextCommand(std::string& command) {
 
 asio::awaitable<bool> Session::Dispatch(std::string_view command) {
   if (command.starts_with(protocol::kEnd)) co_return false;
-  // What remains of a get that the client gave up when the server had said all: there is nothing to answer.
-  if (command == protocol::kAbandon) co_return true;
+  if (command == protocol::kAbandon) {  // of a get that is over: the server had sent everything
+    const bool marked = co_await MarkAbandoned();
+    co_return marked;
+  }
+  if (refused_put_ && command.starts_with(protocol::kData)) {
+    const bool sent = co_await ReplyCode(*refused_put_, false);
+    co_return sent;
+  }
+  refused_put_.reset();
   record_->requests.Add();
   for (const Command& known : kCommands) {
     if (!command.starts_with(known.letter)) continue;

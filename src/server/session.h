@@ -93,6 +93,9 @@ class Session {
   int BeginGet(Transfer& transfer) const;
   std::optional<int> OpenGetAtOnce(const FileRequest& asked, Transfer& transfer) const;
   asio::awaitable<bool> SendChunks(const std::shared_ptr<Transfer>& transfer);
+  enum class Answered { kAll, kOver, kGone };
+  asio::awaitable<Answered> TakeAnswers(Transfer& transfer, unsigned int left);
+  asio::awaitable<bool> MarkAbandoned();
 
   asio::awaitable<bool> Put(std::string_view command);
   asio::awaitable<int> OpenPut(const FileRequest& asked, PutTransfer& transfer);
@@ -138,6 +141,8 @@ class Session {
   Rights tag_rights_;
   Rights user_rights_;
   std::optional<std::string> pending_;  // a command that broke off a get or a put
+  unsigned int window_ = 0;             // chunks that may follow one that has not been answered
+  std::optional<int> refused_put_;      // the code of a put of which chunks may still be on their way
   bool admitted_ = false;
   bool between_ = true;  // no exchange is going on
   bool finishing_ = false;

@@ -1,5 +1,7 @@
+#include <algorithm>
 #include <cstdio>
 #include <new>
+#include <string>
 
 #include "base/fixed_text.h"
 #include "base/path_helpers.h"
@@ -8,6 +10,7 @@
 #include "platform/host_path.h"
 #include "platform/last_error.h"
 #include "tcp/state.h"
+#include "tcp/window.h"
 #include "transfer/compare.h"
 #include "transfer/sha1.h"
 
@@ -62,10 +65,10 @@ int CTVLClientTcpOpr::Open(char* directory, char* /*configFile*/, char* host, un
   shortName[0] = 0;
   longName[0] = 0;
   fileCmp = kCompareHash;
-  state->refused = false;
-  if (state->socket.ConnectHost(host, port) == 0) return TVL_ERR_TCP_CONNECT;
-  state->process = GetCurrentProcessId();
-  if (const int refusal = Handshake(className, clientTag)) return refusal;
+  const unsigned int window = std::min<unsigned int>(tvl::transfer_window, tvl::kMostWindow);
+  int code = Connect(host, port, className, clientTag, window);
+  if (window > 0 && WasRefusedUnexplained(code)) code = Connect(host, port, className, clientTag, 0);
+  if (code != TVL_OK) return code;
   opened = 1;
   TakeSettings();
   SettleWorkingDirectory(directory);
@@ -73,14 +76,32 @@ int CTVLClientTcpOpr::Open(char* directory, char* /*configFile*/, char* host, un
   return TVL_OK;
 }
 
+// A new connection to the server, on which it has accepted this client; or the code of its refusal.
+int CTVLClientTcpOpr::Connect(const char* host, unsigned int port, const char* className,
+                              const char* clientTag, unsigned int window) {
+  state->refused = false;
+  if (state->socket.ConnectHost(host, port) == 0) return TVL_ERR_TCP_CONNECT;
+  state->process = GetCurrentProcessId();
+  state->window = window;
+  return Handshake(className, clientTag, window);
+}
+
+// True if a server may have refused a handshake because it does not know the announcement in it: it has ended
+// the connection, or refused the client without a reason.
+bool CTVLClientTcpOpr::WasRefusedUnexplained(int code) const {
+  if (code == TVL_OK) return false;
+  if (state->refused) return state->refusal[0] == 0;
+  return code != TVL_ERR_TCP_CONNECT && state->socket.lastError != WSAETIMEDOUT;
+}
+
 // 0 if the server accepts this client; its settings are in the reply's fields then.
-int CTVLClientTcpOpr::Handshake(const char* className, const char* clientTag) {
+int CTVLClientTcpOpr::Handshake(const char* className, const char* clientTag, unsigned int window) {
   Name computer(GetComputerNameA);
   Name account(GetUserNameA);
   tvl::ToLower(computer.Text());
-  if (state->pack.SendHandshake({className, computer.Text(), account.Text(), clientTag}) == 0) {
-    return TVL_ERR_TCP_SEND;
-  }
+  const std::string announcement = tvl::WindowText(window);
+  const char* const texts[] = {className, computer.Text(), account.Text(), clientTag, announcement.c_str()};
+  if (state->pack.SendHandshake({texts, window > 0 ? 5U : 4U}) == 0) return TVL_ERR_TCP_SEND;
   if (state->pack.PackReceive() == 0) return TVL_ERR_TCP_RECEIVE;
   state->pack.Unpack2Toks(tvl::protocol::kFieldSeparator);
   const int refusal = state->pack.NumericTok(1, TVL_ERR_NOT_SUPPORTED);
@@ -98,6 +119,7 @@ void CTVLClientTcpOpr::TakeSettings() {
   fileCmp = reply.NumericTok(4, 0);
   tvl::CopyCut(shortName, reply.StringTok(5, ""));
   tvl::CopyCut(longName, reply.StringTok(6, ""));
+  state->window = std::min(state->window, tvl::ParseWindow(reply.StringTok(7, "")));
 }
 
 // A working directory that can't be settled is left empty, and every transfer then fails with 21: names put

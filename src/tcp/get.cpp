@@ -20,8 +20,8 @@ constexpr std::size_t kTimeOffset = protocol::kChunkHeadSize;  // in the packet 
 
 // The file as it arrives, written at once or, if it travels compressed, collected first.
 //
-// What cannot be kept makes the copy a failure, which Finish returns; the exchange goes on to its end
-// meanwhile.
+// What cannot be kept makes the copy a failure, which Finish returns. The exchange goes on to its end
+// meanwhile, unless a window allows to end it at any chunk.
 class LocalCopy {
  public:
   LocalCopy(const char* path, bool packed)
@@ -33,6 +33,9 @@ class LocalCopy {
   void Take(string_view chunk) {
     if (!failed_) failed_ = packed_ ? !Gather(chunk) : !target_.Write(chunk.data(), chunk.size());
   }
+
+  // True once something could not be kept.
+  [[nodiscard]] bool HasFailed() const { return failed_; }
 
   // Completes the file and gives it its time. Returns TVL_OK, TVL_ERR_LOCAL_FILE or TVL_ERR_UNZIP.
   [[nodiscard]] int Finish(std::int64_t time) {
@@ -80,10 +83,24 @@ std::int64_t FileTime(const Packets& reply) {
   return time < 0 ? static_cast<std::uint32_t>(time) : time;
 }
 
+// Ends a get whose file cannot be written, instead of answering a chunk. With a window, chunks that are on
+// their way are dropped up to the mark that follows them. False if the connection is lost.
+bool Abandon(Packets& pack, unsigned int window) {
+  pack.Add2Pack(1, "%s", protocol::kAbandon);
+  if (pack.PackSend() == 0) return false;
+  bool marked = window == 0;
+  while (!marked) {
+    if (pack.PackReceive() == 0) return false;
+    marked = string_view(pack.Payload(), pack.PayloadLength()) == protocol::kAbandon;
+  }
+  return true;
+}
+
 // Takes the chunks as they come, up to the empty one. False if the connection is lost, or the server doesn't
 // keep to the packets. The server makes the next chunk ready while the last is being written.
-bool TakeChunks(Packets& pack, string_view chunk, LocalCopy& copy) {
+bool TakeChunks(Packets& pack, string_view chunk, LocalCopy& copy, unsigned int window) {
   while (!chunk.empty()) {
+    if (window > 0 && copy.HasFailed()) return Abandon(pack, window);
     const bool asked = pack.SendLetter(protocol::kData) != 0;
     copy.Take(chunk);
     if (!asked || pack.PackReceive() == 0) return false;
@@ -119,11 +136,10 @@ int CTVLClientTcpOpr::ReceiveFile(const char* path) {
   }
   LocalCopy copy(path, zipOnTransfert != 0);
   if (!copy.Begin()) {
-    pack.Add2Pack(1, "%s", protocol::kAbandon);
-    pack.PackSend();
+    if (!Abandon(pack, state->window)) state->socket.GiveUp();
     return TVL_ERR_LOCAL_FILE;
   }
-  if (!TakeChunks(pack, *first, copy)) {
+  if (!TakeChunks(pack, *first, copy, state->window)) {
     state->socket.GiveUp();
     return TVL_ERR_TCP_SEND;
   }

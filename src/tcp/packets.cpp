@@ -76,7 +76,7 @@ int Packets::SendLetter(char letter) {
   return opened_;
 }
 
-int Packets::SendHandshake(std::initializer_list<const char*> texts) {
+int Packets::SendHandshake(std::span<const char* const> texts) {
   using protocol::kHandshakeText;
   std::memset(packBuffer, 0, protocol::kLeastHandshake);
   packBuffer[0] = protocol::kHandshakeMark;

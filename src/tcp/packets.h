@@ -3,7 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <initializer_list>
+#include <span>
 
 #include "tcp/protocol.h"
 #include "tcp/socket.h"
@@ -38,7 +38,7 @@ class Packets {
   int SendLetter(char letter);
 
   // Sends a handshake with these texts. 1; 0 if it failed or the texts don't fit into the buffer.
-  int SendHandshake(std::initializer_list<const char*> texts);
+  int SendHandshake(std::span<const char* const> texts);
 
   // 1 received; 0 if the connection is lost or the payload is empty. A payload without room ends the
   // connection.

@@ -29,7 +29,8 @@ constexpr std::size_t kDataOffset = kHeadSize + 1;
 constexpr std::size_t kChunkHeadSize = 2;
 
 // The handshake: head with a mark, this text, then four texts each with its zero: client class, computer,
-// user, client tag. A shorter one is filled up with zeros to the least size, which its length does not count.
+// user, client tag; a fifth may announce a transfer window (window.h). A shorter one is filled up with zeros
+// to the least size, which its length does not count.
 constexpr char kHandshakeMark = '#';
 constexpr std::string_view kHandshakeText = "*00";
 constexpr std::size_t kLeastHandshake = 32;
@@ -48,7 +49,9 @@ constexpr char kData = '0';
 // The last packet, which has no answer.
 constexpr char kEnd = 'X';
 
-// Answer to the first chunk of a get whose file can't be made locally; ends the get without an answer.
+// Answer to a chunk of a get whose file cannot be written locally, to the first one only where there is no
+// transfer window. Ends the get without an answer; with a window, the server repeats it after the last chunk
+// that it has sent.
 constexpr char kAbandon[] = "21";
 
 constexpr char kFieldSeparator[] = "\t";

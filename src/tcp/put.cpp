@@ -86,24 +86,41 @@ int CTVLClientTcpOpr::AskForTransfer(char letter, const char* remoteName, const 
   return code;
 }
 
-// Sends the file that the server is ready for, packet by packet; an empty one ends it. The last reply's
-// fields are those of that one.
+// Sends the file that the server is ready for, packet by packet; an empty one ends it. As many packets as the
+// window allows follow one that has not been answered, and all answers are received, also after a failure.
+// The fields are those of the last reply.
 int CTVLClientTcpOpr::SendFile(const char* path) {
   tvl::Packets& pack = state->pack;
   Source source(path, zipOnTransfert != 0);
   if (!source.IsOpen()) return TVL_ERR_LOCAL_FILE;
+  unsigned int unanswered = 0;
   unsigned int count = 0;
+  int result = TVL_OK;
   do {
     count = source.Read(pack.Chunk(), protocol::kPutChunk);
-    if (count == kLowFailed) return TVL_ERR_LOCAL_FILE;
+    if (count == kLowFailed) {
+      result = TVL_ERR_LOCAL_FILE;
+      break;
+    }
     pack.PackChunk(count);
     if (pack.PackSend() == 0) return TVL_ERR_TCP_SEND;
-    if (pack.PackReceive() == 0) return TVL_ERR_TCP_RECEIVE;
+    ++unanswered;
+    if (!TakeAnswers(unanswered, state->window, result)) return TVL_ERR_TCP_RECEIVE;
+  } while (count > 0 && result == TVL_OK);
+  return TakeAnswers(unanswered, 0, result) ? result : TVL_ERR_TCP_RECEIVE;
+}
+
+// Receives the answers to packets of a put until only `left` are missing. The first refusal among them
+// becomes the result. False if the connection is lost.
+bool CTVLClientTcpOpr::TakeAnswers(unsigned int& unanswered, unsigned int left, int& result) {
+  tvl::Packets& pack = state->pack;
+  for (; unanswered > left; --unanswered) {
+    if (pack.PackReceive() == 0) return false;
     pack.Unpack2Toks(protocol::kFieldSeparator);
-    if (const int refusal = pack.NumericTok(0, 0)) {
-      state->NoteRefusal(pack.StringTok(1, ""));
-      return refusal;
-    }
-  } while (count > 0);
-  return TVL_OK;
+    const int refusal = pack.NumericTok(0, 0);
+    if (refusal == TVL_OK || result != TVL_OK) continue;
+    state->NoteRefusal(pack.StringTok(1, ""));
+    result = refusal;
+  }
+  return true;
 }

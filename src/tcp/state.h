@@ -22,6 +22,7 @@ struct CTVLClientTcpOpr::State {
   tvl::Packets pack;
   std::set<std::string> held;  // objects whose last answer was 1, without blanks at the end
   DWORD process = 0;           // that opened the connection
+  unsigned int window = 0;     // announced, then what the server has granted (window.h)
 
   // The server has refused something, for the reason `text`, which may be empty. A failure on this side
   // before it was not the reason.

@@ -18,7 +18,7 @@ struct StoreOfOne : ServedStore {
   const string old = string(150000, 'o');
 };
 
-// The packets of a put or a get, one by one.
+// The packets of a put or a get.
 std::vector<string> Packets(char letter) {
   std::vector<string> packets = {string(1, letter) + "f\t@"};
   packets.resize(4, letter == 'P' ? "0" + string(30000, 'n') : "0");
@@ -26,13 +26,20 @@ std::vector<string> Packets(char letter) {
 }
 
 TEST(BreakingOff, AtAnyPacketLeavesTheOldFileAndFreesTheLocks) {
+  const auto reset = [](RawClient& client) { client.Reset(); };
+  const auto end_stream = [](RawClient& client) { client.CloseWriting(); };
+  const auto end = [](RawClient& client) { client.SendPacket("X"); };
   const struct {
     const char* name;
+    const char* window;  // in which all packets are sent without a look at the answers
     void (*break_off)(RawClient& client);
-  } endings[] = {{"reset", [](RawClient& client) { client.Reset(); }},
-                 {"end of stream", [](RawClient& client) { client.CloseWriting(); }},
-                 {"end", [](RawClient& client) { client.SendPacket("X"); }},
-                 {"other command", [](RawClient& client) {
+  } endings[] = {{"reset", "", reset},
+                 {"end of stream", "", end_stream},
+                 {"end", "", end},
+                 {"reset in a window", "window=8", reset},
+                 {"end of stream in a window", "window=8", end_stream},
+                 {"end in a window", "window=8", end},
+                 {"other command", "", [](RawClient& client) {
                     EXPECT_EQ(client.Ask("P../bad"), "20");
                     client.SendPacket("X");
                   }}};
@@ -42,11 +49,16 @@ TEST(BreakingOff, AtAnyPacketLeavesTheOldFileAndFreesTheLocks) {
   for (const auto& ending : endings) {
     for (const char letter : {'P', 'G'}) {
       for (std::size_t sent = 1; sent <= Packets(letter).size(); ++sent) {
-        SCOPED_TRACE(letter + (" by " + string(ending.name)) + " behind packet " + std::to_string(sent));
+        SCOPED_TRACE(letter + (" by " + string(ending.name)) + " after packet " + std::to_string(sent));
         const string user = "ann" + std::to_string(++entered);
-        RawClient client = server.Enter({"pc1", user});
+        RawClient client = server.Enter({.user = user, .window = ending.window});
         EXPECT_EQ(client.Lock("ORD1"), "1\tpc1");
-        for (std::size_t i = 0; i < sent; ++i) EXPECT_FALSE(client.Ask(Packets(letter)[i]).empty());
+        for (std::size_t i = 0; i < sent; ++i) {
+          client.SendPacket(Packets(letter)[i]);
+          if (*ending.window == 0) {
+            EXPECT_FALSE(client.Receive().empty());
+          }
+        }
         ending.break_off(client);
         ASSERT_TRUE(server.WaitForLog("/" + user + "/mgrx#1\" end "));
         EXPECT_TRUE(store.Read("f") == store.old);

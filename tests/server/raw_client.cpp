@@ -56,6 +56,7 @@ std::string RawClient::HandshakeBytes(const ClientNames& names) {
   for (const std::string* text : {&names.client_class, &names.computer, &names.user, &names.tag}) {
     payload += *text + '\0';
   }
+  if (!names.window.empty()) payload += names.window + '\0';
   std::string packet = Head('#', payload.size() + 4, '\0') + payload;
   packet.resize(std::max<std::size_t>(packet.size(), 32));
   return packet;

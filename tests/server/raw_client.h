@@ -12,6 +12,7 @@ struct ClientNames {
   std::string user = "ann";
   std::string tag = {};
   std::string client_class = "mgrx";
+  std::string window = {};  // what announces one
 };
 
 // The client's side of a connection, byte by byte. A wait that takes half a minute fails with an exception.

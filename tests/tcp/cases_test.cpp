@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include <tvlclient/tvl.h>
+
 #include "tcp/connection.h"
 #include "tcp/peer.h"
 #include "tcp/script.h"
@@ -24,6 +26,11 @@ string Shown(const string& bytes) {
   return testing::PrintToString(bytes.substr(0, 400)) + ", " + std::to_string(bytes.size()) + " bytes";
 }
 
+// That the server grants in an `accept`.
+int Window(const Step& accept) {
+  return accept.words.size() > 2 ? std::stoi(accept.words[2]) : 0;
+}
+
 // The server's part of a case.
 void Play(const std::vector<Step>& steps, bool dribbles, Peer& peer) {
   const auto send = [&](const string& bytes) {
@@ -32,7 +39,8 @@ void Play(const std::vector<Step>& steps, bool dribbles, Peer& peer) {
   };
   bool ended = false;
   for (const Step& step : steps) {
-    if (step.verb == "accept") peer.Welcome(std::stoi(step.words.at(0)), std::stoi(step.words.at(1)));
+    if (step.verb == "accept")
+      peer.Welcome(std::stoi(step.words.at(0)), std::stoi(step.words.at(1)), Window(step));
     if (step.verb == "server") send(step.bytes.text);
     if (step.verb == "server-packet") send(Packet(step.bytes, 0).text);
     if (step.verb == "hangup") return;
@@ -53,12 +61,16 @@ void Play(const std::vector<Step>& steps, bool dribbles, Peer& peer) {
 class Application {
  public:
   explicit Application(unsigned int port) : port_(port) {}
+  ~Application() { TVLSetTransferWindow(0); }
+  Application(const Application&) = delete;
+  Application& operator=(const Application&) = delete;
 
   void Do(const Step& step) {
-    static const std::set<string> verbs = {"accept", "call",   "client",       "client-packet",
-                                           "hangup", "local",  "local-is",     "local-missing",
-                                           "result", "server", "server-packet"};
+    static const std::set<string> verbs = {"accept",        "announce", "call",   "client",
+                                           "client-packet", "hangup",   "local",  "local-is",
+                                           "local-missing", "result",   "server", "server-packet"};
     ASSERT_TRUE(verbs.contains(step.verb)) << step.verb;
+    if (step.verb == "announce") TVLSetTransferWindow(static_cast<unsigned int>(std::stoi(step.words.at(0))));
     if (step.verb == "accept") code_ = client_.Connect(port_);
     if (step.verb == "call") code_ = Call(step.words);
     if (step.verb == "result") Check(step.words);

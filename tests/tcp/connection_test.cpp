@@ -10,6 +10,8 @@
 #include <utility>
 #include <vector>
 
+#include <tvlclient/tvl.h>
+
 #include "support/faults.h"
 #include "tcp/peer.h"
 #include "tcp/script.h"
@@ -140,6 +142,55 @@ TEST(TcpConnection, RefusedItLeavesNothing) {
     EXPECT_EQ(string(client.ShortName()) + client.LongName(), "");
     EXPECT_FALSE(client.folder.Exists("work"));
     EXPECT_EQ(client.Close(), TVL_ERR_NOT_CONNECTED);
+  }
+}
+
+class Window : public testing::Test {
+ protected:
+  Window() { TVLSetTransferWindow(8); }
+  ~Window() override { TVLSetTransferWindow(0); }
+};
+
+TEST_F(Window, IsGivenUpWhereTheAnnouncementIsRefused) {
+  const string announcement("window=8\0", 9);
+  const struct {
+    const char* reply;
+    int code;
+  } rows[] = {{nullptr, TVL_OK}, {"S\t10", TVL_OK}, {"S", TVL_OK}, {"S\t10\ttag", TVL_ERR_TCP_CONNECT}};
+  for (const auto& row : rows) {
+    const Server::Part refuses = [&](Peer& peer) {
+      const string handshake = peer.Read(32);
+      EXPECT_NE(handshake.find(announcement), string::npos);
+      if (row.reply != nullptr) peer.Send(Reply(row.reply));
+    };
+    const Server::Part accepts = [&](Peer& peer) {
+      const string handshake = peer.Read(32);
+      EXPECT_EQ(handshake.find("window"), string::npos);
+      peer.Send(Reply("S\t0"));
+      EXPECT_EQ(peer.ReadPacket(), "X");
+    };
+    Server server({refuses, accepts});
+    Connection client;
+    EXPECT_EQ(client.Connect(server.Port()), row.code) << (row.reply != nullptr ? row.reply : "none");
+    EXPECT_STREQ(client.Refusal(), row.code == TVL_OK ? nullptr : "tag");
+  }
+}
+
+// A window that the server has not granted is none.
+TEST_F(Window, ThatIsGrantedIsNotExceeded) {
+  for (const int window : {0, 2, 8, 9}) {
+    Server server([=](Peer& peer) {
+      peer.Welcome(0, 1, window);
+      EXPECT_EQ(peer.ReadPacket(), "Pa\t@");
+      peer.Send(Reply("0"));
+      for (int sent = 0; sent <= std::min(window, 8); ++sent) EXPECT_EQ(peer.ReadPacket().size(), 32761U);
+      peer.EndSending();
+      EXPECT_TRUE(peer.AtEnd()) << window;
+    });
+    Connection client(server);
+    client.folder.Write("work/a", Noise(600000));
+    client.transferred = 1;
+    EXPECT_EQ(client.Put("a", "a"), TVL_ERR_TCP_RECEIVE);
   }
 }
 

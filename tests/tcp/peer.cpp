@@ -57,9 +57,11 @@ void Peer::EndSending() const {
   shutdown(descriptor_, SHUT_WR);
 }
 
-void Peer::Welcome(int zip, int policy) const {
+void Peer::Welcome(int zip, int policy, int window) const {
   Read(tvl::protocol::kLeastHandshake);
-  Send(Reply("TVL\t0\t7\t" + std::to_string(zip) + "\t" + std::to_string(policy) + "\tshort\tlong"));
+  std::string reply = "TVL\t0\t7\t" + std::to_string(zip) + "\t" + std::to_string(policy) + "\tshort\tlong";
+  if (window > 0) reply += "\twindow=" + std::to_string(window);
+  Send(Reply(reply));
 }
 
 void Peer::HangUp() {
@@ -87,7 +89,7 @@ std::string NextChunk(const std::string& data, const std::string& time) {
   return Reply(Counted(data) + time);
 }
 
-Server::Server(Part part, const char* address) {
+Server::Server(std::vector<Part> parts, const char* address) {
   addrinfo hints = {};
   hints.ai_flags = AI_NUMERICHOST | AI_PASSIVE;
   hints.ai_socktype = SOCK_STREAM;
@@ -106,12 +108,17 @@ Server::Server(Part part, const char* address) {
   socklen_t size = sizeof name;
   getsockname(listener_, reinterpret_cast<sockaddr*>(&name), &size);
   port_ = ntohs(reinterpret_cast<sockaddr_in*>(&name)->sin_port);
-  thread_ = std::thread([this, part = std::move(part)] {
+  thread_ = std::thread([this, parts = std::move(parts)] { Play(parts); });
+}
+
+void Server::Play(const std::vector<Part>& parts) {
+  for (const Part& part : parts) {
     const int descriptor = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+    if (&part == parts.data()) met_.set_value();
     if (descriptor < 0) return;
     Peer peer(descriptor);
     part(peer);
-  });
+  }
 }
 
 Server::~Server() {
@@ -120,7 +127,10 @@ Server::~Server() {
 }
 
 void Server::Join() {
-  if (thread_.joinable()) thread_.join();
+  if (!thread_.joinable()) return;
+  met_.get_future().wait();
+  shutdown(listener_, SHUT_RD);  // ends the wait for clients that never come
+  thread_.join();
 }
 
 Server::Part AnswersLocks(const std::vector<std::string>& replies, const std::function<void()>& beforeEach) {

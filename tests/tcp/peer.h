@@ -2,9 +2,11 @@
 #define TVL_TESTS_TCP_PEER_H
 
 #include <functional>
+#include <future>
 #include <string>
 #include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
 
 // The server's end of a connection. Gives up on a client that is silent for 20 seconds.
@@ -26,8 +28,8 @@ class Peer {
   // The client sees the end of the stream; what it sends can still be read.
   void EndSending() const;
 
-  // Takes a client of short names in, with these settings in the reply.
-  void Welcome(int zip = 0, int policy = 1) const;
+  // Takes a client of short names in, with these settings in the reply, and a window if it is not 0.
+  void Welcome(int zip = 0, int policy = 1, int window = 0) const;
 
   void HangUp();
   void Reset();
@@ -44,13 +46,16 @@ std::string Noise(std::size_t size);
 std::string FirstChunk(const std::string& data);
 std::string NextChunk(const std::string& data, const std::string& time = "");
 
-// A server for one client that plays its part in a thread of its own, on a loopback address and a free port.
-// Joined by the destructor or Join.
+// A server that plays its part for one client in a thread of its own, on a loopback address and a free port,
+// or one part after the other for clients that come one after the other. Parts for which no client has come
+// by then are left out by the destructor and Join, but for the first.
 class Server {
  public:
   using Part = std::function<void(Peer&)>;
 
-  explicit Server(Part part, const char* address = "127.0.0.1");
+  explicit Server(Part part, const char* address = "127.0.0.1")
+      : Server(std::vector<Part>{std::move(part)}, address) {}
+  explicit Server(std::vector<Part> parts, const char* address = "127.0.0.1");
   ~Server();
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
@@ -60,8 +65,11 @@ class Server {
   void Join();
 
  private:
+  void Play(const std::vector<Part>& parts);
+
   int listener_ = -1;
   unsigned int port_ = 0;
+  std::promise<void> met_;  // the first client
   std::thread thread_;
 };
 

@@ -58,7 +58,7 @@ need_packages() {
 }
 
 BUILD_PACKAGES=(g++ cmake ninja-build pkg-config zlib1g-dev libsqlite3-dev libcli11-dev libasio-dev nlohmann-json3-dev)
-TEST_PACKAGES=("${BUILD_PACKAGES[@]}" libgtest-dev libbenchmark-dev clang-format)
+TEST_PACKAGES=("${BUILD_PACKAGES[@]}" libgtest-dev libbenchmark-dev clang-format abigail-tools)
 
 # Configures a preset, with more options behind its name.
 configure() {

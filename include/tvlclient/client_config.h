@@ -3,7 +3,7 @@
 
 #include <tvlclient/export.h>
 
-// Reserved place in the interface: holds nothing, does nothing, and stays for programs that name it.
+// Reserved. This class has no contents and no function; it exists for programs that mention it.
 class TVL_API CTVLCClientConfig {
  public:
   CTVLCClientConfig();

@@ -5,11 +5,11 @@
 #include <tvlclient/errors.h>
 #include <tvlclient/export.h>
 
-// Tells of a file or folder reached by a long operation: its path, its size in bytes (0 for a folder), and
-// the value that the caller passed on. The path lives in a buffer of the operation: copy what is to stay.
+// Progress callback, called once for each file or folder that a long operation reaches, with its path, its
+// size in bytes (0 for a folder) and the caller's `userData`. The path is valid only during the call.
 typedef void (*ProgressCallback)(char* path, unsigned int size, void* userData);
 
-// Names that a synchronisation leaves alone, by extension; values add up.
+// Files that a synchronization ignores, by extension. Values may be combined.
 enum SYNC_DIR_FILE_EXCLUDE {
   SYNC_DIR_FILE_EXCLUDE_NONE = 0,
   SYNC_DIR_FILE_EXCLUDE_DATABASE = 1,  // ".mdb", ".ldb"
@@ -17,73 +17,77 @@ enum SYNC_DIR_FILE_EXCLUDE {
   SYNC_DIR_FILE_EXCLUDE_PDF = 4        // ".pdf"
 };
 
-// What a synchronisation has planned for one entry.
+// The planned action of a synchronization for one entry.
 enum SYNC_DIR_FILE_OPERATION {
   SYNC_DIR_FILE_KEEP = 0,    // equal on both sides
-  SYNC_DIR_FILE_DELETE = 1,  // on the target only: goes
+  SYNC_DIR_FILE_DELETE = 1,  // only on the target: to be deleted
   SYNC_DIR_FILE_FOLDER = 2,  // a pair of folders
-  SYNC_DIR_FILE_COPY = 3     // to be copied
+  SYNC_DIR_FILE_COPY = 3     // a file to be copied
 };
 
 struct CtOpenedFile;
 struct SyncDirFile;
 struct SyncDirIndex;
 
-// A connection to a store, whichever kind: the operations that an application works with.
+// A connection to a store of either kind, with the operations that applications use.
 //
-// Life: construct CTVLClientSmbOpr (a directory) or CTVLClientTcpOpr (a server), `Open`, any operations in
-// any order, `Close`, destroy. Destroying an open connection closes it. A connection belongs to the process
-// that opened it; in a forked child it is dead.
+// Life cycle: construct CTVLClientSmbOpr (a directory) or CTVLClientTcpOpr (a server), call `Open`, any
+// operations in any order, and `Close`, then destroy it. Destroying an open connection closes it. A
+// connection belongs to the process that opened it and cannot be used in a forked child.
 //
-// Names on the store side are relative to the store, names on the local side to the working directory; either
-// slash may stand in them. Buffers of paths take 260 bytes with the terminator; a longer path makes the
-// operation fail with its code for that file. Every operation returns 0 or a code of errors.h, and none
-// throws.
+// Names in the store are relative to the store, local names to the working directory. Both kinds of slashes
+// are allowed. Path buffers have 260 bytes including the terminator; with a longer path an operation fails
+// with its code for that file. Every operation returns TVL_OK or a code of errors.h, and none throws.
 //
 // Threads: one connection serves one thread at a time; several connections may serve several threads. Long
-// operations run the calling thread's pump hook (TVLSetPumpHook) in between; it must not use the same
-// connection.
+// operations call the pump hook of the calling thread regularly (TVLSetPumpHook). The hook must not use the
+// same connection.
 class TVL_API CTVLClientOpr {
  public:
   virtual ~CTVLClientOpr();
 
   // --- Connection ---
 
-  // Connects to a server; 1 on a directory connection. TVLConnect2Tcp tells the arguments.
+  // Connects to a server; see TVLConnect2Tcp for the arguments. Returns TVL_ERR_NOT_SUPPORTED on a directory
+  // connection.
   virtual int Open(char* workingDirectory, char* configFile, char* host, unsigned int port, char* className,
                    char* clientTag) = 0;
-  // Connects to a directory store; 1 on a TCP connection. TVLConnect2Dir tells the arguments.
+  // Connects to a directory store; see TVLConnect2Dir for the arguments. Returns TVL_ERR_NOT_SUPPORTED on a
+  // TCP connection.
   virtual int Open(char* workingDirectory, char* configFile, char* className) = 0;
-  // Ends presence and locks. 0, or 8 if the connection is not open.
+  // Ends the connection with its presence and its locks. Returns TVL_OK, or TVL_ERR_NOT_CONNECTED if it is
+  // not open.
   virtual int Close() = 0;
 
-  // --- Locks and presence. The arguments are those of TVLLockObject and TVLUnlockObject; the outputs are not
-  // cleared here ---
+  // --- Locks and presence. See TVLLockObject and TVLUnlockObject; these functions do not clear the outputs
+  // ---
 
-  // An instance without presence, whose marker could not be created, gets state 1 from `Lock` as well, but
-  // its locks count for nobody else. Ask `IsPresent` or `HoldsLock` of the derived classes before relying on
-  // one.
+  // If the marker of this instance could not be created, it has no presence. Then `Lock` still reports state
+  // 1, but other clients ignore the lock. Call `IsPresent` or `HoldsLock` of the derived classes before
+  // relying on a lock.
   virtual int Lock(char* object, int* state, char* computer, int* instance, int* pid, char* ipAddress,
                    char* user) = 0;
   virtual int Unlock(char* object, int* state, char* computer, int* instance, int* pid, char* ipAddress,
                      char* user) = 0;
-  // Marker names of the other live instances of a class, each with a "|" behind it; "*" means all classes.
+  // Lists the marker names of the other live instances of a class, each followed by "|". The class "*" means
+  // all classes.
   virtual int GetProcessesList(char* className, int& count, CString& list) = 0;
 
-  // --- Files. TVLGetFile tells `transferred` ---
+  // --- Files. See TVLGetFile for `transferred` ---
 
   virtual int GetRemote(char* remoteName, char* localName, int* transferred) = 0;
-  // Copies to any place: `localPath` is a file, or a folder unless its last component is that of
-  // `remoteName`.
+  // Copies a file of the store to any place. `localPath` is a folder, or a file if its last component is that
+  // of `remoteName`.
   virtual int CopyRemoteFile2Dir(char* remoteName, char* localPath) = 0;
-  // 0 if the store has a file or folder of that name, else 20.
+  // Returns TVL_OK if the store has a file or folder of that name, else TVL_ERR_SERVER_FILE.
   virtual int ExistsRemote(char* remoteName) = 0;
   virtual int PutRemote(char* remoteName, char* localName, int* transferred) = 0;
 
   // --- The store's tree ---
 
-  // Bare names in a folder that match `pattern` ("*.*" means all), with "|" between them, put behind what
-  // `list` holds. `count` gets their number. 20 if `directory` is no folder; nothing is touched then.
+  // Appends the names in a folder that match `pattern` ("*.*" matches all) to `list`, separated by "|", and
+  // stores their number in `count`. Returns TVL_ERR_SERVER_FILE, without changing the outputs, if `directory`
+  // is not a folder.
   virtual int GetRemoteDirContent(char* directory, char* pattern, int* count, CString& list) = 0;
   virtual int CreateServerDir(char* directory) = 0;
   virtual int DeleteServerDir(char* directory) = 0;
@@ -98,7 +102,7 @@ class TVL_API CTVLClientOpr {
                                      void* userData) = 0;
   virtual int CopyLocalFile2RemoteFile(char* localFile, char* remoteFile) = 0;
 
-  // --- Synchronisation of two trees: an open plans, SyncDirSyncronize does the work ---
+  // --- Synchronization of two trees: SyncDirOpen... makes a plan, SyncDirSyncronize carries it out ---
 
   virtual int SyncDirOpenGetRemote(char* remoteDirectory, char* localDirectory, char* pattern,
                                    SYNC_DIR_FILE_EXCLUDE exclude, unsigned int* total) = 0;
@@ -119,16 +123,17 @@ class TVL_API CTVLClientOpr {
 
   virtual int GetEnviron(const char* name, const char* defaultValue, CString& value) = 0;
   virtual int PutEnviron(const char* name, const char* value) = 0;
-  // The configured document root as it was expanded; null on a TCP connection.
+  // Returns the configured document root with its references expanded; null on a TCP connection.
   virtual char* DocumentRoot() = 0;
   virtual int GetUpdatePacks(char* prefix, int& count, CString& list) = 0;
 
-  // --- State. Texts are the object's own and live as long as it ---
+  // --- State. The texts belong to the object ---
 
   int IsOpened() const { return opened; }
-  // 1 when working directory and store are one folder, so that transfers have nothing to do.
+  // Returns 1 if working directory and store are the same folder, so that there is nothing to transfer, else
+  // 0.
   int DumbMode() const { return dumbMode; }
-  // How files are compared: 0 not at all, 1 by hash, 2 by time.
+  // Returns how files are compared: 0 not at all, 1 by hash, 2 by time.
   int FileCmp() const { return fileCmp; }
   int ZipOnTransfert() const { return zipOnTransfert; }
   int InstanceId() const { return instanceId; }
@@ -136,14 +141,14 @@ class TVL_API CTVLClientOpr {
   char* User() { return user; }
   char* ShortName() { return shortName; }
   char* LongName() { return longName; }
-  // 40 hexadecimal digits that two clients on the same path of a store share.
+  // Returns 40 hexadecimal digits that are the same for all clients that use the store by the same path.
   char* ServerID() { return serverId; }
   char* VersionFile() { return versionFile; }
   char* UpdateDir() { return updateDir; }
-  // The store's version total; its two parts go where the pointers are not null.
+  // Returns the version total of the store, and stores its two parts through pointers that are not null.
   unsigned int VersionNumber(unsigned int* major, int* minor) const;
 
-  // --- Short forms: the pattern "*.*", no exclusion, one name for both sides ---
+  // --- Short forms: with the pattern "*.*", without exclusion, or with one name for both sides ---
 
   int SyncDirOpenGetRemote(char* remoteDirectory, char* localDirectory, SYNC_DIR_FILE_EXCLUDE exclude,
                            unsigned int* total);
@@ -154,56 +159,59 @@ class TVL_API CTVLClientOpr {
   int SyncDirOpenPutRemote(char* remoteDirectory, char* localDirectory, char* pattern, unsigned int* total);
   int SyncDirOpenPutRemote(char* directory, char* pattern, unsigned int* total);
 
-  // --- Local trees. `callback` may be null; docs/conventions.md tells what becomes of links ---
+  // --- Local trees. `callback` may be null; see docs/conventions.md for links ---
 
-  // Names in a folder of the working directory, as GetRemoteDirContent gives those of the store's. 0, or 21.
+  // Lists the names in a folder of the working directory, like GetRemoteDirContent. Returns TVL_OK or
+  // TVL_ERR_LOCAL_FILE.
   int GetLocalDirContent(char* directory, char* pattern, int* count, CString& list);
-  // Copies a file, or a tree into a folder that is made if its parent exists. Whole paths. Tells of a folder
-  // before its contents, of a file behind its copy. 0; 22 if a single file can't be copied; failures inside a
-  // tree are not reported.
+  // Copies a file, or a tree into a folder that is created if its parent exists. Both paths are full paths.
+  // Reports a folder before its contents and a file after its copy. Returns TVL_OK, or TVL_ERR_COPY if a
+  // single file cannot be copied. Failures inside a tree are not reported.
   int CopyDosDir(char* source, char* target, ProgressCallback callback, void* userData);
-  // Removes a file or a tree, depth first, up to the first failure: 23 for a file, 24 for a folder. Tells of
-  // a file with its size, of a folder behind its contents. A missing path is told once and no failure.
+  // Removes a file or a tree, depth first. Stops at the first failure and returns TVL_ERR_DELETE_FILE or
+  // TVL_ERR_DELETE_DIR. Reports a file with its size, and a folder after its contents. A missing path is
+  // reported once and is not a failure.
   int RemoveDosDir(char* path, ProgressCallback callback, void* userData);
-  // Bytes of the files in a tree, the low 32 bits of each. 0.0 for a missing path.
+  // Returns the total size of the files in a tree, using the low 32 bits of each size; 0.0 for a missing
+  // path.
   double SizeofDosDir(char* path, ProgressCallback callback, void* userData);
 
   // --- Additions of this implementation ---
 
-  // The plan of a synchronisation between its opens and SyncDirSyncronize. An entry's paths hold until the
-  // plan changes; 0 for an impossible `index`. An entry taken out stays in its place and has nothing done to
-  // it.
+  // Access to the plan of a synchronization before SyncDirSyncronize. The paths of an entry are valid until
+  // the plan changes. SyncPlanEntry returns 0 if `index` is out of range. An entry that is taken out keeps
+  // its index, and nothing is done for it.
   int SyncPlanCount() const;
   int SyncPlanEntry(int index, const char** source, const char** target, unsigned int* size,
                     SYNC_DIR_FILE_OPERATION* operation) const;
   int SyncPlanTakeOut(int index);
   void SyncPlanDrop();
 
-  // The local working directory: full path with a trailing backslash.
+  // Returns the full path of the local working directory, with a trailing backslash.
   const char* WorkingDirectory() const { return workingDirectory; }
 
  protected:
   CTVLClientOpr();
-  // A copy takes every field but the two lists: it opened none of the tables and planned none of the work.
+  // A copy gets every field except the lists of open tables and planned work, which stay with the source.
   CTVLClientOpr(const CTVLClientOpr& other);
   CTVLClientOpr& operator=(const CTVLClientOpr& other);
 
-  // The opened tables: an entry's index by its full path or its handle, or -1; a new zeroed entry at the end;
-  // an entry gone, the order of the others kept; all gone. No handle is closed by these.
+  // The list of open tables: find an entry by full path or handle (-1 if there is none), append a zeroed
+  // entry, remove an entry, remove all entries. These functions do not close handles.
   TVL_HIDDEN int FindCtOpenedFile(const char* path) const;
   TVL_HIDDEN int FindCtOpenedFile(int handle) const;
   TVL_HIDDEN int PushCtOpenedFile(const char* path);
   TVL_HIDDEN void PopCtOpenedFile(int index);
   TVL_HIDDEN void FreeCtOpenedFiles();
 
-  // The plan of a synchronisation: one more entry (std::bad_alloc may pass); whether a name is left alone;
-  // whether an entry has that source, letter case ignored; the plan gone.
+  // The plan of a synchronization: add an entry (may throw std::bad_alloc), check whether a name is ignored,
+  // check whether an entry has this source regardless of case, remove all entries.
   TVL_HIDDEN void SyncDirFilePush(const char* source, const char* target, unsigned int size,
                                   SYNC_DIR_FILE_OPERATION operation);
   TVL_HIDDEN static int SyncDirFileIsExcluded(const char* path, SYNC_DIR_FILE_EXCLUDE exclude);
   TVL_HIDDEN int SyncDirFileExists(const char* path) const;
   TVL_HIDDEN void SyncDirRelease();
-  // Drops the entries from `count` on.
+  // Removes the entries from index `count` on.
   TVL_HIDDEN void SyncDirTruncate(int count);
 
   int opened;
@@ -224,7 +232,7 @@ class TVL_API CTVLClientOpr {
   CtOpenedFile* ctOpenedFiles;
   int syncDirCount;
   SyncDirFile* syncDirFiles;
-  // Finds entries of the plan by their source; ours alone, behind the fields that count.
+  // Index of the plan by source. This is an addition, so it follows the fields of the interface.
   SyncDirIndex* syncDirIndex;
 
  private:

@@ -5,14 +5,14 @@
 
 #include <tvlclient/export.h>
 
-// A text of bytes that grows: the type of results whose length nobody knows beforehand.
+// A growing byte text, used for results of unknown length.
 //
-// Nothing throws. Where memory runs out the operation gives 0 and the text stays as it was. One object serves
-// one thread at a time. Pointers into the text hold until it changes.
+// No function throws. If memory runs out, an operation returns 0 and leaves the text unchanged. One object
+// serves one thread at a time. Pointers into the text are valid until it changes.
 class TVL_API CString {
  public:
   CString() noexcept = default;
-  CString(const char* text) noexcept;  // NOLINT(google-explicit-constructor): texts pass for it everywhere
+  CString(const char* text) noexcept;  // NOLINT(google-explicit-constructor): callers pass plain texts
   CString(const CString& other) noexcept;
   CString(CString&& other) noexcept;
   ~CString() = default;
@@ -21,14 +21,14 @@ class TVL_API CString {
   CString& operator=(const CString& other) noexcept;
   CString& operator=(CString&& other) noexcept;
 
-  // Replaces the text by `format` filled in as by printf. 1, or 0.
+  // Replaces the text with the output of printf for `format`. Returns 1, or 0 if memory ran out.
   int Format(const char* format, ...) noexcept __attribute__((format(printf, 2, 3)));
 
-  // Puts `text` (null: nothing), or one character, behind what is there. 1, or 0.
+  // Append `text`, or one character. A null `text` appends nothing. Return 1, or 0 if memory ran out.
   int Append(const char* text) noexcept;
   int AppendChar(char character) noexcept;
 
-  // Cuts every `character` at the end, or blanks, tabs and line ends.
+  // Remove every trailing `character`, or trailing blanks, tabs and line ends.
   CString& TrimRight(char character) noexcept;
   CString& TrimRight() noexcept;
 

@@ -4,7 +4,7 @@
 #include <tvlclient/cstring.h>
 #include <tvlclient/tvl.h>
 
-// "%s [errore #%d]" filled with the text of `code` and the code. Any thread.
+// Returns "%s [errore #%d]" with the text of `code` and the code. Any thread.
 TVL_API CString TVLFormatError(int code);
 
 #endif

@@ -3,32 +3,33 @@
 
 #include <tvlclient/export.h>
 
-// One field of a record, as a schema describes it.
+// A field of a record as described by a schema.
 struct _format_ {
   char name[64];  // in upper case
   char type;      // 'D' text, 'F' packed number
-  int length;     // the number behind the letter
-  int decimals;   // the number behind the point, else 0
+  int length;     // the number after the letter
+  int decimals;   // the number after the point, else 0
   int size;       // bytes in the record
-  int offset;     // first byte, from the start of the record
+  int offset;     // position of the first byte in the record
 };
 
-// Fields of one record, read and written by name or by place in memory that somebody else owns.
+// Reads and writes the fields of one record, by name or position. The memory of the record belongs to the
+// caller.
 //
 //     CTVLCtreeRecord order;
 //     order.Attach("number-D8 total-F7.2", 13);
 //     order.SetWrkRec(bytes);
 //     order.SetFieldValueByName("total", "123.45");
 //
-// A schema lists fields as name-Tlength or name-Tlength.decimals, with blanks between them, in the order in
-// which they lie in the record: T is D for a text, filled with blanks on the right, F for a packed number of
-// `length` digits and `decimals` places. Names have at most 63 characters and ignore case.
+// A schema lists the fields in the order of the record, separated by blanks, as name-Tlength or
+// name-Tlength.decimals. T is D for a text padded with blanks, or F for a packed number of `length` digits
+// and `decimals` places. Names have at most 63 characters and ignore case.
 //
-// Life: construct, `Attach` a schema, `SetWrkRec` a record, as often as needed; every `Attach` forgets the
-// former schema and record. The record is borrowed: it must stay where it is until the next `SetWrkRec`,
-// `Attach` or `Detach`. A copy gets the schema and no record. Results are 1 for done and 0 for refused;
-// nothing throws. One object serves one thread at a time.
-// NOLINTNEXTLINE(cppcoreguidelines-special-member-functions): a move is a copy
+// Life cycle: construct, `Attach` a schema, `SetWrkRec` a record, as often as needed. Every `Attach` replaces
+// the schema and detaches the record. The record must remain valid until the next `SetWrkRec`, `Attach` or
+// `Detach`. A copy gets the schema, but no record. Functions return 1 for success and 0 for failure; none
+// throws. One object serves one thread at a time. NOLINTNEXTLINE(cppcoreguidelines-special-member-functions):
+// a move is a copy
 class TVL_API CTVLCtreeRecord {
  public:
   CTVLCtreeRecord() noexcept = default;
@@ -36,30 +37,31 @@ class TVL_API CTVLCtreeRecord {
   CTVLCtreeRecord& operator=(const CTVLCtreeRecord& other) noexcept;
   virtual ~CTVLCtreeRecord();
 
-  // Takes a schema for records of `recordLength` bytes. 0, and no schema, if it is empty, has a field that
-  // can't be read, or needs more bytes than the record has.
+  // Sets the schema for records of `recordLength` bytes. Returns 0 and has no schema if it is empty, has an
+  // invalid field, or needs more bytes than the record has.
   int Attach(const char* schema, int recordLength) noexcept;
   void Detach() noexcept;
 
-  // 1 while there is a schema.
+  // Returns 1 if there is a schema, else 0.
   int IsValid() const noexcept { return fieldCount > 0 ? 1 : 0; }
 
-  // Points the object at a record of the length given to `Attach`. Null takes the record away and gives 0,
-  // and so does anything without a schema, which changes nothing.
+  // Sets the record, which has the length passed to `Attach`. With null, removes the record and returns 0.
+  // Without a schema, returns 0 and changes nothing.
   int SetWrkRec(void* record) noexcept;
 
-  // The value as text, without blanks at the end. `destination`: room for the field's length + 1 (text) or
-  // twice its size + 1 (number). 0 and the empty text if there is no record; 0 and "0" for bytes that are no
-  // number; an unknown field leaves it untouched. A number field that is blank at its end gets its filler, in
-  // the record, on the way.
+  // Copies the value as a text without trailing blanks. `destination` is a buffer of the field's length + 1
+  // bytes for a text, or twice its size + 1 for a number. Returns 0 with an empty text if there is no record,
+  // 0 with "0" for bytes that are not a number, and 0 without changing `destination` for an unknown field. If
+  // a number field ends in a blank, writes the missing filler to the record.
   int GetFieldValueByName(const char* name, char* destination) noexcept;
   int GetFieldValueByIdx(int index, char* destination) noexcept;
 
-  // The value's whole part, 0 on any failure.
+  // Returns the integer part of the value, or 0 on any failure.
   int GetIntFieldValueByName(const char* name) noexcept;
 
-  // Stores a value. A text longer than its field is cut. A number is digits with one leading "-" and one
-  // point, with a digit before it; one that needs more bytes than the field has gives 0 and changes nothing.
+  // Stores a value. A text longer than its field is cut. A number consists of digits with an optional leading
+  // "-" and an optional point after at least one digit. Returns 0 and changes nothing for a number that does
+  // not fit its field.
   int SetFieldValueByName(const char* name, const char* text) noexcept;
   int SetFieldValueByIdx(int index, const char* text) noexcept;
   int SetIntFieldValueByName(const char* name, int value) noexcept;

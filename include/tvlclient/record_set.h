@@ -5,8 +5,8 @@
 #include <tvlclient/export.h>
 #include <tvlclient/record.h>
 
-// Rows of a keyed table in one block of memory: read by key prefix in one go, walked and changed here,
-// written back in one go.
+// Rows of a keyed table in one block of memory. They are read together by key prefix, changed in memory, and
+// written back together.
 //
 //     CTVLCtreeRs orders(&store);
 //     CTVLCtreeRecord order;
@@ -19,56 +19,59 @@
 //       orders.WriteTheBlock();
 //     }
 //
-// Life: construct on a connection, `Open` or `InitAndOpen`, any operations, `Close`; close it before the
-// connection, and destroy it before the connection is destroyed. An open set shares its table's handle with
-// others of the connection.
+// Life cycle: construct on a connection, `Open` or `InitAndOpen`, any operations, `Close`. Close a set before
+// its connection is closed, and destroy it before the connection is destroyed. Open sets of one connection
+// share the handle of a table.
 //
-// A row is key 1, a NUL, key 2, a NUL, the record; keys are filled with blanks. Where an operation takes a
-// row, -1 means the current one. Flags are 1 and 0; codes are those of errors.h. Whatever may move the block
-// (`AddNew`, `Extend`, `ReadKeyPrefiz`, `MakeEmpty`, `Close`) leaves an attached record pointing nowhere
-// until the next `Attach`. Nothing throws. One object serves one thread at a time, the connection's.
+// A row consists of key 1, a NUL, key 2, a NUL and the record; keys are padded with blanks. A row argument of
+// -1 means the current row. Flags are 1 and 0; codes are those of errors.h. Functions that may move the block
+// (`AddNew`, `Extend`, `ReadKeyPrefiz`, `MakeEmpty`, `Close`) invalidate the attached record until the next
+// `Attach`. No function throws. One object serves one thread at a time, that of the connection.
 class TVL_API CTVLCtreeRs {
  public:
   explicit CTVLCtreeRs(CTVLClientOpr* owner) noexcept;
-  // A copy is a closed set on the same connection: rows and table stay with the source.
+  // A copy is a closed set on the same connection. Rows and table stay with the source.
   CTVLCtreeRs(const CTVLCtreeRs& other) noexcept;
   CTVLCtreeRs& operator=(const CTVLCtreeRs& other) noexcept;
   virtual ~CTVLCtreeRs();
 
-  // Makes the table anew, with these lengths in bytes, and opens it. 0; 23 if it can't be made; the
-  // connection's code.
+  // Creates the table with these lengths in bytes, replacing an existing one, and opens it. Returns TVL_OK,
+  // TVL_ERR_DELETE_FILE if it cannot be created, or the code of the connection.
   int InitAndOpen(char* name, int recordLength, int firstKeyLength, int secondKeyLength) noexcept;
-  // Opens a table that is there; its lengths are the table's. 0; 20; the connection's code.
+  // Opens an existing table and takes its lengths. Returns TVL_OK, TVL_ERR_SERVER_FILE, or the code of the
+  // connection.
   int Open(char* name) noexcept;
-  // Frees the rows and gives the table back. The lengths keep their values.
+  // Frees the rows and closes the table. The lengths keep their values.
   void Close() noexcept;
 
-  // The table's name as it was opened; empty when closed.
+  // Returns the name with which the table was opened; empty if the set is closed.
   char* File() noexcept { return fileName; }
   int DatLen() const noexcept { return datLen; }
   int Key1Len() const noexcept { return key1Len; }
   int Key2Len() const noexcept { return key2Len; }
   int Count() const noexcept { return count; }
 
-  // Makes room for so many rows in all; never less than there is. 0 if the set is closed or memory is out.
+  // Reserves memory for a total of `rows` rows; never shrinks. Returns 0 if the set is closed or memory runs
+  // out.
   int Extend(int rows) noexcept;
-  // Forgets the rows; the table stays open.
+  // Removes all rows from memory. The table stays open.
   void MakeEmpty() noexcept;
-  // Puts a row at the end and makes it current. Null keys mean blanks; without bytes (datLen of them) the row
-  // has zeros.
+  // Appends a row and makes it current. Null keys mean blanks. `bytes` has the length of a record; if it is
+  // null, the record consists of zeros.
   int AddNew(const char* key1, const char* key2, const void* bytes) noexcept;
 
-  // Parts of a row. An impossible row has an empty text, which must not be written to, and no record.
+  // Return the parts of a row. If `row` is out of range, the keys are an empty text that must not be
+  // modified, and the record is null.
   char* Key1(int row) noexcept;
   char* Key2(int row) noexcept;
   void* Rec(int row) noexcept;
-  // Replaces a key: the text, cut to the key's length, over blanks (`fill` 1) or NULs. Null means all
-  // filling.
+  // Replace a key by `text`, cut to the length of the key and padded with blanks (`fill` 1) or NULs (0). Null
+  // means padding only.
   int SetKey1(const char* text, int fill, int row) noexcept;
   int SetKey2(const char* text, int fill, int row) noexcept;
 
-  // Points `attached` at a row's record, for the field operations below. It is remembered even if the row is
-  // impossible.
+  // Sets the record of `attached` to that of a row, for the field operations below. `attached` is remembered
+  // even if `row` is out of range.
   int Attach(CTVLCtreeRecord* attached, int row) noexcept;
 
   int MoveAt(int row) noexcept;
@@ -76,22 +79,24 @@ class TVL_API CTVLCtreeRs {
   int Last() noexcept { return MoveAt(count - 1); }
   int Next() noexcept { return MoveAt(current + 1); }
   int Prev() noexcept { return MoveAt(current - 1); }
-  // Stands before the first row, for a walk with `Next`. 1 on an open set.
+  // Moves before the first row, for a loop with `Next`. Returns 1 on an open set.
   int Rewind() noexcept;
 
-  // Replaces the rows by those whose key 1 begins with a prefix. `prefixes`: texts with the byte 0x01 between
-  // them, 1023 bytes at most. 1 also if none was found; 0, and the rows stay, if the read failed.
+  // Replaces the rows in memory by those of the table whose key 1 begins with one of the `prefixes`, which
+  // are separated by the byte 0x01 and have at most 1023 bytes in total. Returns 1 even if no row was found,
+  // and 0 with unchanged rows if reading failed.
   int ReadKeyPrefiz(char* prefixes) noexcept;
-  // Writes all rows. 0; 30 on a closed set; 34 at the first row that fails, with those before it written.
+  // Writes all rows. Returns TVL_OK, TVL_ERR_RS_OPEN on a closed set, or TVL_ERR_RS_WRITE at the first row
+  // that fails; the rows before it were written.
   int WriteTheBlock() noexcept;
-  // Deletes records of the table, not rows here. `keys`: entries of key 1, 0x01, key 2, 0x02; cut up by the
-  // call. For `DeleteKeyPrefiz` key 1 is a prefix and key 2 isn't looked at. 0; 30 on a closed set; 35 at the
-  // first that fails.
+  // Delete records of the table, but no rows in memory. `keys` consists of entries key 1, 0x01, key 2, 0x02,
+  // and is modified by the call. DeleteKeyPrefiz takes key 1 as a prefix and ignores key 2. Return TVL_OK,
+  // TVL_ERR_RS_OPEN on a closed set, or TVL_ERR_RS_DELETE at the first failure.
   int DeleteKeys(char* keys) noexcept;
   int DeleteKeyPrefiz(char* keys) noexcept;
 
-  // Fields of the row to which the attached record points, as CTVLCtreeRecord tells; 0 on a closed set or
-  // without one.
+  // Fields of the row that is attached, as in CTVLCtreeRecord. Return 0 on a closed set or without an
+  // attached record.
   int GetFieldValueByName(const char* name, char* destination) noexcept;
   int GetIntFieldValueByName(const char* name) noexcept;
   int GetFieldValueByIdx(int index, char* destination) noexcept;

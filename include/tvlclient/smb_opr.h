@@ -3,8 +3,8 @@
 
 #include <tvlclient/client_opr.h>
 
-// A standing lock and its owner, whose texts live until the callback returns. `alive` 0: the owner is dead,
-// and whoever asks for the object next gets it.
+// An existing lock and its owner. The texts are valid only during the callback. If `alive` is 0, the owner is
+// dead and the next client that asks for the object gets the lock.
 struct TVLStandingLock {
   const char* object;
   const char* computer;
@@ -18,37 +18,37 @@ struct TVLStandingLock {
 
 typedef void (*StandingLockCallback)(const TVLStandingLock* lock, void* userData);
 
-// Receives one value of the section "Environments". The texts live until the callback returns.
+// Receives one value of the section "Environments". The texts are valid only during the callback.
 typedef void (*EnvironCallback)(const char* name, const char* value, void* userData);
 
 // Result of one copy of a group; see CTVLClientSmbOpr::EndTransfers.
 typedef void (*TransferCallback)(int index, int code, void* userData);
 
-// What the plan of a synchronisation found under the name of a file of the source.
+// The kind of a file in the source of a synchronization.
 enum SYNC_PLAN_KIND {
   SYNC_PLAN_UNKNOWN = 0,  // could not be examined
   SYNC_PLAN_FILE = 1,
   SYNC_PLAN_OTHER = 2,   // a pipe, a socket or a device
-  SYNC_PLAN_NOTHING = 3  // a link to nothing
+  SYNC_PLAN_NOTHING = 3  // a dangling link
 };
 
 // Why a listing or a plan cannot use a name.
 enum TVL_LEFT_OUT {
   TVL_LEFT_OUT_NOT = 0,
-  TVL_LEFT_OUT_BACKSLASH = 1,  // in the name: no path could say it
-  TVL_LEFT_OUT_LEADS_BACK = 2  // a link to a folder that the walk is in: it would not end
+  TVL_LEFT_OUT_BACKSLASH = 1,  // a name with a backslash, which no path can express
+  TVL_LEFT_OUT_LEADS_BACK = 2  // a link to a parent folder, which would make the walk endless
 };
 
-// One name of a folder. `name` lives until the callback returns.
+// One name in a folder. `name` is valid only during the callback.
 struct TVLDirEntry {
   const char* name;
-  int isFolder;  // 1 also for a link to a folder
+  int isFolder;  // also 1 for a link to a folder
   TVL_LEFT_OUT leftOut;
 };
 
 typedef void (*DirEntryCallback)(const TVLDirEntry* entry, void* userData);
 
-// An update pack, as GetUpdatePacks lists it. The texts live until the callback returns.
+// An update pack of GetUpdatePacks. The texts are valid only during the callback.
 struct TVLUpdatePack {
   int number;
   const char* suffix;  // may be empty
@@ -57,15 +57,15 @@ struct TVLUpdatePack {
 
 typedef void (*UpdatePackCallback)(const TVLUpdatePack* pack, void* userData);
 
-// A connection to a store that is a directory tree, as a rule on a network share, with no server process.
+// A connection to a store that is a directory tree, usually on a network share, without a server process.
 //
-// The base class tells what the operations do. Those of files and trees do not ask whether the connection is
-// open: they work on the folders that the last `Open` settled.
+// The base class documents the operations. Those of files and trees do not check whether the connection is
+// open: they use the folders that the last `Open` determined.
 class TVL_API CTVLClientSmbOpr : public CTVLClientOpr {
  public:
   CTVLClientSmbOpr();
-  // A copy has the source's texts and settings and starts closed: configuration, presence and locks stay with
-  // the source.
+  // A copy gets the texts and settings of the source and starts closed. Configuration, presence and locks
+  // stay with the source.
   CTVLClientSmbOpr(const CTVLClientSmbOpr& other);
   CTVLClientSmbOpr& operator=(const CTVLClientSmbOpr& other);
   ~CTVLClientSmbOpr() override;
@@ -115,118 +115,124 @@ class TVL_API CTVLClientSmbOpr : public CTVLClientOpr {
 
   // --- Additions of this implementation ---
 
-  // Full path of the document root with a trailing backslash; empty before the first `Open`.
+  // Returns the full path of the document root with a trailing backslash; empty before the first `Open`.
   const char* ServerRoot() const;
 
-  // Answers what a get or a put of these names would find, and changes nothing: 1 into `equal` if the compare
-  // policy finds both copies equal, else 0. `equal` must not be null. 0; 20 or 21 if a path does not fit.
+  // Compares the files as a get or a put of these names would, and changes nothing. Sets `equal`, which must
+  // not be null, to 1 if the compare policy finds both copies equal, else to 0. Returns TVL_OK, or
+  // TVL_ERR_SERVER_FILE or TVL_ERR_LOCAL_FILE if a path is too long.
   int CompareRemote(char* remoteName, char* localName, int* equal);
 
   // Reads the configuration as `Open` does, but creates no folder, presence or lock table, and the connection
-  // stays closed: for programs that show what would be done. Then the fields that describe the store, and
+  // stays closed: for programs that show what would be done. Afterwards the fields that describe the store,
   // CompareRemote, ExistsRemote, GetRemoteDirContent, GetEnviron, GetUpdatePacks, ListLocks and the
-  // operations of tables can be used. Arguments as for `Open`. Returns TVL_OK, TVL_ERR_ROOT_UNDEFINED,
-  // TVL_ERR_TMP_UNDEFINED, TVL_ERR_ROOT_INVALID if the document root is not a folder, TVL_ERR_LOCAL_FILE if a
-  // path does not fit, or TVL_ERR_ALREADY_CONNECTED on an open connection.
+  // operations of tables can be used. The arguments are those of `Open`. Returns TVL_OK,
+  // TVL_ERR_ROOT_UNDEFINED, TVL_ERR_TMP_UNDEFINED, TVL_ERR_ROOT_INVALID if the document root is not a folder,
+  // TVL_ERR_LOCAL_FILE if a path does not fit, or TVL_ERR_ALREADY_CONNECTED on an open connection.
   int Preview(char* workingDirectory, const char* configFile);
 
-  // With `later` 1 the opens of a synchronisation make no folder, so that a plan can be shown and dropped
-  // without a trace; SyncDirSyncronize makes the folders then. Holds for opens to come, until set to 0. Works
-  // after Preview too.
+  // With `later` 1, SyncDirOpen... creates no folders, so that a plan can be shown and dropped without
+  // changes; SyncDirSyncronize creates the folders. Applies to later calls until it is set to 0. Works after
+  // Preview too.
   void SyncPlanFoldersLater(int later);
 
-  // Returns 1 while this connection's presence marker exists and is held, else 0. Without presence the
-  // connection's locks count for nobody else, although `Lock` answers 1 (see `Lock` in the base class).
-  // Returns 0 on a connection that is not open.
+  // Returns 1 while this connection's presence marker exists and is held, else 0. Without presence other
+  // clients ignore the locks of this connection, although `Lock` reports state 1 (see `Lock` in the base
+  // class). Returns 0 on a connection that is not open.
   int IsPresent();
 
-  // Returns 1 if this connection holds the lock on `object` in the eyes of all others: it is present, and the
-  // lock table's row for the object names it and its process. Returns 0 otherwise, also on a connection that
-  // is not open or when the table cannot be read within 10 s. Changes nothing.
+  // Returns 1 if other clients see this connection as the owner of the lock on `object`: it is present, and
+  // the row of the lock table names it and its process. Returns 0 otherwise, including on a connection that
+  // is not open, or if the table cannot be read within 10 s. Changes nothing.
   int HoldsLock(const char* object);
 
-  // With `on` 1 SyncDirSyncronize gives each target the times of its source after the copy, as a get and a
-  // put do, so that the policy "time" finds them equal also with packing or where the target has another
-  // owner.
+  // With `on` 1, SyncDirSyncronize sets the times of each target to those of its source after the copy, as
+  // get and put do, so that the policy "time" finds them equal even with compression or if the target has
+  // another owner.
   void SyncPlanSetTimes(int on);
 
-  // The result of an entry that SyncDirSyncronize carried out, also within its callback and until the next
-  // call: 1, with TVL_OK, 22, 23, 24, 25, 27, 28 or TVL_ERR_STOPPED in `code`; 0 if there is none (yet).
+  // Stores the result of an entry that SyncDirSyncronize has carried out in `code`: TVL_OK, TVL_ERR_COPY,
+  // TVL_ERR_DELETE_FILE, TVL_ERR_DELETE_DIR, TVL_ERR_CREATE_DIR, TVL_ERR_ZIP, TVL_ERR_UNZIP or
+  // TVL_ERR_STOPPED. Returns 1, or 0 if there is no result yet. May be called within the callback and until
+  // the next SyncDirSyncronize.
   int SyncPlanResult(int index, int* code) const;
-  // Why that entry failed, as far as known: errno value and path, which lives until the next
-  // SyncDirSyncronize. 0 for an entry that did not fail.
+  // Stores why that entry failed, as far as known: the errno value, and the path, which is valid until the
+  // next SyncDirSyncronize. Returns 0 for an entry that did not fail.
   int SyncPlanFailure(int index, int* error, const char** path) const;
 
-  // What the source of an entry to keep or to copy is, and its whole size. 0 for an impossible `index`.
+  // Stores the kind and the full size of the source of an entry to keep or to copy. Returns 0 if `index` is
+  // out of range.
   int SyncPlanSource(int index, SYNC_PLAN_KIND* kind, unsigned long long* size) const;
 
-  // The names that the opens since the list was last empty had to leave out: their folder's full path and the
-  // name in it, which live until the next open. `inTarget` 1: on the target's side, where it has no partner.
-  // 0 for an impossible `index`.
+  // Lists the names that SyncDirOpen... had to omit since the list was last empty: the full path of the
+  // folder, and the name in it, both valid until the next SyncDirOpen... `inTarget` is 1 for a name that
+  // exists on the target side only. Returns 0 if `index` is out of range.
   int SyncPlanLeftOut(int index, const char** folder, const char** name, TVL_LEFT_OUT* reason,
                       int* inTarget) const;
 
-  // 1 if an open with this pattern and exclusion passes over `name`, else 0.
+  // Returns 1 if a synchronization with this pattern and exclusion ignores `name`, else 0.
   static int SyncPlanPassesOver(const char* name, const char* pattern, SYNC_DIR_FILE_EXCLUDE exclude);
 
-  // Calls `callback` for each name in a folder of the store that matches `pattern`, also for those that
-  // GetRemoteDirContent has to leave out. Unlike in its list, a name may contain "|". Returns TVL_OK;
-  // TVL_ERR_SERVER_FILE if `directory` is not a folder or cannot be read to its end; TVL_ERR_STOPPED.
+  // Calls `callback` for each name in a folder of the store that matches `pattern`, including those that
+  // GetRemoteDirContent has to omit. A name may contain "|". Returns TVL_OK, TVL_ERR_SERVER_FILE if
+  // `directory` is not a folder or cannot be read completely, or TVL_ERR_STOPPED.
   int ListRemoteDir(const char* directory, const char* pattern, DirEntryCallback callback, void* userData);
 
   // Calls `callback` for each update pack with `prefix`, in the order of GetUpdatePacks. Returns TVL_OK.
   int ListUpdatePacks(const char* prefix, UpdatePackCallback callback, void* userData);
 
-  // Calls `callback` for every standing lock in the order of the objects' names, and changes nothing. Works
-  // on an open connection and after Preview. Returns TVL_OK, TVL_ERR_NOT_CONNECTED, or TVL_ERR_SERVER_FILE if
-  // the lock table cannot be read.
+  // Calls `callback` for every existing lock in the order of the objects' names. Changes nothing. Works on an
+  // open connection and after Preview. Returns TVL_OK, TVL_ERR_NOT_CONNECTED, or TVL_ERR_SERVER_FILE if the
+  // lock table cannot be read.
   int ListLocks(StandingLockCallback callback, void* userData);
 
-  // Calls `callback` for each value of the section "Environments", in the file's order, as GetEnviron returns
-  // it. PutEnviron with a null value deletes one. Returns TVL_OK, TVL_ERR_NOT_CONNECTED, or TVL_ERR_BAD_PATH
-  // if the file cannot be read.
+  // Calls `callback` for each value of the section "Environments" in the order of the file, as GetEnviron
+  // returns it. To delete a value, call PutEnviron with null. Returns TVL_OK, TVL_ERR_NOT_CONNECTED, or
+  // TVL_ERR_BAD_PATH if the file cannot be read.
   int ListEnviron(EnvironCallback callback, void* userData);
 
-  // 1 if the last CTFileRead or CTFileDelete of this connection met a key or a record that is damaged or
-  // could not be read, else 0. Such a read ends like one that finds nothing, with the result TVL_OK, so rows
-  // may be missing from its answer. CTVLCtreeRs reads through CTFileRead.
+  // Returns 1 if the last CTFileRead or CTFileDelete of this connection met a key or record that is damaged
+  // or unreadable, else 0. Such a read returns TVL_OK as if there were no more rows, so rows may be missing
+  // from its result. CTVLCtreeRs reads through CTFileRead.
   int MetTableDamage() const;
 
-  // Reads and expands `configFile` on a connection that is not open, without making a folder: for programs
-  // that show a configuration. 0 or 3, 5; 9 on an open connection.
+  // Reads and expands `configFile` without creating folders, for programs that show a configuration. Returns
+  // TVL_OK, TVL_ERR_ROOT_UNDEFINED, TVL_ERR_TMP_UNDEFINED, or TVL_ERR_ALREADY_CONNECTED on an open
+  // connection.
   int ReadConfig(const char* configFile);
-  // The variables of the configuration, expanded. `index` from 0 to ConfigCount() - 1; null outside. The
-  // texts live until the configuration changes.
+  // The variables of the configuration with their references expanded. `index` ranges from 0 to ConfigCount()
+  // - 1; otherwise the result is null. The texts are valid until the configuration changes.
   int ConfigCount() const;
   const char* ConfigName(int index) const;
   const char* ConfigValue(int index) const;
-  // Settings of the configuration as read: 0 dumb, 1 hash, 2 time; and whether files travel compressed.
+  // Settings of the configuration: FileCompare (0 dumb, 1 hash, 2 time), and whether transfers are
+  // compressed.
   int ConfigFileCompare() const;
   int ConfigZipOnTransfert() const;
-  // How targets are written: 0 in place, 1 whole, 2 whole and synced.
+  // Returns how targets are written: 0 in place, 1 as whole files, 2 as whole files that are synced.
   int ConfigSafeOnTransfert() const;
 
-  // Groups. With SafeOnTransfert 2 each copy waits for the disk. Between these two calls, copies are written
-  // but not yet in place; EndTransfers syncs them together, puts them in their places and syncs these. With
-  // other levels copies are complete at once, and a group changes nothing.
+  // Groups of transfers. With SafeOnTransfert 2 each copy waits for the disk. In a group, copies are written
+  // but do not replace their targets yet; EndTransfers syncs all of them, replaces the targets and syncs
+  // their folders. With other levels a group has no effect.
   //
   // BeginTransfers returns TVL_OK, TVL_ERR_ALREADY_CONNECTED if a group is open, or TVL_ERR_COPY if memory
-  // ran out; copies are then complete at once. EndTransfers calls `callback` (may be null) once for each copy
-  // of the group in the order of the calls, numbered from 0. A copy is a call that returned TVL_OK and copied
-  // a file: GetRemote and PutRemote that set `transferred` to 1, CopyRemoteFile2Dir, CopyServer2Server,
-  // CopyLocalFile2RemoteFile. `code` is TVL_OK, or TVL_ERR_COPY or TVL_ERR_UNZIP for a file that is not in
-  // place or may not survive a loss of power. EndTransfers returns the first of these failures, or TVL_OK,
-  // also where no group is open.
+  // ran out, in which case there is no group. EndTransfers calls `callback`, which may be null, once for each
+  // copy of the group in the order of the calls, numbered from 0. A copy is a call that returned TVL_OK and
+  // copied a file: GetRemote and PutRemote that set `transferred` to 1, CopyRemoteFile2Dir,
+  // CopyServer2Server, CopyLocalFile2RemoteFile. `code` is TVL_OK, or TVL_ERR_COPY or TVL_ERR_UNZIP for a
+  // file that did not replace its target or may not survive a power failure. EndTransfers returns the first
+  // of these failures, or TVL_OK, even if no group is open.
   //
   // A group should end once TransfersFull returns 1: at 1,000 files, 256 MiB, or half of the descriptors that
-  // the process may open. Until then, other operations see the targets as they were. Closing the connection
-  // drops an open group and its copies. Trees are groups of their own.
+  // the process may open. Until then, other operations see the old targets. Closing the connection discards
+  // an open group and its copies. Operations on trees use groups of their own.
   int BeginTransfers();
   int TransfersFull() const;
   int EndTransfers(TransferCallback callback, void* userData);
 
-  // Why the calling thread's last copy was written in place, although SafeOnTransfert is not 0; null if it
-  // was not. The text is static.
+  // Returns why the last copy of the calling thread was written in place although SafeOnTransfert is not 0,
+  // or null if it was not. The text is static.
   const char* WhyInPlace() const;
 
  private:

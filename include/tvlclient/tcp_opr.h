@@ -3,15 +3,15 @@
 
 #include <tvlclient/client_opr.h>
 
-// A connection to a store behind a TCP server.
+// A connection to a store that a TCP server serves.
 //
-// Real here are the six-argument `Open`, `Close`, `Lock`, `Unlock`, `GetRemote` and `PutRemote`. Every other
-// operation answers 1, `DocumentRoot` null, and changes nothing, but for the counts and lists that
-// `GetProcessesList` and `GetUpdatePacks` set to 0 and empty.
+// Only the six-argument `Open`, `Close`, `Lock`, `Unlock`, `GetRemote` and `PutRemote` are available. Every
+// other operation returns TVL_ERR_NOT_SUPPORTED, or null for `DocumentRoot`, and changes nothing, except that
+// `GetProcessesList` and `GetUpdatePacks` set their counts to 0 and empty their lists.
 class TVL_API CTVLClientTcpOpr : public CTVLClientOpr {
  public:
   CTVLClientTcpOpr();
-  // A connection owns its place in the conversation with the server, so there is no second one.
+  // A connection owns its state of the conversation with the server, so it cannot be copied.
   CTVLClientTcpOpr(const CTVLClientTcpOpr&) = delete;
   CTVLClientTcpOpr& operator=(const CTVLClientTcpOpr&) = delete;
   ~CTVLClientTcpOpr() override;
@@ -61,21 +61,22 @@ class TVL_API CTVLClientTcpOpr : public CTVLClientOpr {
 
   // --- Additions of this implementation ---
 
-  // Returns 1 while the connection to the server is alive, else 0: with the connection, presence and locks
-  // end. Never waits.
+  // Returns 1 while the connection to the server is alive, else 0. Presence and locks end with the
+  // connection. Never waits.
   int IsPresent();
 
-  // Returns 1 if the connection is alive and the server's last answer to `Lock` or `Unlock` of this object
-  // was 1, else 0. Never waits, and sends nothing.
+  // Returns 1 if the connection is alive and the server's last answer to `Lock` or `Unlock` for this object
+  // was 1, else 0. Never waits and sends nothing.
   int HoldsLock(const char* object);
 
-  // Why the server refused the last `Open`, get or put: `address`, `tag`, `certificate`, `full` or `right`.
-  // Returns null if the last of these was not refused by the server, and an empty text if the server did not
-  // say why. Belongs to the connection and lives until its next operation.
+  // Returns why the server refused the last `Open`, get or put: `address`, `tag`, `certificate`, `full` or
+  // `right`. Returns null if it was not refused by the server, and an empty text if the server sent no
+  // reason. The text belongs to the connection and is valid until its next operation.
   const char* Refusal() const;
 
-  // The socket's descriptor, for poll() with POLLRDHUP among an application's own files, so that the end of
-  // the connection wakes it; -1 on a connection that is not open. It must be neither read nor closed.
+  // Returns the descriptor of the socket, so that an application can poll() it with POLLRDHUP together with
+  // its own files and notice the end of the connection; -1 on a connection that is not open. It must not be
+  // read or closed.
   int Descriptor() const;
 
  private:

@@ -1,7 +1,7 @@
 #ifndef TVLCLIENT_TVLCLIENT_H
 #define TVLCLIENT_TVLCLIENT_H
 
-// The client library of the Tavolis File System, whole.
+// The complete client library of the Tavolis File System.
 //
 // A program that needs one connection uses the free functions (functions.h):
 //
@@ -12,8 +12,8 @@
 //     TVLGetFile(name, nullptr, &moved);
 //     TVLCloseConnection();
 //
-// One that needs several, or listings, copies and tables, makes connection objects (smb_opr.h, tcp_opr.h),
-// all with the operations of client_opr.h:
+// A program that needs several connections, or listings, copies and tables, creates connection objects
+// (smb_opr.h, tcp_opr.h), which have the operations of client_opr.h:
 //
 //     CTVLClientSmbOpr store;
 //     if (store.Open(directory, config, client) == TVL_OK) {

@@ -9,7 +9,7 @@
 
 namespace {
 
-// 1 if `change` came through; 0 where memory ran out, which leaves a std::string as it was.
+// Returns 1 if `change` succeeded, or 0 if memory ran out, which leaves a std::string unchanged.
 template <typename Change>
 int Try(Change change) noexcept try {
   change();

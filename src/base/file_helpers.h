@@ -1,15 +1,15 @@
 #ifndef TVL_BASE_FILE_HELPERS_H
 #define TVL_BASE_FILE_HELPERS_H
 
-// Questions about files. They report no error: a failure turns into the neutral answer.
+// Queries about files. They report no errors: on failure they return the neutral answer.
 
-// 1 if the path exists and is a directory, also through a link.
+// Returns 1 if the path is a folder or a link to one, else 0.
 int IsDirectory(const char* path);
 
-// 1 if the path exists, be it a file, a directory or a link.
+// Returns 1 if the path exists, as a file, a folder or a link, else 0.
 int FileExists(const char* path);
 
-// The low 32 bits of the file's size; 0 if it can't be opened for reading.
+// Returns the low 32 bits of the size of the file; 0 if it cannot be opened for reading.
 int FileLength(const char* path);
 
 #endif

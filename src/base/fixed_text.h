@@ -9,17 +9,16 @@
 
 namespace tvl {
 
-// Copies `text` into a field of the data model, cut to fit: for names and the like, where a part is better
-// than nothing.
+// Copies `text` into a field, cut to fit. For names, where a part is better than nothing.
 template <std::size_t N>
 void CopyCut(char (&field)[N], std::string_view text) {
   const std::size_t length = text.size() < N ? text.size() : N - 1;
-  if (length > 0) std::memmove(field, text.data(), length);  // an empty view may point nowhere
+  if (length > 0) std::memmove(field, text.data(), length);  // an empty view may have a null pointer
   field[length] = 0;
 }
 
-// Copies a path into a field of the data model. A path that doesn't fit would name another file, so the field
-// is then empty and the result false.
+// Copies a path into a field. A cut path would name another file, so if the path does not fit, empties the
+// field and returns false.
 template <std::size_t N>
 [[nodiscard]] bool CopyPath(char (&field)[N], std::string_view path) {
   const bool fits = path.size() < N;
@@ -27,10 +26,10 @@ template <std::size_t N>
   return fits;
 }
 
-// A text in a buffer of N bytes, terminator included, built piece by piece.
+// A text in a buffer of N bytes, including the terminator, that is built piece by piece.
 //
-// A piece that doesn't fit is left out whole and the text counts as overflown from then on, so a chain of
-// pieces needs one test at its end.
+// A piece that does not fit is omitted completely, and Fits returns false from then on, so a chain of pieces
+// needs only one check at its end.
 template <std::size_t N>
 class FixedText {
  public:
@@ -47,14 +46,14 @@ class FixedText {
     return *this;
   }
 
-  // Empties the text and makes it one that doesn't fit.
+  // Empties the text and marks it as one that does not fit.
   void Discard() {
     length_ = 0;
     text_[0] = 0;
     overflown_ = true;
   }
 
-  // For functions that change characters in place and keep the length.
+  // For functions that modify characters in place without changing the length.
   [[nodiscard]] char* Data() { return text_; }
 
   [[nodiscard]] bool Fits() const { return !overflown_; }

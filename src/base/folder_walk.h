@@ -11,13 +11,13 @@
 
 namespace tvl {
 
-// A search over a folder that closes itself.
+// A search in a folder that is closed automatically.
 class FolderSearch {
  public:
-  // `pattern`: the folder's path, a backslash and a pattern.
+  // `pattern` consists of the path of the folder, a backslash and a pattern.
   explicit FolderSearch(const char* pattern, SearchScope scope = SearchScope::kReachable)
       : search_(FindFirst(pattern, &found_, scope)) {}
-  // In an open folder at `path`, unreachable names included.
+  // Searches an open folder at `path`, including names that no path can express.
   FolderSearch(const Folder& folder, const char* path, const char* pattern)
       : search_(FindFirstIn(folder, path, pattern, &found_)) {}
   ~FolderSearch() {
@@ -41,16 +41,16 @@ class FolderSearch {
 
 enum class WalkEnd {
   kWhole,
-  kStopped,  // by the visitor or by the application (stop.h)
-  kBroken,   // the folder could not be read, or not to its end
+  kStopped,  // the visitor or the application (stop.h) ended the walk
+  kBroken,   // the folder could not be read, or not completely
 };
 
-// Calls `visit` with every entry that `search`, just started, finds, in the order in which the file system
-// returns them, without the names "." and "..", until it returns false. `between` runs once when the search
-// is open and once after each entry.
+// Calls `visit` with every entry of a search that was just started, in the order of the file system and
+// without "." and "..", until it returns false. Calls `between` once when the search is open and once after
+// each entry.
 template <typename Visit, typename Between>
 [[nodiscard]] WalkEnd VisitFound(FolderSearch& search, Visit visit, Between between) {
-  bool whole = SearchCameToEnd();  // asked after each step, before another search can begin
+  bool whole = SearchCameToEnd();  // must be called after each step, before another search begins
   between();
   for (bool more = search.IsOpen(); more;) {
     if (!IsDotName(search.Found().cFileName) && !visit(search.Found())) return WalkEnd::kStopped;
@@ -62,8 +62,8 @@ template <typename Visit, typename Between>
   return whole ? WalkEnd::kWhole : WalkEnd::kBroken;
 }
 
-// Visits the entries of a folder that match, with the message pump in between, so that the application stays
-// responsive. False if the walk was stopped; a folder that cannot be read counts as an empty one.
+// Visits the matching entries of a folder and runs the message pump in between, so that the application stays
+// responsive. Returns false if the walk was stopped. An unreadable folder counts as empty.
 template <typename Visit>
 bool VisitFolder(const PathText& pattern, Visit visit, SearchScope scope = SearchScope::kReachable) {
   if (!pattern.Fits()) return true;

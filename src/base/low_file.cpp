@@ -31,7 +31,7 @@ unsigned int LowWrite(HANDLE file, void* buffer, unsigned int count) {
 
 int LowLock(HANDLE file, int hold, int /*reserved*/) {
   if (file == INVALID_HANDLE_VALUE) return 1;
-  // The result is 1 either way: an instance that cannot take the hold continues without presence.
+  // Returns 1 in any case: an instance that cannot hold its marker continues without presence.
   hold != 0 ? static_cast<void>(tvl::HoldFile(file)) : tvl::ReleaseFile(file);
   return 1;
 }

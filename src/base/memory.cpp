@@ -16,7 +16,7 @@ char* At(void* array, std::size_t offset) {
   return static_cast<char*>(array) + offset;
 }
 
-// A size of 0 asks for one byte: a null answer then means a failure and nothing else.
+// Requests one byte for a size of 0, so that a null result always means a failure.
 void* Reallocate(void* array, std::size_t size) {
   return Checked(std::realloc(array, size == 0 ? 1 : size));
 }

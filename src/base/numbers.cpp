@@ -26,14 +26,14 @@ int Saturate(std::uint64_t value) {
   return static_cast<int>(std::min<std::uint64_t>(value, std::numeric_limits<int>::max()));
 }
 
-// One part of a dotted address; false unless it is a number from 0 to 255.
+// Parses one part of a dotted address. Returns false unless it is a number from 0 to 255.
 bool ParsePart(string_view part, std::uint8_t& value) {
   const char* end = part.data() + part.size();
   const auto [stop, problem] = std::from_chars(part.data(), end, value);
   return problem == std::errc() && stop == end;
 }
 
-// Takes the part before the next "." off `rest`; false if there is none.
+// Removes the part before the next "." from `rest`. Returns false if there is none.
 bool TakePart(string_view& rest, std::uint8_t& value) {
   const std::size_t point = rest.find('.');
   if (!ParsePart(rest.substr(0, point), value)) return false;

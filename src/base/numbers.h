@@ -1,21 +1,22 @@
 #ifndef TVL_BASE_NUMBERS_H
 #define TVL_BASE_NUMBERS_H
 
-// Numbers and addresses as texts.
+// Conversions between numbers, addresses and texts.
 
-// The first `width` digits of a dotted number, so that every field has the same scale: points are passed
-// over, any other character ends it, what is missing counts as 0 on the right. `width` above 31 counts as 31.
-// A value beyond 32 bits becomes the greatest int.
+// Returns the first `width` digits of a dotted number, so that all fields have the same scale. Ignores
+// points, stops at any other character, and appends zeros if there are fewer digits. A `width` above 31
+// counts as 31. A value beyond 32 bits becomes the largest int.
 int NumericField(const char* text, unsigned int width);
 
-// |major| * 1000000 + |minor|.
+// Returns |major| * 1000000 + |minor|.
 int VersionTotal(int major, int minor);
 
-// A dotted address as 8 hexadecimal digits. `output`: room for 9. 1 if the text, of which 31 characters
-// count, has exactly four parts from 0 to 255; else 0 and "00000000".
+// Converts a dotted address to 8 hexadecimal digits. `output` is a buffer of 9 bytes. Uses at most 31
+// characters of the text. Returns 1 if it has exactly four parts from 0 to 255, else 0 with "00000000".
 int IpToHex(const char* text, char* output);
 
-// 8 hexadecimal digits as a dotted address. `output`: room for 16, and may be `hex` itself. Always 1.
+// Converts 8 hexadecimal digits to a dotted address. `output` is a buffer of 16 bytes and may be `hex`
+// itself. Always returns 1.
 int HexToIp(char* output, const char* hex);
 
 #endif

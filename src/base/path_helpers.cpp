@@ -11,14 +11,14 @@ namespace {
 using std::string_view;
 using tvl::PathText;
 
-// Puts `name` behind `path`, with one backslash between.
+// Appends `name` to `path`, separated by one backslash.
 void AppendComponent(string_view name, PathText& path) {
   const string_view before = path.View();
   if (before.empty() || before.back() != '\\') path.Append("\\");
   path.Append(name);
 }
 
-// The full path of `rest` below `base`: folders with one backslash between, then the file part.
+// Returns the full path of `rest` below `base`: folders separated by single backslashes, then the file name.
 PathText FullPath(const char* base, string_view rest) {
   PathText full;
   full.Append(base);
@@ -36,7 +36,7 @@ PathText FullPath(const char* base, string_view rest) {
   return full;
 }
 
-// Makes every folder of `path` that begins at or behind `from`.
+// Creates every folder of `path` that begins at or after `from`.
 void MakeFolders(string_view path, std::size_t from) {
   for (std::size_t end = path.find('\\', from); end != string_view::npos; end = path.find('\\', end + 1)) {
     PathText folder;

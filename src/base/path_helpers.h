@@ -5,30 +5,30 @@
 
 #include "base/fixed_text.h"
 
-// Texts of paths. Buffers that change in place hold tvl::kMaxPath bytes.
+// Helpers for paths. Buffers that are modified in place have tvl::kMaxPath bytes.
 
-// Appends a backslash unless the last character is one; the empty text becomes one backslash. 1, or 0 if
-// there is no room and the text stays.
+// Appends a backslash unless the last character is one; an empty text becomes one backslash. Returns 1, or 0
+// with an unchanged text if it does not fit.
 int AddTrailingBackslash(char* path);
 
-// What stands behind the last backslash, in the same text; without one, behind the last `/`; with neither,
-// null.
+// Returns the part of the text after the last backslash, or after the last `/` if there is no backslash, or
+// null if there is neither.
 char* LastPathComponent(const char* path);
 
-// Turns every `/` into a backslash, in place. The same pointer.
+// Replaces every `/` by a backslash, in place. Returns the same pointer.
 char* NormalizeSlashes(char* path);
 
-// Makes of `path`, a name relative to the directory `base`, the full path, in place, and makes the folders on
-// the way; a folder that can't be made is not reported. The last component is taken for a file. The same
-// pointer, or null if the full path doesn't fit: `path` is empty then and no folder was made.
+// Converts `path`, a name relative to the folder `base`, to the full path, in place, and creates missing
+// folders. The last component is the name of a file. A folder that cannot be created is not reported. Returns
+// the same pointer, or null if the full path does not fit; then `path` is empty and no folder was created.
 char* BuildPath(const char* base, char* path);
 
 namespace tvl {
 
-// `base` with `name` behind it, its slashes turned. `Fits` of the result tells whether there was room.
+// Appends `name` to `base` and converts its slashes. Check `Fits` of the result.
 [[nodiscard]] PathText JoinPath(const char* base, const char* name);
 
-// As BuildPath, leaving `name` alone. `Fits` of the result tells whether there was room.
+// Like BuildPath, without changing `name`. Check `Fits` of the result.
 [[nodiscard]] PathText BuildFullPath(const char* base, const char* name);
 
 }  // namespace tvl

@@ -13,7 +13,7 @@ struct Hook {
   void* user_data;
 };
 
-// Trivially destructible, since a connection closed while the process ends pumps too.
+// Trivially destructible, because a connection that is closed while the process exits pumps too.
 constinit thread_local Hook thread_hook = {};
 
 }  // namespace

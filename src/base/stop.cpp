@@ -11,7 +11,7 @@ struct Hook {
   void* user_data;
 };
 
-// Trivially destructible: a connection that is closed while the process ends removes trees too.
+// Trivially destructible, because trees may still be removed while the process exits.
 constinit thread_local Hook thread_hook = {};
 
 }  // namespace

@@ -5,11 +5,11 @@ namespace tvl {
 
 using StopHook = int (*)(void* userData);
 
-// The calling thread's hook; null removes it.
+// Sets the hook of the calling thread. Null removes it.
 void SetStopHook(StopHook hook, void* userData);
 
-// True if the application wants the calling thread's long work to end. Walks ask between two entries. A yes
-// is noted as ECANCELED (last_error.h).
+// Returns true if the application wants to stop the long operation of the calling thread. Walks call it
+// between two entries. Records ECANCELED (last_error.h) if it returns true.
 [[nodiscard]] bool StopRequested();
 
 }  // namespace tvl

@@ -5,7 +5,7 @@
 namespace tvl {
 namespace {
 
-// What a first byte announces: how many bytes, and which codes need that many.
+// The meaning of a first byte: the number of bytes, and the codes that need so many.
 struct Form {
   unsigned char mask;
   unsigned char mark;

@@ -5,8 +5,7 @@
 
 namespace tvl {
 
-// A character at the beginning of a text: `size` is 0 if the bytes there are not well-formed UTF-8 (RFC
-// 3629).
+// A character at the start of a text. `size` is 0 if the bytes are not well-formed UTF-8 (RFC 3629).
 struct Utf8Character {
   unsigned int size;
   char32_t code;
@@ -16,8 +15,8 @@ struct Utf8Character {
 
 [[nodiscard]] bool IsUtf8(std::string_view text);
 
-// True for characters that steer a terminal, break a line or change the direction of the text after them.
-// Shown as they are, they could make one name look like another.
+// Returns true for characters that control a terminal, break a line or change the writing direction, and so
+// could make one name look like another.
 [[nodiscard]] bool IsUnsafeToShow(char32_t code);
 
 }  // namespace tvl

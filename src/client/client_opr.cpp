@@ -7,7 +7,7 @@
 namespace {
 
 constexpr unsigned int kMajorUnit = 1000000;
-char every_name[] = "*.*";  // the operations take their texts writable; this one they only read
+char every_name[] = "*.*";  // the operations take writable texts, but only read this one
 
 }  // namespace
 

@@ -7,8 +7,9 @@
 
 namespace tvl {
 
-// Puts the names that match `pattern` (a folder's path, a backslash and a pattern) behind what `list` holds,
-// with "|" between them, and their number into `count`. False, and `count` stays, if memory ran out.
+// Appends the names that match `pattern` (the path of a folder, a backslash and a pattern) to `list`,
+// separated by "|", and stores their number in `count`. Returns false with an unchanged `count` if memory ran
+// out.
 [[nodiscard]] bool ListNames(const PathText& pattern, int* count, CString& list);
 
 }  // namespace tvl

@@ -7,8 +7,7 @@
 #include "base/memory.h"
 #include "base/text.h"
 
-// The registry of opened tables: exactly as many entries as there are tables, in the order of their first
-// opening.
+// The registry of open tables: one entry per table, in the order of their first opening.
 
 namespace {
 
@@ -42,7 +41,7 @@ void CTVLClientOpr::PopCtOpenedFile(int index) {
     FreeCtOpenedFiles();
     return;
   }
-  // Moving the rest down needs no memory, so giving a table back can't fail.
+  // Moving the rest down needs no memory, so closing a table cannot fail.
   std::move(ctOpenedFiles + index + 1, ctOpenedFiles + ctOpenedCount, ctOpenedFiles + index);
   --ctOpenedCount;
 }

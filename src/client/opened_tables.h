@@ -3,10 +3,10 @@
 
 #include "platform/host_path.h"
 
-// A table that a connection has open, in plain data.
+// A table that a connection has open.
 struct CtOpenedFile {
   char path[tvl::kMaxPath];  // full path, with backslashes only
-  int handle;                // the engine's, by which the connection's callers name the table
+  int handle;                // the engine's handle, which callers use too
   int refs;                  // opens not yet closed
   int datLen;
   int key1Len;

@@ -7,39 +7,38 @@
 
 #include "platform/host_path.h"
 
-// One planned step of a synchronisation, in plain data.
+// One planned step of a synchronization.
 struct SyncDirFile {
   char source[tvl::kMaxPath];  // full paths
   char target[tvl::kMaxPath];
   unsigned int size;        // bytes to copy, low 32 bits
   unsigned char operation;  // a SYNC_DIR_FILE_OPERATION
-  // Ours: what the plan knows of a file of the source, and how much of `target` the caller of the open named.
-  // Links in that part are followed; nothing is deleted through one after it.
+  // Additions: what the plan knows of a file of the source, and the length of the part of `target` that the
+  // caller specified. Links in that part are followed; nothing is deleted through links after it.
   unsigned char kind;  // a SYNC_PLAN_KIND
   unsigned short rootLength;
   std::uint64_t bytes;
 };
 
-// Finds entries of the list by their source path without a walk over it: places in the list, by a hash of the
-// path that takes no notice of letter case.
+// Finds entries of the list by their source path, without regard to case: a hash table of indices.
 struct SyncDirIndex {
  public:
-  // Notes the entry at `place`; those before it are noted already. std::bad_alloc may pass.
+  // Adds the entry at `place`, after those before it. May throw std::bad_alloc.
   void Add(const SyncDirFile* entries, int place);
 
   [[nodiscard]] bool Contains(const SyncDirFile* entries, const char* source) const;
 
  private:
-  // The hash stays with the place, so that few entries have to be read again.
+  // Stores the hash with the index, so that few entries must be compared.
   struct Slot {
     std::uint32_t hash;
-    int place;  // -1 in a free one
+    int place;  // -1 in a free slot
   };
 
   void Grow();
   void Put(const Slot& slot);
 
-  std::vector<Slot> slots_;  // their number is a power of two
+  std::vector<Slot> slots_;  // the size is a power of two
   std::size_t used_ = 0;
 };
 

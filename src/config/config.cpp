@@ -38,7 +38,7 @@ struct NamedDefault {
 
 constexpr NamedDefault kNames[] = {{"ShortName", "TFS"}, {"LongName", "Tavolis File System"}};
 
-// Text of a key of the main section.
+// The text of a key of the main section.
 class MainKey {
  public:
   MainKey(const char* key, const char* otherwise, const tvl::IniFile& file) {
@@ -55,7 +55,7 @@ int CompareNames(const void* a, const void* b) {
                             static_cast<const ConfigEntry*>(b)->name);
 }
 
-// Fills a field with `base`, `name` and a backslash. Returns false, and leaves the field, if that does not
+// Stores `base`, `name` and a backslash in a field. Returns false without changing the field if this does not
 // fit.
 bool SubFolder(const char* base, const char* name, char (&field)[tvl::kMaxPath]) {
   tvl::PathText path;
@@ -174,7 +174,7 @@ void CConfig::ReadVariables(const tvl::IniFile& file, const char* section) {
   }
 }
 
-// Where the variables name no document root, the main section does, and then only its TmpDir counts.
+// If the variables do not set DocumentRoot, the main section is used, and then only its TmpDir counts.
 int CConfig::ReadRoot(const tvl::IniFile& file) {
   if (Find(tvl::kDocumentRootKey) != nullptr) return TVL_OK;
   const MainKey root(tvl::kDocumentRootKey, "", file);
@@ -196,7 +196,7 @@ int CConfig::ReadTable(const char* path, tvl::IniFile& file) {
   safeOnTransfert = 0;
   fileCompare = kHashPolicy;
   if (!tvl::CopyPath(iniFile, path)) return TVL_ERR_ROOT_UNDEFINED;
-  // A file of which a part could not be read might name another store, or another policy.
+  // A file that was read only in part might describe another store or another policy.
   if (file.Read(iniFile) != 0) return TVL_ERR_ROOT_UNDEFINED;
   char computer[kComputerSize];
   DWORD size = sizeof computer;

@@ -10,39 +10,41 @@ class IniFile;
 // One variable of the configuration.
 struct ConfigEntry {
   char* name;    // owned, as the file spells it
-  char* value;   // owned; after the expansion the expanded value
+  char* value;   // owned; expanded after the expansion
   int expanded;  // 1 once the row has been expanded; -1 while its expansion is in progress
 };
 
-// The configuration of a directory store: named variables from an INI file, their `$Name` references
-// expanded, and the store's folders.
+// The configuration of a directory store: variables from an INI file with expanded `$Name` references, and
+// the folders of the store.
 //
-// The section "TavolisFileSystem" contains the fixed keys, "Environments" the variables, and the section
-// named after this computer in lower case variables that replace those. One object belongs to one connection
+// The section "TavolisFileSystem" contains the fixed keys, "Environments" the variables, and the section with
+// the lower-case name of this computer variables that override those. One object belongs to one connection
 // and one thread.
 class CConfig {
  public:
-  // Loads `file` unless it is null or empty, and drops the result.
+  // Loads `file` unless it is null or empty, and ignores the result.
   explicit CConfig(const char* file = nullptr);
-  // A copy has the source's settings and folders and no table: the rows belong to one object.
+  // A copy gets the settings and folders of the source, but no rows, which belong to one object.
   CConfig(const CConfig& other);
   CConfig& operator=(const CConfig& other);
   virtual ~CConfig();
 
-  // Reads `file`, once, and creates the store's folders, one level each; those below the document root get
-  // the rights of the folder above, whatever the umask. Returns 0; 3 without a document root, or if the file
-  // cannot be read; 4 if the root is not a folder; 5 without a temporary folder; 6 if that is not a folder. A
+  // Reads `file` once and creates the folders of the store, one level each. Those below the document root get
+  // the permissions of their parent, regardless of the umask. Returns TVL_OK, TVL_ERR_ROOT_UNDEFINED if there
+  // is no document root or the file cannot be read, TVL_ERR_ROOT_INVALID if the root is not a folder,
+  // TVL_ERR_TMP_UNDEFINED if there is no temporary folder, or TVL_ERR_TMP_INVALID if that is not a folder. A
   // path that does not fit its field does not count as a folder. May throw std::bad_alloc.
   int Load(const char* file);
 
-  // Fills table and settings as `Load` does, without creating or testing a folder: for programs that only
-  // show a configuration. Returns 0, 3, 5 or 6; `status` stays 2.
+  // Reads rows and settings like `Load`, but neither creates nor checks folders, for programs that only show
+  // a configuration. Returns TVL_OK, TVL_ERR_ROOT_UNDEFINED, TVL_ERR_TMP_UNDEFINED or TVL_ERR_TMP_INVALID;
+  // `status` remains 2.
   int Read(const char* file);
 
-  // Empties the table. The folders other than `tmpDir` and the settings keep their values.
+  // Removes all rows. The settings and the folders other than `tmpDir` keep their values.
   void Clear();
 
-  // The row of a name, in any case of letters, or null.
+  // Returns the row of a name, regardless of case, or null.
   ConfigEntry* Find(const char* name);
 
   // Sets a variable, which is appended if it is new, and returns its row.
@@ -59,7 +61,7 @@ class CConfig {
   ConfigEntry* entries;
   int entryCount;
   int status;          // 2 while nothing is loaded, else what the last `Load` returned
-  int zipOnTransfert;  // not 0: files travel compressed
+  int zipOnTransfert;  // nonzero if transfers are compressed
   int fileCompare;     // 0 dumb, 1 hash, 2 time
   int sorted;          // 1 while the rows are sorted by name
   char tmpDir[tvl::kMaxPath];
@@ -67,7 +69,7 @@ class CConfig {
   char procsDir[tvl::kMaxPath];
   char documentRoot[tvl::kMaxPath];
   char emptyValue[2];
-  int safeOnTransfert;  // 0 in place, 1 whole, 2 whole and synced; ours alone, after the fields that count
+  int safeOnTransfert;  // 0 in place, 1 whole files, 2 whole files, synced; an addition, so it comes last
 
  private:
   int Fail(int code);

@@ -7,9 +7,8 @@
 #include "base/memory.h"
 #include "config/config.h"
 
-// The grammar of a value: `$` and the longest run of letters, digits and `_` that follows is a reference;
-// `%$` means `$`; `/` means a backslash; any other character means itself. A value without a `$` is not
-// changed.
+// The grammar of a value: `$` and the longest following run of letters, digits and `_` is a reference; `%$`
+// means `$`; `/` means a backslash; any other character means itself. A value without a `$` is not changed.
 
 namespace {
 
@@ -18,7 +17,7 @@ using std::string_view;
 constexpr std::size_t kLongestExpansion = 4095;
 constexpr std::size_t kLongestReference = 31;
 constexpr int kExpanded = 1;
-constexpr int kExpanding = -1;  // a reference to such a row is part of a circle: the empty text
+constexpr int kExpanding = -1;  // a reference to such a row is circular and expands to an empty text
 
 bool IsNameCharacter(char character) {
   return (character >= '0' && character <= '9') || (character >= 'a' && character <= 'z') ||
@@ -34,14 +33,14 @@ string_view TakeName(string_view& rest) {
   return name;
 }
 
-// The expansion of one row, as far as it has come.
+// The expansion of one row in progress.
 class Expansion {
  public:
   explicit Expansion(ConfigEntry* entry) : entry_(entry), rest_(entry->value) {
     entry_->expanded = kExpanding;
   }
 
-  // Continues up to the end or to a reference. Returns true at a reference, and takes its name.
+  // Continues to the end or to a reference. Returns true at a reference and stores its name.
   bool FindReference(string_view& name) {
     while (!rest_.empty()) {
       const char character = rest_.front();
@@ -61,7 +60,7 @@ class Expansion {
     return false;
   }
 
-  // Appends, up to the greatest length of an expansion.
+  // Appends `text`, up to the maximum length of an expansion.
   void Put(string_view text) { output_ += text.substr(0, kLongestExpansion - output_.size()); }
 
   // Returns 1 if the row has a new value.
@@ -80,7 +79,7 @@ class Expansion {
   bool changed_ = false;
 };
 
-// The row that a reference names; null for an unknown name and one that is too long.
+// Returns the row of a reference; null for a name that is unknown or too long.
 ConfigEntry* Referred(CConfig& config, string_view name) {
   if (name.size() > kLongestReference) return nullptr;
   char text[kLongestReference + 1] = {};
@@ -88,7 +87,7 @@ ConfigEntry* Referred(CConfig& config, string_view name) {
   return config.Find(text);
 }
 
-// True if the row has to be expanded. A row without a reference counts as expanded.
+// Returns true if the row must be expanded. A row without a reference counts as expanded.
 bool NeedsExpansion(ConfigEntry* entry) {
   if (entry->expanded == kExpanded) return false;
   if (std::strchr(entry->value, '$') != nullptr) return true;
@@ -98,8 +97,8 @@ bool NeedsExpansion(ConfigEntry* entry) {
 
 }  // namespace
 
-// A row that another refers to is expanded first. Those that wait for it are kept in a list and not on the
-// stack, since a file may chain thousands.
+// Expands referenced rows first. The rows that wait for them are kept in a list and not on the stack, because
+// a file may chain thousands of references.
 int CConfig::Expand(ConfigEntry* entry) {
   if (!NeedsExpansion(entry)) return 0;
   std::vector<Expansion> waiting = {Expansion(entry)};

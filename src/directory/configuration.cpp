@@ -2,7 +2,7 @@
 
 #include "directory/state.h"
 
-// A look at the configuration, for programs that show it.
+// Access to the configuration, for programs that display it.
 
 int CTVLClientSmbOpr::ReadConfig(const char* configFile) try {
   if (opened != 0) return TVL_ERR_ALREADY_CONNECTED;

@@ -17,7 +17,7 @@
 
 namespace {
 
-// Fills a field with the full form of `path`; false if it doesn't fit.
+// Stores the full form of `path` in a field. Returns false if it does not fit.
 bool FullPath(const char* path, char (&field)[tvl::kMaxPath]) {
   const unsigned int length = GetFullPathNameA(path, sizeof field, field, nullptr);
   return length > 0 && length < sizeof field;
@@ -72,7 +72,7 @@ CTVLClientSmbOpr& CTVLClientSmbOpr::operator=(const CTVLClientSmbOpr& other) {
 
 CTVLClientSmbOpr::~CTVLClientSmbOpr() {
   CTVLClientSmbOpr::Close();
-  state->connection.reset();  // still there where a second `Open` failed
+  state->connection.reset();  // still exists if a second `Open` failed
   UnloadTableEngine();
   delete state;
 }
@@ -123,8 +123,9 @@ void CTVLClientSmbOpr::TakeSettings() {
   tvl::CopyCut(longName, state->config.Get("LongName"));
 }
 
-// Settles server root and working directory; `directory` is filled in if it is empty. 4 or 21 if a full path
-// leaves no room for its trailing backslash, which would lead every later name astray.
+// Determines server root and working directory, and fills in `directory` if it is empty. Returns
+// TVL_ERR_ROOT_INVALID or TVL_ERR_LOCAL_FILE if a full path does not fit with its trailing backslash, without
+// which all later names would be wrong.
 int CTVLClientSmbOpr::SettleDirectories(char* directory) {
   char* root = state->serverRoot;
   if (!FullPath(state->config.Get("DocumentRoot"), state->serverRoot)) return TVL_ERR_ROOT_INVALID;
@@ -139,7 +140,7 @@ int CTVLClientSmbOpr::SettleDirectories(char* directory) {
   return AddTrailingBackslash(workingDirectory) == 0 ? TVL_ERR_LOCAL_FILE : TVL_OK;
 }
 
-// Makes this instance known on the store, ending the presence of a former opening first.
+// Registers this instance in the store, after ending the presence of a former opening.
 void CTVLClientSmbOpr::Register(const char* className) {
   CConfig& config = state->config;
   state->connection.reset();

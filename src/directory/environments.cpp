@@ -33,7 +33,7 @@ int CTVLClientSmbOpr::GetEnviron(const char* name, const char* defaultValue, CSt
   return TVL_ERR_BAD_PATH;
 }
 
-// The interface requires 0 whatever the write does; TVLLastFileError has the reason.
+// The interface requires 0 even if the write fails; TVLLastFileError returns the reason.
 int CTVLClientSmbOpr::PutEnviron(const char* name, const char* value) {
   if (!state->IsAlive()) return TVL_ERR_NOT_CONNECTED;
   if (const int code = EnvironCode()) return code;

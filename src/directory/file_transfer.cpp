@@ -20,7 +20,7 @@ using tvl::CopiedTimes;
 using tvl::CopyResult;
 using tvl::PathText;
 
-// An existing file, opened to look at its times or to set them.
+// An existing file, opened to read or set its times.
 class TimedFile {
  public:
   TimedFile(const char* path, DWORD access)
@@ -33,7 +33,7 @@ class TimedFile {
 
   [[nodiscard]] bool IsOpen() const { return file_ != INVALID_HANDLE_VALUE; }
 
-  // Gives this file the three times of `other`.
+  // Sets the three times of this file to those of `other`.
   bool TakeTimesOf(const TimedFile& other) const {
     FILETIME creation = {};
     FILETIME access = {};
@@ -46,10 +46,10 @@ class TimedFile {
   HANDLE file_;
 };
 
-// Packed sizes are kept in 32 bits.
+// Compressed sizes are stored in 32 bits.
 constexpr std::uint64_t kLeastCopiedPlain = std::uint64_t{1} << 32;
 
-// Copies by way of the packed form. Modification times are set only where all times are wanted.
+// Copies through the compressed form. Sets the modification time only if all times are to be set.
 CopyResult CopyPacked(const char* source, const char* target_path, const tvl::Writing& writing,
                       CopiedTimes times) {
   tvl::SourceTraits traits = {};
@@ -70,7 +70,7 @@ CopyResult CopyPacked(const char* source, const char* target_path, const tvl::Wr
   return timed ? CopyResult::kCopied : CopyResult::kCopiedWithoutTimes;
 }
 
-// A bare name has no last component, and equals nothing.
+// A plain name has no last component and never matches.
 bool IsLastComponent(const char* path, const char* name) {
   const char* last = LastPathComponent(path);
   return last != nullptr && tvl::EqualNoCase(last, name);
@@ -96,8 +96,8 @@ int CTVLClientSmbOpr::Transfer(const char* source, const char* target, int equal
   return TVL_OK;
 }
 
-// Where the target is another user's its times can't be set. The source then takes the target's, so that the
-// two agree all the same and the next compare by time finds them equal.
+// If the target belongs to another user, its times cannot be set. Then the source gets the times of the
+// target, so that the next comparison by time finds them equal.
 void CTVLClientSmbOpr::EqualFileTimes(const char* source, const char* target) {
   const TimedFile from(source, GENERIC_READ);
   if (!from.IsOpen()) return;
@@ -126,8 +126,8 @@ int CTVLClientSmbOpr::PutRemote(char* remoteName, char* localName, int* transfer
   return TransferUnlessEqual(local.Text(), store.Text(), state->serverRoot, transferred);
 }
 
-// Folders may have been created between `base` and a target, which is on the disk only if they are too. Those
-// of a group are synced with it.
+// Syncs the folders between `base` and a target, since they may be new and a file is safe on the disk only if
+// its folders are. The folders of a group are synced with it.
 bool CTVLClientSmbOpr::SyncFolders(const char* base, const char* target) const {
   const bool synced = state->Writing(0).safety == tvl::Safety::kSynced;
   return !synced || state->group != nullptr || tvl::SyncFoldersBetween(base, target);

@@ -9,7 +9,7 @@
 
 namespace tvl {
 
-// A name that a plan left out.
+// A name that a plan omitted.
 struct LeftOut {
   std::string folder;
   std::string name;

@@ -15,8 +15,8 @@ void CopyText(const char* text, char* output) {
   if (output != nullptr) std::memcpy(output, text, std::strlen(text) + 1);
 }
 
-// Copies what a lock operation found or wrote. The fields are as wide as the buffers that the interface
-// requires.
+// Copies the owner that a lock operation found or wrote. The fields have the size of the buffers that the
+// interface requires.
 void DescribeOwner(const CConnection& connection, int* state, char* computer, int* instance, int* pid,
                    char* ipAddress, char* user) {
   CopyNumber(connection.lockState, state);

@@ -11,15 +11,15 @@
 #include "platform/copy_file.h"
 #include "platform/files.h"
 
-// The store's tree. An operation that changes its shape does the same to the working directory, which mirrors
-// the store; the store's side decides the result, what becomes of the mirror is never looked at. Copies leave
-// the mirror alone.
+// The tree of the store. An operation that changes its structure makes the same change to the working
+// directory, which mirrors the store. Only the change to the store determines the result; failures in the
+// mirror are ignored. Copies do not change the mirror.
 
 namespace {
 
 using tvl::PathText;
 
-// Some names are taken with their slashes as they stand.
+// Joins names whose slashes are not converted.
 PathText Plain(const char* base, const char* name) {
   PathText path;
   path.Append(base).Append(name);
@@ -119,8 +119,8 @@ int CTVLClientSmbOpr::CopyServer2Server(char* source, char* target, int targetIs
   return SyncFolders(state->serverRoot, to.Text()) ? TVL_OK : TVL_ERR_COPY;
 }
 
-// A tree is a group of its own, whatever group is open. What fails inside a tree is not reported, so neither
-// are the group's results.
+// A tree is a group of its own, regardless of an open group. Failures inside a tree are not reported, so
+// neither are the results of the group.
 int CTVLClientSmbOpr::CopyTree(const char* source, const char* target, ProgressCallback callback,
                                void* userData) try {
   tvl::TransferGroup group;

@@ -13,7 +13,7 @@
 #include "platform/writing.h"
 #include "presence/connection.h"
 
-// What a directory connection holds beyond the base class.
+// The state of a directory connection in addition to that of the base class.
 struct CTVLClientSmbOpr::State {
   State() = default;
   // Presence and locks stay with the source.
@@ -21,26 +21,28 @@ struct CTVLClientSmbOpr::State {
   State& operator=(const State& other);
   ~State() = default;
 
-  // False in a forked child of the process that opened the connection, where it is dead.
+  // Returns false in a forked child of the process that opened the connection, which cannot use it.
   [[nodiscard]] bool IsAlive() const { return connection != nullptr && connection->IsOwnProcess(); }
 
-  // How the connection writes its targets; `failure` is the code of one that a group could not complete.
+  // Returns how the connection writes its targets. `failure` is the code for a target that a group could not
+  // complete.
   [[nodiscard]] tvl::Writing Writing(int failure) const {
     return {tvl::SafetyOf(config.safeOnTransfert), group.get(), failure};
   }
 
-  // True if what only looks at the store may be done: on an open connection, and after Preview.
+  // Returns true if operations that only read the store are allowed: on an open connection, and after
+  // Preview.
   [[nodiscard]] bool MayLook() const { return previewed || IsAlive(); }
 
   CConfig config;
   std::unique_ptr<CConnection>
-      connection;  // borrows folders from `config`, so it goes first; null while none is open
+      connection;  // uses texts of `config`, so it is destroyed first; null while none is open
   char serverRoot[tvl::kMaxPath] = {};  // full path of the document root, with a trailing backslash
   bool met_table_damage = false;
   std::unique_ptr<tvl::TransferGroup> group;  // between BeginTransfers and EndTransfers
   bool previewed = false;
-  bool folders_later = false;          // a synchronisation makes its folders with the work, not with the plan
-  bool set_times = false;              // and sets the times of what it copied
+  bool folders_later = false;  // a synchronization creates its folders with the work, not with the plan
+  bool set_times = false;      // and sets the times of what it copied
   std::vector<tvl::LeftOut> left_out;  // of the plan
   tvl::SyncResults sync_results;       // of the plan that was carried out last
 };

@@ -10,7 +10,7 @@
 #include "platform/folder.h"
 #include "transfer/compare.h"
 
-// The open phase of a synchronisation: what has to be done to make the target equal to the source.
+// The first phase of a synchronization: plans what to do to make the target equal to the source.
 
 namespace {
 
@@ -38,7 +38,7 @@ class Side {
   PathText prefix_;
 };
 
-// A walk without the message pump: what it finds is one picture of both trees, which no handler is to change.
+// Walks a folder without running the message pump, whose handlers could change the trees meanwhile.
 template <typename Visit>
 tvl::WalkEnd VisitQuietly(const Side& side, const char* pattern, Visit visit) {
   if (!side.With(pattern).Fits()) return tvl::WalkEnd::kBroken;
@@ -70,14 +70,14 @@ bool Exists(const EntryStatus& status) {
   return status.kind != EntryKind::kUnknown && status.kind != EntryKind::kMissing;
 }
 
-// The target of a synchronisation; the levels above it are made, unless that is left to the work.
+// Returns the target of a synchronization. Creates its parents unless `folders_later` is set.
 PathText SyncTarget(const char* base, const char* name, bool folders_later) {
   return folders_later ? tvl::JoinPath(base, name) : tvl::BuildFullPath(base, name);
 }
 
 }  // namespace
 
-// One open: what is the same on every level of its walk.
+// Plans one synchronization. The members are the same on all levels of the walk.
 class CTVLClientSmbOpr::SyncPlanner {
  public:
   SyncPlanner(CTVLClientSmbOpr& opr, const char* target, const char* pattern, SYNC_DIR_FILE_EXCLUDE exclude,
@@ -88,15 +88,15 @@ class CTVLClientSmbOpr::SyncPlanner {
         total_(total),
         root_length_(static_cast<unsigned short>(std::strlen(target))) {}
 
-  // `through_link`: the target is reached by a link in the tree, so that it belongs to someone else.
+  // With `through_link`, the target is reached by a link in the tree and does not belong to it.
   void PlanFolder(const char* source, const char* target, bool through_link) {
     const Side from(source);
     const Side to(target);
     const bool target_was_there = to.Open().IsOpen() || FileExists(target) != 0;
     if (!target_was_there && !opr_.state->folders_later) tvl::EnsureFolder(target);
     Push(source, target, SYNC_DIR_FILE_FOLDER, {});
-    // A source that could not be read to its end must not cost the target what it holds, and a folder just
-    // made has nothing to delete.
+    // A source that was not read completely must not cause deletions, and a new folder contains nothing to
+    // delete.
     const bool all_seen = PlanSource(from, to, target_was_there, through_link);
     if (all_seen && target_was_there && !through_link) PlanDeletions(from, to);
   }
@@ -104,7 +104,7 @@ class CTVLClientSmbOpr::SyncPlanner {
   [[nodiscard]] bool IsStopped() const { return stopped_; }
 
  private:
-  // False if not all names of the source were seen.
+  // Returns false if not all names of the source were seen.
   bool PlanSource(const Side& from, const Side& to, bool target_was_there, bool through_link) {
     const tvl::WalkEnd end = VisitQuietly(from, pattern_, [&](const WIN32_FIND_DATAA& found) {
       PlanName(found, from, to, target_was_there, through_link);
@@ -157,8 +157,7 @@ class CTVLClientSmbOpr::SyncPlanner {
     return true;
   }
 
-  // A part of the source that is out of reach is not passed over in silence: it becomes a copy that can only
-  // fail.
+  // An inaccessible part of the source must not be ignored silently, so it becomes a copy that will fail.
   void PushOutOfReach(const char* source) { Push(source, "", SYNC_DIR_FILE_COPY, {}); }
 
   void Push(const char* source, const char* target, SYNC_DIR_FILE_OPERATION operation,

@@ -14,7 +14,7 @@ void tvl::SyncResults::Note(int index, int code) {
   try {
     failures_[index] = {last.code, last.path};
   } catch (const std::bad_alloc&) {
-    failures_.erase(index);  // the code says enough
+    failures_.erase(index);  // the code is sufficient
   }
 }
 

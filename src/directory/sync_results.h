@@ -9,16 +9,16 @@
 
 namespace tvl {
 
-// What became of the entries of a plan.
+// The results of the entries of a plan.
 class SyncResults {
  public:
-  // std::bad_alloc may pass.
+  // May throw std::bad_alloc.
   void Begin(int entries) {
     failures_.clear();
     codes_.assign(static_cast<std::size_t>(entries), kNone);
   }
 
-  // Keeps the result of an entry; for a failure also the calling thread's last file error.
+  // Stores the result of an entry, and for a failure also the last file error of the calling thread.
   void Note(int index, int code);
 
   [[nodiscard]] int Code(int index, int* code) const;

@@ -12,7 +12,7 @@
 #include "platform/files.h"
 #include "platform/last_error.h"
 
-// The work phase of a synchronisation: carries the plan out, entry by entry.
+// The second phase of a synchronization: carries out the plan, entry by entry.
 
 // One run of the work.
 class CTVLClientSmbOpr::SyncWorker {
@@ -30,7 +30,7 @@ class CTVLClientSmbOpr::SyncWorker {
   }
 
  private:
-  // False if the application stopped the work.
+  // Returns false if the application stopped the work.
   bool DoAll() {
     for (int index = 0; index < opr_.syncDirCount; ++index) {
       const SyncDirFile& entry = opr_.syncDirFiles[index];
@@ -48,7 +48,7 @@ class CTVLClientSmbOpr::SyncWorker {
     if (owns_group_) opr_.state->group = std::make_unique<tvl::TransferGroup>();
   }
 
-  // Copies of a group have their results only now that they are on the disk.
+  // The results of a group's copies are known only after they are synced.
   void EndGroup() {
     if (!owns_group_) return;
     const std::vector<int> codes = opr_.state->group->End();
@@ -70,7 +70,7 @@ class CTVLClientSmbOpr::SyncWorker {
       Note(index, TVL_OK);
       return TVL_OK;
     }
-    static_cast<void>(tvl::TakeLastError());  // an older failure is no reason for this one
+    static_cast<void>(tvl::TakeLastError());  // an older failure does not explain this one
     switch (entry.operation) {
       case SYNC_DIR_FILE_COPY:
         return Copy(index, entry);
@@ -90,12 +90,12 @@ class CTVLClientSmbOpr::SyncWorker {
     } else {
       Note(index, code);
     }
-    SyncDirFile reported = entry;  // the callback may write on it
+    SyncDirFile reported = entry;  // the callback may modify it
     if (callback_ != nullptr) callback_(reported.source, reported.size, user_data_);
     return code;
   }
 
-  // With the folders that it is in.
+  // Creates the folder and its parents.
   static bool MakeFolder(const char* path) {
     if (IsDirectory(path) != 0) return true;
     static_cast<void>(tvl::BuildFullPath("\\", path));

@@ -29,14 +29,14 @@ bool IsDigit(char character) {
   return character >= '0' && character <= '9';
 }
 
-// The number of a run of digits; the greatest one for a run beyond it.
+// Converts digits to a number. Returns the largest int if the number is larger.
 int NumberOf(string_view digits) {
   int number = 0;
   const auto [end, problem] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
   return problem == std::errc::result_out_of_range ? std::numeric_limits<int>::max() : number;
 }
 
-// Takes a file name apart from its right end. False if it has no usable number.
+// Parses a file name from its right end. Returns false if it has no usable number.
 bool ParsePack(string_view name, UpdatePack& pack) {
   const std::size_t point = name.rfind('.');
   if (point == string_view::npos || point == 0) return false;
@@ -58,7 +58,7 @@ bool AppendPack(const UpdatePack& pack, CString& list) {
          list.Append(pack.fileName) != 0 && list.AppendChar('|') != 0;
 }
 
-// The packs in the folder of `pattern`, in the order of their numbers. std::bad_alloc may pass.
+// Returns the packs that match `pattern`, sorted by number. May throw std::bad_alloc.
 std::vector<UpdatePack> FindPacks(const tvl::PathText& pattern) {
   std::vector<UpdatePack> packs;
   if (!pattern.Fits()) return packs;
@@ -72,7 +72,7 @@ std::vector<UpdatePack> FindPacks(const tvl::PathText& pattern) {
   return packs;
 }
 
-// `folder` of the store, which may end in a backslash, and the names to search for.
+// Builds the search pattern for packs in a folder of the store, which may end in a backslash.
 tvl::PathText PackPattern(const char* root, const char* folder, const char* prefix) {
   tvl::PathText pattern;
   pattern.Append(root).Append(folder);

@@ -7,8 +7,8 @@
 
 namespace tvl::engine {
 
-// Makes an empty table at `path`. False, and a noted error, if that fails: a table that somebody uses is
-// whole then, any other is gone.
+// Creates an empty table at `path`. On failure returns false and notes an error; then a table in use is
+// unchanged, and any other is deleted.
 [[nodiscard]] bool MakeArchive(const std::string& path, const Layout& layout);
 
 }  // namespace tvl::engine

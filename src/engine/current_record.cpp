@@ -10,8 +10,8 @@
 namespace tvl::engine {
 namespace {
 
-// A bare pointer, and a destructor tied to the end of a thread: exit() destroys the main thread's
-// thread-locals before the last calls come, but runs no thread-specific destructors.
+// A plain pointer with a destructor that runs at the end of a thread: exit() destroys the thread-local
+// objects of the main thread before the last calls arrive, but runs no thread-specific destructors.
 thread_local CurrentRecord* ofThread = nullptr;
 
 void Free(void* record) {

@@ -9,13 +9,14 @@
 
 namespace tvl::engine {
 
-// The memory that field calls work on, and how it is cut up. One for each thread.
+// The memory that field calls access, and its fields. Each thread has one.
 class CurrentRecord {
  public:
-  // The calling thread's; freed when the thread ends, never by unloading. Throws std::bad_alloc.
+  // Returns the current record of the calling thread. It is freed when the thread ends, but not when the
+  // module is unloaded. Throws std::bad_alloc.
   static CurrentRecord& OfThread();
 
-  // False for a schema that can't be read; the memory is taken all the same, without fields.
+  // Returns false for an invalid schema; then the record is set without fields.
   [[nodiscard]] bool Set(const char* schema, void* record, int length);
 
   [[nodiscard]] const _format_* Find(const char* name) const;

@@ -7,12 +7,12 @@
 
 #include "store/lock_ranges.h"
 
-// Locks of open files on byte ranges. A classic lock would vanish with any close() of the same file in this
-// process.
+// Byte-range locks that belong to an open file. A classic lock would be lost with any close() of the same
+// file in this process.
 
 namespace tvl::engine {
 
-// The range as fcntl wants it.
+// Converts a range to the form of fcntl.
 inline struct flock Describe(short type, const LockRange& range) {
   struct flock lock = {};
   lock.l_type = type;
@@ -22,7 +22,7 @@ inline struct flock Describe(short type, const LockRange& range) {
   return lock;
 }
 
-// Never waits. False, and errno, if the lock cannot be had.
+// Tries to lock without waiting. Returns false and sets errno on failure.
 [[nodiscard]] inline bool TryLock(int descriptor, short type, const LockRange& range) {
   struct flock lock = Describe(type, range);
   int result = fcntl(descriptor, F_OFD_SETLK, &lock);
@@ -34,7 +34,7 @@ inline void Unlock(int descriptor, const LockRange& range) {
   static_cast<void>(TryLock(descriptor, F_UNLCK, range));
 }
 
-// Whether `problem` means that another open file holds a lock in the way.
+// Returns whether `problem` means that another open file holds a conflicting lock.
 [[nodiscard]] inline bool IsRefusal(int problem) {
   return problem == EAGAIN || problem == EACCES;
 }

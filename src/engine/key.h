@@ -9,10 +9,10 @@
 
 namespace tvl::engine {
 
-// A key completed with blanks to its table's length, or cut there.
+// A key that is padded with blanks or cut to the length in its table.
 class Key {
  public:
-  // `text` may be null, which is a blank key.
+  // `text` may be null for a blank key.
   Key(const char* text, int length) : length_(static_cast<std::size_t>(length)) {
     const std::size_t given = text == nullptr ? 0 : strnlen(text, length_);
     if (given > 0) std::memcpy(bytes_, text, given);
@@ -26,7 +26,7 @@ class Key {
     return std::all_of(bytes_, bytes_ + length_, [](char byte) { return byte == ' '; });
   }
 
-  // Takes over bytes from storage, however many there are.
+  // Sets the key to bytes from storage, regardless of their number.
   void Assign(const void* bytes, std::size_t count) {
     count = std::min(count, length_);
     if (count > 0) std::memcpy(bytes_, bytes, count);

@@ -7,7 +7,8 @@
 namespace tvl::engine {
 namespace {
 
-// Trivially destructible: calls may still come while a process unloads, when thread-locals are gone.
+// Trivially destructible, because calls may still arrive while a process exits, after thread-local objects
+// were destroyed.
 thread_local char lastError[256];
 thread_local Problem lastProblem = Problem::kNone;
 

@@ -3,7 +3,7 @@
 
 namespace tvl::engine {
 
-// What kind of failure it was. The numbers are those of GetLastProblem.
+// The kind of a failure. The numbers are those of GetLastProblem.
 enum class Problem {
   kNone = 0,
   kNotFound = 1,
@@ -13,10 +13,10 @@ enum class Problem {
   kUnusable = 5,
 };
 
-// Forgets the calling thread's problem when a call begins; the text stays.
+// Clears the problem of the calling thread at the start of a call, but not the text.
 void ClearProblem() noexcept;
 
-// Keeps why the calling thread's call fails, cut to 255 bytes.
+// Stores why the call of the calling thread fails, cut to 255 bytes.
 void NoteError(const char* reason, Problem problem = Problem::kUnusable) noexcept;
 
 // The same, followed by the text for errno.

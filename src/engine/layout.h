@@ -3,7 +3,8 @@
 
 namespace tvl::engine {
 
-// Callers' buffers: 6144 bytes for a record and its NUL, 1024 for a key and its NUL.
+// The limits follow from the callers' buffers: 6144 bytes for a record and its NUL, 1024 for a key and its
+// NUL.
 constexpr int kLongestRecord = 6143;
 constexpr int kLongestKey = 1023;
 

@@ -16,7 +16,7 @@ struct Descriptors {
   std::vector<int> open;
 };
 
-// Never destroyed: calls still come while the process unloads.
+// Never destroyed, because calls may still arrive while the process exits.
 Descriptors& All() {
   static Descriptors& all = *new Descriptors;
   return all;
@@ -57,7 +57,7 @@ void AbandonLockDescriptors() {
   Descriptors& all = All();
   const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
   for (const int descriptor : all.open) {
-    // Without a substitute the number may come up again, but the parent's lock must go in any case.
+    // Without a substitute the number may be reused, but the parent's lock must be released in any case.
     if (nothing < 0 || dup3(nothing, descriptor, O_CLOEXEC) < 0) close(descriptor);
   }
   if (nothing >= 0) close(nothing);

@@ -3,19 +3,19 @@
 
 #include <sys/types.h>
 
-// The descriptors that carry this module's locks, SQLite's among them.
+// The descriptors with the locks of this module, including those of SQLite.
 //
 // Such a lock belongs to the open file and not to the process, so a forked child has it too. The child
-// replaces all of these descriptors by /dev/null: it can then neither use nor prolong a lock of its parent,
-// and code that still knows a number never meets another file behind it.
+// replaces all of these descriptors by /dev/null. Then it can neither use nor prolong a lock of its parent,
+// and code that still uses a number never gets another file.
 
 namespace tvl::engine {
 
-// open() and close() with close-on-exec, noted and forgotten here.
+// open() and close() with close-on-exec, which also register and unregister the descriptor.
 [[nodiscard]] int OpenForLocks(const char* path, int flags, mode_t mode);
 int CloseForLocks(int descriptor);
 
-// Around a fork: nobody opens or closes meanwhile. The child calls Abandon before it resumes.
+// Called around a fork, so that nobody opens or closes meanwhile. The child calls Abandon before it resumes.
 void SuspendLockDescriptors();
 void ResumeLockDescriptors();
 void AbandonLockDescriptors();

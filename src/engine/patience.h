@@ -5,20 +5,20 @@
 
 namespace tvl::engine {
 
-// How long a call waits, all its waits together.
+// Maximum total time that a call waits.
 constexpr std::chrono::seconds kPatience{10};
 
-// The waits of one call, for another thread's turn and for locks of other processes.
+// Limits the waits of one call, for the turn of another thread and for locks of other processes.
 //
-// Locks can only be tried: short pauses first, as most locks last microseconds.
+// Locks are polled, with short pauses first, because most locks last microseconds.
 class Patience {
  public:
   explicit Patience(std::chrono::milliseconds limit = kPatience) : limit_(limit) {}
 
-  // The time at which waiting ends. It is set when the call first has to wait.
+  // Returns the time at which waiting ends. It is set when the call first has to wait.
   [[nodiscard]] std::chrono::steady_clock::time_point End();
 
-  // Sleeps a little. False, without a sleep, when the time is over.
+  // Sleeps for a short time. Returns false without sleeping when the time is over.
   [[nodiscard]] bool Pause();
 
  private:

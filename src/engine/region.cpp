@@ -10,8 +10,8 @@
 namespace tvl::engine {
 namespace {
 
-// How often, and for how long, a reader that has passed the gate may do without it. A writer that holds the
-// gate waits for no more than that.
+// How often, and for how long, a reader that has passed the gate may bypass it. A writer that holds the gate
+// never waits longer than that.
 constexpr int kMostBypasses = 3;
 constexpr std::chrono::milliseconds kPassLasts{20};
 
@@ -23,7 +23,7 @@ short TypeOf(Region::Strength strength) {
   return strength == Region::Strength::kExclusive ? F_WRLCK : F_RDLCK;
 }
 
-// Tries until the lock is there. False, and a noted error, if the time is over or the lock cannot be had.
+// Tries to lock until it succeeds. Returns false and notes an error if the time is over or locking fails.
 bool LockPatiently(int descriptor, short type, const LockRange& range, Patience& patience) {
   while (!TryLock(descriptor, type, range)) {
     if (!IsRefusal(errno)) {
@@ -45,8 +45,8 @@ void Region::Attach(int descriptor) {
   canWrite_ = (fcntl(descriptor, F_GETFL) & O_ACCMODE) == O_RDWR;
 }
 
-// The gate is exclusive for readers too, so that a writer has the same chance as each of them. A descriptor
-// for reading only can share it at most.
+// Readers lock the gate exclusively too, so that a writer has the same chance as each of them. A read-only
+// descriptor can only share it.
 bool Region::PassGate(Strength wanted, Patience& patience) {
   if (!LockPatiently(descriptor_, canWrite_ ? F_WRLCK : F_RDLCK, kGateByte, patience)) return false;
   const bool taken = LockPatiently(descriptor_, TypeOf(wanted), RangeOf(wanted), patience);
@@ -88,7 +88,7 @@ bool Region::Allows(short type) {
 int Region::OnRequest(int descriptor, int command, struct flock& lock) {
   if (descriptor == descriptor_ && command == F_SETLK && Allows(lock.l_type)) return 0;
   if (descriptor == descriptor_ && command == F_GETLK) {
-    // Another program's writer may be at work next to a reader of ours.
+    // Another program may be writing while we only read.
     if (held_ != Strength::kExclusive) return fcntl(descriptor, F_OFD_GETLK, &lock);
     lock.l_type = F_UNLCK;
     return 0;

@@ -10,47 +10,48 @@
 
 namespace tvl::engine {
 
-// The bytes of a table's file on which SQLite takes its locks, locked as one.
+// Locks the bytes of a table's file that SQLite uses for its locks, in one step.
 //
-// SQLite shares these bytes first and claims more of them step by step. Two processes can bar each other's
-// way like that, and SMB refuses to turn a shared lock into an exclusive one. So a transaction takes all that
-// it will need in one call before it begins, and SQLite's own steps change nothing on the disk. Programs that
-// use plain SQLite are excluded all the same, and exclude us: the bytes are those that they lock.
+// SQLite first shares these bytes and then locks more of them step by step. In this way two processes can
+// block each other, and SMB refuses to convert a shared lock to an exclusive one. So a transaction locks
+// everything that it will need in one call before it begins, and SQLite's own steps do not change locks on
+// the disk. Programs that use plain SQLite and this module still exclude each other, because they lock the
+// same bytes.
 //
-// A writer takes all of the bytes. A reader shares those that SQLite's readers share and no others, because a
-// lock on the byte that marks a writer would make a plain SQLite take the journal of a killed writer for that
+// A writer locks all of the bytes. A reader shares only those that SQLite's readers share, because with a
+// lock on the byte that marks a writer, a plain SQLite would mistake the journal of a killed writer for that
 // of a live one.
 //
-// The locks belong to SQLite's own descriptor: where a network file system loses them, the descriptor's
-// writes fail too.
+// The locks belong to SQLite's own descriptor: if a network file system loses them, writes to the descriptor
+// fail too.
 class Region {
  public:
   enum class Strength { kNone, kShared, kExclusive };
 
   void Attach(int descriptor);
 
-  // Waits for others, first at the gate byte and then, holding that, for the region: so readers that come and
-  // go cannot starve a writer. To save round trips, a reader that has just passed the gate may go straight to
-  // the region a few times. The region must not be held. False, and a noted error, if others keep it.
+  // Waits first for the gate byte and then, holding that, for the region, so that a stream of readers cannot
+  // starve a writer. To save round trips, a reader that has just passed the gate may bypass it a few times.
+  // The region must not be held. Returns false and notes an error if others hold it for too long.
   [[nodiscard]] bool Take(Strength wanted, Patience& patience);
   void Release();
 
-  // Whether SQLite, since Take, wanted to write with a shared lock only: it has found the journal of a killed
-  // writer, which must be rolled back first.
+  // Returns whether SQLite has tried to write since Take although the lock is only shared: it found the
+  // journal of a killed writer, which must be rolled back first.
   [[nodiscard]] bool WasTooWeak() const { return wasTooWeak_; }
 
-  // Says that it could not be seen whether a killed writer has left a journal. SQLite would take that for
-  // "no"; the transaction must fail.
+  // Records that it is unknown whether a killed writer left a journal. SQLite would assume that there is
+  // none, so the transaction must fail.
   void NoteUnseenJournal() { hasUnseenJournal_ = true; }
   [[nodiscard]] bool HasUnseenJournal() const { return hasUnseenJournal_; }
 
-  // Whether the folder was synced, through this object, since the journal of this inode is in it. If not, the
-  // caller syncs it now.
+  // Returns whether the folder was synced through this object since it contains the journal with this inode.
+  // If not, the caller must sync it now.
   [[nodiscard]] bool IsJournalSynced() const { return journal_ == syncedJournal_; }
   void NoteJournal(const FileId& journal) { journal_ = journal; }
   void NoteSyncedFolder() { syncedJournal_ = journal_; }
 
-  // Answers a lock request of SQLite's in place of fcntl.
+  // Answers a lock request of SQLite instead of fcntl.
   [[nodiscard]] int OnRequest(int descriptor, int command, struct flock& lock);
 
  private:
@@ -70,7 +71,7 @@ class Region {
   bool wasTooWeak_ = false;
 };
 
-// The region for the duration of one call.
+// Holds the region for the duration of one call.
 class RegionHold {
  public:
   RegionHold(Region& region, Region::Strength strength, Patience& patience)
@@ -83,7 +84,7 @@ class RegionHold {
 
   [[nodiscard]] bool Has() const { return has_; }
 
-  // Leaves the region held when this object ends, until the next Release.
+  // Keeps the region held after this object is destroyed, until the next Release.
   void Keep() { has_ = false; }
 
  private:

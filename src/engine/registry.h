@@ -14,24 +14,24 @@
 
 namespace tvl::engine {
 
-// A table that this process has open, under however many handles: two SQLite connections of one process on
-// one file would take each other's locks for their own.
+// A table that this process has open, with any number of handles. Two SQLite connections of one process to
+// one file would mistake each other's locks for their own.
 struct OpenTable {
   explicit OpenTable(TableFile held) : file(std::move(held)) {}
 
-  // Whoever works on the table holds its turn; a batch holds it from begin to end.
+  // Held by a thread that uses the table; a batch holds it from begin to end.
   TurnLock turn;
   TableFile file;
-  std::unique_ptr<Table> storage;  // null until opened, and for good if that failed
+  std::unique_ptr<Table> storage;  // null until opened, and if that failed
   std::vector<int> batches;        // handles with a batch, the outermost first
-  bool batchWrites = false;        // what the outermost one is for
+  bool batchWrites = false;        // whether the outermost batch is for writing
 };
 
-// What a handle stands for.
+// The table of a handle.
 struct Opened {
   std::shared_ptr<OpenTable> table;
   bool readOnly = false;
-  std::string path;  // by which it was opened
+  std::string path;  // with which it was opened
 };
 
 // The handles of the process. Any thread may use it.
@@ -39,10 +39,10 @@ class Registry {
  public:
   static Registry& Get();
 
-  // -1 and a noted error if the table can't be opened.
+  // Opens a table. Returns -1 and notes an error on failure.
   [[nodiscard]] int Open(const char* path, bool readOnly);
 
-  // No table, and a noted error, for a handle that isn't open in this process.
+  // Returns no table and notes an error for a handle that is not open in this process.
   [[nodiscard]] Opened Find(int handle);
 
   [[nodiscard]] bool Close(int handle);
@@ -60,9 +60,10 @@ class Registry {
   static void AfterForkInChild();
 
   std::mutex mutex_;
-  int lastHandle_ = 0;  // numbers are never given out twice, nor by a child what its parent gave out
+  int lastHandle_ = 0;  // numbers are never reused, not even by a child process
   std::unordered_map<int, Opened> handles_;
-  std::unordered_map<int, Opened> abandoned_;  // a parent's, in its child: never touched, never freed
+  std::unordered_map<int, Opened>
+      abandoned_;  // in a child, the handles of its parent; never touched or freed
   std::map<FileId, std::weak_ptr<OpenTable>> tables_;
 };
 

@@ -9,7 +9,7 @@ bool IsUpward(ReadMode mode) {
   return mode != ReadMode::kLess && mode != ReadMode::kLessOrEqual;
 }
 
-// Of equal keys 2 there may be many, so a search for a greater one must not begin before them.
+// Many rows may have the same key 2, so a search for a greater key must not begin before them.
 bool BeginsBelow(int keyNumber, ReadMode mode) {
   return IsUpward(mode) && (keyNumber == 1 || mode != ReadMode::kGreater);
 }
@@ -31,7 +31,7 @@ RowSearch::RowSearch(const Layout& layout, int keyNumber, ReadMode mode, const K
       wanted_(wanted.Bytes(), static_cast<std::size_t>(wanted.Length())),
       start_(BeginsBelow(keyNumber, mode) ? WithoutBlanks(wanted_) : wanted_) {}
 
-// A NUL ends a key text, so none is ever written.
+// A NUL ends a key text, so stored keys never contain one.
 bool RowSearch::IsWholeKey(const StoredValue& key, int length) const {
   return HasLength(key, length) && key.bytes.find('\0') == string_view::npos;
 }
@@ -58,7 +58,7 @@ bool RowSearch::IsMatch(string_view key) const {
   return false;
 }
 
-// Each row passed must come later in the order than the one before it.
+// Each row must come after the previous one in the order.
 Verdict RowSearch::Pass(const StoredRow& row) {
   std::string place(keyNumber_ == 1 ? row.key1.bytes : row.key2.bytes);
   if (place < start_) return Verdict::kDamaged;
@@ -68,7 +68,7 @@ Verdict RowSearch::Pass(const StoredRow& row) {
   return Verdict::kGoOn;
 }
 
-// Completed or cut, a key of the wrong length may be the wanted one.
+// A key of the wrong length may be the wanted key if it was padded or cut.
 Verdict RowSearch::JudgeEqual(const StoredRow& row) {
   const string_view key = keyNumber_ == 1 ? row.key1.bytes : row.key2.bytes;
   Key completed("", static_cast<int>(wanted_.size()));

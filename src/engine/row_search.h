@@ -10,7 +10,7 @@
 
 namespace tvl::engine {
 
-// A value as it is stored. Only bytes are ours; a file from elsewhere may hold a text or a number.
+// A stored value. This module stores only bytes, but a foreign file may contain a text or a number.
 struct StoredValue {
   std::string_view bytes;
   bool isBytes = true;
@@ -24,16 +24,16 @@ struct StoredRow {
 
 enum class Verdict { kFound, kGoOn, kAbsent, kDamaged };
 
-// Judges the rows that a read meets on its way, in the order of its key, up to the one that it looks for.
+// Examines the rows that a read meets, in the order of its key, up to the row that it looks for.
 //
-// A file may be damaged or made to do harm. A row whose key or record hasn't its length is never taken for
-// "no such record", and rows out of order are noticed, so that no reader goes round in circles.
+// A file may be damaged or malicious. A row whose key or record has the wrong length is never mistaken for
+// "no such record", and rows in the wrong order are detected, so that no reader loops forever.
 class RowSearch {
  public:
   RowSearch(const Layout& layout, int keyNumber, ReadMode mode, const Key& wanted);
 
-  // How much of the wanted key a walk begins with. An upward walk begins with the key as it would be if its
-  // blanks at the end were missing.
+  // Returns how many bytes of the wanted key a search starts with. An upward search starts with the key
+  // without its trailing blanks.
   [[nodiscard]] int StartLength() const { return static_cast<int>(start_.size()); }
 
   [[nodiscard]] Verdict Judge(const StoredRow& row);
@@ -50,7 +50,7 @@ class RowSearch {
   ReadMode mode_;
   std::string_view wanted_;
   std::string_view start_;
-  std::string passed_;  // the row passed last, as its place in the order
+  std::string passed_;  // the position of the last row in the order
 };
 
 }  // namespace tvl::engine

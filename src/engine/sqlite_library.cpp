@@ -23,26 +23,26 @@ struct Gate {
   std::mutex mutex;
   std::condition_variable changed;
   int inside = 0;
-  bool shut = false;  // nobody enters any more, or a fork could wait for ever
+  bool shut = false;  // no thread may enter any more, or a fork might wait forever
 };
 
-// Never destroyed: calls still come while the process unloads.
+// Never destroyed, because calls may still arrive while the process exits.
 Gate& TheGate() {
   static Gate& gate = *new Gate;
   return gate;
 }
 
-// Forks between this process and the one that loaded the module.
+// Number of forks between this process and the one that loaded the module.
 unsigned int generation = 0;
 
 constexpr int kGenerationShift = 40;
 
-// Who answers lock requests of the calling thread.
+// Answers the lock requests of the calling thread.
 thread_local Region* regionInUse = nullptr;
 
 thread_local int lastOpened = -1;
 
-// SQLite's locks are taken before it asks for them.
+// Replaces fcntl for SQLite: its locks are acquired before it requests them.
 int FcntlWithoutLocks(int descriptor, int command, ...) {
   va_list arguments;
   va_start(arguments, command);
@@ -71,7 +71,8 @@ int Open(const char* path, int flags, int mode) {
   return lastOpened;
 }
 
-// A network file system may answer from what it saw seconds ago, when the writer of the journal still lived.
+// A network file system may answer from a cache that is seconds old, from a time when the writer of the
+// journal was still alive.
 int StatFresh(const char* path, struct stat* status) {
   struct statx fresh = {};
   if (IsJournal(path)) static_cast<void>(statx(AT_FDCWD, path, AT_STATX_FORCE_SYNC, STATX_SIZE, &fresh));
@@ -82,8 +83,8 @@ int StatFresh(const char* path, struct stat* status) {
   return result;
 }
 
-// SQLite opens the folder to sync it whenever it has opened a journal. Once is enough for a journal that
-// stays.
+// SQLite opens the folder to sync it whenever it has opened a journal. Once is enough for a journal that is
+// kept.
 int OpenFolder(const char* path, int* descriptor) {
   if (regionInUse == nullptr || regionInUse->IsJournalSynced()) return SQLITE_CANTOPEN;
   const std::string_view name(path);
@@ -95,15 +96,15 @@ int OpenFolder(const char* path, int* descriptor) {
   return SQLITE_OK;
 }
 
-// As root, SQLite gives a journal to the table's owner each time that it has opened it.
+// As root, SQLite changes the owner of a journal to that of the table each time it opens the journal.
 int ChangeOwnerOnce(int descriptor, uid_t user, gid_t group) {
   struct stat status = {};
   if (fstat(descriptor, &status) == 0 && status.st_uid == user && status.st_gid == group) return 0;
   return fchown(descriptor, user, group);
 }
 
-// SQLite keeps a list of files with their locks, by device and inode. In a forked child that list tells of
-// the parent's locks, so the child's files go by another device there.
+// SQLite keeps a list of files with their locks, by device and inode. In a forked child that list contains
+// the parent's locks, so the child's files get another device number.
 int StatForChild(int descriptor, struct stat* status) {
   const int result = fstat(descriptor, status);
   if (result == 0) status->st_dev ^= static_cast<dev_t>(generation) << kGenerationShift;
@@ -138,7 +139,7 @@ bool ReplaceSystemCalls() {
 }  // namespace
 
 bool SetUpSqlite() {
-  // One thread at a time uses a connection, and nobody asks for statistics.
+  // A connection is used by one thread at a time, and statistics are not needed.
   return sqlite3_config(SQLITE_CONFIG_MULTITHREAD) == SQLITE_OK &&
          sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0) == SQLITE_OK &&
          sqlite3_config(SQLITE_CONFIG_URI, 0) == SQLITE_OK && sqlite3_initialize() == SQLITE_OK &&
@@ -171,7 +172,7 @@ void ShutSqlite() {
   gate.changed.wait(lock, [&] { return !gate.shut; });
   gate.shut = true;
   gate.changed.wait(lock, [&] { return gate.inside == 0; });
-  lock.release();  // kept over the fork, as a thread in the middle of stepping in would leave it locked to
+  lock.release();  // kept over the fork, because a thread that is just entering would leave it locked in
                    // the child
 }
 
@@ -186,7 +187,7 @@ void ReopenSqliteInChild() {
   Gate& gate = TheGate();
   ++generation;
   gate.shut = false;
-  new (&gate.changed) std::condition_variable;  // the old one still counts the parent's threads that wait
+  new (&gate.changed) std::condition_variable;  // the old one still counts the waiting threads of the parent
   gate.mutex.unlock();
 }
 

@@ -1,34 +1,34 @@
 #ifndef TVL_ENGINE_SQLITE_LIBRARY_H
 #define TVL_ENGINE_SQLITE_LIBRARY_H
 
-// This module's own copy of SQLite, and how it is made fit for shares and for programs that fork.
+// This module's own copy of SQLite, adapted to network shares and to programs that fork.
 
 namespace tvl::engine {
 
 class Region;
 
-// Once, before anything else of SQLite. False if SQLite refuses.
+// Must be called once before SQLite is used. Returns false if SQLite refuses.
 [[nodiscard]] bool SetUpSqlite();
 
-// A thread that is inside SQLite holds a passage. A fork waits until there is none, so that the child finds
-// no mutex of SQLite locked by a thread that it doesn't have. Passages don't nest, and nobody waits for a
+// Held by a thread while it is inside SQLite. A fork waits until there is none, so that no SQLite mutex is
+// locked in the child by a thread that does not exist there. Passages do not nest, and no thread waits for a
 // lock inside one.
 class SqlitePassage {
  public:
-  // `region` answers the locks that SQLite asks for meanwhile; without one there is nothing to lock.
+  // `region` answers the lock requests of SQLite meanwhile; null if nothing is to be locked.
   explicit SqlitePassage(Region* region = nullptr);
   SqlitePassage(const SqlitePassage&) = delete;
   SqlitePassage& operator=(const SqlitePassage&) = delete;
   ~SqlitePassage();
 };
 
-// The descriptor of the file that SQLite opened last in the thread's current passage, or -1.
+// Returns the descriptor of the file that SQLite opened last in the current passage of the thread, or -1.
 [[nodiscard]] int LastOpenedBySqlite();
 
-// Around a fork.
+// Called around a fork.
 void ShutSqlite();
 void ReopenSqlite();
-// In the child, which from then on also counts every file as one that SQLite hasn't met before.
+// Called in the child. From then on every file looks new to SQLite.
 void ReopenSqliteInChild();
 
 }  // namespace tvl::engine

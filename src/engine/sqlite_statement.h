@@ -10,10 +10,10 @@
 
 namespace tvl::engine {
 
-// A statement that is prepared when it is first needed and kept.
+// A statement that is prepared at its first use and kept.
 class Statement {
  public:
-  // Null if SQLite refuses it.
+  // Returns null if SQLite refuses the statement.
   [[nodiscard]] sqlite3_stmt* Prepared(sqlite3* database, const char* sql) {
     if (statement_ == nullptr) {
       sqlite3_stmt* statement = nullptr;
@@ -23,7 +23,7 @@ class Statement {
     return statement_.get();
   }
 
-  // Must be done before its database is closed.
+  // Must be called before the database is closed.
   void Finalize() { statement_.reset(); }
 
  private:
@@ -33,7 +33,7 @@ class Statement {
   std::unique_ptr<sqlite3_stmt, Finalizer> statement_;
 };
 
-// One run of a statement; its end gives back the locks that the run took.
+// One run of a statement. Its end releases the locks that the run acquired.
 class Execution {
  public:
   Execution(Statement& statement, sqlite3* database, const char* sql)
@@ -42,15 +42,15 @@ class Execution {
   Execution& operator=(const Execution&) = delete;
   ~Execution() { sqlite3_reset(statement_); }
 
-  // The bytes must stay until the run ends.
+  // The bytes must remain valid until the run ends.
   void Bind(int place, const void* bytes, int count) {
     sqlite3_bind_blob(statement_, place, bytes, count, SQLITE_STATIC);
   }
 
-  // SQLITE_ROW, SQLITE_DONE or an error.
+  // Returns SQLITE_ROW, SQLITE_DONE or an error.
   [[nodiscard]] int Step() { return statement_ == nullptr ? SQLITE_ERROR : sqlite3_step(statement_); }
 
-  // A column of the row, until the next step.
+  // Returns a column of the row, valid until the next step.
   [[nodiscard]] StoredValue Value(int column) const {
     const bool isBytes = sqlite3_column_type(statement_, column) == SQLITE_BLOB;
     const auto* bytes = static_cast<const char*>(sqlite3_column_blob(statement_, column));

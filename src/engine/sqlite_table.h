@@ -18,16 +18,16 @@ namespace tvl::engine {
 
 // A table as an SQLite database of one file.
 //
-// The rows lie in one tree ordered by key 1, with a second one over key 2. The journal is a rollback journal,
-// since the file may lie on a share, where the shared memory of a write-ahead log doesn't reach.
+// The rows are in a tree ordered by key 1, with an index for key 2. The journal is a rollback journal,
+// because the file may be on a share, where the shared memory of a write-ahead log does not work.
 class SqliteTable : public Table {
  public:
-  // Opens the database in `file`, which outlives it. Null and a noted error if it is not
-  // one of ours, or others keep it locked.
+  // Opens the database in `file`, which must outlive it. Returns null and notes an error if it is not a
+  // table, or if others keep it locked.
   [[nodiscard]] static std::unique_ptr<SqliteTable> Open(const std::string& path, const TableFile& file,
                                                          Patience& patience);
 
-  // The bytes of a table without records; empty, and a noted error, if memory runs out.
+  // Returns the bytes of a table without records. Returns nothing and notes an error if memory runs out.
   [[nodiscard]] static std::string EmptyImage(const Layout& layout);
 
   SqliteTable(const SqliteTable&) = delete;
@@ -42,7 +42,7 @@ class SqliteTable : public Table {
   [[nodiscard]] bool End() override;
 
  private:
-  // What is known of the first key in the order of one of the keys, at a version of the data.
+  // What is known about the first key in the order of one of the keys, at a version of the data.
   struct FirstKey {
     bool isKnown = false;
     unsigned int version = 0;

@@ -10,13 +10,14 @@
 
 namespace tvl::engine {
 
-// What a read looks for, relative to the key given.
+// What a read looks for, relative to its key.
 enum class ReadMode { kEqual, kGreater, kGreaterOrEqual, kLess, kLessOrEqual };
 
-// A table in some storage, on which the exported functions work. One thread at a time uses it.
+// The interface to the storage of a table, used by the exported functions. A table is used by one thread at a
+// time.
 //
-// A false result leaves its reason with NoteError. Keys come completed to the lengths of the layout. A call
-// waits for other processes as long as `patience` lasts.
+// Functions that return false have called NoteError with the reason. Keys have the lengths of the layout. A
+// call waits for other processes as long as `patience` lasts.
 class Table {
  public:
   Table() = default;
@@ -26,20 +27,20 @@ class Table {
 
   [[nodiscard]] virtual const Layout& Lengths() const = 0;
 
-  // On success `key` becomes that of the record found and `record` its bytes.
+  // On success stores key and bytes of the record found in `key` and `record`.
   [[nodiscard]] virtual bool Read(int keyNumber, ReadMode mode, Key& key, void* record,
                                   Patience& patience) = 0;
 
-  // A blank `key2` leaves that of a record replaced as it is.
+  // If `key2` is blank, a replaced record keeps its key 2.
   [[nodiscard]] virtual bool Write(const Key& key1, const Key& key2, const void* record,
                                    Patience& patience) = 0;
 
-  // Null stands for any key; with both null nothing is deleted. True only if a record was.
+  // Null matches any key; if both are null, nothing is deleted. Returns true only if a record was deleted.
   [[nodiscard]] virtual bool Delete(const Key* key1, const Key* key2, Patience& patience) = 0;
 
   [[nodiscard]] virtual bool Begin(bool forWriting, Patience& patience) = 0;
 
-  // Ends what Begin began. False if what was written since then is lost.
+  // Ends the transaction of Begin. Returns false if its changes are lost.
   [[nodiscard]] virtual bool End() = 0;
 };
 

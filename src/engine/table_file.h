@@ -12,31 +12,31 @@
 
 namespace tvl::engine {
 
-// Which file it is, by whatever name.
+// The identity of a file, regardless of its name.
 struct FileId {
   dev_t device = 0;
   ino_t inode = 0;
   auto operator<=>(const FileId&) const = default;  // NOLINT(modernize-use-nullptr): a false alarm
 };
 
-// The path of a table's data file as its user names it: the host's separators and the extension ".dat".
+// Returns the path of a table's data file: the given name with host separators and the extension ".dat".
 [[nodiscard]] std::string NamedPath(const char* table);
 
-// The same path with its links followed.
+// Returns the same path with its links resolved.
 [[nodiscard]] std::string DataFilePath(const std::string& path);
 
-// A table's data file, held by a lock as long as this object lives.
+// The data file of a table, locked as long as this object exists.
 //
-// Anyone who deletes or replaces a file of the store first tries for a range far beyond any data
-// (store/lock_ranges.h). A table in use is guarded by one byte in that range, which all its users share.
+// Everyone who deletes or replaces a file of the store first tries to lock a range far beyond any data
+// (store/lock_ranges.h). A table in use is protected by one byte in that range, which all its users share.
 class TableFile {
  public:
-  // Holds the file for use, for reading only if it can't be written. Waits while another process makes it.
-  // Nothing, and a noted error, if that fails.
+  // Locks the file for use; for reading only if it cannot be written. Waits while another process creates it.
+  // Returns nothing and notes an error on failure.
   [[nodiscard]] static std::optional<TableFile> Share(const std::string& path, Patience& patience);
 
-  // Holds the file, which is made if it isn't there, against all others. Doesn't wait for users.
-  // Nothing, and a noted error, if there are any.
+  // Locks the file exclusively, and creates it if it does not exist. Does not wait for users. Returns nothing
+  // and notes an error if there are any.
   [[nodiscard]] static std::optional<TableFile> Seize(const std::string& path);
 
   TableFile(TableFile&& other) noexcept
@@ -50,7 +50,7 @@ class TableFile {
   [[nodiscard]] const FileId& Id() const { return id_; }
   [[nodiscard]] bool IsWritable() const { return writable_; }
 
-  // Whether the path, which may lead to another file meanwhile, still names this one.
+  // Returns whether the path still refers to this file.
   [[nodiscard]] bool IsStill(const std::string& path) const;
 
  private:

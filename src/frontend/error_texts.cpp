@@ -53,7 +53,7 @@ const char* TextOf(int code) {
 
 }  // namespace
 
-// The interface says char*; the texts are constant all the same.
+// The interface requires char*, although the texts are constant.
 char* TVLGetErrorString(int code) {
   return const_cast<char*>(TextOf(code));
 }

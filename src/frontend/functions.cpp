@@ -9,7 +9,7 @@
 
 namespace {
 
-// Makes a connection the current one and opens it; a failed one is gone again.
+// Opens a connection and makes it the current one. Destroys it on failure.
 template <typename Connection, typename... Arguments>
 int Connect(Arguments... arguments) try {
   if (currentConnection != nullptr) return TVL_ERR_ALREADY_CONNECTED;

@@ -10,8 +10,8 @@ void tvl::DestroyCurrentConnection() {
 
 namespace {
 
-// What is left at the end is closed in order. Made when the library is loaded, so it goes before all that was
-// there before it.
+// Closes an open connection at the end. It is constructed when the library is loaded, so it is destroyed
+// before everything that existed earlier.
 struct Unload {
   ~Unload() { tvl::DestroyCurrentConnection(); }
 };

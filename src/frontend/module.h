@@ -3,14 +3,14 @@
 
 #include <tvlclient/client_opr.h>
 
-// The current connection of the process: null when there is none, owned by the library. A plain variable,
-// since a process uses the free functions from one thread at a time. Destroyed, and so closed, at the latest
-// when the library is unloaded or the process exits.
+// The current connection of the process, owned by the library; null if there is none. It is a plain variable,
+// because a process uses the free functions from one thread at a time. It is destroyed, and so closed, at the
+// latest when the library is unloaded or the process exits.
 extern CTVLClientOpr* currentConnection;
 
 namespace tvl {
 
-// Closes nothing by itself: destroys the current connection, whose destructor does.
+// Destroys the current connection. Its destructor closes it.
 void DestroyCurrentConnection();
 
 }  // namespace tvl

@@ -21,13 +21,13 @@ namespace {
 
 constexpr int kHostNotFound = 11001;
 
-// A peer that vanished without a word is noticed after two minutes, not after the system's two hours.
+// A peer that disappears silently is detected after two minutes, not after the system's two hours.
 constexpr int kSecondsBeforeProbe = 60;
 constexpr int kSecondsBetweenProbes = 15;
 constexpr int kProbes = 4;
 
-// Trivially destructible, like all that is static here: a connection left over is closed while the process
-// ends.
+// Trivially destructible, like all static data here, because a connection may be closed while the process
+// exits.
 constinit thread_local int last_error = 0;
 constinit thread_local CAsyncSocket* waited_socket = nullptr;
 
@@ -46,8 +46,7 @@ int Code(int error) {
   }
 }
 
-// The system gives EAGAIN for a connect as well, when it is short of something, and nothing is under way
-// then.
+// The system also returns EAGAIN for a connect if it is short of a resource; then no connect is in progress.
 int ConnectCode(int error) {
   return error == EAGAIN ? WSAENOBUFS : Code(error);
 }
@@ -57,7 +56,7 @@ BOOL Succeeded(bool success) {
   return success ? 1 : 0;
 }
 
-// Repeats a call that a signal interrupted; notes its failure.
+// Repeats a call that a signal interrupted. Records its failure.
 template <typename Call>
 int Transfer(Call call) {
   ssize_t result = 0;
@@ -78,7 +77,7 @@ void SetOptions(int descriptor) {
   SetOption(descriptor, IPPROTO_TCP, TCP_KEEPIDLE, kSecondsBeforeProbe);
   SetOption(descriptor, IPPROTO_TCP, TCP_KEEPINTVL, kSecondsBetweenProbes);
   SetOption(descriptor, IPPROTO_TCP, TCP_KEEPCNT, kProbes);
-  // Out of line, an urgent byte is counted as readable by some questions and not by others.
+  // Inline, because an out-of-band byte counts as readable for some system calls and not for others.
   SetOption(descriptor, SOL_SOCKET, SO_OOBINLINE, 1);
 }
 
@@ -101,10 +100,11 @@ addrinfo* LookUp(const char* host, unsigned int port) {
 
 }  // namespace
 
-// Every socket with a descriptor, so that a forked child can part with them.
+// The list of all sockets with a descriptor, so that a forked child can give them up.
 class CAsyncSocket::Registry {
  public:
-  // Runs under the lock, so no child is forked between the making of a descriptor and its entry.
+  // Runs under the lock, so that no child is forked between the creation of a descriptor and its
+  // registration.
   static bool Open(CAsyncSocket& socket, int family) {
     static const int with_fork = pthread_atfork(BeforeFork, InParent, InChild);
     const std::lock_guard<std::mutex> guard(mutex);
@@ -132,8 +132,8 @@ class CAsyncSocket::Registry {
   static void BeforeFork() { mutex.lock(); }
   static void InParent() { mutex.unlock(); }
 
-  // The number stays taken, so that what still uses it in the child meets no file of somebody else's. Where
-  // that can't be had the socket forgets its number.
+  // Keeps the descriptor number in use, so that code in the child that still uses it never accesses another
+  // file. If this is not possible, the socket forgets its number.
   static void InChild() {
     const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
     for (CAsyncSocket* socket = first; socket != nullptr; socket = socket->next_) {
@@ -153,7 +153,7 @@ int WSAGetLastError() {
   return last_error;
 }
 
-// A host without an address has no number of the system's.
+// A host without an address has no errno value.
 void tvl::NoteSocketError(int code) {
   static constexpr struct {
     int code, error;
@@ -169,7 +169,7 @@ CAsyncSocket::~CAsyncSocket() {
   CAsyncSocket::Close();
 }
 
-// The descriptor comes with Connect, since only an address tells the family.
+// Connect creates the descriptor, because the address determines the family.
 BOOL CAsyncSocket::Create(unsigned int /*port*/, int /*type*/, long events, const char* /*address*/) {
   CAsyncSocket::Close();
   events_ = events;
@@ -183,7 +183,7 @@ BOOL CAsyncSocket::Connect(const char* host, unsigned int port) {
   return last_error == 0 ? 1 : 0;
 }
 
-// 0 when connected at once, WSAEWOULDBLOCK when under way, or how the last address failed.
+// Returns 0 if connected at once, WSAEWOULDBLOCK if in progress, or the failure of the last address.
 int CAsyncSocket::TryNextAddress() {
   int problem = kHostNotFound;
   while (next_address_ != nullptr) {
@@ -306,7 +306,7 @@ void CAsyncSocket::FinishConnect() {
   if (!connecting_) OnConnect(problem);
 }
 
-// At the end of the stream OnReceive finds nothing to read.
+// At the end of the stream there is nothing to read in OnReceive.
 void CAsyncSocket::NotifyOfInput() {
   read_due_ = false;
   to_read_ = 0;
@@ -315,7 +315,7 @@ void CAsyncSocket::NotifyOfInput() {
   read_due_ = true;
   char byte = 0;
   const int seen = Transfer([&] { return recv(descriptor_, &byte, 1, MSG_PEEK); });
-  if (seen > 0) return;  // came just now: the next pump brings it
+  if (seen > 0) return;  // it has just arrived: the next pump reports it
   if (seen == 0) NotifyOfClose(0);
   if (seen < 0 && last_error != WSAEWOULDBLOCK) NotifyOfClose(last_error);
 }

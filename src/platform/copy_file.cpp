@@ -15,9 +15,9 @@
 #include "platform/system_calls.h"
 #include "platform/target_file.h"
 
-// Copying by the fastest means available: shared blocks where the file system has them, a copy inside the
-// kernel (or, on some network shares, inside the server), else a loop over a buffer. Small files go through
-// the buffer at once: two calls copy them whole.
+// Copies by the fastest means available: shared blocks if the file system supports them, a copy inside the
+// kernel (or, on some network shares, inside the server), else a loop with a buffer. Small files use the
+// buffer at once, because two calls copy them completely.
 
 namespace tvl {
 namespace {
@@ -56,13 +56,14 @@ class Copy {
   }
 
  private:
-  // Sharing blocks needs no space, so it comes first; what the target had beyond the source's end goes.
+  // Sharing blocks needs no space, so it is tried first. Afterwards the target is cut to the length of the
+  // source.
   bool IsCloned() const {
     return System().clone(target_.Descriptor(), source_.Descriptor()) == 0 &&
            System().ftruncate(target_.Descriptor(), source_.Status().st_size) == 0;
   }
 
-  // Copies what lies between the holes. A file system that knows no holes reports one range of data.
+  // Copies the data between the holes. A file system without holes reports a single range of data.
   CopyResult DataOnly() {
     keeps_ranges_ = true;
     off_t end = 0;
@@ -81,7 +82,7 @@ class Copy {
     return CopyResult::kCopied;
   }
 
-  // Copies `left` bytes from where both files are.
+  // Copies `left` bytes from the current positions of both files.
   CopyResult Range(off_t left) {
     while (in_kernel_ && left > 0) {
       const std::size_t most = std::min(kKernelChunk, static_cast<std::size_t>(left));
@@ -90,8 +91,8 @@ class Copy {
       if (count > 0 || (count < 0 && errno == EINTR)) continue;
       if (count < 0 && IsFull(errno)) return FailTarget(target_path_);
       if (count < 0 && errno == EIO) return FailSource(source_);
-      // Some network shares report 0 before the end. Both descriptors are where the kernel stopped, so the
-      // buffer can take over.
+      // Some network shares report 0 before the end. Both positions are where the kernel stopped, so the
+      // buffer can continue.
       in_kernel_ = count == 0 && left != kToTheEnd;
       break;
     }
@@ -121,7 +122,7 @@ class Copy {
   bool keeps_ranges_ = false;
 };
 
-// The source's access time is asked for again: the copy has just changed it.
+// Reads the access time of the source again, because the copy has just changed it.
 CopyResult CopyTimes(const OpenFile& source, TargetFile& target, CopiedTimes times) {
   SourceTraits traits = TraitsOf(source.Status());
   const bool all = times == CopiedTimes::kAccessedAndWritten;

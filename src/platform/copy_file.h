@@ -7,15 +7,15 @@ namespace tvl {
 
 enum class CopyResult {
   kCopied,
-  kCopiedWithoutTimes,  // the target has another owner, who keeps its times
+  kCopiedWithoutTimes,  // the target has another owner, so its times could not be set
   kSourceFailed,
   kTargetFailed,
 };
 
 enum class CopiedTimes { kWritten, kAccessedAndWritten };
 
-// Copies a file, with its holes where both file systems can have them. A target that the copy created is
-// removed if the copy fails; a file that is copied onto itself stays as it is.
+// Copies a file, including its holes if both file systems support them. If the copy fails, removes a target
+// that it created. Does nothing if a file is copied onto itself.
 [[nodiscard]] CopyResult CopyFile(const char* source, const char* target, const Writing& writing,
                                   CopiedTimes times);
 

@@ -16,7 +16,7 @@
 namespace tvl {
 namespace {
 
-// A file to be unlinked while a try keeps it from being held.
+// A file to be unlinked while a try prevents others from holding it.
 struct Deletion {
   int folder;
   const char* name;
@@ -28,7 +28,7 @@ int Unlink(int folder, const char* name) {
   return System().unlinkat(folder, name, 0) == 0 ? 0 : errno;
 }
 
-// Leaves another file that has got the name since this one was opened.
+// Does not delete another file that got this name after the file was opened.
 void UnlinkProbed(void* argument) {
   auto* deletion = static_cast<Deletion*>(argument);
   struct stat named = {};
@@ -40,8 +40,8 @@ void UnlinkProbed(void* argument) {
   deletion->problem = same ? Unlink(deletion->folder, deletion->name) : EBUSY;
 }
 
-// Without blocking, since another kind of file may have taken the name; a lease on a regular file that is
-// being called back is worth waiting for.
+// Opens without blocking, because the name may now belong to another kind of file; but waits if a lease on a
+// regular file is being recalled.
 int OpenForTry(int folder, const char* name) {
   constexpr int kFlags = O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY;
   const int descriptor = System().openat(folder, name, kFlags | O_NONBLOCK);
@@ -62,7 +62,7 @@ int DeleteRegular(int folder, const char* name, std::uint64_t* size) {
 
 }  // namespace
 
-// Only a regular file is opened: the opening of a pipe would be noticed at its other end.
+// Opens only regular files, because opening a pipe would affect its other end.
 int DeleteAt(int folder, const char* name, unsigned char kind, std::uint64_t* size) {
   if (kind == DT_UNKNOWN) {
     struct stat status = {};

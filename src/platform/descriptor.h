@@ -5,7 +5,7 @@
 
 namespace tvl {
 
-// An open descriptor that this object closes; inside the platform layer only.
+// An open descriptor that is closed automatically. For the platform layer only.
 class Descriptor {
  public:
   explicit Descriptor(int descriptor) : descriptor_(descriptor) {}

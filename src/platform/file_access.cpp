@@ -12,7 +12,7 @@ namespace {
 constexpr const char* kListNames[] = {"system.posix_acl_access", "system.nfs4_acl"};
 constexpr std::size_t kLargestList = 65536;  // the kernel's limit for an attribute
 
-// The kernel's form of a POSIX access list: a version, then entries.
+// The kernel's format of a POSIX access list: a version, then entries.
 constexpr std::size_t kListHead = sizeof(std::uint32_t);
 struct ListEntry {
   std::uint16_t tag;
@@ -26,7 +26,7 @@ bool HasNoLists(int problem) {
   return problem == ENODATA || problem == ENOTSUP || problem == ENOSYS;
 }
 
-// Reads one list; empty where there is none.
+// Reads one list; empty if there is none.
 int ReadList(int descriptor, const char* name, std::string& list) {
   list.resize(kLargestList);
   const ssize_t size = System().fgetxattr(descriptor, name, list.data(), list.size());
@@ -69,7 +69,7 @@ int FileAccess::ApplyOwner(int descriptor, Owner owner, bool& same_owner) const 
   return same_group || System().fchown(descriptor, static_cast<uid_t>(-1), status_.st_gid) == 0 ? 0 : EPERM;
 }
 
-// A list that the new file has from its folder is replaced or removed too.
+// Also replaces or removes a list that the new file inherited from its folder.
 int FileAccess::ApplyLists(int descriptor) const {
   for (int kind = 0; kind < kListKinds; ++kind) {
     std::string now;
@@ -84,15 +84,15 @@ int FileAccess::ApplyLists(int descriptor) const {
   return 0;
 }
 
-// True if the owner can read and write as before once the file belongs to another user: by the group, as
-// everyone can, or by name.
+// Returns true if the owner can read and write as before after the file belongs to another user: through the
+// group, as anyone, or by name.
 bool FileAccess::AdmitsOwnerOtherwise() const {
   const unsigned int needed = Bits(status_.st_mode, 6) & 6U;
   const auto suffices = [needed](unsigned int permissions) { return (permissions & needed) == needed; };
   if (suffices(Bits(status_.st_mode, 0))) return true;
   const std::string& list = lists_[0];
   if (list.empty()) return suffices(Bits(status_.st_mode, 3));
-  // With a list the group bits of the mode are its mask, which limits all entries looked at here.
+  // With a list, the group bits of the mode are its mask, which limits all entries examined here.
   if (!suffices(Bits(status_.st_mode, 3))) return false;
   for (std::size_t at = kListHead; at + sizeof(ListEntry) <= list.size(); at += sizeof(ListEntry)) {
     ListEntry entry = {};

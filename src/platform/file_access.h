@@ -7,17 +7,17 @@
 
 namespace tvl {
 
-// Who may do what with a file: its owner, group, mode and access lists. A file that is to replace another
-// must let in the same users.
+// The owner, group, mode and access lists of a file. A file that replaces another one must be accessible to
+// the same users.
 class FileAccess {
  public:
-  // Reads it from an open file. Returns 0 or an errno value.
+  // Reads them from an open file. Returns 0 or an errno value.
   [[nodiscard]] int Read(int descriptor);
 
   enum class Owner { kKept, kMayChange };
 
-  // Gives it to a file that this process has created. Returns 0 or an errno value: EPERM if the group, the
-  // owner or an access list cannot be kept. An owner that may change is refused only where the present one
+  // Applies them to a file that this process has created. Returns 0 or an errno value, EPERM if the group,
+  // the owner or an access list cannot be kept. If the owner may change, fails only if the present owner
   // would lose access.
   [[nodiscard]] int Apply(int descriptor, Owner owner = Owner::kMayChange) const;
 
@@ -29,7 +29,7 @@ class FileAccess {
   [[nodiscard]] bool AdmitsOwnerOtherwise() const;
 
   struct stat status_ = {};
-  std::string lists_[kListKinds];  // empty: the file has no list of that kind
+  std::string lists_[kListKinds];  // empty if the file has no list of that kind
 };
 
 }  // namespace tvl

@@ -21,7 +21,7 @@ using tvl::System;
 
 namespace {
 
-// A file that somebody holds keeps its contents; an empty one, as a marker of presence is, has none to keep.
+// Does not truncate a file that is held, unless it is empty anyway, like a marker of presence.
 bool Empty(tvl::OpenFile& file) {
   if (file.Status().st_size == 0) return true;
   if (!tvl::IsHeld(file.Descriptor())) return file.Truncate();
@@ -30,7 +30,7 @@ bool Empty(tvl::OpenFile& file) {
   return false;
 }
 
-// Emptying a file takes the right to write, whatever is to be done with it then.
+// Truncating a file requires write access, regardless of what is done with it afterwards.
 int OpenFlags(DWORD access, DWORD disposition) {
   if (disposition == CREATE_ALWAYS) return O_RDWR | O_CREAT;
   return (access & GENERIC_WRITE) != 0 ? O_RDWR : O_RDONLY;
@@ -134,8 +134,9 @@ DWORD GetFileAttributesA(const char* path) {
 
 namespace {
 
-// Gives a new folder the group bits of a folder above that hands its group down (setgid), whatever the umask:
-// the members of the group must be able to work in it. A failure leaves a usable folder.
+// Sets the group bits of a new folder to those of its parent if that has the setgid bit, regardless of the
+// umask, so that the members of the group can work in it. Ignores failures, because the folder is usable
+// anyway.
 void InheritGroupBits(std::string folder) {
   while (folder.size() > 1 && folder.ends_with('/')) folder.pop_back();
   const int bits = tvl::InheritedGroupBits(tvl::FolderOf(folder));

@@ -7,25 +7,25 @@ namespace tvl {
 
 enum class EntryKind {
   kUnknown,  // cannot be examined
-  kMissing,  // also a link to nothing
+  kMissing,  // or a dangling link
   kFile,
   kFolder,
   kOther
 };
 
-// What a name leads to, links followed.
+// The status of an entry, with links followed.
 struct EntryStatus {
   EntryKind kind = EntryKind::kUnknown;
-  std::uint64_t size = 0;     // of a folder 0
+  std::uint64_t size = 0;     // 0 for a folder
   std::int64_t modified = 0;  // whole seconds since 1970
 };
 
-// A folder that is kept open, so that its names are examined without a walk down its path for each. It can be
-// searched once (search.h).
+// A folder that is kept open, so that its entries can be examined without resolving its path for each. It can
+// be searched once (search.h).
 class Folder {
  public:
-  // `path` is the logic's; a failure is noted (last_error.h). A folder whose names may be used but not listed
-  // is open too, and a search in it fails.
+  // `path` contains backslashes. Records a failure (last_error.h). Also opens a folder whose entries may be
+  // used but not listed; then a search in it fails.
   explicit Folder(const char* path);
   ~Folder();
   Folder(const Folder&) = delete;
@@ -34,7 +34,7 @@ class Folder {
   [[nodiscard]] bool IsOpen() const { return descriptor_ >= 0; }
   [[nodiscard]] EntryStatus StatusOf(const char* name) const;
 
-  // For the platform layer: the descriptor to list the names with, or why there is none.
+  // For the platform layer: return the descriptor for listing, or why there is none.
   [[nodiscard]] int ListingDescriptor() const { return problem_ == 0 ? descriptor_ : -1; }
   [[nodiscard]] int Problem() const { return problem_; }
   [[nodiscard]] int Descriptor() const { return descriptor_; }

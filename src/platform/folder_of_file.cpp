@@ -31,7 +31,7 @@ int Sync(int file) {
 
 bool SyncFolderOf(const std::string& path) {
   int opened = OpenFolderOf(path);
-  // A folder that may be written and not read. The file's own sync takes its last rename along.
+  // The folder may be writable but not readable. Then the sync of the file includes its last rename.
   if (opened < 0 && errno == EACCES) opened = System().open(path.c_str(), O_RDONLY | O_CLOEXEC, 0);
   const int problem = opened < 0 ? errno : Sync(opened);
   if (opened >= 0) System().close(opened);
@@ -44,7 +44,7 @@ bool SyncFoldersBetween(const char* base, const char* path) try {
   std::string folder = FolderOf(HostPath(path).Text());
   const std::size_t end = std::string_view(base).size();
   while (folder.size() > end) {
-    folder.pop_back();  // the slash, so that the folder above is that of this name
+    folder.pop_back();  // removes the slash, so that FolderOf returns the parent
     if (!SyncFolderOf(folder)) return false;
     folder = FolderOf(folder);
   }

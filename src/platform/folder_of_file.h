@@ -3,27 +3,27 @@
 
 #include <string>
 
-// The folder that a file is in. All paths are host paths; std::bad_alloc may pass.
+// Operations on the folder that contains a file. All paths are host paths. May throw std::bad_alloc.
 
 namespace tvl {
 
-// With its trailing slash; "./" for a bare name.
+// Returns the folder with a trailing slash; "./" for a plain name.
 [[nodiscard]] std::string FolderOf(const std::string& path);
 
-// A descriptor, or -1.
+// Returns a descriptor, or -1.
 [[nodiscard]] int OpenFolderOf(const std::string& path);
 
-// Has the open file or folder on the disk. Returns 0 or an errno value.
+// Syncs the open file or folder to the disk. Returns 0 or an errno value.
 [[nodiscard]] int Sync(int file);
 
-// Has the names in the folder of `path` on the disk. A file system that cannot sync folders keeps them
-// itself, which is not a failure.
+// Syncs the names in the folder of `path` to the disk. Succeeds on a file system that cannot sync folders,
+// because that keeps them safe itself.
 [[nodiscard]] bool SyncFolderOf(const std::string& path);
 
-// The same for the folders above the one of `path`, up to `base`; both are paths of the logic.
+// The same for the parents of the folder of `path`, up to `base`. Both paths contain backslashes.
 [[nodiscard]] bool SyncFoldersBetween(const char* base, const char* path);
 
-// The group's bits of a folder that hands its group down (setgid), or -1.
+// Returns the group bits of a folder with the setgid bit, or -1.
 [[nodiscard]] int InheritedGroupBits(const std::string& folder);
 
 }  // namespace tvl

@@ -8,17 +8,17 @@
 
 namespace tvl {
 
-// The names in an open folder, in the order of the file system; inside the platform layer only.
+// Reads the names in an open folder, in the order of the file system. For the platform layer only.
 class FolderReader {
  public:
-  // `descriptor` outlives the reader. Below 0 there are no names, and `problem` says why.
+  // `descriptor` must outlive the reader. If it is negative, there are no names, and `problem` is the reason.
   explicit FolderReader(int descriptor, int problem = 0) : descriptor_(descriptor), problem_(problem) {}
 
-  // The next name with its kind as the file system reports it, a DT_ value. Null at the end, and if the
-  // folder cannot be read. The entry is valid until the next call.
+  // Returns the next name with its kind as reported by the file system, a DT_ value. Returns null at the end,
+  // and if the folder cannot be read. The entry is valid until the next call.
   [[nodiscard]] const dirent64* Next();
 
-  // Why Next returned null: 0 at the end, else an errno value.
+  // Returns why Next returned null: 0 at the end, else an errno value.
   [[nodiscard]] int Problem() const { return problem_; }
   [[nodiscard]] int Descriptor() const { return descriptor_; }
 

@@ -34,7 +34,7 @@ struct flock AsLock(short type, const LockRange& range) {
   return lock;
 }
 
-// 0, or why the file system refuses.
+// Returns 0, or why the file system refuses.
 int SetLock(int descriptor, short type, const LockRange& range) {
   struct flock lock = AsLock(type, range);
   return System().lock(descriptor, F_OFD_SETLK, &lock) == 0 ? 0 : errno;
@@ -48,8 +48,8 @@ bool IsRefusal(int problem) {
   return problem == EAGAIN || problem == EACCES;
 }
 
-// What bars an exclusive lock on `range`: F_UNLCK in `l_type` if nothing does any more. False without an
-// answer.
+// Finds the lock that conflicts with an exclusive lock on `range`; `l_type` is F_UNLCK if there is none any
+// more. Returns false if the system does not answer.
 bool FindBarrier(int descriptor, const LockRange& range, struct flock& found) {
   found = AsLock(F_WRLCK, range);
   return System().lock(descriptor, F_OFD_GETLK, &found) == 0;
@@ -61,7 +61,7 @@ bool IsHeldByEarlierRelease(int descriptor) {
   return !FindBarrier(descriptor, kBeyondTurn, found) || found.l_type != F_UNLCK;
 }
 
-// True if a hold or a user of a table bars a try. False where that cannot be determined.
+// Returns true if a hold or a user of a table conflicts with a try, and false if that cannot be determined.
 bool IsHoldInTheWay(int descriptor) {
   struct flock found = {};
   if (!FindBarrier(descriptor, kTryRange, found)) return false;
@@ -69,17 +69,18 @@ bool IsHoldInTheWay(int descriptor) {
          (found.l_type == F_RDLCK && found.l_start == kUseByte.start);
 }
 
-// True if what bars `range` from the owner of the turn has gone or is a try by an earlier release.
+// Returns true if the lock that conflicts with `range` is gone or is a try by an earlier release. The caller
+// has the turn.
 bool IsBarredForAMoment(int descriptor, const LockRange& range) {
   struct flock found = {};
   if (!FindBarrier(descriptor, range, found)) return false;
   return found.l_type == F_UNLCK || (found.l_start == kEarlierTry.start && found.l_len == kEarlierTry.length);
 }
 
-// Waits for others in short sleeps, a second in all: turns and tries last microseconds.
+// Waits for others in short sleeps, up to a second in total, because turns and tries last microseconds.
 class Patience {
  public:
-  // False, without a sleep, when the time is over.
+  // Returns false without sleeping when the time is over.
   [[nodiscard]] bool Pause() {
     if (Clock::now() >= end_) return false;
     std::this_thread::sleep_for(pause_);
@@ -96,7 +97,8 @@ class Patience {
   std::chrono::microseconds pause_ = kFirstPause;
 };
 
-// These lock without waiting for a holder. 0, EBUSY if there is one, else why the file system refuses.
+// These functions lock without waiting for a holder. They return 0, EBUSY if there is a holder, or why the
+// file system refuses.
 
 int TakeTurn(int descriptor, Patience& patience) {
   for (;;) {
@@ -135,11 +137,11 @@ int LockForTry(int descriptor) {
   return IsHoldInTheWay(descriptor) ? EBUSY : LockWithTurn(descriptor, kTryRange);
 }
 
-// The descriptors of this process that carry a lock, for a forked child to replace. Nothing waits while it
-// has `mutex`. Never destroyed, since connections are closed while the process ends.
+// The descriptors of this process with a lock, which a forked child must replace. No thread waits while it
+// holds `mutex`. Never destroyed, because connections may be closed while the process exits.
 class LockedDescriptors {
  public:
-  // A descriptor during a try, on its thread's stack: a try needs no memory.
+  // A descriptor during a try. It is on the stack of its thread, so that a try needs no memory.
   struct Tried {
     int descriptor;
     Tried* next;
@@ -156,7 +158,7 @@ class LockedDescriptors {
     held_.push_back(descriptor);
   }
 
-  // False if it is not there.
+  // Returns false if it is not registered.
   bool RemoveHeld(int descriptor) {
     const std::lock_guard<std::mutex> guard(mutex_);
     return std::erase(held_, descriptor) > 0;
@@ -203,7 +205,7 @@ class LockedDescriptors {
   Tried* tried_ = nullptr;
 };
 
-// A try on a file, which lasts as long as this object.
+// A try on a file that lasts as long as this object.
 class Try {
  public:
   explicit Try(int descriptor) : tried_{descriptor, nullptr} {
@@ -253,8 +255,7 @@ bool WhileUnheld(int descriptor, void (*action)(void* argument), void* argument)
 
 bool IsHeld(int descriptor) {
   const int problem = Try(descriptor).Problem();
-  return problem == EBUSY ||
-         problem == ENOLCK;  // without an answer from the lock service there may be a holder
+  return problem == EBUSY || problem == ENOLCK;  // the lock service did not answer, so there may be a holder
 }
 
 bool IsFileHeld(const char* path) {

@@ -16,7 +16,7 @@ bool IsSeparator(char character) {
   return character == '\\' || character == '/';
 }
 
-// Puts the components of `path` behind the full path `full`, folding as it goes.
+// Appends the components of `path` to the full path `full` and resolves "." and "..".
 void AppendFolded(std::string_view path, std::string& full) {
   std::size_t at = 0;
   while (at < path.size()) {
@@ -39,7 +39,7 @@ bool AppendCurrentFolder(std::string& full) {
     NoteError(".", errno);
     return false;
   }
-  if (std::strchr(folder, '\\') != nullptr) {  // would be taken for two folders
+  if (std::strchr(folder, '\\') != nullptr) {  // would be treated as two folders
     NoteError(folder, EINVAL);
     return false;
   }

@@ -5,17 +5,17 @@
 
 namespace tvl {
 
-// Bytes of a path in a field of the data model, the terminator included.
+// Size of a path field in bytes, including the terminator.
 constexpr std::size_t kMaxPath = 260;
 
-// A path as the operating system takes it, made from one of the logic's paths: every backslash becomes a
-// slash. So a name on disk that itself holds a backslash is out of reach, and searches leave it out.
+// A host path, converted from a path with backslashes by replacing each with a slash. So a name on disk that
+// contains a backslash is not accessible, and searches omit it.
 class HostPath {
  public:
   explicit HostPath(const char* path);
 
-  // A path longer than the operating system takes is cut one byte above that limit, so the call with it fails
-  // and says why.
+  // A path that is too long for the operating system is cut one byte above the limit, so that the system call
+  // fails with the correct reason.
   [[nodiscard]] const char* Text() const { return text_; }
 
  private:
@@ -25,9 +25,10 @@ class HostPath {
 
 }  // namespace tvl
 
-// Full form of `path` against the current folder: `.` and `..` go, runs of separators become one, a trailing
-// one stays. Result: the length written to `buffer`; the room needed, terminator included, if that exceeds
-// `size`; 0 for a failure. `buffer` is empty where the text isn't written. `filePart` must be null.
+// Converts `path` to a full path relative to the current folder: resolves `.` and `..`, merges runs of
+// separators, and keeps a trailing one. Returns the length written to `buffer`, the required size including
+// the terminator if that exceeds `size`, or 0 on failure. `buffer` is empty if the text is not written.
+// `filePart` must be null.
 unsigned int GetFullPathNameA(const char* path, unsigned int size, char* buffer, char** filePart);
 
 #endif

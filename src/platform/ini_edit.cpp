@@ -9,21 +9,21 @@ namespace {
 
 using std::string_view;
 
-// A piece of the contents.
+// A part of the contents.
 struct Piece {
   std::size_t at;
   std::size_t length;
 };
 
-// Where a key is, or where its line belongs.
+// The position of a key, or the position for its line.
 struct Places {
   bool has_section = false;
-  std::vector<Piece> lines;   // of the key, whole
-  Piece value = {};           // the first line's, with its quotes
+  std::vector<Piece> lines;   // complete lines of the key
+  Piece value = {};           // value of the first line, with its quotes
   std::size_t insertion = 0;  // after the section's last line that is not blank, or the end of the file
 };
 
-// The blanks around a value belong to its line.
+// The blanks around a value are part of its line, not of the value.
 Piece ValueOf(string_view contents, const IniLines& line, const IniKeyLine& key_line) {
   if (key_line.raw_value.empty()) return {contents.find('=', line.Begin()) + 1, 0};
   return {static_cast<std::size_t>(key_line.raw_value.data() - contents.data()), key_line.raw_value.size()};
@@ -48,7 +48,7 @@ Places FindPlaces(string_view contents, string_view section, string_view key) {
   return places;
 }
 
-// In quotes where the reader would drop characters at the ends of the value.
+// Quotes the value if the reader would drop characters at its ends.
 std::string Quoted(string_view value) {
   const std::string line = std::string("=").append(value);
   IniLines lines(line);

@@ -7,11 +7,12 @@
 
 namespace tvl {
 
-// True if a line with this key, and this value unless it is a deletion, reads back the same.
+// Returns true if a line with this key, and with this value unless it is to be deleted, can be read back
+// unchanged.
 [[nodiscard]] bool CanBeIniLine(std::string_view key, std::optional<std::string_view> value);
 
-// `contents` with one key set, or deleted where there is no value; every other byte is kept. A deletion
-// removes all lines of the key in the section.
+// Returns `contents` with one key set, or deleted if there is no value, and all other bytes unchanged. A
+// deletion removes all lines of the key in the section.
 [[nodiscard]] std::string EditIni(std::string_view contents, std::string_view section, std::string_view key,
                                   std::optional<std::string_view> value);
 

@@ -39,7 +39,7 @@ int LeadingNumber(string_view text) {
   return negative ? -value : value;
 }
 
-// Zero-terminated texts, one after the other, in a buffer that also needs a zero at its end.
+// A list of zero-terminated texts in a buffer that also ends with a zero.
 class TextList {
  public:
   TextList(char* buffer, DWORD size) : buffer_(buffer), size_(size) {}
@@ -67,7 +67,7 @@ class TextList {
   std::size_t length_ = 0;
 };
 
-// The file for one question; what cannot be read stays empty.
+// The file for one query; empty if it cannot be read.
 class FileForOneCall : public tvl::IniFile {
  public:
   explicit FileForOneCall(const char* path) { static_cast<void>(Read(path)); }

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <string_view>
 
-// What a line of an INI file says, for the reader and the writer alike.
+// Parses the lines of INI files, for both reader and writer.
 
 namespace tvl {
 
@@ -16,22 +16,22 @@ struct IniKeyLine {
   bool has_value;
 };
 
-// Walks the lines of a file's contents. What counts of a line is what precedes its first zero byte, of its
-// first 32767 bytes, without blanks, tabs and carriage returns at its ends; a byte-order mark at the start of
-// the file does not count either.
+// Iterates over the lines of a file's contents. Of each line, uses the part before its first zero byte, at
+// most 32767 bytes, without blanks, tabs and carriage returns at its ends. Skips a byte-order mark at the
+// start of the file.
 class IniLines {
  public:
   explicit IniLines(std::string_view contents) : contents_(contents) {}
 
-  // Moves to the next line, the first at first. False at the end.
+  // Moves to the next line, at first to the first line. Returns false at the end.
   [[nodiscard]] bool Next();
 
   [[nodiscard]] std::string_view Text() const { return text_; }
-  // Where the line begins, and where the one after it does.
+  // Return the positions of the current line and of the next one.
   [[nodiscard]] std::size_t Begin() const { return begin_; }
   [[nodiscard]] std::size_t End() const { return end_; }
 
-  // The functions below are about the current line.
+  // The functions below describe the current line.
 
   [[nodiscard]] bool IsRemark() const { return text_.empty() || text_.front() == ';'; }
   [[nodiscard]] bool IsSection() const { return !text_.empty() && text_.front() == '['; }
@@ -45,7 +45,7 @@ class IniLines {
   std::size_t end_ = 0;
 };
 
-// `text` without blanks, tabs and carriage returns at its ends.
+// Returns `text` without blanks, tabs and carriage returns at its ends.
 [[nodiscard]] std::string_view TrimIniText(std::string_view text);
 
 [[nodiscard]] bool SameIniName(std::string_view a, std::string_view b);

@@ -31,7 +31,7 @@ constexpr int kTurnSeconds = 10;
 constexpr int kRenameSeconds = 10;
 constexpr int kRetrySeconds = 1;
 
-// Why a write failed and which file that is about.
+// Why a write failed, and the file concerned.
 struct Outcome {
   int problem;
   std::string path;
@@ -45,13 +45,13 @@ std::string PartOf(const std::string& path) {
   return FolderOf(path) + "." + path.substr(path.rfind('/') + 1) + kPartSuffix;
 }
 
-// The file as it is before the change. It is closed once it has been read: on SMB a file that this computer
-// has open cannot be renamed over.
+// The file before the change. It is closed after reading, because on SMB a file that this computer has open
+// cannot be replaced.
 struct OldFile {
   std::string contents;
   FileAccess access;
 
-  // Opening it for writing requires the right to change it, which a rename alone does not.
+  // Opens the file for writing, because that requires the right to change it, which a rename alone does not.
   [[nodiscard]] int Read(const std::string& path) {
     return Retry(kRetrySeconds, IsStaleOrDenied, [&] {
       contents.clear();
@@ -63,11 +63,12 @@ struct OldFile {
   }
 };
 
-// The turn of one writer: a hold on a file next to the INI file, which everyone who may write that may open.
+// The turn of one writer: a hold on a file next to the INI file that can be opened by everyone who may write
+// the INI file.
 class Turn {
  public:
   explicit Turn(const std::string& of) : of_(of), path_(of + kConfigurationLockSuffix) {}
-  // Pauses for longer than others do between two tries, or a busy writer would have every turn.
+  // Pauses for longer than others do between two tries, or a busy writer would get every turn.
   ~Turn() {
     if (!held_) return;
     ReleaseFile(file_->Descriptor());
@@ -77,7 +78,7 @@ class Turn {
   Turn(const Turn&) = delete;
   Turn& operator=(const Turn&) = delete;
 
-  // Returns 0; EAGAIN while another writer has the turn; else why there is none.
+  // Returns 0, EAGAIN while another writer has the turn, or another errno value on failure.
   [[nodiscard]] int Take() {
     const int problem = Retry(kRetrySeconds, IsStaleOrDenied, [this] { return Open(); });
     if (problem != 0) return problem;
@@ -127,13 +128,13 @@ void SyncFolder(const std::string& folder) {
   System().close(descriptor);
 }
 
-// The new contents in a file of their own. Only the writer whose turn it is uses this name, so a file that
-// exists is what a killed writer left.
+// The file with the new contents. Only the writer that has the turn uses this name, so an existing file was
+// left by a killed writer.
 class Part {
  public:
   explicit Part(const std::string& target) : target_(target), path_(PartOf(target)) {}
 
-  // Removes the part unless the target is gone, whose contents the part then is.
+  // Removes the part, unless the target has disappeared and only the part has the contents.
   ~Part() {
     if (exists_ && !is_all_that_is_left_) System().unlink(path_.c_str());
   }
@@ -161,7 +162,7 @@ class Part {
     return problem;
   }
 
-  // The file that a failure is about: the part where it is all that is left.
+  // Returns the file concerned by a failure: the part if nothing else is left.
   [[nodiscard]] std::string Subject() const { return is_all_that_is_left_ ? path_ : target_; }
 
  private:
@@ -171,8 +172,8 @@ class Part {
   bool is_all_that_is_left_ = false;
 };
 
-// The file that a name leads to: the new contents take the place of that and not of a link. A missing file is
-// created empty, unless a refused rename lost it and only its part is left.
+// Resolves links, so that the new contents replace the file and not a link. Creates a missing file, unless it
+// disappeared in a refused rename and only its part is left.
 Outcome Resolve(const char* path, std::string& resolved) {
   char target[PATH_MAX];
   if (realpath(HostPath(path).Text(), target) == nullptr) {
@@ -204,7 +205,7 @@ Outcome Rewrite(const std::string& path, const Change& change) {
   return {problem, part.Subject()};
 }
 
-// One turn at the file. The problem is EAGAIN if another writer has the turn.
+// Tries to write the file. The problem is EAGAIN if another writer has the turn.
 Outcome TryWrite(const char* file, const Change& change) {
   std::string path;
   if (Outcome failed = Resolve(file, path); failed.problem != 0) return failed;

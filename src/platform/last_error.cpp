@@ -5,7 +5,7 @@
 namespace tvl {
 namespace {
 
-// Trivially destructible: operations that run while the process ends may still fail and note it.
+// Trivially destructible, because operations that run while the process exits may still record an error.
 constinit thread_local LastError last_error = {};
 
 }  // namespace

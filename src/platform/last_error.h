@@ -3,24 +3,23 @@
 
 namespace tvl {
 
-// The calling thread's last failed file operation: an errno value and the host path, cut to the room kept for
-// it.
+// The last failed file operation of the calling thread: an errno value and the host path, cut to fit.
 struct LastError {
   int code;
   char path[1024];
 };
 
-// Notes a failure, so that a program can report to its user which file and why. `path` may be null where it
-// is not known: an older one would blame another file.
+// Records a failure, so that a program can report the file and the reason. `path` is null if it is unknown;
+// keeping an older path would blame the wrong file.
 void NoteError(const char* path, int code);
 
-// The errno value noted last, which stays noted.
+// Returns the last recorded errno value, without clearing it.
 [[nodiscard]] int LastErrorCode();
 
-// Returns what was noted and clears it.
+// Returns the last recorded error and clears it.
 LastError TakeLastError();
 
-// Notes again what was taken: for an operation that succeeded although one of its steps failed.
+// Restores an error that was taken, for an operation that succeeded although one of its steps failed.
 void RestoreLastError(const LastError& taken);
 
 }  // namespace tvl

@@ -24,13 +24,13 @@ struct Queue {
   Node* first;
   Node** end;
   tvl::MessageHandler handler;
-  int alarm;    // an eventfd that wakes the owner, or -1 before he first sleeps
-  bool asleep;  // he is to be woken
+  int alarm;    // an eventfd that wakes the owner, or -1 before its first sleep
+  bool asleep;  // the owner must be woken
   Queue* next;
 };
 
-// Everything here is trivially destructible: a connection that is closed while the process ends still pumps.
-// The main thread's queue is never freed; another thread's goes with the thread.
+// Everything here is trivially destructible, because a connection that is closed while the process exits
+// still pumps. The queue of the main thread is never freed; the queue of another thread is freed with it.
 constinit std::mutex mutex;
 constinit Queue* queues = nullptr;
 constinit thread_local Queue* own_queue = nullptr;
@@ -51,7 +51,7 @@ void CloseAlarm(Queue& queue) {
 
 void DestroyQueue(void* queue_of_ended_thread) {
   auto* queue = static_cast<Queue*>(queue_of_ended_thread);
-  own_queue = nullptr;  // what other libraries do at this thread's end may still pump
+  own_queue = nullptr;  // code of other libraries at the end of this thread may still pump
   const std::lock_guard<std::mutex> guard(mutex);
   for (Queue** link = &queues; *link != nullptr; link = &(*link)->next) {
     if (*link != queue) continue;
@@ -71,7 +71,7 @@ void InParent() {
   mutex.unlock();
 }
 
-// The child is one thread, of another number, and what was posted to its parent is not meant for it.
+// The child has one thread with a new id, and messages to the parent are not meant for it.
 void InChild() {
   for (Queue* queue = queues; queue != nullptr; queue = queue->next) CloseAlarm(*queue);
   queues = own_queue;
@@ -107,7 +107,7 @@ Queue* OwnQueue() {
   return own_queue = queue;
 }
 
-// Marks the owner as one to be woken; false if a message waits for him already.
+// Marks the owner as asleep. Returns false if a message is already waiting.
 bool FallAsleep(Queue& queue) {
   const std::lock_guard<std::mutex> guard(mutex);
   if (queue.first != nullptr) return false;
@@ -169,7 +169,7 @@ void tvl::WaitMessage(int milliseconds) {
   Queue* queue = OwnQueue();
   if (queue != nullptr && !FallAsleep(*queue)) return;
   const int alarm = queue != nullptr ? queue->alarm : -1;
-  // Without an alarm a message would not be noticed, so this only naps.
+  // Without an eventfd a message would not wake the thread, so it sleeps only briefly.
   if (alarm < 0 && (milliseconds < 0 || milliseconds > kNapMilliseconds)) milliseconds = kNapMilliseconds;
   pollfd waited[] = {{alarm, POLLIN, 0}, WaitedSocket::Poll()};
   if (poll(waited, 2, milliseconds) > 0) WaitedSocket::Remember(waited[1].revents);

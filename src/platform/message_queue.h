@@ -5,7 +5,7 @@
 
 #include "platform/files.h"
 
-// A queue of messages a thread. Any thread may post to any other; only the owner takes messages off.
+// Message queues, one per thread. Any thread may post to any other; only the owner removes messages.
 
 using UINT = std::uint32_t;
 using WPARAM = std::uintptr_t;
@@ -21,29 +21,29 @@ constexpr UINT PM_REMOVE = 1;
 
 DWORD GetCurrentThreadId();
 
-// Puts a message at the end of a thread's queue. 0 if the thread has no queue (it gets one with its first
-// PeekMessageA) or there is no memory.
+// Appends a message to the queue of a thread. Returns 0 if the thread has no queue, which its first
+// PeekMessageA creates, or if memory ran out.
 BOOL PostThreadMessageA(DWORD thread, UINT message, WPARAM wParam, LPARAM lParam);
 
-// Takes the first message off the calling thread's queue (`remove` is PM_REMOVE, the filters are 0). 0 if
-// there is none.
+// Removes the first message from the queue of the calling thread (`remove` is PM_REMOVE, the filters are 0).
+// Returns 0 if there is none.
 BOOL PeekMessageA(MSG* message, HANDLE window, UINT first, UINT last, UINT remove);
 
 namespace tvl {
 
 using MessageHandler = void (*)(const MSG& message);
 
-// Sleeps until the calling thread's queue holds a message, be it posted by another thread, or the socket that
-// it waits for (async_socket.h) has something to notify of, or the time is over; negative means no limit. May
-// wake for nothing.
+// Sleeps until the queue of the calling thread contains a message, or the socket that it waits for
+// (async_socket.h) has an event, or the time is over; a negative time means no limit. May wake up without a
+// reason.
 void WaitMessage(int milliseconds);
 
-// Who gets the calling thread's messages; null for nobody.
+// Sets the handler of the calling thread's messages. Null removes it.
 void SetMessageHandler(MessageHandler handler);
 
 }  // namespace tvl
 
-// Hands a message to the calling thread's handler.
+// Passes a message to the handler of the calling thread.
 void DispatchMessageA(const MSG* message);
 
 #endif

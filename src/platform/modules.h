@@ -8,22 +8,22 @@
 using HMODULE = void*;
 using FARPROC = void (*)();
 
-// Path of the process's executable (`module` is null). Result: its length; 0, with an empty `buffer`, if it
-// is not known or doesn't fit.
+// Copies the path of the process's executable (`module` is null). Returns its length, or 0 with an empty
+// `buffer` if it is unknown or does not fit.
 DWORD GetModuleFileNameA(HMODULE module, char* buffer, DWORD size);
 
-// Loads a library for this process's use alone: its symbols serve no other library. Null if there is none or
-// it is broken.
+// Loads a library. Its symbols are not visible to other libraries. Returns null if it does not exist or is
+// damaged.
 HMODULE LoadLibraryA(const char* path);
 
-// Address of a function of the library; null if the library is null or has none of that name.
+// Returns the address of a function of the library; null if the library is null or does not have it.
 FARPROC GetProcAddress(HMODULE module, const char* name);
 
 BOOL FreeLibrary(HMODULE module);
 
 namespace tvl {
 
-// Path of the library, or program, that this code is linked into. Length and failure as for
+// Copies the path of the library or program that this code is linked into. The result is that of
 // GetModuleFileNameA.
 DWORD OwnModuleFileName(char* buffer, DWORD size);
 

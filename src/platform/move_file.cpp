@@ -13,7 +13,7 @@
 namespace tvl {
 namespace {
 
-// A move to be made once it is known that nobody holds the file.
+// A move to make after a try has shown that nobody holds the file.
 struct Move {
   const char* from;
   const char* to;
@@ -26,13 +26,14 @@ int MoveUnlessTaken(const char* from, const char* to) {
   const HostPath new_path(to);
   if (System().rename_noreplace(old_path.Text(), new_path.Text()) == 0) return 0;
   if (errno != EINVAL && errno != ENOSYS) return errno;
-  // A file system that can't refuse by itself: a name taken between these two calls would be lost.
+  // The file system cannot refuse by itself, so a file that gets the name between these two calls would be
+  // lost.
   struct stat status = {};
   if (System().lstat(new_path.Text(), &status) == 0) return EEXIST;
   return System().rename(old_path.Text(), new_path.Text()) == 0 ? 0 : errno;
 }
 
-// The name may have come to mean another file since that was opened and probed; such a one stays.
+// Does not move another file that got the name after the probed one was opened.
 void MoveProbed(void* argument) {
   auto* move = static_cast<Move*>(argument);
   move->problem = StillNames(move->from, move->descriptor) ? MoveUnlessTaken(move->from, move->to) : EBUSY;

@@ -3,18 +3,20 @@
 
 #include "platform/files.h"
 
-// First label of the host name, at most 15 characters. `size`: in the room of `buffer`, out the length
-// without the terminator. 0 if there is no name or no room; `buffer` is empty and `size` 0 then.
+// Copies the first label of the host name, at most 15 characters. `size` is the size of `buffer`, and
+// afterwards the length without the terminator. Returns 0 with an empty `buffer` and a `size` of 0 if there
+// is no name or it does not fit.
 BOOL GetComputerNameA(char* buffer, DWORD* size);
 
-// Name of the effective user. Arguments and result as above.
+// Copies the name of the effective user. Arguments and result are as above.
 BOOL GetUserNameA(char* buffer, DWORD* size);
 
 DWORD GetCurrentProcessId();
 
 namespace tvl {
 
-// Has `action` called in every child that this process forks from now on. False if that can't be had.
+// Registers `action` to be called in every child that this process forks from now on. Returns false on
+// failure.
 bool CallInForkedChild(void (*action)());
 
 }  // namespace tvl

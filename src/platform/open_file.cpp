@@ -15,9 +15,9 @@ namespace {
 
 constexpr int kRetrySeconds = 1;
 
-// Opened without blocking, since the name may turn out to be a pipe, whose open would wait for the other end.
-// Only a regular file can be refused for that, where a file server's lease on it is being called back, and
-// then waiting is right.
+// Opens without blocking, because the name may belong to a pipe, whose open would wait for the other end. A
+// regular file can be refused for that reason only while a file server's lease on it is being recalled; then
+// it waits.
 int OpenWithoutBlocking(const char* host, int flags, mode_t mode) {
   flags |= O_CLOEXEC | O_NOCTTY;
   int descriptor = -1;
@@ -29,13 +29,13 @@ int OpenWithoutBlocking(const char* host, int flags, mode_t mode) {
   return System().open(host, flags, mode);
 }
 
-// 0, or why a file of that kind is not opened.
+// Returns 0, or why a file of that kind is not opened.
 int KindProblem(mode_t mode) {
   if (S_ISREG(mode)) return 0;
   return S_ISDIR(mode) ? EISDIR : EINVAL;
 }
 
-// 0 if an open of that path can do no harm, else why it is not to be tried.
+// Returns 0 if opening the path is harmless, else why it must not be opened.
 int LookFirst(const char* host, int flags) {
   struct stat found = {};
   const bool follow = (flags & O_NOFOLLOW) == 0;

@@ -5,16 +5,16 @@
 
 namespace tvl {
 
-// A regular file that this object opened and closes; inside the platform layer only.
+// A regular file that is opened by the constructor and closed automatically. For the platform layer only.
 //
-// A failure is noted with the file's name (last_error.h).
+// Records failures with the name of the file (last_error.h).
 class OpenFile {
  public:
-  // The path is looked at before it is opened, because opening a pipe and closing it again would be noticed
-  // at its other end. A caller that has just looked says so.
+  // Whether to examine the path before opening it, because opening and closing a pipe would affect its other
+  // end. Not needed if the caller has just examined it.
   enum class Look { kFirst, kDone };
 
-  // `flags` as for open(); a file that is created has `mode` less the umask.
+  // `flags` are those of open(). A new file gets `mode` less the umask.
   OpenFile(const char* path, int flags, mode_t mode = 0666, Look look = Look::kFirst);
   ~OpenFile();
   OpenFile(const OpenFile&) = delete;
@@ -22,17 +22,17 @@ class OpenFile {
 
   [[nodiscard]] bool IsOpen() const { return descriptor_ >= 0; }
   [[nodiscard]] int Descriptor() const { return descriptor_; }
-  [[nodiscard]] const struct stat& Status() const { return status_; }  // as found when it was opened
+  [[nodiscard]] const struct stat& Status() const { return status_; }  // at the time of opening
 
   [[nodiscard]] bool Truncate();
 
-  // Closes and tells whether all that was written arrived: a network share may say so only now.
+  // Closes the file. Returns false if earlier writes failed, which a network share may report only now.
   [[nodiscard]] bool Close();
 
-  // Gives the descriptor to the caller.
+  // Transfers the descriptor to the caller.
   [[nodiscard]] int Release();
 
-  // Notes the failure of the last system call under this file's name.
+  // Records the failure of the last system call with the name of this file.
   void NoteFailure() const;
 
  private:

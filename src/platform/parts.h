@@ -3,14 +3,14 @@
 
 #include <string>
 
-// The files that store/part_name.h describes.
+// Operations on parts (store/part_name.h).
 
 namespace tvl {
 
-// A part's name that this process has not used before. std::bad_alloc may pass.
+// Returns a part name that this process has not used before. May throw std::bad_alloc.
 [[nodiscard]] std::string NextPartName();
 
-// Removes the parts in one folder that nobody holds. Returns their number.
+// Removes the parts in a folder that nobody holds. Returns their number.
 int RemoveDeadParts(const char* folder);
 
 }  // namespace tvl

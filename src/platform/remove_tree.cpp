@@ -30,7 +30,7 @@ bool IsGone(int folder, const char* name) {
   return System().fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) != 0 && SaysGone(errno);
 }
 
-// FileLength for a name in an open folder.
+// Like FileLength, for a name in an open folder.
 std::uint64_t LengthOf(int folder, const char* name) {
   const Descriptor file(System().openat(folder, name, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
   struct stat status = {};
@@ -38,7 +38,7 @@ std::uint64_t LengthOf(int folder, const char* name) {
   return static_cast<std::uint64_t>(status.st_size);
 }
 
-// One removal: the path that it has reached, in the form of the logic, and whom it reports to.
+// One removal, with the path that it has reached, in the form with backslashes.
 class Walk {
  public:
   explicit Walk(const RemovalHooks& hooks) : hooks_(hooks) {}
@@ -52,7 +52,7 @@ class Walk {
     if (hooks_.reached != nullptr) hooks_.reached(path_, size, hooks_.argument);
   }
 
-  // `kind`: the DT_ value of the name.
+  // `kind` is the DT_ value of the name.
   Removal RemoveEntry(int folder, const char* name, unsigned char kind) {
     if (kind == DT_UNKNOWN) {
       struct stat status = {};
@@ -81,7 +81,7 @@ class Walk {
   Removal RemoveFolder(int folder, const char* name) {
     const int descriptor = System().openat(folder, name, O_RDONLY | O_NOFOLLOW | kFolderFlags);
     const int problem = descriptor < 0 ? errno : 0;
-    if (problem == ENOTDIR) return RemoveFile(folder, name, DT_UNKNOWN);  // has been replaced
+    if (problem == ENOTDIR) return RemoveFile(folder, name, DT_UNKNOWN);  // it was replaced
     int reading_problem = problem;
     if (const Removal result = RemoveContents(descriptor, reading_problem); result != Removal::kDone)
       return result;
@@ -93,7 +93,8 @@ class Walk {
     return Fail(Removal::kFolderStays, unread ? reading_problem : refusal);
   }
 
-  // Takes over `descriptor`. `problem`: in, why it could not be opened; out, why it could not be read.
+  // Takes ownership of `descriptor`. `problem` is why it could not be opened, and afterwards why it could not
+  // be read.
   Removal RemoveContents(int descriptor, int& problem) {
     const Descriptor folder(descriptor);
     FolderReader reader(folder.Get(), problem);
@@ -133,7 +134,7 @@ class Walk {
   char path_[kMaxPath] = {};
 };
 
-// The folder that the last component of a path is in, opened step by step: links are followed in the root
+// The folder of the last component of a path, opened step by step, so that links are followed in the root
 // only.
 class ParentFolder {
  public:
@@ -189,7 +190,7 @@ Removal RemoveFrom(ParentFolder& parent, string_view path, string_view bare, Wal
   int problem = parent.Problem();
   if (problem == 0 && System().fstatat(parent.Get(), parent.Name(), &status, AT_SYMLINK_NOFOLLOW) != 0)
     problem = errno;
-  // A file's name with a separator after it names nothing.
+  // The name of a file followed by a separator is not valid.
   if (problem == 0 && path != bare && !S_ISDIR(status.st_mode) && !S_ISLNK(status.st_mode)) problem = ENOTDIR;
   if (problem != 0) {
     walk.Report(0);
@@ -208,8 +209,7 @@ Removal RemoveTree(const char* path, std::size_t root_length, const RemovalHooks
   const std::size_t last = given.find_last_not_of("\\/");
   if (last == string_view::npos) {
     walk.Report(0);
-    return given.empty() ? Removal::kDone
-                         : walk.Fail(Removal::kFolderStays, EBUSY);  // the top of all folders
+    return given.empty() ? Removal::kDone : walk.Fail(Removal::kFolderStays, EBUSY);  // the root folder
   }
   const string_view bare = given.substr(0, last + 1);
   const HostPath host(path);

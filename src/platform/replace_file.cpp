@@ -15,18 +15,18 @@ namespace tvl {
 namespace {
 
 constexpr int kPatience = 10;  // seconds
-constexpr int kTurns = 1000;   // a target may appear and disappear that often
+constexpr int kTurns = 1000;   // how often a target may appear and disappear
 
-// 0, or EEXIST if the name was taken in the meantime, or why not.
+// Returns 0, EEXIST if the name was taken meanwhile, or another errno value.
 int RenameToNewName(const char* part, const char* target) {
   if (System().rename_noreplace(part, target) == 0) return 0;
   if (errno != EINVAL && errno != ENOSYS) return errno;
-  // A file system that cannot refuse by itself. Nothing was there a moment ago.
+  // The file system cannot refuse by itself, but the name did not exist a moment ago.
   return System().rename(part, target) == 0 ? 0 : errno;
 }
 
-// 0 if nobody holds the target, ENOENT if there is none, or why it cannot be replaced. It is closed again
-// before the rename, because on SMB an open file is not renamed over.
+// Returns 0 if nobody holds the target, ENOENT if it does not exist, or why it cannot be replaced. Closes it
+// before the rename, because on SMB an open file cannot be replaced.
 int TryTarget(const char* target) {
   const OpenFile file(target, O_RDWR | O_NOFOLLOW);
   if (!file.IsOpen()) return LastErrorCode();

@@ -7,8 +7,8 @@
 
 namespace tvl {
 
-// A file that another computer replaces can be out of reach for a moment. On NFS a call then fails with
-// ESTALE; on SMB also with EACCES, which anywhere else means that access is denied.
+// A file that another computer replaces can be inaccessible for a moment. On NFS a call then fails with
+// ESTALE; on SMB also with EACCES, which elsewhere means that access is denied.
 
 inline bool IsStale(int problem) {
   return problem == ESTALE;
@@ -17,15 +17,15 @@ inline bool IsStaleOrDenied(int problem) {
   return problem == ESTALE || problem == EACCES;
 }
 
-// On SMB a file that a program of this computer has open cannot be renamed over, until that closes it.
+// On SMB a file that a program of this computer has open cannot be replaced until it is closed.
 inline bool IsRefusedRename(int problem) {
   return problem == EACCES || problem == EBUSY || problem == ETXTBSY;
 }
 
 constexpr long kRetryPauseNanoseconds = 1'000'000;
 
-// Calls `attempt`, which returns 0 or an errno value, until its result no longer `passes`, for `seconds` at
-// most. Returns the last result.
+// Calls `attempt`, which returns 0 or an errno value, until `passes` returns false for its result, but for at
+// most `seconds`. Returns the last result.
 template <typename Attempt>
 [[nodiscard]] int Retry(int seconds, bool (*passes)(int problem), Attempt attempt) {
   timespec start = {};

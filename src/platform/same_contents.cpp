@@ -15,12 +15,12 @@ namespace {
 
 constexpr std::size_t kPiece = 64 * 1024;
 
-// A file read piece by piece. No call is spent on finding the end of a file that says where it is.
+// Reads a file piece by piece. Needs no extra call to find the end of a file with a known size.
 class Reader {
  public:
   explicit Reader(const OpenFile& file) : file_(file) {}
 
-  // The next piece, whole unless the file ends in it. False for a failure.
+  // Reads the next piece, which is full unless the file ends. Returns false on failure.
   [[nodiscard]] bool Next() {
     filled_ = 0;
     while (filled_ < kPiece && !IsAtEnd()) {
@@ -47,8 +47,8 @@ class Reader {
   char piece_[kPiece];
 };
 
-// Both files are looked at before one is opened: where they differ in size, or one is missing, nothing has to
-// be opened. False if a look fails for another reason.
+// Examines both files before one is opened: if their sizes differ, or one is missing, nothing has to be
+// opened. Returns false if this fails for another reason.
 bool DifferAtALook(const char* a, const char* b, bool* different) {
   struct stat status_a = {};
   struct stat status_b = {};

@@ -23,8 +23,8 @@ char Lower(char character) {
   return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
 }
 
-// `*` stands for any run of characters, `?` for one. On a mismatch the last `*` takes one character more, so
-// the cost is at most name times pattern.
+// `*` matches any run of characters, `?` matches one. On a mismatch the last `*` takes one more character, so
+// the cost is at most the product of both lengths.
 bool Matches(std::string_view pattern, std::string_view name) {
   std::size_t p = 0;
   std::size_t star = std::string_view::npos;
@@ -46,7 +46,7 @@ bool Matches(std::string_view pattern, std::string_view name) {
   return pattern.find_first_not_of('*', p) == std::string_view::npos;
 }
 
-// Trivially destructible: connections are closed, and search, while the process ends.
+// Trivially destructible, because connections that are closed while the process exits still search.
 constinit thread_local bool came_to_end = true;
 
 bool IsSame(const struct stat& a, const struct stat& b) {
@@ -57,7 +57,7 @@ bool IsMatch(std::string_view pattern, std::string_view name) {
   return Matches(pattern == "*.*" ? "*" : pattern, name);
 }
 
-// Where a search looks and what for. Paths are the logic's.
+// The folder and pattern of a search. Paths contain backslashes.
 struct Aim {
   std::string path;
   std::string pattern;
@@ -99,7 +99,7 @@ class Search {
     return entry;
   }
 
-  // Most file systems report the kind of an entry with its name.
+  // Most file systems report the kind of an entry together with its name.
   void FindAttributes(const dirent64& entry, WIN32_FIND_DATAA& found) const {
     DWORD& attributes = found.dwFileAttributes;
     attributes = entry.d_type == DT_DIR ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_NORMAL;
@@ -115,8 +115,8 @@ class Search {
       found.unreachable = tvl::Unreachable::kLeadsBack;
   }
 
-  // True for a folder that is the searched one or above it, by the parents that the file system knows or by
-  // the path that led here, which may itself go through links.
+  // Returns true for a folder that is the searched folder or one of its parents, either in the file system or
+  // on the path that led here, which may itself contain links.
   bool LeadsBack(const struct stat& status) const try {
     return IsAtOrAbove(status, reader_.Descriptor()) || IsOnTheWay(status);
   } catch (const std::bad_alloc&) {
@@ -130,7 +130,7 @@ class Search {
       struct stat here = {};
       if (tvl::System().fstatat(folder, way.c_str(), &here, 0) != 0) return false;
       if (IsSame(here, wanted)) return true;
-      if (IsSame(here, below)) return false;  // `..` of the top is the top
+      if (IsSame(here, below)) return false;  // `..` of the root is the root
       below = here;
       way += "/..";
     }
@@ -146,7 +146,7 @@ class Search {
     return false;
   }
 
-  std::unique_ptr<tvl::Folder> own_;  // null if another owns the folder
+  std::unique_ptr<tvl::Folder> own_;  // null if the folder belongs to the caller
   tvl::FolderReader reader_{-1};
   Aim aim_;
 };
@@ -155,7 +155,7 @@ Search* AsSearch(HANDLE search) {
   return reinterpret_cast<Search*>(search);
 }
 
-// The folder of a path with its separator, and the pattern after that.
+// Splits a path into the folder, with its separator, and the pattern.
 Aim AimOf(std::string_view path, tvl::SearchScope scope) {
   const std::size_t separator = path.find_last_of("\\/");
   if (separator == std::string_view::npos) return {".", std::string(path), scope};

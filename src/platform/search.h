@@ -8,11 +8,11 @@ namespace tvl {
 
 class Folder;
 
-// Why a path of the logic does not lead on from a name that was found.
+// Why a name that was found cannot be used in a path.
 enum class Unreachable : unsigned char {
   kNo,
-  kBackslash,  // in the name, which no path could distinguish from a folder and a name
-  kLeadsBack   // a link to the searched folder or to one above it: a walk through it would not end
+  kBackslash,  // the name contains a backslash, which paths treat as a separator
+  kLeadsBack   // a link to the searched folder or one of its parents: a walk through it would not end
 };
 
 }  // namespace tvl
@@ -20,7 +20,7 @@ enum class Unreachable : unsigned char {
 struct WIN32_FIND_DATAA {
   DWORD dwFileAttributes;  // as GetFileAttributesA returns them
   char cFileName[tvl::kMaxPath];
-  tvl::Unreachable unreachable;  // ours; always kNo where such names are left out
+  tvl::Unreachable unreachable;  // an addition; always kNo if such names are omitted
 };
 
 // Starts a search over the names of one folder: `pattern` is the folder's path, a separator and a pattern of
@@ -30,27 +30,28 @@ struct WIN32_FIND_DATAA {
 // parts of files that are being written (store/part_name.h).
 HANDLE FindFirstFileA(const char* pattern, WIN32_FIND_DATAA* found);
 
-// The next match. 0 when there is none, or the folder cannot be read on.
+// Finds the next match. Returns 0 if there is none, or if reading the folder fails.
 BOOL FindNextFileA(HANDLE search, WIN32_FIND_DATAA* found);
 
 BOOL FindClose(HANDLE search);
 
 namespace tvl {
 
-// kEverything: unreachable names too; kAll: these and parts of files that are being written.
+// kEverything includes unreachable names; kAll also includes parts.
 enum class SearchScope { kReachable, kEverything, kAll };
 
-// FindFirstFileA, with a choice whether unreachable names are found.
+// Like FindFirstFileA, with a choice of the names to find.
 HANDLE FindFirst(const char* pattern, WIN32_FIND_DATAA* found, SearchScope scope);
 
-// The same in a folder that is open, which must stay so: `path` is its path, `pattern` a pattern for names.
+// The same in an open folder, which must stay open. `path` is its path, `pattern` a pattern for names.
 HANDLE FindFirstIn(const Folder& folder, const char* path, const char* pattern, WIN32_FIND_DATAA* found);
 
-// True if a search with `pattern`, for names only, would find `name`.
+// Returns true if a search with `pattern`, which is for names only, would find `name`.
 [[nodiscard]] bool MatchesPattern(const char* pattern, const char* name);
 
-// Why the calling thread's last FindFirstFileA or FindNextFileA found nothing: true at the end of the folder,
-// false if the folder could not be read. Anyone who deletes what a search does not find has to know.
+// Returns why the last FindFirstFileA or FindNextFileA of the calling thread found nothing: true at the end
+// of the folder, false if the folder could not be read. Code that deletes what a search does not find must
+// check this.
 [[nodiscard]] bool SearchCameToEnd();
 
 }  // namespace tvl

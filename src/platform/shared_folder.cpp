@@ -21,8 +21,8 @@ std::string ParentOf(std::string path) {
   return separator == std::string::npos ? "." : path.substr(0, separator + 1);
 }
 
-// Returns 0 or an errno value. Bits that are right are not set again: for someone outside the folder's group
-// that would clear the setgid bit.
+// Returns 0 or an errno value. Leaves correct bits alone, because setting them as a user outside the group of
+// the folder would clear the setgid bit.
 int TakeModeOf(const struct stat& above, int folder) {
   struct stat created = {};
   if (System().fstat(folder, &created) != 0) return errno;

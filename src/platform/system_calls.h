@@ -10,8 +10,8 @@
 
 namespace tvl {
 
-// Every call with which the platform layer changes or reads files: the one door at which a test makes the
-// n-th call fail. The functions behave as their POSIX namesakes.
+// The calls with which the platform layer changes or reads files. Tests replace them to make the n-th call
+// fail. The functions behave like their POSIX namesakes.
 struct SystemCalls {
   int (*open)(const char* path, int flags, mode_t mode);
   int (*openat)(int folder, const char* name, int flags);
@@ -49,7 +49,7 @@ struct SystemCalls {
   int (*set_flags)(int file, int flags);  // fcntl with F_SETFL
 };
 
-// The table in use. Tests swap entries while one thread runs; the library only reads it.
+// Returns the table in use. Tests replace entries while only one thread runs; the library only reads it.
 SystemCalls& System();
 
 }  // namespace tvl

@@ -21,12 +21,12 @@ namespace {
 constexpr std::size_t kMostFiles = 1000;
 constexpr std::uint64_t kMostBytes = std::uint64_t{256} << 20;
 
-// File systems whose syncfs() reaches the disk. Some others, SMB and FUSE among them, only hand the data on;
-// each file has to be synced there.
+// File systems whose syncfs() reaches the disk. Some others, such as SMB and FUSE, only pass the data on;
+// there each file must be synced.
 constexpr decltype(statfs::f_type) kSyncedWhole[] = {EXT4_SUPER_MAGIC, XFS_SUPER_MAGIC, BTRFS_SUPER_MAGIC,
                                                      F2FS_SUPER_MAGIC, TMPFS_MAGIC,     NFS_SUPER_MAGIC};
 
-// Waiting parts are open, and the application needs descriptors too.
+// Waiting parts are open, and the application needs descriptors as well.
 std::size_t MostFiles() {
   rlimit limit = {};
   if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return kMostFiles;
@@ -70,7 +70,7 @@ void TransferGroup::TakeDone() {
   entries_.push_back({{INVALID_HANDLE_VALUE, {}, {}, false, 0}, 0, false});
 }
 
-// The folder is opened before the group's first sync, which then reports what failed from here on.
+// Opens the folder before the group's first sync, so that this reports all errors from now on.
 void TransferGroup::NoteMount(const FinishedPart& part) {
   const auto same = [&](const Mounted& mount) { return mount.device == part.device; };
   if (std::any_of(mounts_.begin(), mounts_.end(), same)) return;
@@ -99,7 +99,7 @@ int TransferGroup::SyncParts() const {
   return 0;
 }
 
-// Once for each run of files in one folder.
+// Syncs once for each run of files in one folder.
 int TransferGroup::SyncFolders() const {
   std::string last;
   for (const Entry& entry : entries_) {
@@ -120,7 +120,7 @@ void TransferGroup::RenameAll() {
   }
 }
 
-// What was complete before the group took it stays so.
+// Copies that were complete before they joined the group are not affected.
 void TransferGroup::FailAll(int problem) {
   for (Entry& entry : entries_) {
     if (entry.part.path.empty()) continue;
@@ -145,7 +145,7 @@ std::vector<int> TransferGroup::End() {
   return results;
 }
 
-// In a forked child the parts are the parent's.
+// In a forked child the parts belong to the parent.
 void TransferGroup::Clear() {
   for (const Entry& entry : entries_) {
     if (entry.part.file == INVALID_HANDLE_VALUE) continue;

@@ -11,7 +11,7 @@
 
 namespace tvl {
 
-// A complete part that is yet to take its target's place. Host paths.
+// A complete part that has not replaced its target yet. All paths are host paths.
 struct FinishedPart {
   HANDLE file;  // open and held
   std::string path;
@@ -21,7 +21,8 @@ struct FinishedPart {
 };
 
 // Copies of level 2 that are synced together: the file systems are synced once before all parts are renamed
-// and once after, so a copy costs a fraction of a sync. One thread at a time. std::bad_alloc may pass.
+// and once afterwards, so a copy costs a fraction of a sync. Used by one thread at a time. May throw
+// std::bad_alloc.
 class TransferGroup {
  public:
   TransferGroup();
@@ -30,28 +31,31 @@ class TransferGroup {
   TransferGroup(const TransferGroup&) = delete;
   TransferGroup& operator=(const TransferGroup&) = delete;
 
-  // True once 1,000 files or 256 MiB are waiting, or half of the descriptors that the process may have.
+  // Returns true once 1,000 files or 256 MiB are waiting, or half of the descriptors that the process may
+  // open are in use.
   [[nodiscard]] bool IsFull() const;
 
-  // Copies taken so far; the number of the next one.
+  // Returns the number of copies so far, which is the index of the next one.
   [[nodiscard]] std::size_t Count() const { return entries_.size(); }
 
-  // Takes a part. The group then owns it, unless std::bad_alloc passes. `failure` is its result if it fails.
+  // Adds a part and takes ownership of it, unless it throws std::bad_alloc. `failure` is its result if it
+  // fails.
   void Take(FinishedPart part, std::uint64_t bytes, int failure);
 
-  // Counts a copy that is complete already.
+  // Counts a copy that is already complete.
   void TakeDone();
 
-  // Ends the group, which is then empty. Result `n` is that of the copy with this number: 0, or what was to
-  // be reported for a failure. A sync that fails is a failure of all.
+  // Ends and empties the group. Returns the results of the copies by index: 0, or the `failure` of the copy.
+  // If a sync fails, all copies fail.
   [[nodiscard]] std::vector<int> End();
 
-  // Group bits of a folder with the setgid bit, or -1; asked once for each of a run of files in one folder.
+  // Returns the group bits of a folder with the setgid bit, or -1. Caches the result for a run of files in
+  // one folder.
   [[nodiscard]] int InheritedGroupBits(const std::string& folder);
 
  private:
   struct Entry {
-    FinishedPart part;  // `file` is invalid where nothing is left to do
+    FinishedPart part;  // `file` is invalid if nothing is left to do
     int failure;
     bool failed;
   };
@@ -59,7 +63,7 @@ class TransferGroup {
   struct Mounted {
     std::uint64_t device;
     int folder;      // a descriptor
-    bool syncs_all;  // syncfs() reaches the disk and reports what failed
+    bool syncs_all;  // syncfs() reaches the disk and reports errors
   };
 
   void NoteMount(const FinishedPart& part);

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-// Sets both access and modification time of a file, in seconds since 1970-01-01 UTC. 0, or -1.
+// Sets both access and modification time of a file, in seconds since 1970-01-01 UTC. Returns 0 or -1.
 int _utime64(const char* path, std::int64_t seconds);
 
 #endif

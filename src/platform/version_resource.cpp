@@ -19,13 +19,13 @@ using std::uint16_t;
 using std::uint32_t;
 using std::uint64_t;
 
-// --- The file: head, sections, the tree of resources ---
+// --- The file: head, sections, tree of resources ---
 
 constexpr uint64_t kNewHeadAt = 0x3C;
 constexpr uint32_t kFileHeadSize = 24;  // "PE\0\0" and the COFF head
 constexpr uint16_t kPe32 = 0x10B;
 constexpr uint16_t kPe32Plus = 0x20B;
-constexpr uint32_t kDirectoriesPe32 = 96;  // where the data directories begin in the optional head
+constexpr uint32_t kDirectoriesPe32 = 96;  // offset of the data directories in the optional header
 constexpr uint32_t kDirectoriesPe32Plus = 112;
 constexpr uint32_t kResourceDirectory = 2;
 constexpr uint32_t kSectionSize = 40;
@@ -75,12 +75,12 @@ class ImageFile {
   tvl::OpenFile file_;
 };
 
-// Where things are in one executable file.
+// The layout of an executable file.
 class Image {
  public:
   explicit Image(const char* path) : file_(path) {}
 
-  // The version resource's data. False if there is none.
+  // Finds the data of the version resource. Returns false if there is none.
   [[nodiscard]] bool FindVersion(Extent& data) const {
     uint64_t head = 0;
     uint32_t address = 0;
@@ -120,7 +120,7 @@ class Image {
     return file_.ReadNumber(directories + 8 * kResourceDirectory, address) && address != 0;
   }
 
-  // Turns an address in memory into a place in the file, by the section that holds it.
+  // Converts an address in memory to a position in the file, using the section that contains it.
   [[nodiscard]] bool ToFile(uint64_t head, uint32_t address, uint64_t& at) const {
     uint16_t sections = 0;
     uint16_t optional_size = 0;
@@ -141,8 +141,8 @@ class Image {
     return false;
   }
 
-  // The entry of a folder of the resource tree: the one of versions, or the first. `folder` is 0 or has the
-  // bit that says that it is a folder.
+  // Finds an entry in a folder of the resource tree: that of versions, or the first one. `folder` is 0 or has
+  // the bit that marks a folder.
   [[nodiscard]] bool FindEntry(uint64_t root, uint32_t folder, bool of_versions, uint32_t& entry) const {
     if (folder != 0 && (folder & kSubfolderBit) == 0) return false;
     const uint64_t at = root + (folder & ~kSubfolderBit);
@@ -162,15 +162,15 @@ class Image {
   ImageFile file_;
 };
 
-// --- The block: its size, the resource's bytes, and room for texts of one byte a character ---
+// --- The block: its size, the bytes of the resource, and space for texts with one byte per character ---
 
 constexpr std::size_t kSizeField = sizeof(uint32_t);
 
-// One node of the resource: length, value's length, whether the value is text, a key, the value, child nodes;
-// all but the first three aligned to four bytes.
+// A node of the resource: its length, the length of the value, whether the value is a text, the key, the
+// value, and child nodes; all but the first three are aligned to four bytes.
 class Node {
  public:
-  // The node at `at`, as far as it lies within `end`. False if there is no whole one.
+  // Parses the node at `at`, as far as it is before `end`. Returns false if it is incomplete.
   [[nodiscard]] bool Parse(const unsigned char* bytes, uint32_t at, uint32_t end) {
     if (end < at || end - at < kHead) return false;
     const uint32_t length = LittleEndian<uint16_t>(bytes + at);
@@ -201,20 +201,21 @@ class Node {
   [[nodiscard]] uint32_t Value() const { return value_; }
   [[nodiscard]] uint32_t End() const { return end_; }
 
-  // Bytes of the value: as said, as far as the node has them. A text's length is said in characters.
+  // Returns the length of the value in bytes as declared, limited to the node. The length of a text is
+  // declared in characters.
   [[nodiscard]] uint32_t ValueBytes() const {
     return std::min(is_text_ ? uint32_t{2} * value_length_ : value_length_, end_ - value_);
   }
 
-  // Bytes that a text may fill. Some tools mark texts as bytes, and then say their length in either unit, so
-  // such a text extends to its terminator.
+  // Returns the maximum length of a text in bytes. Some tools mark texts as bytes and declare their length in
+  // either unit, so such a text extends to its terminator.
   [[nodiscard]] uint32_t TextBytes() const {
     return is_text_ || value_length_ == 0 ? ValueBytes() : end_ - value_;
   }
 
   [[nodiscard]] uint32_t Children() const { return std::min(Aligned(value_ + ValueBytes()), end_); }
 
-  // The child of a key. False if there is none.
+  // Finds the child with a key. Returns false if there is none.
   [[nodiscard]] bool FindChild(string_view key, Node& child) const {
     for (uint32_t at = Children(); child.Parse(bytes_, at, end_); at = Aligned(child.End())) {
       if (child.HasKey(key)) return true;
@@ -222,7 +223,7 @@ class Node {
     return false;
   }
 
-  // One character as a byte.
+  // Returns a character as a byte.
   [[nodiscard]] char AnsiAt(uint32_t at) const {
     const uint16_t character = Character(at);
     return character < 0x100 ? static_cast<char>(character) : '?';
@@ -244,7 +245,7 @@ class Node {
   bool is_text_ = false;
 };
 
-// Takes the next part of a value's path.
+// Removes the next component from the path of a value and returns it.
 string_view TakePart(string_view& path) {
   path.remove_prefix(std::min(path.find_first_not_of('\\'), path.size()));
   const string_view part = path.substr(0, path.find('\\'));
@@ -252,7 +253,7 @@ string_view TakePart(string_view& path) {
   return part;
 }
 
-// True for the path of a value that is a text however it is marked.
+// Returns true for the path of a value that is a text, however it is marked.
 bool IsPathOfText(string_view path) {
   constexpr string_view strings = "StringFileInfo";
   const string_view first = TakePart(path);
@@ -299,7 +300,7 @@ BOOL VerQueryValueA(void* block, const char* path, void** value, UINT* length) {
   *value = bytes + node.Value();
   *length = node.ValueBytes();
   if (!node.IsText() && !IsPathOfText(path)) return 1;
-  // A text of one byte a character is placed at half its position in the resource, so no two overlap.
+  // Stores the text at half of its position in the resource, so that no two texts overlap.
   char* text = reinterpret_cast<char*>(bytes) + size + node.Value() / 2;
   UINT count = 0;
   for (uint32_t at = node.Value(); at + 2 <= node.Value() + node.TextBytes(); at += 2) {

@@ -5,12 +5,12 @@
 
 namespace tvl {
 
-// The calling thread's SocketWait, as poll() takes it; inside the platform layer only.
+// The SocketWait of the calling thread in the form of poll(). For the platform layer only.
 struct WaitedSocket {
-  // What to poll for; the descriptor is -1 if there is no socket, or nothing to come from it.
+  // Returns what to poll for; the descriptor is -1 if there is no socket or nothing to expect from it.
   static pollfd Poll();
 
-  // What poll() has found, so that the next pump need not ask again.
+  // Stores the result of poll(), so that the next pump need not call it again.
   static void Remember(short ready);
 };
 

@@ -14,11 +14,11 @@ class TransferGroup;
 // How the target of a copy is written; the numbers are those of `SafeOnTransfert`.
 enum class Safety {
   kInPlace = 0,
-  kWhole = 1,   // as a part that is renamed over the target, so readers see the old file or the new one
-  kSynced = 2,  // the same, and on the disk before success is reported
+  kWhole = 1,   // as a part that is renamed to the target, so readers see either the old file or the new one
+  kSynced = 2,  // the same, and synced before success is reported
 };
 
-// The level for a number of the configuration or of a caller; any number above 2 works like 2.
+// Returns the level for a number in a configuration or from a caller. Numbers above 2 work like 2.
 [[nodiscard]] constexpr Safety SafetyOf(int level) {
   return level <= 0 ? Safety::kInPlace : level == 1 ? Safety::kWhole : Safety::kSynced;
 }
@@ -26,10 +26,10 @@ enum class Safety {
 struct Writing {
   Safety safety = Safety::kInPlace;
   TransferGroup* group = nullptr;  // collects copies that are to be synced together; null outside a group
-  int failure = 0;                 // what the group is to report for a copy of it that fails
+  int failure = 0;                 // result that the group reports if this copy fails
 };
 
-// What a target takes over from its source.
+// Properties of a source that its target gets.
 struct SourceTraits {
   std::uint64_t size;
   std::uint64_t allocated;  // bytes on the disk, fewer than `size` in a file with holes
@@ -44,7 +44,7 @@ struct SourceTraits {
 
 [[nodiscard]] SourceTraits TraitsOf(const struct stat& status);
 
-// False if `path` cannot be examined.
+// Returns false if `path` cannot be examined.
 [[nodiscard]] bool ReadTraits(const char* path, SourceTraits* traits);
 
 }  // namespace tvl

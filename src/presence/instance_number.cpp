@@ -9,7 +9,7 @@
 namespace tvl {
 namespace {
 
-// All of this is trivially destructible: a connection may be closed while the process ends.
+// All of this is trivially destructible, because a connection may be closed while the process exits.
 constinit std::mutex mutex;
 constinit OwnNumber* first = nullptr;
 

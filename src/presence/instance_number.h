@@ -11,8 +11,8 @@ namespace tvl {
 // The numbers of live instances, 0 to kMostInstances.
 using LiveNumbers = std::bitset<kMostInstances + 1>;
 
-// An instance number that an object of this process has, so that no other instance of the same identity in
-// this process gets it, whatever happens to the marker file. Any thread.
+// Reserves an instance number for an object, so that no other instance of the same identity in this process
+// gets it, regardless of the marker file. Safe to use from any thread.
 class OwnNumber {
  public:
   OwnNumber() = default;
@@ -20,10 +20,10 @@ class OwnNumber {
   OwnNumber& operator=(const OwnNumber&) = delete;
   ~OwnNumber() { Release(); }
 
-  // Takes the number for a new instance: one below the lowest live number as long as that is above 1, else
-  // one above the highest, and a free one in between where that would be above kMostInstances. `identity` is
-  // what instances that are counted together have in common; `live` are numbers known from markers. 0 if
-  // there is no free number.
+  // Reserves and returns a number for a new instance: the one below the lowest live number if that is above
+  // 1, else the one above the highest, or a free one in between if that would exceed kMostInstances.
+  // `identity` is common to all instances that are numbered together; `live` contains the numbers known from
+  // markers. Returns 0 if there is no free number.
   [[nodiscard]] int Take(const PathText& identity, LiveNumbers live);
 
   void Release();

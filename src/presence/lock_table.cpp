@@ -58,8 +58,8 @@ bool CConnection::BeginBatch(std::optional<TableBatch>& batch, TableBatch::Kind 
   return tvl::BeginLockTableBatch(table, locksDir, batch, kind);
 }
 
-// Begins a batch for writing, after rows that an earlier instance left are deleted if that could not be done
-// at the start.
+// Begins a batch for writing. First deletes the rows of an earlier instance if that was not possible at the
+// start.
 bool CConnection::BeginWriting(std::optional<TableBatch>& batch) {
   if (!BeginBatch(batch, TableBatch::Kind::kWrite)) return false;
   if (!former_rows_due_) return true;
@@ -68,8 +68,8 @@ bool CConnection::BeginWriting(std::optional<TableBatch>& batch) {
   return BeginBatch(batch, TableBatch::Kind::kWrite);
 }
 
-// Begins the batch of a lock operation, for reading where the table cannot be written, as on a store that is
-// mounted read-only. A table that was busy for 10 s is not waited for again.
+// Begins the batch of a lock operation; for reading if the table cannot be written, as on a store that is
+// mounted read-only. Does not wait again for a table that was busy for 10 s.
 CConnection::Access CConnection::BeginOperation(std::optional<TableBatch>& batch) {
   Access access = Access::kNone;
   if (BeginWriting(batch)) {

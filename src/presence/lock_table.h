@@ -9,17 +9,17 @@
 
 namespace tvl {
 
-// Opens the lock table in `folder`, which ends in a backslash, unless it is open. A table that could not be
-// opened is tried again by the next call. `table` is never null afterwards.
+// Opens the lock table in `folder`, which ends in a backslash, unless it is open. The next call tries a table
+// again that could not be opened. `table` is never null afterwards.
 void OpenLockTable(std::unique_ptr<CCtreeFile>& table, const char* folder);
 
-// Begins a batch on the lock table that the path names now. Where that is not the open one any more, as after
-// a restore, it is opened. False if the table cannot be used; `batch` says why.
+// Begins a batch on the current lock table. Reopens it if the path refers to another file now, as after a
+// restore. Returns false if the table cannot be used; `batch` contains the reason.
 [[nodiscard]] bool BeginLockTableBatch(std::unique_ptr<CCtreeFile>& table, const char* folder,
                                        std::optional<TableBatch>& batch, TableBatch::Kind kind);
 
-// While one exists, this thread's batches of lock tables do not begin, and nothing waits for one: for a
-// process that has just waited for the table in vain, and has more to do with it.
+// While an object exists, batches on lock tables fail at once on this thread. Used by a process that has just
+// waited for the table in vain, and would have to wait again.
 class WithoutLockTable {
  public:
   WithoutLockTable();

@@ -5,12 +5,12 @@
 
 namespace tvl {
 
-// True if the marker's owner lives. Tries to delete the marker: its owner's hold makes that fail, and a dead
-// owner's marker is gone afterwards. Any other failure counts as a live owner too.
+// Returns true if the owner of the marker is alive. Tries to delete the marker: this fails if its owner holds
+// it, and removes the marker of a dead owner. Any other failure counts as a live owner too.
 [[nodiscard]] bool IsMarkerAlive(const char* path);
 
-// The same for the instance whose marker is in `folder`. One with a path too long to be examined counts as
-// alive, since it may be shorter for its owner.
+// The same for an instance whose marker is in `folder`. An instance whose path is too long counts as alive,
+// since the path may be shorter for its owner.
 [[nodiscard]] bool IsInstanceAlive(const char* folder, const InstanceName& name);
 
 }  // namespace tvl

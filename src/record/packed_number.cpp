@@ -64,7 +64,7 @@ constexpr Code MakeCode(Kind kind, int value) {
   }
 }
 
-// What each byte stands for.
+// The meaning of each byte.
 constexpr std::array<Code, 256> kCodes = [] {
   std::array<Code, 256> codes{};
   for (const KindRange& range : kKinds) {
@@ -92,7 +92,7 @@ void FillBlanks(unsigned char* field, std::size_t size) {
   if (used == 0) field[0] = kLastDigitByte;
 }
 
-// Appends the text of the bytes up to the number's end; its length, or -1.
+// Appends the text of the bytes up to the end of the number. Returns its length, or -1.
 int Decode(const unsigned char* field, std::size_t size, bool withPoint, char (&text)[kNumberText]) {
   std::size_t length = 0;
   for (std::size_t i = 0; i < size; ++i) {
@@ -108,15 +108,15 @@ int Decode(const unsigned char* field, std::size_t size, bool withPoint, char (&
   return static_cast<int>(length);
 }
 
-// Only the low four bits of a character count.
+// Uses only the low four bits of a character.
 int Digit(char character) {
   return character & 0x0F;
 }
 
-// Hands the bytes of the number to `emit`, in order.
+// Passes the bytes of the number to `emit`, in order.
 template <typename Emit>
 void Encode(const char* text, Emit emit) {
-  // Past a sign or point and the digit that should stand behind it.
+  // Skips a sign or point and the digit that should follow.
   const auto passTwo = [&text] { text += text[1] == 0 ? 1 : 2; };
   if (text[0] == '-') {
     emit(kMinusDigitByte + Digit(text[1]));

@@ -3,21 +3,21 @@
 
 #include <cstddef>
 
-// Decimal numbers two digits to a byte, from the first digit on, with filler behind them: the code of a
-// number doesn't depend on the size of its field.
+// Decimal numbers with two digits per byte, starting with the first digit and followed by filler. The
+// encoding of a number does not depend on the size of its field.
 
 namespace tvl {
 
-// Longest text of a number, with its terminator.
+// Length of the longest text of a number, including the terminator.
 constexpr std::size_t kNumberText = 128;
 
-// Decodes the `size` bytes of a field. False if they are no number; `text` is then empty.
+// Decodes the `size` bytes of a field. Returns false with an empty `text` if they are not a number.
 //
-// Blanks at the end of the field are turned into filler, in the field, whatever comes out: records made of
-// blanks hold zeros. Points are refused where the schema gives no `decimals`.
+// Always replaces trailing blanks in the field by filler, so that records made of blanks contain zeros.
+// Points are refused if the schema has no `decimals`.
 [[nodiscard]] bool UnpackNumber(unsigned char* field, int size, int decimals, char (&text)[kNumberText]);
 
-// Encodes `text`. False, and the field is as it was, if that takes more than `size` bytes.
+// Encodes `text`. Returns false with an unchanged field if this takes more than `size` bytes.
 [[nodiscard]] bool PackNumber(unsigned char* field, int size, const char* text);
 
 }  // namespace tvl

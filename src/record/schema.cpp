@@ -18,7 +18,7 @@ char Upper(char character) {
   return character >= 'a' && character <= 'z' ? static_cast<char>(character - ('a' - 'A')) : character;
 }
 
-// Takes the next description off `rest`; empty at the end.
+// Removes the next description from `rest` and returns it; empty at the end.
 string_view TakeToken(string_view& rest) {
   rest.remove_prefix(std::min(rest.find_first_not_of(' '), rest.size()));
   const string_view token = rest.substr(0, rest.find(' '));
@@ -26,7 +26,7 @@ string_view TakeToken(string_view& rest) {
   return token;
 }
 
-// The number at the start of a text, 0 if there is none; one too large for an int is the largest.
+// Returns the number at the start of a text, 0 if there is none, and the largest int if it is larger.
 int LeadingNumber(string_view text) {
   int value = 0;
   const auto [stop, problem] = std::from_chars(text.data(), text.data() + text.size(), value);
@@ -39,7 +39,7 @@ std::int64_t SizeOf(const _format_& field) {
   return (digits + (field.decimals != 0 ? 2 : 1)) / 2;
 }
 
-// Reads all of a description but its place in the record.
+// Parses a description, except for the offset in the record.
 bool ParseToken(string_view token, _format_& field) {
   const std::size_t dash = token.find('-');
   if (token.size() > kLongestToken || dash > kLongestName || dash + 1 >= token.size()) return false;

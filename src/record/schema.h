@@ -8,14 +8,14 @@
 
 namespace tvl {
 
-// Number of field descriptions in a schema.
+// Returns the number of field descriptions in a schema.
 [[nodiscard]] std::size_t CountFields(const char* schema);
 
-// Fills `fields`, one for each description. False for a description that can't be read and for fields that
-// reach beyond the record.
+// Fills `fields`, one for each description. Returns false for an invalid description, and for fields beyond
+// the end of the record.
 [[nodiscard]] bool ParseSchema(const char* schema, int recordLength, std::span<_format_> fields);
 
-// The first field of that name in any case, or null.
+// Returns the first field with that name, regardless of case, or null.
 [[nodiscard]] const _format_* FindField(std::span<const _format_> fields, const char* name);
 
 }  // namespace tvl

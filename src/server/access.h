@@ -13,11 +13,11 @@ namespace tvl::server {
 
 enum class Right { kNone, kRead, kWrite };
 
-// Addresses from which clients may come; without any, all.
+// Addresses from which clients are admitted. If there are none, all are.
 class AllowedAddresses {
  public:
-  // One network: an address, or an address with "/" and the number of bits that count. "@FILE" adds every
-  // network that the file lists, one per line. Throws std::runtime_error for anything else.
+  // Adds a network: an address, or an address with "/" and the length of the prefix. "@FILE" adds every
+  // network in the file, one per line. Throws std::runtime_error for anything else.
   void Add(const std::string& network);
 
   [[nodiscard]] bool Allows(const asio::ip::address& address) const;
@@ -30,35 +30,35 @@ class AllowedAddresses {
   std::vector<asio::ip::network_v6> v6_;
 };
 
-// What one client may do, by folder.
+// The rights of one client, by folder.
 class Rights {
  public:
-  // Grants `right` in a folder of the store ("" for all of it) and below it. Of several grants, the one of
-  // the innermost folder counts; of several for one folder, the largest.
+  // Grants `right` in a folder of the store ("" for all of it) and below it. Of several grants, that of the
+  // innermost folder applies; of several for one folder, the largest.
   void Grant(const std::string& folder, Right right);
 
-  // True if there is any grant.
+  // Returns true if there is any grant.
   [[nodiscard]] bool AdmitsAnything() const { return !grants_.empty(); }
 
-  // The right on a file, by its clean name (names.h).
+  // Returns the right on a file, by its clean name (names.h).
   [[nodiscard]] Right At(std::string_view path) const;
 
  private:
   std::map<std::string, Right> grants_;  // by folder, without a slash at the end
 };
 
-// Names that are admitted and what they may do. Without a list, any name may do everything.
+// Admitted names with their rights. Without a list, every name has all rights.
 class NameList {
  public:
   NameList() = default;
 
   // Reads a file with one entry per line: a name, a tab, "read" or "write", and optionally a tab and the
-  // folder in which that holds. A blank may separate name and right too. Empty lines and those that begin
-  // with "#" are skipped. Throws std::runtime_error for a file that cannot be read or contains any other
+  // folder to which this applies. Name and right may also be separated by a blank. Skips empty lines and
+  // those that begin with "#". Throws std::runtime_error if the file cannot be read or contains any other
   // line.
   explicit NameList(const std::string& path);
 
-  // Takes the same time whatever names are in the list and wherever they differ.
+  // Takes the same time regardless of the names in the list and of where they differ.
   [[nodiscard]] Rights RightsOf(std::string_view name) const;
 
  private:
@@ -74,25 +74,25 @@ class NameList {
   std::vector<Entry> entries_;
 };
 
-// Where the rules for admission come from, as the command line names them.
+// The sources of the rules for admission, from the command line.
 struct AdmissionSources {
   std::vector<std::string> allow;  // arguments of AllowedAddresses::Add
   std::string tags;                // path of the list of client tags; empty for none
   std::string users;               // path of the list of names in certificates; empty for none
 };
 
-// Who may come in.
+// The rules for admission.
 struct Admission {
   AllowedAddresses allowed;
   NameList tags;
   NameList users;
 };
 
-// Reads all sources. Throws std::runtime_error if any of them is wrong.
+// Reads all sources. Throws std::runtime_error if any of them is invalid.
 [[nodiscard]] Admission ReadAdmission(const AdmissionSources& sources);
 
-// An address by itself: one of IPv4 that came in the clothes of IPv6 is one of IPv4, and which of this
-// machine's links it came by doesn't count.
+// Returns an address in canonical form: a mapped IPv4 address as IPv4, and without the scope of a link-local
+// address.
 [[nodiscard]] asio::ip::address Plain(const asio::ip::address& address);
 
 }  // namespace tvl::server

@@ -8,8 +8,8 @@
 
 namespace tvl::server {
 
-// What a server with these options and this configuration would do, as lines of text for an administrator.
-// Throws std::runtime_error if it could not start for a reason that shows without starting it.
+// Describes, for an administrator, what a server with these options and this configuration would do. Throws
+// std::runtime_error if it could not start for a reason that can be found without starting it.
 [[nodiscard]] std::string DescribePlan(const Options& options, CConfig& config);
 
 }  // namespace tvl::server

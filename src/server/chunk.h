@@ -10,10 +10,10 @@
 
 namespace tvl::server {
 
-// One packet of a get: bytes of a file, with room in front of them for what goes before.
+// One packet of a get: bytes of a file, with space before them for head and preface.
 class Chunk {
  public:
-  // So that even the first packet, with code and time in front, stays within what a client takes.
+  // So that even the first packet, with code and time, does not exceed what a client accepts.
   static constexpr std::size_t kFront = 64;
   static constexpr std::size_t kMost = protocol::kMostPayload - kFront;
 
@@ -21,7 +21,8 @@ class Chunk {
   [[nodiscard]] std::size_t Size() const { return size_; }
   void SetSize(std::size_t size) { size_ = size; }
 
-  // The whole packet: head, `preface`, the length of the data, the data. Holds until the chunk changes.
+  // Returns the complete packet: head, `preface`, the length of the data, the data. Valid until the chunk
+  // changes.
   std::string_view Packet(std::string_view preface) {
     char* const length_at = Data() - protocol::kChunkHeadSize;
     protocol::WriteLength(length_at, size_);

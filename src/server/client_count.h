@@ -7,10 +7,10 @@
 
 namespace tvl::server {
 
-// The clients that are served, in all and by address. On the network's thread only.
+// The number of clients, in total and by address. Used on the network thread only.
 class ClientCount {
  public:
-  // 0 for `most_per_address` means any number.
+  // 0 for `most_per_address` means no limit.
   ClientCount(std::size_t most, std::size_t most_per_address)
       : most_(most), most_per_address_(most_per_address) {}
 

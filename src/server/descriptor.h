@@ -8,8 +8,8 @@
 
 namespace tvl::server {
 
-// A file descriptor that closes itself. errno survives that, since a failure is often reported on the way
-// out.
+// A file descriptor that is closed automatically. Closing keeps errno, because a failure is often reported
+// while leaving a function.
 class Descriptor {
  public:
   Descriptor() = default;

@@ -6,17 +6,17 @@
 
 namespace tvl::server {
 
-// Space on the store's file system that puts must leave free.
+// The space to keep free on the store's file system.
 class FreeSpace {
  public:
-  // The smaller of 1 % of the file system and 64 MiB.
+  // Keeps the smaller of 1 % of the file system and 64 MiB.
   FreeSpace() = default;
 
-  // "500M" (see ParseSize) or "5%". Throws std::runtime_error for anything else.
+  // Parses "500M" (see ParseSize) or "5%". Throws std::runtime_error for anything else.
   static FreeSpace Parse(const std::string& text);
 
-  // False if writing `more` bytes to the file system of the open file `file` would leave less. A file system
-  // that does not say how full it is allows everything.
+  // Returns false if writing `more` bytes to the file system of the open file `file` would leave less.
+  // Returns true on a file system that does not report its free space.
   [[nodiscard]] bool Allows(int file, std::uint64_t more) const;
 
  private:
@@ -29,8 +29,8 @@ class FreeSpace {
   double percent_ = kDefaultPercent;
 };
 
-// Digits, optionally followed by K, M, G or T for powers of 1024. Throws std::runtime_error for anything else
-// and for sizes above 2^60.
+// Parses digits, optionally followed by K, M, G or T for powers of 1024. Throws std::runtime_error for
+// anything else and for sizes above 2^60.
 [[nodiscard]] std::uint64_t ParseSize(const std::string& text);
 
 }  // namespace tvl::server

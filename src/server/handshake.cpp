@@ -12,8 +12,8 @@ constexpr std::size_t kLongestComputer = 32;
 constexpr std::string_view kSpecial = "/\\|*?";
 constexpr char kSubstitute = '_';
 
-// Cut, and without what means something in a file name, a list or a search. Blanks at the end would be taken
-// for a field's filling.
+// Cuts the text and replaces characters with a meaning in a file name, a list or a search. Removes trailing
+// blanks, which would be mistaken for the padding of a field.
 std::string CleanText(std::string_view text, std::size_t longest) {
   std::string clean(text.substr(0, longest));
   for (char& character : clean) {

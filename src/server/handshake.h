@@ -10,7 +10,7 @@ namespace tvl::server {
 
 constexpr std::size_t kLongestUser = 64;
 
-// What a client says of itself.
+// The identity that a client claims.
 struct Handshake {
   std::string client_class;
   std::string computer;
@@ -37,12 +37,12 @@ struct Welcome {
   unsigned int window = 0;  // granted; 0 to a client that has announced none
 };
 
-// Payloads of the two answers.
+// Return the payloads of the two answers.
 [[nodiscard]] std::string AcceptText(const Welcome& welcome);
 [[nodiscard]] std::string RefuseText(int code, std::string_view reason);
 
-// A text as a field of a reply: an empty one would vanish and move its followers, one with a separator would
-// be two.
+// Converts a text to a field of a reply: an empty field would vanish and shift the following ones, and one
+// with a separator would become two.
 [[nodiscard]] std::string Field(std::string_view text);
 
 }  // namespace tvl::server

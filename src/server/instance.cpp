@@ -33,8 +33,8 @@ Instance::Instance(const CConfig& config, const Handshake& identity, const std::
   connection_.AllocateInstance();
 }
 
-// All of this server's clients have its process id in their rows, so the next one with these names and this
-// number would own what is left.
+// The rows of all clients of this server have its process id, so the next client with these names and this
+// number would own any rows that are left.
 Instance::~Instance() {
   if (connection_.lockCount > 0) connection_.ReleaseAllOwnLocks();
   ReportLocks(0);
@@ -57,7 +57,7 @@ std::string Instance::AnswerLock(char letter, std::string_view object) {
     connection_.CheckLock(name.c_str());
   }
   ReportLocks(connection_.lockCount);
-  // Its own row would be of an earlier life, and count for nobody else.
+  // Its own row would be from an earlier run, and others would ignore it.
   if (!IsPresent() && connection_.lockState == TVL_LOCK_OWN) return kNoLock;
   return connection_.lockState == TVL_LOCK_FREE ? kNoLock : DescribeOwner();
 }
@@ -74,7 +74,7 @@ std::string Instance::DescribeSelf() const {
                    static_cast<int>(connection_.pid), address, connection_.user);
 }
 
-// An unlock that found no lock of this client's changed nothing that could be lost.
+// An unlock that found no lock of this client changed nothing that could be lost.
 std::string Instance::AnswerLost(char letter, const std::string& answer) {
   if (letter != protocol::kUnlock) return kNoLock;
   if (answer != kNoLock || connection_.object[0] != 0) return answer;

@@ -11,9 +11,8 @@
 
 namespace tvl::server {
 
-// A client's presence on the store and its locks, the same as those of a client that works on the directory,
-// so that the two see each other. Lives on the engine's thread from its making to its end, which gives all
-// back.
+// The presence and the locks of a client. They are the same as those of a client that uses the directory, so
+// both kinds see each other. Used on the engine thread only. Destroying it releases everything.
 class Instance {
  public:
   // Get the number of locks that it holds; borrowed.
@@ -32,17 +31,18 @@ class Instance {
 
   [[nodiscard]] int Number() const { return connection_.instance; }
 
-  // Its marker is held. Without one it would count as dead for everybody else, and so would its locks.
+  // Returns true if its marker is held. Without a marker it would count as dead, and others would ignore its
+  // locks.
   [[nodiscard]] bool IsPresent() const { return connection_.markerHandle != INVALID_HANDLE_VALUE; }
 
-  // Payload of the answer to a lock or an unlock, the letter says which.
+  // Executes a lock or an unlock, depending on the letter, and returns the payload of the answer.
   [[nodiscard]] std::string AnswerLock(char letter, std::string_view object);
 
-  // The answer in place of `answer`, where what was written for that is lost: nothing was locked, or the lock
-  // is still there.
+  // Returns the answer that replaces `answer` if its changes were lost: nothing was locked, or the lock still
+  // exists.
   [[nodiscard]] std::string AnswerLost(char letter, const std::string& answer);
 
-  // What the start did to the table is lost; it is done again by the next operation.
+  // Records that the changes of the start were lost; the next operation makes them again.
   void NoteLostStart() { connection_.NoteLostStart(); }
 
   static constexpr char kNoLock[] = "0";

@@ -6,7 +6,7 @@
 
 namespace tvl::server {
 
-// How many log lines a client may cause: kBurst at once, kPerSecond in the long run.
+// Limits the log lines that a client may cause: kBurst at once, kPerSecond in the long run.
 class LineBudget {
  public:
   using Clock = std::chrono::steady_clock;
@@ -14,7 +14,7 @@ class LineBudget {
   static constexpr double kPerSecond = 100;
   static constexpr double kBurst = 1000;
 
-  // True if one more line may be written now.
+  // Returns true if another line may be written now.
   [[nodiscard]] bool Take(Clock::time_point now) {
     const std::chrono::duration<double> since = now - last_;
     left_ = std::min(kBurst, left_ + since.count() * kPerSecond);

@@ -32,7 +32,7 @@ void LockQueue::Add(Request& request) {
   draining_ = true;
 }
 
-// Null if there is none.
+// Returns null if there is none.
 LockQueue::Request* LockQueue::Take() {
   const std::lock_guard<std::mutex> guard(mutex_);
   std::deque<Request*>& queue = leaving_.empty() ? others_ : leaving_;
@@ -62,7 +62,7 @@ void LockQueue::ServeBatch() {
     RefuseAll();
     return;
   }
-  // Without a table that can be written, each request finds out for itself what it can do.
+  // Without a writable table, each request finds out for itself what it can do.
   const auto end = std::chrono::steady_clock::now() + kLongestBatch;
   while (served_.size() < kMostAtOnce && std::chrono::steady_clock::now() < end) {
     Request* const request = Take();
@@ -75,7 +75,7 @@ void LockQueue::ServeBatch() {
     Complete(*request, kept ? Outcome::kKept : Outcome::kLost);
 }
 
-// After a wait in vain, nobody else who is in the queue waits for the table.
+// After a wait in vain, the other requests in the queue do not wait for the table again.
 void LockQueue::RefuseAll() {
   const WithoutLockTable without;
   while (Request* request = Take()) {

@@ -20,25 +20,25 @@
 
 namespace tvl::server {
 
-// Everything that is to be done with presence and locks, one after the other on the engine's thread.
+// Executes all operations on presence and locks one after another on the engine thread.
 //
-// A transaction of the lock table costs some syncs of the disk, so whatever waits when one begins or comes
-// while it is open becomes part of it: up to kMostAtOnce requests, or for as long as kLongestBatch. Each is
-// answered as if it were alone, and only once the transaction is on the disk.
+// A transaction of the lock table costs some disk syncs, so requests that wait when one begins, or arrive
+// while it is open, become part of it: up to kMostAtOnce requests, or for up to kLongestBatch. Each is
+// answered as if it were alone, and only after the transaction is on the disk.
 class LockQueue {
  public:
   static constexpr std::size_t kMostAtOnce = 64;
   static constexpr std::chrono::milliseconds kLongestBatch{50};
 
   enum class Kind {
-    kLeave,  // done before all others, and without the table too: others may wait for its locks
-    kEnter,  // done without the table too
+    kLeave,  // done before all others, even without the table: others may wait for its locks
+    kEnter,  // done even without the table
     kAsk     // not done if the table is busy for too long
   };
 
   enum class Outcome {
     kKept,
-    kLost,    // done, but what was written is not in the table
+    kLost,    // done, but the changes are not in the table
     kRefused  // not done
   };
 
@@ -48,8 +48,8 @@ class LockQueue {
   LockQueue(asio::thread_pool& engine, const char* folder, QueueStats& stats)
       : engine_(engine), folder_(folder), stats_(stats) {}
 
-  // Has `work` done and waits for the outcome. What the work throws, the caller gets. `work` is a variable of
-  // the caller's (see run_on.h).
+  // Executes `work` and waits for the outcome. Rethrows exceptions of `work`, which must be a variable of the
+  // caller (see run_on.h).
   asio::awaitable<Outcome> Run(Kind kind, const Work& work);
 
  private:
@@ -78,7 +78,7 @@ class LockQueue {
   std::deque<Request*> leaving_;
   std::deque<Request*> others_;
   bool draining_ = false;
-  // On the engine's thread alone.
+  // Used on the engine thread only.
   std::unique_ptr<CCtreeFile> table_;
   std::vector<Request*> served_;
 };

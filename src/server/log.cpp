@@ -25,8 +25,8 @@ struct Entry {
   Event event;
 };
 
-// The whole line, in one call as long as the system takes it so: lines of several processes on one file stay
-// whole then.
+// Writes the complete line, in one call if the system accepts it, so that lines of several processes in one
+// file are not mixed.
 void WriteLine(int file, std::string_view line) {
   while (!line.empty()) {
     const ssize_t written = write(file, line.data(), line.size());
@@ -62,12 +62,12 @@ struct Log::State {
   std::deque<Entry> queue;
   std::uint64_t dropped = 0;
   int file = STDERR_FILENO;
-  int fresh_file = -1;  // takes the place of `file` before the next line
+  int fresh_file = -1;  // replaces `file` before the next line
   bool stopping = false;
   bool stopped = false;
 };
 
-// The next entry, after one that reports those dropped before it; nothing at the end.
+// Returns the next entry, preceded by one that reports dropped entries; nothing at the end.
 std::optional<Entry> Log::State::Next() {
   std::unique_lock<std::mutex> lock(mutex);
   filled.wait(lock, [this] { return !queue.empty() || dropped > 0 || stopping; });
@@ -75,7 +75,7 @@ std::optional<Entry> Log::State::Next() {
     if (file != STDERR_FILENO) close(file);
     file = fresh;
   }
-  // Not while the queue is nearly full, or every other line of a flood would be such a report.
+  // Not while the queue is nearly full, or every other line of a flood would be a report.
   if (dropped > 0 && queue.size() <= kLongestQueue / 2) {
     const std::uint64_t lost = std::exchange(dropped, 0);
     return Entry{std::chrono::system_clock::now(),
@@ -91,7 +91,7 @@ std::optional<Entry> Log::State::Next() {
   return entry;
 }
 
-// A line for which there is no memory is lost; what it is about goes on.
+// If memory runs out, the line is lost, but the server continues.
 void Log::State::WriteEntry(const Entry& entry) try {
   WriteLine(file, Line(entry));
 } catch (const std::bad_alloc&) {

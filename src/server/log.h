@@ -11,15 +11,15 @@ namespace tvl::server {
 
 // How the log is written.
 struct LogOptions {
-  std::string file;  // empty: standard error
+  std::string file;  // empty for standard error
   bool json = false;
-  Level level = Level::kInfo;  // the least important one that is written
+  Level level = Level::kInfo;  // the lowest level that is written
 };
 
-// Writes events to standard error or to a file, a line each, on a thread of its own.
+// Writes events to standard error or to a file, one line each, on a separate thread.
 //
-// Whoever reads the log may stop reading: nobody waits for it then. A queue holds up to kLongestQueue events;
-// what does not fit is dropped, and the next line that is written reports how many. Any thread may use it.
+// Nobody waits if the reader of the log stops reading. A queue holds up to kLongestQueue events; further
+// events are dropped, and the next line that is written reports how many. Any thread may use it.
 class Log {
  public:
   static constexpr std::size_t kLongestQueue = 8192;
@@ -27,23 +27,23 @@ class Log {
   // Throws std::system_error if the file cannot be opened.
   explicit Log(const LogOptions& options);
 
-  // Waits a second at most for what is queued to be written.
+  // Waits for at most a second until the queue is written.
   ~Log();
   Log(const Log&) = delete;
   Log& operator=(const Log&) = delete;
 
   void Write(Event event);
 
-  // Opens the file again under its name, after a rotation has renamed it. Where that fails, the old one
-  // stays in use and the reason is returned; empty on success.
+  // Opens the file again by its name, after a rotation has renamed it. On failure continues with the old file
+  // and returns the reason; returns an empty text on success.
   [[nodiscard]] std::string Reopen();
 
  private:
   struct State;
-  std::shared_ptr<State> state_;  // shared with the thread, which may outlive this object when it is stuck
+  std::shared_ptr<State> state_;  // shared with the thread, which may outlive this object if it is blocked
 };
 
-// Measures from its construction on.
+// Measures the time since its construction.
 class Stopwatch {
  public:
   [[nodiscard]] std::chrono::microseconds Elapsed() const {

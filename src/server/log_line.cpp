@@ -47,8 +47,8 @@ std::string EscapeByte(char byte) {
   return escape;
 }
 
-// Every character that JSON requires to be escaped is among those that are unsafe to show. A byte that is no
-// UTF-8 gets an escape that JSON does not know: such texts do not reach JSON.
+// All characters that JSON requires to be escaped are among those that are unsafe to show. A byte that is not
+// UTF-8 gets an escape that is not valid in JSON; such texts are never written to JSON.
 std::string Quoted(std::string_view text) {
   std::string quoted = "\"";
   while (!text.empty()) {

@@ -10,12 +10,12 @@ namespace tvl::server {
 
 enum class Level { kError, kWarning, kInfo };
 
-// One thing that happened. Members that are empty or absent are left out of the line.
+// One event. Members that are empty or absent are omitted from the line.
 struct Event {
   std::string what;
   Level level = Level::kInfo;
   std::string client = {};                    // its address
-  std::string who = {};                       // what it says it is
+  std::string who = {};                       // the identity that it claims
   std::optional<std::uint64_t> request = {};  // number of the client's request, from 1
   std::string name = {};
   std::optional<int> code = {};
@@ -27,8 +27,8 @@ struct Event {
 
 using LogTime = std::chrono::system_clock::time_point;
 
-// The line of an event, with its line feed. What comes from a client is quoted, and its control and
-// direction characters are escaped, so it can neither forge a line nor steer a terminal.
+// Returns the line of an event with its line feed. Texts from a client are quoted, and their control and
+// direction characters are escaped, so that they can neither forge a line nor control a terminal.
 [[nodiscard]] std::string TextLine(LogTime time, const Event& event);
 
 // The same as a JSON object. A text that is not UTF-8 appears in hexadecimal as the member KEY_hex.

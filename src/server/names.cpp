@@ -62,7 +62,7 @@ std::optional<std::string> CleanName(std::string_view name) {
     if (!path.empty()) path += '/';
     path += component;
   }
-  if (component.empty() || component == ".") return std::nullopt;  // what the name ends in is a folder
+  if (component.empty() || component == ".") return std::nullopt;  // the name is that of a folder
   return path;
 }
 

@@ -7,14 +7,16 @@
 
 namespace tvl::server {
 
-// The path below the document root that a client's name means: components with one slash between them. Either
-// slash separates, runs of them count as one, "." goes.
+// Converts a client's name to a path below the document root: components separated by single slashes. Both
+// kinds of slashes are separators, runs of them count as one, and "." is removed.
 //
-// Nothing for a name that can't be one of a file there: empty, absolute, of a folder, with a "..", with a
-// control character, above 259 bytes or 255 a component, or one of a put that has not ended.
+// Returns nothing for a name that cannot be that of a file there: an empty or absolute name, that of a
+// folder, one with "..", one with a control character, one of more than 259 bytes or 255 per component, or
+// that of an unfinished put.
 [[nodiscard]] std::optional<std::string> CleanName(std::string_view name);
 
-// True for the name of a file that a put is writing, in any case of letters, and for names that end like one.
+// Returns true for the name of a file that a put is writing, regardless of case, and for names that end like
+// one.
 [[nodiscard]] bool EndsLikePart(std::string_view component);
 
 // "a/b/c" is split into "a/b" and "c".

@@ -5,8 +5,8 @@
 
 namespace tvl::server {
 
-// Raises the number of files that this process may have open as far as it goes, and gives the number of
-// clients, at most `wanted`, for which that suffices.
+// Raises the limit of open files as far as possible. Returns the number of clients, at most `wanted`, for
+// which it is sufficient.
 [[nodiscard]] std::size_t MakeRoomForClients(std::size_t wanted);
 
 }  // namespace tvl::server

@@ -11,18 +11,18 @@
 
 namespace tvl::server {
 
-// Where to listen. Without a port, nowhere.
+// An address to listen on. Without a port, the server does not listen.
 struct ListenAddress {
   std::string host;
   std::string port;
-  std::string port_file;  // gets the number of the port; empty for none
+  std::string port_file;  // file for the port number; empty for none
 };
 
-// What the command line says.
+// The options of the command line.
 struct Options {
   std::string config;
   ListenAddress plain = {"127.0.0.1", "7440", {}};
-  ListenAddress proxy = {"127.0.0.1", "", {}};  // for connections that a proxy passes on; no port: none
+  ListenAddress proxy = {"127.0.0.1", "", {}};  // for connections from a proxy; no port means none
   AllowedAddresses proxy_from;
   bool user_from_certificate = false;
   std::size_t max_clients = 1024;
@@ -35,15 +35,14 @@ struct Options {
   FreeSpace min_free;
   AdmissionSources admission;
   LogOptions log;
-  bool check = false;  // only look whether the server could start
+  bool check = false;  // only check whether the server could start
 };
 
-// Fills `options`. -1 to go on, else the code to exit with: something was wrong, or help was asked for; it
-// has been said then.
+// Fills `options`. Returns -1 to continue, else the exit code, after an error or help was printed.
 [[nodiscard]] int ParseOptions(int count, char** arguments, Options& options);
 
-// Parses "HOST:PORT", ":PORT", "PORT", "[IPv6]:PORT" or "[IPv6]", the value of `option`; what is missing
-// keeps its value in `address`. Throws std::runtime_error for anything else.
+// Parses "HOST:PORT", ":PORT", "PORT", "[IPv6]:PORT" or "[IPv6]", the value of `option`. Missing parts keep
+// their values in `address`. Throws std::runtime_error for anything else.
 void SplitAddress(const char* option, const std::string& text, ListenAddress& address);
 
 }  // namespace tvl::server

@@ -40,7 +40,7 @@ std::vector<std::string> NotesIn(const std::string& folder) {
   return names;
 }
 
-// Unlinks a part unless somebody holds it. False if there is none.
+// Unlinks a part unless it is held. Returns false if there is none.
 bool RemovePart(const StoreRoot& root, const std::string& path) {
   const std::optional<Place> place = root.FindPart(path);
   if (!place) return false;
@@ -76,8 +76,7 @@ Parts::~Parts() {
   ReleaseFile(notes_.Number());
 }
 
-// Between its making and the hold on it another server may take the file for a dead one's; then it is made
-// again.
+// Another server may take the file for that of a dead server before it is held; then it is created again.
 void Parts::Make() {
   for (int number = 0; number < kTries; ++number) {
     path_ = folder_ + "/" + NotesName(number);
@@ -102,7 +101,7 @@ int Parts::RemoveLeftovers(const StoreRoot& root) const {
     const Descriptor notes(open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC));
     if (path == path_ || !notes.IsOpen() || IsHeld(notes.Number())) continue;
     removed += RemoveNoted(root, notes);
-    // Held meanwhile, it is another server's that starts with this one, which will see to it.
+    // If it is held meanwhile, it belongs to another server that starts at the same time and will handle it.
     if (!WhileUnheld(notes.Number(), UnlinkPath, &path)) continue;
   }
   return removed;
@@ -126,7 +125,7 @@ int Parts::Note(const std::string& path) {
   return note;
 }
 
-// The note itself stays until its place is used again: without the part it does nothing.
+// The note itself stays until its position is reused: without the part it has no effect.
 void Parts::Strike(int note) {
   const std::lock_guard<std::mutex> guard(mutex_);
   free_.insert(note);

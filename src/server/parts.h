@@ -11,11 +11,11 @@
 
 namespace tvl::server {
 
-// What this server is writing, noted where the next one looks after a crash.
+// The parts that this server is writing, recorded for the next server after a crash.
 //
-// A put goes into a file of its own beside its target. Its path stands in a file of notes in the temporary
-// folder, which this server holds as long as it lives; whoever starts and finds such a file not held removes
-// the parts that it names. Any thread may use it.
+// A put is written to a separate file next to its target. Its path is recorded in a file of notes in the
+// temporary folder, which this server holds as long as it lives. A server that starts and finds such a file
+// not held removes the parts in it. Any thread may use it.
 class Parts {
  public:
   // `folder`: the temporary folder. `parts` gets the number of parts; borrowed. Throws std::system_error if
@@ -25,13 +25,14 @@ class Parts {
   Parts(const Parts&) = delete;
   Parts& operator=(const Parts&) = delete;
 
-  // Removes what servers that are gone have left; the number of parts.
+  // Removes the parts of dead servers. Returns their number.
   int RemoveLeftovers(const StoreRoot& root) const;
 
-  // A number for a new part's name, never the same twice.
+  // Returns a new number for the name of a part.
   unsigned int NextNumber();
 
-  // Notes a part by its path below the root. The note's number, or -1 if it could not be written.
+  // Records a part by its path below the root. Returns the number of the note, or -1 if it could not be
+  // written.
   [[nodiscard]] int Note(const std::string& path);
   void Strike(int note);
 

@@ -8,11 +8,11 @@ namespace tvl::server {
 // A file that contains the number of a port for as long as this object exists.
 class PortFile {
  public:
-  // Written in one step, so that anyone who waits for the file finds the number in it. Throws
+  // Writes the file atomically, so that a process that waits for it always finds the number in it. Throws
   // std::runtime_error if it cannot be written.
   PortFile(std::string path, unsigned int port);
 
-  // The file stays if another server has written it in the meantime.
+  // Keeps the file if another server has written it in the meantime.
   ~PortFile();
   PortFile(PortFile&& other) noexcept;
   PortFile(const PortFile&) = delete;

@@ -15,7 +15,7 @@ enum Command : unsigned char { kLocal = 0, kProxied = 1 };
 enum Family : unsigned char { kTcp4 = 0x11, kTcp6 = 0x21 };
 enum Type : unsigned char { kChecksum = 0x03, kTls = 0x20, kTlsCommonName = 0x22 };
 
-// Of the byte that describes the client's certificate.
+// Bits of the byte that describes the client's certificate.
 constexpr unsigned char kCertificateBits = 0x02 | 0x04;  // on this connection, or earlier in this TLS session
 constexpr std::size_t kTlsHeadSize = 5;                  // that byte, and the result of the verification
 
@@ -27,7 +27,7 @@ unsigned char Byte(std::string_view bytes, std::size_t at) {
   return static_cast<unsigned char>(bytes[at]);
 }
 
-// Two bytes, the high one first.
+// Reads two bytes, the high one first.
 std::size_t Number16(std::string_view bytes, std::size_t at) {
   return (std::size_t{Byte(bytes, at)} << 8U) | Byte(bytes, at + 1);
 }
@@ -41,7 +41,7 @@ struct Value {
   std::string_view bytes;
 };
 
-// Cuts the next value off `rest`; nothing if it is longer than what is there.
+// Removes the next value from `rest`. Returns nothing if it is incomplete.
 std::optional<Value> NextValue(std::string_view& rest) {
   if (rest.size() < kValueHeadSize) return std::nullopt;
   const std::size_t size = Number16(rest, 1);
@@ -60,7 +60,7 @@ std::uint32_t Crc32c(std::string_view bytes) {
   return ~crc;
 }
 
-// The checksum is that of the header with zeros in its own place.
+// The checksum is that of the header with zeros instead of the checksum.
 bool IsChecksumRight(std::string_view header, std::string_view checksum) {
   if (checksum.size() != kChecksumSize) return false;
   std::string zeroed(header);
@@ -69,7 +69,7 @@ bool IsChecksumRight(std::string_view header, std::string_view checksum) {
   return Crc32c(zeroed) == Number32(checksum);
 }
 
-// The name in the certificate, if the proxy has verified one. False for a malformed value.
+// Reads the name in the certificate, if the proxy has verified one. Returns false for a malformed value.
 bool ParseTls(std::string_view bytes, ProxyHeader& header) {
   if (bytes.size() < kTlsHeadSize) return false;
   const bool verified = (Byte(bytes, 0) & kCertificateBits) != 0 && Number32(bytes.substr(1)) == 0;
@@ -90,7 +90,8 @@ std::array<unsigned char, Size> Address(std::string_view bytes) {
   return address;
 }
 
-// The client's end of the connection, and how many bytes both ends take. 0 for a family that is not TCP's.
+// Reads the address of the client. Returns the number of bytes of both addresses; 0 for a family other than
+// TCP.
 template <typename Ip>
 std::size_t ParseEndpoint(std::string_view bytes, ProxyHeader& header) {
   constexpr std::size_t kSize = sizeof(typename Ip::bytes_type);

@@ -15,50 +15,52 @@
 
 namespace tvl::server {
 
-// A file on its way into the store: it lands whole or not at all.
+// A file that a client stores: it replaces its target completely or not at all.
 //
-// What comes is written to a part beside the target, held so that nobody deletes it, and takes the target's
-// place in one step at the end. An object that goes before that takes part and folders with it. Results are
-// codes for the client: 0, or why not. One thread at a time; all of it may wait for the disk.
+// The data is written to a part next to the target, which is held so that nobody deletes it and replaces the
+// target atomically at the end. If the object is destroyed before, part and new folders are removed. Results
+// are codes for the client. Used by one thread at a time. All functions may wait for the disk.
 class PutFile {
  public:
   struct Limits {
-    std::uint64_t most = 0;  // bytes that the file may have; 0 for any number
-    FreeSpace free;          // must be left on the disk
+    std::uint64_t most = 0;  // maximum size of the file; 0 for no limit
+    FreeSpace free;          // to keep free on the disk
   };
 
-  // What puts of one server share.
+  // State that all puts of a server share.
   struct Shared {
     const StoreRoot& root;
     Parts& parts;
     MadeFolders& made_folders;
   };
 
-  // `packed`: what comes is a zlib stream.
+  // With `packed`, the data is a zlib stream.
   PutFile(const Shared& shared, const Limits& limits, bool packed);
   ~PutFile();
   PutFile(const PutFile&) = delete;
   PutFile& operator=(const PutFile&) = delete;
 
-  // Finds the place of `name`, a clean one, and makes its folders. 20 if it leads where no client may go.
+  // Finds the place of `name`, which must be clean, and creates its folders. Returns TVL_ERR_SERVER_FILE if
+  // clients must not access it.
   [[nodiscard]] int Find(const std::string& name);
 
-  // Makes the part. 22 if it can't be made, or the target can't be replaced.
+  // Creates the part. Returns TVL_ERR_COPY if this fails, or if the target cannot be replaced.
   [[nodiscard]] int Begin();
 
   [[nodiscard]] bool IsPacked() const { return inflater_ != nullptr; }
 
-  // False if a file of so many bytes is too large.
+  // Returns false if a file of this size is too large.
   [[nodiscard]] bool MayHave(std::uint64_t bytes) const { return limits_.most == 0 || bytes <= limits_.most; }
 
-  // Takes the next bytes. 22 if there is no space for them, 28 if they are not a zlib stream where one is
-  // wanted. A packed file may have more to write than one call does, so that one client cannot keep the disk
-  // for itself: while HasMore says so, Continue goes on with these bytes, which must stay where they are.
+  // Writes the next bytes. Returns TVL_ERR_COPY if there is no space for them, or TVL_ERR_UNZIP if they are
+  // not a zlib stream although one is expected. A call writes a limited amount of decompressed data, so that
+  // one client cannot monopolize the disk: while HasMore returns true, call Continue with the same bytes,
+  // which must remain valid.
   [[nodiscard]] int Write(const char* bytes, std::size_t count);
   [[nodiscard]] bool HasMore() const { return more_; }
   [[nodiscard]] int Continue() { return WriteExpanded(); }
 
-  // Puts the file in its place, on the disk too. `time` gets its time, in whole seconds since 1970.
+  // Replaces the target by the file and syncs it. Stores its time in `time`, in whole seconds since 1970.
   [[nodiscard]] int End(std::int64_t& time);
 
  private:
@@ -76,7 +78,7 @@ class PutFile {
 
   const Shared shared_;
   const Limits limits_;
-  std::unique_ptr<Inflater> inflater_;  // null for what comes as it is
+  std::unique_ptr<Inflater> inflater_;  // null for uncompressed data
   std::string name_;
   Place place_;
   std::vector<std::string> made_;
@@ -84,7 +86,7 @@ class PutFile {
   Descriptor part_;
   int note_ = -1;
   std::uint64_t size_ = 0;
-  std::uint64_t vouched_ = 0;  // the size up to which there was enough space at the last look
+  std::uint64_t vouched_ = 0;  // the size up to which there was enough space at the last check
   bool more_ = false;
   bool landed_ = false;
 };

@@ -18,14 +18,14 @@
 
 namespace tvl::server {
 
-// What GCC 12 makes of some coroutines is broken, so in the server's a co_await is a statement or what a
-// variable is made of, never part of a condition; and its operands make no temporary that has something to
-// destroy.
+// GCC 12 miscompiles some coroutines. So in the coroutines of the server, a co_await is a statement or the
+// initializer of a variable, never part of a condition, and its operands create no temporaries with
+// destructors.
 
 using WaitHandler = asio::async_result<asio::use_awaitable_t<>, void()>::handler_type;
 
 // Posts `work` to the executor. An exception would end the program, and without the work some coroutine would
-// wait for ever, so if memory runs out it is tried again.
+// wait forever, so it tries again if memory runs out.
 template <typename Work>
 void PostSurely(const asio::any_io_executor& executor, const Work& work) {
   constexpr std::chrono::milliseconds kPause(10);
@@ -39,8 +39,8 @@ void PostSurely(const asio::any_io_executor& executor, const Work& work) {
   }
 }
 
-// A piece of work on the pool, begun at once, whose end a coroutine on `executor` waits for later. What the
-// work throws, the coroutine gets.
+// Work that starts on the pool at once, and for whose end a coroutine on `executor` waits later. The
+// coroutine gets exceptions of the work.
 template <typename Result>
 class Begun {
  public:
@@ -70,7 +70,7 @@ class Begun {
   struct State {
     std::optional<Result> result;
     std::exception_ptr problem;
-    std::optional<WaitHandler> waiter;  // this and what follows on the executor alone
+    std::optional<WaitHandler> waiter;  // this and the following members are used on the executor only
     bool over = false;
 
     void Finish() {
@@ -85,8 +85,8 @@ class Begun {
   std::shared_ptr<State> state_;
 };
 
-// Runs `work` on a thread of the pool. Its result, or what it throws, reaches the coroutine that waits, in
-// which what the work refers to stays until then.
+// Runs `work` on a thread of the pool and returns its result, or rethrows its exception. The waiting
+// coroutine must keep everything that the work refers to.
 template <typename Work, typename Result = std::invoke_result_t<Work&>>
 asio::awaitable<Result> RunOn(WorkPool& pool, Work work) {
   static_assert(std::is_trivially_copyable_v<Work>, "capture references only");

@@ -17,24 +17,25 @@
 
 namespace tvl::server {
 
-// Lets clients in and serves them until a signal ends it.
+// Accepts clients and serves them until a signal ends it.
 class Server {
  public:
   explicit Server(Service& service);
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
 
-  // Listens where the options say, and writes the port file. Throws std::runtime_error or asio::system_error.
+  // Listens on the addresses of the options and writes the port files. Throws std::runtime_error or
+  // asio::system_error.
   void Listen();
 
-  // Serves until SIGTERM or SIGINT: no new clients then, and five seconds for what is going on. A second
-  // signal ends that at once. SIGHUP has the rules for admission read again, and the log opened again.
+  // Serves until SIGTERM or SIGINT. Then it accepts no new clients, and running requests get five seconds. A
+  // second signal ends them at once. SIGHUP reloads the rules for admission and reopens the log.
   void Run();
 
  private:
   using Acceptor = asio::ip::tcp::acceptor;
 
-  // An address that is listened on, and what is on the other side.
+  // An address to listen on, and the kind of its clients.
   struct Listener {
     Acceptor acceptor;
     Session::Entrance entrance;

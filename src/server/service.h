@@ -20,7 +20,7 @@
 
 namespace tvl::server {
 
-// What all clients' sessions work with.
+// State that the sessions of all clients share.
 struct Service {
   // Opens the store of a loaded configuration. Throws std::system_error.
   Service(const Options& given, CConfig& loaded, Log& log_to_use);
@@ -32,16 +32,16 @@ struct Service {
   const std::string long_name;
   Log& log;
   Status status;
-  Admission admission;  // replaced when the server is told to read its sources again
+  Admission admission;  // replaced by a reload
   ClientCount clients;
   TagGuard tag_guard;
   StoreRoot root;
   Parts parts;
   MadeFolders made_folders;
   HashCache hashes;
-  WorkPool files;            // everything that may wait for the disk
-  WorkPool first_pieces;     // the beginnings of files that are hashed, and so all of small ones
-  WorkPool hashing;          // the rest of large ones
+  WorkPool files;            // all work that may wait for the disk
+  WorkPool first_pieces;     // first pieces of files to hash, including all of small ones
+  WorkPool hashing;          // the rest of large files
   asio::thread_pool engine;  // one thread: presence and locks
   LockQueue locks;
 };

@@ -21,45 +21,45 @@
 
 namespace tvl::server {
 
-// One client, from its connection to its end. On the thread of its executor; what may wait for the disk or
-// the lock table runs elsewhere meanwhile.
+// One client, from its connection to its end. Runs on the thread of its executor; work that may wait for the
+// disk or the lock table runs elsewhere.
 class Session {
  public:
   enum class Entrance {
     kPlain,
-    kProxy  // a proxy reports first whom it connects
+    kProxy  // a proxy first reports its client
   };
 
-  // `lobby`: where the session is until it has been accepted.
+  // `lobby` contains the session until it is accepted.
   Session(Service& service, asio::ip::tcp::socket socket, Entrance entrance, Lobby& lobby);
   ~Session() { lobby_.Remove(*this); }
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
-  // Serves the client until one of the two sides ends it. The session must outlive it.
+  // Serves the client until one side ends the connection. The session must outlive this.
   asio::awaitable<void> Run();
 
   // Applies changed rules for admission: a client that they no longer admit is disconnected.
   void Readmit();
 
-  // Lets what is going on come to its end, and then ends.
+  // Completes the current request, and then ends.
   void Finish();
 
-  // Ends at once: a put that is going on is dropped.
+  // Ends at once and drops an unfinished put.
   void Cut();
 
  private:
-  // What a get or a put asks for.
+  // The file that a get or a put requests.
   struct FileRequest {
     std::string name;                  // as it was sent
-    std::optional<std::string> clean;  // nothing if it cannot name a file of the store
+    std::optional<std::string> clean;  // nothing if it cannot be the name of a file in the store
     std::string stamp;
     bool forbidden;  // the client has no right to it
   };
   struct Transfer;
   struct PutTransfer;
 
-  // False ends the session.
+  // Returns false to end the session.
   using Answer = asio::awaitable<bool> (Session::*)(std::string_view);
   struct Command {
     char letter;
@@ -127,24 +127,24 @@ class Session {
   const std::shared_ptr<ClientRecord> record_;
   const std::shared_ptr<Stream> stream_;
   Lobby& lobby_;
-  std::unique_ptr<Instance> instance_;  // made, used and ended on the engine's thread
+  std::unique_ptr<Instance> instance_;  // created, used and destroyed on the engine thread
   Handshake identity_;
   std::string tag_;
   std::optional<std::string> certificate_name_;
   const Entrance entrance_;
-  bool quiet_ = false;     // not a client, and not worth a line
-  bool answered_ = false;  // it has been let in or refused
+  bool quiet_ = false;     // not a client, and not logged
+  bool answered_ = false;  // it was accepted or refused
   int number_ = 0;
   std::uint64_t board_id_ = 0;  // 0 while it is not on the board of clients
   LineBudget line_budget_;
   std::uint64_t lines_left_out_ = 0;
   Rights tag_rights_;
   Rights user_rights_;
-  std::optional<std::string> pending_;  // a command that broke off a get or a put
+  std::optional<std::string> pending_;  // a command that interrupted a get or a put
   unsigned int window_ = 0;             // chunks that may follow one that has not been answered
   std::optional<int> refused_put_;      // the code of a put of which chunks may still be on their way
   bool admitted_ = false;
-  bool between_ = true;  // no exchange is going on
+  bool between_ = true;  // no request is in progress
   bool finishing_ = false;
 };
 

@@ -17,7 +17,7 @@ namespace tvl::server {
 namespace {
 
 constexpr int kFolderFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
-// Without blocking, since the name may turn out to be a pipe.
+// Non-blocking, because the name may belong to a pipe.
 constexpr int kReadFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 constexpr mode_t kFolderMode = 0777;
 constexpr int kMostLinks = 16;
@@ -31,7 +31,7 @@ Descriptor TryBeneath(int root, const char* path, int flags, std::uint64_t resol
   return Descriptor(static_cast<int>(syscall(SYS_openat2, root, path, &how, sizeof how)));
 }
 
-// EAGAIN tells of a rename somewhere on the way, during which the kernel can't vouch for the result.
+// EAGAIN means that something on the path was renamed meanwhile, so the kernel cannot guarantee the result.
 Descriptor OpenBeneath(int root, const char* path, int flags) {
   Descriptor opened;
   do {
@@ -40,19 +40,19 @@ Descriptor OpenBeneath(int root, const char* path, int flags) {
   return opened;
 }
 
-// Old kernels don't have the call; some sandboxes refuse what they don't know.
+// Old kernels do not have the call, and some sandboxes refuse calls that they do not know.
 bool KernelResolves(int root) {
   return OpenBeneath(root, ".", kFolderFlags).IsOpen() || (errno != ENOSYS && errno != EPERM);
 }
 
-// What is at a place; a mode of 0 if there is nothing.
+// Returns the status of a place; a mode of 0 if nothing exists there.
 struct stat StatusOf(const Place& place) {
   struct stat status = {};
   if (fstatat(place.folder.Number(), place.base.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return {};
   return status;
 }
 
-// Target of the link at a place.
+// Returns the target of the link at a place.
 std::string ReadLink(const Place& place) {
   std::string target(kLongestLink, '\0');
   const ssize_t length = readlinkat(place.folder.Number(), place.base.c_str(), target.data(), target.size());
@@ -60,14 +60,14 @@ std::string ReadLink(const Place& place) {
   return target;
 }
 
-// The path without the links on it; as it is, if there is no such file.
+// Resolves the links in the path. Returns it unchanged if the file does not exist.
 std::string WithoutLinks(const std::string& path) {
   std::error_code problem;
   const std::filesystem::path real = std::filesystem::canonical(path, problem);
   return problem ? path : real.string();
 }
 
-// True if a link's target can only be a folder or nothing.
+// Returns true if the target of a link can only be a folder.
 bool NamesFolder(const std::string& base) {
   return base.empty() || base == "." || base == "..";
 }
@@ -111,9 +111,8 @@ std::optional<StoreRoot::FileId> StoreRoot::Identify(const std::string& path) {
   return FileId{status.st_dev, status.st_ino};
 }
 
-// True if `folder` is one of `wanted` or lies below one, and if that can't be told; the walk upwards ends at
-// `top`. Asked of the folder itself, not of its path: links and the file system's ideas of case can't lie
-// about it.
+// Returns true if `folder` is one of `wanted` or is below one, and if that cannot be determined. Walks up to
+// `top`. Uses the folder itself, not its path, so that links and case rules of the file system do not matter.
 bool StoreRoot::IsWithin(int folder, const std::vector<FileId>& wanted, const FileId& top) {
   std::optional<FileId> id = Identify(folder);
   Descriptor above;
@@ -122,7 +121,7 @@ bool StoreRoot::IsWithin(int folder, const std::vector<FileId>& wanted, const Fi
     if (*id == top) return false;
     above = Descriptor(openat(depth == 0 ? folder : above.Number(), "..", kFolderFlags));
     const std::optional<FileId> next = above.IsOpen() ? Identify(above.Number()) : std::nullopt;
-    if (next == id) return false;  // the top of the host's tree
+    if (next == id) return false;  // the root folder of the host
     id = next;
   }
   return true;
@@ -150,7 +149,7 @@ bool StoreRoot::MayTouch(const Place& place) const {
                       (configuration_base_ + kConfigurationLockSuffix).c_str());  // its writers' turns
 }
 
-// By whatever name it was reached: false for the closed folders themselves, and for the configuration.
+// Returns false for the closed folders themselves and for the configuration, regardless of the name.
 bool StoreRoot::IsForClients(const FileId& id) const {
   const std::vector<FileId> closed = Closed();
   return std::find(closed.begin(), closed.end(), id) == closed.end() && Identify(configuration_) != id;
@@ -161,7 +160,7 @@ Descriptor StoreRoot::OpenFolder(const std::string& path) const {
   return OpenBeneath(root_.Number(), path.empty() ? "." : path.c_str(), kFolderFlags);
 }
 
-// Without the kernel's help no link is followed at all.
+// Without support by the kernel, no link is followed at all.
 Descriptor StoreRoot::OpenStepByStep(const std::string& path) const {
   Descriptor folder(openat(root_.Number(), ".", kFolderFlags));
   for (std::size_t at = 0; at < path.size() && folder.IsOpen();) {
@@ -195,8 +194,8 @@ Descriptor StoreRoot::OpenOrMakeFolder(const std::string& path, std::vector<std:
   return OpenFolder(path);
 }
 
-// The kernel follows the links on the way to the folder; one in the place of the file is followed here, since
-// a put replaces what it leads to and not the link.
+// The kernel follows the links on the path to the folder. A link as the last component is followed here,
+// because a put replaces its target and not the link.
 std::optional<Place> StoreRoot::Locate(std::string path, std::vector<std::string>* made) const {
   if (!IsInPlace()) {
     errno = ESTALE;
@@ -267,7 +266,7 @@ Descriptor StoreRoot::OpenAtOnce(const std::string& name, struct stat& status) c
                     status);
 }
 
-// The file, if a client may have its contents.
+// Returns the file if clients may read it.
 Descriptor StoreRoot::IfReadable(Descriptor file, struct stat& status) const {
   if (!file.IsOpen() || fstat(file.Number(), &status) != 0) return {};
   if (S_ISREG(status.st_mode) && IsForClients({status.st_dev, status.st_ino})) return file;

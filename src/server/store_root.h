@@ -11,54 +11,55 @@
 
 namespace tvl::server {
 
-// Where a file of the store is, or would be: its folder, opened, and its name there, which is no link.
+// The place of a file in the store, which need not exist: its open folder, and its name there, which is not a
+// link.
 struct Place {
   Descriptor folder;
   std::string folder_path;  // below the root; links may be on the way
   std::string base;
 };
 
-// Has a folder's entries on the disk, as far as that can be.
+// Syncs the entries of a folder, as far as possible.
 void SyncFolder(int folder);
 
-// The document root, and the ways into it that a client's names take.
+// The document root, and the resolution of clients' names in it.
 //
-// No name leads out: the kernel resolves each below the root's descriptor and refuses what would leave it,
-// links included. Nor does one lead into a closed folder or to the configuration, by whatever links. Any
-// thread may use it. A failure leaves its reason in errno.
+// No name leads out of the root: the kernel resolves each name below the descriptor of the root and refuses
+// to leave it, even through links. Nor does a name lead into a closed folder or to the configuration through
+// links. Any thread may use it. A failure sets errno.
 class StoreRoot {
  public:
-  // Host paths. `closed`: the folders that no client may enter; the root itself among them closes nothing.
-  // Throws std::system_error if the root can't be opened.
+  // All paths are host paths. `closed` are the folders that clients must not enter; the root itself in this
+  // list has no effect. Throws std::system_error if the root cannot be opened.
   StoreRoot(const std::string& root, const std::vector<std::string>& closed,
             const std::string& configuration);
 
-  // False if the path of the root leads to another folder now, or to none: what is put would be lost to
-  // everyone who goes by the path, so nothing is found then (ESTALE).
+  // Returns false if the path of the root now leads to another folder, or to none. Then puts would be
+  // invisible to everyone who uses the path, so nothing is found (ESTALE).
   [[nodiscard]] bool IsInPlace() const { return Identify(path_) == root_id_; }
 
-  // Where `name`, a clean one, leads; links are followed. Nothing if it leads out or where no client may go,
-  // or there is no such folder.
+  // Resolves `name`, which must be clean, following links. Returns nothing if it leads out of the root or
+  // into a forbidden place, or if the folder does not exist.
   [[nodiscard]] std::optional<Place> Find(const std::string& name) const;
 
-  // Where a file of a put lies that was noted by this path.
+  // Resolves the path of a recorded part.
   [[nodiscard]] std::optional<Place> FindPart(const std::string& path) const;
 
-  // As Find, and makes the folders that are missing; `made` gets their paths, the outer ones first.
+  // Like Find, but creates missing folders. Stores their paths in `made`, outer ones first.
   [[nodiscard]] std::optional<Place> FindOrMake(const std::string& name,
                                                 std::vector<std::string>& made) const;
 
-  // Removes folders, in this order, as far as they are empty.
+  // Removes these folders in this order if they are empty.
   void RemoveFolders(const std::vector<std::string>& paths) const;
 
-  // Has the entries of folders that FindOrMake made on the disk.
+  // Syncs the entries of folders that FindOrMake created.
   void SyncAbove(const std::vector<std::string>& made) const;
 
-  // Opens the file at a place for reading; only regular files open.
+  // Opens the regular file at a place for reading.
   [[nodiscard]] Descriptor OpenToRead(const Place& place, struct stat& status) const;
 
-  // Opens the file of a clean name for reading, if the kernel has all that it takes at hand. Not open for any
-  // other reason either: Find and OpenToRead tell whether there is such a file.
+  // Opens the file of a clean name for reading if the kernel has everything cached. If the result is not
+  // open, use Find and OpenToRead to find out whether the file exists.
   [[nodiscard]] Descriptor OpenAtOnce(const std::string& name, struct stat& status) const;
 
  private:
@@ -68,8 +69,7 @@ class StoreRoot {
     bool operator==(const FileId& other) const { return device == other.device && inode == other.inode; }
   };
 
-  // A folder that no client may enter. Another one may take its place while the server runs; then both are
-  // closed.
+  // A folder that clients must not enter. It may be replaced while the server runs; then both are closed.
   struct ClosedFolder {
     std::string path;
     FileId id;

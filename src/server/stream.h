@@ -17,8 +17,8 @@ namespace tvl::server {
 using Duration = std::chrono::milliseconds;
 constexpr Duration kForEver = Duration::zero();
 
-// The connection to a client: packets in, bytes out, each wait with a limit. Nothing waits in here but for
-// the network, and a client that sends or takes nothing costs no time. On the thread of its executor only.
+// The connection to a client: receives packets and sends bytes, with a limit for each wait. It only waits for
+// the network, and an idle client needs no processor time. Used on the thread of its executor only.
 class Stream : public std::enable_shared_from_this<Stream> {
  public:
   // Where the bytes that travel are counted.
@@ -30,41 +30,41 @@ class Stream : public std::enable_shared_from_this<Stream> {
   // `send_limit`: how long the client may take nothing of what is sent.
   Stream(asio::ip::tcp::socket socket, Duration send_limit, Meters meters);
 
-  // The next packet's payload, or the handshake. It holds until the next call. False at the end of the
-  // stream, for a broken packet, and if the packet has not come whole within `limit`.
+  // Receives the payload of the next packet, or the handshake, which is valid until the next call. Returns
+  // false at the end of the stream, for a broken packet, and if the packet is not complete within `limit`.
   asio::awaitable<bool> Receive(std::string_view& payload, Duration limit);
   asio::awaitable<bool> ReceiveHandshake(std::string_view& packet,
                                          std::chrono::steady_clock::time_point until);
 
-  // The header of a proxy. False without a good one.
+  // Receives the header of a proxy. Returns false without a valid one.
   asio::awaitable<bool> ReceiveProxyHeader(ProxyHeader& header, std::chrono::steady_clock::time_point until);
 
-  // Receives and drops until the end of the stream, the packet that ends a connection, or the given time.
+  // Receives and discards data until the end of the stream, the packet that ends a connection, or `until`.
   asio::awaitable<void> Drain(std::chrono::steady_clock::time_point until);
 
-  // Lets time pass without reading; ends early when the stream is closed.
+  // Waits without reading. Ends early if the stream is closed.
   asio::awaitable<void> Pause(std::chrono::steady_clock::time_point until);
 
-  // False if the client is gone, or took nothing for too long.
+  // Returns false if the client is gone, or has not received anything for too long.
   asio::awaitable<bool> Send(std::string_view bytes);
 
-  // True if the client has ended its side, or the connection is lost.
+  // Returns true if the client has shut down its side, or the connection is lost.
   [[nodiscard]] bool IsPeerGone();
 
-  // Ends every wait, now and later. Cut says that it was us.
+  // Ends every wait, now and later. Cut records that this side ended the connection.
   void Close();
   void Cut();
 
-  // Gives back what long packets took.
+  // Frees the memory that long packets needed.
   void Shrink() { reader_.Shrink(); }
 
-  // Notes why the connection ends. False.
+  // Records why the connection ends. Returns false.
   bool End(const char* why);
 
-  // Why the last Receive or Send gave false.
+  // Returns why the last Receive or Send returned false.
   [[nodiscard]] const char* Ending() const { return ending_; }
 
-  // The client's end: that of the connection, unless a proxy has reported another.
+  // Returns the address of the client: that of the connection, unless a proxy has reported another.
   [[nodiscard]] asio::ip::tcp::endpoint Peer() const { return peer_; }
   [[nodiscard]] asio::any_io_executor Executor() { return socket_.get_executor(); }
 

@@ -14,7 +14,7 @@ std::chrono::seconds TagGuard::Delay(const asio::ip::address& address, Clock::ti
   return delay;
 }
 
-// Those that are forgiven; if there are none, the one that has been quiet for longest.
+// Removes forgiven addresses; if there are none, the one that has been quiet for the longest time.
 void TagGuard::ForgetSome(Clock::time_point now) {
   const auto forgiven = [now](const auto& entry) { return now - entry.second.last > kForgiven; };
   if (std::erase_if(guessers_, forgiven) > 0) return;

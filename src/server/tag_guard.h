@@ -8,19 +8,19 @@
 
 namespace tvl::server {
 
-// Slows down those who guess client tags: the answer to a wrong tag is delayed by a second, and by twice as
-// much with each further wrong one from that address, up to kLongest. A right tag is never delayed. On the
-// network's thread only.
+// Slows down guessing of client tags: the answer to a wrong tag is delayed by a second, and the delay doubles
+// with each further wrong tag from that address, up to kLongest. A correct tag is never delayed. Used on the
+// network thread only.
 class TagGuard {
  public:
   using Clock = std::chrono::steady_clock;
 
   static constexpr std::chrono::seconds kFirst{1};
   static constexpr std::chrono::seconds kLongest{8};
-  static constexpr std::chrono::minutes kForgiven{10};  // without a wrong tag
+  static constexpr std::chrono::minutes kForgiven{10};  // time without a wrong tag
   static constexpr std::size_t kMostAddresses = 4096;
 
-  // Counts a wrong tag; how long its answer is to wait.
+  // Counts a wrong tag. Returns the delay of its answer.
   [[nodiscard]] std::chrono::seconds Delay(const asio::ip::address& address, Clock::time_point now);
 
  private:

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <string_view>
 
-// The names of what a store consists of. Every client of a store must agree on them.
+// The names of the parts of a store. All clients of a store must agree on them.
 //
 //     tvl.ini                    the configuration: which folder is the root, and which the temporary folder
 //     tvl.ini.lock               locked by those who change the configuration
@@ -16,11 +16,11 @@ namespace tvl {
 // The longest path that the library can use.
 constexpr std::size_t kLongestPath = 259;
 
-// `tvl init` gives the configuration of a new store this name; any other is as good.
+// The name of the configuration in a store that `tvl init` creates. Any other name is possible.
 constexpr char kConfigurationName[] = "tvl.ini";
 constexpr char kConfigurationLockSuffix[] = ".lock";
 
-// The folders, where the configuration names no other temporary folder.
+// The folders, unless the configuration sets another temporary folder.
 constexpr char kTmpName[] = "tmp";
 constexpr char kLocksName[] = "locks";
 constexpr char kProcsName[] = "procs";

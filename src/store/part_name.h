@@ -4,9 +4,9 @@
 #include <string>
 #include <string_view>
 
-// A part is a file on its way: what is to become a target is written next to it under the name
-// ".<process>.<number>.tvlpart", held by a lock as long as its writer lives, and renamed when it is complete.
-// A part that nobody holds was left by a writer that was killed.
+// A part is an unfinished file: it is written next to its target with the name ".<process>.<number>.tvlpart",
+// held by a lock as long as its writer is alive, and renamed to the target when it is complete. A part that
+// nobody holds was left by a killed writer.
 
 namespace tvl {
 
@@ -14,7 +14,7 @@ constexpr char kPartSuffix[] = ".tvlpart";
 
 [[nodiscard]] bool IsPartName(std::string_view name);
 
-// std::bad_alloc may pass.
+// May throw std::bad_alloc.
 [[nodiscard]] std::string PartName(unsigned int process, unsigned int number);
 
 }  // namespace tvl

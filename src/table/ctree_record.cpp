@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::size_t kNoBound = PTRDIFF_MAX;  // callers' buffers are sized by the field
 
-// The whole number at the start of a text; beyond an int, the nearest one.
+// Returns the integer at the start of a text, limited to the range of int.
 int WholePart(const char* text) {
   while (*text == ' ') ++text;
   const bool negative = *text == '-';

@@ -1,6 +1,6 @@
 #include <tvlclient/tcp_opr.h>
 
-// What a server does not offer, and so no connection to one: a code at once, and nothing is sent.
+// Operations that servers do not offer: they return a code at once and send nothing.
 
 int CTVLClientTcpOpr::Open(char* /*workingDirectory*/, char* /*configFile*/, char* /*className*/) {
   return TVL_ERR_NOT_SUPPORTED;

@@ -12,7 +12,7 @@ namespace {
 
 namespace protocol = tvl::protocol;
 
-// The bytes of a file as they travel: as they are, or packed whole before the first goes out.
+// The bytes to send for a file: unchanged, or compressed completely before the first one is sent.
 class Source {
  public:
   Source(const char* path, bool packed) : packed_(packed), file_(path, 0) {
@@ -21,7 +21,7 @@ class Source {
 
   [[nodiscard]] bool IsOpen() const { return is_open_; }
 
-  // Bytes read, 0 at the end, or kLowFailed.
+  // Returns the number of bytes read, 0 at the end, or kLowFailed.
   [[nodiscard]] unsigned int Read(void* buffer, unsigned int count) {
     return packed_ ? block_.Read(buffer, count) : LowRead(file_.Handle(), buffer, count);
   }
@@ -38,7 +38,8 @@ class Source {
   bool is_open_;
 };
 
-// The second field of a reply that is not to be split: it may be the first packet of a file.
+// Returns the text after the first field, without splitting the reply, which may be the first packet of a
+// file.
 std::string_view TextAfterField(std::string_view reply) {
   const std::size_t end = reply.find(protocol::kFieldSeparator);
   if (end == std::string_view::npos) return {};
@@ -52,7 +53,7 @@ int CTVLClientTcpOpr::PutRemote(char* remoteName, char* localName, int* transfer
   if (workingDirectory[0] == 0 && !IsLive()) return TVL_ERR_TCP_SEND;
   const tvl::PathText local = tvl::JoinPath(workingDirectory, localName);
   if (workingDirectory[0] == 0 || !local.Fits()) return TVL_ERR_LOCAL_FILE;
-  // Where the stamp is not to be sent the cheapest one tells as well whether the file is there.
+  // If the stamp is not sent, the cheapest one is enough to see whether the file exists.
   const bool forced = *transferred != 0;
   const char* stamp = FileStamp(forced ? kCompareTime : fileCmp, local.Text());
   if (*stamp == '@') return TVL_ERR_LOCAL_FILE;
@@ -67,8 +68,8 @@ int CTVLClientTcpOpr::PutRemote(char* remoteName, char* localName, int* transfer
   return TVL_OK;
 }
 
-// What get and put begin with: 0 if the file is to travel; 19 if both copies are the same, which
-// `transferred` tells then; or a failure.
+// The first request of a get or put. Returns 0 if the file is to be transferred, TVL_ERR_IN_CACHE with
+// `transferred` 0 if both copies are the same, or a failure.
 int CTVLClientTcpOpr::AskForTransfer(char letter, const char* remoteName, const char* stamp,
                                      int* transferred) {
   tvl::Packets& pack = state->pack;

@@ -5,7 +5,7 @@
 
 namespace tvl {
 
-// How gets over TCP write their local files, for all connections of the process: a level as in
+// The level with which gets over TCP write their local files, for all connections of the process; see
 // platform/writing.h.
 inline std::atomic<int> safe_transfers = 0;
 

@@ -11,21 +11,21 @@
 #include "tcp/packets.h"
 #include "tcp/socket.h"
 
-// What a connection to a server holds beyond the base class.
+// The state of a connection to a server in addition to that of the base class.
 struct CTVLClientTcpOpr::State {
   explicit State(int& opened) : pack(socket, opened) {}
 
-  // False in a forked child of the process that opened the connection, where it is dead.
+  // Returns false in a forked child of the process that opened the connection, which cannot use it.
   [[nodiscard]] bool IsOwnProcess() const { return process == GetCurrentProcessId(); }
 
   CJSock socket;
   tvl::Packets pack;
   std::set<std::string> held;  // objects whose last answer was 1, without blanks at the end
-  DWORD process = 0;           // that opened the connection
+  DWORD process = 0;           // the process that opened the connection
   unsigned int window = 0;     // announced, then what the server has granted (window.h)
 
-  // The server has refused something, for the reason `text`, which may be empty. A failure on this side
-  // before it was not the reason.
+  // Records that the server refused a request with the reason `text`, which may be empty. Clears an earlier
+  // failure on this side, which was not the reason.
   void NoteRefusal(std::string_view text);
   char refusal[32] = {};
   bool refused = false;

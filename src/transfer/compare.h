@@ -3,25 +3,26 @@
 
 #include <cstdint>
 
-// When two copies of a file count as equal: the compare policy, one number.
+// Compare policies, which decide whether two copies of a file count as equal.
 
-constexpr int kCompareDumb = 0;  // always, without a look at them
+constexpr int kCompareDumb = 0;  // always equal, without examining them
 constexpr int kCompareHash = 1;  // same size and same SHA-1
 constexpr int kCompareTime = 2;  // same size and same modification time in whole seconds
 
-// 1 if the files count as equal. A file that can't be examined equals none unless the policy is dumb; one
-// that can't be read has an empty signature. Any policy above 2 works like 2.
+// Returns 1 if the files count as equal, else 0. A file that cannot be examined is not equal to any other,
+// unless the policy is dumb. An unreadable file has an empty signature. Policies above 2 work like 2.
 int FilesAreEqual(int policy, const char* fileA, const char* fileB);
 
-// The policy by time, for two files that were examined already.
+// Applies the policy by time to two files that were already examined.
 [[nodiscard]] constexpr bool EqualByTime(std::uint64_t sizeA, std::int64_t modifiedA, std::uint64_t sizeB,
                                          std::int64_t modifiedB) {
   return sizeA == sizeB && modifiedA == modifiedB;
 }
 
-// A text for a file's state: the size in hexadecimal, a bar, and the signature, or for policy 2 the low 32
-// bits of the modification time in hexadecimal. "@" if the file can't be examined; nothing behind the bar if
-// it can't be read. The text stands in a buffer of the calling thread until the next call.
+// Returns a text that describes the state of a file: the size in hexadecimal, a bar, and the signature, or
+// for policy 2 the low 32 bits of the modification time in hexadecimal. Returns "@" if the file cannot be
+// examined, and a text that ends in the bar if it cannot be read. The text is valid until the next call by
+// the same thread.
 char* FileStamp(int policy, const char* path);
 
 #endif

@@ -12,11 +12,11 @@
 namespace {
 
 constexpr std::size_t kBlock = 64;
-constexpr std::size_t kLengthAt = 56;  // the last eight bytes of a message's last block hold its length
+constexpr std::size_t kLengthAt = 56;  // the last eight bytes of the last block contain the length
 constexpr std::size_t kDigest = 20;
 constexpr std::uint32_t kInitial[5] = {0x67452301, 0xEFCDAB89, 0x98BADCFE, 0x10325476, 0xC3D2E1F0};
 
-// A piece that stays in the processor's second cache while it is hashed.
+// Small enough to stay in the second-level cache while it is hashed.
 constexpr unsigned int kReadPiece = 128 * 1024;
 
 tvl::Sha1Transform BestTransform() {
@@ -40,7 +40,7 @@ void Flush(Sha1Context* context) {
   context->fill = 0;
 }
 
-// Moves input into `buffer` until that is full or the input used up; the bytes taken.
+// Copies input to `buffer` until it is full or the input is used up. Returns the number of bytes copied.
 std::size_t TopUp(Sha1Context* context, const unsigned char* bytes, std::size_t count) {
   const std::size_t taken = std::min(count, kBlock - Fill(context));
   std::memcpy(context->buffer + Fill(context), bytes, taken);
@@ -53,7 +53,7 @@ void ZeroUpTo(Sha1Context* context, std::size_t end) {
   context->fill = static_cast<std::int32_t>(end);
 }
 
-// `count` bytes of `value`, the high byte first.
+// Stores `count` bytes of `value`, the high byte first.
 void StoreBigEndian(std::uint64_t value, std::size_t count, unsigned char* bytes) {
   for (std::size_t i = count; i > 0; value >>= 8U) bytes[--i] = static_cast<unsigned char>(value);
 }

@@ -5,8 +5,7 @@
 
 #include "transfer/sha1_transform.h"
 
-// SHA-1 by the instructions of Intel's SHA extensions: four steps an instruction, four schedule words a
-// register.
+// SHA-1 with Intel's SHA extensions: four steps per instruction, four schedule words per register.
 
 namespace {
 
@@ -22,8 +21,8 @@ bool HasInstructions() {
   return __get_cpuid_count(7, 0, &a, &b, &c, &d) != 0 && (b & kShaBit) != 0;
 }
 
-// Steps 4 x Group to 4 x Group + 3. Hash words a to d lie in `abcd`, a in the highest lane; `e` holds what
-// goes into the highest lane of the words, and leaves holding the same for the next group.
+// Steps 4 x Group to 4 x Group + 3. `abcd` contains hash words a to d, with a in the highest lane. `e`
+// contains the value for the highest lane of the words, and afterwards that for the next group.
 template <int Group>
 [[gnu::target("sha,sse4.1"), gnu::always_inline]] inline void FourSteps(__m128i words[4], __m128i& abcd,
                                                                         __m128i& e) {

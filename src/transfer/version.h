@@ -11,16 +11,16 @@ struct Version {
   int build;
 };
 
-// Reads the two from an executable's version resource. False if it has no usable one; what is missing in it
-// is 0.
+// Reads version and build from the version resource of an executable; missing ones become 0. Returns false if
+// there is no usable resource.
 [[nodiscard]] bool ReadExecutableVersion(const char* path, Version& result);
 
-// Reads them from a store's version file, of which the first 1023 bytes count. False if it can't be read or
-// is empty.
+// Reads version and build from the first 1023 bytes of a store's version file. Returns false if it cannot be
+// read or is empty.
 [[nodiscard]] bool ReadFileVersion(const char* path, Version& result);
 
-// The text of an executable's version: digits, with a point for whatever stood between or behind them. False
-// as above.
+// Reads the version of an executable as a text, with every run of other characters between or after the
+// digits replaced by a point. Returns false as above.
 [[nodiscard]] bool ReadExecutableVersionText(const char* path, std::string& text);
 
 }  // namespace tvl

@@ -4,22 +4,22 @@
 #include "platform/target_file.h"
 #include "transfer/core.h"
 
-// Packs a file into one zlib stream (RFC 1950) in memory and back. The stream stands alone: no head or
-// trailer of our own. The message pump runs between pieces; its handlers must leave the block alone.
+// Compresses a file into a plain zlib stream (RFC 1950) in memory and back. The message pump runs between
+// pieces; its handlers must not touch the block.
 class CZlib {
  public:
   virtual ~CZlib() = default;
 
-  // Appends the packed file to `destination`. Returns 1, or 0 if the file cannot be opened or read to its
-  // end, zlib cannot start or memory runs out.
+  // Appends the compressed file to `destination`. Returns 1, or 0 if the file cannot be opened or read
+  // completely, zlib cannot start or memory runs out.
   int CompressFile(const char* source, CCore& destination);
 
-  // Unpacks `source` from its cursor on into the file, which is created or emptied; bytes after the stream's
-  // end are ignored. Returns 1, or 0 if the file cannot be created, is held or cannot be written, or the
-  // stream is broken, cut or requires a dictionary: the file stays as far as it was written.
+  // Decompresses `source` from its cursor into the file, which is created or truncated. Bytes after the end
+  // of the stream are ignored. Returns 1, or 0 if the file cannot be created or written or is held, or if the
+  // stream is damaged, incomplete or requires a dictionary; the file then keeps what was written.
   int DecompressFile(CCore& source, const char* destination);
 
-  // The same into a target that the caller has opened and finishes.
+  // Decompresses into a target that the caller has opened and will finish.
   int DecompressFile(CCore& source, tvl::TargetFile& target);
 };
 

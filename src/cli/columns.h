@@ -6,8 +6,7 @@
 
 namespace tvl::cli {
 
-// Lines in which the cells of each row stand in columns, two blanks between. All rows have as many cells as
-// the first.
+// Aligns the cells of each row in columns separated by two blanks. All rows have as many cells as the first.
 [[nodiscard]] std::vector<std::string> InColumns(const std::vector<std::vector<std::string>>& rows);
 
 }  // namespace tvl::cli

@@ -22,7 +22,7 @@ void Console::Err(const std::string& line) {
   const WaitsElsewhere waits;
   const std::lock_guard lock(mutex_);
   ClearBar();
-  std::fflush(stdout);  // so that both streams read in order where they go to one place
+  std::fflush(stdout);  // keeps the order of both streams if they go to one place
   std::fputs((line + "\n").c_str(), stderr);
 }
 

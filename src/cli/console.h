@@ -6,8 +6,8 @@
 
 namespace tvl::cli {
 
-// Standard output and standard error, with a line at the bottom of the terminal that gives way to whatever
-// else is written. Any thread.
+// Standard output and standard error, with a progress line at the bottom of the terminal that moves out of
+// the way of other output. Safe to use from any thread.
 class Console {
  public:
   Console() = default;
@@ -18,7 +18,7 @@ class Console {
   void Out(const std::string& line);
   void Err(const std::string& line);
 
-  // Shows `line` in place of the former one. It must fit the terminal's width.
+  // Shows `line` as the progress line. It must fit the terminal's width.
   void ShowBar(const std::string& line);
   void HideBar();
 

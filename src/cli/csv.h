@@ -13,13 +13,13 @@ class CsvReader {
  public:
   explicit CsvReader(std::istream& input) : input_(input) {}
 
-  // Reads the next record; false at the end of the input.
+  // Reads the next record. Returns false at the end of the input.
   [[nodiscard]] bool Read(std::vector<std::string>& values);
 
-  // Number of the line on which the last record begins, from 1.
+  // Returns the number of the line on which the last record began, counted from 1.
   [[nodiscard]] int Line() const { return line_; }
 
-  // Whether the input ended inside a value in quotes, or in a line without an end.
+  // Return whether the input ended inside a quoted value, or without a line end.
   [[nodiscard]] bool EndedInQuotes() const { return ended_in_quotes_; }
   [[nodiscard]] bool EndedInLine() const { return ended_in_line_; }
 
@@ -33,7 +33,7 @@ class CsvReader {
   bool ended_in_line_ = false;
 };
 
-// A record as one line, without its end.
+// Formats a record as one line without a line end.
 [[nodiscard]] std::string CsvLine(const std::vector<std::string>& values);
 
 }  // namespace tvl::cli

@@ -3,16 +3,16 @@
 
 namespace tvl::cli {
 
-// What the exit code means to a script.
+// Exit codes of the program.
 enum ExitStatus : int {
   kDone = 0,
   kFailed = 1,
   kUsage = 2,
-  kSkipped = 3,      // done, except for something that was left out
-  kHeld = 4,         // another instance holds what was asked for
+  kSkipped = 3,      // done, but something was skipped
+  kHeld = 4,         // another client holds the lock or the file
   kUnreachable = 5,  // the store or the server cannot be used, or a lock was lost
   kNotFound = 6,
-  kNotAllowed = 7,  // by the store's or the server's rules
+  kNotAllowed = 7,  // forbidden by the rules of the store or server
   kInterrupted = 130
 };
 

@@ -9,19 +9,20 @@
 
 namespace tvl::cli {
 
-// Why something failed, as far as it is known.
+// Why something failed, as far as known.
 struct Failure {
   ExitStatus exit = kFailed;
-  int code = 0;      // the library's; 0 where it was not asked
-  std::string what;  // what failed, in our words
+  int code = 0;      // the library's code; 0 if the library was not involved
+  std::string what;  // what failed, in words
   int error = 0;     // the system's reason, an errno value
-  std::string path;  // the file that it is about
+  std::string path;  // the file concerned
 
-  // "what (code 22): No space left on device: /x/y", with the parts that are known.
+  // Returns "what (code 22): No space left on device: /x/y", reduced to the parts that are known.
   [[nodiscard]] std::string Message() const;
 };
 
-// What the library's codes mean to a user. A number that has no row, as a server may send, is a failure.
+// What a code of the library means to a user. A code without a row, such as an unknown one from a server, is
+// a failure.
 struct CodeMeaning {
   int code;
   ExitStatus exit;
@@ -29,31 +30,31 @@ struct CodeMeaning {
 };
 [[nodiscard]] const CodeMeaning& MeaningOf(int code);
 
-// The library's own text of a code, as UTF-8.
+// Returns the library's own text for a code, as UTF-8.
 [[nodiscard]] std::string LibraryText(int code);
 
-// Forgets earlier failures of files, so that LibraryFailure describes what comes next.
+// Forgets earlier file errors, so that LibraryFailure describes only what follows.
 void ForgetFileErrors();
 
-// What is known of the operation of the library that just returned `code`.
+// Describes the failure of the library call that has just returned `code`.
 [[nodiscard]] Failure LibraryFailure(int code);
 
-// Adds to a failure the reason with which a server refused: a word of its protocol, or the empty text if it
-// did not say why; null if it did not refuse.
+// Adds the reason for which a server refused to a failure. `reason` is a word of the protocol, empty if the
+// server sent none, or null if it did not refuse.
 void ExplainRefusal(const char* reason, Failure& failure);
 
-// A system call of our own that failed for the reason `error`.
+// Describes the failure of a system call with errno value `error`.
 [[nodiscard]] Failure SystemFailure(const std::string& what, int error, const std::string& path);
 
-// Puts what is known of a failure into a document.
+// Adds the known parts of a failure to a document.
 void AddFailure(const Failure& failure, JsonObject& document);
 
-// Ends a command: there is nothing to go on with.
+// Thrown to end a command that cannot continue.
 class Stop : public std::exception {
  public:
-  // `subject`: what the failure is about, put before its message; may be empty.
+  // `subject` names what the failure is about and precedes its message; it may be empty.
   Stop(std::string subject, Failure failure);
-  // Wrong use of the program.
+  // Wrong use of the program, with a message for the user.
   explicit Stop(const std::string& usage);
 
   [[nodiscard]] const std::string& Subject() const { return subject_; }

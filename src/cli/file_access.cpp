@@ -23,7 +23,7 @@ bool MayAccess(const std::string& path, int mode) {
   return faccessat(AT_FDCWD, path.c_str(), mode, AT_EACCESS) == 0;
 }
 
-// Why the target could not be opened for writing, 0 if nothing shows.
+// Returns an errno value if the target could not be opened for writing, else 0.
 int TargetProblem(const std::string& target) {
   struct stat status = {};
   if (target.size() > kLongestPath) return ENAMETOOLONG;

@@ -13,8 +13,8 @@ bool Identities::Hold(const struct stat& status) const {
   return std::find(known_.begin(), known_.end(), Identity{status.st_dev, status.st_ino}) != known_.end();
 }
 
-// Above a folder lie the folders that ".." leads to, which for one reached by a link aren't those of the
-// walk. What is known already has its own known above it.
+// The parents are those that ".." leads to. For a folder reached by a link they are not the folders of the
+// walk. The parents of a folder that is already known are known too.
 InFolder::InFolder(Identities& trail, const std::string& path) : trail_(trail), before_(trail.Count()) {
   struct stat status = {};
   for (std::string way = path; stat(way.c_str(), &status) == 0 && !trail_.Hold(status); way += "/..")

@@ -9,10 +9,10 @@
 
 namespace tvl::cli {
 
-// Files and folders known by what they are, not by their names.
+// A set of files and folders, identified by device and inode instead of by name.
 class Identities {
  public:
-  // Adds what is at `path`, if anything is.
+  // Adds the file or folder at `path` if it exists.
   void Add(const std::string& path);
   void Add(const struct stat& status) { known_.push_back({status.st_dev, status.st_ino}); }
   [[nodiscard]] bool Hold(const struct stat& status) const;
@@ -29,8 +29,8 @@ class Identities {
   std::vector<Identity> known_;
 };
 
-// The folders that a walk is in, and those above them: a link to one of these leads in a circle. As long as
-// the object lives the walk is in `path`.
+// Marks `path` and its parents as folders of a walk as long as the object exists. A link to one of them forms
+// a loop.
 class InFolder {
  public:
   InFolder(Identities& trail, const std::string& path);
@@ -43,11 +43,11 @@ class InFolder {
   std::size_t before_;
 };
 
-// True if `path`, which need not be there, is `folder` or lies in it, by whatever names.
+// Returns true if `path`, which need not exist, is `folder` or is inside it, regardless of links.
 [[nodiscard]] bool LiesIn(const std::string& path, const std::string& folder);
 
-// True if `path` is a link to a folder that the link itself lies in. What is written through it lands among
-// other names of the same tree, where a later synchronisation would find and delete it.
+// Returns true if `path` is a link to a folder that contains the link itself. Files written through it would
+// appear under other names of the same tree, where a later synchronization would delete them.
 [[nodiscard]] bool LeadsBack(const std::string& path);
 
 }  // namespace tvl::cli

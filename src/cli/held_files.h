@@ -6,16 +6,16 @@
 
 namespace tvl::cli {
 
-// A file that somebody keeps from being deleted, and what it is as far as its name tells.
+// A file that a process protects from deletion, and a description derived from its name.
 struct HeldFile {
   std::string path;
   std::string what;
 };
 
-// The held files at and below `path`, links not followed: what a removal would stop at halfway.
+// Finds the held files at and below `path`, without following links. A removal would stop at them halfway.
 [[nodiscard]] std::vector<HeldFile> HeldFilesAt(const std::string& path);
 
-// "tmp/procs/x.tvp, marker of a live instance, and 2 more".
+// Returns a text such as "tmp/procs/x.tvp, the marker of a live client, and 2 more".
 [[nodiscard]] std::string DescribeHeldFiles(const std::vector<HeldFile>& files);
 
 }  // namespace tvl::cli

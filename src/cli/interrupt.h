@@ -3,18 +3,16 @@
 
 namespace tvl::cli {
 
-// True if the process that started this one has the signal ignored, as a shell does for its background jobs.
+// Returns true if this process was started with the signal ignored, as a shell does for background jobs.
 [[nodiscard]] bool IsIgnored(int signal);
 
-// Ignores the signal of a file that exceeds the limit of this process, which would end it: the write fails
-// then, and is reported. RestoreFileSizeSignal undoes that in a new process, before it becomes another
-// program.
+// Ignores SIGXFSZ, which would end the process when a file exceeds its size limit, so that the write fails
+// and is reported. RestoreFileSizeSignal undoes this in a child process before it runs another program.
 void IgnoreFileSizeSignal();
 void RestoreFileSizeSignal();
 
-// From here on the first SIGINT or SIGTERM is only noted, with a notice on standard error unless `quiet`, and
-// ends what this thread has the library do between two entries; the next one ends the process. A signal
-// that is ignored stays ignored.
+// From now on the first SIGINT or SIGTERM makes the library stop after the current entry, with a notice on
+// standard error unless `quiet`. The second one ends the process. An ignored signal stays ignored.
 void CatchInterrupts(bool quiet);
 
 [[nodiscard]] bool Interrupted();

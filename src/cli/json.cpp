@@ -36,7 +36,7 @@ std::string EscapedCharacter(std::string_view character) {
   return "\\u" + Hex({bytes.data(), bytes.size()});
 }
 
-// `value` as a JSON string; `whole` becomes false if it is no UTF-8.
+// Formats `value` as a JSON string. Sets `whole` to false if it is not valid UTF-8.
 std::string Quoted(std::string_view value, bool& whole) {
   std::string text = "\"";
   while (!value.empty()) {

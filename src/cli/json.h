@@ -11,7 +11,7 @@ namespace tvl::cli {
 // A JSON object on one line, built member by member.
 class JsonObject {
  public:
-  // Bytes that are no UTF-8 become U+FFFD, and a member `key`_hex then holds the true ones.
+  // Invalid UTF-8 becomes U+FFFD, and an additional member `key`_hex then contains the original bytes.
   JsonObject& Text(std::string_view key, std::string_view value);
   JsonObject& Number(std::string_view key, std::int64_t value);
   JsonObject& Flag(std::string_view key, bool value);

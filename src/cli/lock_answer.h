@@ -11,7 +11,7 @@
 
 namespace tvl::cli {
 
-// What a lock operation found or did.
+// The result of a lock operation.
 struct LockAnswer {
   int state = TVL_LOCK_FREE;
   int instance = 0;
@@ -31,20 +31,21 @@ struct LockAnswer {
   void Describe(const std::string& object, JsonObject& document) const;
 };
 
-// Both throw Stop if the question cannot be asked.
+// Both throw Stop if the library reports a failure.
 [[nodiscard]] LockAnswer AskForLock(Store& store, std::string object);
 [[nodiscard]] LockAnswer AskForUnlock(Store& store, std::string object);
 
-// Throws Stop for a name that no object can have.
+// Throws Stop if `object` is not a valid name.
 void CheckObject(const std::string& object);
 
-// Nothing local is touched by the commands of locks: on a directory they use the store's own folder in place.
+// Returns the working directory for commands that touch no local files: empty for a directory store, whose
+// own folder is used in place.
 [[nodiscard]] std::string NoWorkingDirectory(const Options& options);
 
-// Why the lock table cannot be used.
+// Explains why the lock table cannot be used.
 [[nodiscard]] Failure LockTableFailure(const Store& store);
 
-// Why this client is not present in the store, so that a lock would count for nobody.
+// Explains why this client is not present in the store, so that other clients would ignore its locks.
 [[nodiscard]] Failure PresenceFailure(const Store& store);
 
 }  // namespace tvl::cli

@@ -9,23 +9,24 @@
 
 namespace tvl::cli {
 
-// Called once when the lock is lost.
+// Callback, called once when the lock is lost.
 using LossReport = std::function<void(const std::string& reason)>;
 
-// Keeps signals that would end this process from doing so until HoldWhile... has dealt with them, except for
-// those that are ignored. Call it before the lock is taken, so that a lock taken is always released.
+// Blocks the signals that would end this process, except ignored ones, until a Hold... function handles them.
+// Call it before locking, so that the lock is always released.
 void BlockEndingSignals();
 
-// Runs a command, waits for its end and returns its exit code: 128 and the signal's number for one that a
-// signal ended; 127 if there is no such program, 126 if it cannot be run, reported on standard error.
+// Runs a command, waits until it ends and returns its exit code: 128 plus the number of the signal that ended
+// it, 127 if the program does not exist, or 126 if it cannot be run. The last two are reported on standard
+// error.
 //
-// Signals are passed on to it, except for those of the terminal, which it has received itself. It ends with
-// this process, however that ends, since the lock does too. If the lock is lost the command gets SIGTERM, and
-// ten seconds later SIGKILL.
+// Signals are passed on to the command, except for those from the terminal, which the command receives
+// itself. The command ends with this process, because the lock does too. If the lock is lost, the command
+// gets SIGTERM and ten seconds later SIGKILL.
 [[nodiscard]] int HoldWhileRunning(const std::vector<std::string>& command, LockWatch& watch,
                                    const LossReport& report);
 
-// Waits for the end of standard input, a signal, or the loss of the lock. kInterrupted for a signal.
+// Waits for the end of standard input, a signal, or the loss of the lock. Returns kInterrupted for a signal.
 [[nodiscard]] int HoldUntilInputEnds(LockWatch& watch, const LossReport& report);
 
 }  // namespace tvl::cli

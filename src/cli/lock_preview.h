@@ -9,14 +9,14 @@
 
 namespace tvl::cli {
 
-// What "lock" and "unlock" would do to `object`, without touching the lock table. Returns `held_exit` or
-// kHeld if a live instance holds it; throws Stop if the table or the folder of presence markers cannot be
+// Report what "lock" and "unlock" would do to `object`, without touching the lock table. Return `held_exit`
+// or kHeld if a live instance holds it. Throw Stop if the table or the folder of presence markers cannot be
 // used.
 [[nodiscard]] ExitStatus PreviewLock(const Options& options, const std::string& object, int held_exit);
 [[nodiscard]] ExitStatus PreviewUnlock(const Options& options, const std::string& object);
 
-// The file names of the live instances of a class, with * and ?. Unlike the library's list this clears
-// nothing away.
+// Returns the marker file names of the live instances of a class, which may contain * and ?. Unlike the
+// library's list, this removes no dead markers.
 [[nodiscard]] std::vector<std::string> LiveMarkers(const Store& store, const std::string& client_class);
 
 }  // namespace tvl::cli

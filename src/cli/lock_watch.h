@@ -13,11 +13,11 @@
 
 namespace tvl::cli {
 
-// Watches over a lock that is held, on a store that the caller leaves alone meanwhile.
+// Watches a held lock. The caller must not use the store meanwhile.
 //
-// The end of a connection to a server shows at once. On a directory a thread of its own asks once a second
-// whether the lock is still held; a question that is not answered for ten seconds, as on a dead mount, counts
-// as a lost lock.
+// The end of a connection to a server is noticed at once. For a directory store a separate thread checks once
+// a second whether the lock is still held. A check that gets no answer for ten seconds, as on a dead mount,
+// counts as a lost lock.
 class LockWatch {
  public:
   LockWatch(Store& store, const std::string& object);
@@ -27,18 +27,18 @@ class LockWatch {
 
   void Start();
 
-  // What to poll besides other files, and for how many milliseconds at most (-1: any time), until IsLost may
-  // have changed.
+  // Return the descriptor to poll together with other files, and the maximum time in milliseconds (-1: no
+  // limit), until IsLost may have changed.
   [[nodiscard]] pollfd Wanted() const;
   [[nodiscard]] int Patience() const;
 
-  // True once the lock is lost. Never waits.
+  // Returns true once the lock is lost. Never blocks.
   [[nodiscard]] bool IsLost();
-  // Why, once it is lost.
+  // Returns why the lock was lost.
   [[nodiscard]] std::string Reason() const;
 
-  // Asks a last time and ends the watch, so that the store can be used again. False if no answer comes: the
-  // connection can be neither used nor closed then, and this object cannot be destroyed.
+  // Checks a last time and ends the watch, so that the store can be used again. Returns false if no answer
+  // comes: then the connection can be neither used nor closed, and this object cannot be destroyed.
   [[nodiscard]] bool Finish();
 
  private:

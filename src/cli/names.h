@@ -7,10 +7,10 @@
 
 namespace tvl::cli {
 
-// kCopy: within the store; the name "on this side" is then the one that the copy gets on the store.
+// kCopy copies within the store. The "local" name is then the name of the copy in the store.
 enum class Direction { kGet, kPut, kCopy };
 
-// A file or tree by its name on the store and its name on this side.
+// A file or tree by its name in the store and its local name.
 struct NamePair {
   std::string remote;
   std::string local;
@@ -23,18 +23,19 @@ struct NamePair {
   }
 };
 
-// `name` with slashes as separators, relative, without empty and "." components.
+// Returns `name` as a relative path with slashes as separators, without empty and "." components.
 [[nodiscard]] std::string TidyName(std::string_view name);
 
-// What the options of the command line say about names on the other side; at most one of them is set.
+// The options for names on the other side. At most one of them is set.
 struct OtherSide {
-  std::string folder;  // every name becomes an entry of this folder
-  std::string name;    // the one name gets this name
+  std::string folder;  // folder for all names
+  std::string name;    // new name for the only name
 };
 
-// Pairs each name on the command line with its name on the other side, the same name unless `other` says
-// otherwise. `working_directory` is a full path: an absolute local name inside it has its place on the store
-// too. Throws Stop if a name has no place on the other side, or if several names would share one.
+// Pairs each name on the command line with its name on the other side, which is the same name unless `other`
+// says otherwise. `working_directory` is a full path; an absolute local name inside it is reduced to the part
+// below it. Throws Stop if a name has no counterpart on the other side, or if several names would have the
+// same one.
 [[nodiscard]] std::vector<NamePair> PairNames(Direction direction, const std::vector<std::string>& names,
                                               const OtherSide& other, const std::string& working_directory);
 

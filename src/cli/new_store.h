@@ -7,10 +7,10 @@
 
 namespace tvl::cli {
 
-// The greatest length of a presence marker's name: computer, address, number, process and class.
+// Maximum length of a presence marker's name: computer, address, number, process and class.
 constexpr std::size_t kLongestMarkerName = 64;
 
-// What a store consists of, as paths of this system.
+// The parts of a store, as host paths.
 struct StoreLayout {
   std::string configuration;
   std::string root;
@@ -21,27 +21,28 @@ struct StoreLayout {
   bool is_new;  // the configuration does not exist
 };
 
-// The layout of a store to be created at `folder`. Throws Stop where a configuration exists, or where the
-// path cannot be written into one and read back the same, or is too long for the names in a store.
+// Returns the layout of a store to be created at `folder`. Throws Stop if a configuration already exists
+// there, if the path would not survive being written to a configuration, or if it is too long for the names
+// in a store.
 [[nodiscard]] StoreLayout NewLayout(const std::string& folder);
 
-// The layout that a configuration describes. Throws Stop if it cannot be used, or if a marker's path would be
-// too long.
+// Returns the layout that a configuration describes. Throws Stop if the configuration cannot be used, or if
+// the path of a marker would be too long.
 [[nodiscard]] StoreLayout LayoutOf(const std::string& configuration);
 
-// The configuration in `folder`, or the layout of a store to be created there if there is none.
+// Returns the layout of the configuration in `folder`, or of a store to be created there if there is none.
 [[nodiscard]] StoreLayout LayoutAt(const std::string& folder);
 
-// What does not exist, in the order of creation.
+// Returns the parts that do not exist, in the order of creation.
 [[nodiscard]] std::vector<std::string> MissingParts(const StoreLayout& layout);
 
-// Creates what does not exist, with the rights of the folder it is in; a configuration that cannot be
-// completed to a store is removed again. `group`, unless empty: a new root gets this group and the setgid
-// bit. Throws Stop for a failure, and if an instance is connected to a store with a part missing: it may use
-// a lock table that was moved away, and a new one would divide it from the others.
+// Creates the missing parts with the permissions of their folders. Removes a new configuration again if the
+// rest of the store cannot be created. If `group` is not empty, a new root gets this group and the setgid
+// bit. Throws Stop on failure, and if an instance is connected to a store with a missing part: it may use a
+// lock table that was moved away, and would not see the locks in a new one.
 void CreateMissingParts(const StoreLayout& layout, const std::string& group);
 
-// The text after "DocumentRoot=" that reads as `root` again.
+// Returns the text after "DocumentRoot=" that is read back as `root`.
 [[nodiscard]] std::string ConfigurationValue(const std::string& root);
 
 }  // namespace tvl::cli

@@ -15,7 +15,7 @@ class Option;
 
 namespace tvl::cli {
 
-// What may be given before or after any command.
+// The options that may precede or follow any command.
 struct Options {
   std::string config;
   std::string tcp;
@@ -29,17 +29,17 @@ struct Options {
   bool dry_run = false;
 };
 
-// The program's command line: the options, and what the command that was named does.
+// The parsed command line: the global options and the command to run.
 struct Invocation {
   Options options;
   std::string command;
   std::function<ExitStatus()> run;
 };
 
-// The parser takes "[a,b]" for a list of two values, and "--" for the end of a list of names. On this line
-// "[a,b]" is a name like any other, and what follows "--" continues the names before it. So such arguments
-// are marked before the parser sees them, and AddText and AddNames, which add every option with a value, take
-// the mark off. In reverse order, as the parser wants them.
+// Returns the arguments in reverse order, as the parser expects them. The parser treats "[a,b]" as a list of
+// two values and "--" as the end of a list of names. For tvl "[a,b]" is an ordinary name, and the names after
+// "--" continue those before it. So MarkedArguments marks such arguments, and AddText and AddNames, which add
+// all options with a value, remove the mark.
 [[nodiscard]] std::vector<std::string> MarkedArguments(int count, const char* const* arguments);
 CLI::Option& AddText(CLI::App& app, const std::string& name, std::string& value, const std::string& help,
                      const std::string& type);
@@ -48,16 +48,16 @@ CLI::Option& AddNames(CLI::App& app, std::vector<std::string>& values, const std
 
 void AddOptions(CLI::App& app, Options& options);
 
-// Adds a command that runs `run` when it is named. `path` is its name in messages, "config show".
+// Adds a command that runs `run`. `path` is its full name for messages, such as "config show".
 CLI::App& AddCommand(CLI::App& parent, const std::string& name, const std::string& description,
                      const std::string& path, Invocation& invocation, std::function<ExitStatus()> run);
 
-// Adds a command that takes one optional text.
+// Adds a command with one optional argument.
 CLI::App& AddNamed(CLI::App& app, Invocation& invocation, const char* name, const char* description,
                    const char* argument, const char* help,
                    std::function<ExitStatus(const Options&, const std::string&)> run);
 
-// One function a group of commands.
+// Each of these functions adds a group of commands.
 void AddStoreCommands(CLI::App& app, Invocation& invocation);
 void AddShowCommands(CLI::App& app, Invocation& invocation);
 void AddTransferCommands(CLI::App& app, Invocation& invocation);

@@ -33,7 +33,7 @@ bool IsSameFolder(const std::string& one, const std::string& other) {
   return stat(other.c_str(), &status) == 0 && folder.Hold(status);
 }
 
-// By name alone, for what does not exist yet.
+// Compares names only, since the file need not exist.
 bool IsBelow(const std::string& path, const std::string& folder) {
   std::error_code problem;
   const std::string inside = std::filesystem::weakly_canonical(folder, problem).string();

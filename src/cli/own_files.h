@@ -10,23 +10,23 @@
 
 namespace tvl::cli {
 
-// What a store needs for itself: its configuration, the lock file next to it, and the temporary folder with
-// everything in it. No document may take its place, or the store becomes unusable for everyone. A server
-// guards its own.
+// The files that a store needs for itself: its configuration, the lock file next to it, and the temporary
+// folder with its contents. A document must not replace them, or nobody could use the store any more. A
+// server protects its own.
 class OwnFiles {
  public:
   explicit OwnFiles(const Store& store);
 
-  // True if `path`, which need not exist, is one of them, by any name or link.
+  // Returns true if `path`, which need not exist, is one of them by any name or link.
   [[nodiscard]] bool Include(const std::string& path) const;
 
-  // True if removing or renaming `path`, links not followed, would take one of them away.
+  // Returns true if one of them is at or below `path`, without following links, and would disappear with it.
   [[nodiscard]] bool AreIn(const std::string& path) const;
 
-  // The same as Include, but fast, for an entry of a folder that is not one of them.
+  // A fast form of Include for an entry of a folder that is not one of them.
   [[nodiscard]] bool IncludeEntry(const std::string& path) const;
 
-  // The same for an existing file or folder by its status.
+  // The same for an existing file or folder, by its status.
   [[nodiscard]] bool Hold(const struct stat& status) const { return identities_.Hold(status); }
 
  private:

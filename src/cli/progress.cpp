@@ -67,7 +67,7 @@ void Progress::End() {
   size_ = 0;
 }
 
-// As long as the target is what it was before, the file at work is still being compared or packed.
+// As long as the target is unchanged, the current file is still being compared or compressed.
 std::uint64_t Progress::DoneBytes() const {
   if (size_ == 0) return done_;
   const Trace now = TraceOf(target_);
@@ -75,7 +75,7 @@ std::uint64_t Progress::DoneBytes() const {
 }
 
 std::string Progress::Line(std::uint64_t done) const {
-  if (done == 0) return "preparing  " + name_;  // comparing, or packing: nothing has moved yet
+  if (done == 0) return "preparing  " + name_;  // still comparing or compressing
   const double seconds = std::chrono::duration<double>(Clock::now() - start_).count();
   const double rate = static_cast<double>(done) / seconds;
   std::string line = Percent(done, total_) + "  " + HumanBytes(done) + " of " + HumanBytes(total_) + "  " +
@@ -90,7 +90,7 @@ void Progress::Draw(const std::stop_token& stop) {
   while (!stop.stop_requested()) {
     wake_.wait_for(lock, stop, kInterval, [] { return false; });
     if (stop.stop_requested()) return;
-    // One column stays free: terminals wrap when the last one is written.
+    // Leaves the last column free, because terminals wrap when it is written.
     console_.ShowBar(CutToColumns(Line(DoneBytes()), TerminalColumns() - 1));
   }
 }

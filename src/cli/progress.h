@@ -12,10 +12,10 @@
 
 namespace tvl::cli {
 
-// The bar of a long transfer: share, bytes, rate, time left and the file at work.
+// The progress bar of a long transfer: percentage, bytes, rate, time left and the current file.
 //
-// The library's copy doesn't report while it runs, so a thread of its own draws the bar and takes the part of
-// the file at work from the size that its target has by now.
+// The library does not report progress within a file, so a separate thread draws the bar and derives the
+// progress of the current file from the size of its target.
 class Progress {
  public:
   Progress(Console& console, std::uint64_t total_bytes);
@@ -29,7 +29,7 @@ class Progress {
  private:
   using Clock = std::chrono::steady_clock;
 
-  // Size and time of a file, to see whether it has been touched.
+  // Size and time of a file, to detect whether it was changed.
   struct Trace {
     std::uint64_t size = 0;
     std::int64_t seconds = 0;
@@ -55,7 +55,7 @@ class Progress {
   std::jthread thread_;  // last: it uses all of the above
 };
 
-// True where a bar can be seen.
+// Returns true if standard error is a terminal, so that a bar is visible.
 [[nodiscard]] bool HasTerminal();
 
 }  // namespace tvl::cli

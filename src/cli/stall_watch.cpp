@@ -19,7 +19,7 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds kBetweenLooks{100};
 constexpr std::chrono::seconds kBeforeNotice{2};
 
-// Processor time of another thread of this process.
+// Returns the processor time used by another thread of this process.
 std::chrono::nanoseconds TimeUsed(pthread_t thread) {
   clockid_t clock = {};
   timespec used = {};
@@ -27,7 +27,7 @@ std::chrono::nanoseconds TimeUsed(pthread_t thread) {
   return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
 }
 
-// The streams of the library may be in use by the thread that stalls.
+// Uses write(), because the blocked thread may hold the lock of a stdio stream.
 void WriteNotice(const std::string& what) {
   std::string text = "tvl: waiting for " + Printable(what) + "\n";
   if (isatty(STDERR_FILENO) == 1) text.insert(0, "\r\x1b[K");
@@ -40,10 +40,10 @@ struct Activity::State {
   std::mutex mutex;
   Kind kind = Kind::kNothing;
   std::string what;
-  Clock::time_point since = Clock::now();  // when the thread began this, or was last seen to work
+  Clock::time_point since = Clock::now();  // when this activity began, or the thread last made progress
 };
 
-// Never destroyed: the watch may still look while the process ends.
+// Never destroyed, because the watch may still read it while the process exits.
 Activity::State& Activity::Current() {
   static State& state = *new State;
   return state;
@@ -67,7 +67,7 @@ Activity::~Activity() {
 
 StallWatch::StallWatch(bool quiet, std::optional<std::chrono::seconds> limit, LimitReached limit_reached)
     : quiet_(quiet), limit_(limit), limit_reached_(std::move(limit_reached)), watched_(pthread_self()) {
-  // Signals are for the thread that works.
+  // Signals must go to the working thread.
   sigset_t all;
   sigset_t before;
   sigfillset(&all);

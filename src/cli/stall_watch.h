@@ -9,13 +9,14 @@
 
 namespace tvl::cli {
 
-// Reports on standard error what the program has been waiting for for two seconds, and ends a wait that
-// exceeds a limit, also one inside the kernel, as on a mount whose server is dead.
+// Reports on standard error what the program has been waiting for if that takes more than two seconds, and
+// ends a wait that exceeds a limit. This includes waits inside the kernel, as on a mount whose server is
+// dead.
 //
-// It watches the thread that creates it, as far as the objects below say what that thread may be waiting for.
+// It watches the thread that creates it. Activity objects describe what that thread may be waiting for.
 class StallWatch {
  public:
-  // Called on a thread of the watch with what was waited for; must end the process.
+  // Called on the thread of the watch with a description of the wait. Must end the process.
   using LimitReached = std::function<void(const std::string& what)>;
 
   StallWatch(bool quiet, std::optional<std::chrono::seconds> limit, LimitReached limit_reached);
@@ -33,13 +34,13 @@ class StallWatch {
   std::jthread thread_;  // last: it uses all of the above
 };
 
-// What the thread is doing while one of these lives; the innermost counts.
+// Describes what the thread does as long as the object exists. The innermost object counts.
 class Activity {
  public:
   enum class Kind {
-    kNothing,  // that could stall
-    kWork,     // a wait where no processor time is used
-    kWait      // a wait from beginning to end
+    kNothing,  // nothing that could stall
+    kWork,     // work that is stalled if it uses no processor time
+    kWait      // a wait for all of its duration
   };
 
   Activity(Kind kind, std::string what);
@@ -56,19 +57,19 @@ class Activity {
   std::string outer_what_;
 };
 
-// Works with `what`, which stalls the thread if it does not answer.
+// The thread works with `what` and stalls if that does not answer.
 class WorksWith : public Activity {
  public:
   explicit WorksWith(std::string what) : Activity(Kind::kWork, std::move(what)) {}
 };
 
-// Waits for the answer of `what`.
+// The thread waits for an answer of `what`.
 class WaitsFor : public Activity {
  public:
   explicit WaitsFor(std::string what) : Activity(Kind::kWait, std::move(what)) {}
 };
 
-// Waits for something that may take any time: a user, a reader, a command.
+// The thread waits for something that may take any time, such as a user, a reader or a command.
 class WaitsElsewhere : public Activity {
  public:
   WaitsElsewhere() : Activity(Kind::kNothing, {}) {}

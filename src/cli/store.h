@@ -15,13 +15,13 @@
 
 namespace tvl::cli {
 
-// The connection that a command works on, from construction to destruction. Throws Stop if there is none to
-// be had.
+// The connection of a command, open from construction to destruction. The constructor throws Stop if it
+// fails.
 class Store {
  public:
   enum class Use {
     kWork,
-    kLook  // changes nothing: no folder, no presence on the store
+    kLook  // changes nothing: creates no folder and no presence marker
   };
 
   Store(const Options& options, const std::string& working_directory, Use use);
@@ -29,30 +29,30 @@ class Store {
   [[nodiscard]] CTVLClientOpr& Client() { return *client_; }
   [[nodiscard]] const CTVLClientOpr& Client() const { return *client_; }
 
-  // The connection to a directory, or the one to a server; the other is null.
+  // Return the connection to a directory and the one to a server. One of them is null.
   [[nodiscard]] CTVLClientSmbOpr* Directory() { return directory_; }
   [[nodiscard]] bool IsDirectory() const { return directory_ != nullptr; }
   [[nodiscard]] CTVLClientTcpOpr* Server() { return server_; }
 
-  // What it is called in messages.
+  // Returns the name of the store for messages.
   [[nodiscard]] const std::string& Name() const { return name_; }
 
-  // Whether other clients see this one, and whether it holds the lock on an object in their eyes.
+  // Return whether other clients see this one, and whether they see it as the owner of the lock on an object.
   [[nodiscard]] bool IsPresent();
   [[nodiscard]] bool HoldsLock(const std::string& object);
 
-  // The configuration file; empty for a server.
+  // Returns the configuration file; empty for a server.
   [[nodiscard]] const std::string& Configuration() const { return configuration_; }
 
-  // Value of a variable of the configuration; empty if it has none.
+  // Returns the value of a variable of the configuration; empty if it is not set.
   [[nodiscard]] std::string Variable(const std::string& name) const;
 
-  // Where names lie on this system. Only a directory has a StorePath; a server gives the empty text.
+  // Return the host path of a name. StorePath returns an empty text for a server.
   [[nodiscard]] std::string StorePath(const std::string& remote) const;
   [[nodiscard]] std::string LocalPath(const std::string& local) const;
 
-  // What is known of the library's failure `code` on these names. The library does not report paths that are
-  // too long for it, so they are found here.
+  // Describes the failure `code` of the library for these names. The library does not report that a path is
+  // too long for it, so this function finds out.
   [[nodiscard]] Failure Explain(int code, const NamePair& names, Direction direction = Direction::kGet) const;
 
  private:
@@ -61,13 +61,13 @@ class Store {
 
   std::string configuration_;
   std::string name_;
-  WorksWith activity_;  // from before the connection opens until after it is closed
+  WorksWith activity_;  // must exist before the connection opens and until it is closed
   std::unique_ptr<CTVLClientOpr> client_;
   CTVLClientSmbOpr* directory_ = nullptr;
   CTVLClientTcpOpr* server_ = nullptr;
 };
 
-// A dry run changes nothing.
+// Returns how a command uses the store: a dry run changes nothing.
 [[nodiscard]] inline Store::Use UseOf(const Options& options) {
   return options.dry_run ? Store::Use::kLook : Store::Use::kWork;
 }

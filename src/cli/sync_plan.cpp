@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 
 constexpr int kHashPolicy = 1;
 
-// The library's path in this system's form, with single slashes.
+// Converts a path of the library to a host path with single slashes.
 std::string HostPath(const char* path) {
   std::string text = Slashed(path);
   for (std::size_t at = text.find("//"); at != std::string::npos; at = text.find("//", at)) text.erase(at, 1);
@@ -29,8 +29,8 @@ bool IsFolder(const std::string& path) {
   return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-// True if the folder of `path` was read and has no such name: a share that went away meanwhile has none
-// either, and that is no reason to delete anything.
+// Returns true if the folder of `path` exists and has no such name. A share that was unmounted meanwhile has
+// no such name either, which must not lead to deletions.
 bool IsSurelyMissing(const std::string& path) {
   struct stat status = {};
   if (lstat(path.c_str(), &status) == 0 || errno != ENOENT) return false;
@@ -91,7 +91,7 @@ void SyncPlan::Read(int index) {
   if (!silent) Keep(std::move(entry));
 }
 
-// Most names of most plans: they are counted and not looked at.
+// Most names of most plans are the same on both sides. They are counted, but not looked at.
 bool SyncPlan::IsPlainSame(SYNC_DIR_FILE_OPERATION operation, int index) {
   const bool looked_at = compares_contents_ || rules_.every_name || !left_out_.empty();
   if (operation != SYNC_DIR_FILE_KEEP || looked_at) return false;
@@ -142,7 +142,7 @@ void SyncPlan::ReadLeftOut() {
   for (int index = 0; store_.Directory()->SyncPlanLeftOut(index, &folder, &name, &reason, &in_target) != 0;
        ++index) {
     SyncAction action = reason == TVL_LEFT_OUT_BACKSLASH ? SyncAction::kBackslash : SyncAction::kLeadsBack;
-    if (in_target != 0 && !rules_.removing) action = SyncAction::kExtra;  // stays in any case
+    if (in_target != 0 && !rules_.removing) action = SyncAction::kExtra;  // kept in any case
     const std::string below = NameBelow(in_target != 0 ? target_top_ : top_, HostPath(folder));
     Keep({-1, action, Joined(below, name), {}, {}, 0, 0});
   }
@@ -163,15 +163,15 @@ SyncAction SyncPlan::ActionFor(SYNC_DIR_FILE_OPERATION operation, const SyncEntr
   return ActionForSame(entry);
 }
 
-// Two files that cannot be read have the same signature.
+// Two unreadable files have the same signature, so readability is checked.
 SyncAction SyncPlan::ActionForSame(const SyncEntry& entry) const {
   if (!compares_contents_ || (ReadProblem(entry.source) == 0 && ReadProblem(entry.target) == 0))
     return SyncAction::kSame;
   return SyncAction::kUnreadable;
 }
 
-// kSame if nothing forbids to write to the target. What the store needs itself is not a document, so a pull
-// does not copy it either.
+// Returns kSame if the target may be written. The store's own files are not documents, so a pull does not
+// copy them either.
 SyncAction SyncPlan::WhyTargetRefused(const SyncEntry& entry) {
   if (direction_ == Direction::kGet && own_files_.IncludeEntry(entry.source)) return SyncAction::kOwn;
   if (direction_ == Direction::kPut && own_files_.IncludeEntry(entry.target)) return SyncAction::kOwnTarget;
@@ -211,8 +211,8 @@ SyncAction SyncPlan::ActionForDelete(const SyncEntry& entry) const {
   return rules_.removing ? SyncAction::kDelete : SyncAction::kExtra;
 }
 
-// Counts all that would be deleted with `path`, links not followed, as the removal does. False if a name in
-// it is one that the user wants left alone.
+// Counts everything that would be deleted with `path`, without following links. Returns false if it contains
+// a name that the user wants to keep.
 bool SyncPlan::CountTree(const std::string& path, SyncEntry& entry) const {
   struct stat status = {};
   if (Interrupted() || lstat(path.c_str(), &status) != 0) return true;

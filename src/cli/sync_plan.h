@@ -14,43 +14,43 @@
 
 namespace tvl::cli {
 
-// What a synchronisation does with a name.
+// What a synchronization does with a name.
 enum class SyncAction {
   kCopy,
   kSame,
   kMakeFolder,
   kDelete,
-  kExtra,        // on the target only; stays, as deletions were not asked for
-  kClash,        // a file in a folder's place, or the other way round; stays
-  kOwn,          // on the target; stays, as the store itself needs it
-  kOwnTarget,    // would replace what the store itself needs
+  kExtra,        // only on the target; kept, because deletions were not requested
+  kClash,        // a file on one side and a folder on the other; kept
+  kOwn,          // on the target; kept, because the store itself needs it
+  kOwnTarget,    // would replace a file that the store itself needs
   kLeadsOut,     // would be written through a link that leads out of the target
   kUnreadable,   // compares as equal, but cannot be read
-  kUncertain,    // seemed missing in the source, which cannot be confirmed now; stays
-  kHoldsKept,    // a folder to be deleted with names in it that were to be left alone; stays
+  kUncertain,    // perhaps missing in the source, which cannot be confirmed; kept
+  kHoldsKept,    // a folder to be deleted that contains excluded names; kept
   kNoFile,       // a pipe, a socket or a device
-  kNothing,      // a link to nothing
-  kBackslash,    // in its name, so that no path can say it
+  kNothing,      // a dangling link
+  kBackslash,    // a name with a backslash, which no path can express
   kLeadsBack,    // a link to a folder that the walk is in
-  kUnreachable,  // of the source; a folder not read to its end, or a path too long
+  kUnreachable,  // in the source: a folder not read completely, or a path too long
 };
 inline constexpr std::size_t kSyncActions = static_cast<std::size_t>(SyncAction::kUnreachable) + 1;
 
-// What a user asked to be done and to be left alone.
+// What the user asked to synchronize and to ignore.
 struct SyncRules {
-  bool removing;  // names on the target only are deleted
+  bool removing;  // delete names that are only on the target
   std::string pattern;
   SYNC_DIR_FILE_EXCLUDE exclude;
-  bool every_name;  // also what is the same is reported by its name
+  bool every_name;  // report even names that are the same
 };
 
 struct SyncEntry {
-  int index;  // in the library's plan; below 0 for a name that this does not have
+  int index;  // in the library's plan; negative for a name that is not in it
   SyncAction action;
-  std::string name;  // below the two folders; empty for these themselves
+  std::string name;  // relative to the two folders; empty for the folders themselves
   std::string source;
   std::string target;
-  std::uint64_t files;  // with everything in it, for a folder to be deleted
+  std::uint64_t files;  // for a folder to be deleted, with all of its contents
   std::uint64_t bytes;
 };
 
@@ -60,21 +60,22 @@ struct SyncSum {
   std::uint64_t bytes = 0;
 };
 
-// The library's plan, checked: what must not be done is removed from it.
+// The library's plan after a check, which removes forbidden actions from it.
 class SyncPlan {
  public:
-  // `root`: what is written must not leave it.
+  // Nothing may be written outside `root`.
   SyncPlan(Store& store, Direction direction, const SyncRules& rules, const WriteRoot& root);
 
-  // What is to be done or reported, in the plan's order; names that are the same only with `every_name`.
+  // Returns what is to be done or reported, in the order of the plan. Names that are the same are included
+  // only with `every_name`.
   [[nodiscard]] const std::vector<SyncEntry>& Entries() const { return entries_; }
   [[nodiscard]] const SyncSum& Sum(SyncAction action) const {
     return sums_[static_cast<std::size_t>(action)];
   }
-  // False if the source has nothing at all to offer.
+  // Returns false if the source is empty.
   [[nodiscard]] bool SourceHasNames() const { return source_names_ > 0; }
   [[nodiscard]] bool SourceHasFiles() const { return source_files_ > 0; }
-  // Files and folders that the target has now, as far as the plan knows them.
+  // Returns the number of files and folders on the target, as far as the plan knows them.
   [[nodiscard]] std::uint64_t TargetNames() const { return target_names_; }
 
  private:
@@ -96,12 +97,12 @@ class SyncPlan {
   const Direction direction_;
   const SyncRules& rules_;
   const OwnFiles own_files_;
-  Identities above_own_;  // they and the folders that they are in
+  Identities above_own_;  // the store's own files and their parent folders
   WriteRoot root_;
   const bool compares_contents_;
   std::string top_;  // the source folder
   std::string target_top_;
-  std::string left_out_;  // a folder whose contents share its fate, with a slash
+  std::string left_out_;  // a skipped folder, with a slash; its contents are skipped too
   SyncAction left_out_as_ = SyncAction::kSame;
   std::vector<SyncEntry> entries_;
   SyncSum sums_[kSyncActions];

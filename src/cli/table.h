@@ -17,9 +17,9 @@ struct Field {
   std::string name;
   bool is_number = false;
   std::size_t length = 0;    // bytes of a text, or digits in front of a number's decimal point
-  std::size_t decimals = 0;  // digits after it
+  std::size_t decimals = 0;  // digits after the decimal point
 
-  // Why the field cannot hold `value` as it is, or nothing.
+  // Returns why the field cannot store `value` unchanged; empty if it can.
   [[nodiscard]] std::string WhyRefused(const std::string& value) const;
 };
 
@@ -30,9 +30,9 @@ class Schema {
 
   [[nodiscard]] const std::string& Text() const { return text_; }
   [[nodiscard]] const std::vector<Field>& Fields() const { return fields_; }
-  // Position of the field with this name, or none.
+  // Returns the position of the field with this name, if there is one.
   [[nodiscard]] std::optional<std::size_t> Find(const std::string& name) const;
-  // Bytes that the fields take in a record.
+  // Returns the number of bytes that the fields take in a record.
   [[nodiscard]] int Length() const { return length_; }
 
  private:
@@ -48,7 +48,7 @@ struct TableLengths {
   int key2 = 0;
 };
 
-// A row as text: its key 1, and its fields in the schema's order.
+// A row as text: its key 1 and its fields in the order of the schema.
 struct TextRow {
   std::string key1;
   std::string key2;
@@ -60,28 +60,28 @@ class Table {
  public:
   Table(Store& store, const std::string& name);
 
-  // Creates the table, unless `dry_run` asks only whether that would work. An existing table is replaced only
-  // with `replace`; everything that can be checked is checked before it is touched.
+  // Creates the table, or with `dry_run` only checks whether that would work. Replaces an existing table only
+  // with `replace`, after all possible checks.
   void Create(const TableLengths& lengths, bool replace, bool dry_run);
   void Open();
-  // Opens the table to change its rows; those of the store's own tables are refused.
+  // Opens the table to change its rows. Refuses the store's own tables.
   void OpenToChange();
 
   [[nodiscard]] CTVLCtreeRs& Rows() { return rows_; }
 
-  // Fields of what follows; the schema must not need more than a record has.
+  // Sets the fields for the following calls. The schema must fit into a record.
   void Use(const Schema& schema);
 
-  // Reads the rows whose key 1 begins with one of the prefixes; all rows if there are none. Tables do not
-  // return key 2.
+  // Reads the rows whose key 1 begins with one of the prefixes, or all rows if there are none. Key 2 cannot
+  // be read back.
   void Read(const std::vector<std::string>& prefixes);
   [[nodiscard]] TextRow RowAt(int row);
 
-  // Checks a row and appends it to those in memory; Write writes them all.
+  // Checks a row and appends it to the rows in memory. Write writes all of them.
   void Add(const TextRow& row, const Schema& schema);
   void Write();
 
-  // Deletes rows by whole keys 1, or by prefixes of them; with `dry_run` only checks that whole keys exist.
+  // Deletes rows by whole keys 1 or by prefixes. With `dry_run` only checks that whole keys exist.
   void Delete(const std::vector<std::string>& keys, bool are_prefixes, bool dry_run);
 
  private:

@@ -15,8 +15,8 @@ unsigned char ByteAt(std::string_view bytes, std::size_t at) {
   return static_cast<unsigned char>(bytes[at]);
 }
 
-// By first byte: how long the character is, and which second bytes may follow. The narrowed ranges keep out
-// overlong forms, surrogates and what lies beyond U+10FFFF.
+// Length of a character and the range of its second byte, by first byte. The narrow ranges exclude overlong
+// forms, surrogates and code points above U+10FFFF.
 struct LeadBytes {
   unsigned char first, last;
   unsigned char length;
@@ -45,13 +45,12 @@ struct CodePoints {
 constexpr CodePoints kControls[] = {{0x00, 0x1F},     {0x7F, 0x9F},     {0x61C, 0x61C},
                                     {0x200E, 0x200F}, {0x2028, 0x202E}, {0x2066, 0x2069}};
 
-// The first character of `text`, or one byte that begins none.
+// Returns the first character of `text`, or one byte if that does not begin a character.
 std::string_view FirstCharacter(std::string_view text) {
   return text.substr(0, std::max<std::size_t>(1, Utf8Length(text)));
 }
 
-// The system's answer in a locale of UTF-8. The program's own locale stays "C", in which patterns match any
-// bytes.
+// Asks the system in a UTF-8 locale. The program's own locale stays "C", in which patterns match any bytes.
 int SystemWidthOf(char32_t code_point) {
   static const locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
   if (utf8 == nullptr) return 1;
@@ -116,7 +115,7 @@ std::string Printable(std::string_view text) {
   for (std::string_view rest = text; !rest.empty();) {
     const std::string_view character = FirstCharacter(rest);
     const bool valid = Utf8Length(character) != 0;
-    // A byte outside UTF-8 is a control character to a terminal of 8-bit characters.
+    // A terminal with an 8-bit character set may take an invalid UTF-8 byte as a control character.
     const bool control = IsControl(valid ? CodePointOf(character) : ByteAt(character, 0));
     result += control ? "?" : character;
     rest.remove_prefix(character.size());

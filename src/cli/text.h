@@ -8,33 +8,33 @@
 
 namespace tvl::cli {
 
-// Length of the UTF-8 character that `bytes` begin with; 0 if they begin with none.
+// Returns the length of the UTF-8 character at the start of `bytes`; 0 if there is none.
 [[nodiscard]] std::size_t Utf8Length(std::string_view bytes);
 
 [[nodiscard]] std::string Utf8FromLatin1(std::string_view text);
 
-// The code point of a UTF-8 character.
+// Returns the code point of a UTF-8 character.
 [[nodiscard]] char32_t CodePointOf(std::string_view character);
 
-// True for what would steer a terminal, break a line or change the direction of writing.
+// Returns true for a character that would control a terminal, break a line or change the writing direction.
 [[nodiscard]] bool IsControl(char32_t code_point);
 
-// `text` with control characters shown as "?".
+// Returns `text` with control characters replaced by "?".
 [[nodiscard]] std::string Printable(std::string_view text);
 
-// Columns that `text` takes on a terminal: wide characters take two, combining ones none.
+// Returns the width of `text` in terminal columns: wide characters take two, combining characters none.
 [[nodiscard]] std::size_t ColumnsOf(std::string_view text);
 
-// The beginning of `text` that fits into `columns`.
+// Returns the longest prefix of `text` that fits into `columns`.
 [[nodiscard]] std::string CutToColumns(std::string_view text, std::size_t columns);
 
-// A path of the library with the separators of this system.
+// Returns a path of the library with slashes as separators.
 [[nodiscard]] std::string Slashed(std::string_view path);
 
-// A full path of the library in this system's form, without the separator at its end.
+// Converts a full path of the library to a host path without a trailing slash.
 [[nodiscard]] std::string HostFolder(std::string_view path);
 
-// `name` behind `folder`, with one slash between.
+// Appends `name` to `folder`, separated by one slash.
 [[nodiscard]] std::string Joined(std::string_view folder, std::string_view name);
 
 [[nodiscard]] std::string HumanBytes(std::uint64_t bytes);                      // "1.2 MB"

@@ -10,7 +10,7 @@
 
 namespace tvl::cli {
 
-// What the command line of a get or put asks for.
+// The command line of a get or put.
 struct TransferRequest {
   std::vector<std::string> names;
   OtherSide other;
@@ -22,8 +22,8 @@ struct TransferRequest {
 [[nodiscard]] ExitStatus RunTransfer(Direction direction, const Options& options,
                                      const TransferRequest& request);
 
-// Copies files, or with `recursive` trees, within a store that is used in place. In each pair `local` is the
-// name on the store that the copy gets. `follow`: links may lead out of the store.
+// Copies files, or trees with `recursive`, within a store that is used in place. In each pair `local` is the
+// name of the copy in the store. With `follow`, links may lead out of the store.
 [[nodiscard]] ExitStatus RunCopies(Store& store, const Options& options, const std::vector<NamePair>& names,
                                    bool recursive, bool follow);
 

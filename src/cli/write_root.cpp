@@ -32,7 +32,7 @@ WriteRoot::WriteRoot(const std::string& folder, bool follow) : root_(RealPath(fo
   if (root_.size() > 1 && root_.back() == '/') root_.pop_back();
 }
 
-// What cannot be resolved, such as a circle of links, counts as outside.
+// A path that cannot be resolved, such as a loop of links, counts as outside.
 bool WriteRoot::IsOutside(const std::string& folder) {
   if (folder == last_folder_) return last_outside_;
   const std::string real = RealPath(folder);
@@ -41,13 +41,13 @@ bool WriteRoot::IsOutside(const std::string& folder) {
   return last_outside_;
 }
 
-// A link in the last place is resolved here even if it leads to nothing: writing to it would create its
-// target.
+// Resolves even a dangling link in the last place, because writing to it would create its target.
 bool WriteRoot::IsLeftBy(const std::string& path) {
   if (follow_) return false;
   fs::path place = WithoutSlash(path);
   for (int links = 0; links < kMostLinks; ++links) {
-    if (IsOutside(place.parent_path().string())) return IsOutside(place.string());  // it may be the root
+    if (IsOutside(place.parent_path().string()))
+      return IsOutside(place.string());  // `path` may be the root itself
     if (!IsLink(place)) return false;
     std::error_code problem;
     if (fs::is_directory(place, problem)) return IsOutside(place.string());

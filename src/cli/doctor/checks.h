@@ -10,7 +10,7 @@
 
 namespace tvl::cli {
 
-// A check by its name. `needed`: presence and locks cannot be trusted without it.
+// One check. Presence and locks are not reliable if a `needed` one fails.
 template <typename Subject>
 struct Check {
   const char* name;
@@ -18,16 +18,16 @@ struct Check {
   Finding (*run)(const Subject&);
 };
 
-// Two processes of this computer, and files in a folder of their own.
+// Checks that use a scratch folder and a second process on this computer.
 [[nodiscard]] const std::vector<Check<Scratch>>& ScratchChecks();
 
-// A folder, as it is; a full path without links.
+// Checks of an existing folder, which is a full path without links.
 [[nodiscard]] const std::vector<Check<std::string>>& FolderChecks();
 
-// A store.
+// Checks of a store.
 [[nodiscard]] const std::vector<Check<StoreLayout>>& StoreChecks();
 
-// Files of transfers that were killed, which nobody holds.
+// Returns the partial files that killed transfers left, as no process holds them.
 [[nodiscard]] std::vector<std::string> DeadParts(const StoreLayout& layout);
 
 }  // namespace tvl::cli

@@ -11,15 +11,16 @@ namespace tvl::cli {
 
 enum class LockKind { kShared, kExclusive };
 
-// Locks a range of an open file, without waiting. Returns false if another open file bars it.
+// Locks a range of an open file without waiting. Returns false if another open file holds a conflicting lock.
 [[nodiscard]] bool TakeLock(int descriptor, const LockRange& range, LockKind kind = LockKind::kExclusive);
 void DropLock(int descriptor, const LockRange& range);
 
-// True if the range of the file at `path` could be locked; the lock is dropped again.
+// Returns whether the range of the file at `path` could be locked. Releases the lock again.
 [[nodiscard]] bool CanLock(const std::string& path, const LockRange& range,
                            LockKind kind = LockKind::kExclusive);
 
-// Another process that holds a lock on a file for as long as the object lives; it ends with this process.
+// A child process that holds a lock on a file as long as the object exists. It is killed if this process
+// ends.
 class LockChild {
  public:
   LockChild(const std::string& path, const LockRange& range, LockKind kind = LockKind::kExclusive);
@@ -27,9 +28,9 @@ class LockChild {
   LockChild(const LockChild&) = delete;
   LockChild& operator=(const LockChild&) = delete;
 
-  // True if it got the lock.
+  // Returns true if the child got the lock.
   [[nodiscard]] bool Holds() const { return holds_; }
-  // Kills it, which must release the lock.
+  // Kills the child, which must release its lock.
   void Kill();
 
  private:

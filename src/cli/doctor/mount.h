@@ -15,11 +15,12 @@ struct Mount {
   std::string options;  // of the mount and of the file system, separated by commas
 };
 
-// The mount that contains `folder`, a full path without links: the longest mount point that leads to it, and
-// of two at one place the later, which hides the other. `mounts` has the form of /proc/self/mountinfo.
+// Finds the mount that contains `folder`, a full path without links. The longest matching mount point wins;
+// of two mounts at one place the later one, which hides the other. `mounts` has the format of
+// /proc/self/mountinfo.
 [[nodiscard]] std::optional<Mount> FindMount(std::istream& mounts, const std::string& folder);
 
-// Whether locks and files on such a mount can be shared between computers.
+// Judges whether computers can share locks and files on such a mount.
 [[nodiscard]] Finding JudgeMount(const Mount& mount);
 
 }  // namespace tvl::cli

@@ -5,12 +5,11 @@
 
 namespace tvl::cli {
 
-// The conversation of two runs, on two computers, through a folder in the store. The run that creates the
-// folder is the first half and removes it at the end; the other is the second. Each message is a file, which
-// the other half must see.
+// Connects two runs of doctor on two computers through a folder in the store. The run that creates the folder
+// is the first half and removes the folder at the end. Each message is a file that the other half must see.
 class Peer {
  public:
-  // Throws Stop if the folder can be neither created nor entered.
+  // Throws Stop if the folder cannot be created or opened.
   Peer(const std::string& folder, const std::string& name);
   ~Peer();
   Peer(const Peer&) = delete;
@@ -19,10 +18,10 @@ class Peer {
   [[nodiscard]] bool IsFirst() const { return first_; }
 
   void Say(const std::string& text = {});
-  // The other half's next message. Throws Stop if it does not come.
+  // Returns the other half's next message. Throws Stop if none arrives in time.
   std::string Hear();
 
-  // A file for a check, which each round has anew.
+  // Returns the path of a file for a check. Each round has its own files.
   [[nodiscard]] std::string Path(const std::string& name) const;
   void StartRound(int round) { round_ = round; }
 

@@ -7,8 +7,8 @@
 
 namespace tvl::cli {
 
-// Runs one half of the checks between two computers; the other half is the same command on the other one.
-// Each half reports what it observed of the other. Throws Stop if the other half does not answer.
+// Runs this half of the checks between two computers. The same command on the other computer is the other
+// half. Each half reports what it observed of the other. Throws Stop if the other half does not answer.
 void RunPeerChecks(const std::string& folder, const std::string& name, Report& report);
 
 }  // namespace tvl::cli

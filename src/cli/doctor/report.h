@@ -10,12 +10,12 @@
 
 namespace tvl::cli {
 
-// The findings of a run, which are printed at its end.
+// Collects the findings of a run and prints them at its end.
 class Report {
  public:
   void Add(const std::string& name, bool needed, const Finding& finding);
 
-  // Prints them; the exit code is kFailed if something that is needed is bad.
+  // Prints the findings. Returns kFailed if a needed check found a problem.
   ExitStatus Print(const Options& options, const std::string& folder) const;
 
  private:

@@ -5,7 +5,8 @@
 
 namespace tvl::cli {
 
-// A folder for the checks, removed with everything in it at the end. Throws Stop if nothing can be written.
+// A temporary folder for the checks, removed with its contents at the end. The constructor throws Stop if it
+// cannot be created.
 class Scratch {
  public:
   explicit Scratch(const std::string& folder);
@@ -13,18 +14,18 @@ class Scratch {
   Scratch(const Scratch&) = delete;
   Scratch& operator=(const Scratch&) = delete;
 
-  // A new file that contains `text`.
+  // Creates a file that contains `text` and returns its path.
   [[nodiscard]] std::string File(const std::string& name, const std::string& text) const;
   [[nodiscard]] std::string Path(const std::string& name) const;
 
-  // Bytes that a folder's path may have so that the library reaches the files of the checks.
+  // Longest path of a folder, in bytes, at which the library can still open the files of the checks.
   static constexpr std::size_t kLongestFolder = 220;
 
  private:
   std::string path_;
 };
 
-// The contents of a file; empty if it cannot be read.
+// Returns the contents of a file; empty if it cannot be read.
 [[nodiscard]] std::string ContentsOf(const std::string& path);
 
 }  // namespace tvl::cli

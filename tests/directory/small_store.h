@@ -11,7 +11,7 @@
 #include "support/arg.h"
 #include "support/temp_folder.h"
 
-// A store "root" beside a working directory "work" and a connection between them. There is no lock table.
+// A store "root" next to a working directory "work", and a connection between them. There is no lock table.
 class SmallStore {
  public:
   explicit SmallStore(const std::string& settings = "",

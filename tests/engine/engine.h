@@ -11,13 +11,13 @@
 
 using Rows = std::vector<std::string>;
 
-// Writes a record, given as a text that is completed with blanks. 1 or 0.
+// Writes a record as a text padded with blanks. Returns 1 or 0.
 int Write(int handle, const std::string& key1, const std::string& key2, const std::string& record);
 
-// "key|record" of what a read finds, without blanks at the end of either, or "".
+// Returns "key|record" of the row that a read finds, without trailing blanks of either, or "".
 std::string Read(decltype(&ReadKeyEq) read, int handle, int keyNumber, const std::string& key);
 
-// All records in the order of a key, in the form of Read.
+// Returns all records in the order of a key, in the form of Read.
 Rows All(int handle, int keyNumber = 1);
 
 // A folder with one table, "t.dat", of records of 20 bytes with keys of 4 and 3 bytes.
@@ -33,10 +33,10 @@ class EngineTest : public testing::Test {
   std::string table_ = folder_.Host("t.dat");
 };
 
-// "ok", or what SQLite has to say against a table's file. Nobody may be using it.
+// Returns "ok", or the errors that SQLite finds in the file of a table that is not in use.
 std::string CheckIntegrity(const std::string& table);
 
-// Tries to lock all of a file, as whoever deletes it does first.
+// Tries to lock all of a file, like a client that is about to delete it.
 bool CanLockWhole(const std::string& path);
 
 #endif

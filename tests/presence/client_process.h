@@ -5,19 +5,19 @@
 
 #include "support/helper_process.h"
 
-// An instance of the class "mgrx" in a process of its own, which takes its number when it is told to.
+// An instance of the class "mgrx" in its own process, which takes its number on request.
 class ClientProcess : public HelperProcess {
  public:
-  // As another user if one is given.
+  // Runs as another user if `user` is not 0.
   explicit ClientProcess(const std::string& folder, int user = 0)
       : HelperProcess({"client", folder, std::to_string(user)}) {
     Hear();
   }
 
-  // Its number.
+  // Takes a number and returns it.
   std::string Start() { return Ask("start"); }
 
-  // The state of a lock that it tries.
+  // Tries to lock. Returns the state.
   std::string Lock(const std::string& object) { return Ask(object); }
 
  private:

@@ -6,7 +6,7 @@
 
 #include "server/descriptor.h"
 
-// Who a client says it is.
+// The identity that a client claims.
 struct ClientNames {
   std::string computer = "pc1";
   std::string user = "ann";
@@ -18,38 +18,38 @@ struct ClientNames {
 // The client's side of a connection, byte by byte. A wait that takes half a minute fails with an exception.
 class RawClient {
  public:
-  // Connects, from another address of this computer if one is given, and says nothing.
+  // Connects from an address of this computer and sends nothing.
   explicit RawClient(unsigned short port, const char* from = "127.0.0.1");
 
-  // Bytes of a handshake, filled up to the least size.
+  // Returns the bytes of a handshake, padded to the minimum size.
   static std::string HandshakeBytes(const ClientNames& names);
   static std::string PacketBytes(std::string_view payload);
 
   void Send(std::string_view bytes) const;  // throws once the server has ended the connection
   void SendPacket(std::string_view payload) const { Send(PacketBytes(payload)); }
 
-  // Exactly so many bytes, fewer at the end of the stream.
+  // Receives exactly so many bytes, fewer at the end of the stream.
   std::string ReceiveBytes(std::size_t count) const;
 
-  // Payload of the next packet.
+  // Receives the payload of the next packet.
   std::string Receive() const;
 
-  // A packet and its answer.
+  // Sends a packet and returns the answer.
   std::string Ask(std::string_view payload) const {
     SendPacket(payload);
     return Receive();
   }
 
-  // Asks for a lock: its state and the computer that has it, with a tab between.
+  // Requests a lock. Returns the state and the computer of the owner, separated by a tab.
   std::string Lock(const std::string& object) const;
 
-  // The server has ended the connection, in order or not.
+  // Returns true if the server has closed the connection, cleanly or not.
   [[nodiscard]] bool IsEnded() const { return ReceiveBytes(1).empty(); }
 
-  // Says that it goes, and waits until the server has let go of all that it had.
+  // Ends the session, and waits until the server has released everything.
   void Leave() const;
 
-  // A whole get or put: the file, or the code that came instead.
+  // A complete get or put: the file, or the code that was received instead.
   struct Fetched {
     int code = 0;
     std::string bytes;
@@ -58,13 +58,13 @@ class RawClient {
   Fetched Fetch(std::string answer) const;  // a get that has its first answer
   int Put(const std::string& name, std::string_view bytes) const;
 
-  // Ends everything that goes out, so that the server sees the end of the stream.
+  // Shuts down sending, so that the server sees the end of the stream.
   void CloseWriting() const;
 
   // Ends the connection with a reset.
   void Reset();
 
-  // Asks for far more of a file than this end takes, so that the server can't send on.
+  // Requests much more of a file than this side reads, so that the server is blocked in sending.
   void AskAheadFor(const std::string& name) const;
 
  private:

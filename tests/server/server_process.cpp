@@ -16,7 +16,7 @@ bool WaitFor(const Condition& condition) {
   return true;
 }
 
-// The log goes to a file, since a pipe that nobody reads would fill up and hold the server.
+// Logs to a file, because a pipe that nobody reads would fill up and block the server.
 ProcessStart Start(const std::string& log, const std::string& before, const ServedStore& store,
                    const std::vector<std::string>& options) {
   ProcessStart start = {{"/bin/sh", "-c", "exec 2>\"$0\"; echo $$ >&2; " + before + "; exec \"$@\"", log,

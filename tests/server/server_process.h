@@ -11,9 +11,9 @@
 #include "support/store.h"
 #include "support/temp_folder.h"
 
-// A store in a folder of its own, and what its configuration says.
+// A store in its own folder, with its configuration.
 struct ServedStore {
-  // `zip`: files travel compressed. `policy`: value of FileCompare.
+  // `zip` compresses transfers. `policy` is the value of FileCompare.
   explicit ServedStore(bool zip = false, const std::string& policy = "HASH",
                        const std::filesystem::path& parent = std::filesystem::temp_directory_path());
 
@@ -23,38 +23,38 @@ struct ServedStore {
   }
   [[nodiscard]] std::string Read(const std::string& name) const { return folder.Read("store/" + name); }
 
-  // A file of that many zeros, which takes no room.
+  // Writes a sparse file of `size` zeros.
   void WriteZeros(const std::string& name, std::uintmax_t size) const;
 
-  // Every file below the root outside the temporary folder, and every part of a put wherever it lies.
+  // Returns every file below the root except in the temporary folder, and every part of a put anywhere.
   [[nodiscard]] std::vector<std::string> Files() const;
 
   TempFolder folder;
   Store store;
 };
 
-// A running tvlserver of a store. Killed with its object if it still runs.
+// A running tvlserver. It is killed with this object if it is still running.
 class ServerProcess {
  public:
-  // `before`: what a shell does before it becomes the server.
+  // `before` contains shell commands to run before the server.
   explicit ServerProcess(const ServedStore& store, const std::vector<std::string>& options = {},
                          const std::string& before = ":");
 
   [[nodiscard]] unsigned short Port() const { return port_; }
   [[nodiscard]] int Pid() const { return pid_; }
 
-  // Connected and accepted.
+  // Connects a client, which is accepted.
   [[nodiscard]] RawClient Enter(const ClientNames& names = {}, const char* from = "127.0.0.1") const;
 
   void Signal(int signal) const { process_.Signal(signal); }
 
-  // Waits for the end: the exit code, or 128 and the signal that ended it.
+  // Waits for the end. Returns the exit code, or 128 plus the signal that ended it.
   int Wait() { return process_.Finish().exit; }
 
   [[nodiscard]] std::string Log() const { return folder_.Read("log"); }
   [[nodiscard]] bool HasPortFile() const { return std::filesystem::exists(folder_.Host("log.port")); }
 
-  // Waits until the log has the text; false if it never does.
+  // Waits until the log contains the text. Returns false if it never does.
   [[nodiscard]] bool WaitForLog(const std::string& text) const;
 
  private:

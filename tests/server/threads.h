@@ -8,8 +8,7 @@
 #include <future>
 #include <vector>
 
-// Runs `work` with the numbers from 0 in that many threads, which begin together. What one throws fails the
-// test.
+// Runs `work` with the numbers from 0 in `count` threads that start together. An exception fails the test.
 inline void InThreads(int count, const std::function<void(int)>& work) {
   std::barrier start(count);
   std::vector<std::future<void>> threads;

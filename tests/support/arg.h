@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-// A text for an argument that the interface declares writable. It has the room of a path, and no byte more
-// than a longer text needs.
+// A text for an argument that the interface declares writable. Its buffer has the size of a path, or exactly
+// that of a longer text.
 class Arg {
  public:
   explicit Arg(std::string_view text) : bytes_(text) {

@@ -8,17 +8,17 @@
 
 #include "platform/system_calls.h"
 
-// For tests that look for descriptors left open.
+// For tests that check for descriptors left open.
 inline long OpenDescriptors() {
   return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
-// Makes one system call of the platform layer fail, or every one from it on.
+// Makes one system call of the platform layer fail, or all calls from that one on.
 class Faults {
  public:
   enum class Span { kOne, kFromThereOn };
 
-  // `at` counts from 1, over all kinds of calls.
+  // `at` counts all kinds of calls, from 1.
   Faults(int at, int error, Span span = Span::kOne) {
     State& state = Get();
     state = {tvl::System(), at, error, span, 0, nullptr};
@@ -60,7 +60,7 @@ class Faults {
   Faults(const Faults&) = delete;
   Faults& operator=(const Faults&) = delete;
 
-  // Name of the call that failed first, or null if none did.
+  // Returns the name of the call that failed first, or null if none did.
   static const char* Hit() { return Get().hit; }
 
  private:
@@ -95,7 +95,7 @@ class Faults {
 
     static Result Call(Arguments... arguments) {
       if (!Strikes(name)) return (Get().real.*Entry)(arguments...);
-      // A close that fails has closed all the same.
+      // A close that fails still closes the descriptor.
       if constexpr (std::is_same_v<Result(Arguments...), int(int)>) {
         if (Entry == &tvl::SystemCalls::close) Get().real.close(arguments...);
       }

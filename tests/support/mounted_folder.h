@@ -8,7 +8,7 @@
 #include <fstream>
 #include <string>
 
-// A small disk of its own, in memory, where the user may have one: it can be full, or read-only.
+// A small disk in memory, if the user may mount one. It can be full or read-only.
 class MountedFolder {
  public:
   MountedFolder(const std::string& path, const char* options) : path_(path) {
@@ -24,12 +24,12 @@ class MountedFolder {
   [[nodiscard]] bool IsMounted() const { return mounted_; }
   [[nodiscard]] const std::string& Path() const { return path_; }
 
-  // Nobody may have a file of it open for writing.
+  // No file on it may be open for writing.
   [[nodiscard]] bool MakeReadOnly() const {
     return mount(nullptr, path_.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr) == 0;
   }
 
-  // Takes all room but `left` bytes.
+  // Fills all space except `left` bytes.
   void FillUp(std::size_t left) const {
     FreeUp();
     const std::size_t room = std::filesystem::space(path_).available;

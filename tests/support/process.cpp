@@ -19,7 +19,7 @@ namespace {
 constexpr int kPatience = 120 * 1000;  // ms
 constexpr std::array<std::string_view, 3> kSteering = {"TVL_", "XDG_CONFIG_HOME=", "HOME="};
 
-// The end to read from, and the one to write to.
+// Returns the end to read from, and the one to write to.
 std::pair<int, int> Pipe() {
   std::array<int, 2> ends = {};
   if (pipe2(ends.data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
@@ -50,7 +50,7 @@ void CloseOnce(int& descriptor) {
 
 }  // namespace
 
-// Input small enough for a pipe is written before the program runs.
+// Writes the input before the program runs; it must be small enough for a pipe.
 Process::Process(const ProcessStart& start) {
   std::vector<std::string> arguments = start.command;
   std::vector<std::string> environment = Environment(start);
@@ -89,7 +89,7 @@ void Process::Signal(int signal) const {
   kill(pid_, signal);
 }
 
-// False, and the descriptor closed, at the end of the stream.
+// Returns false and closes the descriptor at the end of the stream.
 bool Process::ReadBlock(int& descriptor, std::string& text) const {
   pollfd wanted = {descriptor, POLLIN, 0};
   const bool ready = poll(&wanted, 1, kPatience) == 1;
@@ -119,7 +119,7 @@ void Process::ReadBoth() {
     const bool silent = poll(wanted.data(), wanted.size(), kPatience) == 0;
     if (silent) {
       kill(pid_, SIGKILL);
-      return;  // a process that it started may hold the streams open for long
+      return;  // a process that it started may keep the streams open
     }
     if (wanted[0].revents != 0) ReadBlock(out_, result_.out);
     if (wanted[1].revents != 0) ReadBlock(err_, result_.err);

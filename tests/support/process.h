@@ -7,22 +7,23 @@
 #include <string>
 #include <vector>
 
-// How to start a program. The environment is the test's own without what steers `tvl`, plus `environment`.
+// How to start a program. The environment is that of the test without the variables of `tvl`, plus
+// `environment`.
 struct ProcessStart {
   std::vector<std::string> command;  // path of the program, then its arguments
   std::map<std::string, std::string> environment = {};
-  std::string folder = {};  // where it runs; empty: where the test does
+  std::string folder = {};  // working directory; empty for that of the test
   std::string input = {};
   bool narrow_output = false;  // a page of unread output makes the program wait
 };
 
 struct ProcessResult {
-  int exit = -1;  // exit code; 127: could not be started; 128 and the signal's number for one that was killed
+  int exit = -1;  // exit code; 127 if it could not be started; 128 plus the signal that killed it
   std::string out;
   std::string err;
 };
 
-// A running program. It has two minutes, then it is killed; so is one that the test leaves behind.
+// A running program. It is killed after two minutes, and at the end of this object.
 class Process {
  public:
   explicit Process(const ProcessStart& start);
@@ -32,14 +33,14 @@ class Process {
 
   void Signal(int signal) const;
 
-  // Reads standard error, and leaves standard output unread, until `text` has come. False if it never does.
+  // Reads standard error, but not standard output, until `text` has arrived. Returns false if it never does.
   bool ReadErrorsUntil(const std::string& text);
   [[nodiscard]] const std::string& Errors() const { return result_.err; }
 
-  // Waits until there is standard output to read, and leaves it there. False if there is none.
+  // Waits until there is standard output to read, without reading it. Returns false if there is none.
   [[nodiscard]] bool AwaitOutput() const;
 
-  // Reads what is still to come and waits for the end.
+  // Reads the remaining output and waits for the end.
   ProcessResult Finish();
 
  private:

@@ -7,7 +7,7 @@ constexpr bool kSanitized = true;
 constexpr bool kSanitized = false;
 #endif
 
-// Rounds of a long test; a tenth of them under a sanitizer, where each takes its time.
+// Number of rounds of a long test; a tenth of them with a sanitizer, where each is slow.
 constexpr int Rounds(int full) {
   return kSanitized ? full / 10 : full;
 }

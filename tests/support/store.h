@@ -14,8 +14,8 @@
 #include "support/arg.h"
 #include "table/ctree_file.h"
 
-// A directory store below a folder, the same to every process that names the folder. Paths that end in "Host"
-// are the host's, the others those of the library's logic.
+// A directory store below a folder, the same for every process that uses the folder. Paths that end in "Host"
+// are host paths, the others have backslashes.
 struct Store {
   explicit Store(const std::string& folder)
       : folderHost(folder),
@@ -27,7 +27,7 @@ struct Store {
         locks(Logical(rootHost + "tmp/locks/")),
         procs(Logical(procsHost)) {}
 
-  // Makes it, with a lock table, open to everybody.
+  // Creates the store with a lock table, accessible to everyone.
   void Make() const {
     std::filesystem::create_directories(procsHost);
     std::filesystem::create_directories(rootHost + "tmp/locks");
@@ -42,12 +42,12 @@ struct Store {
     }
   }
 
-  // Opens a connection that works on the store's files where they lie.
+  // Opens a connection that uses the files of the store in place.
   int Connect(CTVLClientSmbOpr& connection, const char* clientClass = "mgrx") const {
     return connection.Open(Arg(""), Arg(config), Arg(clientClass));
   }
 
-  // The names in the folder of markers, sorted.
+  // Returns the names in the folder of markers, sorted.
   [[nodiscard]] std::vector<std::string> Markers() const {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(procsHost))

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-// A folder of its own for a test, gone with everything in it at the end. Names are relative to it, with
+// A temporary folder for a test, removed with its contents at the end. Names are relative to it, with
 // slashes.
 class TempFolder {
  public:
@@ -28,8 +28,8 @@ class TempFolder {
   TempFolder(const TempFolder&) = delete;
   TempFolder& operator=(const TempFolder&) = delete;
 
-  // A parent on which syncing costs nothing, for tests of thousands of transactions whose processes die and
-  // whose machine doesn't.
+  // A parent folder in memory, where syncing is fast, for tests with thousands of transactions in which
+  // processes are killed, but not the machine.
   static std::filesystem::path Memory() {
     const std::filesystem::path memory = "/dev/shm";
     return access(memory.c_str(), W_OK) == 0 ? memory : std::filesystem::temp_directory_path();
@@ -37,7 +37,7 @@ class TempFolder {
 
   std::string Host(const std::string& name = "") const { return name.empty() ? root_ : root_ + "/" + name; }
 
-  // The path as the library's logic speaks it.
+  // Returns the path with backslashes.
   std::string Logical(const std::string& name = "") const {
     std::string path = Host(name);
     std::replace(path.begin(), path.end(), '/', '\\');
@@ -61,7 +61,7 @@ class TempFolder {
     return std::filesystem::exists(std::filesystem::symlink_status(Host(name), ignored));
   }
 
-  // Every name below `folder`, sorted.
+  // Returns every name below `folder`, sorted.
   std::vector<std::string> Tree(const std::string& folder = "") const {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(Host(folder))) {

@@ -33,7 +33,7 @@ class Connection : public CTVLClientTcpOpr {
     return (this->*operation)(Arg(object), &lock_state, computer.data(), &instance, &pid, ip.data(),
                               user.data());
   }
-  // The state, or minus the code.
+  // Returns the state, or minus the code.
   int LockState(const std::string& object) {
     const int code = LockOrUnlock(true, object);
     return code == TVL_OK ? lock_state : -code;
@@ -44,7 +44,7 @@ class Connection : public CTVLClientTcpOpr {
   int lock_state = -1;
   int instance = -1;
   int pid = -1;
-  // Of exactly the sizes that the interface names, so that a sanitizer sees a byte too many.
+  // Buffers of exactly the sizes that the interface requires, so that a sanitizer detects an overflow.
   std::vector<char> computer = std::vector<char>(64);
   std::vector<char> ip = std::vector<char>(16);
   std::vector<char> user = std::vector<char>(65);

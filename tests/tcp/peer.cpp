@@ -48,7 +48,7 @@ bool Peer::AtEnd() const {
 void Peer::Send(std::string_view bytes, int flags) const {
   while (!bytes.empty()) {
     const ssize_t sent = send(descriptor_, bytes.data(), bytes.size(), flags | MSG_NOSIGNAL);
-    if (sent <= 0) return;  // the client has gone; what it did shows elsewhere
+    if (sent <= 0) return;  // the client is gone; the test checks its results elsewhere
     bytes.remove_prefix(static_cast<std::size_t>(sent));
   }
 }
@@ -96,7 +96,7 @@ Server::Server(std::vector<Part> parts, const char* address) {
   addrinfo* found = nullptr;
   if (getaddrinfo(address, "0", &hints, &found) != 0) return;
   listener_ = socket(found->ai_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  // Connections inherit these; the time is that of accept() as well.
+  // Connections inherit these options; the timeout also applies to accept().
   const timeval patience = {20, 0};
   const int on = 1;
   setsockopt(listener_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);

@@ -17,15 +17,15 @@ class Peer {
   Peer(const Peer&) = delete;
   Peer& operator=(const Peer&) = delete;
 
-  // What came, fewer bytes only at the end of the stream.
+  // Reads bytes; fewer only at the end of the stream.
   std::string Read(std::size_t count) const;
-  // The payload of a client's packet.
+  // Reads the payload of a packet from the client.
   std::string ReadPacket() const;
-  // The client has sent no more, and ended the stream.
+  // Returns true if the client has ended the stream without more data.
   [[nodiscard]] bool AtEnd() const;
 
   void Send(std::string_view bytes, int flags = 0) const;
-  // The client sees the end of the stream; what it sends can still be read.
+  // Ends the stream for the client. Data from the client can still be read.
   void EndSending() const;
 
   // Takes a client of short names in, with these settings in the reply, and a window if it is not 0.
@@ -38,11 +38,11 @@ class Peer {
   int descriptor_;
 };
 
-// Bytes that can't be packed, the same ones each time.
+// Returns incompressible bytes, the same ones each time.
 std::string Noise(std::size_t size);
 
-// The reply with which the bytes of a file begin in a get, and those with more of them. One without bytes
-// ends the get, and tells the file's time.
+// Return the reply with the first bytes of a file in a get, and those with more bytes. A reply without bytes
+// ends the get and contains the time of the file.
 std::string FirstChunk(const std::string& data);
 std::string NextChunk(const std::string& data, const std::string& time = "");
 
@@ -60,7 +60,7 @@ class Server {
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
 
-  // 0 where the machine has no such address.
+  // Returns 0 if the machine has no such address.
   [[nodiscard]] unsigned int Port() const { return port_; }
   void Join();
 
@@ -73,7 +73,8 @@ class Server {
   std::thread thread_;
 };
 
-// Welcomes a client, answers its questions for the lock of "A" so, and expects its end and nothing else.
+// Welcomes a client, answers its requests for the lock "A", and expects nothing but the end of the
+// connection.
 Server::Part AnswersLocks(
     const std::vector<std::string>& replies, const std::function<void()>& beforeEach = [] {});
 

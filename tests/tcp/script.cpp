@@ -20,7 +20,7 @@ char HexByte(string_view digits) {
   return static_cast<char>(byte);
 }
 
-// What stands between the quotes, its escapes resolved.
+// Returns the text between the quotes with its escapes resolved.
 string Unquoted(string_view quoted) {
   static const std::map<char, char> escapes = {
       {'t', '\t'}, {'n', '\n'}, {'0', '\0'}, {'\\', '\\'}, {'"', '"'}};
@@ -38,14 +38,14 @@ string Unquoted(string_view quoted) {
   return text;
 }
 
-// How many words stand before the bytes of a line; all of them but for these lines.
+// Returns the number of words before the bytes of a line; all of them, except in these lines.
 std::size_t WordsBeforeBytes(const string& verb) {
   if (verb.starts_with("client") || verb.starts_with("server")) return 0;
   return verb == "local" || verb == "local-is" ? 1 : string::npos;
 }
 
 Step ReadStep(const string& text, int line) {
-  // A count with a star, if wanted, then a text in quotes or a word.
+  // An optional count with a star, then a text in quotes or a word.
   static const std::regex element(R"re((?:(\d+)\*)?("(?:[^"\\]|\\.)*"|[^ "]+))re");
   Step step;
   step.line = line;

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-// Bytes as a case file writes them; some may be any.
+// Bytes of a case file; some may be wildcards.
 struct Bytes {
   std::string text;
   std::vector<bool> any;
@@ -14,22 +14,22 @@ struct Bytes {
   [[nodiscard]] bool Matches(std::string_view other) const;
 };
 
-// A line of a case: who does what. cases/README.md tells the lines there are.
+// A line of a case. cases/README.md describes the possible lines.
 struct Step {
   int line = 0;
   std::string verb;
-  std::vector<std::string> words;  // behind the verb, for lines that aren't bytes
+  std::vector<std::string> words;  // after the verb, for lines without bytes
   Bytes bytes;
 };
 
-// Reads a case; throws std::runtime_error with the line if it is not written right.
+// Reads a case. Throws std::runtime_error with the line number for a syntax error.
 std::vector<Step> ReadCase(const std::string& path);
 
-// A packet of this payload as the client's `extra` 4, or the server's 0, counts its length. Head bytes
-// without a meaning are any bytes.
+// Returns a packet with this payload. Its length includes `extra` bytes: 4 from a client, 0 from a server.
+// Head bytes without a meaning are wildcards.
 Bytes Packet(const Bytes& payload, std::size_t extra);
 
-// A packet from a server.
+// Returns a packet from a server.
 std::string Reply(std::string_view payload);
 
 #endif

@@ -13,7 +13,7 @@
 constinit thread_local bool lacks_names = false;
 constinit thread_local bool lacks_memory = false;
 
-// These stand before the system's own in the search for symbols.
+// These functions precede those of the system in the symbol lookup.
 
 extern "C" int gethostname(char* name, size_t size) noexcept {
   constexpr char host[] = "A.example";

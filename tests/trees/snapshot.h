@@ -7,7 +7,7 @@
 #include <map>
 #include <string>
 
-// What a tree on disk is: relative names with "dir", "link TARGET" or "file CONTENTS" behind them.
+// A tree on disk: relative names with "dir", "link TARGET" or "file CONTENTS".
 using Snapshot = std::map<std::string, std::string>;
 
 inline Snapshot SnapshotOf(const std::filesystem::path& root) {

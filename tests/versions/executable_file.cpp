@@ -12,7 +12,7 @@ constexpr std::size_t kHeadAt = 0x40;
 constexpr std::size_t kResourcesAt = 0x200;
 constexpr std::uint32_t kResourcesAddress = 0x1000;
 
-// Numbers with their sizes, lowest byte first.
+// Returns numbers with the specified sizes, lowest byte first.
 string Fields(std::initializer_list<std::pair<std::uint64_t, int>> fields) {
   string bytes;
   for (auto [value, size] : fields) {
@@ -31,7 +31,7 @@ string Wide(const string& text) {
   return wide;
 }
 
-// A node of a version resource: `length` is in characters for texts, in bytes else.
+// Returns a node of a version resource. `length` is in characters for texts, otherwise in bytes.
 string NodeOf(const string& key, bool text, const string& value, std::size_t length, const string& children) {
   string node = Fields({{0, 2}, {length, 2}, {text ? 1 : 0, 2}}) + Wide(key);
   Align(node, 4);
@@ -60,7 +60,7 @@ string VersionResource(const ExecutableFile& file) {
   return NodeOf("VS_VERSION_INFO", false, string(52, '\1'), 52, children);
 }
 
-// Three levels of folders with one entry each, the place of the data, and the data.
+// Returns three levels of folders with one entry each, the position of the data, and the data.
 string ResourceSection(const string& data) {
   constexpr std::uint64_t kFolder = 0x80000000;
   return Fields({{0, 12}, {0, 2}, {1, 2}, {16, 4}, {kFolder + 24, 4}}) +

@@ -4,11 +4,11 @@
 #include <optional>
 #include <string>
 
-// An executable file in memory that consists of nothing but its heads and a version resource.
+// An executable file in memory that consists only of its headers and a version resource.
 struct ExecutableFile {
-  bool plus = false;  // PE32+ in place of PE32
+  bool plus = false;  // PE32+ instead of PE32
   bool translation = true;
-  std::optional<std::string> file_version;  // bytes, one a character
+  std::optional<std::string> file_version;  // one byte per character
   std::optional<std::string> special_build;
   bool marked_as_bytes = false;  // both texts
 

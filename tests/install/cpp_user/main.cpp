@@ -1,4 +1,4 @@
-// A user's program: connects with the class, lists the store's top folder, fetches what it finds.
+// A user's program: connects with the class, lists the root folder of the store, and fetches the files in it.
 
 #include <cstdio>
 #include <string>

@@ -40,7 +40,7 @@ void Say(const std::string& line) {
   std::fflush(stdout);
 }
 
-// An open store; ends the program where it cannot be opened.
+// An open store. Exits the program if it cannot be opened.
 class Store {
  public:
   Store(std::string config, const std::string& work) {
@@ -57,7 +57,7 @@ class Store {
   CTVLClientSmbOpr client_;
 };
 
-// Sees who is inside at once, out of the share's reach.
+// Detects two owners at the same time, independently of the share.
 class Witness {
  public:
   Witness(const std::string& host, int port) : socket_(socket(AF_INET, SOCK_STREAM, 0)) {
@@ -72,7 +72,7 @@ class Witness {
   Witness(const Witness&) = delete;
   Witness& operator=(const Witness&) = delete;
 
-  // Whether nobody else is inside.
+  // Returns true if nobody else is inside.
   bool Enter() { return Ask('i') == 'k'; }
   void Leave() { Ask('o'); }
 
@@ -122,7 +122,7 @@ struct Turns {
   double longest = 0;
 };
 
-// One turn under the lock, from the witness's first look to the lock's release.
+// Takes one turn under the lock, from the first check by the witness to the release of the lock.
 void TakeTurn(CTVLClientSmbOpr& client, CTVLCtreeRs& rows, Witness& witness, const std::string& name,
               Turns& counts) {
   if (!witness.Enter()) counts.doubles++;
@@ -162,7 +162,7 @@ int Contend(const Arguments& words) {
   return 0;
 }
 
-// A file whose contents its name foretells: 1 to 24 KiB.
+// Returns contents of 1 to 24 KiB that depend on the name and number only.
 std::string Contents(const std::string& name, int number) {
   std::string text;
   for (int line = 0; text.size() < 1024U * static_cast<unsigned>(1 + number % 24); line++)

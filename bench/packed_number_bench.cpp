@@ -1,4 +1,4 @@
-// Packed numbers against what the C library does for the same texts.
+// Compares packed numbers with what the C library does for the same texts.
 
 #include <benchmark/benchmark.h>
 

@@ -9,15 +9,15 @@ namespace bench {
 using Command = std::vector<std::string>;
 
 struct Usage {
-  double seconds = 0;  // from start to end, as a clock on the wall tells it
-  double cpu = 0;      // seconds of all processors, in the program and in the kernel
+  double seconds = 0;  // wall-clock time from start to end
+  double cpu = 0;      // processor time in seconds, in the program and in the kernel
   double peak_mib = 0;
 };
 
-// Runs a command with its output thrown away and waits for it. Throws if it can't be started or fails.
+// Runs a command, discards its output and waits for it. Throws if it cannot be started or fails.
 //
-// The kernel counts into a program's peak what its process held before the exec, so this program must stay
-// small itself.
+// The kernel includes the memory of the process before the exec in a program's peak, so this program must
+// stay small itself.
 Usage Run(const Command& command);
 
 }  // namespace bench

@@ -15,8 +15,8 @@ struct Setting {
   std::string self;  // this program, which runs parts of itself as children
   int runs;
 
-  // A get from the source folder, or a put from it, followed by `words`. `safety` is the store's
-  // SafeOnTransfert.
+  // Return the command of a get from the source folder, or of a put from it, followed by `words`. `safety` is
+  // the store's SafeOnTransfert.
   [[nodiscard]] Command Get(const char* policy, bool packed, const Command& words) const;
   [[nodiscard]] Command Put(const char* policy, const Command& words, int safety = 0) const;
 };
@@ -26,7 +26,8 @@ std::vector<Row> BigFileRows(const Setting& setting);
 std::vector<Row> TreeRows(const Setting& setting);
 std::vector<Row> PackedRows(const Setting& setting);
 
-// Packs a file into memory, as a get from a store with `ZipOnTransfert` does first. The exit code.
+// Compresses a file in memory, like the first part of a get from a store with `ZipOnTransfert`. Returns the
+// exit code.
 int PackOnly(const char* path);
 
 }  // namespace bench

@@ -7,12 +7,12 @@
 
 namespace bench {
 
-// The folder in which everything happens, on one file system; removed at the end. In source/ lies what gets
-// read: big.bin, text.txt, tree/. It is the document root of gets and the working directory of puts. What tvl
-// writes goes to ours/, what the other program writes to theirs/.
+// The working folder of the benchmark, on one file system; removed at the end. source/ contains the files to
+// read: big.bin, text.txt, tree/. It is the document root of gets and the working directory of puts. tvl
+// writes to ours/, the other program to theirs/.
 class Scratch {
  public:
-  // `divide`: sizes and counts are divided by it, for a quick look.
+  // Sizes and counts are divided by `divide`, for a quick check.
   Scratch(std::filesystem::path folder, unsigned int divide);
   ~Scratch();
   Scratch(const Scratch&) = delete;
@@ -23,21 +23,22 @@ class Scratch {
   [[nodiscard]] std::filesystem::path Theirs() const { return folder_ / "theirs"; }
   [[nodiscard]] std::uint64_t Divided(std::uint64_t number) const { return number / divide_; }
 
-  // Files below source/, made by the first who asks. The paths are relative to it.
+  // Return paths relative to source/. The first call creates the files.
   std::string Big();
   std::string Text();
-  std::string LongText();  // four times Text, one behind the other
+  std::string LongText();  // four times Text
   std::string Tree();
 
-  // A configuration file for a store with that document root. `safety` is its SafeOnTransfert, 0 to 2.
+  // Writes a configuration for a store with that document root. `safety` is its SafeOnTransfert, 0 to 2.
   [[nodiscard]] std::string Config(const std::filesystem::path& root, const char* policy, bool packed,
                                    int safety = 0) const;
 
-  // Empties ours/ and theirs/. Trees go aside and are not removed: for some seconds file systems keep off the
-  // places of files that went, and their search for others would be what the next program is measured by.
+  // Empties ours/ and theirs/. Moves trees aside instead of removing them: for some seconds file systems do
+  // not reuse the space of removed files, and their search for other space would distort the next
+  // measurement.
   void EmptyTargets();
 
-  // Has everything written to the disk, so that the next program doesn't wait for the last one's bytes.
+  // Writes everything to the disk, so that the next program does not wait for the data of the last one.
   void Sync() const;
 
  private:

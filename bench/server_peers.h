@@ -9,7 +9,7 @@
 
 namespace bench {
 
-// A child process that serves until it is ended.
+// A child process that serves until it is killed.
 class Child {
  public:
   explicit Child(pid_t pid = -1) : pid_(pid) {}
@@ -24,7 +24,7 @@ class Child {
   pid_t pid_;
 };
 
-// A store with a lock table, served by a tvlserver of its own.
+// A store with a lock table, and a tvlserver that serves it.
 struct Served {
   Served(const std::string& program, const std::filesystem::path& folder);
 
@@ -34,25 +34,25 @@ struct Served {
   Child server;
 };
 
-// A relay in front of a port that holds what comes for so long, in each direction. For one connection.
+// A relay to a port that delays all data in both directions. For one connection.
 struct Relay {
   Relay(unsigned short target, int milliseconds);
   unsigned short port = 0;
   Child process;
 };
 
-// What the wire and the disk alone take for packets as a get or a put has them: each answered before the
-// next, each written to `target`, and that synced at the end of a put. Seconds.
+// Return the seconds that network and disk alone need for the packets of a get or a put: each is answered
+// before the next one and written to `target`, which is synced at the end of a put.
 double PingPongGet(std::size_t total, const std::filesystem::path& target);
 double PingPongPut(const std::filesystem::path& source, const std::filesystem::path& target);
 
-// The same for small files, made in `folder`: two packets each way and a new file for each.
+// The same for small files in `folder`: two packets in each direction and a new file for each.
 double PingPongFiles(int files, const std::filesystem::path& folder);
 
-// The same wire and disk for packets of the sizes of a whole exchange behind a relay.
+// The same for packets with the sizes of a complete exchange through a relay.
 double PingPongRelayed(std::size_t packets, std::size_t there, std::size_t back, int milliseconds);
 
-// A connection to a port of this computer.
+// Connects to a port of this computer.
 int ConnectTo(unsigned short port);
 void SendAll(int socket, const char* bytes, std::size_t count);
 void ReceiveAll(int socket, char* bytes, std::size_t count);

@@ -9,31 +9,31 @@
 
 namespace bench {
 
-// Someone who does a piece of work.
+// A program that does a task.
 struct Contender {
   std::string name;
   Command command;
 };
 
-// Runs the contenders in turn, `runs` times each behind one turn that doesn't count, `prepare` before each.
-// The median of each one's usage.
+// Runs the contenders alternately, `runs` times each after a warm-up run, with `prepare` before each run.
+// Returns the median usage of each.
 std::vector<Usage> Alternate(const std::vector<Contender>& contenders, int runs,
                              const std::function<void()>& prepare);
 
 constexpr double kNoAim = 0;
 
-// Something measured on both sides.
+// A measurement of both sides.
 struct Row {
   std::string work;
   double ours;
   std::string beside;
   double theirs;
   const char* unit;
-  double aim;            // what the judged number may be at most
-  bool of_ratio = true;  // judged is ours : theirs, else ours
+  double aim;            // maximum of the judged number
+  bool of_ratio = true;  // judges the ratio ours : theirs, else ours
 };
 
-// Prints rows with what came of them.
+// Prints rows with their results.
 void Print(const std::string& title, const std::vector<Row>& rows);
 
 }  // namespace bench

@@ -13,8 +13,8 @@
 
 #include "platform/ini_file.h"
 
-// An INI file in which one value is written. The input's first line is the key, the second the value, the
-// rest the file.
+// Writes one value to an INI file. The first line of the input is the key, the second the value, the rest the
+// file.
 
 namespace {
 
@@ -27,7 +27,7 @@ void Expect(bool holds) {
   if (!holds) std::abort();
 }
 
-// A file that stays the same one from input to input.
+// A file that is reused for every input.
 class Folder {
  public:
   Folder() : path_(access("/dev/shm", W_OK) == 0 ? "/dev/shm/ini_fuzz_XXXXXX" : "/tmp/ini_fuzz_XXXXXX") {
@@ -51,7 +51,7 @@ class Folder {
   string path_;
 };
 
-// A C text, as the functions get it.
+// Removes a line from the input and returns it as a zero-terminated text.
 string TakeLine(std::string_view& rest) {
   const std::string_view line = rest.substr(0, rest.find('\n'));
   rest.remove_prefix(std::min(line.size() + 1, rest.size()));
@@ -73,7 +73,7 @@ std::vector<string> Lines(const string& file, const char* section) {
   return lines;
 }
 
-// True if the texts differ in one run of bytes, of which `before` has at most a line's part.
+// Returns true if the texts differ in one run of bytes, which in `before` is at most part of a line.
 bool DiffersInOnePlace(const string& before, const string& after) {
   const auto [end, place] = std::mismatch(before.begin(), before.end(), after.begin(), after.end());
   const std::string_view rest(&*before.begin() + (end - before.begin()),

@@ -5,8 +5,8 @@
 #include <iterator>
 #include <string>
 
-// Runs a fuzz target over the files of the folders that it is given, without a fuzzer. Fails if a folder
-// holds none.
+// Runs a fuzz target with all files of the folders in the arguments, without a fuzzer. Fails if a folder is
+// empty.
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size);
 

@@ -19,9 +19,8 @@
 #include "support/store.h"
 #include "support/temp_folder.h"
 
-// What a client sends in a whole session of the server, which works on a store: whatever it was, nothing is
-// left of it but files, and none outside the store. The first byte of the input says whether files travel
-// compressed.
+// The input is what a client sends in a complete session of the server with a store. Afterwards only files
+// may be left, and none outside the store. The first byte determines whether transfers are compressed.
 
 namespace {
 
@@ -50,7 +49,7 @@ Options Limited(const Store& store) {
   return options;
 }
 
-// A store with a file in it and one beside it.
+// A store with a file in it and one next to it.
 class Served {
  public:
   explicit Served(bool zip) : store_(folder_.Host()), config_(Configured(store_, zip)) {
@@ -81,7 +80,7 @@ class Served {
   Service service_{options_, config_, log_};
 };
 
-// Sends all of it and takes whatever comes.
+// Sends all bytes and reads all answers.
 void Talk(int socket, std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t sent = send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);

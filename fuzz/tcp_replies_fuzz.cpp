@@ -17,13 +17,13 @@
 
 #include <tvlclient/tvlclient.h>
 
-// What a server sends to a client that connects, locks, gets, puts and unlocks. The first byte of the input
-// says how the server begins, the rest goes out as it is, and then the stream ends.
+// The input is what a server sends to a client that connects, locks, gets, puts and unlocks. The first byte
+// determines how the server begins; the rest is sent unchanged, and then the stream ends.
 
 namespace {
 
-constexpr std::uint8_t kWelcomes = 1;  // with a good reply to the handshake
-constexpr std::uint8_t kPacks = 2;     // in which files travel compressed
+constexpr std::uint8_t kWelcomes = 1;  // begins with a valid reply to the handshake
+constexpr std::uint8_t kPacks = 2;     // with compressed transfers
 constexpr std::uint8_t kByTime = 4;    // and are compared by time
 constexpr std::uint8_t kGrants = 8;    // and with a transfer window
 
@@ -31,7 +31,7 @@ constexpr std::uint8_t kGrants = 8;    // and with a transfer window
   std::abort();
 }
 
-// The server's side. It has no thread: the client's pump gives it its turn.
+// The server. It has no thread: it runs in the client's message pump.
 class Server {
  public:
   Server() {
@@ -93,7 +93,7 @@ class Text {
   std::string bytes_;
 };
 
-// A working directory with a file to put, gone at the end.
+// A temporary working directory with a file to put.
 class Folder {
  public:
   Folder() {
@@ -126,7 +126,7 @@ std::string Welcome(std::uint8_t begin) {
   return Reply("TVL\t0\t7\t" + zip + "\t" + policy + "\tshort\tlong" + window);
 }
 
-// Everything a client does, with outputs of no more room than the interface asks for.
+// Calls everything that a client offers, with output buffers of exactly the required sizes.
 void Use(CTVLClientOpr& client, const std::string& folder, unsigned int port) {
   client.Open(Text(folder), Text(""), Text("127.0.0.1"), port, Text("fuzz"), Text(""));
   int state = 0;

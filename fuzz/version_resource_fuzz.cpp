@@ -11,7 +11,7 @@
 
 #include "platform/version_resource.h"
 
-// An executable file, read by the version functions and asked for values that they don't ask for.
+// The input is an executable file. Reads it with the version functions, and reads further values.
 
 namespace {
 
@@ -31,7 +31,7 @@ class InputFile {
   int file_;
 };
 
-// Every byte of a value lies in the block.
+// Checks that every byte of a value is in the block.
 void Ask(std::vector<char>& block, const char* name) {
   void* value = nullptr;
   UINT length = 0;

@@ -1,4 +1,4 @@
-# What an installation holds: the library, its headers, a CMake package, a pkg-config file, the programs.
+# The contents of an installation: the library, its headers, a CMake package, a pkg-config file, the programs.
 
 include(CMakePackageConfigHelpers)
 
@@ -7,7 +7,7 @@ install(TARGETS tvlclient EXPORT tvlclientTargets
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 # Where the library looks for its table engine.
 install(TARGETS vbctree LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/tvlclient)
-# The server stands beside the engine, which it looks for there, and is called by a link.
+# The server is installed next to the engine, which it looks for there, and is called through a link.
 if(TARGET tvlserver)
   install(TARGETS tvlserver RUNTIME DESTINATION ${CMAKE_INSTALL_LIBDIR}/tvlclient)
   file(RELATIVE_PATH server_link ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR}/tvlclient/tvlserver)

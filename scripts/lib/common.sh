@@ -60,7 +60,7 @@ need_packages() {
 BUILD_PACKAGES=(g++ cmake ninja-build pkg-config zlib1g-dev libsqlite3-dev libcli11-dev libasio-dev nlohmann-json3-dev)
 TEST_PACKAGES=("${BUILD_PACKAGES[@]}" libgtest-dev libbenchmark-dev clang-format abigail-tools)
 
-# Configures a preset, with more options behind its name.
+# Configures a preset. More options may follow its name.
 configure() {
   local preset=$1 log=$BUILD/$1.configure.log
   mkdir -p "$BUILD"
@@ -77,7 +77,7 @@ build() {
   cmake --build "$BUILD/$preset" --parallel "$JOBS" "${targets[@]}"
 }
 
-# The project's own C++ files, one a line. Without git, whatever lies in its folders.
+# Prints the C++ files of the project, one per line. Without git, all in its folders.
 source_files() {
   if git rev-parse --is-inside-work-tree >/dev/null 2>&1; then
     git ls-files --cached --others --exclude-standard -- '*.h' '*.cpp' '*.c' | sort

@@ -1,7 +1,7 @@
 #!/bin/bash
 # Usage: check_errors.sh PROJECT
-# The table of docs/errors.md lists exactly the codes of errors.h, with their numbers, in order, and tells of each
-# what it means and what to do.
+# The table of docs/errors.md lists exactly the codes of errors.h, with their numbers, in order, and describes
+# cause and remedy of each.
 
 set -euo pipefail
 header=$1/include/tvlclient/errors.h page=$1/docs/errors.md

@@ -10,7 +10,7 @@ for page in *.md docs/*.md; do
   while read -r link; do
     found=$((found + 1))
     [ -e "$(dirname "$page")/${link%%#*}" ] && continue
-    echo "$page: $link leads nowhere" >&2
+    echo "$page: $link does not exist" >&2
     broken=1
   done < <(grep -oE '\]\([^)]+\)' "$page" | sed 's/^](//; s/)$//' | grep -vE '^(https?:|#)' || true)
 done

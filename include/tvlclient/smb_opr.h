@@ -21,6 +21,19 @@ typedef void (*StandingLockCallback)(const TVLStandingLock* lock, void* userData
 // Receives one value of the section "Environments". The texts are valid only during the callback.
 typedef void (*EnvironCallback)(const char* name, const char* value, void* userData);
 
+// What CheckConfig finds in a configuration.
+enum TVL_CONFIG_PROBLEM {
+  TVL_CONFIG_UNKNOWN_KEY = 1,     // no such key exists in the section "TavolisFileSystem"
+  TVL_CONFIG_USELESS_VALUE = 2,   // the key does not know this value
+  TVL_CONFIG_UNDEFINED_NAME = 3,  // a value refers to a variable that does not exist
+  TVL_CONFIG_CIRCULAR_NAME = 4    // a value refers to a variable that refers back to it
+};
+
+// Receives one finding: the key or variable, and the value or the name that it refers to. The texts
+// are valid only during the callback.
+typedef void (*ConfigProblemCallback)(TVL_CONFIG_PROBLEM problem, const char* key, const char* text,
+                                      void* userData);
+
 // Result of one copy of a group; see CTVLClientSmbOpr::EndTransfers.
 typedef void (*TransferCallback)(int index, int code, void* userData);
 
@@ -205,12 +218,18 @@ class TVL_API CTVLClientSmbOpr : public CTVLClientOpr {
   int ConfigCount() const;
   const char* ConfigName(int index) const;
   const char* ConfigValue(int index) const;
+  // Returns the section that the variable was taken from, or an empty text for a default of the library.
+  const char* ConfigOrigin(int index) const;
   // Settings of the configuration: FileCompare (0 dumb, 1 hash, 2 time), and whether transfers are
   // compressed.
   int ConfigFileCompare() const;
   int ConfigZipOnTransfert() const;
   // Returns how targets are written: 0 in place, 1 as whole files, 2 as whole files that are synced.
   int ConfigSafeOnTransfert() const;
+
+  // Reads `configFile` as ReadConfig does and calls `callback` for everything in it that has no effect, or
+  // not the one that its author will have meant. Returns what ReadConfig returns.
+  int CheckConfig(const char* configFile, ConfigProblemCallback callback, void* userData);
 
   // Groups of transfers. With SafeOnTransfert 2 each copy waits for the disk. In a group, copies are written
   // but do not replace their targets yet; EndTransfers syncs all of them, replaces the targets and syncs

@@ -107,11 +107,21 @@ ExitStatus RunInfo(const Options& options) {
   return kDone;
 }
 
-void PrintConfiguration(Console& console, const std::vector<Fact>& facts, const CTVLClientSmbOpr& reader) {
+// Where a value comes from: "[Section]", or "default".
+std::string OriginText(const CTVLClientSmbOpr& reader, int index) {
+  const std::string section = reader.ConfigOrigin(index);
+  return section.empty() ? "default" : "[" + section + "]";
+}
+
+void PrintConfiguration(Console& console, const std::vector<Fact>& facts, const CTVLClientSmbOpr& reader,
+                        bool origins) {
   PrintFacts(console, facts);
   console.Out("");
-  for (int index = 0; index < reader.ConfigCount(); ++index)
-    console.Out(Printable(std::string(reader.ConfigName(index)) + " = " + reader.ConfigValue(index)));
+  for (int index = 0; index < reader.ConfigCount(); ++index) {
+    const std::string origin = origins ? "  (" + OriginText(reader, index) + ")" : "";
+    console.Out(
+        Printable(std::string(reader.ConfigName(index)) + " = " + reader.ConfigValue(index) + origin));
+  }
 }
 
 std::vector<JsonObject> VariableDocuments(const CTVLClientSmbOpr& reader) {
@@ -119,12 +129,13 @@ std::vector<JsonObject> VariableDocuments(const CTVLClientSmbOpr& reader) {
   for (int index = 0; index < reader.ConfigCount(); ++index) {
     variables[static_cast<std::size_t>(index)]
         .Text("name", reader.ConfigName(index))
-        .Text("value", reader.ConfigValue(index));
+        .Text("value", reader.ConfigValue(index))
+        .Text("origin", reader.ConfigOrigin(index));
   }
   return variables;
 }
 
-ExitStatus RunConfigShow(const Options& options) {
+ExitStatus RunConfigShow(const Options& options, bool origins) {
   const std::string file = FindConfiguration(options);
   CTVLClientSmbOpr reader;
   ForgetFileErrors();
@@ -141,8 +152,72 @@ ExitStatus RunConfigShow(const Options& options) {
   if (options.json)
     console.Out(FactsDocument("config show", facts).Array("variables", VariableDocuments(reader)).Line());
   else
-    PrintConfiguration(console, facts, reader);
+    PrintConfiguration(console, facts, reader, origins);
   return kDone;
+}
+
+struct ProblemText {
+  const char* key;      // for programs
+  const char* message;  // follows the name of the key and a colon; the value or name comes last
+};
+constexpr ProblemText kProblems[] = {
+    {"unknown_key", "no such key exists in [TavolisFileSystem]"},
+    {"useless_value", "the key does not know the value"},
+    {"undefined_name", "there is no variable"},
+    {"circular_name", "the variable refers back to it:"},
+};
+
+struct ConfigProblem {
+  TVL_CONFIG_PROBLEM problem;
+  std::string key;
+  std::string text;
+};
+
+const ProblemText& TextOf(const ConfigProblem& found) {
+  return kProblems[found.problem - TVL_CONFIG_UNKNOWN_KEY];
+}
+
+std::string Message(const ConfigProblem& found) {
+  const std::string message = found.key + ": " + TextOf(found).message;
+  return found.problem == TVL_CONFIG_UNKNOWN_KEY ? message : message + " '" + found.text + "'";
+}
+
+void PrintProblems(Console& console, const std::string& file, const std::vector<ConfigProblem>& problems) {
+  for (const ConfigProblem& found : problems) console.Out(Printable(Message(found)));
+  if (problems.empty()) console.Out(Printable(file + ": no problems found"));
+}
+
+JsonObject ProblemsDocument(const std::string& file, const std::vector<ConfigProblem>& problems) {
+  std::vector<JsonObject> documents(problems.size());
+  for (std::size_t i = 0; i < problems.size(); ++i) {
+    documents[i]
+        .Text("problem", TextOf(problems[i]).key)
+        .Text("key", problems[i].key)
+        .Text("text", problems[i].text);
+  }
+  JsonObject document;
+  document.Text("command", "config check").Text("file", file).Array("problems", documents);
+  return document;
+}
+
+ExitStatus RunConfigCheck(const Options& options) {
+  const std::string file = FindConfiguration(options);
+  std::vector<ConfigProblem> problems;
+  CTVLClientSmbOpr reader;
+  ForgetFileErrors();
+  const int code = reader.CheckConfig(
+      file.c_str(),
+      [](TVL_CONFIG_PROBLEM problem, const char* key, const char* text, void* list) {
+        static_cast<std::vector<ConfigProblem>*>(list)->push_back({problem, key, text});
+      },
+      &problems);
+  if (code != TVL_OK) throw Stop(file, ConfigurationFailure(code));
+  Console console;
+  if (options.json)
+    console.Out(ProblemsDocument(file, problems).Line());
+  else
+    PrintProblems(console, file, problems);
+  return problems.empty() ? kDone : kSkipped;
 }
 
 }  // namespace
@@ -154,11 +229,18 @@ void AddShowCommands(CLI::App& app, Invocation& invocation) {
   }).footer("Examples:\n  tvl info\n  tvl --json info\n  tvl --tcp store.example:4000 info");
   CLI::App* config = app.add_subcommand("config", "Look at the configuration");
   config->require_subcommand(1);
-  AddCommand(*config, "show", "Show every value and the file that it comes from", "config show", invocation,
-             [&options] { return RunConfigShow(options); })
+  const auto origins = std::make_shared<bool>(false);
+  CLI::App& show =
+      AddCommand(*config, "show", "Show every value and the file that it comes from", "config show",
+                 invocation, [&options, origins] { return RunConfigShow(options, *origins); });
+  show.add_flag("--origin", *origins, "Show also the section of each value, or that it is a default");
+  show.footer(
+      "Makes no folder and needs none.\n\nExamples:\n  tvl config show\n  tvl --config other.ini config show "
+      "--origin");
+  AddCommand(*config, "check", "Find keys, values and references without effect", "config check", invocation,
+             [&options] { return RunConfigCheck(options); })
       .footer(
-          "Makes no folder and needs none.\n\nExamples:\n  tvl config show\n  tvl --config other.ini config "
-          "show");
+          "Exits with 3 if there are any. Makes no folder and needs none.\n\nExample:\n  tvl config check");
 }
 
 }  // namespace tvl::cli

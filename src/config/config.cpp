@@ -1,8 +1,13 @@
 #include "config/config.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
+#include <optional>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include <tvlclient/errors.h>
@@ -13,15 +18,17 @@
 #include "base/path_helpers.h"
 #include "base/text.h"
 #include "platform/ini_file.h"
+#include "platform/ini_line.h"
 #include "platform/names.h"
 #include "platform/shared_folder.h"
 #include "store/layout.h"
 
 namespace {
 
+using std::string_view;
+
 constexpr int kChunk = 4;
 constexpr DWORD kSectionSize = 32768;
-constexpr DWORD kComputerSize = 16;
 
 struct NamedPolicy {
   const char* name;
@@ -29,7 +36,9 @@ struct NamedPolicy {
 };
 
 constexpr int kHashPolicy = 1;
-constexpr NamedPolicy kPolicies[] = {{"dumb", 0}, {"time", 2}};  // any other text means hash
+constexpr NamedPolicy kPolicies[] = {
+    {"dumb", 0}, {"hash", kHashPolicy}, {"time", 2}};  // any other text means hash
+constexpr int kSafest = 2;
 
 struct NamedDefault {
   const char* key;
@@ -49,6 +58,42 @@ class MainKey {
  private:
   char text_[tvl::kMaxPath];
 };
+
+bool IsNumber(string_view text, int most) {
+  int number = 0;
+  const auto [end, problem] = std::from_chars(text.data(), text.data() + text.size(), number);
+  return problem == std::errc() && end == text.data() + text.size() && number >= 0 && number <= most;
+}
+
+bool IsPolicy(string_view text) {
+  return std::any_of(std::begin(kPolicies), std::end(kPolicies),
+                     [&](const NamedPolicy& row) { return tvl::SameIniName(row.name, text); });
+}
+
+// The keys of the main section, with the values that have a meaning.
+struct KnownKey {
+  const char* name;
+  bool (*knows)(string_view value);
+};
+constexpr KnownKey kKnownKeys[] = {
+    {tvl::kCompareKey, IsPolicy},
+    {tvl::kZipKey, [](string_view value) { return IsNumber(value, std::numeric_limits<int>::max()); }},
+    {tvl::kSafetyKey, [](string_view value) { return IsNumber(value, kSafest); }},
+    {tvl::kDocumentRootKey, [](string_view value) { return !value.empty(); }},
+    {tvl::kTmpDirKey, [](string_view value) { return !value.empty(); }},
+    {kNames[0].key, [](string_view) { return true; }},
+    {kNames[1].key, [](string_view) { return true; }},
+};
+
+// What is wrong with a line of the main section, if anything.
+std::optional<TVL_CONFIG_PROBLEM> ProblemOf(const tvl::IniKeyLine& line) {
+  for (const KnownKey& key : kKnownKeys) {
+    if (!tvl::SameIniName(key.name, line.name)) continue;
+    if (key.knows(line.value)) return std::nullopt;
+    return TVL_CONFIG_USELESS_VALUE;
+  }
+  return TVL_CONFIG_UNKNOWN_KEY;
+}
 
 int CompareNames(const void* a, const void* b) {
   return tvl::CompareNoCase(static_cast<const ConfigEntry*>(a)->name,
@@ -78,7 +123,8 @@ CConfig::CConfig(const char* file)
       procsDir{},
       documentRoot{},
       emptyValue{},
-      safeOnTransfert(0) {
+      safeOnTransfert(0),
+      computer_{} {
   if (file != nullptr && *file != 0) Load(file);
 }
 
@@ -120,7 +166,7 @@ ConfigEntry* CConfig::Find(const char* name) {
   if (entries == nullptr) return nullptr;
   const auto count = static_cast<std::size_t>(entryCount);
   if (sorted != 0) {
-    const ConfigEntry wanted = {const_cast<char*>(name), nullptr, 0};
+    const ConfigEntry wanted = {const_cast<char*>(name), nullptr, 0, nullptr};
     return static_cast<ConfigEntry*>(std::bsearch(&wanted, entries, count, sizeof *entries, CompareNames));
   }
   ConfigEntry* end = entries + count;
@@ -154,7 +200,7 @@ int CConfig::Fail(int code) {
 
 void CConfig::ReadSettings(const tvl::IniFile& file) {
   zipOnTransfert = file.Number(tvl::kMainSection, tvl::kZipKey, 1);
-  safeOnTransfert = std::clamp(file.Number(tvl::kMainSection, tvl::kSafetyKey, 0), 0, 2);
+  safeOnTransfert = std::clamp(file.Number(tvl::kMainSection, tvl::kSafetyKey, 0), 0, kSafest);
   const MainKey policy(tvl::kCompareKey, "HASH", file);
   for (const NamedPolicy& row : kPolicies) {
     if (tvl::EqualNoCase(policy.Text(), row.name)) fileCompare = row.policy;
@@ -168,10 +214,16 @@ void CConfig::ReadVariables(const tvl::IniFile& file, const char* section) {
     char* next = line + std::strlen(line) + 1;
     if (char* equals = std::strchr(line, '=')) {
       *equals = 0;
-      Set(line, equals + 1);
+      Set(line, equals + 1)->origin = section;
     }
     line = next;
   }
+}
+
+// Sets a variable from the main section, or to `otherwise`.
+void CConfig::SetFromMain(const tvl::IniFile& file, const char* key, const char* otherwise) {
+  ConfigEntry* row = Set(key, MainKey(key, otherwise, file).Text());
+  row->origin = file.Has(tvl::kMainSection, key) ? tvl::kMainSection : nullptr;
 }
 
 // If the variables do not set DocumentRoot, the main section is used, and then only its TmpDir counts.
@@ -179,8 +231,8 @@ int CConfig::ReadRoot(const tvl::IniFile& file) {
   if (Find(tvl::kDocumentRootKey) != nullptr) return TVL_OK;
   const MainKey root(tvl::kDocumentRootKey, "", file);
   if (*root.Text() == 0) return TVL_ERR_ROOT_UNDEFINED;
-  Set(tvl::kDocumentRootKey, root.Text());
-  Set(tvl::kTmpDirKey, MainKey(tvl::kTmpDirKey, tvl::kDefaultTmpDir, file).Text());
+  SetFromMain(file, tvl::kDocumentRootKey, "");
+  SetFromMain(file, tvl::kTmpDirKey, tvl::kDefaultTmpDir);
   return TVL_OK;
 }
 
@@ -198,13 +250,12 @@ int CConfig::ReadTable(const char* path, tvl::IniFile& file) {
   if (!tvl::CopyPath(iniFile, path)) return TVL_ERR_ROOT_UNDEFINED;
   // A file that was read only in part might describe another store or another policy.
   if (file.Read(iniFile) != 0) return TVL_ERR_ROOT_UNDEFINED;
-  char computer[kComputerSize];
-  DWORD size = sizeof computer;
-  GetComputerNameA(computer, &size);
-  tvl::ToLower(computer);
+  DWORD size = sizeof computer_;
+  GetComputerNameA(computer_, &size);
+  tvl::ToLower(computer_);
   ReadSettings(file);
   ReadVariables(file, tvl::kVariablesSection);
-  ReadVariables(file, computer);
+  ReadVariables(file, computer_);
   if (const int code = ReadRoot(file)) return code;
   Sort();
   for (int row = 0; row < entryCount; ++row) Expand(&entries[row]);
@@ -233,7 +284,7 @@ bool CConfig::NameSubFolders() {
 }
 
 void CConfig::ReadNames(const tvl::IniFile& file) {
-  for (const NamedDefault& name : kNames) Set(name.key, MainKey(name.key, name.otherwise, file).Text());
+  for (const NamedDefault& name : kNames) SetFromMain(file, name.key, name.otherwise);
 }
 
 int CConfig::Load(const char* path) {
@@ -253,4 +304,22 @@ int CConfig::Read(const char* path) {
   if (Find(tvl::kTmpDirKey) == nullptr) return TVL_ERR_TMP_UNDEFINED;
   const bool named = tvl::CopyPath(tmpDir, Get(tvl::kTmpDirKey)) && *tmpDir != 0 && NameSubFolders();
   return named ? TVL_OK : TVL_ERR_TMP_INVALID;
+}
+
+int CConfig::Check(const char* path, const ProblemVisitor& visit) {
+  on_problem_ = visit;
+  const int code = Read(path);
+  on_problem_ = nullptr;
+  tvl::IniFile file;
+  if (file.Read(path) != 0) return code;
+  file.VisitSection(tvl::kMainSection, [&](const tvl::IniKeyLine& line) {
+    if (const auto problem = ProblemOf(line))
+      visit(*problem, std::string(line.name).c_str(), std::string(line.value).c_str());
+    return true;
+  });
+  return code;
+}
+
+void CConfig::Report(TVL_CONFIG_PROBLEM problem, const char* key, std::string_view text) const {
+  if (on_problem_) on_problem_(problem, key, std::string(text).c_str());
 }

@@ -1,6 +1,11 @@
 #ifndef TVL_CONFIG_CONFIG_H
 #define TVL_CONFIG_CONFIG_H
 
+#include <functional>
+#include <string_view>
+
+#include <tvlclient/smb_opr.h>
+
 #include "platform/host_path.h"
 
 namespace tvl {
@@ -12,6 +17,8 @@ struct ConfigEntry {
   char* name;    // owned, as the file spells it
   char* value;   // owned; expanded after the expansion
   int expanded;  // 1 once the row has been expanded; -1 while its expansion is in progress
+  const char*
+      origin;  // the section that it was read from, static or of the configuration; null for a default
 };
 
 // The configuration of a directory store: variables from an INI file with expanded `$Name` references, and
@@ -40,6 +47,11 @@ class CConfig {
   // a configuration. Returns TVL_OK, TVL_ERR_ROOT_UNDEFINED, TVL_ERR_TMP_UNDEFINED or TVL_ERR_TMP_INVALID;
   // `status` remains 2.
   int Read(const char* file);
+
+  using ProblemVisitor = std::function<void(TVL_CONFIG_PROBLEM problem, const char* key, const char* text)>;
+
+  // The same, and calls `visit` for keys, values and references that have no effect.
+  int Check(const char* file, const ProblemVisitor& visit);
 
   // Removes all rows. The settings and the folders other than `tmpDir` keep their values.
   void Clear();
@@ -76,12 +88,17 @@ class CConfig {
   void ReadSettings(const tvl::IniFile& file);
   void ReadVariables(const tvl::IniFile& file, const char* section);
   int ReadRoot(const tvl::IniFile& file);
+  void SetFromMain(const tvl::IniFile& file, const char* key, const char* otherwise);
   void Sort();
   int ReadTable(const char* path, tvl::IniFile& file);
   int SettleRoot();
   int SettleTmpDir();
   bool NameSubFolders();
   void ReadNames(const tvl::IniFile& file);
+  void Report(TVL_CONFIG_PROBLEM problem, const char* key, std::string_view text) const;
+
+  char computer_[16];          // name of the computer's section
+  ProblemVisitor on_problem_;  // empty except during a check
 };
 
 #endif

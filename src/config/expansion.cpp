@@ -70,6 +70,7 @@ class Expansion {
     return changed_ ? 1 : 0;
   }
 
+  [[nodiscard]] const char* Name() const { return entry_->name; }
   [[nodiscard]] const char* Value() const { return entry_->value; }
 
  private:
@@ -106,7 +107,14 @@ int CConfig::Expand(ConfigEntry* entry) {
     string_view name;
     if (waiting.back().FindReference(name)) {
       ConfigEntry* referred = Referred(*this, name);
-      if (referred == nullptr || referred->expanded == kExpanding) continue;
+      if (referred == nullptr) {
+        Report(TVL_CONFIG_UNDEFINED_NAME, waiting.back().Name(), name);
+        continue;
+      }
+      if (referred->expanded == kExpanding) {
+        Report(TVL_CONFIG_CIRCULAR_NAME, waiting.back().Name(), name);
+        continue;
+      }
       if (NeedsExpansion(referred)) {
         waiting.emplace_back(referred);
       } else {

@@ -23,6 +23,22 @@ const char* CTVLClientSmbOpr::ConfigValue(int index) const {
   return index >= 0 && index < ConfigCount() ? state->config.entries[index].value : nullptr;
 }
 
+const char* CTVLClientSmbOpr::ConfigOrigin(int index) const {
+  if (index < 0 || index >= ConfigCount()) return nullptr;
+  const char* origin = state->config.entries[index].origin;
+  return origin == nullptr ? "" : origin;
+}
+
+int CTVLClientSmbOpr::CheckConfig(const char* configFile, ConfigProblemCallback callback,
+                                  void* userData) try {
+  if (opened != 0) return TVL_ERR_ALREADY_CONNECTED;
+  return state->config.Check(configFile, [&](TVL_CONFIG_PROBLEM problem, const char* key, const char* text) {
+    callback(problem, key, text, userData);
+  });
+} catch (const std::bad_alloc&) {
+  return TVL_ERR_ROOT_UNDEFINED;
+}
+
 int CTVLClientSmbOpr::ConfigFileCompare() const {
   return state->config.fileCompare;
 }

@@ -127,6 +127,11 @@ bool IniFile::Find(string_view section, string_view key, string_view& value) con
   return found;
 }
 
+bool IniFile::Has(string_view section, string_view key) const {
+  string_view value;
+  return Find(section, key, value);
+}
+
 int IniFile::Number(const char* section, const char* key, int otherwise) const {
   string_view value;
   return Find(section, key, value) ? LeadingNumber(value) : otherwise;

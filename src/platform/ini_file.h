@@ -23,6 +23,7 @@ class IniFile {
   // May throw std::bad_alloc.
   [[nodiscard]] int Read(const char* path);
 
+  [[nodiscard]] bool Has(std::string_view section, std::string_view key) const;
   // Like the functions below with these names.
   [[nodiscard]] int Number(const char* section, const char* key, int otherwise) const;
   DWORD Text(const char* section, const char* key, const char* otherwise, char* buffer, DWORD size) const;

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <string>
 #include <tuple>
+#include <vector>
 
 #include "platform/names.h"
 #include "support/faults.h"
@@ -25,11 +26,15 @@ string Numbered(string name, int number) {
 class Config : public testing::Test {
  protected:
   // ROOT in the text stands for the path of a folder "root" to be made.
-  int Load(string ini) {
+  int Load(const string& ini) {
+    WriteIni(ini);
+    return config_.Load(folder_.Logical("x.ini").c_str());
+  }
+
+  void WriteIni(string ini) {
     for (std::size_t at = ini.find("ROOT"); at != string::npos; at = ini.find("ROOT", at))
       ini.replace(at, 4, Root());
     folder_.Write("x.ini", ini);
-    return config_.Load(folder_.Logical("x.ini").c_str());
   }
 
   string Root(const string& below = "") const { return folder_.Host("root") + below; }
@@ -109,6 +114,31 @@ TEST_F(Config, SettingsAreReadFromTheirSectionOnly) {
 }
 
 // One failed call must not lead to another store or another policy.
+// Each finding as "problem key text".
+TEST_F(Config, CheckReportsWhatHasNoEffect) {
+  const struct {
+    const char* ini;
+    std::vector<string> expected;
+  } kCases[] = {
+      {"[TavolisFileSystem]\nFileCompare=Hash\nZipOnTransfert=1\nShortName=$X\nDocumentRoot=ROOT\n", {}},
+      {"[TavolisFileSystem]\nDocumentRoot=ROOT\nFileCompere=time\nFileCompare=times\nSafeOnTransfert=3\n"
+       "ZipOnTransfert=yes\n",
+       {"1 FileCompere time", "2 FileCompare times", "2 SafeOnTransfert 3", "2 ZipOnTransfert yes"}},
+      {"[Environments]\nDocumentRoot=ROOT\nTmpDir=$DocumentRoot/tmp\nA=$B%$C\nB=x$A\nC=$Nothing$\n",
+       {"4 B A", "3 C Nothing", "3 C "}},
+  };
+  for (const auto& row : kCases) {
+    SCOPED_TRACE(row.ini);
+    WriteIni(row.ini);
+    std::vector<string> found;
+    config_.Check(folder_.Logical("x.ini").c_str(), [&](int problem, const char* key, const char* text) {
+      found.push_back(std::to_string(problem) + " " + key + " " + text);
+    });
+    EXPECT_EQ(found, row.expected);
+  }
+  EXPECT_FALSE(std::filesystem::exists(folder_.Host("root")));
+}
+
 TEST_F(Config, AReadThatFailsIsNoConfiguration) {
   const string ini = kMain + "FileCompare=time\nZipOnTransfert=5\n;" + string(40000, 'c') +
                      "\n[Environments]\nDocumentRoot=ROOT\nTmpDir=ROOT/t\n" + kMain + "DocumentRoot=/none\n";

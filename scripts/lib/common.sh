@@ -57,7 +57,8 @@ need_packages() {
   apt install --yes --no-install-recommends "${missing[@]}"
 }
 
-BUILD_PACKAGES=(g++ cmake ninja-build pkg-config zlib1g-dev libsqlite3-dev libcli11-dev libasio-dev nlohmann-json3-dev)
+BUILD_PACKAGES=(g++ cmake ninja-build pkg-config zlib1g-dev libsqlite3-dev libcli11-dev libasio-dev nlohmann-json3-dev
+  libcpp-httplib-dev)
 TEST_PACKAGES=("${BUILD_PACKAGES[@]}" libgtest-dev libbenchmark-dev clang-format abigail-tools)
 
 # Configures a preset. More options may follow its name.

@@ -1,6 +1,8 @@
 #ifndef TVL_PRESENCE_CONNECTION_H
 #define TVL_PRESENCE_CONNECTION_H
 
+#include <cstddef>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -102,9 +104,10 @@ class CConnection {
   // id. Changes nothing, neither the table nor the owner fields. False also if the table cannot be read.
   [[nodiscard]] bool HoldsLock(const char* name);
 
-  // Every row of the lock table, in the order of the objects' names; changes nothing, and no marker either.
-  // False if the table cannot be read or is damaged.
-  [[nodiscard]] bool ListLocks(std::vector<tvl::LockRow>& rows);
+  // Appends every row of the lock table, in the order of the objects' names, until `rows` has `most`; changes
+  // nothing, and no marker either. False if the table cannot be read or is damaged.
+  [[nodiscard]] bool ListLocks(std::vector<tvl::LockRow>& rows,
+                               std::size_t most = std::numeric_limits<std::size_t>::max());
 
   // Deletes those of this instance's rows that are above all others in the table. The others count for
   // nothing once the marker is gone. Leaves out rows of another live process with this identity.

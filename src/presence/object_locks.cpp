@@ -267,12 +267,12 @@ void CConnection::DescribeRow(tvl::LockRow& row) const {
   row.alive = marker.Fits() && tvl::IsFileHeld(marker.Text());
 }
 
-bool CConnection::ListLocks(std::vector<tvl::LockRow>& rows) {
+bool CConnection::ListLocks(std::vector<tvl::LockRow>& rows, std::size_t most) {
   ClearOwner();
   std::optional<TableBatch> batch;
   if (!BeginBatch(batch, TableBatch::Kind::kRead)) return false;
   BuildLockKey(keyBuffer, kBelowAllObjects, nullptr, nullptr, nullptr, 0);
-  while (table->ReadRec(keyBuffer, 1, kReadGreater) != nullptr) {
+  while (rows.size() < most && table->ReadRec(keyBuffer, 1, kReadGreater) != nullptr) {
     ReadOwner();
     DescribeRow(rows.emplace_back());
   }

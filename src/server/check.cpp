@@ -65,6 +65,7 @@ std::string DescribePlan(const Options& options, CConfig& config) {
   plan += Line("compares", Compared(config.fileCompare));
   plan += Line("packs", config.zipOnTransfert != 0 ? "yes" : "no");
   plan += Line("listens", Where(options.plain));
+  if (!options.status.port.empty()) plan += Line("status", Where(options.status));
   if (!options.proxy.port.empty()) plan += Line("for a proxy", Where(options.proxy));
   plan += Line("admits", sources.allow.empty() ? "any address" : Joined(sources.allow));
   plan += Line("tags", sources.tags.empty() ? "any" : "those in " + sources.tags);

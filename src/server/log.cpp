@@ -60,7 +60,8 @@ struct Log::State {
   std::condition_variable filled;
   std::condition_variable ended;
   std::deque<Entry> queue;
-  std::uint64_t dropped = 0;
+  std::uint64_t dropped = 0;  // and not reported yet
+  std::uint64_t dropped_in_all = 0;
   int file = STDERR_FILENO;
   int fresh_file = -1;  // replaces `file` before the next line
   bool stopping = false;
@@ -122,11 +123,17 @@ void Log::Write(Event event) try {
   const std::lock_guard<std::mutex> lock(state_->mutex);
   if (state_->queue.size() >= kLongestQueue) {
     ++state_->dropped;
+    ++state_->dropped_in_all;
     return;
   }
   state_->queue.push_back({std::chrono::system_clock::now(), std::move(event)});
   state_->filled.notify_one();
 } catch (const std::bad_alloc&) {
+}
+
+std::uint64_t Log::Dropped() const {
+  const std::lock_guard<std::mutex> lock(state_->mutex);
+  return state_->dropped_in_all;
 }
 
 std::string Log::Reopen() {

@@ -2,6 +2,7 @@
 #define TVL_SERVER_LOG_H
 
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -37,6 +38,9 @@ class Log {
   // Opens the file again by its name, after a rotation has renamed it. On failure continues with the old file
   // and returns the reason; returns an empty text on success.
   [[nodiscard]] std::string Reopen();
+
+  // How many events were dropped since the start.
+  [[nodiscard]] std::uint64_t Dropped() const;
 
  private:
   struct State;

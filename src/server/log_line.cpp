@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "base/utf8.h"
+#include "server/hexadecimal.h"
 
 namespace tvl::server {
 namespace {
@@ -67,17 +68,6 @@ std::string Quoted(std::string_view text) {
     text.remove_prefix(character.size);
   }
   return quoted + '"';
-}
-
-std::string Hexadecimal(std::string_view text) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::string digits;
-  for (const char character : text) {
-    const auto byte = static_cast<unsigned char>(character);
-    digits += kDigits[byte >> 4U];
-    digits += kDigits[byte & 0xFU];
-  }
-  return digits;
 }
 
 class JsonMembers {

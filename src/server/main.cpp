@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -13,6 +14,7 @@
 #include "server/options.h"
 #include "server/server.h"
 #include "server/service.h"
+#include "server/status/status_server.h"
 
 namespace tvl::server {
 namespace {
@@ -26,7 +28,8 @@ void LoadConfiguration(const Options& options, CConfig& config) {
 }
 
 void FitClients(Options& options, Log& log) {
-  const std::size_t fitting = MakeRoomForClients(options.max_clients);
+  const std::size_t others = options.status.port.empty() ? 0 : StatusServer::kOpenFiles;
+  const std::size_t fitting = MakeRoomForClients(options.max_clients, others);
   if (fitting == options.max_clients) return;
   options.max_clients = fitting;
   log.Write({.what = "limit",
@@ -47,6 +50,8 @@ void Serve(Options& options) {
   if (const int removed = service.parts.RemoveLeftovers(service.root)) {
     log.Write({.what = "tidy", .note = std::to_string(removed) + " unfinished puts removed"});
   }
+  std::optional<StatusServer> status;
+  if (!options.status.port.empty()) status.emplace(service);
   Server server(service);
   server.Listen();
   server.Run();

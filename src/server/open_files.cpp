@@ -15,7 +15,7 @@ constexpr std::size_t kBeside = 160;
 
 }  // namespace
 
-std::size_t MakeRoomForClients(std::size_t wanted) {
+std::size_t MakeRoomForClients(std::size_t wanted, std::size_t others) {
   rlimit limit = {};
   if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return wanted;
   if (limit.rlim_cur < limit.rlim_max) {
@@ -24,7 +24,8 @@ std::size_t MakeRoomForClients(std::size_t wanted) {
   }
   if (limit.rlim_cur == RLIM_INFINITY) return wanted;
   const std::size_t files = limit.rlim_cur;
-  const std::size_t fitting = files <= kBeside ? 1 : (files - kBeside) / kPerClient;
+  const std::size_t taken = kBeside + others;
+  const std::size_t fitting = files <= taken ? 1 : (files - taken) / kPerClient;
   return std::clamp<std::size_t>(fitting, 1, wanted);
 }
 

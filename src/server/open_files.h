@@ -6,8 +6,8 @@
 namespace tvl::server {
 
 // Raises the limit of open files as far as possible. Returns the number of clients, at most `wanted`, for
-// which it is sufficient.
-[[nodiscard]] std::size_t MakeRoomForClients(std::size_t wanted);
+// which it is sufficient when `others` more files are needed elsewhere.
+[[nodiscard]] std::size_t MakeRoomForClients(std::size_t wanted, std::size_t others);
 
 }  // namespace tvl::server
 

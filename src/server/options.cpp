@@ -30,6 +30,7 @@ constexpr unsigned long kMostPort = 65535;
 struct Words {
   std::string listen;
   std::string listen_proxy;
+  std::string status;
   std::vector<std::string> proxy_from;
   std::string max_file = "0";
   std::string min_free;
@@ -120,6 +121,14 @@ void DescribeProxy(CLI::App& app, Words& words, Options& options) {
                  "optionally a folder, separated by tabs");
 }
 
+void DescribeStatus(CLI::App& app, Words& words, Options& options) {
+  app.add_option(
+      "--status", words.status,
+      "HOST:PORT to listen on for HTTP requests: metrics, health, and a page that shows who does what");
+  app.add_option("--status-port-file", options.status.port_file,
+                 "File that gets the number of the port for status requests");
+}
+
 void DescribeProgram(CLI::App& app, Words& words, Options& options) {
   app.name("tvlserver");
   app.footer(kFooter);
@@ -140,6 +149,7 @@ void DescribeProgram(CLI::App& app, Words& words, Options& options) {
   app.add_option("--tags", options.admission.tags,
                  "File of accepted client tags, one per line followed by \"read\" or \"write\"");
   DescribeLog(app, options.log);
+  DescribeStatus(app, words, options);
   app.add_flag("--check", options.check,
                "Read all options and files, print what the server would do, and exit");
 }
@@ -150,6 +160,10 @@ std::chrono::milliseconds Milliseconds(double seconds) {
 
 void TakeListeners(const Words& words, Options& options) {
   SplitAddress("--listen", words.listen, options.plain);
+  SplitAddress("--status", words.status, options.status);
+  if (options.status.port.empty() && !words.status.empty()) throw Wrong("--status", words.status);
+  if (options.status.port.empty() && !options.status.port_file.empty())
+    throw std::runtime_error("--status-port-file goes with --status");
   for (const std::string& network : words.proxy_from) options.proxy_from.Add(network);
   if (words.listen_proxy.empty()) {
     if (!words.proxy_from.empty() || !options.proxy.port_file.empty())

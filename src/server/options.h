@@ -22,7 +22,8 @@ struct ListenAddress {
 struct Options {
   std::string config;
   ListenAddress plain = {"127.0.0.1", "7440", {}};
-  ListenAddress proxy = {"127.0.0.1", "", {}};  // for connections from a proxy; no port means none
+  ListenAddress proxy = {"127.0.0.1", "", {}};   // for connections from a proxy; no port means none
+  ListenAddress status = {"127.0.0.1", "", {}};  // for status requests; no port means none
   AllowedAddresses proxy_from;
   bool user_from_certificate = false;
   std::size_t max_clients = 1024;

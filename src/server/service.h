@@ -2,6 +2,7 @@
 #define TVL_SERVER_SERVICE_H
 
 #include <asio/thread_pool.hpp>
+#include <chrono>
 #include <cstddef>
 #include <string>
 
@@ -28,6 +29,7 @@ struct Service {
 
   const Options& options;
   const CConfig& config;
+  const std::chrono::system_clock::time_point started = std::chrono::system_clock::now();
   const std::string short_name;
   const std::string long_name;
   Log& log;

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <linux/openat2.h>
+#include <sys/statvfs.h>
 #include <sys/syscall.h>
 
 #include <algorithm>
@@ -97,6 +98,13 @@ StoreRoot::StoreRoot(const std::string& root, const std::vector<std::string>& cl
   const SplitName split = Split(configuration_);
   configuration_base_ = split.base;
   configuration_folder_ = Identify(split.folder.empty() ? "." : split.folder);
+}
+
+std::optional<DiskSpace> StoreRoot::Space() const {
+  struct statvfs status = {};
+  if (fstatvfs(root_.Number(), &status) != 0) return std::nullopt;
+  const std::uint64_t unit = status.f_frsize;
+  return DiskSpace{status.f_bavail * unit, status.f_blocks * unit};
 }
 
 std::optional<StoreRoot::FileId> StoreRoot::Identify(int descriptor) {

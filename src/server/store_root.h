@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -17,6 +18,12 @@ struct Place {
   Descriptor folder;
   std::string folder_path;  // below the root; links may be on the way
   std::string base;
+};
+
+// Bytes of a file system.
+struct DiskSpace {
+  std::uint64_t free;  // for users other than root
+  std::uint64_t size;
 };
 
 // Syncs the entries of a folder, as far as possible.
@@ -37,6 +44,9 @@ class StoreRoot {
   // Returns false if the path of the root now leads to another folder, or to none. Then puts would be
   // invisible to everyone who uses the path, so nothing is found (ESTALE).
   [[nodiscard]] bool IsInPlace() const { return Identify(path_) == root_id_; }
+
+  // Space on the root's disk; nothing if that cannot be determined.
+  [[nodiscard]] std::optional<DiskSpace> Space() const;
 
   // Resolves `name`, which must be clean, following links. Returns nothing if it leads out of the root or
   // into a forbidden place, or if the folder does not exist.

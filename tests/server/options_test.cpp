@@ -42,6 +42,9 @@ TEST(Options, AddressesAreTakenApart) {
     ASSERT_TRUE(options.has_value()) << row.text;
     EXPECT_EQ(options->plain.host + " " + options->plain.port, row.host + " " + row.port) << row.text;
   }
+  EXPECT_EQ(Parsed({})->status.port, "");
+  const std::optional<Options> options = Parsed({"--status", "8080"});
+  EXPECT_EQ(options->status.host + " " + options->status.port, "127.0.0.1 8080");
 }
 
 TEST(Options, NumbersKeepTheirMeaning) {
@@ -65,6 +68,8 @@ TEST(Options, WrongOnesAreRefused) {
       {"--allow", {"here", "@/nowhere", "@/dev/null"}},
       {"--tags", {"/nowhere/tags"}},
       {"--listen", {"h:65536", "h:http", "h:", "[::1]junk", "[::1", "h:-1"}},
+      {"--status", {"h:65536", "[::1]"}},
+      {"--status-port-file", {"/dev/null"}},
   };
   for (const auto& row : rows) {
     for (const string& value : row.values) {
@@ -89,13 +94,14 @@ TEST(Options, CanBeCheckedWithoutAServer) {
   const ServedStore store;
   store.folder.Write("tags", "a read\n");
   const auto check = [&](const string& tags) {
-    return RunProcess({{TVL_SERVER_PROGRAM, "--config", store.Path("tvl.ini"), "--listen", "[::]:0", "--tags",
-                        store.folder.Host(tags), "--check"}});
+    return RunProcess({{TVL_SERVER_PROGRAM, "--config", store.Path("tvl.ini"), "--listen", "[::]:0",
+                        "--status", "8080", "--tags", store.folder.Host(tags), "--check"}});
   };
   const ProcessResult good = check("tags");
   EXPECT_EQ(good.exit, 0);
-  for (const string& line : {"store:        " + store.store.rootHost, string("listens:      [::]:0"),
-                             "tags:         those in " + store.folder.Host("tags")}) {
+  for (const string& line :
+       {"store:        " + store.store.rootHost, string("listens:      [::]:0"),
+        string("status:       127.0.0.1:8080"), "tags:         those in " + store.folder.Host("tags")}) {
     EXPECT_NE(good.out.find(line + "\n"), string::npos) << good.out;
   }
   EXPECT_EQ(check("missing").exit, 2);

@@ -59,7 +59,8 @@ allowed_folders() {
     zlib.h) echo transfer ;;
     sqlite3.h) echo engine ;;
     CLI/*) echo cli server ;;
-    asio.hpp | asio/*) echo server ;;
+    asio.hpp | asio/* | httplib.h) echo server ;;
+    nlohmann/*) echo cli server ;;
     cpuid.h | immintrin.h) echo transfer ;;
     */* | *.h) echo platform engine server cli ;;
     *) ;;

@@ -62,8 +62,9 @@ class Status : public testing::Test {
   }
 
   const ServedStore store;
-  ServerProcess server{
-      store, {"--status", "0", "--status-port-file", store.folder.Host("status.port"), "--max-clients", "2"}};
+  ServerProcess server{store,
+                       {"--status", "0", "--status-port-file", store.folder.Host("status.port"),
+                        "--max-clients", "2", "--allow", "127.0.0.0/30"}};
 };
 
 // The samples of a page of metrics by name and labels. Checks the form of each line.
@@ -132,6 +133,9 @@ TEST_F(Status, CountsWhatTheServerDoes) {
   const RawClient third(server.Port());
   third.Send(RawClient::HandshakeBytes({"pc3"}));
   EXPECT_EQ(third.Receive(), "TVL\t10\tfull");
+  const RawClient elsewhere(server.Port(), "127.0.0.9");
+  elsewhere.Send(RawClient::HandshakeBytes({"pc4"}));
+  EXPECT_EQ(elsewhere.Receive(), "TVL\t10\taddress");
   RawClient(server.Port()).CloseWriting();
   string page;
   std::map<string, double> samples;
@@ -144,6 +148,7 @@ TEST_F(Status, CountsWhatTheServerDoes) {
                                              {"clients_limit", 2},
                                              {"enters_total", 2},
                                              {"refusals_total{reason=\"full\"}", 1},
+                                             {"refusals_total{reason=\"address\"}", 1},
                                              {"refusals_total{reason=\"handshake\"}", 1},
                                              {"refusals_total{reason=\"tag\"}", 0},
                                              {"gets_total{result=\"done\"}", 1},

@@ -14,22 +14,22 @@
 
 namespace tvl::server {
 
-// Looks at the store when somebody asks, on a thread of its own, so that a store that hangs holds up nobody.
+// Looks at the store on request, on a thread of its own, so that a store that hangs delays nobody.
 // Any thread may use it.
 class StoreProbe {
  public:
-  // How long one look serves those who ask.
+  // The result of one look is reused for this long.
   static constexpr std::chrono::milliseconds kFresh{1000};
   static constexpr std::size_t kMostLocks = 200;
 
-  // Both are borrowed. `path`: the host's path of the document root.
+  // Both are borrowed.
   StoreProbe(const StoreRoot& root, const CConfig& config);
   ~StoreProbe() { Stop(); }
   StoreProbe(const StoreProbe&) = delete;
   StoreProbe& operator=(const StoreProbe&) = delete;
 
-  // What was found not more than kFresh ago; waits for that up to `patience`. A store that does not answer by
-  // then has that as its problem.
+  // Returns what was found not more than kFresh ago; waits for that up to `patience`. If the store does not
+  // answer by then, the result has that as its problem.
   [[nodiscard]] std::shared_ptr<const StoreHealth> Look(std::chrono::milliseconds patience);
 
   // Ends the thread once the store lets it.

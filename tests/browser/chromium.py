@@ -2,13 +2,14 @@
 
 import base64
 import json
-import re
+import socket
 import subprocess
 import time
 import urllib.error
 import urllib.request
 
 PATIENCE = 20
+TRIES = 20
 FLAGS = (
     "--headless=new", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-background-networking",
     "--disable-component-update", "--disable-sync", "--disable-dev-shm-usage", "--no-proxy-server", "--hide-scrollbars",
@@ -16,14 +17,26 @@ FLAGS = (
 )
 
 
+def start_driver():
+    """The driver and its port. With port 0 it would pick one that is free for IPv6 only, and need it for IPv4 too."""
+    for _ in range(TRIES):
+        with socket.create_server(("127.0.0.1", 0)) as free:
+            port = free.getsockname()[1]
+        driver = subprocess.Popen(
+            ["chromedriver", f"--port={port}"], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True
+        )
+        if any("started successfully" in line for line in driver.stdout):
+            return driver, port
+        driver.wait()
+    raise RuntimeError("chromedriver does not start")
+
+
 class Chromium:
     """A browser with a profile of its own in `folder`."""
 
     def __init__(self, folder, size=(1280, 1090)):
-        self.driver = subprocess.Popen(
-            ["chromedriver", "--port=0"], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True
-        )
-        self.url = f"http://127.0.0.1:{self.read_port()}/session"
+        self.driver, port = start_driver()
+        self.url = f"http://127.0.0.1:{port}/session"
         options = {"args": [*FLAGS, f"--user-data-dir={folder}", "--window-size={},{}".format(*size)]}
         capabilities = {"goog:chromeOptions": options, "goog:loggingPrefs": {"browser": "ALL"}}
         session = self.call("POST", "", {"capabilities": {"alwaysMatch": capabilities}})
@@ -38,12 +51,6 @@ class Chromium:
         finally:
             self.driver.terminate()
             self.driver.wait()
-
-    def read_port(self):
-        for line in self.driver.stdout:
-            if found := re.search(r"started successfully on port (\d+)", line):
-                return int(found[1])
-        raise RuntimeError("chromedriver does not start")
 
     def call(self, method, path, body=None):
         data = None if method != "POST" else json.dumps(body or {}).encode()

@@ -20,6 +20,8 @@
 
 #include "cli/stall_watch.h"
 #include "cli/text.h"
+#include "host/descriptor.h"
+#include "host/system_calls.h"
 
 namespace tvl::cli {
 namespace {
@@ -45,12 +47,12 @@ std::string Environment(const char* name) {
 }
 
 // Opens the file for reading. One that another computer replaces can be out of reach for a moment.
-int OpenConfiguration(const std::string& file) {
+Descriptor OpenConfiguration(const std::string& file) {
   constexpr std::chrono::milliseconds kPause{5};
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(1);
   for (;;) {
-    const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    const bool passes = descriptor < 0 && (errno == ESTALE || errno == EACCES);
+    Descriptor descriptor(System().open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK, 0));
+    const bool passes = !descriptor.IsOpen() && (errno == ESTALE || errno == EACCES);
     if (!passes || std::chrono::steady_clock::now() >= end) return descriptor;
     std::this_thread::sleep_for(kPause);
   }
@@ -58,12 +60,11 @@ int OpenConfiguration(const std::string& file) {
 
 // 0, or why the file cannot be read.
 int ReadProblem(const std::string& file) {
-  const int descriptor = OpenConfiguration(file);
-  if (descriptor < 0) return errno;
+  const Descriptor descriptor = OpenConfiguration(file);
+  if (!descriptor.IsOpen()) return errno;
   struct stat status = {};
-  int problem = fstat(descriptor, &status) == 0 ? 0 : errno;
+  int problem = System().fstat(descriptor.Get(), &status) == 0 ? 0 : errno;
   if (problem == 0 && !S_ISREG(status.st_mode)) problem = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
-  close(descriptor);
   return problem;
 }
 

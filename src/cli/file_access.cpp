@@ -7,6 +7,8 @@
 #include <cerrno>
 
 #include "cli/held_files.h"
+#include "host/descriptor.h"
+#include "host/system_calls.h"
 
 namespace tvl::cli {
 namespace {
@@ -35,10 +37,8 @@ int TargetProblem(const std::string& target) {
 }  // namespace
 
 int ReadProblem(const std::string& path) {
-  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-  if (descriptor < 0) return errno;
-  close(descriptor);
-  return 0;
+  const Descriptor file(System().open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0));
+  return file.IsOpen() ? 0 : errno;
 }
 
 int FolderProblem(const std::string& path, bool makes_folders) {

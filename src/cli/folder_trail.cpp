@@ -10,7 +10,7 @@ void Identities::Add(const std::string& path) {
 }
 
 bool Identities::Hold(const struct stat& status) const {
-  return std::find(known_.begin(), known_.end(), Identity{status.st_dev, status.st_ino}) != known_.end();
+  return std::find(known_.begin(), known_.end(), IdentityOf(status)) != known_.end();
 }
 
 // The parents are those that ".." leads to. For a folder reached by a link they are not the folders of the

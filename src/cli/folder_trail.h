@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "host/file_identity.h"
+
 namespace tvl::cli {
 
 // A set of files and folders, identified by device and inode instead of by name.
@@ -14,19 +16,14 @@ class Identities {
  public:
   // Adds the file or folder at `path` if it exists.
   void Add(const std::string& path);
-  void Add(const struct stat& status) { known_.push_back({status.st_dev, status.st_ino}); }
+  void Add(const struct stat& status) { known_.push_back(IdentityOf(status)); }
   [[nodiscard]] bool Hold(const struct stat& status) const;
 
   [[nodiscard]] std::size_t Count() const { return known_.size(); }
   void CutTo(std::size_t count) { known_.resize(count); }
 
  private:
-  struct Identity {
-    dev_t device;
-    ino_t inode;
-    bool operator==(const Identity&) const = default;
-  };
-  std::vector<Identity> known_;
+  std::vector<FileIdentity> known_;
 };
 
 // Marks `path` and its parents as folders of a walk as long as the object exists. A link to one of them forms

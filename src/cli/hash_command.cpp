@@ -17,6 +17,8 @@
 #include "cli/json.h"
 #include "cli/options.h"
 #include "cli/text.h"
+#include "host/descriptor.h"
+#include "host/system_calls.h"
 
 namespace tvl::cli {
 namespace {
@@ -32,24 +34,19 @@ class InputFile {
     if (stat(name.c_str(), &status) != 0) {
       problem_ = errno;
     } else if (!Refuses(status)) {
-      descriptor_ = open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-      if (descriptor_ < 0 || fstat(descriptor_, &status) != 0) {
+      file_ = Descriptor(System().open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK, 0));
+      if (!file_.IsOpen() || System().fstat(file_.Get(), &status) != 0) {
         problem_ = errno;
       } else if (!Refuses(status)) {
         size_ = status.st_size;
       }
     }
   }
-  ~InputFile() {
-    if (descriptor_ >= 0) close(descriptor_);
-  }
-  InputFile(const InputFile&) = delete;
-  InputFile& operator=(const InputFile&) = delete;
 
   [[nodiscard]] int Problem() const { return problem_; }
   [[nodiscard]] std::int64_t Size() const { return size_; }
   // A name of the open file that any library takes.
-  [[nodiscard]] std::string OtherName() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
+  [[nodiscard]] std::string OtherName() const { return "/proc/self/fd/" + std::to_string(file_.Get()); }
 
  private:
   bool Refuses(const struct stat& status) {
@@ -57,7 +54,7 @@ class InputFile {
     return problem_ != 0;
   }
 
-  int descriptor_ = -1;
+  Descriptor file_;
   int problem_ = 0;
   std::int64_t size_ = 0;
 };

@@ -7,6 +7,8 @@
 #include <filesystem>
 
 #include "cli/interrupt.h"
+#include "host/descriptor.h"
+#include "host/system_calls.h"
 #include "store/lock_ranges.h"
 
 namespace tvl::cli {
@@ -26,15 +28,14 @@ struct HeldKind {
 constexpr HeldKind kKinds[] = {{".tvp", "marker of a live instance"}, {".dat", "a table in use"}};
 
 bool IsHeld(const std::string& path) {
-  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW);
-  if (descriptor < 0) return false;
+  const Descriptor file(System().open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW, 0));
+  if (!file.IsOpen()) return false;
   struct flock lock = {};
   lock.l_type = F_WRLCK;
   lock.l_whence = SEEK_SET;
   lock.l_start = kTryRange.start;
   lock.l_len = kTryRange.length;
-  const bool asked = fcntl(descriptor, F_OFD_GETLK, &lock) == 0;
-  close(descriptor);
+  const bool asked = System().lock(file.Get(), F_OFD_GETLK, &lock) == 0;
   return asked && lock.l_type != F_UNLCK && !IsTry(lock);
 }
 

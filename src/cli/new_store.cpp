@@ -16,10 +16,12 @@
 #include <tvlclient/smb_opr.h>
 
 #include "cli/configuration.h"
-#include "cli/descriptor.h"
 #include "cli/failure.h"
 #include "cli/held_files.h"
 #include "cli/text.h"
+#include "host/descriptor.h"
+#include "host/sync.h"
+#include "host/write_all.h"
 
 namespace tvl::cli {
 namespace {
@@ -89,7 +91,7 @@ void CreateFolder(const std::string& path) {
     Fail("folder cannot be created", path, errno);
   }
   const Descriptor folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (folder.Get() < 0) Fail("folder cannot be opened", path, errno);
+  if (!folder.IsOpen()) Fail("folder cannot be opened", path, errno);
   TakeModeOf(FolderAbove(path), kShared, folder.Get(), path);
 }
 
@@ -118,24 +120,15 @@ void CreateRoot(const StoreLayout& layout, const std::string& group) {
   if (!group.empty()) ShareWithGroup(layout.root, group);
 }
 
-bool WriteText(int descriptor, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = write(descriptor, text.data(), text.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return false;
-    text.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return fsync(descriptor) == 0;
-}
-
 void WriteConfiguration(const StoreLayout& layout) {
   const std::string& path = layout.configuration;
   const Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kReadWrite));
-  if (file.Get() < 0) Fail("configuration cannot be created", path, errno);
+  if (!file.IsOpen()) Fail("configuration cannot be created", path, errno);
   const std::string text = "; A store of the Tavolis File System.\n[TavolisFileSystem]\nDocumentRoot=" +
                            ConfigurationValue(layout.root) + "\nZipOnTransfert=0\nSafeOnTransfert=2\n";
-  if (!WriteText(file.Get(), text)) {
-    const int error = errno;
+  int error = WriteAll(file.Get(), text.data(), text.size());
+  if (error == 0) error = Sync(file.Get());
+  if (error != 0) {
     unlink(path.c_str());  // half a configuration would prevent the next attempt
     Fail("configuration cannot be written", path, error);
   }

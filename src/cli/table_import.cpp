@@ -12,6 +12,8 @@
 
 #include "cli/csv.h"
 #include "cli/text.h"
+#include "host/descriptor.h"
+#include "host/system_calls.h"
 
 namespace tvl::cli {
 namespace {
@@ -25,27 +27,21 @@ using nlohmann::json;
 // The file to import, or standard input, which stays open.
 class Input {
  public:
-  explicit Input(const std::string& name)
-      : name_(name == "-" ? "standard input" : name),
-        is_file_(name != "-"),
-        descriptor_(is_file_ ? open(name.c_str(), O_RDONLY | O_CLOEXEC) : STDIN_FILENO) {
+  explicit Input(const std::string& name, bool is_file)
+      : name_(is_file ? name : "standard input"),
+        file_(is_file ? System().open(name.c_str(), O_RDONLY | O_CLOEXEC, 0) : -1),
+        descriptor_(is_file ? file_.Get() : STDIN_FILENO) {
     struct stat status = {};
-    if (descriptor_ < 0 || fstat(descriptor_, &status) != 0) Fail();
+    if (descriptor_ < 0 || System().fstat(descriptor_, &status) != 0) Fail();
     is_regular_ = S_ISREG(status.st_mode);
   }
-  ~Input() {
-    if (is_file_ && descriptor_ >= 0) close(descriptor_);
-  }
-  Input(const Input&) = delete;
-  Input& operator=(const Input&) = delete;
-
   [[nodiscard]] bool IsRegular() const { return is_regular_; }
 
   [[nodiscard]] std::string ReadAll() const {
     std::string text;
     std::array<char, 65536> part = {};
     for (;;) {
-      const ssize_t length = read(descriptor_, part.data(), part.size());
+      const ssize_t length = System().read(descriptor_, part.data(), part.size());
       if (length == 0) return text;
       if (length > 0) text.append(part.data(), static_cast<std::size_t>(length));
       if (length < 0 && errno != EINTR) Fail();
@@ -56,7 +52,7 @@ class Input {
   [[noreturn]] void Fail() const { throw Stop({}, SystemFailure("cannot be read", errno, name_)); }
 
   std::string name_;
-  bool is_file_;
+  Descriptor file_;  // not open for standard input
   int descriptor_;
   bool is_regular_ = false;
 };
@@ -146,7 +142,7 @@ class RowReader : public nlohmann::json_sax<json> {
 }  // namespace
 
 ImportText ReadImport(const std::string& name) {
-  const Input input(name);
+  const Input input(name, name != "-");
   return {input.ReadAll(), !input.IsRegular()};
 }
 

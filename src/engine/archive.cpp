@@ -10,6 +10,8 @@
 #include "engine/last_error.h"
 #include "engine/sqlite_table.h"
 #include "engine/table_file.h"
+#include "host/sync.h"
+#include "host/write_all.h"
 
 namespace tvl::engine {
 namespace {
@@ -21,17 +23,6 @@ constexpr std::size_t kMark = 16;
 
 constexpr const char* kCompanions[] = {"-journal", "-wal", "-shm"};
 
-bool WriteAt(int descriptor, string_view bytes, off_t offset) {
-  while (!bytes.empty()) {
-    const ssize_t written = pwrite(descriptor, bytes.data(), bytes.size(), offset);
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return false;
-    bytes.remove_prefix(static_cast<std::size_t>(written));
-    offset += written;
-  }
-  return true;
-}
-
 // The journal of a former table under this name would be played back into the new one.
 bool RemoveCompanions(const std::string& path) {
   for (const char* companion : kCompanions) {
@@ -40,12 +31,9 @@ bool RemoveCompanions(const std::string& path) {
   return true;
 }
 
-void SyncFolderOf(const std::string& path) {
-  const std::string folder = path.substr(0, path.rfind('/') + 1);
-  const int descriptor = open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (descriptor < 0) return;
-  fsync(descriptor);
-  close(descriptor);
+bool WriteAt(int descriptor, string_view bytes, off_t offset) {
+  errno = WriteAllAt(descriptor, bytes.data(), bytes.size(), offset);
+  return errno == 0;
 }
 
 bool Fill(int descriptor, const std::string& path, string_view image) {
@@ -66,7 +54,7 @@ bool MakeArchive(const std::string& path, const Layout& layout) {
     unlink(path.c_str());
     return false;
   }
-  SyncFolderOf(path);
+  static_cast<void>(SyncFolderOf(path));
   return true;
 }
 

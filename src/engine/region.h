@@ -48,7 +48,7 @@ class Region {
   // Returns whether the folder was synced through this object since it contains the journal with this inode.
   // If not, the caller must sync it now.
   [[nodiscard]] bool IsJournalSynced() const { return journal_ == syncedJournal_; }
-  void NoteJournal(const FileId& journal) { journal_ = journal; }
+  void NoteJournal(const FileIdentity& journal) { journal_ = journal; }
   void NoteSyncedFolder() { syncedJournal_ = journal_; }
 
   // Answers a lock request of SQLite instead of fcntl.
@@ -63,8 +63,8 @@ class Region {
   int descriptor_ = -1;
   bool canWrite_ = false;
   bool hasUnseenJournal_ = false;
-  FileId journal_;
-  FileId syncedJournal_;
+  FileIdentity journal_;
+  FileIdentity syncedJournal_;
   std::chrono::steady_clock::time_point passedGate_;
   int bypasses_ = 0;
   Strength held_ = Strength::kNone;

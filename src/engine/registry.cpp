@@ -1,15 +1,13 @@
 #include "engine/registry.h"
 
-#include <pthread.h>
-
 #include <algorithm>
 #include <limits>
 
 #include "engine/batch.h"
 #include "engine/last_error.h"
-#include "engine/lock_descriptors.h"
 #include "engine/sqlite_library.h"
 #include "engine/sqlite_table.h"
+#include "host/fork_guard.h"
 
 namespace tvl::engine {
 
@@ -21,7 +19,9 @@ Registry& Registry::Get() {
 
 Registry::Registry() {
   if (!SetUpSqlite()) NoteError("SQLite can't be set up");
-  pthread_atfork(BeforeFork, AfterForkInParent, AfterForkInChild);
+  // First the guard, because tables are closed under `mutex_`.
+  if (ForkGuard::Start() != 0 || CallAroundForks(BeforeFork, AfterForkInParent, AfterForkInChild) != 0)
+    NoteError("forks cannot be noticed");
 }
 
 int Registry::Open(const char* path, bool readOnly) {
@@ -92,23 +92,19 @@ void Registry::CloseAll() {
 void Registry::BeforeFork() {
   ShutSqlite();
   Get().mutex_.lock();
-  SuspendLockDescriptors();
 }
 
 void Registry::AfterForkInParent() {
-  ResumeLockDescriptors();
   Get().mutex_.unlock();
   ReopenSqlite();
 }
 
 // The parent's SQLite objects stay as they are: closing them would act on the parent's files and journals.
 void Registry::AfterForkInChild() {
-  AbandonLockDescriptors();
   Registry& registry = Get();
   registry.abandoned_.merge(registry.handles_);
   registry.handles_.clear();
   registry.tables_.clear();
-  ResumeLockDescriptors();
   registry.mutex_.unlock();
   ReopenSqliteInChild();
 }

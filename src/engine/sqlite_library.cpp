@@ -13,8 +13,9 @@
 #include <string>
 #include <string_view>
 
-#include "engine/lock_descriptors.h"
 #include "engine/region.h"
+#include "host/file_identity.h"
+#include "host/fork_guard.h"
 
 namespace tvl::engine {
 namespace {
@@ -63,12 +64,16 @@ bool IsJournal(const char* path) {
 }
 
 int Open(const char* path, int flags, int mode) {
-  lastOpened = OpenForLocks(path, flags, static_cast<mode_t>(mode));
+  lastOpened = ForkGuard::Open(path, flags, static_cast<mode_t>(mode));
   struct stat status = {};
   if (regionInUse != nullptr && lastOpened >= 0 && IsJournal(path) && fstat(lastOpened, &status) == 0) {
-    regionInUse->NoteJournal({status.st_dev, status.st_ino});
+    regionInUse->NoteJournal(IdentityOf(status));
   }
   return lastOpened;
+}
+
+int Close(int descriptor) {
+  return ForkGuard::Close(descriptor);
 }
 
 // A network file system may answer from a cache that is seconds old, from a time when the writer of the
@@ -90,7 +95,7 @@ int OpenFolder(const char* path, int* descriptor) {
   const std::string_view name(path);
   const std::size_t slash = name.rfind('/');
   const std::string folder(slash == std::string_view::npos ? "." : name.substr(0, slash + 1));
-  *descriptor = OpenForLocks(folder.c_str(), O_RDONLY | O_DIRECTORY, 0);
+  *descriptor = ForkGuard::Open(folder.c_str(), O_RDONLY | O_DIRECTORY, 0);
   if (*descriptor < 0) return SQLITE_CANTOPEN;
   regionInUse->NoteSyncedFolder();
   return SQLITE_OK;
@@ -125,9 +130,12 @@ bool ReplaceSystemCalls() {
   sqlite3_vfs* files = sqlite3_vfs_find("unix");
   if (files == nullptr) return false;
   const Replacement replacements[] = {
-      {"fcntl", AsSystemCall(FcntlWithoutLocks)}, {"open", AsSystemCall(Open)},
-      {"close", AsSystemCall(CloseForLocks)},     {"fstat", AsSystemCall(StatForChild)},
-      {"stat", AsSystemCall(StatFresh)},          {"openDirectory", AsSystemCall(OpenFolder)},
+      {"fcntl", AsSystemCall(FcntlWithoutLocks)},
+      {"open", AsSystemCall(Open)},
+      {"close", AsSystemCall(Close)},
+      {"fstat", AsSystemCall(StatForChild)},
+      {"stat", AsSystemCall(StatFresh)},
+      {"openDirectory", AsSystemCall(OpenFolder)},
       {"fchown", AsSystemCall(ChangeOwnerOnce)},
   };
   for (const Replacement& replacement : replacements) {

@@ -12,8 +12,9 @@
 
 #include "engine/file_lock.h"
 #include "engine/last_error.h"
-#include "engine/lock_descriptors.h"
 #include "engine/patience.h"
+#include "host/fork_guard.h"
+#include "host/sync.h"
 #include "store/layout.h"
 #include "store/lock_ranges.h"
 
@@ -86,11 +87,6 @@ bool LockWhole(int descriptor) {
   return true;
 }
 
-std::string FolderOf(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  return slash == std::string::npos ? "." : path.substr(0, slash + 1);
-}
-
 // Whoever may write in the folder must be able to use the table, whatever this process's umask is.
 void TakeModeOfFolder(int descriptor, const std::string& path) {
   struct stat folder = {};
@@ -98,9 +94,9 @@ void TakeModeOfFolder(int descriptor, const std::string& path) {
 }
 
 int OpenOrMake(const std::string& path) {
-  const int made = OpenForLocks(path.c_str(), O_RDWR | O_CREAT | O_EXCL, kReadWriteBits);
+  const int made = ForkGuard::Open(path.c_str(), O_RDWR | O_CREAT | O_EXCL, kReadWriteBits);
   if (made >= 0) TakeModeOfFolder(made, path);
-  return made >= 0 || errno != EEXIST ? made : OpenForLocks(path.c_str(), O_RDWR | O_NONBLOCK, 0);
+  return made >= 0 || errno != EEXIST ? made : ForkGuard::Open(path.c_str(), O_RDWR | O_NONBLOCK, 0);
 }
 
 std::string RealPath(const std::string& path) {
@@ -132,10 +128,10 @@ std::optional<TableFile> TableFile::Share(const std::string& path, Patience& pat
   for (int round = 0; round < kMostReplacements; ++round) {
     // Non-blocking, or something else than a file might keep us.
     bool writable = true;
-    int descriptor = OpenForLocks(path.c_str(), O_RDWR | O_NONBLOCK, 0);
+    int descriptor = ForkGuard::Open(path.c_str(), O_RDWR | O_NONBLOCK, 0);
     if (descriptor < 0 && (errno == EACCES || errno == EROFS || errno == EPERM)) {
       writable = false;
-      descriptor = OpenForLocks(path.c_str(), O_RDONLY | O_NONBLOCK, 0);
+      descriptor = ForkGuard::Open(path.c_str(), O_RDONLY | O_NONBLOCK, 0);
     }
     if (descriptor < 0) {
       NoteSystemError("the table can't be opened");
@@ -167,7 +163,7 @@ std::optional<TableFile> TableFile::Seize(const std::string& path) {
 TableFile::~TableFile() {
   if (descriptor_ < 0) return;
   Unlock(descriptor_, kWholeFile);
-  CloseForLocks(descriptor_);
+  ForkGuard::Close(descriptor_);
 }
 
 bool TableFile::Identify() {
@@ -176,13 +172,12 @@ bool TableFile::Identify() {
     NoteError("the table is no file");
     return false;
   }
-  id_ = {status.st_dev, status.st_ino};
+  id_ = IdentityOf(status);
   return true;
 }
 
 bool TableFile::IsStill(const std::string& path) const {
-  struct stat status = {};
-  return stat(path.c_str(), &status) == 0 && FileId{status.st_dev, status.st_ino} == id_;
+  return IdentityOf(path.c_str()) == id_;
 }
 
 }  // namespace tvl::engine

@@ -1,23 +1,14 @@
 #ifndef TVL_ENGINE_TABLE_FILE_H
 #define TVL_ENGINE_TABLE_FILE_H
 
-#include <sys/types.h>
-
-#include <compare>
 #include <optional>
 #include <string>
 #include <utility>
 
 #include "engine/patience.h"
+#include "host/file_identity.h"
 
 namespace tvl::engine {
-
-// The identity of a file, regardless of its name.
-struct FileId {
-  dev_t device = 0;
-  ino_t inode = 0;
-  auto operator<=>(const FileId&) const = default;  // NOLINT(modernize-use-nullptr): a false alarm
-};
 
 // Returns the path of a table's data file: the given name with host separators and the extension ".dat".
 [[nodiscard]] std::string NamedPath(const char* table);
@@ -47,7 +38,7 @@ class TableFile {
   ~TableFile();
 
   [[nodiscard]] int Descriptor() const { return descriptor_; }
-  [[nodiscard]] const FileId& Id() const { return id_; }
+  [[nodiscard]] const FileIdentity& Id() const { return id_; }
   [[nodiscard]] bool IsWritable() const { return writable_; }
 
   // Returns whether the path still refers to this file.
@@ -59,7 +50,7 @@ class TableFile {
   [[nodiscard]] bool Identify();
 
   int descriptor_;
-  FileId id_;
+  FileIdentity id_;
   bool writable_;
 };
 

@@ -1,19 +1,17 @@
 #include "platform/async_socket.h"
 
-#include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <pthread.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <charconv>
-#include <mutex>
 #include <utility>
 
+#include "host/fork_guard.h"
 #include "platform/last_error.h"
 #include "platform/waited_socket.h"
 
@@ -100,55 +98,6 @@ addrinfo* LookUp(const char* host, unsigned int port) {
 
 }  // namespace
 
-// The list of all sockets with a descriptor, so that a forked child can give them up.
-class CAsyncSocket::Registry {
- public:
-  // Runs under the lock, so that no child is forked between the creation of a descriptor and its
-  // registration.
-  static bool Open(CAsyncSocket& socket, int family) {
-    static const int with_fork = pthread_atfork(BeforeFork, InParent, InChild);
-    const std::lock_guard<std::mutex> guard(mutex);
-    if (with_fork != 0) {
-      errno = with_fork;
-      return false;
-    }
-    socket.descriptor_ = ::socket(family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    if (socket.descriptor_ < 0) return false;
-    socket.next_ = std::exchange(first, &socket);
-    return true;
-  }
-
-  static void Close(CAsyncSocket& socket) {
-    const std::lock_guard<std::mutex> guard(mutex);
-    for (CAsyncSocket** link = &first; *link != nullptr; link = &(*link)->next_) {
-      if (*link != &socket) continue;
-      *link = socket.next_;
-      break;
-    }
-    close(std::exchange(socket.descriptor_, -1));
-  }
-
- private:
-  static void BeforeFork() { mutex.lock(); }
-  static void InParent() { mutex.unlock(); }
-
-  // Keeps the descriptor number in use, so that code in the child that still uses it never accesses another
-  // file. If this is not possible, the socket forgets its number.
-  static void InChild() {
-    const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
-    for (CAsyncSocket* socket = first; socket != nullptr; socket = socket->next_) {
-      if (nowhere >= 0 && dup3(nowhere, socket->descriptor_, O_CLOEXEC) >= 0) continue;
-      close(std::exchange(socket->descriptor_, -1));
-    }
-    if (nowhere >= 0) close(nowhere);
-    first = nullptr;
-    mutex.unlock();
-  }
-
-  static constinit inline std::mutex mutex;
-  static constinit inline CAsyncSocket* first = nullptr;
-};
-
 int WSAGetLastError() {
   return last_error;
 }
@@ -190,7 +139,7 @@ int CAsyncSocket::TryNextAddress() {
     const addrinfo& address = *std::exchange(next_address_, next_address_->ai_next);
     CloseDescriptor();
     if (OpenDescriptor(address.ai_family)) {
-      if (connect(descriptor_, address.ai_addr, address.ai_addrlen) == 0) {
+      if (connect(Descriptor(), address.ai_addr, address.ai_addrlen) == 0) {
         BecomeConnected();
         return 0;
       }
@@ -206,13 +155,14 @@ int CAsyncSocket::TryNextAddress() {
 }
 
 bool CAsyncSocket::OpenDescriptor(int family) {
-  if (!Registry::Open(*this, family)) return false;
-  SetOptions(descriptor_);
+  const auto open = [family] { return ::socket(family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0); };
+  if (!tvl::ForkGuard::OpenFor(descriptor_, open)) return false;
+  SetOptions(Descriptor());
   return true;
 }
 
 void CAsyncSocket::CloseDescriptor() {
-  if (descriptor_ >= 0) Registry::Close(*this);
+  if (Descriptor() >= 0) tvl::ForkGuard::Close(descriptor_);
 }
 
 void CAsyncSocket::ForgetAddresses() {
@@ -235,12 +185,12 @@ BOOL CAsyncSocket::AsyncSelect(long events) {
 
 int CAsyncSocket::Receive(void* buffer, int length, int flags) {
   read_due_ = true;
-  return Transfer([=, this] { return recv(descriptor_, buffer, static_cast<std::size_t>(length), flags); });
+  return Transfer([=, this] { return recv(Descriptor(), buffer, static_cast<std::size_t>(length), flags); });
 }
 
 int CAsyncSocket::Send(const void* buffer, int length, int flags) {
   const int sent = Transfer([=, this] {
-    return send(descriptor_, buffer, static_cast<std::size_t>(length), flags | MSG_NOSIGNAL);
+    return send(Descriptor(), buffer, static_cast<std::size_t>(length), flags | MSG_NOSIGNAL);
   });
   if (sent < 0 && last_error == WSAEWOULDBLOCK) write_due_ = true;
   return sent;
@@ -257,20 +207,20 @@ void CAsyncSocket::Close() {
 }
 
 BOOL CAsyncSocket::ShutDown(int how) {
-  return Succeeded(::shutdown(descriptor_, how) == 0);
+  return Succeeded(::shutdown(Descriptor(), how) == 0);
 }
 
 BOOL CAsyncSocket::IOCtl(long /*command*/, DWORD* value) {
   int count = 0;
-  const BOOL success = Succeeded(ioctl(descriptor_, FIONREAD, &count) == 0);
+  const BOOL success = Succeeded(ioctl(Descriptor(), FIONREAD, &count) == 0);
   to_read_ = static_cast<DWORD>(count);
   *value = to_read_;
   return success;
 }
 
 bool CAsyncSocket::HasPeerEnded() const {
-  pollfd socket = {descriptor_, POLLRDHUP, 0};
-  return descriptor_ < 0 || poll(&socket, 1, 0) != 0;
+  pollfd socket = {Descriptor(), POLLRDHUP, 0};
+  return Descriptor() < 0 || poll(&socket, 1, 0) != 0;
 }
 
 void CAsyncSocket::OnReceive(int /*code*/) {}
@@ -291,13 +241,13 @@ void CAsyncSocket::Notify(short ready) {
   if (read_due_ && (dead || (ready & POLLIN) != 0)) {
     NotifyOfInput();
   } else if (dead) {
-    NotifyOfClose(Code(PendingError(descriptor_)));
+    NotifyOfClose(Code(PendingError(Descriptor())));
   }
 }
 
 void CAsyncSocket::FinishConnect() {
   connecting_ = false;
-  int problem = ConnectCode(PendingError(descriptor_));
+  int problem = ConnectCode(PendingError(Descriptor()));
   if (problem == 0) {
     BecomeConnected();
   } else if (next_address_ != nullptr) {
@@ -314,7 +264,7 @@ void CAsyncSocket::NotifyOfInput() {
   if (read_due_ || to_read_ > 0) return;
   read_due_ = true;
   char byte = 0;
-  const int seen = Transfer([&] { return recv(descriptor_, &byte, 1, MSG_PEEK); });
+  const int seen = Transfer([&] { return recv(Descriptor(), &byte, 1, MSG_PEEK); });
   if (seen > 0) return;  // it has just arrived: the next pump reports it
   if (seen == 0) NotifyOfClose(0);
   if (seen < 0 && last_error != WSAEWOULDBLOCK) NotifyOfClose(last_error);
@@ -336,10 +286,10 @@ SocketWait::~SocketWait() {
 pollfd WaitedSocket::Poll() {
   const CAsyncSocket* socket = waited_socket;
   if (socket == nullptr || socket->closed_) return {-1, 0, 0};
-  if (socket->connecting_) return {socket->descriptor_, POLLOUT, 0};
+  if (socket->connecting_) return {socket->Descriptor(), POLLOUT, 0};
   const bool reads = socket->read_due_ && (socket->events_ & FD_READ) != 0;
   const bool writes = socket->write_due_ && (socket->events_ & FD_WRITE) != 0;
-  return {socket->descriptor_, static_cast<short>((reads ? POLLIN : 0) | (writes ? POLLOUT : 0)), 0};
+  return {socket->Descriptor(), static_cast<short>((reads ? POLLIN : 0) | (writes ? POLLOUT : 0)), 0};
 }
 
 void WaitedSocket::Remember(short ready) {

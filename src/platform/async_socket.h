@@ -1,6 +1,7 @@
 #ifndef TVL_PLATFORM_ASYNC_SOCKET_H
 #define TVL_PLATFORM_ASYNC_SOCKET_H
 
+#include "host/fork_guard.h"
 #include "platform/files.h"
 
 struct addrinfo;
@@ -73,7 +74,7 @@ class CAsyncSocket {
   virtual void Close();
 
   // Returns the descriptor of the socket, -1 if there is none.
-  [[nodiscard]] int Descriptor() const { return descriptor_; }
+  [[nodiscard]] int Descriptor() const { return descriptor_.descriptor; }
 
   // Returns nonzero on success.
   BOOL ShutDown(int how);
@@ -95,7 +96,6 @@ class CAsyncSocket {
   friend class tvl::SocketWait;
   friend struct tvl::WaitedSocket;
   friend void tvl::NotifySocket();
-  class Registry;
 
   int TryNextAddress();
   [[nodiscard]] bool OpenDescriptor(int family);
@@ -107,7 +107,7 @@ class CAsyncSocket {
   void NotifyOfInput();
   void NotifyOfClose(int code);
 
-  int descriptor_ = -1;
+  tvl::ForkGuard::Entry descriptor_;
   long events_ = 0;
   bool connecting_ = false;
   bool read_due_ = false;   // OnReceive is to be called
@@ -117,7 +117,6 @@ class CAsyncSocket {
   DWORD to_read_ = 0;       // last result of IOCtl
   addrinfo* addresses_ = nullptr;
   const addrinfo* next_address_ = nullptr;
-  CAsyncSocket* next_ = nullptr;  // in the list of all sockets with a descriptor
 };
 
 namespace tvl {

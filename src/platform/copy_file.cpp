@@ -8,11 +8,11 @@
 #include <cerrno>
 #include <limits>
 
+#include "host/system_calls.h"
 #include "platform/files.h"
 #include "platform/host_path.h"
 #include "platform/last_error.h"
 #include "platform/open_file.h"
-#include "platform/system_calls.h"
 #include "platform/target_file.h"
 
 // Copies by the fastest means available: shared blocks if the file system supports them, a copy inside the

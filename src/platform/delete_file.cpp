@@ -6,12 +6,13 @@
 
 #include <cerrno>
 
-#include "platform/descriptor.h"
+#include "host/descriptor.h"
+#include "host/file_identity.h"
+#include "host/system_calls.h"
 #include "platform/files.h"
 #include "platform/held_file.h"
 #include "platform/host_path.h"
 #include "platform/last_error.h"
-#include "platform/system_calls.h"
 
 namespace tvl {
 namespace {
@@ -20,7 +21,7 @@ namespace {
 struct Deletion {
   int folder;
   const char* name;
-  const struct stat& opened;
+  FileIdentity opened;
   int problem;
 };
 
@@ -31,22 +32,17 @@ int Unlink(int folder, const char* name) {
 // Does not delete another file that got this name after the file was opened.
 void UnlinkProbed(void* argument) {
   auto* deletion = static_cast<Deletion*>(argument);
-  struct stat named = {};
-  if (System().fstatat(deletion->folder, deletion->name, &named, AT_SYMLINK_NOFOLLOW) != 0) {
-    deletion->problem = errno;
-    return;
-  }
-  const bool same = named.st_dev == deletion->opened.st_dev && named.st_ino == deletion->opened.st_ino;
-  deletion->problem = same ? Unlink(deletion->folder, deletion->name) : EBUSY;
+  deletion->problem = CheckName(deletion->folder, deletion->name, deletion->opened);
+  if (deletion->problem == 0) deletion->problem = Unlink(deletion->folder, deletion->name);
 }
 
 // Opens without blocking, because the name may now belong to another kind of file; but waits if a lease on a
 // regular file is being recalled.
 int OpenForTry(int folder, const char* name) {
   constexpr int kFlags = O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY;
-  const int descriptor = System().openat(folder, name, kFlags | O_NONBLOCK);
+  const int descriptor = System().openat(folder, name, kFlags | O_NONBLOCK, 0);
   if (descriptor >= 0 || errno != EWOULDBLOCK) return descriptor;
-  return System().openat(folder, name, kFlags);
+  return System().openat(folder, name, kFlags, 0);
 }
 
 int DeleteRegular(int folder, const char* name, std::uint64_t* size) {
@@ -56,7 +52,7 @@ int DeleteRegular(int folder, const char* name, std::uint64_t* size) {
   if (System().fstat(file.Get(), &opened) != 0) return errno;
   if (!S_ISREG(opened.st_mode)) return Unlink(folder, name);
   if (size != nullptr) *size = static_cast<std::uint64_t>(opened.st_size);
-  Deletion deletion = {folder, name, opened, 0};
+  Deletion deletion = {folder, name, IdentityOf(opened), 0};
   return WhileUnheld(file.Get(), UnlinkProbed, &deletion) ? deletion.problem : LastErrorCode();
 }
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "platform/system_calls.h"
+#include "host/system_calls.h"
 
 namespace tvl {
 namespace {

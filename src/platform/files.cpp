@@ -8,12 +8,14 @@
 #include <new>
 #include <string>
 
+#include "host/descriptor.h"
+#include "host/sync.h"
+#include "host/system_calls.h"
 #include "platform/folder_of_file.h"
 #include "platform/held_file.h"
 #include "platform/host_path.h"
 #include "platform/last_error.h"
 #include "platform/open_file.h"
-#include "platform/system_calls.h"
 
 using tvl::HostPath;
 using tvl::NoteError;
@@ -36,7 +38,7 @@ int OpenFlags(DWORD access, DWORD disposition) {
   return (access & GENERIC_WRITE) != 0 ? O_RDWR : O_RDONLY;
 }
 
-int Descriptor(HANDLE file) {
+int Number(HANDLE file) {
   return static_cast<int>(file);
 }
 
@@ -66,13 +68,13 @@ HANDLE CreateFileA(const char* path, DWORD access, DWORD /*share*/, void* /*secu
 }
 
 BOOL CloseHandle(HANDLE file) {
-  return Succeeded(System().close(Descriptor(file)));
+  return Succeeded(System().close(Number(file)));
 }
 
 BOOL ReadFile(HANDLE file, void* buffer, DWORD count, DWORD* done, void* /*overlapped*/) {
   ssize_t result = 0;
   do {
-    result = System().read(Descriptor(file), buffer, count);
+    result = System().read(Number(file), buffer, count);
   } while (result < 0 && errno == EINTR);
   *done = result < 0 ? 0 : static_cast<DWORD>(result);
   return Succeeded(result < 0 ? -1 : 0);
@@ -82,7 +84,7 @@ BOOL WriteFile(HANDLE file, const void* buffer, DWORD count, DWORD* done, void* 
   const auto* bytes = static_cast<const char*>(buffer);
   *done = 0;
   while (*done < count) {
-    const ssize_t written = System().write(Descriptor(file), bytes + *done, count - *done);
+    const ssize_t written = System().write(Number(file), bytes + *done, count - *done);
     if (written < 0 && errno == EINTR) continue;
     if (written < 0) return Succeeded(-1);
     *done += static_cast<DWORD>(written);
@@ -91,13 +93,13 @@ BOOL WriteFile(HANDLE file, const void* buffer, DWORD count, DWORD* done, void* 
 }
 
 DWORD SetFilePointer(HANDLE file, std::int32_t distance, std::int32_t* /*high*/, DWORD /*method*/) {
-  const off_t position = System().lseek(Descriptor(file), distance, SEEK_END);
+  const off_t position = System().lseek(Number(file), distance, SEEK_END);
   return position < 0 ? INVALID_SET_FILE_POINTER : static_cast<DWORD>(position);
 }
 
 DWORD GetFileSize(HANDLE file, DWORD* high) {
   struct stat status = {};
-  if (Succeeded(System().fstat(Descriptor(file), &status)) == 0) status.st_size = 0;
+  if (Succeeded(System().fstat(Number(file), &status)) == 0) status.st_size = 0;
   const auto size = static_cast<std::uint64_t>(status.st_size);
   if (high != nullptr) *high = static_cast<DWORD>(size >> 32U);
   return static_cast<DWORD>(size);
@@ -105,7 +107,7 @@ DWORD GetFileSize(HANDLE file, DWORD* high) {
 
 BOOL GetFileTime(HANDLE file, FILETIME* creation, FILETIME* access, FILETIME* write) {
   struct stat status = {};
-  if (Succeeded(System().fstat(Descriptor(file), &status)) == 0) return 0;
+  if (Succeeded(System().fstat(Number(file), &status)) == 0) return 0;
   *creation = FileTime(status.st_mtim);
   *access = FileTime(status.st_atim);
   *write = FileTime(status.st_mtim);
@@ -114,7 +116,7 @@ BOOL GetFileTime(HANDLE file, FILETIME* creation, FILETIME* access, FILETIME* wr
 
 BOOL SetFileTime(HANDLE file, const FILETIME* /*creation*/, const FILETIME* access, const FILETIME* write) {
   const timespec times[2] = {TimeSpec(access), TimeSpec(write)};
-  return Succeeded(System().futimens(Descriptor(file), times));
+  return Succeeded(System().futimens(Number(file), times));
 }
 
 DWORD GetFileAttributesA(const char* path) {
@@ -141,13 +143,12 @@ void InheritGroupBits(std::string folder) {
   while (folder.size() > 1 && folder.ends_with('/')) folder.pop_back();
   const int bits = tvl::InheritedGroupBits(tvl::FolderOf(folder));
   if (bits < 0) return;
-  const int descriptor = System().open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC, 0);
-  if (descriptor < 0) return;
+  const tvl::Descriptor opened(
+      System().open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC, 0));
   struct stat status = {};
   const auto group = static_cast<mode_t>(bits);
-  if (System().fstat(descriptor, &status) == 0 && (status.st_mode & S_IRWXG) != group)
-    System().fchmod(descriptor, (status.st_mode & 07777U & ~static_cast<mode_t>(S_IRWXG)) | group);
-  System().close(descriptor);
+  if (opened.IsOpen() && System().fstat(opened.Get(), &status) == 0 && (status.st_mode & S_IRWXG) != group)
+    System().fchmod(opened.Get(), (status.st_mode & 07777U & ~static_cast<mode_t>(S_IRWXG)) | group);
 }
 
 // Returns 0 or an errno value.

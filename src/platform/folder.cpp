@@ -5,9 +5,9 @@
 
 #include <cerrno>
 
+#include "host/system_calls.h"
 #include "platform/host_path.h"
 #include "platform/last_error.h"
-#include "platform/system_calls.h"
 
 namespace tvl {
 namespace {
@@ -27,17 +27,13 @@ Folder::Folder(const char* path) : descriptor_(Open(path, O_RDONLY)) {
   if (IsOpen()) return;
   problem_ = errno;
   NoteError(path, problem_);
-  if (problem_ == EACCES) descriptor_ = Open(path, O_PATH);
-}
-
-Folder::~Folder() {
-  if (IsOpen()) System().close(descriptor_);
+  if (problem_ == EACCES) descriptor_ = tvl::Descriptor(Open(path, O_PATH));
 }
 
 EntryStatus Folder::StatusOf(const char* name) const {
   struct stat status = {};
   if (!IsOpen()) return {};
-  if (System().fstatat(descriptor_, name, &status, 0) != 0)
+  if (System().fstatat(descriptor_.Get(), name, &status, 0) != 0)
     return {errno == ENOENT ? EntryKind::kMissing : EntryKind::kUnknown, 0, 0};
   const EntryKind kind = KindOf(status.st_mode);
   const auto size = kind == EntryKind::kFolder ? 0 : static_cast<std::uint64_t>(status.st_size);

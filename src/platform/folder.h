@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "host/descriptor.h"
+
 namespace tvl {
 
 enum class EntryKind {
@@ -27,20 +29,16 @@ class Folder {
   // `path` contains backslashes. Records a failure (last_error.h). Also opens a folder whose entries may be
   // used but not listed; then a search in it fails.
   explicit Folder(const char* path);
-  ~Folder();
-  Folder(const Folder&) = delete;
-  Folder& operator=(const Folder&) = delete;
 
-  [[nodiscard]] bool IsOpen() const { return descriptor_ >= 0; }
+  [[nodiscard]] bool IsOpen() const { return descriptor_.IsOpen(); }
   [[nodiscard]] EntryStatus StatusOf(const char* name) const;
 
   // For the platform layer: return the descriptor for listing, or why there is none.
-  [[nodiscard]] int ListingDescriptor() const { return problem_ == 0 ? descriptor_ : -1; }
+  [[nodiscard]] int ListingDescriptor() const { return problem_ == 0 ? descriptor_.Get() : -1; }
   [[nodiscard]] int Problem() const { return problem_; }
-  [[nodiscard]] int Descriptor() const { return descriptor_; }
 
  private:
-  int descriptor_;
+  Descriptor descriptor_;
   int problem_ = 0;
 };
 

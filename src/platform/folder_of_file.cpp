@@ -1,43 +1,22 @@
 #include "platform/folder_of_file.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cerrno>
 #include <new>
 #include <string_view>
 
+#include "host/sync.h"
+#include "host/system_calls.h"
 #include "platform/host_path.h"
 #include "platform/last_error.h"
-#include "platform/system_calls.h"
 
 namespace tvl {
 
-std::string FolderOf(const std::string& path) {
-  const std::size_t separator = path.rfind('/');
-  return separator == std::string::npos ? "./" : path.substr(0, separator + 1);
-}
-
-int OpenFolderOf(const std::string& path) {
-  return System().open(FolderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0);
-}
-
-int Sync(int file) {
-  while (System().fsync(file) != 0) {
-    if (errno != EINTR) return errno;
-  }
-  return 0;
-}
-
-bool SyncFolderOf(const std::string& path) {
-  int opened = OpenFolderOf(path);
-  // The folder may be writable but not readable. Then the sync of the file includes its last rename.
-  if (opened < 0 && errno == EACCES) opened = System().open(path.c_str(), O_RDONLY | O_CLOEXEC, 0);
-  const int problem = opened < 0 ? errno : Sync(opened);
-  if (opened >= 0) System().close(opened);
-  if (problem == 0 || problem == EINVAL) return true;
-  NoteError(path.c_str(), problem);
-  return false;
+bool SyncNameOf(const std::string& path) {
+  const int problem = SyncFolderOf(path);
+  if (problem != 0) NoteError(path.c_str(), problem);
+  return problem == 0;
 }
 
 bool SyncFoldersBetween(const char* base, const char* path) try {
@@ -45,7 +24,7 @@ bool SyncFoldersBetween(const char* base, const char* path) try {
   const std::size_t end = std::string_view(base).size();
   while (folder.size() > end) {
     folder.pop_back();  // removes the slash, so that FolderOf returns the parent
-    if (!SyncFolderOf(folder)) return false;
+    if (!SyncNameOf(folder)) return false;
     folder = FolderOf(folder);
   }
   return true;

@@ -7,18 +7,8 @@
 
 namespace tvl {
 
-// Returns the folder with a trailing slash; "./" for a plain name.
-[[nodiscard]] std::string FolderOf(const std::string& path);
-
-// Returns a descriptor, or -1.
-[[nodiscard]] int OpenFolderOf(const std::string& path);
-
-// Syncs the open file or folder to the disk. Returns 0 or an errno value.
-[[nodiscard]] int Sync(int file);
-
-// Syncs the names in the folder of `path` to the disk. Succeeds on a file system that cannot sync folders,
-// because that keeps them safe itself.
-[[nodiscard]] bool SyncFolderOf(const std::string& path);
+// SyncFolderOf of host/sync.h. Returns false, and notes why (last_error.h), if it fails.
+[[nodiscard]] bool SyncNameOf(const std::string& path);
 
 // The same for the parents of the folder of `path`, up to `base`. Both paths contain backslashes.
 [[nodiscard]] bool SyncFoldersBetween(const char* base, const char* path);

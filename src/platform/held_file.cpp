@@ -1,25 +1,21 @@
 #include "platform/held_file.h"
 
 #include <fcntl.h>
-#include <pthread.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <cstddef>
-#include <mutex>
-#include <new>
-#include <string>
+#include <optional>
 #include <thread>
-#include <utility>
-#include <vector>
 
+#include "host/file_identity.h"
+#include "host/fork_guard.h"
+#include "host/sync.h"
+#include "host/system_calls.h"
 #include "platform/host_path.h"
 #include "platform/last_error.h"
 #include "platform/open_file.h"
-#include "platform/system_calls.h"
 #include "store/lock_ranges.h"
 
 namespace tvl {
@@ -137,92 +133,24 @@ int LockForTry(int descriptor) {
   return IsHoldInTheWay(descriptor) ? EBUSY : LockWithTurn(descriptor, kTryRange);
 }
 
-// The descriptors of this process with a lock, which a forked child must replace. No thread waits while it
-// holds `mutex`. Never destroyed, because connections may be closed while the process exits.
-class LockedDescriptors {
- public:
-  // A descriptor during a try. It is on the stack of its thread, so that a try needs no memory.
-  struct Tried {
-    int descriptor;
-    Tried* next;
-  };
-
-  static LockedDescriptors& Get() {
-    alignas(LockedDescriptors) static std::byte memory[sizeof(LockedDescriptors)];
-    static auto* descriptors = new (memory) LockedDescriptors;
-    return *descriptors;
-  }
-
-  void AddHeld(int descriptor) {
-    const std::lock_guard<std::mutex> guard(mutex_);
-    held_.push_back(descriptor);
-  }
-
-  // Returns false if it is not registered.
-  bool RemoveHeld(int descriptor) {
-    const std::lock_guard<std::mutex> guard(mutex_);
-    return std::erase(held_, descriptor) > 0;
-  }
-
-  void AddTried(Tried& tried) {
-    const std::lock_guard<std::mutex> guard(mutex_);
-    tried.next = std::exchange(tried_, &tried);
-  }
-
-  void RemoveTried(const Tried& tried) {
-    const std::lock_guard<std::mutex> guard(mutex_);
-    for (Tried** link = &tried_; *link != nullptr; link = &(*link)->next) {
-      if (*link != &tried) continue;
-      *link = tried.next;
-      break;
-    }
-  }
-
- private:
-  LockedDescriptors() { pthread_atfork(BeforeFork, InParent, InChild); }
-
-  static void BeforeFork() { Get().mutex_.lock(); }
-  static void InParent() { Get().mutex_.unlock(); }
-
-  static void InChild() {
-    LockedDescriptors& locked = Get();
-    const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
-    for (const int descriptor : locked.held_) Replace(descriptor, nowhere);
-    for (const Tried* tried = locked.tried_; tried != nullptr; tried = tried->next)
-      Replace(tried->descriptor, nowhere);
-    if (nowhere >= 0) close(nowhere);
-    locked.held_.clear();
-    locked.tried_ = nullptr;
-    locked.mutex_.unlock();
-  }
-
-  static void Replace(int descriptor, int nowhere) {
-    if (nowhere < 0 || dup3(nowhere, descriptor, O_CLOEXEC) < 0) close(descriptor);
-  }
-
-  std::mutex mutex_;
-  std::vector<int> held_;
-  Tried* tried_ = nullptr;
-};
-
 // A try on a file that lasts as long as this object.
 class Try {
  public:
   explicit Try(int descriptor) : tried_{descriptor, nullptr} {
-    LockedDescriptors::Get().AddTried(tried_);
+    ForkGuard::Add(tried_);
     problem_ = LockForTry(descriptor);
   }
   Try(const Try&) = delete;
   Try& operator=(const Try&) = delete;
   ~Try() {
     if (problem_ == 0) Unlock(tried_.descriptor, kWholeFile);
-    LockedDescriptors::Get().RemoveTried(tried_);
+    ForkGuard::Remove(tried_);
   }
 
   [[nodiscard]] int Problem() const { return problem_; }
 
  private:
-  LockedDescriptors::Tried tried_;
+  ForkGuard::Entry tried_;  // needs no memory
   int problem_ = 0;
 };
 
@@ -230,17 +158,17 @@ class Try {
 
 bool HoldFile(HANDLE file) {
   const int descriptor = static_cast<int>(file);
-  LockedDescriptors::Get().AddHeld(descriptor);
-  const int problem = LockForHold(descriptor);
+  const bool guarded = ForkGuard::Add(descriptor);
+  const int problem = guarded ? LockForHold(descriptor) : ENOMEM;
   if (problem == 0) return true;
-  LockedDescriptors::Get().RemoveHeld(descriptor);
+  ForkGuard::Remove(descriptor);
   NoteError(nullptr, problem);
   return false;
 }
 
 void ReleaseFile(HANDLE file) {
   const int descriptor = static_cast<int>(file);
-  if (LockedDescriptors::Get().RemoveHeld(descriptor)) Unlock(descriptor, kWholeFile);
+  if (ForkGuard::Remove(descriptor)) Unlock(descriptor, kWholeFile);
 }
 
 bool WhileUnheld(int descriptor, void (*action)(void* argument), void* argument) {
@@ -264,19 +192,13 @@ bool IsFileHeld(const char* path) {
 }
 
 bool StillNames(const char* path, HANDLE file) {
-  struct stat named = {};
-  struct stat opened = {};
-  return System().lstat(HostPath(path).Text(), &named) == 0 &&
-         System().fstat(static_cast<int>(file), &opened) == 0 && named.st_dev == opened.st_dev &&
-         named.st_ino == opened.st_ino;
+  const std::optional<FileIdentity> opened = IdentityOf(static_cast<int>(file));
+  return opened && CheckName(AT_FDCWD, HostPath(path).Text(), *opened) == 0;
 }
 
 void ShareLikeFolder(const char* path, HANDLE file) {
-  std::string folder = HostPath(path).Text();
-  const std::size_t separator = folder.rfind('/');
-  folder.resize(separator == std::string::npos ? 0 : separator + 1);
   struct stat status = {};
-  if (System().stat(folder.empty() ? "." : folder.c_str(), &status) != 0) return;
+  if (System().stat(FolderOf(HostPath(path).Text()).c_str(), &status) != 0) return;
   System().fchmod(static_cast<int>(file), status.st_mode & 0666);
 }
 

@@ -8,10 +8,10 @@
 #include <limits>
 #include <string_view>
 
+#include "host/system_calls.h"
 #include "platform/last_error.h"
 #include "platform/open_file.h"
 #include "platform/retry.h"
-#include "platform/system_calls.h"
 
 namespace {
 

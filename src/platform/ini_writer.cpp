@@ -9,6 +9,9 @@
 #include <string>
 #include <string_view>
 
+#include "host/sync.h"
+#include "host/system_calls.h"
+#include "host/write_all.h"
 #include "platform/file_access.h"
 #include "platform/held_file.h"
 #include "platform/host_path.h"
@@ -18,7 +21,6 @@
 #include "platform/open_file.h"
 #include "platform/replace_file.h"
 #include "platform/retry.h"
-#include "platform/system_calls.h"
 #include "store/layout.h"
 #include "store/part_name.h"
 
@@ -36,10 +38,6 @@ struct Outcome {
   int problem;
   std::string path;
 };
-
-std::string FolderOf(const std::string& path) {
-  return path.substr(0, path.rfind('/') + 1);
-}
 
 std::string PartOf(const std::string& path) {
   return FolderOf(path) + "." + path.substr(path.rfind('/') + 1) + kPartSuffix;
@@ -112,22 +110,6 @@ class Turn {
   bool held_ = false;
 };
 
-int WriteAll(int descriptor, string_view contents) {
-  while (!contents.empty()) {
-    const ssize_t count = System().write(descriptor, contents.data(), contents.size());
-    if (count < 0 && errno != EINTR) return errno;
-    if (count > 0) contents.remove_prefix(static_cast<std::size_t>(count));
-  }
-  return 0;
-}
-
-void SyncFolder(const std::string& folder) {
-  const int descriptor = System().open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0);
-  if (descriptor < 0) return;
-  System().fsync(descriptor);
-  System().close(descriptor);
-}
-
 // The file with the new contents. Only the writer that has the turn uses this name, so an existing file was
 // left by a killed writer.
 class Part {
@@ -146,9 +128,9 @@ class Part {
     OpenFile file(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0600);
     exists_ = file.IsOpen() || LastErrorCode() != EEXIST;
     if (!file.IsOpen()) return LastErrorCode();
-    if (const int problem = WriteAll(file.Descriptor(), contents)) return problem;
+    if (const int problem = WriteAll(file.Descriptor(), contents.data(), contents.size())) return problem;
     if (const int problem = access.Apply(file.Descriptor())) return problem;
-    if (System().fsync(file.Descriptor()) != 0) return errno;
+    if (const int problem = Sync(file.Descriptor())) return problem;
     return file.Close() ? 0 : LastErrorCode();
   }
 
@@ -158,7 +140,7 @@ class Part {
     });
     exists_ = problem != 0;
     is_all_that_is_left_ = exists_ && !IsStillThere(target_.c_str());
-    if (problem == 0) SyncFolder(FolderOf(target_));
+    if (problem == 0) static_cast<void>(SyncFolderOf(target_));
     return problem;
   }
 

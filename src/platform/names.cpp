@@ -1,12 +1,13 @@
 #include "platform/names.h"
 
-#include <pthread.h>
 #include <pwd.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
 #include <string_view>
+
+#include "host/fork_guard.h"
 
 namespace {
 
@@ -45,5 +46,5 @@ DWORD GetCurrentProcessId() {
 }
 
 bool tvl::CallInForkedChild(void (*action)()) {
-  return pthread_atfork(nullptr, nullptr, action) == 0;
+  return CallAroundForks(nullptr, nullptr, action) == 0;
 }

@@ -11,11 +11,11 @@
 #include <string>
 #include <utility>
 
+#include "host/system_calls.h"
 #include "platform/held_file.h"
 #include "platform/host_path.h"
 #include "platform/last_error.h"
 #include "platform/open_file.h"
-#include "platform/system_calls.h"
 
 namespace tvl {
 namespace {

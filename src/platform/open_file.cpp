@@ -3,12 +3,11 @@
 #include <fcntl.h>
 
 #include <cerrno>
-#include <utility>
 
+#include "host/system_calls.h"
 #include "platform/host_path.h"
 #include "platform/last_error.h"
 #include "platform/retry.h"
-#include "platform/system_calls.h"
 
 namespace tvl {
 namespace {
@@ -47,37 +46,29 @@ int LookFirst(const char* host, int flags) {
 
 }  // namespace
 
-OpenFile::OpenFile(const char* path, int flags, mode_t mode, Look look) : path_(path), descriptor_(-1) {
+OpenFile::OpenFile(const char* path, int flags, mode_t mode, Look look) : path_(path) {
   const HostPath host(path);
   int problem = look == Look::kFirst && (flags & O_EXCL) == 0 ? LookFirst(host.Text(), flags) : 0;
   if (problem == 0) {
-    descriptor_ = OpenWithoutBlocking(host.Text(), flags, mode);
-    if (descriptor_ < 0 || System().fstat(descriptor_, &status_) != 0) problem = errno;
+    file_ = tvl::Descriptor(OpenWithoutBlocking(host.Text(), flags, mode));
+    if (!IsOpen() || System().fstat(file_.Get(), &status_) != 0) problem = errno;
   }
   if (problem == 0) problem = KindProblem(status_.st_mode);
   if (problem == 0) return;
-  if (descriptor_ >= 0) System().close(std::exchange(descriptor_, -1));
+  file_ = {};
   NoteError(path_, problem);
 }
 
-OpenFile::~OpenFile() {
-  if (IsOpen()) System().close(descriptor_);
-}
-
 bool OpenFile::Truncate() {
-  if (System().ftruncate(descriptor_, 0) == 0) return true;
+  if (System().ftruncate(file_.Get(), 0) == 0) return true;
   NoteFailure();
   return false;
 }
 
 bool OpenFile::Close() {
-  if (System().close(std::exchange(descriptor_, -1)) == 0) return true;
-  NoteFailure();
-  return false;
-}
-
-int OpenFile::Release() {
-  return std::exchange(descriptor_, -1);
+  const int problem = file_.Close();
+  if (problem != 0) NoteError(path_, problem);
+  return problem == 0;
 }
 
 void OpenFile::NoteFailure() const {

@@ -3,6 +3,8 @@
 
 #include <sys/stat.h>
 
+#include "host/descriptor.h"
+
 namespace tvl {
 
 // A regular file that is opened by the constructor and closed automatically. For the platform layer only.
@@ -16,12 +18,9 @@ class OpenFile {
 
   // `flags` are those of open(). A new file gets `mode` less the umask.
   OpenFile(const char* path, int flags, mode_t mode = 0666, Look look = Look::kFirst);
-  ~OpenFile();
-  OpenFile(const OpenFile&) = delete;
-  OpenFile& operator=(const OpenFile&) = delete;
 
-  [[nodiscard]] bool IsOpen() const { return descriptor_ >= 0; }
-  [[nodiscard]] int Descriptor() const { return descriptor_; }
+  [[nodiscard]] bool IsOpen() const { return file_.IsOpen(); }
+  [[nodiscard]] int Descriptor() const { return file_.Get(); }
   [[nodiscard]] const struct stat& Status() const { return status_; }  // at the time of opening
 
   [[nodiscard]] bool Truncate();
@@ -30,14 +29,14 @@ class OpenFile {
   [[nodiscard]] bool Close();
 
   // Transfers the descriptor to the caller.
-  [[nodiscard]] int Release();
+  [[nodiscard]] int Release() { return file_.Release(); }
 
   // Records the failure of the last system call with the name of this file.
   void NoteFailure() const;
 
  private:
   const char* path_;
-  int descriptor_;
+  tvl::Descriptor file_;
   struct stat status_;
 };
 

@@ -6,13 +6,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <string_view>
+#include <utility>
 
+#include "host/descriptor.h"
+#include "host/folder_reader.h"
+#include "host/system_calls.h"
 #include "platform/delete_file.h"
-#include "platform/descriptor.h"
-#include "platform/folder_reader.h"
 #include "platform/host_path.h"
 #include "platform/last_error.h"
-#include "platform/system_calls.h"
 
 namespace tvl {
 namespace {
@@ -32,7 +33,7 @@ bool IsGone(int folder, const char* name) {
 
 // Like FileLength, for a name in an open folder.
 std::uint64_t LengthOf(int folder, const char* name) {
-  const Descriptor file(System().openat(folder, name, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+  const Descriptor file(System().openat(folder, name, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, 0));
   struct stat status = {};
   if (!file.IsOpen() || System().fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) return 0;
   return static_cast<std::uint64_t>(status.st_size);
@@ -79,11 +80,10 @@ class Walk {
   }
 
   Removal RemoveFolder(int folder, const char* name) {
-    const int descriptor = System().openat(folder, name, O_RDONLY | O_NOFOLLOW | kFolderFlags);
-    const int problem = descriptor < 0 ? errno : 0;
-    if (problem == ENOTDIR) return RemoveFile(folder, name, DT_UNKNOWN);  // it was replaced
-    int reading_problem = problem;
-    if (const Removal result = RemoveContents(descriptor, reading_problem); result != Removal::kDone)
+    Descriptor opened(System().openat(folder, name, O_RDONLY | O_NOFOLLOW | kFolderFlags, 0));
+    int reading_problem = opened.IsOpen() ? 0 : errno;
+    if (reading_problem == ENOTDIR) return RemoveFile(folder, name, DT_UNKNOWN);  // it was replaced
+    if (const Removal result = RemoveContents(std::move(opened), reading_problem); result != Removal::kDone)
       return result;
     Report(0);
     if (System().unlinkat(folder, name, AT_REMOVEDIR) == 0) return Removal::kDone;
@@ -93,10 +93,10 @@ class Walk {
     return Fail(Removal::kFolderStays, unread ? reading_problem : refusal);
   }
 
-  // Takes ownership of `descriptor`. `problem` is why it could not be opened, and afterwards why it could not
-  // be read.
-  Removal RemoveContents(int descriptor, int& problem) {
-    const Descriptor folder(descriptor);
+  // `problem` is why the folder could not be opened, and afterwards why it could not be read. Closes the
+  // folder.
+  Removal RemoveContents(Descriptor opened, int& problem) {
+    const Descriptor folder = std::move(opened);
     FolderReader reader(folder.Get(), problem);
     hooks_.between();
     while (const dirent64* entry = reader.Next()) {
@@ -150,14 +150,9 @@ class ParentFolder {
       name_.remove_prefix(end + 1);
     }
   }
-  ~ParentFolder() {
-    if (folder_ >= 0) System().close(folder_);
-  }
-  ParentFolder(const ParentFolder&) = delete;
-  ParentFolder& operator=(const ParentFolder&) = delete;
 
   [[nodiscard]] int Problem() const { return problem_; }
-  [[nodiscard]] int Get() const { return folder_; }
+  [[nodiscard]] int Get() const { return folder_.Get(); }
   [[nodiscard]] const char* Name() { return Text(name_); }
 
  private:
@@ -168,18 +163,17 @@ class ParentFolder {
   }
 
   void Open(const char* name, bool follow) {
-    const int at = folder_ >= 0 ? folder_ : AT_FDCWD;
-    const int next = System().openat(at, name, O_PATH | kFolderFlags | (follow ? 0 : O_NOFOLLOW));
-    if (next < 0) problem_ = errno;
+    const int at = folder_.IsOpen() ? folder_.Get() : AT_FDCWD;
+    Descriptor next(System().openat(at, name, O_PATH | kFolderFlags | (follow ? 0 : O_NOFOLLOW), 0));
+    if (!next.IsOpen()) problem_ = errno;
     struct stat status = {};
     if (problem_ == ENOTDIR && !follow && System().fstatat(at, name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
         S_ISLNK(status.st_mode))
       problem_ = ELOOP;
-    if (folder_ >= 0) System().close(folder_);
-    folder_ = next;
+    folder_ = std::move(next);
   }
 
-  int folder_ = -1;
+  Descriptor folder_;
   int problem_ = 0;
   string_view name_;
   char text_[kMaxPath] = {};

@@ -5,11 +5,11 @@
 
 #include <cerrno>
 
+#include "host/system_calls.h"
 #include "platform/held_file.h"
 #include "platform/last_error.h"
 #include "platform/open_file.h"
 #include "platform/retry.h"
-#include "platform/system_calls.h"
 
 namespace tvl {
 namespace {

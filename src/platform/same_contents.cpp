@@ -6,9 +6,9 @@
 #include <cerrno>
 #include <cstring>
 
+#include "host/system_calls.h"
 #include "platform/host_path.h"
 #include "platform/open_file.h"
-#include "platform/system_calls.h"
 
 namespace tvl {
 namespace {

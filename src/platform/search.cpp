@@ -11,10 +11,11 @@
 #include <string_view>
 #include <utility>
 
+#include "host/file_identity.h"
+#include "host/folder_reader.h"
+#include "host/system_calls.h"
 #include "platform/folder.h"
-#include "platform/folder_reader.h"
 #include "platform/last_error.h"
-#include "platform/system_calls.h"
 #include "store/part_name.h"
 
 namespace {
@@ -49,9 +50,7 @@ bool Matches(std::string_view pattern, std::string_view name) {
 // Trivially destructible, because connections that are closed while the process exits still search.
 constinit thread_local bool came_to_end = true;
 
-bool IsSame(const struct stat& a, const struct stat& b) {
-  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
-}
+using tvl::IdentityOf;
 
 bool IsMatch(std::string_view pattern, std::string_view name) {
   return Matches(pattern == "*.*" ? "*" : pattern, name);
@@ -111,37 +110,37 @@ class Search {
     attributes = is_link ? FILE_ATTRIBUTE_REPARSE_POINT : 0;
     if (is_link && tvl::System().fstatat(folder, entry.d_name, &status, 0) != 0) return;
     attributes |= S_ISDIR(status.st_mode) ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_NORMAL;
-    if (is_link && S_ISDIR(status.st_mode) && LeadsBack(status))
+    if (is_link && S_ISDIR(status.st_mode) && LeadsBack(IdentityOf(status)))
       found.unreachable = tvl::Unreachable::kLeadsBack;
   }
 
   // Returns true for a folder that is the searched folder or one of its parents, either in the file system or
   // on the path that led here, which may itself contain links.
-  bool LeadsBack(const struct stat& status) const try {
-    return IsAtOrAbove(status, reader_.Descriptor()) || IsOnTheWay(status);
+  bool LeadsBack(const tvl::FileIdentity& folder) const try {
+    return IsAtOrAbove(folder, reader_.Descriptor()) || IsOnTheWay(folder);
   } catch (const std::bad_alloc&) {
     return true;  // a walk must end
   }
 
-  static bool IsAtOrAbove(const struct stat& wanted, int folder) {
+  static bool IsAtOrAbove(const tvl::FileIdentity& wanted, int folder) {
     std::string way = ".";
-    struct stat below = {};
+    tvl::FileIdentity below;
     for (;;) {
-      struct stat here = {};
-      if (tvl::System().fstatat(folder, way.c_str(), &here, 0) != 0) return false;
-      if (IsSame(here, wanted)) return true;
-      if (IsSame(here, below)) return false;  // `..` of the root is the root
+      struct stat status = {};
+      if (tvl::System().fstatat(folder, way.c_str(), &status, 0) != 0) return false;
+      const tvl::FileIdentity here = IdentityOf(status);
+      if (here == wanted) return true;
+      if (here == below) return false;  // `..` of the root is the root
       below = here;
       way += "/..";
     }
   }
 
-  bool IsOnTheWay(const struct stat& wanted) const {
+  bool IsOnTheWay(const tvl::FileIdentity& wanted) const {
     std::string way = tvl::HostPath(aim_.path.c_str()).Text();
     for (std::size_t end = way.rfind('/'); end != std::string::npos; end = way.rfind('/')) {
       way.resize(end);
-      struct stat here = {};
-      if (!way.empty() && tvl::System().stat(way.c_str(), &here) == 0 && IsSame(here, wanted)) return true;
+      if (!way.empty() && IdentityOf(way.c_str()) == wanted) return true;
     }
     return false;
   }

@@ -6,9 +6,11 @@
 #include <cerrno>
 #include <string>
 
+#include "host/descriptor.h"
+#include "host/sync.h"
+#include "host/system_calls.h"
 #include "platform/host_path.h"
 #include "platform/last_error.h"
-#include "platform/system_calls.h"
 
 namespace tvl {
 namespace {
@@ -17,8 +19,7 @@ constexpr mode_t kShared = 02777;
 
 std::string ParentOf(std::string path) {
   while (path.size() > 1 && path.ends_with('/')) path.pop_back();
-  const std::size_t separator = path.rfind('/');
-  return separator == std::string::npos ? "." : path.substr(0, separator + 1);
+  return FolderOf(path);
 }
 
 // Returns 0 or an errno value. Leaves correct bits alone, because setting them as a user outside the group of
@@ -36,11 +37,8 @@ int Create(const char* path) {
   struct stat above = {};
   if (System().mkdir(host.c_str(), 0777) != 0) return errno;
   if (System().stat(ParentOf(host).c_str(), &above) != 0) return errno;
-  const int folder = System().open(host.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC, 0);
-  if (folder < 0) return errno;
-  const int problem = TakeModeOf(above, folder);
-  System().close(folder);
-  return problem;
+  const Descriptor folder(System().open(host.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC, 0));
+  return folder.IsOpen() ? TakeModeOf(above, folder.Get()) : errno;
 }
 
 }  // namespace

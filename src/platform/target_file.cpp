@@ -11,6 +11,10 @@
 #include <new>
 #include <utility>
 
+#include "host/file_identity.h"
+#include "host/sync.h"
+#include "host/system_calls.h"
+#include "host/write_all.h"
 #include "platform/file_access.h"
 #include "platform/folder_of_file.h"
 #include "platform/held_file.h"
@@ -20,7 +24,6 @@
 #include "platform/open_file.h"
 #include "platform/parts.h"
 #include "platform/replace_file.h"
-#include "platform/system_calls.h"
 #include "platform/transfer_group.h"
 
 namespace tvl {
@@ -98,7 +101,7 @@ bool TargetFile::Fail(int problem) const {
 }
 
 bool TargetFile::IsSourceFile(const struct stat& status) const {
-  return has_source_ && status.st_dev == source_.device && status.st_ino == source_.inode;
+  return has_source_ && IdentityOf(status) == source_.identity;
 }
 
 unsigned int TargetFile::NewMode() const {
@@ -237,15 +240,8 @@ bool TargetFile::Empty() {
 }
 
 bool TargetFile::WriteData(const void* bytes, std::size_t count) {
-  const auto* text = static_cast<const char*>(bytes);
-  while (count > 0) {
-    const ssize_t written = System().write(Descriptor(), text, count);
-    if (written < 0 && errno != EINTR) return Fail(errno);
-    if (written <= 0) continue;
-    text += written;
-    count -= static_cast<std::size_t>(written);
-  }
-  return true;
+  const int problem = WriteAll(Descriptor(), bytes, count);
+  return problem == 0 || Fail(problem);
 }
 
 bool TargetFile::Write(const void* bytes, std::size_t count) {
@@ -293,7 +289,7 @@ bool TargetFile::FinishInPlace() {
   const int problem = writing_.safety == Safety::kSynced ? Sync(Descriptor()) : 0;
   if (!Close()) return false;
   if (problem != 0) return Fail(problem);
-  if (writing_.safety == Safety::kSynced && created_ && !SyncFolderOf(path_)) return false;
+  if (writing_.safety == Safety::kSynced && created_ && !SyncNameOf(path_)) return false;
   if (writing_.group != nullptr) writing_.group->TakeDone();
   return true;
 }
@@ -314,7 +310,7 @@ bool TargetFile::FinishPart() {
     return false;
   }
   if (!ReplaceFile(part_.c_str(), path_.c_str(), exists_)) return false;
-  if (synced && !SyncFolderOf(path_)) return false;
+  if (synced && !SyncNameOf(path_)) return false;
   if (writing_.group != nullptr) writing_.group->TakeDone();
   return true;
 }

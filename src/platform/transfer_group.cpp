@@ -8,12 +8,13 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "host/sync.h"
+#include "host/system_calls.h"
 #include "platform/folder_of_file.h"
 #include "platform/held_file.h"
 #include "platform/last_error.h"
 #include "platform/names.h"
 #include "platform/replace_file.h"
-#include "platform/system_calls.h"
 
 namespace tvl {
 namespace {
@@ -75,8 +76,9 @@ void TransferGroup::NoteMount(const FinishedPart& part) {
   const auto same = [&](const Mounted& mount) { return mount.device == part.device; };
   if (std::any_of(mounts_.begin(), mounts_.end(), same)) return;
   mounts_.reserve(mounts_.size() + 1);
-  const int folder = OpenFolderOf(part.path);
-  mounts_.push_back({part.device, folder, folder >= 0 && SyncsWhole(folder)});
+  Descriptor folder(System().open(FolderOf(part.path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
+  const bool syncs_all = folder.IsOpen() && SyncsWhole(folder.Get());
+  mounts_.push_back({part.device, std::move(folder), syncs_all});
 }
 
 bool TransferGroup::IsSyncedWhole(const FinishedPart& part) const {
@@ -86,7 +88,7 @@ bool TransferGroup::IsSyncedWhole(const FinishedPart& part) const {
 
 int TransferGroup::SyncMounts() const {
   for (const Mounted& mount : mounts_) {
-    if (mount.syncs_all && System().syncfs(mount.folder) != 0) return errno;
+    if (mount.syncs_all && System().syncfs(mount.folder.Get()) != 0) return errno;
   }
   return 0;
 }
@@ -106,7 +108,7 @@ int TransferGroup::SyncFolders() const {
     if (entry.part.path.empty() || entry.failed || IsSyncedWhole(entry.part)) continue;
     const std::string folder = FolderOf(entry.part.target);
     if (folder == last) continue;
-    if (!SyncFolderOf(entry.part.target)) return LastErrorCode();
+    if (!SyncNameOf(entry.part.target)) return LastErrorCode();
     last = folder;
   }
   return 0;
@@ -154,9 +156,6 @@ void TransferGroup::Clear() {
       ReleaseFile(entry.part.file);
     }
     System().close(static_cast<int>(entry.part.file));
-  }
-  for (const Mounted& mount : mounts_) {
-    if (mount.folder >= 0) System().close(mount.folder);
   }
   entries_.clear();
   mounts_.clear();

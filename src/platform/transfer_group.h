@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/descriptor.h"
 #include "platform/files.h"
 
 namespace tvl {
@@ -62,7 +63,7 @@ class TransferGroup {
   // A file system that the group has written to.
   struct Mounted {
     std::uint64_t device;
-    int folder;      // a descriptor
+    Descriptor folder;
     bool syncs_all;  // syncfs() reaches the disk and reports errors
   };
 

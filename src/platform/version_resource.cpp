@@ -9,8 +9,8 @@
 #include <limits>
 #include <string_view>
 
+#include "host/system_calls.h"
 #include "platform/open_file.h"
-#include "platform/system_calls.h"
 
 namespace {
 

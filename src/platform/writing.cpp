@@ -4,9 +4,9 @@
 
 #include <cerrno>
 
+#include "host/system_calls.h"
 #include "platform/host_path.h"
 #include "platform/last_error.h"
-#include "platform/system_calls.h"
 
 namespace tvl {
 namespace {
@@ -23,8 +23,7 @@ SourceTraits TraitsOf(const struct stat& status) {
   return {.size = static_cast<std::uint64_t>(status.st_size),
           .allocated = static_cast<std::uint64_t>(status.st_blocks) * kStatBlock,
           .mode = status.st_mode,
-          .device = status.st_dev,
-          .inode = status.st_ino,
+          .identity = IdentityOf(status),
           .accessed = FileTime(status.st_atim),
           .written = FileTime(status.st_mtim)};
 }

@@ -3,9 +3,8 @@
 
 #include <cstdint>
 
+#include "host/file_identity.h"
 #include "platform/files.h"
-
-struct stat;
 
 namespace tvl {
 
@@ -34,8 +33,7 @@ struct SourceTraits {
   std::uint64_t size;
   std::uint64_t allocated;  // bytes on the disk, fewer than `size` in a file with holes
   unsigned int mode;
-  std::uint64_t device;
-  std::uint64_t inode;
+  FileIdentity identity;
   FILETIME accessed;
   FILETIME written;
 

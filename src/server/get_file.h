@@ -9,8 +9,8 @@
 #include <optional>
 #include <string>
 
+#include "host/descriptor.h"
 #include "server/chunk.h"
-#include "server/descriptor.h"
 #include "server/hash_cache.h"
 #include "server/store_root.h"
 #include "transfer/zlib_stream.h"
@@ -37,7 +37,7 @@ class GetFile {
                                               const Compare& compare);
 
   // The file that was opened, and its status then.
-  [[nodiscard]] int Number() const { return file_.Number(); }
+  [[nodiscard]] int Number() const { return file_.Get(); }
   [[nodiscard]] const struct stat& Status() const { return status_; }
 
   // From now on what comes is a zlib stream. False without memory.

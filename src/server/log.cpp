@@ -14,6 +14,10 @@
 #include <thread>
 #include <utility>
 
+#include "host/descriptor.h"
+#include "host/system_calls.h"
+#include "host/write_all.h"
+
 namespace tvl::server {
 namespace {
 
@@ -28,26 +32,18 @@ struct Entry {
 // Writes the complete line, in one call if the system accepts it, so that lines of several processes in one
 // file are not mixed.
 void WriteLine(int file, std::string_view line) {
-  while (!line.empty()) {
-    const ssize_t written = write(file, line.data(), line.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return;
-    line.remove_prefix(static_cast<std::size_t>(written));
-  }
+  static_cast<void>(WriteAll(file, line.data(), line.size()));
 }
 
-int OpenLog(const std::string& path) {
-  return open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY, kLogMode);
+Descriptor OpenLog(const std::string& path) {
+  return Descriptor(
+      System().open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY, kLogMode));
 }
 
 }  // namespace
 
 struct Log::State {
   explicit State(const LogOptions& given) : options(given) {}
-  ~State() {
-    if (file != STDERR_FILENO) close(file);
-  }
-
   void Run();
   [[nodiscard]] std::optional<Entry> Next();
   void WriteEntry(const Entry& entry);
@@ -62,8 +58,8 @@ struct Log::State {
   std::deque<Entry> queue;
   std::uint64_t dropped = 0;  // and not reported yet
   std::uint64_t dropped_in_all = 0;
-  int file = STDERR_FILENO;
-  int fresh_file = -1;  // replaces `file` before the next line
+  Descriptor file;        // not open where the log goes to standard error
+  Descriptor fresh_file;  // replaces `file` before the next line
   bool stopping = false;
   bool stopped = false;
 };
@@ -72,9 +68,9 @@ struct Log::State {
 std::optional<Entry> Log::State::Next() {
   std::unique_lock<std::mutex> lock(mutex);
   filled.wait(lock, [this] { return !queue.empty() || dropped > 0 || stopping; });
-  if (const int fresh = std::exchange(fresh_file, -1); fresh >= 0) {
-    if (file != STDERR_FILENO) close(file);
-    file = fresh;
+  if (fresh_file.IsOpen()) {
+    file = std::move(fresh_file);
+    fresh_file = {};
   }
   // Not while the queue is nearly full, or every other line of a flood would be a report.
   if (dropped > 0 && queue.size() <= kLongestQueue / 2) {
@@ -94,7 +90,7 @@ std::optional<Entry> Log::State::Next() {
 
 // If memory runs out, the line is lost, but the server continues.
 void Log::State::WriteEntry(const Entry& entry) try {
-  WriteLine(file, Line(entry));
+  WriteLine(file.IsOpen() ? file.Get() : STDERR_FILENO, Line(entry));
 } catch (const std::bad_alloc&) {
 }
 
@@ -104,9 +100,9 @@ void Log::State::Run() {
 
 Log::Log(const LogOptions& options) : state_(std::make_shared<State>(options)) {
   if (!options.file.empty()) {
-    const int file = OpenLog(options.file);
-    if (file < 0) throw std::system_error(errno, std::generic_category(), "log " + options.file);
-    state_->file = file;
+    state_->file = OpenLog(options.file);
+    if (!state_->file.IsOpen())
+      throw std::system_error(errno, std::generic_category(), "log " + options.file);
   }
   std::thread([state = state_] { state->Run(); }).detach();
 }
@@ -138,11 +134,10 @@ std::uint64_t Log::Dropped() const {
 
 std::string Log::Reopen() {
   if (state_->options.file.empty()) return {};
-  const int fresh = OpenLog(state_->options.file);
-  if (fresh < 0) return std::system_category().message(errno);
+  Descriptor fresh = OpenLog(state_->options.file);
+  if (!fresh.IsOpen()) return std::system_category().message(errno);
   const std::lock_guard<std::mutex> lock(state_->mutex);
-  if (state_->fresh_file >= 0) close(state_->fresh_file);
-  state_->fresh_file = fresh;
+  state_->fresh_file = std::move(fresh);
   state_->filled.notify_one();
   return {};
 }

@@ -44,16 +44,16 @@ std::vector<std::string> NotesIn(const std::string& folder) {
 bool RemovePart(const StoreRoot& root, const std::string& path) {
   const std::optional<Place> place = root.FindPart(path);
   if (!place) return false;
-  const int folder = place->folder.Number();
+  const int folder = place->folder.Get();
   const Descriptor part(openat(folder, place->base.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  if (!part.IsOpen() || IsHeld(part.Number())) return false;
+  if (!part.IsOpen() || IsHeld(part.Get())) return false;
   return unlinkat(folder, place->base.c_str(), 0) == 0;
 }
 
 int RemoveNoted(const StoreRoot& root, const Descriptor& notes) {
   int removed = 0;
   char note[kNoteSize + 1] = {};
-  for (off_t at = 0; pread(notes.Number(), note, kNoteSize, at) > 0; at += off_t{kNoteSize}) {
+  for (off_t at = 0; pread(notes.Get(), note, kNoteSize, at) > 0; at += off_t{kNoteSize}) {
     if (note[0] != 0 && RemovePart(root, note)) ++removed;
     std::memset(note, 0, sizeof note);
   }
@@ -73,7 +73,7 @@ Parts::Parts(const std::string& folder, Gauge& parts) : folder_(folder), parts_(
 Parts::~Parts() {
   if (!notes_.IsOpen()) return;
   unlink(path_.c_str());
-  ReleaseFile(notes_.Number());
+  ReleaseFile(notes_.Get());
 }
 
 // Another server may take the file for that of a dead server before it is held; then it is created again.
@@ -85,12 +85,12 @@ void Parts::Make() {
       if (errno == EEXIST) continue;
       break;
     }
-    if (!HoldFile(notes.Number())) break;
-    if (StillNames(path_.c_str(), notes.Number())) {
+    if (!HoldFile(notes.Get())) break;
+    if (StillNames(path_.c_str(), notes.Get())) {
       notes_ = std::move(notes);
       return;
     }
-    ReleaseFile(notes.Number());
+    ReleaseFile(notes.Get());
   }
   throw std::system_error(errno, std::generic_category(), path_);
 }
@@ -99,10 +99,10 @@ int Parts::RemoveLeftovers(const StoreRoot& root) const {
   int removed = 0;
   for (std::string& path : NotesIn(folder_)) {
     const Descriptor notes(open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC));
-    if (path == path_ || !notes.IsOpen() || IsHeld(notes.Number())) continue;
+    if (path == path_ || !notes.IsOpen() || IsHeld(notes.Get())) continue;
     removed += RemoveNoted(root, notes);
     // If it is held meanwhile, it belongs to another server that starts at the same time and will handle it.
-    if (!WhileUnheld(notes.Number(), UnlinkPath, &path)) continue;
+    if (!WhileUnheld(notes.Get(), UnlinkPath, &path)) continue;
   }
   return removed;
 }
@@ -118,8 +118,7 @@ int Parts::Note(const std::string& path) {
   const int note = free_.empty() ? used_ : *free_.begin();
   char text[kNoteSize] = {};
   path.copy(text, sizeof text);
-  if (pwrite(notes_.Number(), text, sizeof text, off_t{note} * off_t{kNoteSize}) != off_t{kNoteSize})
-    return -1;
+  if (pwrite(notes_.Get(), text, sizeof text, off_t{note} * off_t{kNoteSize}) != off_t{kNoteSize}) return -1;
   if (free_.erase(note) == 0) ++used_;
   parts_.Add(1);
   return note;

@@ -5,7 +5,7 @@
 #include <set>
 #include <string>
 
-#include "server/descriptor.h"
+#include "host/descriptor.h"
 #include "server/status/gauge.h"
 #include "server/store_root.h"
 

@@ -9,6 +9,9 @@
 
 #include <tvlclient/errors.h>
 
+#include "host/file_identity.h"
+#include "host/sync.h"
+#include "host/write_all.h"
 #include "platform/file_access.h"
 #include "platform/held_file.h"
 #include "server/names.h"
@@ -26,22 +29,9 @@ constexpr std::uint64_t kMostExpandedAtOnce = std::uint64_t{1} << 20U;
 constexpr std::uint64_t kStretch = std::uint64_t{1} << 20U;
 constexpr int kTargetFlags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 
-bool WriteAll(int file, const char* bytes, std::size_t count) {
-  while (count > 0) {
-    const ssize_t written = write(file, bytes, count);
-    if (written < 0 && errno != EINTR) return false;
-    if (written <= 0) continue;
-    bytes += written;
-    count -= static_cast<std::size_t>(written);
-  }
-  return true;
-}
-
 bool Names(const Place& place, const std::string& name, int file) {
-  struct stat named = {};
-  struct stat opened = {};
-  return fstatat(place.folder.Number(), name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
-         fstat(file, &opened) == 0 && named.st_dev == opened.st_dev && named.st_ino == opened.st_ino;
+  const std::optional<FileIdentity> opened = IdentityOf(file);
+  return opened && CheckName(place.folder.Get(), name.c_str(), *opened) == 0;
 }
 
 bool IsRegular(int file) {
@@ -51,9 +41,9 @@ bool IsRegular(int file) {
 
 // True if a put may replace what is there: a regular file that nobody holds, or nothing.
 bool IsReplaceable(const Place& place) {
-  const Descriptor target(openat(place.folder.Number(), place.base.c_str(), kTargetFlags));
+  const Descriptor target(openat(place.folder.Get(), place.base.c_str(), kTargetFlags));
   if (!target.IsOpen()) return errno == ENOENT;
-  return IsRegular(target.Number()) && !IsHeld(target.Number());
+  return IsRegular(target.Get()) && !IsHeld(target.Get());
 }
 
 // A rename over a target that is known not to be held.
@@ -67,13 +57,13 @@ struct Replacement {
 void RenameProbed(void* argument) {
   auto* replacement = static_cast<Replacement*>(argument);
   const Place& place = replacement->place;
-  const int folder = place.folder.Number();
+  const int folder = place.folder.Get();
   replacement->done = Names(place, place.base, replacement->target) &&
                       renameat(folder, replacement->part.c_str(), folder, place.base.c_str()) == 0;
 }
 
 bool RenameToNew(const Place& place, const std::string& part) {
-  const int folder = place.folder.Number();
+  const int folder = place.folder.Get();
   if (renameat2(folder, part.c_str(), folder, place.base.c_str(), RENAME_NOREPLACE) == 0) return true;
   if (errno != EINVAL && errno != ENOSYS) return false;
   // A file system that can't refuse by itself. Nothing stood there a moment ago.
@@ -133,7 +123,7 @@ bool PutFile::MakePart() {
   note_ = shared_.parts.Note(place_.folder_path.empty() ? part_name_ : place_.folder_path + "/" + part_name_);
   if (note_ < 0) return false;
   constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-  part_ = Descriptor(openat(place_.folder.Number(), part_name_.c_str(), kFlags, kNewFileMode));
+  part_ = Descriptor(openat(place_.folder.Get(), part_name_.c_str(), kFlags, kNewFileMode));
   if (part_.IsOpen() && HoldPart()) return true;
   const int problem = part_.IsOpen() ? EEXIST : errno;
   DropPart();
@@ -142,13 +132,13 @@ bool PutFile::MakePart() {
 }
 
 bool PutFile::HoldPart() {
-  return HoldFile(part_.Number()) && Names(place_, part_name_, part_.Number());
+  return HoldFile(part_.Get()) && Names(place_, part_name_, part_.Get());
 }
 
 void PutFile::DropPart() {
   if (part_.IsOpen()) {
-    if (!landed_) unlinkat(place_.folder.Number(), part_name_.c_str(), 0);
-    ReleaseFile(part_.Number());
+    if (!landed_) unlinkat(place_.folder.Get(), part_name_.c_str(), 0);
+    ReleaseFile(part_.Get());
     part_ = Descriptor();
   }
   if (note_ >= 0) shared_.parts.Strike(note_);
@@ -163,14 +153,14 @@ int PutFile::Write(const char* bytes, std::size_t count) {
 
 int PutFile::WritePlain(const char* bytes, std::size_t count) {
   size_ += count;
-  if (!MayHave(size_) || !HasSpace() || !WriteAll(part_.Number(), bytes, count)) return TVL_ERR_COPY;
+  if (!MayHave(size_) || !HasSpace() || WriteAll(part_.Get(), bytes, count) != 0) return TVL_ERR_COPY;
   return TVL_OK;
 }
 
 // Asked once for each stretch, since on a share the question costs a round trip.
 bool PutFile::HasSpace() {
   if (size_ <= vouched_) return true;
-  if (!limits_.free.Allows(part_.Number(), kStretch)) return false;
+  if (!limits_.free.Allows(part_.Get(), kStretch)) return false;
   vouched_ = size_ + kStretch;
   return true;
 }
@@ -192,11 +182,11 @@ int PutFile::End(std::int64_t& time) {
   time = ::time(nullptr);
   if (!Settle(time)) return TVL_ERR_COPY;
   // In its new place the file would still be held, and the next put of this name be refused.
-  ReleaseFile(part_.Number());
+  ReleaseFile(part_.Get());
   if (!Replace()) return TVL_ERR_COPY;
   landed_ = true;
   shared_.made_folders.Keep(place_.folder_path);
-  SyncFolder(place_.folder.Number());
+  static_cast<void>(SyncFolder(place_.folder.Get(), "."));
   shared_.root.SyncAbove(made_);
   DropPart();
   return TVL_OK;
@@ -204,33 +194,33 @@ int PutFile::End(std::int64_t& time) {
 
 // Gives the part its time and the access rights of the file that it replaces, and has it on the disk.
 bool PutFile::Settle(std::int64_t time) const {
-  const int part = part_.Number();
+  const int part = part_.Get();
   const timespec times[2] = {{time, 0}, {time, 0}};
-  return TakeAccess() && futimens(part, times) == 0 && fsync(part) == 0;
+  return TakeAccess() && futimens(part, times) == 0 && Sync(part) == 0;
 }
 
 // A part that let in others than the file before it, or fewer, must not take its place.
 bool PutFile::TakeAccess() const {
-  const Descriptor target(openat(place_.folder.Number(), place_.base.c_str(), kTargetFlags));
+  const Descriptor target(openat(place_.folder.Get(), place_.base.c_str(), kTargetFlags));
   if (!target.IsOpen()) return errno == ENOENT;
   struct stat status = {};
   FileAccess access;
-  return fstat(target.Number(), &status) == 0 && access.Read(target.Number()) == 0 &&
-         access.Apply(part_.Number()) == 0 && fchmod(part_.Number(), status.st_mode & kModeBits) == 0;
+  return fstat(target.Get(), &status) == 0 && access.Read(target.Get()) == 0 &&
+         access.Apply(part_.Get()) == 0 && fchmod(part_.Get(), status.st_mode & kModeBits) == 0;
 }
 
 bool PutFile::Replace() const {
   for (int tries = 0; tries < kTries; ++tries) {
-    const Descriptor target(openat(place_.folder.Number(), place_.base.c_str(), kTargetFlags));
+    const Descriptor target(openat(place_.folder.Get(), place_.base.c_str(), kTargetFlags));
     if (!target.IsOpen()) {
       if (errno != ENOENT) return false;
       if (RenameToNew(place_, part_name_)) return true;
       if (errno != EEXIST) return false;
       continue;
     }
-    if (!IsRegular(target.Number())) return false;
-    Replacement replacement = {place_, part_name_, target.Number(), false};
-    if (!WhileUnheld(target.Number(), RenameProbed, &replacement)) return false;
+    if (!IsRegular(target.Get())) return false;
+    Replacement replacement = {place_, part_name_, target.Get(), false};
+    if (!WhileUnheld(target.Get(), RenameProbed, &replacement)) return false;
     if (replacement.done) return true;
   }
   return false;

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "server/descriptor.h"
+#include "host/descriptor.h"
 #include "server/free_space.h"
 #include "server/made_folders.h"
 #include "server/parts.h"

@@ -4,6 +4,7 @@
 #include <linux/openat2.h>
 #include <sys/statvfs.h>
 #include <sys/syscall.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -11,6 +12,7 @@
 #include <system_error>
 
 #include "base/text.h"
+#include "host/sync.h"
 #include "server/names.h"
 #include "store/layout.h"
 
@@ -49,14 +51,14 @@ bool KernelResolves(int root) {
 // Returns the status of a place; a mode of 0 if nothing exists there.
 struct stat StatusOf(const Place& place) {
   struct stat status = {};
-  if (fstatat(place.folder.Number(), place.base.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return {};
+  if (fstatat(place.folder.Get(), place.base.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return {};
   return status;
 }
 
 // Returns the target of the link at a place.
 std::string ReadLink(const Place& place) {
   std::string target(kLongestLink, '\0');
-  const ssize_t length = readlinkat(place.folder.Number(), place.base.c_str(), target.data(), target.size());
+  const ssize_t length = readlinkat(place.folder.Get(), place.base.c_str(), target.data(), target.size());
   target.resize(length < 0 ? 0 : static_cast<std::size_t>(length));
   return target;
 }
@@ -75,71 +77,54 @@ bool NamesFolder(const std::string& base) {
 
 }  // namespace
 
-void SyncFolder(int folder) {
-  const Descriptor opened(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (opened.IsOpen()) fsync(opened.Number());
-}
-
 StoreRoot::StoreRoot(const std::string& root, const std::vector<std::string>& closed,
                      const std::string& configuration)
     : path_(root),
       root_(open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)),
       configuration_(WithoutLinks(configuration)) {
-  const std::optional<FileId> id = root_.IsOpen() ? Identify(root_.Number()) : std::nullopt;
+  const std::optional<FileIdentity> id = root_.IsOpen() ? IdentityOf(root_.Get()) : std::nullopt;
   if (!id) throw std::system_error(errno, std::generic_category(), root);
   root_id_ = *id;
-  kernel_resolves_ = KernelResolves(root_.Number());
+  kernel_resolves_ = KernelResolves(root_.Get());
   for (const std::string& path : closed) {
     const Descriptor folder(open(path.c_str(), kFolderFlags));
-    if (!folder.IsOpen() || !IsWithin(folder.Number(), {root_id_}, root_id_)) continue;
-    const std::optional<FileId> closed_id = Identify(folder.Number());
+    if (!folder.IsOpen() || !IsWithin(folder.Get(), {root_id_}, root_id_)) continue;
+    const std::optional<FileIdentity> closed_id = IdentityOf(folder.Get());
     if (closed_id && *closed_id != root_id_) closed_.push_back({path, *closed_id});
   }
   const SplitName split = Split(configuration_);
   configuration_base_ = split.base;
-  configuration_folder_ = Identify(split.folder.empty() ? "." : split.folder);
+  configuration_folder_ = IdentityOf(split.folder.empty() ? "." : split.folder.c_str());
 }
 
 std::optional<DiskSpace> StoreRoot::Space() const {
   struct statvfs status = {};
-  if (fstatvfs(root_.Number(), &status) != 0) return std::nullopt;
+  if (fstatvfs(root_.Get(), &status) != 0) return std::nullopt;
   const std::uint64_t unit = status.f_frsize;
   return DiskSpace{status.f_bavail * unit, status.f_blocks * unit};
 }
 
-std::optional<StoreRoot::FileId> StoreRoot::Identify(int descriptor) {
-  struct stat status = {};
-  if (fstat(descriptor, &status) != 0) return std::nullopt;
-  return FileId{status.st_dev, status.st_ino};
-}
-
-std::optional<StoreRoot::FileId> StoreRoot::Identify(const std::string& path) {
-  struct stat status = {};
-  if (stat(path.c_str(), &status) != 0) return std::nullopt;
-  return FileId{status.st_dev, status.st_ino};
-}
-
 // Returns true if `folder` is one of `wanted` or is below one, and if that cannot be determined. Walks up to
 // `top`. Uses the folder itself, not its path, so that links and case rules of the file system do not matter.
-bool StoreRoot::IsWithin(int folder, const std::vector<FileId>& wanted, const FileId& top) {
-  std::optional<FileId> id = Identify(folder);
+bool StoreRoot::IsWithin(int folder, const std::vector<FileIdentity>& wanted, const FileIdentity& top) {
+  std::optional<FileIdentity> id = IdentityOf(folder);
   Descriptor above;
   for (int depth = 0; id && depth < kDeepest; ++depth) {
     if (std::find(wanted.begin(), wanted.end(), *id) != wanted.end()) return true;
     if (*id == top) return false;
-    above = Descriptor(openat(depth == 0 ? folder : above.Number(), "..", kFolderFlags));
-    const std::optional<FileId> next = above.IsOpen() ? Identify(above.Number()) : std::nullopt;
+    above = Descriptor(openat(depth == 0 ? folder : above.Get(), "..", kFolderFlags));
+    const std::optional<FileIdentity> next = above.IsOpen() ? IdentityOf(above.Get()) : std::nullopt;
     if (next == id) return false;  // the root folder of the host
     id = next;
   }
   return true;
 }
 
-std::vector<StoreRoot::FileId> StoreRoot::Closed() const {
-  std::vector<FileId> ids;
+std::vector<FileIdentity> StoreRoot::Closed() const {
+  std::vector<FileIdentity> ids;
   for (const ClosedFolder& folder : closed_) {
     ids.push_back(folder.id);
-    const std::optional<FileId> now = Identify(folder.path);
+    const std::optional<FileIdentity> now = IdentityOf(folder.path.c_str());
     if (now && *now != folder.id) ids.push_back(*now);
   }
   return ids;
@@ -150,27 +135,28 @@ bool StoreRoot::MayEnter(int folder) const {
 }
 
 bool StoreRoot::MayTouch(const Place& place) const {
-  if (EndsLikePart(place.base) || !MayEnter(place.folder.Number())) return false;
-  if (!configuration_folder_ || Identify(place.folder.Number()) != configuration_folder_) return true;
+  if (EndsLikePart(place.base) || !MayEnter(place.folder.Get())) return false;
+  if (!configuration_folder_ || IdentityOf(place.folder.Get()) != configuration_folder_) return true;
   return !EqualNoCase(place.base.c_str(), configuration_base_.c_str()) &&
          !EqualNoCase(place.base.c_str(),
                       (configuration_base_ + kConfigurationLockSuffix).c_str());  // its writers' turns
 }
 
 // Returns false for the closed folders themselves and for the configuration, regardless of the name.
-bool StoreRoot::IsForClients(const FileId& id) const {
-  const std::vector<FileId> closed = Closed();
-  return std::find(closed.begin(), closed.end(), id) == closed.end() && Identify(configuration_) != id;
+bool StoreRoot::IsForClients(const FileIdentity& id) const {
+  const std::vector<FileIdentity> closed = Closed();
+  return std::find(closed.begin(), closed.end(), id) == closed.end() &&
+         IdentityOf(configuration_.c_str()) != id;
 }
 
 Descriptor StoreRoot::OpenFolder(const std::string& path) const {
   if (!kernel_resolves_) return OpenStepByStep(path);
-  return OpenBeneath(root_.Number(), path.empty() ? "." : path.c_str(), kFolderFlags);
+  return OpenBeneath(root_.Get(), path.empty() ? "." : path.c_str(), kFolderFlags);
 }
 
 // Without support by the kernel, no link is followed at all.
 Descriptor StoreRoot::OpenStepByStep(const std::string& path) const {
-  Descriptor folder(openat(root_.Number(), ".", kFolderFlags));
+  Descriptor folder(openat(root_.Get(), ".", kFolderFlags));
   for (std::size_t at = 0; at < path.size() && folder.IsOpen();) {
     const std::size_t end = std::min(path.find('/', at), path.size());
     const std::string component = path.substr(at, end - at);
@@ -179,7 +165,7 @@ Descriptor StoreRoot::OpenStepByStep(const std::string& path) const {
       errno = EXDEV;
       return {};
     }
-    folder = Descriptor(openat(folder.Number(), component.c_str(), kFolderFlags | O_NOFOLLOW));
+    folder = Descriptor(openat(folder.Get(), component.c_str(), kFolderFlags | O_NOFOLLOW));
   }
   return folder;
 }
@@ -190,11 +176,11 @@ Descriptor StoreRoot::OpenOrMakeFolder(const std::string& path, std::vector<std:
   const SplitName split = Split(path);
   const Descriptor above = OpenOrMakeFolder(split.folder, made);
   if (!above.IsOpen()) return {};
-  if (!MayEnter(above.Number())) {
+  if (!MayEnter(above.Get())) {
     errno = EACCES;
     return {};
   }
-  if (mkdirat(above.Number(), split.base.c_str(), kFolderMode) == 0) {
+  if (mkdirat(above.Get(), split.base.c_str(), kFolderMode) == 0) {
     made.push_back(path);
   } else if (errno != EEXIST) {
     return {};
@@ -217,7 +203,7 @@ std::optional<Place> StoreRoot::Locate(std::string path, std::vector<std::string
     if (!MayTouch(place)) break;
     const struct stat status = StatusOf(place);
     if (!S_ISLNK(status.st_mode)) {
-      if (!IsForClients({status.st_dev, status.st_ino})) break;
+      if (!IsForClients(IdentityOf(status))) break;
       return place;
     }
     const std::string target = ReadLink(place);
@@ -236,7 +222,7 @@ std::optional<Place> StoreRoot::Find(const std::string& name) const {
 std::optional<Place> StoreRoot::FindPart(const std::string& path) const {
   SplitName split = Split(path);
   Place place = {OpenFolder(split.folder), std::move(split.folder), std::move(split.base)};
-  if (!place.folder.IsOpen() || !EndsLikePart(place.base) || !MayEnter(place.folder.Number()))
+  if (!place.folder.IsOpen() || !EndsLikePart(place.base) || !MayEnter(place.folder.Get()))
     return std::nullopt;
   return place;
 }
@@ -249,35 +235,34 @@ void StoreRoot::RemoveFolders(const std::vector<std::string>& paths) const {
   for (const std::string& path : paths) {
     const SplitName split = Split(path);
     const Descriptor above = OpenFolder(split.folder);
-    if (above.IsOpen()) unlinkat(above.Number(), split.base.c_str(), AT_REMOVEDIR);
+    if (above.IsOpen()) unlinkat(above.Get(), split.base.c_str(), AT_REMOVEDIR);
   }
 }
 
 void StoreRoot::SyncAbove(const std::vector<std::string>& made) const {
   for (const std::string& path : made) {
     const Descriptor above = OpenFolder(Split(path).folder);
-    if (above.IsOpen()) SyncFolder(above.Number());
+    if (above.IsOpen()) static_cast<void>(SyncFolder(above.Get(), "."));
   }
 }
 
 Descriptor StoreRoot::OpenToRead(const Place& place, struct stat& status) const {
-  return IfReadable(Descriptor(openat(place.folder.Number(), place.base.c_str(), kReadFlags)), status);
+  return IfReadable(Descriptor(openat(place.folder.Get(), place.base.c_str(), kReadFlags)), status);
 }
 
 Descriptor StoreRoot::OpenAtOnce(const std::string& name, struct stat& status) const {
   if (!IsInPlace()) return {};
   SplitName split = Split(name);
   const char* path = split.folder.empty() ? "." : split.folder.c_str();
-  Place place = {TryBeneath(root_.Number(), path, kFolderFlags, RESOLVE_CACHED), {}, std::move(split.base)};
+  Place place = {TryBeneath(root_.Get(), path, kFolderFlags, RESOLVE_CACHED), {}, std::move(split.base)};
   if (!place.folder.IsOpen() || !MayTouch(place)) return {};
-  return IfReadable(TryBeneath(place.folder.Number(), place.base.c_str(), kReadFlags, RESOLVE_CACHED),
-                    status);
+  return IfReadable(TryBeneath(place.folder.Get(), place.base.c_str(), kReadFlags, RESOLVE_CACHED), status);
 }
 
 // Returns the file if clients may read it.
 Descriptor StoreRoot::IfReadable(Descriptor file, struct stat& status) const {
-  if (!file.IsOpen() || fstat(file.Number(), &status) != 0) return {};
-  if (S_ISREG(status.st_mode) && IsForClients({status.st_dev, status.st_ino})) return file;
+  if (!file.IsOpen() || fstat(file.Get(), &status) != 0) return {};
+  if (S_ISREG(status.st_mode) && IsForClients(IdentityOf(status))) return file;
   errno = EACCES;
   return {};
 }

@@ -8,7 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "server/descriptor.h"
+#include "host/descriptor.h"
+#include "host/file_identity.h"
 
 namespace tvl::server {
 
@@ -26,9 +27,6 @@ struct DiskSpace {
   std::uint64_t size;
 };
 
-// Syncs the entries of a folder, as far as possible.
-void SyncFolder(int folder);
-
 // The document root, and the resolution of clients' names in it.
 //
 // No name leads out of the root: the kernel resolves each name below the descriptor of the root and refuses
@@ -43,7 +41,7 @@ class StoreRoot {
 
   // Returns false if the path of the root now leads to another folder, or to none. Then puts would be
   // invisible to everyone who uses the path, so nothing is found (ESTALE).
-  [[nodiscard]] bool IsInPlace() const { return Identify(path_) == root_id_; }
+  [[nodiscard]] bool IsInPlace() const { return IdentityOf(path_.c_str()) == root_id_; }
 
   // Space on the root's disk; nothing if that cannot be determined.
   [[nodiscard]] std::optional<DiskSpace> Space() const;
@@ -73,39 +71,30 @@ class StoreRoot {
   [[nodiscard]] Descriptor OpenAtOnce(const std::string& name, struct stat& status) const;
 
  private:
-  struct FileId {
-    dev_t device = 0;
-    ino_t inode = 0;
-    bool operator==(const FileId& other) const { return device == other.device && inode == other.inode; }
-  };
-
   // A folder that clients must not enter. It may be replaced while the server runs; then both are closed.
   struct ClosedFolder {
     std::string path;
-    FileId id;
+    FileIdentity id;
   };
-
-  static std::optional<FileId> Identify(int descriptor);
-  static std::optional<FileId> Identify(const std::string& path);
 
   std::optional<Place> Locate(std::string path, std::vector<std::string>* made) const;
   Descriptor OpenFolder(const std::string& path) const;
   Descriptor OpenStepByStep(const std::string& path) const;
   Descriptor OpenOrMakeFolder(const std::string& path, std::vector<std::string>& made) const;
-  static bool IsWithin(int folder, const std::vector<FileId>& wanted, const FileId& top);
+  static bool IsWithin(int folder, const std::vector<FileIdentity>& wanted, const FileIdentity& top);
   bool MayEnter(int folder) const;
   bool MayTouch(const Place& place) const;
-  bool IsForClients(const FileId& id) const;
+  bool IsForClients(const FileIdentity& id) const;
   Descriptor IfReadable(Descriptor file, struct stat& status) const;
 
-  [[nodiscard]] std::vector<FileId> Closed() const;
+  [[nodiscard]] std::vector<FileIdentity> Closed() const;
 
   std::string path_;
   Descriptor root_;
-  FileId root_id_;
+  FileIdentity root_id_;
   std::string configuration_;
   std::string configuration_base_;
-  std::optional<FileId> configuration_folder_;
+  std::optional<FileIdentity> configuration_folder_;
   std::vector<ClosedFolder> closed_;  // those that are below the root
   bool kernel_resolves_ = true;
 };

@@ -7,12 +7,12 @@ set -euo pipefail
 cd "$1"
 
 # From the ground up: a folder includes itself and those listed before it.
-layers=(platform base record store config transfer client table presence directory tcp frontend)
+layers=(host platform base record store config transfer client table presence directory tcp frontend)
 # The programs and the module, and what each may include of the library.
 declare -A reaches=(
-  [engine]="platform base record store"
+  [engine]="host record store"
   [server]="${layers[*]}"
-  [cli]=""
+  [cli]="host"
 )
 
 breaches=0
@@ -41,12 +41,17 @@ is_fact() {
   [[ $1 == store/* && -f $1 ]] && ! grep -qE '^[[:space:]]*#[[:space:]]*include[[:space:]]*("|<tvlclient)' "$1"
 }
 
+# Only code for POSIX includes the layer that this shares.
+posix_folders="host platform engine server cli"
+
 check_own_header() {
   local file=$1 line=$2 header=$3 folder=${1%%/*}
   if [[ $header != */* || ! -f $header ]]; then
     breach "$file" "$line" "\"$header\" is no header of the project; write it as \"folder/name.h\""
   elif [[ $folder == platform || $folder == cli ]] && is_fact "$header"; then
     return 0
+  elif [[ ${header%%/*} == host && " $posix_folders " != *" $folder "* ]]; then
+    breach "$file" "$line" "$folder must not include host"
   elif ! may_include "$folder" "${header%%/*}"; then
     breach "$file" "$line" "$folder must not include ${header%%/*}"
   fi
@@ -62,7 +67,7 @@ allowed_folders() {
     asio.hpp | asio/* | httplib.h) echo server ;;
     nlohmann/*) echo cli server ;;
     cpuid.h | immintrin.h) echo transfer ;;
-    */* | *.h) echo platform engine server cli ;;
+    */* | *.h) echo "$posix_folders" ;;
     *) ;;
   esac
 }

@@ -6,18 +6,22 @@ check=$(dirname "$(realpath "$0")")/check.sh
 tree=$(mktemp -d)
 trap 'rm -rf "$tree"' EXIT
 cd "$tree"
-mkdir -p platform base store transfer directory engine cli attic
+mkdir -p host platform base store transfer directory engine cli attic
 
 # The contents of a file, and what is reported about it; "-" where it is allowed.
 cases=(
+  'host/a.h|#include <unistd.h>|-'
+  'host/b.h|#include "platform/a.h"|host must not include platform'
   'platform/a.h|#include <unistd.h>|-'
+  'platform/e.h|#include "host/a.h"|-'
+  'base/e.h|#include "host/a.h"|base must not include host'
   'platform/b.h|#include "base/a.h"|platform must not include base'
   'store/facts.h|#include <string>|-'
   'store/a.h|#include "base/a.h"|-'
   'platform/c.h|#include "store/facts.h"|-'
   'platform/d.h|#include "store/a.h"|platform must not include store'
   'base/a.h|#include "platform/a.h"|-'
-  'base/b.h|#include <sys/stat.h>|<sys/stat.h> belongs in: platform engine server cli'
+  'base/b.h|#include <sys/stat.h>|<sys/stat.h> belongs in: host platform engine server cli'
   'base/c.h|#include "a.h"|"a.h" is no header of the project; write it as "folder/name.h"'
   'base/d.h|#include "base/missing.h"|"base/missing.h" is no header of the project; write it as "folder/name.h"'
   'transfer/a.cpp|#include <zlib.h>|-'
@@ -30,6 +34,9 @@ cases=(
   'directory/g.cpp|#include <string>|-'
   'cli/a.cpp|#include <tvlclient/tvlclient.h>|-'
   'cli/b.cpp|#include "base/a.h"|cli must not include base'
+  'cli/c.cpp|#include "host/a.h"|-'
+  'engine/b.cpp|#include "host/a.h"|-'
+  'engine/c.cpp|#include "platform/a.h"|engine must not include platform'
   'engine/a.cpp|#include "directory/a.h"|"directory/a.h" is no header of the project; write it as "folder/name.h"'
 )
 

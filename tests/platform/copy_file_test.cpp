@@ -12,9 +12,9 @@
 #include <utility>
 #include <vector>
 
+#include "host/system_calls.h"
 #include "platform/files.h"
 #include "platform/last_error.h"
-#include "platform/system_calls.h"
 #include "support/helper_process.h"
 #include "support/temp_folder.h"
 

@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "base/low_file.h"
+#include "host/system_calls.h"
 #include "platform/held_file.h"
-#include "platform/system_calls.h"
 #include "presence/client_process.h"
 #include "presence/connection.h"
 #include "store/lock_ranges.h"

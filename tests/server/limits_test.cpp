@@ -81,7 +81,7 @@ TEST(Limits, ALogThatNobodyReadsHoldsUpNobody) {
   const ServedStore store;
   store.Write("f", "x");
   ASSERT_EQ(mkfifo(store.folder.Host("fifo").c_str(), 0600), 0);
-  const tvl::server::Descriptor unread(open(store.folder.Host("fifo").c_str(), O_RDWR | O_CLOEXEC));
+  const tvl::Descriptor unread(open(store.folder.Host("fifo").c_str(), O_RDWR | O_CLOEXEC));
   ServerProcess server(store, {"--log", store.folder.Host("fifo")});
   for (int entered = 0; entered < 12; ++entered) {
     const RawClient client = server.Enter();

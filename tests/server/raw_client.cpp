@@ -20,8 +20,8 @@ constexpr std::size_t kPutChunk = 32760;
 constexpr std::size_t kMostPayload = 40959;
 
 template <typename Value>
-void SetOption(const tvl::server::Descriptor& socket, int level, int name, const Value& value) {
-  setsockopt(socket.Number(), level, name, &value, sizeof value);
+void SetOption(const tvl::Descriptor& socket, int level, int name, const Value& value) {
+  setsockopt(socket.Get(), level, name, &value, sizeof value);
 }
 
 sockaddr_in Address(const char* host, unsigned short port) {
@@ -45,8 +45,8 @@ RawClient::RawClient(unsigned short port, const char* from)
   SetOption(socket_, IPPROTO_TCP, TCP_NODELAY, 1);
   const sockaddr_in own = Address(from, 0);
   const sockaddr_in server = Address("127.0.0.1", port);
-  if (bind(socket_.Number(), reinterpret_cast<const sockaddr*>(&own), sizeof own) != 0 ||
-      connect(socket_.Number(), reinterpret_cast<const sockaddr*>(&server), sizeof server) != 0) {
+  if (bind(socket_.Get(), reinterpret_cast<const sockaddr*>(&own), sizeof own) != 0 ||
+      connect(socket_.Get(), reinterpret_cast<const sockaddr*>(&server), sizeof server) != 0) {
     throw std::runtime_error("no connection");
   }
 }
@@ -68,7 +68,7 @@ std::string RawClient::PacketBytes(std::string_view payload) {
 
 void RawClient::Send(std::string_view bytes) const {
   while (!bytes.empty()) {
-    const ssize_t sent = send(socket_.Number(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    const ssize_t sent = send(socket_.Get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
     if (sent < 0) throw std::runtime_error("not sent");
     bytes.remove_prefix(static_cast<std::size_t>(sent));
   }
@@ -76,7 +76,7 @@ void RawClient::Send(std::string_view bytes) const {
 
 std::string RawClient::ReceiveBytes(std::size_t count) const {
   std::string bytes(count, '\0');
-  const ssize_t got = recv(socket_.Number(), bytes.data(), count, MSG_WAITALL);
+  const ssize_t got = recv(socket_.Get(), bytes.data(), count, MSG_WAITALL);
   if (got < 0 && errno == EAGAIN) throw std::runtime_error("nothing came");
   bytes.resize(got < 0 ? 0 : static_cast<std::size_t>(got));
   return bytes;
@@ -126,12 +126,12 @@ int RawClient::Put(const std::string& name, std::string_view bytes) const {
 }
 
 void RawClient::CloseWriting() const {
-  shutdown(socket_.Number(), SHUT_WR);
+  shutdown(socket_.Get(), SHUT_WR);
 }
 
 void RawClient::Reset() {
   SetOption(socket_, SOL_SOCKET, SO_LINGER, linger{1, 0});
-  const tvl::server::Descriptor closed = std::move(socket_);
+  const tvl::Descriptor closed = std::move(socket_);
 }
 
 void RawClient::AskAheadFor(const std::string& name) const {

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "server/descriptor.h"
+#include "host/descriptor.h"
 
 // The identity that a client claims.
 struct ClientNames {
@@ -68,7 +68,7 @@ class RawClient {
   void AskAheadFor(const std::string& name) const;
 
  private:
-  tvl::server::Descriptor socket_;
+  tvl::Descriptor socket_;
 };
 
 #endif

@@ -6,14 +6,14 @@
 #include <iterator>
 #include <type_traits>
 
-#include "platform/system_calls.h"
+#include "host/system_calls.h"
 
 // For tests that check for descriptors left open.
 inline long OpenDescriptors() {
   return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
-// Makes one system call of the platform layer fail, or all calls from that one on.
+// Makes one system call of host/system_calls.h fail, or all calls from that one on.
 class Faults {
  public:
   enum class Span { kOne, kFromThereOn };
@@ -22,39 +22,7 @@ class Faults {
   Faults(int at, int error, Span span = Span::kOne) {
     State& state = Get();
     state = {tvl::System(), at, error, span, 0, nullptr};
-    Wrap<&tvl::SystemCalls::open>("open");
-    Wrap<&tvl::SystemCalls::openat>("openat");
-    Wrap<&tvl::SystemCalls::close>("close");
-    Wrap<&tvl::SystemCalls::read>("read");
-    Wrap<&tvl::SystemCalls::write>("write");
-    Wrap<&tvl::SystemCalls::lseek>("lseek");
-    Wrap<&tvl::SystemCalls::fstat>("fstat");
-    Wrap<&tvl::SystemCalls::stat>("stat");
-    Wrap<&tvl::SystemCalls::lstat>("lstat");
-    Wrap<&tvl::SystemCalls::fstatat>("fstatat");
-    Wrap<&tvl::SystemCalls::getdents>("getdents");
-    Wrap<&tvl::SystemCalls::ftruncate>("ftruncate");
-    Wrap<&tvl::SystemCalls::clone>("clone");
-    Wrap<&tvl::SystemCalls::copy_file_range>("copy_file_range");
-    Wrap<&tvl::SystemCalls::futimens>("futimens");
-    Wrap<&tvl::SystemCalls::fchmod>("fchmod");
-    Wrap<&tvl::SystemCalls::fchown>("fchown");
-    Wrap<&tvl::SystemCalls::fgetxattr>("fgetxattr");
-    Wrap<&tvl::SystemCalls::fsetxattr>("fsetxattr");
-    Wrap<&tvl::SystemCalls::fremovexattr>("fremovexattr");
-    Wrap<&tvl::SystemCalls::readlink>("readlink");
-    Wrap<&tvl::SystemCalls::fstatfs>("fstatfs");
-    Wrap<&tvl::SystemCalls::mkdir>("mkdir");
-    Wrap<&tvl::SystemCalls::unlink>("unlink");
-    Wrap<&tvl::SystemCalls::unlinkat>("unlinkat");
-    Wrap<&tvl::SystemCalls::rmdir>("rmdir");
-    Wrap<&tvl::SystemCalls::rename>("rename");
-    Wrap<&tvl::SystemCalls::rename_noreplace>("rename_noreplace");
-    Wrap<&tvl::SystemCalls::link>("link");
-    Wrap<&tvl::SystemCalls::fsync>("fsync");
-    Wrap<&tvl::SystemCalls::syncfs>("syncfs");
-    Wrap<&tvl::SystemCalls::lock>("lock");
-    Wrap<&tvl::SystemCalls::set_flags>("set_flags");
+    tvl::ForEachSystemCall([]<auto Entry>(const char* name) { Wrap<Entry>(name); });
   }
   ~Faults() { tvl::System() = Get().real; }
   Faults(const Faults&) = delete;

@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <csignal>
 
-#include "cli/descriptor.h"
+#include "host/descriptor.h"
 
 namespace tvl::cli {
 namespace {

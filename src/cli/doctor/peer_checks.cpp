@@ -16,10 +16,10 @@
 #include <tvlclient/errors.h>
 #include <tvlclient/smb_opr.h>
 
-#include "cli/descriptor.h"
 #include "cli/doctor/lock_child.h"
 #include "cli/doctor/peer.h"
 #include "cli/doctor/scratch.h"
+#include "host/descriptor.h"
 
 namespace tvl::cli {
 namespace {

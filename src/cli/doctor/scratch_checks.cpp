@@ -8,9 +8,9 @@
 #include <tvlclient/errors.h>
 #include <tvlclient/smb_opr.h>
 
-#include "cli/descriptor.h"
 #include "cli/doctor/checks.h"
 #include "cli/doctor/lock_child.h"
+#include "host/descriptor.h"
 
 namespace tvl::cli {
 namespace {

@@ -1,5 +1,5 @@
-#ifndef TVL_PLATFORM_FOLDER_READER_H
-#define TVL_PLATFORM_FOLDER_READER_H
+#ifndef TVL_HOST_FOLDER_READER_H
+#define TVL_HOST_FOLDER_READER_H
 
 #include <dirent.h>
 
@@ -8,7 +8,7 @@
 
 namespace tvl {
 
-// Reads the names in an open folder, in the order of the file system. For the platform layer only.
+// Reads the names in an open folder, in the order of the file system.
 class FolderReader {
  public:
   // `descriptor` must outlive the reader. If it is negative, there are no names, and `problem` is the reason.

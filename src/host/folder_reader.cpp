@@ -1,9 +1,9 @@
-#include "platform/folder_reader.h"
+#include "host/folder_reader.h"
 
 #include <cerrno>
 #include <new>
 
-#include "platform/system_calls.h"
+#include "host/system_calls.h"
 
 namespace tvl {
 namespace {

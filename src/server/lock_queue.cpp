@@ -4,6 +4,7 @@
 #include <asio/this_coro.hpp>
 #include <asio/use_awaitable.hpp>
 #include <chrono>
+#include <limits>
 #include <utility>
 
 #include "presence/lock_table.h"
@@ -26,21 +27,29 @@ asio::awaitable<LockQueue::Outcome> LockQueue::Run(Kind kind, const Work& work) 
 void LockQueue::Add(Request& request) {
   request.ticket.emplace(stats_);
   const std::lock_guard<std::mutex> guard(mutex_);
+  request.number = ++added_;
   (request.kind == Kind::kLeave ? leaving_ : others_).push_back(&request);
   if (draining_) return;
   asio::post(engine_, [this] { Drain(); });
   draining_ = true;
 }
 
-// Returns null if there is none.
-LockQueue::Request* LockQueue::Take() {
+std::uint64_t LockQueue::Added() {
   const std::lock_guard<std::mutex> guard(mutex_);
-  std::deque<Request*>& queue = leaving_.empty() ? others_ : leaving_;
-  if (queue.empty()) return nullptr;
-  Request* const request = queue.front();
-  queue.pop_front();
-  request->ticket.reset();
-  return request;
+  return added_;
+}
+
+// Takes a request that is not newer than number `last`. Returns null if there is none.
+LockQueue::Request* LockQueue::Take(std::uint64_t last) {
+  const std::lock_guard<std::mutex> guard(mutex_);
+  for (std::deque<Request*>* queue : {&leaving_, &others_}) {
+    if (queue->empty() || queue->front()->number > last) continue;
+    Request* const request = queue->front();
+    queue->pop_front();
+    request->ticket.reset();
+    return request;
+  }
+  return nullptr;
 }
 
 void LockQueue::Drain() noexcept {
@@ -65,7 +74,7 @@ void LockQueue::ServeBatch() {
   // Without a writable table, each request finds out for itself what it can do.
   const auto end = std::chrono::steady_clock::now() + kLongestBatch;
   while (served_.size() < kMostAtOnce && std::chrono::steady_clock::now() < end) {
-    Request* const request = Take();
+    Request* const request = Take(std::numeric_limits<std::uint64_t>::max());
     if (request == nullptr) break;
     Do(*request);
     served_.push_back(request);
@@ -75,10 +84,12 @@ void LockQueue::ServeBatch() {
     Complete(*request, kept ? Outcome::kKept : Outcome::kLost);
 }
 
-// After a wait in vain, the other requests in the queue do not wait for the table again.
+// After a wait in vain, the other requests in the queue do not wait for the table again. Those that come
+// meanwhile do: the table may be free by then.
 void LockQueue::RefuseAll() {
   const WithoutLockTable without;
-  while (Request* request = Take()) {
+  const std::uint64_t last = Added();
+  while (Request* request = Take(last)) {
     const bool is_done = request->kind != Kind::kAsk;
     if (is_done) Do(*request);
     Complete(*request, is_done ? Outcome::kKept : Outcome::kRefused);

@@ -5,6 +5,7 @@
 #include <asio/awaitable.hpp>
 #include <asio/thread_pool.hpp>
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <exception>
 #include <functional>
@@ -61,10 +62,12 @@ class LockQueue {
     std::exception_ptr problem;
     Outcome outcome = Outcome::kKept;
     std::optional<QueueTicket> ticket = {};
+    std::uint64_t number = 0;
   };
 
   void Add(Request& request);
-  Request* Take();
+  [[nodiscard]] std::uint64_t Added();
+  Request* Take(std::uint64_t last);
   void Drain() noexcept;
   void ServeBatch();
   void RefuseAll();
@@ -77,6 +80,7 @@ class LockQueue {
   std::mutex mutex_;
   std::deque<Request*> leaving_;
   std::deque<Request*> others_;
+  std::uint64_t added_ = 0;
   bool draining_ = false;
   // Used on the engine thread only.
   std::unique_ptr<CCtreeFile> table_;

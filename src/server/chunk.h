@@ -36,7 +36,7 @@ class Chunk {
   }
 
  private:
-  std::array<char, kFront + kMost> bytes_ = {};
+  std::array<char, kFront + kMost> bytes_;  // not cleared: that would cost more than a small file
   std::size_t size_ = 0;
 };
 

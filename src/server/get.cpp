@@ -45,7 +45,7 @@ asio::awaitable<bool> Session::Get(std::string_view command) {
   const Stopwatch watch;
   const FileRequest asked = ParseFileRequest(command, Right::kRead);
   const ShownTransfer shown(*record_, ClientRecord::Direction::kGet, asked.name);
-  auto transfer = std::make_shared<Transfer>();
+  const std::shared_ptr<Transfer> transfer(new Transfer);  // make_shared would clear the chunks
   const int code = co_await OpenGet(asked, *transfer);
   bool go_on = true;
   if (code == TVL_OK) {

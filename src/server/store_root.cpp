@@ -86,12 +86,7 @@ StoreRoot::StoreRoot(const std::string& root, const std::vector<std::string>& cl
   if (!id) throw std::system_error(errno, std::generic_category(), root);
   root_id_ = *id;
   kernel_resolves_ = KernelResolves(root_.Get());
-  for (const std::string& path : closed) {
-    const Descriptor folder(open(path.c_str(), kFolderFlags));
-    if (!folder.IsOpen() || !IsWithin(folder.Get(), {root_id_}, root_id_)) continue;
-    const std::optional<FileIdentity> closed_id = IdentityOf(folder.Get());
-    if (closed_id && *closed_id != root_id_) closed_.push_back({path, *closed_id});
-  }
+  for (const std::string& path : closed) Close(path);
   const SplitName split = Split(configuration_);
   configuration_base_ = split.base;
   configuration_folder_ = IdentityOf(split.folder.empty() ? "." : split.folder.c_str());
@@ -104,10 +99,11 @@ std::optional<DiskSpace> StoreRoot::Space() const {
   return DiskSpace{status.f_bavail * unit, status.f_blocks * unit};
 }
 
-// Returns true if `folder` is one of `wanted` or is below one, and if that cannot be determined. Walks up to
-// `top`. Uses the folder itself, not its path, so that links and case rules of the file system do not matter.
-bool StoreRoot::IsWithin(int folder, const std::vector<FileIdentity>& wanted, const FileIdentity& top) {
-  std::optional<FileIdentity> id = IdentityOf(folder);
+// Returns true if `folder`, which is `id`, is one of `wanted` or is below one, and if that cannot be
+// determined. Walks up to `top`. Uses the folder itself, not its path, so that links and case rules of the
+// file system do not matter.
+bool StoreRoot::IsWithin(int folder, std::optional<FileIdentity> id, const std::vector<FileIdentity>& wanted,
+                         const FileIdentity& top) {
   Descriptor above;
   for (int depth = 0; id && depth < kDeepest; ++depth) {
     if (std::find(wanted.begin(), wanted.end(), *id) != wanted.end()) return true;
@@ -130,23 +126,51 @@ std::vector<FileIdentity> StoreRoot::Closed() const {
   return ids;
 }
 
-bool StoreRoot::MayEnter(int folder) const {
-  return closed_.empty() || !IsWithin(folder, Closed(), root_id_);
+// Closes a folder to clients, unless it is outside the root or within another closed one.
+void StoreRoot::Close(const std::string& path) {
+  const Descriptor folder(open(path.c_str(), kFolderFlags));
+  const std::optional<FileIdentity> id = folder.IsOpen() ? IdentityOf(folder.Get()) : std::nullopt;
+  if (!id || *id == root_id_ || !IsWithin(folder.Get(), id, {root_id_}, root_id_)) return;
+  if (closed_.empty() || !IsWithin(folder.Get(), id, Closed(), root_id_)) closed_.push_back({path, *id});
+}
+
+bool StoreRoot::MayEnter(int folder, const std::optional<FileIdentity>& id) const {
+  return closed_.empty() || !IsWithin(folder, id, Closed(), root_id_);
 }
 
 bool StoreRoot::MayTouch(const Place& place) const {
-  if (EndsLikePart(place.base) || !MayEnter(place.folder.Get())) return false;
-  if (!configuration_folder_ || IdentityOf(place.folder.Get()) != configuration_folder_) return true;
-  return !EqualNoCase(place.base.c_str(), configuration_base_.c_str()) &&
-         !EqualNoCase(place.base.c_str(),
-                      (configuration_base_ + kConfigurationLockSuffix).c_str());  // its writers' turns
+  const std::optional<FileIdentity> folder = IdentityOf(place.folder.Get());
+  if (EndsLikePart(place.base) || !MayEnter(place.folder.Get(), folder)) return false;
+  return !configuration_folder_ || folder != configuration_folder_ || !IsNamedLikeConfiguration(place.base);
+}
+
+// Like the configuration, or the file on which its writers take turns.
+bool StoreRoot::IsNamedLikeConfiguration(const std::string& base) const {
+  return EqualNoCase(base.c_str(), configuration_base_.c_str()) ||
+         EqualNoCase(base.c_str(), (configuration_base_ + kConfigurationLockSuffix).c_str());
+}
+
+// True if one of the folders of a path without links is a closed one, or that cannot be determined.
+bool StoreRoot::MeetsClosed(const std::string& folders) const {
+  if (closed_.empty() || folders.empty()) return false;
+  const std::vector<FileIdentity> closed = Closed();
+  for (std::size_t end = 0; end != std::string::npos;) {
+    end = folders.find('/', end + 1);
+    struct stat status = {};
+    if (fstatat(root_.Get(), folders.substr(0, end).c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
+      return true;
+    const FileIdentity id = IdentityOf(status);
+    if (std::find(closed.begin(), closed.end(), id) != closed.end()) return true;
+  }
+  return false;
 }
 
 // Returns false for the closed folders themselves and for the configuration, regardless of the name.
-bool StoreRoot::IsForClients(const FileIdentity& id) const {
+bool StoreRoot::IsForClients(const struct stat& status) const {
+  const FileIdentity id = IdentityOf(status);
+  if (S_ISREG(status.st_mode)) return IdentityOf(configuration_.c_str()) != id;
   const std::vector<FileIdentity> closed = Closed();
-  return std::find(closed.begin(), closed.end(), id) == closed.end() &&
-         IdentityOf(configuration_.c_str()) != id;
+  return std::find(closed.begin(), closed.end(), id) == closed.end();
 }
 
 Descriptor StoreRoot::OpenFolder(const std::string& path) const {
@@ -176,7 +200,7 @@ Descriptor StoreRoot::OpenOrMakeFolder(const std::string& path, std::vector<std:
   const SplitName split = Split(path);
   const Descriptor above = OpenOrMakeFolder(split.folder, made);
   if (!above.IsOpen()) return {};
-  if (!MayEnter(above.Get())) {
+  if (!MayEnter(above.Get(), IdentityOf(above.Get()))) {
     errno = EACCES;
     return {};
   }
@@ -203,7 +227,7 @@ std::optional<Place> StoreRoot::Locate(std::string path, std::vector<std::string
     if (!MayTouch(place)) break;
     const struct stat status = StatusOf(place);
     if (!S_ISLNK(status.st_mode)) {
-      if (!IsForClients(IdentityOf(status))) break;
+      if (!IsForClients(status)) break;
       return place;
     }
     const std::string target = ReadLink(place);
@@ -222,7 +246,8 @@ std::optional<Place> StoreRoot::Find(const std::string& name) const {
 std::optional<Place> StoreRoot::FindPart(const std::string& path) const {
   SplitName split = Split(path);
   Place place = {OpenFolder(split.folder), std::move(split.folder), std::move(split.base)};
-  if (!place.folder.IsOpen() || !EndsLikePart(place.base) || !MayEnter(place.folder.Get()))
+  if (!place.folder.IsOpen() || !EndsLikePart(place.base) ||
+      !MayEnter(place.folder.Get(), IdentityOf(place.folder.Get())))
     return std::nullopt;
   return place;
 }
@@ -251,18 +276,18 @@ Descriptor StoreRoot::OpenToRead(const Place& place, struct stat& status) const 
 }
 
 Descriptor StoreRoot::OpenAtOnce(const std::string& name, struct stat& status) const {
-  if (!IsInPlace()) return {};
-  SplitName split = Split(name);
-  const char* path = split.folder.empty() ? "." : split.folder.c_str();
-  Place place = {TryBeneath(root_.Get(), path, kFolderFlags, RESOLVE_CACHED), {}, std::move(split.base)};
-  if (!place.folder.IsOpen() || !MayTouch(place)) return {};
-  return IfReadable(TryBeneath(place.folder.Get(), place.base.c_str(), kReadFlags, RESOLVE_CACHED), status);
+  const SplitName split = Split(name);
+  if (EndsLikePart(split.base) || IsNamedLikeConfiguration(split.base) || !IsInPlace()) return {};
+  Descriptor file =
+      TryBeneath(root_.Get(), name.c_str(), kReadFlags, RESOLVE_CACHED | RESOLVE_NO_SYMLINKS);
+  if (!file.IsOpen() || MeetsClosed(split.folder)) return {};
+  return IfReadable(std::move(file), status);
 }
 
 // Returns the file if clients may read it.
 Descriptor StoreRoot::IfReadable(Descriptor file, struct stat& status) const {
   if (!file.IsOpen() || fstat(file.Get(), &status) != 0) return {};
-  if (S_ISREG(status.st_mode) && IsForClients(IdentityOf(status))) return file;
+  if (S_ISREG(status.st_mode) && IsForClients(status)) return file;
   errno = EACCES;
   return {};
 }

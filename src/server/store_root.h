@@ -66,8 +66,9 @@ class StoreRoot {
   // Opens the regular file at a place for reading.
   [[nodiscard]] Descriptor OpenToRead(const Place& place, struct stat& status) const;
 
-  // Opens the file of a clean name for reading if the kernel has everything cached. If the result is not
-  // open, use Find and OpenToRead to find out whether the file exists.
+  // Opens the file of a clean name for reading, if that is simple: without links, and with all that it takes
+  // in the kernel's memory. If it is not open, for whatever reason, Find and OpenToRead find out whether
+  // there is such a file.
   [[nodiscard]] Descriptor OpenAtOnce(const std::string& name, struct stat& status) const;
 
  private:
@@ -81,10 +82,14 @@ class StoreRoot {
   Descriptor OpenFolder(const std::string& path) const;
   Descriptor OpenStepByStep(const std::string& path) const;
   Descriptor OpenOrMakeFolder(const std::string& path, std::vector<std::string>& made) const;
-  static bool IsWithin(int folder, const std::vector<FileIdentity>& wanted, const FileIdentity& top);
-  bool MayEnter(int folder) const;
+  static bool IsWithin(int folder, std::optional<FileIdentity> id, const std::vector<FileIdentity>& wanted,
+                       const FileIdentity& top);
+  bool MayEnter(int folder, const std::optional<FileIdentity>& id) const;
+  void Close(const std::string& path);
+  bool MeetsClosed(const std::string& folders) const;
   bool MayTouch(const Place& place) const;
-  bool IsForClients(const FileIdentity& id) const;
+  [[nodiscard]] bool IsNamedLikeConfiguration(const std::string& base) const;
+  bool IsForClients(const struct stat& status) const;
   Descriptor IfReadable(Descriptor file, struct stat& status) const;
 
   [[nodiscard]] std::vector<FileIdentity> Closed() const;

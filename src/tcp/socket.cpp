@@ -157,19 +157,18 @@ void CJSock::OnClose(int code) {
   CAsyncSocket::OnClose(code);
 }
 
-// `rxWrite` follows what was received and not what was announced: the two need not agree.
+// `rxWrite` follows what was received and not what was announced: the two need not agree. What comes
+// meanwhile is left to the next notification.
 void CJSock::OnReceive(int code) try {
   CAsyncSocket::OnReceive(code);
   DWORD announced = 0;
-  while (IOCtl(kBytesToRead, &announced) != 0 && announced != 0 && rxWrite < kMostWaiting) {
-    const auto count =
-        static_cast<int>(std::min<DWORD>(announced, static_cast<DWORD>(kMostWaiting - rxWrite)));
-    GrowBuffer(rxWrite + count);
-    const int received = Receive(rxBuffer + rxWrite, count, 0);
-    if (received <= 0) return;
-    rxWrite += received;
-    sign_of_life_ = std::chrono::steady_clock::now();
-  }
+  if (IOCtl(kBytesToRead, &announced) == 0 || announced == 0 || rxWrite >= kMostWaiting) return;
+  const auto count = static_cast<int>(std::min<DWORD>(announced, static_cast<DWORD>(kMostWaiting - rxWrite)));
+  GrowBuffer(rxWrite + count);
+  const int received = Receive(rxBuffer + rxWrite, count, 0);
+  if (received <= 0) return;
+  rxWrite += received;
+  sign_of_life_ = std::chrono::steady_clock::now();
 } catch (const std::bad_alloc&) {
   connected = 0;
   lastError = WSAENOBUFS;

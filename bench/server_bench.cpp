@@ -176,22 +176,30 @@ std::vector<Row> SmallRows(const Place& place) {
   for (int i = 0; i < kSmallFiles; ++i) MakeFile(place.served.root / "small" / std::to_string(i), 4096);
   CTVLClientTcpOpr client;
   Connect(client, place.served.port, place.work);
-  Times times(3);
+  TVLSetTransferWindow(8);
+  CTVLClientTcpOpr with_window;
+  Connect(with_window, place.served.port, place.work);
+  TVLSetTransferWindow(0);
+  const auto get_all = [](CTVLClientTcpOpr& from, const std::string& target) {
+    sync();
+    return Seconds([&] {
+      for (int i = 0; i < kSmallFiles; ++i)
+        Get(from, "small/" + std::to_string(i), target + std::to_string(i));
+    });
+  };
+  Times times(4);
   for (int run = 0; run < place.setting.runs; ++run) {
     const std::string target = std::to_string(run) + "/";
-    sync();
-    times.Add(0, Seconds([&] {
-                for (int i = 0; i < kSmallFiles; ++i)
-                  Get(client, "small/" + std::to_string(i), target + std::to_string(i));
-              }));
+    times.Add(0, get_all(client, target));
+    times.Add(3, get_all(with_window, "window" + target));
     sync();
     times.Add(1, Rsync(place, kDaemon + std::string("small/"), (place.work / ("rsync" + target)).string()));
     sync();
     times.Add(2, bench::PingPongFiles(kSmallFiles, place.work / ("bound" + target)));
   }
   const char work[] = "get of 5,000 files of 4 KiB";
-  return {times.ToRow(work, 1, "rsync daemon", 1.0),
-          times.ToRow(work, 2, "same packets and files", bench::kNoAim)};
+  return {times.ToRow(work, 1, "rsync daemon", 1.0), times.ToRow(work, 2, "same packets and files", 1.22),
+          times.ToRow(work, 3, "with a transfer window", bench::kNoAim)};
 }
 
 // Comes in as a client of a computer of that name, and says nothing more.

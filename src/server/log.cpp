@@ -22,6 +22,9 @@ namespace tvl::server {
 namespace {
 
 constexpr std::chrono::seconds kLastWords(1);
+
+// How long a first line waits for others, so that a busy server does not wake the thread for every line.
+constexpr std::chrono::milliseconds kGather(5);
 constexpr mode_t kLogMode = 0640;
 
 struct Entry {
@@ -45,6 +48,7 @@ Descriptor OpenLog(const std::string& path) {
 struct Log::State {
   explicit State(const LogOptions& given) : options(given) {}
   void Run();
+  void WaitForLines(std::unique_lock<std::mutex>& lock);
   [[nodiscard]] std::optional<Entry> Next();
   void WriteEntry(const Entry& entry);
   [[nodiscard]] std::string Line(const Entry& entry) const {
@@ -53,21 +57,30 @@ struct Log::State {
 
   const LogOptions options;
   std::mutex mutex;
-  std::condition_variable filled;
+  std::condition_variable filled;    // no longer idle
+  std::condition_variable gathered;  // no longer worth waiting for more
   std::condition_variable ended;
   std::deque<Entry> queue;
   std::uint64_t dropped = 0;  // and not reported yet
   std::uint64_t dropped_in_all = 0;
   Descriptor file;        // not open where the log goes to standard error
   Descriptor fresh_file;  // replaces `file` before the next line
+  bool idle = false;      // the thread waits for a first line
   bool stopping = false;
   bool stopped = false;
 };
 
+void Log::State::WaitForLines(std::unique_lock<std::mutex>& lock) {
+  idle = true;
+  filled.wait(lock, [this] { return !queue.empty() || dropped > 0 || stopping; });
+  idle = false;
+  gathered.wait_for(lock, kGather, [this] { return queue.size() > kLongestQueue / 2 || stopping; });
+}
+
 // Returns the next entry, preceded by one that reports dropped entries; nothing at the end.
 std::optional<Entry> Log::State::Next() {
   std::unique_lock<std::mutex> lock(mutex);
-  filled.wait(lock, [this] { return !queue.empty() || dropped > 0 || stopping; });
+  if (queue.empty() && !stopping) WaitForLines(lock);
   if (fresh_file.IsOpen()) {
     file = std::move(fresh_file);
     fresh_file = {};
@@ -111,6 +124,7 @@ Log::~Log() {
   std::unique_lock<std::mutex> lock(state_->mutex);
   state_->stopping = true;
   state_->filled.notify_all();
+  state_->gathered.notify_all();
   state_->ended.wait_for(lock, kLastWords, [this] { return state_->stopped; });
 }
 
@@ -123,7 +137,8 @@ void Log::Write(Event event) try {
     return;
   }
   state_->queue.push_back({std::chrono::system_clock::now(), std::move(event)});
-  state_->filled.notify_one();
+  if (std::exchange(state_->idle, false)) state_->filled.notify_one();
+  if (state_->queue.size() == kLongestQueue / 2 + 1) state_->gathered.notify_one();
 } catch (const std::bad_alloc&) {
 }
 

@@ -157,8 +157,7 @@ bool StoreRoot::MeetsClosed(const std::string& folders) const {
   for (std::size_t end = 0; end != std::string::npos;) {
     end = folders.find('/', end + 1);
     struct stat status = {};
-    if (fstatat(root_.Get(), folders.substr(0, end).c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
-      return true;
+    if (fstatat(root_.Get(), folders.substr(0, end).c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return true;
     const FileIdentity id = IdentityOf(status);
     if (std::find(closed.begin(), closed.end(), id) != closed.end()) return true;
   }
@@ -278,8 +277,7 @@ Descriptor StoreRoot::OpenToRead(const Place& place, struct stat& status) const 
 Descriptor StoreRoot::OpenAtOnce(const std::string& name, struct stat& status) const {
   const SplitName split = Split(name);
   if (EndsLikePart(split.base) || IsNamedLikeConfiguration(split.base) || !IsInPlace()) return {};
-  Descriptor file =
-      TryBeneath(root_.Get(), name.c_str(), kReadFlags, RESOLVE_CACHED | RESOLVE_NO_SYMLINKS);
+  Descriptor file = TryBeneath(root_.Get(), name.c_str(), kReadFlags, RESOLVE_CACHED | RESOLVE_NO_SYMLINKS);
   if (!file.IsOpen() || MeetsClosed(split.folder)) return {};
   return IfReadable(std::move(file), status);
 }

@@ -66,9 +66,8 @@ class StoreRoot {
   // Opens the regular file at a place for reading.
   [[nodiscard]] Descriptor OpenToRead(const Place& place, struct stat& status) const;
 
-  // Opens the file of a clean name for reading, if that is simple: without links, and with all that it takes
-  // in the kernel's memory. If it is not open, for whatever reason, Find and OpenToRead find out whether
-  // there is such a file.
+  // Opens the file of a clean name for reading if no links are on its path and the kernel has everything
+  // cached. If the result is not open, use Find and OpenToRead to find out whether the file exists.
   [[nodiscard]] Descriptor OpenAtOnce(const std::string& name, struct stat& status) const;
 
  private:

@@ -46,7 +46,11 @@ asio::awaitable<bool> Session::Get(std::string_view command) {
   const FileRequest asked = ParseFileRequest(command, Right::kRead);
   const ShownTransfer shown(*record_, ClientRecord::Direction::kGet, asked.name);
   const std::shared_ptr<Transfer> transfer(new Transfer);  // make_shared would clear the chunks
-  const int code = co_await OpenGet(asked, *transfer);
+  int code = co_await OpenGet(asked, *transfer);
+  if (code == TVL_OK) {
+    const bool filled = co_await FillRest(*transfer, transfer->chunks[0]);
+    if (!filled) code = TVL_ERR_SERVER_FILE;
+  }
   bool go_on = true;
   if (code == TVL_OK) {
     go_on = co_await SendChunks(transfer);
@@ -127,6 +131,7 @@ asio::awaitable<bool> Session::SendChunks(const std::shared_ptr<Transfer>& trans
     bool filled = true;
     if (ahead) filled = co_await ahead->End();
     if (answered != Answered::kAll) co_return answered == Answered::kOver;
+    if (filled) filled = co_await FillRest(*transfer, next);
     if (!filled) co_return false;
     if (next.Size() == 0) break;
     preface.clear();
@@ -137,6 +142,16 @@ asio::awaitable<bool> Session::SendChunks(const std::shared_ptr<Transfer>& trans
   const Answered answered = co_await TakeAnswers(*transfer, 0);
   transfer->landed = answered == Answered::kAll;
   co_return answered != Answered::kGone;
+}
+
+// Fills a chunk to its end, in turns with the requests of others. False if the file cannot be read.
+asio::awaitable<bool> Session::FillRest(Transfer& transfer, Chunk& chunk) {
+  while (transfer.file.HasMore()) {
+    const bool filled =
+        co_await RunOn(service_.files, [&transfer, &chunk] { return transfer.file.Fill(chunk); });
+    if (!filled) co_return false;
+  }
+  co_return true;
 }
 
 // Receives answers to chunks until only `left` are missing. kOver if the client has ended the get.

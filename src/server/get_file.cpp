@@ -73,8 +73,10 @@ bool GetFile::Read(char* to, std::size_t room, std::size_t& count) {
 }
 
 bool GetFile::FillPacked(Chunk& chunk) {
-  std::size_t filled = 0;
-  while (filled < Chunk::kMost) {
+  std::size_t filled = more_ ? chunk.Size() : 0;
+  const std::uint64_t end = position_ + kMostAtOnce;
+  more_ = false;
+  while (filled < Chunk::kMost && !more_) {
     const auto room = static_cast<unsigned int>(Chunk::kMost - filled);
     const unsigned int produced = packing_->deflater.Take(chunk.Data() + filled, room);
     filled += produced;
@@ -83,6 +85,7 @@ bool GetFile::FillPacked(Chunk& chunk) {
     std::size_t count = 0;
     if (!Read(packing_->piece.data(), kPiece, count)) return false;
     packing_->deflater.Give(packing_->piece.data(), static_cast<unsigned int>(count));
+    more_ = position_ >= end;
   }
   chunk.SetSize(filled);
   return true;

@@ -45,7 +45,11 @@ class GetFile {
 
   // Fills the chunk with what comes next; nothing at the end. False if it can't be read, or has become
   // shorter than it was.
+  //
+  // One call packs kMostAtOnce bytes of the file at most, so that a file which packs well does not keep the
+  // thread for long. While HasMore returns true, another call continues with the same chunk.
   [[nodiscard]] bool Fill(Chunk& chunk);
+  [[nodiscard]] bool HasMore() const { return more_; }
 
   // The same, if that takes no wait: false, and nothing has happened, if the bytes would have to come from
   // the disk or through the compressor.
@@ -61,6 +65,7 @@ class GetFile {
   [[nodiscard]] std::optional<int> CompareWith(const Compare& compare) const;
 
   static constexpr std::size_t kPiece = 32768;
+  static constexpr std::size_t kMostAtOnce = std::size_t{1} << 20U;
 
   // Bytes of the file that go through the compressor.
   struct Packing {
@@ -76,6 +81,7 @@ class GetFile {
   struct stat status_ = {};
   std::uint64_t position_ = 0;
   std::unique_ptr<Packing> packing_;
+  bool more_ = false;
 };
 
 }  // namespace tvl::server

@@ -93,6 +93,7 @@ class Session {
   int BeginGet(Transfer& transfer) const;
   std::optional<int> OpenGetAtOnce(const FileRequest& asked, Transfer& transfer) const;
   asio::awaitable<bool> SendChunks(const std::shared_ptr<Transfer>& transfer);
+  asio::awaitable<bool> FillRest(Transfer& transfer, Chunk& chunk);
   enum class Answered { kAll, kOver, kGone };
   asio::awaitable<Answered> TakeAnswers(Transfer& transfer, unsigned int left);
   asio::awaitable<bool> MarkAbandoned();

@@ -76,8 +76,12 @@ PacketReader::Result PacketReader::NextProxyHeader(std::string_view& header) {
   return Result::kPacket;
 }
 
+void PacketReader::ShrinkForWait() {
+  if (bytes_.size() <= kLeastRoom) Shrink();
+}
+
 void PacketReader::Shrink() {
-  if (begin_ < end_ || bytes_.size() <= kLeastRoom) return;
+  if (begin_ < end_) return;
   bytes_ = std::vector<char>();
   begin_ = end_ = 0;
 }

@@ -143,6 +143,7 @@ asio::awaitable<bool> Stream::ReadMore(Clock::time_point until) {
     if (problem == asio::error::eof) co_return End("end of stream");
     if (problem != asio::error::would_block && problem != asio::error::interrupted)
       co_return End("connection lost");
+    reader_.ShrinkForWait();
     const bool ready = co_await WaitFor(asio::ip::tcp::socket::wait_read, until);
     if (!ready) co_return false;
   }

@@ -22,6 +22,7 @@
 #include <tvlclient/tvlclient.h>
 
 #include "process.h"
+#include "server_load.h"
 #include "server_peers.h"
 #include "table.h"
 #include "tcp/protocol.h"
@@ -35,7 +36,6 @@ using Clock = std::chrono::steady_clock;
 constexpr std::size_t kMiB = 1024 * 1024;
 constexpr int kSmallFiles = 5000;
 constexpr int kLockRounds = 100;
-constexpr int kIdleClients = 1000;
 constexpr int kRelayMilliseconds = 10;
 constexpr std::size_t kRelayedSize = 16 * kMiB;
 constexpr std::size_t kTextRoom = 300;
@@ -202,21 +202,8 @@ std::vector<Row> SmallRows(const Place& place) {
           times.ToRow(work, 3, "with a transfer window", bench::kNoAim)};
 }
 
-// Comes in as a client of a computer of that name, and says nothing more.
-int Enter(unsigned short port, const std::string& computer) {
-  const int server = bench::ConnectTo(port);
-  const std::string names = "bnch" + std::string(1, '\0') + computer + std::string(3, '\0');
-  std::string hello = std::string("#\0\0\0*00", 7) + names;
-  tvl::protocol::WriteLength(hello.data() + 1, hello.size());
-  hello.resize(std::max(hello.size(), tvl::protocol::kLeastHandshake));
-  bench::SendAll(server, hello.data(), hello.size());
-  char reply[256];
-  Check(recv(server, reply, sizeof reply, 0) > 0, "no welcome");
-  return server;
-}
-
 double RoundTrip(unsigned short port) {
-  const int server = Enter(port, "round");
+  const int server = bench::Enter(port, "round");
   const char unknown[] = {0, 0, 5, 0, '?'};
   char answer[5];
   const double seconds = Seconds([&] {
@@ -264,7 +251,7 @@ struct Waits {
 
 Waits LockAtOnce(unsigned short port, int count) {
   std::vector<int> clients;
-  for (int i = 0; i < count; ++i) clients.push_back(Enter(port, "crowd" + std::to_string(i)));
+  for (int i = 0; i < count; ++i) clients.push_back(bench::Enter(port, "crowd" + std::to_string(i)));
   const auto ask = [&](char letter) {
     const auto began = Clock::now();
     for (int i = 0; i < count; ++i) {
@@ -307,42 +294,6 @@ std::vector<Row> CrowdRows(const Place& place) {
           longest.ToRow("the last of 200 clients", 1, "the last of 10", bench::kNoAim)};
 }
 
-double ResidentMib(pid_t pid) {
-  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-  std::string word;
-  double kib = 0;
-  while (status >> word && word != "VmRSS:") {
-  }
-  status >> kib;
-  return kib / 1024;
-}
-
-// Clock ticks that the process has used, in the program and in the kernel.
-long Ticks(pid_t pid) {
-  constexpr int kUserTicks = 14;
-  std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
-  std::string word;
-  long ticks = 0;
-  for (int field = 1; field <= kUserTicks + 1 && stat >> word; ++field) {
-    if (field >= kUserTicks) ticks += std::stol(word);
-  }
-  return ticks;
-}
-
-std::vector<Row> IdleRows(const Place& place) {
-  const pid_t pid = place.served.server.Pid();
-  const double before = ResidentMib(pid);
-  std::vector<int> clients;
-  for (int i = 0; i < kIdleClients; ++i)
-    clients.push_back(Enter(place.served.port, "pc" + std::to_string(i)));
-  const long ticks = Ticks(pid);
-  std::this_thread::sleep_for(std::chrono::seconds(5));
-  std::printf("1,000 idle clients: %ld clock ticks of processor time in 5 s\n", Ticks(pid) - ticks);
-  const double after = ResidentMib(pid);
-  for (const int client : clients) close(client);
-  return {{"memory with 1,000 idle clients", after, "without", before, "MiB", 100, false}};
-}
-
 // A get and a put on a line of its own with a long round trip.
 struct Relayed {
   double get;
@@ -370,6 +321,15 @@ std::vector<Row> WindowRows(const Place& place) {
           {std::string("put") + delay, with.put, "without", without.put, "s", 1 / 8.0}};
 }
 
+std::vector<Row> BusyRows(const Place& place) {
+  MakeFile(place.served.root / "busy", 4096);
+  return bench::BusyRows(place.served.port);
+}
+
+std::vector<Row> IdleRows(const Place& place) {
+  return bench::IdleRows(place.served.port, place.served.server.Pid());
+}
+
 std::vector<Row> RelayRows(const Place& place) {
   constexpr std::size_t kGets = (kRelayedSize + bench::kGetChunk - 1) / bench::kGetChunk;
   constexpr std::size_t kPuts = (kRelayedSize + tvl::protocol::kPutChunk - 1) / tvl::protocol::kPutChunk;
@@ -387,9 +347,9 @@ struct Group {
   std::vector<Row> (*rows)(const Place& place);
 };
 
-constexpr Group kGroups[] = {{"idle", IdleRows},   {"lock", LockRows},   {"crowd", CrowdRows},
-                             {"small", SmallRows}, {"relay", RelayRows}, {"window", WindowRows},
-                             {"big", BigRows}};
+constexpr Group kGroups[] = {{"idle", IdleRows},     {"lock", LockRows},   {"crowd", CrowdRows},
+                             {"busy", BusyRows},     {"small", SmallRows}, {"relay", RelayRows},
+                             {"window", WindowRows}, {"big", BigRows}};
 
 bool Parse(int argc, char** argv, Setting& setting) {
   for (int i = 1; i + 1 < argc; i += 2) {
@@ -404,6 +364,7 @@ bool Parse(int argc, char** argv, Setting& setting) {
 }
 
 std::vector<Row> RowsOf(const Setting& setting) {
+  bench::RaiseFileLimit();
   bench::Served served(setting.server, setting.folder / "store");
   const Place place = {setting, served, setting.folder / "work"};
   fs::create_directories(place.work);
@@ -429,7 +390,7 @@ int main(int argc, char** argv) try {
   if (!Parse(argc, argv, setting)) {
     std::fputs(
         "usage: server_bench --server PROGRAM --dir FOLDER [--mib N] [--runs N] [--only "
-        "idle|lock|crowd|small|relay|window|big]\n",
+        "idle|lock|crowd|busy|small|relay|window|big]\n",
         stderr);
     return 2;
   }

@@ -213,6 +213,35 @@ void ReceiveAll(int socket, char* bytes, std::size_t count) {
   }
 }
 
+void SendPacket(int server, const std::string& payload) {
+  std::string packet = std::string(tvl::protocol::kHeadSize, '\0') + payload;
+  tvl::protocol::WriteLength(packet.data() + 1, packet.size());
+  SendAll(server, packet.data(), packet.size());
+}
+
+std::string ReceivePacket(int server) {
+  char head[tvl::protocol::kHeadSize];
+  ReceiveAll(server, head, sizeof head);
+  std::string payload(tvl::protocol::ReadLength(head + 1), '\0');
+  ReceiveAll(server, payload.data(), payload.size());
+  return payload;
+}
+
+void SendHandshake(int server, const std::string& computer) {
+  const std::string names = "bnch" + std::string(1, '\0') + computer + std::string(3, '\0');
+  std::string hello = std::string("#\0\0\0*00", 7) + names;
+  tvl::protocol::WriteLength(hello.data() + 1, hello.size());
+  hello.resize(std::max(hello.size(), tvl::protocol::kLeastHandshake));
+  SendAll(server, hello.data(), hello.size());
+}
+
+int Enter(unsigned short port, const std::string& computer) {
+  const int server = ConnectTo(port);
+  SendHandshake(server, computer);
+  if (!ReceivePacket(server).starts_with("TVL\t0\t")) throw std::runtime_error("no welcome");
+  return server;
+}
+
 Served::Served(const std::string& program, const fs::path& folder)
     : root(folder), config((folder / "tvl.ini").string()) {
   fs::create_directories(root / "tmp/locks");
@@ -223,7 +252,7 @@ Served::Served(const std::string& program, const fs::path& folder)
   }
   const std::string port_file = (root / "port").string();
   server = Child(StartServer({program, "--config", config, "--listen", "127.0.0.1:0", "--port-file",
-                              port_file, "--max-clients", "2000"}));
+                              port_file, "--max-clients", "9999"}));
   while (port == 0) {
     if (waitpid(server.Pid(), nullptr, WNOHANG) != 0) throw std::runtime_error("the server ended");
     std::this_thread::sleep_for(kStartPoll);

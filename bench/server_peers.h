@@ -57,6 +57,16 @@ int ConnectTo(unsigned short port);
 void SendAll(int socket, const char* bytes, std::size_t count);
 void ReceiveAll(int socket, char* bytes, std::size_t count);
 
+// A packet of a client, and the payload of one from a server.
+void SendPacket(int server, const std::string& payload);
+std::string ReceivePacket(int server);
+
+// The handshake of a client on a computer of that name.
+void SendHandshake(int server, const std::string& computer);
+
+// Connects as such a client and waits until it is accepted.
+int Enter(unsigned short port, const std::string& computer);
+
 // Bytes of a file in a packet of a get.
 constexpr std::size_t kGetChunk = 40895;
 

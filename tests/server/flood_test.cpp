@@ -14,7 +14,7 @@
 #include <thread>
 #include <vector>
 
-#include "server/descriptor.h"
+#include "host/descriptor.h"
 #include "server/server_process.h"
 #include "server/threads.h"
 #include "transfer/zlib_stream.h"
@@ -118,7 +118,7 @@ class Flood : public testing::Test {
 
   const TempFolder folder;
   const string fifo = folder.Host("fifo");
-  std::optional<tvl::server::Descriptor> unread;
+  std::optional<tvl::Descriptor> unread;
   const ServedStore store{true};
   std::optional<ServerProcess> server;
   std::atomic<bool> done = false;

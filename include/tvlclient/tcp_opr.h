@@ -79,6 +79,15 @@ class TVL_API CTVLClientTcpOpr : public CTVLClientOpr {
   // read or closed.
   int Descriptor() const;
 
+  // The version that the server reported at the last `Open`, as `1.0.0`; empty if it did not report one.
+  // Belongs to the connection and lives until its next `Open`.
+  const char* ServerVersion() const;
+
+  // Waits for a sign of life of the server, and changes nothing in the store. Returns TVL_OK,
+  // TVL_ERR_NOT_CONNECTED, TVL_ERR_TCP_SEND or TVL_ERR_TCP_RECEIVE; the last also for an answer that no
+  // server of this protocol sends.
+  int Ping();
+
  private:
   TVL_HIDDEN bool IsLive() const;
   TVL_HIDDEN int Connect(const char* host, unsigned int port, const char* className, const char* clientTag,

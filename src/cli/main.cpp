@@ -49,6 +49,7 @@ void DescribeProgram(CLI::App& app, Invocation& invocation) {
   AddTableCommands(app, invocation);
   AddValueCommands(app, invocation);
   AddServiceCommands(app, invocation);
+  AddPingCommand(app, invocation);
   AddDoctorCommand(app, invocation);
 }
 

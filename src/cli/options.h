@@ -70,6 +70,7 @@ void AddListCommand(CLI::App& app, Invocation& invocation);
 void AddSyncCommands(CLI::App& app, Invocation& invocation);
 void AddValueCommands(CLI::App& app, Invocation& invocation);
 void AddServiceCommands(CLI::App& app, Invocation& invocation);
+void AddPingCommand(CLI::App& app, Invocation& invocation);
 void AddDoctorCommand(CLI::App& app, Invocation& invocation);
 
 }  // namespace tvl::cli

@@ -1,5 +1,7 @@
 #include "server/handshake.h"
 
+#include <tvlclient/errors.h>
+
 #include "server/names.h"
 #include "tcp/protocol.h"
 #include "tcp/window.h"
@@ -25,6 +27,10 @@ std::string CleanText(std::string_view text, std::size_t longest) {
 
 std::string OrElse(std::string text, const char* otherwise) {
   return text.empty() ? std::string(otherwise) : text;
+}
+
+std::string ReplyBegin(int code) {
+  return std::string(protocol::kServerName) + "/" TVL_VERSION "\t" + std::to_string(code);
 }
 
 }  // namespace
@@ -54,7 +60,7 @@ Handshake CleanIdentity(const Handshake& sent) {
 }
 
 std::string AcceptText(const Welcome& welcome) {
-  std::string text = "TVL\t0\t" + std::to_string(welcome.instance) + "\t" +
+  std::string text = ReplyBegin(TVL_OK) + "\t" + std::to_string(welcome.instance) + "\t" +
                      std::to_string(welcome.zip_on_transfer) + "\t" + std::to_string(welcome.file_compare) +
                      "\t" + Field(welcome.short_name) + "\t" + Field(welcome.long_name);
   if (welcome.window > 0) text += protocol::kFieldSeparator + WindowText(welcome.window);
@@ -62,7 +68,7 @@ std::string AcceptText(const Welcome& welcome) {
 }
 
 std::string RefuseText(int code, std::string_view reason) {
-  return "TVL\t" + std::to_string(code) + "\t" + std::string(reason);
+  return ReplyBegin(code) + "\t" + std::string(reason);
 }
 
 std::string Field(std::string_view text) {

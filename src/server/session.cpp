@@ -16,7 +16,6 @@
 namespace tvl::server {
 namespace {
 
-constexpr std::string_view kUnknownCommand("\0", 1);
 constexpr char kNoAddress[] = "0.0.0.0";
 constexpr char kThisMachine[] = "127.0.0.1";
 
@@ -264,7 +263,7 @@ asio::awaitable<bool> Session::Dispatch(std::string_view command) {
     const bool go_on = co_await (this->*known.answer)(command);
     co_return go_on;
   }
-  const bool sent = co_await Reply(kUnknownCommand);
+  const bool sent = co_await Reply(protocol::kUnknownCommand);
   co_return sent;
 }
 

@@ -49,6 +49,14 @@ void CTVLClientTcpOpr::State::NoteRefusal(std::string_view text) {
   tvl::TakeLastError();
 }
 
+void CTVLClientTcpOpr::State::NoteVersion(std::string_view field) {
+  using tvl::protocol::kServerName;
+  std::string_view text;
+  if (field.starts_with(kServerName) && field.substr(kServerName.size()).starts_with('/'))
+    text = field.substr(kServerName.size() + 1);
+  version[text.copy(version, sizeof version - 1)] = 0;
+}
+
 CTVLClientTcpOpr::CTVLClientTcpOpr() : state(new State(opened)) {}
 
 CTVLClientTcpOpr::~CTVLClientTcpOpr() {
@@ -80,6 +88,7 @@ int CTVLClientTcpOpr::Open(char* directory, char* /*configFile*/, char* host, un
 int CTVLClientTcpOpr::Connect(const char* host, unsigned int port, const char* className,
                               const char* clientTag, unsigned int window) {
   state->refused = false;
+  state->NoteVersion("");
   if (state->socket.ConnectHost(host, port) == 0) return TVL_ERR_TCP_CONNECT;
   state->process = GetCurrentProcessId();
   state->window = window;
@@ -104,6 +113,7 @@ int CTVLClientTcpOpr::Handshake(const char* className, const char* clientTag, un
   if (state->pack.SendHandshake({texts, window > 0 ? 5U : 4U}) == 0) return TVL_ERR_TCP_SEND;
   if (state->pack.PackReceive() == 0) return TVL_ERR_TCP_RECEIVE;
   state->pack.Unpack2Toks(tvl::protocol::kFieldSeparator);
+  state->NoteVersion(state->pack.StringTok(0, ""));
   const int refusal = state->pack.NumericTok(1, TVL_ERR_NOT_SUPPORTED);
   if (refusal != TVL_OK) {
     state->NoteRefusal(state->pack.StringTok(2, ""));
@@ -156,4 +166,17 @@ const char* CTVLClientTcpOpr::Refusal() const {
 
 int CTVLClientTcpOpr::Descriptor() const {
   return IsLive() ? state->socket.Descriptor() : -1;
+}
+
+const char* CTVLClientTcpOpr::ServerVersion() const {
+  return state->version;
+}
+
+int CTVLClientTcpOpr::Ping() {
+  if (!IsLive()) return TVL_ERR_NOT_CONNECTED;
+  state->pack.Add2Pack(1, "%c", tvl::protocol::kPing);
+  if (state->pack.PackSend() == 0) return TVL_ERR_TCP_SEND;
+  if (state->pack.PackReceive() == 0) return TVL_ERR_TCP_RECEIVE;
+  const std::string_view answer(state->pack.Payload(), state->pack.PayloadLength());
+  return answer == tvl::protocol::kUnknownCommand ? TVL_OK : TVL_ERR_TCP_RECEIVE;
 }

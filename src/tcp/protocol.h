@@ -35,6 +35,10 @@ constexpr char kHandshakeMark = '#';
 constexpr std::string_view kHandshakeText = "*00";
 constexpr std::size_t kLeastHandshake = 32;
 
+// Field 0 of the reply to a handshake: this, a slash and the server's version. Servers that do not report a
+// version leave out both, and clients that do not ask for it skip the field.
+constexpr std::string_view kServerName = "TVL";
+
 // First byte of the payload from the client, with a name, a tab and the stamp of the local copy behind it:
 constexpr char kGet = 'G';
 constexpr char kPut = 'P';
@@ -48,6 +52,10 @@ constexpr char kData = '0';
 
 // The last packet, which has no answer.
 constexpr char kEnd = 'X';
+
+// A sign of life: a command that no server knows, and that each answers as such.
+constexpr char kPing = '?';
+constexpr std::string_view kUnknownCommand("\0", 1);
 
 // Answer to a chunk of a get whose file cannot be written locally, to the first one only where there is no
 // transfer window. Ends the get without an answer; with a window, the server repeats it after the last chunk

@@ -29,6 +29,10 @@ struct CTVLClientTcpOpr::State {
   void NoteRefusal(std::string_view text);
   char refusal[32] = {};
   bool refused = false;
+
+  // Takes the server's version from field 0 of its reply to the handshake; empty if it does not report one.
+  void NoteVersion(std::string_view field);
+  char version[32] = {};
 };
 
 #endif

@@ -15,6 +15,7 @@
 namespace {
 
 constexpr char kAccepted[] = "TVL\t0\t7\t0\t1\tshort\tlong";
+const std::string kAlive(1, '\0');  // the answer to a ping
 
 void TakeIn(const Peer& peer, const std::string& reply) {
   const std::size_t size = peer.ReadPacket().size() + tvl::protocol::kHeadSize;
@@ -73,12 +74,22 @@ TEST_F(ConnectionTest, EveryRefusalHasItsTextAndExitCode) {
       {{kAccepted, "4\tpc7"}, {"lock", "A", "--", "touch", "ran"}, 5, "not locked: unknown answer 4\n"},
       {{kAccepted, "-1"}, {"lock", "A", "--", "touch", "ran"}, 5, "not locked: unknown answer -1\n"},
       {{kAccepted, "0"}, {"lock", "A", "--", "touch", "ran"}, 5, "the lock table cannot be used\n"},
+      {{kAccepted, kAlive}, {"ping"}, 0, ": version unknown, connected in "},
+      {{"TVL/1.2\x1B\t0", kAlive}, {"ping"}, 0, ": version 1.2?, connected in "},
+      {{"TVL/" + std::string(40, '9') + "\t0", kAlive},
+       {"ping"},
+       0,
+       ": version 9999999999999999999999999999999,"},
+      {{"TVL/1.2\t0", kAlive}, {"--json", "ping"}, 0, "\"version\":\"1.2\",\"connect_us\":"},
+      {{"TVL/1.2\t10\ttag"}, {"ping"}, 7, "does not accept this client's tag (code 10)\n"},
+      {{kAccepted, "0"}, {"ping"}, 5, "no usable reply came from the server (code 12)\n"},
   };
   for (const auto& row : rows) {
     // A refusal without a reason may be of the transfer window, which `tvl` then does without.
     const Server server({Answers(row.replies), Answers(row.replies)});
     Expect(row.exit, Over(server, row.command), {row.told});
   }
+  Expect(2, {"ping"}, {"ping needs a server: --tcp HOST:PORT"});
   EXPECT_FALSE(folder.Exists("work/ran"));
   Expect(5, {"--tcp", "127.0.0.1:1", "info"}, {"the server cannot be reached (code 10): Connection refused"});
 }

@@ -113,6 +113,7 @@ TEST_F(DryRun, NoCommandChangesAnything) {
       {6, {"env", "unset", "none"}},
       {0, {"env", "list"}},
       {0, {"packs", "upd"}},
+      {2, {"ping"}, {"ping needs a server"}},
       {0, {"version", folder.Host("store/upd10.exe")}},
       {2, {"doctor", "--fix"}},
       {0, {"doctor"}, {"SafeOnTransfert"}},

@@ -28,14 +28,14 @@ class Player {
       ClientNames names;
       if (!words.empty()) names = {words.at(1), words.at(2), words.at(3), words.at(0)};
       clients_.back().Send(RawClient::HandshakeBytes(names));
-      EXPECT_TRUE(clients_.back().Receive().starts_with("TVL\t0\t"));
+      EXPECT_TRUE(clients_.back().Receive().starts_with(kAccepted));
     } else if (step.verb == "client" || step.verb == "client-packet") {
       const string& text = step.bytes.text;
       clients_.back().Send(step.verb == "client" ? text : RawClient::PacketBytes(text));
     } else if (step.verb == "client-ends") {
       clients_.back().CloseWriting();
     } else if (step.verb == "server" || step.verb == "server-packet") {
-      Expect(step.verb == "server" ? step.bytes : Packet(WithPid(step.bytes), 0));
+      Expect(step.verb == "server" ? step.bytes : Packet(Filled(step.bytes), 0));
     } else if (step.verb == "server-ends") {
       EXPECT_TRUE(clients_.back().IsEnded());
     } else if (step.verb == "store") {
@@ -50,14 +50,18 @@ class Player {
   }
 
  private:
-  [[nodiscard]] Bytes WithPid(const Bytes& bytes) const {
-    constexpr std::string_view kPid = "{pid}";
-    string text = bytes.text;
-    const std::size_t at = text.find(kPid);
-    if (at == string::npos) return bytes;
-    Bytes filled;
-    filled.Add(text.replace(at, kPid.size(), std::to_string(server_->Pid())));
-    return filled;
+  [[nodiscard]] Bytes Filled(const Bytes& bytes) const {
+    const std::pair<string, string> values[] = {{"{pid}", std::to_string(server_->Pid())},
+                                                {"{server}", kServer}};
+    for (const auto& [name, value] : values) {
+      string text = bytes.text;
+      const std::size_t at = text.find(name);
+      if (at == string::npos) continue;
+      Bytes filled;
+      filled.Add(text.replace(at, name.size(), value));
+      return filled;
+    }
+    return bytes;
   }
 
   void Expect(const Bytes& bytes) const {

@@ -71,7 +71,7 @@ TEST(Limits, SilentConnectionsKeepNobodyOut) {
   EXPECT_TRUE(silent.front().IsEnded());  // long before its time for a handshake is over
   const RawClient refused(server.Port(), "127.0.0.9");
   refused.Send(RawClient::HandshakeBytes({}));
-  EXPECT_EQ(refused.Receive(), "TVL\t10\taddress");
+  EXPECT_EQ(refused.Receive(), kServer + "\t10\taddress");
   EXPECT_THROW(server.Enter({"pc2"}), std::runtime_error);
   const RawClient second = server.Enter({"pc2"}, "127.0.0.2");
 }
@@ -235,6 +235,21 @@ TEST(ServerLog, ClientsForgeNeitherLinesNorFields) {
   EXPECT_EQ(JsonLine(time, latin),
             "{\"time\":\"2023-11-14T22:13:20.123Z\",\"level\":\"error\",\"what\":\"get\","
             "\"name_hex\":\"e49bff\"}\n");
+}
+
+TEST(Ping, FindsOutWhetherAServerServes) {
+  const ServedStore store;
+  ServerProcess server(store);
+  const ProcessStart ping = {
+      {TVL_PROGRAM, "--tcp", "127.0.0.1:" + std::to_string(server.Port()), "--timeout", "1", "ping"}};
+  const ProcessResult alive = RunProcess(ping);
+  EXPECT_EQ(alive.exit, 0);
+  EXPECT_NE(alive.out.find(": version " TVL_VERSION ", connected in "), std::string::npos) << alive.out;
+  for (const int signal : {SIGSTOP, SIGKILL}) {
+    server.Signal(signal);
+    if (signal == SIGKILL) server.Wait();
+    EXPECT_EQ(RunProcess(ping).exit, 5) << signal;
+  }
 }
 
 }  // namespace

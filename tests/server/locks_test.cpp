@@ -71,7 +71,7 @@ TEST_F(Locks, ComeWithPresenceOnBothSides) {
   const RawClient client(server.Port());
   client.Send(RawClient::HandshakeBytes({here}));
   // The directory's client is the first.
-  EXPECT_TRUE(client.Receive().starts_with("TVL\t0\t2\t"));
+  EXPECT_TRUE(client.Receive().starts_with(kAccepted + "2\t"));
   EXPECT_TRUE(others().starts_with("1 " + here + "-7f000001-002.")) << others();
   client.Leave();
   EXPECT_EQ(others(), "0 ");

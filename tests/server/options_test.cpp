@@ -172,7 +172,7 @@ TEST(Access, IsByNameAndFolder) {
 void ExpectRefused(unsigned short port, const string& tag, const string& reason) {
   const RawClient client(port);
   client.Send(RawClient::HandshakeBytes({.tag = tag}) + RawClient::PacketBytes("Gahead\t@"));
-  EXPECT_EQ(client.Receive(), "TVL\t10\t" + reason);
+  EXPECT_EQ(client.Receive(), kServer + "\t10\t" + reason);
   client.SendPacket("Gmore\t@");
   client.SendPacket("X");
   EXPECT_TRUE(client.IsEnded());

@@ -107,7 +107,7 @@ class ProxiedServer : public testing::Test {
 
 TEST_F(ProxiedServer, TrustsWhatItsProxyReports) {
   const RawClient client(port);
-  EXPECT_TRUE(Answer(client, Proxied(Certificate("ann"))).starts_with("TVL\t0\t"));
+  EXPECT_TRUE(Answer(client, Proxied(Certificate("ann"))).starts_with(kAccepted));
   EXPECT_TRUE(server.WaitForLog("127.0.0.5:12345 \"pc1/ann/mgrx#1\" enter"));
   EXPECT_TRUE(client.Ask("LORD1").ends_with("127.0.0.5\tann"));
   EXPECT_EQ(client.Put("docs/a", "x"), 0);
@@ -121,11 +121,11 @@ TEST_F(ProxiedServer, RefusesWhatItCannotTrust) {
     string header, answer;
     const char* from;
   } rows[] = {
-      {Proxied(Certificate("carl")), "TVL\t10\tcertificate", "127.0.0.1"},
-      {Proxied(Certificate("ann", 1)), "TVL\t10\tcertificate", "127.0.0.1"},
-      {Proxied(Certificate(string(65, 'a'))), "TVL\t10\tcertificate", "127.0.0.1"},
-      {Proxied(), "TVL\t10\tcertificate", "127.0.0.1"},
-      {Header(0x21, 0x11, elsewhere + Certificate("ann")), "TVL\t10\taddress", "127.0.0.1"},
+      {Proxied(Certificate("carl")), kServer + "\t10\tcertificate", "127.0.0.1"},
+      {Proxied(Certificate("ann", 1)), kServer + "\t10\tcertificate", "127.0.0.1"},
+      {Proxied(Certificate(string(65, 'a'))), kServer + "\t10\tcertificate", "127.0.0.1"},
+      {Proxied(), kServer + "\t10\tcertificate", "127.0.0.1"},
+      {Header(0x21, 0x11, elsewhere + Certificate("ann")), kServer + "\t10\taddress", "127.0.0.1"},
       {Proxied("\x04"), "", "127.0.0.1"},
       {"", "", "127.0.0.1"},
       {Proxied(Certificate("ann")), "", "127.0.0.2"},
@@ -134,11 +134,11 @@ TEST_F(ProxiedServer, RefusesWhatItCannotTrust) {
     EXPECT_EQ(Answer(RawClient(port, row.from), row.header), row.answer)
         << testing::PrintToString(row.header);
   }
-  EXPECT_EQ(Answer(RawClient(server.Port()), ""), "TVL\t10\taddress");  // past the proxy
+  EXPECT_EQ(Answer(RawClient(server.Port()), ""), kServer + "\t10\taddress");  // past the proxy
   const RawClient check(port, "127.0.0.3");
   check.Send(Header(0x20, 0x00, ""));
   EXPECT_TRUE(check.IsEnded());
-  EXPECT_TRUE(Answer(RawClient(port), Proxied(Certificate("bob"))).starts_with("TVL\t0\t"));
+  EXPECT_TRUE(Answer(RawClient(port), Proxied(Certificate("bob"))).starts_with(kAccepted));
   EXPECT_TRUE(server.WaitForLog("/bob/"));
   EXPECT_EQ(server.Log().find("127.0.0.3"), string::npos) << server.Log();
 }

@@ -6,6 +6,10 @@
 
 #include "host/descriptor.h"
 
+// How the server's reply to a handshake begins, and the reply to a client that it accepts.
+inline const std::string kServer = "TVL/" TVL_VERSION;
+inline const std::string kAccepted = kServer + "\t0\t";
+
 // The identity that a client claims.
 struct ClientNames {
   std::string computer = "pc1";

@@ -61,7 +61,7 @@ ServerProcess::ServerProcess(const ServedStore& store, const std::vector<std::st
 RawClient ServerProcess::Enter(const ClientNames& names, const char* from) const {
   RawClient client(port_, from);
   client.Send(RawClient::HandshakeBytes(names));
-  if (!client.Receive().starts_with("TVL\t0\t")) throw std::runtime_error("refused");
+  if (!client.Receive().starts_with(kAccepted)) throw std::runtime_error("refused");
   return client;
 }
 

@@ -132,10 +132,10 @@ TEST_F(Status, CountsWhatTheServerDoes) {
   EXPECT_EQ(putting.Ask("Ph\t@"), "0");
   const RawClient third(server.Port());
   third.Send(RawClient::HandshakeBytes({"pc3"}));
-  EXPECT_EQ(third.Receive(), "TVL\t10\tfull");
+  EXPECT_EQ(third.Receive(), kServer + "\t10\tfull");
   const RawClient elsewhere(server.Port(), "127.0.0.9");
   elsewhere.Send(RawClient::HandshakeBytes({"pc4"}));
-  EXPECT_EQ(elsewhere.Receive(), "TVL\t10\taddress");
+  EXPECT_EQ(elsewhere.Receive(), kServer + "\t10\taddress");
   RawClient(server.Port()).CloseWriting();
   string page;
   std::map<string, double> samples;
@@ -221,7 +221,7 @@ TEST_F(Status, ShowsWhoDoesWhat) {
   EXPECT_EQ(latin.Ask("Pb\xE4r\t@"), "0");
   const RawClient refused(server.Port());
   refused.Send(RawClient::HandshakeBytes({"pc3", "eve"}));
-  EXPECT_EQ(refused.Receive(), "TVL\t10\tfull");
+  EXPECT_EQ(refused.Receive(), kServer + "\t10\tfull");
   const json event = Event();
   SCOPED_TRACE(event.dump(1));
   const json& totals = event["totals"];

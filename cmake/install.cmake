@@ -15,6 +15,14 @@ if(TARGET tvlserver)
     set(bin \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}\")
     file(MAKE_DIRECTORY \"\${bin}\")
     file(CREATE_LINK \"${server_link}\" \"\${bin}/tvlserver\" SYMBOLIC)")
+  # Units of the service manager; below /usr and /usr/local they are where it looks for them.
+  configure_file(${PROJECT_SOURCE_DIR}/packaging/tvlserver.service.in ${PROJECT_BINARY_DIR}/tvlserver.service @ONLY)
+  install(FILES
+    ${PROJECT_BINARY_DIR}/tvlserver.service
+    ${PROJECT_SOURCE_DIR}/packaging/tvlserver.socket
+    ${PROJECT_SOURCE_DIR}/packaging/tvlserver-proxy.socket
+    DESTINATION lib/systemd/system)
+  install(FILES ${PROJECT_SOURCE_DIR}/packaging/tvlserver.sysusers DESTINATION lib/sysusers.d RENAME tvlserver.conf)
 endif()
 if(TARGET tvl)
   set_target_properties(tvl PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")

@@ -21,6 +21,7 @@ std::string Line(const std::string& name, const std::string& value) {
 }
 
 std::string Where(const ListenAddress& address) {
+  if (!address.sockets.empty()) return std::to_string(address.sockets.size()) + " from the service manager";
   if (address.port.empty()) return "nowhere";
   const bool is_v6 = address.host.find(':') != std::string::npos;
   return (is_v6 ? "[" + address.host + "]" : address.host) + ":" + address.port;
@@ -66,7 +67,8 @@ std::string DescribePlan(const Options& options, CConfig& config) {
   plan += Line("packs", config.zipOnTransfert != 0 ? "yes" : "no");
   plan += Line("listens", Where(options.plain));
   if (!options.status.port.empty()) plan += Line("status", Where(options.status));
-  if (!options.proxy.port.empty()) plan += Line("for a proxy", Where(options.proxy));
+  if (!options.proxy.port.empty() || !options.proxy.sockets.empty())
+    plan += Line("for a proxy", Where(options.proxy));
   plan += Line("admits", sources.allow.empty() ? "any address" : Joined(sources.allow));
   plan += Line("tags", sources.tags.empty() ? "any" : "those in " + sources.tags);
   if (options.user_from_certificate || !sources.users.empty()) {

@@ -1,11 +1,15 @@
 #include "server/options.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
+#include <iterator>
 #include <map>
 #include <stdexcept>
 #include <string_view>
 #include <vector>
+
+#include "server/passed_sockets.h"
 
 namespace tvl::server {
 namespace {
@@ -158,14 +162,36 @@ std::chrono::milliseconds Milliseconds(double seconds) {
   return std::chrono::milliseconds(static_cast<std::int64_t>(seconds * kMillisecondsPerSecond));
 }
 
+// Sockets are told apart by the names that their units give them.
+void TakePassedSockets(const Words& words, Options& options) {
+  const struct {
+    const char* name;
+    const char* option;
+    const std::string& text;
+    ListenAddress& address;
+  } places[] = {{"listen", "--listen", words.listen, options.plain},
+                {"proxy", "--listen-proxy", words.listen_proxy, options.proxy}};
+  for (const PassedSocket& passed : FindPassedSockets()) {
+    const auto* place = std::find_if(std::begin(places), std::end(places),
+                                     [&](const auto& candidate) { return candidate.name == passed.name; });
+    if (place == std::end(places))
+      throw std::runtime_error("passed socket \"" + passed.name +
+                               "\": FileDescriptorName= must be \"listen\" or \"proxy\"");
+    if (!place->text.empty())
+      throw std::runtime_error(std::string(place->option) + ": the service manager passes a socket for it");
+    place->address.sockets.push_back(passed.number);
+  }
+}
+
 void TakeListeners(const Words& words, Options& options) {
+  TakePassedSockets(words, options);
   SplitAddress("--listen", words.listen, options.plain);
   SplitAddress("--status", words.status, options.status);
   if (options.status.port.empty() && !words.status.empty()) throw Wrong("--status", words.status);
   if (options.status.port.empty() && !options.status.port_file.empty())
     throw std::runtime_error("--status-port-file goes with --status");
   for (const std::string& network : words.proxy_from) options.proxy_from.Add(network);
-  if (words.listen_proxy.empty()) {
+  if (words.listen_proxy.empty() && options.proxy.sockets.empty()) {
     if (!words.proxy_from.empty() || !options.proxy.port_file.empty())
       throw std::runtime_error("--proxy-from and --proxy-port-file go with --listen-proxy");
     return;

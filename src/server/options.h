@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "server/access.h"
 #include "server/free_space.h"
@@ -11,19 +12,20 @@
 
 namespace tvl::server {
 
-// An address to listen on. Without a port, the server does not listen.
+// An address to listen on. Without a port or sockets, the server does not listen.
 struct ListenAddress {
   std::string host;
   std::string port;
-  std::string port_file;  // file for the port number; empty for none
+  std::string port_file;     // file for the port number; empty for none
+  std::vector<int> sockets;  // passed by the service manager, in place of host and port
 };
 
 // The options of the command line.
 struct Options {
   std::string config;
-  ListenAddress plain = {"127.0.0.1", "7440", {}};
-  ListenAddress proxy = {"127.0.0.1", "", {}};   // for connections from a proxy; no port means none
-  ListenAddress status = {"127.0.0.1", "", {}};  // for status requests; no port means none
+  ListenAddress plain = {"127.0.0.1", "7440", {}, {}};
+  ListenAddress proxy = {"127.0.0.1", "", {}, {}};   // for connections from a proxy; no port means none
+  ListenAddress status = {"127.0.0.1", "", {}, {}};  // for status requests; no port means none
   AllowedAddresses proxy_from;
   bool user_from_certificate = false;
   std::size_t max_clients = 1024;

@@ -1,7 +1,6 @@
 #include "server/server.h"
 
-#include <fcntl.h>
-#include <unistd.h>
+#include <sys/socket.h>
 
 #include <asio/co_spawn.hpp>
 #include <asio/redirect_error.hpp>
@@ -36,6 +35,8 @@ Server::Server(Service& service)
       context_(1),
       signals_(context_, SIGTERM, SIGINT),
       reload_(context_, SIGHUP),
+      manager_(context_, service.log,
+               [&service] { return "clients: " + std::to_string(service.clients.All()); }),
       grace_(context_),
       handshakes_(kHandshakesAtOnce),
       refused_(kRefusedAtOnce) {}
@@ -52,6 +53,7 @@ void Server::Listen() {
 // A name may have several addresses, of which one that works is enough. The number of the port; 0 if there is
 // nothing to listen on.
 unsigned int Server::ListenOn(const ListenAddress& address, Session::Entrance entrance) {
+  if (!address.sockets.empty()) return TakeOver(address.sockets, entrance);
   if (address.port.empty()) return 0;
   tcp::resolver resolver(context_);
   unsigned short port = 0;
@@ -74,6 +76,22 @@ unsigned int Server::ListenOn(const ListenAddress& address, Session::Entrance en
   return port;
 }
 
+// Sockets that the service manager has opened and keeps open: clients that come while no server runs wait for
+// the next one.
+unsigned int Server::TakeOver(const std::vector<int>& sockets, Session::Entrance entrance) {
+  const std::size_t before = listeners_.size();
+  for (const int number : sockets) {
+    sockaddr_storage address = {};
+    socklen_t size = sizeof address;
+    getsockname(number, reinterpret_cast<sockaddr*>(&address), &size);
+    auto listener = std::make_unique<Listener>(Listener{Acceptor(context_), entrance});
+    listener->acceptor.assign(address.ss_family == AF_INET6 ? tcp::v6() : tcp::v4(), number);
+    CheckCertificatesAreSafe(listener->acceptor.local_endpoint(), entrance);
+    AddListener(std::move(listener));
+  }
+  return listeners_[before]->acceptor.local_endpoint().port();
+}
+
 // A client that comes past the proxy has no certificate; beyond this computer it has no business here.
 void Server::CheckCertificatesAreSafe(const tcp::endpoint& endpoint, Session::Entrance entrance) const {
   const Options& options = service_.options;
@@ -91,11 +109,14 @@ asio::error_code Server::ListenAt(const tcp::endpoint& endpoint, Session::Entran
   if (!problem) acceptor.set_option(Acceptor::reuse_address(true), problem);
   if (!problem) acceptor.bind(endpoint, problem);
   if (!problem) acceptor.listen(tcp::socket::max_listen_connections, problem);
-  if (problem) return problem;
-  const char* what = entrance == Session::Entrance::kProxy ? "listen for a proxy" : "listen";
-  service_.log.Write({.what = what, .note = Text(acceptor.local_endpoint())});
-  listeners_.push_back(std::move(listener));
+  if (!problem) AddListener(std::move(listener));
   return problem;
+}
+
+void Server::AddListener(std::unique_ptr<Listener> listener) {
+  const char* what = listener->entrance == Session::Entrance::kProxy ? "listen for a proxy" : "listen";
+  service_.log.Write({.what = what, .note = Text(listener->acceptor.local_endpoint())});
+  listeners_.push_back(std::move(listener));
 }
 
 void Server::Run() {
@@ -106,6 +127,7 @@ void Server::Run() {
   }
   WaitForSignal();
   WaitForReload();
+  manager_.ReportReady();
   context_.run();
 }
 
@@ -193,7 +215,9 @@ void Server::WaitForReload() {
   reload_.async_wait([this](const asio::error_code& problem, int /*signal*/) {
     if (problem || IsDone()) return;
     WaitForReload();
+    manager_.ReportReloading();
     Reload();
+    manager_.ReportReady();
   });
 }
 
@@ -217,6 +241,7 @@ void Server::Reload() {
 
 void Server::Finish() {
   finishing_ = true;
+  manager_.ReportStopping();
   service_.log.Write({.what = "stop", .note = std::to_string(sessions_.size()) + " clients"});
   for (const auto& listener : listeners_) listener->acceptor.close();
   for (const std::shared_ptr<Session>& session : sessions_) session->Finish();

@@ -13,6 +13,7 @@
 
 #include "server/port_file.h"
 #include "server/service.h"
+#include "server/service_manager.h"
 #include "server/session.h"
 
 namespace tvl::server {
@@ -42,6 +43,8 @@ class Server {
   };
 
   unsigned int ListenOn(const ListenAddress& address, Session::Entrance entrance);
+  unsigned int TakeOver(const std::vector<int>& sockets, Session::Entrance entrance);
+  void AddListener(std::unique_ptr<Listener> listener);
   [[nodiscard]] asio::error_code ListenAt(const asio::ip::tcp::endpoint& endpoint,
                                           Session::Entrance entrance);
   void CheckCertificatesAreSafe(const asio::ip::tcp::endpoint& endpoint, Session::Entrance entrance) const;
@@ -64,6 +67,7 @@ class Server {
   std::vector<PortFile> port_files_;
   asio::signal_set signals_;
   asio::signal_set reload_;
+  ServiceManager manager_;
   asio::steady_timer grace_;
   Lobby handshakes_;
   Lobby refused_;  // connections from addresses that are not allowed

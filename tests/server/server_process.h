@@ -37,8 +37,9 @@ struct ServedStore {
 class ServerProcess {
  public:
   // `before` contains shell commands to run before the server.
+  // `listener` is a listening socket that the server is passed, in place of an address to listen on.
   explicit ServerProcess(const ServedStore& store, const std::vector<std::string>& options = {},
-                         const std::string& before = ":");
+                         const std::string& before = ":", int listener = -1);
 
   [[nodiscard]] unsigned short Port() const { return port_; }
   [[nodiscard]] int Pid() const { return pid_; }

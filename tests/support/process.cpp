@@ -17,6 +17,7 @@ extern char** environ;
 namespace {
 
 constexpr int kPatience = 120 * 1000;  // ms
+constexpr int kFirstPassed = 3;
 constexpr std::array<std::string_view, 3> kSteering = {"TVL_", "XDG_CONFIG_HOME=", "HOME="};
 
 // Returns the end to read from, and the one to write to.
@@ -70,6 +71,7 @@ Process::Process(const ProcessStart& start) {
     dup2(in, STDIN_FILENO);
     dup2(out_writer, STDOUT_FILENO);
     dup2(err_writer, STDERR_FILENO);
+    if (start.passed >= 0) dup2(fcntl(start.passed, F_DUPFD_CLOEXEC, kFirstPassed + 1), kFirstPassed);
     if (start.folder.empty() || chdir(start.folder.c_str()) == 0) execve(argv[0], argv.data(), envp.data());
     _exit(127);
   }

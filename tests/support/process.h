@@ -15,6 +15,7 @@ struct ProcessStart {
   std::string folder = {};  // working directory; empty for that of the test
   std::string input = {};
   bool narrow_output = false;  // a page of unread output makes the program wait
+  int passed = -1;             // a descriptor that the program gets as its descriptor 3
 };
 
 struct ProcessResult {

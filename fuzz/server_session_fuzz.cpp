@@ -20,7 +20,8 @@
 #include "support/temp_folder.h"
 
 // The input is what a client sends in a complete session of the server with a store. Afterwards only files
-// may be left, and none outside the store. The first byte determines whether transfers are compressed.
+// may be left, and none outside the store. The first byte determines whether transfers are
+// compressed, and whether a proxy header comes first.
 
 namespace {
 
@@ -28,6 +29,9 @@ using asio::ip::tcp;
 using tvl::server::Options;
 using tvl::server::Service;
 using tvl::server::Session;
+
+constexpr std::uint8_t kPacked = 1;
+constexpr std::uint8_t kProxied = 2;
 
 void Expect(bool holds) {
   if (!holds) std::abort();
@@ -59,25 +63,25 @@ class Served {
 
   [[nodiscard]] Service& Server() { return service_; }
 
-  void Check() const {
+  void Check() {
     for (const std::string& name : folder_.Tree()) {
       Expect(!name.ends_with(".tvlpart"));
       Expect(name == "secret" || name.starts_with("store"));
     }
     Expect(folder_.Read("secret") == "secret");
     Expect(store_.Markers().empty());
-    CConnection looking(store_.locks.c_str(), store_.procs.c_str(), "look");
     std::vector<tvl::LockRow> rows;
-    Expect(looking.ListLocks(rows) && rows.empty());
+    Expect(looking_.ListLocks(rows) && rows.empty());
   }
 
  private:
-  TempFolder folder_;
+  TempFolder folder_{TempFolder::Memory()};
   Store store_;
   Options options_ = Limited(store_);
   CConfig config_;
   tvl::server::Log log_{{.file = {}, .json = false, .level = tvl::server::Level::kError}};
   Service service_{options_, config_, log_};
+  CConnection looking_{store_.locks.c_str(), store_.procs.c_str(), "look"};
 };
 
 // Sends all bytes and reads all answers.
@@ -93,7 +97,7 @@ void Talk(int socket, std::string_view bytes) {
   close(socket);
 }
 
-void Serve(Service& service, std::string_view bytes) {
+void Serve(Service& service, Session::Entrance entrance, std::string_view bytes) {
   int sockets[2];
   Expect(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets) == 0);
   std::thread client(Talk, sockets[0], bytes);
@@ -102,7 +106,7 @@ void Serve(Service& service, std::string_view bytes) {
     tcp::socket socket(context);
     socket.assign(tcp::v4(), sockets[1]);
     tvl::server::Lobby lobby(1);
-    Session session(service, std::move(socket), Session::Entrance::kPlain, lobby);
+    Session session(service, std::move(socket), entrance, lobby);
     asio::co_spawn(context, session.Run(), asio::detached);
     context.run();
   }
@@ -115,8 +119,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   static Served plain(false);
   static Served packed(true);
   if (size == 0) return 0;
-  Served& served = bytes[0] % 2 == 0 ? plain : packed;
-  Serve(served.Server(), {reinterpret_cast<const char*>(bytes + 1), size - 1});
+  Served& served = (bytes[0] & kPacked) == 0 ? plain : packed;
+  const auto entrance = (bytes[0] & kProxied) == 0 ? Session::Entrance::kPlain : Session::Entrance::kProxy;
+  Serve(served.Server(), entrance, {reinterpret_cast<const char*>(bytes + 1), size - 1});
   served.Check();
   return 0;
 }

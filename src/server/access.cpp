@@ -93,7 +93,9 @@ void AllowedAddresses::AddNetwork(const std::string& network) {
     v4_.push_back(asio::ip::network_v4(Plain(v6.address()).to_v4(), bits).canonical());
     return;
   }
-  v6_.push_back(v6.canonical());
+  // Without the link in an address such as fe80::1%eth0, as clients' addresses are compared.
+  const asio::ip::address_v6 address(v6.address().to_bytes());
+  v6_.push_back(asio::ip::network_v6(address, v6.prefix_length()).canonical());
 }
 
 bool AllowedAddresses::Allows(const asio::ip::address& address) const {

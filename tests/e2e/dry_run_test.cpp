@@ -80,6 +80,7 @@ TEST_F(DryRun, NoCommandChangesAnything) {
       {0, {"init", "fresh"}},
       {0, {"info"}},
       {0, {"config", "show"}},
+      {0, {"config", "check"}},
       {0, {"get", "-r", "docs"}, {"docs/a: would be transferred"}},
       {0, {"put", "-r", "t"}, {"t/new: would be transferred"}},
       {1, {"put", "t/new", "--as", "held"}, {"code 22"}},

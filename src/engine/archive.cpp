@@ -11,6 +11,7 @@
 #include "engine/sqlite_table.h"
 #include "engine/table_file.h"
 #include "host/sync.h"
+#include "host/system_calls.h"
 #include "host/write_all.h"
 
 namespace tvl::engine {
@@ -26,7 +27,7 @@ constexpr const char* kCompanions[] = {"-journal", "-wal", "-shm"};
 // The journal of a former table under this name would be played back into the new one.
 bool RemoveCompanions(const std::string& path) {
   for (const char* companion : kCompanions) {
-    if (unlink((path + companion).c_str()) != 0 && errno != ENOENT) return false;
+    if (System().unlink((path + companion).c_str()) != 0 && errno != ENOENT) return false;
   }
   return true;
 }
@@ -37,9 +38,9 @@ bool WriteAt(int descriptor, string_view bytes, off_t offset) {
 }
 
 bool Fill(int descriptor, const std::string& path, string_view image) {
-  return ftruncate(descriptor, 0) == 0 && RemoveCompanions(path) &&
-         WriteAt(descriptor, image.substr(kMark), kMark) && fsync(descriptor) == 0 &&
-         WriteAt(descriptor, image.substr(0, kMark), 0) && fsync(descriptor) == 0;
+  return System().ftruncate(descriptor, 0) == 0 && RemoveCompanions(path) &&
+         WriteAt(descriptor, image.substr(kMark), kMark) && Sync(descriptor) == 0 &&
+         WriteAt(descriptor, image.substr(0, kMark), 0) && Sync(descriptor) == 0;
 }
 
 }  // namespace
@@ -51,7 +52,7 @@ bool MakeArchive(const std::string& path, const Layout& layout) {
   if (!file) return false;
   if (!Fill(file->Descriptor(), path, image)) {
     NoteSystemError("the table can't be written");
-    unlink(path.c_str());
+    System().unlink(path.c_str());
     return false;
   }
   static_cast<void>(SyncFolderOf(path));

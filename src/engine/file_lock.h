@@ -5,6 +5,7 @@
 
 #include <cerrno>
 
+#include "host/system_calls.h"
 #include "store/lock_ranges.h"
 
 // Byte-range locks that belong to an open file. A classic lock would be lost with any close() of the same
@@ -25,8 +26,8 @@ inline struct flock Describe(short type, const LockRange& range) {
 // Tries to lock without waiting. Returns false and sets errno on failure.
 [[nodiscard]] inline bool TryLock(int descriptor, short type, const LockRange& range) {
   struct flock lock = Describe(type, range);
-  int result = fcntl(descriptor, F_OFD_SETLK, &lock);
-  while (result != 0 && errno == EINTR) result = fcntl(descriptor, F_OFD_SETLK, &lock);
+  int result = System().lock(descriptor, F_OFD_SETLK, &lock);
+  while (result != 0 && errno == EINTR) result = System().lock(descriptor, F_OFD_SETLK, &lock);
   return result == 0;
 }
 

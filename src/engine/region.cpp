@@ -6,6 +6,7 @@
 
 #include "engine/file_lock.h"
 #include "engine/last_error.h"
+#include "host/system_calls.h"
 
 namespace tvl::engine {
 namespace {
@@ -89,7 +90,7 @@ int Region::OnRequest(int descriptor, int command, struct flock& lock) {
   if (descriptor == descriptor_ && command == F_SETLK && Allows(lock.l_type)) return 0;
   if (descriptor == descriptor_ && command == F_GETLK) {
     // Another program may be writing while we only read.
-    if (held_ != Strength::kExclusive) return fcntl(descriptor, F_OFD_GETLK, &lock);
+    if (held_ != Strength::kExclusive) return System().lock(descriptor, F_OFD_GETLK, &lock);
     lock.l_type = F_UNLCK;
     return 0;
   }

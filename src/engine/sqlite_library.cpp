@@ -16,6 +16,7 @@
 #include "engine/region.h"
 #include "host/file_identity.h"
 #include "host/fork_guard.h"
+#include "host/system_calls.h"
 
 namespace tvl::engine {
 namespace {
@@ -66,7 +67,8 @@ bool IsJournal(const char* path) {
 int Open(const char* path, int flags, int mode) {
   lastOpened = ForkGuard::Open(path, flags, static_cast<mode_t>(mode));
   struct stat status = {};
-  if (regionInUse != nullptr && lastOpened >= 0 && IsJournal(path) && fstat(lastOpened, &status) == 0) {
+  if (regionInUse != nullptr && lastOpened >= 0 && IsJournal(path) &&
+      System().fstat(lastOpened, &status) == 0) {
     regionInUse->NoteJournal(IdentityOf(status));
   }
   return lastOpened;
@@ -80,8 +82,9 @@ int Close(int descriptor) {
 // journal was still alive.
 int StatFresh(const char* path, struct stat* status) {
   struct statx fresh = {};
-  if (IsJournal(path)) static_cast<void>(statx(AT_FDCWD, path, AT_STATX_FORCE_SYNC, STATX_SIZE, &fresh));
-  const int result = stat(path, status);
+  if (IsJournal(path))
+    static_cast<void>(System().statx(AT_FDCWD, path, AT_STATX_FORCE_SYNC, STATX_SIZE, &fresh));
+  const int result = System().stat(path, status);
   if (result != 0 && errno != ENOENT && regionInUse != nullptr && IsJournal(path)) {
     regionInUse->NoteUnseenJournal();
   }
@@ -104,17 +107,25 @@ int OpenFolder(const char* path, int* descriptor) {
 // As root, SQLite changes the owner of a journal to that of the table each time it opens the journal.
 int ChangeOwnerOnce(int descriptor, uid_t user, gid_t group) {
   struct stat status = {};
-  if (fstat(descriptor, &status) == 0 && status.st_uid == user && status.st_gid == group) return 0;
-  return fchown(descriptor, user, group);
+  if (System().fstat(descriptor, &status) == 0 && status.st_uid == user && status.st_gid == group) return 0;
+  return System().fchown(descriptor, user, group);
 }
 
 // SQLite keeps a list of files with their locks, by device and inode. In a forked child that list contains
 // the parent's locks, so the child's files get another device number.
 int StatForChild(int descriptor, struct stat* status) {
-  const int result = fstat(descriptor, status);
+  const int result = System().fstat(descriptor, status);
   if (result == 0) status->st_dev ^= static_cast<dev_t>(generation) << kGenerationShift;
   return result;
 }
+
+// The entry of the table as SQLite calls it.
+template <auto Entry>
+struct Through;
+template <typename Result, typename... Arguments, Result (*SystemCalls::*Entry)(Arguments...)>
+struct Through<Entry> {
+  static Result Call(Arguments... arguments) { return (System().*Entry)(arguments...); }
+};
 
 struct Replacement {
   const char* name;
@@ -137,6 +148,17 @@ bool ReplaceSystemCalls() {
       {"stat", AsSystemCall(StatFresh)},
       {"openDirectory", AsSystemCall(OpenFolder)},
       {"fchown", AsSystemCall(ChangeOwnerOnce)},
+      {"access", AsSystemCall(Through<&SystemCalls::access>::Call)},
+      {"read", AsSystemCall(Through<&SystemCalls::read>::Call)},
+      {"write", AsSystemCall(Through<&SystemCalls::write>::Call)},
+      {"pread", AsSystemCall(Through<&SystemCalls::pread>::Call)},
+      {"pread64", AsSystemCall(Through<&SystemCalls::pread>::Call)},
+      {"pwrite", AsSystemCall(Through<&SystemCalls::pwrite>::Call)},
+      {"pwrite64", AsSystemCall(Through<&SystemCalls::pwrite>::Call)},
+      {"ftruncate", AsSystemCall(Through<&SystemCalls::ftruncate>::Call)},
+      {"fchmod", AsSystemCall(Through<&SystemCalls::fchmod>::Call)},
+      {"unlink", AsSystemCall(Through<&SystemCalls::unlink>::Call)},
+      {"lstat", AsSystemCall(Through<&SystemCalls::lstat>::Call)},
   };
   for (const Replacement& replacement : replacements) {
     if (files->xSetSystemCall(files, replacement.name, replacement.function) != SQLITE_OK) return false;

@@ -11,6 +11,7 @@
 #include "engine/last_error.h"
 #include "engine/row_search.h"
 #include "engine/sqlite_library.h"
+#include "host/system_calls.h"
 
 namespace tvl::engine {
 namespace {
@@ -99,11 +100,11 @@ constexpr char kRollbackJournal = 1;
 // log that lies beside the file, whatever the header says.
 bool HasOurFormat(const std::string& path, int descriptor) {
   char header[kHeaderLooked];
-  const ssize_t length = pread(descriptor, header, sizeof header, 0);
+  const ssize_t length = System().pread(descriptor, header, sizeof header, 0);
   if (length != static_cast<ssize_t>(sizeof header) || string_view(header, kMagic.size()) != kMagic)
     return false;
   return header[kWriteVersion] == kRollbackJournal && header[kReadVersion] == kRollbackJournal &&
-         access((path + "-wal").c_str(), F_OK) != 0;
+         System().access((path + "-wal").c_str(), F_OK) != 0;
 }
 
 // A node of the tree holds at least four rows, and what of a row doesn't fit a quarter of it goes to pages of

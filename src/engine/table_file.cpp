@@ -15,6 +15,7 @@
 #include "engine/patience.h"
 #include "host/fork_guard.h"
 #include "host/sync.h"
+#include "host/system_calls.h"
 #include "store/layout.h"
 #include "store/lock_ranges.h"
 
@@ -66,7 +67,8 @@ bool LockForUse(int descriptor, bool writable, Patience& patience) {
 bool IsBarredForAMoment(int descriptor, const LockRange& range) {
   struct flock found = Describe(F_WRLCK, range);
   struct stat status = {};
-  if (fcntl(descriptor, F_OFD_GETLK, &found) != 0 || fstat(descriptor, &status) != 0) return false;
+  if (System().lock(descriptor, F_OFD_GETLK, &found) != 0 || System().fstat(descriptor, &status) != 0)
+    return false;
   const bool isTry = found.l_start == kEarlierTry.start && found.l_len == kEarlierTry.length;
   return found.l_type == F_UNLCK || isTry || status.st_size == 0;
 }
@@ -90,7 +92,8 @@ bool LockWhole(int descriptor) {
 // Whoever may write in the folder must be able to use the table, whatever this process's umask is.
 void TakeModeOfFolder(int descriptor, const std::string& path) {
   struct stat folder = {};
-  if (stat(FolderOf(path).c_str(), &folder) == 0) fchmod(descriptor, folder.st_mode & kReadWriteBits);
+  if (System().stat(FolderOf(path).c_str(), &folder) == 0)
+    System().fchmod(descriptor, folder.st_mode & kReadWriteBits);
 }
 
 int OpenOrMake(const std::string& path) {
@@ -100,7 +103,7 @@ int OpenOrMake(const std::string& path) {
 }
 
 std::string RealPath(const std::string& path) {
-  const std::unique_ptr<char, decltype(&free)> real(realpath(path.c_str(), nullptr), free);
+  const std::unique_ptr<char, decltype(&free)> real(System().realpath(path.c_str(), nullptr), free);
   return real != nullptr ? real.get() : std::string();
 }
 
@@ -168,7 +171,7 @@ TableFile::~TableFile() {
 
 bool TableFile::Identify() {
   struct stat status = {};
-  if (fstat(descriptor_, &status) != 0 || !S_ISREG(status.st_mode)) {
+  if (System().fstat(descriptor_, &status) != 0 || !S_ISREG(status.st_mode)) {
     NoteError("the table is no file");
     return false;
   }

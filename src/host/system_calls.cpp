@@ -2,8 +2,13 @@
 
 #include <dirent.h>
 #include <linux/fs.h>
+#include <linux/openat2.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <sys/ioctl.h>
+#include <sys/statvfs.h>
+#include <sys/syscall.h>
+#include <sys/uio.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -18,6 +23,10 @@ int open(const char* path, int flags, mode_t mode) {
 
 int openat(int folder, const char* name, int flags, mode_t mode) {
   return ::openat(folder, name, flags, mode);
+}
+
+int openat2(int folder, const char* path, const open_how* how) {
+  return static_cast<int>(::syscall(SYS_openat2, folder, path, how, sizeof *how));
 }
 
 ssize_t getdents(int folder, void* entries, std::size_t size) {
@@ -36,8 +45,8 @@ int fsetxattr(int file, const char* name, const void* value, std::size_t size) {
   return ::fsetxattr(file, name, value, size, 0);
 }
 
-int rename_noreplace(const char* from, const char* to) {
-  return ::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE);
+int renameat_noreplace(int from_folder, const char* from, int to_folder, const char* to) {
+  return ::renameat2(from_folder, from, to_folder, to, RENAME_NOREPLACE);
 }
 
 int lock(int file, int command, struct flock* lock) {

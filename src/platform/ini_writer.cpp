@@ -158,13 +158,13 @@ class Part {
 // disappeared in a refused rename and only its part is left.
 Outcome Resolve(const char* path, std::string& resolved) {
   char target[PATH_MAX];
-  if (realpath(HostPath(path).Text(), target) == nullptr) {
+  if (System().realpath(HostPath(path).Text(), target) == nullptr) {
     const std::string part = PartOf(HostPath(path).Text());
     struct stat status = {};
     if (System().lstat(part.c_str(), &status) == 0) return {EEXIST, part};
     const OpenFile created(path, O_RDWR | O_CREAT);
     if (!created.IsOpen()) return {LastErrorCode(), path};
-    if (realpath(HostPath(path).Text(), target) == nullptr) return {errno, path};
+    if (System().realpath(HostPath(path).Text(), target) == nullptr) return {errno, path};
   }
   resolved = target;
   return {0, {}};

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "host/system_calls.h"
 #include "platform/host_path.h"
 #include "platform/last_error.h"
 #include "platform/open_file.h"
@@ -18,7 +19,7 @@ namespace {
 
 template <typename Header>
 bool ReadHeader(int descriptor, std::size_t offset, Header& header) {
-  return pread(descriptor, &header, sizeof header, static_cast<off_t>(offset)) ==
+  return tvl::System().pread(descriptor, &header, sizeof header, static_cast<off_t>(offset)) ==
          static_cast<ssize_t>(sizeof header);
 }
 
@@ -58,7 +59,7 @@ DWORD GiveLogicalPath(const char* host_path, std::size_t length, char* buffer, D
 
 DWORD GetModuleFileNameA(HMODULE /*module*/, char* buffer, DWORD size) {
   char path[4096];
-  const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
+  const ssize_t length = tvl::System().readlinkat(AT_FDCWD, "/proc/self/exe", path, sizeof path);
   return GiveLogicalPath(path, length < 0 ? 0 : static_cast<std::size_t>(length), buffer, size);
 }
 
@@ -71,7 +72,7 @@ DWORD tvl::OwnModuleFileName(char* buffer, DWORD size) {
 
 HMODULE LoadLibraryA(const char* path) {
   const tvl::HostPath host(path);
-  if (access(host.Text(), F_OK) != 0) return nullptr;
+  if (tvl::System().access(host.Text(), F_OK) != 0) return nullptr;
   HMODULE module = IsWholeModule(path) ? dlopen(host.Text(), RTLD_NOW | RTLD_LOCAL) : nullptr;
   if (module == nullptr) tvl::NoteError(path, ENOEXEC);
   return module;

@@ -24,7 +24,7 @@ struct Move {
 int MoveUnlessTaken(const char* from, const char* to) {
   const HostPath old_path(from);
   const HostPath new_path(to);
-  if (System().rename_noreplace(old_path.Text(), new_path.Text()) == 0) return 0;
+  if (System().renameat_noreplace(AT_FDCWD, old_path.Text(), AT_FDCWD, new_path.Text()) == 0) return 0;
   if (errno != EINVAL && errno != ENOSYS) return errno;
   // The file system cannot refuse by itself, so a file that gets the name between these two calls would be
   // lost.

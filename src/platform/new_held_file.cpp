@@ -97,7 +97,8 @@ Naming GiveName(const NewFile& file, const std::string& from, const char* to) {
     const int problem = errno;
     return returned == 0 || file.Has(to) ? Naming::kDone : AfterFailure(problem);
   };
-  const Naming renamed = result(System().rename_noreplace(old_name.Text(), new_name.Text()));
+  const Naming renamed =
+      result(System().renameat_noreplace(AT_FDCWD, old_name.Text(), AT_FDCWD, new_name.Text()));
   if (renamed != Naming::kRefused) return renamed;
   const Naming linked = result(System().link(old_name.Text(), new_name.Text()));
   if (linked == Naming::kDone) System().unlink(old_name.Text());

@@ -1,13 +1,15 @@
 #include "platform/parts.h"
 
-#include <dirent.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <memory>
 #include <new>
 #include <vector>
 
+#include "host/descriptor.h"
+#include "host/folder_reader.h"
+#include "host/system_calls.h"
 #include "platform/files.h"
 #include "platform/host_path.h"
 #include "store/part_name.h"
@@ -20,9 +22,9 @@ std::atomic<unsigned int> last_number = 0;
 std::vector<std::string> PartsIn(const char* folder) {
   std::vector<std::string> parts;
   const HostPath host(folder);
-  const std::unique_ptr<DIR, int (*)(DIR*)> listing(opendir(host.Text()), closedir);
-  if (listing == nullptr) return parts;
-  while (const dirent* entry = readdir(listing.get())) {
+  const Descriptor opened(System().open(host.Text(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
+  FolderReader reader(opened.Get());
+  while (const dirent64* entry = reader.Next()) {
     if (IsPartName(entry->d_name)) parts.push_back(std::string(host.Text()) + "/" + entry->d_name);
   }
   return parts;

@@ -19,7 +19,7 @@ constexpr int kTurns = 1000;   // how often a target may appear and disappear
 
 // Returns 0, EEXIST if the name was taken meanwhile, or another errno value.
 int RenameToNewName(const char* part, const char* target) {
-  if (System().rename_noreplace(part, target) == 0) return 0;
+  if (System().renameat_noreplace(AT_FDCWD, part, AT_FDCWD, target) == 0) return 0;
   if (errno != EINVAL && errno != ENOSYS) return errno;
   // The file system cannot refuse by itself, but the name did not exist a moment ago.
   return System().rename(part, target) == 0 ? 0 : errno;

@@ -50,7 +50,7 @@ bool IsZero(const char* bytes, std::size_t count) {
 // The path that the link at `path` leads to, one step on.
 bool FollowLink(std::string& path) {
   char target[4096];
-  const ssize_t length = System().readlink(path.c_str(), target, sizeof target);
+  const ssize_t length = System().readlinkat(AT_FDCWD, path.c_str(), target, sizeof target);
   if (length <= 0 || static_cast<std::size_t>(length) == sizeof target) return false;
   const std::string next(target, static_cast<std::size_t>(length));
   path = next.front() == '/' ? next : FolderOf(path) + next;

@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "host/system_calls.h"
 #include "platform/host_path.h"
 #include "transfer/compare.h"
 
@@ -49,7 +50,7 @@ std::string NumberOrAny(std::uint64_t number) {
 }
 
 void CheckFolder(const char* what, const std::string& path) {
-  if (access((path + "/.").c_str(), R_OK | W_OK | X_OK) != 0)
+  if (System().access((path + "/.").c_str(), R_OK | W_OK | X_OK) != 0)
     throw std::runtime_error(std::string(what) + " cannot be read and written: " + path);
 }
 
@@ -59,7 +60,7 @@ std::string DescribePlan(const Options& options, CConfig& config) {
   const std::string root = HostPath(config.Get("DocumentRoot")).Text();
   CheckFolder("the document root", root);
   const std::string temporary = HostPath(config.Get("TmpDir")).Text();
-  if (access(temporary.c_str(), F_OK) == 0)
+  if (System().access(temporary.c_str(), F_OK) == 0)
     CheckFolder("the temporary folder", temporary);  // or it is created
   const AdmissionSources& sources = options.admission;
   std::string plan = Line("store", root);

@@ -9,6 +9,8 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "host/system_calls.h"
+
 namespace tvl::server {
 namespace {
 
@@ -45,7 +47,7 @@ FreeSpace FreeSpace::Parse(const std::string& text) {
 
 bool FreeSpace::Allows(int file, std::uint64_t more) const {
   struct statvfs status = {};
-  if (fstatvfs(file, &status) != 0 || status.f_blocks == 0) return true;
+  if (System().fstatvfs(file, &status) != 0 || status.f_blocks == 0) return true;
   const std::uint64_t unit = status.f_frsize;
   const double part = static_cast<double>(status.f_blocks) * static_cast<double>(unit) * percent_ / kAll;
   const std::uint64_t least = std::min(bytes_, static_cast<std::uint64_t>(part));

@@ -7,6 +7,8 @@
 
 #include <tvlclient/errors.h>
 
+#include "host/system_calls.h"
+
 namespace tvl::server {
 
 std::optional<int> GetFile::Open(const StoreRoot& root, const std::string& name, const Compare& compare) {
@@ -47,7 +49,7 @@ bool GetFile::FillAtOnce(Chunk& chunk) {
   if (packing_) return false;
   const std::size_t size = Next(Chunk::kMost);
   const iovec place = {chunk.Data(), size};
-  const ssize_t count = preadv2(file_.Get(), &place, 1, static_cast<off_t>(position_), RWF_NOWAIT);
+  const ssize_t count = System().preadv2(file_.Get(), &place, 1, static_cast<off_t>(position_), RWF_NOWAIT);
   if (count != static_cast<ssize_t>(size)) return false;
   position_ += size;
   chunk.SetSize(size);
@@ -63,7 +65,7 @@ std::size_t GetFile::Next(std::size_t room) const {
 bool GetFile::Read(char* to, std::size_t room, std::size_t& count) {
   room = Next(room);
   for (count = 0; count < room;) {
-    const ssize_t more = pread(file_.Get(), to + count, room - count, static_cast<off_t>(position_));
+    const ssize_t more = System().pread(file_.Get(), to + count, room - count, static_cast<off_t>(position_));
     if (more < 0 && errno == EINTR) continue;
     if (more <= 0) return false;
     count += static_cast<std::size_t>(more);

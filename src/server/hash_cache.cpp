@@ -9,6 +9,7 @@
 #include <new>
 
 #include "base/text.h"
+#include "host/system_calls.h"
 #include "transfer/compare.h"
 
 namespace tvl::server {
@@ -65,7 +66,7 @@ bool HashJob::ReadPiece(int file) {
   char bytes[kReadBuffer];
   const off_t end = position_ + static_cast<off_t>(kPiece);
   while (position_ < end) {
-    const ssize_t count = pread(file, bytes, sizeof bytes, position_);
+    const ssize_t count = System().pread(file, bytes, sizeof bytes, position_);
     if (count < 0 && errno == EINTR) continue;
     failed_ = count < 0;
     if (count <= 0) return false;
@@ -80,7 +81,7 @@ void HashJob::Finish(int file) {
   if (failed_) return;
   Sha1Signature(&context_, signature_.data());
   struct stat after = {};
-  const bool unchanged = fstat(file, &after) == 0 && HashCache::KeyOf(after) == key_;
+  const bool unchanged = System().fstat(file, &after) == 0 && HashCache::KeyOf(after) == key_;
   if (settled_ && unchanged) cache_->Keep(key_, signature_);
 }
 

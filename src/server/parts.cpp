@@ -1,16 +1,17 @@
 #include "server/parts.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstring>
-#include <memory>
 #include <optional>
 #include <string_view>
 #include <system_error>
 #include <vector>
 
+#include "host/folder_reader.h"
+#include "host/system_calls.h"
 #include "platform/held_file.h"
 #include "server/names.h"
 
@@ -32,9 +33,9 @@ bool IsNotesName(std::string_view name) {
 
 std::vector<std::string> NotesIn(const std::string& folder) {
   std::vector<std::string> names;
-  const std::unique_ptr<DIR, int (*)(DIR*)> listing(opendir(folder.c_str()), closedir);
-  if (listing == nullptr) return names;
-  while (const dirent* entry = readdir(listing.get())) {
+  const Descriptor opened(System().open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
+  FolderReader reader(opened.Get());
+  while (const dirent64* entry = reader.Next()) {
     if (IsNotesName(entry->d_name)) names.push_back(folder + "/" + entry->d_name);
   }
   return names;
@@ -45,15 +46,16 @@ bool RemovePart(const StoreRoot& root, const std::string& path) {
   const std::optional<Place> place = root.FindPart(path);
   if (!place) return false;
   const int folder = place->folder.Get();
-  const Descriptor part(openat(folder, place->base.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  const Descriptor part(
+      System().openat(folder, place->base.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0));
   if (!part.IsOpen() || IsHeld(part.Get())) return false;
-  return unlinkat(folder, place->base.c_str(), 0) == 0;
+  return System().unlinkat(folder, place->base.c_str(), 0) == 0;
 }
 
 int RemoveNoted(const StoreRoot& root, const Descriptor& notes) {
   int removed = 0;
   char note[kNoteSize + 1] = {};
-  for (off_t at = 0; pread(notes.Get(), note, kNoteSize, at) > 0; at += off_t{kNoteSize}) {
+  for (off_t at = 0; System().pread(notes.Get(), note, kNoteSize, at) > 0; at += off_t{kNoteSize}) {
     if (note[0] != 0 && RemovePart(root, note)) ++removed;
     std::memset(note, 0, sizeof note);
   }
@@ -61,7 +63,7 @@ int RemoveNoted(const StoreRoot& root, const Descriptor& notes) {
 }
 
 void UnlinkPath(void* path) {
-  unlink(static_cast<std::string*>(path)->c_str());
+  System().unlink(static_cast<std::string*>(path)->c_str());
 }
 
 }  // namespace
@@ -72,7 +74,7 @@ Parts::Parts(const std::string& folder, Gauge& parts) : folder_(folder), parts_(
 
 Parts::~Parts() {
   if (!notes_.IsOpen()) return;
-  unlink(path_.c_str());
+  System().unlink(path_.c_str());
   ReleaseFile(notes_.Get());
 }
 
@@ -80,7 +82,7 @@ Parts::~Parts() {
 void Parts::Make() {
   for (int number = 0; number < kTries; ++number) {
     path_ = folder_ + "/" + NotesName(number);
-    Descriptor notes(open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    Descriptor notes(System().open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
     if (!notes.IsOpen()) {
       if (errno == EEXIST) continue;
       break;
@@ -98,7 +100,7 @@ void Parts::Make() {
 int Parts::RemoveLeftovers(const StoreRoot& root) const {
   int removed = 0;
   for (std::string& path : NotesIn(folder_)) {
-    const Descriptor notes(open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC));
+    const Descriptor notes(System().open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC, 0));
     if (path == path_ || !notes.IsOpen() || IsHeld(notes.Get())) continue;
     removed += RemoveNoted(root, notes);
     // If it is held meanwhile, it belongs to another server that starts at the same time and will handle it.
@@ -118,7 +120,8 @@ int Parts::Note(const std::string& path) {
   const int note = free_.empty() ? used_ : *free_.begin();
   char text[kNoteSize] = {};
   path.copy(text, sizeof text);
-  if (pwrite(notes_.Get(), text, sizeof text, off_t{note} * off_t{kNoteSize}) != off_t{kNoteSize}) return -1;
+  if (System().pwrite(notes_.Get(), text, sizeof text, off_t{note} * off_t{kNoteSize}) != off_t{kNoteSize})
+    return -1;
   if (free_.erase(note) == 0) ++used_;
   parts_.Add(1);
   return note;

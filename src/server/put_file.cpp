@@ -11,6 +11,7 @@
 
 #include "host/file_identity.h"
 #include "host/sync.h"
+#include "host/system_calls.h"
 #include "host/write_all.h"
 #include "platform/file_access.h"
 #include "platform/held_file.h"
@@ -36,12 +37,12 @@ bool Names(const Place& place, const std::string& name, int file) {
 
 bool IsRegular(int file) {
   struct stat status = {};
-  return fstat(file, &status) == 0 && S_ISREG(status.st_mode);
+  return System().fstat(file, &status) == 0 && S_ISREG(status.st_mode);
 }
 
 // True if a put may replace what is there: a regular file that nobody holds, or nothing.
 bool IsReplaceable(const Place& place) {
-  const Descriptor target(openat(place.folder.Get(), place.base.c_str(), kTargetFlags));
+  const Descriptor target(System().openat(place.folder.Get(), place.base.c_str(), kTargetFlags, 0));
   if (!target.IsOpen()) return errno == ENOENT;
   return IsRegular(target.Get()) && !IsHeld(target.Get());
 }
@@ -59,15 +60,15 @@ void RenameProbed(void* argument) {
   const Place& place = replacement->place;
   const int folder = place.folder.Get();
   replacement->done = Names(place, place.base, replacement->target) &&
-                      renameat(folder, replacement->part.c_str(), folder, place.base.c_str()) == 0;
+                      System().renameat(folder, replacement->part.c_str(), folder, place.base.c_str()) == 0;
 }
 
 bool RenameToNew(const Place& place, const std::string& part) {
   const int folder = place.folder.Get();
-  if (renameat2(folder, part.c_str(), folder, place.base.c_str(), RENAME_NOREPLACE) == 0) return true;
+  if (System().renameat_noreplace(folder, part.c_str(), folder, place.base.c_str()) == 0) return true;
   if (errno != EINVAL && errno != ENOSYS) return false;
   // A file system that can't refuse by itself. Nothing stood there a moment ago.
-  return renameat(folder, part.c_str(), folder, place.base.c_str()) == 0;
+  return System().renameat(folder, part.c_str(), folder, place.base.c_str()) == 0;
 }
 
 }  // namespace
@@ -123,7 +124,7 @@ bool PutFile::MakePart() {
   note_ = shared_.parts.Note(place_.folder_path.empty() ? part_name_ : place_.folder_path + "/" + part_name_);
   if (note_ < 0) return false;
   constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-  part_ = Descriptor(openat(place_.folder.Get(), part_name_.c_str(), kFlags, kNewFileMode));
+  part_ = Descriptor(System().openat(place_.folder.Get(), part_name_.c_str(), kFlags, kNewFileMode));
   if (part_.IsOpen() && HoldPart()) return true;
   const int problem = part_.IsOpen() ? EEXIST : errno;
   DropPart();
@@ -137,7 +138,7 @@ bool PutFile::HoldPart() {
 
 void PutFile::DropPart() {
   if (part_.IsOpen()) {
-    if (!landed_) unlinkat(place_.folder.Get(), part_name_.c_str(), 0);
+    if (!landed_) System().unlinkat(place_.folder.Get(), part_name_.c_str(), 0);
     ReleaseFile(part_.Get());
     part_ = Descriptor();
   }
@@ -196,22 +197,22 @@ int PutFile::End(std::int64_t& time) {
 bool PutFile::Settle(std::int64_t time) const {
   const int part = part_.Get();
   const timespec times[2] = {{time, 0}, {time, 0}};
-  return TakeAccess() && futimens(part, times) == 0 && Sync(part) == 0;
+  return TakeAccess() && System().futimens(part, times) == 0 && Sync(part) == 0;
 }
 
 // A part that let in others than the file before it, or fewer, must not take its place.
 bool PutFile::TakeAccess() const {
-  const Descriptor target(openat(place_.folder.Get(), place_.base.c_str(), kTargetFlags));
+  const Descriptor target(System().openat(place_.folder.Get(), place_.base.c_str(), kTargetFlags, 0));
   if (!target.IsOpen()) return errno == ENOENT;
   struct stat status = {};
   FileAccess access;
-  return fstat(target.Get(), &status) == 0 && access.Read(target.Get()) == 0 &&
-         access.Apply(part_.Get()) == 0 && fchmod(part_.Get(), status.st_mode & kModeBits) == 0;
+  return System().fstat(target.Get(), &status) == 0 && access.Read(target.Get()) == 0 &&
+         access.Apply(part_.Get()) == 0 && System().fchmod(part_.Get(), status.st_mode & kModeBits) == 0;
 }
 
 bool PutFile::Replace() const {
   for (int tries = 0; tries < kTries; ++tries) {
-    const Descriptor target(openat(place_.folder.Get(), place_.base.c_str(), kTargetFlags));
+    const Descriptor target(System().openat(place_.folder.Get(), place_.base.c_str(), kTargetFlags, 0));
     if (!target.IsOpen()) {
       if (errno != ENOENT) return false;
       if (RenameToNew(place_, part_name_)) return true;

@@ -3,16 +3,16 @@
 #include <fcntl.h>
 #include <linux/openat2.h>
 #include <sys/statvfs.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <climits>
 #include <cstdint>
-#include <filesystem>
 #include <system_error>
 
 #include "base/text.h"
 #include "host/sync.h"
+#include "host/system_calls.h"
 #include "server/names.h"
 #include "store/layout.h"
 
@@ -31,7 +31,7 @@ Descriptor TryBeneath(int root, const char* path, int flags, std::uint64_t resol
   open_how how = {};
   how.flags = static_cast<std::uint64_t>(flags);
   how.resolve = RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS | resolve;
-  return Descriptor(static_cast<int>(syscall(SYS_openat2, root, path, &how, sizeof how)));
+  return Descriptor(System().openat2(root, path, &how));
 }
 
 // EAGAIN means that something on the path was renamed meanwhile, so the kernel cannot guarantee the result.
@@ -51,23 +51,23 @@ bool KernelResolves(int root) {
 // Returns the status of a place; a mode of 0 if nothing exists there.
 struct stat StatusOf(const Place& place) {
   struct stat status = {};
-  if (fstatat(place.folder.Get(), place.base.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return {};
+  if (System().fstatat(place.folder.Get(), place.base.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return {};
   return status;
 }
 
 // Returns the target of the link at a place.
 std::string ReadLink(const Place& place) {
   std::string target(kLongestLink, '\0');
-  const ssize_t length = readlinkat(place.folder.Get(), place.base.c_str(), target.data(), target.size());
+  const ssize_t length =
+      System().readlinkat(place.folder.Get(), place.base.c_str(), target.data(), target.size());
   target.resize(length < 0 ? 0 : static_cast<std::size_t>(length));
   return target;
 }
 
 // Resolves the links in the path. Returns it unchanged if the file does not exist.
 std::string WithoutLinks(const std::string& path) {
-  std::error_code problem;
-  const std::filesystem::path real = std::filesystem::canonical(path, problem);
-  return problem ? path : real.string();
+  char real[PATH_MAX];
+  return System().realpath(path.c_str(), real) != nullptr ? real : path;
 }
 
 // Returns true if the target of a link can only be a folder.
@@ -80,7 +80,7 @@ bool NamesFolder(const std::string& base) {
 StoreRoot::StoreRoot(const std::string& root, const std::vector<std::string>& closed,
                      const std::string& configuration)
     : path_(root),
-      root_(open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)),
+      root_(System().open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0)),
       configuration_(WithoutLinks(configuration)) {
   const std::optional<FileIdentity> id = root_.IsOpen() ? IdentityOf(root_.Get()) : std::nullopt;
   if (!id) throw std::system_error(errno, std::generic_category(), root);
@@ -94,7 +94,7 @@ StoreRoot::StoreRoot(const std::string& root, const std::vector<std::string>& cl
 
 std::optional<DiskSpace> StoreRoot::Space() const {
   struct statvfs status = {};
-  if (fstatvfs(root_.Get(), &status) != 0) return std::nullopt;
+  if (System().fstatvfs(root_.Get(), &status) != 0) return std::nullopt;
   const std::uint64_t unit = status.f_frsize;
   return DiskSpace{status.f_bavail * unit, status.f_blocks * unit};
 }
@@ -108,7 +108,7 @@ bool StoreRoot::IsWithin(int folder, std::optional<FileIdentity> id, const std::
   for (int depth = 0; id && depth < kDeepest; ++depth) {
     if (std::find(wanted.begin(), wanted.end(), *id) != wanted.end()) return true;
     if (*id == top) return false;
-    above = Descriptor(openat(depth == 0 ? folder : above.Get(), "..", kFolderFlags));
+    above = Descriptor(System().openat(depth == 0 ? folder : above.Get(), "..", kFolderFlags, 0));
     const std::optional<FileIdentity> next = above.IsOpen() ? IdentityOf(above.Get()) : std::nullopt;
     if (next == id) return false;  // the root folder of the host
     id = next;
@@ -128,7 +128,7 @@ std::vector<FileIdentity> StoreRoot::Closed() const {
 
 // Closes a folder to clients, unless it is outside the root or within another closed one.
 void StoreRoot::Close(const std::string& path) {
-  const Descriptor folder(open(path.c_str(), kFolderFlags));
+  const Descriptor folder(System().open(path.c_str(), kFolderFlags, 0));
   const std::optional<FileIdentity> id = folder.IsOpen() ? IdentityOf(folder.Get()) : std::nullopt;
   if (!id || *id == root_id_ || !IsWithin(folder.Get(), id, {root_id_}, root_id_)) return;
   if (closed_.empty() || !IsWithin(folder.Get(), id, Closed(), root_id_)) closed_.push_back({path, *id});
@@ -157,7 +157,8 @@ bool StoreRoot::MeetsClosed(const std::string& folders) const {
   for (std::size_t end = 0; end != std::string::npos;) {
     end = folders.find('/', end + 1);
     struct stat status = {};
-    if (fstatat(root_.Get(), folders.substr(0, end).c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return true;
+    if (System().fstatat(root_.Get(), folders.substr(0, end).c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
+      return true;
     const FileIdentity id = IdentityOf(status);
     if (std::find(closed.begin(), closed.end(), id) != closed.end()) return true;
   }
@@ -179,7 +180,7 @@ Descriptor StoreRoot::OpenFolder(const std::string& path) const {
 
 // Without support by the kernel, no link is followed at all.
 Descriptor StoreRoot::OpenStepByStep(const std::string& path) const {
-  Descriptor folder(openat(root_.Get(), ".", kFolderFlags));
+  Descriptor folder(System().openat(root_.Get(), ".", kFolderFlags, 0));
   for (std::size_t at = 0; at < path.size() && folder.IsOpen();) {
     const std::size_t end = std::min(path.find('/', at), path.size());
     const std::string component = path.substr(at, end - at);
@@ -188,7 +189,7 @@ Descriptor StoreRoot::OpenStepByStep(const std::string& path) const {
       errno = EXDEV;
       return {};
     }
-    folder = Descriptor(openat(folder.Get(), component.c_str(), kFolderFlags | O_NOFOLLOW));
+    folder = Descriptor(System().openat(folder.Get(), component.c_str(), kFolderFlags | O_NOFOLLOW, 0));
   }
   return folder;
 }
@@ -203,7 +204,7 @@ Descriptor StoreRoot::OpenOrMakeFolder(const std::string& path, std::vector<std:
     errno = EACCES;
     return {};
   }
-  if (mkdirat(above.Get(), split.base.c_str(), kFolderMode) == 0) {
+  if (System().mkdirat(above.Get(), split.base.c_str(), kFolderMode) == 0) {
     made.push_back(path);
   } else if (errno != EEXIST) {
     return {};
@@ -259,7 +260,7 @@ void StoreRoot::RemoveFolders(const std::vector<std::string>& paths) const {
   for (const std::string& path : paths) {
     const SplitName split = Split(path);
     const Descriptor above = OpenFolder(split.folder);
-    if (above.IsOpen()) unlinkat(above.Get(), split.base.c_str(), AT_REMOVEDIR);
+    if (above.IsOpen()) System().unlinkat(above.Get(), split.base.c_str(), AT_REMOVEDIR);
   }
 }
 
@@ -271,7 +272,8 @@ void StoreRoot::SyncAbove(const std::vector<std::string>& made) const {
 }
 
 Descriptor StoreRoot::OpenToRead(const Place& place, struct stat& status) const {
-  return IfReadable(Descriptor(openat(place.folder.Get(), place.base.c_str(), kReadFlags)), status);
+  return IfReadable(Descriptor(System().openat(place.folder.Get(), place.base.c_str(), kReadFlags, 0)),
+                    status);
 }
 
 Descriptor StoreRoot::OpenAtOnce(const std::string& name, struct stat& status) const {
@@ -284,7 +286,7 @@ Descriptor StoreRoot::OpenAtOnce(const std::string& name, struct stat& status) c
 
 // Returns the file if clients may read it.
 Descriptor StoreRoot::IfReadable(Descriptor file, struct stat& status) const {
-  if (!file.IsOpen() || fstat(file.Get(), &status) != 0) return {};
+  if (!file.IsOpen() || System().fstat(file.Get(), &status) != 0) return {};
   if (S_ISREG(status.st_mode) && IsForClients(status)) return file;
   errno = EACCES;
   return {};

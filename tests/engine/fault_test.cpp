@@ -61,6 +61,9 @@ PASS_ON(int, stat, (const char* path, struct stat* status) noexcept, path, statu
 PASS_ON(int, stat64, (const char* path, struct stat64* status) noexcept, path, status)
 PASS_ON(int, fstat, (int file, struct stat* status) noexcept, file, status)
 PASS_ON(int, fstat64, (int file, struct stat64* status) noexcept, file, status)
+PASS_ON(int, lstat, (const char* path, struct stat* status) noexcept, path, status)
+PASS_ON(int, access, (const char* path, int mode) noexcept, path, mode)
+PASS_ON(int, fchmod, (int file, mode_t mode) noexcept, file, mode)
 PASS_ON(int, unlink, (const char* path) noexcept, path)
 
 extern "C" [[gnu::visibility("default")]] int open(const char* path, int flags, ...) {

@@ -232,11 +232,15 @@ TEST_F(LastingLocks, AMarkerIsHeldOnEveryMountAndWhateverTriersDo) {
     errno = EPERM;
     return -1;
   };
+  const auto refuse_rename = [](int, const char*, int, const char*) {
+    errno = EPERM;
+    return -1;
+  };
   for (const bool renames : {true, false}) {
     for (const bool links : {true, false}) {
       for (const bool is_tried : {false, true}) {
         SCOPED_TRACE(testing::Message() << renames << links << is_tried);
-        if (!renames) tvl::System().rename_noreplace = refuse;
+        if (!renames) tvl::System().renameat_noreplace = refuse_rename;
         if (!links) tvl::System().link = refuse;
         if (is_tried) tvl::System().open = OpenAndBeTried;
         const auto start = std::chrono::steady_clock::now();

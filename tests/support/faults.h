@@ -68,7 +68,11 @@ class Faults {
         if (Entry == &tvl::SystemCalls::close) Get().real.close(arguments...);
       }
       errno = Get().error;
-      return -1;
+      if constexpr (std::is_pointer_v<Result>) {
+        return nullptr;
+      } else {
+        return -1;
+      }
     }
   };
 

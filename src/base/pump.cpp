@@ -1,7 +1,7 @@
 #include "base/pump.h"
 
 #include "platform/async_socket.h"
-#include "platform/message_queue.h"
+#include "platform/messages.h"
 
 namespace {
 

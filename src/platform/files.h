@@ -8,6 +8,7 @@
 
 using BOOL = int;
 using DWORD = std::uint32_t;
+using UINT = std::uint32_t;
 using HANDLE = std::intptr_t;
 
 constexpr HANDLE INVALID_HANDLE_VALUE = -1;

@@ -1,7 +1,7 @@
 #ifndef TVL_PLATFORM_VERSION_RESOURCE_H
 #define TVL_PLATFORM_VERSION_RESOURCE_H
 
-#include "platform/message_queue.h"
+#include "platform/files.h"
 
 // Reads the version resource of an executable file in the PE32 and PE32+ formats. Does not trust any byte of
 // the file.

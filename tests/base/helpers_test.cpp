@@ -4,6 +4,7 @@
 #include <cstring>
 #include <new>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <utility>
 
@@ -12,9 +13,21 @@
 #include "base/fixed_text.h"
 #include "base/memory.h"
 #include "base/numbers.h"
+#include "base/pump.h"
 #include "base/text.h"
 
 namespace {
+
+TEST(Pump, RunsTheHookOncePerCallOnItsOwnThread) {
+  int calls = 0;
+  tvl::SetPumpHook([](void* count) { ++*static_cast<int*>(count); }, &calls);
+  PumpMessages();
+  std::thread(PumpMessages).join();
+  EXPECT_EQ(calls, 1);
+  tvl::SetPumpHook(nullptr, nullptr);
+  PumpMessages();
+  EXPECT_EQ(calls, 1);
+}
 
 TEST(Numbers, FieldOfADottedNumber) {
   const std::tuple<const char*, unsigned int, int> rows[] = {

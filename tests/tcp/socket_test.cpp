@@ -12,7 +12,6 @@
 #include <thread>
 
 #include "base/pump.h"
-#include "platform/message_queue.h"
 #include "tcp/connection.h"
 #include "tcp/peer.h"
 
@@ -209,24 +208,12 @@ TEST(Waits, LetTheHookUseAnotherConnection) {
   EXPECT_EQ(inner_state, 3);
 }
 
-Sign message_handled(0);
-
-// Nothing else wakes this wait than the message, which another thread posts.
-TEST(Waits, SleepUntilAMessageComes) {
-  tvl::SetMessageHandler([](const MSG& message) {
-    if (message.message == 77) message_handled.release();
-  });
-  const DWORD client_thread = GetCurrentThreadId();
-  Server server(AnswersLocks({"1"}, [&] {
-    WorkForMilliseconds(400);
-    EXPECT_EQ(PostThreadMessageA(client_thread, 77, 0, 0), 1);
-    EXPECT_TRUE(message_handled.try_acquire_for(kPatience));
-  }));
+TEST(Waits, SleepUntilTheAnswerWithoutAHook) {
+  Server server(AnswersLocks({"1"}, [] { WorkForMilliseconds(400); }));
   Connection client(server);
   const long before = UsedMilliseconds();
   EXPECT_EQ(client.LockState("A"), 1);
   EXPECT_LT(UsedMilliseconds() - before, 60);
-  tvl::SetMessageHandler(nullptr);
 }
 
 TEST(Waits, ServeTheThreadThatUsesTheConnection) {

@@ -1,10 +1,9 @@
 #ifndef TVL_PLATFORM_ASYNC_SOCKET_H
 #define TVL_PLATFORM_ASYNC_SOCKET_H
 
-#include "host/fork_guard.h"
-#include "platform/files.h"
+#include <memory>
 
-struct addrinfo;
+#include "platform/files.h"
 
 constexpr int kStreamSocket = 1;
 
@@ -50,7 +49,7 @@ void NotifySocket();
 // parent closes it or exits.
 class CAsyncSocket {
  public:
-  CAsyncSocket() = default;
+  CAsyncSocket();
   virtual ~CAsyncSocket();
   CAsyncSocket(const CAsyncSocket&) = delete;
   CAsyncSocket& operator=(const CAsyncSocket&) = delete;
@@ -73,8 +72,8 @@ class CAsyncSocket {
 
   virtual void Close();
 
-  // Returns the descriptor of the socket, -1 if there is none.
-  [[nodiscard]] int Descriptor() const { return descriptor_.descriptor; }
+  // Returns the handle of the socket, INVALID_HANDLE_VALUE if there is none.
+  [[nodiscard]] HANDLE Handle() const;
 
   // Returns nonzero on success.
   BOOL ShutDown(int how);
@@ -96,10 +95,11 @@ class CAsyncSocket {
   friend class tvl::SocketWait;
   friend struct tvl::WaitedSocket;
   friend void tvl::NotifySocket();
+  struct Native;  // what the system needs
 
   int TryNextAddress();
-  [[nodiscard]] bool OpenDescriptor(int family);
-  void CloseDescriptor();
+  [[nodiscard]] bool OpenNative(int family);
+  void CloseNative();
   void ForgetAddresses();
   void BecomeConnected();
   void Notify(short ready);
@@ -107,16 +107,14 @@ class CAsyncSocket {
   void NotifyOfInput();
   void NotifyOfClose(int code);
 
-  tvl::ForkGuard::Entry descriptor_;
   long events_ = 0;
   bool connecting_ = false;
-  bool read_due_ = false;   // OnReceive is to be called
-  bool write_due_ = false;  // OnSend is to be called
-  bool closed_ = false;     // OnClose has been called
-  short ready_ = 0;         // events that the last sleep has found, for the next pump
-  DWORD to_read_ = 0;       // last result of IOCtl
-  addrinfo* addresses_ = nullptr;
-  const addrinfo* next_address_ = nullptr;
+  bool read_due_ = false;           // OnReceive is to be called
+  bool write_due_ = false;          // OnSend is to be called
+  bool closed_ = false;             // OnClose has been called
+  short ready_ = 0;                 // events that the last sleep has found, for the next pump
+  DWORD to_read_ = 0;               // last result of IOCtl
+  std::unique_ptr<Native> native_;  // null before Create
 };
 
 namespace tvl {

@@ -34,15 +34,9 @@ struct FILETIME {
   std::int32_t nanoseconds;
 };
 
-// The result of a status query: size in 64 bits, modification time in whole seconds.
-struct FileStatus {
-  std::uint64_t size;
-  std::int64_t modified;
-};
-
 // Opens a regular file. Folders cannot be opened, nor can pipes and devices, which might block forever.
 // CREATE_ALWAYS fails for a nonempty file that is held. `share`, `security` and `model` are ignored.
-// Descriptors are close-on-exec.
+// Child processes that run other programs do not inherit the handle.
 HANDLE CreateFileA(const char* path, DWORD access, DWORD share, void* security, DWORD disposition,
                    DWORD flags, HANDLE model);
 BOOL CloseHandle(HANDLE file);
@@ -80,16 +74,22 @@ BOOL RemoveDirectoryA(const char* path);
 // refuse to delete the file.
 BOOL MoveFileA(const char* from, const char* to);
 
-// Returns 0, or -1 if the file or folder does not exist or cannot be examined. Follows links. A folder has
-// size 0.
-int _stat64i32(const char* path, FileStatus* status);
-
 // Copies contents and modification time in place; see copy_file.h for other ways. Overwrites an existing
 // target unless `failIfExists` is set or the target is held. Returns 0 on failure; then a target that it
 // created is removed, and a target for which there is not enough space is unchanged.
 BOOL CopyFileA(const char* source, const char* target, BOOL failIfExists);
 
 namespace tvl {
+
+// The result of a status query: size in 64 bits, modification time in whole seconds.
+struct FileStatus {
+  std::uint64_t size;
+  std::int64_t modified;
+};
+
+// Reads the status of a file or folder. Follows links. The size of a folder is 0. Returns false if it does
+// not exist or cannot be examined.
+bool ReadFileStatus(const char* path, FileStatus* status);
 
 // Creates one folder unless it exists. Records an error only on failure. Returns true if the folder exists
 // afterwards.

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "host/descriptor.h"
+#include "platform/files.h"
 
 namespace tvl {
 
@@ -29,16 +29,19 @@ class Folder {
   // `path` contains backslashes. Records a failure (last_error.h). Also opens a folder whose entries may be
   // used but not listed; then a search in it fails.
   explicit Folder(const char* path);
+  ~Folder();
+  Folder(const Folder&) = delete;
+  Folder& operator=(const Folder&) = delete;
 
-  [[nodiscard]] bool IsOpen() const { return descriptor_.IsOpen(); }
+  [[nodiscard]] bool IsOpen() const { return folder_ != INVALID_HANDLE_VALUE; }
   [[nodiscard]] EntryStatus StatusOf(const char* name) const;
 
-  // For the platform layer: return the descriptor for listing, or why there is none.
-  [[nodiscard]] int ListingDescriptor() const { return problem_ == 0 ? descriptor_.Get() : -1; }
+  // For the platform layer: return the handle for listing, or why there is none.
+  [[nodiscard]] HANDLE ListingHandle() const { return problem_ == 0 ? folder_ : INVALID_HANDLE_VALUE; }
   [[nodiscard]] int Problem() const { return problem_; }
 
  private:
-  Descriptor descriptor_;
+  HANDLE folder_;
   int problem_ = 0;
 };
 

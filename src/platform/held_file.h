@@ -25,17 +25,17 @@ namespace tvl {
 // Releases a held file.
 void ReleaseFile(HANDLE file);
 
-// Returns true if another open file holds the file of `descriptor`, which must be open for writing, or uses
+// Returns true if another open file holds the file of `file`, which must be open for writing, or uses
 // it as a table.
-[[nodiscard]] bool IsHeld(int descriptor);
+[[nodiscard]] bool IsHeld(HANDLE file);
 
 // The same for a file by its name. A missing file is not held; a file that cannot be opened for the try
 // counts as held.
 [[nodiscard]] bool IsFileHeld(const char* path);
 
-// Calls `action` while a try prevents others from holding the file of `descriptor`. Returns false without the
+// Calls `action` while a try prevents others from holding the file of `file`. Returns false without the
 // call if it is held or that cannot be determined.
-[[nodiscard]] bool WhileUnheld(int descriptor, void (*action)(void* argument), void* argument);
+[[nodiscard]] bool WhileUnheld(HANDLE file, void (*action)(void* argument), void* argument);
 
 // Returns true if `path` still refers to the open file `file`, which may have been replaced since it was
 // opened.

@@ -38,9 +38,6 @@ class IniFile {
   std::string contents_;
 };
 
-// Appends the rest of the file `descriptor` to `contents`. Returns 0 or an errno value.
-[[nodiscard]] int ReadIniContents(int descriptor, std::string& contents);
-
 }  // namespace tvl
 
 // These functions treat a missing or unreadable file as an empty one, and record the reason.

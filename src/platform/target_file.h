@@ -8,8 +8,6 @@
 #include "platform/files.h"
 #include "platform/writing.h"
 
-struct stat;
-
 namespace tvl {
 
 // The target of a copy while it is being written.
@@ -36,7 +34,7 @@ class TargetFile {
   // Returns true if the target is the source itself, by any name. Then it must not be written.
   [[nodiscard]] bool IsSource() const { return is_source_; }
 
-  [[nodiscard]] int Descriptor() const { return static_cast<int>(file_); }
+  [[nodiscard]] HANDLE Handle() const { return file_; }
 
   // Returns true for a part and for a file that was just created, which need no Empty.
   [[nodiscard]] bool IsNew() const { return is_part_ || created_; }
@@ -65,11 +63,11 @@ class TargetFile {
   [[nodiscard]] bool OpenInPlace();
   [[nodiscard]] bool OpenExisting();
   [[nodiscard]] bool OpenPart();
-  [[nodiscard]] bool FindExisting(struct stat* status);
+  [[nodiscard]] bool FindExisting(bool* has_several_names);
   [[nodiscard]] bool FallBack(const char* why);
   [[nodiscard]] int CreatePart();
-  [[nodiscard]] int Create(const std::string& path, unsigned int mode);
-  [[nodiscard]] bool IsSourceFile(const struct stat& status) const;
+  [[nodiscard]] HANDLE Create(const std::string& path, unsigned int mode);
+  [[nodiscard]] bool IsSourceFile(const SourceTraits& found) const;
   [[nodiscard]] bool HasSpace(std::uint64_t freed) const;
   [[nodiscard]] bool SkipBlock();
   [[nodiscard]] bool EndHole();

@@ -7,7 +7,6 @@
 #include <utility>
 #include <vector>
 
-#include "host/descriptor.h"
 #include "platform/files.h"
 
 namespace tvl {
@@ -60,12 +59,7 @@ class TransferGroup {
     int failure;
     bool failed;
   };
-  // A file system that the group has written to.
-  struct Mounted {
-    std::uint64_t device;
-    Descriptor folder;
-    bool syncs_all;  // syncfs() reaches the disk and reports errors
-  };
+  struct Mounted;
 
   void NoteMount(const FinishedPart& part);
   [[nodiscard]] bool IsSyncedWhole(const FinishedPart& part) const;

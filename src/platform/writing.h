@@ -3,7 +3,6 @@
 
 #include <cstdint>
 
-#include "host/file_identity.h"
 #include "platform/files.h"
 
 namespace tvl {
@@ -33,14 +32,13 @@ struct SourceTraits {
   std::uint64_t size;
   std::uint64_t allocated;  // bytes on the disk, fewer than `size` in a file with holes
   unsigned int mode;
-  FileIdentity identity;
+  std::uint64_t device;
+  std::uint64_t inode;
   FILETIME accessed;
   FILETIME written;
 
   [[nodiscard]] bool HasHoles() const { return allocated < size; }
 };
-
-[[nodiscard]] SourceTraits TraitsOf(const struct stat& status);
 
 // Returns false if `path` cannot be examined.
 [[nodiscard]] bool ReadTraits(const char* path, SourceTraits* traits);

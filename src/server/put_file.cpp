@@ -9,11 +9,11 @@
 
 #include <tvlclient/errors.h>
 
+#include "host/file_access.h"
 #include "host/file_identity.h"
 #include "host/sync.h"
 #include "host/system_calls.h"
 #include "host/write_all.h"
-#include "platform/file_access.h"
 #include "platform/held_file.h"
 #include "server/names.h"
 #include "store/part_name.h"

@@ -165,7 +165,7 @@ const char* CTVLClientTcpOpr::Refusal() const {
 }
 
 int CTVLClientTcpOpr::Descriptor() const {
-  return IsLive() ? state->socket.Descriptor() : -1;
+  return IsLive() ? static_cast<int>(state->socket.Handle()) : -1;
 }
 
 const char* CTVLClientTcpOpr::ServerVersion() const {

@@ -2,7 +2,7 @@
 
 #include "base/low_file.h"
 #include "base/path_helpers.h"
-#include "platform/utime.h"
+#include "platform/file_times.h"
 #include "tcp/state.h"
 #include "transfer/compare.h"
 #include "transfer/core.h"
@@ -63,7 +63,7 @@ int CTVLClientTcpOpr::PutRemote(char* remoteName, char* localName, int* transfer
   if (code != TVL_OK) return code == TVL_ERR_IN_CACHE ? TVL_OK : code;
   if (const int problem = SendFile(local.Text())) return problem;
   const std::int64_t time = state->pack.WideNumericTok(1, 0);
-  if (time != 0) _utime64(local.Text(), time);
+  if (time != 0) tvl::SetFileTimes(local.Text(), time);
   *transferred = 1;
   return TVL_OK;
 }

@@ -32,9 +32,9 @@ int FilesAreEqual(int policy, const char* fileA, const char* fileB) {
     const tvl::Contents contents = tvl::CompareContents(fileA, fileB);
     if (contents != tvl::Contents::kUnknown) return contents == tvl::Contents::kSame ? 1 : 0;
   }
-  FileStatus a = {};
-  FileStatus b = {};
-  if (_stat64i32(fileA, &a) != 0 || _stat64i32(fileB, &b) != 0) return 0;
+  tvl::FileStatus a = {};
+  tvl::FileStatus b = {};
+  if (!tvl::ReadFileStatus(fileA, &a) || !tvl::ReadFileStatus(fileB, &b)) return 0;
   const bool equal = policy == kCompareHash ? a.size == b.size && SameSignature(fileA, fileB)
                                             : EqualByTime(a.size, a.modified, b.size, b.modified);
   return equal ? 1 : 0;
@@ -42,8 +42,8 @@ int FilesAreEqual(int policy, const char* fileA, const char* fileB) {
 
 char* FileStamp(int policy, const char* path) {
   std::memcpy(stamp, "@", 2);
-  FileStatus status = {};
-  if (_stat64i32(path, &status) != 0) return stamp;
+  tvl::FileStatus status = {};
+  if (!tvl::ReadFileStatus(path, &status)) return stamp;
   const int bar = std::snprintf(stamp, kStampRoom, "%" PRIx64 "|", status.size);
   char* signature = stamp + bar;
   if (policy == kCompareTime) {

@@ -12,7 +12,7 @@
 
 #include "directory/small_store.h"
 #include "platform/parts.h"
-#include "platform/replace_file.h"
+#include "platform/posix/replace_file.h"
 #include "platform/target_file.h"
 #include "support/faults.h"
 #include "support/helper_process.h"

@@ -6,14 +6,20 @@ check=$(dirname "$(realpath "$0")")/check.sh
 tree=$(mktemp -d)
 trap 'rm -rf "$tree"' EXIT
 cd "$tree"
-mkdir -p host platform base store transfer directory engine cli attic
+mkdir -p host platform/posix base store transfer directory engine server cli attic
 
 # The contents of a file, and what is reported about it; "-" where it is allowed.
 cases=(
   'host/a.h|#include <unistd.h>|-'
   'host/b.h|#include "platform/a.h"|host must not include platform'
-  'platform/a.h|#include <unistd.h>|-'
-  'platform/e.h|#include "host/a.h"|-'
+  'platform/a.h|#include <unistd.h>|<unistd.h> belongs in: host platform/posix engine server cli'
+  'platform/e.h|#include "host/a.h"|platform must not include host'
+  'platform/posix/a.h|#include <unistd.h>|-'
+  'platform/posix/b.h|#include "host/a.h"|-'
+  'platform/posix/c.h|#include "platform/a.h"|-'
+  'platform/posix/d.h|#include "store/facts.h"|-'
+  'base/f.h|#include "platform/posix/a.h"|base must not include platform/posix'
+  'server/a.h|#include "platform/posix/a.h"|server must not include platform/posix'
   'base/e.h|#include "host/a.h"|base must not include host'
   'platform/b.h|#include "base/a.h"|platform must not include base'
   'store/facts.h|#include <string>|-'
@@ -21,7 +27,7 @@ cases=(
   'platform/c.h|#include "store/facts.h"|-'
   'platform/d.h|#include "store/a.h"|platform must not include store'
   'base/a.h|#include "platform/a.h"|-'
-  'base/b.h|#include <sys/stat.h>|<sys/stat.h> belongs in: host platform engine server cli'
+  'base/b.h|#include <sys/stat.h>|<sys/stat.h> belongs in: host platform/posix engine server cli'
   'base/c.h|#include "a.h"|"a.h" is no header of the project; write it as "folder/name.h"'
   'base/d.h|#include "base/missing.h"|"base/missing.h" is no header of the project; write it as "folder/name.h"'
   'transfer/a.cpp|#include <zlib.h>|-'
@@ -53,5 +59,5 @@ if "$check" "$tree" >found.txt; then
 fi
 diff -u <(LC_ALL=C sort expected.txt) <(LC_ALL=C sort found.txt)
 
-find . -mindepth 1 ! -name platform ! -path ./platform/a.h -delete
+find . -mindepth 1 ! -name host ! -path ./host/a.h -delete
 "$check" "$tree"

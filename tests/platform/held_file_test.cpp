@@ -1,85 +1,14 @@
 #include "platform/held_file.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <atomic>
-#include <chrono>
-#include <cstdint>
 #include <string>
-#include <thread>
-#include <vector>
 
-#include "base/low_file.h"
-#include "platform/files.h"
-#include "store/lock_ranges.h"
-#include "support/helper_process.h"
-#include "support/temp_folder.h"
-#include "transfer/zlib_file.h"
+#include "platform/held.h"
 
 namespace {
 
 using std::string;
-
-bool IsHeldBySomebody(const string& path) {
-  const tvl::LowFile file(path.c_str(), kLowReadWrite);
-  return tvl::IsHeld(static_cast<int>(file.Handle()));
-}
-
-// Holds a file until it is killed.
-const Role kHold("hold", [](const std::vector<string>& arguments) {
-  const tvl::LowFile file(arguments.at(0).c_str(), kLowReadWrite);
-  if (!tvl::HoldFile(file.Handle())) return 1;
-  Tell("holding");
-  Listen();
-  return 0;
-});
-
-// Asks over and over whether a file is held, until it is told to stop; 1 if it ever was.
-const Role kAsk("ask", [](const std::vector<string>& arguments) {
-  std::atomic<bool> stop = false;
-  bool held = false;
-  std::thread asker([&] {
-    while (!stop) held = IsHeldBySomebody(arguments.at(0)) || held;
-  });
-  Tell("asking");
-  Listen();
-  stop = true;
-  asker.join();
-  return held ? 1 : 0;
-});
-
-class Held : public testing::Test {
- protected:
-  Held() {
-    folder_.Write("source", "new bytes");
-    folder_.Write("full", "old");
-    folder_.Write("empty", "");
-  }
-
-  // What every operation that would change a file has to do with a held one.
-  void ExpectRefused(const string& name) {
-    const string before = folder_.Read(name);
-    const string path = folder_.Logical(name);
-    EXPECT_EQ(CopyFileA(folder_.Logical("source").c_str(), path.c_str(), 0), 0) << name;
-    CCore packed;
-    CZlib zlib;
-    EXPECT_EQ(zlib.CompressFile(folder_.Logical("source").c_str(), packed), 1);
-    EXPECT_EQ(zlib.DecompressFile(packed, path.c_str()), 0) << name;
-    EXPECT_EQ(DeleteFileA(path.c_str()), 0) << name;
-    EXPECT_EQ(MoveFileA(path.c_str(), folder_.Logical("moved").c_str()), 0) << name;
-    EXPECT_EQ(MoveFileA(folder_.Logical("source").c_str(), path.c_str()), 0) << name;
-    EXPECT_EQ(folder_.Read(name), before) << name;
-    EXPECT_TRUE(folder_.Exists(name));
-    // It can still be read and copied from.
-    EXPECT_EQ(CopyFileA(path.c_str(), folder_.Logical("copy").c_str(), 0), 1) << name;
-  }
-
-  TempFolder folder_;
-};
 
 TEST_F(Held, ByAnotherDescriptorOfThisProcess) {
   for (const string name : {"full", "empty"}) {
@@ -97,124 +26,6 @@ TEST_F(Held, ByAnotherDescriptorOfThisProcess) {
     tvl::ReleaseFile(second.Handle());
     EXPECT_EQ(DeleteFileA(path.c_str()), 1);
   }
-}
-
-TEST_F(Held, ByAnotherProcessUntilItDies) {
-  HelperProcess holder({"hold", folder_.Logical("full")});
-  ASSERT_EQ(holder.Hear(), "holding");
-  ExpectRefused("full");
-  holder.Signal(SIGSTOP);
-  EXPECT_TRUE(IsHeldBySomebody(folder_.Logical("full")));
-  holder.Signal(SIGKILL);
-  EXPECT_EQ(holder.Wait(), -SIGKILL);
-  EXPECT_FALSE(IsHeldBySomebody(folder_.Logical("full")));
-}
-
-// A lock that some program, of this or the last release, has on a file.
-class Locked {
- public:
-  Locked(const string& path, short type, const tvl::LockRange& range) : file_(path.c_str(), kLowReadWrite) {
-    struct flock lock = {};
-    lock.l_type = type;
-    lock.l_start = range.start;
-    lock.l_len = range.length;
-    locked_ = fcntl(static_cast<int>(file_.Handle()), F_OFD_SETLK, &lock) == 0;
-  }
-  [[nodiscard]] bool IsLocked() const { return locked_; }
-
- private:
-  tvl::LowFile file_;
-  bool locked_;
-};
-
-constexpr tvl::LockRange kEarlierHold = {0, 0};
-constexpr tvl::LockRange kEarlierTry = {0, std::int64_t{1} << 62};
-
-TEST_F(Held, AHoldIsSeenAtOnceAndATryIsWaitedFor) {
-  using std::chrono::milliseconds;
-  using std::chrono::steady_clock;
-  const struct {
-    const char* what;
-    short type;
-    tvl::LockRange range;
-    bool at_once;
-  } cases[] = {
-      {"a hold", F_WRLCK, tvl::kHoldRange, true},
-      {"a hold by the last release", F_WRLCK, kEarlierHold, true},
-      {"a table in use", F_RDLCK, tvl::kUseByte, true},
-      {"a turn that does not end", F_WRLCK, tvl::kTurnByte, false},
-      {"a try that does not end", F_WRLCK, tvl::kTryRange, true},  // nobody keeps one without its turn
-      {"a try by the last release", F_WRLCK, kEarlierTry, false},
-  };
-  for (const auto& test : cases) {
-    SCOPED_TRACE(test.what);
-    const string path = folder_.Logical("empty");
-    const Locked other(path, test.type, test.range);
-    ASSERT_TRUE(other.IsLocked());
-    const steady_clock::time_point start = steady_clock::now();
-    EXPECT_TRUE(IsHeldBySomebody(path));
-    EXPECT_EQ(steady_clock::now() - start < milliseconds(900), test.at_once);
-    EXPECT_EQ(DeleteFileA(path.c_str()), 0);
-  }
-  EXPECT_FALSE(IsHeldBySomebody(folder_.Logical("empty")));
-}
-
-TEST_F(Held, TheLastReleaseSeesAHold) {
-  const string path = folder_.Logical("empty");
-  const tvl::LowFile file(path.c_str(), kLowReadWrite);
-  ASSERT_TRUE(tvl::HoldFile(file.Handle()));
-  for (const tvl::LockRange& range : {kEarlierHold, kEarlierTry})
-    EXPECT_FALSE(Locked(path, F_WRLCK, range).IsLocked());
-  tvl::ReleaseFile(file.Handle());
-}
-
-TEST_F(Held, ATryThatWaitsKeepsNoOtherThreadWaiting) {
-  const string stuck = folder_.Logical("full");
-  const Locked other(stuck, F_WRLCK, tvl::kTurnByte);
-  std::atomic<bool> is_waiting = true;
-  std::thread waiting([&] {
-    EXPECT_TRUE(IsHeldBySomebody(stuck));
-    is_waiting = false;
-  });
-  int tries = 0;
-  for (; is_waiting; ++tries) EXPECT_FALSE(IsHeldBySomebody(folder_.Logical("empty")));
-  waiting.join();
-  EXPECT_GT(tries, 100);
-}
-
-// Triers lock the file for a moment too; they are no holders to one another, nor in a holder's way.
-TEST_F(Held, AskersBarNobody) {
-  const string path = folder_.Logical("empty");
-  HelperProcess one({"ask", path});
-  HelperProcess two({"ask", path});
-  ASSERT_EQ(one.Hear() + two.Hear(), "askingasking");
-  for (int i = 0; i < 1000; ++i) EXPECT_FALSE(IsHeldBySomebody(path));
-  one.Say("end");
-  EXPECT_EQ(one.Wait(), 0);
-  for (int i = 0; i < 300; ++i) {
-    const tvl::LowFile file(path.c_str(), kLowReadWrite);
-    ASSERT_TRUE(tvl::HoldFile(file.Handle()));
-    tvl::ReleaseFile(file.Handle());
-  }
-}
-
-TEST_F(Held, AForkedChildCarriesNoHold) {
-  const string path = folder_.Logical("full");
-  tvl::LowFile file(path.c_str(), kLowReadWrite);
-  const HANDLE handle = file.Handle();
-  ASSERT_TRUE(tvl::HoldFile(handle));
-  const pid_t child = fork();
-  if (child == 0) {
-    raise(SIGSTOP);
-    _exit(0);
-  }
-  waitpid(child, nullptr, WUNTRACED);
-  EXPECT_TRUE(IsHeldBySomebody(path));
-  EXPECT_TRUE(file.Close());
-  EXPECT_FALSE(IsHeldBySomebody(path));
-  tvl::ReleaseFile(handle);  // no more than a number now
-  kill(child, SIGKILL);
-  waitpid(child, nullptr, 0);
 }
 
 }  // namespace

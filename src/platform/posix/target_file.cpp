@@ -1,0 +1,332 @@
+#include "platform/target_file.h"
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include "host/file_access.h"
+#include "host/sync.h"
+#include "host/system_calls.h"
+#include "host/write_all.h"
+#include "platform/held_file.h"
+#include "platform/host_path.h"
+#include "platform/last_error.h"
+#include "platform/names.h"
+#include "platform/parts.h"
+#include "platform/posix/descriptor_of.h"
+#include "platform/posix/folder_of_file.h"
+#include "platform/posix/open_file.h"
+#include "platform/posix/replace_file.h"
+#include "platform/posix/traits.h"
+#include "platform/transfer_group.h"
+
+namespace tvl {
+namespace {
+
+constexpr std::size_t kHoleBlock = 4096;
+constexpr int kMostLinks = 40;
+constexpr int kMostParts = 1000;
+constexpr unsigned int kUsualMode = 0666;
+constexpr unsigned int kOwnerOnly = 0600;
+constexpr unsigned int kRightBits = 0777;
+constexpr unsigned int kExecuteBits = 0111;
+
+constexpr char kSeveralNames[] = "it has several names";
+constexpr char kOtherOwner[] = "its owner, group or access list cannot be given to a new file";
+constexpr char kFolderClosed[] = "its folder may not be written";
+
+constinit thread_local const char* why_in_place = nullptr;
+
+bool IsZero(const char* bytes, std::size_t count) {
+  return count == 0 || (bytes[0] == 0 && std::memcmp(bytes, bytes + 1, count - 1) == 0);
+}
+
+// The path that the link at `path` leads to, one step on.
+bool FollowLink(std::string& path) {
+  char target[4096];
+  const ssize_t length = System().readlinkat(AT_FDCWD, path.c_str(), target, sizeof target);
+  if (length <= 0 || static_cast<std::size_t>(length) == sizeof target) return false;
+  const std::string next(target, static_cast<std::size_t>(length));
+  path = next.front() == '/' ? next : FolderOf(path) + next;
+  return true;
+}
+
+// Gives a part the owner, mode and access lists of the file that it is to replace.
+bool TakesAccessOf(const char* target, int part) {
+  const OpenFile file(target, O_RDONLY | O_NOFOLLOW, 0, OpenFile::Look::kDone);
+  FileAccess access;
+  return file.IsOpen() && access.Read(file.Descriptor()) == 0 &&
+         access.Apply(part, FileAccess::Owner::kKept) == 0;
+}
+
+}  // namespace
+
+const char* WhyInPlace() {
+  return why_in_place;
+}
+
+TargetFile::TargetFile(const char* path, const Writing& writing, const SourceTraits* source)
+    : writing_(writing),
+      has_source_(source != nullptr),
+      source_(has_source_ ? *source : SourceTraits{}),
+      process_(GetCurrentProcessId()) {
+  why_in_place = nullptr;
+  try {
+    path_ = HostPath(path).Text();
+    const bool opened = writing_.safety == Safety::kInPlace ? OpenInPlace() : OpenPart();
+    if (!opened && file_ != INVALID_HANDLE_VALUE) static_cast<void>(Close());
+  } catch (const std::bad_alloc&) {
+    if (file_ != INVALID_HANDLE_VALUE) static_cast<void>(Close());
+    NoteError(path, ENOMEM);
+  }
+}
+
+TargetFile::~TargetFile() {
+  if (file_ == INVALID_HANDLE_VALUE) return;
+  if (is_part_)
+    DropPart();
+  else
+    static_cast<void>(Close());
+}
+
+bool TargetFile::Fail(int problem) const {
+  NoteError(path_.c_str(), problem);
+  return false;
+}
+
+bool TargetFile::IsSourceFile(const SourceTraits& found) const {
+  return has_source_ && found.device == source_.device && found.inode == source_.inode;
+}
+
+unsigned int TargetFile::NewMode() const {
+  return has_source_ ? source_.mode & kRightBits : kUsualMode;
+}
+
+// The handle of a new file, or INVALID_HANDLE_VALUE with errno. In a folder that hands its group down, the
+// group gets the folder's rights, whatever the umask: the members of that group are to work on each other's
+// files.
+HANDLE TargetFile::Create(const std::string& path, unsigned int mode) {
+  constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY;
+  const int file = System().open(path.c_str(), kFlags, mode);
+  if (file < 0 || exists_) return file;
+  const std::string folder = FolderOf(path);
+  const int bits =
+      writing_.group != nullptr ? writing_.group->InheritedGroupBits(folder) : InheritedGroupBits(folder);
+  struct stat status = {};
+  if (bits < 0 || System().fstat(file, &status) != 0) return file;
+  const unsigned int execute = (mode & kExecuteBits) != 0 ? kRightBits : kRightBits & ~kExecuteBits;
+  const unsigned int group = static_cast<unsigned int>(bits) & execute;
+  System().fchmod(file, (status.st_mode & ~static_cast<mode_t>(S_IRWXG) & 07777U) | group);
+  return file;
+}
+
+// Created if it can be, because nobody can hold a file that this open created, and there is nothing to lose.
+bool TargetFile::OpenInPlace() {
+  const HANDLE file = Create(path_, NewMode());
+  if (file < 0) return errno == EEXIST ? OpenExisting() : Fail(errno);
+  file_ = file;
+  created_ = true;
+  return true;
+}
+
+// With O_CREAT for a link that leads to nothing yet.
+bool TargetFile::OpenExisting() {
+  OpenFile existing(path_.c_str(), O_WRONLY | O_CREAT, NewMode());
+  if (!existing.IsOpen()) return false;
+  exists_ = true;
+  const SourceTraits old = TraitsOf(existing.Status());
+  is_source_ = IsSourceFile(old);
+  if (is_source_) return true;
+  old_size_ = old.size;
+  old_allocated_ = old.allocated;
+  if (IsHeld(existing.Descriptor())) return Fail(EBUSY);
+  file_ = existing.Release();
+  return true;
+}
+
+bool TargetFile::FallBack(const char* why) {
+  why_in_place = why;
+  return OpenInPlace();
+}
+
+// Looks for the target without opening it, and follows links, next to whose end the part belongs.
+bool TargetFile::FindExisting(bool* has_several_names) {
+  struct stat status = {};
+  for (int links = 0; links < kMostLinks; ++links) {
+    if (System().lstat(path_.c_str(), &status) != 0) return errno == ENOENT || Fail(errno);
+    exists_ = !S_ISLNK(status.st_mode);
+    if (exists_) {
+      is_source_ = IsSourceFile(TraitsOf(status));
+      *has_several_names = status.st_nlink > 1;
+      if (S_ISREG(status.st_mode)) return true;
+      return Fail(S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
+    }
+    if (!FollowLink(path_)) return Fail(errno);
+  }
+  return Fail(ELOOP);
+}
+
+bool TargetFile::OpenPart() {
+  bool has_several_names = false;
+  if (!FindExisting(&has_several_names)) return false;
+  if (is_source_) return true;
+  if (has_several_names) return FallBack(kSeveralNames);
+  const int problem = CreatePart();
+  if (problem == EACCES || problem == EPERM || problem == EROFS) return FallBack(kFolderClosed);
+  if (problem != 0) return Fail(problem);
+  if (!exists_ || TakesAccessOf(path_.c_str(), DescriptorOf(file_))) return true;
+  DropPart();
+  return FallBack(kOtherOwner);
+}
+
+// 0, or why there is no part. One that was removed between its creation and its hold, by somebody who tidied
+// up, is created again.
+int TargetFile::CreatePart() {
+  const std::string folder = FolderOf(path_);
+  for (int tries = 0; tries < kMostParts; ++tries) {
+    part_ = folder + NextPartName();
+    const HANDLE file = Create(part_, exists_ ? kOwnerOnly : NewMode());
+    if (file < 0 && errno == EEXIST) continue;
+    if (file < 0) return errno;
+    file_ = file;
+    is_part_ = true;
+    // Where the file system has no locks, nobody could ask for the hold either.
+    const bool held = HoldFile(file_) || LastErrorCode() != EBUSY;
+    struct stat status = {};
+    if (System().fstat(DescriptorOf(file), &status) != 0) {
+      const int problem = errno;
+      DropPart();
+      return problem;
+    }
+    device_ = status.st_dev;
+    if (held && status.st_nlink > 0) return 0;
+    DropPart();
+  }
+  return EEXIST;
+}
+
+void TargetFile::DropPart() {
+  is_part_ = false;
+  if (process_ == GetCurrentProcessId()) System().unlink(part_.c_str());
+  ReleaseFile(file_);
+  static_cast<void>(Close());
+}
+
+bool TargetFile::Close() {
+  if (System().close(DescriptorOf(std::exchange(file_, INVALID_HANDLE_VALUE))) == 0) return true;
+  return Fail(errno);
+}
+
+// Whether the source fits into what is free and what the target frees. What cannot be found out shows when
+// it is written.
+bool TargetFile::HasSpace(std::uint64_t freed) const {
+  rlimit largest = {};
+  if (getrlimit(RLIMIT_FSIZE, &largest) == 0 && source_.size > largest.rlim_cur) return Fail(EFBIG);
+  const std::uint64_t needed = std::min(source_.size, source_.allocated);
+  struct statfs status = {};
+  if (needed <= freed || System().fstatfs(DescriptorOf(file_), &status) != 0 || status.f_blocks == 0)
+    return true;
+  const std::uint64_t blocks = geteuid() == 0 ? status.f_bfree : status.f_bavail;
+  const auto block = static_cast<std::uint64_t>(status.f_frsize != 0 ? status.f_frsize : status.f_bsize);
+  return needed - freed <= blocks * block || Fail(ENOSPC);
+}
+
+bool TargetFile::Empty() {
+  if (IsNew()) return true;
+  if (has_source_ && !HasSpace(old_allocated_)) return false;
+  return old_size_ == 0 || System().ftruncate(DescriptorOf(file_), 0) == 0 || Fail(errno);
+}
+
+bool TargetFile::WriteData(const void* bytes, std::size_t count) {
+  const int problem = WriteAll(DescriptorOf(file_), bytes, count);
+  return problem == 0 || Fail(problem);
+}
+
+bool TargetFile::Write(const void* bytes, std::size_t count) {
+  if (!has_source_ || !source_.HasHoles()) return WriteData(bytes, count);
+  const auto* text = static_cast<const char*>(bytes);
+  while (count > 0) {
+    const std::size_t piece = std::min(count, kHoleBlock);
+    ends_in_hole_ = piece == kHoleBlock && IsZero(text, piece);
+    if (!(ends_in_hole_ ? SkipBlock() : WriteData(text, piece))) return false;
+    text += piece;
+    count -= piece;
+  }
+  return true;
+}
+
+bool TargetFile::SkipBlock() {
+  return System().lseek(DescriptorOf(file_), kHoleBlock, SEEK_CUR) >= 0 || Fail(errno);
+}
+
+bool TargetFile::EndHole() {
+  if (!ends_in_hole_) return true;
+  const off_t end = System().lseek(DescriptorOf(file_), 0, SEEK_CUR);
+  return (end >= 0 && System().ftruncate(DescriptorOf(file_), end) == 0) || Fail(errno);
+}
+
+bool TargetFile::SetTimes(const FILETIME* accessed, const FILETIME& written) {
+  const timespec access = accessed == nullptr
+                              ? timespec{0, UTIME_OMIT}
+                              : timespec{static_cast<time_t>(accessed->seconds), accessed->nanoseconds};
+  const timespec times[2] = {access, {static_cast<time_t>(written.seconds), written.nanoseconds}};
+  return System().futimens(DescriptorOf(file_), times) == 0 || Fail(errno);
+}
+
+bool TargetFile::Finish() try {
+  if (is_source_) {
+    if (writing_.group != nullptr) writing_.group->TakeDone();
+    return true;
+  }
+  return EndHole() && (is_part_ ? FinishPart() : FinishInPlace());
+} catch (const std::bad_alloc&) {
+  return Fail(ENOMEM);
+}
+
+bool TargetFile::FinishInPlace() {
+  const int problem = writing_.safety == Safety::kSynced ? Sync(DescriptorOf(file_)) : 0;
+  if (!Close()) return false;
+  if (problem != 0) return Fail(problem);
+  if (writing_.safety == Safety::kSynced && created_ && !SyncNameOf(path_)) return false;
+  if (writing_.group != nullptr) writing_.group->TakeDone();
+  return true;
+}
+
+bool TargetFile::FinishPart() {
+  const bool synced = writing_.safety == Safety::kSynced;
+  if (synced && writing_.group != nullptr) {
+    writing_.group->Take({file_, part_, path_, exists_, device_}, source_.allocated, writing_.failure);
+    file_ = INVALID_HANDLE_VALUE;
+    return true;
+  }
+  if (const int problem = synced ? Sync(DescriptorOf(file_)) : 0) return Fail(problem);
+  is_part_ = false;
+  // In its new place the file would still be held, and the next copy be refused.
+  ReleaseFile(file_);
+  if (!Close()) {
+    System().unlink(part_.c_str());
+    return false;
+  }
+  if (!ReplaceFile(part_.c_str(), path_.c_str(), exists_)) return false;
+  if (synced && !SyncNameOf(path_)) return false;
+  if (writing_.group != nullptr) writing_.group->TakeDone();
+  return true;
+}
+
+void TargetFile::Discard() {
+  if (is_part_) {
+    DropPart();
+    return;
+  }
+  if (!created_) return;
+  if (file_ == INVALID_HANDLE_VALUE || StillNames(path_.c_str(), file_)) System().unlink(path_.c_str());
+}
+
+}  // namespace tvl

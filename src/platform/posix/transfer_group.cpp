@@ -1,0 +1,181 @@
+#include "platform/transfer_group.h"
+
+#include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "host/descriptor.h"
+#include "host/sync.h"
+#include "host/system_calls.h"
+#include "platform/held_file.h"
+#include "platform/last_error.h"
+#include "platform/names.h"
+#include "platform/posix/descriptor_of.h"
+#include "platform/posix/folder_of_file.h"
+#include "platform/posix/replace_file.h"
+
+namespace tvl {
+namespace {
+
+constexpr std::size_t kMostFiles = 1000;
+constexpr std::uint64_t kMostBytes = std::uint64_t{256} << 20;
+
+// File systems whose syncfs() reaches the disk. Some others, such as SMB and FUSE, only pass the data on;
+// there each file must be synced.
+constexpr decltype(statfs::f_type) kSyncedWhole[] = {EXT4_SUPER_MAGIC, XFS_SUPER_MAGIC, BTRFS_SUPER_MAGIC,
+                                                     F2FS_SUPER_MAGIC, TMPFS_MAGIC,     NFS_SUPER_MAGIC};
+
+// Waiting parts are open, and the application needs descriptors as well.
+std::size_t MostFiles() {
+  rlimit limit = {};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return kMostFiles;
+  return static_cast<std::size_t>(std::clamp<rlim_t>(limit.rlim_cur / 2, 1, kMostFiles));
+}
+
+bool SyncsWhole(int folder) {
+  struct statfs status = {};
+  if (System().fstatfs(folder, &status) != 0) return false;
+  return std::find(std::begin(kSyncedWhole), std::end(kSyncedWhole), status.f_type) != std::end(kSyncedWhole);
+}
+
+bool Rename(const FinishedPart& part) {
+  ReleaseFile(part.file);
+  if (CloseHandle(part.file) != 0)
+    return ReplaceFile(part.path.c_str(), part.target.c_str(), part.target_exists);
+  NoteError(part.target.c_str(), LastErrorCode());
+  System().unlink(part.path.c_str());
+  return false;
+}
+
+}  // namespace
+
+// A file system that the group has written to.
+struct TransferGroup::Mounted {
+  std::uint64_t device;
+  Descriptor folder;
+  bool syncs_all;  // syncfs() reaches the disk and reports errors
+};
+
+TransferGroup::TransferGroup() : most_(MostFiles()), process_(GetCurrentProcessId()) {}
+
+TransferGroup::~TransferGroup() {
+  Clear();
+}
+
+bool TransferGroup::IsFull() const {
+  return entries_.size() >= most_ || bytes_ >= kMostBytes;
+}
+
+void TransferGroup::Take(FinishedPart part, std::uint64_t bytes, int failure) {
+  NoteMount(part);
+  entries_.push_back({std::move(part), failure, false});
+  bytes_ += bytes;
+}
+
+void TransferGroup::TakeDone() {
+  entries_.push_back({{INVALID_HANDLE_VALUE, {}, {}, false, 0}, 0, false});
+}
+
+// Opens the folder before the group's first sync, so that this reports all errors from now on.
+void TransferGroup::NoteMount(const FinishedPart& part) {
+  const auto same = [&](const Mounted& mount) { return mount.device == part.device; };
+  if (std::any_of(mounts_.begin(), mounts_.end(), same)) return;
+  mounts_.reserve(mounts_.size() + 1);
+  Descriptor folder(System().open(FolderOf(part.path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
+  const bool syncs_all = folder.IsOpen() && SyncsWhole(folder.Get());
+  mounts_.push_back({part.device, std::move(folder), syncs_all});
+}
+
+bool TransferGroup::IsSyncedWhole(const FinishedPart& part) const {
+  return std::any_of(mounts_.begin(), mounts_.end(),
+                     [&](const Mounted& mount) { return mount.device == part.device && mount.syncs_all; });
+}
+
+int TransferGroup::SyncMounts() const {
+  for (const Mounted& mount : mounts_) {
+    if (mount.syncs_all && System().syncfs(mount.folder.Get()) != 0) return errno;
+  }
+  return 0;
+}
+
+int TransferGroup::SyncParts() const {
+  for (const Entry& entry : entries_) {
+    if (entry.part.file == INVALID_HANDLE_VALUE || IsSyncedWhole(entry.part)) continue;
+    if (const int problem = Sync(DescriptorOf(entry.part.file))) return problem;
+  }
+  return 0;
+}
+
+// Syncs once for each run of files in one folder.
+int TransferGroup::SyncFolders() const {
+  std::string last;
+  for (const Entry& entry : entries_) {
+    if (entry.part.path.empty() || entry.failed || IsSyncedWhole(entry.part)) continue;
+    const std::string folder = FolderOf(entry.part.target);
+    if (folder == last) continue;
+    if (!SyncNameOf(entry.part.target)) return LastErrorCode();
+    last = folder;
+  }
+  return 0;
+}
+
+void TransferGroup::RenameAll() {
+  for (Entry& entry : entries_) {
+    if (entry.part.file == INVALID_HANDLE_VALUE) continue;
+    entry.failed = !Rename(entry.part);
+    entry.part.file = INVALID_HANDLE_VALUE;
+  }
+}
+
+// Copies that were complete before they joined the group are not affected.
+void TransferGroup::FailAll(int problem) {
+  for (Entry& entry : entries_) {
+    if (entry.part.path.empty()) continue;
+    entry.failed = true;
+    NoteError(entry.part.target.c_str(), problem);
+  }
+}
+
+std::vector<int> TransferGroup::End() {
+  std::vector<int> results(entries_.size());
+  int problem = SyncMounts();
+  if (problem == 0) problem = SyncParts();
+  if (problem == 0) {
+    RenameAll();
+    problem = SyncMounts();
+    if (problem == 0) problem = SyncFolders();
+  }
+  if (problem != 0) FailAll(problem);
+  std::transform(entries_.begin(), entries_.end(), results.begin(),
+                 [](const Entry& entry) { return entry.failed ? entry.failure : 0; });
+  Clear();
+  return results;
+}
+
+// In a forked child the parts belong to the parent.
+void TransferGroup::Clear() {
+  for (const Entry& entry : entries_) {
+    if (entry.part.file == INVALID_HANDLE_VALUE) continue;
+    if (process_ == GetCurrentProcessId()) {
+      System().unlink(entry.part.path.c_str());
+      ReleaseFile(entry.part.file);
+    }
+    System().close(DescriptorOf(entry.part.file));
+  }
+  entries_.clear();
+  mounts_.clear();
+  bytes_ = 0;
+}
+
+int TransferGroup::InheritedGroupBits(const std::string& folder) {
+  if (folder == last_folder_) return last_bits_;
+  last_bits_ = tvl::InheritedGroupBits(folder);
+  last_folder_ = folder;
+  return last_bits_;
+}
+
+}  // namespace tvl

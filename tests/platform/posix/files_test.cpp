@@ -1,0 +1,80 @@
+#include "platform/files.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <string>
+
+#include "base/file_helpers.h"
+#include "base/low_file.h"
+#include "platform/host_path.h"
+#include "support/faults.h"
+#include "support/temp_folder.h"
+
+namespace {
+
+using std::string;
+
+TEST(Status, HasAllBitsOfASizeAndWholeSeconds) {
+  const TempFolder folder;
+  folder.Write("big", "");
+  std::filesystem::resize_file(folder.Host("big"), 0x1C0000005);
+  const timespec times[2] = {{1, 0}, {-5, 999999999}};
+  ASSERT_EQ(utimensat(AT_FDCWD, folder.Host("big").c_str(), times, 0), 0);
+  tvl::FileStatus status = {};
+  ASSERT_TRUE(tvl::ReadFileStatus(folder.Logical("big").c_str(), &status));
+  EXPECT_EQ(status.size, 0x1C0000005U);
+  EXPECT_EQ(status.modified, -5);
+  EXPECT_EQ(FileLength(folder.Logical("big").c_str()), static_cast<int>(0xC0000005));
+}
+
+TEST(LowOpen, OpensNothingButRegularFiles) {
+  const TempFolder folder;
+  ASSERT_EQ(mkfifo(folder.Host("pipe").c_str(), 0600), 0);
+  for (const string& path : {folder.Logical("pipe"), folder.Logical(), string("\\dev\\null")}) {
+    for (const int flags : {0, kLowReadWrite, kLowRewrite})
+      EXPECT_EQ(LowOpen(path.c_str(), flags), INVALID_HANDLE_VALUE) << path << flags;
+    EXPECT_EQ(FileLength(path.c_str()), 0);
+  }
+}
+
+TEST(LowFile, GoesOnThroughInterruptionsAndTellsOfOtherFailures) {
+  const TempFolder folder;
+  folder.Write("f", "");
+  const tvl::LowFile writer(folder.Logical("f").c_str(), kLowReadWrite);
+  const tvl::LowFile reader(folder.Logical("f").c_str(), 0);
+  char bytes[] = "abc";
+  char got[8] = {};
+  const auto write = [&](int error) {
+    const Faults faults(1, error);
+    return LowWrite(writer.Handle(), bytes, 3);
+  };
+  const auto read = [&](int error) {
+    const Faults faults(1, error);
+    return LowRead(reader.Handle(), got, sizeof got);
+  };
+  EXPECT_EQ(write(ENOSPC), kLowFailed);
+  EXPECT_EQ(write(EINTR), 3U);
+  EXPECT_EQ(read(EIO), kLowFailed);
+  EXPECT_EQ(read(EINTR), 3U);
+  EXPECT_STREQ(got, "abc");
+  EXPECT_EQ(LowRead(reader.Handle(), got, sizeof got), 0U);
+  EXPECT_EQ(LowRead(INVALID_HANDLE_VALUE, got, 1), kLowFailed);
+  EXPECT_NE(fcntl(static_cast<int>(reader.Handle()), F_GETFD) & FD_CLOEXEC, 0)
+      << "a program that is started must not get it";
+}
+
+TEST(HostPathText, TurnsSeparatorsAndNeverNamesAnotherFile) {
+  EXPECT_STREQ(tvl::HostPath("\\a/b\\").Text(), "/a/b/");
+  for (const std::size_t length : {4095U, 4096U, 1000000U}) {
+    // Slashes count for nothing to the system, so that a path that was cut too early would be the root.
+    const string path(length, '\\');
+    const bool exists = GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+    EXPECT_EQ(exists, length <= 4095) << length;
+  }
+}
+
+}  // namespace

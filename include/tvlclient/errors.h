@@ -34,7 +34,9 @@ enum {
   TVL_ERR_RS_READ = 33,           // reserved; no operation returns it
   TVL_ERR_RS_WRITE = 34,          // a row could not be written
   TVL_ERR_RS_DELETE = 35,         // a row could not be deleted
-  TVL_ERR_STOPPED = 40  // addition: the application's stop hook ended the operation (TVLSetStopHook)
+  TVL_ERR_STOPPED = 40,       // addition: the application's stop hook ended the operation (TVLSetStopHook)
+  TVL_ERR_STORE_EXISTS = 41,  // addition: a store exists where one is to be created
+  TVL_ERR_STORE_IN_USE = 42   // addition: clients are connected to a store that is to be changed
 };
 
 #endif

@@ -2,6 +2,7 @@
 #define TVLCLIENT_SMB_OPR_H
 
 #include <tvlclient/client_opr.h>
+#include <tvlclient/store.h>
 
 // An existing lock and its owner. The texts are valid only during the callback. If `alive` is 0, the owner is
 // dead and the next client that asks for the object gets the lock.
@@ -138,8 +139,8 @@ class TVL_API CTVLClientSmbOpr : public CTVLClientOpr {
 
   // Reads the configuration as `Open` does, but creates no folder, presence or lock table, and the connection
   // stays closed: for programs that show what would be done. Afterwards the fields that describe the store,
-  // CompareRemote, ExistsRemote, GetRemoteDirContent, GetEnviron, GetUpdatePacks, ListLocks and the
-  // operations of tables can be used. The arguments are those of `Open`. Returns TVL_OK,
+  // CompareRemote, ExistsRemote, GetRemoteDirContent, GetEnviron, GetUpdatePacks, ListInstances, ListLocks
+  // and the operations of tables can be used. The arguments are those of `Open`. Returns TVL_OK,
   // TVL_ERR_ROOT_UNDEFINED, TVL_ERR_TMP_UNDEFINED, TVL_ERR_ROOT_INVALID if the document root is not a folder,
   // TVL_ERR_LOCAL_FILE if a path does not fit, or TVL_ERR_ALREADY_CONNECTED on an open connection.
   int Preview(char* workingDirectory, const char* configFile);
@@ -199,6 +200,11 @@ class TVL_API CTVLClientSmbOpr : public CTVLClientOpr {
   // lock table cannot be read.
   int ListLocks(StandingLockCallback callback, void* userData);
 
+  // Calls `callback` for each other live instance of a class, or of all for "*". On an open connection the
+  // markers of dead instances are removed, as by GetProcessesList; after Preview nothing is changed. Returns
+  // TVL_OK, TVL_ERR_NOT_CONNECTED, or TVL_ERR_SERVER_FILE if memory ran out.
+  int ListInstances(const char* className, TVLInstanceCallback callback, void* userData);
+
   // Calls `callback` for each value of the section "Environments" in the order of the file, as GetEnviron
   // returns it. To delete a value, call PutEnviron with null. Returns TVL_OK, TVL_ERR_NOT_CONNECTED, or
   // TVL_ERR_BAD_PATH if the file cannot be read.
@@ -208,6 +214,11 @@ class TVL_API CTVLClientSmbOpr : public CTVLClientOpr {
   // or unreadable, else 0. Such a read returns TVL_OK as if there were no more rows, so rows may be missing
   // from its result. CTVLCtreeRs reads through CTFileRead.
   int MetTableDamage() const;
+
+  // Describes the store of the configuration, on an open connection, after Preview and after ReadConfig.
+  // Returns TVL_OK, TVL_ERR_NOT_CONNECTED if there is no configuration, or TVL_ERR_BAD_PATH if a path is too
+  // long.
+  int StoreLayout(TVLStoreLayout* layout);
 
   // Reads and expands `configFile` without creating folders, for programs that show a configuration. Returns
   // TVL_OK, TVL_ERR_ROOT_UNDEFINED, TVL_ERR_TMP_UNDEFINED, or TVL_ERR_ALREADY_CONNECTED on an open

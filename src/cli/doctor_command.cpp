@@ -1,27 +1,22 @@
-#include <sys/stat.h>
-
 #include <CLI/CLI.hpp>
-#include <cerrno>
-#include <filesystem>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include <tvlclient/errors.h>
-#include <tvlclient/smb_opr.h>
+#include <tvlclient/store.h>
 
 #include "cli/configuration.h"
-#include "cli/doctor/checks.h"
-#include "cli/doctor/peer_checks.h"
-#include "cli/doctor/report.h"
+#include "cli/doctor_report.h"
+#include "cli/failure.h"
+#include "cli/layout.h"
 #include "cli/options.h"
 #include "cli/text.h"
 
 namespace tvl::cli {
 namespace {
-
-namespace fs = std::filesystem;
 
 struct DoctorRequest {
   std::string folder;
@@ -32,7 +27,7 @@ struct DoctorRequest {
 // What is examined: a folder, and the store in it if there is one.
 struct Patient {
   std::string folder;
-  std::optional<StoreLayout> store;
+  std::optional<TVLStoreLayout> store;
   std::string problem;  // why the store's configuration cannot be used
 };
 
@@ -50,45 +45,44 @@ Patient FindPatient(const Options& options, const DoctorRequest& request) {
     if (!options.tcp.empty()) throw Stop("doctor needs a folder, or the configuration of a directory store");
     patient.store = LayoutOf(FindConfiguration(options));
     patient.folder = patient.store->root;
-  } else if (fs::exists(Joined(request.folder, "tvl.ini"))) {
-    FindStore(Joined(request.folder, "tvl.ini"), patient);
+  } else if (const std::optional<std::string> configuration = ConfigurationIn(request.folder)) {
+    FindStore(*configuration, patient);
   }
   return patient;
 }
 
 // Creates what the store lacks and removes what killed transfers left.
-Finding Repair(const StoreLayout& store) {
+void Repair(const TVLStoreLayout& store, Report& report) {
   const std::size_t missing = MissingParts(store).size();
   CreateMissingParts(store, {});
-  std::size_t removed = 0;
-  CTVLClientSmbOpr remover;
-  for (std::string part : DeadParts(store)) {
-    if (remover.RemoveDosDir(part.data(), nullptr, nullptr) == TVL_OK) ++removed;
-  }
-  return Good("created " + Counted(missing, "part") + " of the store, removed " +
-              Counted(removed, "leftover"));
+  const auto removed = static_cast<std::uint64_t>(TVLStoreRemoveLeftovers(&store));
+  const std::string detail =
+      "created " + Counted(missing, "part") + " of the store, removed " + Counted(removed, "leftover");
+  report.Add({"repair", 0, TVL_VERDICT_OK, detail.c_str(), ""});
 }
 
-void CheckFolder(const std::string& folder) {
-  struct stat status = {};
-  if (stat(folder.c_str(), &status) != 0) throw Stop({}, SystemFailure("no such folder", errno, folder));
-  if (!S_ISDIR(status.st_mode)) throw Stop({}, {kFailed, 0, "is not a folder", 0, folder});
+void AddFinding(const TVLFinding* finding, void* report) {
+  static_cast<Report*>(report)->Add(*finding);
 }
 
-// The library reaches only paths of 259 bytes without backslashes, so the checks could not work on others.
-Finding CheckPath(const Patient& patient, const std::string& folder) {
-  constexpr std::size_t kLongestPath = 259;
-  const std::size_t marker = Joined(folder, "tmp/procs/").size() + kLongestMarkerName;
-  if (folder.find('\\') != std::string::npos)
-    return Bad("contains a backslash, which a store takes for a separator", "rename the folder");
-  if (folder.size() > Scratch::kLongestFolder || (!patient.store && marker > kLongestPath))
-    return Bad(std::to_string(folder.size()) + " bytes are too long for a store", "use a shorter path");
-  return Good(folder);
+void CheckFolder(const Options& options, const Patient& patient, Report& report) {
+  TVLStoreProblem problem;
+  const int code =
+      TVLCheckShare(patient.folder.c_str(), patient.store ? &*patient.store : nullptr,
+                    options.dry_run ? TVL_CHECK_LOOK : TVL_CHECK_TRY, AddFinding, &report, &problem);
+  if (code == TVL_OK) return;
+  Failure failure = SystemFailure(problem.what, problem.error, problem.path);
+  if (code == TVL_ERR_CREATE_DIR) failure.exit = kFailed;
+  throw Stop({}, failure);
 }
 
-template <typename Subject>
-void RunChecks(const std::vector<Check<Subject>>& checks, const Subject& subject, Report& report) {
-  for (const Check<Subject>& check : checks) report.Add(check.name, check.needed, check.run(subject));
+void CheckWithPeer(const std::string& folder, const std::string& name, Report& report) {
+  TVLStoreProblem problem;
+  const int code = TVLCheckShareWithPeer(folder.c_str(), name.c_str(), AddFinding, &report, &problem);
+  if (code == TVL_OK) return;
+  if (code == TVL_ERR_BAD_PATH) throw Stop(std::string("--peer: ") + problem.what);
+  const ExitStatus exit = code == TVL_ERR_NOT_CONNECTED ? kUnreachable : kFailed;
+  throw Stop({}, {exit, 0, problem.what, problem.error, problem.path});
 }
 
 ExitStatus RunDoctor(const Options& options, const DoctorRequest& request) {
@@ -96,20 +90,12 @@ ExitStatus RunDoctor(const Options& options, const DoctorRequest& request) {
     throw Stop("--fix and --peer write, so they exclude -n");
   const Patient patient = FindPatient(options, request);
   Report report;
-  if (!patient.problem.empty()) report.Add("configuration", true, Bad(patient.problem, "correct tvl.ini"));
+  if (!patient.problem.empty())
+    report.Add({"configuration", 1, TVL_VERDICT_BAD, patient.problem.c_str(), "correct tvl.ini"});
   if (request.fix && !patient.store) throw Stop("--fix needs a store");
-  if (request.fix) report.Add("repair", false, Repair(*patient.store));
-  CheckFolder(patient.folder);
-  const std::string folder = fs::canonical(patient.folder).string();
-  const Finding path = CheckPath(patient, folder);
-  report.Add("path", true, path);
-  if (!options.dry_run && path.verdict == Verdict::kOk) {
-    const Scratch scratch(folder);
-    RunChecks(ScratchChecks(), scratch, report);
-  }
-  RunChecks(FolderChecks(), folder, report);
-  if (patient.store) RunChecks(StoreChecks(), *patient.store, report);
-  if (!request.peer.empty()) RunPeerChecks(folder, request.peer, report);
+  if (request.fix) Repair(*patient.store, report);
+  CheckFolder(options, patient, report);
+  if (!request.peer.empty()) CheckWithPeer(patient.folder, request.peer, report);
   return report.Print(options, patient.folder);
 }
 

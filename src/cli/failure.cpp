@@ -45,6 +45,8 @@ constexpr CodeMeaning kMeanings[] = {
     {TVL_ERR_RS_WRITE, kFailed, "a row cannot be written"},
     {TVL_ERR_RS_DELETE, kFailed, "a row cannot be deleted"},
     {TVL_ERR_STOPPED, kInterrupted, "interrupted"},
+    {TVL_ERR_STORE_EXISTS, kFailed, "a store exists there"},
+    {TVL_ERR_STORE_IN_USE, kHeld, "clients are connected"},
 };
 constexpr CodeMeaning kUnknown = {-1, kFailed, "failed"};
 

@@ -4,12 +4,14 @@
 #include <string>
 #include <vector>
 
+#include <tvlclient/store.h>
+
 namespace tvl::cli {
 
-// A file that a process protects from deletion, and a description derived from its name.
+// A file that a process protects from deletion.
 struct HeldFile {
   std::string path;
-  std::string what;
+  TVL_FILE_KIND kind;
 };
 
 // Finds the held files at and below `path`, without following links. A removal would stop at them halfway.

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include <tvlclient/errors.h>
+#include <tvlclient/store.h>
 
 #include "cli/columns.h"
 #include "cli/console.h"
@@ -60,8 +61,9 @@ std::string TimeText(time_t time, const char* format, tm* (*broken_down)(const t
 }
 
 // Files of the machinery: journals of tables, and transfers that have not ended.
-bool IsInternal(const std::string& name) {
-  return name.ends_with(".dat-journal") || (name.starts_with('.') && name.ends_with(".tvlpart"));
+bool IsInternal(const char* name) {
+  const TVL_FILE_KIND kind = TVLStoreFileKind(name);
+  return kind == TVL_FILE_JOURNAL || kind == TVL_FILE_PART || kind == TVL_FILE_NEW_INI;
 }
 
 struct NameList {

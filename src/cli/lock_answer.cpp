@@ -8,7 +8,6 @@
 
 #include "cli/configuration.h"
 #include "cli/stall_watch.h"
-#include "cli/text.h"
 
 namespace tvl::cli {
 namespace {
@@ -26,11 +25,12 @@ LockAnswer Ask(Store& store, LockCall call, std::string object) {
 }
 
 // A failure at a path in the temporary folder that this client needs access to.
-Failure TemporaryFailure(const Store& store, const char* what, const char* name, int access_mode) {
+Failure TemporaryFailure(const Store& store, const char* what, char (TVLStoreLayout::*part)[TVL_PATH_SIZE],
+                         int access_mode) {
   Failure failure = {kUnreachable, 0, what, 0, {}};
-  const std::string folder = Slashed(store.Variable("TmpDir"));
-  if (folder.empty()) return failure;
-  failure.path = Joined(folder, name);
+  const TVLStoreLayout layout = store.Layout();
+  failure.path = layout.*part;
+  if (failure.path.empty()) return failure;
   if (access(failure.path.c_str(), access_mode) != 0) failure.error = errno;
   return failure;
 }
@@ -72,15 +72,15 @@ std::string NoWorkingDirectory(const Options& options) {
 
 Failure LockTableFailure(const Store& store) {
   Failure failure =
-      TemporaryFailure(store, "the lock table cannot be used", "locks/dtlocks.dat", R_OK | W_OK);
+      TemporaryFailure(store, "the lock table cannot be used", &TVLStoreLayout::lockTable, R_OK | W_OK);
   if (failure.error == 0 && !failure.path.empty()) failure.what += ", it is busy or damaged";
   if (failure.error == ENOENT) failure.what += ", 'tvl init --missing' creates it";
   return failure;
 }
 
 Failure PresenceFailure(const Store& store) {
-  return TemporaryFailure(store, "this client has no presence marker, so no lock of it would count", "procs",
-                          W_OK | X_OK);
+  return TemporaryFailure(store, "this client has no presence marker, so no lock of it would count",
+                          &TVLStoreLayout::procs, W_OK | X_OK);
 }
 
 }  // namespace tvl::cli

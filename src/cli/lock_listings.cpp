@@ -2,8 +2,6 @@
 
 #include <CLI/CLI.hpp>
 #include <memory>
-#include <sstream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -13,7 +11,6 @@
 #include "cli/console.h"
 #include "cli/json.h"
 #include "cli/lock_answer.h"
-#include "cli/lock_preview.h"
 #include "cli/options.h"
 #include "cli/store.h"
 
@@ -74,60 +71,34 @@ ExitStatus RunLocks(const Options& options, const std::string& pattern) {
   return kDone;
 }
 
-// Cuts `text` at its last `separator` and returns what followed it.
-std::string CutLast(std::string& text, char separator) {
-  const std::size_t at = text.rfind(separator);
-  if (at == std::string::npos) return {};
-  std::string rest = text.substr(at + 1);
-  text.resize(at);
-  return rest;
-}
+struct InstanceListing {
+  std::vector<Row> rows;
+  std::vector<JsonObject> documents;
+};
 
-std::string DottedAddress(const std::string& hex) {
-  std::string text;
-  for (std::size_t at = 0; at + 2 <= hex.size(); at += 2) {
-    if (at > 0) text += '.';
-    text += std::to_string(std::stoul(hex.substr(at, 2), nullptr, 16));
+void AddInstance(const TVLInstance* instance, void* listing_to_fill) {
+  auto& listing = *static_cast<InstanceListing*>(listing_to_fill);
+  JsonObject& document = listing.documents.emplace_back();
+  if (instance->computer == nullptr) {  // a file of another origin that some program holds
+    document.Text("marker", instance->marker);
+    listing.rows.push_back({instance->marker, "-", "-", "-", "-"});
+    return;
   }
-  return text;
-}
-
-// An instance, by its marker's name: computer-address-number.process.class.tvp.
-Row DescribeInstance(std::string name, JsonObject& document) try {
-  CutLast(name, '.');
-  const std::string client_class = CutLast(name, '.');
-  const unsigned long pid = std::stoul(CutLast(name, '.'), nullptr, 16);
-  const unsigned long number = std::stoul(CutLast(name, '-'));
-  const std::string address = DottedAddress(CutLast(name, '-'));
-  document.Text("computer", name).Text("address", address).Text("class", client_class);
-  document.Number("instance", static_cast<std::int64_t>(number))
-      .Number("pid", static_cast<std::int64_t>(pid));
-  return {name, address, client_class, std::to_string(number), std::to_string(pid)};
-} catch (const std::logic_error&) {
-  document.Text("marker", name);  // a file of another origin that some program holds
-  return {name, "-", "-", "-", "-"};
-}
-
-std::vector<std::string> LiveInstances(Store& store, const Options& options, std::string client_class) {
-  if (options.dry_run) return LiveMarkers(store, client_class);
-  int count = 0;
-  CString list;
-  if (const int code = store.Client().GetProcessesList(client_class.data(), count, list))
-    throw Stop(options.tcp, LibraryFailure(code));
-  std::vector<std::string> names;
-  std::istringstream text(list.GetString());
-  for (std::string name; std::getline(text, name, '|');) names.push_back(name);
-  return names;
+  document.Text("computer", instance->computer).Text("address", instance->ipAddress);
+  document.Text("class", instance->className);
+  document.Number("instance", instance->instance).Number("pid", instance->pid);
+  listing.rows.push_back({instance->computer, instance->ipAddress, instance->className,
+                          std::to_string(instance->instance), std::to_string(instance->pid)});
 }
 
 ExitStatus RunWho(const Options& options, const std::string& client_class) {
   Store store(options, NoWorkingDirectory(options), UseOf(options));
-  std::vector<Row> rows;
-  std::vector<JsonObject> documents;
-  for (const std::string& name : LiveInstances(store, options, client_class.empty() ? "*" : client_class))
-    rows.push_back(DescribeInstance(name, documents.emplace_back()));
-  PrintListing(options, "who", "instances", {"COMPUTER", "ADDRESS", "CLASS", "INSTANCE", "PROCESS"}, rows,
-               documents);
+  InstanceListing listing;
+  const std::string wanted = client_class.empty() ? "*" : client_class;
+  const int code = DirectoryOf(store, options).ListInstances(wanted.c_str(), AddInstance, &listing);
+  if (code != TVL_OK) throw Stop({}, LibraryFailure(code));
+  PrintListing(options, "who", "instances", {"COMPUTER", "ADDRESS", "CLASS", "INSTANCE", "PROCESS"},
+               listing.rows, listing.documents);
   return kDone;
 }
 

@@ -1,13 +1,10 @@
 #include "cli/lock_preview.h"
 
-#include <fnmatch.h>
-
 #include <cstdio>
 
 #include <tvlclient/errors.h>
 
 #include "cli/console.h"
-#include "cli/held_files.h"
 #include "cli/json.h"
 #include "cli/lock_answer.h"
 #include "cli/text.h"
@@ -70,16 +67,6 @@ ExitStatus PreviewLock(const Options& options, const std::string& object, int he
 
 ExitStatus PreviewUnlock(const Options& options, const std::string& object) {
   return Preview(options, "unlock", object, kHeld, "not locked");
-}
-
-std::vector<std::string> LiveMarkers(const Store& store, const std::string& client_class) {
-  std::vector<std::string> names;
-  const std::string pattern = "*." + client_class + ".tvp";
-  for (const HeldFile& file : HeldFilesAt(Joined(Slashed(store.Variable("TmpDir")), "procs"))) {
-    const std::string name = file.path.substr(file.path.find_last_of('/') + 1);
-    if (fnmatch(pattern.c_str(), name.c_str(), FNM_CASEFOLD) == 0) names.push_back(name);
-  }
-  return names;
 }
 
 }  // namespace tvl::cli

@@ -2,7 +2,6 @@
 #define TVL_CLI_LOCK_PREVIEW_H
 
 #include <string>
-#include <vector>
 
 #include "cli/options.h"
 #include "cli/store.h"
@@ -14,10 +13,6 @@ namespace tvl::cli {
 // used.
 [[nodiscard]] ExitStatus PreviewLock(const Options& options, const std::string& object, int held_exit);
 [[nodiscard]] ExitStatus PreviewUnlock(const Options& options, const std::string& object);
-
-// Returns the marker file names of the live instances of a class, which may contain * and ?. Unlike the
-// library's list, this removes no dead markers.
-[[nodiscard]] std::vector<std::string> LiveMarkers(const Store& store, const std::string& client_class);
 
 }  // namespace tvl::cli
 

@@ -9,8 +9,6 @@
 namespace tvl::cli {
 namespace {
 
-constexpr char kLockEnding[] = ".lock";
-
 std::string FolderOf(const std::string& path) {
   const std::size_t slash = path.find_last_of('/');
   if (slash == std::string::npos) return ".";
@@ -45,18 +43,19 @@ bool IsBelow(const std::string& path, const std::string& folder) {
 
 OwnFiles::OwnFiles(const Store& store) {
   if (!store.IsDirectory()) return;
+  const TVLStoreLayout layout = store.Layout();
   configuration_ = store.Configuration();
-  temporary_folder_ = HostFolder(store.Variable("TmpDir"));
+  configuration_lock_ = layout.configurationLock;
+  temporary_folder_ = layout.tmp;
   identities_.Add(configuration_);
-  identities_.Add(configuration_ + kLockEnding);
+  identities_.Add(configuration_lock_);
   identities_.Add(temporary_folder_);
 }
 
 bool OwnFiles::IsConfigurationName(const std::string& path) const {
   const std::string base = BaseOf(path);
-  const std::string own = BaseOf(configuration_);
-  const bool named = strcasecmp(base.c_str(), own.c_str()) == 0 ||
-                     strcasecmp(base.c_str(), (own + kLockEnding).c_str()) == 0;
+  const bool named = strcasecmp(base.c_str(), BaseOf(configuration_).c_str()) == 0 ||
+                     strcasecmp(base.c_str(), BaseOf(configuration_lock_).c_str()) == 0;
   return named && IsSameFolder(FolderOf(configuration_), FolderOf(path));
 }
 

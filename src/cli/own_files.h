@@ -33,6 +33,7 @@ class OwnFiles {
   [[nodiscard]] bool IsConfigurationName(const std::string& path) const;
 
   std::string configuration_;
+  std::string configuration_lock_;
   std::string temporary_folder_;
   Identities identities_;
 };

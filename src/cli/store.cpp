@@ -1,7 +1,5 @@
 #include "cli/store.h"
 
-#include <strings.h>
-
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -94,12 +92,10 @@ bool Store::HoldsLock(const std::string& object) {
                                 : server_->HoldsLock(object.c_str())) != 0;
 }
 
-std::string Store::Variable(const std::string& name) const {
-  if (directory_ == nullptr) return {};
-  for (int index = 0; index < directory_->ConfigCount(); ++index) {
-    if (strcasecmp(directory_->ConfigName(index), name.c_str()) == 0) return directory_->ConfigValue(index);
-  }
-  return {};
+TVLStoreLayout Store::Layout() const {
+  TVLStoreLayout layout = {};
+  if (directory_ != nullptr) directory_->StoreLayout(&layout);
+  return layout;
 }
 
 std::string Store::StorePath(const std::string& remote) const {

@@ -41,11 +41,11 @@ class Store {
   [[nodiscard]] bool IsPresent();
   [[nodiscard]] bool HoldsLock(const std::string& object);
 
+  // Returns what a directory store consists of, as its configuration says. Paths that do not fit are empty.
+  [[nodiscard]] TVLStoreLayout Layout() const;
+
   // Returns the configuration file; empty for a server.
   [[nodiscard]] const std::string& Configuration() const { return configuration_; }
-
-  // Returns the value of a variable of the configuration; empty if it is not set.
-  [[nodiscard]] std::string Variable(const std::string& name) const;
 
   // Return the host path of a name. StorePath returns an empty text for a server.
   [[nodiscard]] std::string StorePath(const std::string& remote) const;

@@ -6,7 +6,7 @@
 #include "cli/configuration.h"
 #include "cli/console.h"
 #include "cli/json.h"
-#include "cli/new_store.h"
+#include "cli/layout.h"
 #include "cli/options.h"
 #include "cli/text.h"
 
@@ -19,13 +19,13 @@ struct InitRequest {
   bool missing = false;
 };
 
-StoreLayout LayoutFor(const Options& options, const InitRequest& request) {
+TVLStoreLayout LayoutFor(const Options& options, const InitRequest& request) {
   if (!request.missing && request.folder.empty()) throw Stop("init needs the folder of the store");
   if (!request.missing) return NewLayout(request.folder);
   return request.folder.empty() ? LayoutOf(FindConfiguration(options)) : LayoutAt(request.folder);
 }
 
-void Report(const Options& options, const StoreLayout& layout, const std::vector<std::string>& parts) {
+void Report(const Options& options, const TVLStoreLayout& layout, const std::vector<std::string>& parts) {
   Console console;
   const char* created = options.dry_run ? "would_create" : "created";
   if (options.json) {
@@ -43,7 +43,7 @@ void Report(const Options& options, const StoreLayout& layout, const std::vector
     console.Out("nothing is missing; configuration: " + configuration);
   } else if (options.dry_run) {
     for (const std::string& part : parts) console.Out(Printable(part) + ": would be created");
-  } else if (layout.is_new) {
+  } else if (layout.isNew != 0) {
     console.Out("created store; configuration: " + configuration);
   } else {
     for (const std::string& part : parts) console.Out(Printable(part) + ": created");
@@ -51,7 +51,7 @@ void Report(const Options& options, const StoreLayout& layout, const std::vector
 }
 
 ExitStatus RunInit(const Options& options, const InitRequest& request) {
-  const StoreLayout layout = LayoutFor(options, request);
+  const TVLStoreLayout layout = LayoutFor(options, request);
   const std::vector<std::string> parts = MissingParts(layout);
   if (!options.dry_run) CreateMissingParts(layout, request.group);
   Report(options, layout, parts);

@@ -54,7 +54,7 @@ SyncPlan::SyncPlan(Store& store, Direction direction, const SyncRules& rules, co
       root_(root),
       compares_contents_(store.Client().FileCmp() == kHashPolicy) {
   std::error_code ignored;
-  for (const std::string& path : {HostFolder(store.Variable("TmpDir")), store.Configuration()}) {
+  for (const std::string& path : {std::string(store.Layout().tmp), store.Configuration()}) {
     AddWithFoldersAbove(fs::weakly_canonical(path, ignored).string(), above_own_);
   }
   const int count = store.Client().SyncPlanCount();

@@ -6,9 +6,9 @@
 #include <cerrno>
 #include <cstring>
 #include <memory>
-#include <string_view>
 
 #include <tvlclient/errors.h>
+#include <tvlclient/store.h>
 
 #include "cli/interrupt.h"
 #include "cli/text.h"
@@ -30,15 +30,9 @@ bool IsFolder(const std::string& path) {
   return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-// ".<process>.<number>.tvlpart": a file that is being written.
-bool IsPartName(std::string_view name) {
-  constexpr std::string_view kSuffix = ".tvlpart";
-  if (!name.starts_with('.') || !name.ends_with(kSuffix) || name.size() <= kSuffix.size()) return false;
-  const std::string_view numbers = name.substr(1, name.size() - kSuffix.size() - 1);
-  const std::size_t dot = numbers.find('.');
-  return dot != std::string_view::npos && dot > 0 && dot + 1 < numbers.size() &&
-         numbers.find_first_not_of("0123456789", dot + 1) == std::string_view::npos &&
-         numbers.find_first_not_of("0123456789") == dot;
+// A file that is being written.
+bool IsPart(const char* name) {
+  return TVLStoreFileKind(name) == TVL_FILE_PART;
 }
 
 }  // namespace
@@ -204,7 +198,7 @@ bool TransferPlan::ListStore(const NamePair& names, std::vector<std::string>& en
 
     static void Add(const TVLDirEntry* entry, void* listing) {
       auto& self = *static_cast<Listing*>(listing);
-      if (IsPartName(entry->name)) return;
+      if (IsPart(entry->name)) return;
       if (entry->leftOut == TVL_LEFT_OUT_NOT) {
         self.entries.emplace_back(entry->name);
         return;
@@ -229,7 +223,7 @@ bool TransferPlan::ListHost(const NamePair& names, std::vector<std::string>& ent
   }
   while (const dirent* entry = readdir(folder.get())) {
     const std::string name = entry->d_name;
-    if (name == "." || name == ".." || IsPartName(name)) continue;
+    if (name == "." || name == ".." || IsPart(entry->d_name)) continue;
     if (name.find('\\') == std::string::npos) {
       entries.push_back(name);
     } else {

@@ -1,5 +1,6 @@
 #include <new>
 
+#include "config/store_layout.h"
 #include "directory/state.h"
 
 // Access to the configuration, for programs that display it.
@@ -9,6 +10,13 @@ int CTVLClientSmbOpr::ReadConfig(const char* configFile) try {
   return state->config.Read(configFile);
 } catch (const std::bad_alloc&) {
   return TVL_ERR_ROOT_UNDEFINED;
+}
+
+int CTVLClientSmbOpr::StoreLayout(TVLStoreLayout* layout) try {
+  if (*state->config.tmpDir == 0) return TVL_ERR_NOT_CONNECTED;
+  return tvl::LayoutOf(state->config, *layout).code;
+} catch (const std::bad_alloc&) {
+  return TVL_ERR_NOT_CONNECTED;
 }
 
 int CTVLClientSmbOpr::ConfigCount() const {

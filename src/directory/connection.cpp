@@ -10,6 +10,7 @@
 #include "directory/state.h"
 #include "platform/files.h"
 #include "platform/host_path.h"
+#include "store/layout.h"
 #include "table/engine_binding.h"
 #include "transfer/compare.h"
 #include "transfer/sha1.h"
@@ -128,7 +129,7 @@ void CTVLClientSmbOpr::TakeSettings() {
 // which all later names would be wrong.
 int CTVLClientSmbOpr::SettleDirectories(char* directory) {
   char* root = state->serverRoot;
-  if (!FullPath(state->config.Get("DocumentRoot"), state->serverRoot)) return TVL_ERR_ROOT_INVALID;
+  if (!FullPath(state->config.Get(tvl::kDocumentRootKey), state->serverRoot)) return TVL_ERR_ROOT_INVALID;
   if (*directory != 0) {
     if (!FullPath(directory, workingDirectory)) return TVL_ERR_LOCAL_FILE;
   } else {

@@ -1,9 +1,11 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <string>
 #include <vector>
 
 #include "directory/state.h"
+#include "store/marker_info.h"
 
 namespace {
 
@@ -68,11 +70,23 @@ int CTVLClientSmbOpr::GetProcessesList(char* className, int& count, CString& lis
   return TVL_ERR_NOT_CONNECTED;
 }
 
+int CTVLClientSmbOpr::ListInstances(const char* className, TVLInstanceCallback callback, void* userData) try {
+  if (!state->MayLook()) return TVL_ERR_NOT_CONNECTED;
+  const std::unique_ptr<CConnection> reader = state->NewReader();
+  const std::vector<std::string> markers =
+      reader != nullptr ? reader->HeldMarkers(className) : state->connection->LiveMarkers(className);
+  for (const std::string& name : markers) {
+    const tvl::MarkerInfo marker(name);
+    callback(&marker.Instance(), userData);
+  }
+  return TVL_OK;
+} catch (const std::bad_alloc&) {
+  return TVL_ERR_SERVER_FILE;
+}
+
 int CTVLClientSmbOpr::ListLocks(StandingLockCallback callback, void* userData) try {
   if (!state->MayLook()) return TVL_ERR_NOT_CONNECTED;
-  std::unique_ptr<CConnection> reader;  // has no presence
-  if (state->previewed)
-    reader = std::make_unique<CConnection>(state->config.locksDir, state->config.procsDir, "");
+  const std::unique_ptr<CConnection> reader = state->NewReader();
   std::vector<tvl::LockRow> rows;
   if (!(reader != nullptr ? reader : state->connection)->ListLocks(rows)) return TVL_ERR_SERVER_FILE;
   for (const tvl::LockRow& row : rows) {

@@ -34,6 +34,11 @@ struct CTVLClientSmbOpr::State {
   // Preview.
   [[nodiscard]] bool MayLook() const { return previewed || IsAlive(); }
 
+  // What looks at the store after Preview, without a presence of its own; null on an open connection.
+  [[nodiscard]] std::unique_ptr<CConnection> NewReader() const {
+    return previewed ? std::make_unique<CConnection>(config.locksDir, config.procsDir, "") : nullptr;
+  }
+
   CConfig config;
   std::unique_ptr<CConnection>
       connection;  // uses texts of `config`, so it is destroyed first; null while none is open

@@ -33,6 +33,11 @@ void ReleaseFile(HANDLE file);
 // counts as held.
 [[nodiscard]] bool IsFileHeld(const char* path);
 
+// Returns true if the system reports a lock with which another open file holds the file at `path` or uses it
+// as a table. Takes no lock, and the file need only be readable; links are not followed. On SMB the locks of
+// other computers are not reported.
+[[nodiscard]] bool IsSeenHeld(const char* path);
+
 // Calls `action` while a try prevents others from holding the file of `file`. Returns false without the
 // call if it is held or that cannot be determined.
 [[nodiscard]] bool WhileUnheld(HANDLE file, void (*action)(void* argument), void* argument);

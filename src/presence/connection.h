@@ -77,6 +77,12 @@ class CConnection {
   // Removes the markers of dead ones.
   int GetProcessesList(const char* wantedClass, int& count, CString& list);
 
+  // The same as a list of names.
+  [[nodiscard]] std::vector<std::string> LiveMarkers(const char* wantedClass) const;
+
+  // The same, but changes nothing, so that a dead instance's marker stays.
+  [[nodiscard]] std::vector<std::string> HeldMarkers(const char* wantedClass) const;
+
   // Ends the presence: own locks first, then the hold, then the marker.
   void Unregister();
 
@@ -147,6 +153,8 @@ class CConnection {
  private:
   enum class Access { kNone, kReading, kWriting };
 
+  using IsAlive = bool (*)(const char* marker);
+  std::vector<std::string> OtherMarkers(const char* wantedClass, IsAlive isAlive) const;
   void TakeNumber();
   tvl::PathText Identity() const;
   tvl::LiveNumbers FindLiveNumbers() const;

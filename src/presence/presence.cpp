@@ -3,6 +3,7 @@
 #include <cstring>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <tvlclient/errors.h>
@@ -11,6 +12,7 @@
 #include "base/memory.h"
 #include "base/numbers.h"
 #include "base/text.h"
+#include "platform/held_file.h"
 #include "platform/last_error.h"
 #include "platform/names.h"
 #include "platform/new_held_file.h"
@@ -196,15 +198,30 @@ void CConnection::KeepPresence() {
   if (!tvl::IsMarkerAlive(markerPath)) CreateMarker();
 }
 
+std::vector<std::string> CConnection::OtherMarkers(const char* wantedClass, IsAlive isAlive) const {
+  std::vector<std::string> others;
+  const tvl::PathText pattern = tvl::MarkerPattern(procsDir, wantedClass);
+  if (!pattern.Fits() || std::strpbrk(wantedClass, "\\/") != nullptr) return others;
+  for (std::string& name : CollectNames(pattern.Text())) {
+    const tvl::PathText path = InFolder(procsDir, name);
+    if (path.Fits() && !tvl::EqualNoCase(path.Text(), markerPath) && isAlive(path.Text()))
+      others.push_back(std::move(name));
+  }
+  return others;
+}
+
+std::vector<std::string> CConnection::LiveMarkers(const char* wantedClass) const {
+  return OtherMarkers(wantedClass, tvl::IsMarkerAlive);
+}
+
+std::vector<std::string> CConnection::HeldMarkers(const char* wantedClass) const {
+  return OtherMarkers(wantedClass, tvl::IsFileHeld);
+}
+
 int CConnection::GetProcessesList(const char* wantedClass, int& count, CString& list) {
   count = 0;
   list.Empty();
-  const tvl::PathText pattern = tvl::MarkerPattern(procsDir, wantedClass);
-  if (!pattern.Fits() || std::strpbrk(wantedClass, "\\/") != nullptr) return TVL_OK;
-  for (const std::string& name : CollectNames(pattern.Text())) {
-    const tvl::PathText path = InFolder(procsDir, name);
-    if (!path.Fits() || tvl::EqualNoCase(path.Text(), markerPath) || !tvl::IsMarkerAlive(path.Text()))
-      continue;
+  for (const std::string& name : LiveMarkers(wantedClass)) {
     if (list.Append(name.c_str()) == 0 || list.AppendChar('|') == 0) break;
     ++count;
   }

@@ -9,6 +9,7 @@
 
 #include "host/system_calls.h"
 #include "platform/host_path.h"
+#include "store/layout.h"
 #include "transfer/compare.h"
 
 namespace tvl::server {
@@ -57,9 +58,9 @@ void CheckFolder(const char* what, const std::string& path) {
 }  // namespace
 
 std::string DescribePlan(const Options& options, CConfig& config) {
-  const std::string root = HostPath(config.Get("DocumentRoot")).Text();
+  const std::string root = HostPath(config.Get(kDocumentRootKey)).Text();
   CheckFolder("the document root", root);
-  const std::string temporary = HostPath(config.Get("TmpDir")).Text();
+  const std::string temporary = HostPath(config.Get(kTmpDirKey)).Text();
   if (System().access(temporary.c_str(), F_OK) == 0)
     CheckFolder("the temporary folder", temporary);  // or it is created
   const AdmissionSources& sources = options.admission;

@@ -12,6 +12,7 @@ layers=(platform base record store config transfer client table presence directo
 declare -A reaches=(
   [host]=""
   [platform/posix]="host platform"
+  [store]="host platform base record"
   [engine]="host record store"
   [server]="host ${layers[*]}"
   [cli]="host"
@@ -51,14 +52,14 @@ is_fact() {
 }
 
 # These folders may include system headers.
-posix_folders="host platform/posix engine server cli"
+posix_folders="host platform/posix store engine server cli"
 
 check_own_header() {
   local file=$1 line=$2 header=$3 folder
   folder=$(folder_of "$file")
   if [[ $header != */* || ! -f $header ]]; then
     breach "$file" "$line" "\"$header\" is no header of the project; write it as \"folder/name.h\""
-  elif [[ $folder == platform* || $folder == cli ]] && is_fact "$header"; then
+  elif [[ $folder == platform* ]] && is_fact "$header"; then
     return 0
   elif ! may_include "$folder" "$(folder_of "$header")"; then
     breach "$file" "$line" "$folder must not include $(folder_of "$header")"

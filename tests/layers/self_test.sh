@@ -12,7 +12,7 @@ mkdir -p host platform/posix base store transfer directory engine server cli att
 cases=(
   'host/a.h|#include <unistd.h>|-'
   'host/b.h|#include "platform/a.h"|host must not include platform'
-  'platform/a.h|#include <unistd.h>|<unistd.h> belongs in: host platform/posix engine server cli'
+  'platform/a.h|#include <unistd.h>|<unistd.h> belongs in: host platform/posix store engine server cli'
   'platform/e.h|#include "host/a.h"|platform must not include host'
   'platform/posix/a.h|#include <unistd.h>|-'
   'platform/posix/b.h|#include "host/a.h"|-'
@@ -27,7 +27,7 @@ cases=(
   'platform/c.h|#include "store/facts.h"|-'
   'platform/d.h|#include "store/a.h"|platform must not include store'
   'base/a.h|#include "platform/a.h"|-'
-  'base/b.h|#include <sys/stat.h>|<sys/stat.h> belongs in: host platform/posix engine server cli'
+  'base/b.h|#include <sys/stat.h>|<sys/stat.h> belongs in: host platform/posix store engine server cli'
   'base/c.h|#include "a.h"|"a.h" is no header of the project; write it as "folder/name.h"'
   'base/d.h|#include "base/missing.h"|"base/missing.h" is no header of the project; write it as "folder/name.h"'
   'transfer/a.cpp|#include <zlib.h>|-'

@@ -9,6 +9,7 @@
 #include <optional>
 #include <thread>
 
+#include "host/descriptor.h"
 #include "host/file_identity.h"
 #include "host/fork_guard.h"
 #include "host/sync.h"
@@ -64,6 +65,12 @@ bool IsHoldInTheWay(int descriptor) {
   if (!FindBarrier(descriptor, kTryRange, found)) return false;
   return (found.l_type == F_WRLCK && found.l_start == kHoldRange.start) ||
          (found.l_type == F_RDLCK && found.l_start == kUseByte.start);
+}
+
+// Returns true for a try, also one by an earlier release. A try is not a hold.
+bool IsTry(const struct flock& lock) {
+  return lock.l_type == F_WRLCK && (lock.l_start == kTryRange.start || lock.l_start == kEarlierTry.start) &&
+         lock.l_start + lock.l_len >= kTurnByte.start;
 }
 
 // Returns true if the lock that conflicts with `range` is gone or is a try by an earlier release. The caller
@@ -190,6 +197,14 @@ bool IsHeld(HANDLE file) {
 bool IsFileHeld(const char* path) {
   const OpenFile file(path, O_RDWR);
   return file.IsOpen() ? IsHeld(file.Descriptor()) : LastErrorCode() != ENOENT;
+}
+
+bool IsSeenHeld(const char* path) {
+  constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW;
+  const Descriptor file(System().open(HostPath(path).Text(), kFlags, 0));
+  struct flock found = {};
+  return file.IsOpen() && FindBarrier(file.Get(), kTryRange, found) && found.l_type != F_UNLCK &&
+         !IsTry(found);
 }
 
 bool StillNames(const char* path, HANDLE file) {

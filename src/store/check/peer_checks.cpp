@@ -1,4 +1,4 @@
-#include "cli/doctor/peer_checks.h"
+#include "store/check/peer_checks.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -10,18 +10,16 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <thread>
 
-#include <tvlclient/errors.h>
-#include <tvlclient/smb_opr.h>
-
-#include "cli/doctor/lock_child.h"
-#include "cli/doctor/peer.h"
-#include "cli/doctor/scratch.h"
 #include "host/descriptor.h"
+#include "host/system_calls.h"
+#include "platform/files.h"
+#include "store/check/lock_child.h"
+#include "store/check/peer.h"
+#include "store/check/scratch.h"
 
-namespace tvl::cli {
+namespace tvl {
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -35,10 +33,13 @@ constexpr std::chrono::seconds kForNews{10};
 // The half that acts and the half that observes speak in turn; the observer ends each check.
 
 std::string NewFile(const Peer& peer, const std::string& name, const std::string& text) {
-  std::string path = peer.Path(name);
-  std::ofstream(path, std::ios::binary) << text;
-  chmod(path.c_str(), 0666);  // the other half may be another user's
+  const std::string path = peer.Path(name);
+  WriteContents(path, text);
   return path;
+}
+
+int OpenForLocks(const std::string& path) {
+  return System().open(path.c_str(), O_RDWR | O_CLOEXEC, 0);
 }
 
 // Waits until `look` returns true. Returns how long that took in seconds, or a negative number if it did not.
@@ -60,7 +61,7 @@ std::string Seconds(double seconds) {
 
 void HoldForTheOther(Peer& peer, const std::string& name) {
   const std::string path = NewFile(peer, name, "x");
-  const Descriptor file(open(path.c_str(), O_RDWR | O_CLOEXEC));
+  const Descriptor file(OpenForLocks(path));
   peer.Say(TakeLock(file.Get(), kHoldRange) ? "held" : "refused");
   peer.Hear();
   DropLock(file.Get(), kHoldRange);
@@ -90,13 +91,12 @@ void ActDeletion(Peer& peer) {
 
 Finding ObserveDeletion(Peer& peer) {
   peer.Hear();
-  std::string path = peer.Path("held");
-  CTVLClientSmbOpr remover;
-  const bool refused = remover.RemoveDosDir(path.data(), nullptr, nullptr) != TVL_OK;
-  const bool stays = access(path.c_str(), F_OK) == 0;
+  const std::string path = peer.Path("held");
+  const bool refused = DeleteFileA(path.c_str()) == 0;
+  const bool stays = IsThere(path);
   peer.Say();
   peer.Hear();
-  const bool removed = remover.RemoveDosDir(path.data(), nullptr, nullptr) == TVL_OK;
+  const bool removed = DeleteFileA(path.c_str()) != 0;
   peer.Say();
   if (!refused || !stays) return Bad("a file that the other computer holds was deleted", kUseLocks);
   return removed ? Good("refused while the other computer holds it")
@@ -108,9 +108,9 @@ void ActReads(Peer& peer) {
   peer.Say();
   peer.Hear();
   {
-    const Descriptor file(open(path.c_str(), O_RDWR | O_CLOEXEC));
-    const bool written =
-        TakeLock(file.Get(), kHoldRange) && pwrite(file.Get(), "new", 3, 0) == 3 && fsync(file.Get()) == 0;
+    const Descriptor file(OpenForLocks(path));
+    const bool written = TakeLock(file.Get(), kHoldRange) && System().pwrite(file.Get(), "new", 3, 0) == 3 &&
+                         System().fsync(file.Get()) == 0;
     DropLock(file.Get(), kHoldRange);
     peer.Say(written ? "written" : "failed");
   }
@@ -119,13 +119,13 @@ void ActReads(Peer& peer) {
 
 bool ReadsNew(int descriptor) {
   std::array<char, 3> text = {};
-  return pread(descriptor, text.data(), text.size(), 0) == 3 && text[0] == 'n';
+  return System().pread(descriptor, text.data(), text.size(), 0) == 3 && text[0] == 'n';
 }
 
 // As a table is read: the file stays open, its old contents are cached, and a lock precedes each read.
 Finding ObserveReads(Peer& peer) {
   peer.Hear();
-  const Descriptor file(open(peer.Path("data").c_str(), O_RDWR | O_CLOEXEC));
+  const Descriptor file(OpenForLocks(peer.Path("data")));
   static_cast<void>(ReadsNew(file.Get()));
   peer.Say();
   const bool written = peer.Hear() == "written";
@@ -146,7 +146,7 @@ void ActRename(Peer& peer) {
   const std::string source = NewFile(peer, "newer", "new");
   peer.Say();
   peer.Hear();
-  peer.Say(rename(source.c_str(), target.c_str()) == 0 ? std::string() : Reason());
+  peer.Say(System().rename(source.c_str(), target.c_str()) == 0 ? std::string() : Reason());
   peer.Hear();
 }
 
@@ -155,7 +155,7 @@ Finding ObserveRename(Peer& peer) {
   const std::string path = peer.Path("over");
   std::string problem;
   {
-    const Descriptor reader(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    const Descriptor reader(System().open(path.c_str(), O_RDONLY | O_CLOEXEC, 0));
     peer.Say();
     problem = peer.Hear();
   }
@@ -199,14 +199,14 @@ Finding ObserveClock(Peer& peer) {
 
 std::string ChangeTime(const std::string& path) {
   struct stat status = {};
-  if (stat(path.c_str(), &status) != 0) return Reason();
+  if (System().stat(path.c_str(), &status) != 0) return Reason();
   return std::to_string(status.st_mtim.tv_sec) + "." + std::to_string(status.st_mtim.tv_nsec);
 }
 
 void ActTimes(Peer& peer) {
   const std::string path = NewFile(peer, "time", "x");
   const std::array<timespec, 2> times = {{{1'000'000'001, 123'456'789}, {1'000'000'001, 123'456'789}}};
-  utimensat(AT_FDCWD, path.c_str(), times.data(), 0);
+  System().utimensat(AT_FDCWD, path.c_str(), times.data(), 0);
   peer.Say(ChangeTime(path));
   peer.Hear();
 }
@@ -227,13 +227,13 @@ Finding ObserveTimes(Peer& peer) {
 
 void ActCase(Peer& peer) {
   static_cast<void>(NewFile(peer, "Case", "x"));
-  peer.Say(access(peer.Path("cASE").c_str(), F_OK) == 0 ? "alike" : "different");
+  peer.Say(IsThere(peer.Path("cASE")) ? "alike" : "different");
   peer.Hear();
 }
 
 Finding ObserveCase(Peer& peer) {
   const bool theirs = peer.Hear() == "alike";
-  const bool ours = access(peer.Path("cASE").c_str(), F_OK) == 0;
+  const bool ours = IsThere(peer.Path("cASE"));
   peer.Say();
   if (theirs != ours)
     return Warn("a and A are one name on one computer only",
@@ -266,25 +266,29 @@ std::string HostName() {
 
 }  // namespace
 
-void RunPeerChecks(const std::string& folder, const std::string& name, Report& report) {
+StoreFailure RunPeerChecks(const std::string& folder, const std::string& name, const FindingReport& report) {
   Peer peer(folder, name);
   peer.Say(HostName());
-  report.Add("peer", true, Good("the other half runs on " + peer.Hear()));
+  const std::string other = peer.Hear();
+  if (!peer.Failure()) report.Add("peer", true, Good("the other half runs on " + other));
   for (int round = 0; round < 2; ++round) {
     peer.StartRound(round);
     for (const PeerCheck& check : kChecks) {
+      if (peer.Failure()) return peer.Failure();
       if (peer.IsFirst() == (round == 0)) {
         check.act(peer);
       } else {
-        report.Add(check.name, check.needed, check.observe(peer));
+        const Finding finding = check.observe(peer);
+        if (!peer.Failure()) report.Add(check.name, check.needed, finding);
       }
     }
   }
   if (peer.IsFirst()) {
-    peer.Hear();  // the folder goes when the other half has read everything
+    peer.Hear();  // the folder is removed when the other half has read everything
   } else {
     peer.Say();
   }
+  return peer.Failure();
 }
 
-}  // namespace tvl::cli
+}  // namespace tvl

@@ -1,5 +1,5 @@
-#ifndef TVL_CLI_DOCTOR_LOCK_CHILD_H
-#define TVL_CLI_DOCTOR_LOCK_CHILD_H
+#ifndef TVL_STORE_CHECK_LOCK_CHILD_H
+#define TVL_STORE_CHECK_LOCK_CHILD_H
 
 #include <sys/types.h>
 
@@ -7,7 +7,7 @@
 
 #include "store/lock_ranges.h"
 
-namespace tvl::cli {
+namespace tvl {
 
 enum class LockKind { kShared, kExclusive };
 
@@ -38,6 +38,6 @@ class LockChild {
   bool holds_ = false;
 };
 
-}  // namespace tvl::cli
+}  // namespace tvl
 
 #endif

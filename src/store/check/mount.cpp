@@ -1,4 +1,4 @@
-#include "cli/doctor/mount.h"
+#include "store/check/mount.h"
 
 #include <strings.h>
 
@@ -6,7 +6,7 @@
 #include <sstream>
 #include <string_view>
 
-namespace tvl::cli {
+namespace tvl {
 namespace {
 
 using std::string_view;
@@ -19,43 +19,44 @@ constexpr char kStale[] = "this computer may read old contents that another has 
 struct MountRule {
   string_view type;
   string_view option;
-  Verdict verdict;
+  TVL_VERDICT verdict;
   const char* detail;
   const char* remedy;
 };
 
 constexpr MountRule kRules[] = {
-    {"nfs*", "nolock", Verdict::kBad, kLocal, "mount without nolock"},
-    {"nfs*", "local_lock=all", Verdict::kBad, kLocal, "mount with local_lock=none"},
-    {"nfs*", "local_lock=posix", Verdict::kBad, kLocal, "mount with local_lock=none"},
-    {"nfs*", "soft", Verdict::kWarning, "a slow server makes reads and writes fail", "mount with hard"},
-    {"nfs*", "softerr", Verdict::kWarning, "a slow server makes reads and writes fail", "mount with hard"},
-    {"nfs*", "nocto", Verdict::kWarning, kStale, "mount without nocto"},
-    {"cifs", "nobrl", Verdict::kBad, kLocal, "mount without nobrl"},
-    {"cifs", "nolock", Verdict::kBad, kLocal, "mount without nolock"},
-    {"cifs", "cache=loose", Verdict::kBad, kStale, "mount with cache=strict"},
-    {"cifs", "cache=singleclient", Verdict::kBad, kStale, "mount with cache=strict"},
-    {"cifs", "cache=ro", Verdict::kBad, kStale, "mount with cache=strict"},
-    {"cifs", "!serverino", Verdict::kWarning, "a file that was replaced may not be noticed",
+    {"nfs*", "nolock", TVL_VERDICT_BAD, kLocal, "mount without nolock"},
+    {"nfs*", "local_lock=all", TVL_VERDICT_BAD, kLocal, "mount with local_lock=none"},
+    {"nfs*", "local_lock=posix", TVL_VERDICT_BAD, kLocal, "mount with local_lock=none"},
+    {"nfs*", "soft", TVL_VERDICT_WARNING, "a slow server makes reads and writes fail", "mount with hard"},
+    {"nfs*", "softerr", TVL_VERDICT_WARNING, "a slow server makes reads and writes fail", "mount with hard"},
+    {"nfs*", "nocto", TVL_VERDICT_WARNING, kStale, "mount without nocto"},
+    {"cifs", "nobrl", TVL_VERDICT_BAD, kLocal, "mount without nobrl"},
+    {"cifs", "nolock", TVL_VERDICT_BAD, kLocal, "mount without nolock"},
+    {"cifs", "cache=loose", TVL_VERDICT_BAD, kStale, "mount with cache=strict"},
+    {"cifs", "cache=singleclient", TVL_VERDICT_BAD, kStale, "mount with cache=strict"},
+    {"cifs", "cache=ro", TVL_VERDICT_BAD, kStale, "mount with cache=strict"},
+    {"cifs", "!serverino", TVL_VERDICT_WARNING, "a file that was replaced may not be noticed",
      "mount with serverino"},
-    {"smb3", "nobrl", Verdict::kBad, kLocal, "mount without nobrl"},
-    {"smb3", "nolock", Verdict::kBad, kLocal, "mount without nolock"},
-    {"smb3", "cache=loose", Verdict::kBad, kStale, "mount with cache=strict"},
-    {"smb3", "!serverino", Verdict::kWarning, "a file that was replaced may not be noticed",
+    {"smb3", "nobrl", TVL_VERDICT_BAD, kLocal, "mount without nobrl"},
+    {"smb3", "nolock", TVL_VERDICT_BAD, kLocal, "mount without nolock"},
+    {"smb3", "cache=loose", TVL_VERDICT_BAD, kStale, "mount with cache=strict"},
+    {"smb3", "!serverino", TVL_VERDICT_WARNING, "a file that was replaced may not be noticed",
      "mount with serverino"},
-    {"ocfs2", "localflocks", Verdict::kBad, kLocal, "mount without localflocks"},
-    {"gfs2", "localflocks", Verdict::kBad, kLocal, "mount without localflocks"},
-    {"lustre", "localflock", Verdict::kBad, kLocal, "mount with flock"},
-    {"lustre", "noflock", Verdict::kBad, "there are no locks", "mount with flock"},
-    {"vboxsf", "", Verdict::kBad, kLocal, "use NFS or SMB"},
-    {"9p", "", Verdict::kWarning, "locks may stay on this computer", "try it with --peer, or use NFS or SMB"},
-    {"fuse.sshfs", "", Verdict::kBad, kLocal, "use NFS or SMB"},
-    {"fuse.rclone", "", Verdict::kBad, kLocal, "use NFS or SMB"},
-    {"fuse.s3fs", "", Verdict::kBad, kLocal, "use NFS or SMB"},
-    {"fuse.gcsfuse", "", Verdict::kBad, kLocal, "use NFS or SMB"},
-    {"fuse.glusterfs", "", Verdict::kOk, "", ""},
-    {"fuse.ceph*", "", Verdict::kOk, "", ""},
-    {"fuse*", "", Verdict::kWarning, "locks may stay on this computer",
+    {"ocfs2", "localflocks", TVL_VERDICT_BAD, kLocal, "mount without localflocks"},
+    {"gfs2", "localflocks", TVL_VERDICT_BAD, kLocal, "mount without localflocks"},
+    {"lustre", "localflock", TVL_VERDICT_BAD, kLocal, "mount with flock"},
+    {"lustre", "noflock", TVL_VERDICT_BAD, "there are no locks", "mount with flock"},
+    {"vboxsf", "", TVL_VERDICT_BAD, kLocal, "use NFS or SMB"},
+    {"9p", "", TVL_VERDICT_WARNING, "locks may stay on this computer",
+     "try it with --peer, or use NFS or SMB"},
+    {"fuse.sshfs", "", TVL_VERDICT_BAD, kLocal, "use NFS or SMB"},
+    {"fuse.rclone", "", TVL_VERDICT_BAD, kLocal, "use NFS or SMB"},
+    {"fuse.s3fs", "", TVL_VERDICT_BAD, kLocal, "use NFS or SMB"},
+    {"fuse.gcsfuse", "", TVL_VERDICT_BAD, kLocal, "use NFS or SMB"},
+    {"fuse.glusterfs", "", TVL_VERDICT_OK, "", ""},
+    {"fuse.ceph*", "", TVL_VERDICT_OK, "", ""},
+    {"fuse*", "", TVL_VERDICT_WARNING, "locks may stay on this computer",
      "try it from two computers with --peer"},
 };
 
@@ -148,9 +149,9 @@ Finding JudgeMount(const Mount& mount) {
     if (rule.verdict > worst.verdict) worst = {rule.verdict, name + ": " + rule.detail, rule.remedy};
     if (rule.option.empty()) break;  // the first rule for the whole type decides
   }
-  if (worst.verdict == Verdict::kOk && HasLongCacheTime(mount))
+  if (worst.verdict == TVL_VERDICT_OK && HasLongCacheTime(mount))
     return Warn(name + ": changes by other computers are seen late", "mount with a shorter time");
   return worst;
 }
 
-}  // namespace tvl::cli
+}  // namespace tvl

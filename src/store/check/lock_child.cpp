@@ -1,4 +1,4 @@
-#include "cli/doctor/lock_child.h"
+#include "store/check/lock_child.h"
 
 #include <fcntl.h>
 #include <sys/prctl.h>
@@ -10,8 +10,9 @@
 #include <csignal>
 
 #include "host/descriptor.h"
+#include "host/system_calls.h"
 
-namespace tvl::cli {
+namespace tvl {
 namespace {
 
 bool SetLock(int descriptor, short type, const LockRange& range) {
@@ -20,7 +21,7 @@ bool SetLock(int descriptor, short type, const LockRange& range) {
   lock.l_whence = SEEK_SET;
   lock.l_start = range.start;
   lock.l_len = range.length;
-  return fcntl(descriptor, F_OFD_SETLK, &lock) == 0;
+  return System().lock(descriptor, F_OFD_SETLK, &lock) == 0;
 }
 
 [[noreturn]] void HoldUntilKilled(const char* path, const LockRange& range, LockKind kind, int answer) {
@@ -43,7 +44,7 @@ void DropLock(int descriptor, const LockRange& range) {
 }
 
 bool CanLock(const std::string& path, const LockRange& range, LockKind kind) {
-  const Descriptor file(open(path.c_str(), O_RDWR | O_CLOEXEC));
+  const Descriptor file(System().open(path.c_str(), O_RDWR | O_CLOEXEC, 0));
   return TakeLock(file.Get(), range, kind);
 }
 
@@ -74,4 +75,4 @@ void LockChild::Kill() {
   pid_ = -1;
 }
 
-}  // namespace tvl::cli
+}  // namespace tvl

@@ -1,32 +1,32 @@
-#ifndef TVL_CLI_DOCTOR_FINDING_H
-#define TVL_CLI_DOCTOR_FINDING_H
+#ifndef TVL_STORE_CHECK_FINDING_H
+#define TVL_STORE_CHECK_FINDING_H
 
 #include <string>
 
-namespace tvl::cli {
+#include <tvlclient/store.h>
 
-enum class Verdict { kOk, kWarning, kBad };
+namespace tvl {
 
 // What a check found, and what to do about it.
 struct Finding {
-  Verdict verdict = Verdict::kOk;
+  TVL_VERDICT verdict = TVL_VERDICT_OK;
   std::string detail;
   std::string remedy;
 };
 
 inline Finding Good(const std::string& detail) {
-  return {Verdict::kOk, detail, {}};
+  return {TVL_VERDICT_OK, detail, {}};
 }
 inline Finding Warn(const std::string& detail, const std::string& remedy) {
-  return {Verdict::kWarning, detail, remedy};
+  return {TVL_VERDICT_WARNING, detail, remedy};
 }
 inline Finding Bad(const std::string& detail, const std::string& remedy = {}) {
-  return {Verdict::kBad, detail, remedy};
+  return {TVL_VERDICT_BAD, detail, remedy};
 }
 
 // The system's text for the last failed call.
 [[nodiscard]] std::string Reason();
 
-}  // namespace tvl::cli
+}  // namespace tvl
 
 #endif

@@ -1,14 +1,15 @@
-#ifndef TVL_CLI_DOCTOR_CHECKS_H
-#define TVL_CLI_DOCTOR_CHECKS_H
+#ifndef TVL_STORE_CHECK_CHECKS_H
+#define TVL_STORE_CHECK_CHECKS_H
 
 #include <string>
 #include <vector>
 
-#include "cli/doctor/finding.h"
-#include "cli/doctor/scratch.h"
-#include "cli/new_store.h"
+#include <tvlclient/store.h>
 
-namespace tvl::cli {
+#include "store/check/finding.h"
+#include "store/check/scratch.h"
+
+namespace tvl {
 
 // One check. Presence and locks are not reliable if a `needed` one fails.
 template <typename Subject>
@@ -25,11 +26,8 @@ struct Check {
 [[nodiscard]] const std::vector<Check<std::string>>& FolderChecks();
 
 // Checks of a store.
-[[nodiscard]] const std::vector<Check<StoreLayout>>& StoreChecks();
+[[nodiscard]] const std::vector<Check<TVLStoreLayout>>& StoreChecks();
 
-// Returns the partial files that killed transfers left, as no process holds them.
-[[nodiscard]] std::vector<std::string> DeadParts(const StoreLayout& layout);
-
-}  // namespace tvl::cli
+}  // namespace tvl
 
 #endif

@@ -3,13 +3,15 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
+#include <string_view>
 
-#include "cli/doctor/checks.h"
-#include "cli/doctor/mount.h"
-#include "cli/text.h"
+#include "host/system_calls.h"
+#include "store/check/checks.h"
+#include "store/check/mount.h"
 
-namespace tvl::cli {
+namespace tvl {
 namespace {
 
 Finding CheckMount(const std::string& folder) {
@@ -26,15 +28,26 @@ Finding CheckSpace(const std::string& folder) {
   // A file system that reports no files at all has no limit for them.
   if (space.f_files > 0 && space.f_favail == 0)
     return Bad("no inodes are left", "delete files that are not needed");
-  return Good(HumanBytes(bytes) + " free");
+  char text[32];
+  std::snprintf(text, sizeof text, "%.1f GB free", static_cast<double>(bytes) / 1e9);
+  return Good(text);
+}
+
+// umask() would change it for a moment, for all threads.
+mode_t Umask() {
+  constexpr std::string_view kLabel = "Umask:";
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.starts_with(kLabel)) return static_cast<mode_t>(std::strtoul(&line[kLabel.size()], nullptr, 8));
+  }
+  return 0;
 }
 
 // New files get the rights of the folder where it has the setgid bit, and elsewhere the umask decides.
 Finding CheckRights(const std::string& folder) {
   struct stat status = {};
-  if (stat(folder.c_str(), &status) != 0) return Bad(Reason());
-  const mode_t mask = umask(0);
-  umask(mask);
+  if (System().stat(folder.c_str(), &status) != 0) return Bad(Reason());
+  const mode_t mask = Umask();
   char text[8];
   std::snprintf(text, sizeof text, "%03o", mask & 0777U);
   const bool by_folder = (status.st_mode & S_ISGID) != 0;
@@ -53,4 +66,4 @@ const std::vector<Check<std::string>>& FolderChecks() {
   return checks;
 }
 
-}  // namespace tvl::cli
+}  // namespace tvl

@@ -1,4 +1,4 @@
-#include "cli/doctor/report.h"
+#include "cli/doctor_report.h"
 
 #include "cli/columns.h"
 #include "cli/console.h"
@@ -11,16 +11,19 @@ constexpr const char* kWords[] = {"ok", "warning", "bad"};
 
 }  // namespace
 
-void Report::Add(const std::string& name, bool needed, const Finding& finding) {
-  const char* word = kWords[static_cast<int>(finding.verdict)];
+void Report::Add(const TVLFinding& finding) {
+  const char* word = kWords[finding.verdict];
+  const std::string name = finding.check;
+  const std::string remedy = finding.remedy;
   rows_.push_back({name, word, Printable(finding.detail)});
-  if (!finding.remedy.empty()) remedies_.push_back(name + ": " + finding.remedy);
+  if (!remedy.empty()) remedies_.push_back(name + ": " + remedy);
+  const bool is_bad = finding.verdict == TVL_VERDICT_BAD;
   JsonObject document;
-  document.Text("check", name).Flag("ok", finding.verdict != Verdict::kBad).Flag("needed", needed);
+  document.Text("check", name).Flag("ok", !is_bad).Flag("needed", finding.needed != 0);
   document.Text("verdict", word).Text("detail", finding.detail);
-  if (!finding.remedy.empty()) document.Text("remedy", finding.remedy);
+  if (!remedy.empty()) document.Text("remedy", remedy);
   documents_.push_back(document);
-  if (needed && finding.verdict == Verdict::kBad) status_ = kFailed;
+  if (finding.needed != 0 && is_bad) status_ = kFailed;
 }
 
 ExitStatus Report::Print(const Options& options, const std::string& folder) const {

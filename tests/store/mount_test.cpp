@@ -1,4 +1,4 @@
-#include "cli/doctor/mount.h"
+#include "store/check/mount.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 
 namespace {
 
-using namespace tvl::cli;
+using namespace tvl;
 using std::string;
 
 TEST(Mounts, TheLongestMountPointLeadsToAFolder) {
@@ -45,30 +45,30 @@ TEST(Mounts, AreJudgedByTypeAndOptions) {
   const struct {
     const char* type;
     const char* options;
-    Verdict verdict;
+    TVL_VERDICT verdict;
   } rows[] = {
-      {"ext4", "rw,nolock", Verdict::kOk},
-      {"nfs4", "rw,hard,local_lock=none,actimeo=3", Verdict::kOk},
-      {"nfs", "rw,local_lock=flock", Verdict::kOk},
-      {"nfs", "rw,local_lock=posix", Verdict::kBad},
-      {"nfs", "rw,soft,local_lock=all", Verdict::kBad},
-      {"nfs", "rw,nolock", Verdict::kBad},
-      {"nfs4", "rw,soft", Verdict::kWarning},
-      {"nfs4", "rw,actimeo=600", Verdict::kWarning},
-      {"cifs", "rw,soft,cache=strict,serverino,actimeo=1", Verdict::kOk},
-      {"cifs", "rw,NoBRL", Verdict::kBad},
-      {"cifs", "rw,cache=loose", Verdict::kBad},
-      {"cifs", "rw,cache=strict", Verdict::kWarning},
-      {"smb3", "rw,nobrl", Verdict::kBad},
-      {"fuse.sshfs", "rw", Verdict::kBad},
-      {"fuse.glusterfs", "rw", Verdict::kOk},
-      {"fuse.other", "rw", Verdict::kWarning},
-      {"9p", "rw", Verdict::kWarning},
+      {"ext4", "rw,nolock", TVL_VERDICT_OK},
+      {"nfs4", "rw,hard,local_lock=none,actimeo=3", TVL_VERDICT_OK},
+      {"nfs", "rw,local_lock=flock", TVL_VERDICT_OK},
+      {"nfs", "rw,local_lock=posix", TVL_VERDICT_BAD},
+      {"nfs", "rw,soft,local_lock=all", TVL_VERDICT_BAD},
+      {"nfs", "rw,nolock", TVL_VERDICT_BAD},
+      {"nfs4", "rw,soft", TVL_VERDICT_WARNING},
+      {"nfs4", "rw,actimeo=600", TVL_VERDICT_WARNING},
+      {"cifs", "rw,soft,cache=strict,serverino,actimeo=1", TVL_VERDICT_OK},
+      {"cifs", "rw,NoBRL", TVL_VERDICT_BAD},
+      {"cifs", "rw,cache=loose", TVL_VERDICT_BAD},
+      {"cifs", "rw,cache=strict", TVL_VERDICT_WARNING},
+      {"smb3", "rw,nobrl", TVL_VERDICT_BAD},
+      {"fuse.sshfs", "rw", TVL_VERDICT_BAD},
+      {"fuse.glusterfs", "rw", TVL_VERDICT_OK},
+      {"fuse.other", "rw", TVL_VERDICT_WARNING},
+      {"9p", "rw", TVL_VERDICT_WARNING},
   };
   for (const auto& row : rows) {
     const Finding finding = JudgeMount({"/mnt/nolock", row.type, row.options});
     EXPECT_EQ(finding.verdict, row.verdict) << row.type << " " << row.options;
-    EXPECT_EQ(finding.remedy.empty(), row.verdict == Verdict::kOk) << row.type << " " << row.options;
+    EXPECT_EQ(finding.remedy.empty(), row.verdict == TVL_VERDICT_OK) << row.type << " " << row.options;
   }
 }
 

@@ -1,13 +1,13 @@
-#ifndef TVL_CLI_DOCTOR_MOUNT_H
-#define TVL_CLI_DOCTOR_MOUNT_H
+#ifndef TVL_STORE_CHECK_MOUNT_H
+#define TVL_STORE_CHECK_MOUNT_H
 
 #include <istream>
 #include <optional>
 #include <string>
 
-#include "cli/doctor/finding.h"
+#include "store/check/finding.h"
 
-namespace tvl::cli {
+namespace tvl {
 
 struct Mount {
   std::string place;
@@ -23,6 +23,6 @@ struct Mount {
 // Judges whether computers can share locks and files on such a mount.
 [[nodiscard]] Finding JudgeMount(const Mount& mount);
 
-}  // namespace tvl::cli
+}  // namespace tvl
 
 #endif

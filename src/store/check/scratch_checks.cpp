@@ -1,18 +1,16 @@
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <array>
 #include <cstdio>
 
-#include <tvlclient/errors.h>
-#include <tvlclient/smb_opr.h>
-
-#include "cli/doctor/checks.h"
-#include "cli/doctor/lock_child.h"
 #include "host/descriptor.h"
+#include "host/system_calls.h"
+#include "platform/files.h"
+#include "store/check/checks.h"
+#include "store/check/lock_child.h"
 
-namespace tvl::cli {
+namespace tvl {
 namespace {
 
 constexpr char kUseLocks[] = "use a file system that carries byte-range locks, and mount it with them";
@@ -40,13 +38,12 @@ Finding CheckRanges(const Scratch& scratch) {
 }
 
 Finding CheckDeletion(const Scratch& scratch) {
-  std::string path = scratch.File("held", "x");
+  const std::string path = scratch.File("held", "x");
   LockChild other(path, kHoldRange);
-  CTVLClientSmbOpr remover;
-  const bool refused = other.Holds() && remover.RemoveDosDir(path.data(), nullptr, nullptr) != TVL_OK;
-  if (!refused || access(path.c_str(), F_OK) != 0) return Bad("a held file was deleted", kUseLocks);
+  const bool refused = other.Holds() && DeleteFileA(path.c_str()) == 0;
+  if (!refused || !IsThere(path)) return Bad("a held file was deleted", kUseLocks);
   other.Kill();
-  if (remover.RemoveDosDir(path.data(), nullptr, nullptr) != TVL_OK || access(path.c_str(), F_OK) == 0)
+  if (DeleteFileA(path.c_str()) == 0 || IsThere(path))
     return Bad("a file that is no longer held cannot be deleted", kUseLocks);
   return Good("refused while another process holds it");
 }
@@ -54,11 +51,11 @@ Finding CheckDeletion(const Scratch& scratch) {
 Finding CheckRename(const Scratch& scratch) {
   const std::string from = scratch.File("new", "new");
   const std::string to = scratch.File("old", "old");
-  if (rename(from.c_str(), to.c_str()) != 0) return Bad(Reason());
+  if (System().rename(from.c_str(), to.c_str()) != 0) return Bad(Reason());
   if (ContentsOf(to) != "new") return Bad("the old file stays");
   const std::string again = scratch.File("newer", "newer");
-  const Descriptor reader(open(to.c_str(), O_RDONLY | O_CLOEXEC));
-  if (rename(again.c_str(), to.c_str()) != 0)
+  const Descriptor reader(System().open(to.c_str(), O_RDONLY | O_CLOEXEC, 0));
+  if (System().rename(again.c_str(), to.c_str()) != 0)
     return Warn("refused while a program of this computer has the file open (" + Reason() + ")",
                 "keep files of the store open only briefly; replacing one waits for 10 s");
   return ContentsOf(to) == "newer" ? Good("replaces the file, also one that is open")
@@ -71,7 +68,8 @@ Finding CheckTimes(const Scratch& scratch) {
   const std::string path = scratch.File("time", "x");
   const std::array<timespec, 2> times = {{{kOddSecond, kNanoseconds}, {kOddSecond, kNanoseconds}}};
   struct stat status = {};
-  if (utimensat(AT_FDCWD, path.c_str(), times.data(), 0) != 0 || stat(path.c_str(), &status) != 0)
+  if (System().utimensat(AT_FDCWD, path.c_str(), times.data(), 0) != 0 ||
+      System().stat(path.c_str(), &status) != 0)
     return Bad(Reason());
   if (status.st_mtim.tv_sec != kOddSecond)
     return Warn("2 s or coarser", "use the compare policy hash, FileCompare=HASH");
@@ -83,7 +81,7 @@ Finding CheckTimes(const Scratch& scratch) {
 
 Finding CheckCase(const Scratch& scratch) {
   static_cast<void>(scratch.File("Case", "x"));
-  const bool alike = access(scratch.Path("cASE").c_str(), F_OK) == 0;
+  const bool alike = IsThere(scratch.Path("cASE"));
   return Good(alike ? "a and A are one name" : "a and A are two names");
 }
 
@@ -101,4 +99,4 @@ const std::vector<Check<Scratch>>& ScratchChecks() {
   return checks;
 }
 
-}  // namespace tvl::cli
+}  // namespace tvl

@@ -4,7 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "cli/doctor/finding.h"
+#include <tvlclient/store.h>
+
 #include "cli/json.h"
 #include "cli/options.h"
 
@@ -13,7 +14,7 @@ namespace tvl::cli {
 // Collects the findings of a run and prints them at its end.
 class Report {
  public:
-  void Add(const std::string& name, bool needed, const Finding& finding);
+  void Add(const TVLFinding& finding);
 
   // Prints the findings. Returns kFailed if a needed check found a problem.
   ExitStatus Print(const Options& options, const std::string& folder) const;

@@ -1,15 +1,17 @@
-#ifndef TVL_CLI_DOCTOR_PEER_H
-#define TVL_CLI_DOCTOR_PEER_H
+#ifndef TVL_STORE_CHECK_PEER_H
+#define TVL_STORE_CHECK_PEER_H
 
 #include <string>
 
-namespace tvl::cli {
+#include "store/failure.h"
 
-// Connects two runs of doctor on two computers through a folder in the store. The run that creates the folder
-// is the first half and removes the folder at the end. Each message is a file that the other half must see.
+namespace tvl {
+
+// Connects two runs of the checks on two computers through a folder in the store. The run that creates the
+// folder is the first half and removes the folder at the end. Each message is a file that the other half must
+// see. After a failure nothing is said or heard any more.
 class Peer {
  public:
-  // Throws Stop if the folder cannot be created or opened.
   Peer(const std::string& folder, const std::string& name);
   ~Peer();
   Peer(const Peer&) = delete;
@@ -17,8 +19,11 @@ class Peer {
 
   [[nodiscard]] bool IsFirst() const { return first_; }
 
+  // Why the conversation has ended, if it has.
+  [[nodiscard]] const StoreFailure& Failure() const { return failure_; }
+
   void Say(const std::string& text = {});
-  // Returns the other half's next message. Throws Stop if none arrives in time.
+  // Waits for the other half's next message and returns it; empty after a failure.
   std::string Hear();
 
   // Returns the path of a file for a check. Each round has its own files.
@@ -30,12 +35,13 @@ class Peer {
   [[nodiscard]] bool Lists(const std::string& name) const;
 
   std::string path_;
+  StoreFailure failure_;
   bool first_ = false;
   int said_ = 0;
   int heard_ = 0;
   int round_ = 0;
 };
 
-}  // namespace tvl::cli
+}  // namespace tvl
 
 #endif

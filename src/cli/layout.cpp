@@ -1,0 +1,82 @@
+#include "cli/layout.h"
+
+#include <grp.h>
+
+#include <charconv>
+
+#include "cli/configuration.h"
+#include "cli/failure.h"
+
+namespace tvl::cli {
+namespace {
+
+// A group by its name or number.
+int GroupNumber(const std::string& group) {
+  if (group.empty()) return TVL_NO_GROUP;
+  if (const struct group* found = getgrnam(group.c_str())) return static_cast<int>(found->gr_gid);
+  int number = 0;
+  const auto [end, problem] = std::from_chars(group.data(), group.data() + group.size(), number);
+  if (problem != std::errc() || end != group.data() + group.size() || number < 0)
+    throw Stop("there is no group '" + group + "'");
+  return number;
+}
+
+Failure FailureOf(const TVLStoreProblem& problem) {
+  return {kFailed, 0, problem.what, problem.error, problem.path};
+}
+
+}  // namespace
+
+TVLStoreLayout NewLayout(const std::string& folder) {
+  TVLStoreLayout layout;
+  TVLStoreProblem problem;
+  const int code = TVLStorePlan(folder.c_str(), &layout, &problem);
+  if (code == TVL_OK) return layout;
+  Failure failure = FailureOf(problem);
+  if (code == TVL_ERR_STORE_EXISTS) failure.what += "; --missing creates what a store lacks";
+  throw Stop(code == TVL_ERR_BAD_PATH ? folder : std::string(), failure);
+}
+
+TVLStoreLayout LayoutOf(const std::string& configuration) {
+  TVLStoreLayout layout;
+  TVLStoreProblem problem;
+  const int code = TVLStoreRead(configuration.c_str(), &layout, &problem);
+  if (code == TVL_OK) return layout;
+  if (code == TVL_ERR_BAD_PATH) throw Stop({}, FailureOf(problem));
+  Failure failure = ConfigurationFailure(code);
+  failure.error = problem.error;
+  failure.path = problem.path;
+  throw Stop(configuration, failure);
+}
+
+std::optional<std::string> ConfigurationIn(const std::string& folder) {
+  TVLStoreLayout layout;
+  if (TVLStorePlan(folder.c_str(), &layout, nullptr) != TVL_ERR_STORE_EXISTS) return std::nullopt;
+  return layout.configuration;
+}
+
+TVLStoreLayout LayoutAt(const std::string& folder) {
+  const std::optional<std::string> configuration = ConfigurationIn(folder);
+  return configuration ? LayoutOf(*configuration) : NewLayout(folder);
+}
+
+std::vector<std::string> MissingParts(const TVLStoreLayout& layout) {
+  std::vector<std::string> missing;
+  TVLStoreListMissing(
+      &layout,
+      [](const char* path, void* list) { static_cast<std::vector<std::string>*>(list)->emplace_back(path); },
+      &missing);
+  return missing;
+}
+
+void CreateMissingParts(const TVLStoreLayout& layout, const std::string& group) {
+  TVLStoreProblem problem;
+  const int code = TVLStoreCreate(&layout, GroupNumber(group), &problem);
+  if (code == TVL_OK) return;
+  Failure failure = FailureOf(problem);
+  if (code == TVL_ERR_STORE_IN_USE) failure.exit = kHeld;
+  if (code == TVL_ERR_DELETE_FILE) failure.code = code;  // of the table
+  throw Stop(code == TVL_ERR_STORE_IN_USE ? layout.root : std::string(), failure);
+}
+
+}  // namespace tvl::cli

@@ -1,0 +1,140 @@
+#include <cerrno>
+#include <exception>
+#include <filesystem>
+#include <new>
+#include <string>
+#include <vector>
+
+#include <tvlclient/store.h>
+
+#include "base/fixed_text.h"
+#include "config/config.h"
+#include "config/store_layout.h"
+#include "platform/files.h"
+#include "platform/last_error.h"
+#include "store/check/check_share.h"
+#include "store/check/peer_checks.h"
+#include "store/file_kind.h"
+#include "store/held_files.h"
+#include "store/leftovers.h"
+#include "store/lock_row.h"
+#include "store/marker_info.h"
+#include "store/new_store.h"
+#include "table/ctree_file.h"
+#include "table/engine_binding.h"
+
+namespace {
+
+using tvl::StoreFailure;
+
+// Copies what failed for the caller, and returns its code.
+int Report(const StoreFailure& failure, TVLStoreProblem* problem) {
+  if (problem == nullptr) return failure.code;
+  problem->what = failure.what;
+  problem->error = failure.error;
+  tvl::CopyCut(problem->path, failure.path);
+  return failure.code;
+}
+
+// Runs an operation, whose lack of memory is one more failure.
+template <typename Operation>
+int Run(TVLStoreProblem* problem, Operation operation) try {
+  return Report(operation(), problem);
+} catch (const std::bad_alloc&) {
+  if (problem != nullptr) *problem = {"memory ran out", ENOMEM, {}};
+  return TVL_ERR_SERVER_FILE;
+} catch (const std::filesystem::filesystem_error& error) {
+  if (problem != nullptr) *problem = {"the file system cannot be read", error.code().value(), {}};
+  return TVL_ERR_SERVER_FILE;
+}
+
+// Runs a listing. Returns what it counted, or -1 if it could not be completed.
+template <typename Listing>
+int Count(Listing listing) try {
+  return listing();
+} catch (const std::exception&) {
+  return -1;
+}
+
+int VisitPaths(const std::vector<std::string>& paths, TVLPathCallback callback, void* user_data) {
+  for (const std::string& path : paths) {
+    if (callback != nullptr) callback(path.c_str(), user_data);
+  }
+  return static_cast<int>(paths.size());
+}
+
+StoreFailure ReadStore(const char* file, TVLStoreLayout& layout) {
+  CConfig config;
+  tvl::TakeLastError();
+  if (const int code = config.Read(file)) {
+    const tvl::LastError reason = tvl::TakeLastError();
+    return {code, "the configuration cannot be used", reason.code, reason.path};
+  }
+  return tvl::LayoutOf(config, layout);
+}
+
+bool CreateLockTable(const char* path) {
+  const tvl::TableEngineUse engine;
+  return CCtreeFile::CreateFiles(path, kLockRecordLength, kLockKeyLength, 0) != 0;
+}
+
+}  // namespace
+
+int TVLStorePlan(const char* folder, TVLStoreLayout* layout, TVLStoreProblem* problem) {
+  return Run(problem, [=] { return tvl::PlanStore(folder, *layout); });
+}
+
+int TVLStoreRead(const char* configFile, TVLStoreLayout* layout, TVLStoreProblem* problem) {
+  return Run(problem, [=] { return ReadStore(configFile, *layout); });
+}
+
+int TVLStoreListMissing(const TVLStoreLayout* layout, TVLPathCallback callback, void* userData) {
+  return Count([=] { return VisitPaths(tvl::MissingParts(*layout), callback, userData); });
+}
+
+int TVLStoreCreate(const TVLStoreLayout* layout, int groupId, TVLStoreProblem* problem) {
+  return Run(problem, [=] { return tvl::CreateMissingParts(*layout, groupId, CreateLockTable); });
+}
+
+TVL_FILE_KIND TVLStoreFileKind(const char* name) {
+  return tvl::FileKindOf(name);
+}
+
+int TVLListHeldFiles(const char* path, TVLHeldFileCallback callback, void* userData) {
+  return Count([=] {
+    const std::vector<std::string> held = tvl::HeldFilesAt(path);
+    for (const std::string& file : held) {
+      if (callback == nullptr) break;
+      const tvl::MarkerInfo marker(file.substr(file.rfind('/') + 1));
+      const TVL_FILE_KIND kind = tvl::FileKindOf(file);
+      const TVLHeldFile row = {file.c_str(), kind, kind == TVL_FILE_MARKER ? &marker.Instance() : nullptr};
+      callback(&row, userData);
+    }
+    return static_cast<int>(held.size());
+  });
+}
+
+int TVLStoreListLeftovers(const TVLStoreLayout* layout, TVLPathCallback callback, void* userData) {
+  return Count([=] { return VisitPaths(tvl::FindLeftovers(layout->root), callback, userData); });
+}
+
+int TVLStoreRemoveLeftovers(const TVLStoreLayout* layout) {
+  return Count([=] {
+    int removed = 0;
+    for (const std::string& part : tvl::FindLeftovers(layout->root))
+      removed += DeleteFileA(part.c_str()) != 0 ? 1 : 0;
+    return removed;
+  });
+}
+
+int TVLCheckShare(const char* folder, const TVLStoreLayout* store, TVL_CHECK_SCOPE scope,
+                  TVLFindingCallback callback, void* userData, TVLStoreProblem* problem) {
+  return Run(problem,
+             [=] { return tvl::CheckShare(folder, store, scope, tvl::FindingReport(callback, userData)); });
+}
+
+int TVLCheckShareWithPeer(const char* folder, const char* name, TVLFindingCallback callback, void* userData,
+                          TVLStoreProblem* problem) {
+  return Run(problem,
+             [=] { return tvl::RunPeerChecks(folder, name, tvl::FindingReport(callback, userData)); });
+}

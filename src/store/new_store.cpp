@@ -1,0 +1,235 @@
+#include "store/new_store.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <string_view>
+
+#include "base/fixed_text.h"
+#include "host/descriptor.h"
+#include "host/sync.h"
+#include "host/system_calls.h"
+#include "host/write_all.h"
+#include "platform/last_error.h"
+#include "platform/shared_folder.h"
+#include "store/file_kind.h"
+#include "store/held_files.h"
+#include "store/host_name.h"
+#include "store/layout.h"
+
+namespace tvl {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr mode_t kReadWrite = 0666;
+constexpr mode_t kGroupShared = 02070;
+
+// A new store leaves more space for markers than they need today.
+constexpr std::size_t kMarkerReserve = 100;
+constexpr std::size_t kLongestRoot = kLongestPath - std::string_view("/tmp/procs/").size() - kMarkerReserve;
+constexpr char kTooLongForMarkers[] =
+    "has a path of more than 148 bytes, which is too long for the names of presence markers";
+static_assert(kLongestRoot == 148 && kMarkerReserve >= kLongestMarkerName);
+
+// A path without "." and doubled slashes; empty if it has none. Only one with ".." is looked up, because a
+// link before it decides where it leads; elsewhere the user's own form of the path is what other computers
+// see too.
+std::string FullPath(const std::string& folder) {
+  std::error_code problem;
+  fs::path path = fs::absolute(folder, problem);
+  if (problem) return {};
+  const bool leads_upward = std::find(path.begin(), path.end(), "..") != path.end();
+  path = leads_upward ? fs::weakly_canonical(path, problem) : path.lexically_normal();
+  return path.has_filename() ? path.string() : path.parent_path().string();
+}
+
+// Why the path cannot be written into a configuration; null if it can.
+const char* WhyNotWritable(const std::string& root) {
+  for (const char character : root) {
+    const auto byte = static_cast<unsigned char>(character);
+    if (byte < 0x20 || byte == 0x7F) return "has a control character in its path";
+    if (character == '\\') return "has a backslash in its path, which a store takes for a separator";
+  }
+  if (root.empty()) return "has no name";
+  if (root.size() > kLongestRoot) return kTooLongForMarkers;
+  if (ConfigurationValue(root).size() > kLongestPath) return "has a path too long for a configuration";
+  return nullptr;
+}
+
+StoreFailure CreateFailure(const char* what, const std::string& path, int error) {
+  return {TVL_ERR_CREATE_DIR, what, error, path};
+}
+
+// What cannot be examined counts as there.
+bool Exists(const std::string& path) {
+  struct stat status = {};
+  return System().lstat(path.c_str(), &status) == 0 || (errno != ENOENT && errno != ENOTDIR);
+}
+
+StoreFailure CreateFolder(const std::string& path) {
+  TakeLastError();
+  if (CreateSharedFolder(path.c_str())) return {};
+  const int problem = LastErrorCode();  // 0: the name exists
+  std::error_code ignored;
+  if (problem == 0 && fs::is_directory(path, ignored)) return {};
+  return CreateFailure("folder cannot be created", path, problem == 0 ? ENOTDIR : problem);
+}
+
+StoreFailure ShareWithGroup(const std::string& root, int group) {
+  const Descriptor folder(System().open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
+  struct stat status = {};
+  if (!folder.IsOpen() || System().fstat(folder.Get(), &status) != 0)
+    return CreateFailure("mode cannot be read", root, errno);
+  if (System().fchown(folder.Get(), static_cast<uid_t>(-1), static_cast<gid_t>(group)) != 0)
+    return CreateFailure("group cannot be set; only its members may", root, errno);
+  if (System().fchmod(folder.Get(), (status.st_mode & 07777U) | kGroupShared) != 0)
+    return CreateFailure("mode cannot be set", root, errno);
+  return {};
+}
+
+StoreFailure CreateRoot(const std::string& root, int group) {
+  std::error_code problem;
+  fs::create_directories(root, problem);
+  if (problem) return CreateFailure("folder cannot be created", root, problem.value());
+  return group < 0 ? StoreFailure() : ShareWithGroup(root, group);
+}
+
+// Returns 0 or an errno value.
+int WriteText(int descriptor, const std::string& text) {
+  if (const int problem = WriteAll(descriptor, text.data(), text.size())) return problem;
+  return Sync(descriptor);
+}
+
+std::string ConfigurationText(const std::string& root) {
+  return std::string("; A store of the Tavolis File System.\n[") + kMainSection + "]\n" + kDocumentRootKey +
+         "=" + ConfigurationValue(root) + "\n" + kZipKey + "=0\n" + kSafetyKey + "=2\n";
+}
+
+// Gives a new file the read and write bits of its folder, whatever the umask. Returns 0 or an errno value.
+int TakeModeOf(const char* folder, int descriptor) {
+  struct stat above = {};
+  struct stat created = {};
+  if (System().stat(folder, &above) != 0 || System().fstat(descriptor, &created) != 0) return errno;
+  const mode_t wanted = above.st_mode & kReadWrite;
+  if ((created.st_mode & 07777U) == wanted) return 0;
+  return System().fchmod(descriptor, wanted) == 0 ? 0 : errno;
+}
+
+// Half a configuration would prevent the next attempt, so it is removed.
+StoreFailure WriteConfiguration(const TVLStoreLayout& layout) {
+  const std::string path = layout.configuration;
+  const Descriptor file(System().open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kReadWrite));
+  if (!file.IsOpen()) return {TVL_ERR_SERVER_FILE, "configuration cannot be created", errno, path};
+  StoreFailure failure;
+  if (const int problem = WriteText(file.Get(), ConfigurationText(layout.root))) {
+    failure = {TVL_ERR_SERVER_FILE, "configuration cannot be written", problem, path};
+  } else if (const int refusal = TakeModeOf(layout.root, file.Get())) {
+    failure = {TVL_ERR_SERVER_FILE, "mode cannot be set", refusal, path};
+  }
+  if (failure) System().unlink(path.c_str());
+  return failure;
+}
+
+// Creates the lock table unless it exists. A new configuration without one would prevent the next attempt.
+StoreFailure AddLockTable(const TVLStoreLayout& layout, CreateLockTable create_table) {
+  struct stat status = {};
+  if (System().lstat(layout.lockTable, &status) == 0) return {};
+  StoreFailure failure = {TVL_ERR_SERVER_FILE, "the lock table cannot be examined", errno, layout.lockTable};
+  if (errno == ENOENT) {
+    TakeLastError();
+    if (create_table(layout.lockTable)) return {};
+    const LastError reason = TakeLastError();
+    failure = {TVL_ERR_DELETE_FILE,
+               "the lock table cannot be created; is vbctree.so installed next to the library?", reason.code,
+               reason.path};
+  }
+  if (layout.isNew != 0) System().unlink(layout.configuration);
+  return failure;
+}
+
+StoreFailure CheckNobodyIsConnected(const TVLStoreLayout& layout) {
+  for (const std::string& path : HeldFilesAt(layout.procs)) {
+    if (FileKindOf(path) != TVL_FILE_MARKER) continue;
+    return {TVL_ERR_STORE_IN_USE, "clients are connected, and may use what is missing here; end them first",
+            0, path};
+  }
+  return {};
+}
+
+}  // namespace
+
+// A blank at the end would be trimmed, so such a value is quoted. A "$" begins a reference; "%$" means one,
+// but only in a value that has a reference as well. A "$" before the first slash refers to nothing and makes
+// it such a value.
+std::string ConfigurationValue(const std::string& root) {
+  std::string value;
+  for (const char character : root) {
+    if (character == '$') value += '%';
+    value += character;
+  }
+  if (value != root) value.insert(0, 1, '$');
+  return value.back() == ' ' ? "\"" + value + "\"" : value;
+}
+
+StoreFailure PlanStore(const std::string& folder, TVLStoreLayout& layout) {
+  layout = {};
+  const std::string root = folder.empty() ? folder : FullPath(folder);
+  const std::string configuration = InHostFolder(root, kConfigurationName);
+  struct stat status = {};
+  const bool exists = !root.empty() && System().lstat(configuration.c_str(), &status) == 0;
+  const int problem = exists ? 0 : errno;
+  if (exists && CopyPath(layout.configuration, configuration))
+    return {TVL_ERR_STORE_EXISTS, "a configuration exists", 0, configuration};
+  if (const char* why = WhyNotWritable(root)) return {TVL_ERR_BAD_PATH, why, 0, {}};
+  if (problem != ENOENT)
+    return {TVL_ERR_SERVER_FILE, "a store cannot be created there", problem, configuration};
+  StoreFailure failure = DescribeStore(configuration, root, InHostFolder(root, kTmpName), layout);
+  layout.safety = 2;
+  layout.isNew = 1;
+  return failure;
+}
+
+StoreFailure DescribeStore(const std::string& configuration, const std::string& root, const std::string& tmp,
+                           TVLStoreLayout& layout) {
+  layout = {};
+  const std::string locks = InHostFolder(tmp, kLocksName);
+  const std::string procs = InHostFolder(tmp, kProcsName);
+  bool fits = CopyPath(layout.configuration, configuration);
+  fits = CopyPath(layout.configurationLock, configuration + kConfigurationLockSuffix) && fits;
+  fits = CopyPath(layout.root, root) && fits;
+  fits = CopyPath(layout.tmp, tmp) && fits;
+  fits = CopyPath(layout.locks, locks) && fits;
+  fits = CopyPath(layout.procs, procs) && fits;
+  fits = CopyPath(layout.lockTable, InHostFolder(locks, kLockTableName)) && fits;
+  if (fits && procs.size() + 1 + kLongestMarkerName <= kLongestPath) return {};
+  return {TVL_ERR_BAD_PATH, "the path is too long for the names of presence markers", 0, procs};
+}
+
+std::vector<std::string> MissingParts(const TVLStoreLayout& layout) {
+  std::vector<std::string> missing;
+  for (const char* part :
+       {layout.root, layout.tmp, layout.locks, layout.procs, layout.configuration, layout.lockTable}) {
+    if (!Exists(part)) missing.emplace_back(part);
+  }
+  return missing;
+}
+
+StoreFailure CreateMissingParts(const TVLStoreLayout& layout, int group, CreateLockTable create_table) {
+  if (MissingParts(layout).empty()) return {};
+  if (StoreFailure failure = CheckNobodyIsConnected(layout)) return failure;
+  if (StoreFailure failure = CreateRoot(layout.root, group)) return failure;
+  for (const char* folder : {layout.tmp, layout.locks, layout.procs}) {
+    if (StoreFailure failure = CreateFolder(folder)) return failure;
+  }
+  if (layout.isNew != 0) {
+    if (StoreFailure failure = WriteConfiguration(layout)) return failure;
+  }
+  return AddLockTable(layout, create_table);
+}
+
+}  // namespace tvl

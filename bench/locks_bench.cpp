@@ -1,6 +1,5 @@
-// Locks, presence and record sets beside the SQLite that the engine stands on and beside plain file calls.
-// Both sides of a row run in turn, and the medians are compared. Argument: the folder to work in, on the disk
-// that counts.
+// Compares locks, presence and record sets with plain SQLite and plain file calls. Both sides of a row run
+// alternately, and their medians are compared. Argument: the folder to work in, on the disk to measure.
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -53,7 +52,7 @@ void Check(bool good, const char* what) {
   exit(1);
 }
 
-// One row: our time, theirs, and the ratio.
+// Prints one row: our time, theirs, and the ratio.
 void Compare(
     const char* title, const Action& ours, const Action& theirs, const Action& before = [] {}) {
   std::vector<double> our_times;
@@ -96,7 +95,7 @@ class Folder {
   std::string path_;
 };
 
-// A lock table as a plain program would have it, with the engine's settings.
+// A lock table in plain SQLite, with the engine's settings.
 class PlainTable {
  public:
   explicit PlainTable(const std::string& path) {
@@ -128,7 +127,7 @@ class PlainTable {
     Check(sqlite3_exec(database_, sql, nullptr, nullptr, nullptr) == SQLITE_OK, sql);
   }
 
-  // One transaction by itself.
+  // Runs one transaction.
   static void Step(sqlite3_stmt* statement, const char* name) {
     char key[kLockKeyLength + 1];
     std::snprintf(key, sizeof key, " 1%-80s", name);
@@ -182,7 +181,7 @@ void LockPairs(const Folder& folder) {
       });
 }
 
-// Leaves locks behind as an instance that was killed does: rows, and a marker that nobody holds.
+// Leaves locks like a killed instance: rows, and a marker that nobody holds.
 void LeaveLocks(const Folder& folder) {
   std::string marker;
   {
@@ -214,7 +213,7 @@ void TakeOver(const Folder& folder) {
     LeaveLocks(folder);
   };
   Compare(
-      "1,000 locks of a dead owner / of nobody", [&] { lock_all("DEAD"); }, [&] { lock_all("FREE"); },
+      "1,000 locks of a dead owner / of no owner", [&] { lock_all("DEAD"); }, [&] { lock_all("FREE"); },
       release);
 }
 
@@ -299,7 +298,7 @@ void ManyRows(const Folder& folder) {
 
 int main(int argc, char** argv) {
   const Folder folder(argc > 1 ? argv[1] : ".");
-  std::printf("%-48s %12s %12s\n", "", "ours", "the other");
+  std::printf("%-48s %12s %12s\n", "", "ours", "other");
   LockPairs(folder);
   TakeOver(folder);
   Who(folder);

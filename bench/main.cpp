@@ -1,4 +1,4 @@
-// Measures tvl beside the programs that do the same work, both sides in one run, and prints the ratios.
+// Compares tvl with programs that do the same work, both sides in one run, and prints the ratios.
 
 #include <charconv>
 #include <cstdio>
@@ -13,10 +13,10 @@ namespace {
 
 constexpr char kUsage[] =
     "usage: tvl_bench --tvl PROGRAM [--dir FOLDER] [--runs N] [--divide N] [--only hash|big|tree|packed]\n"
-    "  --dir FOLDER  where the files lie, a few GB (default: build/bench); made, and removed again\n"
-    "  --runs N      runs of each program, behind one that doesn't count (default: 5)\n"
-    "  --divide N    sizes and counts divided by N, for a quick look (default: 1)\n"
-    "  --only WORD   one group of rows\n";
+    "  --dir FOLDER  folder for a few GB of files, created and removed again (default: build/bench)\n"
+    "  --runs N      runs of each program after a warm-up run (default: 5)\n"
+    "  --divide N    divide sizes and counts by N, for a quick check (default: 1)\n"
+    "  --only WORD   run one group of rows only\n";
 
 struct Options {
   std::string tvl;
@@ -59,7 +59,7 @@ constexpr Group kGroups[] = {
     {"hash", "Signatures, everything in memory", bench::HashRows},
     {"big", "One large file", bench::BigFileRows},
     {"tree", "Many small files", bench::TreeRows},
-    {"packed", "Packed transfers", bench::PackedRows},
+    {"packed", "Compressed transfers", bench::PackedRows},
 };
 
 void Measure(const Options& options) {
@@ -67,10 +67,12 @@ void Measure(const Options& options) {
                          static_cast<unsigned int>(options.divide));
   const bench::Setting setting = {scratch, std::filesystem::absolute(options.tvl).string(), "/proc/self/exe",
                                   options.runs};
-  std::printf("Ratio: tvl's time beside the other's, below 1 is faster. Medians of %d runs in turn.\n",
-              options.runs);
+  std::printf(
+      "Ratio: time of tvl divided by that of the other program; below 1 is faster. Medians of %d alternating "
+      "runs.\n",
+      options.runs);
   if (options.divide > 1)
-    std::printf("Sizes and counts are divided by %d: the aims don't count.\n", options.divide);
+    std::printf("Sizes and counts are divided by %d, so the aims do not apply.\n", options.divide);
   for (const Group& group : kGroups) {
     if (options.only.empty() || options.only == group.word) bench::Print(group.title, group.rows(setting));
   }

@@ -46,7 +46,7 @@ Usage Run(const Command& command) {
   int status = 0;
   rusage usage = {};
   while (wait4(child, &status, 0, &usage) < 0) {
-    if (errno != EINTR) throw std::runtime_error("can't wait for: " + Text(command));
+    if (errno != EINTR) throw std::runtime_error("cannot wait for: " + Text(command));
   }
   const std::chrono::duration<double> wall = std::chrono::steady_clock::now() - began;
   if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) throw std::runtime_error("failed: " + Text(command));

@@ -14,7 +14,7 @@ Command TvlCommand(const Setting& setting, const std::string& config, const fs::
   return command;
 }
 
-// Rows of one piece of work: the first contender beside each of the others.
+// Adds rows for one task: the first contender compared with each of the others.
 void AddTimes(const std::string& work, const std::vector<Contender>& contenders,
               const std::vector<Usage>& usages, const std::vector<double>& aims, std::vector<Row>& rows) {
   for (std::size_t i = 1; i < contenders.size(); ++i) {
@@ -81,7 +81,7 @@ std::vector<Row> TreeRows(const Setting& setting) {
                        const std::vector<double>& aims, const std::function<void()>& prepare) {
     AddTimes(work, contenders, Alternate(contenders, setting.runs, prepare), aims, rows);
   };
-  add("get -r of 10,000 files of 4 KiB, none there",
+  add("get -r of 10,000 files of 4 KiB, none present",
       {{"tvl", setting.Get("time", false, {"-r", tree})}, mirror, copy}, {1.0, kNoAim}, empty);
   add("put -r of the same", {{"tvl", setting.Put("time", {"-r", tree})}, mirror, copy}, {1.0, kNoAim}, empty);
   // rsync replaces files by renaming, as level 1 does, and syncs none of them.
@@ -118,14 +118,14 @@ std::vector<Row> PackedRows(const Setting& setting) {
     scratch.EmptyTargets();
     scratch.Sync();
   });
-  AddTimes("packed get of 256 MiB of text", gets, usages, {1.0}, rows);
+  AddTimes("compressed get of 256 MiB of text", gets, usages, {1.0}, rows);
 
   const std::string long_text = (scratch.Source() / scratch.LongText()).string();
   const Usage quarter = Run({setting.self, "--pack", source});
   const Usage whole = Run({setting.self, "--pack", long_text});
-  // The processor's time: what is asked is whether the work grows with the file and not faster.
+  // Compares processor times, to check that the work grows linearly with the file.
   rows.push_back(
-      {"packing 1 GiB of text into memory, CPU", whole.cpu, "4 x 256 MiB", 4 * quarter.cpu, "s", 1.1});
+      {"compressing 1 GiB of text in memory, CPU", whole.cpu, "4 x 256 MiB", 4 * quarter.cpu, "s", 1.1});
   return rows;
 }
 

@@ -29,7 +29,7 @@ std::ofstream Create(const fs::path& path) {
   return file;
 }
 
-// Bytes that can't be packed, the same in each run.
+// Writes incompressible bytes, the same in each run.
 void WriteNoise(std::mt19937_64& random, std::uint64_t size, const fs::path& path) {
   std::ofstream file = Create(path);
   std::vector<std::uint64_t> block(std::min(size, kMebi) / sizeof(std::uint64_t));
@@ -51,7 +51,8 @@ std::vector<std::string> Vocabulary(std::mt19937_64& random) {
   return words;
 }
 
-// Words that come as often as words do: the n-th most frequent one 1/n times as often as the first.
+// Writes words with a natural distribution: the n-th most frequent word is 1/n times as frequent as the
+// first.
 void WriteWords(std::uint64_t size, const fs::path& path) {
   std::mt19937_64 random(2);
   const std::vector<std::string> words = Vocabulary(random);
@@ -70,7 +71,7 @@ void WriteWords(std::uint64_t size, const fs::path& path) {
 }  // namespace
 
 Scratch::Scratch(fs::path folder, unsigned int divide) : folder_(std::move(folder)), divide_(divide) {
-  if (!fs::create_directories(folder_)) throw std::runtime_error(folder_.string() + " is there already");
+  if (!fs::create_directories(folder_)) throw std::runtime_error(folder_.string() + " already exists");
   for (const fs::path& part : {Source(), Ours(), Theirs()}) fs::create_directory(part);
 }
 

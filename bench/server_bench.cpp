@@ -1,5 +1,5 @@
-// Measures tvlserver, with the library's client before it, beside the bounds of its protocol and a server of
-// files.
+// Compares tvlserver, used through the library's client, with the limits of its protocol and with another
+// file server.
 
 #include <signal.h>
 #include <sys/socket.h>
@@ -38,7 +38,7 @@ constexpr int kSmallFiles = 5000;
 constexpr int kLockRounds = 100;
 constexpr int kRelayMilliseconds = 10;
 constexpr std::size_t kRelayedSize = 16 * kMiB;
-constexpr std::size_t kTextRoom = 300;
+constexpr std::size_t kTextSize = 300;
 
 struct Setting {
   std::string server;
@@ -48,20 +48,20 @@ struct Setting {
   std::string only;
 };
 
-// What all groups of rows work on.
+// State that all groups of rows share.
 struct Place {
   const Setting& setting;
   bench::Served& served;
   fs::path work;
 };
 
-// A text for an argument that the interface declares writable; good for the next three.
+// Returns a text for an argument that the interface declares writable; valid for the next three calls.
 char* Text(const std::string& text) {
   static std::string kept[4];
   static int next = 0;
   std::string& place = kept[next++ % 4];
   place = text;
-  place.resize(kTextRoom);
+  place.resize(kTextSize);
   return place.data();
 }
 
@@ -107,27 +107,27 @@ void Put(CTVLClientTcpOpr& client, const std::string& local, const std::string& 
   Check(client.PutRemote(Text(remote), Text(local), &forced) == TVL_OK, "put failed");
 }
 
-// Times of several ways of doing the same, in turn; ours is the first.
+// Times of several ways of doing the same, measured alternately; ours is the first.
 class Times {
  public:
   explicit Times(std::size_t ways) : times_(ways) {}
 
   void Add(std::size_t way, double seconds) { times_[way].push_back(seconds); }
 
-  [[nodiscard]] Row ToRow(const std::string& work, std::size_t way, const char* beside, double aim) const {
-    return {work, Median(times_[0]), beside, Median(times_[way]), "s", aim};
+  [[nodiscard]] Row ToRow(const std::string& work, std::size_t way, const char* versus, double aim) const {
+    return {work, Median(times_[0]), versus, Median(times_[way]), "s", aim};
   }
 
  private:
   std::vector<std::vector<double>> times_;
 };
 
-// rsync with its daemon at the other end of a socket pair, so that its start alone is in the sum. The daemon
-// has the store.
+// Runs rsync with its daemon at the other end of a socket pair, so that only its start is included. The
+// daemon serves the store.
 double Rsync(const Place& place, const std::string& from, const std::string& to) {
   const fs::path config = place.setting.folder / "rsyncd.conf";
   std::ofstream(config) << "use chroot = no\n"
-                        << (geteuid() == 0 ? "uid = root\n" : "")  // or it would serve as nobody
+                        << (geteuid() == 0 ? "uid = root\n" : "")  // or it would run as user nobody
                         << "[store]\nread only = no\npath = " << place.served.root.string() << "\n";
   return bench::Run({"sh", "-c",
                      "RSYNC_CONNECT_PROG='rsync --daemon --config=" + config.string() + "' rsync -rt " +
@@ -169,8 +169,8 @@ std::vector<Row> BigRows(const Place& place) {
           puts.ToRow("put" + of, 2, "rsync daemon, no fsync", bench::kNoAim)};
 }
 
-// Every run has a new folder and nothing is deleted between them: for some seconds file systems keep off what
-// was freed, and their search for something else would be what is measured.
+// Every run uses a new folder and nothing is deleted in between: for some seconds file systems do not reuse
+// freed space, and their search for other space would distort the measurement.
 std::vector<Row> SmallRows(const Place& place) {
   fs::create_directories(place.served.root / "small");
   for (int i = 0; i < kSmallFiles; ++i) MakeFile(place.served.root / "small" / std::to_string(i), 4096);
@@ -242,8 +242,8 @@ std::vector<Row> LockRows(const Place& place) {
   return {times.ToRow("lock + unlock", 1, "directory, 2 round trips", 1.2)};
 }
 
-// All of them lock at once, each an object of its own; then all unlock. The median of how long they waited
-// for the answer to the lock, and the longest.
+// All clients lock at once, each its own object; then all unlock. Measures how long they waited for the
+// answer to the lock: the median and the longest time.
 struct Waits {
   double median;
   double longest;
@@ -376,7 +376,7 @@ std::vector<Row> RowsOf(const Setting& setting) {
   return rows;
 }
 
-// The folder goes once the server has ended, which still removes the markers of its last clients.
+// Removes the folder after the server has ended, which still removes the markers of its last clients.
 void Measure(const Setting& setting) {
   fs::remove_all(setting.folder);
   bench::Print("The server", RowsOf(setting));

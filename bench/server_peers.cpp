@@ -64,7 +64,7 @@ void WriteAll(int file, const char* bytes, std::size_t count) {
   if (write(file, bytes, count) != static_cast<ssize_t>(count)) throw std::runtime_error("cannot write");
 }
 
-// Serves one connection in a child with `serve`, until the other side ends it.
+// Serves one connection in a child process with `serve` until the other side ends it.
 template <typename Serve>
 Child ServeOnce(unsigned short& port, Serve serve) {
   const int listener = ListenAnywhere(port);
@@ -87,7 +87,7 @@ double SecondsSince(Clock::time_point began) {
   return std::chrono::duration<double>(Clock::now() - began).count();
 }
 
-// One direction of a relay: what came, each with the moment at which it may go on.
+// One direction of a relay: received data, each with the time at which it may be sent.
 class DelayLine {
  public:
   DelayLine(int from, int to, std::chrono::milliseconds delay) : from_(from), to_(to), delay_(delay) {}
@@ -134,13 +134,13 @@ void RelayBetween(int client, int server, std::chrono::milliseconds delay) {
   for (std::thread& thread : threads) thread.join();
 }
 
-// A packet to the server, and its answer.
+// The sizes of a packet to the server and of its answer.
 struct Turn {
   std::size_t there;
   std::size_t back;
 };
 
-// Answers packets by the turns, over and over.
+// Answers packets according to the turns, again and again.
 void Answer(int client, std::initializer_list<Turn> turns) {
   std::vector<char> packet(kGetPacket);
   for (;;) {
@@ -248,7 +248,7 @@ Served::Served(const std::string& program, const fs::path& folder)
   std::ofstream(config) << "[TavolisFileSystem]\nDocumentRoot=" << root.string() << "\nZipOnTransfert=0\n";
   const std::string table = (root / "tmp/locks/dtlocks.dat").string();
   if (CCtreeFile::CreateFiles(table.c_str(), kLockRecordLength, kLockKeyLength, 0) != 1) {
-    throw std::runtime_error("no lock table: vbctree.so must lie beside this program");
+    throw std::runtime_error("no lock table: vbctree.so must be next to this program");
   }
   const std::string port_file = (root / "port").string();
   server = Child(StartServer({program, "--config", config, "--listen", "127.0.0.1:0", "--port-file",

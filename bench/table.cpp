@@ -49,15 +49,15 @@ std::vector<Usage> Alternate(const std::vector<Contender>& contenders, int runs,
 
 void Print(const std::string& title, const std::vector<Row>& rows) {
   std::printf("\n%s\n\n", title.c_str());
-  std::printf("| %-46s | %11s | %-24s | %11s | %7s | %9s | %-5s |\n", "Work", "tvl", "Beside", "", "Ratio",
-              "Aim", "");
+  std::printf("| %-46s | %11s | %-24s | %11s | %7s | %9s | %-5s |\n", "Work", "tvl", "Compared with", "",
+              "Ratio", "Aim", "");
   std::printf("|%s|%s|%s|%s|%s|%s|%s|\n", std::string(48, '-').c_str(), std::string(13, '-').c_str(),
               std::string(26, '-').c_str(), std::string(13, '-').c_str(), std::string(9, '-').c_str(),
               std::string(11, '-').c_str(), std::string(7, '-').c_str());
   for (const Row& row : rows) {
     const double ratio = row.ours / row.theirs;
     std::printf("| %-46s | %7.3f %-3s | %-24s | %7.3f %-3s | %6.2fx | %9s | %-5s |\n", row.work.c_str(),
-                row.ours, row.unit, row.beside.c_str(), row.theirs, row.unit, ratio, AimText(row).c_str(),
+                row.ours, row.unit, row.versus.c_str(), row.theirs, row.unit, ratio, AimText(row).c_str(),
                 Verdict(row));
   }
   std::fflush(stdout);

@@ -26,7 +26,7 @@ constexpr double kNoAim = 0;
 struct Row {
   std::string work;
   double ours;
-  std::string beside;
+  std::string versus;
   double theirs;
   const char* unit;
   double aim;            // maximum of the judged number

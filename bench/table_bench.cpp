@@ -1,5 +1,5 @@
-// The table engine against the SQLite library that it stands on, with the same settings and rows like those
-// of the lock table. Argument of the large writes: their number of rows.
+// Compares the table engine with the SQLite library that it uses, with the same settings and rows like those
+// of the lock table. The argument of the large writes is their number of rows.
 
 #include <benchmark/benchmark.h>
 #include <dlfcn.h>
@@ -62,7 +62,7 @@ Row RowOf(int number) {
   return row;
 }
 
-// Keys in no order.
+// Returns keys in random order.
 int Scattered(int number) {
   return static_cast<int>(static_cast<unsigned int>(number) * 2654435761U % kManyRows);
 }
@@ -179,7 +179,7 @@ bool Fill(const Table& table, std::size_t rows) {
   return table.End() && good;
 }
 
-// Looks one row after another up among the first `count`.
+// Looks up one row after another among the first `count`.
 template <typename Table>
 void ReadRows(benchmark::State& state, const Table& table, std::size_t count) {
   std::size_t next = 0;
@@ -194,18 +194,18 @@ void ReadRows(benchmark::State& state, const Table& table, std::size_t count) {
 template <typename Table>
 void KeyedReads(benchmark::State& state) {
   const Table table;
-  if (!Fill(table, kManyRows) || !table.Begin(false)) state.SkipWithError("the table can't be filled");
+  if (!Fill(table, kManyRows) || !table.Begin(false)) state.SkipWithError("the table cannot be filled");
   ReadRows(state, table, kManyRows);
-  if (!table.End()) state.SkipWithError("the batch can't be ended");
+  if (!table.End()) state.SkipWithError("the batch cannot be ended");
 }
 BENCHMARK(KeyedReads<EngineTable>);
 BENCHMARK(KeyedReads<SqliteTable>);
 
-// Single keyed reads, each by itself: what a lock's check costs.
+// Single keyed reads, each in its own batch, like the check of a lock.
 template <typename Table>
 void LoneReads(benchmark::State& state) {
   const Table table;
-  if (!Fill(table, 1000)) state.SkipWithError("the table can't be filled");
+  if (!Fill(table, 1000)) state.SkipWithError("the table cannot be filled");
   ReadRows(state, table, 1000);
 }
 BENCHMARK(LoneReads<EngineTable>);
@@ -220,7 +220,7 @@ void WriteMany(benchmark::State& state) {
     {
       const Table table;
       state.ResumeTiming();
-      if (!Fill(table, rows)) state.SkipWithError("the table can't be filled");
+      if (!Fill(table, rows)) state.SkipWithError("the table cannot be filled");
       state.PauseTiming();
     }
     state.ResumeTiming();
@@ -230,11 +230,11 @@ void WriteMany(benchmark::State& state) {
 BENCHMARK(WriteMany<EngineTable>)->Arg(kManyRows)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(WriteMany<SqliteTable>)->Arg(kManyRows)->Unit(benchmark::kMillisecond)->UseRealTime();
 
-// A lock taken and given back: a write and a delete, each a batch of its own.
+// Locks and unlocks: a write and a delete, each in its own batch.
 template <typename Table>
 void LockPairs(benchmark::State& state) {
   const Table table;
-  if (!Fill(table, 100)) state.SkipWithError("the table can't be filled");
+  if (!Fill(table, 100)) state.SkipWithError("the table cannot be filled");
   const Row row = RowOf(kManyRows);
   bool good = true;
   for (auto step : state) {

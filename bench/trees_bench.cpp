@@ -1,6 +1,6 @@
-// Measures the library's work on trees beside the programs that do the same, both sides in one run, and
-// prints the ratios. What the library does runs as a child of this program, so that both sides pay for a
-// start.
+// Compares the library's operations on trees with programs that do the same, both sides in one run, and
+// prints the ratios. The library runs in a child of this program, so that both sides include the start of a
+// process.
 
 #include <charconv>
 #include <cstdio>
@@ -30,17 +30,17 @@ using std::string;
 
 constexpr char kUsage[] =
     "usage: trees_bench [--dir FOLDER] [--runs N] [--divide N] [--only trees|list|plan|sync|wide]\n"
-    "  --dir FOLDER  where the files lie (default: build/trees_bench); made, and removed again\n"
-    "  --runs N      runs of each program, behind one that doesn't count (default: 5)\n"
-    "  --divide N    counts divided by N, for a quick look (default: 1)\n"
-    "  --only WORD   one group of rows\n";
+    "  --dir FOLDER  folder for the files, created and removed again (default: build/trees_bench)\n"
+    "  --runs N      runs of each program after a warm-up run (default: 5)\n"
+    "  --divide N    divide counts by N, for a quick check (default: 1)\n"
+    "  --only WORD   run one group of rows only\n";
 
 constexpr int kWideFiles = 100000;
 
-// --- The library's side: one piece of work as a program ---
+// --- The library's side: one task as a program ---
 
 char* Text(string text) {
-  text.resize(260);  // the interface takes its texts writable, with the room of a path
+  text.resize(260);  // the interface takes writable texts with the size of a path
   static string kept[8];
   static std::size_t next = 0;
   string& place = kept[next++ % 8];
@@ -58,7 +58,7 @@ int RemoveTree(const Command& words) {
   return opr.RemoveDosDir(Text(words[0]), nullptr, nullptr);
 }
 
-// Configuration, working directory, folder.
+// Arguments: configuration, working directory, folder.
 int ListFolder(const Command& words) {
   CTVLClientSmbOpr opr;
   if (const int code = opr.Open(Text(words[1]), Text(words[0]), Text("bnch"))) return code;
@@ -69,7 +69,7 @@ int ListFolder(const Command& words) {
   return code;
 }
 
-// Configuration, working directory, and what to do with folder t of both: plan, or plan and work.
+// Arguments: configuration, working directory, and what to do with folder t of both: plan, or plan and work.
 int Synchronise(const Command& words) {
   CTVLClientSmbOpr opr;
   if (const int code = opr.Open(Text(words[1]), Text(words[0]), Text("bnch"))) return code;
@@ -113,7 +113,7 @@ struct Setting {
         {"sync", scratch.Config(scratch.Source(), policy, false), scratch.Ours().string(), folder, what});
   }
 
-  // What rsync makes of the same folder.
+  // Returns rsync for the same folder.
   [[nodiscard]] Contender Rsync(const char* options, const string& folder) const {
     return {string("rsync ") + options,
             {"rsync", options, "--delete", (scratch.Source() / folder).string() + "/",
@@ -127,7 +127,7 @@ struct Setting {
   }
 };
 
-// Empty files of one folder; made once.
+// Creates empty files in one folder, once.
 string MakeWide(const bench::Scratch& scratch, std::uint64_t files) {
   const string name = "wide" + std::to_string(files);
   const fs::path folder = scratch.Source() / name;
@@ -168,7 +168,7 @@ std::vector<Row> ListRows(const Setting& setting) {
                           {"ls -U", {"ls", "-U", (scratch.Source() / wide).string()}}, 2.0, [] {})};
 }
 
-// Both folders filled, so that a plan compares every file.
+// Fills both folders, so that a plan compares every file.
 std::vector<Row> PlanRows(const Setting& setting) {
   bench::Scratch& scratch = setting.scratch;
   std::vector<Contender> plans;
@@ -188,7 +188,7 @@ std::vector<Row> SyncRows(const Setting& setting) {
     scratch.EmptyTargets();
     scratch.Sync();
   };
-  std::vector<Row> rows = {setting.Compare("sync of 10,000 files of 4 KiB, none there",
+  std::vector<Row> rows = {setting.Compare("sync of 10,000 files of 4 KiB, none present",
                                            setting.Sync("time", tree, "work"), setting.Rsync("-a", tree), 1.0,
                                            empty)};
   empty();
@@ -218,9 +218,9 @@ struct Group {
 constexpr Group kGroups[] = {
     {"trees", "Trees copied and removed", TreeRows},
     {"list", "One large folder listed", ListRows},
-    {"plan", "How planning grows", PlanRows},
-    {"sync", "Synchronisation of many folders", SyncRows},
-    {"wide", "Synchronisation of one large folder", WideRows},
+    {"plan", "Growth of planning", PlanRows},
+    {"sync", "Synchronization of many folders", SyncRows},
+    {"wide", "Synchronization of one large folder", WideRows},
 };
 
 struct Options {
@@ -253,9 +253,12 @@ bool Parse(int argc, char** argv, Options& options) {
 void Measure(const Options& options) {
   bench::Scratch scratch(fs::absolute(options.folder), static_cast<unsigned int>(options.divide));
   const Setting setting = {scratch, options.runs};
-  std::printf("Ratio: tvl's time beside the other's, below 1 is faster. Medians of %d runs in turn.\n",
-              options.runs);
-  if (options.divide > 1) std::printf("Counts are divided by %d: the aims don't count.\n", options.divide);
+  std::printf(
+      "Ratio: time of the library divided by that of the other program; below 1 is faster. Medians of %d "
+      "alternating runs.\n",
+      options.runs);
+  if (options.divide > 1)
+    std::printf("Counts are divided by %d, so the aims do not apply.\n", options.divide);
   for (const Group& group : kGroups) {
     if (options.only.empty() || options.only == group.word) bench::Print(group.title, group.rows(setting));
   }

@@ -10,8 +10,8 @@
 #include "server/names.h"
 #include "server/packet_reader.h"
 
-// What a client sends to the server: a handshake and packets, of which each names a file. The first byte of
-// the input says in what steps the rest arrives; it must come to the same as all at once.
+// The input is what a client sends to the server: a handshake and packets that each name a file. The first
+// byte determines in what steps the rest arrives; the result must be the same as for all at once.
 
 namespace {
 
@@ -45,15 +45,15 @@ void CheckName(std::string_view name) {
   Expect(tvl::server::CleanName(*path) == path);
 }
 
-// Payloads of the packets that come, behind the handshake as the first.
+// Returns the payloads of the packets, with the handshake as the first one.
 std::vector<std::string> Read(std::string_view bytes, std::size_t step) {
   PacketReader reader;
   std::vector<std::string> packets;
   auto result = PacketReader::Result::kNeedsMore;
   while (result != PacketReader::Result::kBroken && !bytes.empty()) {
-    const std::span<char> room = reader.Room();
-    const std::size_t count = std::min({step, bytes.size(), room.size()});
-    bytes.copy(room.data(), count);
+    const std::span<char> space = reader.FreeSpace();
+    const std::size_t count = std::min({step, bytes.size(), space.size()});
+    bytes.copy(space.data(), count);
     bytes.remove_prefix(count);
     reader.Arrived(count);
     do {

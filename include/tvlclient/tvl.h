@@ -1,10 +1,10 @@
 #ifndef TVLCLIENT_TVL_H
 #define TVLCLIENT_TVL_H
 
-// The free functions whose types C knows. C++ programs include <tvlclient/tvlclient.h>, which brings them
-// too.
+// The free functions that can be used from C. C++ programs include <tvlclient/tvlclient.h>, which includes
+// them too.
 //
-// They serve one current connection per process, which they never hand out:
+// They use one current connection per process, which is not accessible otherwise:
 //
 //     char directory[260] = "work";
 //     int moved = 0;
@@ -13,11 +13,11 @@
 //       TVLCloseConnection();
 //     }
 //
-// Texts are zero-terminated bytes, paths take 260 bytes with the terminator, and either slash may stand in
-// them. Results are codes of <tvlclient/errors.h>.
+// Texts are zero-terminated bytes. Paths have at most 260 bytes including the terminator, and both kinds of
+// slashes are allowed. Results are codes of <tvlclient/errors.h>.
 //
-// Threads: the current connection serves one thread at a time, the one that made it. While a function runs it
-// may call the application's pump hook (TVLSetPumpHook); a hook must not call into the connection.
+// Threads: the current connection belongs to the thread that opened it. Functions may call the application's
+// pump hook (TVLSetPumpHook), which must not use the connection.
 
 #include <tvlclient/errors.h>
 #include <tvlclient/export.h>
@@ -29,135 +29,143 @@ extern "C" {
 
 // Connects the process to a store that is a directory tree.
 //
-// `workingDirectory`: where files are fetched to; made if its parent exists. Empty: the store's own folder is
-// used in place and nothing is transferred; the buffer is then filled in and needs room for 260 bytes.
-// `configFile`: the store's INI file. `className`: the client class, of which 4 characters count.
-// 0; 9 if the process is connected already; 3, 4, 5, 6 for a configuration that cannot be used; 21 if the
-// full path of the working directory does not fit.
+// `workingDirectory` is the folder for local files; it is created if its parent exists. If it is empty, the
+// store's own folder is used in place and nothing is transferred; the buffer, which must have 260 bytes, is
+// then filled in. `configFile` is the INI file of the store. `className` is the client class, of which 4
+// characters are used. Returns TVL_OK, TVL_ERR_ALREADY_CONNECTED, TVL_ERR_ROOT_UNDEFINED,
+// TVL_ERR_ROOT_INVALID, TVL_ERR_TMP_UNDEFINED or TVL_ERR_TMP_INVALID for a configuration that cannot be used,
+// or TVL_ERR_LOCAL_FILE if the full path of the working directory is too long.
 TVL_API int TVLConnect2Dir(char* workingDirectory, char* configFile, char* className);
 
-// Connects the process to a store behind a TCP server.
+// Connects the process to a store that a TCP server serves.
 //
-// `workingDirectory`: where files are fetched to; made if its parent exists. Where it is empty, or its full
-// path does not fit, the connection stands and every transfer gives 21.
-// `configFile` is not read: the server gives the settings. `host`: a name or an address. `clientTag` goes to
-// the server as it is. 0, 9, 10 if the server cannot be reached, 11, 12, or the code with which the server
-// refuses.
+// `workingDirectory` is the folder for local files; it is created if its parent exists. If it is empty or its
+// full path is too long, the connection is opened, but every transfer returns TVL_ERR_LOCAL_FILE.
+// `configFile` is not read: the server sends the settings. `host` is a name or an address. `clientTag` is
+// sent to the server unchanged. Returns TVL_OK, TVL_ERR_ALREADY_CONNECTED, TVL_ERR_TCP_CONNECT if the server
+// cannot be reached, TVL_ERR_TCP_SEND, TVL_ERR_TCP_RECEIVE, or the code with which the server refuses.
 TVL_API int TVLConnect2Tcp(char* workingDirectory, char* configFile, char* host, unsigned int port,
                            char* className, char* clientTag);
 
-// Ends the current connection with its presence and its locks. 0, or 8 without a connection.
+// Ends the current connection with its presence and its locks. Returns TVL_OK, or TVL_ERR_NOT_CONNECTED.
 TVL_API int TVLCloseConnection(void);
 
-// Names of the store and number of this instance in it.
+// Returns the names of the store and the number of this instance in it.
 //
-// `shortName`: room for 64 bytes. `longName`: room for 256. Each pointer may be null. 0, or 8.
+// `shortName` is a buffer of 64 bytes and `longName` one of 256 bytes. Each pointer may be null. Returns
+// TVL_OK, or TVL_ERR_NOT_CONNECTED.
 TVL_API int TVLConnectionInfos(char* shortName, char* longName, int* instanceId);
 
 // Asks for the lock on `object`, a name of 1 to 32 bytes.
 //
-// 0 says only that the question could be asked; the answer is `state`: 1 this instance holds the lock, 2
-// another instance on this computer does, 3 another computer does, 0 nobody can (no lock table). The other
-// outputs describe the holder: `computer` room for 64 bytes, `ipAddress` 16, `user` 65. Each output may be
-// null; all are cleared first, also when the result is 8 (no connection).
+// A result of TVL_OK does not mean that the object was locked; `state` does: 1 this instance holds the lock,
+// 2 another instance on this computer holds it, 3 another computer holds it, 0 the lock table cannot be used.
+// The other outputs describe the owner; `computer` is a buffer of 64 bytes, `ipAddress` of 16 and `user` of
+// 65. Each output may be null. All outputs are cleared first, even if the result is TVL_ERR_NOT_CONNECTED.
 //
-// A connection without presence, because its marker could not be created, gets state 1 as well, but other
-// clients take the lock all the same. Ask TVLIsPresent, or TVLHoldsLock after the lock, before relying on it.
+// A connection whose marker could not be created has no presence. It gets state 1 too, but other clients
+// ignore its lock. Before relying on a lock, call TVLIsPresent, or TVLHoldsLock after locking.
 TVL_API int TVLLockObject(char* object, int* state, char* computer, int* instance, int* pid, char* ipAddress,
                           char* user);
 
-// Gives the lock on `object` back if this instance holds it; never takes another's away.
+// Releases the lock on `object` if this instance holds it; never removes the lock of another instance.
 //
-// Outputs as for TVLLockObject, told after the try: `state` 0 means that no lock stands any more.
+// The outputs are those of TVLLockObject after the attempt; `state` 0 means that the object is not locked.
 TVL_API int TVLUnlockObject(char* object, int* state, char* computer, int* instance, int* pid,
                             char* ipAddress, char* user);
 
 // Fetches `remoteName` of the store as `localName` below the working directory.
 //
-// A null or empty `localName` means the same name. `transferred` must not be null. In: not 0 forces the
-// transfer, 0 lets the store's compare policy decide. Out: 1 copied, 0 found the same; unchanged after a
-// failure and where store and working directory are one. Missing folders are made. 0, 8, 20, 22, 27, 28; over
-// TCP also 11, 12, 21 and whatever the server answers.
+// A null or empty `localName` means the same name. `transferred` must not be null. In: a value other than 0
+// forces the transfer; 0 lets the store's compare policy decide. Out: 1 if the file was copied, 0 if both
+// copies were the same; unchanged after a failure, and if store and working directory are the same folder.
+// Creates missing folders. Returns TVL_OK, TVL_ERR_NOT_CONNECTED, TVL_ERR_SERVER_FILE, TVL_ERR_COPY,
+// TVL_ERR_ZIP or TVL_ERR_UNZIP; over TCP also TVL_ERR_TCP_SEND, TVL_ERR_TCP_RECEIVE, TVL_ERR_LOCAL_FILE and
+// any code that the server sends.
 TVL_API int TVLGetFile(char* remoteName, char* localName, int* transferred);
 
-// Stores `localName` of the working directory as `remoteName`. Arguments, `transferred` and results as
-// TVLGetFile; the name on the store comes first here too. A local folder makes a folder on a directory store
-// and moves nothing; over TCP it gives 21.
+// Stores `localName` of the working directory as `remoteName`. Arguments, `transferred` and results are as in
+// TVLGetFile; note that the name in the store comes first here too. For a local folder, only creates a folder
+// on a directory store; over TCP, returns TVL_ERR_LOCAL_FILE.
 TVL_API int TVLPutFile(char* remoteName, char* localName, int* transferred);
 
-// Text of a code, in the system's own language; "Errore sconosciuto" for a number without one. The text is
-// Latin-1 and lives as long as the library. Any thread.
+// Returns the Italian text of a code, in Latin-1; "Errore sconosciuto" for an unknown code. The text is valid
+// as long as the library is loaded. Any thread.
 TVL_API char* TVLGetErrorString(int code);
 
-// Size and SHA-1 of the file at `path`: the size in hexadecimal, a bar and 40 hexadecimal digits; "@" if it
-// can't be examined. The text stands in a buffer of the calling thread until its next call.
+// Returns size and SHA-1 of the file at `path`: the size in hexadecimal, a bar and 40 hexadecimal digits; "@"
+// if the file cannot be read. The text is valid until the next call by the same thread.
 TVL_API char* GetFileSignature(char* path);
 
-// Version, build and total (version.h tells their form) from the version resource of an executable of the PE
-// formats, or from a store's version file. Outputs may be null; they are 0 where nothing was found. 1 if the
-// resource or the file could be read, else 0. Any thread.
+// Read version, build and total (see version.h for their format) from the version resource of a PE
+// executable, or from a store's version file. Outputs may be null; they are 0 if nothing was found. Return 1
+// if the resource or the file could be read, else 0. Any thread.
 TVL_API int TVLGetVersionFromTavolisWinExe(char* path, int* version, int* build, int* total);
 TVL_API int TVLGetVersionFromFile(char* path, int* version, int* build, int* total);
 
 // --- Additions of this implementation ---
 
-// Returns the version of the library that the program runs with, as TVLCLIENT_VERSION is that of the headers
-// it was compiled with: 10203 is version 1.2.3. Any thread.
+// Returns the version of the library that the program runs with: 10203 is version 1.2.3. TVLCLIENT_VERSION is
+// the version of the headers that it was compiled with. Any thread.
 TVL_API int TVLLibraryVersion(void);
 
-// Returns 1 if the current connection is present in the store, else 0, also without a connection. Without
-// presence a lock counts for nobody else, although TVLLockObject answers state 1. Over TCP, presence lasts as
-// long as the connection.
+// Returns 1 if the current connection is present in the store, else 0, including if there is no connection.
+// Without presence other clients ignore its locks, although TVLLockObject reports state 1. Over TCP, presence
+// lasts as long as the connection.
 TVL_API int TVLIsPresent(void);
 
-// Returns 1 if the current connection holds the lock on `object` in the eyes of all other clients, else 0,
-// also without a connection. Changes nothing. On a directory store it reads marker and lock table, and waits
-// up to 10 s for a busy table; over TCP it never waits, and means that the connection is alive and the
-// server's last answer for this object was 1.
+// Returns 1 if other clients see the current connection as the owner of the lock on `object`, else 0,
+// including if there is no connection. Changes nothing. On a directory store it reads marker and lock table,
+// and waits up to 10 s for a busy table. Over TCP it never waits; 1 means that the connection is alive and
+// the server's last answer for this object was 1.
 TVL_API int TVLHoldsLock(const char* object);
 
-// One turn of the application's own event loop; must not wait.
+// Runs one iteration of the application's event loop. Must not block.
 typedef void (*TVLPumpHook)(void* userData);
 
-// Has `hook` called with `userData` wherever long work lets the application breathe. Null takes it away. The
-// hook belongs to the calling thread: it is called on this thread only, by operations that run here.
+// Sets a hook that long operations call regularly with `userData`, so that the application can process
+// events. Null removes the hook. It belongs to the calling thread and is called on this thread only.
 TVL_API void TVLSetPumpHook(TVLPumpHook hook, void* userData);
 
-// How files fetched over TCP are written, by every connection of the process: 0, the default, in place; 1
-// into a new file that then takes the target's name, so nobody sees half a file; 2 the same, and on the disk
-// before the call returns. A directory connection has this setting in its configuration (SafeOnTransfert).
-// Any thread.
+// Sets how all connections of the process write files fetched over TCP: 0, the default, in place; 1 to a new
+// file that is then renamed to the target, so that nobody sees an incomplete file; 2 as 1, and synced to the
+// disk before the call returns. A directory connection has this setting in its configuration
+// (SafeOnTransfert). Any thread.
 TVL_API void TVLSetSafeTransfers(int level);
 
-// Asked between two entries of long work; returns 0 to go on, anything else to stop.
+// Called between two entries of a long operation. Returns 0 to continue, any other value to stop.
 typedef int (*TVLStopHook)(void* userData);
 
-// Has `hook` asked with `userData` between two entries of every copy of a tree, removal of a tree,
-// SizeofDosDir and synchronisation. When it says so, the operation ends there with TVL_ERR_STOPPED
-// (SizeofDosDir returns the sum so far) and what was done stays; an open of a synchronisation then plans
-// nothing. Null removes the hook. It belongs to the calling thread and is asked on this thread only.
+// Sets a hook that is called with `userData` between two entries when a tree is copied, removed, measured by
+// SizeofDosDir or synchronized. If it returns a value other than 0, the operation ends there with
+// TVL_ERR_STOPPED (SizeofDosDir returns the sum so far). What was done so far stays; SyncDirOpen... then
+// plans nothing. Null removes the hook. It belongs to the calling thread and is called on this thread only.
 TVL_API void TVLSetStopHook(TVLStopHook hook, void* userData);
 
-// Ends a wait over TCP in which the server has sent nothing for `seconds`; 0, the default, waits for ever.
-// The connection is lost then, and the operation returns what it returns for a lost connection:
-// TVL_ERR_TCP_CONNECT, TVL_ERR_TCP_SEND or TVL_ERR_TCP_RECEIVE. Looking up the name of a host is not covered.
+// Sets the maximum time for which a TCP connection waits while the server sends nothing; 0, the default,
+// means no limit. After that the connection is lost, and the operation returns TVL_ERR_TCP_CONNECT,
+// TVL_ERR_TCP_SEND or TVL_ERR_TCP_RECEIVE. Looking up the name of a host is not covered.
 //
-// For all connections of the process. Any thread, and signal handlers: a wait of the thread that a signal
-// interrupts takes the new limit at once.
+// Applies to all connections of the process. May be called on any thread and in signal handlers: if a signal
+// interrupts a wait of the thread, the new limit takes effect at once.
 TVL_API void TVLSetTimeout(unsigned int seconds);
 
-// Lets gets and puts over TCP have up to `chunks` chunks on their way beyond the one whose answer is awaited;
-// 8 at most. With 0, the default, each chunk waits for the answer to the one before, which on a line with a
-// long round trip takes most of the time. Servers that do not know such windows are used without one.
+// Sets how many chunks gets and puts over TCP may have in transit beyond the one whose answer is awaited, at
+// most 8. With 0, the default, each chunk waits for the answer to the previous one, which takes most of the
+// time on a line with a long round-trip time. Servers that do not support a window are used without one.
 //
-// For all connections of the process that are opened from now on. Any thread.
+// Applies to all connections of the process that are opened from now on. Any thread.
 TVL_API void TVLSetTransferWindow(unsigned int chunks);
 
-// Why the calling thread's last operation on a file or a connection failed: the operating system's error
-// number (errno), 0 if none has failed since the last call. `path` (buffer of `pathSize` bytes, may be null)
-// receives the file's name, cut to fit, and the empty text for a connection. Asking clears it, so a caller
-// that wants to report more than a code asks once before and once after.
+// Returns why the last operation of the calling thread on a file or a connection failed: the operating
+// system's error number (errno), or 0 if none has failed since the last call. `path`, a buffer of `pathSize`
+// bytes that may be null, receives the name of the file, cut to fit, or an empty text for a connection. The
+// call clears the error, so call it once before an operation and once after.
 TVL_API int TVLLastFileError(char* path, unsigned int pathSize);
+
+// Returns the versions of the table engine and of its SQLite, such as "1.0.0 (SQLite 3.40.1)"; empty if the
+// engine cannot be loaded or reports none. Loads the engine. The text is never freed. Any thread.
+TVL_API const char* TVLEngineVersion(void);
 
 #ifdef __cplusplus
 }

@@ -33,11 +33,10 @@ struct ConfigProblem {
   const char* what;
 };
 constexpr ConfigProblem kConfigProblems[] = {
-    {TVL_ERR_ROOT_UNDEFINED, "key DocumentRoot is missing or empty in section [TavolisFileSystem]"},
-    {TVL_ERR_ROOT_INVALID, "the folder of key DocumentRoot is none and cannot be made one"},
-    {TVL_ERR_TMP_UNDEFINED,
-     "key TmpDir is missing: where the variables name DocumentRoot they must name TmpDir too"},
-    {TVL_ERR_TMP_INVALID, "the folder of key TmpDir is none and cannot be made one"},
+    {TVL_ERR_ROOT_UNDEFINED, "DocumentRoot is missing or empty in section [TavolisFileSystem]"},
+    {TVL_ERR_ROOT_INVALID, "DocumentRoot is not a folder and could not be created"},
+    {TVL_ERR_TMP_UNDEFINED, "TmpDir is missing: [Environments] must set it because it sets DocumentRoot"},
+    {TVL_ERR_TMP_INVALID, "TmpDir is not a folder and could not be created"},
     {TVL_ERR_LOCAL_FILE, "the path of the working directory is too long"},
 };
 
@@ -46,7 +45,8 @@ std::string Environment(const char* name) {
   return value == nullptr ? std::string() : value;
 }
 
-// Opens the file for reading. One that another computer replaces can be out of reach for a moment.
+// Opens the file for reading. Tries again for a while, because a file can be inaccessible while another
+// computer replaces it.
 Descriptor OpenConfiguration(const std::string& file) {
   constexpr std::chrono::milliseconds kPause{5};
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(1);
@@ -58,7 +58,7 @@ Descriptor OpenConfiguration(const std::string& file) {
   }
 }
 
-// 0, or why the file cannot be read.
+// Returns an errno value if the file cannot be read, else 0.
 int ReadProblem(const std::string& file) {
   const Descriptor descriptor = OpenConfiguration(file);
   if (!descriptor.IsOpen()) return errno;
@@ -74,7 +74,8 @@ int ReadProblem(const std::string& file) {
 
 std::string Checked(const std::string& file) {
   if (const int problem = ReadProblem(file)) Refuse("configuration cannot be read", problem, file);
-  if (file.find('\\') != std::string::npos) Refuse("configuration has a backslash in its name", 0, file);
+  if (file.find('\\') != std::string::npos)
+    Refuse("the path of the configuration contains a backslash", 0, file);
   if (file.size() > kLongestPath) Refuse("the path of the configuration is longer than 259 bytes", 0, file);
   return file;
 }
@@ -88,7 +89,7 @@ std::string UserConfiguration() {
 
 }  // namespace
 
-// On a share whose server does not answer, looking for the file already takes as long as that lasts.
+// Looking for the file already blocks on a share whose server does not answer, so the wait is watched.
 std::string FindConfiguration(const Options& options) {
   const WaitsFor waits("the configuration");
   if (!options.config.empty()) return Checked(options.config);
@@ -102,7 +103,7 @@ std::string FindConfiguration(const Options& options) {
     if (problem != ENOENT && problem != ENOTDIR) return Checked(place);
     looked += (looked.empty() ? "" : ", ") + place;
   }
-  Refuse("no configuration: neither --config nor TVL_CONFIG is given, and there is none of " + looked, 0, {});
+  Refuse("no configuration: use --config FILE, set TVL_CONFIG, or create one of " + looked, 0, {});
 }
 
 std::string FindWorkingDirectory(const Options& options) {
@@ -111,7 +112,7 @@ std::string FindWorkingDirectory(const Options& options) {
   if (!folder.empty() && folder.front() == '/') return folder;
   std::array<char, PATH_MAX> current = {};
   if (getcwd(current.data(), current.size()) == nullptr)
-    throw Stop({}, SystemFailure("the current folder has no name", errno, {}));
+    throw Stop({}, SystemFailure("cannot determine the current folder", errno, {}));
   return folder.empty() ? current.data() : Joined(current.data(), folder);
 }
 
@@ -145,11 +146,11 @@ ServerAddress ParseServer(const std::string& text) {
       std::from_chars(port_text.data(), port_text.data() + port_text.size(), server.port);
   const bool whole = problem == std::errc() && end == port_text.data() + port_text.size();
   if (server.host.empty() || !whole || server.port == 0 || server.port > 65535)
-    throw Stop("--tcp wants HOST:PORT with a port from 1 to 65535: " + text);
+    throw Stop("--tcp needs HOST:PORT with a port from 1 to 65535, not '" + text + "'");
   if (server.host.front() == '[' && server.host.back() == ']' && server.host.size() > 2) {
     server.host = server.host.substr(1, server.host.size() - 2);
   } else if (server.host.find_first_of("[]:") != std::string::npos) {
-    throw Stop("--tcp wants an IPv6 address in brackets, [ADDRESS]:PORT: " + text);
+    throw Stop("--tcp needs an IPv6 address in brackets, [ADDRESS]:PORT, not '" + text + "'");
   }
   return server;
 }

@@ -24,7 +24,7 @@ struct DoctorRequest {
   bool fix = false;
 };
 
-// What is examined: a folder, and the store in it if there is one.
+// The folder to examine, and the store in it if there is one.
 struct Patient {
   std::string folder;
   std::optional<TVLStoreLayout> store;
@@ -42,7 +42,8 @@ void FindStore(const std::string& configuration, Patient& patient) {
 Patient FindPatient(const Options& options, const DoctorRequest& request) {
   Patient patient = {request.folder, {}, {}};
   if (request.folder.empty()) {
-    if (!options.tcp.empty()) throw Stop("doctor needs a folder, or the configuration of a directory store");
+    if (!options.tcp.empty())
+      throw Stop("doctor examines a folder: name DIR, or a configuration with --config, instead of --tcp");
     patient.store = LayoutOf(FindConfiguration(options));
     patient.folder = patient.store->root;
   } else if (const std::optional<std::string> configuration = ConfigurationIn(request.folder)) {
@@ -51,7 +52,7 @@ Patient FindPatient(const Options& options, const DoctorRequest& request) {
   return patient;
 }
 
-// Creates what the store lacks and removes what killed transfers left.
+// Creates the missing parts of the store and removes the partial files of killed transfers.
 void Repair(const TVLStoreLayout& store, Report& report) {
   const std::size_t missing = MissingParts(store).size();
   CreateMissingParts(store, {});
@@ -87,7 +88,7 @@ void CheckWithPeer(const std::string& folder, const std::string& name, Report& r
 
 ExitStatus RunDoctor(const Options& options, const DoctorRequest& request) {
   if (options.dry_run && (request.fix || !request.peer.empty()))
-    throw Stop("--fix and --peer write, so they exclude -n");
+    throw Stop("-n cannot be combined with --fix or --peer, which write");
   const Patient patient = FindPatient(options, request);
   Report report;
   if (!patient.problem.empty())
@@ -104,16 +105,18 @@ ExitStatus RunDoctor(const Options& options, const DoctorRequest& request) {
 void AddDoctorCommand(CLI::App& app, Invocation& invocation) {
   auto request = std::make_shared<DoctorRequest>();
   CLI::App& doctor =
-      AddCommand(app, "doctor", "Test whether a share can be trusted with a store", "doctor", invocation,
+      AddCommand(app, "doctor", "Check whether a share is safe for a store", "doctor", invocation,
                  [request, &options = invocation.options] { return RunDoctor(options, *request); });
   AddText(doctor, "DIR", request->folder, "Folder on the share (default: the store's)", "");
-  doctor.add_flag("--fix", request->fix, "Create what the store lacks, remove what killed transfers left");
-  AddText(doctor, "--peer", request->peer, "Test against the same command on another computer", "NAME");
+  doctor.add_flag("--fix", request->fix,
+                  "Create missing parts of the store and remove the partial files of killed transfers");
+  AddText(doctor, "--peer", request->peer, "Check this computer against another one", "NAME");
   doctor.footer(
-      R"(Works in a folder of its own in DIR, which is removed at the end. Two processes of this computer
-are tried against each other; with --peer NAME two computers are: run the command with the same NAME
-on both within five minutes, and read what each reports. Exit 1: something that presence and locks
-need is missing. With -n only what can be seen without writing.
+      R"(The checks write to a temporary folder in DIR and remove it at the end. They run
+two processes on this computer. With --peer NAME they also run two computers
+against each other: start the command with the same NAME on both computers
+within five minutes and read both reports. With -n nothing is written, and only
+the checks that read are run. Exit 1: presence and locks are not reliable here.
 
 Examples:
   tvl doctor

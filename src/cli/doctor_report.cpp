@@ -40,7 +40,7 @@ ExitStatus Report::Print(const Options& options, const std::string& folder) cons
     for (const std::string& remedy : remedies_) console.Out("  " + Printable(remedy));
   }
   if (status_ != kDone)
-    console.Err("tvl: doctor: " + Printable(folder) + ": presence and locks cannot be trusted here");
+    console.Err("tvl: doctor: " + Printable(folder) + ": presence and locks are not reliable here");
   return status_;
 }
 

@@ -16,31 +16,31 @@ namespace {
 
 constexpr CodeMeaning kMeanings[] = {
     {TVL_OK, kDone, "done"},
-    {TVL_ERR_NOT_SUPPORTED, kFailed, "this kind of connection does not offer it"},
+    {TVL_ERR_NOT_SUPPORTED, kFailed, "not available on this kind of connection"},
     {TVL_ERR_NO_CONFIG, kUnreachable, "no configuration is loaded"},
-    {TVL_ERR_ROOT_UNDEFINED, kUnreachable, "key DocumentRoot is missing or empty"},
-    {TVL_ERR_ROOT_INVALID, kUnreachable, "the folder of key DocumentRoot cannot be used"},
-    {TVL_ERR_TMP_UNDEFINED, kUnreachable, "key TmpDir is missing"},
-    {TVL_ERR_TMP_INVALID, kUnreachable, "the folder of key TmpDir cannot be used"},
+    {TVL_ERR_ROOT_UNDEFINED, kUnreachable, "DocumentRoot is missing or empty"},
+    {TVL_ERR_ROOT_INVALID, kUnreachable, "the folder of DocumentRoot cannot be used"},
+    {TVL_ERR_TMP_UNDEFINED, kUnreachable, "TmpDir is missing"},
+    {TVL_ERR_TMP_INVALID, kUnreachable, "the folder of TmpDir cannot be used"},
     {TVL_ERR_CONFIG_INVALID, kUnreachable, "the configuration cannot be used"},
-    {TVL_ERR_NOT_CONNECTED, kFailed, "there is no connection"},
-    {TVL_ERR_ALREADY_CONNECTED, kFailed, "there is a connection already"},
+    {TVL_ERR_NOT_CONNECTED, kFailed, "not connected"},
+    {TVL_ERR_ALREADY_CONNECTED, kFailed, "already connected"},
     {TVL_ERR_TCP_CONNECT, kUnreachable, "the server cannot be reached"},
-    {TVL_ERR_TCP_SEND, kUnreachable, "sending to the server failed"},
-    {TVL_ERR_TCP_RECEIVE, kUnreachable, "no usable reply came from the server"},
+    {TVL_ERR_TCP_SEND, kUnreachable, "cannot send to the server"},
+    {TVL_ERR_TCP_RECEIVE, kUnreachable, "the server sent no usable reply"},
     {TVL_ERR_BAD_PATH, kFailed, "the path cannot be used"},
-    {TVL_ERR_IN_CACHE, kFailed, "the server does not compare files"},
-    {TVL_ERR_SERVER_FILE, kNotFound, "cannot be reached on the store"},
-    {TVL_ERR_LOCAL_FILE, kFailed, "the local file cannot be reached"},
+    {TVL_ERR_IN_CACHE, kFailed, "the server cannot compare files"},
+    {TVL_ERR_SERVER_FILE, kNotFound, "cannot be accessed in the store"},
+    {TVL_ERR_LOCAL_FILE, kFailed, "the local file cannot be accessed"},
     {TVL_ERR_COPY, kFailed, "copying failed"},
     {TVL_ERR_DELETE_FILE, kFailed, "a file cannot be deleted"},
     {TVL_ERR_DELETE_DIR, kFailed, "a folder cannot be removed"},
-    {TVL_ERR_CREATE_DIR, kFailed, "the folder cannot be made"},
-    {TVL_ERR_ZIP, kFailed, "compressing failed"},
-    {TVL_ERR_UNZIP, kFailed, "expanding failed"},
+    {TVL_ERR_CREATE_DIR, kFailed, "the folder cannot be created"},
+    {TVL_ERR_ZIP, kFailed, "compression failed"},
+    {TVL_ERR_UNZIP, kFailed, "decompression failed"},
     {TVL_ERR_RS_OPEN, kFailed, "the table cannot be opened"},
-    {TVL_ERR_RS_ALREADY_OPEN, kFailed, "the table is open already"},
-    {TVL_ERR_RS_FORMAT, kFailed, "the record's format cannot be used"},
+    {TVL_ERR_RS_ALREADY_OPEN, kFailed, "the table is already open"},
+    {TVL_ERR_RS_FORMAT, kFailed, "the record layout is invalid"},
     {TVL_ERR_RS_READ, kFailed, "rows cannot be read"},
     {TVL_ERR_RS_WRITE, kFailed, "a row cannot be written"},
     {TVL_ERR_RS_DELETE, kFailed, "a row cannot be deleted"},
@@ -50,27 +50,27 @@ constexpr CodeMeaning kMeanings[] = {
 };
 constexpr CodeMeaning kUnknown = {-1, kFailed, "failed"};
 
-// What servers say when they refuse. The empty reason is that of a server that does not say why, with the
-// code that it then uses.
+// The reasons that a server sends when it refuses a client. A server that sends no reason has an empty one
+// and is recognized by its code.
 struct RefusalMeaning {
   std::string_view reason;
   int code;
-  std::optional<ExitStatus> exit;  // none: that of the code
+  std::optional<ExitStatus> exit;  // if empty, the exit status of the code
   const char* what;
 };
 constexpr RefusalMeaning kRefusals[] = {
     {"address", 0, kNotAllowed, "the server does not admit clients from this address"},
     {"tag", 0, kNotAllowed, "the server does not accept this client's tag"},
     {"certificate", 0, kNotAllowed, "the server does not accept this client's certificate"},
-    {"full", 0, kUnreachable, "the server is full: it serves as many clients as it may"},
-    {"right", 0, kNotAllowed, "this client has no right to it on the server"},
+    {"full", 0, kUnreachable, "the server is full: it has reached its limit of clients; try again later"},
+    {"right", 0, kNotAllowed, "the server does not allow this client to do that"},
     {"", TVL_ERR_TCP_CONNECT, std::nullopt,
-     "the server refuses this client, for its address or its tag, or because it is full"},
+     "the server refused this client because of its address or tag, or because it is full"},
     {"", TVL_ERR_SERVER_FILE, std::nullopt,
-     "the server refuses it: it does not exist, its name cannot be used, or this client has no right to it"},
+     "refused by the server: it does not exist, its name is invalid, or this client lacks permission"},
 };
 
-constexpr unsigned int kPathRoom = 1024;
+constexpr unsigned int kPathSize = 1024;
 
 bool SaysMissing(int error) {
   return error == ENOENT || error == ENOTDIR;
@@ -103,10 +103,10 @@ void ForgetFileErrors() {
 
 Failure LibraryFailure(int code) {
   const CodeMeaning& meaning = MeaningOf(code);
-  char path[kPathRoom] = {};
+  char path[kPathSize] = {};
   Failure failure = {meaning.exit, code, meaning.what, TVLLastFileError(path, sizeof path), {}};
   if (failure.error != 0) failure.path = Slashed(path);
-  // A name that is there but closed to us is no name that isn't there.
+  // A name that exists but is not accessible is a failure, not a missing name.
   if (failure.exit == kNotFound && failure.error != 0 && !SaysMissing(failure.error)) failure.exit = kFailed;
   if (code == TVL_ERR_CREATE_DIR && SaysMissing(failure.error)) failure.exit = kNotFound;  // its parent
   return failure;

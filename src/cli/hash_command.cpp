@@ -25,10 +25,11 @@ namespace {
 
 constexpr std::size_t kLongestPath = 259;
 
-// A regular file, open for as long as it is examined.
+// A regular file that stays open while it is examined.
 class InputFile {
  public:
-  // Looks before it opens: the writer that waits at a pipe would be killed when this closes it.
+  // Checks the type before it opens the file: opening and closing a pipe would kill a writer that waits
+  // there.
   explicit InputFile(const std::string& name) {
     struct stat status = {};
     if (stat(name.c_str(), &status) != 0) {
@@ -45,7 +46,7 @@ class InputFile {
 
   [[nodiscard]] int Problem() const { return problem_; }
   [[nodiscard]] std::int64_t Size() const { return size_; }
-  // A name of the open file that any library takes.
+  // Returns a path to the open file without characters that the library treats specially.
   [[nodiscard]] std::string OtherName() const { return "/proc/self/fd/" + std::to_string(file_.Get()); }
 
  private:
@@ -59,7 +60,7 @@ class InputFile {
   std::int64_t size_ = 0;
 };
 
-// 40 digits; empty if the file can't be read.
+// Returns 40 hexadecimal digits; empty if the file cannot be read.
 std::string HashOf(const std::string& name, const InputFile& file) {
   const bool plain = name.find('\\') == std::string::npos && name.size() <= kLongestPath;
   std::string path = plain ? name : file.OtherName();
@@ -68,7 +69,7 @@ std::string HashOf(const std::string& name, const InputFile& file) {
   return bar == std::string::npos ? std::string() : signature.substr(bar + 1);
 }
 
-// The line of sha1sum, which marks a name that it had to escape by a backslash in front of the whole line.
+// Formats a line like sha1sum, which marks an escaped name with a backslash at the start of the line.
 std::string HashLine(const std::string& hash, const std::string& name) {
   std::string escaped;
   for (const char character : name) {
@@ -91,12 +92,12 @@ class Hashing {
 
   void Do(const std::string& name) {
     const InputFile file(name);
-    if (file.Problem() != 0) return TellFailed(name, SystemFailure("cannot be read", file.Problem(), {}));
+    if (file.Problem() != 0) return ReportFailed(name, SystemFailure("cannot be read", file.Problem(), {}));
     ForgetFileErrors();
     const std::string hash = HashOf(name, file);
     if (hash.empty()) {
       const int error = TVLLastFileError(nullptr, 0);
-      return TellFailed(name, SystemFailure("cannot be read", error, {}));
+      return ReportFailed(name, SystemFailure("cannot be read", error, {}));
     }
     if (options_.json) {
       JsonObject document;
@@ -110,7 +111,7 @@ class Hashing {
   [[nodiscard]] ExitStatus Status() const { return status_; }
 
  private:
-  void TellFailed(const std::string& name, const Failure& failure) {
+  void ReportFailed(const std::string& name, const Failure& failure) {
     status_ = status_ == kDone || status_ == failure.exit ? failure.exit : kFailed;
     if (options_.json) {
       JsonObject document;
@@ -130,13 +131,13 @@ class Hashing {
 
 void AddHashCommand(CLI::App& app, Invocation& invocation) {
   auto names = std::make_shared<std::vector<std::string>>();
-  CLI::App& command = AddCommand(app, "hash", "SHA-1 of local files, as sha1sum prints it", "hash",
+  CLI::App& command = AddCommand(app, "hash", "Print the SHA-1 of local files, like sha1sum", "hash",
                                  invocation, [names, &options = invocation.options] {
                                    Hashing hashing(options);
                                    for (const std::string& name : *names) hashing.Do(name);
                                    return hashing.Status();
                                  });
-  AddNames(command, *names, "Files, from the current folder", "FILE");
+  AddNames(command, *names, "Local files", "FILE");
   command.footer(
       "Examples:\n  tvl hash report.pdf\n  tvl hash docs/*.doc | sha1sum -c\n  tvl --json hash report.pdf");
 }

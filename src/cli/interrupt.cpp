@@ -18,14 +18,14 @@ static_assert(std::atomic<bool>::is_always_lock_free);
 
 void (*file_size_signal)(int) = SIG_ERR;
 
-constexpr std::string_view kNotice = "tvl: stopping after this file; once more stops at once\n";
+constexpr std::string_view kNotice = "tvl: stopping after this file; interrupt again to stop at once\n";
 constexpr std::string_view kTerminalNotice =
-    "\r\x1b[Ktvl: stopping after this file; once more stops at once\n";
+    "\r\x1b[Ktvl: stopping after this file; interrupt again to stop at once\n";
 
-// Seconds for which a server may stay silent once its user wants to stop.
+// Seconds that a server may stay silent after the user has interrupted the program.
 constexpr unsigned int kPatienceAfterInterrupt = 2;
 
-// Safe in a handler: atomic variables and system calls only.
+// Runs in a signal handler, so it uses only atomic variables and system calls.
 void Note(int /*signal*/) {
   const int error = errno;
   interrupted = true;

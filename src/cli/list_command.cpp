@@ -30,7 +30,7 @@ struct ListRequest {
   bool all = false;
 };
 
-// What is known of an entry; a link is told by what it leads to.
+// An entry of a folder. A link is described by its target.
 struct Entry {
   std::string name;
   const char* kind = "other";
@@ -60,7 +60,7 @@ std::string TimeText(time_t time, const char* format, tm* (*broken_down)(const t
   return text.data();
 }
 
-// Files of the machinery: journals of tables, and transfers that have not ended.
+// Internal files: journals of tables and unfinished transfers.
 bool IsInternal(const char* name) {
   const TVL_FILE_KIND kind = TVLStoreFileKind(name);
   return kind == TVL_FILE_JOURNAL || kind == TVL_FILE_PART || kind == TVL_FILE_NEW_INI;
@@ -70,7 +70,7 @@ struct NameList {
   std::vector<std::string> names;
   bool all;
 
-  // Names that no path can say are there all the same.
+  // Lists even names that cannot be used in a path.
   static void Add(const TVLDirEntry* entry, void* list) {
     auto& self = *static_cast<NameList*>(list);
     if (self.all || !IsInternal(entry->name)) self.names.emplace_back(entry->name);
@@ -88,7 +88,7 @@ std::vector<std::string> NamesIn(Store& store, const ListRequest& request) {
   return list.names;
 }
 
-// A file is listed as itself.
+// If the request names a file, the list contains just this file.
 std::vector<Entry> EntriesOf(Store& store, const ListRequest& request) {
   const std::string name = TidyName(request.folder);
   const std::string path = store.StorePath(name);
@@ -129,7 +129,8 @@ std::vector<JsonObject> Documents(const std::vector<Entry>& entries) {
 }
 
 ExitStatus RunList(const Options& options, const ListRequest& request) {
-  if (request.pattern.find('/') != std::string::npos) throw Stop("a pattern is for names in one folder");
+  if (request.pattern.find('/') != std::string::npos)
+    throw Stop("a pattern matches names in one folder and cannot contain a separator");
   if (!options.tcp.empty()) throw Stop(options.tcp, LibraryFailure(TVL_ERR_NOT_SUPPORTED));
   Store store(options, {}, options.dry_run ? Store::Use::kLook : Store::Use::kWork);
   const std::vector<Entry> entries = EntriesOf(store, request);
@@ -151,10 +152,10 @@ void AddListCommand(CLI::App& app, Invocation& invocation) {
   CLI::App& command =
       AddCommand(app, "ls", "List a folder of the store", "ls", invocation,
                  [request, &options = invocation.options] { return RunList(options, *request); });
-  AddText(command, "DIR", request->folder, "Folder on the store (default: the whole store's)", "");
-  AddText(command, "PATTERN", request->pattern, "Which names, with * and ?, whatever their case", "");
-  command.add_flag("-a,--all", request->all, "Journals of tables and unfinished transfers too");
-  command.add_flag("-l,--long", request->details, "With size in bytes and time of change");
+  AddText(command, "DIR", request->folder, "Folder in the store (default: the root)", "");
+  AddText(command, "PATTERN", request->pattern, "Names to list, with * and ?, in any case", "");
+  command.add_flag("-a,--all", request->all, "List journals of tables and unfinished transfers too");
+  command.add_flag("-l,--long", request->details, "Show size in bytes and time of last change");
   command.footer("Examples:\n  tvl ls\n  tvl ls -l docs\n  tvl ls docs '*.doc'\n  tvl --json ls docs");
 }
 

@@ -24,7 +24,8 @@ LockAnswer Ask(Store& store, LockCall call, std::string object) {
   return answer;
 }
 
-// A failure at a path in the temporary folder that this client needs access to.
+// Describes a failure at a path in the temporary folder. Finds the errno value if this client lacks access to
+// it.
 Failure TemporaryFailure(const Store& store, const char* what, char (TVLStoreLayout::*part)[TVL_PATH_SIZE],
                          int access_mode) {
   Failure failure = {kUnreachable, 0, what, 0, {}};
@@ -63,7 +64,7 @@ LockAnswer AskForUnlock(Store& store, std::string object) {
 
 void CheckObject(const std::string& object) {
   if (object.empty() || object.size() > TVL_LONGEST_OBJECT)
-    throw Stop("an object's name has 1 to " + std::to_string(TVL_LONGEST_OBJECT) + " bytes");
+    throw Stop("the name of an object must have 1 to " + std::to_string(TVL_LONGEST_OBJECT) + " bytes");
 }
 
 std::string NoWorkingDirectory(const Options& options) {

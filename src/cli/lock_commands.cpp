@@ -34,7 +34,7 @@ struct LockRequest {
   std::vector<std::string> command;
 };
 
-// Asks for the lock until it is there or the time is over, and says whom it waits for.
+// Tries to lock until it succeeds or the time is over. Reports which client it waits for.
 LockAnswer LockWithin(Store& store, const Options& options, const LockRequest& request) {
   const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(request.patience);
   const WaitsElsewhere waits;  // for another client, which may take any time
@@ -49,7 +49,7 @@ LockAnswer LockWithin(Store& store, const Options& options, const LockRequest& r
   }
 }
 
-// A command has the output to itself.
+// While a command runs, standard output belongs to the command.
 bool HasDocuments(const Options& options, const LockRequest& request) {
   return options.json && request.command.empty();
 }
@@ -69,7 +69,7 @@ ExitStatus RefuseLock(const Options& options, const LockRequest& request, const 
   return static_cast<ExitStatus>(request.held_exit);
 }
 
-// Only state 1 of a present client is a lock that others respect.
+// Other clients respect a lock only if its state is 1 and its owner has a presence marker.
 void CheckHeld(Store& store, const LockRequest& request, const LockAnswer& answer) {
   if (answer.state == TVL_LOCK_FREE) throw Stop(request.object, LockTableFailure(store));
   if (answer.state != TVL_LOCK_OWN) {
@@ -79,7 +79,7 @@ void CheckHeld(Store& store, const LockRequest& request, const LockAnswer& answe
   if (!store.IsPresent()) throw Stop(request.object, PresenceFailure(store));
 }
 
-// Says that the lock is there, to a program that reads it and to a person.
+// Reports to a program or a person that the lock is held.
 void ReportLocked(const Options& options, const LockRequest& request, const LockAnswer& answer) {
   if (!request.command.empty() || options.quiet) return;
   Console console;
@@ -108,7 +108,7 @@ ExitStatus ReportLost(const Options& options, const LockRequest& request, const 
   return ReportEnd(options, request, {kUnreachable, 0, "the lock was lost: " + reason, 0, {}});
 }
 
-// Releases the lock, and reports a row that stays.
+// Releases the lock. Reports a failure if its row remains in the table.
 ExitStatus Release(Store& store, const Options& options, const LockRequest& request, int exit) {
   const LockAnswer answer = AskForUnlock(store, request.object);
   if (answer.IsHeldByOther()) return ReportLost(options, request, answer.HolderText());
@@ -132,7 +132,7 @@ ExitStatus HoldLock(Store& store, const Options& options, const LockRequest& req
   const bool answered = watch.Finish();
   const bool lost = watch.IsLost();
   if (lost && !reported) ReportLost(options, request, watch.Reason());
-  if (!answered) {  // closing the connection would not come to an end either
+  if (!answered) {  // closing the connection would block too
     std::fflush(stdout);
     _exit(kUnreachable);
   }
@@ -152,7 +152,7 @@ ExitStatus RunLock(const Options& options, const LockRequest& request) {
   return HoldLock(store, options, request);
 }
 
-// State 0 is also the answer where the table cannot be used, and then says nothing about the row.
+// State 0 is also returned if the table cannot be used. Then it does not say whether the row was removed.
 void CheckReleased(Store& store, const std::string& object, const LockAnswer& answer) {
   const bool readable = store.Directory() == nullptr ||
                         store.Directory()->ListLocks([](const TVLStandingLock*, void*) {}, nullptr) == TVL_OK;
@@ -183,36 +183,38 @@ void AddLockCommand(CLI::App& app, Invocation& invocation) {
   CLI::App& lock =
       AddCommand(app, "lock", "Hold the lock on an object", "lock", invocation,
                  [request, &options = invocation.options] { return RunLock(options, *request); });
-  AddText(lock, "NAME", request->object, "Any name of 1 to 32 bytes", "").required();
-  lock.add_option("-w,--wait", request->patience, "How long to wait for another's lock")
+  AddText(lock, "NAME", request->object, "Name of the object, 1 to 32 bytes", "").required();
+  lock.add_option("-w,--wait", request->patience,
+                  "How long to wait while another client holds the lock (default: 0)")
       ->type_name("SECS")
-      ->check(CLI::NonNegativeNumber);
+      ->check(CLI::NonNegativeNumber.description(""));
   lock.add_option("-E,--held-exit", request->held_exit,
                   "Exit code when another client holds the lock (default: 4)")
       ->type_name("N")
-      ->check(CLI::Range(0, kLargestExitCode), "");
-  AddNames(lock, request->command, "Command that runs under the lock", "CMD").required(false);
-  lock.footer(R"(With a command the lock is held while it runs, and its exit code is passed on; without
-one, until standard input ends. A killed tvl takes its command with it. A lock that is
-lost meanwhile is reported within a second; the command gets SIGTERM, ten seconds later
-SIGKILL. Exit 4, or N of -E: another client holds the lock. Exit 5: the lock table cannot
-be used or this client cannot show its presence, and the command was not run, or the lock
-was lost. Exit 126, 127: the command cannot be run, does not exist.
+      ->check(CLI::Range(0, kLargestExitCode).description(""));
+  AddNames(lock, request->command, "Command to run while the lock is held", "CMD").required(false);
+  lock.footer(R"(Holds the lock while the command runs and returns its exit code; without a
+command, holds the lock until standard input ends. If tvl is killed, the command
+is killed too. A lost lock is reported within a second; the command gets SIGTERM
+and ten seconds later SIGKILL. Exit 4, or N of -E: another client holds the
+lock. Exit 5: the lock table cannot be used or this client has no presence, so
+the command was not run, or the lock was lost. Exit 126: the command cannot be
+run. Exit 127: it does not exist.
 
 Examples:
   tvl lock ORD1 -- vi order1.txt
   tvl lock -w 30 nightly -- ./nightly-run
-  tvl lock ORD1                            until Ctrl-D)");
+  tvl lock ORD1                            hold the lock until Ctrl-D)");
 }
 
 }  // namespace
 
 void AddLockCommands(CLI::App& app, Invocation& invocation) {
   AddLockCommand(app, invocation);
-  AddNamed(app, invocation, "unlock", "Release the lock on an object, if this instance holds it", "NAME",
-           "The object's name", RunUnlock)
+  AddNamed(app, invocation, "unlock", "Release the lock on an object if this client holds it", "NAME",
+           "Name of the object", RunUnlock)
       .footer(
-          "Another instance's lock stays, with exit 4. Exit 5: the lock table cannot be used.\n\nExamples:\n"
+          "Exit 4: another client holds the lock. Exit 5: the lock table cannot be used.\n\nExamples:\n"
           "  tvl unlock ORD1");
 }
 

@@ -29,7 +29,7 @@ constexpr int kNoSuchProgram = 127;
 constexpr int kCannotRun = 126;
 constexpr std::chrono::seconds kTimeToEnd{10};
 
-// A signal that this process was started to ignore stays ignored.
+// A signal that was ignored when this process started stays ignored.
 sigset_t SignalSet() {
   sigset_t set;
   sigemptyset(&set);
@@ -40,17 +40,17 @@ sigset_t SignalSet() {
   return set;
 }
 
-// --- The command ---
+// --- Running the command ---
 
 struct Command {
   pid_t process = -1;
   int failure = 0;  // an errno value if it could not be run
 };
 
-// In the new process, before it becomes the command: only calls that are safe after a fork.
+// Runs in the child process before it becomes the command. Uses only calls that are safe after a fork.
 [[noreturn]] void Become(char* const* arguments, pid_t parent, const sigset_t& mask, int failure) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
-  if (getppid() != parent) _exit(kCannotRun);  // it ended before that was set
+  if (getppid() != parent) _exit(kCannotRun);  // the parent ended before PR_SET_PDEATHSIG took effect
   RestoreFileSizeSignal();
   sigprocmask(SIG_SETMASK, &mask, nullptr);
   execvp(arguments[0], arguments);
@@ -59,7 +59,7 @@ struct Command {
   _exit(kCannotRun);
 }
 
-// The pipe closes when the command runs, and holds the reason if it cannot.
+// The pipe closes when the command runs, or else contains the errno value.
 int ReadFailure(int descriptor) {
   int error = 0;
   ssize_t count = 0;
@@ -85,7 +85,7 @@ Command StartCommand(const std::vector<std::string>& command, const sigset_t& ma
   return started;
 }
 
-// The exit code of the command if it has ended.
+// Returns the exit code of the command if it has ended.
 std::optional<int> ExitCodeOf(pid_t child) {
   int status = 0;
   if (waitpid(child, &status, WNOHANG) != child) return std::nullopt;
@@ -99,12 +99,12 @@ int ReportCannotRun(const std::string& name, const Command& command) {
   return command.failure == ENOENT ? kNoSuchProgram : kCannotRun;
 }
 
-// Asks the command to end, and makes it end when its time is over.
+// Asks the command to end, and kills it after a grace period.
 class Ending {
  public:
   void Begin(pid_t child) {
     kill(child, SIGTERM);
-    kill(child, SIGCONT);  // a stopped one could not act on it
+    kill(child, SIGCONT);  // a stopped process could not handle SIGTERM
     end_ = Clock::now() + kTimeToEnd;
   }
   void Enforce(pid_t child) {
@@ -124,7 +124,7 @@ class SignalReader {
   SignalReader() {
     const sigset_t set = SignalSet();
     descriptor_ = signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
-    if (descriptor_ < 0) throw Stop({}, SystemFailure("signals cannot be waited for", errno, {}));
+    if (descriptor_ < 0) throw Stop({}, SystemFailure("cannot wait for signals", errno, {}));
   }
   ~SignalReader() { close(descriptor_); }
   SignalReader(const SignalReader&) = delete;
@@ -132,7 +132,7 @@ class SignalReader {
 
   [[nodiscard]] int Descriptor() const { return descriptor_; }
 
-  // The next ending signal that has come to this process, and who sent it; nothing if none has.
+  // Returns the next pending signal that ends this process, with its sender, if there is one.
   [[nodiscard]] std::optional<signalfd_siginfo> Next() const {
     signalfd_siginfo info = {};
     while (read(descriptor_, &info, sizeof info) == sizeof info) {
@@ -152,7 +152,7 @@ void PassOn(const SignalReader& signals, pid_t child) {
   }
 }
 
-// Reads what is there. False at the end of the input.
+// Discards the available input. Returns false at the end of the input.
 bool DrainInput() {
   char bytes[4096];
   const ssize_t count = read(STDIN_FILENO, bytes, sizeof bytes);
@@ -162,13 +162,13 @@ bool DrainInput() {
 }  // namespace
 
 void BlockEndingSignals() {
-  signal(SIGCHLD, SIG_DFL);  // ignored, the system would discard the command's exit code
+  signal(SIGCHLD, SIG_DFL);  // if ignored, the system would discard the command's exit code
   const sigset_t set = SignalSet();
   sigprocmask(SIG_BLOCK, &set, nullptr);
 }
 
 int HoldWhileRunning(const std::vector<std::string>& command, LockWatch& watch, const LossReport& report) {
-  constexpr int kEndingLook = 100;  // ms between two looks at a command that is to end
+  constexpr int kEndingLook = 100;  // ms between two checks whether the command has ended
   const SignalReader signals;
   sigset_t unblocked;
   sigprocmask(SIG_SETMASK, nullptr, &unblocked);

@@ -79,7 +79,7 @@ struct InstanceListing {
 void AddInstance(const TVLInstance* instance, void* listing_to_fill) {
   auto& listing = *static_cast<InstanceListing*>(listing_to_fill);
   JsonObject& document = listing.documents.emplace_back();
-  if (instance->computer == nullptr) {  // a file of another origin that some program holds
+  if (instance->computer == nullptr) {  // not a marker, but a file that another program holds
     document.Text("marker", instance->marker);
     listing.rows.push_back({instance->marker, "-", "-", "-", "-"});
     return;
@@ -105,14 +105,14 @@ ExitStatus RunWho(const Options& options, const std::string& client_class) {
 }  // namespace
 
 void AddLockListings(CLI::App& app, Invocation& invocation) {
-  AddNamed(app, invocation, "locks", "List the existing locks", "PATTERN", "Which objects, with * and ?",
-           RunLocks)
+  AddNamed(app, invocation, "locks", "List the existing locks", "PATTERN",
+           "Names of objects, with * and ? (default: all)", RunLocks)
       .footer(
-          "A dead owner's lock is free for the next client that asks. Looking changes nothing.\n\nExamples:\n"
+          "If an owner is dead, the next client that asks gets the lock. Changes nothing.\n\nExamples:\n"
           "  tvl locks\n  tvl locks 'ORD*'\n  tvl --json locks");
-  AddNamed(app, invocation, "who", "List the live instances on the store", "CLASS",
+  AddNamed(app, invocation, "who", "List the clients that are connected to the store", "CLASS",
            "Client class (default: all)", RunWho)
-      .footer("Markers of dead instances are removed.\n\nExamples:\n  tvl who\n  tvl who mgrx");
+      .footer("Removes the markers of dead clients.\n\nExamples:\n  tvl who\n  tvl who mgrx");
 }
 
 }  // namespace tvl::cli

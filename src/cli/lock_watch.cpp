@@ -17,7 +17,7 @@ constexpr int kMillisecondsBetweenLooks = 500;
 
 std::string WhyLost(Store& store) {
   if (store.Directory() == nullptr) return "the connection to the server has ended";
-  if (!store.IsPresent()) return "this client's presence marker is gone";
+  if (!store.IsPresent()) return "this client's presence marker was removed";
   return "another client took it, or the lock table cannot be used";
 }
 
@@ -94,7 +94,8 @@ void LockWatch::Watch(const std::stop_token& stop) {
   wake_.notify_all();
 }
 
-// The mutex is free while the store is asked: a mount that no longer answers must not stop the other thread.
+// Releases the mutex while it asks the store, so that a mount that does not answer cannot block the other
+// thread.
 bool LockWatch::Ask(std::unique_lock<std::mutex>& lock) {
   asking_ = true;
   asked_ = Clock::now();

@@ -4,38 +4,42 @@
 #include <chrono>
 #include <cstdio>
 #include <exception>
+#include <memory>
 #include <optional>
 #include <string>
 
 #include "cli/failure.h"
+#include "cli/help_formatter.h"
 #include "cli/interrupt.h"
 #include "cli/json.h"
 #include "cli/options.h"
 #include "cli/stall_watch.h"
 #include "cli/text.h"
+#include "cli/unknown_command.h"
 
 namespace tvl::cli {
 namespace {
 
-constexpr char kAbout[] = "Client of the Tavolis File System: files of a shared store, fetched and stored.";
+constexpr char kAbout[] = "Fetches files from a shared store of the Tavolis File System and stores them.";
 constexpr char kFooter[] = R"(Examples:
   tvl init /srv/store
   tvl --config /srv/store/tvl.ini put report.pdf
   tvl --config /srv/store/tvl.ini get -r docs
 
 Exit status: 0 done, 1 failed, 2 wrong usage, 3 something was skipped,
-4 held by another, 5 store or server unreachable, or a lock lost, 6 not found,
-7 not allowed, 130 interrupted.
+4 in use by another client, 5 store or server unreachable or lock lost,
+6 not found, 7 not allowed, 130 interrupted.
 
-'tvl COMMAND --help' describes a command.)";
+Run 'tvl COMMAND --help' for the options and examples of a command.)";
 
 void DescribeProgram(CLI::App& app, Invocation& invocation) {
   app.name("tvl");
   app.footer(kFooter);
-  app.get_formatter()->label("SUBCOMMAND", "COMMAND ...");
+  app.formatter(std::make_shared<HelpFormatter>());
   app.require_subcommand(0, 1);
   app.fallthrough();
-  app.set_version_flag("--version", "tvl " TVL_VERSION);
+  app.set_help_flag("-h,--help", "Print this help and exit");
+  app.set_version_flag("--version", "tvl " TVL_VERSION, "Print the version and exit");
   AddOptions(app, invocation.options);
   AddStoreCommands(app, invocation);
   AddShowCommands(app, invocation);
@@ -53,7 +57,7 @@ void DescribeProgram(CLI::App& app, Invocation& invocation) {
   AddDoctorCommand(app, invocation);
 }
 
-// What ends a command at once is written to standard error, and with --json also into the command's document.
+// Reports why a command ended, on standard error and with --json also in the command's document.
 ExitStatus ReportStop(const Invocation& invocation, const std::string& subject, const Failure& failure) {
   std::string text = "tvl: " + invocation.command + ": ";
   if (!subject.empty()) text += Printable(subject) + ": ";
@@ -69,7 +73,7 @@ ExitStatus ReportStop(const Invocation& invocation, const std::string& subject, 
   return failure.exit;
 }
 
-// A call in which the library waits for a dead mount does not return, so the process ends under it.
+// Ends the process, because a library call that waits for a dead mount never returns.
 [[noreturn]] void EndWait(const Invocation& invocation, const std::string& what) {
   const std::string limit = std::to_string(invocation.options.timeout.value_or(0));
   const int exit =
@@ -82,7 +86,7 @@ ExitStatus RunCommand(const Invocation& invocation) try {
   const Options& options = invocation.options;
   std::optional<std::chrono::seconds> limit;
   if (options.timeout) limit = std::chrono::seconds(*options.timeout);
-  // The library ends what it waits for on a socket; this one must not be earlier.
+  // The library has its own limit for waiting on a socket, which must expire before this one.
   if (limit && !options.tcp.empty()) *limit += std::chrono::seconds(1);
   const StallWatch watch(options.quiet, limit,
                          [&invocation](const std::string& what) { EndWait(invocation, what); });
@@ -93,7 +97,7 @@ ExitStatus RunCommand(const Invocation& invocation) try {
   return ReportStop(invocation, {}, {kFailed, 0, problem.what(), 0, {}});
 }
 
-// A result that didn't reach its reader is no result.
+// A result that could not be written counts as a failure.
 ExitStatus FlushOutput(ExitStatus status) {
   if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
   std::perror("tvl: standard output");
@@ -104,15 +108,15 @@ int Main(int count, char** arguments) try {
   Invocation invocation;
   CLI::App app(kAbout);
   DescribeProgram(app, invocation);
-  app.failure_message([](const CLI::App*, const CLI::Error& problem) {
-    return std::string("tvl: ") + problem.what() + "\nTry 'tvl --help'.\n";
+  app.failure_message([](const CLI::App* program, const CLI::Error& problem) {
+    return "tvl: " + UnknownCommand(*program).value_or(problem.what()) + "\nTry 'tvl --help'.\n";
   });
   try {
     app.parse(MarkedArguments(count, arguments));
   } catch (const CLI::ParseError& problem) {
     return FlushOutput(app.exit(problem) == 0 ? kDone : kUsage);
   }
-  // A program that reads JSON gets each line as it comes, however long the work takes.
+  // A program that reads the JSON must get each line at once, even during long work.
   if (invocation.options.json) std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
   if (!invocation.run) {
     std::fputs(app.help().c_str(), stderr);

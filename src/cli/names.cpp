@@ -17,7 +17,7 @@ bool HasUpwardStep(std::string_view name) {
   return false;
 }
 
-// `name` without empty and "." components, and relative.
+// Removes empty and "." components and leading separators from `name`.
 std::string Tidy(std::string_view name) {
   std::string tidy;
   while (!name.empty()) {
@@ -34,7 +34,7 @@ std::string LastComponent(const std::string& name) {
   return tidy.substr(tidy.rfind('/') + 1);  // npos + 1 is 0: the whole name
 }
 
-// Reduces the full path `name` to the part below `folder`; false if it lies elsewhere.
+// Reduces the full path `name` to the part below `folder`. Returns false if it is not inside `folder`.
 bool RemoveFolder(const std::string& folder, std::string& name) {
   const std::string inside = Tidy(folder);
   const std::string path = Tidy(name);
@@ -47,14 +47,14 @@ bool RemoveFolder(const std::string& folder, std::string& name) {
   return true;
 }
 
-// The name on the other side when the user named none.
+// Returns the default name on the other side.
 std::string SameName(Direction direction, std::string name, const std::string& working_directory) {
   if (HasUpwardStep(name))
-    throw Stop("'" + name + "' leads upward: name it on the other side with --as NAME or -t DIR");
+    throw Stop("'" + name + "' begins with '..': give a name for the other side with --as NAME or -t DIR");
   const bool absolute_local = direction == Direction::kPut && !name.empty() && name.front() == '/';
   if (absolute_local && !RemoveFolder(working_directory, name))
     throw Stop("'" + name +
-               "' lies outside the working directory: name it on the store with --as NAME or -t DIR");
+               "' is outside the working directory: give a name in the store with --as NAME or -t DIR");
   return Tidy(name);
 }
 
@@ -70,7 +70,7 @@ std::vector<NamePair> PairInto(Direction direction, const std::vector<std::strin
     const std::string last = LastComponent(name);
     if (last == "..") throw Stop("'" + name + "' has no last component to use in a folder");
     const std::string target = Joined(to, last);
-    if (!targets.insert(target).second) throw Stop("two names would become '" + target + "'");
+    if (!targets.insert(target).second) throw Stop("two names would both become '" + target + "'");
     pairs.push_back(Pair(direction, name, target));
   }
   return pairs;
@@ -89,7 +89,7 @@ std::vector<NamePair> PairNames(Direction direction, const std::vector<std::stri
   for (const std::string& name : names) sources.push_back(Slashed(name));
   if (!other.folder.empty()) return PairInto(direction, sources, Slashed(other.folder));
   if (!other.name.empty()) {
-    if (sources.size() > 1) throw Stop("--as NAME goes with one name; -t DIR takes several");
+    if (sources.size() > 1) throw Stop("--as works with one name only; use -t DIR for several");
     return {Pair(direction, sources.front(), Slashed(other.name))};
   }
   std::vector<NamePair> pairs;

@@ -18,12 +18,13 @@ std::string WithoutMark(std::string text) {
   return text;
 }
 
-// A class is part of a marker's file name. The empty text for a good one, else the complaint.
+// Checks a class, which becomes part of a marker's file name. Returns an error message; empty if it is valid.
 std::string CheckClass(const std::string& text) {
   const auto fits = [](unsigned char byte) {
     return byte == '_' || byte == ' ' || (byte < 0x80 && std::isalnum(byte) != 0);
   };
-  return std::all_of(text.begin(), text.end(), fits) ? "" : "a class has letters, digits, _ and blanks only";
+  return std::all_of(text.begin(), text.end(), fits) ? ""
+                                                     : "a class contains only letters, digits, _ and blanks";
 }
 
 }  // namespace
@@ -57,31 +58,31 @@ CLI::Option& AddNames(CLI::App& app, std::vector<std::string>& values, const std
 
 void AddOptions(CLI::App& app, Options& options) {
   CLI::Option& config = AddText(app, "--config", options.config,
-                                "Configuration of the store (default: $TVL_CONFIG, ./tvl.ini,\n"
+                                "Configuration of the store (default: $TVL_CONFIG, ./tvl.ini, "
                                 "$XDG_CONFIG_HOME/tvl/tvl.ini, /etc/tvl/tvl.ini)",
                                 "FILE");
-  AddText(app, "--tcp", options.tcp, "Server in front of the store; an IPv6 address in brackets", "HOST:PORT")
+  AddText(app, "--tcp", options.tcp,
+          "Connect to a server instead of a folder; write an IPv6 address in brackets", "HOST:PORT")
       .excludes(&config);
   app.add_option("--work", options.work,
-                 "Working directory, which local names start from\n(default: $TVL_WORK, the current folder)")
+                 "Working directory for relative local names (default: $TVL_WORK, the current folder)")
       ->type_name("DIR")
       ->transform(WithoutMark);
   AddText(app, "--class", options.class_name,
-          "Client class, 4 letters, digits, _ or blanks (default: tvlc);\n"
-          "a longer one is cut, a shorter one filled with x",
+          "Client class of 4 letters, digits, _ or blanks (default: tvlc); a longer one is cut, a shorter "
+          "one is padded with x",
           "CCCC")
       .check(CheckClass, "");
   AddText(app, "--tag-file", options.tag_file,
-          "File with the client tag for a server\n(default: the tag in $TVL_TAG)", "FILE");
+          "File that contains the client tag for a server (default: the tag in $TVL_TAG)", "FILE");
   app.add_option("--timeout", options.timeout,
-                 "How long to wait for a store or server that does not answer (default: no limit)")
+                 "Give up if the store or server does not answer within this time (default: no limit)")
       ->type_name("SECONDS")
-      ->check(CLI::Range(1, kLongestTimeout), "");
-  app.add_flag("--json", options.json, "Results as JSON on standard output");
-  CLI::Option* quiet =
-      app.add_flag("-q,--quiet", options.quiet, "Say nothing but results asked for and errors");
-  app.add_flag("-v,--verbose", options.verbose, "Tell of every file")->excludes(quiet);
-  app.add_flag("-n,--dry-run", options.dry_run, "Show what would be done, change nothing");
+      ->check(CLI::Range(1, kLongestTimeout).description(""));
+  app.add_flag("--json", options.json, "Print results as JSON");
+  CLI::Option* quiet = app.add_flag("-q,--quiet", options.quiet, "Print only requested results and errors");
+  app.add_flag("-v,--verbose", options.verbose, "Report every file")->excludes(quiet);
+  app.add_flag("-n,--dry-run", options.dry_run, "Show what would be done, but change nothing");
 }
 
 CLI::App& AddCommand(CLI::App& parent, const std::string& name, const std::string& description,

@@ -22,7 +22,7 @@ namespace {
 
 constexpr std::size_t kLongestPath = 259;
 
-// These services are the directory's alone, and touch nothing local.
+// Only a directory store offers these services, and they touch no local files.
 Store OpenStore(const Options& options) {
   if (!options.tcp.empty()) throw Stop(options.tcp, LibraryFailure(TVL_ERR_NOT_SUPPORTED));
   return {options, {}, UseOf(options)};
@@ -78,9 +78,9 @@ Version VersionOf(const std::string& file) {
   std::string path = file;
   struct stat status = {};
   if (stat(path.c_str(), &status) != 0) throw Stop(file, SystemFailure("cannot be read", errno, {}));
-  if (!S_ISREG(status.st_mode)) throw Stop(file, {kFailed, 0, "is no file", 0, {}});
+  if (!S_ISREG(status.st_mode)) throw Stop(file, {kFailed, 0, "is not a regular file", 0, {}});
   if (path.size() > kLongestPath || path.find('\\') != std::string::npos)
-    throw Stop(file, {kFailed, 0, "has a name of more than 259 bytes, or a backslash in it", 0, {}});
+    throw Stop(file, {kFailed, 0, "the path is longer than 259 bytes or contains a backslash", 0, {}});
   Version found;
   ForgetFileErrors();
   found.executable =
@@ -89,11 +89,35 @@ Version VersionOf(const std::string& file) {
       found.executable || TVLGetVersionFromFile(path.data(), &found.version, &found.build, &found.total) != 0;
   const Failure failure = LibraryFailure(TVL_OK);
   if (!read && failure.error != 0) throw Stop(file, SystemFailure("cannot be read", failure.error, {}));
-  if (found.total == 0) throw Stop(file, {kFailed, 0, "tells no version", 0, {}});
+  if (found.total == 0) throw Stop(file, {kFailed, 0, "contains no version information", 0, {}});
   return found;
 }
 
+std::string LibraryVersion() {
+  const int version = TVLLibraryVersion();
+  return std::to_string(version / 10000) + "." + std::to_string(version / 100 % 100) + "." +
+         std::to_string(version % 100);
+}
+
+// Reports the versions of the programs themselves.
+ExitStatus ReportOwnVersions(const Options& options) {
+  const std::string engine = TVLEngineVersion();
+  Console console;
+  if (options.json) {
+    JsonObject document;
+    document.Text("command", "version").Text("tvl", TVL_VERSION).Text("library", LibraryVersion());
+    console.Out(document.Text("engine", engine).Line());
+    return kDone;
+  }
+  for (const std::string& line : InColumns({{"tvl", TVL_VERSION},
+                                            {"library", LibraryVersion()},
+                                            {"table engine", engine.empty() ? "not available" : engine}}))
+    console.Out(line);
+  return kDone;
+}
+
 ExitStatus RunVersion(const Options& options, const ServiceRequest& request) {
+  if (request.name.empty()) return ReportOwnVersions(options);
   const Version found = VersionOf(request.name);
   const std::string version = GetTavolisVersionString(found.total).GetString();
   const std::string build = GetTavolisBuildString(found.total).GetString();
@@ -111,7 +135,7 @@ ExitStatus RunVersion(const Options& options, const ServiceRequest& request) {
   return kDone;
 }
 
-// --- The command line ---
+// --- Command line ---
 
 using ServiceRun = ExitStatus (*)(const Options&, const ServiceRequest&);
 
@@ -127,15 +151,17 @@ void AddServiceCommands(CLI::App& app, Invocation& invocation) {
   auto prefix = std::make_shared<ServiceRequest>();
   CLI::App& packs =
       AddService(app, invocation, "packs", "packs", "List the update packs of the store", RunPacks, prefix);
-  AddText(packs, "PREFIX", prefix->name, "What their names begin with (default: all)", "");
+  AddText(packs, "PREFIX", prefix->name, "Prefix of their names (default: all)", "");
   packs.footer(
-      "Number, suffix and file of each pack in the folder of UpdateDirectory, in the order of numbers.\n\n"
+      "Prints number, suffix and file of each pack in the folder of UpdateDirectory,\nsorted by number.\n\n"
       "Examples:\n  tvl packs upd\n  tvl --json packs upd");
   auto file = std::make_shared<ServiceRequest>();
-  CLI::App& version = AddService(app, invocation, "version", "version",
-                                 "Version of an executable or of a version file", RunVersion, file);
-  AddText(version, "FILE", file->name, "A local file", "").required();
-  version.footer("Examples:\n  tvl version program.exe\n  tvl version /srv/store/version.txt");
+  CLI::App& version =
+      AddService(app, invocation, "version", "version",
+                 "Print the version of tvl, of an executable or of a version file", RunVersion, file);
+  AddText(version, "FILE", file->name,
+          "A local file (default: the versions of tvl, its library and the table engine)", "");
+  version.footer("Examples:\n  tvl version\n  tvl version program.exe\n  tvl version /srv/store/version.txt");
 }
 
 }  // namespace tvl::cli

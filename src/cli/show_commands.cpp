@@ -29,7 +29,7 @@ std::string YesNo(bool value) {
   return value ? "yes" : "no";
 }
 
-// A value with its name for people and its name for programs.
+// A value with its label in text output and its key in JSON output.
 struct Fact {
   const char* label;
   const char* key;
@@ -107,7 +107,7 @@ ExitStatus RunInfo(const Options& options) {
   return kDone;
 }
 
-// Where a value comes from: "[Section]", or "default".
+// Returns the origin of a value: "[Section]", or "default".
 std::string OriginText(const CTVLClientSmbOpr& reader, int index) {
   const std::string section = reader.ConfigOrigin(index);
   return section.empty() ? "default" : "[" + section + "]";
@@ -157,14 +157,14 @@ ExitStatus RunConfigShow(const Options& options, bool origins) {
 }
 
 struct ProblemText {
-  const char* key;      // for programs
+  const char* key;      // in JSON output
   const char* message;  // follows the name of the key and a colon; the value or name comes last
 };
 constexpr ProblemText kProblems[] = {
-    {"unknown_key", "no such key exists in [TavolisFileSystem]"},
-    {"useless_value", "the key does not know the value"},
-    {"undefined_name", "there is no variable"},
-    {"circular_name", "the variable refers back to it:"},
+    {"unknown_key", "unknown key in [TavolisFileSystem]"},
+    {"useless_value", "unknown value"},
+    {"undefined_name", "undefined variable"},
+    {"circular_name", "circular reference to"},
 };
 
 struct ConfigProblem {
@@ -227,20 +227,22 @@ void AddShowCommands(CLI::App& app, Invocation& invocation) {
   AddCommand(app, "info", "Show the connection to the store", "info", invocation, [&options] {
     return RunInfo(options);
   }).footer("Examples:\n  tvl info\n  tvl --json info\n  tvl --tcp store.example:4000 info");
-  CLI::App* config = app.add_subcommand("config", "Look at the configuration");
+  CLI::App* config = app.add_subcommand("config", "Show the configuration");
   config->require_subcommand(1);
+  config->footer("Examples:\n  tvl config show\n  tvl config check");
   const auto origins = std::make_shared<bool>(false);
   CLI::App& show =
-      AddCommand(*config, "show", "Show every value and the file that it comes from", "config show",
+      AddCommand(*config, "show", "Show the values of the configuration and its file", "config show",
                  invocation, [&options, origins] { return RunConfigShow(options, *origins); });
-  show.add_flag("--origin", *origins, "Show also the section of each value, or that it is a default");
+  show.add_flag("--origin", *origins, "Show the section of each value too, or that it is a default");
   show.footer(
-      "Makes no folder and needs none.\n\nExamples:\n  tvl config show\n  tvl --config other.ini config show "
-      "--origin");
+      "Creates no folders and does not access the store.\n\nExamples:\n  tvl config show\n"
+      "  tvl --config other.ini config show --origin");
   AddCommand(*config, "check", "Find keys, values and references without effect", "config check", invocation,
              [&options] { return RunConfigCheck(options); })
       .footer(
-          "Exits with 3 if there are any. Makes no folder and needs none.\n\nExample:\n  tvl config check");
+          "Creates no folders and does not access the store. Exit 3: there are some.\n\nExamples:\n"
+          "  tvl config check");
 }
 
 }  // namespace tvl::cli

@@ -13,10 +13,10 @@
 namespace tvl::cli {
 namespace {
 
-constexpr std::size_t kPathRoom = 260;
+constexpr std::size_t kPathSize = 260;
 constexpr unsigned int kTransferWindow = 8;
 
-// The working directory in a buffer that the library may fill in.
+// The working directory in a buffer that the library may modify.
 class PathBuffer {
  public:
   explicit PathBuffer(const std::string& path) {
@@ -29,7 +29,7 @@ class PathBuffer {
   [[nodiscard]] char* Text() { return text_.data(); }
 
  private:
-  std::array<char, kPathRoom> text_ = {};
+  std::array<char, kPathSize> text_ = {};
 };
 
 }  // namespace
@@ -44,7 +44,7 @@ Store::Store(const Options& options, const std::string& working_directory, Use u
   } else {
     OpenServer(options, working_directory, use);
   }
-  ForgetFileErrors();  // what connecting tried on its way is no reason for what fails later
+  ForgetFileErrors();  // errors while connecting do not explain later failures
 }
 
 void Store::OpenDirectory(const Options& options, const std::string& working_directory, Use use) {
@@ -61,8 +61,7 @@ void Store::OpenDirectory(const Options& options, const std::string& working_dir
 
 void Store::OpenServer(const Options& options, const std::string& working_directory, Use use) {
   if (use == Use::kLook)
-    throw Stop(options.tcp,
-               {kFailed, TVL_ERR_NOT_SUPPORTED, "a server cannot show what would be done", 0, {}});
+    throw Stop(options.tcp, {kFailed, TVL_ERR_NOT_SUPPORTED, "a dry run is not available over --tcp", 0, {}});
   ServerAddress server = ParseServer(options.tcp);
   auto connection = std::make_unique<CTVLClientTcpOpr>();
   server_ = connection.get();
@@ -104,22 +103,22 @@ std::string Store::StorePath(const std::string& remote) const {
 }
 
 std::string Store::LocalPath(const std::string& local) const {
-  // Below "/" local names are absolute already.
+  // If the working directory is "/", local names are already absolute.
   return local.starts_with('/') ? local : Joined(Slashed(client_->WorkingDirectory()), local);
 }
 
 Failure Store::Explain(int code, const NamePair& names, Direction direction) const {
   Failure failure = LibraryFailure(code);
   if (server_ != nullptr && server_->Refusal() != nullptr) {
-    // A put makes what is missing, so the name alone cannot be what is wrong.
+    // A put creates missing folders, so a missing name cannot be the reason.
     if (direction == Direction::kPut && failure.exit == kNotFound) failure.exit = kFailed;
     ExplainRefusal(server_->Refusal(), failure);
     return failure;
   }
   for (const std::string& path : {StorePath(names.remote), LocalPath(names.local)}) {
-    if (path.size() < kPathRoom) continue;
+    if (path.size() < kPathSize) continue;
     failure = {kFailed, code, failure.what, ENAMETOOLONG, path};
-    failure.what += ", a path has more than 259 bytes";
+    failure.what += ": the path is longer than 259 bytes";
     break;
   }
   return failure;

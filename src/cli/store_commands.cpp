@@ -67,14 +67,14 @@ void AddStoreCommands(CLI::App& app, Invocation& invocation) {
                  [request, &options = invocation.options] { return RunInit(options, *request); });
   AddText(init, "DIR", request->folder, "Folder of the store, created if it does not exist", "");
   CLI::Option* missing = init.add_flag("--missing", request->missing,
-                                       "Create only what the store lacks, such as its lock table\n"
-                                       "(without DIR: the store of the configuration)");
+                                       "Create only the missing parts of a store, such as its lock table "
+                                       "(without DIR: of the store of the configuration)");
   AddText(init, "--shared", request->group, "Give DIR this group and the setgid bit", "GROUP")
       .excludes(missing);
   init.footer(
-      R"(Creates tvl.ini, tmp/, tmp/locks/ with dtlocks.dat, and tmp/procs/ in DIR. They get the permissions
-of DIR, whatever the umask; with --shared all members of GROUP can use the store.
-Exit 4: something is missing, but clients are connected.
+      R"(Creates tvl.ini, tmp/, tmp/locks/dtlocks.dat and tmp/procs/ in DIR, with the
+permissions of DIR regardless of the umask. With --shared all members of GROUP
+can use the store. Exit 4: a part is missing, but clients are connected.
 
 Examples:
   tvl init /srv/store

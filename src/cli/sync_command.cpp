@@ -40,7 +40,7 @@ struct SyncRequest {
   bool limits_deletions = false;
 };
 
-// The number of --max-delete, which may be one of percent.
+// The value of --max-delete: a number or a percentage.
 struct DeletionLimit {
   std::uint64_t number;
   bool percent;
@@ -57,7 +57,7 @@ DeletionLimit ParseDeletionLimit(const std::string& text) {
   const auto [end, problem] = std::from_chars(digits.data(), digits.data() + digits.size(), limit.number);
   const bool whole = problem == std::errc() && end == digits.data() + digits.size();
   if (!whole || (percent && limit.number > 100))
-    throw Stop("--max-delete takes a number, or 0% to 100% of what the target has, not '" + text + "'");
+    throw Stop("--max-delete takes a number, or 0% to 100% of the names on the target, not '" + text + "'");
   return limit;
 }
 
@@ -73,7 +73,7 @@ unsigned int ExcludeFlag(const std::string& name) {
   for (const ExcludeName& row : kExcludeNames) {
     if (name == row.name) return row.flag;
   }
-  throw Stop("--exclude knows database, document and pdf, not '" + name + "'");
+  throw Stop("--exclude takes database, document and pdf, not '" + name + "'");
 }
 
 SYNC_DIR_FILE_EXCLUDE ExcludeFlags(const std::string& list) {
@@ -96,7 +96,7 @@ class Sync {
   }
 
   ExitStatus Run() {
-    if (store_.Client().DumbMode() != 0) return TellNothingToDo();
+    if (store_.Client().DumbMode() != 0) return ReportNothingToDo();
     CheckPlaces();
     if (store_.Client().FileCmp() == kDumbPolicy && !options_.quiet)
       console_.Err("tvl: the store's FileCompare is dumb: only files of new folders are copied");
@@ -106,23 +106,23 @@ class Sync {
     const SyncPlan plan(store_, direction_, rules_, WriteRoot(root, request_.follow));
     if (Interrupted()) throw Stop(SourcePath(), LibraryFailure(TVL_ERR_STOPPED));
     SyncWork work(store_, console_, options_, plan);
-    work.TellPlan(request_.remove);
+    work.ReportPlan(request_.remove);
     CheckPlan(plan);
     if (options_.dry_run)
-      work.TellWouldBe();
+      work.ReportDryRun();
     else
       work.Run();
     return work.Finish();
   }
 
  private:
-  // The library puts the local name behind its working directory; an absolute one starts from the top.
+  // The library appends the local name to its working directory, which is "/" for an absolute name.
   [[nodiscard]] std::string WorkingDirectory() const {
     if (!options_.tcp.empty()) throw Stop(options_.tcp, LibraryFailure(TVL_ERR_NOT_SUPPORTED));
     return Slashed(request_.local).starts_with('/') ? kTopFolder : FindWorkingDirectory(options_);
   }
 
-  ExitStatus TellNothingToDo() {
+  ExitStatus ReportNothingToDo() {
     if (options_.json)
       console_.Out(JsonObject().Text("command", "sync").Text("result", "nothing_to_do").Line());
     else if (!options_.quiet)
@@ -140,13 +140,15 @@ class Sync {
   void CheckPlaces() const {
     struct stat status = {};
     const std::string source = SourcePath();
-    if (stat(source.c_str(), &status) != 0) throw Stop({}, SystemFailure("no source", errno, source));
-    if (!S_ISDIR(status.st_mode)) throw Stop({}, {kFailed, 0, "the source is no folder", 0, source});
+    if (stat(source.c_str(), &status) != 0)
+      throw Stop({}, SystemFailure("cannot open the source", errno, source));
+    if (!S_ISDIR(status.st_mode)) throw Stop({}, {kFailed, 0, "the source is not a folder", 0, source});
     const std::string target = TargetPath();
     if (stat(target.c_str(), &status) == 0 && !S_ISDIR(status.st_mode))
-      throw Stop({}, {kFailed, 0, "the target is no folder", 0, target});
+      throw Stop({}, {kFailed, 0, "the target is not a folder", 0, target});
     if (LiesIn(source, target) || LiesIn(target, source))
-      throw Stop({}, {kFailed, 0, "source and target are the same, or one lies in the other", 0, target});
+      throw Stop(
+          {}, {kFailed, 0, "source and target are the same folder, or one is inside the other", 0, target});
   }
 
   void Open() {
@@ -166,19 +168,20 @@ class Sync {
     if (code != TVL_OK) throw Stop(SourcePath(), store_.Explain(code, names_));
   }
 
-  // A share that is not mounted looks like an empty folder.
+  // Refuses an empty source, because a share that is not mounted looks like an empty folder.
   void CheckPlan(const SyncPlan& plan) const {
     if (!plan.SourceHasNames())
-      throw Stop({}, {kFailed, 0, "the source is empty, nothing is done", 0, SourcePath()});
+      throw Stop({}, {kFailed, 0, "the source is empty, so nothing was changed", 0, SourcePath()});
     const SyncSum& deletions = plan.Sum(SyncAction::kDelete);
     if (deletions.entries == 0) return;
     if (!plan.SourceHasFiles())
-      throw Stop({}, {kFailed, 0, "the source has no files, so nothing is deleted or done", 0, SourcePath()});
+      throw Stop({},
+                 {kFailed, 0, "the source has no files, so nothing was deleted or changed", 0, SourcePath()});
     if (limit_ && !limit_->Allows(deletions.files, plan.TargetNames()))
       throw Stop({}, {kFailed,
                       0,
                       Counted(deletions.files, "deletion") + " planned, more than the " +
-                          request_.most_deletions + " of --max-delete, nothing is done",
+                          request_.most_deletions + " of --max-delete; nothing was changed",
                       0,
                       {}});
   }
@@ -195,7 +198,7 @@ class Sync {
 
 ExitStatus RunSync(Direction direction, const Options& options, const SyncRequest& request) {
   if (request.pattern.find_first_of("/\\") != std::string::npos)
-    throw Stop("a pattern is for names, on every level: it has no separators");
+    throw Stop("a pattern matches names on every level and cannot contain a separator");
   return Sync(direction, options, request).Run();
 }
 
@@ -211,15 +214,15 @@ constexpr SyncCommand kCommands[] = {
 };
 
 constexpr char kFooter[] =
-    R"(The plan comes first: what will be copied, made and deleted, and how much. Deletions
-happen with --delete only. An empty source is refused, as a share that is not mounted
-looks like one. What cannot or must not be done is named and skipped, exit 3: a file in
-the place of a folder or the other way round, pipes, links to nothing or in a circle,
-names with a backslash, links that lead out of the target, and a folder to be deleted that holds names which --exclude or
---pattern leaves alone.
+    R"(Prints a plan first: what will be copied, created and deleted, and how much.
+Deletes only with --delete. Refuses an empty source, because a share that is not
+mounted looks like one. Reports and skips (exit 3): a file on one side and a
+folder on the other, pipes, dangling links and links that form a loop, names
+with a backslash, links that lead out of the target, and folders to be deleted
+that contain names which --exclude or --pattern protects.
 
 Examples:
-  tvl -n sync pull docs docs                          the plan, and nothing else
+  tvl -n sync pull docs docs                          print the plan only
   tvl sync pull docs /home/me/docs
   tvl sync push docs docs --delete --max-delete 10%
   tvl sync pull docs docs --exclude database,pdf)";
@@ -230,15 +233,15 @@ void AddSyncCommand(const SyncCommand& about, CLI::App& group, Invocation& invoc
                                  [direction = about.direction, request, &options = invocation.options] {
                                    return RunSync(direction, options, *request);
                                  });
-  AddText(command, "REMOTE", request->remote, "Folder on the store", "").required();
+  AddText(command, "REMOTE", request->remote, "Folder in the store", "").required();
   AddText(command, "LOCAL", request->local, "Local folder", "").required();
-  AddText(command, "--pattern", request->pattern, "Only such names, of files and folders on every level",
-          "PATTERN");
+  AddText(command, "--pattern", request->pattern,
+          "Synchronize only matching names of files and folders, on every level", "PATTERN");
   AddText(
       command, "--exclude", request->exclude,
-      "Leave alone, by extension: database (mdb, ldb),\ndocument (doc, docx, rtf), pdf; with commas between",
+      "Ignore files by extension: database (mdb, ldb), document (doc, docx, rtf), pdf; separated by commas",
       "KINDS");
-  command.add_flag("--delete", request->remove, "Delete what the source does not have");
+  command.add_flag("--delete", request->remove, "Delete files and folders that the source does not have");
   command.add_flag("--follow", request->follow, "Write through links that lead out of the target");
   command
       .add_option_function<std::string>(
@@ -247,7 +250,8 @@ void AddSyncCommand(const SyncCommand& about, CLI::App& group, Invocation& invoc
             request->most_deletions = text;
             request->limits_deletions = true;
           },
-          "Do nothing if more files and folders would be\ndeleted; N% is of those that the target has")
+          "Do nothing if more than N files and folders would be deleted, or more than N% of those on the "
+          "target")
       ->type_name("N|N%");
   command.footer(kFooter);
 }
@@ -255,8 +259,9 @@ void AddSyncCommand(const SyncCommand& about, CLI::App& group, Invocation& invoc
 }  // namespace
 
 void AddSyncCommands(CLI::App& app, Invocation& invocation) {
-  CLI::App* group = app.add_subcommand("sync", "Synchronise a folder of the store and a local one");
+  CLI::App* group = app.add_subcommand("sync", "Synchronize a folder of the store with a local folder");
   group->require_subcommand(1);
+  group->footer("Examples:\n  tvl -n sync pull docs docs\n  tvl sync push docs docs --delete");
   for (const SyncCommand& command : kCommands) AddSyncCommand(command, *group, invocation);
 }
 

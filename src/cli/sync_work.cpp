@@ -18,40 +18,41 @@ struct ActionWords {
   SyncAction action;
   const char* key;     // in the plan's document
   const char* label;   // in the plan's table
-  const char* result;  // of a line for a program, with -n
-  const char* words;   // of a line for a person, with -n
-  bool skipped;        // something was asked for and is not done
+  const char* result;  // in JSON output, with -n
+  const char* words;   // in text output, with -n
+  bool skipped;        // requested, but not done
 };
 constexpr ActionWords kWords[kSyncActions] = {
     {SyncAction::kCopy, "copy", "to copy", "would_copy", "would be copied", false},
     {SyncAction::kSame, "same", "the same", "same", "already the same", false},
-    {SyncAction::kMakeFolder, "folders", "folders to make", "would_make_folder", "folder would be made",
+    {SyncAction::kMakeFolder, "folders", "folders to create", "would_make_folder", "folder would be created",
      false},
     {SyncAction::kDelete, "delete", "to delete", "would_delete", "would be deleted", false},
-    {SyncAction::kExtra, "extra", "on the target only, stay without --delete", "extra",
-     "on the target only, stays without --delete", false},
-    {SyncAction::kClash, "clash", "skipped, a file and a folder in each other's place", "clash",
-     "skipped: one side has a file and the other a folder of this name", true},
-    {SyncAction::kOwn, "own", "left alone, the store's own", "own", "left alone: the store's own", false},
+    {SyncAction::kExtra, "extra", "only on the target, kept without --delete", "extra",
+     "only on the target, kept without --delete", false},
+    {SyncAction::kClash, "clash", "skipped, a file on one side and a folder on the other", "clash",
+     "skipped: a file on one side and a folder on the other", true},
+    {SyncAction::kOwn, "own", "skipped, the store's own files", "own", "skipped: belongs to the store itself",
+     false},
     {SyncAction::kOwnTarget, "own_target", "skipped, belong to the store itself", "own_target",
      "skipped: belongs to the store itself", true},
-    {SyncAction::kLeadsOut, "leads_out", "skipped, lead out through a link on the target", "leads_out",
-     "skipped: leads out through a link on the target; --follow allows it", true},
-    {SyncAction::kUnreadable, "unreadable", "not to be read", "unreadable", "cannot be read", true},
-    {SyncAction::kUncertain, "uncertain", "not deleted, the source may have them", "uncertain",
-     "not deleted: it cannot be confirmed that the source lacks it", true},
-    {SyncAction::kHoldsKept, "holds_kept", "not deleted, hold names to be left alone", "holds_kept",
-     "not deleted: it holds names that --exclude or --pattern leaves alone", true},
+    {SyncAction::kLeadsOut, "leads_out", "skipped, links lead out of the target", "leads_out",
+     "skipped: a link leads out of the target; --follow allows this", true},
+    {SyncAction::kUnreadable, "unreadable", "unreadable", "unreadable", "cannot be read", true},
+    {SyncAction::kUncertain, "uncertain", "not deleted, perhaps still in the source", "uncertain",
+     "not deleted: it may still exist in the source", true},
+    {SyncAction::kHoldsKept, "holds_kept", "not deleted, contain excluded names", "holds_kept",
+     "not deleted: it contains names that --exclude or --pattern protects", true},
     {SyncAction::kNoFile, "no_file", "skipped, neither files nor folders", "no_file",
      "skipped: neither a file nor a folder", true},
-    {SyncAction::kNothing, "dangling", "skipped, links to nothing", "dangling", "skipped: a link to nothing",
+    {SyncAction::kNothing, "dangling", "skipped, dangling links", "dangling", "skipped: a dangling link",
      true},
-    {SyncAction::kBackslash, "backslash", "skipped, a backslash in the name", "backslash",
-     "skipped: a backslash in its name", true},
-    {SyncAction::kLeadsBack, "circle", "skipped, links that lead in a circle", "circle",
-     "skipped: a link that leads in a circle", true},
-    {SyncAction::kUnreachable, "unreachable", "not to be read to the end", "unreachable",
-     "cannot be read to its end, or its path is too long", true},
+    {SyncAction::kBackslash, "backslash", "skipped, the name contains a backslash", "backslash",
+     "skipped: its name contains a backslash", true},
+    {SyncAction::kLeadsBack, "circle", "skipped, links that form a loop", "circle",
+     "skipped: a link that forms a loop", true},
+    {SyncAction::kUnreachable, "unreachable", "not completely readable", "unreachable",
+     "cannot be read completely, or its path is too long", true},
 };
 
 const ActionWords& WordsOf(SyncAction action) {
@@ -78,7 +79,7 @@ struct DoneWords {
   const char* words;
 };
 constexpr DoneWords kDoneWords[] = {{SyncAction::kCopy, "copied", "copied"},
-                                    {SyncAction::kMakeFolder, "folder_made", "folder made"},
+                                    {SyncAction::kMakeFolder, "folder_made", "folder created"},
                                     {SyncAction::kDelete, "deleted", "deleted"}};
 
 const DoneWords* DoneWordsOf(SyncAction action) {
@@ -97,7 +98,7 @@ SyncWork::SyncWork(Store& store, Console& console, const Options& options, const
   }
 }
 
-void SyncWork::TellPlan(bool removing) {
+void SyncWork::ReportPlan(bool removing) {
   if (options_.json) {
     JsonObject plan;
     for (const ActionWords& words : kWords) {
@@ -124,7 +125,7 @@ void SyncWork::TellPlan(bool removing) {
   for (const std::string& line : InColumns(rows)) console_.Out("plan: " + line);
 }
 
-void SyncWork::Tell(const SyncEntry& entry, const char* result, const char* words, bool worth_a_line) {
+void SyncWork::Report(const SyncEntry& entry, const char* result, const char* words, bool worth_a_line) {
   const std::string name = entry.name.empty() ? "." : entry.name;
   if (options_.json) {
     JsonObject document;
@@ -136,7 +137,7 @@ void SyncWork::Tell(const SyncEntry& entry, const char* result, const char* word
   }
 }
 
-void SyncWork::TellFailed(const SyncEntry& entry, const Failure& failure) {
+void SyncWork::ReportFailed(const SyncEntry& entry, const Failure& failure) {
   ++failed_;
   const std::string name = entry.name.empty() ? "." : entry.name;
   if (options_.json) {
@@ -148,31 +149,31 @@ void SyncWork::TellFailed(const SyncEntry& entry, const Failure& failure) {
   console_.Err("tvl: sync " + Printable(name + ": " + failure.Message()));
 }
 
-void SyncWork::TellWouldBe() {
+void SyncWork::ReportDryRun() {
   for (const SyncEntry& entry : plan_.Entries()) {
     const ActionWords& words = WordsOf(entry.action);
     if (IsFailure(entry.action)) {
-      TellFailed(entry, FailureOf(entry, words.words));
+      ReportFailed(entry, FailureOf(entry, words.words));
     } else if (entry.action != SyncAction::kSame || options_.verbose) {
-      Tell(entry, words.result, words.words, entry.action != SyncAction::kOwn);
+      Report(entry, words.result, words.words, entry.action != SyncAction::kOwn);
     }
   }
 }
 
-void SyncWork::TellLeftAlone() {
+void SyncWork::ReportSkipped() {
   for (const SyncEntry& entry : plan_.Entries()) {
     const ActionWords& words = WordsOf(entry.action);
     if (IsFailure(entry.action)) {
-      TellFailed(entry, FailureOf(entry, words.words));
+      ReportFailed(entry, FailureOf(entry, words.words));
     } else if (words.skipped || (options_.verbose &&
                                  (entry.action == SyncAction::kSame || entry.action == SyncAction::kExtra))) {
-      Tell(entry, words.result, words.words, words.skipped);
+      Report(entry, words.result, words.words, words.skipped);
     }
   }
 }
 
 void SyncWork::Run() {
-  TellLeftAlone();
+  ReportSkipped();
   if (HasTerminal() && !options_.quiet && !options_.json)
     bar_ = std::make_unique<Progress>(console_, plan_.Sum(SyncAction::kCopy).bytes);
   BeginCopy();
@@ -181,7 +182,7 @@ void SyncWork::Run() {
   const int code = store_.Client().SyncDirSyncronize(OnCopied, this);
   const Failure failure = LibraryFailure(code);
   bar_.reset();
-  TellResults();
+  ReportResults();
   if (code == TVL_OK || code == TVL_ERR_STOPPED || failed_ > failed_before) return;
   ++failed_;
   console_.Err("tvl: sync: " + Printable(failure.Message()));
@@ -205,24 +206,24 @@ void SyncWork::EndCopy() {
   const SyncEntry& entry = *copies_[reached_++];
   if (bar_) bar_->End();
   bytes_reached_ += entry.bytes;
-  TellResults();
-  TellProgress();
+  ReportResults();
+  ReportProgress();
 }
 
-// Reports what is final: copies that are made durable together have their results together.
-void SyncWork::TellResults() {
-  for (; told_ < plan_.Entries().size(); ++told_) {
-    const SyncEntry& entry = plan_.Entries()[told_];
+// Reports final results. Copies that are synced together get their results together.
+void SyncWork::ReportResults() {
+  for (; reported_ < plan_.Entries().size(); ++reported_) {
+    const SyncEntry& entry = plan_.Entries()[reported_];
     if (DoneWordsOf(entry.action) == nullptr) continue;
     int code = TVL_OK;
     if (store_.Directory()->SyncPlanResult(entry.index, &code) == 0) return;
-    TellResult(entry, code);
+    ReportResult(entry, code);
   }
 }
 
-void SyncWork::TellResult(const SyncEntry& entry, int code) {
+void SyncWork::ReportResult(const SyncEntry& entry, int code) {
   if (code == TVL_ERR_STOPPED) return;
-  if (code != TVL_OK) return TellFailed(entry, WhyFailed(entry, code));
+  if (code != TVL_OK) return ReportFailed(entry, WhyFailed(entry, code));
   if (entry.action == SyncAction::kCopy) {
     ++copied_;
     bytes_copied_ += entry.bytes;
@@ -232,7 +233,7 @@ void SyncWork::TellResult(const SyncEntry& entry, int code) {
     ++folders_;
   }
   const DoneWords& words = *DoneWordsOf(entry.action);
-  Tell(entry, words.result, words.words, false);
+  Report(entry, words.result, words.words, false);
 }
 
 Failure SyncWork::WhyFailed(const SyncEntry& entry, int code) const {
@@ -242,11 +243,11 @@ Failure SyncWork::WhyFailed(const SyncEntry& entry, int code) const {
     failure.path = Slashed(path);
   if (entry.action != SyncAction::kDelete) return failure;
   const std::vector<HeldFile> held = HeldFilesAt(entry.target);
-  if (!held.empty()) failure.what += ", it is in use: " + DescribeHeldFiles(held);
+  if (!held.empty()) failure.what += ": it is in use: " + DescribeHeldFiles(held);
   return failure;
 }
 
-void SyncWork::TellProgress() {
+void SyncWork::ReportProgress() {
   if (!options_.json) return;
   const auto now = std::chrono::steady_clock::now();
   if (now - last_progress_ < kProgressInterval && reached_ < copies_.size()) return;
@@ -301,7 +302,7 @@ ExitStatus SyncWork::Finish() {
     std::string line = status == kInterrupted ? "interrupted: " : "";
     line += Counted(copied_, "file") + " copied (" + HumanBytes(bytes_copied_) + "), " +
             std::to_string(plan_.Sum(SyncAction::kSame).entries) + " already the same";
-    if (folders_ > 0) line += ", " + Counted(folders_, "folder") + " made";
+    if (folders_ > 0) line += ", " + Counted(folders_, "folder") + " created";
     if (deleted_ > 0) line += ", " + std::to_string(deleted_) + " deleted";
     if (failed_ > 0) line += ", " + std::to_string(failed_) + " failed";
     console_.Out(line);

@@ -14,28 +14,28 @@
 
 namespace tvl::cli {
 
-// Shows a plan, has it carried out, and reports the result of each name and of the whole.
+// Shows a plan, carries it out, and reports the result of each name and of the whole.
 class SyncWork {
  public:
   SyncWork(Store& store, Console& console, const Options& options, const SyncPlan& plan);
 
-  void TellPlan(bool removing);
-  void TellWouldBe();
+  void ReportPlan(bool removing);
+  void ReportDryRun();
   void Run();
-  // Reports the sum and returns the exit status.
+  // Reports the totals and returns the exit status.
   [[nodiscard]] ExitStatus Finish();
 
  private:
   static void OnCopied(char* source, unsigned int size, void* work);
   void BeginCopy();
   void EndCopy();
-  void TellProgress();
-  void TellLeftAlone();
-  void TellResults();
-  void TellResult(const SyncEntry& entry, int code);
+  void ReportProgress();
+  void ReportSkipped();
+  void ReportResults();
+  void ReportResult(const SyncEntry& entry, int code);
   [[nodiscard]] Failure WhyFailed(const SyncEntry& entry, int code) const;
-  void Tell(const SyncEntry& entry, const char* result, const char* words, bool worth_a_line);
-  void TellFailed(const SyncEntry& entry, const Failure& failure);
+  void Report(const SyncEntry& entry, const char* result, const char* words, bool worth_a_line);
+  void ReportFailed(const SyncEntry& entry, const Failure& failure);
   [[nodiscard]] ExitStatus Status() const;
   [[nodiscard]] JsonObject Summary(ExitStatus status) const;
 
@@ -46,8 +46,8 @@ class SyncWork {
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
   std::chrono::steady_clock::time_point last_progress_ = start_;
   std::vector<const SyncEntry*> copies_;
-  std::size_t reached_ = 0;  // of these
-  std::size_t told_ = 0;     // entries of the plan whose results were reported
+  std::size_t reached_ = 0;   // number of copies_ that the library has processed
+  std::size_t reported_ = 0;  // number of entries of the plan whose results were reported
   std::unique_ptr<Progress> bar_;
   std::uint64_t bytes_reached_ = 0;
   std::uint64_t copied_ = 0;

@@ -29,7 +29,7 @@ constexpr char kCannotCreate[] = "the table cannot be created";
 constexpr std::string_view kDigits = "0123456789";
 
 [[noreturn]] void RefuseSchema(const std::string& text) {
-  throw Stop("not a schema: " + text);
+  throw Stop("not a valid schema: " + text);
 }
 
 std::string Lowered(std::string text) {
@@ -38,7 +38,7 @@ std::string Lowered(std::string text) {
   return text;
 }
 
-// The shortest record that a schema fits in. The record class reports only whether one does.
+// Finds the shortest record that the schema fits in. The record class reports only whether a length fits.
 int LengthOf(const std::string& text) {
   CTVLCtreeRecord record;
   int low = 1;
@@ -73,15 +73,15 @@ Field FieldFrom(const std::string& token, const std::string& schema) {
   return field;
 }
 
-// The number of digits that `text` begins with, which are removed.
+// Removes leading digits from `text` and returns their number.
 std::size_t TakeDigits(std::string_view& text) {
   const std::size_t count = std::min(text.find_first_not_of(kDigits), text.size());
   text.remove_prefix(count);
   return count;
 }
 
-// Every prefix of one byte that a key may begin with: together they are all rows, except for keys that begin
-// with the two bytes that lists use as separators.
+// Returns all one-byte prefixes. Together they match all rows, except keys that begin with one of the two
+// bytes that lists use as separators.
 std::vector<std::string> AllPrefixes() {
   std::vector<std::string> prefixes;
   for (int byte = kEntryEnd; byte <= 0xFF; ++byte) prefixes.emplace_back(1, static_cast<char>(byte));
@@ -91,7 +91,7 @@ std::vector<std::string> AllPrefixes() {
 std::string JoinedList(const std::vector<std::string>& items) {
   std::string list;
   for (const std::string& item : items) list += item + kItemEnd;
-  if (list.size() > kLongestReadList) throw Stop("the prefixes have more than 1023 bytes in all");
+  if (list.size() > kLongestReadList) throw Stop("the prefixes are longer than 1023 bytes in total");
   return list;
 }
 
@@ -149,16 +149,16 @@ void Table::Fail(int code) const {
   throw Stop(name_, LibraryFailure(code));
 }
 
-// A read that meets a damaged row ends like one that finds nothing.
+// A read that meets a damaged row ends like a read without results.
 void Table::CheckForDamage() const {
   if (!store_.IsDirectory() || store_.Directory()->MetTableDamage() == 0) return;
   Failure failure;
   failure.what =
-      "the table is damaged, or cannot be read to its end: rows are missing; restore it from a copy";
+      "the table is damaged or cannot be read completely, so rows are missing; restore it from a backup";
   throw Stop(name_, failure);
 }
 
-// Tables are in files with the ending ".dat", whatever ending they are named with.
+// Returns the path of the table's file, which always ends in ".dat" regardless of the extension in the name.
 std::string Table::HostPath() const {
   std::string path = store_.StorePath(Slashed(name_));
   const std::size_t point = path.find_last_of("./");
@@ -171,14 +171,15 @@ void Table::CheckMayChange() const {
     throw Stop(name_, {kSkipped, 0, kOwnFile, 0, {}});
 }
 
-// A document or a folder is never replaced by a table.
+// Makes sure that a table never replaces a document or a folder.
 void Table::CheckReplaceable(bool replace) {
   const std::string path = HostPath();
   struct stat status = {};
   if (lstat(path.c_str(), &status) != 0) return;
-  if (!replace) throw Stop(name_, {kFailed, 0, "exists; --replace deletes it with its rows", 0, {}});
+  if (!replace)
+    throw Stop(name_, {kFailed, 0, "already exists; use --replace to delete it with its rows", 0, {}});
   if (rows_.Open(name_.data()) != TVL_OK)
-    throw Stop(name_, {kFailed, 0, "exists and is not a table that can be opened", 0, {}});
+    throw Stop(name_, {kFailed, 0, "exists and cannot be opened as a table", 0, {}});
   rows_.Close();
   if (const std::vector<HeldFile> held = HeldFilesAt(path); !held.empty())
     throw Stop(name_, {kFailed, TVL_ERR_DELETE_FILE, "is in use: " + DescribeHeldFiles(held), 0, {}});

@@ -17,7 +17,7 @@
 namespace tvl::cli {
 namespace {
 
-// Arguments of all commands on tables.
+// The arguments of all table commands.
 struct TableRequest {
   std::string name;
   std::string schema;
@@ -36,7 +36,7 @@ Store OpenStore(const Options& options) {
   return {options, {}, UseOf(options)};
 }
 
-// `would`: what a dry run says would be done.
+// `would` is the text of a dry run.
 void ReportDone(const Options& options, const std::string& command, const TableRequest& request, int rows,
                 const char* would) {
   Console console;
@@ -50,7 +50,7 @@ void ReportDone(const Options& options, const std::string& command, const TableR
   }
 }
 
-// The schema given, or one field that is the whole record.
+// Returns the requested schema, or a schema with one field for the whole record.
 Schema SchemaOf(const TableRequest& request, int record_length) {
   return Schema(request.schema.empty() ? "record-D" + std::to_string(record_length) : request.schema);
 }
@@ -116,7 +116,7 @@ std::string JsonRow(const TextRow& row, const Schema& schema) {
   return document.Line();
 }
 
-// Reads what the request names and calls `print` with the schema and the table.
+// Reads the requested rows and calls `print` with the schema and the table.
 template <typename Print>
 void PrintRows(const Options& options, const TableRequest& request, Print print) {
   Store store = OpenStore(options);
@@ -160,13 +160,14 @@ ExitStatus Export(const Options& options, const TableRequest& request) {
   return kDone;
 }
 
-// "name=value" arguments as the fields of a row.
+// Converts "name=value" arguments to the fields of a row.
 TextRow RowFrom(const TableRequest& request, const Schema& schema) {
   TextRow row = {request.key1, request.key2, std::vector<std::string>(schema.Fields().size())};
   for (const std::string& item : request.items) {
     const std::size_t equals = item.find('=');
     const std::optional<std::size_t> field = schema.Find(item.substr(0, equals));
-    if (equals == std::string::npos || !field) throw Stop("not a FIELD=VALUE of the schema: " + item);
+    if (equals == std::string::npos || !field)
+      throw Stop("not FIELD=VALUE with a field of the schema: " + item);
     row.fields[*field] = item.substr(equals + 1);
   }
   return row;
@@ -206,55 +207,59 @@ ExitStatus Import(const Options& options, const TableRequest& request) {
   return kDone;
 }
 
-// --- The command line ---
+// --- Command line ---
 
 struct TableCommand {
   const char* name;
   const char* description;
   TableRun run;
   bool needs_schema;
-  const char* items;  // what follows the table's name; null for nothing
+  const char* items;  // arguments after the table's name; null for none
   const char* items_help;
   bool needs_items;
   const char* examples;
 };
 
 constexpr char kSchemaExample[] =
-    "Fields as name-Dlength (text) or name-Flength.decimals\n(number), separated by blanks";
+    "Fields separated by blanks: name-Dlength for a text, name-Flength.decimals for a number";
 
 constexpr TableCommand kCommands[] = {
     {"create", "Create a table", Create, false, nullptr, nullptr, false,
-     "An existing table is replaced only with --replace, and only while nobody has it open.\n\nExamples:\n"
+     "An existing table is replaced only with --replace, and only if no client has it\nopen.\n\nExamples:\n"
      "  tvl table create data/orders.dat --key1 8 --schema 'number-D8 total-F7.2'"},
     {"info", "Show a table's lengths and number of rows", Info, false, nullptr, nullptr, false,
      "Examples:\n  tvl table info data/orders.dat"},
-    {"read", "Show rows in columns", Read, false, "PREFIX", "Beginnings of key 1 (default: all rows)", false,
+    {"read", "Print rows in columns", Read, false, "PREFIX", "Prefixes of key 1 (default: all rows)", false,
      "Examples:\n  tvl table read data/orders.dat --schema 'number-D8 total-F7.2' A B\n"
      "  tvl --json table read data/orders.dat"},
-    {"write", "Write one row, replacing one with the same key 1", Write, true, "FIELD=VALUE",
-     "Values of fields; the others become blank", true,
+    {"write", "Write a row, replacing the row with the same key 1", Write, true, "FIELD=VALUE",
+     "Values of fields; the other fields become blank", true,
      "Examples:\n  tvl table write data/orders.dat --schema 'number-D8 total-F7.2' \\\n"
      "      --key1 A1 number=A1 total=12.50"},
-    {"delete", "Delete rows", Delete, false, "KEY", "Whole keys 1, or with --prefix their beginnings", true,
+    {"delete", "Delete rows", Delete, false, "KEY", "Values of key 1, or prefixes with --prefix", true,
      "Examples:\n  tvl table delete data/orders.dat A1\n  tvl table delete --prefix data/orders.dat A"},
-    {"import", "Write all rows of a file, or none", Import, true, nullptr, nullptr, true,
-     "The names are key1, key2 and those of the fields. A value that its field cannot hold is\n"
-     "reported with its line, and nothing is written. Numbers are written as -12.50.\n\nExamples:\n"
+    {"import", "Write the rows of a file: all of them, or none if one is invalid", Import, true, nullptr,
+     nullptr, true,
+     "The columns are key1, key2 and the fields of the schema. Numbers look like\n-12.50. If a value does "
+     "not fit "
+     "its field, its line is reported and nothing is\nwritten.\n\nExamples:\n"
      "  tvl table import data/orders.dat orders.csv --schema 'number-D8 total-F7.2'"},
     {"export", "Print rows as comma-separated values, or with --json as JSON lines", Export, false, "PREFIX",
-     "Beginnings of key 1 (default: all rows)", false,
-     "Tables do not return a row's key 2, so it is not exported.\n\nExamples:\n"
+     "Prefixes of key 1 (default: all rows)", false,
+     "Key 2 cannot be read back, so it is not exported.\n\nExamples:\n"
      "  tvl table export data/orders.dat --schema 'number-D8 total-F7.2' > orders.csv"},
 };
 
 void AddLengths(CLI::App& command, TableRequest& request) {
   const auto add = [&command](const char* name, int& value, const char* help) {
-    return command.add_option(name, value, help)->type_name("BYTES")->check(CLI::NonNegativeNumber);
+    return command.add_option(name, value, help)
+        ->type_name("BYTES")
+        ->check(CLI::NonNegativeNumber.description(""));
   };
   add("--key1", request.lengths.key1, "Length of key 1")->required();
   add("--key2", request.lengths.key2, "Length of key 2 (default: 0, none)");
-  add("--record", request.lengths.record, "Length of a record (default: what the schema needs)");
-  command.add_flag("--replace", request.replace, "Delete an existing table of that name with its rows");
+  add("--record", request.lengths.record, "Length of a record (default: as the schema needs)");
+  command.add_flag("--replace", request.replace, "Delete an existing table of this name with its rows");
 }
 
 void AddTableCommand(const TableCommand& about, CLI::App& group, Invocation& invocation) {
@@ -262,13 +267,13 @@ void AddTableCommand(const TableCommand& about, CLI::App& group, Invocation& inv
   CLI::App& command = AddCommand(
       group, about.name, about.description, std::string("table ") + about.name, invocation,
       [run = about.run, request, &options = invocation.options] { return run(options, *request); });
-  AddText(command, "TABLE", request->name, "Table on the store, such as data/orders.dat", "").required();
+  AddText(command, "TABLE", request->name, "Table in the store, such as data/orders.dat", "").required();
   if (about.items != nullptr)
     AddNames(command, request->items, about.items_help, about.items).required(about.needs_items);
   if (about.run == Import)
     AddText(command, "FILE", request->file,
-            "Comma-separated values with a first line of names,\n"
-            "or with --json one JSON object a line; - for standard input",
+            "Comma-separated values with a header line, or with --json one JSON object per line; - for "
+            "standard input",
             "")
         .required();
   AddText(command, "--schema", request->schema, kSchemaExample, "SCHEMA").required(about.needs_schema);
@@ -278,15 +283,17 @@ void AddTableCommand(const TableCommand& about, CLI::App& group, Invocation& inv
     AddText(command, "--key2", request->key2, "Key 2 of the row", "KEY");
   }
   if (about.run == Delete)
-    command.add_flag("--prefix", request->prefixes, "Delete every row whose key 1 begins with a KEY");
+    command.add_flag("--prefix", request->prefixes, "Delete all rows whose key 1 begins with a KEY");
   command.footer(about.examples);
 }
 
 }  // namespace
 
 void AddTableCommands(CLI::App& app, Invocation& invocation) {
-  CLI::App* group = app.add_subcommand("table", "Keyed tables of the store");
+  CLI::App* group = app.add_subcommand("table", "Work with the keyed tables of the store");
   group->require_subcommand(1);
+  group->footer(
+      "Examples:\n  tvl table info data/orders.dat\n  tvl table export data/orders.dat > orders.csv");
   for (const TableCommand& command : kCommands) AddTableCommand(command, *group, invocation);
 }
 

@@ -57,14 +57,14 @@ class Input {
   bool is_regular_ = false;
 };
 
-// A row that is filled value by value.
+// Builds a row value by value.
 class RowBuilder {
  public:
   RowBuilder(const Schema& schema, int line)
       : schema_(schema), line_(line), row_{{}, {}, std::vector<std::string>(schema.Fields().size())} {}
 
   void Set(const std::string& name, const std::string& value) {
-    if (!names_.insert(name).second) Refuse(line_, "there are two values for " + name);
+    if (!names_.insert(name).second) Refuse(line_, "two values for " + name);
     if (name == kKey1Name) {
       row_.key1 = value;
     } else if (name == kKey2Name) {
@@ -75,7 +75,7 @@ class RowBuilder {
   }
 
   void AddTo(Table& table) const try {
-    if (row_.key1.empty()) Refuse(line_, "there is no key1");
+    if (row_.key1.empty()) Refuse(line_, "no value for key1");
     table.Add(row_, schema_);
   } catch (const Stop& stop) {
     if (stop.Reason().exit != kUsage) throw;
@@ -95,7 +95,8 @@ class RowBuilder {
   std::set<std::string> names_;
 };
 
-// Fills a row from one JSON object. Numbers are taken as they are written: a conversion could change them.
+// Fills a row from one JSON object. Takes numbers as they are written, because a conversion could change
+// them.
 class RowReader : public nlohmann::json_sax<json> {
  public:
   RowReader(RowBuilder& row, int line) : row_(row), line_(line) {}
@@ -130,7 +131,7 @@ class RowReader : public nlohmann::json_sax<json> {
   }
   bool Fail(const std::string& what) const {
     if (depth_ == 0) Refuse(line_, "not a JSON object");
-    Refuse(line_, "field " + name_ + ": " + what + " is neither a text nor a number");
+    Refuse(line_, "field " + name_ + ": " + what + " is neither a string nor a number");
   }
 
   RowBuilder& row_;
@@ -150,12 +151,12 @@ int ImportCsv(const ImportText& input, const Schema& schema, Table& table) {
   std::istringstream text(input.text);
   CsvReader reader(text);
   std::vector<std::string> names;
-  if (!reader.Read(names)) Refuse(1, "there are no column names");
+  if (!reader.Read(names)) Refuse(1, "no column names");
   RowBuilder head(schema, 1);
   for (const std::string& name : names) head.Set(name, {});
   int rows = 0;
   for (std::vector<std::string> values; reader.Read(values); ++rows) {
-    if (reader.EndedInQuotes()) Refuse(reader.Line(), "a quote is not closed");
+    if (reader.EndedInQuotes()) Refuse(reader.Line(), "a quoted value is not closed");
     if (values.size() != names.size())
       Refuse(reader.Line(), Counted(values.size(), "value") + " for " + Counted(names.size(), "column"));
     RowBuilder row(schema, reader.Line());
@@ -163,7 +164,7 @@ int ImportCsv(const ImportText& input, const Schema& schema, Table& table) {
     row.AddTo(table);
   }
   if (reader.EndedInLine() && input.may_be_cut)
-    Refuse(reader.Line(), "the input ends without a line end: it may have been cut short");
+    Refuse(reader.Line(), "the last line has no line end, so the input may have been cut short");
   return rows;
 }
 

@@ -31,7 +31,7 @@ bool IsAbsolute(const std::string& path) {
   return !path.empty() && path.front() == '/';
 }
 
-// Names on both sides, and the working directory that the local ones start from.
+// Names on both sides, and the working directory of the local names.
 struct Places {
   std::vector<NamePair> names;
   std::string working_directory;
@@ -44,14 +44,14 @@ void MakeAbsolute(Places& places) {
   places.working_directory = kTopFolder;
 }
 
-// Where the working directory is the store's own folder, two names are still two files.
+// Even if the working directory is the store's own folder, different names are different files.
 bool HasTwoNames(const Places& places) {
   return std::any_of(places.names.begin(), places.names.end(),
                      [](const NamePair& pair) { return pair.local != pair.remote; });
 }
 
-// The library appends every local name to its working directory. If one is absolute, all are made so and
-// start from the top.
+// The library appends every local name to its working directory. If one name is absolute, all are made
+// absolute and the working directory becomes "/".
 Places FindPlaces(Direction direction, const Options& options, const TransferRequest& request) {
   Places places = {{}, FindWorkingDirectory(options)};
   places.names = PairNames(direction, request.names, request.other, places.working_directory);
@@ -61,7 +61,7 @@ Places FindPlaces(Direction direction, const Options& options, const TransferReq
   return places;
 }
 
-// Makes the folder and those that it lies in. 0, or an errno value.
+// Creates the folder and its missing parents. Returns 0 or an errno value.
 int MakeFolders(const std::string& path) {
   for (std::size_t end = path.find('/', 1); end != std::string::npos; end = path.find('/', end + 1))
     mkdir(path.substr(0, end).c_str(), 0777);
@@ -71,7 +71,7 @@ int MakeFolders(const std::string& path) {
   return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) ? 0 : error;
 }
 
-// Works through a plan.
+// Carries out a plan.
 class Transfer {
  public:
   Transfer(Store& store, TransferLog& log, Direction direction, const Options& options, bool force)
@@ -119,25 +119,25 @@ class Transfer {
     }
   }
 
-  // Reports what the copy would fail with, or `outcome`.
+  // Reports why the copy would fail, or else `outcome`.
   void PreviewCopy(const TransferJob& job, Outcome outcome, int code) {
     if (const auto failure = CopyProblem(SourcePath(job), TargetPath(job), code))
-      return log_.TellFailed(job.names, *failure);
-    log_.Tell(job.names, outcome, job.size);
+      return log_.ReportFailed(job.names, *failure);
+    log_.Report(job.names, outcome, job.size);
   }
 
-  // Two files that cannot be read compare as equal, and under the policy "dumb" so do missing ones.
-  void TellSame(const TransferJob& job) {
+  // Two unreadable files compare as equal, and with the policy "dumb" so do missing ones.
+  void ReportSame(const TransferJob& job) {
     const bool dumb = store_.Client().FileCmp() == kDumbPolicy;
     for (const std::string& path : {SourcePath(job), TargetPath(job)}) {
       const int problem = path.empty() ? 0 : ReadProblem(path);
       if (problem == 0) continue;
       if (dumb && problem == ENOENT && path == TargetPath(job))
-        return log_.TellSkipped(job.names,
-                                "missing on the other side; FileCompare=dumb transfers with -f only");
-      return log_.TellFailed(job.names, SystemFailure("cannot be read", problem, path));
+        return log_.ReportSkipped(job.names,
+                                  "missing on the other side; with FileCompare=dumb only -f transfers it");
+      return log_.ReportFailed(job.names, SystemFailure("cannot be read", problem, path));
     }
-    log_.Tell(job.names, Outcome::kSame, job.size);
+    log_.Report(job.names, Outcome::kSame, job.size);
   }
 
   void CopyFile(const TransferJob& job) {
@@ -145,7 +145,7 @@ class Transfer {
     std::string target = job.names.local;
     ForgetFileErrors();
     const int code = store_.Client().CopyServer2Server(source.data(), target.data(), 0);
-    if (code != TVL_OK) return TellFailed(job, code);
+    if (code != TVL_OK) return ReportFailed(job, code);
     batch_.Add(job, Outcome::kCopied);
   }
 
@@ -157,8 +157,8 @@ class Transfer {
     const int code = direction_ == Direction::kGet
                          ? store_.Client().GetRemote(remote.data(), local.data(), &transferred)
                          : store_.Client().PutRemote(remote.data(), local.data(), &transferred);
-    if (code != TVL_OK) return TellFailed(job, code);
-    if (transferred == 0) return TellSame(job);
+    if (code != TVL_OK) return ReportFailed(job, code);
+    if (transferred == 0) return ReportSame(job);
     batch_.Add(job, Outcome::kTransferred);
   }
 
@@ -168,8 +168,8 @@ class Transfer {
     int equal = 0;
     ForgetFileErrors();
     const int code = force_ ? TVL_OK : store_.Directory()->CompareRemote(remote.data(), local.data(), &equal);
-    if (code != TVL_OK) return TellFailed(job, code);
-    if (equal != 0) return TellSame(job);
+    if (code != TVL_OK) return ReportFailed(job, code);
+    if (equal != 0) return ReportSame(job);
     const int packing = direction_ == Direction::kPut ? TVL_ERR_ZIP : TVL_ERR_UNZIP;
     PreviewCopy(job, Outcome::kWouldTransfer, store_.Client().ZipOnTransfert() != 0 ? packing : TVL_ERR_COPY);
   }
@@ -177,29 +177,31 @@ class Transfer {
   void DoFolder(const TransferJob& job) {
     struct stat status = {};
     if (stat(TargetPath(job).c_str(), &status) == 0 && S_ISDIR(status.st_mode))
-      return;  // there already, and no file: nothing to tell
+      return;  // the folder already exists: nothing to report
     if (options_.dry_run) {
       const int problem = FolderProblem(TargetPath(job), true);
-      if (problem == 0) return log_.Tell(job.names, Outcome::kWouldMakeFolder, {});
-      return log_.TellFailed(job.names, SystemFailure("folder cannot be made", problem, TargetPath(job)));
+      if (problem == 0) return log_.Report(job.names, Outcome::kWouldMakeFolder, {});
+      return log_.ReportFailed(job.names,
+                               SystemFailure("folder cannot be created", problem, TargetPath(job)));
     }
     if (direction_ != Direction::kPut) {
       if (const int error = MakeFolders(TargetPath(job)))
-        return log_.TellFailed(job.names, SystemFailure("folder cannot be made", error, TargetPath(job)));
+        return log_.ReportFailed(job.names,
+                                 SystemFailure("folder cannot be created", error, TargetPath(job)));
     } else {
       std::string remote = job.names.remote;
       std::string local = job.names.local;
       int transferred = 0;
       ForgetFileErrors();
       const int code = store_.Client().PutRemote(remote.data(), local.data(), &transferred);
-      if (code != TVL_OK) return TellFailed(job, code);
+      if (code != TVL_OK) return ReportFailed(job, code);
     }
-    log_.Tell(job.names, Outcome::kFolderMade, {});
+    log_.Report(job.names, Outcome::kFolderMade, {});
   }
 
-  void TellFailed(const TransferJob& job, int code) {
+  void ReportFailed(const TransferJob& job, int code) {
     const Failure failure = store_.Explain(code, job.names, direction_);
-    log_.TellFailed(job.names, failure);
+    log_.ReportFailed(job.names, failure);
     connection_lost_ = failure.exit == kUnreachable;
   }
 
@@ -212,22 +214,22 @@ class Transfer {
   bool connection_lost_ = false;
 };
 
-// Where the working directory is the store's own folder every file is where it should be, if it is there.
-void TellNothingToDo(Store& store, TransferLog& log, const std::vector<NamePair>& names) {
+// If the working directory is the store's own folder, every existing file is already in its place.
+void ReportNothingToDo(Store& store, TransferLog& log, const std::vector<NamePair>& names) {
   for (const NamePair& pair : names) {
     std::string remote = pair.remote;
     ForgetFileErrors();
     const int code = store.Client().ExistsRemote(remote.data());
     if (code == TVL_OK)
-      log.Tell(pair, Outcome::kNothingToDo, {});
+      log.Report(pair, Outcome::kNothingToDo, {});
     else
-      log.TellFailed(pair, store.Explain(code, pair));
+      log.ReportFailed(pair, store.Explain(code, pair));
   }
 }
 
 void CheckStoreOfTop(const Store& store, const Places& places) {
   if (store.Client().DumbMode() == 0 || places.working_directory != kTopFolder) return;
-  throw Stop({}, {kFailed, 0, "the store is the top folder itself: absolute local names lie in it", 0, {}});
+  throw Stop({}, {kFailed, 0, "the store is the root folder, so absolute local names are inside it", 0, {}});
 }
 
 TransferLog::Shape ShapeOf(const TransferRequest& request, const Places& places) {
@@ -251,11 +253,11 @@ ExitStatus RunTransfer(Direction direction, const Options& options, const Transf
   Console console;
   TransferLog log(console, options, direction, ShapeOf(request, places));
   if (store.Client().DumbMode() != 0) {
-    TellNothingToDo(store, log, places.names);
+    ReportNothingToDo(store, log, places.names);
     return log.Finish(Interrupted());
   }
   if (store.Client().FileCmp() == kDumbPolicy && !request.force)
-    log.Notice("the store's FileCompare is dumb: every file counts as the same, only -f transfers");
+    log.Notice("the store's FileCompare is dumb: all files count as the same, and only -f transfers them");
   TransferPlan plan(store, log, direction, request.recursive, request.follow);
   for (const NamePair& pair : places.names) plan.Add(pair);
   Transfer(store, log, direction, options, request.force).Run(console, plan);

@@ -9,7 +9,7 @@ namespace {
 
 constexpr int kSynced = 2;  // SafeOnTransfert
 
-// The files of a group are open until it ends.
+// All files of a group stay open until it ends, so raises the limit of open files.
 void RaiseFileLimit() {
   rlimit limit = {};
   if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
@@ -36,7 +36,7 @@ void TransferBatch::Add(const TransferJob& job, Outcome outcome) {
   const char* why = directory != nullptr ? directory->WhyInPlace() : nullptr;
   if (why != nullptr && options_.verbose)
     log_.Notice(job.names.Target(direction_) + ": written in place: " + why);
-  if (!open_) return log_.Tell(job.names, outcome, job.size);
+  if (!open_) return log_.Report(job.names, outcome, job.size);
   copied_.push_back({job, outcome});
   if (directory->TransfersFull() == 0) return;
   End();
@@ -47,23 +47,23 @@ void TransferBatch::End() {
   if (!open_) return;
   open_ = false;
   ForgetFileErrors();
-  const int code = store_.Directory()->EndTransfers(TellResult, this);
-  // Without results, for lack of memory, nothing is known to be in place.
-  for (std::size_t index = told_; code != TVL_OK && index < copied_.size(); ++index)
-    TellResult(static_cast<int>(index), code, this);
+  const int code = store_.Directory()->EndTransfers(ReportResult, this);
+  // If memory ran out, there are no results and all files count as failed.
+  for (std::size_t index = reported_; code != TVL_OK && index < copied_.size(); ++index)
+    ReportResult(static_cast<int>(index), code, this);
   copied_.clear();
-  told_ = 0;
+  reported_ = 0;
 }
 
-void TransferBatch::TellResult(int index, int code, void* self) {
+void TransferBatch::ReportResult(int index, int code, void* self) {
   auto* batch = static_cast<TransferBatch*>(self);
   const Copied& copied = batch->copied_.at(static_cast<std::size_t>(index));
-  ++batch->told_;
+  ++batch->reported_;
   if (code == TVL_OK)
-    batch->log_.Tell(copied.job.names, copied.outcome, copied.job.size);
+    batch->log_.Report(copied.job.names, copied.outcome, copied.job.size);
   else
-    batch->log_.TellFailed(copied.job.names,
-                           batch->store_.Explain(code, copied.job.names, batch->direction_));
+    batch->log_.ReportFailed(copied.job.names,
+                             batch->store_.Explain(code, copied.job.names, batch->direction_));
 }
 
 }  // namespace tvl::cli

@@ -12,19 +12,19 @@
 
 namespace tvl::cli {
 
-// Files that are transferred together and synced once (CTVLClientSmbOpr::BeginTransfers). What became of a
-// file is reported when its group ends.
+// A group of files that are transferred together and synced once (CTVLClientSmbOpr::BeginTransfers). The
+// result of a file is reported when its group ends.
 class TransferBatch {
  public:
   TransferBatch(Store& store, TransferLog& log, Direction direction, const Options& options);
 
-  // Opens a group for a store whose transfers are synced; does nothing for others.
+  // Opens a group if transfers of the store are synced. Does nothing otherwise.
   void Begin();
 
-  // Reports a copied file: at once where no group is open.
+  // Reports a copied file, at once if no group is open.
   void Add(const TransferJob& job, Outcome outcome);
 
-  // Ends the group and reports its files.
+  // Ends the group and reports the results of its files.
   void End();
 
  private:
@@ -32,7 +32,7 @@ class TransferBatch {
     TransferJob job;
     Outcome outcome;
   };
-  static void TellResult(int index, int code, void* batch);
+  static void ReportResult(int index, int code, void* batch);
 
   Store& store_;
   TransferLog& log_;
@@ -40,7 +40,7 @@ class TransferBatch {
   const Options& options_;
   bool open_ = false;
   std::vector<Copied> copied_;
-  std::size_t told_ = 0;  // of these
+  std::size_t reported_ = 0;  // number of copied_ that were reported
 };
 
 }  // namespace tvl::cli

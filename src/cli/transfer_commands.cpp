@@ -17,9 +17,8 @@ struct TransferCommand {
 };
 
 constexpr TransferCommand kCommands[] = {
-    {Direction::kGet, "get", "Fetch files of the store into the working directory",
-     "Names on the store, each fetched under its own name",
-     R"(A file that is the same on both sides stays as it is, unless -f is given.
+    {Direction::kGet, "get", "Fetch files from the store into the working directory", "Files in the store",
+     R"(Skips files that are the same on both sides, unless -f is given.
 
 Examples:
   tvl get docs/a.doc                      to docs/a.doc in the working directory
@@ -27,12 +26,11 @@ Examples:
   tvl get -t inbox docs/a.doc docs/b.doc  into the folder inbox
   tvl get -r docs                         a whole tree
   tvl -n get -r docs                      show what would be fetched)"},
-    {Direction::kPut, "put", "Store files of the working directory",
-     "Local names, each stored under its own name",
-     R"(A file that is the same on both sides stays as it is, unless -f is given.
+    {Direction::kPut, "put", "Store files from the working directory", "Local files",
+     R"(Skips files that are the same on both sides, unless -f is given.
 
 Examples:
-  tvl put docs/a.doc                      to docs/a.doc on the store
+  tvl put docs/a.doc                      to docs/a.doc in the store
   tvl put /home/me/a.doc --as docs/b.doc  under another name
   tvl put -t docs *.doc                   into the folder docs of the store
   tvl put -r docs                         a whole tree
@@ -46,11 +44,12 @@ void AddTransferCommand(const TransferCommand& about, CLI::App& app, Invocation&
                                    return RunTransfer(direction, options, *request);
                                  });
   AddNames(command, request->names, about.names_help, "NAME");
-  CLI::Option& to =
-      AddText(command, "-t,--to", request->other.folder, "Folder on the other side for all names", "DIR");
-  AddText(command, "--as", request->other.name, "Name on the other side, for one name", "NAME").excludes(&to);
+  CLI::Option& to = AddText(command, "-t,--to", request->other.folder,
+                            "Transfer into this folder of the other side", "DIR");
+  AddText(command, "--as", request->other.name, "Name on the other side (for a single NAME)", "NAME")
+      .excludes(&to);
   command.add_flag("-r,--recursive", request->recursive, "Transfer whole trees");
-  command.add_flag("-f,--force", request->force, "Transfer also what is the same on both sides");
+  command.add_flag("-f,--force", request->force, "Transfer even files that are the same on both sides");
   if (about.direction == Direction::kPut)
     command.add_flag("--follow", request->follow, "Write through links that lead out of the store");
   command.footer(about.examples);

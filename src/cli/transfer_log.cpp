@@ -9,7 +9,7 @@ struct OutcomeWords {
   const char* line;
   const char* document;
   Outcome outcome;
-  bool worth_a_line;  // in a tree, also without -v
+  bool worth_a_line;  // printed for trees even without -v
 };
 constexpr OutcomeWords kOutcomeWords[] = {
     {"transferred", "transferred", Outcome::kTransferred, false},
@@ -17,8 +17,8 @@ constexpr OutcomeWords kOutcomeWords[] = {
     {"would be copied", "would_copy", Outcome::kWouldCopy, true},
     {"already the same", "same", Outcome::kSame, false},
     {"would be transferred", "would_transfer", Outcome::kWouldTransfer, true},
-    {"folder made", "folder_made", Outcome::kFolderMade, false},
-    {"folder would be made", "would_make_folder", Outcome::kWouldMakeFolder, true},
+    {"folder created", "folder_made", Outcome::kFolderMade, false},
+    {"folder would be created", "would_make_folder", Outcome::kWouldMakeFolder, true},
     {"nothing to do: the working directory is the store's own folder", "nothing_to_do", Outcome::kNothingToDo,
      true},
 };
@@ -58,7 +58,7 @@ std::string Shown(const std::string& name) {
   return name.empty() ? "." : Printable(name);
 }
 
-// Source and target; one name where both sides have the same.
+// Formats source and target, or a single name if both are the same.
 std::string ShownPair(const NamePair& names, Direction direction) {
   const std::string& source = names.Source(direction);
   const std::string& target = names.Target(direction);
@@ -70,7 +70,7 @@ std::string ShownPair(const NamePair& names, Direction direction) {
 TransferLog::TransferLog(Console& console, const Options& options, Direction direction, Shape shape)
     : console_(console), options_(options), direction_(direction), shape_(shape) {}
 
-void TransferLog::Tell(const NamePair& names, Outcome outcome, std::optional<std::uint64_t> size) {
+void TransferLog::Report(const NamePair& names, Outcome outcome, std::optional<std::uint64_t> size) {
   if (outcome == Outcome::kSame) ++same_;
   if (outcome == Outcome::kFolderMade || outcome == Outcome::kWouldMakeFolder) ++folders_;
   if (outcome == Outcome::kTransferred || outcome == Outcome::kWouldTransfer || outcome == Outcome::kCopied ||
@@ -79,21 +79,21 @@ void TransferLog::Tell(const NamePair& names, Outcome outcome, std::optional<std
     bytes_ += size.value_or(0);
   }
   if (options_.json) {
-    TellDocument(names, WordsOf(outcome).document, size, nullptr);
+    ReportDocument(names, WordsOf(outcome).document, size, nullptr);
   } else {
-    TellLine(names, outcome);
+    ReportLine(names, outcome);
   }
 }
 
-void TransferLog::TellLine(const NamePair& names, Outcome outcome) {
+void TransferLog::ReportLine(const NamePair& names, Outcome outcome) {
   const OutcomeWords& words = WordsOf(outcome);
   if (options_.quiet) return;
   if (shape_ == Shape::kTree && !options_.verbose && !words.worth_a_line) return;
   console_.Out(ShownPair(names, direction_) + ": " + words.line);
 }
 
-void TransferLog::TellDocument(const NamePair& names, const std::string& result,
-                               std::optional<std::uint64_t> size, const Failure* failure) {
+void TransferLog::ReportDocument(const NamePair& names, const std::string& result,
+                                 std::optional<std::uint64_t> size, const Failure* failure) {
   JsonObject document;
   const DirectionWords& words = WordsOf(direction_);
   document.Text("command", words.command).Text(words.remote_key, names.remote);
@@ -104,21 +104,21 @@ void TransferLog::TellDocument(const NamePair& names, const std::string& result,
   console_.Out(document.Line());
 }
 
-void TransferLog::TellFailed(const NamePair& names, const Failure& failure) {
+void TransferLog::ReportFailed(const NamePair& names, const Failure& failure) {
   ++failed_;
   failure_status_ = failed_ == 1 || failure_status_ == failure.exit ? failure.exit : kFailed;
   std::string line = std::string("tvl: ") + CommandName(direction_) + " ";
   line += Shown(names.Source(direction_)) + ": " + Printable(failure.Message());
   if (options_.verbose && failure.code != 0) line += " [" + LibraryText(failure.code) + "]";
-  if (options_.json) TellDocument(names, "failed", {}, &failure);
+  if (options_.json) ReportDocument(names, "failed", {}, &failure);
   console_.Err(line);
 }
 
-void TransferLog::TellSkipped(const NamePair& names, const std::string& why) {
+void TransferLog::ReportSkipped(const NamePair& names, const std::string& why) {
   ++skipped_;
   if (options_.json) {
     const Failure reason = {kSkipped, 0, why, 0, {}};
-    TellDocument(names, "skipped", {}, &reason);
+    ReportDocument(names, "skipped", {}, &reason);
   }
   Notice(std::string(CommandName(direction_)) + " " + Shown(names.Source(direction_)) + ": skipped: " + why);
 }
@@ -130,7 +130,7 @@ void TransferLog::Notice(const std::string& text) {
 ExitStatus TransferLog::Status(bool interrupted) const {
   if (interrupted) return kInterrupted;
   const bool some_done = transferred_ + same_ + folders_ > 0;
-  // A missing name among others is one left out; "not found" would say that nothing was done.
+  // A missing name among others counts as skipped. "Not found" would mean that nothing was done.
   if (failed_ > 0) return failure_status_ == kNotFound && some_done ? kSkipped : failure_status_;
   return skipped_ > 0 ? kSkipped : kDone;
 }

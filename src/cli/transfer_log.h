@@ -14,7 +14,7 @@
 
 namespace tvl::cli {
 
-// What became of one file or folder.
+// The result for one file or folder.
 enum class Outcome {
   kTransferred,
   kSame,
@@ -26,26 +26,26 @@ enum class Outcome {
   kNothingToDo
 };
 
-// Tells what a get, put or copy does, file by file, and adds it up.
+// Reports what a get, put or copy does file by file, and adds up the totals.
 class TransferLog {
  public:
-  // How many results there may be: one, told as one document; several; a tree, told by its sum.
+  // How many results there may be: one, reported as one document; several; or a tree, reported by its totals.
   enum class Shape { kSingle, kSeveral, kTree };
 
   TransferLog(Console& console, const Options& options, Direction direction, Shape shape);
 
-  void Tell(const NamePair& names, Outcome outcome, std::optional<std::uint64_t> size);
-  void TellFailed(const NamePair& names, const Failure& failure);
-  void TellSkipped(const NamePair& names, const std::string& why);
+  void Report(const NamePair& names, Outcome outcome, std::optional<std::uint64_t> size);
+  void ReportFailed(const NamePair& names, const Failure& failure);
+  void ReportSkipped(const NamePair& names, const std::string& why);
   void Notice(const std::string& text);
 
-  // Tells the sum where one is due, and gives the exit status of the command.
+  // Reports the totals if there may be several results, and returns the exit status of the command.
   ExitStatus Finish(bool interrupted);
 
  private:
-  void TellLine(const NamePair& names, Outcome outcome);
-  void TellDocument(const NamePair& names, const std::string& result, std::optional<std::uint64_t> size,
-                    const Failure* failure);
+  void ReportLine(const NamePair& names, Outcome outcome);
+  void ReportDocument(const NamePair& names, const std::string& result, std::optional<std::uint64_t> size,
+                      const Failure* failure);
   [[nodiscard]] ExitStatus Status(bool interrupted) const;
   [[nodiscard]] std::string Sum() const;
   [[nodiscard]] JsonObject SumDocument(ExitStatus status) const;

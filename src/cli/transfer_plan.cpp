@@ -16,10 +16,10 @@
 namespace tvl::cli {
 namespace {
 
-constexpr char kTwoNamesHint[] = "is a folder on the other side: -t puts names into a folder";
+constexpr char kTwoNamesHint[] = "is a folder on the other side: use -t DIR to transfer into a folder";
 
-constexpr char kBackslashText[] = "a backslash in its name";
-constexpr char kCircleText[] = "a link that leads in a circle";
+constexpr char kBackslashText[] = "its name contains a backslash";
+constexpr char kCircleText[] = "a link that forms a loop";
 
 struct CloseFolder {
   void operator()(DIR* folder) const { closedir(folder); }
@@ -61,39 +61,40 @@ std::uint64_t TransferPlan::TotalBytes() const {
 
 void TransferPlan::Add(const NamePair& names) {
   const std::string path = SourcePath(names);
-  if (path.empty()) {  // on a server: it will tell
+  if (path.empty()) {  // on a server, which reports its own errors
     if (recursive_)
-      log_.TellFailed(names, {kFailed, TVL_ERR_NOT_SUPPORTED, "a server does not list its folders", 0, {}});
+      log_.ReportFailed(names, {kFailed, TVL_ERR_NOT_SUPPORTED, "a server does not list its folders", 0, {}});
     else
       jobs_.push_back({names, false, {}});
     return;
   }
   struct stat status = {};
   if (stat(path.c_str(), &status) != 0) {
-    TellMissing(names, errno);
+    ReportMissing(names, errno);
   } else {
     AddTop(names, status);
   }
 }
 
-// The library's word on a name of the store that can't be looked at, our own on a local one.
-void TransferPlan::TellMissing(const NamePair& names, int error) {
+// Reports the library's error for an inaccessible name in the store, and the system's error for a local one.
+void TransferPlan::ReportMissing(const NamePair& names, int error) {
   const std::string path = SourcePath(names);
   if (direction_ == Direction::kPut) {
-    log_.TellFailed(names, SystemFailure("cannot be read", error, path));
+    log_.ReportFailed(names, SystemFailure("cannot be read", error, path));
     return;
   }
   std::string remote = names.remote;
   ForgetFileErrors();
   const int code = store_.Client().ExistsRemote(remote.data());
   if (code != TVL_OK) {
-    log_.TellFailed(names, store_.Explain(code, names));
+    log_.ReportFailed(names, store_.Explain(code, names));
   } else {
-    log_.TellFailed(names, SystemFailure("cannot be read", error, path));
+    log_.ReportFailed(names, SystemFailure("cannot be read", error, path));
   }
 }
 
-// Why nothing may be written there, or null. A get writes into a folder of the user's own.
+// Returns why the target must not be written, or null. A get writes into a folder of the user and is not
+// restricted.
 const char* TransferPlan::WhyTargetRefused(const std::string& target) {
   if (direction_ == Direction::kGet || target.empty()) return nullptr;
   if (own_files_.Include(target)) return kOwnFile;
@@ -101,17 +102,17 @@ const char* TransferPlan::WhyTargetRefused(const std::string& target) {
 }
 
 void TransferPlan::AddTop(const NamePair& names, const struct stat& status) {
-  if (const char* why = WhyTargetRefused(TargetPath(names))) return log_.TellSkipped(names, why);
+  if (const char* why = WhyTargetRefused(TargetPath(names))) return log_.ReportSkipped(names, why);
   if (S_ISDIR(status.st_mode)) {
     if (recursive_)
       AddTree(names);
     else
-      log_.TellFailed(names, {kFailed, 0, "is a folder: -r takes trees", 0, {}});
+      log_.ReportFailed(names, {kFailed, 0, "is a folder: use -r for a whole tree", 0, {}});
     return;
   }
   const std::string target = TargetPath(names);
   if (names.Target(direction_).ends_with('/') || IsFolder(target)) {
-    log_.TellFailed(names, {kFailed, 0, "'" + names.Target(direction_) + "' " + kTwoNamesHint, 0, {}});
+    log_.ReportFailed(names, {kFailed, 0, "'" + names.Target(direction_) + "' " + kTwoNamesHint, 0, {}});
   } else {
     AddFile(names, status);
   }
@@ -121,7 +122,7 @@ void TransferPlan::AddFile(const NamePair& names, const struct stat& status) {
   if (S_ISREG(status.st_mode)) {
     jobs_.push_back({names, false, static_cast<std::uint64_t>(status.st_size)});
   } else {
-    log_.TellSkipped(names, "neither a file nor a folder");
+    log_.ReportSkipped(names, "neither a file nor a folder");
   }
 }
 
@@ -151,9 +152,9 @@ void TransferPlan::WalkEntry(const NamePair& names) {
     const int error = errno;
     struct stat link = {};
     if (error == ENOENT && lstat(path.c_str(), &link) == 0)
-      log_.TellSkipped(names, "a link to nothing");
+      log_.ReportSkipped(names, "a dangling link");
     else
-      log_.TellFailed(names, SystemFailure("cannot be read", error, path));
+      log_.ReportFailed(names, SystemFailure("cannot be read", error, path));
   } else if (IsLeftOut(names, status, path)) {
     return;
   } else if (S_ISDIR(status.st_mode)) {
@@ -164,25 +165,25 @@ void TransferPlan::WalkEntry(const NamePair& names) {
 }
 
 bool TransferPlan::IsLeftOut(const NamePair& names, const struct stat& status, const std::string& path) {
-  // What is not a document is left out silently where it is the source.
+  // In the source, the store's own files are not documents and are skipped silently.
   if (direction_ != Direction::kPut && own_files_.Hold(status)) return true;
   if (direction_ != Direction::kGet) {
     const std::string target = TargetPath(names);
     const char* why = own_files_.IncludeEntry(target) ? kOwnFile
                       : write_root_.IsLeftBy(target)  ? kLeadsOutText
                                                       : nullptr;
-    if (why != nullptr) log_.TellSkipped(names, why);
+    if (why != nullptr) log_.ReportSkipped(names, why);
     if (why != nullptr) return true;
   }
   if (!S_ISDIR(status.st_mode)) return false;
   if (targets_.Hold(status)) {
-    log_.TellSkipped(names, "is the folder that the tree goes to");
+    log_.ReportSkipped(names, "is the folder that the tree is copied to");
     return true;
   }
   struct stat link = {};
   const bool circle = lstat(path.c_str(), &link) == 0 && S_ISLNK(link.st_mode) && trail_.Hold(status);
   if (!circle && !LeadsBack(TargetPath(names))) return false;
-  log_.TellSkipped(names, kCircleText);
+  log_.ReportSkipped(names, kCircleText);
   return true;
 }
 
@@ -203,14 +204,14 @@ bool TransferPlan::ListStore(const NamePair& names, std::vector<std::string>& en
         self.entries.emplace_back(entry->name);
         return;
       }
-      self.plan.log_.TellSkipped(
+      self.plan.log_.ReportSkipped(
           {Joined(self.names.remote, entry->name), Joined(self.names.local, entry->name)},
           entry->leftOut == TVL_LEFT_OUT_BACKSLASH ? kBackslashText : kCircleText);
     }
   } listing = {*this, names, entries};
   ForgetFileErrors();
   const int code = store_.Directory()->ListRemoteDir(names.remote.c_str(), "*.*", Listing::Add, &listing);
-  if (code != TVL_OK) log_.TellFailed(names, store_.Explain(code, names));
+  if (code != TVL_OK) log_.ReportFailed(names, store_.Explain(code, names));
   return code == TVL_OK;
 }
 
@@ -218,7 +219,7 @@ bool TransferPlan::ListHost(const NamePair& names, std::vector<std::string>& ent
   const std::string path = SourcePath(names);
   const std::unique_ptr<DIR, CloseFolder> folder(opendir(path.c_str()));
   if (folder == nullptr) {
-    log_.TellFailed(names, SystemFailure("cannot be listed", errno, path));
+    log_.ReportFailed(names, SystemFailure("cannot be listed", errno, path));
     return false;
   }
   while (const dirent* entry = readdir(folder.get())) {
@@ -227,7 +228,7 @@ bool TransferPlan::ListHost(const NamePair& names, std::vector<std::string>& ent
     if (name.find('\\') == std::string::npos) {
       entries.push_back(name);
     } else {
-      log_.TellSkipped({Joined(names.remote, name), Joined(names.local, name)}, kBackslashText);
+      log_.ReportSkipped({Joined(names.remote, name), Joined(names.local, name)}, kBackslashText);
     }
   }
   return true;

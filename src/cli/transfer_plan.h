@@ -24,10 +24,10 @@ struct TransferJob {
   std::optional<std::uint64_t> size;  // of a file; unknown on a server
 };
 
-// Finds out what there is to transfer. What cannot be transferred goes to the log at once.
+// Finds the files to transfer. Reports files that cannot be transferred to the log at once.
 class TransferPlan {
  public:
-  // `follow`: links on the side that is written to may lead out of the store.
+  // With `follow`, links on the target side may lead out of the store.
   TransferPlan(Store& store, TransferLog& log, Direction direction, bool recursive, bool follow);
 
   void Add(const NamePair& names);
@@ -44,7 +44,7 @@ class TransferPlan {
   void WalkEntry(const NamePair& names);
   void AddFile(const NamePair& names, const struct stat& status);
   void AddTop(const NamePair& names, const struct stat& status);
-  void TellMissing(const NamePair& names, int error);
+  void ReportMissing(const NamePair& names, int error);
   [[nodiscard]] const char* WhyTargetRefused(const std::string& target);
   [[nodiscard]] bool IsLeftOut(const NamePair& names, const struct stat& status, const std::string& path);
   [[nodiscard]] bool List(const NamePair& names, std::vector<std::string>& entries);
@@ -58,7 +58,7 @@ class TransferPlan {
   std::vector<TransferJob> jobs_;
   const OwnFiles own_files_;
   WriteRoot write_root_;
-  Identities trail_;    // where the walk is
+  Identities trail_;    // the current folder of the walk and its parents
   Identities targets_;  // the folder that the current tree is copied to
 };
 

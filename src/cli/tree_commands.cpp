@@ -33,12 +33,13 @@ struct TreeRequest {
   bool follow = false;
 };
 
-// Nothing local is to be touched, so the store's own folder is used in place, unless the working directory is
-// to follow; and then it has to be named, or the current folder would lose whatever is called the same.
+// Uses the store's own folder in place, so that no local file is touched, unless --mirror applies the change
+// to the working directory too. Then --work must name it, or files of the same names in the current folder
+// would be lost.
 std::string WorkingDirectoryOf(const Options& options, const TreeRequest& request) {
   if (!options.tcp.empty()) throw Stop(options.tcp, LibraryFailure(TVL_ERR_NOT_SUPPORTED));
   if (!request.mirror) return {};
-  if (!options.work) throw Stop("--mirror wants the working directory named by --work");
+  if (!options.work) throw Stop("--mirror needs the working directory in --work");
   return FindWorkingDirectory(options);
 }
 
@@ -56,16 +57,16 @@ struct ChangeWords {
   const char* document;
   const char* would_document;
 };
-constexpr ChangeWords kMade = {"mkdir", "made", "would be made", "made", "would_make"};
+constexpr ChangeWords kMade = {"mkdir", "created", "would be created", "made", "would_make"};
 constexpr ChangeWords kRemoved = {"rm", "removed", "would be removed", "removed", "would_remove"};
 constexpr ChangeWords kMoved = {"mv", "moved to ", "would be moved to ", "moved", "would_move"};
 
-// Does something to one name after the other and reports the result of each.
+// Applies a change to one name after another and reports each result.
 class TreeChange {
  public:
   TreeChange(const Options& options, const ChangeWords& words) : options_(options), words_(words) {}
 
-  // `change` throws Stop for a name that it can't be done to; the others get their turn all the same.
+  // `change` throws Stop if it fails for a name. The remaining names are still processed.
   template <typename Change>
   void Do(const std::string& name, const std::string& target, Change change) {
     if (Interrupted()) {
@@ -74,9 +75,9 @@ class TreeChange {
     }
     try {
       change();
-      TellDone(name, target);
+      ReportDone(name, target);
     } catch (const Stop& stop) {
-      TellFailed(name, stop.Reason());
+      ReportFailed(name, stop.Reason());
     }
   }
 
@@ -88,7 +89,7 @@ class TreeChange {
     return document.Text("command", words_.command).Text("name", name).Text("result", result);
   }
 
-  void TellDone(const std::string& name, const std::string& target) {
+  void ReportDone(const std::string& name, const std::string& target) {
     if (options_.json) {
       JsonObject document = Document(name, options_.dry_run ? words_.would_document : words_.document);
       if (!target.empty()) document.Text("target", target);
@@ -98,7 +99,7 @@ class TreeChange {
     }
   }
 
-  void TellFailed(const std::string& name, const Failure& failure) {
+  void ReportFailed(const std::string& name, const Failure& failure) {
     const bool first = status_ == kDone || status_ == failure.exit || failure.exit == kInterrupted;
     status_ = first ? failure.exit : kFailed;
     if (options_.json) {
@@ -133,18 +134,18 @@ struct stat StatusOf(const Store& store, const std::string& name) {
   throw Stop({}, failure);
 }
 
-// Refuses to remove or rename what the store needs, or what somebody uses.
+// Refuses to remove or rename files that the store needs or that are in use.
 void CheckMayGo(const Store& store, const std::string& name) {
   const std::string path = store.StorePath(name);
   if (!S_ISLNK(StatusOf(store, name).st_mode) && LiesIn(store.StorePath({}), path))
-    Refuse(kFailed, "is the store itself, or holds it");
+    Refuse(kFailed, "is the store itself or contains it");
   if (OwnFiles(store).AreIn(path)) Refuse(kSkipped, kOwnFile);
   const std::vector<HeldFile> held = HeldFilesAt(path);
   if (Interrupted()) throw Stop({}, LibraryFailure(TVL_ERR_STOPPED));
   if (!held.empty()) Refuse(kHeld, "is in use: " + DescribeHeldFiles(held));
 }
 
-// For a dry run: refuses what would fail with `code` because of the folder that `path` lies in.
+// For a dry run: throws Stop if the change would fail with `code` because of the folder of `path`.
 void CheckFolder(const std::string& path, int code, bool makes_folders) {
   const int problem = FolderProblem(path, makes_folders);
   if (problem == 0) return;
@@ -162,14 +163,14 @@ void CheckCode(const Store& store, int code, const NamePair& names) {
 void MakeFolder(Store& store, const Options& options, std::string name, bool parents) {
   struct stat status = {};
   const std::string path = store.StorePath(name);
-  if (lstat(path.c_str(), &status) == 0) throw Stop({}, {kFailed, 0, "exists already", 0, path});
+  if (lstat(path.c_str(), &status) == 0) throw Stop({}, {kFailed, 0, "already exists", 0, path});
   if (OwnFiles(store).Include(path)) Refuse(kSkipped, kOwnFile);
   if (options.dry_run) return CheckFolder(path, TVL_ERR_CREATE_DIR, parents);
   ForgetFileErrors();
   CheckCode(store, store.Client().CreateServerDir(name.data()), {name, name});
 }
 
-// The folders of `name` that are not there yet, each below the one before; at least `name` itself.
+// Returns the missing folders of `name` from the outermost to the innermost; at least `name` itself.
 std::vector<std::string> FoldersToMake(const Store& store, const std::string& name, bool parents) {
   std::vector<std::string> folders;
   for (std::size_t end = name.find('/'); parents && end != std::string::npos; end = name.find('/', end + 1)) {
@@ -192,7 +193,7 @@ ExitStatus RunMakeFolder(const Options& options, const TreeRequest& request) {
 
 // --- rm ---
 
-// Names that no path of the library can say stay, and with them the folders that they are in.
+// Lists the names in `folder` that contain a backslash. The library cannot remove them, nor their folders.
 std::string NamesLeftIn(const std::string& folder) {
   std::string names;
   std::error_code problem;
@@ -200,14 +201,14 @@ std::string NamesLeftIn(const std::string& folder) {
   for (; !problem && entry != std::filesystem::recursive_directory_iterator(); entry.increment(problem)) {
     const std::string name = entry->path().filename().string();
     if (name.find('\\') == std::string::npos) continue;
-    names += (names.empty() ? ", a backslash in the name keeps '" : "', '") + name;
+    names += (names.empty() ? ": names with a backslash cannot be removed: '" : "', '") + name;
   }
   return names.empty() ? names : names + "'";
 }
 
 void Remove(Store& store, const Options& options, std::string name, bool recursive) {
   const bool is_folder = S_ISDIR(StatusOf(store, name).st_mode);
-  if (is_folder && !recursive) Refuse(kFailed, "is a folder: -r removes trees");
+  if (is_folder && !recursive) Refuse(kFailed, "is a folder: use -r to remove a whole tree");
   CheckMayGo(store, name);
   if (options.dry_run)
     return CheckFolder(store.StorePath(name), is_folder ? TVL_ERR_DELETE_DIR : TVL_ERR_SERVER_FILE, false);
@@ -230,29 +231,29 @@ ExitStatus RunRemove(const Options& options, const TreeRequest& request) {
 
 // --- mv and cp ---
 
-// Where each name goes: the last one given is the target, a folder if it is one or is to be one.
+// Pairs each source with its target. The last name is the target; if it is a folder, the sources go into it.
 std::vector<NamePair> PairsOf(const Store& store, const TreeRequest& request) {
-  if (request.names.size() < 2) throw Stop("two names are wanted at least: what, and where to");
+  if (request.names.size() < 2) throw Stop("at least two names are needed: source and target");
   const std::string& given = request.names.back();
   const std::string target = TidyName(given);
   const bool into = IsFolder(store.StorePath(target));
   if (!into && (request.names.size() > 2 || Slashed(given).ends_with('/')))
-    throw Stop(given, {kNotFound, 0, "is no folder on the store", 0, {}});
+    throw Stop(given, {kNotFound, 0, "is not a folder in the store", 0, {}});
   std::vector<NamePair> pairs;
   for (std::size_t at = 0; at + 1 < request.names.size(); ++at) {
     const std::string source = TidyName(request.names[at]);
     const std::string last = source.substr(source.rfind('/') + 1);
     if (into && (last.empty() || last == ".."))
-      throw Stop("'" + request.names[at] + "' has no last component to go into a folder with");
+      throw Stop("'" + request.names[at] + "' has no last component to use as a name in a folder");
     pairs.push_back({source, into ? Joined(target, last) : target});
   }
   return pairs;
 }
 
-// A folder that went into itself would have no end, or be cut off from the store.
+// A folder copied into itself would never end, and one moved into itself would be lost.
 void CheckNotIntoItself(const Store& store, const NamePair& names) {
   if (!LiesIn(store.StorePath(names.local), store.StorePath(names.remote))) return;
-  Refuse(kFailed, "'" + (names.local.empty() ? "." : names.local) + "' is the same, or lies in it");
+  Refuse(kFailed, "the target '" + (names.local.empty() ? "." : names.local) + "' is the same or inside it");
 }
 
 void Move(Store& store, const Options& options, NamePair names) {
@@ -262,7 +263,7 @@ void Move(Store& store, const Options& options, NamePair names) {
   const bool is_link = S_ISLNK(StatusOf(store, names.remote).st_mode);
   if (!is_link) CheckNotIntoItself(store, names);
   if (lstat(target.c_str(), &status) == 0)
-    throw Stop({}, {kFailed, TVL_ERR_SERVER_FILE, "something of the new name is there", EEXIST, target});
+    throw Stop({}, {kFailed, TVL_ERR_SERVER_FILE, "the new name already exists", EEXIST, target});
   if (OwnFiles(store).Include(target)) Refuse(kSkipped, kOwnFile);
   if (options.dry_run) return CheckFolder(target, TVL_ERR_SERVER_FILE, false);
   ForgetFileErrors();
@@ -290,7 +291,7 @@ ExitStatus RunCopy(const Options& options, const TreeRequest& request) {
   return RunCopies(store, options, pairs, request.recursive, request.follow);
 }
 
-// --- The command line ---
+// --- Command line ---
 
 using TreeRun = ExitStatus (*)(const Options&, const TreeRequest&);
 
@@ -303,28 +304,29 @@ struct TreeCommand {
 };
 
 constexpr TreeCommand kCommands[] = {
-    {"mkdir", "Make folders on the store", RunMakeFolder, "Folders on the store",
+    {"mkdir", "Create folders in the store", RunMakeFolder, "Folders in the store",
      "Examples:\n  tvl mkdir docs\n  tvl mkdir -p docs/2024/may"},
-    {"rm", "Remove files or trees of the store", RunRemove, "Names on the store",
-     R"(Nothing local is touched, unless the working directory is to follow by --mirror. A
-tree in which somebody is at work stays whole: exit 4 tells what stands in the way.
+    {"rm", "Remove files or trees from the store", RunRemove, "Names in the store",
+     R"(Local files are not touched, except with --mirror. A tree with files in use is
+not removed at all (exit 4).
 
 Examples:
   tvl rm docs/a.doc
   tvl rm -r docs/old
-  tvl -n rm -r docs/old                   what would go
+  tvl -n rm -r docs/old                   show what would be removed
   tvl --work desk rm -r docs --mirror     also in the working directory "desk")"},
     {"mv", "Move or rename files and folders of the store", RunMove,
-     "OLD NEW, or names and the folder that they go into",
-     R"(Nothing is replaced: a name that is taken stays as it is. Nothing local is touched,
-unless the working directory is to follow by --mirror.
+     "OLD NEW, or several names and a target folder",
+     R"(Never replaces an existing file or folder. Local files are not touched, except
+with --mirror.
 
 Examples:
   tvl mv docs/a.doc docs/b.doc
   tvl mv docs/a.doc docs/b.doc archive    into the folder archive)"},
     {"cp", "Copy files or trees within the store", RunCopy,
-     "SOURCE TARGET, or names and the folder that they go into",
-     R"(Files of the same name are replaced. Missing folders are made. Nothing local is touched.
+     "SOURCE TARGET, or several names and a target folder",
+     R"(Replaces files of the same name and creates missing folders. Local files are not
+touched.
 
 Examples:
   tvl cp docs/a.doc archive/a.doc
@@ -339,13 +341,13 @@ void AddTreeCommand(const TreeCommand& about, CLI::App& app, Invocation& invocat
   AddNames(command, request->names, about.names_help, "NAME");
   if (about.run == RunMakeFolder)
     command.add_flag("-p,--parents", request->parents,
-                     "Make the folders above too; one that is there is fine");
+                     "Create missing parents too, and accept existing folders");
   if (about.run == RunRemove || about.run == RunCopy)
-    command.add_flag("-r,--recursive", request->recursive, "Take whole trees");
+    command.add_flag("-r,--recursive", request->recursive, "Process whole trees");
   if (about.run == RunCopy)
     command.add_flag("--follow", request->follow, "Write through links that lead out of the store");
   else
-    command.add_flag("--mirror", request->mirror, "Do the same in the working directory of --work");
+    command.add_flag("--mirror", request->mirror, "Apply the change to the working directory of --work too");
   command.footer(about.examples);
 }
 

@@ -20,7 +20,7 @@ namespace {
 
 constexpr std::size_t kLongestValue = 2047;
 
-// The store is found by these: another value would leave it unusable for everyone.
+// Clients find the store by these values. A wrong value would make it unusable for everyone.
 constexpr const char* kStoresOwn[] = {"DocumentRoot", "TmpDir"};
 
 struct Value {
@@ -28,7 +28,7 @@ struct Value {
   std::string text;
 };
 
-// Only a directory store offers values, and they touch nothing local.
+// Only a directory store has these values, and the commands touch no local files.
 Store OpenStore(const Options& options) {
   if (!options.tcp.empty()) throw Stop(options.tcp, LibraryFailure(TVL_ERR_NOT_SUPPORTED));
   return {options, {}, UseOf(options)};
@@ -44,17 +44,16 @@ bool HasControls(const std::string& text) {
 void CheckName(const std::string& name) {
   const bool bad = name.empty() || HasControls(name) || name.find('=') != std::string::npos ||
                    name.front() == ';' || name.front() == '[' || name.front() == ' ' || name.back() == ' ';
-  if (bad)
-    throw Stop("'" + Printable(name) +
-               "' cannot be the name of a value: a line of a configuration begins with it");
+  if (bad) throw Stop("'" + Printable(name) + "' cannot be the name of a value in a configuration");
 }
 
 void CheckMayChange(const std::string& name) {
   CheckName(name);
   for (const char* own : kStoresOwn) {
     if (strcasecmp(own, name.c_str()) == 0)
-      throw Stop(name,
-                 {kNotAllowed, 0, "the store is found by this value; edit its configuration instead", 0, {}});
+      throw Stop(
+          name,
+          {kNotAllowed, 0, "clients find the store by this value; edit its configuration instead", 0, {}});
   }
 }
 
@@ -66,12 +65,12 @@ std::string ReadValue(Store& store, const std::string& name, const char* otherwi
   return value.GetString();
 }
 
-// A missing value is recognised by its default, which an existing one would have to equal twice.
+// Reads the value with two different defaults. If both come back, the value is missing.
 bool HasValue(Store& store, const std::string& name) {
   return ReadValue(store, name, "1") != "1" || ReadValue(store, name, "2") != "2";
 }
 
-// Writes or, with null, deletes a value. The library returns 0 in any case, so the result is read back.
+// Writes a value, or deletes it if `text` is null. The library always returns 0, so the result is read back.
 void Write(Store& store, const std::string& name, const std::string* text) {
   ForgetFileErrors();
   if (const int code = store.Client().PutEnviron(name.c_str(), text == nullptr ? nullptr : text->c_str()))
@@ -110,7 +109,7 @@ ExitStatus RunGet(const Options& options, const Value& value) {
 ExitStatus RunSet(const Options& options, const Value& value) {
   CheckMayChange(value.name);
   if (HasControls(value.text) || value.text.size() > kLongestValue)
-    throw Stop("a value is one line of at most " + std::to_string(kLongestValue) + " bytes");
+    throw Stop("a value must be one line of at most " + std::to_string(kLongestValue) + " bytes");
   Store store = OpenStore(options);
   if (!options.dry_run) Write(store, value.name, &value.text);
   Report(options, "env set", value, options.dry_run ? "would be set" : "set");
@@ -162,23 +161,24 @@ struct ValueCommand {
 };
 
 constexpr ValueCommand kCommands[] = {
-    {"get", "env get", "Print a value as the file has it", RunGet, true, false,
-     "Exit 6: there is no value of that name.\n\nExamples:\n  tvl env get ReportFolder"},
-    {"set", "env set", "Write a value into the file", RunSet, true, true,
-     "Every other line of the file is kept. The value is read back afterwards.\n"
-     "Exit 7: the value is DocumentRoot or TmpDir, by which the store is found.\n\nExamples:\n"
+    {"get", "env get", "Print a value as it is in the file", RunGet, true, false,
+     "Exit 6: the value does not exist.\n\nExamples:\n  tvl env get ReportFolder"},
+    {"set", "env set", "Write a value to the file", RunSet, true, true,
+     "Keeps all other lines of the file. Reads the value back afterwards.\n"
+     "Exit 7: the value is DocumentRoot or TmpDir, which locate the store.\n\nExamples:\n"
      "  tvl env set ReportFolder '$DocumentRoot/reports'"},
     {"unset", "env unset", "Delete a value from the file", RunUnset, true, false,
-     "Exit 6: there is no value of that name.\n\nExamples:\n  tvl env unset ReportFolder"},
-    {"list", "env list", "Print all values as the file has them", RunList, false, false,
+     "Exit 6: the value does not exist.\n\nExamples:\n  tvl env unset ReportFolder"},
+    {"list", "env list", "Print all values as they are in the file", RunList, false, false,
      "Examples:\n  tvl env list\n  tvl --json env list"},
 };
 
 }  // namespace
 
 void AddValueCommands(CLI::App& app, Invocation& invocation) {
-  CLI::App* group = app.add_subcommand("env", "Values in the section Environments of the configuration");
+  CLI::App* group = app.add_subcommand("env", "Work with the values of [Environments] in the configuration");
   group->require_subcommand(1);
+  group->footer("Examples:\n  tvl env list\n  tvl env get ReportFolder");
   for (const ValueCommand& command : kCommands) {
     auto value = std::make_shared<Value>();
     CLI::App& added = AddCommand(

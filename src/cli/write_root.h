@@ -5,14 +5,14 @@
 
 namespace tvl::cli {
 
-// The folder that a command writes into. Anyone who may write to a store can plant a link in it, so what is
-// written must not leave the folder through one.
+// The folder that a command writes into. Anyone who can write to a store can create a link in it, so nothing
+// may be written outside the folder through a link.
 class WriteRoot {
  public:
-  // `follow` allows links to lead anywhere.
+  // With `follow`, links may lead anywhere.
   WriteRoot(const std::string& folder, bool follow);
 
-  // True if what is written to `path` would land outside the folder.
+  // Returns true if writing to `path` would write outside the folder.
   [[nodiscard]] bool IsLeftBy(const std::string& path);
 
  private:
@@ -20,11 +20,12 @@ class WriteRoot {
 
   std::string root_;
   bool follow_;
-  std::string last_folder_;  // what was asked last, as the files of one folder follow each other
+  std::string last_folder_;  // the last result is cached, because the files of a folder follow each other
   bool last_outside_ = false;
 };
 
-inline constexpr char kLeadsOutText[] = "leads out through a link on the other side; --follow allows it";
+inline constexpr char kLeadsOutText[] =
+    "a link on the other side leads out of the store; --follow allows this";
 
 }  // namespace tvl::cli
 

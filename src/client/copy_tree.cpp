@@ -16,7 +16,7 @@ PathText Whole(const char* path) {
   return text;
 }
 
-// With a backslash in between whether or not the folder ends in one, which the file system takes for one.
+// Always adds a backslash. If the folder already ends in one, the file system treats both as one.
 PathText Below(const PathText& folder, const char* name) {
   PathText path = folder;
   path.Append("\\").Append(name);
@@ -27,7 +27,7 @@ bool IsFolder(DWORD attributes) {
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
-// The first failure of a group, or TVL_OK.
+// Ends a group. Returns its first failure, or TVL_OK.
 int EndGroup(const Writing& writing) {
   if (writing.group == nullptr) return TVL_OK;
   const std::vector<int> results = writing.group->End();
@@ -39,11 +39,11 @@ class TreeCopy {
  public:
   TreeCopy(const Progress& progress, const Writing& writing) : progress_(progress), writing_(writing) {}
 
-  // What goes wrong inside a tree is not reported: the walk copies what it can.
+  // Failures inside a tree are not reported: the walk copies as much as possible.
   int Copy(const PathText& source, DWORD attributes, const PathText& target) const {
     if (!source.Fits()) return TVL_ERR_COPY;
     if (!IsFolder(attributes)) return CopyOne(source, target);
-    progress_.Tell(source, 0);
+    progress_.Report(source, 0);
     if (!target.Fits()) return TVL_ERR_COPY;
     EnsureFolder(target.Text());
     const bool whole = VisitFolder(Below(source, "*.*"), [&](const WIN32_FIND_DATAA& found) {
@@ -59,7 +59,7 @@ class TreeCopy {
   int CopyOne(const PathText& source, const PathText& target) const {
     const bool copied =
         target.Fits() && IsCopied(CopyFile(source.Text(), target.Text(), writing_, CopiedTimes::kWritten));
-    if (progress_.IsWanted()) progress_.Tell(source, FileLength(source.Text()));
+    if (progress_.IsWanted()) progress_.Report(source, FileLength(source.Text()));
     return copied ? TVL_OK : TVL_ERR_COPY;
   }
 

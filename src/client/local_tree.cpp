@@ -32,7 +32,7 @@ PathText Whole(const char* path) {
   return text;
 }
 
-// A name in a folder, with one backslash in between.
+// Appends a name to a folder, with one backslash in between.
 PathText BelowTrimmed(const PathText& folder, const char* name) {
   PathText path = folder;
   if (folder.View().empty() || folder.View().back() != '\\') path.Append("\\");
@@ -45,16 +45,16 @@ bool IsFolder(DWORD attributes) {
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
-// Adds what is in a tree to `sum`. False if the walk was stopped.
+// Adds the size of a tree to `sum`. Returns false if the walk was stopped.
 bool AddSizeofTree(const PathText& path, DWORD attributes, const Progress& progress, double& sum) {
   if (!path.Fits()) return true;
   if (!IsFolder(attributes)) {
     const int size = FileLength(path.Text());
-    progress.Tell(path, size);
+    progress.Report(path, size);
     sum += size < 0 ? size + kTwoTo32 : size;
     return true;
   }
-  progress.Tell(path, 0);
+  progress.Report(path, 0);
   return tvl::VisitFolder(BelowTrimmed(path, kEverything), [&](const WIN32_FIND_DATAA& found) {
     return AddSizeofTree(BelowTrimmed(path, found.cFileName), found.dwFileAttributes, progress, sum);
   });
@@ -75,7 +75,7 @@ int CodeOf(tvl::Removal removal) {
 }
 
 void ReportRemoved(const char* path, std::uint64_t size, void* progress) {
-  static_cast<const Progress*>(progress)->Tell(Whole(path), static_cast<int>(size));
+  static_cast<const Progress*>(progress)->Report(Whole(path), static_cast<int>(size));
 }
 
 int Remove(const char* path, std::size_t root_length, Progress progress) {

@@ -14,9 +14,9 @@ class Progress {
 
   [[nodiscard]] bool IsWanted() const { return callback_ != nullptr; }
 
-  void Tell(const PathText& path, int size) const {
+  void Report(const PathText& path, int size) const {
     if (!IsWanted()) return;
-    PathText copy = path;  // callbacks take their text writable
+    PathText copy = path;  // callbacks take a writable text
     callback_(copy.Data(), static_cast<unsigned int>(size), user_data_);
   }
 

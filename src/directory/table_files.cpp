@@ -20,10 +20,10 @@ using tvl::TableBatch;
 constexpr int kReadEqual = 0;
 constexpr int kReadGreater = 1;
 constexpr int kReadGreaterOrEqual = 2;
-constexpr unsigned int kSearchRoom = 1024;
-static_assert(kSearchRoom > CCtreeFile::kLongestKey);
+constexpr unsigned int kSearchSize = 1024;
+static_assert(kSearchSize > CCtreeFile::kLongestKey);
 
-// A key as a read takes it and leaves it: blanks to the key's length and a NUL.
+// The search key of a read: padded with blanks to the length of the key, and terminated with a NUL.
 class SearchKey {
  public:
   explicit SearchKey(int length) : length_(length) {
@@ -31,7 +31,7 @@ class SearchKey {
     text_[length] = 0;
   }
 
-  // Puts a text with its NUL over the beginning.
+  // Overwrites the beginning with a text and its NUL.
   void Start(string_view text) {
     std::memcpy(text_, text.data(), text.size());
     text_[text.size()] = 0;
@@ -41,20 +41,20 @@ class SearchKey {
   }
   [[nodiscard]] char* Text() { return text_; }
 
-  // The key and its NUL, as they stand in a row. False if memory ran out.
+  // Appends the key and its NUL to `rows`. Returns false if memory ran out.
   [[nodiscard]] bool AppendTo(CCore& rows) const {
     const std::uint32_t end = rows.length + static_cast<std::uint32_t>(length_) + 1;
     return rows.Append(text_, length_ + 1) == end;
   }
 
  private:
-  char text_[kSearchRoom];
+  char text_[kSearchSize];
   int length_;
 };
 
 enum class Scan { kGoesOn, kEnded, kOutOfMemory };
 
-// One item of a read list: the search, and the rows it brings.
+// The search for one item of a read list.
 class ItemScan {
  public:
   ItemScan(const ItemScan&) = delete;  // it refers to a part of itself
@@ -71,8 +71,8 @@ class ItemScan {
     searched_.Start(item);
   }
 
-  // Appends the next row to `rows`. The engine leaves the key found in the search key, so the next read goes
-  // on from it.
+  // Appends the next row to `rows`. The engine stores the key that it found in the search key, so the next
+  // read continues from there.
   Scan Next(CCore& rows) {
     const char* record = file_.ReadRawRec(searched_.Text(), key_number_, std::exchange(mode_, kReadGreater));
     if (record == nullptr || !searched_.StartsWith(item_)) return Scan::kEnded;
@@ -94,7 +94,7 @@ class ItemScan {
   SearchKey& searched_;
 };
 
-// Reads all that an item finds. False if memory ran out.
+// Reads all rows of an item. Returns false if memory ran out.
 bool ReadItem(ItemScan& scan, CCore& block, int& rows) {
   for (;;) {
     const Scan result = scan.Next(block);
@@ -104,14 +104,14 @@ bool ReadItem(ItemScan& scan, CCore& block, int& rows) {
   }
 }
 
-// Takes a part of a row off the block; null if the block ends before it does.
+// Reads a part of a row from the block. Returns null if the block ends too early.
 const char* TakePart(CCore& block, int length) {
   std::uint32_t taken = 0;
   const auto* part = static_cast<const char*>(block.Take(static_cast<std::uint32_t>(length), &taken));
   return taken == static_cast<std::uint32_t>(length) ? part : nullptr;
 }
 
-// Writes the next row of the block. A block that ends inside the row has none.
+// Writes the next row of the block. Returns false if the block ends inside the row.
 bool WriteRow(const CCtreeFile& file, CCore& block) {
   const char* key1 = TakePart(block, file.key1Len + 1);
   const char* key2 = TakePart(block, file.key2Len + 1);
@@ -120,18 +120,18 @@ bool WriteRow(const CCtreeFile& file, CCore& block) {
 }
 
 bool DeleteExact(const CCtreeFile& file, const tvl::DeleteEntry& entry) {
-  char buffer1[kKeyRoom];
-  char buffer2[kKeyRoom];
+  char buffer1[kKeySize];
+  char buffer2[kKeySize];
   const char* key2 = KeyStrcpy(buffer2, entry.key2, file.key2Len);
   const char* key1 = KeyStrcpy(buffer1, entry.key1, file.key1Len);
   return file.DeleteRawRec(key1, key2) != 0;
 }
 
-// Starts from the prefix again behind each deletion, so no place in a changing index has to be kept. An empty
-// prefix names nothing.
+// Searches from the prefix again after each deletion, so that no position in a changing index must be kept.
+// An empty prefix matches nothing.
 bool DeletePrefix(CCtreeFile& file, const char* prefix) {
   const std::size_t length = std::strlen(prefix);
-  char buffer[kKeyRoom];
+  char buffer[kKeySize];
   while (KeyStrcpy(buffer, prefix, file.key1Len) != nullptr) {
     if (file.ReadRawRec(buffer, 1, kReadGreaterOrEqual) == nullptr) return true;
     if (strnlen(buffer, sizeof buffer) < length || std::memcmp(buffer, prefix, length) != 0) return true;
@@ -140,7 +140,7 @@ bool DeletePrefix(CCtreeFile& file, const char* prefix) {
   return true;
 }
 
-// Copies an entry's numbers out.
+// Copies the numbers of an entry to the outputs.
 void Describe(const CtOpenedFile& entry, int& handle, int& datLen, int& key1Len, int& key2Len) {
   handle = entry.handle;
   datLen = entry.datLen;
@@ -179,7 +179,7 @@ int CTVLClientSmbOpr::LowCTFileOpen(char* name, int& handle, int& datLen, int& k
   return TVL_ERR_SERVER_FILE;
 }
 
-// Opens a table that the registry doesn't know, and puts it there, with nobody counted yet.
+// Opens a table that is not in the registry, and adds it with a reference count of 0.
 int CTVLClientSmbOpr::OpenNewTable(const char* path, int datLen, int key1Len, int key2Len, int create) {
   CCtreeFile file;
   if (create != 0 && CCtreeFile::CreateFiles(path, datLen, key1Len, key2Len) == 0) return TVL_ERR_DELETE_FILE;
@@ -187,15 +187,15 @@ int CTVLClientSmbOpr::OpenNewTable(const char* path, int datLen, int key1Len, in
   const int index = PushCtOpenedFile(path);  // moves the array
   CtOpenedFile& entry = ctOpenedFiles[index];
   tvl::CopyCut(entry.path, path);
-  entry.handle = std::exchange(file.handle, -1);  // the registry's from here on
+  entry.handle = std::exchange(file.handle, -1);  // now owned by the registry
   entry.datLen = file.datLen;
   entry.key1Len = file.key1Len;
   entry.key2Len = file.key2Len;
   return TVL_OK;
 }
 
-// Makes a table anew under its users, whose handle is dead then. An entry whose table could not be had again
-// goes.
+// Replaces a table that is open. The old handle becomes invalid. Removes the entry if the new table cannot be
+// opened.
 int CTVLClientSmbOpr::RecreateTable(int index, int datLen, int key1Len, int key2Len) {
   CtOpenedFile& entry = ctOpenedFiles[index];
   CCtreeFile file;
@@ -279,7 +279,7 @@ int CTVLClientSmbOpr::CTFileDelete(int handle, int prefix, char* deleteList) try
   const int index = FindCtOpenedFile(handle);
   if (index < 0) return TVL_ERR_SERVER_FILE;
   const CtOpenedFile& entry = ctOpenedFiles[index];
-  if (entry.key1Len >= kKeyRoom || entry.key2Len >= kKeyRoom) return TVL_ERR_RS_DELETE;
+  if (entry.key1Len >= kKeySize || entry.key2Len >= kKeySize) return TVL_ERR_RS_DELETE;
   CCtreeFile file;
   file.AttachHandle(handle, entry.datLen, entry.key1Len, entry.key2Len);
   TableBatch batch(handle, TableBatch::Kind::kWrite);
@@ -299,8 +299,8 @@ int CTVLClientSmbOpr::MetTableDamage() const {
   return state->met_table_damage ? 1 : 0;
 }
 
-// The engine may stay, for another connection; what this one had open in it is closed then. The entries stay,
-// dead.
+// Closes the tables of this connection, since the engine may stay loaded for another one. The entries remain
+// with invalid handles.
 void CTVLClientSmbOpr::CloseTables() {
   for (int i = 0; i < ctOpenedCount; ++i) CCtreeFile::CloseHandle(ctOpenedFiles[i].handle);
 }

@@ -37,10 +37,10 @@ bool TakeDeleteEntry(char*& list, DeleteEntry& entry) {
 
 char* KeyStrcpy(char* destination, const char* key, int length) {
   if (*key == 0) return nullptr;
-  const auto room = static_cast<std::size_t>(length);
-  const std::size_t copied = strnlen(key, room);
+  const auto width = static_cast<std::size_t>(length);
+  const std::size_t copied = strnlen(key, width);
   std::memcpy(destination, key, copied);
-  std::memset(destination + copied, ' ', room - copied);
+  std::memset(destination + copied, ' ', width - copied);
   destination[length] = 0;
   return destination;
 }

@@ -5,37 +5,37 @@
 
 namespace tvl {
 
-// The items of a read list, one after the other: texts with runs of the byte 0x01 between them.
+// Iterates over the items of a read list: texts separated by runs of the byte 0x01.
 class ReadList {
  public:
   static constexpr unsigned int kLongest = 1023;
 
-  // What goes beyond the greatest length is cut.
+  // A list longer than the maximum is cut.
   explicit ReadList(const char* text);
 
-  // The next item, or an empty one behind the last.
+  // Returns the next item, or an empty text after the last one.
   [[nodiscard]] std::string_view Next();
 
  private:
   std::string_view rest_;
 };
 
-// One entry of a delete list. The list was cut up, so both keys are zero-terminated texts.
+// One entry of a delete list. Parsing terminates both keys with zeros.
 struct DeleteEntry {
   char* key1;
   char* key2;
 };
 
-// Takes the next entry, key 1, 0x01, key 2 and 0x02 or the list's end, off the front of `list`, cutting it
-// up. False at the end of the list, or if what is left is no entry.
+// Parses the next entry: key 1, 0x01, key 2, and 0x02 or the end of the list. Modifies the list and advances
+// `list`. Returns false at the end, or if the rest is not an entry.
 [[nodiscard]] bool TakeDeleteEntry(char*& list, DeleteEntry& entry);
 
 }  // namespace tvl
 
-constexpr int kKeyRoom = 256;  // of the destination of KeyStrcpy
+constexpr int kKeySize = 256;  // of the destination of KeyStrcpy
 
-// Copies `key`, cut or completed with blanks to `length`, and a NUL. The destination, or null, and it stays,
-// if the key is empty.
+// Copies `key`, cut or padded with blanks to `length`, and a NUL. Returns the destination, or null without
+// changing it if the key is empty.
 char* KeyStrcpy(char* destination, const char* key, int length);
 
 #endif

@@ -19,12 +19,13 @@ namespace {
 
 using std::string_view;
 
-// What marks a file as a database. It is written last, so that a file cut by a crash is none.
+// The bytes that identify a file as a database. They are written last, so that an incomplete file after a
+// crash is not a database.
 constexpr std::size_t kMark = 16;
 
 constexpr const char* kCompanions[] = {"-journal", "-wal", "-shm"};
 
-// The journal of a former table under this name would be played back into the new one.
+// The journal of a former table with this name would be played back into the new one.
 bool RemoveCompanions(const std::string& path) {
   for (const char* companion : kCompanions) {
     if (System().unlink((path + companion).c_str()) != 0 && errno != ENOENT) return false;
@@ -51,7 +52,7 @@ bool MakeArchive(const std::string& path, const Layout& layout) {
   const std::optional<TableFile> file = TableFile::Seize(path);
   if (!file) return false;
   if (!Fill(file->Descriptor(), path, image)) {
-    NoteSystemError("the table can't be written");
+    NoteSystemError("the table cannot be written");
     System().unlink(path.c_str());
     return false;
   }

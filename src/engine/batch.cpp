@@ -35,7 +35,7 @@ bool EndBatch(OpenTable& table, int handle) {
   }
   table.batches.erase(std::next(newest).base());
   const bool kept = !table.batches.empty() || table.storage->End();
-  table.turn.Give();
+  table.turn.Release();
   return kept;
 }
 

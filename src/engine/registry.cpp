@@ -11,14 +11,14 @@
 
 namespace tvl::engine {
 
-// Never destroyed: the library closes its connections while the process unloads.
+// Never destroyed, because the library closes its connections while the process exits.
 Registry& Registry::Get() {
   static Registry& registry = *new Registry;
   return registry;
 }
 
 Registry::Registry() {
-  if (!SetUpSqlite()) NoteError("SQLite can't be set up");
+  if (!SetUpSqlite()) NoteError("SQLite cannot be set up");
   // First the guard, because tables are closed under `mutex_`.
   if (ForkGuard::Start() != 0 || CallAroundForks(BeforeFork, AfterForkInParent, AfterForkInChild) != 0)
     NoteError("forks cannot be noticed");
@@ -39,7 +39,7 @@ int Registry::Open(const char* path, bool readOnly) {
   return lastHandle_ = handle;
 }
 
-// A second hold of a table that is open already ends with `file`.
+// If the table is already open, the second hold on it ends with `file`.
 std::shared_ptr<OpenTable> Registry::TableFor(TableFile file) {
   const std::lock_guard guard(mutex_);
   std::erase_if(tables_, [](const auto& entry) { return entry.second.expired(); });
@@ -70,7 +70,7 @@ Opened Registry::Take(int handle) {
   return node.empty() ? Opened() : std::move(node.mapped());
 }
 
-// The table itself is closed with its last user, which may be a call of another thread.
+// The table itself is closed by its last user, which may be a call on another thread.
 bool Registry::Close(int handle) {
   const Opened opened = Take(handle);
   if (opened.table == nullptr) {
@@ -99,7 +99,8 @@ void Registry::AfterForkInParent() {
   ReopenSqlite();
 }
 
-// The parent's SQLite objects stay as they are: closing them would act on the parent's files and journals.
+// Leaves the parent's SQLite objects alone, because closing them would affect the parent's files and
+// journals.
 void Registry::AfterForkInChild() {
   Registry& registry = Get();
   registry.abandoned_.merge(registry.handles_);

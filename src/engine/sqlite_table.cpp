@@ -20,7 +20,7 @@ using std::string_view;
 
 #define ROWS "SELECT key1, key2, record FROM records WHERE "
 
-// By key number and mode. RowSearch skips what an upward walk meets before the key that it looks for.
+// Indexed by key number and mode. RowSearch skips the rows that an upward search meets before the wanted key.
 constexpr const char* kReads[] = {
     ROWS "key1 >= ?1 ORDER BY key1",
     ROWS "key1 >= ?1 ORDER BY key1",
@@ -35,7 +35,7 @@ constexpr const char* kReads[] = {
 };
 #undef ROWS
 
-// What is not bytes comes before all bytes in the order of a key.
+// Values that are not bytes sort before all bytes.
 constexpr const char* kFirstKeys[] = {
     "SELECT typeof(key1) = 'blob' FROM records ORDER BY key1 LIMIT 1",
     "SELECT typeof(key2) = 'blob' FROM records ORDER BY key2 LIMIT 1",
@@ -63,7 +63,8 @@ constexpr std::size_t kTakeSnapshot = 2;
 constexpr std::size_t kCommit = 3;
 constexpr std::size_t kRollback = 4;
 
-// Safe at a power cut at any moment; 8 MB of pages before a large batch goes to the file.
+// Safe against a power failure at any moment. Caches 8 MB of pages before a large batch is written to the
+// file.
 constexpr const char* kSettings =
     "PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = EXTRA; PRAGMA secure_delete = FAST;"
     "PRAGMA temp_store = MEMORY; PRAGMA cell_size_check = ON; PRAGMA cache_size = -8192";
@@ -77,7 +78,7 @@ constexpr const char* kMakeIndex = "CREATE INDEX records_by_key2 ON records(key2
 constexpr int kApplicationId = 0x54564C54;  // "TVLT"
 constexpr int kLongestValue = 1 << 20;
 
-// A file may come from anybody, so nothing in it is to run.
+// A file may come from anyone, so no code in it may run.
 constexpr struct {
   int option;
   int value;
@@ -88,16 +89,16 @@ constexpr struct {
     {SQLITE_DBCONFIG_ENABLE_VIEW, 0},
 };
 
-// Places in a database's header.
+// Offsets in the header of a database.
 constexpr char kMagicText[] = "SQLite format 3";
-constexpr string_view kMagic(kMagicText, sizeof kMagicText);  // its NUL belongs to it
+constexpr string_view kMagic(kMagicText, sizeof kMagicText);  // includes the NUL
 constexpr std::size_t kWriteVersion = 18;
 constexpr std::size_t kReadVersion = 19;
 constexpr std::size_t kHeaderLooked = 20;
 constexpr char kRollbackJournal = 1;
 
-// False for anything but a database with a rollback journal. SQLite itself would also take up a write-ahead
-// log that lies beside the file, whatever the header says.
+// Returns false for anything but a database with a rollback journal. SQLite itself would also use a
+// write-ahead log next to the file, regardless of the header.
 bool HasOurFormat(const std::string& path, int descriptor) {
   char header[kHeaderLooked];
   const ssize_t length = System().pread(descriptor, header, sizeof header, 0);
@@ -107,8 +108,8 @@ bool HasOurFormat(const std::string& path, int descriptor) {
          System().access((path + "-wal").c_str(), F_OK) != 0;
 }
 
-// A node of the tree holds at least four rows, and what of a row doesn't fit a quarter of it goes to pages of
-// its own.
+// A node of the tree contains at least four rows. The part of a row that does not fit into a quarter of a
+// node goes to separate pages.
 int PageSizeFor(const Layout& layout) {
   constexpr int head = 32;
   const int row = layout.record + layout.key1 + layout.key2 + head;
@@ -154,7 +155,7 @@ std::string SqliteTable::EmptyImage(const Layout& layout) {
       std::to_string(layout.record) + ',' + std::to_string(layout.key1) + ',' + std::to_string(layout.key2) +
       ')';
   if (opening != SQLITE_OK || sqlite3_exec(opened, sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
-    NoteError("the table can't be laid out");
+    NoteError("the table cannot be created");
     return {};
   }
   sqlite3_int64 size = 0;
@@ -167,14 +168,14 @@ std::string SqliteTable::EmptyImage(const Layout& layout) {
 std::unique_ptr<SqliteTable> SqliteTable::Open(const std::string& path, const TableFile& file,
                                                Patience& patience) {
   if (!HasOurFormat(path, file.Descriptor())) {
-    NoteError("the file is no table");
+    NoteError("the file is not a table");
     return nullptr;
   }
   std::unique_ptr<SqliteTable> table(new SqliteTable);
   if (!table->Connect(path, file.IsWritable())) return nullptr;
   if (!table->Transact(false, patience, [&] { return table->Run(kSettings) && table->ReadLayout(); }))
     return nullptr;
-  // SQLite opened the path once more, which by then could have been another file's.
+  // SQLite opened the path again, which may meanwhile refer to another file.
   if (!file.IsStill(path)) {
     NoteError("the table was replaced");
     return nullptr;
@@ -210,7 +211,8 @@ bool SqliteTable::Connect(const std::string& path, bool writable) {
   return true;
 }
 
-// Runs `action`, which is true for success, with the locks that it needs. Inside a batch they are there.
+// Runs `action`, which returns true on success, with the locks that it needs. Inside a batch they are already
+// held.
 template <typename Action>
 bool SqliteTable::Transact(bool forWriting, Patience& patience, Action action) {
   if (inBatch_) {
@@ -226,7 +228,7 @@ bool SqliteTable::Transact(bool forWriting, Patience& patience, Action action) {
   return false;
 }
 
-// SQLite rolls back what a killed writer has left when it next reads with the right to write.
+// SQLite rolls back the changes of a killed writer when it next reads with a lock for writing.
 bool SqliteTable::RollBackKilledWriter(Patience& patience) {
   const RegionHold hold(region_, Region::Strength::kExclusive, patience);
   const SqlitePassage passage(&region_);
@@ -241,7 +243,7 @@ bool SqliteTable::ReadLayout() {
     return false;
   }
   layout_ = {lengths.Number(0), lengths.Number(1), lengths.Number(2)};
-  if (!layout_.IsValid()) NoteError("the table's lengths are out of bounds");
+  if (!layout_.IsValid()) NoteError("the lengths of the table are out of bounds");
   return layout_.IsValid();
 }
 
@@ -256,7 +258,7 @@ void SqliteTable::NoteDatabaseError() const {
             ProblemOf(sqlite3_errcode(database_)));
 }
 
-// Whether a key of this number isn't bytes. Looks again only when the table has changed.
+// Returns whether any key of this number is not bytes. Checks again only if the table has changed.
 bool SqliteTable::HasForeignKeys(std::size_t keyNumber) {
   unsigned int version = 0;
   sqlite3_file_control(database_, "main", SQLITE_FCNTL_DATA_VERSION, &version);
@@ -338,12 +340,12 @@ bool SqliteTable::Delete(const Key* key1, const Key* key2, Patience& patience) {
   if (key1 != nullptr || key2 != nullptr) {
     return Transact(true, patience, [&] { return DeleteRow(key1, key2); });
   }
-  NoteError("no key is given");
+  NoteError("both keys are empty");
   return false;
 }
 
-// SQLite rolls a transaction back by itself when the disk is full or fails. What comes behind must not be
-// kept alone.
+// SQLite rolls back a transaction by itself if the disk is full or fails. The following changes must not be
+// committed alone.
 bool SqliteTable::IsBatchLost() const {
   const bool lost = inBatch_ && sqlite3_get_autocommit(database_) != 0;
   if (lost) NoteError("the batch was rolled back");
@@ -362,10 +364,10 @@ void SqliteTable::RollBack() {
   static_cast<void>(Execution(batches_[kRollback], database_, kBatches[kRollback]).Step());
 }
 
-// False, and nothing is begun, if there may be the journal of a killed writer.
+// Returns false, without a transaction, if there may be a journal of a killed writer.
 bool SqliteTable::HasSeenJournal() {
   if (!region_.HasUnseenJournal()) return true;
-  NoteError("the journal cannot be looked at");
+  NoteError("the journal cannot be examined");
   RollBack();
   inBatch_ = false;
   return false;

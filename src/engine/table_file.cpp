@@ -28,8 +28,8 @@ constexpr mode_t kReadWriteBits = 0666;
 
 enum class Attempt { kTaken, kBarred, kFailed };
 
-// Takes the turn byte, then tries for `range`, and releases the turn byte. The turn may be shared by a
-// descriptor for reading only.
+// Locks the turn byte, then tries to lock `range`, and releases the turn byte. A read-only descriptor may
+// share the turn.
 class TurnTry {
  public:
   TurnTry(int descriptor, bool writable) : descriptor_(descriptor), type_(writable ? F_WRLCK : F_RDLCK) {}
@@ -53,7 +53,7 @@ class TurnTry {
   Patience turnPatience_{kPatienceWithTries};
 };
 
-// True, or a noted error after the time that the call waits.
+// Returns true, or notes an error when the time of the call is over.
 bool LockForUse(int descriptor, bool writable, Patience& patience) {
   TurnTry turn(descriptor, writable);
   Attempt attempt = turn.Take(F_RDLCK, kUseByte);
@@ -62,8 +62,8 @@ bool LockForUse(int descriptor, bool writable, Patience& patience) {
   return attempt == Attempt::kTaken;
 }
 
-// True if what is in the way will be over in a moment: the try of an earlier release, or somebody who is only
-// making the file.
+// Returns true if the conflicting lock will be released in a moment: it is the try of an earlier release, or
+// of a process that is creating the file.
 bool IsBarredForAMoment(int descriptor, const LockRange& range) {
   struct flock found = Describe(F_WRLCK, range);
   struct stat status = {};
@@ -73,7 +73,7 @@ bool IsBarredForAMoment(int descriptor, const LockRange& range) {
   return found.l_type == F_UNLCK || isTry || status.st_size == 0;
 }
 
-// Against all who use the file, and against a plain SQLite that is at work in it.
+// Excludes all users of the file, including a plain SQLite that is using it.
 bool LockWhole(int descriptor) {
   Patience patience(kPatienceWithTries);
   TurnTry turn(descriptor, true);
@@ -89,7 +89,8 @@ bool LockWhole(int descriptor) {
   return true;
 }
 
-// Whoever may write in the folder must be able to use the table, whatever this process's umask is.
+// Everyone who may write in the folder must be able to use the table, regardless of the umask of this
+// process.
 void TakeModeOfFolder(int descriptor, const std::string& path) {
   struct stat folder = {};
   if (System().stat(FolderOf(path).c_str(), &folder) == 0)
@@ -129,7 +130,7 @@ std::string DataFilePath(const std::string& path) {
 
 std::optional<TableFile> TableFile::Share(const std::string& path, Patience& patience) {
   for (int round = 0; round < kMostReplacements; ++round) {
-    // Non-blocking, or something else than a file might keep us.
+    // Non-blocking, because opening something other than a file might block.
     bool writable = true;
     int descriptor = ForkGuard::Open(path.c_str(), O_RDWR | O_NONBLOCK, 0);
     if (descriptor < 0 && (errno == EACCES || errno == EROFS || errno == EPERM)) {
@@ -137,14 +138,14 @@ std::optional<TableFile> TableFile::Share(const std::string& path, Patience& pat
       descriptor = ForkGuard::Open(path.c_str(), O_RDONLY | O_NONBLOCK, 0);
     }
     if (descriptor < 0) {
-      NoteSystemError("the table can't be opened");
+      NoteSystemError("the table cannot be opened");
       return std::nullopt;
     }
     TableFile file(descriptor, writable);
     if (!file.Identify() || !LockForUse(descriptor, writable, patience)) return std::nullopt;
     if (file.IsStill(path)) return file;
   }
-  NoteError("the table is being replaced all the time");
+  NoteError("the table is replaced again and again");
   return std::nullopt;
 }
 
@@ -152,17 +153,17 @@ std::optional<TableFile> TableFile::Seize(const std::string& path) {
   for (int round = 0; round < kMostReplacements; ++round) {
     const int descriptor = OpenOrMake(path);
     if (descriptor < 0 && errno == ENOENT)
-      continue;  // went between the two ways to open it, or there is no folder
+      continue;  // removed between the two attempts to open it, or there is no folder
     if (descriptor < 0) break;
     TableFile file(descriptor, true);
     if (!file.Identify() || !LockWhole(descriptor)) return std::nullopt;
     if (file.IsStill(path)) return file;
   }
-  NoteSystemError("the table can't be made");
+  NoteSystemError("the table cannot be created");
   return std::nullopt;
 }
 
-// Unlocks besides, since a child forked a moment ago may still have the open file too.
+// Unlocks explicitly, because a child that was just forked may still have the file open too.
 TableFile::~TableFile() {
   if (descriptor_ < 0) return;
   Unlock(descriptor_, kWholeFile);
@@ -172,7 +173,7 @@ TableFile::~TableFile() {
 bool TableFile::Identify() {
   struct stat status = {};
   if (System().fstat(descriptor_, &status) != 0 || !S_ISREG(status.st_mode)) {
-    NoteError("the table is no file");
+    NoteError("the table is not a file");
     return false;
   }
   id_ = IdentityOf(status);

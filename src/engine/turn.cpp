@@ -17,7 +17,7 @@ bool TurnLock::Take(Patience& patience) {
   return true;
 }
 
-void TurnLock::Give() {
+void TurnLock::Release() {
   const std::lock_guard lock(mutex_);
   if (--depth_ == 0) free_.notify_one();
 }

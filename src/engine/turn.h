@@ -9,12 +9,12 @@
 
 namespace tvl::engine {
 
-// Lets one thread at a time work on a table. The thread that has the turn may take it again.
+// Lets one thread at a time use a table. The thread that has the turn may take it again.
 class TurnLock {
  public:
-  // Waits as long as the call may still wait. False, and a noted error, if another thread keeps it.
+  // Waits as long as `patience` lasts. Returns false and notes an error if another thread keeps the turn.
   [[nodiscard]] bool Take(Patience& patience);
-  void Give();
+  void Release();
 
  private:
   std::mutex mutex_;
@@ -23,19 +23,19 @@ class TurnLock {
   int depth_ = 0;
 };
 
-// The turn for the duration of one call.
+// Holds the turn for the duration of one call.
 class Turn {
  public:
   Turn(TurnLock& lock, Patience& patience) : lock_(lock), has_(lock.Take(patience)) {}
   Turn(const Turn&) = delete;
   Turn& operator=(const Turn&) = delete;
   ~Turn() {
-    if (has_) lock_.Give();
+    if (has_) lock_.Release();
   }
 
   [[nodiscard]] bool Has() const { return has_; }
 
-  // Leaves the turn with the thread when this object ends, until one more Give.
+  // Keeps the turn after this object is destroyed, until another Release.
   void Keep() { has_ = false; }
 
  private:

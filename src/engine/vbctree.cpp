@@ -1,5 +1,7 @@
 #include "engine/vbctree.h"
 
+#include <sqlite3.h>
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -28,7 +30,7 @@ using tvl::engine::Registry;
 using tvl::engine::Table;
 using tvl::engine::Turn;
 
-// Nothing throws into a program: what does ends in the function's failure.
+// Converts exceptions to the failure result, because exported functions must not throw.
 template <typename Action>
 int Guarded(int failure, Action action) noexcept {
   tvl::engine::ClearProblem();
@@ -40,7 +42,8 @@ int Guarded(int failure, Action action) noexcept {
   }
 }
 
-// Runs `action` on the storage of an open table, in the calling thread's turn. 1 if it returns true.
+// Runs `action` on the storage of an open table, while the calling thread has the turn. Returns 1 if it
+// returns true.
 template <typename Action>
 int OnTable(int handle, bool changes, Action action) noexcept {
   return Guarded(0, [&] {
@@ -74,11 +77,11 @@ bool Write(Table& table, const char* key1, const char* key2, const void* record,
   return table.Write(Key(key1, lengths.key1), Key(key2, lengths.key2), record, patience);
 }
 
-bool IsGiven(const char* key) {
+bool HasText(const char* key) {
   return key != nullptr && *key != 0;
 }
 
-// Runs `action` on a field of the current record, which `find` looks up. 1 if it gives true.
+// Runs `action` on the field of the current record that `find` returns. Returns 1 if it returns true.
 template <typename Find, typename Action>
 int OnField(Find find, Action action) noexcept {
   return Guarded(0, [&] {
@@ -93,8 +96,8 @@ template <typename Find>
 int GetValue(Find find, char* destination) noexcept {
   if (destination == nullptr) return 0;
   return OnField(find, [=](const _format_& field, unsigned char* record) {
-    const auto room = static_cast<std::size_t>(std::max(field.length, 2 * field.size)) + 1;
-    return tvl::GetField(field, record, destination, room);
+    const auto capacity = static_cast<std::size_t>(std::max(field.length, 2 * field.size)) + 1;
+    return tvl::GetField(field, record, destination, capacity);
   });
 }
 
@@ -176,7 +179,7 @@ int WriteKeys(int handle, const char* key1, const char* key2) {
       NoteError("there is no current record");
       return false;
     }
-    // The program's record may be shorter than the table's.
+    // The program's record may be shorter than that of the table.
     char record[tvl::engine::kLongestRecord];
     const auto whole = static_cast<std::size_t>(table.Lengths().record);
     const std::size_t given = std::min(static_cast<std::size_t>(current.Length()), whole);
@@ -198,8 +201,8 @@ int DeleteKeys(int handle, const char* key1, const char* key2) {
     const Layout& lengths = table.Lengths();
     const Key first(key1, lengths.key1);
     const Key second(key2, lengths.key2);
-    return table.Delete(IsGiven(key1) ? &first : nullptr,
-                        lengths.key2 > 0 && IsGiven(key2) ? &second : nullptr, patience);
+    return table.Delete(HasText(key1) ? &first : nullptr,
+                        lengths.key2 > 0 && HasText(key2) ? &second : nullptr, patience);
   });
 }
 
@@ -272,4 +275,8 @@ void CloseAll() {
     Registry::Get().CloseAll();
     return 1;
   });
+}
+
+const char* GetEngineVersion() {
+  return TVL_VERSION " (SQLite " SQLITE_VERSION ")";
 }

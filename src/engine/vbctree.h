@@ -1,99 +1,102 @@
 #ifndef TVL_ENGINE_VBCTREE_H
 #define TVL_ENGINE_VBCTREE_H
 
-// The functions of the table engine module vbctree.so, which a program loads at run time and asks for by name
+// The functions of the table engine module vbctree.so, which a program loads at run time and looks up by name
 // (decltype(&IOpen) is the type of a pointer).
 //
-// A table is one file, the given name with its extension replaced by ".dat"; separators are backslashes or
-// slashes. Its records have a fixed length and two keys, each a text of fixed length. A key given shorter is
-// completed with blanks, one given longer is cut, null stands for blanks; keys are compared as bytes. Key 1
-// is unique, key 2 is not.
+// A table is one file: the name passed by the caller, with its extension replaced by ".dat". Separators are
+// backslashes or slashes. Records have a fixed length and two keys, which are texts of fixed length. A
+// shorter key is padded with blanks, a longer one is cut, and null means blanks; keys are compared as bytes.
+// Key 1 is unique, key 2 is not.
 //
-// Handles are positive, belong to the process that opened them, and their numbers are never given out twice:
-// a stale one, or a parent's one in a forked child, is refused. What is refused or fails gives 0 where
-// nothing else is said, and GetLastErrorText says why. A function waits 10 s at most, all its waits
-// together, for a table that other threads or processes have locked.
+// Handles are positive, belong to the process that opened them, and are never reused: a stale handle, or that
+// of a parent in a forked child, is refused. Unless stated otherwise, functions return 0 on failure, and
+// GetLastErrorText returns the reason. A function waits for at most 10 s in total for a table that other
+// threads or processes have locked.
 //
 // Any thread may call any function. Only the current record, the last error and an open batch belong to one
 // thread.
 extern "C" {
 
-// Why the calling thread's last failed call failed. The text holds until the next failure.
+// Returns why the last failed call of the calling thread failed. The text is valid until the next failure.
 const char* GetLastErrorText();
 
-// What kind of failure the calling thread's last call ended in: 0 it succeeded, 1 there is no such record, 2
-// another thread or process kept the table busy for as long as a call waits, 3 the table may not be written
-// here, 4 a key, a record or the file is damaged, 5 anything else. IsStillNamed and all functions that take a
-// path, a handle or a field count as calls.
+// Returns the kind of failure of the last call of the calling thread: 0 no failure, 1 there is no such
+// record, 2 another thread or process kept the table busy for as long as a call waits, 3 the table is
+// read-only here, 4 a key, a record or the file is damaged, 5 anything else. IsStillNamed and all functions
+// that take a path, a handle or a field count as calls.
 int GetLastProblem();
 
-// Opens a table; IREOpen for reading only. A table that can be read and not written is opened all the same
-// and refuses to be written. -1 if it can't be opened or is none. While any handle is open, nobody can delete
-// or re-create the table.
+// Open a table; IREOpen opens it for reading only. IOpen also opens a table that can only be read, but then
+// writing fails. Return -1 if the file cannot be opened or is not a table. While a handle is open, nobody can
+// delete or re-create the table.
 int IOpen(const char* path);
 int IREOpen(const char* path);
 
-// Closes a handle. A batch of this handle is ended first, as by EndBatch.
+// Closes a handle, after ending its batches as EndBatch does.
 int IClose(int handle);
 
-// Length of a record (selector 0), of key 1 (1) and of key 2 (2); else -1.
+// Returns the length of a record (selector 0), of key 1 (1) or of key 2 (2), or -1.
 int GetLength(int handle, int selector);
 
-// Makes `record` the calling thread's current record, cut into fields by `schema`. The memory is borrowed
-// until the next call; the schema is not. 0 if the schema can't be read: there are no fields then.
+// Sets the current record of the calling thread, with the fields of `schema`. `record` must remain valid
+// until the next call; the schema is copied. Returns 0 if the schema is invalid; then the record has no
+// fields.
 int SetCurrentRecord(const char* schema, void* record, int recordLength);
 
-// A field of the current record as text, by its place or name; the field's length and a NUL are written at
-// most. `destination` may lie in the current record. Gives 0 and the text "0" for bytes that are no number.
+// Copy a field of the current record, by index or name, as a text of at most the field's length and a NUL.
+// `destination` may be inside the current record. Return 0 with the text "0" for bytes that are not a number.
 int GetFieldValueByIdx(int index, char* destination);
 int GetFieldValueByName(const char* name, char* destination);
 
-// Stores a value into a field of the current record: a text is cut to fit, a number that doesn't fit is
+// Store a value in a field of the current record. A text is cut to fit; a number that does not fit is
 // refused.
 int SetFieldValueByIdx(int index, const char* value);
 int SetFieldValueByName(const char* name, const char* value);
 
-// Writes the current record, or the given one, under these keys. A record of the same key 1 is replaced;
-// where key 2 is blank it keeps its key 2.
+// Write the current record, or `record`, with these keys. Replace a record with the same key 1, which keeps
+// its key 2 if `key2` is blank.
 int WriteKeys(int handle, const char* key1, const char* key2);
 int WriteRawKeys(int handle, const char* key1, const char* key2, const void* record);
 
-// Deletes what has both keys. A key that is null or empty stands for any; with both so nothing is deleted. A
-// key of blanks is a key like any other. 1 only if a record was deleted.
+// Deletes the records with both keys. A key that is null or empty matches any; if both are, nothing is
+// deleted. A key of blanks is an ordinary key. Returns 1 only if a record was deleted.
 int DeleteKeys(int handle, const char* key1, const char* key2);
 
-// Looks a record up by key number 1 or 2. When one is found, 1, with its key in `key` (a buffer of the key's
-// length and a NUL) and its bytes in `record`; both are untouched otherwise. A damaged row on the way, one
-// with a key or a record of the wrong length or kind, is never taken for "no such record": the result is 0,
-// and GetLastProblem says so. Of several with the same key 2, the upward reads give that of the lowest key 1,
-// the downward reads that of the highest.
+// Search for a record by key number 1 or 2. If one is found, return 1 and store its key in `key` (a buffer
+// for the key and a NUL) and its bytes in `record`; otherwise leave both unchanged. A damaged row on the way,
+// with a key or record of the wrong length or type, is never mistaken for "no such record": the result is 0,
+// and GetLastProblem returns 4. Of several records with the same key 2, upward reads find that with the
+// lowest key 1, downward reads that with the highest.
 int ReadKeyEq(int handle, int keyNumber, char* key, void* record);
 int ReadKeyGt(int handle, int keyNumber, char* key, void* record);
 int ReadKeyGtEq(int handle, int keyNumber, char* key, void* record);
 int ReadKeyLt(int handle, int keyNumber, char* key, void* record);
 int ReadKeyLtEq(int handle, int keyNumber, char* key, void* record);
 
-// Makes an empty table, in place of one that is there. 0 for success, alone among all functions. A table that
-// anybody holds open is left as it is. Lengths: 1 to 6143 for a record, 1 to 1023 for key 1, 0 to 1023 for
-// key 2.
+// Creates an empty table, replacing an existing one unless it is open. Returns 0 on success, unlike all other
+// functions. Lengths are 1 to 6143 for a record, 1 to 1023 for key 1, and 0 to 1023 for key 2.
 int CreateArchive(const char* path, int recordLength, int key1Length, int key2Length);
 
-// From here to EndBatch, by the same thread, the calls on a table form one snapshot (`forWriting` 0) or one
+// Until EndBatch, the calls of this thread on the table form one snapshot (`forWriting` 0) or one
 // transaction. Meanwhile other processes cannot write, nor read during a transaction, and other threads wait.
 //
-// Batches of one thread on one table nest, also those of different handles: an inner one is part of the
-// outermost, whose EndBatch keeps the rows or, with 0 as its result, none of them. A row that is refused
-// leaves the rows before it in the batch, and the batch goes on. Only where the disk fails is all of it
-// rolled back; all later writes of the batch then fail.
+// Batches of one thread on one table nest, even with different handles: an inner batch is part of the
+// outermost one, whose EndBatch commits all rows or, if it returns 0, none of them. After a refused row, the
+// batch continues with the rows before it. Only if the disk fails is everything rolled back, and all later
+// writes of the batch fail.
 int BeginBatch(int handle, int forWriting);
 int EndBatch(int handle);
 
-// 1 if the path by which the handle was opened still names the file that it works on; 0 if the file was moved
-// away, deleted or replaced.
+// Returns 1 if the path with which the handle was opened still refers to the open file, and 0 if the file was
+// moved, deleted or replaced.
 int IsStillNamed(int handle);
 
 // Closes all handles.
 void CloseAll();
+
+// Returns the versions of this engine and of its SQLite: "1.0.0 (SQLite 3.40.1)". The text is never freed.
+const char* GetEngineVersion();
 
 }  // extern "C"
 

@@ -9,6 +9,7 @@
 #include "base/stop.h"
 #include "frontend/module.h"
 #include "platform/last_error.h"
+#include "table/engine_binding.h"
 #include "tcp/safe_transfers.h"
 #include "tcp/socket.h"
 #include "tcp/window.h"
@@ -20,8 +21,8 @@ char* GetFileSignature(char* path) {
 
 namespace {
 
-// Calls `ask` with the current connection as what it is, a directory connection or one to a server. 0 without
-// one.
+// Calls `ask` with the current connection, as a directory connection or one to a server. Returns 0 if there
+// is no connection.
 template <typename Question>
 int AskCurrentConnection(Question ask) {
   if (auto* directory = dynamic_cast<CTVLClientSmbOpr*>(currentConnection)) return ask(*directory);
@@ -71,4 +72,9 @@ int TVLLastFileError(char* path, unsigned int pathSize) {
     path[length] = 0;
   }
   return error.code;
+}
+
+const char* TVLEngineVersion() {
+  LoadTableEngine();
+  return tvl::engine::Version();
 }

@@ -11,21 +11,21 @@ namespace {
 
 using tvl::Version;
 
-constexpr int kTotalUnit = 1000000;  // a total is version times this, and the build
+constexpr int kTotalUnit = 1000000;  // a total is version times this, plus the build
 
-void Give(int value, int* output) {
+void Store(int value, int* output) {
   if (output != nullptr) *output = value;
 }
 
-// The part that both readers have in common: outputs are 0 unless `read` brings a version.
+// Shared by both readers. The outputs are 0 unless `read` finds a version.
 template <typename Read>
-int GiveVersion(Read read, const char* path, int* version, int* build, int* total) try {
-  for (int* output : {version, build, total}) Give(0, output);
+int StoreVersion(Read read, const char* path, int* version, int* build, int* total) try {
+  for (int* output : {version, build, total}) Store(0, output);
   Version result = {};
   if (!read(path, result)) return 0;
-  Give(result.version, version);
-  Give(result.build, build);
-  Give(VersionTotal(result.version, result.build), total);
+  Store(result.version, version);
+  Store(result.build, build);
+  Store(VersionTotal(result.version, result.build), total);
   return 1;
 } catch (const std::bad_alloc&) {
   return 0;
@@ -44,11 +44,11 @@ int Day(int build) {
 }  // namespace
 
 int TVLGetVersionFromTavolisWinExe(char* path, int* version, int* build, int* total) {
-  return GiveVersion(tvl::ReadExecutableVersion, path, version, build, total);
+  return StoreVersion(tvl::ReadExecutableVersion, path, version, build, total);
 }
 
 int TVLGetVersionFromFile(char* path, int* version, int* build, int* total) {
-  return GiveVersion(tvl::ReadFileVersion, path, version, build, total);
+  return StoreVersion(tvl::ReadFileVersion, path, version, build, total);
 }
 
 CString TVLGetVersionDateFromTotal(int total, int build) {

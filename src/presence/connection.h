@@ -35,27 +35,27 @@ struct LockRow {
 
 }  // namespace tvl
 
-// An instance on a store: who it is, its presence, its locks.
+// An instance that uses a store: its identity, its presence and its locks.
 //
-// Presence is a marker file whose name says who the instance is, held from its first to its last moment in a
-// way that keeps everybody from deleting it. To find out whether an instance lives, others try to delete its
-// marker, which also removes a dead one's. A lock is a row of a shared table; it counts while its owner's
-// marker is held, so a dead owner blocks nobody.
+// Presence is a marker file whose name identifies the instance. The instance holds it from start to end, so
+// that nobody can delete it. To find out whether an instance is alive, others try to delete its marker, which
+// also removes the marker of a dead instance. A lock is a row of a shared table. It is valid while its
+// owner's marker is held, so a dead owner blocks nobody.
 //
-// Marker and table may be lost while the instance lives: removed, replaced, or on a share that took this
-// computer for dead. Each lock operation checks both first, creates a lost marker again and opens the table
-// that is there. Then it answers as the table stands, and HoldsLock reports what was lost.
+// Marker and table may be lost while the instance is alive: removed, replaced, or on a share that regarded
+// this computer as dead. Each lock operation checks both first, creates a lost marker again and reopens a
+// replaced table. Its result reflects the current table, and HoldsLock reports lost locks.
 //
 // Failures of the file system are not reported: an instance whose marker cannot be created works, but counts
-// as dead for everybody else; without a lock table nothing can be locked. An operation waits once for a busy
-// table, 10 s at most. One object serves one thread at a time, in the process that created it: in a forked
-// child it does nothing but free memory.
+// as dead for all others; without a lock table nothing can be locked. An operation waits once for a busy
+// table, for at most 10 s. One object serves one thread at a time, in the process that created it. In a
+// forked child it only frees memory.
 class CConnection {
  public:
-  // Fills the identity; creates no file. `locks` and `procs` end in a backslash. Of
-  // `clientClass` four characters count, with separators replaced by "_"; a shorter one is filled with "x".
-  // Null `computerName`, `address` (dotted) and `userName` mean this computer's name in lower case,
-  // "127.0.0.1" and the user's name.
+  // Fills the identity; creates no file. `locks` and `procs` end in a backslash. Uses four characters of
+  // `clientClass`, with separators replaced by "_"; a shorter one is padded with "x". Null `computerName`,
+  // `address` (dotted) and `userName` mean this computer's name in lower case, "127.0.0.1" and the user's
+  // name.
   CConnection(const char* locks, const char* procs, const char* clientClass,
               const char* computerName = nullptr, const char* address = nullptr,
               const char* userName = nullptr);
@@ -63,18 +63,18 @@ class CConnection {
   CConnection(const CConnection&) = delete;
   CConnection& operator=(const CConnection&) = delete;
 
-  // Finds this instance's number and creates its marker at the first call. The number; 0 if all of 1 to 9999
-  // are taken, and then the instance can lock nothing. Numbers grow downward to 1 as long as the bottom is
-  // free, then upward. Deletes the rows that an earlier instance of this process left under the same
-  // identity.
+  // At the first call, selects a number for this instance and creates its marker. Returns the number, or 0 if
+  // all of 1 to 9999 are taken; then the instance cannot lock anything. Numbers below the lowest live number
+  // are used down to 1, then numbers above the highest. Deletes the rows that an earlier instance of this
+  // process left under the same identity.
   int AllocateInstance();
 
-  // For a caller whose own batch around AllocateInstance was lost: the rows that it deleted are in the table
-  // again, and the next operation deletes them.
+  // To be called if the caller's batch around AllocateInstance was lost: the rows that it deleted are in the
+  // table again, and the next operation will delete them.
   void NoteLostStart() { former_rows_due_ = true; }
 
-  // Marker names of the other live instances of a class ("*": of all), each followed by "|". Always 0.
-  // Removes the markers of dead ones.
+  // Lists the marker names of the other live instances of a class ("*": of all), each followed by "|".
+  // Removes the markers of dead instances. Always returns 0.
   int GetProcessesList(const char* wantedClass, int& count, CString& list);
 
   // The same as a list of names.
@@ -83,52 +83,53 @@ class CConnection {
   // The same, but changes nothing, so that a dead instance's marker stays.
   [[nodiscard]] std::vector<std::string> HeldMarkers(const char* wantedClass) const;
 
-  // Ends the presence: own locks first, then the hold, then the marker.
+  // Ends the presence: releases the own locks first, then the marker, and deletes it.
   void Unregister();
 
-  // Reports who has the lock on `name`, and deletes a dead owner's row. The state: 0 nobody, 1 this instance,
-  // 2 another on this computer, 3 another computer. Another live process with this instance's identity counts
-  // as another instance. The owner fields describe the row found.
+  // Finds the owner of the lock on `name`, and deletes the row of a dead owner. Returns 0 for no owner, 1 for
+  // this instance, 2 for another instance on this computer, 3 for another computer. Another live process with
+  // the identity of this instance counts as another instance. The owner fields describe the row found.
   int CheckLock(const char* name);
 
-  // Takes the lock on `name`, 1 to 32 bytes; blanks at its end make no other name. 1 only if no live instance
-  // held it when the row was written: check and write are one write batch of the table. The row of a dead
-  // predecessor, with the same identity but another process id, becomes this process's; the owner fields then
-  // describe the row found. 0, with nothing written, if the table cannot be used or a damaged row is in the
-  // way. Locks don't nest.
+  // Locks `name`, which has 1 to 32 bytes; trailing blanks are ignored. Returns 1 only if no live instance
+  // held the lock when the row was written: check and write are one write batch. Takes over the row of a dead
+  // predecessor with the same identity but another process id; the owner fields then describe the row found.
+  // Returns 0, with nothing written, if the table cannot be used or a damaged row is in the way, else 2 or 3
+  // as above. Locks do not nest.
   int Lock(const char* name);
 
-  // Releases an own lock. 0 if the object is not locked any more, or a damaged row is in the way; 1 if the
-  // row could not be deleted; 2, 3 as above, and the row stays.
+  // Releases a lock of this instance. Returns 0 if the object is not locked any more, or a damaged row is in
+  // the way; 1 if the row could not be deleted; 2 or 3 as above, without deleting the row.
   int Unlock(const char* name);
 
-  // True while this instance's marker exists and is the file that it holds. Without presence its locks count
-  // for nobody else.
+  // Returns true while the marker of this instance exists and is the file that it holds. Without presence
+  // other clients ignore its locks.
   [[nodiscard]] bool IsPresent() const;
 
-  // True if this instance is present and the first row of `name` in the table is its own, with its process
-  // id. Changes nothing, neither the table nor the owner fields. False also if the table cannot be read.
+  // Returns true if this instance is present and the first row of `name` in the table is its own, with its
+  // process id. Returns false if the table cannot be read. Changes neither the table nor the owner fields.
   [[nodiscard]] bool HoldsLock(const char* name);
 
-  // Appends every row of the lock table, in the order of the objects' names, until `rows` has `most`; changes
-  // nothing, and no marker either. False if the table cannot be read or is damaged.
+  // Appends the rows of the lock table, in the order of the objects' names, until `rows` has `most`. Changes
+  // neither the table nor any marker. Returns false if the table cannot be read or is damaged.
   [[nodiscard]] bool ListLocks(std::vector<tvl::LockRow>& rows,
                                std::size_t most = std::numeric_limits<std::size_t>::max());
 
-  // Deletes those of this instance's rows that are above all others in the table. The others count for
-  // nothing once the marker is gone. Leaves out rows of another live process with this identity.
+  // Deletes the rows of this instance that sort after all rows of others in the table. The remaining ones
+  // become invalid with the marker. Leaves rows of another live process with this identity alone.
   void ReleaseOwnLocks();
 
   // Deletes the rows of this instance and this process wherever they are in the table. Reads the whole table.
   void ReleaseAllOwnLocks();
 
-  // Opens the lock table, which must be there, unless it is open. Always 1.
+  // Opens the lock table, which must exist, unless it is open. Always returns 1.
   int OpenLocksTable();
 
-  // This process created the object; in a forked child it is dead.
+  // Returns true if this process created the object. A forked child cannot use it.
   bool IsOwnProcess() const;
 
-  const char* locksDir;  // both are copies: a new `Open` changes the configuration before this object ends
+  const char* locksDir;  // both are copies, because a new `Open` changes the configuration before this object
+                         // is destroyed
   const char* procsDir;
   char* computer;  // owned
   char ipText[9];
@@ -142,7 +143,7 @@ class CConnection {
   int ownerPid;
   char ownerIp[33];  // 8 hexadecimal digits while a row is examined, dotted at the end of an operation
   char ownerUser[65];
-  char keyBuffer[kLockKeyRoom];
+  char keyBuffer[kLockKeySize];
   int lockState;
   char markerPath[tvl::kMaxPath];  // empty when there is none
   char className[8];

@@ -19,7 +19,7 @@ using tvl::TableBatch;
 constexpr char kAboveAllObjects[] = "~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~";
 static_assert(sizeof kAboveAllObjects == kLongestObject + 1);
 
-// A blank name would not do: control characters sort below blanks.
+// Not a blank name, because control characters sort below blanks.
 constexpr char kBelowAllObjects[] = "\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1\1";
 static_assert(sizeof kBelowAllObjects == kLongestObject + 1);
 
@@ -28,7 +28,7 @@ constexpr int kReadGreater = 1;
 constexpr int kReadLess = 3;
 constexpr int kReadLessOrEqual = 4;
 
-// A list of "name=value" texts, each with its zero, and an empty one at the end.
+// A list of zero-terminated "name=value" texts that ends with an empty text.
 class Assignments {
  public:
   void Add(const char* name, std::string_view value) {
@@ -66,7 +66,7 @@ void CConnection::ClearOwner() {
   lockState = TVL_LOCK_FREE;
 }
 
-// Makes `name` the object asked about. False for a name that no row can contain.
+// Sets the object of the operation. Returns false for a name that no row can contain.
 bool CConnection::NameObject(const char* name) {
   ClearOwner();
   return CopyObjectName(name, object);
@@ -76,8 +76,8 @@ const char* CConnection::BuildOwnKey(const char* name) {
   return BuildLockKey(keyBuffer, name, computer, ipText, className, instance);
 }
 
-// Reads the first row of the object, if there is one, into the owner fields and the key. The key that is
-// searched for has blanks for the owner, so it is just below every row of the object.
+// Reads the first row of the object, if there is one, into the owner fields and the key. The search key has
+// blanks for the owner, so it sorts just before every row of the object.
 bool CConnection::ReadRowOfObject() {
   BuildLockKey(keyBuffer, object, nullptr, nullptr, nullptr, 0);
   if (table->ReadRec(keyBuffer, 1, kReadGreater) == nullptr) return false;
@@ -86,8 +86,8 @@ bool CConnection::ReadRowOfObject() {
   return true;
 }
 
-// Reads the owner from the row just read. Fields are read from the front of the record to its back, since
-// each overwrites the record's beginning; the object is before all of these.
+// Reads the owner from the row just read. Fields must be read in the order of the record, since each one
+// overwrites its beginning; the object is before all of these.
 void CConnection::ReadOwner() {
   ParseLockKey(keyBuffer, nullptr, ownerComputer, ownerIp, nullptr, &ownerInstance);
   CopyKeyClass(keyBuffer, ownerClass);
@@ -102,7 +102,7 @@ int CConnection::CompareOwner() const {
   return TVL_LOCK_OWN;
 }
 
-// True for the row of another process that has, or had, this instance's identity.
+// Returns true for the row of another process that has, or had, the identity of this instance.
 bool CConnection::IsOwnedByOtherProcess() const {
   return static_cast<unsigned int>(ownerPid) != pid;
 }
@@ -115,8 +115,7 @@ bool CConnection::IsOwnerAlive() const {
   return tvl::IsInstanceAlive(procsDir, OwnerName());
 }
 
-// Deletes the rows of dead owners on the way, but not one of this identity, which is this process's to take
-// over.
+// Deletes the rows of dead owners on the way, except one of this identity, which this process may take over.
 int CConnection::CheckLockInBatch() {
   while (ReadRowOfObject()) {
     lockState = CompareOwner();
@@ -162,9 +161,9 @@ void CConnection::DescribeSelf() {
   tvl::CopyCut(ownerUser, user);
 }
 
-// Makes the row just found, which a dead predecessor left, this process's.
+// Takes over the row just found, which a dead predecessor left.
 bool CConnection::AdoptRow() {
-  char key[kLockKeyRoom];
+  char key[kLockKeySize];
   std::memcpy(key, keyBuffer, sizeof key);
   if (table->datLen != static_cast<int>(kLockRecordLength)) return false;
   char* row = table->ReadRawRec(key, 1, kReadEqual);
@@ -205,9 +204,9 @@ int CConnection::Unlock(const char* name) {
   return lockState;
 }
 
-// True if the row just read, of key `key`, names this instance and this process as the owner.
+// Returns true if the row just read, with the key `key`, names this instance and this process as the owner.
 bool CConnection::IsOwnRow(const char* key, const char* name) const {
-  char own[kLockKeyRoom];
+  char own[kLockKeySize];
   BuildLockKey(own, name, computer, ipText, className, instance);
   return tvl::EqualNoCase(key, own) && table->FieldHex("pid") == pid;
 }
@@ -217,7 +216,7 @@ bool CConnection::HoldsLock(const char* name) {
   if (!IsPresent() || !CopyObjectName(name, wanted)) return false;
   std::optional<TableBatch> batch;
   if (!BeginBatch(batch, TableBatch::Kind::kRead)) return false;
-  char key[kLockKeyRoom];
+  char key[kLockKeySize];
   BuildLockKey(key, wanted, nullptr, nullptr, nullptr, 0);
   return table->ReadRec(key, 1, kReadGreater) != nullptr && IsOwnRow(key, wanted);
 }
@@ -229,8 +228,7 @@ void CConnection::ReleaseOwnLocks() {
   if (BeginBatch(batch, TableBatch::Kind::kWrite)) DeleteTopRows();
 }
 
-// Deletes the rows of this identity that are above all rows of others. Those of another live process are
-// left.
+// Deletes the rows of this identity that sort after all rows of others, except those of another live process.
 void CConnection::DeleteTopRows() {
   BuildOwnKey(kAboveAllObjects);
   int mode = kReadLessOrEqual;
@@ -249,7 +247,7 @@ void CConnection::ReleaseAllOwnLocks() {
   if (BeginBatch(batch, TableBatch::Kind::kWrite)) DeleteFormerRows();
 }
 
-// A row that an earlier instance of this process left would be this one's lock.
+// A row that an earlier instance of this process left would count as a lock of this instance.
 void CConnection::DeleteFormerRows() {
   BuildLockKey(keyBuffer, kBelowAllObjects, nullptr, nullptr, nullptr, 0);
   while (table->ReadRec(keyBuffer, 1, kReadGreater) != nullptr) {

@@ -22,15 +22,15 @@
 
 namespace {
 
-constexpr DWORD kNameRoom = 2048;
+constexpr DWORD kNameSize = 2048;
 constexpr char kUnknown[] = "Unknown";
 constexpr char kThisMachine[] = "127.0.0.1";
 constexpr std::size_t kClassLength = 4;
 constexpr int kMostTries = 100;
 
-// A copy of the name that the system reports, or of "Unknown".
+// Returns a copy of the name that the system reports, or of "Unknown".
 char* AskName(BOOL (*ask)(char*, DWORD*)) {
-  char name[kNameRoom];
+  char name[kNameSize];
   DWORD length = sizeof name;
   ask(name, &length);
   return StrDup(length == 0 ? kUnknown : name);
@@ -41,7 +41,7 @@ char* LowerName(char* name) {
   return name;
 }
 
-// Collects all names that match before anything is done with one: a search may miss some while files are
+// Collects all matching names before any is processed, because a search may miss names while files are
 // deleted.
 std::vector<std::string> CollectNames(const char* pattern) {
   std::vector<std::string> names;
@@ -95,7 +95,7 @@ CConnection::CConnection(const char* locks, const char* procs, const char* clien
   procsDir = procs_folder_.c_str();
   std::memset(className, 'x', kClassLength);
   std::memcpy(className, clientClass, strnlen(clientClass, kClassLength));
-  // A separator would make the marker's name one in another folder.
+  // A separator would put the marker into another folder.
   std::replace_if(className, className + kClassLength, IsSeparator, '_');
   IpToHex(address != nullptr ? address : kThisMachine, ipText);
 }
@@ -114,8 +114,8 @@ bool CConnection::IsOwnProcess() const {
 int CConnection::AllocateInstance() {
   if (has_allocated_) return instance;
   has_allocated_ = true;
-  // In one batch, so that two instances that start together see each other. Where the table cannot be used,
-  // the start continues: two may then share a number until one of them ends.
+  // One batch, so that two instances that start at the same time see each other. If the table cannot be used,
+  // the start continues; then two instances may share a number until one of them ends.
   std::optional<tvl::TableBatch> batch;
   const bool begun = BeginBatch(batch, tvl::TableBatch::Kind::kWrite);
   TakeNumber();
@@ -128,8 +128,7 @@ int CConnection::AllocateInstance() {
   return instance;
 }
 
-// Takes a number and creates its marker. Where the batch above could not be had, another instance may be
-// faster.
+// Selects a number and creates its marker. Without the batch above, another instance may be faster.
 void CConnection::TakeNumber() {
   for (int tries = 0; tries < kMostTries; ++tries) {
     instance = number_.Take(Identity(), FindLiveNumbers());
@@ -137,7 +136,7 @@ void CConnection::TakeNumber() {
   }
 }
 
-// What instances that are counted together have in common.
+// Returns the identity that is common to all instances that are numbered together.
 tvl::PathText CConnection::Identity() const {
   tvl::PathText identity;
   identity.Append(procsDir).Append(computer).Append("-").Append(ipText).Append("-").Append(className);
@@ -154,7 +153,7 @@ tvl::LiveNumbers CConnection::FindLiveNumbers() const {
     int number = -1;
     if (!path.Fits() || !tvl::IsMarkerAlive(path.Text())) continue;
     if (ParseMarkerName(name.c_str(), nullptr, nullptr, &number, nullptr, nullptr) == 0) continue;
-    // A lock row could not name others.
+    // A lock row cannot store other numbers.
     if (number >= 0 && number <= tvl::kMostInstances) live.set(static_cast<std::size_t>(number));
   }
   return live;
@@ -171,7 +170,7 @@ void CConnection::RemoveUnfinishedMarkers() const {
   }
 }
 
-// 0, or why this instance has no marker; `markerPath` is set either way if it fits.
+// Returns 0, or why the marker could not be created. Sets `markerPath` in either case if it fits.
 int CConnection::CreateMarker() {
   const tvl::PathText path = tvl::MarkerPath(procsDir, {computer, ipText, instance, pid, className});
   if (!path.Fits() || !tvl::CopyPath(markerPath, path.View())) return ENAMETOOLONG;
@@ -190,8 +189,8 @@ bool CConnection::IsPresent() const {
   return IsOwnProcess() && markerHandle != INVALID_HANDLE_VALUE && tvl::IsStillHeld(markerPath, markerHandle);
 }
 
-// Creates the marker again if it was lost, unless another instance has its name now. What others took in the
-// meantime is theirs.
+// Creates the marker again if it was lost, unless another instance has its name now. Locks that others
+// acquired in the meantime remain theirs.
 void CConnection::KeepPresence() {
   if (markerPath[0] == 0 || IsPresent()) return;
   CloseMarker();
@@ -228,8 +227,8 @@ int CConnection::GetProcessesList(const char* wantedClass, int& count, CString& 
   return TVL_OK;
 }
 
-// The rows are deleted while the marker still shows that this instance lives, and the hold is released before
-// the marker, which could not be deleted otherwise.
+// Deletes the rows while the marker still shows that this instance is alive. Releases the marker before
+// deleting it, because a held file cannot be deleted.
 void CConnection::Unregister() {
   if (!IsOwnProcess()) return;
   ReleaseOwnLocks();

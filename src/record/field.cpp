@@ -8,8 +8,8 @@
 namespace tvl {
 namespace {
 
-void CopyOut(char* destination, std::size_t room, const void* text, std::size_t length) {
-  length = std::min(length, room - 1);
+void CopyOut(char* destination, std::size_t capacity, const void* text, std::size_t length) {
+  length = std::min(length, capacity - 1);
   std::memmove(destination, text, length);
   destination[length] = 0;
 }
@@ -19,24 +19,24 @@ std::size_t LengthWithoutBlanks(const unsigned char* text, std::size_t length) {
   return length;
 }
 
-// A NUL in the record ends the value, as it ends any text.
-void GetText(const unsigned char* bytes, std::size_t size, char* destination, std::size_t room) {
-  const std::size_t length = strnlen(reinterpret_cast<const char*>(bytes), std::min(size, room - 1));
-  CopyOut(destination, room, bytes, LengthWithoutBlanks(bytes, length));
+// A NUL in the record ends the value.
+void GetText(const unsigned char* bytes, std::size_t size, char* destination, std::size_t capacity) {
+  const std::size_t length = strnlen(reinterpret_cast<const char*>(bytes), std::min(size, capacity - 1));
+  CopyOut(destination, capacity, bytes, LengthWithoutBlanks(bytes, length));
 }
 
 }  // namespace
 
-bool GetField(const _format_& field, unsigned char* record, char* destination, std::size_t room) {
+bool GetField(const _format_& field, unsigned char* record, char* destination, std::size_t capacity) {
   unsigned char* bytes = record + field.offset;
   if (field.type == 'D') {
-    GetText(bytes, static_cast<std::size_t>(field.size), destination, room);
+    GetText(bytes, static_cast<std::size_t>(field.size), destination, capacity);
     return true;
   }
   char text[kNumberText];
   const bool isNumber = UnpackNumber(bytes, field.size, field.decimals, text);
   const char* value = isNumber ? text : "0";
-  CopyOut(destination, room, value, std::strlen(value));
+  CopyOut(destination, capacity, value, std::strlen(value));
   return isNumber;
 }
 

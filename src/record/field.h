@@ -5,17 +5,18 @@
 
 #include <tvlclient/record.h>
 
-// Values of fields in a record's memory.
+// Access to the fields of a record in memory.
 
 namespace tvl {
 
-// The value as text, without blanks at its end, cut to `room` bytes with the terminator. False and "0" if the
-// field holds no number. `destination` may lie inside the record: the value is taken out whole before
-// anything is written.
+// Copies the value as a text without trailing blanks, cut to `capacity` bytes including the terminator.
+// Returns false with "0" if a number field does not contain a number. `destination` may be inside the record:
+// the value is read completely before anything is written.
 [[nodiscard]] bool GetField(const _format_& field, unsigned char* record, char* destination,
-                            std::size_t room);
+                            std::size_t capacity);
 
-// Stores a value. A text is cut to its field; a number that doesn't fit is refused and the field stays.
+// Stores a value. A text is cut to fit its field. Returns false with an unchanged field for a number that
+// does not fit.
 [[nodiscard]] bool SetField(const _format_& field, unsigned char* record, const char* text);
 
 }  // namespace tvl

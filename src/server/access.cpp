@@ -11,7 +11,7 @@ namespace tvl::server {
 namespace {
 
 constexpr std::string_view kBlanks = " \t\r";
-constexpr unsigned int kMappedBits = 96;  // of an IPv6 address, before the IPv4 address that it maps
+constexpr unsigned int kMappedBits = 96;  // of an IPv6 address, before the mapped IPv4 address
 
 bool EqualInConstantTime(std::string_view given, std::string_view expected) {
   unsigned int difference = given.size() == expected.size() ? 0 : 1;
@@ -34,8 +34,8 @@ Right RightNamed(std::string_view word) {
   return word == "read" ? Right::kRead : Right::kNone;
 }
 
-// Calls `take` with each line of a file and its number, without blanks at both ends; empty lines and comments
-// are skipped.
+// Calls `take` with each line of a file and its number, without blanks at both ends. Skips empty lines and
+// comments.
 template <typename Take>
 void ForEachLine(const std::string& path, const char* what, Take take) {
   std::ifstream file(path);
@@ -63,7 +63,7 @@ void AllowedAddresses::Add(const std::string& network) {
   }
 }
 
-// A list without an entry would let everybody in, which is hardly what its author meant.
+// An empty list would admit everyone, which is hardly what its author meant.
 void AllowedAddresses::AddFile(const std::string& path) {
   bool added = false;
   ForEachLine(path, "list of networks", [&](const std::string& line, int number) {
@@ -74,10 +74,11 @@ void AllowedAddresses::AddFile(const std::string& path) {
     }
     added = true;
   });
-  if (!added) throw std::runtime_error("list of networks is empty: " + path);
+  if (!added) throw std::runtime_error("the list of networks is empty: " + path);
 }
 
-// A network of IPv4 addresses written as IPv6 is one of IPv4, since clients' addresses are compared as such.
+// A network of IPv4 addresses written as IPv6 is stored as IPv4, because the addresses of clients are
+// compared in that form.
 void AllowedAddresses::AddNetwork(const std::string& network) {
   const bool single = network.find('/') == std::string::npos;
   asio::error_code problem;
@@ -87,7 +88,7 @@ void AllowedAddresses::AddNetwork(const std::string& network) {
     return;
   }
   const asio::ip::network_v6 v6 = asio::ip::make_network_v6(single ? network + "/128" : network, problem);
-  if (problem) throw std::runtime_error("not an address or a network: " + network);
+  if (problem) throw std::runtime_error("not a valid address or network: " + network);
   if (v6.address().is_v4_mapped() && v6.prefix_length() >= kMappedBits) {
     const auto bits = static_cast<unsigned short>(v6.prefix_length() - kMappedBits);
     v4_.push_back(asio::ip::network_v4(Plain(v6.address()).to_v4(), bits).canonical());
@@ -125,7 +126,7 @@ NameList::NameList(const std::string& path) : open_to_all_(false) {
 
 NameList::Entry NameList::ParseLine(const std::string& line) {
   const std::size_t tab = line.find('\t');
-  // Without a tab the right is the last word, so that a name may contain blanks.
+  // Without a tab, the right is the last word, so that a name may contain blanks.
   const std::size_t split = tab != std::string::npos ? tab : line.find_last_of(kBlanks);
   if (split == std::string::npos) return {};
   const std::string rest = line.substr(split + 1);
@@ -134,7 +135,7 @@ NameList::Entry NameList::ParseLine(const std::string& line) {
   if (second == rest.size()) return entry;
   entry.folder = Trimmed(rest.substr(second + 1));
   while (entry.folder.ends_with('/')) entry.folder.pop_back();
-  // A folder that no clean name can be in would grant nothing, which its author could not notice.
+  // A folder that no clean name can be in would grant nothing, which its author would not notice.
   if (CleanName(entry.folder) != entry.folder) entry.right = Right::kNone;
   return entry;
 }

@@ -46,13 +46,13 @@ std::string Joined(const std::vector<std::string>& texts) {
   return joined;
 }
 
-std::string NumberOrAny(std::uint64_t number) {
-  return number == 0 ? "any" : std::to_string(number);
+std::string NumberOrNone(std::uint64_t number) {
+  return number == 0 ? "no limit" : std::to_string(number);
 }
 
 void CheckFolder(const char* what, const std::string& path) {
   if (System().access((path + "/.").c_str(), R_OK | W_OK | X_OK) != 0)
-    throw std::runtime_error(std::string(what) + " cannot be read and written: " + path);
+    throw std::runtime_error(std::string(what) + " is not readable and writable: " + path);
 }
 
 }  // namespace
@@ -66,20 +66,20 @@ std::string DescribePlan(const Options& options, CConfig& config) {
   const AdmissionSources& sources = options.admission;
   std::string plan = Line("store", root);
   plan += Line("compares", Compared(config.fileCompare));
-  plan += Line("packs", config.zipOnTransfert != 0 ? "yes" : "no");
+  plan += Line("compresses", config.zipOnTransfert != 0 ? "yes" : "no");
   plan += Line("listens", Where(options.plain));
   if (!options.status.port.empty()) plan += Line("status", Where(options.status));
   if (!options.proxy.port.empty() || !options.proxy.sockets.empty())
-    plan += Line("for a proxy", Where(options.proxy));
+    plan += Line("proxy listener", Where(options.proxy));
   plan += Line("admits", sources.allow.empty() ? "any address" : Joined(sources.allow));
   plan += Line("tags", sources.tags.empty() ? "any" : "those in " + sources.tags);
   if (options.user_from_certificate || !sources.users.empty()) {
     plan += Line("certificates", sources.users.empty() ? "any verified one" : "those in " + sources.users);
   }
-  plan += Line("clients", std::to_string(options.max_clients) + ", from one address " +
-                              NumberOrAny(options.max_clients_per_address));
-  plan += Line("locks", NumberOrAny(options.max_locks_per_client) + " per client");
-  plan += Line("largest file", NumberOrAny(options.max_file));
+  plan += Line("clients", std::to_string(options.max_clients) +
+                              ", per address: " + NumberOrNone(options.max_clients_per_address));
+  plan += Line("locks", "per client: " + NumberOrNone(options.max_locks_per_client));
+  plan += Line("largest file", NumberOrNone(options.max_file));
   plan += Line("log", options.log.file.empty() ? "standard error" : options.log.file);
   return plan;
 }

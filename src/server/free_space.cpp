@@ -31,7 +31,7 @@ std::uint64_t ParseSize(const std::string& text) {
     shift = unit == std::string_view::npos ? 64 : 10 * (static_cast<unsigned int>(unit) + 1);
   }
   const bool good = digits > 0 && problem == std::errc() && digits + 1 >= text.size() && shift < 64;
-  if (!good || size > kMostSize >> shift) throw std::runtime_error("not a size: " + text);
+  if (!good || size > kMostSize >> shift) throw std::runtime_error("not a valid size: " + text);
   return size << shift;
 }
 
@@ -41,7 +41,7 @@ FreeSpace FreeSpace::Parse(const std::string& text) {
   const char* const last = text.data() + text.size() - 1;
   const auto [end, problem] = std::from_chars(text.data(), last, percent);
   if (problem != std::errc() || end != last || !(percent >= 0 && percent <= kAll))
-    throw std::runtime_error("not a percentage: " + text);
+    throw std::runtime_error("not a valid percentage: " + text);
   return {std::numeric_limits<std::uint64_t>::max(), percent};
 }
 

@@ -21,14 +21,14 @@ struct Session::Transfer {
   std::array<Chunk, 2> chunks;
   unsigned int unanswered = 0;  // chunks that have been sent
   std::uint64_t sent = 0;
-  bool landed = false;  // the client has all of it, as far as the server can know
+  bool landed = false;  // the client has received all of it, as far as the server knows
 };
 
 namespace {
 
 constexpr char kNoData[protocol::kChunkHeadSize] = {};
 
-// What stands in front of the first chunk: code and time, each with its zero.
+// Returns the preface of the first chunk: code and time, both zero-terminated.
 std::string Preface(std::int64_t time) {
   std::string preface("0\0", 2);
   preface += std::to_string(time);
@@ -63,7 +63,7 @@ asio::awaitable<bool> Session::Get(std::string_view command) {
   if (code != TVL_OK || transfer->landed) {
     event.code = code;
   } else {
-    event.note = "broken off";
+    event.note = "interrupted";
   }
   ReportRequest(std::move(event));
   co_return go_on;
@@ -82,7 +82,7 @@ asio::awaitable<int> Session::OpenGet(const FileRequest& asked, Transfer& transf
   co_return begun;
 }
 
-// Nothing if the contents decide.
+// Returns nothing if the contents must be compared.
 std::optional<int> Session::FindGet(const FileRequest& asked, Transfer& transfer) const {
   const GetFile::Compare compare = {service_.config.fileCompare, asked.stamp};
   const std::optional<int> code = transfer.file.Open(service_.root, *asked.clean, compare);
@@ -94,8 +94,8 @@ int Session::BeginGet(Transfer& transfer) const {
   return transfer.file.Fill(transfer.chunks[0]) ? TVL_OK : TVL_ERR_SERVER_FILE;
 }
 
-// A small file that lies in the system's memory costs less than the way to another thread and back. Nothing,
-// if it could cost a wait.
+// Opens a small file that is cached by the system, which is faster than switching to another thread and back.
+// Returns nothing if this might block.
 std::optional<int> Session::OpenGetAtOnce(const FileRequest& asked, Transfer& transfer) const {
   if (service_.config.zipOnTransfert != 0) return std::nullopt;
   const GetFile::Compare compare = {service_.config.fileCompare, asked.stamp};
@@ -104,8 +104,8 @@ std::optional<int> Session::OpenGetAtOnce(const FileRequest& asked, Transfer& tr
   return code;
 }
 
-// False ends the session, also where the file can't be read any more: a packet of a get has no place for a
-// code, and the end mark would make a whole file of what has come.
+// Returns false to end the session, including if the file cannot be read any more: a packet of a get cannot
+// contain a code, and with an end mark the client would take the incomplete file as complete.
 asio::awaitable<bool> Session::SendChunks(const std::shared_ptr<Transfer>& transfer) {
   std::string preface = Preface(transfer->file.Time());
   for (std::size_t turn = 0;; turn ^= 1U) {
@@ -114,13 +114,13 @@ asio::awaitable<bool> Session::SendChunks(const std::shared_ptr<Transfer>& trans
     const std::string_view packet = current.Packet(preface);
     const bool sent = co_await stream_->Send(packet);
     if (!sent) co_return false;
-    if (current.Size() == 0) {  // an empty file is its own end mark
+    if (current.Size() == 0) {  // the packet of an empty file is also the end mark
       transfer->landed = true;
       co_return true;
     }
     ++transfer->unanswered;
     transfer->sent += current.Size();
-    // While that is on the wire.
+    // Reads the next packet while this one is sent.
     std::optional<Begun<bool>> ahead;
     next.SetSize(0);
     if (!transfer->file.IsAtEnd() && !transfer->file.FillAtOnce(next)) {

@@ -56,12 +56,12 @@ bool GetFile::FillAtOnce(Chunk& chunk) {
   return true;
 }
 
-// How many bytes come next. A file that has grown ends where it ended when its time was taken.
-std::size_t GetFile::Next(std::size_t room) const {
-  return static_cast<std::size_t>(std::min<std::uint64_t>(room, Size() - position_));
+// Returns the number of bytes to read next. A file that has grown ends where it ended when its time was read.
+std::size_t GetFile::Next(std::size_t capacity) const {
+  return static_cast<std::size_t>(std::min<std::uint64_t>(capacity, Size() - position_));
 }
 
-// The next bytes of the file, as many as there is room for; none at the end.
+// Reads the next bytes of the file, as many as fit; none at the end.
 bool GetFile::Read(char* to, std::size_t room, std::size_t& count) {
   room = Next(room);
   for (count = 0; count < room;) {
@@ -86,7 +86,7 @@ bool GetFile::FillPacked(Chunk& chunk) {
     if (packing_->deflater.IsAtEnd()) break;
     std::size_t count = 0;
     if (!Read(packing_->piece.data(), kPiece, count)) return false;
-    packing_->deflater.Give(packing_->piece.data(), static_cast<unsigned int>(count));
+    packing_->deflater.Put(packing_->piece.data(), static_cast<unsigned int>(count));
     more_ = position_ >= end;
   }
   chunk.SetSize(filled);

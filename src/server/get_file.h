@@ -17,45 +17,46 @@
 
 namespace tvl::server {
 
-// A file on its way out of the store, as it was when it was opened: a put of the same name makes another
-// file. One thread at a time; all of it may wait for the disk.
+// A file that is sent to a client, in its state when it was opened: a put with the same name creates another
+// file. Used by one thread at a time. All functions may wait for the disk.
 class GetFile {
  public:
-  // What the client's copy is compared with, and how.
+  // How to compare the file with the client's copy.
   struct Compare {
     int policy;
     const std::string& stamp;
   };
 
-  // Finds the file. 0; 19 if the client's copy is current; 20 if there is none or no client may have it.
-  // Nothing if its contents decide: then its signature has to be compared with the stamp.
+  // Opens the file. Returns TVL_OK, TVL_ERR_IN_CACHE if the client's copy is up to date, or
+  // TVL_ERR_SERVER_FILE if the file does not exist or clients must not access it. Returns nothing if the
+  // contents must be compared: then compare its signature with the stamp.
   [[nodiscard]] std::optional<int> Open(const StoreRoot& root, const std::string& name,
                                         const Compare& compare);
 
-  // The same, if that takes no wait: nothing if it would, or if there is no such file.
+  // The same without blocking. Returns nothing if it might block, or if the file does not exist.
   [[nodiscard]] std::optional<int> OpenAtOnce(const StoreRoot& root, const std::string& name,
                                               const Compare& compare);
 
-  // The file that was opened, and its status then.
+  // Return the open file, and its status at the time of opening.
   [[nodiscard]] int Number() const { return file_.Get(); }
   [[nodiscard]] const struct stat& Status() const { return status_; }
 
-  // From now on what comes is a zlib stream. False without memory.
+  // From now on Fill returns a zlib stream. Returns false if memory ran out.
   [[nodiscard]] bool Pack();
 
-  // Fills the chunk with what comes next; nothing at the end. False if it can't be read, or has become
-  // shorter than it was.
+  // Fills the chunk with the next bytes; none at the end. Returns false if the file cannot be read or has
+  // become shorter.
   //
   // One call packs kMostAtOnce bytes of the file at most, so that a file which packs well does not keep the
   // thread for long. While HasMore returns true, another call continues with the same chunk.
   [[nodiscard]] bool Fill(Chunk& chunk);
   [[nodiscard]] bool HasMore() const { return more_; }
 
-  // The same, if that takes no wait: false, and nothing has happened, if the bytes would have to come from
-  // the disk or through the compressor.
+  // The same without blocking. Returns false, without an effect, if the bytes must be read from the disk or
+  // compressed.
   [[nodiscard]] bool FillAtOnce(Chunk& chunk);
 
-  // Nothing comes any more.
+  // Returns true if there are no more bytes.
   [[nodiscard]] bool IsAtEnd() const { return packing_ ? packing_->deflater.IsAtEnd() : position_ == Size(); }
 
   [[nodiscard]] std::int64_t Time() const { return status_.st_mtim.tv_sec; }
@@ -67,14 +68,14 @@ class GetFile {
   static constexpr std::size_t kPiece = 32768;
   static constexpr std::size_t kMostAtOnce = std::size_t{1} << 20U;
 
-  // Bytes of the file that go through the compressor.
+  // The state of the compression.
   struct Packing {
     Deflater deflater;
     std::array<char, kPiece> piece;
   };
 
-  [[nodiscard]] std::size_t Next(std::size_t room) const;
-  bool Read(char* to, std::size_t room, std::size_t& count);
+  [[nodiscard]] std::size_t Next(std::size_t capacity) const;
+  bool Read(char* to, std::size_t capacity, std::size_t& count);
   bool FillPacked(Chunk& chunk);
 
   Descriptor file_;

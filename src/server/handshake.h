@@ -23,8 +23,8 @@ struct Handshake {
 // ignored. Nothing if one of the four has no end.
 [[nodiscard]] std::optional<Handshake> ParseHandshake(std::string_view packet);
 
-// The same in a form that can appear in the names of markers, in lock rows and in lists, whatever was sent,
-// without tag and window.
+// The same in a form that can appear in the names of markers, in lock rows and in lists, regardless of what
+// was sent, without tag and window.
 [[nodiscard]] Handshake CleanIdentity(const Handshake& sent);
 
 // What the server answers to a client that it accepts.

@@ -15,13 +15,13 @@
 namespace tvl::server {
 namespace {
 
-// File times move in steps, and every change of a file sets this one, which nobody can set otherwise. A file
-// changed a moment ago can change once more within the same step, and nothing but its contents would tell.
-// Some file systems keep whole or even seconds only.
+// File times change in steps. Every change of a file sets its change time, which cannot be set otherwise. A
+// file that was changed a moment ago may change again within the same step, which only its contents would
+// show. Some file systems store only whole or even seconds.
 constexpr std::int64_t kStepNanoseconds = 20'000'000;
 constexpr std::int64_t kCoarseStepNanoseconds = 2'000'000'000;
 
-// Stays in the processor's second cache while it is hashed.
+// Small enough to stay in the second-level cache while it is hashed.
 constexpr std::size_t kReadBuffer = 128 * 1024;
 
 std::int64_t Nanoseconds(const timespec& moment) {
@@ -61,7 +61,7 @@ bool HashJob::Step(int file) {
   return done_;
 }
 
-// False when there is nothing more to read.
+// Returns false when there is nothing more to read.
 bool HashJob::ReadPiece(int file) {
   char bytes[kReadBuffer];
   const off_t end = position_ + static_cast<off_t>(kPiece);
@@ -110,7 +110,7 @@ std::shared_ptr<HashJob> HashCache::Join(const struct stat& status) {
   return job;
 }
 
-// A signature for which there is no memory is computed again next time.
+// If memory runs out, the signature is computed again next time.
 void HashCache::Keep(const HashJob::Key& key, const SignatureText& signature) try {
   const std::lock_guard<std::mutex> guard(mutex_);
   if (kept_.contains(key)) return;
@@ -122,7 +122,7 @@ void HashCache::Keep(const HashJob::Key& key, const SignatureText& signature) tr
 } catch (const std::bad_alloc&) {
 }
 
-// Another job for the same file may have begun since the last one's end.
+// Another job for the same file may have begun since the last one ended.
 void HashCache::Forget(const HashJob::Key& key) {
   const std::lock_guard<std::mutex> guard(mutex_);
   const auto running = running_.find(key);
@@ -144,7 +144,7 @@ Verdict CompareStamp(int policy, const struct stat& status, const std::string& s
     std::snprintf(text, sizeof text, "%" PRIx32, static_cast<std::uint32_t>(status.st_mtim.tv_sec));
     return EqualNoCase(signature.c_str(), text) ? Verdict::kSame : Verdict::kDifferent;
   }
-  return signature.size() == kSignatureRoom - 1 ? Verdict::kByContents : Verdict::kDifferent;
+  return signature.size() == kSignatureSize - 1 ? Verdict::kByContents : Verdict::kDifferent;
 }
 
 }  // namespace tvl::server

@@ -16,15 +16,15 @@
 
 namespace tvl::server {
 
-using SignatureText = std::array<char, kSignatureRoom>;
+using SignatureText = std::array<char, kSignatureSize>;
 
 class HashCache;
 
-// The hashing of one file, piece by piece, shared by all who want its signature: it goes on as long as one
-// of them asks for the next piece. Any thread may use it.
+// The hashing of one file, piece by piece, shared by all clients that need its signature. It continues as
+// long as one of them asks for the next piece. Any thread may use it.
 class HashJob {
  public:
-  // What makes two states of a file the same one.
+  // Two states of a file with the same key are the same.
   using Key = std::tuple<dev_t, ino_t, off_t, time_t, long, time_t, long>;
 
   HashJob(HashCache& cache, const Key& key, bool settled);
@@ -33,11 +33,11 @@ class HashJob {
   HashJob(const HashJob&) = delete;
   HashJob& operator=(const HashJob&) = delete;
 
-  // Hashes up to kPiece bytes more; true if that was all. `file`: any descriptor of the file, open for
-  // reading.
+  // Hashes up to kPiece more bytes. Returns true at the end. `file` is any descriptor of the file that is
+  // open for reading.
   [[nodiscard]] bool Step(int file);
 
-  // The signature, once Step has returned true; empty if the file could not be read.
+  // Returns the signature, after Step has returned true; empty if the file could not be read.
   [[nodiscard]] std::string Signature() const;
 
   static constexpr std::size_t kPiece = std::size_t{4} << 20U;
@@ -57,17 +57,17 @@ class HashJob {
   SignatureText signature_ = {};
 };
 
-// SHA-1 signatures of files of the store, each computed once as long as the file's size, times and inode
-// stay the same. Keeps those that were asked for last. Must outlive its jobs. Any thread may use it.
+// SHA-1 signatures of files of the store. Each is computed once as long as size, times and inode of the file
+// do not change. Keeps the signatures requested most recently. Must outlive its jobs. Any thread may use it.
 class HashCache {
  public:
   explicit HashCache(std::size_t most) : most_(most) {}
 
-  // The job that computes the signature of a file with this status: one that others have begun, or one that
-  // is done from the start if the signature is known.
+  // Returns the job that computes the signature of a file with this status. It may have been started for
+  // another client, or already be done if the signature is known.
   [[nodiscard]] std::shared_ptr<HashJob> Join(const struct stat& status);
 
-  // How many files were hashed.
+  // Returns the number of files that were hashed.
   [[nodiscard]] std::size_t Computed() const;
 
   static HashJob::Key KeyOf(const struct stat& status);
@@ -87,16 +87,16 @@ class HashCache {
   mutable std::mutex mutex_;
   std::map<HashJob::Key, std::weak_ptr<HashJob>> running_;
   std::map<HashJob::Key, Entry> kept_;
-  std::list<HashJob::Key> ages_;  // the one asked for last is at the front
+  std::list<HashJob::Key> ages_;  // the most recently requested one is at the front
   std::size_t computed_ = 0;
 };
 
-// What a stamp tells of a copy and a file under the compare policy, without a look at their contents. A stamp
-// that can't be read is of no such copy.
+// Compares a stamp with a file by the compare policy, without reading the contents. A stamp that cannot be
+// parsed means a different copy.
 enum class Verdict { kDifferent, kSame, kByContents };
 [[nodiscard]] Verdict CompareStamp(int policy, const struct stat& status, const std::string& stamp);
 
-// Where that needs a look: true if the stamp has this signature.
+// For Verdict::kByContents: returns true if the stamp has this signature.
 [[nodiscard]] bool StampHasSignature(const std::string& stamp, const std::string& signature);
 
 }  // namespace tvl::server

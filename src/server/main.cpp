@@ -23,7 +23,8 @@ void LoadConfiguration(const Options& options, CConfig& config) {
   const std::string& path = options.config;
   const int code = options.check ? config.Read(path.c_str()) : config.Load(path.c_str());
   if (code != TVL_OK) {
-    throw std::runtime_error("configuration " + path + " describes no store, code " + std::to_string(code));
+    throw std::runtime_error("configuration " + path + " is not valid for a store, code " +
+                             std::to_string(code));
   }
 }
 
@@ -34,7 +35,7 @@ void FitClients(Options& options, Log& log) {
   options.max_clients = fitting;
   log.Write({.what = "limit",
              .level = Level::kWarning,
-             .note = "open files suffice for " + std::to_string(fitting) + " clients"});
+             .note = "the limit of open files is enough for " + std::to_string(fitting) + " clients only"});
 }
 
 void Serve(Options& options) {
@@ -48,7 +49,7 @@ void Serve(Options& options) {
   FitClients(options, log);
   Service service(options, config, log);
   if (const int removed = service.parts.RemoveLeftovers(service.root)) {
-    log.Write({.what = "tidy", .note = std::to_string(removed) + " unfinished puts removed"});
+    log.Write({.what = "tidy", .note = "removed " + std::to_string(removed) + " unfinished puts"});
   }
   std::optional<StatusServer> status;
   if (!options.status.port.empty()) status.emplace(service);

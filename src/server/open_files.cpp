@@ -7,11 +7,11 @@
 namespace tvl::server {
 namespace {
 
-// Connection, marker, and either the file of a get or part and folder of a put.
+// Connection, marker, and either the file of a get, or part and folder of a put.
 constexpr std::size_t kPerClient = 4;
 
-// Listening, pools, lock table, notes, and those that come in or are refused.
-constexpr std::size_t kBeside = 160;
+// Listeners, pools, lock table, notes, and connections that are new or refused.
+constexpr std::size_t kOtherFiles = 160;
 
 }  // namespace
 
@@ -24,7 +24,7 @@ std::size_t MakeRoomForClients(std::size_t wanted, std::size_t others) {
   }
   if (limit.rlim_cur == RLIM_INFINITY) return wanted;
   const std::size_t files = limit.rlim_cur;
-  const std::size_t taken = kBeside + others;
+  const std::size_t taken = kOtherFiles + others;
   const std::size_t fitting = files <= taken ? 1 : (files - taken) / kPerClient;
   return std::clamp<std::size_t>(fitting, 1, wanted);
 }

@@ -15,22 +15,23 @@ namespace tvl::server {
 namespace {
 
 constexpr char kAbout[] =
-    "Server of the Tavolis File System: serves a directory store over TCP.\n"
+    "Serves a directory store of the Tavolis File System over TCP.\n"
     "The protocol is neither encrypted nor authenticated; beyond a trusted network, put a TLS tunnel in "
     "front.";
 constexpr char kFooter[] = R"(Example:
   tvlserver --config /srv/store/tvl.ini --listen 0.0.0.0:7440 --allow 10.0.0.0/8
 
-SIGTERM ends it: running transfers get five seconds. Exit status: 0 ended so, 1 failed, 2 wrong usage.)";
+On SIGTERM the server exits; running transfers get five seconds.
+Exit status: 0 ended by a signal, 1 failed, 2 wrong usage.)";
 
 constexpr int kUsage = 2;
 constexpr double kMillisecondsPerSecond = 1000;
-constexpr double kShortest = 0.001;  // what is less would come to 0, which is for ever
+constexpr double kShortest = 0.001;  // a shorter time would round to 0, which means no limit
 constexpr double kLongest = 1e9;
-constexpr int kMostClients = 9999;  // as many numbers there are
+constexpr int kMostClients = 9999;  // the number of instance numbers
 constexpr unsigned long kMostPort = 65535;
 
-// Texts and numbers as they stand on the command line.
+// Texts and numbers from the command line.
 struct Words {
   std::string listen;
   std::string listen_proxy;
@@ -48,10 +49,10 @@ bool HoldsDigitsOnly(std::string_view text) {
 }
 
 std::runtime_error Wrong(const char* option, const std::string& text) {
-  return std::runtime_error(std::string(option) + ": not understood: " + text);
+  return std::runtime_error(std::string(option) + ": expected HOST:PORT, not '" + text + "'");
 }
 
-// A range as the library has one would let in what is no number.
+// CLI::Range would accept values such as NaN.
 CLI::Validator Seconds(bool zero) {
   return CLI::Validator(
       [zero](std::string& text) {
@@ -63,7 +64,7 @@ CLI::Validator Seconds(bool zero) {
       "SECONDS");
 }
 
-// What `parse` makes of an option's value; what it throws gets the option's name in front.
+// Parses the value of an option. Adds the name of the option to the message of an exception.
 template <typename Parse>
 auto ParseOption(const char* option, const std::string& text, Parse parse) {
   try {
@@ -74,36 +75,40 @@ auto ParseOption(const char* option, const std::string& text, Parse parse) {
 }
 
 void DescribeLimits(CLI::App& app, Words& words, Options& options) {
-  app.add_option("--max-clients", options.max_clients, "Clients at once")
+  app.add_option("--max-clients", options.max_clients, "Maximum number of clients")
       ->check(CLI::Range(1, kMostClients))
       ->capture_default_str();
   app.add_option("--max-clients-per-address", options.max_clients_per_address,
-                 "Clients at once from one address; 0: any number")
+                 "Maximum number of clients from one address; 0: no limit")
       ->check(CLI::Range(0, kMostClients))
       ->capture_default_str();
-  app.add_option("--handshake-timeout", words.handshake_seconds, "Seconds for a client to say who it is")
+  app.add_option("--handshake-timeout", words.handshake_seconds,
+                 "Maximum time in seconds for a client to identify itself")
       ->check(Seconds(false))
       ->capture_default_str();
-  app.add_option("--send-timeout", words.send_seconds, "Seconds for a client to take something of an answer")
+  app.add_option("--send-timeout", words.send_seconds,
+                 "Maximum time in seconds without send progress before the client is disconnected")
       ->check(Seconds(false))
       ->capture_default_str();
-  app.add_option("--idle-timeout", words.idle_seconds,
-                 "Seconds without a whole packet after which a client is sent away; 0: never")
+  app.add_option(
+         "--idle-timeout", words.idle_seconds,
+         "Maximum time in seconds without a complete packet before the client is disconnected; 0: no limit")
       ->check(Seconds(true))
       ->capture_default_str();
   app.add_option("--max-locks-per-client", options.max_locks_per_client,
-                 "Locks that a client may hold at once; 0: any number")
+                 "Maximum number of locks per client; 0: no limit")
       ->capture_default_str();
-  app.add_option("--max-file", words.max_file, "Largest file that may be put, as 500M; 0: any");
+  app.add_option("--max-file", words.max_file,
+                 "Largest file that clients may put, such as 500M; 0: no limit");
   app.add_option("--min-free", words.min_free,
-                 "Space that puts leave free, as 500M or 5% [the smaller of 64M and 1%]");
+                 "Space to keep free on the disk, such as 500M or 5% [the smaller of 64M and 1%]");
 }
 
 void DescribeLog(CLI::App& app, LogOptions& log) {
   static const std::map<std::string, Level> kLevels = {
       {"error", Level::kError}, {"warning", Level::kWarning}, {"info", Level::kInfo}};
-  app.add_option("--log", log.file, "File to log to instead of standard error; SIGHUP reopens it");
-  app.add_option("--log-level", log.level, "Least important events to log: error, warning or info")
+  app.add_option("--log", log.file, "Log to this file instead of standard error; SIGHUP reopens it");
+  app.add_option("--log-level", log.level, "Lowest level of events to log: error, warning or info")
       ->transform(CLI::CheckedTransformer(kLevels))
       ->type_name("LEVEL")
       ->default_str("info");
@@ -112,14 +117,16 @@ void DescribeLog(CLI::App& app, LogOptions& log) {
 
 void DescribeProxy(CLI::App& app, Words& words, Options& options) {
   app.add_option("--listen-proxy", words.listen_proxy,
-                 "HOST:PORT to listen on for a proxy, which sends PROXY protocol headers of version 2; "
-                 "without --listen, clients come in by this one alone");
+                 "HOST:PORT to listen on for a proxy that sends PROXY protocol headers of version 2; "
+                 "without --listen, this is the only way in for clients");
   app.add_option("--proxy-from", words.proxy_from, "Networks of the proxies; required with --listen-proxy")
       ->delimiter(',');
   app.add_option("--proxy-port-file", options.proxy.port_file,
-                 "File that gets the number of the port for the proxy");
-  app.add_flag("--user-from-certificate", options.user_from_certificate,
-               "Take each client's user from the certificate that the proxy has verified; refuse others");
+                 "Write the number of the port for the proxy to this file");
+  app.add_flag(
+      "--user-from-certificate", options.user_from_certificate,
+      "Use the name in the certificate that the proxy has verified as the client's user; refuse clients "
+      "without a certificate");
   app.add_option("--users", options.admission.users,
                  "File of accepted names in certificates, one per line, with \"read\" or \"write\" and "
                  "optionally a folder, separated by tabs");
@@ -128,9 +135,9 @@ void DescribeProxy(CLI::App& app, Words& words, Options& options) {
 void DescribeStatus(CLI::App& app, Words& words, Options& options) {
   app.add_option(
       "--status", words.status,
-      "HOST:PORT to listen on for HTTP requests: metrics, health, and a page that shows who does what");
+      "HOST:PORT to listen on for HTTP: metrics, health, and a page that shows what each client is doing");
   app.add_option("--status-port-file", options.status.port_file,
-                 "File that gets the number of the port for status requests");
+                 "Write the number of the port for status requests to this file");
 }
 
 void DescribeProgram(CLI::App& app, Words& words, Options& options) {
@@ -141,14 +148,14 @@ void DescribeProgram(CLI::App& app, Words& words, Options& options) {
       ->required()
       ->check(CLI::ExistingFile);
   app.add_option("--listen", words.listen,
-                 "HOST:PORT to listen on; port 0 picks a free one [127.0.0.1:7440]");
+                 "HOST:PORT to listen on; port 0 selects a free port [127.0.0.1:7440]");
   app.add_option("--port-file", options.plain.port_file,
-                 "File that gets the number of the port once clients may come");
+                 "Write the port number to this file once clients can connect");
   DescribeProxy(app, words, options);
   DescribeLimits(app, words, options);
   app.add_option(
          "--allow", options.admission.allow,
-         "Networks from which clients may come, as 10.0.0.0/8,192.168.1.7, or @FILE with one per line")
+         "Networks whose clients are admitted, such as 10.0.0.0/8,192.168.1.7, or @FILE with one per line")
       ->delimiter(',');
   app.add_option("--tags", options.admission.tags,
                  "File of accepted client tags, one per line followed by \"read\" or \"write\"");
@@ -189,11 +196,11 @@ void TakeListeners(const Words& words, Options& options) {
   SplitAddress("--status", words.status, options.status);
   if (options.status.port.empty() && !words.status.empty()) throw Wrong("--status", words.status);
   if (options.status.port.empty() && !options.status.port_file.empty())
-    throw std::runtime_error("--status-port-file goes with --status");
+    throw std::runtime_error("--status-port-file needs --status");
   for (const std::string& network : words.proxy_from) options.proxy_from.Add(network);
   if (words.listen_proxy.empty() && options.proxy.sockets.empty()) {
     if (!words.proxy_from.empty() || !options.proxy.port_file.empty())
-      throw std::runtime_error("--proxy-from and --proxy-port-file go with --listen-proxy");
+      throw std::runtime_error("--proxy-from and --proxy-port-file need --listen-proxy");
     return;
   }
   if (words.proxy_from.empty()) throw std::runtime_error("--listen-proxy needs --proxy-from");
@@ -206,7 +213,7 @@ void TakeWords(const Words& words, Options& options) {
   TakeListeners(words, options);
   options.max_file = ParseOption("--max-file", words.max_file, ParseSize);
   if (!words.min_free.empty()) options.min_free = ParseOption("--min-free", words.min_free, FreeSpace::Parse);
-  static_cast<void>(ReadAdmission(options.admission));  // the server must not start with wrong ones
+  static_cast<void>(ReadAdmission(options.admission));  // the server must not start with invalid lists
   options.handshake_timeout = Milliseconds(words.handshake_seconds);
   options.send_timeout = Milliseconds(words.send_seconds);
   options.idle_timeout = Milliseconds(words.idle_seconds);

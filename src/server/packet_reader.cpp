@@ -10,7 +10,7 @@
 namespace tvl::server {
 namespace {
 
-// Head, text and the zeros of four empty texts.
+// Head, text, and the zeros of four empty texts.
 constexpr std::size_t kLeastHandshakeLength = protocol::kHeadSize + protocol::kHandshakeText.size() + 4;
 
 bool HasMark(std::string_view packet) {
@@ -20,12 +20,12 @@ bool HasMark(std::string_view packet) {
 
 }  // namespace
 
-std::span<char> PacketReader::Room() {
+std::span<char> PacketReader::FreeSpace() {
   const std::size_t waiting = end_ - begin_;
   if (begin_ > 0) std::memmove(bytes_.data(), bytes_.data() + begin_, waiting);
   begin_ = 0;
   end_ = waiting;
-  const std::size_t wanted = std::max({kLeastRoom, needed_, waiting + 1});
+  const std::size_t wanted = std::max({kLeastSize, needed_, waiting + 1});
   if (bytes_.size() < wanted) bytes_.resize(wanted);
   return {bytes_.data() + end_, bytes_.size() - end_};
 }
@@ -77,7 +77,7 @@ PacketReader::Result PacketReader::NextProxyHeader(std::string_view& header) {
 }
 
 void PacketReader::ShrinkForWait() {
-  if (bytes_.size() <= kLeastRoom) Shrink();
+  if (bytes_.size() <= kLeastSize) Shrink();
 }
 
 void PacketReader::Shrink() {

@@ -14,18 +14,19 @@ class PacketReader {
  public:
   enum class Result { kPacket, kNeedsMore, kBroken };
 
-  // Where the next bytes from the client go; never empty. Ends the packets handed out.
-  [[nodiscard]] std::span<char> Room();
+  // Returns the buffer for the next bytes from the client; never empty. Invalidates returned packets.
+  [[nodiscard]] std::span<char> FreeSpace();
   void Arrived(std::size_t count);
 
-  // The next packet's payload, which holds until Room is called. Broken is a packet shorter than its head.
+  // Returns the payload of the next packet, which is valid until FreeSpace is called. A packet shorter than
+  // its head is broken.
   [[nodiscard]] Result Next(std::string_view& payload);
 
-  // The first packet, head included: it has a least size on the wire that its length doesn't count. What is
-  // too short for one or has no mark is broken.
+  // Returns the first packet including its head. It has a minimum size that is not included in its length. A
+  // packet that is too short or has no mark is broken.
   [[nodiscard]] Result NextHandshake(std::string_view& packet);
 
-  // The header that a proxy sends before all else (proxy_header.h). What does not begin one is broken.
+  // Returns the header that a proxy sends first (proxy_header.h). Other bytes are broken.
   [[nodiscard]] Result NextProxyHeader(std::string_view& header);
 
   // Releases the memory if no bytes wait in it. Before a wait within a transfer, only memory that is cheap to
@@ -38,12 +39,12 @@ class PacketReader {
   Result Need(std::size_t size);
   std::string_view Take(std::size_t size);
 
-  static constexpr std::size_t kLeastRoom = 4096;
+  static constexpr std::size_t kLeastSize = 4096;
 
   std::vector<char> bytes_;
   std::size_t begin_ = 0;
   std::size_t end_ = 0;
-  std::size_t needed_ = 0;  // size of the packet that is on its way
+  std::size_t needed_ = 0;  // size of the packet that is arriving
 };
 
 }  // namespace tvl::server

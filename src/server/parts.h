@@ -18,8 +18,8 @@ namespace tvl::server {
 // not held removes the parts in it. Any thread may use it.
 class Parts {
  public:
-  // `folder`: the temporary folder. `parts` gets the number of parts; borrowed. Throws std::system_error if
-  // the notes can't be made.
+  // `folder`: the temporary folder. The number of parts is stored in `parts`, which is borrowed. Throws
+  // std::system_error if the notes can't be made.
   Parts(const std::string& folder, Gauge& parts);
   ~Parts();
   Parts(const Parts&) = delete;

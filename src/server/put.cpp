@@ -12,11 +12,11 @@
 
 namespace tvl::server {
 
-// A file that comes, and bytes of it: those that gather, and those that are being written meanwhile.
+// A file that is being received, with two buffers: one is filled while the other one is written.
 struct Session::PutTransfer {
   static constexpr std::size_t kBlock = 3 * protocol::kPutChunk;
 
-  GetFile stored;  // what is there, while it is compared
+  GetFile stored;  // the existing file, while it is compared
   std::unique_ptr<PutFile> file;
   std::string gathered;
   std::string written;
@@ -39,7 +39,7 @@ asio::awaitable<bool> Session::Put(std::string_view command) {
   Event event = {.what = "put", .name = asked.name, .bytes = transfer->taken, .duration = watch.Elapsed()};
   NoteMovedRoot(transfer->code, event);
   if (transfer->code != TVL_OK || transfer->landed) event.code = transfer->code;
-  if ((!go_on || pending_) && !transfer->landed) event.note = "broken off";
+  if ((!go_on || pending_) && !transfer->landed) event.note = "interrupted";
   ReportRequest(std::move(event));
   co_return go_on;
 }
@@ -57,7 +57,7 @@ asio::awaitable<int> Session::OpenPut(const FileRequest& asked, PutTransfer& tra
   co_return begun;
 }
 
-// Nothing if the contents decide whether the store's file is the same as the one that would come.
+// Returns nothing if the contents must be compared to find out whether both files are the same.
 std::optional<int> Session::FindPut(const FileRequest& asked, PutTransfer& transfer) {
   const std::string& name = *asked.clean;
   if (asked.stamp == protocol::kForcedStamp) return BeginPut(name, transfer);
@@ -106,9 +106,9 @@ asio::awaitable<bool> Session::TakeChunks(const std::shared_ptr<PutTransfer>& tr
   }
 }
 
-// What comes as it is gets written some packets at a time, while the client prepares its next, so a write
-// that fails is told some packets later, at the latest at the end. A compressed stream's defects are told at
-// once.
+// Uncompressed data is written several packets at a time while the client prepares the next one, so a failed
+// write is reported some packets later, at the latest at the end. Errors in a compressed stream are reported
+// at once.
 asio::awaitable<int> Session::TakeChunk(const std::shared_ptr<PutTransfer>& transfer, std::string_view data) {
   transfer->taken += data.size();
   int code = TVL_OK;
@@ -150,7 +150,7 @@ asio::awaitable<int> Session::EndPut(const std::shared_ptr<PutTransfer>& transfe
   co_return code;
 }
 
-// Lets the file go, which removes what hasn't landed.
+// Closes the file, which removes an unfinished part.
 asio::awaitable<void> Session::DropPut(const std::shared_ptr<PutTransfer>& transfer) {
   co_await LastWrite(*transfer);
   if (!transfer->file) co_return;

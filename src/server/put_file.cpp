@@ -22,7 +22,7 @@ namespace tvl::server {
 namespace {
 
 constexpr mode_t kNewFileMode = 0666;
-constexpr mode_t kModeBits = 0777;  // what came from elsewhere runs as nobody else
+constexpr mode_t kModeBits = 0777;  // files from clients never get setuid or setgid bits
 constexpr int kTries = 100;
 constexpr int kFolderTries = 5;
 constexpr unsigned int kExpandedPiece = 16384;
@@ -40,7 +40,7 @@ bool IsRegular(int file) {
   return System().fstat(file, &status) == 0 && S_ISREG(status.st_mode);
 }
 
-// True if a put may replace what is there: a regular file that nobody holds, or nothing.
+// Returns true if a put may replace the target: a regular file that nobody holds, or none.
 bool IsReplaceable(const Place& place) {
   const Descriptor target(System().openat(place.folder.Get(), place.base.c_str(), kTargetFlags, 0));
   if (!target.IsOpen()) return errno == ENOENT;
@@ -67,7 +67,7 @@ bool RenameToNew(const Place& place, const std::string& part) {
   const int folder = place.folder.Get();
   if (System().renameat_noreplace(folder, part.c_str(), folder, place.base.c_str()) == 0) return true;
   if (errno != EINVAL && errno != ENOSYS) return false;
-  // A file system that can't refuse by itself. Nothing stood there a moment ago.
+  // The file system cannot refuse by itself, but the name did not exist a moment ago.
   return System().renameat(folder, part.c_str(), folder, place.base.c_str()) == 0;
 }
 
@@ -90,7 +90,7 @@ int PutFile::Find(const std::string& name) {
   LeaveFolders();
   place_ = {};
   std::optional<Place> place = shared_.root.FindOrMake(name, made_);
-  // Somebody else may have removed on the way what was there a moment ago.
+  // Another process may have removed a folder on the path in the meantime.
   for (int tries = 0; !place && errno == ENOENT && tries < kFolderTries; ++tries) {
     place = shared_.root.FindOrMake(name, made_);
   }
@@ -111,14 +111,14 @@ int PutFile::Begin() {
     if (!IsReplaceable(place_)) return TVL_ERR_COPY;
     if (MakePart()) return TVL_OK;
     if (errno == EEXIST) continue;
-    // The folder went with another put, which had made it and was dropped.
+    // The folder was removed with another put, which had created it and was dropped.
     if (errno != ENOENT) break;
     if (const int code = Find(name_)) return code;
   }
   return TVL_ERR_COPY;
 }
 
-// False with EEXIST if that name is taken or was lost to somebody who tidied up.
+// Returns false with EEXIST if the name exists, or if another process removed the file as a leftover.
 bool PutFile::MakePart() {
   part_name_ = PartName(static_cast<unsigned int>(getpid()), shared_.parts.NextNumber());
   note_ = shared_.parts.Note(place_.folder_path.empty() ? part_name_ : place_.folder_path + "/" + part_name_);
@@ -148,7 +148,7 @@ void PutFile::DropPart() {
 
 int PutFile::Write(const char* bytes, std::size_t count) {
   if (!inflater_) return WritePlain(bytes, count);
-  inflater_->Give(bytes, static_cast<unsigned int>(count));
+  inflater_->Put(bytes, static_cast<unsigned int>(count));
   return WriteExpanded();
 }
 
@@ -158,7 +158,7 @@ int PutFile::WritePlain(const char* bytes, std::size_t count) {
   return TVL_OK;
 }
 
-// Asked once for each stretch, since on a share the question costs a round trip.
+// Checked once for each stretch, because on a share the check costs a round trip.
 bool PutFile::HasSpace() {
   if (size_ <= vouched_) return true;
   if (!limits_.free.Allows(part_.Get(), kStretch)) return false;
@@ -182,7 +182,8 @@ int PutFile::End(std::int64_t& time) {
   if (inflater_ && !inflater_->IsAtEnd()) return TVL_ERR_UNZIP;
   time = ::time(nullptr);
   if (!Settle(time)) return TVL_ERR_COPY;
-  // In its new place the file would still be held, and the next put of this name be refused.
+  // Otherwise the file would still be held after the rename, and the next put with this name would be
+  // refused.
   ReleaseFile(part_.Get());
   if (!Replace()) return TVL_ERR_COPY;
   landed_ = true;
@@ -193,14 +194,15 @@ int PutFile::End(std::int64_t& time) {
   return TVL_OK;
 }
 
-// Gives the part its time and the access rights of the file that it replaces, and has it on the disk.
+// Sets the time and the access rights of the part, which are those of the file that it replaces, and syncs
+// it.
 bool PutFile::Settle(std::int64_t time) const {
   const int part = part_.Get();
   const timespec times[2] = {{time, 0}, {time, 0}};
   return TakeAccess() && System().futimens(part, times) == 0 && Sync(part) == 0;
 }
 
-// A part that let in others than the file before it, or fewer, must not take its place.
+// A part with other access rights than the old file must not replace it.
 bool PutFile::TakeAccess() const {
   const Descriptor target(System().openat(place_.folder.Get(), place_.base.c_str(), kTargetFlags, 0));
   if (!target.IsOpen()) return errno == ENOENT;

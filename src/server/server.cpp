@@ -17,7 +17,7 @@ namespace {
 using asio::ip::tcp;
 
 constexpr std::chrono::seconds kGrace(5);
-constexpr std::chrono::seconds kUntilForced(10);  // a disk that hangs must not keep the process
+constexpr std::chrono::seconds kUntilForced(10);  // a disk that hangs must not block the exit
 constexpr std::chrono::milliseconds kAcceptPause(100);
 
 constexpr std::size_t kHandshakesAtOnce = 64;
@@ -45,13 +45,13 @@ void Server::Listen() {
   const Options& options = service_.options;
   const unsigned int plain = ListenOn(options.plain, Session::Entrance::kPlain);
   const unsigned int proxy = ListenOn(options.proxy, Session::Entrance::kProxy);
-  // Only now, so that whoever waits for one of the files finds both.
+  // Written last, so that a process that waits for one of the files finds both.
   if (!options.proxy.port_file.empty()) port_files_.emplace_back(options.proxy.port_file, proxy);
   if (!options.plain.port_file.empty()) port_files_.emplace_back(options.plain.port_file, plain);
 }
 
-// A name may have several addresses, of which one that works is enough. The number of the port; 0 if there is
-// nothing to listen on.
+// Listens on all addresses of a name, of which one that works is enough. Returns the port number; 0 if there
+// is nothing to listen on.
 unsigned int Server::ListenOn(const ListenAddress& address, Session::Entrance entrance) {
   if (!address.sockets.empty()) return TakeOver(address.sockets, entrance);
   if (address.port.empty()) return 0;
@@ -61,7 +61,7 @@ unsigned int Server::ListenOn(const ListenAddress& address, Session::Entrance en
   const std::size_t before = listeners_.size();
   for (const auto& entry : resolver.resolve(address.host, address.port, tcp::resolver::passive)) {
     tcp::endpoint endpoint = entry.endpoint();
-    // Port 0 picks one for the first address, which the others then share.
+    // With port 0, the port selected for the first address is used for the others too.
     if (endpoint.port() == 0) endpoint.port(port);
     CheckCertificatesAreSafe(endpoint, entrance);
     if (const asio::error_code problem = ListenAt(endpoint, entrance)) {
@@ -92,7 +92,7 @@ unsigned int Server::TakeOver(const std::vector<int>& sockets, Session::Entrance
   return listeners_[before]->acceptor.local_endpoint().port();
 }
 
-// A client that comes past the proxy has no certificate; beyond this computer it has no business here.
+// A client that bypasses the proxy has no certificate, so this is allowed on this computer only.
 void Server::CheckCertificatesAreSafe(const tcp::endpoint& endpoint, Session::Entrance entrance) const {
   const Options& options = service_.options;
   if (entrance == Session::Entrance::kProxy || !options.user_from_certificate) return;
@@ -131,8 +131,8 @@ void Server::Run() {
   context_.run();
 }
 
-// Where a client cannot be let in because memory or descriptors ran out, those that are in go on, and their
-// ends make space for it.
+// If memory or descriptors run out, the connected clients continue, and when they disconnect, new ones can be
+// accepted.
 asio::awaitable<void> Server::Accept(Listener& listener) {
   asio::steady_timer pause(context_);
   bool failed = false;
@@ -176,7 +176,7 @@ void Server::Begin(tcp::socket socket, Session::Entrance entrance) {
   }
 }
 
-// Null for somebody who poses as a proxy. Whom a proxy connects is not known yet.
+// Returns null for a connection that is not from an accepted proxy. The client of a proxy is not known yet.
 Lobby* Server::LobbyFor(const asio::ip::address& address, Session::Entrance entrance) {
   if (entrance == Session::Entrance::kPlain)
     return service_.admission.allowed.Allows(address) ? &handshakes_ : &refused_;
@@ -186,7 +186,7 @@ Lobby* Server::LobbyFor(const asio::ip::address& address, Session::Entrance entr
   service_.log.Write({.what = "refuse",
                       .level = Level::kWarning,
                       .client = address.to_string(),
-                      .note = "not one of the proxies"});
+                      .note = "not an accepted proxy"});
   return nullptr;
 }
 
@@ -221,7 +221,7 @@ void Server::WaitForReload() {
   });
 }
 
-// All or nothing: a mistake in one of the sources must neither let anyone in nor send anyone away.
+// Reloads all sources or none: an error in one of them must neither admit nor disconnect anyone.
 void Server::Reload() {
   const std::string problem = service_.log.Reopen();
   if (!problem.empty()) {
@@ -232,7 +232,7 @@ void Server::Reload() {
   } catch (const std::exception& reason) {
     service_.log.Write({.what = "reload",
                         .level = Level::kError,
-                        .note = "tags and networks stay as they were: " + std::string(reason.what())});
+                        .note = "tags and networks are unchanged: " + std::string(reason.what())});
     return;
   }
   service_.log.Write({.what = "reload", .note = "tags and networks read"});

@@ -19,7 +19,7 @@ namespace {
 constexpr char kNoAddress[] = "0.0.0.0";
 constexpr char kThisMachine[] = "127.0.0.1";
 
-// The address as markers and lock rows have it, where there is room for IPv4 alone.
+// Returns the address for markers and lock rows, which can store IPv4 only.
 std::string DottedAddress(const asio::ip::address& address) {
   const asio::ip::address plain = Plain(address);
   if (plain.is_v4()) return plain.to_string();
@@ -50,7 +50,7 @@ asio::awaitable<void> Session::Run() {
   } catch (const std::exception& exception) {
     problem = exception.what();
   }
-  // Whoever sees the connection end knows that the locks are free.
+  // When a client sees the connection end, its locks must already be released.
   co_await Leave();
   if (!answered_ && !quiet_) service_.status.metrics.refusals[RefusalReason::kHandshake].Add();
   stream_->Close();
@@ -75,7 +75,7 @@ asio::awaitable<void> Session::Serve() {
   if (admitted) co_await Exchange();
 }
 
-// The handshake: false if the client has been refused, or is gone.
+// Performs the handshake. Returns false if the client was refused or is gone.
 asio::awaitable<bool> Session::Admit() {
   const auto until = std::chrono::steady_clock::now() + service_.options.handshake_timeout;
   if (entrance_ == Entrance::kProxy) {
@@ -97,7 +97,7 @@ asio::awaitable<bool> Session::Admit() {
   co_return entered;
 }
 
-// False at the end of a connection that the proxy made for itself, or without a good header.
+// Returns false at the end of a connection of the proxy itself, or without a valid header.
 asio::awaitable<bool> Session::MeetProxy(std::chrono::steady_clock::time_point until) {
   ProxyHeader header;
   const bool came = co_await stream_->ReceiveProxyHeader(header, until);
@@ -119,7 +119,7 @@ void Session::FindRights() {
   user_rights_ = service_.admission.users.RightsOf(certificate_name_.value_or(""));
 }
 
-// A name that is too long would be cut and could become another's.
+// A name that is too long would be cut and could become that of another user.
 bool Session::LacksCertificate() const {
   const bool needed = service_.options.user_from_certificate || !service_.options.admission.users.empty();
   if (!needed) return false;
@@ -144,8 +144,8 @@ Right Session::RightAt(const std::string& name) const {
   return std::min(tag_rights_.At(name), user_rights_.At(name));
 }
 
-// A refused client sends its "X" first. If the connection were closed before that, with bytes unread, it
-// would be reset and the answer might not arrive.
+// A refused client sends its "X" first. If the connection were closed before, with unread bytes, it would be
+// reset and the answer might be lost.
 asio::awaitable<void> Session::Refuse(const Refusal& refusal) {
   answered_ = true;
   NoteRefusal(refusal);
@@ -195,7 +195,7 @@ asio::awaitable<bool> Session::Enter() {
                            service_.long_name,
                            window_};
   Event event = {.what = "enter", .duration = watch.Elapsed()};
-  if (!instance_->IsPresent()) event.note = "without presence: no marker could be made";
+  if (!instance_->IsPresent()) event.note = "no presence: the marker could not be created";
   Report(std::move(event));
   const std::string text = AcceptText(welcome);
   const bool sent = co_await Reply(text);
@@ -210,7 +210,7 @@ void Session::ShowOnBoard() {
   service_.status.metrics.enters.Add();
 }
 
-// Returns presence and locks. A put that was going on has been dropped before.
+// Releases presence and locks. An unfinished put was dropped before.
 asio::awaitable<void> Session::Leave() {
   if (std::exchange(admitted_, false)) service_.clients.Remove(Plain(stream_->Peer().address()));
   if (board_id_ != 0) service_.status.clients.Remove(board_id_);
@@ -237,7 +237,7 @@ asio::awaitable<bool> Session::NextCommand(std::string& command) {
     pending_.reset();
     co_return true;
   }
-  command = std::string();  // the last one may have been long, and the wait is too
+  command = std::string();  // frees the memory of a long command before a long wait
   stream_->Shrink();
   std::string_view payload;
   const bool came = co_await Receive(payload);
@@ -300,8 +300,8 @@ Session::FileRequest Session::ParseFileRequest(std::string_view command, Right n
   return asked;
 }
 
-// Piece by piece, so that large files keep nobody waiting who has a small one, and so that the work ends with
-// its client. Nothing is read from the client meanwhile.
+// Hashes piece by piece, so that large files do not delay clients with small ones, and the work ends with its
+// client. Nothing is read from the client meanwhile.
 asio::awaitable<bool> Session::HasSignature(const GetFile& file, const std::string& stamp) {
   const std::shared_ptr<HashJob> job = service_.hashes.Join(file.Status());
   const int number = file.Number();
@@ -313,7 +313,7 @@ asio::awaitable<bool> Session::HasSignature(const GetFile& file, const std::stri
   co_return StampHasSignature(stamp, job->Signature());
 }
 
-// Under the policy that holds any two files for equal, nobody looks at them.
+// With the policy that regards any two files as equal, they are not examined.
 bool Session::DecidesByItself(const FileRequest& asked) const {
   return service_.config.fileCompare == kCompareDumb && asked.stamp != protocol::kForcedStamp;
 }
@@ -330,7 +330,7 @@ asio::awaitable<bool> Session::Reply(std::string_view payload) {
   co_return sent;
 }
 
-// What a client must not do looks like a file that there is not, to one that reads the code alone.
+// For a client that reads only the code, a forbidden file looks like a missing one.
 asio::awaitable<bool> Session::ReplyCode(int code, bool forbidden) {
   std::string text = std::to_string(code);
   if (forbidden) text += std::string(protocol::kFieldSeparator) + "right";
@@ -354,7 +354,7 @@ TransferResult Session::ResultOf(int code, bool forbidden, bool landed) {
 void Session::NoteMovedRoot(int code, Event& event) const {
   if (code != TVL_ERR_SERVER_FILE || service_.root.IsInPlace()) return;
   event.level = Level::kError;
-  event.note = "the document root has been moved";
+  event.note = "the document root was moved or replaced";
 }
 
 std::string Session::Address() const {
@@ -369,7 +369,7 @@ void Session::Report(Event event) {
   service_.log.Write(std::move(event));
 }
 
-// A client that asks for very much very fast must not fill the disk with lines.
+// A client that sends many requests quickly must not fill the disk with log lines.
 void Session::ReportRequest(Event event) {
   if (!line_budget_.Take(std::chrono::steady_clock::now())) {
     ++lines_left_out_;

@@ -14,15 +14,16 @@
 namespace tvl::server {
 namespace {
 
-// A peer that vanished without a word is found within two minutes: a minute of silence, then six questions.
-// Nothing is asked while an answer that was sent is on its way, so that has its own limit.
+// A peer that disappears silently is detected within two minutes: after a minute of silence and six probes.
+// There are no probes while sent data is unacknowledged, which has its own limit.
 constexpr int kSilence = 60;
 constexpr int kBetweenQuestions = 10;
 constexpr int kQuestions = 6;
 constexpr Duration kUnacknowledged = std::chrono::minutes(2);
 constexpr Duration kLongestUnacknowledged = std::chrono::hours(24);
 
-// Packets that a client sent ahead are worked off without a wait; after so many others get their turn.
+// Packets that a client sent ahead are processed without waiting; after this many, other clients get their
+// turn.
 constexpr int kTurnsInARow = 32;
 
 template <int Name>
@@ -43,7 +44,7 @@ Stream::Stream(asio::ip::tcp::socket socket, Duration send_limit, Meters meters)
   socket_.set_option(TcpOption<TCP_KEEPIDLE>(kSilence), ignored);
   socket_.set_option(TcpOption<TCP_KEEPINTVL>(kBetweenQuestions), ignored);
   socket_.set_option(TcpOption<TCP_KEEPCNT>(kQuestions), ignored);
-  // It runs as well while a client that is there takes nothing.
+  // This limit also applies while a client is alive but reads nothing.
   const auto limit = static_cast<int>(
       std::min<Duration>(std::max(kUnacknowledged, send_limit_), kLongestUnacknowledged).count());
   socket_.set_option(TcpOption<TCP_USER_TIMEOUT>(limit), ignored);
@@ -114,7 +115,7 @@ asio::awaitable<void> Stream::Drain(Clock::time_point until) {
     if (result == PacketReader::Result::kBroken) co_return;
     if (result == PacketReader::Result::kPacket && payload.starts_with(protocol::kEnd)) co_return;
     if (result == PacketReader::Result::kPacket) continue;
-    // Whoever floods has the lowest claim.
+    // A flooding client yields to all others.
     co_await GoToTheEnd();
     const bool came = co_await ReadMore(until);
     if (!came) co_return;
@@ -131,9 +132,9 @@ asio::awaitable<void> Stream::Pause(Clock::time_point until) {
 asio::awaitable<bool> Stream::ReadMore(Clock::time_point until) {
   for (;;) {
     if (!socket_.is_open()) co_return false;
-    const std::span<char> room = reader_.Room();
+    const std::span<char> capacity = reader_.FreeSpace();
     asio::error_code problem;
-    const std::size_t count = socket_.read_some(asio::buffer(room.data(), room.size()), problem);
+    const std::size_t count = socket_.read_some(asio::buffer(capacity.data(), capacity.size()), problem);
     if (!problem) {
       reader_.Arrived(count);
       meters_.own->received.Add(count);
@@ -165,7 +166,7 @@ asio::awaitable<bool> Stream::Send(std::string_view bytes) {
   co_return true;
 }
 
-// The timer is set only where a wait has begun, so the fast path costs none.
+// The timer is set only if a wait has begun, so the fast path needs none.
 asio::awaitable<bool> Stream::WaitFor(WaitType type, Clock::time_point until) {
   late_ = false;
   waiting_ = true;
@@ -180,8 +181,8 @@ asio::awaitable<bool> Stream::WaitFor(WaitType type, Clock::time_point until) {
   co_return !problem || End("connection lost");
 }
 
-// A handler that was on its way when its timer was set anew finds a later expiry. That is why a wait that is
-// over sets the timer to a time that never comes, and doesn't just cancel it.
+// A handler that is already queued when the timer is set again sees a later expiry. So at the end of a wait
+// the timer is set to a time that never comes, instead of being canceled.
 void Stream::ArmTimer(Clock::time_point until) {
   timer_.expires_at(until);
   timer_.async_wait([weak = weak_from_this()](const asio::error_code& problem) {
@@ -198,7 +199,7 @@ asio::awaitable<void> Stream::LetOthers() {
   co_await GoToTheEnd();
 }
 
-// Of those that have something to do.
+// Requeues the coroutine after all others that are ready.
 asio::awaitable<void> Stream::GoToTheEnd() {
   turns_ = 0;
   co_await asio::post(socket_.get_executor(), asio::use_awaitable);

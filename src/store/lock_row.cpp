@@ -26,7 +26,7 @@ constexpr KeyField kUser = {90, 64};
 
 static_assert(kProcess.offset == kLockKeyLength && kUser.offset + kUser.width == kLockRecordLength);
 
-// The record's length by the widths in its schema, the numbers after each "-D".
+// Returns the length of the record: the sum of the widths in its schema, the numbers after each "-D".
 constexpr unsigned int WidthOf(std::string_view schema) {
   unsigned int total = 0;
   unsigned int width = 0;
@@ -63,7 +63,7 @@ bool CopyObjectName(const char* name, char (&object)[64]) {
 char* BuildLockKey(char* buffer, const char* object, const char* computer, const char* address,
                    const char* clientClass, int instance) {
   std::memset(buffer, ' ', kLockKeyLength);
-  std::memset(buffer + kLockKeyLength, 0, kLockKeyRoom - kLockKeyLength);
+  std::memset(buffer + kLockKeyLength, 0, kLockKeySize - kLockKeyLength);
   buffer[1] = '1';
   PutText(object, kObject, buffer);
   PutText(computer, kComputer, buffer);

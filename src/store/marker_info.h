@@ -20,9 +20,9 @@ class MarkerInfo {
 
  private:
   std::string name_;
-  char computer_[kMarkerNameRoom];
-  char address_[kMarkerNameRoom];
-  char class_[kMarkerNameRoom];
+  char computer_[kMarkerNameSize];
+  char address_[kMarkerNameSize];
+  char class_[kMarkerNameSize];
   char dotted_[33];
   TVLInstance instance_ = {};
 };

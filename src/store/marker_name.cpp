@@ -14,7 +14,8 @@ using std::string_view;
 
 constexpr std::size_t kClassLength = 4;
 
-// Cuts `rest` at its last `separator`; `last` is what followed that. False without one.
+// Cuts `rest` at its last `separator` and stores the part after it in `last`. Returns false without a
+// separator.
 bool CutLast(string_view& rest, char separator, string_view& last) {
   const std::size_t at = rest.rfind(separator);
   if (at == string_view::npos) return false;
@@ -71,12 +72,12 @@ PathText MarkerPattern(const char* folder, const char* computer, const char* ip,
 }  // namespace tvl
 
 int ParseMarkerName(const char* name, char* computer, char* ip, int* instance, int* pid, char* className) {
-  string_view rest(name, strnlen(name, kMarkerNameRoom - 1));
+  string_view rest(name, strnlen(name, kMarkerNameSize - 1));
   constexpr std::size_t extension = sizeof tvl::kMarkerExtension - 1;
   if (rest.size() < extension || !tvl::EqualNoCase(name + rest.size() - extension, tvl::kMarkerExtension))
     return 0;
   rest.remove_suffix(extension);
-  // Counted, not searched for: a class may hold a "." itself.
+  // Uses the fixed length, because a class may itself contain a ".".
   if (rest.size() <= kClassLength || rest[rest.size() - kClassLength - 1] != '.') return 0;
   const string_view client_class = rest.substr(rest.size() - kClassLength);
   rest.remove_suffix(kClassLength + 1);

@@ -5,7 +5,7 @@
 
 namespace tvl {
 
-// Who an instance is; the name of its marker contains all of it.
+// The identity of an instance, all of which is in the name of its marker.
 struct InstanceName {
   const char* computer;
   const char* ip;  // 8 hexadecimal digits
@@ -13,27 +13,27 @@ struct InstanceName {
   unsigned int pid;
   const char* client_class;  // 4 characters
 
-  // True if a marker of this name would be in another folder.
+  // Returns true if a marker with this name would be in another folder.
   [[nodiscard]] bool HasSeparator() const;
 };
 
-// Full path of an instance's marker in `folder`. A text that does not fit if the path is too long or the name
-// contains a separator, and so is not that of a marker.
+// Returns the full path of an instance's marker in `folder`. Returns a text that does not fit if the path is
+// too long, or if the name contains a separator and so cannot be that of a marker.
 [[nodiscard]] PathText MarkerPath(const char* folder, const InstanceName& name);
 
-// Patterns of a search for the markers of a class in `folder`, and for those of a computer at an address
-// among them.
+// Return the search patterns for the markers of a class in `folder`, and for those of a computer with an
+// address.
 [[nodiscard]] PathText MarkerPattern(const char* folder, const char* client_class);
 [[nodiscard]] PathText MarkerPattern(const char* folder, const char* computer, const char* ip,
                                      const char* client_class);
 
 }  // namespace tvl
 
-constexpr unsigned int kMarkerNameRoom = 128;
+constexpr unsigned int kMarkerNameSize = 128;
 
 // Parses a marker's file name from its right end, since a computer's name may contain hyphens. `computer`,
-// `ip` and `className` are buffers of kMarkerNameRoom bytes; each output may be null. Returns 1 if the name
-// has the form computer-address-number.process.class.tvp, else 0 and the outputs are unchanged.
+// `ip` and `className` are buffers of kMarkerNameSize bytes; each output may be null. Returns 1 if the name
+// has the form computer-address-number.process.class.tvp, else 0 with unchanged outputs.
 int ParseMarkerName(const char* name, char* computer, char* ip, int* instance, int* pid, char* className);
 
 #endif

@@ -17,11 +17,11 @@ namespace {
 
 using tvl::engine::ReadMode;
 
-constexpr std::size_t kBlanked = 4096;  // a record that is built starts out as so many blanks
+constexpr std::size_t kBlanked = 4096;  // a new record starts with this many blanks
 constexpr int kModes = 5;
 
 bool AreLengthsInBounds(int record, int key1, int key2) {
-  return record > 0 && record < CCtreeFile::kRecordRoom && key1 >= 0 && key1 <= CCtreeFile::kLongestKey &&
+  return record > 0 && record < CCtreeFile::kRecordSize && key1 >= 0 && key1 <= CCtreeFile::kLongestKey &&
          key2 >= 0 && key2 <= CCtreeFile::kLongestKey;
 }
 
@@ -29,7 +29,7 @@ const char* SecondKey(const char* keyPair) {
   return keyPair + std::strlen(keyPair) + 1;
 }
 
-// The path with the extension of its file name replaced. False if it doesn't fit.
+// Replaces the extension in the path. Returns false if the result does not fit.
 bool ReplaceExtension(const char* path, std::string_view extension, tvl::PathText& result) {
   const char* name = LastPathComponent(path);
   if (name == nullptr) name = path;
@@ -46,7 +46,7 @@ void DeleteIfPresent(const char* path) {
   if (DeleteFileA(path) != 0 || tvl::LastErrorCode() == ENOENT) tvl::RestoreLastError(before);
 }
 
-// Deletes the index file of one key: its name is the table's with the first two characters replaced.
+// Deletes the index file of one key. Its name is that of the table with the first two characters replaced.
 void DeleteIndex(const char* path, const char* start) {
   tvl::PathText index;
   if (!ReplaceExtension(path, ".idx", index)) return;
@@ -171,7 +171,7 @@ void CCtreeFile::CloseHandle(int engineHandle) {
 
 int CCtreeFile::CreateFiles(const char* path, int recordLength, int firstKeyLength, int secondKeyLength) {
   if (!AreLengthsInBounds(recordLength, firstKeyLength, secondKeyLength)) return 0;
-  LoadTableEngine();  // there may be no object that has
+  LoadTableEngine();  // perhaps no object has loaded it yet
   DeleteIndex(path, "k1");
   DeleteIndex(path, "k2");
   DeleteData(path);

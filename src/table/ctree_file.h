@@ -9,7 +9,7 @@ struct KeyPrefix {
   int length;
 };
 
-// One record type: the first characters of a record's key tell which one it is.
+// A record type, identified by the first characters of a record's key.
 struct RecType {
   char* schema;         // owned; also the type's name
   int prefixCount;      // at least 1
@@ -18,55 +18,56 @@ struct RecType {
 
 // One open table of the engine, with its record types and the buffer for one record.
 //
-// A key pair is one text: key 1, a NUL, key 2, a NUL. Lists of texts are NUL-separated and end in an empty
-// one. Results are 1 and 0, or null, where nothing else is said; an object that is not open refuses
-// everything. One object serves one thread at a time. A read and the requests for fields behind it are one
-// unit: the current record is the thread's.
+// A key pair is one text: key 1, a NUL, key 2, a NUL. Lists of texts are separated by NULs and end with an
+// empty text. Unless stated otherwise, functions return 1 for success and 0 or null for failure. All fail on
+// an object that is not open. One object serves one thread at a time. A read and the following requests for
+// fields belong together, because the current record belongs to the thread.
 class CCtreeFile {
  public:
-  static constexpr int kRecordRoom = 6144;  // a record and the NUL behind it
+  static constexpr int kRecordSize = 6144;  // a record and a NUL
   static constexpr int kLongestKey = 1023;
 
-  // Loads the engine, and opens `path` unless that is null.
+  // Loads the engine, and opens `path` unless it is null.
   explicit CCtreeFile(const char* path = nullptr);
   virtual ~CCtreeFile();
   CCtreeFile(const CCtreeFile&) = delete;
   CCtreeFile& operator=(const CCtreeFile&) = delete;
 
-  // Opens a table, closing what was open. A table with longer records or keys than the limits above is
-  // refused.
+  // Closes an open table and opens another one. Refuses a table whose records or keys are longer than the
+  // limits above.
   int Open(const char* path);
 
-  // Works on an engine handle that somebody else owns and closes.
+  // Uses an engine handle that someone else owns and closes.
   int AttachHandle(int borrowed, int recordLength, int firstKeyLength, int secondKeyLength);
 
-  // 1 if the object was open. Record types are forgotten either way.
+  // Closes the object and forgets its record types. Returns 1 if it was open.
   int Close();
 
-  // Closes an engine handle of anybody's; the object itself stays as it is.
+  // Closes any engine handle; no object changes.
   static void CloseHandle(int engineHandle);
 
-  // Makes an empty table, whatever was under its name. Its files go first, as far as nobody has them open.
+  // Creates an empty table, replacing an existing one. Deletes its files first, as far as they are not open
+  // elsewhere.
   static int CreateFiles(const char* path, int recordLength, int firstKeyLength, int secondKeyLength);
 
-  // Defines a record type, or its prefixes anew. Its index, or -1.
+  // Defines a record type, or redefines its prefixes. Returns its index, or -1.
   int AddRecType(const char* schema, const char* prefixes);
   int FindRecTypeByName(const char* schema) const;
   int FindRecTypeByKey(int keyNumber, const char* key) const;
 
-  // Writes a record made of blanks and "name=value" assignments, which the call cuts up. The key tells its
-  // type.
+  // Writes a record of blanks and "name=value" assignments. Modifies the assignments. The key determines the
+  // record type.
   int WriteRec(const char* keyPair, char* assignments);
   int WriteRawRec(const char* key1, const char* key2, const void* record) const;
 
-  // Reads a record; `mode` 0 to 4 is equal, greater, greater or equal, less, less or equal. `key` has room
-  // for the key's length and a NUL and gets the key found. The record stands in the object until the next
-  // call. ReadRec wants a key of a known type and makes the fields ready.
+  // Read a record; `mode` 0 to 4 means equal, greater, greater or equal, less, less or equal. `key`, a buffer
+  // for the key and a NUL, receives the key found. The record is valid until the next call. ReadRec requires
+  // a key of a known type and makes the fields accessible.
   char* ReadRec(char* key, int keyNumber, int mode);
   char* ReadRawRec(char* key, int keyNumber, int mode);
 
-  // A field of the record just read. FieldText puts it over the record's beginning, so fields are asked for
-  // from the front of the record to its back.
+  // Return a field of the record just read. FieldText overwrites the beginning of the record with it, so
+  // fields must be requested in the order of the record.
   char* FieldText(const char* name);
   unsigned int FieldHex(const char* name);
 
@@ -75,12 +76,12 @@ class CCtreeFile {
 
   RecType* recTypes;
   int recTypeCount;
-  int currentRecType;  // of the record read last, -1 for none
+  int currentRecType;  // type of the record read last, -1 for none
   int handle;          // negative when closed
   int datLen;
   int key1Len;
   int key2Len;
-  char recordBuffer[kRecordRoom];
+  char recordBuffer[kRecordSize];
   int borrowedHandle;
 
  private:

@@ -13,7 +13,7 @@ namespace {
 constexpr int kNone = -1;
 constexpr int kCurrentRow = -1;
 constexpr int kFirstKey = 1;
-char no_key[1] = {};  // what an impossible row has for a key
+char no_key[1] = {};  // the key of a row out of range
 
 }  // namespace
 
@@ -89,7 +89,7 @@ void CTVLCtreeRs::MakeEmpty() noexcept {
   current = kNone;
 }
 
-// Gives the block room for so many rows. 0 if memory is out; it stays as it was then.
+// Resizes the block for `rows` rows. Returns 0 with an unchanged block if memory ran out.
 int CTVLCtreeRs::Resize(int rows) noexcept try {
   block = static_cast<unsigned char*>(
       ResizeArray(block, static_cast<unsigned int>(capacity), rows, static_cast<unsigned int>(rowSize)));
@@ -114,13 +114,13 @@ int CTVLCtreeRs::AddNew(const char* key1, const char* key2, const void* bytes) n
   return 1;
 }
 
-// The row meant, or -1 if there is none.
+// Returns the index of the row meant, or -1 if there is none.
 int CTVLCtreeRs::RowIndex(int row) const noexcept {
   if (row == kCurrentRow) row = current;
   return isOpen != 0 && row >= 0 && row < count ? row : kNone;
 }
 
-// The first byte of a row; null for an impossible one.
+// Returns the first byte of a row; null for a row out of range.
 char* CTVLCtreeRs::RowAt(int row) const noexcept {
   const int index = RowIndex(row);
   if (index == kNone) return nullptr;
@@ -146,9 +146,9 @@ int CTVLCtreeRs::SetKey(const char* text, int fill, int row, int offset, int len
   char* key = RowAt(row);
   if (key == nullptr) return 0;
   key += offset;
-  const auto room = static_cast<std::size_t>(length);
-  std::memset(key, fill == 1 ? ' ' : 0, room);
-  if (text != nullptr) std::memcpy(key, text, strnlen(text, room));
+  const auto width = static_cast<std::size_t>(length);
+  std::memset(key, fill == 1 ? ' ' : 0, width);
+  if (text != nullptr) std::memcpy(key, text, strnlen(text, width));
   key[length] = 0;
   return 1;
 }

@@ -16,7 +16,7 @@ namespace {
 
 using tvl::engine::ReadMode;
 
-// Places in the table of functions, in the order in which the names are resolved.
+// Indices into the table of functions, in the order in which the names are resolved.
 enum Function : unsigned char {
   kGetLastErrorText,
   kIOpen,
@@ -37,11 +37,12 @@ enum Function : unsigned char {
   kReadKeyLt,
   kReadKeyLtEq,
   kCreateArchive,
-  kBeginBatch,  // from here on: ours alone, used where they are
+  kBeginBatch,  // from here on: additions, used if they exist
   kEndBatch,
   kCloseAll,
   kGetLastProblem,
   kIsStillNamed,
+  kGetEngineVersion,
   kFunctions
 };
 
@@ -68,12 +69,13 @@ constexpr const char* kNames[] = {"GetLastErrorText",
                                   "EndBatch",
                                   "CloseAll",
                                   "GetLastProblem",
-                                  "IsStillNamed"};
+                                  "IsStillNamed",
+                                  "GetEngineVersion"};
 static_assert(std::size(kNames) == kFunctions);
 
-// All of this is trivially destructible: a connection that is closed while the process ends works with it.
-// The addresses are atomic since one thread may unload the engine while another, with no connection open,
-// still asks for it; the code itself stays mapped.
+// All of this is trivially destructible, because a connection that is closed while the process exits uses it.
+// The addresses are atomic, because one thread may unload the engine while another, without an open
+// connection, still calls it. The code itself stays mapped.
 constinit std::mutex mutex;
 constinit HMODULE module_handle = nullptr;
 constinit int uses = 0;
@@ -84,7 +86,7 @@ Signature* Address(Function function) {
   return reinterpret_cast<Signature*>(addresses[function].load(std::memory_order_acquire));
 }
 
-// Calls a function of the engine, or gives `missing` where there is none.
+// Calls a function of the engine, or returns `missing` if it does not exist.
 template <typename Signature, typename... Arguments>
 int Call(Function function, int missing, Arguments... arguments) {
   Signature* const address = Address<Signature>(function);
@@ -95,19 +97,19 @@ void ResolveAll(HMODULE module) {
   for (std::size_t i = 0; i < kFunctions; ++i) {
     addresses[i].store(GetProcAddress(module, kNames[i]), std::memory_order_release);
   }
-  // One without the other is no use: a batch that can't be ended must not begin.
+  // Both are needed: a batch that cannot be ended must not begin.
   if (addresses[kBeginBatch].load() == nullptr) addresses[kEndBatch].store(nullptr);
   if (addresses[kEndBatch].load() == nullptr) addresses[kBeginBatch].store(nullptr);
 }
 
-// Another thread may have been at work here when the process forked. What `mutex` guards is whole at any
-// moment.
+// Another thread may have held `mutex` when the process forked. The data that it guards is consistent at any
+// time.
 void UnlockInForkedChild() {
   new (&mutex) std::mutex;
 }
 
-// Loads `name` from the folder of the file at `neighbour`.
-HMODULE LoadBeside(const char* neighbour, std::string_view name) {
+// Loads `name` from the folder of the file `neighbour`.
+HMODULE LoadNextTo(const char* neighbour, std::string_view name) {
   const std::string_view path = neighbour;
   tvl::PathText module;
   module.Append(path.substr(0, path.rfind('\\') + 1)).Append(name);
@@ -127,12 +129,13 @@ HMODULE LoadFromKnownPlaces() {
                 {library, "vbctree.so"},
                 {library, "tvlclient\\vbctree.so"}};
   for (const auto& place : places) {
-    if (HMODULE module = LoadBeside(place.neighbour, place.name)) return module;
+    if (HMODULE module = LoadNextTo(place.neighbour, place.name)) return module;
   }
   return nullptr;
 }
 
-// Reads of the calling thread that failed for another reason than "no such record"; it only counts up.
+// Number of reads of the calling thread that failed for another reason than "no such record". It never
+// decreases.
 constinit thread_local unsigned int damage_met = 0;
 
 constexpr Function kReads[] = {kReadKeyEq, kReadKeyGt, kReadKeyGtEq, kReadKeyLt, kReadKeyLtEq};
@@ -223,13 +226,18 @@ int DeleteKeys(int handle, const char* key1, const char* key2) {
   return Call<int(int, const char*, const char*)>(kDeleteKeys, 0, handle, key1, key2);
 }
 
+const char* Version() {
+  auto* const version = Address<const char*()>(kGetEngineVersion);
+  return version == nullptr ? "" : version();
+}
+
 int CreateArchive(const char* path, int recordLength, int key1Length, int key2Length) {
   return Call<int(const char*, int, int, int)>(kCreateArchive, 1, path, recordLength, key1Length, key2Length);
 }
 
 }  // namespace engine
 
-// An engine without batches is taken as one whose every call is one.
+// For an engine without batches, every call is a batch of its own.
 TableBatch::TableBatch(int handle, Kind kind)
     : handle_(handle),
       begun_(handle >= 0 && Call<int(int, int)>(kBeginBatch, 1, handle, static_cast<int>(kind)) == 1),

@@ -1,32 +1,31 @@
 #ifndef TVL_TABLE_ENGINE_BINDING_H
 #define TVL_TABLE_ENGINE_BINDING_H
 
-// The one place that knows the table engine, a module loaded at run time: the process's module handle and its
-// table of the engine's functions. The wrappers below call a function if it is there and give its failure if
-// not, so a missing or broken module is an engine that refuses everything. Any thread may call them.
+// The only code that knows the table engine, a module that is loaded at run time: its module handle and a
+// table of its functions. The wrappers below call a function if it exists and report its failure otherwise,
+// so with a missing or broken module every call fails. Any thread may call them.
 
-// Loads the engine unless it is loaded. Looked for, in this order: "vbctree.dll" and "vbctree.so" beside the
-// executable, "vbctree.so" beside this library and in its subfolder "tvlclient". Always 1: what is missing
-// shows when it is called.
+// Loads the engine unless it is loaded. Looks in this order for "vbctree.dll" and "vbctree.so" next to the
+// executable, and "vbctree.so" next to this library and in its subfolder "tvlclient". Always returns 1; calls
+// of missing functions fail.
 int LoadTableEngine();
 
-// Unloads the engine, all its handles closed first, unless a TableEngineUse says that it is still needed.
+// Closes all handles of the engine and unloads it, unless a TableEngineUse exists.
 void UnloadTableEngine();
 
 namespace tvl {
 
-// Why the engine refused a call.
+// Reasons for which the engine refuses a call.
 enum class TableProblem {
   kNone = 0,
   kNotFound = 1,  // there is no such record
-  kBusy = 2,  // another thread or process kept the table locked for the whole time that a call waits, 10 s
+  kBusy = 2,      // another thread or process kept the table locked for the maximum wait of 10 s
   kReadOnly = 3,  // the table may not be written here
-  kDamaged = 4,   // a key, a record or the file is not as the engine wrote it
+  kDamaged = 4,   // a key, a record or the file is damaged
   kUnusable = 5,  // anything else: no engine, a closed handle, a failing disk
 };
 
-// Keeps the engine from being unloaded while an open connection works with it: its lock table would die with
-// the engine.
+// Keeps the engine loaded while an open connection uses it, because unloading would close its lock table.
 class TableEngineUse {
  public:
   TableEngineUse();
@@ -37,70 +36,75 @@ class TableEngineUse {
 
 namespace engine {
 
-// How a record is looked for, as CCtreeFile's callers number it.
+// How a record is searched for, numbered as by the callers of CCtreeFile.
 enum class ReadMode { kEqual = 0, kGreater = 1, kGreaterOrEqual = 2, kLess = 3, kLessOrEqual = 4 };
 
-// The handle of an opened table; negative for a failure.
+// Opens a table. Returns its handle, negative on failure.
 [[nodiscard]] int Open(const char* path);
 void Close(int handle);
 
-// Selector 0: the record's length, 1 and 2: that of the keys.
+// Returns the length of the record for selector 0, and of key 1 or 2 for selectors 1 and 2.
 [[nodiscard]] int GetLength(int handle, int selector);
 
-// 1 if a record was found: `key` (room for the key's length and a NUL) and `record` hold what it has.
+// Returns 1 if a record was found, and copies its key and contents to `key` (a buffer for the key and a NUL)
+// and `record`.
 [[nodiscard]] int Read(ReadMode mode, int handle, int keyNumber, char* key, void* record);
 
-// Why the calling thread's last call of the engine failed; kNone after a success, and with an engine that
-// gives no reasons.
+// Returns why the calling thread's last call of the engine failed; kNone after a success, and for an engine
+// that reports no reasons.
 [[nodiscard]] TableProblem LastProblem();
 
-// The calling thread's one current record, whatever the table; field access by name goes there.
+// Sets the current record of the calling thread, which is independent of tables. Fields are accessed by name
+// in it.
 void SetCurrentRecord(const char* schema, void* record, int recordLength);
 [[nodiscard]] int GetFieldValueByName(const char* name, char* destination);
 void SetFieldValueByName(const char* name, const char* value);
 
-// 1 on success. WriteKeys writes the current record.
+// Return 1 on success. WriteKeys writes the current record.
 [[nodiscard]] int WriteKeys(int handle, const char* key1, const char* key2);
 [[nodiscard]] int WriteRawKeys(int handle, const char* key1, const char* key2, const void* record);
 [[nodiscard]] int DeleteKeys(int handle, const char* key1, const char* key2);
 
-// 0 on success, alone among these.
+// Returns the version of the engine; empty if it has none.
+[[nodiscard]] const char* Version();
+
+// Returns 0 on success, unlike the other functions.
 [[nodiscard]] int CreateArchive(const char* path, int recordLength, int key1Length, int key2Length);
 
 }  // namespace engine
 
-// A run of calls on one table that the engine takes as one snapshot or one transaction, if it offers that.
+// A sequence of calls on one table that form one snapshot or one transaction, if the engine supports this.
 //
-// A batch belongs to the thread that began it. Inside another batch of the thread on the same table, also by
-// another handle, it becomes part of that one: nothing is kept before the outermost batch ends, so a true End
-// of an inner one may still be followed by a lost transaction. A batch for writing does not begin inside one
-// for reading.
+// A batch belongs to the thread that began it. A batch inside another one of the thread on the same table,
+// even by another handle, becomes part of it: nothing is committed before the outermost batch ends, so the
+// transaction may be lost even if End of an inner batch returns true. A batch for writing cannot begin inside
+// one for reading.
 class TableBatch {
  public:
   enum class Kind { kRead = 0, kWrite = 1 };
 
-  // A negative `handle` makes a batch of nothing, which hasn't begun.
+  // With a negative `handle`, the batch does not begin.
   TableBatch(int handle, Kind kind);
   ~TableBatch();
   TableBatch(const TableBatch&) = delete;
   TableBatch& operator=(const TableBatch&) = delete;
 
-  // False if the table can't be had, for instance because somebody has kept it locked for too long.
+  // Returns false if the table cannot be used, for example because it has been locked for too long.
   [[nodiscard]] bool HasBegun() const { return begun_; }
 
-  // Why the batch did not begin, or why End failed; else kNone.
+  // Returns why the batch did not begin or why End failed, else kNone.
   [[nodiscard]] TableProblem Problem() const { return problem_; }
 
-  // Inside a batch: whether the path by which the table was opened still names the open file. If not, the
-  // table was replaced, and what others do now happens in another file: close the handle and open the path
-  // again. An engine that cannot answer counts as yes.
+  // Returns, inside a batch, whether the path with which the table was opened still refers to the open file.
+  // If not, the table was replaced and other clients use another file: close the handle and open the path
+  // again. Returns true if the engine cannot answer.
   [[nodiscard]] bool StillNamed() const;
 
-  // Whether any read of this thread since the batch began met a damaged key or record, or failed. Such a read
-  // returns what it returns for "no record", although there may be one. Remains valid after End.
+  // Returns whether any read of this thread since the batch began met a damaged key or record, or failed.
+  // Such a read returns the same as for "no record", although there may be one. Remains valid after End.
   [[nodiscard]] bool MetDamage() const;
 
-  // Ends the batch. False if what was written could not be kept.
+  // Ends the batch. Returns false if the changes could not be committed.
   [[nodiscard]] bool End();
 
  private:

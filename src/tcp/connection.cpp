@@ -16,27 +16,27 @@
 
 namespace {
 
-constexpr DWORD kNameRoom = 256;
-constexpr std::size_t kIdentityRoom = 1100;  // a host name that can be looked up is shorter than this
+constexpr DWORD kNameSize = 256;
+constexpr std::size_t kIdentitySize = 1100;  // any host name that can be looked up is shorter
 
-// A name by one of the platform's functions, or "Unknown".
+// A name that one of the platform's functions returns, or "Unknown".
 class Name {
  public:
   explicit Name(BOOL (*ask)(char* buffer, DWORD* size)) {
-    DWORD size = kNameRoom;
+    DWORD size = kNameSize;
     if (ask(text_, &size) == 0) tvl::CopyCut(text_, "Unknown");
   }
 
   [[nodiscard]] char* Text() { return text_; }
 
  private:
-  char text_[kNameRoom] = {};
+  char text_[kNameSize] = {};
 };
 
 void SignServer(const char* host, unsigned int port, char* signature) {
   char number[16];
   std::snprintf(number, sizeof number, "-%u", port);
-  tvl::FixedText<kIdentityRoom> identity;
+  tvl::FixedText<kIdentitySize> identity;
   identity.Append("TCP-").Append(host).Append(number);
   Sha1OfString(identity.Text(), signature);
 }
@@ -103,7 +103,7 @@ bool CTVLClientTcpOpr::WasRefusedUnexplained(int code) const {
   return code != TVL_ERR_TCP_CONNECT && state->socket.lastError != WSAETIMEDOUT;
 }
 
-// 0 if the server accepts this client; its settings are in the reply's fields then.
+// Returns 0 if the server accepts this client; then the fields of the reply contain its settings.
 int CTVLClientTcpOpr::Handshake(const char* className, const char* clientTag, unsigned int window) {
   Name computer(GetComputerNameA);
   Name account(GetUserNameA);
@@ -132,8 +132,8 @@ void CTVLClientTcpOpr::TakeSettings() {
   state->window = std::min(state->window, tvl::ParseWindow(reply.StringTok(7, "")));
 }
 
-// A working directory that can't be settled is left empty, and every transfer then fails with 21: names put
-// behind an empty text would lead to the root of the file system.
+// Leaves the working directory empty if it cannot be determined. Then every transfer fails with
+// TVL_ERR_LOCAL_FILE, because names appended to an empty text would start at the root of the file system.
 void CTVLClientTcpOpr::SettleWorkingDirectory(const char* directory) try {
   const unsigned int length = GetFullPathNameA(directory, sizeof workingDirectory, workingDirectory, nullptr);
   if (length == 0 || length >= sizeof workingDirectory) return;

@@ -18,7 +18,7 @@ namespace protocol = tvl::protocol;
 
 constexpr std::size_t kTimeOffset = protocol::kChunkHeadSize;  // in the packet that ends a get
 
-// The file as it arrives, written at once or, if it travels compressed, collected first.
+// The local file of a get. It is written as it arrives or, if it is compressed, collected first.
 //
 // What cannot be kept makes the copy a failure, which Finish returns. The exchange goes on to its end
 // meanwhile, unless a window allows to end it at any chunk.
@@ -27,7 +27,7 @@ class LocalCopy {
   LocalCopy(const char* path, bool packed)
       : packed_(packed), target_(path, {tvl::SafetyOf(tvl::safe_transfers)}, nullptr) {}
 
-  // False if the target cannot be opened and emptied.
+  // Returns false if the target cannot be opened and truncated.
   [[nodiscard]] bool Begin() { return target_.IsOpen() && target_.Empty(); }
 
   void Take(string_view chunk) {
@@ -37,7 +37,7 @@ class LocalCopy {
   // True once something could not be kept.
   [[nodiscard]] bool HasFailed() const { return failed_; }
 
-  // Completes the file and gives it its time. Returns TVL_OK, TVL_ERR_LOCAL_FILE or TVL_ERR_UNZIP.
+  // Completes the file and sets its time. Returns TVL_OK, TVL_ERR_LOCAL_FILE or TVL_ERR_UNZIP.
   [[nodiscard]] int Finish(std::int64_t time) {
     CZlib zlib;
     if (packed_ && (failed_ || zlib.DecompressFile(block_, target_) == 0)) return TVL_ERR_UNZIP;
@@ -60,7 +60,7 @@ class LocalCopy {
   bool failed_ = false;
 };
 
-// The chunk of a file that begins at `offset` of the reply; nothing if it is not whole in there.
+// Returns the chunk of a file at `offset` in the reply; nothing if it is incomplete.
 std::optional<string_view> Chunk(const Packets& reply, std::size_t offset) {
   const std::size_t begin = offset + protocol::kChunkHeadSize;
   if (begin > reply.PayloadLength()) return std::nullopt;
@@ -69,7 +69,7 @@ std::optional<string_view> Chunk(const Packets& reply, std::size_t offset) {
   return string_view(reply.Payload() + begin, count);
 }
 
-// The first chunk stands behind two texts.
+// Returns the first chunk, which follows two texts.
 std::optional<string_view> FirstChunk(const Packets& reply) {
   std::size_t offset = std::strlen(reply.Payload()) + 1;
   if (offset > reply.PayloadLength()) return std::nullopt;
@@ -77,7 +77,7 @@ std::optional<string_view> FirstChunk(const Packets& reply) {
   return Chunk(reply, offset);
 }
 
-// The time in the packet that ended a get. A negative one counts as unsigned, in 32 bits.
+// Returns the time in the packet that ended a get. A negative time is taken as an unsigned number of 32 bits.
 std::int64_t FileTime(const Packets& reply) {
   const std::int64_t time = tvl::LeadingNumber(reply.Payload() + kTimeOffset);
   return time < 0 ? static_cast<std::uint32_t>(time) : time;
@@ -96,8 +96,8 @@ bool Abandon(Packets& pack, unsigned int window) {
   return true;
 }
 
-// Takes the chunks as they come, up to the empty one. False if the connection is lost, or the server doesn't
-// keep to the packets. The server makes the next chunk ready while the last is being written.
+// Receives chunks up to the empty one. Returns false if the connection is lost or the server violates the
+// protocol. The server prepares the next chunk while the last one is being written.
 bool TakeChunks(Packets& pack, string_view chunk, LocalCopy& copy, unsigned int window) {
   while (!chunk.empty()) {
     if (window > 0 && copy.HasFailed()) return Abandon(pack, window);
@@ -126,21 +126,21 @@ int CTVLClientTcpOpr::GetRemote(char* remoteName, char* localName, int* transfer
   return TVL_OK;
 }
 
-// Fetches the file of which the first reply has come.
+// Receives the file whose first reply has arrived.
 int CTVLClientTcpOpr::ReceiveFile(const char* path) {
   Packets& pack = state->pack;
   const std::optional<string_view> first = FirstChunk(pack);
   if (!first) {
-    state->socket.GiveUp();
+    state->socket.Abandon();
     return TVL_ERR_TCP_RECEIVE;
   }
   LocalCopy copy(path, zipOnTransfert != 0);
   if (!copy.Begin()) {
-    if (!Abandon(pack, state->window)) state->socket.GiveUp();
+    if (!Abandon(pack, state->window)) state->socket.Abandon();
     return TVL_ERR_LOCAL_FILE;
   }
   if (!TakeChunks(pack, *first, copy, state->window)) {
-    state->socket.GiveUp();
+    state->socket.Abandon();
     return TVL_ERR_TCP_SEND;
   }
   return copy.Finish(FileTime(pack));

@@ -10,18 +10,18 @@
 
 namespace {
 
-// Rooms of the outputs that a caller provides.
-constexpr std::size_t kComputerRoom = 64;
-constexpr std::size_t kAddressRoom = 16;
-constexpr std::size_t kUserRoom = 65;
+// Sizes of the buffers that a caller provides.
+constexpr std::size_t kComputerSize = 64;
+constexpr std::size_t kAddressSize = 16;
+constexpr std::size_t kUserSize = 65;
 
-void Give(int* output, int value) {
+void Store(int* output, int value) {
   if (output != nullptr) *output = value;
 }
 
-template <std::size_t Room>
-void Give(char* output, const char* text) {
-  if (output != nullptr) tvl::CopyCut(*reinterpret_cast<char(*)[Room]>(output), text);
+template <std::size_t Size>
+void Store(char* output, const char* text) {
+  if (output != nullptr) tvl::CopyCut(*reinterpret_cast<char(*)[Size]>(output), text);
 }
 
 std::string WithoutBlanksAtEnd(const char* object) {
@@ -29,7 +29,7 @@ std::string WithoutBlanksAtEnd(const char* object) {
   return name.substr(0, name.find_last_not_of(" \t\r\n") + 1);
 }
 
-// A lock that cannot be noted for lack of memory is reported as not held.
+// A lock that cannot be recorded for lack of memory is reported as not held.
 void NoteAnswer(std::set<std::string>& held, const char* object, int answer) try {
   std::string name = WithoutBlanksAtEnd(object);
   if (answer == TVL_LOCK_OWN) {
@@ -57,8 +57,8 @@ int CTVLClientTcpOpr::AskForLock(char letter, const char* object, int* lockState
                                  int* instance, int* pid, char* ipAddress, char* userName) {
   if (!IsLive()) return TVL_ERR_NOT_CONNECTED;
   tvl::Packets& pack = state->pack;
-  // A name beyond any packet gets the answer that every name has which is too long to be locked, here at
-  // once.
+  // A name that does not fit into a packet gets the same answer as every other name that is too long, without
+  // asking the server.
   pack.DropReply();
   if (pack.Add2Pack(1, "%c%s", letter, object) != 0) {
     if (pack.PackSend() == 0) return TVL_ERR_TCP_SEND;
@@ -67,12 +67,12 @@ int CTVLClientTcpOpr::AskForLock(char letter, const char* object, int* lockState
   }
   const int answer = pack.NumericTok(0, 0);
   NoteAnswer(state->held, object, answer);
-  Give(lockState, answer);
-  Give<kComputerRoom>(computer, pack.StringTok(1, ""));
-  Give(instance, pack.NumericTok(2, 0));
-  Give(pid, pack.NumericTok(3, 0));
-  Give<kAddressRoom>(ipAddress, pack.StringTok(4, ""));
-  Give<kUserRoom>(userName, pack.StringTok(5, ""));
+  Store(lockState, answer);
+  Store<kComputerSize>(computer, pack.StringTok(1, ""));
+  Store(instance, pack.NumericTok(2, 0));
+  Store(pid, pack.NumericTok(3, 0));
+  Store<kAddressSize>(ipAddress, pack.StringTok(4, ""));
+  Store<kUserSize>(userName, pack.StringTok(5, ""));
   return TVL_OK;
 }
 

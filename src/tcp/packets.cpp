@@ -10,7 +10,7 @@
 namespace tvl {
 namespace {
 
-// Takes a sign and digits off the text; false if there is no digit.
+// Parses an optional sign and digits, and advances `at`. Returns false if there is no digit.
 bool TakeNumber(const char*& at, std::int64_t& value) {
   const bool negative = *at == '-';
   if (negative || *at == '+') ++at;
@@ -98,7 +98,7 @@ int Packets::PackReceive() {
   PackInitialize();
   const std::size_t length = protocol::ReadLength(packBuffer + 1);
   if (length > protocol::kMostPayload) {
-    stream_.GiveUp();
+    stream_.Abandon();
     return 0;
   }
   if (stream_.ReceiveAll(packBuffer, static_cast<int>(length)) <= 0) return 0;
@@ -110,7 +110,7 @@ int Packets::PackReceive() {
 void Packets::Unpack2Toks(const char* delimiters) {
   DropReply();
   char* at = packBuffer;
-  while (tokenCount < protocol::kTokenRoom - 1) {
+  while (tokenCount < protocol::kTokenSize - 1) {
     at += std::strspn(at, delimiters);
     if (*at == 0) return;
     tokens[tokenCount++] = at;
@@ -126,7 +126,7 @@ void Packets::DropReply() {
 }
 
 const char* Packets::StringTok(int index, const char* defaultValue) const {
-  if (index < 0 || index >= protocol::kTokenRoom || tokens[index] == nullptr) return defaultValue;
+  if (index < 0 || index >= protocol::kTokenSize || tokens[index] == nullptr) return defaultValue;
   return tokens[index];
 }
 

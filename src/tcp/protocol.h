@@ -6,26 +6,26 @@
 
 // The packets between client and server.
 //
-// A packet is a head of four bytes and a payload. Bytes 1 and 2 of the head are a length, high byte first:
-// from the client that of the whole packet, from the server that of the payload alone. Bytes 0 and 3 mean
-// nothing but in the handshake. The two take turns: the client sends a packet, then the server answers with
-// one.
+// A packet consists of a head of four bytes and a payload. Bytes 1 and 2 of the head are a length, high byte
+// first: from the client that of the whole packet, from the server that of the payload alone. Bytes 0 and 3
+// have a meaning only in the handshake. Client and server alternate: the client sends a packet, and the
+// server answers with one.
 namespace tvl::protocol {
 
 constexpr std::size_t kHeadSize = 4;
 
-// One buffer serves both directions, and a zero goes behind a received payload.
+// One buffer is used for both directions. A received payload is followed by a zero.
 constexpr std::size_t kPackBufferSize = 40960;
 constexpr std::size_t kMostPayload = kPackBufferSize - 1;
 
-// The longest packet of text, head included.
+// The longest text packet, including the head.
 constexpr std::size_t kMostTextPacket = 32762;
 
-// Bytes of a file in one packet of a put; they stand behind head and letter.
+// Bytes of a file in one packet of a put, after head and letter.
 constexpr std::size_t kPutChunk = 32760;
 constexpr std::size_t kDataOffset = kHeadSize + 1;
 
-// The length in front of the bytes of a file in a get.
+// Size of the length that precedes the bytes of a file in a get.
 constexpr std::size_t kChunkHeadSize = 2;
 
 // The handshake: head with a mark, this text, then four texts each with its zero: client class, computer,
@@ -39,15 +39,15 @@ constexpr std::size_t kLeastHandshake = 32;
 // version leave out both, and clients that do not ask for it skip the field.
 constexpr std::string_view kServerName = "TVL";
 
-// First byte of the payload from the client, with a name, a tab and the stamp of the local copy behind it:
+// First byte of the payload from the client, followed by a name, a tab and the stamp of the local copy:
 constexpr char kGet = 'G';
 constexpr char kPut = 'P';
 
-// With the name of an object:
+// Followed by the name of an object:
 constexpr char kLock = 'L';
 constexpr char kUnlock = 'l';
 
-// Takes a chunk of a get, or carries one of a put; with nothing behind it ends a put.
+// Acknowledges a chunk of a get, or precedes a chunk of a put; without a chunk it ends a put.
 constexpr char kData = '0';
 
 // The last packet, which has no answer.
@@ -63,10 +63,10 @@ constexpr std::string_view kUnknownCommand("\0", 1);
 constexpr char kAbandon[] = "21";
 
 constexpr char kFieldSeparator[] = "\t";
-constexpr char kForcedStamp[] = "@";  // of a missing copy, or one that is to be replaced whatever it holds
+constexpr char kForcedStamp[] = "@";  // of a missing copy, or one to be replaced regardless of its contents
 
-// Room for the fields of a reply; the last stays unused.
-constexpr int kTokenRoom = 32;
+// Number of fields of a reply; the last one stays unused.
+constexpr int kTokenSize = 32;
 
 constexpr std::size_t ReadLength(const char* at) {
   return static_cast<std::size_t>(static_cast<unsigned char>(at[0])) << 8U |

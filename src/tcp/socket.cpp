@@ -13,13 +13,14 @@ namespace {
 constexpr long kConnectEvents = FD_CONNECT | FD_CLOSE;
 constexpr long kTransferEvents = FD_READ | FD_WRITE | FD_CLOSE;
 
-// What a peer sends ahead of being asked stays in the system's buffers beyond this, which then hold it up.
+// Maximum number of bytes to receive ahead. More data stays in the system's buffers, which then block the
+// peer.
 constexpr std::int32_t kMostWaiting = 1 << 20;
 
 constinit std::atomic<unsigned int> timeout_seconds = 0;
 static_assert(std::atomic<unsigned int>::is_always_lock_free);
 
-// Milliseconds that a wait may still last, -1 for any time.
+// Returns the milliseconds that a wait may still last, -1 for no limit.
 int TimeLeft(std::chrono::steady_clock::time_point since) {
   constexpr std::int64_t kLongestSleep = 60 * 1000;
   const unsigned int seconds = timeout_seconds;
@@ -35,8 +36,7 @@ void tvl::SetSocketTimeout(unsigned int seconds) {
   timeout_seconds = seconds;
 }
 
-// Keeps the thread's other work running until `done` holds, which only the pump can bring about, or the
-// time-out ends the connection.
+// Runs the message pump until `done` returns true or the timeout ends the connection.
 template <typename Condition>
 void CJSock::WaitUntil(Condition done) {
   sign_of_life_ = std::chrono::steady_clock::now();
@@ -125,7 +125,7 @@ void CJSock::CloseSocket() {
   created = 0;
 }
 
-void CJSock::GiveUp() {
+void CJSock::Abandon() {
   Abandon(WSAECONNRESET);
 }
 
@@ -157,8 +157,8 @@ void CJSock::OnClose(int code) {
   CAsyncSocket::OnClose(code);
 }
 
-// `rxWrite` follows what was received and not what was announced: the two need not agree. What comes
-// meanwhile is left to the next notification.
+// `rxWrite` advances by the bytes received, which may differ from the number announced. What comes meanwhile
+// is left to the next notification.
 void CJSock::OnReceive(int code) try {
   CAsyncSocket::OnReceive(code);
   DWORD announced = 0;
@@ -181,7 +181,7 @@ void CJSock::GrowBuffer(std::int32_t capacity) {
   rxCapacity = capacity;
 }
 
-// Takes up again what a full buffer held up.
+// Continues to receive after a full buffer was emptied.
 void CJSock::ResumeReceiving() {
   if (rxWrite < kMostWaiting) return;
   std::memmove(rxBuffer, rxBuffer + rxRead, static_cast<std::size_t>(rxWrite - rxRead));

@@ -8,19 +8,18 @@
 
 namespace tvl {
 
-// Ends waits in which nothing has come from the peer for so many seconds; 0, the default, waits for ever. For
-// all sockets of the process, also for waits under way, once a signal or an event of the socket wakes them.
-// Safe in a signal handler.
+// Sets the maximum time in seconds for which waits last while the peer sends nothing; 0, the default, means
+// no limit. Applies to all sockets of the process, and to current waits once a signal or an event of the
+// socket wakes them. Safe in a signal handler.
 void SetSocketTimeout(unsigned int seconds);
 
 }  // namespace tvl
 
-// The byte stream under a connection: makes of a socket that never blocks two calls that look blocking, by
-// running the message pump, and sleeping between two pumps, until the notifications have brought what is
-// wanted.
+// The byte stream of a connection. It provides blocking calls on top of a non-blocking socket by running the
+// message pump, and sleeping in between, until the notifications have delivered the result.
 //
-// Call ConnectHost, then any number of SendAll and ReceiveAll. Nothing brings a lost connection back but
-// another ConnectHost. The hooks run inside the waits only, on the waiting thread.
+// Call ConnectHost, then any number of SendAll and ReceiveAll. After a lost connection, call ConnectHost
+// again. Hooks run only inside waits, on the waiting thread.
 class CJSock : public CAsyncSocket {
  public:
   CJSock() = default;
@@ -28,30 +27,30 @@ class CJSock : public CAsyncSocket {
   CJSock& operator=(const CJSock&) = delete;
   ~CJSock() override;
 
-  // Drops any earlier socket. Not 0 on success.
+  // Closes an earlier socket and creates a new one. Returns nonzero on success.
   BOOL OpenSocket();
 
-  // 1 connected, 0 failed; `lastError` says why. Waits as long as the system tries, or for the time-out.
+  // Returns 1 if connected, else 0 with the reason in `lastError`. Waits as long as the system tries, or
+  // until the timeout.
   int ConnectHost(const char* host, unsigned int port);
 
-  // 1 all sent, 0 failed. Waits for a peer that does not read for as long as the connection lives, or for the
-  // time-out, which ends the connection.
+  // Returns 1 if all bytes were sent, else 0. Waits for a peer that does not read as long as the connection
+  // lasts, or until the timeout, which ends the connection.
   int SendAll(const void* bytes, int length);
 
-  // `length` on success, -1 on failure, also for bytes that had come before the connection was lost. Waits as
-  // long as the connection lives, however long the peer takes, or for the time-out, which ends the
-  // connection.
+  // Returns `length` on success, -1 on failure, even if some bytes arrived before the connection was lost.
+  // Waits as long as the connection lasts, or until the timeout, which ends the connection.
   int ReceiveAll(void* destination, int length);
 
-  // False once the peer has ended the connection or it has failed, also while bytes are still to be read.
-  // Never waits.
+  // Returns false once the peer has ended the connection or it has failed, even if bytes are still to be
+  // read. Never waits.
   [[nodiscard]] bool IsConnected() const { return connected != 0 && !HasPeerEnded(); }
 
-  // Ends the sending, so that the peer sees the end of the stream behind all that was sent, and closes.
+  // Shuts down sending, so that the peer sees the end of the stream after all data, and closes the socket.
   void CloseSocket();
 
-  // Gives up a connection on which the peer doesn't keep to the packets.
-  void GiveUp();
+  // Closes a connection whose peer violates the protocol.
+  void Abandon();
 
   void OnReceive(int code) override;
   void OnSend(int code) override;
@@ -59,12 +58,12 @@ class CJSock : public CAsyncSocket {
   void OnClose(int code) override;
 
   std::int32_t created = 0;    // not 0 while a socket exists
-  std::int32_t connected = 0;  // from a completed connect until the connection is lost
-  std::int32_t writable = 0;   // the send notification has come
+  std::int32_t connected = 0;  // 1 from a completed connect until the connection is lost
+  std::int32_t writable = 0;   // 1 after the send notification
   std::int32_t lastError = 0;  // why a connect failed or the connection was lost
 
-  // Bytes received and not yet taken: one straight run, `rxRead` to `rxWrite`. Both go back to 0 when
-  // everything has been taken.
+  // Bytes received and not yet read: those from `rxRead` to `rxWrite`. Both are reset to 0 when everything
+  // has been read.
   unsigned char* rxBuffer = nullptr;
   std::int32_t rxCapacity = 0;
   std::int32_t rxRead = 0;
@@ -77,7 +76,8 @@ class CJSock : public CAsyncSocket {
   void GrowBuffer(std::int32_t capacity);
   void ResumeReceiving();
 
-  std::chrono::steady_clock::time_point sign_of_life_ = {};  // of the peer, or the beginning of the wait
+  std::chrono::steady_clock::time_point sign_of_life_ =
+      {};  // time of the last data from the peer, or of the start of the wait
 };
 
 #endif

@@ -10,14 +10,14 @@
 
 namespace {
 
-constexpr unsigned int kStampRoom = 64;
+constexpr unsigned int kStampSize = 64;
 
-// Trivial, so that it outlives whatever still asks for a stamp while the process ends.
-constinit thread_local char stamp[kStampRoom] = {};
+// Trivially destructible, so that it is still valid for code that runs while the process exits.
+constinit thread_local char stamp[kStampSize] = {};
 
 bool SameSignature(const char* fileA, const char* fileB) {
-  char signatureA[kSignatureRoom];
-  char signatureB[kSignatureRoom];
+  char signatureA[kSignatureSize];
+  char signatureB[kSignatureSize];
   Sha1OfFile(fileA, signatureA);
   Sha1OfFile(fileB, signatureB);
   return std::strcmp(signatureA, signatureB) == 0;
@@ -28,7 +28,7 @@ bool SameSignature(const char* fileA, const char* fileB) {
 int FilesAreEqual(int policy, const char* fileA, const char* fileB) {
   if (policy == kCompareDumb) return 1;
   if (policy == kCompareHash) {
-    // Both files are at hand, so their bytes tell sooner what their signatures would.
+    // Both files are local, so comparing their bytes is faster than comparing their signatures.
     const tvl::Contents contents = tvl::CompareContents(fileA, fileB);
     if (contents != tvl::Contents::kUnknown) return contents == tvl::Contents::kSame ? 1 : 0;
   }
@@ -44,10 +44,10 @@ char* FileStamp(int policy, const char* path) {
   std::memcpy(stamp, "@", 2);
   tvl::FileStatus status = {};
   if (!tvl::ReadFileStatus(path, &status)) return stamp;
-  const int bar = std::snprintf(stamp, kStampRoom, "%" PRIx64 "|", status.size);
+  const int bar = std::snprintf(stamp, kStampSize, "%" PRIx64 "|", status.size);
   char* signature = stamp + bar;
   if (policy == kCompareTime) {
-    std::snprintf(signature, kStampRoom - static_cast<unsigned int>(bar), "%" PRIx32,
+    std::snprintf(signature, kStampSize - static_cast<unsigned int>(bar), "%" PRIx32,
                   static_cast<std::uint32_t>(status.modified));
   } else {
     Sha1OfFile(path, signature);

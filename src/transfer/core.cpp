@@ -14,17 +14,18 @@ void CCore::Attach(void* bytes, std::uint32_t newLength, int freeOld) {
   data = static_cast<unsigned char*>(bytes);
   length = newLength;
   position = 0;
-  room_ = newLength;
+  capacity_ = newLength;
 }
 
-// Half as much again, so that the bytes moved by all reallocations together stay in proportion to the block.
+// Grows by half of the size, so that the total cost of all reallocations is proportional to the size of the
+// block.
 bool CCore::Reserve(std::uint64_t bytes) {
-  if (data != nullptr && bytes <= room_) return true;
-  const std::uint64_t wanted = std::max(bytes, room_ + room_ / 2);
+  if (data != nullptr && bytes <= capacity_) return true;
+  const std::uint64_t wanted = std::max(bytes, capacity_ + capacity_ / 2);
   void* grown = std::realloc(data, std::max<std::uint64_t>(wanted, 1));
   if (grown == nullptr) return false;
   data = static_cast<unsigned char*>(grown);
-  room_ = wanted;
+  capacity_ = wanted;
   return true;
 }
 
@@ -56,5 +57,5 @@ void CCore::Release() {
   data = nullptr;
   length = 0;
   position = 0;
-  room_ = 0;
+  capacity_ = 0;
 }

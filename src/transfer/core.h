@@ -3,11 +3,10 @@
 
 #include <cstdint>
 
-// A block of bytes that grows, with a read cursor. It owns its block, which lies on the heap of malloc and
-// free.
+// A growing block of bytes with a read cursor. It owns the block, which is allocated with malloc.
 //
-// `length` is what the block holds and, to everybody else, its capacity. Behind it there may be room for what
-// comes, so that many small appends cost no more than one large one.
+// `length` is the size of the contents and, for callers, the capacity. More memory may be allocated, so that
+// many small appends cost no more than a large one.
 class CCore {
  public:
   CCore() = default;
@@ -15,19 +14,20 @@ class CCore {
   CCore(const CCore&) = delete;
   CCore& operator=(const CCore&) = delete;
 
-  // Takes `bytes` as the block, and starts reading at its beginning. With `freeOld` 0 the old block is
-  // forgotten, not freed: so a caller lends a block of its own, or takes the block out by attaching null and
-  // 0.
+  // Uses `bytes` as the block and starts reading at its beginning. With `freeOld` 0 the old block is not
+  // freed, so that a caller can lend its own block, or take the block over by attaching null and 0.
   void Attach(void* bytes, std::uint32_t newLength, int freeOld);
 
-  // Puts `count` bytes at the end. The new length; the old one if there is no memory or 32 bits don't suffice
-  // for it.
+  // Appends `count` bytes. Returns the new length, or the old one if memory ran out or the length does not
+  // fit in 32 bits.
   std::uint32_t Append(const void* bytes, std::int32_t count);
 
-  // Copies the next bytes, at most `count`, and moves on behind them. The number copied, 0 at the end.
+  // Copies the next bytes, at most `count`, and advances the cursor. Returns the number of bytes copied, 0 at
+  // the end.
   std::uint32_t Read(void* destination, std::uint32_t count);
 
-  // The next bytes, at most `count`, where they lie; moves on behind them. `taken` gets the number.
+  // Returns a pointer to the next bytes, at most `count`, and advances the cursor. Stores their number in
+  // `taken`.
   const void* Take(std::uint32_t count, std::uint32_t* taken);
 
   // Frees the block.
@@ -40,7 +40,7 @@ class CCore {
  private:
   bool Reserve(std::uint64_t bytes);
 
-  std::uint64_t room_ = 0;  // bytes allocated, where more than `length`
+  std::uint64_t capacity_ = 0;  // bytes allocated, if more than `length`
 };
 
 #endif

@@ -16,10 +16,10 @@ using std::string_view;
 
 constexpr unsigned int kVersionWidth = 2;
 constexpr unsigned int kBuildWidth = 6;
-constexpr unsigned int kFileRoom = 1024;
-constexpr std::size_t kKeyRoom = 64;
+constexpr unsigned int kFileSize = 1024;
+constexpr std::size_t kKeySize = 64;
 
-// The version resource of one executable, in the first language that it names.
+// The version resource of an executable, in the first language that it lists.
 class ExecutableVersion {
  public:
   explicit ExecutableVersion(const char* path) : block_(GetFileVersionInfoSizeA(path, nullptr)) {
@@ -30,9 +30,9 @@ class ExecutableVersion {
 
   [[nodiscard]] bool IsUsable() const { return prefix_[0] != 0; }
 
-  // The text of a value; null if there is none.
+  // Returns the text of a value; null if there is none.
   [[nodiscard]] const char* Text(const char* name) {
-    tvl::FixedText<kKeyRoom> key;
+    tvl::FixedText<kKeySize> key;
     key.Append(prefix_).Append(name);
     void* text = nullptr;
     UINT length = 0;
@@ -40,7 +40,7 @@ class ExecutableVersion {
     return static_cast<const char*>(text);
   }
 
-  // The number of a value; 0 if there is none.
+  // Returns the number of a value; 0 if there is none.
   [[nodiscard]] int Number(const char* name, unsigned int width) {
     const char* text = Text(name);
     return text == nullptr ? 0 : NumericField(text, width);
@@ -59,11 +59,11 @@ class ExecutableVersion {
   }
 
   std::vector<unsigned char> block_;
-  char prefix_[kKeyRoom] = {};
+  char prefix_[kKeySize] = {};
 };
 
-// The number in the run of digits and points behind a key; 0 without the key.
-int NumberBehind(string_view text, string_view key, unsigned int width) {
+// Returns the number in the digits and points after a key; 0 without the key.
+int NumberAfter(string_view text, string_view key, unsigned int width) {
   const std::size_t at = text.find(key);
   if (at == string_view::npos) return 0;
   string_view run = text.substr(at + key.size());
@@ -89,10 +89,10 @@ bool ReadExecutableVersion(const char* path, Version& result) {
 bool ReadFileVersion(const char* path, Version& result) {
   const LowFile file(path, 0);
   if (!file.IsOpen()) return false;
-  char text[kFileRoom] = {};
-  const unsigned int count = LowRead(file.Handle(), text, kFileRoom - 1);
+  char text[kFileSize] = {};
+  const unsigned int count = LowRead(file.Handle(), text, kFileSize - 1);
   if (count == 0 || count == kLowFailed) return false;
-  result = {NumberBehind(text, "@versione=", kVersionWidth), NumberBehind(text, "@build=", kBuildWidth)};
+  result = {NumberAfter(text, "@versione=", kVersionWidth), NumberAfter(text, "@build=", kBuildWidth)};
   return true;
 }
 

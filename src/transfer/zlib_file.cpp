@@ -42,7 +42,7 @@ int CZlib::CompressFile(const char* source, CCore& destination) {
     count = LowRead(file.Handle(), input, kPiece);
     PumpMessages();
     if (count == kLowFailed) return 0;
-    deflater.Give(input, count);
+    deflater.Put(input, count);
     if (!AppendPacked(deflater, destination)) return 0;
   } while (count > 0);
   return 1;
@@ -61,7 +61,7 @@ int CZlib::DecompressFile(CCore& source, tvl::TargetFile& target) {
     const void* piece = source.Take(kPiece, &count);
     PumpMessages();
     if (count == 0) break;
-    inflater.Give(piece, count);
+    inflater.Put(piece, count);
     if (!WriteExpanded(inflater, target)) return 0;
   }
   return inflater.IsAtEnd() ? 1 : 0;

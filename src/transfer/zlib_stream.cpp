@@ -7,7 +7,7 @@
 namespace tvl {
 namespace {
 
-// The interface that the calls are made for; zlib compares its first digit.
+// The zlib version that the calls are written for. zlib compares only its first digit.
 constexpr char kVersion[] = "1.2.3";
 
 void SetInput(z_stream& stream, const void* bytes, unsigned int count) {
@@ -15,9 +15,9 @@ void SetInput(z_stream& stream, const void* bytes, unsigned int count) {
   stream.avail_in = count;
 }
 
-void SetOutput(z_stream& stream, void* output, unsigned int room) {
+void SetOutput(z_stream& stream, void* output, unsigned int size) {
   stream.next_out = static_cast<Bytef*>(output);
-  stream.avail_out = room;
+  stream.avail_out = size;
 }
 
 }  // namespace
@@ -31,16 +31,16 @@ Deflater::~Deflater() {
   if (ready_) deflateEnd(stream_.get());
 }
 
-void Deflater::Give(const void* bytes, unsigned int count) {
+void Deflater::Put(const void* bytes, unsigned int count) {
   SetInput(*stream_, bytes, count);
   finishing_ = count == 0;
 }
 
-unsigned int Deflater::Take(void* output, unsigned int room) {
+unsigned int Deflater::Take(void* output, unsigned int size) {
   if (at_end_) return 0;
-  SetOutput(*stream_, output, room);
+  SetOutput(*stream_, output, size);
   at_end_ = deflate(stream_.get(), finishing_ ? Z_FINISH : Z_NO_FLUSH) == Z_STREAM_END;
-  return room - stream_->avail_out;
+  return size - stream_->avail_out;
 }
 
 Inflater::Inflater()
@@ -51,17 +51,17 @@ Inflater::~Inflater() {
   if (ready_) inflateEnd(stream_.get());
 }
 
-void Inflater::Give(const void* bytes, unsigned int count) {
+void Inflater::Put(const void* bytes, unsigned int count) {
   SetInput(*stream_, bytes, count);
 }
 
-unsigned int Inflater::Take(void* output, unsigned int room) {
+unsigned int Inflater::Take(void* output, unsigned int size) {
   if (at_end_ || broken_) return 0;
-  SetOutput(*stream_, output, room);
+  SetOutput(*stream_, output, size);
   const int result = inflate(stream_.get(), Z_NO_FLUSH);
   at_end_ = result == Z_STREAM_END;
   broken_ = result != Z_OK && result != Z_BUF_ERROR && !at_end_;  // Z_BUF_ERROR asks for more
-  return room - stream_->avail_out;
+  return size - stream_->avail_out;
 }
 
 }  // namespace tvl

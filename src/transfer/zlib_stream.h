@@ -5,8 +5,8 @@
 
 struct z_stream_s;
 
-// One zlib stream (RFC 1950), piece by piece: bytes are given, and what comes of them is taken until nothing
-// more does. The bytes given must stay where they are until then.
+// One zlib stream (RFC 1950), processed piece by piece: call Put with input, then Take until it returns 0.
+// The input must remain valid until then.
 
 namespace tvl {
 
@@ -17,14 +17,14 @@ class Deflater {
   Deflater(const Deflater&) = delete;
   Deflater& operator=(const Deflater&) = delete;
 
-  // False if there was no memory to begin with.
+  // Returns false if there was not enough memory to start.
   [[nodiscard]] bool IsReady() const { return ready_; }
 
-  // The next bytes to pack; none means the end.
-  void Give(const void* bytes, unsigned int count);
+  // Sets the next bytes to compress. A `count` of 0 means the end.
+  void Put(const void* bytes, unsigned int count);
 
-  // Packed bytes, at most `room`. 0 when more must be given, or the stream is at its end.
-  [[nodiscard]] unsigned int Take(void* output, unsigned int room);
+  // Copies compressed bytes, at most `size`. Returns 0 if more input is needed or the stream has ended.
+  [[nodiscard]] unsigned int Take(void* output, unsigned int size);
 
   [[nodiscard]] bool IsAtEnd() const { return at_end_; }
 
@@ -44,15 +44,16 @@ class Inflater {
 
   [[nodiscard]] bool IsReady() const { return ready_; }
 
-  // The next bytes of the stream. Those behind its end are passed over.
-  void Give(const void* bytes, unsigned int count);
+  // Sets the next bytes of the stream. Bytes after its end are ignored.
+  void Put(const void* bytes, unsigned int count);
 
-  // Expanded bytes, at most `room`. 0 when more must be given, the stream is at its end, or it is broken.
-  [[nodiscard]] unsigned int Take(void* output, unsigned int room);
+  // Copies decompressed bytes, at most `size`. Returns 0 if more input is needed, or if the stream has ended
+  // or is damaged.
+  [[nodiscard]] unsigned int Take(void* output, unsigned int size);
 
   [[nodiscard]] bool IsAtEnd() const { return at_end_; }
 
-  // What was given is no zlib stream, or one that wants a dictionary; or memory is out.
+  // Returns true if the input is not a zlib stream, requires a dictionary, or memory ran out.
   [[nodiscard]] bool IsBroken() const { return broken_; }
 
  private:

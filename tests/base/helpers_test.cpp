@@ -29,7 +29,7 @@ TEST(Pump, RunsTheHookOncePerCallOnItsOwnThread) {
   EXPECT_EQ(calls, 1);
 }
 
-TEST(Numbers, FieldOfADottedNumber) {
+TEST(Numbers, ReadsFieldOfDottedNumber) {
   const std::tuple<const char*, unsigned int, int> rows[] = {
       {"12", 6, 120000},    {"1.2.3", 6, 123000}, {"1234567", 6, 123456}, {"", 3, 0},
       {"5", 0, 0},          {"...9", 2, 90},      {"1a2", 3, 100},        {"-5", 2, 0},
@@ -40,7 +40,7 @@ TEST(Numbers, FieldOfADottedNumber) {
   EXPECT_EQ(VersionTotal(INT_MIN, INT_MIN), INT_MAX);
 }
 
-TEST(Numbers, AddressToHexAndBack) {
+TEST(Numbers, ConvertsAddressToHexAndBack) {
   char hex[9];
   char address[16];
   for (const auto& [text, digits] : {std::pair{"127.0.0.1", "7f000001"}, {"255.255.255.255", "ffffffff"}}) {
@@ -76,7 +76,8 @@ TEST(Memory, ArraysKeepElementsAndZeroNewOnes) {
   sized = static_cast<short*>(ResizeArray(sized, 3, 5, 2));
   EXPECT_EQ(std::memcmp(sized, "\1\0\2\0\3\0\0\0\0", 10), 0);
   sized = static_cast<short*>(ResizeArray(sized, 5, 1, 2));
-  EXPECT_EQ(std::memcmp(sized, "\1\0\0\0\0\0\0\0\0", 10), 0) << "what goes is zeroed and keeps its room";
+  EXPECT_EQ(std::memcmp(sized, "\1\0\0\0\0\0\0\0\0", 10), 0)
+      << "removed elements are zeroed and their memory is kept";
   EXPECT_THROW(static_cast<void>(ResizeArray(sized, 1, -1, 8)), std::bad_alloc);
   SafeFree(sized);
   SafeFree(ResizeArray(nullptr, 0, 0, 8));
@@ -109,7 +110,7 @@ TEST(Texts, CompareWithoutCaseOrdersBytes) {
   EXPECT_GT(tvl::CompareNoCase("A", "_"), 0) << "letters count as lower case";
 }
 
-TEST(FixedText, NeverPassesItsEnd) {
+TEST(FixedText, NeverWritesBeyondItsEnd) {
   char field[4] = "###";
   tvl::CopyCut(field, "abcdef");
   EXPECT_STREQ(field, "abc");
@@ -122,7 +123,7 @@ TEST(FixedText, NeverPassesItsEnd) {
   EXPECT_STREQ(text.Text(), "abc");
 }
 
-TEST(GrowingText, ChangesAsItsUsersExpect) {
+TEST(GrowingText, AppendsFormatsAndTrims) {
   CString text = "a";
   EXPECT_EQ(text.Append("b") + text.AppendChar('|') + text.Append(nullptr) + text.Append(text), 4);
   EXPECT_STREQ(text, "ab|ab|");

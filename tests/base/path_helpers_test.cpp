@@ -33,11 +33,11 @@ TEST(PathTexts, LastComponent) {
   for (const auto& [path, expected] : rows) EXPECT_STREQ(LastPathComponent(path), expected) << path;
 }
 
-// A file "f" lies in the base.
-TEST(BuildPath, MakesTheFoldersOnTheWay) {
+// The base contains a file "f".
+TEST(BuildPath, CreatesMissingFolders) {
   const struct {
     const char* path;
-    const char* full;  // behind the base and its backslash
+    const char* full;  // after the base and its backslash
     std::vector<string> made;
   } rows[] = {
       {"a/b/c.txt", "a\\b\\c.txt", {"a", "a/b"}},
@@ -62,12 +62,12 @@ TEST(BuildPath, MakesTheFoldersOnTheWay) {
   }
 }
 
-TEST(BuildPath, OfTooLongANameMakesNothing) {
+TEST(BuildPath, CreatesNothingForTooLongName) {
   const TempFolder folder;
-  const std::size_t room = tvl::kMaxPath - 1 - folder.Logical().size() - 1;
-  for (const std::size_t length : {room, room + 1, room + 2, std::size_t{260}, std::size_t{4096}}) {
+  const std::size_t space = tvl::kMaxPath - 1 - folder.Logical().size() - 1;
+  for (const std::size_t length : {space, space + 1, space + 2, std::size_t{260}, std::size_t{4096}}) {
     Arg path("a/" + string(length - 2, 'x'));
-    const bool fits = length <= room;
+    const bool fits = length <= space;
     EXPECT_EQ(BuildPath(folder.Logical().c_str(), path) != nullptr, fits) << length;
     EXPECT_EQ(std::strlen(path), fits ? folder.Logical().size() + 1 + length : 0);
     EXPECT_EQ(folder.Exists("a"), fits) << length;
@@ -75,7 +75,7 @@ TEST(BuildPath, OfTooLongANameMakesNothing) {
   }
 }
 
-TEST(JoinPath, TurnsSlashesAndTellsWhetherItFits) {
+TEST(JoinPath, ConvertsSlashesAndReportsWhetherItFits) {
   EXPECT_STREQ(tvl::JoinPath("\\r\\", "a/b//c").Text(), "\\r\\a\\b\\\\c");
   const string base(100, 'r');
   for (const std::size_t length : {159U, 160U, 5000U})

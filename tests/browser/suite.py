@@ -34,7 +34,7 @@ def shows_what_clients_do(browser, server):
     """Names are text, whatever is in them; rows come and go with what they are about."""
     browser.open(f"http://127.0.0.1:{server.status_port}/")
     browser.wait_for(LIVE, "the first event")
-    browser.wait_for(shows("clients", "Nobody is connected."), "an empty list of clients")
+    browser.wait_for(shows("clients", "No clients are connected."), "an empty list of clients")
     client, other = Client(server, "pc1", "<b>ann"), Client(server, "pc2", "bob")
     client.begin_put(HOSTILE.encode(), b"x" * 30000)
     other.begin_put(b"b\xe4r\xe2\x80\xae")

@@ -30,46 +30,46 @@ class LocalTree : public testing::Test {
   int Remove(const string& path) { return opr.RemoveDosDir(Arg(folder.Logical(path)), Note, this); }
   double Size(const string& path) { return opr.SizeofDosDir(Arg(folder.Logical(path)), Note, this); }
 
-  // What a walk told of each path: its name, its size, and whether it was gone.
+  // Records each path that a walk reports: its name, its size, and whether it was gone.
   static void Note(char* path, unsigned int size, void* test) {
     LocalTree& self = *static_cast<LocalTree*>(test);
     const bool gone = GetFileAttributesA(path) == INVALID_FILE_ATTRIBUTES;
-    self.told.push_back(string(path).substr(self.folder.Logical().size() + 1) + ":" + std::to_string(size) +
-                        (gone ? " gone" : ""));
+    self.reported.push_back(string(path).substr(self.folder.Logical().size() + 1) + ":" +
+                            std::to_string(size) + (gone ? " gone" : ""));
   }
-  Names Told() { return std::exchange(told, {}); }
+  Names Reported() { return std::exchange(reported, {}); }
 
   TempFolder folder;
   CTVLClientSmbOpr opr;  // not open: the walks need no store
-  Names told;
+  Names reported;
 };
 
-TEST_F(LocalTree, TellsEachWalkInItsOrder) {
+TEST_F(LocalTree, ReportsEachWalkInOrder) {
   folder.Write("t/sub/f", "12345");
   EXPECT_EQ(Size("t"), 5.0);
-  EXPECT_EQ(Told(), (Names{"t:0", "t\\sub:0", "t\\sub\\f:5"}));
+  EXPECT_EQ(Reported(), (Names{"t:0", "t\\sub:0", "t\\sub\\f:5"}));
   EXPECT_EQ(Copy("t", "c"), 0);
-  EXPECT_EQ(Told(), (Names{"t:0", "t\\sub:0", "t\\sub\\f:5"}));
+  EXPECT_EQ(Reported(), (Names{"t:0", "t\\sub:0", "t\\sub\\f:5"}));
   EXPECT_EQ(Remove("t"), 0);
-  EXPECT_EQ(Told(), (Names{"t\\sub\\f:5 gone", "t\\sub:0", "t:0"}));
+  EXPECT_EQ(Reported(), (Names{"t\\sub\\f:5 gone", "t\\sub:0", "t:0"}));
   EXPECT_EQ(SnapshotOf(folder.Host()), (Snapshot{{"c", "dir"}, {"c/sub", "dir"}, {"c/sub/f", "file 12345"}}));
 }
 
-TEST_F(LocalTree, TellsOfSingleAndMissingPaths) {
+TEST_F(LocalTree, ReportsSingleAndMissingPaths) {
   folder.Write("f", "123");
   EXPECT_EQ(Copy("f", "g"), 0);
   EXPECT_EQ(Copy("f", "none/g"), 22);
   EXPECT_EQ(Copy("none", "g"), 22);
-  EXPECT_EQ(Told(), (Names{"f:3", "f:3", "none:0 gone"}));
+  EXPECT_EQ(Reported(), (Names{"f:3", "f:3", "none:0 gone"}));
   EXPECT_EQ(Size("f") + Size("none") + Size("f\\"), 3.0);
-  EXPECT_EQ(Told(), Names{"f:3"});
+  EXPECT_EQ(Reported(), Names{"f:3"});
   for (const char* name : {"none", "f\\", "g"}) EXPECT_EQ(Remove(name), 0);
-  EXPECT_EQ(Told(), (Names{"none:0 gone", "f\\:0 gone", "g:3 gone"}))
-      << "a file's name with a separator behind it is nobody's";
+  EXPECT_EQ(Reported(), (Names{"none:0 gone", "f\\:0 gone", "g:3 gone"}))
+      << "a file name followed by a separator is invalid";
   EXPECT_EQ(folder.Tree(), Names{"f"});
 }
 
-TEST_F(LocalTree, CopyReplacesFilesAndGoesOnBehindFailures) {
+TEST_F(LocalTree, CopyReplacesFilesAndContinuesAfterFailures) {
   folder.Write("s/a", "new");
   folder.Write("s/folder_there/x", "x");
   folder.Write("s/file_there", "y");
@@ -87,25 +87,25 @@ TEST_F(LocalTree, CopyReplacesFilesAndGoesOnBehindFailures) {
                                                     {"z/deep", "file z"},
                                                     {"empty", "dir"},
                                                     {"more", "file m"}}));
-  EXPECT_EQ(Copy("s", "none/below"), 0) << "only one level is made, and nobody is told";
+  EXPECT_EQ(Copy("s", "none/below"), 0) << "only one level is created, and nothing is reported";
   EXPECT_FALSE(folder.Exists("none"));
 }
 
-TEST_F(LocalTree, RemoveStopsAtTheFirstFailure) {
+TEST_F(LocalTree, RemovalStopsAtFirstFailure) {
   folder.Write("t/held", "h");
   const HANDLE held = LowOpen(folder.Logical("t/held").c_str(), kLowReadWrite);
   LowLock(held, 1, 0);
   EXPECT_EQ(Remove("t"), 23);
-  EXPECT_EQ(Told(), Names{"t\\held:1"}) << "told of the file, not of the folder that stays";
+  EXPECT_EQ(Reported(), Names{"t\\held:1"}) << "reports the file, not the folder that remains";
   LowLock(held, 0, 0);
   LowClose(held);
-  // A name that no path can say is passed over, so its folder can't be emptied.
+  // A name that no path can express is skipped, so its folder cannot be emptied.
   folder.Write("t/sub/back\\slash", "");
   EXPECT_EQ(Remove("t"), 24);
   EXPECT_TRUE(folder.Exists("t/sub/back\\slash"));
 }
 
-TEST_F(LocalTree, SizesHave32BitsAFile) {
+TEST_F(LocalTree, UsesLow32BitsOfEachSize) {
   for (const auto& [name, size] :
        {std::pair{"t/a", 3000000000ULL}, {"t/b", 5000000000ULL}, {"t/c/d", 2147483648ULL}}) {
     folder.Write(name, "");
@@ -116,7 +116,7 @@ TEST_F(LocalTree, SizesHave32BitsAFile) {
   EXPECT_EQ(Size("t\\"), Size("t"));
 }
 
-TEST_F(LocalTree, PumpsOnceAndBehindEachEntry) {
+TEST_F(LocalTree, PumpsOnceAndAfterEachEntry) {
   for (const char* name : {"t/a", "t/b", "t/sub/c"}) folder.Write(name, "");
   int turns = 0;
   TVLSetPumpHook([](void* count) { ++*static_cast<int*>(count); }, &turns);
@@ -131,7 +131,7 @@ TEST_F(LocalTree, PumpsOnceAndBehindEachEntry) {
 }
 
 // One link leads back, one out of the tree, one to a file, one nowhere.
-TEST_F(LocalTree, LinksAreCopiedThroughAndRemovedThemselves) {
+TEST_F(LocalTree, CopyFollowsLinksAndRemovalDoesNot) {
   folder.Write("out/precious", "p");
   folder.Write("t/sub/f", "f");
   for (const auto& [target, name] : {std::pair{"..", "t/sub/up"},
@@ -147,7 +147,7 @@ TEST_F(LocalTree, LinksAreCopiedThroughAndRemovedThemselves) {
                                                     {"sub", "dir"},
                                                     {"sub/f", "file f"}}));
   EXPECT_EQ(Size("t"), 3.0);
-  EXPECT_EQ(Remove("t/out\\"), 0) << "a separator behind a link makes no folder of it";
+  EXPECT_EQ(Remove("t/out\\"), 0) << "a separator after a link does not make it a folder";
   EXPECT_FALSE(folder.Exists("t/out"));
   fs::create_symlink("../out", folder.Host("t/out"));
   EXPECT_EQ(Remove("t"), 0);
@@ -155,7 +155,7 @@ TEST_F(LocalTree, LinksAreCopiedThroughAndRemovedThemselves) {
   EXPECT_EQ(folder.Read("out/precious"), "p");
 }
 
-TEST_F(LocalTree, TakesNamesOfAllKinds) {
+TEST_F(LocalTree, HandlesAllKindsOfNames) {
   for (const string& name : {string(" blank "), string("tail."), string(".dot"), string("..."),
                              string("Case"), string("case"), string("*"), string("a|b"), string("new\nline"),
                              string("\xE0\xFF\x80"), string(220, 'n'), string("$(x)")})
@@ -166,8 +166,8 @@ TEST_F(LocalTree, TakesNamesOfAllKinds) {
   EXPECT_FALSE(folder.Exists("t"));
 }
 
-// Everything that two removers meet is gone sooner or later, and nobody fails for coming second.
-TEST_F(LocalTree, AnEntryThatVanishesOnTheWayIsNoFailure) {
+// Two concurrent removals delete everything, and neither fails because the other was faster.
+TEST_F(LocalTree, VanishingEntryIsNotAFailure) {
   for (const char* name : {"t/a/x", "t/b/x", "t/c/x"}) folder.Write(name, "");
   const auto take_all = [](char* /*path*/, unsigned int /*size*/, void* root) {
     for (const auto& entry : fs::directory_iterator(*static_cast<string*>(root)))
@@ -178,8 +178,9 @@ TEST_F(LocalTree, AnEntryThatVanishesOnTheWayIsNoFailure) {
   EXPECT_FALSE(folder.Exists("t"));
 }
 
-// Folders around the length from which a search, a name of one byte, or the folder itself is out of reach.
-TEST_F(LocalTree, TreesAreNeitherCopiedNorRemovedBeyondTheirReach) {
+// Folders whose paths are around the length at which a search, a name of one byte, or the folder itself
+// becomes too long.
+TEST_F(LocalTree, TooDeepTreesAreNeitherCopiedNorRemoved) {
   constexpr std::size_t kLongest = tvl::kMaxPath - 1;
   for (std::size_t length = kLongest - 6; length < kLongest + 3; ++length) {
     SCOPED_TRACE(length);
@@ -187,7 +188,7 @@ TEST_F(LocalTree, TreesAreNeitherCopiedNorRemovedBeyondTheirReach) {
     while (deep.size() + 101 < length) deep += "/" + string(99, 'd');
     deep += "/" + string(length - deep.size() - 1, 'e');
     fs::create_directories(deep);
-    const string sibling = deep + "2";  // shares the beginning that a cut path would have
+    const string sibling = deep + "2";  // has the prefix that a cut path would have
     fs::create_directory(sibling);
     std::ofstream(deep + "/x") << "x";
     std::ofstream(deep + "/longer name") << "y";
@@ -201,7 +202,7 @@ TEST_F(LocalTree, TreesAreNeitherCopiedNorRemovedBeyondTheirReach) {
     EXPECT_TRUE(fs::is_directory(sibling));
     EXPECT_EQ(SnapshotOf(deep).count("longer name"), 1U);
     EXPECT_TRUE(reachable || SnapshotOf(deep) == before);
-    // As a target, the same folder takes what fits.
+    // As a target, the same folder gets everything that fits.
     folder.Write("source/x", "new");
     folder.Write("source/longer name", "new");
     opr.CopyDosDir(Arg(folder.Logical("source")), Arg(deep), nullptr, nullptr);
@@ -210,7 +211,7 @@ TEST_F(LocalTree, TreesAreNeitherCopiedNorRemovedBeyondTheirReach) {
   }
 }
 
-TEST_F(LocalTree, PathsThatDoNotFitFailWithTheirCode) {
+TEST_F(LocalTree, TooLongPathsFailWithTheirCode) {
   folder.Write("f", "f");
   const string endless = folder.Logical(string(5000, 'x'));
   const string file = folder.Logical("f");
@@ -221,8 +222,8 @@ TEST_F(LocalTree, PathsThatDoNotFitFailWithTheirCode) {
   EXPECT_EQ(folder.Read("f"), "f");
 }
 
-// A tree copied into itself grows until its paths are too long, and the copying ends.
-TEST_F(LocalTree, ACopyIntoItselfEnds) {
+// A tree that is copied into itself grows until its paths are too long; then the copy ends.
+TEST_F(LocalTree, CopyIntoItselfEnds) {
   folder.Write("t/f", "f");
   EXPECT_EQ(Copy("t", "t/t"), 0);
   EXPECT_EQ(folder.Read("t/f"), "f");

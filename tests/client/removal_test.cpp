@@ -16,10 +16,10 @@ namespace {
 namespace fs = std::filesystem;
 using std::string;
 
-// A tree "t" to be removed and a folder "outside" with the same names, which a link in the tree leads to.
-class RemovalTest : public testing::Test {
+// A tree "t" to be removed, and a folder "outside" with the same names, to which a link in the tree leads.
+class LocalTreeRemoval : public testing::Test {
  protected:
-  RemovalTest() {
+  LocalTreeRemoval() {
     for (const char* name : {"a/x", "a/sub/y", "b/sub/z"})
       folder.Write(string("outside/") + name, "precious");
     outside = SnapshotOf(folder.Host("outside"));
@@ -40,11 +40,11 @@ class RemovalTest : public testing::Test {
   CTVLClientSmbOpr opr;
 };
 
-// A folder gives way to a link, in turn at each step at which a removal lets others work.
-class Swap : public RemovalTest {
+// Replaces a folder by a link at each step at which a removal calls its hooks.
+class LocalTreeSwap : public LocalTreeRemoval {
  protected:
   static void Step(void* test) {
-    Swap& self = *static_cast<Swap*>(test);
+    LocalTreeSwap& self = *static_cast<LocalTreeSwap*>(test);
     if (--self.steps_left != 0) return;
     std::error_code gone;
     fs::rename(self.folder.Host("t/" + self.victim), self.folder.Host("away"), gone);
@@ -58,7 +58,7 @@ class Swap : public RemovalTest {
   int steps_left = 0;
 };
 
-TEST_F(Swap, NothingOutsideTheTreeIsDeleted) {
+TEST_F(LocalTreeSwap, DeletesNothingOutsideTree) {
   for (const char* name : {"a", "b", "a/sub"}) {
     victim = name;
     for (const bool by_callback : {false, true}) {
@@ -77,7 +77,7 @@ TEST_F(Swap, NothingOutsideTheTreeIsDeleted) {
   }
 }
 
-TEST_F(RemovalTest, EachFailureIsReportedAndNoneIsTakenForDone) {
+TEST_F(LocalTreeRemoval, ReportsEachFailure) {
   for (const auto span : {Faults::Span::kOne, Faults::Span::kFromThereOn}) {
     for (const int error : {EIO, EACCES, ESTALE}) {
       for (int at = 1;; ++at) {
@@ -101,8 +101,8 @@ TEST_F(RemovalTest, EachFailureIsReportedAndNoneIsTakenForDone) {
   }
 }
 
-// The hook is asked between two entries, so that a stop leaves whole files on either side.
-TEST_F(RemovalTest, AStopEndsEachWalkBetweenTwoEntries) {
+// The hook is called between two entries, so that a stop leaves complete files on both sides.
+TEST_F(LocalTreeRemoval, StopEndsEachWalkBetweenTwoEntries) {
   int left = 0;
   TVLSetStopHook([](void* count) { return --*static_cast<int*>(count) < 0 ? 1 : 0; }, &left);
   for (const int steps : {0, 1, 5}) {

@@ -37,7 +37,7 @@ TEST(SyncList, ExcludesByTheLastExtensionOnly) {
   }
 }
 
-TEST(SyncList, FindsSourcesWhateverTheirCase) {
+TEST(SyncList, FindsSourcesInAnyCase) {
   List list;
   for (int i = 0; i < 1000; ++i) {
     const string name = "\\r\\aZ[@\xC0" + std::to_string(i);
@@ -55,7 +55,7 @@ TEST(SyncList, FindsSourcesWhateverTheirCase) {
   EXPECT_EQ(list.SyncDirFileExists("\\r\\aZ[@\xC0\x31"), 0);
 }
 
-TEST(SyncList, ShowsItsEntriesAndTakesThemOut) {
+TEST(SyncList, ShowsAndTakesOutEntries) {
   List list;
   const string longest(259, 'l');
   list.SyncDirFilePush(longest.c_str(), "t0", 7, SYNC_DIR_FILE_COPY);

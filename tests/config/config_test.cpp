@@ -25,7 +25,7 @@ string Numbered(string name, int number) {
 
 class Config : public testing::Test {
  protected:
-  // ROOT in the text stands for the path of a folder "root" to be made.
+  // ROOT in the text is replaced by the path of a folder "root" to be created.
   int Load(const string& ini) {
     WriteIni(ini);
     return config_.Load(folder_.Logical("x.ini").c_str());
@@ -47,7 +47,7 @@ const string kVariables = "[Environments]\n";
 const string kMain = "[TavolisFileSystem]\n";
 const string kStore = kMain + "DocumentRoot=ROOT\n";
 
-TEST_F(Config, DefaultsMakeAStore) {
+TEST_F(Config, DefaultsDescribeAStore) {
   EXPECT_EQ(config_.status, 2);
   EXPECT_EQ(config_.Find("x"), nullptr);
   EXPECT_STREQ(config_.Get("x"), "");
@@ -64,10 +64,10 @@ TEST_F(Config, DefaultsMakeAStore) {
   EXPECT_EQ(folder_.Tree("root"), (std::vector<string>{"tmp", "tmp/locks", "tmp/procs"}));
 }
 
-TEST_F(Config, EachFailureHasItsCodeAndLeavesItsState) {
+TEST_F(Config, EachFailureReturnsItsCode) {
   folder_.Write("file", "");
   const string file = folder_.Host("file");
-  // The code, the rows that stay, and `tmpDir`.
+  // The code, the remaining rows, and `tmpDir`.
   const std::tuple<string, int, int, string> rows[] = {
       {"", 3, 0, ""},
       {"DocumentRoot=ROOT\n", 3, 0, ""},
@@ -113,8 +113,7 @@ TEST_F(Config, SettingsAreReadFromTheirSectionOnly) {
   }
 }
 
-// One failed call must not lead to another store or another policy.
-// Each finding as "problem key text".
+// Each finding is "problem key text".
 TEST_F(Config, CheckReportsWhatHasNoEffect) {
   const struct {
     const char* ini;
@@ -139,7 +138,8 @@ TEST_F(Config, CheckReportsWhatHasNoEffect) {
   EXPECT_FALSE(std::filesystem::exists(folder_.Host("root")));
 }
 
-TEST_F(Config, AReadThatFailsIsNoConfiguration) {
+// One failed call must not lead to another store or another policy.
+TEST_F(Config, FailedReadLoadsNothing) {
   const string ini = kMain + "FileCompare=time\nZipOnTransfert=5\n;" + string(40000, 'c') +
                      "\n[Environments]\nDocumentRoot=ROOT\nTmpDir=ROOT/t\n" + kMain + "DocumentRoot=/none\n";
   ASSERT_EQ(Load(ini), 0);
@@ -154,7 +154,7 @@ TEST_F(Config, AReadThatFailsIsNoConfiguration) {
   }
 }
 
-TEST_F(Config, NewFoldersAreOpenToThoseOfTheFolderAbove) {
+TEST_F(Config, NewFoldersGetPermissionsOfParent) {
   namespace fs = std::filesystem;
   const mode_t before = umask(077);
   for (const mode_t mode : {02770U, 01777U, 0755U, 0700U}) {
@@ -171,7 +171,7 @@ TEST_F(Config, NewFoldersAreOpenToThoseOfTheFolderAbove) {
   umask(before);
 }
 
-TEST_F(Config, TheComputersSectionReplacesInPlace) {
+TEST_F(Config, SectionOfComputerOverridesVariables) {
   char computer[16];
   DWORD size = sizeof computer;
   ASSERT_EQ(GetComputerNameA(computer, &size), 1);
@@ -185,24 +185,24 @@ TEST_F(Config, TheComputersSectionReplacesInPlace) {
   EXPECT_EQ(config_.entryCount, 7);
 }
 
-TEST_F(Config, TheNamesAreNeitherVariablesNorExpanded) {
+TEST_F(Config, StoreNamesAreNotVariables) {
   const string root = kVariables + "DocumentRoot=ROOT\nTmpDir=ROOT\n";
   ASSERT_EQ(Load(root + "ShortName=mine\nV=$ShortName\n" + kMain + "LongName=$X/y\n"), 0);
   EXPECT_STREQ(config_.Get("ShortName"), "TFS");
   EXPECT_STREQ(config_.Get("V"), "mine");
   EXPECT_STREQ(config_.Get("LongName"), "$X/y");
-  EXPECT_EQ(config_.sorted, 0) << "LongName came behind the sorted rows";
+  EXPECT_EQ(config_.sorted, 0) << "LongName was added after the sorted rows";
   ASSERT_EQ(Load(root + "LongName=a\nShortName=b\n"), 0);
   EXPECT_EQ(config_.sorted, 1);
 }
 
-// Fields of 260 bytes: what doesn't fit is no folder, and no byte goes further.
-TEST_F(Config, PathsAtTheEndOfTheirFields) {
+// Fields of 260 bytes: a path that does not fit is not a folder, and no byte is written beyond a field.
+TEST_F(Config, PathsMayFillTheirFields) {
   ASSERT_EQ(Load(kStore), 0);
   for (const std::size_t length : {251U, 252U, 253U, 254U, 258U, 259U, 260U, 261U, 30000U}) {
     string path = Root("/");
     path.resize(length, 't');
-    // "\locks\" takes 7 characters more.
+    // "\locks\" needs 7 more characters.
     EXPECT_EQ(Load(kVariables + "DocumentRoot=ROOT\nTmpDir=" + path), length <= 252 ? 0 : 6) << length;
     EXPECT_EQ(Load(kVariables + "TmpDir=ROOT\nDocumentRoot=" + path),
               length <= 259 && length - Root().size() <= 256 ? 0 : 4)
@@ -212,7 +212,7 @@ TEST_F(Config, PathsAtTheEndOfTheirFields) {
   }
 }
 
-TEST_F(Config, GrowsAndFindsInEitherOrder) {
+TEST_F(Config, FindsVariablesSortedOrNot) {
   for (int i = 999; i >= 0; --i) config_.Set(Numbered("Name", i).c_str(), std::to_string(i).c_str());
   for (int i = 0; i < 1000; ++i) EXPECT_EQ(config_.Get(Numbered("nAME", i).c_str()), std::to_string(i));
   EXPECT_EQ(config_.Set("NAME5", "new")->expanded, 0);
@@ -224,7 +224,7 @@ TEST_F(Config, GrowsAndFindsInEitherOrder) {
   EXPECT_EQ(config_.Find("v1000"), nullptr);
 }
 
-TEST_F(Config, ACopyHasFoldersAndSettingsButNoRows) {
+TEST_F(Config, CopyHasFoldersAndSettingsButNoRows) {
   ASSERT_EQ(Load(kStore + "FileCompare=time\n"), 0);
   CConfig copy(config_);
   const CConfig& self = copy;

@@ -14,7 +14,7 @@ using std::string;
 
 class Expansion : public testing::Test {
  protected:
-  // Reads these variables; the root is there so that the reading goes on to the expansion.
+  // Reads these variables. The root exists, so that reading continues to the expansion.
   void Read(const string& variables) {
     folder_.Write("x.ini", "[Environments]\nDocumentRoot=r\nTmpDir=t\n" + variables);
     ASSERT_EQ(config_.Read(folder_.Logical("x.ini").c_str()), 0);
@@ -43,7 +43,7 @@ TEST_F(Expansion, FollowsItsGrammar) {
   EXPECT_EQ(expand(string(9000, 'v')), string(9000, 'v')) << "without a reference a value is left alone";
 }
 
-TEST_F(Expansion, OfACircleEndsWithTheEmptyText) {
+TEST_F(Expansion, CircularReferenceIsEmpty) {
   Read("A=a$B\nB=b$C\nC=c$A\nD=d$C");
   EXPECT_STREQ(config_.Get("A"), "abc");
   EXPECT_STREQ(config_.Get("B"), "bc");
@@ -51,7 +51,7 @@ TEST_F(Expansion, OfACircleEndsWithTheEmptyText) {
   EXPECT_STREQ(config_.Get("D"), "dc");
 }
 
-TEST_F(Expansion, IsCutAtItsGreatestLength) {
+TEST_F(Expansion, IsCutAtMaximumLength) {
   const string variables = "B=" + string(1000, 'b') + "\nA=$B$B$B$B$B\n";
   for (const char* references : {"$B$B$B$B", "$B$B$B$B$B", "$B$B$B$B$B$B/end", "$A$A/x"}) {
     Read(variables + "V=" + references);
@@ -65,7 +65,7 @@ void* ExpandAll(void* config) {
   return nullptr;
 }
 
-// As many rows as a section holds, on a small stack.
+// The maximum number of rows in a section, on a small stack.
 TEST_F(Expansion, FollowsChainsToAnyDepth) {
   constexpr int kFirst = 1000;
   constexpr int kLast = 3900;
@@ -89,7 +89,7 @@ TEST_F(Expansion, FollowsChainsToAnyDepth) {
   EXPECT_STREQ(chain.Get("1000"), "end");
 }
 
-TEST_F(Expansion, HappensOnceForARow) {
+TEST_F(Expansion, HappensOncePerRow) {
   ConfigEntry* row = config_.Set("V", "%$$U");
   EXPECT_EQ(config_.Expand(row), 1);
   EXPECT_EQ(config_.Expand(row), 0);

@@ -12,7 +12,7 @@ namespace {
 
 using std::string;
 
-TEST(Connection, IsEmptyBeforeItIsOpened) {
+TEST(DirectoryConnection, IsEmptyBeforeItIsOpened) {
   CTVLClientSmbOpr opr;
   EXPECT_EQ(opr.IsOpened(), 0);
   EXPECT_EQ(opr.FileCmp(), 1);
@@ -23,7 +23,7 @@ TEST(Connection, IsEmptyBeforeItIsOpened) {
   EXPECT_EQ(opr.Close(), 8);
 }
 
-TEST(Connection, OpenSettlesItsFields) {
+TEST(DirectoryConnection, OpenSetsFields) {
   SmallStore store(
       "ZipOnTransfert=3\nFileCompare=time\nShortName=S\nLongName=A long name\n[Environments]\n"
       "UpdateDirectory=up/$ShortName\nVersionFile=v.txt\nShortName=var\n");
@@ -38,7 +38,7 @@ TEST(Connection, OpenSettlesItsFields) {
   EXPECT_EQ(opr.VersionNumber(nullptr, nullptr), 0U) << "the version file is missing";
   EXPECT_EQ(opr.WorkingDirectory(), store.folder.Logical("work/"));
   EXPECT_TRUE(store.folder.Exists("work"));
-  char signature[kSignatureRoom];
+  char signature[kSignatureSize];
   Sha1OfString(("SMB-" + store.folder.Logical("root/")).c_str(), signature);
   EXPECT_STREQ(opr.ServerID(), signature);
   EXPECT_EQ(opr.Open(Arg("a"), Arg("b"), Arg("c"), 1, Arg("d"), Arg("e")), 1) << "not for servers";
@@ -62,7 +62,7 @@ TEST(Connection, OpenSettlesItsFields) {
   EXPECT_EQ(minor, 4017);
 }
 
-TEST(Connection, AFailedOpenClosesAnOpenOne) {
+TEST(DirectoryConnection, FailedOpenClosesConnection) {
   SmallStore store("ZipOnTransfert=1\nFileCompare=dumb\nShortName=S\n");
   const string good = store.folder.Read("store.ini");
   for (const auto& [ini, code] : {std::pair{"", 3}, {"[Environments]\nDocumentRoot=/no/such/parent\n", 4}}) {
@@ -77,7 +77,7 @@ TEST(Connection, AFailedOpenClosesAnOpenOne) {
   }
 }
 
-TEST(Connection, DumbModeIsOneTextForBothFolders) {
+TEST(DirectoryConnection, DumbModeRequiresEqualPaths) {
   for (const auto& [work, dumb] :
        {std::pair{"root", 1}, {"ROOT", 1}, {"./x/../root", 1}, {"root/", 0}, {"root/.", 1}, {"other", 0}}) {
     SmallStore store;
@@ -89,7 +89,7 @@ TEST(Connection, DumbModeIsOneTextForBothFolders) {
   }
 }
 
-TEST(Connection, PathsAreMadeFullAndAnEmptyWorkingDirectoryIsFilledIn) {
+TEST(DirectoryConnection, MakesPathsFullAndFillsInEmptyWorkingDirectory) {
   SmallStore store;
   for (const char* end : {"", "/", "//"}) {
     store.folder.Write("store.ini",
@@ -110,7 +110,7 @@ TEST(Connection, PathsAreMadeFullAndAnEmptyWorkingDirectoryIsFilledIn) {
   EXPECT_STREQ(store.opr.DocumentRoot(), "root");
 }
 
-TEST(Connection, TextsAreCutToTheirFields) {
+TEST(DirectoryConnection, CutsTextsToTheirFields) {
   const string longer(300, 'n');
   SmallStore store("ShortName=" + longer + "\nLongName=" + longer +
                    "\n[Environments]\nUpdateDirectory=" + longer + "\nVersionFile=" + longer + "\n");
@@ -120,7 +120,7 @@ TEST(Connection, TextsAreCutToTheirFields) {
   EXPECT_EQ(store.opr.VersionNumber(nullptr, nullptr), 0U);
 }
 
-TEST(Connection, ACopyStartsClosedAndOwnsNothing) {
+TEST(DirectoryConnection, CopyStartsClosedAndOwnsNothing) {
   SmallStore store("FileCompare=time\n");
   store.folder.Write("root/f", "f");
   {
@@ -133,14 +133,14 @@ TEST(Connection, ACopyStartsClosedAndOwnsNothing) {
     EXPECT_EQ(store.opr.IsOpened(), 1) << "itself";
     EXPECT_EQ(
         copy.Open(Arg(store.folder.Logical("work")), Arg(store.folder.Logical("store.ini")), Arg("test")), 0);
-    copy = store.opr;  // an open one is closed by it
+    copy = store.opr;  // assignment closes an open connection
     EXPECT_EQ(copy.IsOpened(), 0);
   }
   EXPECT_EQ(store.opr.ExistsRemote(Arg("f")), 0);
   EXPECT_EQ(store.opr.Close(), 0);
 }
 
-TEST(Connection, NeedsRoomForItsFolders) {
+TEST(DirectoryConnection, RefusesTooLongFolders) {
   SmallStore store;
   string deep = "d";
   while (store.folder.Host(deep).size() < 150) deep += "/" + string(60, 'd');

@@ -24,12 +24,13 @@ struct Case {
   bool put;
   int zip;
   int level;
-  bool old;  // a target is there
+  bool old;  // the target exists
   int error;
   Faults::Span span;
 };
 
-// Parts whose target could not be seen after a failed rename stay, and parts that could not be removed.
+// Removes the parts that remain: those whose target was not found after a failed rename, and those that could
+// not be removed.
 void RemoveParts(const string& folder) {
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
     if (tvl::IsPartName(entry.path().filename().string())) std::filesystem::remove(entry.path());
@@ -38,7 +39,7 @@ void RemoveParts(const string& folder) {
 
 constexpr char kOld[] = "what was there";
 
-// Runs one transfer with the `at`-th system call failing; false when there are no more calls to fail.
+// Runs one transfer with a failure of the `at`-th system call. Returns false if there are fewer calls.
 bool RunWithFault(SmallStore& store, const Case& c, const string& contents, int at) {
   const string out = store.folder.Host(c.put ? "root/out" : "work/out");
   std::filesystem::remove_all(out);
@@ -78,8 +79,8 @@ bool RunWithFault(SmallStore& store, const Case& c, const string& contents, int 
   return !hit.empty();
 }
 
-TEST(TransferWithFaults, EndsInACodeWithNothingLost) {
-  // Interrupted for ever, a transfer would go on for ever.
+TEST(DirectoryTransferFaults, ReturnsCodeAndLosesNothing) {
+  // A transfer that is always interrupted would never end.
   const std::pair<int, Faults::Span> faults[] = {{EIO, Faults::Span::kOne},
                                                  {EINTR, Faults::Span::kOne},
                                                  {ENOSPC, Faults::Span::kOne},
@@ -104,8 +105,8 @@ TEST(TransferWithFaults, EndsInACodeWithNothingLost) {
   }
 }
 
-// The file is reached by one name through two folders, or by two names.
-TEST(TransferWithFaults, AForcedTransferOntoItselfLosesNothing) {
+// The file is accessed by one name through two folders, or by two names.
+TEST(DirectoryTransferFaults, ForcedTransferOntoItselfLosesNothing) {
   for (const int zip : {0, 1}) {
     SmallStore store("ZipOnTransfert=" + std::to_string(zip) + "\n");
     const string contents = Bytes(40000);
@@ -128,7 +129,7 @@ TEST(TransferWithFaults, AForcedTransferOntoItselfLosesNothing) {
   }
 }
 
-TEST(OpenWithFaults, EndsInACodeOrInAConnection) {
+TEST(DirectoryOpenFaults, ReturnsCodeOrConnects) {
   SmallStore store;
   for (const auto span : {Faults::Span::kOne, Faults::Span::kFromThereOn}) {
     for (int at = 1;; ++at) {

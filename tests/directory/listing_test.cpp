@@ -12,8 +12,8 @@ namespace {
 
 using std::string;
 
-// What is in a folder of the store, and of the working directory; only the failure differs.
-TEST(Listing, GivesNamesAndTheirNumber) {
+// Lists a folder of the store and of the working directory; only the codes of failures differ.
+TEST(DirectoryListing, ReturnsNamesAndTheirNumber) {
   SmallStore store;
   for (const string side : {"root/", "work/"}) {
     for (const char* name : {"d/a.txt", "d/B.TXT", "d/noext", "d/sub/x", "d/back\\slash"})
@@ -52,7 +52,7 @@ TEST(Listing, GivesNamesAndTheirNumber) {
       Names names;
       std::stringstream stream(list.GetString());
       for (string name; std::getline(stream, name, '|');) names.push_back(name);
-      ASSERT_EQ(names.at(0), "before") << "names go behind what is there";
+      ASSERT_EQ(names.at(0), "before") << "names are appended";
       names.erase(names.begin());
       std::sort(names.begin(), names.end());
       EXPECT_EQ(names, row.names != none ? row.names : Names()) << row.directory << row.pattern;
@@ -60,7 +60,7 @@ TEST(Listing, GivesNamesAndTheirNumber) {
   }
 }
 
-TEST(Listing, ExistsAsksForFilesFoldersAndLinks) {
+TEST(DirectoryListing, ExistsChecksFilesFoldersAndLinks) {
   SmallStore store;
   store.folder.Write("root/d/f", "");
   std::filesystem::create_symlink("nowhere", store.folder.Host("root/dangling"));
@@ -72,7 +72,7 @@ TEST(Listing, ExistsAsksForFilesFoldersAndLinks) {
     EXPECT_EQ(store.opr.ExistsRemote(Arg(name)), 20) << name;
 }
 
-TEST(Listing, CompareTellsWhatATransferWouldFind) {
+TEST(DirectoryListing, ComparePredictsTransfer) {
   SmallStore store;
   store.folder.Write("root/f", "abc");
   store.folder.Write("work/g", "abc");

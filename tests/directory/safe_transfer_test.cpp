@@ -27,19 +27,19 @@ string Safe(int level) {
   return "ZipOnTransfert=0\nSafeOnTransfert=" + std::to_string(level) + "\n";
 }
 
-// Puts two versions of one file in turns until it is killed.
+// Alternately puts two versions of a file until it is killed.
 const Role kPutter("putter", [](const std::vector<string>& arguments) {
   CTVLClientSmbOpr opr;
   if (opr.Open(Arg(arguments.at(1)), Arg(arguments.at(0)), Arg("test")) != 0) return 1;
-  Tell("open");
+  Say("open");
   for (int turn = 0;; ++turn) {
     int transferred = 1;
     if (opr.PutRemote(Arg("f"), Arg(turn % 2 == 0 ? "a" : "b"), &transferred) != 0) return 2;
-    if (turn == 0) Tell("put");
+    if (turn == 0) Say("put");
   }
 });
 
-TEST(SafeTransfer, KilledWritersLeaveOneOfTheVersions) {
+TEST(DirectorySafeTransfer, KilledWriterLeavesOldOrNewFile) {
   SmallStore store(Safe(1), TempFolder::Memory());
   for (const char* version : {"a", "b"})
     store.folder.Write(string("work/") + version, string(kSize, *version));
@@ -73,7 +73,7 @@ TEST(SafeTransfer, KilledWritersLeaveOneOfTheVersions) {
   EXPECT_EQ(store.folder.Tree("root"), std::vector<string>{"f"});
 }
 
-TEST(SafeTransfer, GroupsAreReportedOneByOne) {
+TEST(DirectorySafeTransfer, ReportsEachCopyOfGroup) {
   for (int level = 0; level <= 2; ++level) {
     SmallStore store(Safe(level));
     for (const char* name : {"a", "b", "c"}) store.folder.Write(string("work/d/") + name, name);
@@ -97,7 +97,7 @@ TEST(SafeTransfer, GroupsAreReportedOneByOne) {
     EXPECT_EQ(store.opr.EndTransfers(collect, &codes), failure);
     EXPECT_EQ(codes, (std::vector<int>{0, failure, 0}));
     EXPECT_EQ(store.folder.Read("root/d/a") + store.folder.Read("root/d/c"), "ac");
-    // Whichever sync fails, a file is reported as failed, and is there whole or not at all.
+    // Whichever sync fails, the file is reported as failed, and exists completely or not at all.
     for (int at = 1;; ++at) {
       store.folder.Write("work/d/a", "new" + std::to_string(at));
       ASSERT_EQ(store.opr.BeginTransfers(), 0);
@@ -114,7 +114,7 @@ TEST(SafeTransfer, GroupsAreReportedOneByOne) {
       EXPECT_TRUE(now == "new" + std::to_string(at) || (codes[0] != 0 && !now.empty())) << at << now;
       if (!hit) break;
     }
-    // A group that is not ended leaves nothing.
+    // A group that is not ended leaves no files.
     ASSERT_EQ(store.opr.BeginTransfers(), 0);
     ASSERT_EQ(store.Put("d/c", &(transferred = 1)), 0);
     store.opr.Close();
@@ -123,8 +123,8 @@ TEST(SafeTransfer, GroupsAreReportedOneByOne) {
   }
 }
 
-// As on SMB, where a program of this computer has the target open.
-TEST(SafeTransfer, RefusedRenamesAreRetriedAndThePartOfALostTargetIsKept) {
+// Behaves like SMB when a program of this computer has the target open.
+TEST(DirectorySafeTransfer, RetriesRefusedRenameAndKeepsPartOfLostTarget) {
   const TempFolder folder;
   static const tvl::SystemCalls real = tvl::System();
   static int refusals = 0;
@@ -143,7 +143,7 @@ TEST(SafeTransfer, RefusedRenamesAreRetriedAndThePartOfALostTargetIsKept) {
         errno = EIO;
         return -1;
       };
-      // Marked for deletion: what is cached still shows the target, only an open asks the server.
+      // The target is marked for deletion: the cache still shows it, and only an open contacts the server.
       tvl::System().open = [](const char* path, int flags, mode_t mode) {
         if (path != target || refusals++ == 0) return real.open(path, flags, mode);
         errno = ENOENT;
@@ -157,7 +157,7 @@ TEST(SafeTransfer, RefusedRenamesAreRetriedAndThePartOfALostTargetIsKept) {
   }
 }
 
-TEST(SafeTransfer, KeepsHolesModesAndSecondNames) {
+TEST(DirectorySafeTransfer, KeepsHolesModesAndSecondNames) {
   for (int kind = 0; kind < 6; ++kind) {
     SmallStore store("ZipOnTransfert=" + std::to_string(kind % 2) +
                      "\nSafeOnTransfert=" + std::to_string(kind / 2) + "\n");

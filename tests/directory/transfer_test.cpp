@@ -27,8 +27,9 @@ struct stat Status(const SmallStore& store, const string& name) {
   return status;
 }
 
-// Packed or not and however safe, transfers must end alike: only the codes of failures differ.
-class Transfer : public testing::TestWithParam<std::tuple<int, int>> {
+// With or without compression and at every level of safety, transfers must have the same results, except for
+// the codes of failures.
+class DirectoryTransfer : public testing::TestWithParam<std::tuple<int, int>> {
  protected:
   static bool Packed() { return std::get<0>(GetParam()) != 0; }
   static int Level() { return std::get<1>(GetParam()); }
@@ -36,21 +37,21 @@ class Transfer : public testing::TestWithParam<std::tuple<int, int>> {
     return "ZipOnTransfert=" + std::to_string(Packed()) + "\nFileCompare=" + compare +
            "\nSafeOnTransfert=" + std::to_string(Level()) + "\n";
   }
-  // Code of a source, and of a target, that cannot be used.
+  // The codes for a source and for a target that cannot be used.
   static int SourceCode() { return Packed() ? 27 : 22; }
   static int TargetCode() { return Packed() ? 28 : 22; }
 };
 
-INSTANTIATE_TEST_SUITE_P(PackedAndSafe, Transfer,
+INSTANTIATE_TEST_SUITE_P(PackedAndSafe, DirectoryTransfer,
                          testing::Combine(testing::Values(0, 1), testing::Values(0, 1, 2)));
 
-TEST_P(Transfer, EachPolicyDecidesByItsOwnLook) {
+TEST_P(DirectoryTransfer, EachPolicyDecidesByItsOwnCriterion) {
   constexpr int kTime = -1000;
   const struct {
     const char* policy;
-    string target;  // empty: none
+    string target;  // empty if there is none
     int time;
-    int out;  // of an in-value of 0
+    int out;  // result for an input of 0
   } cases[] = {
       {"dumb", "", 0, 0},        {"dumb", "abcd", 0, 0},     {"hash", "", 0, 1},        {"hash", "abc", 0, 0},
       {"hash", "abd", kTime, 1}, {"time", "", 0, 1},         {"time", "abc", kTime, 0}, {"time", "abc", 0, 1},
@@ -73,7 +74,7 @@ TEST_P(Transfer, EachPolicyDecidesByItsOwnLook) {
         EXPECT_EQ(transferred, force != 0 ? 1 : row.out) << row.policy << row.target << force << put;
         EXPECT_EQ(store.folder.Read(from), "abc");
         if (transferred == 1) {
-          const struct stat copied = Status(store, to);  // before a look inside, which counts as an access
+          const struct stat copied = Status(store, to);  // before reading it, which changes the access time
           EXPECT_EQ(copied.st_mtim.tv_sec, kTime);
           EXPECT_EQ(copied.st_mtim.tv_nsec, 7);
           EXPECT_EQ(copied.st_atim.tv_sec, Status(store, from).st_atim.tv_sec);
@@ -85,14 +86,14 @@ TEST_P(Transfer, EachPolicyDecidesByItsOwnLook) {
   }
 }
 
-TEST_P(Transfer, FailuresLeaveTransferredAlone) {
+TEST_P(DirectoryTransfer, FailuresDoNotChangeTransferred) {
   SmallStore store(Settings());
   store.folder.Write("root/file", "f");
   store.folder.Make("root/dir");
   store.folder.Write("work/file", "x");
   store.folder.Make("work/taken");
   const string endless(300, 'l');
-  using Names = std::pair<string, string>;  // the store's, the local one
+  using Names = std::pair<string, string>;  // in the store, local
   const struct {
     bool put;
     int code;
@@ -119,7 +120,7 @@ TEST_P(Transfer, FailuresLeaveTransferredAlone) {
   EXPECT_EQ(store.folder.Read("root/file"), "f");
 }
 
-TEST_P(Transfer, PutOfAFolderMakesItAndMovesNothing) {
+TEST_P(DirectoryTransfer, PutOfFolderOnlyCreatesIt) {
   SmallStore store(Settings());
   store.folder.Write("work/dir/inside", "x");
   store.folder.Write("root/taken", "file");
@@ -131,7 +132,7 @@ TEST_P(Transfer, PutOfAFolderMakesItAndMovesNothing) {
   EXPECT_EQ(store.folder.Tree("root"), (std::vector<string>{"new", "new/dir", "taken"}));
 }
 
-TEST_P(Transfer, InDumbModeOnlyAsksForTheName) {
+TEST_P(DirectoryTransfer, DumbModeOnlyChecksName) {
   SmallStore store(Settings());
   store.folder.Write("root/f", "f");
   store.folder.Make("root/d");
@@ -150,7 +151,7 @@ TEST_P(Transfer, InDumbModeOnlyAsksForTheName) {
   EXPECT_EQ(store.folder.Read("out/f"), "f");
 }
 
-TEST_P(Transfer, CopyToAnyPlaceTellsFilesFromFolders) {
+TEST_P(DirectoryTransfer, CopyToAnyPlaceDistinguishesFilesAndFolders) {
   SmallStore store(Settings());
   store.folder.Write("root/docs/A.TXT", "abc");
   store.folder.Write("root/top", "t");
@@ -164,7 +165,7 @@ TEST_P(Transfer, CopyToAnyPlaceTellsFilesFromFolders) {
       {"docs\\A.TXT", "", 0, "A.TXT"},
       {"docs\\A.TXT", "\\", 0, "A.TXT"},
       {"docs\\A.TXT", "\\a.txt", 0, "a.txt"},
-      {"docs\\A.TXT", "\\b.txt", TargetCode(), ""},  // a folder that isn't there
+      {"docs\\A.TXT", "\\b.txt", TargetCode(), ""},  // a missing folder
       {"docs/A.TXT", "", TargetCode(), ""},
       {"docs/A.TXT", "\\sub", 0, "sub/docs/A.TXT"},
       {"top", "\\sub", 0, "sub/top"},
@@ -187,7 +188,7 @@ TEST_P(Transfer, CopyToAnyPlaceTellsFilesFromFolders) {
   }
 }
 
-TEST_P(Transfer, SourcesAreFollowedThroughLinks) {
+TEST_P(DirectoryTransfer, FollowsLinksOfSources) {
   SmallStore store(Settings());
   store.folder.Write("elsewhere", "linked");
   std::filesystem::create_symlink("../elsewhere", store.folder.Host("root/link"));
@@ -197,7 +198,7 @@ TEST_P(Transfer, SourcesAreFollowedThroughLinks) {
   EXPECT_FALSE(std::filesystem::is_symlink(store.folder.Host("work/link")));
 }
 
-TEST_P(Transfer, BeyondFourGigabytes) {
+TEST_P(DirectoryTransfer, CopiesFilesBeyondFourGigabytes) {
   if (getenv("TVL_TEST_LARGE") == nullptr) GTEST_SKIP() << "set TVL_TEST_LARGE=1";
   SmallStore store(Settings());
   store.folder.Write("root/f", "head");
@@ -210,9 +211,9 @@ TEST_P(Transfer, BeyondFourGigabytes) {
   EXPECT_EQ(transferred, 0);
 }
 
-// A target that belongs to another user can't be given a time, so the source takes the target's.
-TEST(TransferByTime, ConvergesWithAnotherUsersTarget) {
-  if (geteuid() != 0) GTEST_SKIP() << "takes root";
+// The times of a target that belongs to another user cannot be set, so the source gets those of the target.
+TEST(DirectoryTransferByTime, ConvergesWithTargetOfAnotherUser) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root";
   SmallStore store("ZipOnTransfert=1\nFileCompare=time\n");
   store.folder.Write("root/f", "there");
   store.folder.Write("work/f", "longer");

@@ -1,4 +1,5 @@
 #include <filesystem>
+#include <sstream>
 #include <string>
 #include <utility>
 
@@ -9,7 +10,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-TEST_F(TvlTest, ConfigurationIsLookedForInOrder) {
+TEST_F(TvlTest, SearchesConfigurationInOrder) {
   for (const auto& [name, file] : {std::pair{"given", "given.ini"},
                                    {"variable", "variable.ini"},
                                    {"here", "work/tvl.ini"},
@@ -36,7 +37,7 @@ TEST_F(TvlTest, ConfigurationIsLookedForInOrder) {
   expect("home");
 }
 
-TEST_F(TvlTest, WorkingDirectoryIsLookedForInOrder) {
+TEST_F(TvlTest, SearchesWorkingDirectoryInOrder) {
   folder.Write("store/a", "a");
   ProcessStart start = Start({"get", "a"});
   RunProcess(start);
@@ -49,7 +50,7 @@ TEST_F(TvlTest, WorkingDirectoryIsLookedForInOrder) {
   EXPECT_TRUE(folder.Exists("given/a"));
 }
 
-TEST_F(TvlTest, HashIsWhatSha1sumChecks) {
+TEST_F(TvlTest, HashOutputWorksWithSha1sum) {
   Words arguments = {"hash", "--"};
   for (const std::string& name : Words{"a", "two  words", "back\\slash", "new\nline", "[a,b]", "-x"}) {
     folder.Write("work/" + name, name);
@@ -65,7 +66,7 @@ TEST_F(TvlTest, HashIsWhatSha1sumChecks) {
             "\"size\":1}\n");
 }
 
-// Also with names that are no UTF-8, and also after a failure.
+// Includes names that are not valid UTF-8, and failures.
 TEST_F(TvlTest, DocumentsAreJson) {
   const std::string name = "q\"b\t\x01\xE0\xED\xA0\x80\xC0\x80\xF4\x90\x80\x80\xC3\xA0.x";
   folder.Write("work/" + name, "12345");
@@ -99,16 +100,38 @@ TEST_F(TvlTest, SettingsAndVariablesAreShown) {
               "\"root\":\"" + folder.Host("store") + "\""});
 }
 
-TEST_F(TvlTest, EveryCommandHasHelpWithExamples) {
-  for (Words command :
-       std::vector<Words>{{}, {"init"}, {"info"}, {"config", "show"}, {"get"}, {"put"}, {"hash"}}) {
+TEST_F(TvlTest, EveryCommandHasHelpWithExamplesForEightyColumns) {
+  std::vector<Words> commands = {{}};
+  for (std::size_t at = 0; at < commands.size(); ++at) {
+    Words command = commands[at];
     command.emplace_back("--help");
-    Expect(0, command, {"Examples:\n  tvl "});
+    const std::string help = Expect(0, command, {"Examples:\n  tvl "}).out;
+    std::istringstream lines(help);
+    for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 80U) << line;
+    command.pop_back();
+    for (const std::string& name : CommandsIn(help)) {
+      commands.push_back(command);
+      commands.back().push_back(name);
+    }
   }
-  EXPECT_EQ(Expect(0, {"--version"}).out.rfind("tvl ", 0), 0U);
+  EXPECT_GT(commands.size(), 35U);
 }
 
-TEST_F(TvlTest, ValuesComeBackAsTheyWereSet) {
+TEST_F(TvlTest, SuggestsTheCommandThatWasMeant) {
+  ExpectAll({{2, {"lst"}, {"tvl: unknown command 'lst' (did you mean 'ls'?)\n"}},
+             {2, {"-q", "table", "raed", "x"}, {"unknown command 'raed' (did you mean 'read'?)\n"}},
+             {2, {"frobnicate"}, {"unknown command 'frobnicate'\n"}},
+             {2, {"ls", "--lnog"}, {"--lnog"}}});
+}
+
+TEST_F(TvlTest, ReportsItsOwnVersions) {
+  EXPECT_EQ(Expect(0, {"--version"}).out.rfind("tvl ", 0), 0U);
+  const std::string versions = Expect(0, {"version"}, {"\nlibrary ", "\ntable engine ", " (SQLite 3."}).out;
+  EXPECT_EQ(versions.find("not available"), std::string::npos);
+  ExpectJson(0, {"version"}, {R"("tvl":")", R"("library":")", R"("engine":")"});
+}
+
+TEST_F(TvlTest, ValuesAreReadBackUnchanged) {
   Configure("; a comment\n[Environments]\nOther=1");
   for (const char* value : {"plain", "", " a ", "\"x\"", "'y", "a;b=c", "$X\\y", "\xC3\xA8\xE8"}) {
     Expect(0, {"env", "set", "Name", value});
@@ -152,8 +175,8 @@ TEST_F(TvlTest, VersionsOfFiles) {
   folder.Write("work/app.exe", ExecutableFile{.file_version = "6.1.0.0", .special_build = "120514"}.Bytes());
   ExpectAll({{0, {"version", "v.txt"}, {"5.3 [11.04.23]  23/04/2011\n"}},
              {0, {"version", "app.exe"}, {"6.1 [12.05.14]  14/05/2012\n"}},
-             {1, {"version", "none.txt"}, {"tells no version"}},
-             {1, {"version", "."}, {"is no file"}},
+             {1, {"version", "none.txt"}, {"contains no version information"}},
+             {1, {"version", "."}, {"is not a regular file"}},
              {6, {"version", "absent"}, {"No such file"}}});
   EXPECT_EQ(ExpectJson(0, {"version", "app.exe"}),
             "{\"command\":\"version\",\"file\":\"app.exe\",\"kind\":\"executable\",\"version\":\"6.1\","

@@ -10,7 +10,7 @@
 #include "tcp/protocol.h"
 #include "tcp/script.h"
 
-// `tvl` and what a server, or a store, answers or fails to answer.
+// How `tvl` handles the answers, or missing answers, of a server or a store.
 
 namespace {
 
@@ -23,7 +23,7 @@ void TakeIn(const Peer& peer, const std::string& reply) {
   peer.Send(Reply(reply));
 }
 
-// Answers the handshake and then each packet of the client, in order, and waits for its end.
+// Answers the handshake and then each packet of the client in order, and waits for the end of the connection.
 Server::Part Answers(const Words& replies) {
   return [=](const Peer& peer) {
     TakeIn(peer, replies.front());
@@ -36,7 +36,7 @@ Server::Part Answers(const Words& replies) {
   };
 }
 
-class ConnectionTest : public TvlTest {
+class TvlConnection : public TvlTest {
  protected:
   [[nodiscard]] static Words Over(const Server& server, Words arguments) {
     const Words address = {"--tcp", "127.0.0.1:" + std::to_string(server.Port())};
@@ -45,32 +45,32 @@ class ConnectionTest : public TvlTest {
   }
 };
 
-TEST_F(ConnectionTest, EveryRefusalHasItsTextAndExitCode) {
+TEST_F(TvlConnection, EveryRefusalHasItsTextAndExitCode) {
   folder.Write("work/a", "a");
   const struct {
     Words replies;
     Words command;
     int exit;
-    const char* told;
+    const char* output;
   } rows[] = {
       {{"TVL\t10\taddress"}, {"info"}, 7, "does not admit clients from this address (code 10)\n"},
       {{"TVL\t10\ttag"}, {"info"}, 7, "does not accept this client's tag (code 10)\n"},
       {{"TVL\t10\tcertificate"}, {"info"}, 7, "does not accept this client's certificate (code 10)\n"},
       {{"TVL\t10\tfull"}, {"info"}, 5, "the server is full"},
-      {{"TVL\t10"}, {"info"}, 5, "the server refuses this client"},
+      {{"TVL\t10"}, {"info"}, 5, "the server refused this client"},
       {{"TVL\t10\t\x1B[2J"}, {"info"}, 5, "refused by the server: ?[2J (code 10)\n"},
       {{"TVL\t77"}, {"info"}, 5, "failed (code 77)\n"},
       {{kAccepted, "20\tright"},
        {"get", "b"},
        7,
-       "get b: this client has no right to it on the server (code 20)\n"},
+       "get b: the server does not allow this client to do that (code 20)\n"},
       {{kAccepted, "20\tright"},
        {"put", "a"},
        7,
-       "put a: this client has no right to it on the server (code 20)\n"},
-      {{kAccepted, "0", "20\tright"}, {"put", "a"}, 7, "no right to it on the server (code 20)\n"},
-      {{kAccepted, "20"}, {"get", "b"}, 6, "or this client has no right to it (code 20)\n"},
-      {{kAccepted, "20"}, {"put", "a"}, 1, "or this client has no right to it (code 20)\n"},
+       "put a: the server does not allow this client to do that (code 20)\n"},
+      {{kAccepted, "0", "20\tright"}, {"put", "a"}, 7, "not allow this client to do that (code 20)\n"},
+      {{kAccepted, "20"}, {"get", "b"}, 6, "or this client lacks permission (code 20)\n"},
+      {{kAccepted, "20"}, {"put", "a"}, 1, "or this client lacks permission (code 20)\n"},
       {{kAccepted, "4\tpc7"}, {"lock", "A", "--", "touch", "ran"}, 5, "not locked: unknown answer 4\n"},
       {{kAccepted, "-1"}, {"lock", "A", "--", "touch", "ran"}, 5, "not locked: unknown answer -1\n"},
       {{kAccepted, "0"}, {"lock", "A", "--", "touch", "ran"}, 5, "the lock table cannot be used\n"},
@@ -87,14 +87,14 @@ TEST_F(ConnectionTest, EveryRefusalHasItsTextAndExitCode) {
   for (const auto& row : rows) {
     // A refusal without a reason may be of the transfer window, which `tvl` then does without.
     const Server server({Answers(row.replies), Answers(row.replies)});
-    Expect(row.exit, Over(server, row.command), {row.told});
+    Expect(row.exit, Over(server, row.command), {row.output});
   }
   Expect(2, {"ping"}, {"ping needs a server: --tcp HOST:PORT"});
   EXPECT_FALSE(folder.Exists("work/ran"));
   Expect(5, {"--tcp", "127.0.0.1:1", "info"}, {"the server cannot be reached (code 10): Connection refused"});
 }
 
-TEST_F(ConnectionTest, EndOfTheServerEndsTheCommandOfALock) {
+TEST_F(TvlConnection, EndOfServerEndsLockedCommand) {
   std::promise<void> running;
   const Server server([&running](Peer& peer) {
     TakeIn(peer, kAccepted);
@@ -112,11 +112,11 @@ TEST_F(ConnectionTest, EndOfTheServerEndsTheCommandOfALock) {
       << result.err;
 }
 
-TEST_F(ConnectionTest, SilenceIsReportedAndEnds) {
+TEST_F(TvlConnection, SilenceIsReportedAndEnds) {
   const Server mute([](Peer& peer) { EXPECT_FALSE(peer.Read(1000).empty()); });
   Expect(5, Over(mute, {"--timeout", "3", "info"}),
          {"tvl: waiting for server 127.0.0.1:",
-          "no usable reply came from the server (code 12): Connection timed out"});
+          "the server sent no usable reply (code 12): Connection timed out"});
 
   const int table = open(folder.Host("store/tmp/locks/dtlocks.dat").c_str(), O_RDWR | O_CLOEXEC);
   struct flock busy = {};
@@ -131,8 +131,8 @@ TEST_F(ConnectionTest, SilenceIsReportedAndEnds) {
   close(table);
 }
 
-// What was done before is reported already.
-TEST_F(ConnectionTest, FirstSignalEndsTheWaitForASilentServer) {
+// Earlier results were already reported.
+TEST_F(TvlConnection, FirstSignalEndsWaitForSilentServer) {
   const Server server(Answers({kAccepted, "19"}));
   Process process(Start(Over(server, {"--json", "get", "a", "b"})));
   EXPECT_TRUE(process.AwaitOutput());

@@ -34,7 +34,7 @@ class DryRun : public TvlTest {
   }
   ~DryRun() override { close(held_); }
 
-  // The names that differ between `before` and the folder as it is.
+  // Returns the names that differ between `before` and the current folder.
   Words ChangesSince(const Tree& before) const {
     const Tree now = SnapshotOf(folder.Host());
     Words names;
@@ -49,23 +49,15 @@ class DryRun : public TvlTest {
     return names;
   }
 
-  // The commands that the help of `command` lists, those below them included.
+  // Returns the commands that the help of `command` lists, including nested ones.
   std::set<Words> CommandsOf(const Words& command) const {
     Words help = command;
     help.emplace_back("--help");
-    std::istringstream lines(Expect(0, help).out);
     std::set<Words> found;
-    bool listed = false;
-    for (std::string line; std::getline(lines, line);) {
-      if (line == "Subcommands:") {
-        listed = true;
-      } else if (line.empty()) {
-        listed = false;
-      } else if (listed && line.starts_with("  ") && line[2] != ' ') {
-        Words name = command;
-        name.push_back(line.substr(2, line.find(' ', 2) - 2));
-        found.merge(CommandsOf(name));
-      }
+    for (const std::string& listed : CommandsIn(Expect(0, help).out)) {
+      Words name = command;
+      name.push_back(listed);
+      found.merge(CommandsOf(name));
     }
     if (found.empty()) found.insert(command);
     return found;
@@ -128,7 +120,7 @@ TEST_F(DryRun, NoCommandChangesAnything) {
       missing.erase(Words(row.arguments.begin(), row.arguments.begin() + static_cast<std::ptrdiff_t>(std::min(
                                                                              words, row.arguments.size()))));
     row.arguments.insert(row.arguments.begin(), "-n");
-    Expect(row.exit, row.arguments, row.told);
+    Expect(row.exit, row.arguments, row.output);
     EXPECT_EQ(ChangesSince(before), Words()) << testing::PrintToString(row.arguments);
   }
   EXPECT_TRUE(missing.empty()) << testing::PrintToString(missing);

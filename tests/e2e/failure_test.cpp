@@ -13,7 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-TEST_F(TvlTest, ExitStatusTellsTheKindOfFailure) {
+TEST_F(TvlTest, ExitStatusDependsOnFailure) {
   folder.Write("store/d/a", "a");
   folder.Write("work/file", "");
   folder.Write("work/last", "");
@@ -23,7 +23,7 @@ TEST_F(TvlTest, ExitStatusTellsTheKindOfFailure) {
   const std::string name(250, 'n');
   folder.Write("work/" + name, "x");
   folder.Write("work/t/" + std::string(120, 'a') + "/" + std::string(120, 'b'), "x");
-  const Words too_long = {"more than 259 bytes", "(code 2"};
+  const Words too_long = {"longer than 259 bytes", "(code 2"};
   const std::string rootless = folder.Host("rootless.ini");
   const std::string wrong = folder.Host("wrong.ini");
   ExpectAll({
@@ -45,14 +45,14 @@ TEST_F(TvlTest, ExitStatusTellsTheKindOfFailure) {
       {5, {"--tcp", "[::1]:1", "info"}, {"[::1]:1: the server cannot be reached (code 10)"}},
       {5, {"--config", "none.ini", "info"}, {"No such file or directory: none.ini"}},
       {5, {"--config", ".", "info"}, {"Is a directory: ."}},
-      {5, {"--config", rootless, "info"}, {rootless + ": key DocumentRoot is missing"}},
+      {5, {"--config", rootless, "info"}, {rootless + ": DocumentRoot is missing"}},
       {5, {"--config", rootless, "config", "show"}, {"(code 3)"}},
       {5, {"--config", wrong, "get", "a"}, {"(code 4): No such file or directory: /none/of/that"}},
       {5, {"--config", wrong, "-n", "get", "a"}, {"(code 4)"}},
-      {5, {"--config", folder.Host("tmpless.ini"), "info"}, {"key TmpDir is missing"}},
+      {5, {"--config", folder.Host("tmpless.ini"), "info"}, {"TmpDir is missing"}},
       {6,
        {"get", "none"},
-       {"get none: cannot be reached on the store (code 20): No such file or directory: " +
+       {"get none: cannot be accessed in the store (code 20): No such file or directory: " +
         folder.Host("store/none")}},
       {6, {"get", "d/a/b"}, {"Not a directory"}},
       {6, {"put", "none"}, {"No such file or directory: " + folder.Host("work/none")}},
@@ -64,7 +64,7 @@ TEST_F(TvlTest, ExitStatusTellsTheKindOfFailure) {
   EXPECT_TRUE(folder.Exists("store/last")) << "one failure does not stop the others";
 }
 
-TEST_F(TvlTest, FullDiskIsNamed) {
+TEST_F(TvlTest, FullDiskIsReported) {
   const MountedFolder small(folder.Host("small"), "size=256k");
   if (!small.IsMounted()) GTEST_SKIP() << "needs the right to mount";
   folder.Write("store/big", std::string(1000000, 'x'));
@@ -80,7 +80,7 @@ TEST_F(TvlTest, FullDiskIsNamed) {
   }
 }
 
-TEST_F(TvlTest, LimitOfFileSizesFailsOneFileAndSparesCommandsUnderALock) {
+TEST_F(TvlTest, FileSizeLimitFailsOneFileButNotLockedCommands) {
   folder.Write("work/big", std::string(100000, 'x'));
   ProcessStart start = Start({"put", "big"});
   const Words shell = {"/bin/sh", "-c", "ulimit -f 100; exec \"$@\"", "sh"};
@@ -99,10 +99,10 @@ TEST_F(TvlTest, FullOutputIsAFailure) {
   EXPECT_NE(result.err.find("No space left on device"), std::string::npos) << result.err;
 }
 
-// What is told of all files is more than the pipe and the program's own buffer hold: as long as nobody reads,
-// the program stands in the middle of its work.
+// The output for all files is larger than the pipe and the program's own buffer, so the program blocks in the
+// middle of its work until someone reads.
 TEST_F(TvlTest, FirstSignalEndsAfterTheFileAndTheSecondAtOnce) {
-  constexpr int kFiles = 1500;  // more than a group, whose files are reported together
+  constexpr int kFiles = 1500;  // more than one group, whose files are reported together
   for (int number = 0; number < kFiles; ++number)
     folder.Write("work/t/" + std::string(100, 'n') + std::to_string(number), "x");
   const struct {
@@ -136,8 +136,8 @@ TEST_F(TvlTest, FirstSignalEndsAfterTheFileAndTheSecondAtOnce) {
   }
 }
 
-// What a store needs for itself, and what lies outside it, stays as it is; with -n nothing is touched at all.
-TEST_F(TvlTest, OwnFilesAndPlacesOutsideAreGuarded) {
+// The store's own files and files outside it are not changed; with -n nothing is touched at all.
+TEST_F(TvlTest, OwnFilesAndOutsidePlacesAreProtected) {
   for (const char* name : {"work/file", "work/tvl.ini", "work/d/tvl.ini", "work/links/notes",
                            "work/links/out/x", "work/tmp/x", "store/docs/a", "outside/kept"})
     folder.Write(name, name);
@@ -185,7 +185,7 @@ TEST_F(TvlTest, OwnFilesAndPlacesOutsideAreGuarded) {
   EXPECT_EQ(folder.Read("outside/x"), "work/links/out/x");
 }
 
-// Two files of one size that nobody can read have the same signature.
+// Two unreadable files of the same size have the same signature.
 TEST_F(TvlTest, UnreadableFilesAreNotTheSame) {
   if (geteuid() != 0) GTEST_SKIP() << "needs the right to become another user";
   for (const std::string side : {"store/", "work/"}) {

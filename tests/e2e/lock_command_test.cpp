@@ -16,7 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-TEST_F(TvlTest, AHeldLockIsRefusedUntilItsHolderDies) {
+TEST_F(TvlTest, HeldLockIsRefusedUntilOwnerDies) {
   Process holder(Start({"lock", "ORD1", "--", "sh", "-c", "echo $$ > running; echo held; exec sleep 1000"}));
   ASSERT_TRUE(holder.AwaitOutput());
   ExpectAll({{4, {"lock", "ORD1", "--", "touch", "ran"}, {"held by "}},
@@ -40,7 +40,7 @@ TEST_F(TvlTest, AHeldLockIsRefusedUntilItsHolderDies) {
       << "a command outlived its lock";
 }
 
-TEST_F(TvlTest, ExitCodesAndSignalsPassThroughALock) {
+TEST_F(TvlTest, LockPassesOnExitCodesAndSignals) {
   ExpectAll({{7, {"lock", "A", "--", "sh", "-c", "exit 7"}},
              {143, {"lock", "A", "--", "sh", "-c", "kill -TERM $$"}},
              {127, {"lock", "A", "--", "/nonexistent"}, {"/nonexistent: cannot be run: No such file"}},
@@ -55,7 +55,7 @@ TEST_F(TvlTest, ExitCodesAndSignalsPassThroughALock) {
 }
 
 // Control characters of both sets and of the direction of writing; a wide character takes two columns.
-TEST_F(TvlTest, NamesCannotSteerTheTerminal) {
+TEST_F(TvlTest, NamesCannotControlTheTerminal) {
   const std::string hostile = "a\x1B\xC2\x9B\xE2\x80\xAE\x9B|\xC3\xA9";
   const std::string wide = "\xE6\x97\xA5\xE6\x9C\xAC\xE8\xAA\x9E\xE6\x97\xA5";
   ProcessStart start = Start({"lock", hostile, "--", TVL_PROGRAM, "lock", wide, "--", TVL_PROGRAM, "locks"});
@@ -65,7 +65,7 @@ TEST_F(TvlTest, NamesCannotSteerTheTerminal) {
   EXPECT_NE(RunProcess(start).out.find(R"(\u001b\u009b\u202e)"), std::string::npos);
 }
 
-// A background job of a shell, whose users press Ctrl-C for another program.
+// Like a background job of a shell, whose user presses Ctrl-C for another program.
 TEST_F(TvlTest, IgnoredSignalStaysIgnored) {
   const std::string input = folder.Host("input");
   ASSERT_EQ(mkfifo(input.c_str(), 0600), 0);
@@ -80,7 +80,7 @@ TEST_F(TvlTest, IgnoredSignalStaysIgnored) {
   EXPECT_EQ(holder.Finish().exit, 0);
 }
 
-TEST_F(TvlTest, ReasonsWhyALockWouldNotCountAreReported) {
+TEST_F(TvlTest, ReportsWhyLockWouldBeIgnored) {
   const std::string table = "store/tmp/locks/dtlocks.dat";
   for (const char* bad : {"a/bc", "a\\bc", "a*", "\xC3\xA9t\xC3\xA9"})
     Expect(2, {"--class", bad, "info"}, {"--class"});
@@ -99,7 +99,7 @@ TEST_F(TvlTest, ReasonsWhyALockWouldNotCountAreReported) {
   EXPECT_FALSE(folder.Exists("work/ran"));
 }
 
-TEST_F(TvlTest, WithoutInodesForAMarkerNoCommandRuns) {
+TEST_F(TvlTest, NoCommandRunsWithoutInodeForMarker) {
   const MountedFolder small(folder.Host("small"), "size=1m,nr_inodes=16");
   if (!small.IsMounted()) GTEST_SKIP() << "needs the right to mount";
   const std::string config = small.Path() + "/store/tvl.ini";
@@ -110,7 +110,7 @@ TEST_F(TvlTest, WithoutInodesForAMarkerNoCommandRuns) {
   EXPECT_FALSE(folder.Exists("work/ran"));
 }
 
-TEST_F(TvlTest, LostLockEndsItsCommand) {
+TEST_F(TvlTest, LostLockEndsCommand) {
   const std::string procs = folder.Host("store/tmp/procs");
   const auto remove_marker = [&] { fs::remove(fs::directory_iterator(procs)->path()); };
   const auto rename_folder = [&] { fs::rename(procs, folder.Host("procs")); };
@@ -131,7 +131,7 @@ TEST_F(TvlTest, LostLockEndsItsCommand) {
     ASSERT_TRUE(holder.AwaitOutput());
     row.lose();
     EXPECT_TRUE(
-        holder.ReadErrorsUntil("tvl: lock: A: the lock was lost: this client's presence marker is gone"));
+        holder.ReadErrorsUntil("tvl: lock: A: the lock was lost: this client's presence marker was removed"));
     const ProcessResult result = holder.Finish();
     EXPECT_EQ(result.exit, 5) << result.err;
     EXPECT_EQ(result.out, row.said);

@@ -19,9 +19,9 @@ unsigned int ModeOf(const std::string& path) {
   return status.st_mode & 07777U;
 }
 
-// The library reads the store's path from the configuration as it is, whatever it contains, or there is no
-// store.
-TEST_F(TvlTest, InitWritesAnyPathFaithfully) {
+// The library reads the exact path of the store back from the configuration, whatever it contains, or no
+// store is created.
+TEST_F(TvlTest, InitPreservesAnyPath) {
   folder.Make("stores/x");
   folder.Write("work/a", "a");
   for (const std::string& name :
@@ -38,8 +38,8 @@ TEST_F(TvlTest, InitWritesAnyPathFaithfully) {
   EXPECT_EQ(SnapshotOf(folder.Host()), before);
 }
 
-// Whatever the umask; also where the library or --missing creates what was deleted.
-TEST_F(TvlTest, NewStoresTakeTheRightsOfTheFolder) {
+// Regardless of the umask, even if the library or --missing creates deleted parts.
+TEST_F(TvlTest, NewStoresGetPermissionsOfFolder) {
   const std::string root = folder.Host("shared");
   const mode_t before = umask(077);
   for (const unsigned int mode : {02775U, 01777U, 0750U}) {
@@ -70,7 +70,7 @@ TEST_F(TvlTest, NewStoresTakeTheRightsOfTheFolder) {
   Expect(2, {"init", "--shared", "no such group", folder.Host("none")});
 }
 
-TEST_F(TvlTest, MissingPartsAreCreatedAndNothingElse) {
+TEST_F(TvlTest, OnlyMissingPartsAreCreated) {
   const std::string root = folder.Host("store");
   const std::string table = root + "/tmp/locks/dtlocks.dat";
   const Tree whole = SnapshotOf(root);
@@ -93,12 +93,12 @@ TEST_F(TvlTest, MissingPartsAreCreatedAndNothingElse) {
   EXPECT_FALSE(fs::exists(table));
   holder.Signal(SIGKILL);
   holder.Finish();
-  Expect(5, {"lock", "x", "--", "true"}, {"'tvl init --missing' creates it"});
+  Expect(5, {"lock", "x", "--", "true"}, {"run 'tvl init --missing' to create it"});
   Expect(0, {"init", "--missing", root}, {table + ": created\n"});
   ExpectAll({{2, {"init"}, {"folder"}}, {1, {"init", root}, {"--missing"}}});
 }
 
-TEST_F(TvlTest, DoctorLeavesNothingBehind) {
+TEST_F(TvlTest, DoctorLeavesNoFiles) {
   const Tree before = ContentsOf(folder.Host());
   const ProcessResult healthy = Expect(0, {"doctor"},
                                        {"locks", "lock ranges", "deletion of a held file",
@@ -111,8 +111,8 @@ TEST_F(TvlTest, DoctorLeavesNothingBehind) {
   EXPECT_EQ(ContentsOf(folder.Host()), before);
 }
 
-// What a second look at the share would show, each with its remedy.
-TEST_F(TvlTest, DoctorNamesWhatIsWrong) {
+// Problems of a share, each with its remedy.
+TEST_F(TvlTest, DoctorReportsProblems) {
   const std::string root = folder.Host("store");
   const std::string deep = folder.Host(std::string(100, 'd') + "/" + std::string(100, 'e'));
   folder.Make("back\\slash");
@@ -122,14 +122,14 @@ TEST_F(TvlTest, DoctorNamesWhatIsWrong) {
   fs::remove(root + "/tmp/locks/dtlocks.dat");
   for (const Words& row : {Words{root, "dtlocks.dat is missing", "tvl init --missing"},
                            {root, "is sticky", "chmod -t"},
-                           {root, "1 part of transfers", "tvl doctor --fix"},
-                           {deep, "too long", "shorter path"},
+                           {root, "1 partial file", "tvl doctor --fix"},
+                           {deep, "too many", "shorter path"},
                            {folder.Host("back\\slash"), "backslash", "rename"}}) {
     const ProcessResult result = Expect(1, {"doctor", row[0]});
     EXPECT_NE(result.out.find(row[1]), std::string::npos) << row[1] << result.out;
     EXPECT_NE(result.out.find(row[2]), std::string::npos) << row[2] << result.out;
   }
-  Expect(1, {"doctor", "--fix", root}, {"trusted"});
+  Expect(1, {"doctor", "--fix", root}, {"not reliable"});
   fs::permissions(root + "/tmp/procs", fs::perms::sticky_bit, fs::perm_options::remove);
   Expect(0, {"doctor", root});
   EXPECT_FALSE(folder.Exists("store/d/.12.3.tvlpart"));
@@ -142,7 +142,7 @@ TEST_F(TvlTest, DoctorNamesWhatIsWrong) {
             std::string::npos);
 }
 
-TEST_F(TvlTest, TwoHalvesOfDoctorTestEachOther) {
+TEST_F(TvlTest, TwoDoctorsCheckEachOther) {
   const Tree before = ContentsOf(folder.Host("store"));
   Process other(Start({"doctor", "--peer", "pair"}));
   const ProcessResult one =

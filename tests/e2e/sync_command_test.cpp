@@ -19,9 +19,10 @@ class SyncCommand : public TvlTest {
   }
 };
 
-TEST_F(SyncCommand, BothWaysThenNothing) {
+TEST_F(SyncCommand, ConvergesInBothDirections) {
   Expect(0, {"sync", "push", "new/docs", "docs"},
-         {"plan: to copy          3  8 B\n", "\n3 files copied (8 B), 0 already the same, 3 folders made\n"});
+         {"plan: to copy            3  8 B\n",
+          "\n3 files copied (8 B), 0 already the same, 3 folders created\n"});
   EXPECT_EQ(ContentsOf(folder.Host("store/new/docs")), ContentsOf(folder.Host("work/docs")));
   Expect(0, {"sync", "pull", "new/docs", folder.Host("else/where")});
   EXPECT_EQ(ContentsOf(folder.Host("else/where")), ContentsOf(folder.Host("work/docs")));
@@ -30,22 +31,22 @@ TEST_F(SyncCommand, BothWaysThenNothing) {
   EXPECT_EQ(SnapshotOf(folder.Host("store/new")), before);
 }
 
-TEST_F(SyncCommand, DryRunChangesNotOneByte) {
+TEST_F(SyncCommand, DryRunChangesNothing) {
   folder.Write("store/old/docs/extra/x", "x");
   folder.Write("store/old/docs/a.txt", "other");
   fs::remove_all(folder.Host("store/tmp"));
   const Tree before = SnapshotOf(folder.Host());
   ExpectAll({{0,
               {"-n", "sync", "push", "old/docs", "docs", "--delete"},
-              {"plan: to delete        2  1 B\n", "\nextra: would be deleted\n", "\na.txt: would be copied\n",
-               "\nempty: folder would be made\n"}},
+              {"plan: to delete          2  1 B\n", "\nextra: would be deleted\n",
+               "\na.txt: would be copied\n", "\nempty: folder would be created\n"}},
              {0, {"-n", "sync", "push", "not/there/yet", "docs"}},
              {0, {"-n", "sync", "pull", "old", "not/there/yet"}},
              {6, {"-n", "sync", "pull", "none", "x"}}});
   EXPECT_EQ(SnapshotOf(folder.Host()), before);
 }
 
-TEST_F(SyncCommand, DeletesOnlyWhatItMay) {
+TEST_F(SyncCommand, DeletesOnlyAllowedNames) {
   folder.Write("store/docs/a.txt", "aaaaa");
   folder.Write("store/docs/x/1", "1");
   folder.Write("store/docs/x/2", "2");
@@ -82,19 +83,19 @@ TEST_F(SyncCommand, ExclusionsAndPatterns) {
   EXPECT_EQ(folder.Tree("store/u"), Words{"sub"});
 }
 
-// A file in a folder's place and the other way round: named, left alone, and the rest is done.
+// A file on one side and a folder on the other are reported and skipped; the rest is synchronized.
 TEST_F(SyncCommand, ClashesAreSkipped) {
   folder.Write("store/docs/sub", "file");
   folder.Write("store/docs/a.txt/inside", "x");
-  const std::string told = Expect(3, {"sync", "push", "docs", "docs", "--delete"}).out;
-  for (const char* part : {"plan: skipped, a file and a folder in each other's place",
+  const std::string output = Expect(3, {"sync", "push", "docs", "docs", "--delete"}).out;
+  for (const char* part : {"plan: skipped, a file on one side and a folder on the other",
                            "\na.txt: skipped: ", "\nsub: skipped: ", "0 files copied"})
-    EXPECT_NE(told.find(part), std::string::npos) << part << told;
+    EXPECT_NE(output.find(part), std::string::npos) << part << output;
   EXPECT_EQ(ContentsOf(folder.Host("store/docs")),
             (Tree{{"a.txt/", ""}, {"a.txt/inside", "x"}, {"empty/", ""}, {"sub", "file"}}));
 }
 
-TEST_F(SyncCommand, WhatCannotOrMustNotBeDoneIsNamed) {
+TEST_F(SyncCommand, ReportsSkippedNames) {
   ASSERT_EQ(mkfifo(folder.Host("work/docs/pipe").c_str(), 0600), 0);
   fs::create_symlink("nowhere", folder.Host("work/docs/dead"));
   fs::create_symlink("..", folder.Host("work/docs/up"));
@@ -103,39 +104,40 @@ TEST_F(SyncCommand, WhatCannotOrMustNotBeDoneIsNamed) {
   fs::create_symlink("..", folder.Host("store/docs/extra"));
   folder.Write("work/docs/round/f", "f");
   fs::create_symlink(".", folder.Host("store/docs/round"));
-  const std::string told = Expect(3, {"sync", "push", "docs", "docs", "--delete", "--exclude", "pdf"}).out;
+  const std::string output = Expect(3, {"sync", "push", "docs", "docs", "--delete", "--exclude", "pdf"}).out;
   for (const char* part :
-       {"\npipe: skipped: neither", "\ndead: skipped: a link to nothing", "\nup: skipped: a link that leads",
-        "\nround: skipped: a link that leads", "\nback\\slash: skipped: a backslash",
-        "\nold: not deleted: it holds names", "\nextra: skipped: ", "3 files copied"})
-    EXPECT_NE(told.find(part), std::string::npos) << part << told;
+       {"\npipe: skipped: neither", "\ndead: skipped: a dangling link", "\nup: skipped: a link that forms",
+        "\nround: skipped: a link that forms", "\nback\\slash: skipped: its name",
+        "\nold: not deleted: it contains names", "\nextra: skipped: ", "3 files copied"})
+    EXPECT_NE(output.find(part), std::string::npos) << part << output;
   EXPECT_TRUE(folder.Exists("store/docs/old/a.pdf") && folder.Exists("store/docs/extra"));
-  // A writer that waits at a pipe outlives all who pass by.
+  // A writer that waits at a pipe must not be killed.
   Process writer({{"/bin/sh", "-c", "echo waiting >&2; echo text > " + folder.Host("work/docs/pipe")}});
   ASSERT_TRUE(writer.ReadErrorsUntil("waiting"));
   ExpectAll({{1, {"hash", "docs/pipe"}}, {3, {"put", "docs/pipe"}}});
   EXPECT_EQ(folder.Read("work/docs/pipe"), "text\n");
   EXPECT_EQ(writer.Finish().exit, 0);
-  // The listing of a folder of the store names the same.
+  // Listing a folder of the store reports the same names.
   folder.Write("store/more/back\\slash", "");
   fs::create_symlink("..", folder.Host("store/more/up"));
   folder.Write("store/more/round/f", "f");
   folder.Make("work/more");
   fs::create_symlink(".", folder.Host("work/more/round"));
-  Expect(3, {"get", "-r", "more"}, {"a backslash in its name", "more/up: skipped", "more/round: skipped"});
-  Expect(1, {"rm", "-r", "more"}, {"keeps 'back\\slash'"});
+  Expect(3, {"get", "-r", "more"},
+         {"its name contains a backslash", "more/up: skipped", "more/round: skipped"});
+  Expect(1, {"rm", "-r", "more"}, {"cannot be removed: 'back\\slash'"});
 }
 
-// Packing gives a file a new time, which a second run would take for a change.
-TEST_F(SyncCommand, PackedStoresConverge) {
+// Compression gives a file a new time, which must not look like a change to a second run.
+TEST_F(SyncCommand, CompressedStoresConverge) {
   Configure("FileCompare=time\nZipOnTransfert=1");
   Expect(0, {"sync", "push", "docs", "docs"}, {"3 files copied"});
   Expect(0, {"sync", "push", "docs", "docs"}, {"0 files copied"});
   Expect(0, {"sync", "pull", "docs", "docs"}, {"0 files copied"});
 }
 
-// The whole store may be synchronised; what it needs itself is no document and outlives a push that deletes.
-TEST_F(SyncCommand, TheStoresOwnIsLeftAlone) {
+// The whole store may be synchronized; its own files are not documents and survive a push with deletions.
+TEST_F(SyncCommand, OwnFilesAreSkipped) {
   folder.Write("store/d", "d");
   Expect(0, {"sync", "pull", ".", "all"});
   EXPECT_EQ(folder.Tree("work/all"), Words{"d"});
@@ -150,7 +152,7 @@ TEST_F(SyncCommand, TheStoresOwnIsLeftAlone) {
   EXPECT_FALSE(folder.Exists("store/d") || folder.Exists("store/inside"));
 }
 
-TEST_F(SyncCommand, LinesAreJsonAndFailuresAreTold) {
+TEST_F(SyncCommand, LinesAreJsonAndFailuresAreReported) {
   folder.Write("store/docs/a.txt", "old");
   folder.Write("store/docs/gone\xFF", "old");
   Configure("FileCompare=hash");

@@ -6,16 +6,16 @@ namespace {
 
 constexpr char kSchema[] = "number-D8 total-F7.2";
 
-class TableTest : public TvlTest {
+class TableCommand : public TvlTest {
  protected:
-  TableTest() { Expect(0, {"table", "create", "orders.dat", "--key1", "8", "--schema", kSchema}); }
+  TableCommand() { Expect(0, {"table", "create", "orders.dat", "--key1", "8", "--schema", kSchema}); }
 
-  void Import(int exit, const std::string& option, const std::string& input, const char* told = "") const {
+  void Import(int exit, const std::string& option, const std::string& input, const char* output = "") const {
     ProcessStart start = Start({option, "table", "import", "orders.dat", "-", "--schema", kSchema});
     start.input = input;
     const ProcessResult result = RunProcess(start);
     EXPECT_EQ(result.exit, exit) << result.err;
-    EXPECT_NE(result.err.find(told), std::string::npos) << told << result.err;
+    EXPECT_NE(result.err.find(output), std::string::npos) << output << result.err;
   }
 
   [[nodiscard]] std::string Export(const std::string& prefix = "") const {
@@ -25,7 +25,7 @@ class TableTest : public TvlTest {
   }
 };
 
-TEST_F(TableTest, RowsGoInAndComeOutTheSame) {
+TEST_F(TableCommand, RowsAreReadBackUnchanged) {
   const std::string head = "key1,number,total\n";
   const std::string rows = "A1,\"a, \"\"b\"\"\",12.50\nA2,,-7\nB1,x,0\n";
   Import(0, "-q", head + rows);
@@ -43,13 +43,13 @@ TEST_F(TableTest, RowsGoInAndComeOutTheSame) {
   EXPECT_EQ(Export(), left);
 }
 
-TEST_F(TableTest, ABadLineIsNamedAndNothingIsWritten) {
+TEST_F(TableCommand, BadLineIsReportedAndNothingIsWritten) {
   const std::string good = "key1,number,total\nA1,a,1\n";
   const struct {
-    const char *format, *input, *told;
+    const char *format, *input, *output;
   } rows[] = {
       {"-q", "A2,b\n", "line 3: 2 values for 3 columns"},
-      {"-q", ",b,1\n", "line 3: there is no key1"},
+      {"-q", ",b,1\n", "line 3: no value for key1"},
       {"-q", "A23456789,b,1\n", "line 3: key1: 'A23456789' is longer"},
       {"-q", "A2,\"2\nlines\",1\nA3,x,12,50\n", "line 5: 4 values"},
       {"-q", "A2,b,\"12,50\"\n", "line 3: field total: '12,50' is not a number"},
@@ -60,8 +60,8 @@ TEST_F(TableTest, ABadLineIsNamedAndNothingIsWritten) {
       {"-q", "A2,b,12345678\n", "field total: '12345678' has more than 7 digits"},
       {"-q", "A2,b,-1234567.89\n", "field total: '-1234567.89' needs more bytes"},
       {"-q", "A2,ninebytes,1\n", "field number: 'ninebytes' is longer than 8 bytes"},
-      {"-q", "A2,\"b,1\n", "line 3: a quote is not closed"},
-      {"-q", "A2,b,12", "line 3: the input ends without a line end"},
+      {"-q", "A2,\"b,1\n", "line 3: a quoted value is not closed"},
+      {"-q", "A2,b,12", "line 3: the last line has no line end"},
       {"--json", "{\"key1\":\"A2\",\"total\":true}\n", "line 2: field total: true is neither"},
       {"--json", "{\"key1\":\"A2\",\"total\":1e3}\n", "field total: '1e3' is not a number"},
       {"--json", "{\"key1\":\"A2\",\"total\":1,\"total\":2}\n", "two values for total"},
@@ -69,10 +69,10 @@ TEST_F(TableTest, ABadLineIsNamedAndNothingIsWritten) {
   };
   for (const auto& row : rows) {
     const bool json = row.format == std::string("--json");
-    Import(1, row.format, (json ? "{\"key1\":\"A1\"}\n" : good) + row.input, row.told);
+    Import(1, row.format, (json ? "{\"key1\":\"A1\"}\n" : good) + row.input, row.output);
   }
   Import(1, "-q", "key1,nothing\nA1,a\n", "line 1: the schema has no field nothing");
-  Import(1, "-q", "", "line 1: there are no column names");
+  Import(1, "-q", "", "line 1: no column names");
   folder.Write("work/rows", good);
   const Words write = {"table", "write", "orders.dat", "--schema", kSchema, "--key1", "A"};
   const auto with = [](Words words, const std::string& last) {
@@ -92,7 +92,7 @@ TEST_F(TableTest, ABadLineIsNamedAndNothingIsWritten) {
 }
 
 // A writer that is killed at any byte of a pipe, and a disk that is full at any size.
-TEST_F(TableTest, ImportIsAllOrNothing) {
+TEST_F(TableCommand, ImportIsAllOrNothing) {
   const std::string head = "key1,number,total\n";
   const std::string input = head + "A1,\"a, b\",12.50\nA2,,-7\n";
   for (std::size_t length = 0; length <= input.size(); ++length) {
@@ -122,7 +122,7 @@ TEST_F(TableTest, ImportIsAllOrNothing) {
   Expect(0, {"table", "info", "wide.dat"}, {"Rows:    1600\n"});
 }
 
-TEST_F(TableTest, ExistingTablesAreReplacedOnlyOnRequest) {
+TEST_F(TableCommand, ExistingTablesAreReplacedOnlyOnRequest) {
   Import(0, "-q", "key1,number,total\nA1,a,1\n");
   folder.Write("store/text.dat", "a document");
   const Words create = {"table", "create", "orders", "--key1", "4", "--schema", kSchema};
@@ -136,20 +136,22 @@ TEST_F(TableTest, ExistingTablesAreReplacedOnlyOnRequest) {
              {2, with(3, {"--replace", "--key1", "1024", "--schema", kSchema}), {"length of key 1"}},
              {2, with(7, {"--replace", "--record", "12"}), {"--record"}},
              {2, with(7, {"--replace", "--record", "6144"}), {"length of a record"}},
-             {1, with(2, {"text.dat", "--replace", "--key1", "4", "--schema", kSchema}), {"not a table"}}});
+             {1,
+              with(2, {"text.dat", "--replace", "--key1", "4", "--schema", kSchema}),
+              {"cannot be opened as a table"}}});
   EXPECT_EQ(Export(), "key1,number,total\nA1,a,1\n");
   Expect(0, with(7, {"--replace"}));
   EXPECT_EQ(Export(), "key1,number,total\n");
 }
 
-TEST_F(TableTest, ADamagedRowIsAFailure) {
+TEST_F(TableCommand, DamagedRowIsAFailure) {
   Expect(0, {"table", "write", "orders.dat", "--schema", kSchema, "--key1", "A1", "total=1"});
   std::string bytes = folder.Read("store/orders.dat");
   const std::size_t row = bytes.find(
       "\x04\x1c\x0c\x26"
       "A1 ");
   ASSERT_NE(row, std::string::npos);
-  bytes[row + 1] = '\x1d';  // a text in place of bytes
+  bytes[row + 1] = '\x1d';  // a text instead of bytes
   folder.Write("store/orders.dat", bytes);
   ExpectAll({{1, {"table", "read", "orders.dat"}},
              {1, {"table", "info", "orders.dat"}},

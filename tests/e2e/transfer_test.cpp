@@ -20,8 +20,9 @@ INSTANTIATE_TEST_SUITE_P(Policies, TransferSettings,
                                          "ZipOnTransfert=0\nFileCompare=time",
                                          "ZipOnTransfert=1\nFileCompare=time"));
 
-// A tree comes back as it went, empty folders and odd names included, and a second run finds nothing to do.
-TEST_P(TransferSettings, TreeGoesAndComesBackOnce) {
+// A tree is fetched as it was stored, including empty folders and unusual names, and a second run has nothing
+// to do.
+TEST_P(TransferSettings, TransferTreeOnce) {
   const std::size_t longest = 255 - folder.Host("store/").size() - 5;
   for (const std::string& name :
        Words{"two words.txt", " blanks ", ".hidden", "...", "-n", "a|b", "[a,b]", "%%", "\xC3\xA0.txt",
@@ -46,7 +47,7 @@ TEST_P(TransferSettings, TreeGoesAndComesBackOnce) {
   EXPECT_EQ(Expect(0, {"put", "-r", "t"}).out, again);
 }
 
-TEST_P(TransferSettings, SayForOneFileWhetherItMoved) {
+TEST_P(TransferSettings, ReportWhetherFileWasTransferred) {
   folder.Write("work/d/a.txt", "one");
   ExpectAll({{0, {"put", "d/a.txt"}, {"d/a.txt: transferred\n"}},
              {0, {"put", "d/a.txt"}, {"d/a.txt: already the same\n"}},
@@ -58,7 +59,7 @@ TEST_P(TransferSettings, SayForOneFileWhetherItMoved) {
   EXPECT_EQ(folder.Read("work/d/a.txt"), "one");
 }
 
-// Which names on the two sides a command line stands for.
+// How a command line maps to names on both sides.
 TEST_F(TvlTest, NamesOnBothSides) {
   for (const std::string name : {"a", "b", "d/c", "sub/a"}) folder.Write("work/" + name, name);
   const std::string outside = folder.Host("outside");
@@ -102,7 +103,7 @@ TEST_F(TvlTest, DryRunChangesNothing) {
   fs::remove_all(folder.Host("store/tmp"));
   const Tree before = SnapshotOf(folder.Host());
   EXPECT_EQ(Expect(0, {"-n", "put", "-r", "t"}).out,
-            "t/hollow: folder would be made\nt/new: would be transferred\n"
+            "t/hollow: folder would be created\nt/new: would be transferred\n"
             "1 file would be transferred (3 B), 1 already the same, 1 empty folder\n");
   ExpectAll({{0, {"-n", "--work", folder.Host("missing"), "get", "s/far"}, {"s/far: would be transferred\n"}},
              {0, {"-n", "get", "-f", "t/same"}, {"t/same: would be transferred\n"}},
@@ -127,8 +128,8 @@ TEST_F(TvlTest, StoreUsedInPlaceHasNothingToDo) {
   EXPECT_EQ(folder.Read("store/d/b") + folder.Read("store/c"), "aa");
 }
 
-// What a walk leaves out is told, and the rest is done.
-TEST_F(TvlTest, TreesLeaveOutWhatCannotGo) {
+// Skipped names are reported, and the rest is transferred.
+TEST_F(TvlTest, TreesSkipWhatCannotBeTransferred) {
   folder.Write("work/t/file", "file");
   folder.Write("work/t/back\\slash", "");
   folder.Write("work/u/other", "other");
@@ -145,8 +146,9 @@ TEST_F(TvlTest, TreesLeaveOutWhatCannotGo) {
             (Tree{{"file", "file"}, {"link", "file"}, {"across/", ""}, {"across/other", "other"}}));
 }
 
-// The store's own files are no documents, and a working directory inside the store doesn't swallow itself.
-TEST_F(TvlTest, WholeStoreWithoutItsOwnFiles) {
+// The store's own files are not documents, and a working directory inside the store is not copied into
+// itself.
+TEST_F(TvlTest, WholeStoreExcludesOwnFiles) {
   folder.Write("store/a", "a");
   folder.Make("store/home");
   Expect(3, {"--work", folder.Host("store/home"), "get", "-r", "."});

@@ -19,7 +19,7 @@ class TreeCommand : public TvlTest {
   }
 };
 
-TEST_F(TreeCommand, NothingLocalIsTouched) {
+TEST_F(TreeCommand, LocalFilesAreNotTouched) {
   const Tree before = SnapshotOf(folder.Host("work"));
   ExpectAll({{0, {"mv", "docs/a.doc", "docs/c.doc"}},
              {0, {"cp", "docs/c.doc", "docs\\d.doc"}},
@@ -37,7 +37,7 @@ TEST_F(TreeCommand, NothingLocalIsTouched) {
   EXPECT_EQ(SnapshotOf(folder.Host("work")), before);
 }
 
-TEST_F(TreeCommand, MirrorFollowsWhenItIsNamed) {
+TEST_F(TreeCommand, MirrorChangesWorkingDirectory) {
   ExpectAll({{2, {"rm", "-r", "docs", "--mirror"}},
              {0, {"--work", ".", "mkdir", "--mirror", "made"}},
              {0, {"--work", ".", "mv", "--mirror", "docs/a.doc", "made"}},
@@ -46,27 +46,27 @@ TEST_F(TreeCommand, MirrorFollowsWhenItIsNamed) {
             (Tree{{"made/", ""}, {"made/a.doc", "work/"}, {"top", "work/"}}));
 }
 
-// Each refusal leaves both sides as they were.
+// Each refusal leaves both sides unchanged.
 TEST_F(TreeCommand, RefusalsChangeNothing) {
   fs::create_directory_symlink(folder.Host("store"), folder.Host("store/docs/up"));
   const std::vector<Row> rows = {
-      {1, {"rm", "docs"}, {"-r removes trees"}},
+      {1, {"rm", "docs"}, {"use -r to remove"}},
       {1, {"rm", "-r", "."}, {"is the store itself"}},
-      {1, {"rm", "-r", ".."}, {"is the store itself, or holds it"}},
-      {1, {"rm", "-r", "docs/up/../"}, {"or holds it"}},
+      {1, {"rm", "-r", ".."}, {"is the store itself or contains it"}},
+      {1, {"rm", "-r", "docs/up/../"}, {"or contains it"}},
       {6, {"rm", "none"}, {"(code 20): No such file or directory"}},
       {6, {"rm", "-r", "none"}, {"(code 20)"}},
-      {1, {"mkdir", "docs"}, {"exists already"}},
+      {1, {"mkdir", "docs"}, {"already exists"}},
       {6, {"mkdir", "x/y"}, {"(code 25)"}},
       {2, {"mv", "docs"}, {"two names"}},
       {6, {"mv", "none", "x"}, {"(code 20)"}},
-      {6, {"mv", "top", "docs/a.doc", "none"}, {"is no folder"}},
+      {6, {"mv", "top", "docs/a.doc", "none"}, {"is not a folder"}},
       {1, {"mv", "top", "docs/a.doc"}, {"File exists"}},
-      {1, {"mv", "docs", "docs/sub/docs"}, {"lies in it"}},
-      {1, {"cp", "-r", "docs", "docs/sub"}, {"lies in it"}},
-      {1, {"cp", "-r", "docs", "docs/new/deep"}, {"lies in it"}},
+      {1, {"mv", "docs", "docs/sub/docs"}, {"or inside it"}},
+      {1, {"cp", "-r", "docs", "docs/sub"}, {"or inside it"}},
+      {1, {"cp", "-r", "docs", "docs/new/deep"}, {"or inside it"}},
       {1, {"cp", "top", "top"}, {"is the same"}},
-      {1, {"cp", "docs", "x"}, {"-r takes trees"}},
+      {1, {"cp", "docs", "x"}, {"use -r for a whole tree"}},
       {6, {"cp", "none", "x"}, {"(code 20)"}},
       {6, {"ls", "none"}, {"(code 20)"}},
       {2, {"ls", "docs", "a/*"}, {"one folder"}},
@@ -79,12 +79,12 @@ TEST_F(TreeCommand, RefusalsChangeNothing) {
   };
   const Tree before = ContentsOf(folder.Host());
   for (const Row& row : rows) {
-    Expect(row.exit, row.arguments, row.told);
+    Expect(row.exit, row.arguments, row.output);
     EXPECT_EQ(ContentsOf(folder.Host()), before) << testing::PrintToString(row.arguments);
   }
 }
 
-TEST_F(TreeCommand, TreesInUseStayWhole) {
+TEST_F(TreeCommand, TreesInUseAreKept) {
   const int held = open(folder.Host("store/docs/sub/b.txt").c_str(), O_RDWR);
   struct flock lock = {};
   lock.l_type = F_WRLCK;
@@ -100,7 +100,7 @@ TEST_F(TreeCommand, TreesInUseStayWhole) {
   close(held);
 }
 
-TEST_F(TreeCommand, ListingsAreTrue) {
+TEST_F(TreeCommand, ListsEntries) {
   folder.Write("store/docs/B.DOC", "");
   for (const char* name : {"bar|bar", "bar|", "t.dat-journal", ".1.2.tvlpart"})
     folder.Write(std::string("store/docs/") + name, "");
@@ -117,7 +117,7 @@ TEST_F(TreeCommand, ListingsAreTrue) {
               R"("name":"sub","kind":"folder")"});
 }
 
-// Copies go behind links, removals don't; and what goes wrong with one name is told and spares the others.
+// Copies follow links, removals do not; a failure of one name is reported and does not affect the others.
 TEST_F(TreeCommand, LinksAndPartialFailures) {
   folder.Write("outside/o", "o");
   fs::create_directory_symlink(folder.Host("outside"), folder.Host("store/docs/out"));

@@ -17,8 +17,8 @@ std::string StateOf(const fs::path& path) {
          std::to_string(status.st_mtim.tv_nsec);
 }
 
-// Takes a text for JSON if its strings, its other values, then its arrays and objects from the inside out can
-// be replaced until one value is left.
+// Accepts a text as JSON if its strings, its other values, then its arrays and objects from the inside out
+// can be replaced until one value remains.
 bool IsJson(std::string text) {
   static const std::regex strings(R"x("([^"\\\x01-\x1F]|\\(["\\/bfnrt]|u[0-9a-fA-F]{4}))*")x");
   static const std::regex others(R"(true|false|null|-?\d+)");
@@ -31,8 +31,8 @@ bool IsJson(std::string text) {
   return text == "v";
 }
 
-void ExpectTold(const std::string& text, const Words& told) {
-  for (const std::string& part : told)
+void ExpectOutput(const std::string& text, const Words& output) {
+  for (const std::string& part : output)
     EXPECT_NE(text.find(part), std::string::npos) << part << "\nis not in\n" << text;
 }
 
@@ -64,6 +64,17 @@ bool AreJsonLines(const std::string& text) {
   return good;
 }
 
+Words CommandsIn(const std::string& help) {
+  Words commands;
+  const std::string title = "\nCommands:\n";
+  const std::size_t at = help.find(title);
+  std::istringstream lines(at == std::string::npos ? "" : help.substr(at + title.size()));
+  for (std::string line; std::getline(lines, line) && line.starts_with("  ");) {
+    if (line[2] != ' ') commands.push_back(line.substr(2, line.find(' ', 2) - 2));
+  }
+  return commands;
+}
+
 TvlTest::TvlTest() {
   folder.Make("work");
   Expect(0, {"init", folder.Host("store")});
@@ -77,23 +88,23 @@ ProcessStart TvlTest::Start(const Words& arguments) const {
   return start;
 }
 
-ProcessResult TvlTest::Expect(int exit, const Words& arguments, const Words& told) const {
+ProcessResult TvlTest::Expect(int exit, const Words& arguments, const Words& output) const {
   SCOPED_TRACE(testing::PrintToString(arguments));
   const ProcessResult result = RunProcess(Start(arguments));
   EXPECT_EQ(result.exit, exit) << result.out << result.err;
-  ExpectTold(exit == 0 ? result.out : result.err, told);
+  ExpectOutput(exit == 0 ? result.out : result.err, output);
   return result;
 }
 
 void TvlTest::ExpectAll(const std::vector<Row>& rows) const {
-  for (const Row& row : rows) Expect(row.exit, row.arguments, row.told);
+  for (const Row& row : rows) Expect(row.exit, row.arguments, row.output);
 }
 
-std::string TvlTest::ExpectJson(int exit, Words arguments, const Words& told) const {
+std::string TvlTest::ExpectJson(int exit, Words arguments, const Words& output) const {
   arguments.insert(arguments.begin(), "--json");
   const ProcessResult result = Expect(exit, arguments);
   EXPECT_TRUE(AreJsonLines(result.out)) << testing::PrintToString(arguments) << "\n" << result.out;
-  ExpectTold(result.out, told);
+  ExpectOutput(result.out, output);
   return result.out;
 }
 

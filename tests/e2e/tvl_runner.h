@@ -13,35 +13,39 @@
 using Words = std::vector<std::string>;
 using Tree = std::map<std::string, std::string>;
 
-// The files below a folder with their contents, through links; names of folders end in a slash.
+// Returns the files below a folder with their contents, following links. Names of folders end in a slash.
 Tree ContentsOf(const std::string& folder);
 
-// With kinds, modes and times of change, so that any change shows.
+// The same with kinds, modes and times of change, so that any change is detected.
 Tree SnapshotOf(const std::string& folder);
 
 bool AreJsonLines(const std::string& text);
 
+// Returns the names of the commands that a help text lists.
+Words CommandsIn(const std::string& help);
+
 // A new store in "store", and a working directory "work" in which `tvl` runs.
 class TvlTest : public testing::Test {
  protected:
-  // How `tvl` is to end, and what it says: on standard output where it succeeds, else on standard error.
+  // The expected exit code of `tvl` and parts of its output: on standard output if it succeeds, else on
+  // standard error.
   struct Row {
     int exit;
     Words arguments;
-    Words told = {};
+    Words output = {};
   };
 
   TvlTest();
 
   [[nodiscard]] ProcessStart Start(const Words& arguments) const;
 
-  ProcessResult Expect(int exit, const Words& arguments, const Words& told = {}) const;
+  ProcessResult Expect(int exit, const Words& arguments, const Words& output = {}) const;
   void ExpectAll(const std::vector<Row>& rows) const;
 
-  // With --json, what it says being on standard output in any case. The documents.
-  std::string ExpectJson(int exit, Words arguments, const Words& told = {}) const;
+  // Runs with --json and checks standard output in any case. Returns the documents.
+  std::string ExpectJson(int exit, Words arguments, const Words& output = {}) const;
 
-  // Writes the store's configuration anew, with these lines behind the document root.
+  // Rewrites the store's configuration, with these lines after the document root.
   void Configure(const std::string& lines) const;
 
   TempFolder folder;

@@ -1,4 +1,4 @@
-// One application's whole way through the library, as it is installed: the shared library and its public
+// A complete run of an application that uses the installed library: the shared library and its public
 // headers, a second client as a process, and a server as another.
 
 #include <gtest/gtest.h>
@@ -23,7 +23,7 @@ using std::string;
 constexpr char kVersion[] = "@versione=5.3@build=110423";
 constexpr int kTotal = 53110423;
 
-// What a lock operation tells.
+// The outputs of a lock operation.
 struct LockAnswer {
   int state = -1;
   int pid = -1;
@@ -56,7 +56,7 @@ class WholeStore : public testing::Test {
     return answer;
   }
 
-  // A get or a put: whether the file was moved.
+  // Runs a get or a put. Returns whether the file was transferred.
   template <typename Operation>
   static int Moved(Operation operation, const char* name) {
     int moved = 0;
@@ -93,7 +93,7 @@ void WholeStore::MoveFiles() {
   EXPECT_EQ(signature, "6|352f7829a2384b001cc12b0c2613c756454a1f6a");
 }
 
-// A client whose configuration has files packed on their way reaches the same store.
+// A client whose configuration compresses transfers uses the same store.
 void WholeStore::Pack() {
   const string text(100000, 't');
   folder_.Write("work/long.txt", text);
@@ -107,7 +107,7 @@ void WholeStore::Pack() {
   EXPECT_EQ(folder_.Read("work/again.txt"), text);
 }
 
-// Another process holds a lock, is seen, and dies without a word.
+// Another process holds a lock, is visible, and is killed.
 void WholeStore::ShareLocks() {
   Process other({{TVL_PROGRAM, "--config", folder_.Host("store/tvl.ini"), "--work", folder_.Host("work"),
                   "lock", "ORD1", "--", "sh", "-c", "echo locked >&2; exec sleep 60"}});
@@ -185,7 +185,7 @@ void WholeStore::CallTheServer() {
   ASSERT_EQ(TVLCloseConnection(), TVL_OK);
   int state = -1;
   EXPECT_EQ(directory.Lock(Arg("ORD2"), &state, nullptr, nullptr, nullptr, nullptr, nullptr), TVL_OK);
-  EXPECT_EQ(state, 1);  // the first connection's went with it
+  EXPECT_EQ(state, 1);  // the lock of the first connection ended with it
   ASSERT_EQ(TVLConnect2Tcp(Work(), Arg(""), Arg("127.0.0.1"), port, Arg("netw"), Arg("")), TVL_OK);
   char name[64] = {};
   EXPECT_EQ(TVLConnectionInfos(name, nullptr, nullptr), TVL_OK);
@@ -214,8 +214,8 @@ void WholeStore::CallTheServer() {
 void WholeStore::WorkOnLocalTrees(CTVLClientSmbOpr& store) {
   folder_.Write("work/tree/a.txt", "12345");
   folder_.Write("work/tree/deep/b.txt", "123");
-  std::vector<string> told;
-  const auto tell = [](char* path, unsigned int size, void* list) {
+  std::vector<string> reported;
+  const auto report = [](char* path, unsigned int size, void* list) {
     static_cast<std::vector<string>*>(list)->push_back(path + (" " + std::to_string(size)));
   };
   EXPECT_EQ(store.SizeofDosDir(Arg(folder_.Host("work/tree")), nullptr, nullptr), 8.0);
@@ -227,8 +227,8 @@ void WholeStore::WorkOnLocalTrees(CTVLClientSmbOpr& store) {
   EXPECT_EQ(store.GetLocalDirContent(Arg("twin/deep"), Arg("*.*"), &count, names), TVL_OK);
   EXPECT_STREQ(names.GetString(), "b.txt");
   const string deep = folder_.Host("work/twin/deep");
-  EXPECT_EQ(store.RemoveDosDir(Arg(deep), tell, &told), TVL_OK);
-  EXPECT_EQ(told, (std::vector<string>{deep + "\\b.txt 3", deep + " 0"}));
+  EXPECT_EQ(store.RemoveDosDir(Arg(deep), report, &reported), TVL_OK);
+  EXPECT_EQ(reported, (std::vector<string>{deep + "\\b.txt 3", deep + " 0"}));
   EXPECT_EQ(folder_.Tree("work/twin"), std::vector<string>{"a.txt"});
 }
 
@@ -288,7 +288,7 @@ void WholeStore::AskVersions(CTVLClientSmbOpr& store) {
   EXPECT_STREQ(TVLGetVersionDateFromTotal(kTotal, 0).GetString(), "23/04/2011");
 }
 
-TEST_F(WholeStore, IsAtAnApplicationsService) {
+TEST_F(WholeStore, ServesAnApplication) {
   EXPECT_EQ(TVLConnect2Dir(Work(), Arg(folder_.Host("none.ini")), Arg("appl")), TVL_ERR_ROOT_UNDEFINED);
   ASSERT_EQ(TVLConnect2Dir(Work(), Config(), Arg("appl")), TVL_OK);
   char short_name[64] = {};

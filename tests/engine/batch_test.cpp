@@ -10,11 +10,11 @@
 
 namespace {
 
-// Opens a table, begins a batch, writes "h" in it, says so and waits for a line.
+// Opens a table, begins a batch, writes "h" in it, reports that and waits for a line.
 int HoldBatch(const std::vector<std::string>& arguments) {
   const int table = IOpen(arguments[0].c_str());
   if (BeginBatch(table, 1) != 1 || Write(table, "h", "", "helper") != 1) return 1;
-  Tell("in");
+  Say("in");
   Listen();
   return EndBatch(table) == 1 ? 0 : 2;
 }
@@ -32,7 +32,7 @@ TEST_F(EngineTest, BatchIsOneTransaction) {
   EXPECT_EQ(All(table), (Rows{"a|1", "c|3"}));
 }
 
-TEST_F(EngineTest, BatchesNestOnTheirTableAndEndWithTheirHandle) {
+TEST_F(EngineTest, BatchesNestAndEndWithTheirHandle) {
   const int outer = Open();
   const int inner = Open();
   const int other = Open();
@@ -71,12 +71,12 @@ TEST_F(EngineTest, ReadBatchIsOneSnapshot) {
   EXPECT_EQ(Read(ReadKeyEq, table, 1, "h"), "h|helper");
 }
 
-TEST_F(EngineTest, WaitsForAnotherProcessAndGivesUp) {
+TEST_F(EngineTest, WaitsForAnotherProcessUntilTimeout) {
   const int table = Open();
   HelperProcess stopped({"hold-batch", table_});
   ASSERT_EQ(stopped.Hear(), "in");
   stopped.Signal(SIGSTOP);
-  // The second thread waits for the first one's turn, and then only as long as its own call may wait.
+  // The second thread waits for the turn of the first, but only as long as its own call may wait.
   const auto start = std::chrono::steady_clock::now();
   std::vector<std::thread> calls;
   for (const bool forWriting : {true, false}) {

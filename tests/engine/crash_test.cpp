@@ -21,7 +21,8 @@ std::string KeyOf(int row) {
   return key;
 }
 
-// Writes rows with rising keys, every other five in a batch, and tells each number once its row is promised.
+// Writes rows with increasing keys, every other five in a batch, and reports each number once its row is
+// committed.
 int WriteUntilKilled(const std::vector<std::string>& arguments) {
   const int table = IOpen(arguments[0].c_str());
   for (int row = std::stoi(arguments[1]);; row += kRowsInBatch) {
@@ -29,15 +30,15 @@ int WriteUntilKilled(const std::vector<std::string>& arguments) {
     if (batch && BeginBatch(table, 1) != 1) return 1;
     for (int i = row; i < row + kRowsInBatch; ++i) {
       if (Write(table, KeyOf(i), KeyOf(i / 7), KeyOf(i)) != 1) return 2;
-      if (!batch) Tell(std::to_string(i));
+      if (!batch) Say(std::to_string(i));
     }
     if (batch && EndBatch(table) != 1) return 3;
-    if (batch) Tell(std::to_string(row + kRowsInBatch - 1));
+    if (batch) Say(std::to_string(row + kRowsInBatch - 1));
   }
 }
 const Role writeUntilKilled("write-until-killed", WriteUntilKilled);
 
-// Kills a writer that begins with row `first`, at any moment. The last row that was promised.
+// Kills a writer that begins with row `first` at a random moment. Returns the last row reported as committed.
 int LastPromised(const std::string& path, int first, std::mt19937& random) {
   int promised = first - 1;
   HelperProcess writer({"write-until-killed", path, std::to_string(first)});
@@ -49,7 +50,7 @@ int LastPromised(const std::string& path, int first, std::mt19937& random) {
   return promised;
 }
 
-TEST_F(EngineTest, KeepsPromisedRowsWhenTheWriterIsKilled) {
+TEST_F(EngineTest, KeepsCommittedRowsOfKilledWriter) {
   constexpr int rounds = 200;
   const std::string path = folder_.Host("promised.dat");
   ASSERT_EQ(CreateArchive(path.c_str(), 100, 8, 8), 0);
@@ -80,19 +81,19 @@ int SpillAndWait(const std::vector<std::string>& arguments) {
   for (int row = 0; row < 4000; ++row) {
     if (Write(table, KeyOf(row), "", std::string(4000, 'x')) != 1) return 2;
   }
-  Tell("spilled");
+  Say("spilled");
   Listen();
   return 3;
 }
 const Role spillAndWait("spill-and-wait", SpillAndWait);
 
-// Without the right to write, a table with the journal of a killed writer cannot be read.
+// Without write access, a table with the journal of a killed writer cannot be read.
 const Role refusedAsNobody("refused-as-nobody", [](const std::vector<std::string>& arguments) {
   if (setgid(65534) != 0 || setuid(65534) != 0) return 1;
   return IOpen(arguments[0].c_str()) < 0 && GetLastProblem() == 3 ? 0 : 2;
 });
 
-TEST_F(EngineTest, AKilledBatchIsRolledBackAndNeverIntoANewTable) {
+TEST_F(EngineTest, KilledBatchIsRolledBackButNotIntoNewTable) {
   std::filesystem::permissions(folder_.Host(), std::filesystem::perms(0755));
   const std::string path = folder_.Host("large.dat");
   for (const bool replaced : {false, true}) {
@@ -129,7 +130,7 @@ TEST_F(EngineTest, AKilledBatchIsRolledBackAndNeverIntoANewTable) {
   }
 }
 
-TEST_F(EngineTest, AFullDiskLeavesTheTableWhole) {
+TEST_F(EngineTest, FullDiskDoesNotDamageTable) {
   const MountedFolder disk(folder_.Host("disk"), "size=8m");
   if (!disk.IsMounted()) GTEST_SKIP() << "only root can make a small disk";
   const std::string path = disk.Path() + "/t.dat";

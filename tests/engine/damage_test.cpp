@@ -15,7 +15,7 @@ void Damage(const std::string& table, const std::string& sql) {
   sqlite3_close(database);
 }
 
-// Goes through a table in one direction until a read finds nothing. The problem that ended it.
+// Reads a table in one direction until a read finds nothing. Returns the problem that ended it.
 int Walk(decltype(&ReadKeyEq) read, int table, int keyNumber, const char* start) {
   char key[8] = {};
   char record[21];
@@ -23,14 +23,14 @@ int Walk(decltype(&ReadKeyEq) read, int table, int keyNumber, const char* start)
   for (int rows = 0; rows < 10; ++rows) {
     if (read(table, keyNumber, key, record) != 1) return GetLastProblem();
   }
-  ADD_FAILURE() << "goes round in circles";
+  ADD_FAILURE() << "reads in an endless loop";
   return -1;
 }
 
 constexpr int kNotFound = 1;
 constexpr int kDamaged = 4;
 
-TEST_F(EngineTest, ADamagedRowIsNeverNoRow) {
+TEST_F(EngineTest, DamagedRowIsNotAMissingRow) {
   const struct {
     std::string row;
     int equal;

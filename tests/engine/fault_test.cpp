@@ -13,15 +13,15 @@
 #include "engine/engine.h"
 #include "support/helper_process.h"
 
-// The module calls the functions below in place of the C library's, as this program comes first where symbols
-// are looked up. Each passes the call on unless it is the one that is to fail.
+// The module calls the functions below instead of those of the C library, because this program comes first in
+// the symbol lookup. Each passes the call on unless it is to fail.
 
 namespace {
 
 enum class Span { kOne, kFromThereOn };
 
 struct Fault {
-  int at = 0;  // 0: none
+  int at = 0;  // 0 means none
   int error = 0;
   Span span = Span::kOne;
   int calls = 0;
@@ -92,8 +92,8 @@ std::size_t CountDescriptors() {
   return count;
 }
 
-// Opens the table and changes it in one batch with a nested one, then reads a row. True if the batch says
-// that it was kept; `rows` becomes what the calls that succeeded in it make of the table.
+// Opens the table and changes it in one batch with a nested one, then reads a row. Returns true if the batch
+// was committed. Sets `rows` to the expected table after the successful calls.
 bool ChangeTable(const std::string& path, Rows& rows) {
   const int table = IOpen(path.c_str());
   const int other = IOpen(path.c_str());
@@ -118,7 +118,7 @@ void ExpectOldOrNewRows(const std::string& path, bool kept, const Rows& rows) {
   EXPECT_EQ(CheckIntegrity(path), "ok");
 }
 
-TEST_F(EngineTest, AFailingCallLeavesOldOrNewRows) {
+TEST_F(EngineTest, FailingCallLeavesOldOrNewRows) {
   for (const int error : {EIO, ENOSPC}) {
     for (const Span span : {Span::kOne, Span::kFromThereOn}) {
       int failures = 0;
@@ -145,7 +145,7 @@ TEST_F(EngineTest, AFailingCallLeavesOldOrNewRows) {
 }
 
 // A read that cannot see or use the journal of a killed writer must not answer from the half-written file.
-TEST_F(EngineTest, AFailingCallNeverShowsRowsOfAKilledBatch) {
+TEST_F(EngineTest, FailingCallNeverShowsRowsOfKilledBatch) {
   const std::string path = folder_.Host("large.dat");
   ASSERT_EQ(CreateArchive(path.c_str(), 4000, 8, 0), 0);
   const int filled = IOpen(path.c_str());

@@ -13,7 +13,8 @@
 
 namespace {
 
-// A forked child that runs `work` and ends with 0 if it gives true. It is killed after a while if it hangs.
+// Forks a child that runs `work` and exits with 0 if that returns true. It is killed after a while if it
+// hangs.
 pid_t Fork(const std::function<bool()>& work) {
   const pid_t child = fork();
   if (child != 0) return child;
@@ -27,9 +28,9 @@ bool EndedWell(pid_t child) {
   return status == 0;
 }
 
-// A forked child has neither handles nor the batch of its parent, and can open the table again; the same
-// holds for its own child.
-TEST_F(EngineTest, ForkedChildrenStandOnTheirOwn) {
+// A forked child has neither the handles nor the batch of its parent, but can open the table again. The same
+// is true for its own child.
+TEST_F(EngineTest, ForkedChildrenAreIndependent) {
   int refused[2];
   ASSERT_EQ(pipe(refused), 0);
   const int table = Open();
@@ -63,7 +64,7 @@ TEST_F(EngineTest, ForkedChildrenStandOnTheirOwn) {
 
 constexpr int kRows = 100;
 
-// Opens a table and writes rows of a name, every other one in a batch.
+// Opens a table and writes rows with a name, every other row in a batch.
 bool WriteRows(const std::string& path, char name) {
   const int table = IOpen(path.c_str());
   bool good = table > 0;
@@ -80,10 +81,9 @@ const Role writeRows("write-rows", [](const std::vector<std::string>& arguments)
   return WriteRows(arguments[0], 'p') ? 0 : 1;
 });
 
-// Among others, a child must find no lock inside the module taken by a thread that it doesn't have.
-// Sanitizers leave their own allocator locked in such a child, so under them only another process writes
-// meanwhile.
-TEST_F(EngineTest, ThreadsChildrenAndOtherProcessesWriteAtOnce) {
+// In a child, no lock of the module may be held by a thread that does not exist there. Sanitizers leave their
+// own allocator locked in such a child, so with them only another process writes meanwhile.
+TEST_F(EngineTest, ThreadsChildrenAndProcessesWriteConcurrently) {
   const int table = Open();
   HelperProcess other({"write-rows", table_});
   std::atomic<bool> stop{false};

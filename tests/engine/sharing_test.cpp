@@ -15,9 +15,9 @@
 
 namespace {
 
-// Opens a table, says so, and keeps it open until it is killed.
+// Opens a table, reports that, and keeps it open until it is killed.
 int HoldTable(const std::vector<std::string>& arguments) {
-  Tell(IOpen(arguments[0].c_str()) > 0 ? "open" : "refused");
+  Say(IOpen(arguments[0].c_str()) > 0 ? "open" : "refused");
   Listen();
   return 0;
 }
@@ -28,7 +28,7 @@ int MakeTable(const std::vector<std::string>& arguments) {
 }
 const Role makeTable("make-table", MakeTable);
 
-TEST_F(EngineTest, KeepsATableInUseFromBeingReplacedOrDeleted) {
+TEST_F(EngineTest, ProtectsTableInUse) {
   const int table = Open();
   ASSERT_EQ(Write(table, "a", "", "kept"), 1);
   const int second = Open();
@@ -54,8 +54,8 @@ TEST_F(EngineTest, KeepsATableInUseFromBeingReplacedOrDeleted) {
   }
 }
 
-// Programs hash and copy table files while they use them; a classic lock would go with the close.
-TEST_F(EngineTest, KeepsItsLocksWhenTheFileIsReadBesides) {
+// Programs hash and copy table files while they use them; a classic lock would be lost with the close.
+TEST_F(EngineTest, KeepsLocksWhenFileIsReadElsewhere) {
   const int table = Open();
   ASSERT_EQ(BeginBatch(table, 1), 1);
   ASSERT_EQ(Write(table, "a", "", "1"), 1);
@@ -77,8 +77,8 @@ int Execute(sqlite3* database, const char* sql) {
   return sqlite3_exec(database, sql, nullptr, nullptr, nullptr);
 }
 
-// Plain SQLite takes the same bytes step by step, as did the module's first release.
-TEST_F(EngineTest, PlainSqliteIsExcludedAndExcludesUs) {
+// Plain SQLite locks the same bytes step by step, as did the first release of the module.
+TEST_F(EngineTest, ExcludesPlainSqliteAndIsExcludedByIt) {
   const int table = Open();
   ASSERT_EQ(Write(table, "a", "", "ours"), 1);
   sqlite3* plain = nullptr;
@@ -109,7 +109,7 @@ TEST_F(EngineTest, PlainSqliteIsExcludedAndExcludesUs) {
   sqlite3_close(plain);
 }
 
-TEST_F(EngineTest, WaitsForATryAndNotForAHolder) {
+TEST_F(EngineTest, WaitsForTryButNotForHolder) {
   std::atomic<bool> stop{false};
   std::thread trying([&] {
     while (!stop) CanLockWhole(table_);
@@ -124,7 +124,7 @@ TEST_F(EngineTest, WaitsForATryAndNotForAHolder) {
   trying.join();
 }
 
-TEST_F(EngineTest, OneTableByTwoNamesIsOneTable) {
+TEST_F(EngineTest, TwoNamesOfOneTableShareIt) {
   const std::string link = folder_.Host("link.dat");
   std::filesystem::create_symlink(table_, link);
   const int byName = Open();
@@ -139,11 +139,11 @@ TEST_F(EngineTest, OneTableByTwoNamesIsOneTable) {
   EXPECT_TRUE(std::filesystem::is_symlink(link));
 }
 
-TEST_F(EngineTest, FollowsATableThatWasReplaced) {
+TEST_F(EngineTest, ReopensReplacedTable) {
   const int old = Open();
   ASSERT_EQ(Write(old, "a", "", "old"), 1);
   EXPECT_EQ(IsStillNamed(old), 1);
-  std::filesystem::remove(table_);  // without asking
+  std::filesystem::remove(table_);  // without trying its lock
   EXPECT_EQ(IsStillNamed(old), 0);
   ASSERT_EQ(Create(), 0);
   EXPECT_EQ(IsStillNamed(old), 0);
@@ -161,8 +161,8 @@ int ReadAsNobody(const std::vector<std::string>& arguments) {
 }
 const Role readAsNobody("read-as-nobody", ReadAsNobody);
 
-TEST_F(EngineTest, ReadsATableThatItMayNotWrite) {
-  if (geteuid() != 0) GTEST_SKIP() << "only root can become somebody else";
+TEST_F(EngineTest, ReadsTableThatIsReadOnly) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can become another user";
   ASSERT_EQ(Write(Open(), "a", "", "kept"), 1);
   CloseAll();
   std::filesystem::permissions(folder_.Host(), std::filesystem::perms(0755));

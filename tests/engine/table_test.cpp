@@ -18,7 +18,7 @@ std::string Upper(std::string text) {
   return text;
 }
 
-TEST_F(EngineTest, FindsByBothKeysInAllWays) {
+TEST_F(EngineTest, FindsByBothKeysInAllModes) {
   const int table = Open();
   for (const char* key : {"b", "d", "f"}) ASSERT_EQ(Write(table, key, Upper(key), key), 1);
   const struct {
@@ -46,11 +46,11 @@ TEST_F(EngineTest, FindsByBothKeysInAllWays) {
 TEST_F(EngineTest, ComparesKeysAsBytes) {
   const int table = Open();
   for (const char* key : {"\xe0", "a", "B", "a\x01", "1"}) ASSERT_EQ(Write(table, key, "", ""), 1);
-  // A key that goes on below a blank lies before the one that ends.
+  // A key that continues with a character below a blank sorts before the shorter key.
   EXPECT_EQ(All(table), (Rows{"1|", "B|", "a\x01|", "a|", "\xe0|"}));
 }
 
-TEST_F(EngineTest, LeavesBuffersAloneWhereNothingIsFound) {
+TEST_F(EngineTest, LeavesBuffersUnchangedIfNothingIsFound) {
   const int table = Open();
   char key[8] = "no\0rest";
   char record[21] = "untouched";
@@ -60,7 +60,7 @@ TEST_F(EngineTest, LeavesBuffersAloneWhereNothingIsFound) {
   for (const int number : {0, 3, -1, INT_MAX}) EXPECT_EQ(ReadKeyEq(table, number, key, record), 0);
 }
 
-TEST_F(EngineTest, ReplacesARecordOfTheSameKey1) {
+TEST_F(EngineTest, ReplacesRecordWithSameKey1) {
   const int table = Open();
   EXPECT_EQ(Write(table, "a", "x", "first"), 1);
   EXPECT_EQ(Write(table, "a", "y", "second"), 1);
@@ -72,7 +72,7 @@ TEST_F(EngineTest, ReplacesARecordOfTheSameKey1) {
   EXPECT_EQ(All(table, 2), Rows{"y|01234567890123456789"});
 }
 
-TEST_F(EngineTest, DeletesByTheKeysGiven) {
+TEST_F(EngineTest, DeletesByMatchingKeys) {
   const struct {
     const char* key1;
     const char* key2;
@@ -116,7 +116,7 @@ TEST_F(EngineTest, WritesAndReadsFieldsOfTheCurrentRecord) {
   EXPECT_EQ(GetFieldValueByName("name", read), 1) << "over the record's own start";
   EXPECT_STREQ(read, "a name beyond");
 
-  std::vector<char> shorter = {'a', 'b', 'c'};  // nothing may be read behind it
+  std::vector<char> shorter = {'a', 'b', 'c'};  // nothing may be read beyond it
   SetCurrentRecord("f-D3", shorter.data(), 3);
   EXPECT_EQ(WriteKeys(table, "a", ""), 1);
   EXPECT_EQ(All(table), Rows{"a|abc"}) << "completed with blanks";
@@ -124,7 +124,7 @@ TEST_F(EngineTest, WritesAndReadsFieldsOfTheCurrentRecord) {
   EXPECT_EQ(GetFieldValueByIdx(0, text), 0);
 }
 
-TEST_F(EngineTest, KeepsACurrentRecordForEachThread) {
+TEST_F(EngineTest, HasCurrentRecordPerThread) {
   char mine[5] = "mine";
   char text[5] = {};
   SetCurrentRecord("f-D4", mine, 4);
@@ -138,7 +138,7 @@ TEST_F(EngineTest, KeepsACurrentRecordForEachThread) {
   EXPECT_STREQ(text, "mine");
 }
 
-TEST_F(EngineTest, MakesTablesOfAnyLengthWithinBounds) {
+TEST_F(EngineTest, CreatesTablesOfAnyValidLength) {
   const std::string path = folder_.Host("lengths.dat");
   const std::vector<std::vector<int>> good = {{1, 1, 0}, {154, 82, 0}, {6143, 1023, 1023}};
   for (const auto& lengths : good) {
@@ -162,7 +162,7 @@ TEST_F(EngineTest, MakesTablesOfAnyLengthWithinBounds) {
   }
 }
 
-TEST_F(EngineTest, NamesTheFileByItsExtension) {
+TEST_F(EngineTest, ReplacesExtensionOfName) {
   const std::pair<const char*, const char*> cases[] = {
       {"/orders", "orders.dat"}, {"/bills.idx", "bills.dat"},         {"\\sub\\x.dat", "sub/x.dat"},
       {"/a.b.c", "a.b.dat"},     {"\\sub.d\\none", "sub.d/none.dat"}, {"/./sub//../up.dat", "up.dat"},
@@ -179,7 +179,7 @@ TEST_F(EngineTest, NamesTheFileByItsExtension) {
   EXPECT_NE(CreateArchive(folder_.Host("missing/x.dat").c_str(), 20, 4, 3), 0);
 }
 
-TEST_F(EngineTest, GivesFilesTheBitsOfTheirFolder) {
+TEST_F(EngineTest, FilesGetPermissionsOfFolder) {
   std::filesystem::permissions(folder_.Host(), std::filesystem::perms(0775));
   const mode_t former = umask(0077);
   const std::string path = folder_.Host("shared.dat");
@@ -191,7 +191,7 @@ TEST_F(EngineTest, GivesFilesTheBitsOfTheirFolder) {
   }
 }
 
-TEST_F(EngineTest, RefusesWhatIsNoTable) {
+TEST_F(EngineTest, RefusesFilesThatAreNotTables) {
   const std::string good = folder_.Read("t.dat");
   const auto damaged = [&good](std::size_t place, const std::string& bytes) {
     return std::string(good).replace(place, bytes.size(), bytes);
@@ -215,7 +215,7 @@ TEST_F(EngineTest, RefusesWhatIsNoTable) {
   EXPECT_GT(IOpen(folder_.Host("copy").c_str()), 0) << "as it was";
 }
 
-TEST_F(EngineTest, ReadsOnlyWhereItMayNotWrite) {
+TEST_F(EngineTest, OpensReadOnlyIfNotWritable) {
   const int table = Open();
   ASSERT_EQ(Write(table, "a", "x", "kept"), 1);
   const int reader = IREOpen(table_.c_str());
@@ -231,7 +231,7 @@ TEST_F(EngineTest, ReadsOnlyWhereItMayNotWrite) {
   }
 }
 
-TEST_F(EngineTest, NeverGivesANumberTwice) {
+TEST_F(EngineTest, NeverReusesHandles) {
   const int first = Open();
   const int second = Open();
   EXPECT_GT(first, 0);

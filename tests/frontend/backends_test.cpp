@@ -24,9 +24,9 @@ std::size_t SlotOf(Operation operation) {
   return static_cast<std::size_t>(offset) / sizeof(void*);
 }
 
-// Programs that were built against the interface call by slot, so none may move. The destructor has the first
-// two.
-TEST(Interface, OperationsStandInTheirSlots) {
+// Programs that were built against the interface call by slot, so no slot may move. The destructor has the
+// first two.
+TEST(Interface, OperationsHaveTheirSlots) {
   using Sync = int (Opr::*)(char*, char*, char*, SYNC_DIR_FILE_EXCLUDE, unsigned int*);
   const std::size_t slots[] = {
       SlotOf(static_cast<int (Opr::*)(char*, char*, char*, unsigned int, char*, char*)>(&Opr::Open)),
@@ -67,7 +67,7 @@ TEST(Interface, OperationsStandInTheirSlots) {
   for (std::size_t i = 0; i < std::size(slots); ++i) EXPECT_EQ(slots[i], i + 2);
 }
 
-// A stand-in with fields to set, for what the base class does by itself.
+// A subclass with accessible fields, to test the base class.
 class Probe : public CTVLClientSmbOpr {
  public:
   explicit Probe(unsigned int version) { versionNumber = version; }
@@ -98,7 +98,7 @@ TEST(BaseClass, SplitsTheVersionNumber) {
   EXPECT_EQ(major, 4294U);
 }
 
-TEST(BaseClass, ShortFormsFillIn) {
+TEST(BaseClass, ShortFormsAddDefaults) {
   Probe probe(0);
   unsigned int total = 0;
   EXPECT_EQ(probe.SyncDirOpenGetRemote(Arg("r"), Arg("l"), SYNC_DIR_FILE_EXCLUDE_PDF, &total), 5);

@@ -7,7 +7,7 @@
 
 namespace {
 
-TEST(ErrorTexts, StandForTheirCodes) {
+TEST(ErrorTexts, MatchTheirCodes) {
   const std::map<int, std::string> texts = {
       {0, "Operazione corretta"},
       {1, "Operazione non supportata"},

@@ -14,9 +14,9 @@ namespace {
 
 using std::string;
 
-class Functions : public testing::Test {
+class FreeFunctions : public testing::Test {
  protected:
-  Functions() {
+  FreeFunctions() {
     folder_.Write("root/f", "abc");
     folder_.Write("store.ini", "[TavolisFileSystem]\nDocumentRoot=" + folder_.Host("root") +
                                    "\nTmpDir=" + folder_.Host("tmp") + "\nShortName=" + string(300, 's') +
@@ -37,7 +37,7 @@ class Functions : public testing::Test {
   int transferred_ = 7;
 };
 
-TEST_F(Functions, WithoutAConnectionTellNothing) {
+TEST_F(FreeFunctions, ReturnNothingWithoutConnection) {
   for (const auto ask : {TVLLockObject, TVLUnlockObject}) {
     int state = 7, instance = 7, pid = 7;
     char computer[64] = "old", address[16] = "old", user[65] = "old";
@@ -55,7 +55,7 @@ TEST_F(Functions, WithoutAConnectionTellNothing) {
   EXPECT_EQ(TVLCloseConnection(), 8);
 }
 
-TEST_F(Functions, OneConnectionAtATime) {
+TEST_F(FreeFunctions, AllowOneConnectionAtATime) {
   EXPECT_EQ(Connect(), 0);
   EXPECT_EQ(TVLIsPresent(), 1);
   const CTVLClientOpr* first = currentConnection;
@@ -69,7 +69,7 @@ TEST_F(Functions, OneConnectionAtATime) {
   EXPECT_EQ(Connect(), 0);
 }
 
-TEST_F(Functions, AFailedConnectLeavesNoTrace) {
+TEST_F(FreeFunctions, FailedConnectLeavesNoTrace) {
   folder_.Write("store.ini", "[Environments]\nDocumentRoot=/\n");
   EXPECT_EQ(Connect(), 5);
   EXPECT_EQ(currentConnection, nullptr);
@@ -77,7 +77,7 @@ TEST_F(Functions, AFailedConnectLeavesNoTrace) {
   EXPECT_EQ(currentConnection, nullptr);
 }
 
-TEST_F(Functions, TellOfTheConnection) {
+TEST_F(FreeFunctions, DescribeConnection) {
   ASSERT_EQ(Connect(), 0);
   char short_name[64];
   char long_name[256];
@@ -89,8 +89,8 @@ TEST_F(Functions, TellOfTheConnection) {
   EXPECT_EQ(TVLConnectionInfos(nullptr, nullptr, nullptr), 0);
 }
 
-// The first name is the store's in both directions; a missing second one is the same.
-TEST_F(Functions, NamesOfAFile) {
+// The first name is that in the store in both directions; a missing second name means the same name.
+TEST_F(FreeFunctions, MapNamesOfFile) {
   ASSERT_EQ(Connect(), 0);
   EXPECT_EQ(TVLGetFile(Arg("f"), Arg(""), &transferred_), 0);
   EXPECT_EQ(TVLGetFile(Arg("f"), Arg("sub/g"), &transferred_), 0);
@@ -101,7 +101,7 @@ TEST_F(Functions, NamesOfAFile) {
   EXPECT_EQ(folder_.Read("root/h") + folder_.Read("root/a/b"), "putput");
 }
 
-TEST_F(Functions, TheHookRunsWhileFilesArePacked) {
+TEST_F(FreeFunctions, CallHookDuringCompression) {
   ASSERT_EQ(Connect(), 0);
   folder_.Write("root/large", string(100000, 'x'));
   int turns = 0;
@@ -111,7 +111,7 @@ TEST_F(Functions, TheHookRunsWhileFilesArePacked) {
   TVLSetPumpHook(nullptr, nullptr);
 }
 
-TEST_F(Functions, SayWhyAFileFailed) {
+TEST_F(FreeFunctions, ReportWhyFileFailed) {
   ASSERT_EQ(Connect(), 0);
   TVLLastFileError(nullptr, 0);
   EXPECT_EQ(TVLGetFile(Arg("none"), nullptr, &transferred_), 27);

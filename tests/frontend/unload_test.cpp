@@ -18,24 +18,24 @@ namespace {
 
 using std::string;
 
-// Connects, tells so, and ends in the way that the test names, without closing. Under a sanitizer whatever is
-// leaked, or used behind its end, changes the exit code.
+// Connects, reports that, and ends in the requested way without closing. With a sanitizer, a leak or a use
+// after free changes the exit code.
 int LeaveConnected(const std::vector<string>& arguments) {
   const string& way = arguments.at(1);
   if (TVLConnect2Dir(Arg(""), Arg(arguments.at(0)), Arg("test")) != 0) return 1;
   int state = 0;
   TVLLockObject(Arg("x"), &state, nullptr, nullptr, nullptr, nullptr, nullptr);
-  Tell("connected");
+  Say("connected");
   Listen();
   if (way == "exit") std::exit(0);
   if (way == "thread") std::thread([] { std::exit(0); }).join();
   if (way == "fork") {
-    // The child's end must not end its parent's presence.
+    // The end of the child must not end the presence of its parent.
     const pid_t child = fork();
     if (child == 0) std::exit(0);
     int status = 0;
     waitpid(child, &status, 0);
-    Tell(status == 0 ? "child ended" : "child failed");
+    Say(status == 0 ? "child ended" : "child failed");
     Listen();
   }
   return 0;
@@ -43,7 +43,7 @@ int LeaveConnected(const std::vector<string>& arguments) {
 
 const Role leave("leave", LeaveConnected);
 
-TEST(Unload, ClosesALeftOverConnectionOfThisProcessOnly) {
+TEST(LibraryUnload, ClosesOpenConnectionOfThisProcessOnly) {
   const TempFolder folder;
   folder.Make("root");
   folder.Write("store.ini", "[TavolisFileSystem]\nDocumentRoot=" + folder.Host("root") +

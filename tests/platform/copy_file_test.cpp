@@ -9,7 +9,7 @@ namespace {
 
 using std::string;
 
-TEST(CopyFile, OfAllSizesOverAllSizes) {
+TEST(CopyFile, CopiesAllSizesOverAllSizes) {
   const TempFolder folder;
   for (const std::size_t size : {0, 1, 4096, 131071, 131072, 131073, 300000, 1000000}) {
     for (const std::size_t before : {0, 10, 131072, 2000000}) {
@@ -21,7 +21,7 @@ TEST(CopyFile, OfAllSizesOverAllSizes) {
   }
 }
 
-TEST(CopyFile, OntoItselfKeepsTheBytes) {
+TEST(CopyFile, KeepsFileCopiedOntoItself) {
   const TempFolder folder;
   folder.Write("a", "bytes");
   std::filesystem::create_hard_link(folder.Host("a"), folder.Host("hard"));

@@ -16,7 +16,7 @@ namespace {
 
 using std::string;
 
-TEST(Attributes, TellFilesFoldersAndLinks) {
+TEST(Attributes, DistinguishFilesFoldersAndLinks) {
   const TempFolder folder;
   folder.Write("file", "12345");
   folder.Make("dir");
@@ -56,7 +56,7 @@ TEST(LowOpen, FollowsItsFlags) {
   const struct {
     int flags;
     bool exists;
-    const char* contents;  // behind a write of "X" where the flags allow it; null if it doesn't open
+    const char* contents;  // after a write of "X" if the flags allow it; null if it cannot be opened
   } cases[] = {
       {0, false, nullptr},
       {0, true, "old"},
@@ -93,7 +93,7 @@ string FullPath(const string& path) {
   return buffer;
 }
 
-TEST(FullPath, IsFolded) {
+TEST(FullPath, ResolvesDotsAndSeparators) {
   const std::pair<const char*, const char*> cases[] = {
       {"/a/b", "\\a\\b"},
       {"/a//b\\\\c///", "\\a\\b\\c\\"},
@@ -108,7 +108,7 @@ TEST(FullPath, IsFolded) {
   for (const auto& [path, expected] : cases) EXPECT_EQ(FullPath(path), expected) << path;
 }
 
-TEST(FullPath, OfARelativeNameStartsAtTheCurrentFolder) {
+TEST(FullPath, StartsAtCurrentFolderForRelativeName) {
   namespace fs = std::filesystem;
   const TempFolder folder;
   const fs::path before = fs::current_path();
@@ -128,7 +128,7 @@ TEST(FullPath, OfARelativeNameStartsAtTheCurrentFolder) {
   fs::current_path(before);
 }
 
-TEST(FullPath, SaysHowMuchRoomItNeeds) {
+TEST(FullPath, ReturnsRequiredSize) {
   for (const std::size_t length : {259U, 260U, 100000U}) {
     string path(length, 'x');
     path[0] = '/';

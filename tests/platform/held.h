@@ -16,9 +16,9 @@ inline bool IsHeldBySomebody(const std::string& path) {
   return tvl::IsHeld(file.Handle());
 }
 
-class Held : public testing::Test {
+class HeldFile : public testing::Test {
  protected:
-  Held() {
+  HeldFile() {
     folder_.Write("source", "new bytes");
     folder_.Write("full", "old");
     folder_.Write("empty", "");

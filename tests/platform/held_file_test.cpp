@@ -10,7 +10,7 @@ namespace {
 
 using std::string;
 
-TEST_F(Held, ByAnotherDescriptorOfThisProcess) {
+TEST_F(HeldFile, DetectsAnotherDescriptorOfThisProcess) {
   for (const string name : {"full", "empty"}) {
     const string path = folder_.Logical(name);
     const tvl::LowFile file(path.c_str(), kLowReadWrite);

@@ -20,11 +20,11 @@ using namespace std::string_literals;
 
 class IniFile : public testing::Test {
  protected:
-  string Text(const string& bytes, DWORD room = 260) {
+  string Text(const string& bytes, DWORD size = 260) {
     folder_.Write("x.ini", bytes);
-    string buffer(room, '#');
-    const DWORD length = GetPrivateProfileStringA("s", "k", "(none)", buffer.data(), room, Path().c_str());
-    EXPECT_LT(length, room);
+    string buffer(size, '#');
+    const DWORD length = GetPrivateProfileStringA("s", "k", "(none)", buffer.data(), size, Path().c_str());
+    EXPECT_LT(length, size);
     EXPECT_EQ(buffer[length], 0);
     return buffer.substr(0, length);
   }
@@ -34,12 +34,12 @@ class IniFile : public testing::Test {
     return GetPrivateProfileIntA("s", "k", 77, Path().c_str());
   }
 
-  // The section's lines, read into a heap block of exactly `room` bytes.
-  std::vector<string> Section(const string& bytes, DWORD room = 32768) {
+  // Returns the lines of the section, read into a heap block of exactly `size` bytes.
+  std::vector<string> Section(const string& bytes, DWORD size = 32768) {
     folder_.Write("x.ini", bytes);
-    std::vector<char> block(room, '#');
-    const DWORD length = GetPrivateProfileSectionA("s", block.data(), room, Path().c_str());
-    EXPECT_LT(length, room);
+    std::vector<char> block(size, '#');
+    const DWORD length = GetPrivateProfileSectionA("s", block.data(), size, Path().c_str());
+    EXPECT_LT(length, size);
     EXPECT_EQ(block[length], 0);
     std::vector<string> lines;
     for (const char* at = block.data(); *at != 0; at += lines.back().size() + 1) lines.emplace_back(at);
@@ -51,7 +51,7 @@ class IniFile : public testing::Test {
   TempFolder folder_;
 };
 
-TEST_F(IniFile, TextOfAKey) {
+TEST_F(IniFile, ReadsTextOfKey) {
   const struct {
     string expected;
     std::vector<string> files;
@@ -79,13 +79,13 @@ TEST_F(IniFile, TextOfAKey) {
     for (const string& bytes : row.files)
       EXPECT_EQ(Text(bytes), row.expected) << testing::PrintToString(bytes.substr(0, 60));
   }
-  for (DWORD room = 1; room <= 8; ++room) {
-    EXPECT_EQ(Text("[s]\nk=abcde\n", room), string("abcde").substr(0, room - 1));
-    EXPECT_EQ(Text("[s]\n", room), string("(none)").substr(0, room - 1));
+  for (DWORD size = 1; size <= 8; ++size) {
+    EXPECT_EQ(Text("[s]\nk=abcde\n", size), string("abcde").substr(0, size - 1));
+    EXPECT_EQ(Text("[s]\n", size), string("(none)").substr(0, size - 1));
   }
 }
 
-TEST_F(IniFile, WhatCannotBeReadReadsLikeAnEmptyFile) {
+TEST_F(IniFile, UnreadableFileReadsAsEmpty) {
   for (const string& path : {folder_.Logical("missing"), folder_.Logical(), string(), string(9000, 'x')}) {
     char text[16];
     EXPECT_EQ(GetPrivateProfileStringA("s", "k", "d", text, sizeof text, path.c_str()), 1U);
@@ -96,7 +96,7 @@ TEST_F(IniFile, WhatCannotBeReadReadsLikeAnEmptyFile) {
   }
 }
 
-TEST_F(IniFile, NumberOfAKey) {
+TEST_F(IniFile, ReadsNumberOfKey) {
   const std::pair<string, int> cases[] = {
       {" 42 ", 42},
       {"-1", -1},
@@ -113,8 +113,8 @@ TEST_F(IniFile, NumberOfAKey) {
   EXPECT_EQ(Number("[s]\nother=1\n"), 77);
 }
 
-// Half a value would be a wrong one, so a line comes whole or not at all.
-TEST_F(IniFile, ASectionFillsItsRoomWithWholeLines) {
+// An incomplete value would be wrong, so a line is returned completely or not at all.
+TEST_F(IniFile, FillsBufferWithCompleteLinesOfSection) {
   using Lines = std::vector<string>;
   EXPECT_EQ(Section("[s]\n a = 1 \n;c\n\nb=\"2\"\nword\n=x\nc=\n[t]\nd=4\n"),
             (Lines{"a=1", "b=2", "word", "=x", "c="}));
@@ -122,9 +122,9 @@ TEST_F(IniFile, ASectionFillsItsRoomWithWholeLines) {
   EXPECT_EQ(Section("[s]\na=1\n", 1), Lines{});
   string bytes = "[s]\n";
   for (int i = 0; i < 1000; ++i) bytes += "k=" + string(20, 'v') + "\n";
-  for (const DWORD room : {22999U, 23000U, 23001U, 23002U}) {
-    const Lines lines = Section(bytes, room);
-    EXPECT_EQ(lines.size(), room < 23001 ? 999U : 1000U);
+  for (const DWORD size : {22999U, 23000U, 23001U, 23002U}) {
+    const Lines lines = Section(bytes, size);
+    EXPECT_EQ(lines.size(), size < 23001 ? 999U : 1000U);
     EXPECT_EQ(lines.back().size(), 22U);
   }
   EXPECT_EQ(Section("[s]\na=1\nb=" + string(100000, 'v') + "\nc=3\n"), Lines{"a=1"});
@@ -132,7 +132,7 @@ TEST_F(IniFile, ASectionFillsItsRoomWithWholeLines) {
   EXPECT_TRUE(Section("[s]\na=" + string(32765, 'v') + "\n").empty());
 }
 
-TEST_F(IniWriter, ChangesOneValueAndKeepsEveryOtherByte) {
+TEST_F(IniWriter, ChangesOneValueAndKeepsAllOtherBytes) {
   const struct {
     const char* name;
     string before, after;  // with the value "v" for the key "K"
@@ -163,14 +163,14 @@ TEST_F(IniWriter, ChangesOneValueAndKeepsEveryOtherByte) {
   }
 }
 
-TEST_F(IniWriter, RefusesWhatCouldNotBeReadBack) {
+TEST_F(IniWriter, RefusesValuesThatCannotBeReadBack) {
   folder.Write("f.ini", "[Env]\na=1\n");
   for (const char* key : {"", " k", "k ", "k=l", "[k", ";k", "k\nl"}) EXPECT_EQ(Put(key, "v"), 0) << key;
   for (const char* value : {"v\nw", "v\r"}) EXPECT_EQ(Put("k", value), 0) << value;
   EXPECT_EQ(folder.Read("f.ini"), "[Env]\na=1\n");
 }
 
-TEST_F(IniWriter, DeletesAKey) {
+TEST_F(IniWriter, DeletesKey) {
   const std::pair<string, string> rows[] = {
       {"a=1\n[Env]\nK=1\r\n;K=c\nb=2\n k = 3", "a=1\n[Env]\n;K=c\nb=2\n"},
       {"[Env]\nb=2\n[x]\nK=1\n", "[Env]\nb=2\n[x]\nK=1\n"},

@@ -13,7 +13,7 @@ namespace {
 using std::string;
 using Names = std::set<string>;
 
-// What a search finds, without "." and "..", which are looked at on their own.
+// Returns the names that a search finds, without "." and "..", which are tested separately.
 Names Find(const string& pattern) {
   Names names;
   WIN32_FIND_DATAA found = {};
@@ -32,7 +32,7 @@ TEST(Search, MatchesPatterns) {
   const TempFolder folder;
   for (const char* name : {"a.txt", "B.TXT", "noext", ".dot", "a.b.c", "[x]", "back\\slash", "sub/inner.txt"})
     folder.Write(name, "");
-  // "back\\slash" is a name that no path could say.
+  // "back\\slash" is a name that no path can express.
   const Names all = {"a.txt", "B.TXT", "noext", ".dot", "a.b.c", "[x]", "sub"};
   const struct {
     const char* pattern;
@@ -57,8 +57,8 @@ TEST(Search, MatchesPatterns) {
     EXPECT_EQ(Find(folder.Logical() + "\\" + row.pattern), row.expected) << row.pattern;
 }
 
-// A pattern of many stars against a name that almost fits costs no more than name times pattern.
-TEST(Search, EndsOnPatternsOfManyStars) {
+// Matching a pattern with many stars costs no more than the product of the lengths of name and pattern.
+TEST(Search, TerminatesOnPatternsWithManyStars) {
   const TempFolder folder;
   folder.Write(string(250, 'a'), "");
   string pattern;
@@ -67,7 +67,7 @@ TEST(Search, EndsOnPatternsOfManyStars) {
   EXPECT_EQ(Find(folder.Logical(pattern)).size(), 1U);
 }
 
-TEST(Search, LeavesOutLinksThatLeadBack) {
+TEST(Search, OmitsLinksToParentFolders) {
   const TempFolder folder;
   folder.Make("top/mid/low");
   folder.Make("other");
@@ -84,7 +84,7 @@ TEST(Search, LeavesOutLinksThatLeadBack) {
             (Names{"low", "to_child", "to_other", "to_file", "dangling"}));
 }
 
-// Entries below a folder; gives up when they are many, as on a walk that goes round.
+// Counts the entries below a folder. Stops if there are many, as in an endless walk.
 int CountByWalk(const string& path, int count = 0) {
   for (const string& name : Find(path + "\\*.*")) {
     if (++count > 1000) break;
@@ -93,8 +93,8 @@ int CountByWalk(const string& path, int count = 0) {
   return count;
 }
 
-// Neither folder is above the other, so their parents don't tell that the walk goes round.
-TEST(Search, AWalkEndsInFoldersThatLinkToEachOther) {
+// Neither folder is a parent of the other, so their parents do not show the loop.
+TEST(Search, WalkOfFoldersThatLinkToEachOtherEnds) {
   const TempFolder folder;
   folder.Make("a");
   folder.Make("b");

@@ -29,9 +29,9 @@
 #include "support/store.h"
 #include "support/temp_folder.h"
 
-// A contest for locks by processes that are killed, stopped and restarted and that lose their markers,
-// watched by a witness outside the store. A million rounds with TVL_TEST_LARGE=1; run the program itself
-// then, since CTest ends it too early.
+// A contest for locks between processes that are killed, stopped and restarted and that lose their markers,
+// observed by a witness outside the store. With TVL_TEST_LARGE=1 there are a million rounds; then run the
+// program directly, because CTest would end it too early.
 
 namespace {
 
@@ -67,11 +67,11 @@ struct Witness {
   std::atomic<long> rounds;
   std::atomic<long> doubles;       // a life entered while another was inside
   std::atomic<long> idle_losses;   // markers removed while their owners had no lock
-  std::atomic<long> held_losses;   // markers removed under a holder
+  std::atomic<long> held_losses;   // markers removed while their owners had a lock
   std::atomic<long> robberies;     // markers removed by another process at any moment
-  std::atomic<long> successions;   // a robbed life met the one that had taken its lock
-  std::atomic<long> untold;        // holders of these that were not told within a second
-  std::atomic<long> false_alarms;  // holders that were told of a loss although there was none
+  std::atomic<long> successions;   // a robbed life met the one that had acquired its lock
+  std::atomic<long> unnotified;    // owners of these that were not notified within a second
+  std::atomic<long> false_alarms;  // owners that were notified of a loss although there was none
   std::atomic<long> unusable;      // answers 0 to a lock
   std::atomic<bool> is_over;
 
@@ -83,7 +83,7 @@ struct Witness {
     return being_robbed[life % kContestants] || robbed[life % kContestants];
   }
 
-  // False for a life that was robbed since it got the lock, where another has taken that.
+  // Returns false for a life that was robbed since it got the lock, if another life has acquired the lock.
   [[nodiscard]] bool Enter(std::size_t object, std::uint32_t life) {
     std::uint32_t former = inside[object];
     bool was_robbed = false;
@@ -120,7 +120,7 @@ class Contestant {
 
   void Run() {
     Restart();
-    // What its predecessor had when it was killed is best taken first.
+    // Tries first the locks that its predecessor had when it was killed.
     for (std::size_t object = 0; object < kObjects; ++object) Ask(object);
     while (!witness_.is_over) {
       if (OneIn(50)) Restart();
@@ -135,7 +135,7 @@ class Contestant {
  private:
   bool OneIn(unsigned int count) { return random_() % count == 0; }
 
-  // A new instance in this process, which must not own what the last one left.
+  // Starts a new instance in this process, which must not own the locks of the last one.
   void Restart() {
     me_.reset();
     me_ =
@@ -163,13 +163,13 @@ class Contestant {
     me_->Unlock(name.c_str());
   }
 
-  // From here on others may take the lock.
+  // From now on others may acquire the lock.
   void LoseMarker(const string& name) {
     RemoveMarker();
     ++witness_.held_losses;
     const auto start = steady_clock::now();
     if (me_->HoldsLock(name.c_str()) || steady_clock::now() - start > std::chrono::seconds(1))
-      ++witness_.untold;
+      ++witness_.unnotified;
   }
 
   Witness& witness_;
@@ -188,13 +188,13 @@ int BeContestant(const std::vector<string>& arguments) {
 const Role beContestant("contestant", BeContestant);
 
 // Starts the contestants and disturbs them until the rounds are over.
-class Contest {
+class PresenceContest {
  public:
-  explicit Contest(const string& folder) : folder_(folder), witness_(MapWitness(folder)) {
+  explicit PresenceContest(const string& folder) : folder_(folder), witness_(MapWitness(folder)) {
     for (std::size_t contestant = 0; contestant < kContestants; ++contestant) Start(contestant);
   }
 
-  // False if the contestants hang.
+  // Returns false if the contestants hang.
   [[nodiscard]] bool RunFor(long rounds) {
     long seen = 0;
     auto progress = steady_clock::now();
@@ -216,7 +216,7 @@ class Contest {
   void Report(double seconds) const {
     std::cout << witness_.rounds << " rounds in " << seconds << " s, " << kills_ << " kills, " << stops_
               << " stops, markers removed from idle owners " << witness_.idle_losses << ", from holders "
-              << witness_.held_losses << " (not told " << witness_.untold << "), at any moment "
+              << witness_.held_losses << " (not notified " << witness_.unnotified << "), at any moment "
               << witness_.robberies << " (locks taken over " << witness_.successions << "), false alarms "
               << witness_.false_alarms << ", answers 0 " << witness_.unusable << ", double holders "
               << witness_.doubles << '\n';
@@ -235,7 +235,7 @@ class Contest {
     switch (random_() % 8) {
       case 0:
         witness_.killed[contestant] = generations_[contestant];
-        processes_[contestant].reset();  // by SIGKILL
+        processes_[contestant].reset();  // kills it with SIGKILL
         ++kills_;
         Start(contestant);
         break;
@@ -252,7 +252,7 @@ class Contest {
     }
   }
 
-  // Removes the marker of a contestant, whatever it is doing: it may be in the middle of a lock.
+  // Removes the marker of a contestant at any time, even in the middle of a lock operation.
   void Rob(std::size_t contestant) {
     char process[16];
     std::snprintf(process, sizeof process, ".%x.", static_cast<unsigned int>(processes_[contestant]->Pid()));
@@ -276,7 +276,7 @@ class Contest {
   long stops_ = 0;
 };
 
-// Held markers that leave only numbers in between to one class, and high ones to another.
+// Held markers that leave only numbers in between for one class, and high numbers for another.
 class HeldNumbers {
  public:
   explicit HeldNumbers(const Store& store) {
@@ -298,7 +298,7 @@ class HeldNumbers {
   std::vector<std::unique_ptr<tvl::LowFile>> files_;
 };
 
-TEST(Contest, NeverHasTwoHoldersOfALock) {
+TEST(PresenceContest, NeverHasTwoOwnersOfOneLock) {
   const bool is_large = getenv("TVL_TEST_LARGE") != nullptr;
   const long rounds = is_large ? 1'000'000 : Rounds(2'000);
   const TempFolder folder(TempFolder::Memory());
@@ -306,15 +306,15 @@ TEST(Contest, NeverHasTwoHoldersOfALock) {
   store.Make();
   const HeldNumbers held(store);
   const auto start = steady_clock::now();
-  Contest contest(folder.Host());
+  PresenceContest contest(folder.Host());
   EXPECT_TRUE(contest.RunFor(rounds)) << "the contestants hang";
   contest.Report(std::chrono::duration<double>(steady_clock::now() - start).count());
   const Witness& witness = contest.Observed();
   EXPECT_EQ(witness.doubles, 0);
-  EXPECT_EQ(witness.untold + witness.false_alarms, 0);
+  EXPECT_EQ(witness.unnotified + witness.false_alarms, 0);
   EXPECT_GT(contest.Kills(), 0);
   EXPECT_GT(witness.held_losses, 0);
-  EXPECT_TRUE(kSanitized || witness.robberies > 0);  // there are few rounds under a sanitizer
+  EXPECT_TRUE(kSanitized || witness.robberies > 0);  // there are few rounds with a sanitizer
   CConnection looking(store.locks.c_str(), store.procs.c_str(), "look");
   int count = 0;
   CString list;

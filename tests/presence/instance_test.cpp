@@ -18,7 +18,7 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-// A marker as a live instance keeps it.
+// A marker that is held like that of a live instance.
 struct HeldMarker : tvl::LowFile {
   explicit HeldMarker(const std::string& path) : LowFile(path.c_str(), kLowRewrite) {
     LowLock(Handle(), 1, 0);
@@ -28,11 +28,11 @@ struct HeldMarker : tvl::LowFile {
   ~HeldMarker() { LowLock(Handle(), 0, 0); }
 };
 
-class InstanceTest : public testing::Test {
+class PresenceInstance : public testing::Test {
  protected:
   void SetUp() override { store_.Make(); }
 
-  // Nothing but markers of others, the live ones held.
+  // Leaves only markers of others, and holds the live ones.
   void Leave(const Names& live, const Names& dead) {
     held_.clear();
     for (const std::string& former : store_.Markers()) std::filesystem::remove(store_.procsHost + former);
@@ -45,7 +45,7 @@ class InstanceTest : public testing::Test {
   std::list<HeldMarker> held_;
 };
 
-TEST_F(InstanceTest, NumbersGrowDownToOneAndThenUp) {
+TEST_F(PresenceInstance, NumbersGoDownToOneAndThenUp) {
   const auto mine = [](const char* number) {
     return std::string("pc12-7f000001-") + number + ".1a2c.mgrx.tvp";
   };
@@ -62,7 +62,7 @@ TEST_F(InstanceTest, NumbersGrowDownToOneAndThenUp) {
       {{mine("1000"), mine("1001")}, {}, 999},
       {{mine("001"), mine("1200")}, {}, 1201},
       {{mine("001"), mine("002"), mine("9999")}, {}, 3},
-      // Nobody who counts: other computers, addresses and classes, and what is no marker.
+      // Names that do not count: other computers, addresses and classes, and names that are not markers.
       {{"pc13-7f000001-001.1.mgrx.tvp", "pc12-7f000002-001.1.mgrx.tvp", "pc12-7f000001-001.1.mgry.tvp"},
        {},
        1},
@@ -90,7 +90,7 @@ TEST_F(InstanceTest, NumbersGrowDownToOneAndThenUp) {
   }
 }
 
-TEST_F(InstanceTest, WithoutAFreeNumberNothingIsLocked) {
+TEST_F(PresenceInstance, LocksNothingWithoutFreeNumber) {
   Leave({"pc12-7f000001-001.1.mgrx.tvp"}, {});
   for (int number = 2; number <= 9999; ++number) {
     char name[64];
@@ -108,15 +108,15 @@ TEST_F(InstanceTest, WithoutAFreeNumberNothingIsLocked) {
   EXPECT_EQ(me.Lock("A"), 2);
 }
 
-TEST_F(InstanceTest, UnfinishedMarkersOfTheDeadAreRemoved) {
+TEST_F(PresenceInstance, RemovesUnfinishedMarkersOfDeadProcesses) {
   Leave({".1.0.new"}, {".2.0.new"});
   CConnection me(store_.locks.c_str(), store_.procs.c_str(), "mgrx");
   me.AllocateInstance();
   EXPECT_EQ(store_.Markers().size(), 2U);
-  EXPECT_EQ(store_.Markers().at(0), ".1.0.new") << "its owner is about to give it its name";
+  EXPECT_EQ(store_.Markers().at(0), ".1.0.new") << "its owner is about to rename it";
 }
 
-TEST(Identity, IsFilledUpOrAsked) {
+TEST(PresenceIdentity, DefaultsComeFromSystem) {
   const struct {
     const char* clientClass;
     const char* address;
@@ -129,7 +129,7 @@ TEST(Identity, IsFilledUpOrAsked) {
   for (const auto& test : cases) {
     const CConnection me("", "", test.clientClass, "PC-Twelve", test.address, "Ann");
     EXPECT_EQ(std::string(me.className) + ' ' + me.ipText, test.expected);
-    EXPECT_EQ(std::string(me.computer) + ' ' + me.user, "PC-Twelve Ann") << "as they are given";
+    EXPECT_EQ(std::string(me.computer) + ' ' + me.user, "PC-Twelve Ann") << "unchanged";
     EXPECT_EQ(me.pid, static_cast<unsigned int>(getpid()));
   }
   char host[256] = {};
@@ -142,7 +142,7 @@ TEST(Identity, IsFilledUpOrAsked) {
   EXPECT_STRNE(me.user, "");
 }
 
-TEST_F(InstanceTest, TheListHasTheLiveOthersOfAClass) {
+TEST_F(PresenceInstance, ListsOtherLiveInstancesOfClass) {
   const struct {
     const char* clientClass;
     Names dead;
@@ -167,7 +167,7 @@ TEST_F(InstanceTest, TheListHasTheLiveOthersOfAClass) {
   }
 }
 
-TEST_F(InstanceTest, MarkersAreOpenToAllWhomTheirFolderIsOpenTo) {
+TEST_F(PresenceInstance, MarkersHavePermissionsOfFolder) {
   const mode_t former = umask(077);
   CConnection me(store_.locks.c_str(), store_.procs.c_str(), "mgrx");
   me.AllocateInstance();

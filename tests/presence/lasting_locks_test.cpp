@@ -23,7 +23,7 @@
 #include "support/temp_folder.h"
 #include "table/engine_binding.h"
 
-// Locks whose owner, marker or table is lost in one of many ways: never may two clients hold one.
+// Locks whose owner, marker or table is lost in many ways. Two clients must never hold the same lock.
 
 namespace {
 
@@ -37,10 +37,10 @@ struct Me : CConnection {
   }
 };
 
-class LastingLocks : public testing::Test {
+class PresenceLastingLocks : public testing::Test {
  protected:
-  LastingLocks() { store_.Make(); }
-  ~LastingLocks() override { tvl::System() = real_; }
+  PresenceLastingLocks() { store_.Make(); }
+  ~PresenceLastingLocks() override { tvl::System() = real_; }
 
   [[nodiscard]] string OnlyMarker() const { return store_.procsHost + store_.Markers().at(0); }
 
@@ -56,9 +56,10 @@ class LastingLocks : public testing::Test {
   tvl::SystemCalls real_ = tvl::System();
 };
 
-constexpr const char* kNames[] = {"A", "\xC3\xA9t\xC3\xA9"};  // the second is above all that an end releases
+constexpr const char* kNames[] = {
+    "A", "\xC3\xA9t\xC3\xA9"};  // the second sorts after all names that Close releases
 
-TEST_F(LastingLocks, ARestartedClientTakesOverItsPredecessorsRows) {
+TEST_F(PresenceLastingLocks, RestartedClientTakesOverRows) {
   Me other(store_, "view");
   ASSERT_EQ(other.Lock("M"), 1);
   for (const char* name : kNames) {
@@ -81,7 +82,7 @@ TEST_F(LastingLocks, ARestartedClientTakesOverItsPredecessorsRows) {
   }
 }
 
-TEST_F(LastingLocks, TwoLiveProcessesOfOneIdentityAreTwoOwners) {
+TEST_F(PresenceLastingLocks, LiveProcessesWithOneIdentityExcludeEachOther) {
   ClientProcess twin(folder_.Host());
   ASSERT_EQ(twin.Start(), "1");
   const string marker = OnlyMarker();
@@ -101,7 +102,7 @@ TEST_F(LastingLocks, TwoLiveProcessesOfOneIdentityAreTwoOwners) {
   EXPECT_EQ(me.CheckLock("A"), 2);
 }
 
-TEST_F(LastingLocks, OwnersOfEveryClassAreSeen) {
+TEST_F(PresenceLastingLocks, DetectsOwnersOfEveryClass) {
   for (const char* name : {"ab  ", "ab\t ", "  ", "a/bc", "a\\/c", ".a.b"}) {
     SCOPED_TRACE(name);
     Me one(store_, name);
@@ -114,7 +115,7 @@ TEST_F(LastingLocks, OwnersOfEveryClassAreSeen) {
   }
 }
 
-TEST_F(LastingLocks, AnOwnerMakesItsLostMarkerAgain) {
+TEST_F(PresenceLastingLocks, OwnerRecreatesLostMarker) {
   const auto fail_reads = [] {
     tvl::System().read = [](int, void*, std::size_t) -> ssize_t {
       errno = EIO;
@@ -157,7 +158,7 @@ TEST_F(LastingLocks, AnOwnerMakesItsLostMarkerAgain) {
   }
 }
 
-TEST_F(LastingLocks, WhatOthersTookInTheMeantimeIsTheirs) {
+TEST_F(PresenceLastingLocks, LocksAcquiredByOthersMeanwhileRemainTheirs) {
   const struct {
     const char* what;
     std::function<void()> lose;
@@ -178,7 +179,7 @@ TEST_F(LastingLocks, WhatOthersTookInTheMeantimeIsTheirs) {
   }
 }
 
-TEST_F(LastingLocks, AMarkerNameHeldByAnotherLeavesNoPresence) {
+TEST_F(PresenceLastingLocks, NoPresenceIfAnotherHoldsMarkerName) {
   Me me(store_);
   fs::remove(OnlyMarker());
   const tvl::LowFile other(me.markerPath, kLowRewrite);
@@ -190,7 +191,7 @@ TEST_F(LastingLocks, AMarkerNameHeldByAnotherLeavesNoPresence) {
   EXPECT_TRUE(me.HoldsLock("A")) << "the name is free again";
 }
 
-TEST_F(LastingLocks, AnOwnerThatCannotBeExaminedIsAlive) {
+TEST_F(PresenceLastingLocks, UncheckableOwnerCountsAsAlive) {
   Me other(store_, "view");
   ASSERT_EQ(other.Lock("A"), 1);
   Me me(store_);
@@ -213,7 +214,7 @@ TEST_F(LastingLocks, AnOwnerThatCannotBeExaminedIsAlive) {
   EXPECT_FALSE(far.IsPresent());
 }
 
-// A trier that is stopped as soon as it has the turn on a new file.
+// A trier that is stopped as soon as it has the turn of a new file.
 int stopped_trier = -1;
 int OpenAndBeTried(const char* path, int flags, mode_t mode) {
   const int file = ::open(path, flags, mode);
@@ -227,7 +228,7 @@ int OpenAndBeTried(const char* path, int flags, mode_t mode) {
   return file;
 }
 
-TEST_F(LastingLocks, AMarkerIsHeldOnEveryMountAndWhateverTriersDo) {
+TEST_F(PresenceLastingLocks, MarkerIsHeldOnEveryMountDespiteTriers) {
   const auto refuse = [](const char*, const char*) {
     errno = EPERM;
     return -1;
@@ -257,8 +258,8 @@ TEST_F(LastingLocks, AMarkerIsHeldOnEveryMountAndWhateverTriersDo) {
   }
 }
 
-// What a connection of this process left would otherwise be the next one's.
-TEST_F(LastingLocks, ANewConnectionDropsWhatAnEarlierOneOfItsProcessLeft) {
+// Otherwise the next connection of this process would own the rows that an earlier one left.
+TEST_F(PresenceLastingLocks, NewConnectionDeletesRowsOfEarlierOne) {
   Me other(store_, "view");
   ASSERT_EQ(other.Lock("M"), 1);
   for (const bool is_table_late : {false, true}) {
@@ -290,7 +291,7 @@ void DamageRow(const string& table) {
   file.put('\x3E');
 }
 
-TEST_F(LastingLocks, ADamagedRowIsNotAFreeObject) {
+TEST_F(PresenceLastingLocks, DamagedRowIsNotAFreeObject) {
   {
     Me other(store_, "view");
     ASSERT_EQ(other.Lock("A"), 1);
@@ -307,7 +308,7 @@ TEST_F(LastingLocks, ADamagedRowIsNotAFreeObject) {
   EXPECT_EQ(me.Lock("B"), 1);
 }
 
-TEST_F(LastingLocks, AnOpenConnectionKeepsItsNumberWithoutItsMarker) {
+TEST_F(PresenceLastingLocks, ConnectionKeepsNumberWithoutMarker) {
   const Me me(store_);
   fs::remove(OnlyMarker());
   EXPECT_EQ(Me(store_).instance, 2);

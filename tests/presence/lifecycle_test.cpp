@@ -52,7 +52,7 @@ int CountRows(CTVLClientSmbOpr& connection, const char* prefix) {
   return set.Count();
 }
 
-class LifecycleTest : public testing::Test {
+class PresenceLifecycle : public testing::Test {
  protected:
   void SetUp() override {
     store_.Make();
@@ -63,7 +63,7 @@ class LifecycleTest : public testing::Test {
   Store store_{folder_.Host()};
 };
 
-// A forked child that runs `work`, then ends as programs do, and within a while.
+// Forks a child that runs `work` and then exits normally. It is killed if it hangs.
 pid_t Fork(const std::function<bool()>& work) {
   const pid_t child = fork();
   if (child != 0) return child;
@@ -71,7 +71,7 @@ pid_t Fork(const std::function<bool()>& work) {
   std::exit(work() ? 0 : 1);
 }
 
-TEST_F(LifecycleTest, AForkedChildTakesNothingFromItsParent) {
+TEST_F(PresenceLifecycle, ForkedChildChangesNothingOfParent) {
   constexpr int rows = 500;
   CTVLClientSmbOpr parent;
   ASSERT_EQ(store_.Connect(parent), TVL_OK);
@@ -100,12 +100,12 @@ TEST_F(LifecycleTest, AForkedChildTakesNothingFromItsParent) {
   EXPECT_EQ(other.InstanceId(), 2);
   EXPECT_EQ(StateOfLock(other, "PARENT"), 2);
   EXPECT_EQ(StateOfLock(other, "CHILD"), 1);
-  // The parent's table is still in use, so nobody takes its file.
-  CTVLCtreeRs anew(&other);
+  // The parent's table is still in use, so its file cannot be replaced.
+  CTVLCtreeRs recreated(&other);
   EXPECT_EQ(DeleteFileA((store_.root + "t.dat").c_str()), 0);
   EXPECT_NE(other.RenameServerFile(Arg("t.dat"), Arg("moved.dat")), TVL_OK);
   EXPECT_NE(other.CopyServer2Server(Arg("tvl.ini"), Arg("t.dat"), 0), TVL_OK);
-  EXPECT_EQ(anew.InitAndOpen(Arg("t.dat"), kRecord, kKey, 0), TVL_ERR_DELETE_FILE);
+  EXPECT_EQ(recreated.InitAndOpen(Arg("t.dat"), kRecord, kKey, 0), TVL_ERR_DELETE_FILE);
   EXPECT_EQ(CountRows(other, "p"), rows);
 }
 
@@ -119,12 +119,12 @@ int LeaveOpen(const std::vector<std::string>& arguments) {
   TVLLockObject(Arg("LEFT"), &state, nullptr, nullptr, nullptr, nullptr, nullptr);
   good = good && state == 1 && store.Connect(second) == TVL_OK && StateOfLock(second, "SECOND") == 1;
   good = good && set.Open(Arg("t.dat")) == TVL_OK && set.ReadKeyPrefiz(Arg("t")) == 1;
-  Tell(good ? "open" : "not open");
+  Say(good ? "open" : "not open");
   std::exit(0);
 }
 const Role leaveOpen("leave-open", LeaveOpen);
 
-TEST_F(LifecycleTest, WhatIsOpenAtTheEndIsClosedInOrder) {
+TEST_F(PresenceLifecycle, ExitClosesEverythingInOrder) {
   HelperProcess program({"leave-open", folder_.Host()});
   EXPECT_EQ(program.Hear(), "open");
   EXPECT_EQ(program.Wait(), 0);
@@ -136,7 +136,7 @@ TEST_F(LifecycleTest, WhatIsOpenAtTheEndIsClosedInOrder) {
   EXPECT_TRUE(rows.empty());
 }
 
-TEST(Mounted, AStoreThatIsFullOrReadOnlyRefusesAndStaysWhole) {
+TEST(PresenceFullStore, FullOrReadOnlyStoreRefusesLocks) {
   const TempFolder folder;
   const MountedFolder disk(folder.Host("disk"), "size=8m");
   if (!disk.IsMounted()) GTEST_SKIP() << "only root can mount";

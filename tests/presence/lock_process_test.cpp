@@ -36,16 +36,16 @@ int BeClient(const std::vector<std::string>& arguments) {
   if (user != 0 && (setgid(user) != 0 || setuid(user) != 0)) return 1;
   const Store store(arguments[0]);
   Me me(store);
-  Tell("ready");
+  Say("ready");
   Listen();
-  Tell(std::to_string(me.AllocateInstance()));
+  Say(std::to_string(me.AllocateInstance()));
   for (std::string object = Listen(); !object.empty(); object = Listen())
-    Tell(std::to_string(me.Lock(object.c_str())));
+    Say(std::to_string(me.Lock(object.c_str())));
   return 0;
 }
 const Role beClient("client", BeClient);
 
-class LockProcessTest : public testing::Test {
+class PresenceLockProcesses : public testing::Test {
  protected:
   void SetUp() override { store_.Make(); }
 
@@ -53,7 +53,7 @@ class LockProcessTest : public testing::Test {
   Store store_{folder_.Host()};
 };
 
-TEST_F(LockProcessTest, InstancesThatStartTogetherGetDifferentNumbers) {
+TEST_F(PresenceLockProcesses, SimultaneousInstancesGetDifferentNumbers) {
   for (int round = 0; round < Rounds(10); ++round) {
     std::list<ClientProcess> starting;
     while (starting.size() < kProcesses) starting.emplace_back(folder_.Host());
@@ -64,7 +64,7 @@ TEST_F(LockProcessTest, InstancesThatStartTogetherGetDifferentNumbers) {
   }
 }
 
-TEST_F(LockProcessTest, AStoppedOwnerKeepsItsLocksAndAKilledOneNone) {
+TEST_F(PresenceLockProcesses, StoppedOwnerKeepsLocksAndKilledOneLosesThem) {
   constexpr int locks = 50;
   Me me(store_, "view");
   me.AllocateInstance();
@@ -81,7 +81,7 @@ TEST_F(LockProcessTest, AStoppedOwnerKeepsItsLocksAndAKilledOneNone) {
   EXPECT_EQ(store_.Markers().size(), 1U) << "the dead one's marker is gone";
 }
 
-TEST_F(LockProcessTest, ADeadClientOfAnotherUserIsClearedAway) {
+TEST_F(PresenceLockProcesses, RemovesDeadClientOfAnotherUser) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can become other users";
   ClientProcess first(folder_.Host(), 65534);
   ClientProcess second(folder_.Host(), 65533);
@@ -95,20 +95,20 @@ TEST_F(LockProcessTest, ADeadClientOfAnotherUserIsClearedAway) {
   EXPECT_EQ(store_.Markers().size(), 1U);
 }
 
-// Has a lock and stays inside a write batch of the lock table, with a forked child that has neither.
+// Holds a lock and stays inside a write batch of the lock table, with a forked child that has neither.
 int SitInABatch(const std::vector<std::string>& arguments) {
   const Store store(arguments[0]);
   Me me(store);
   me.AllocateInstance();
   if (me.Lock("PARENT") != 1) return 1;
   const tvl::TableBatch batch(me.table->handle, tvl::TableBatch::Kind::kWrite);
-  if (batch.HasBegun() && fork() == 0) Tell("child lives");
+  if (batch.HasBegun() && fork() == 0) Say("child lives");
   Listen();
   _exit(0);
 }
 const Role sitInABatch("sit-in-a-batch", SitInABatch);
 
-TEST_F(LockProcessTest, AStoppedWriterMakesOthersFailAndNoneHang) {
+TEST_F(PresenceLockProcesses, StoppedWriterMakesOthersFailWithoutHanging) {
   using std::chrono::seconds;
   using std::chrono::steady_clock;
   Me me(store_, "view");
@@ -119,7 +119,7 @@ TEST_F(LockProcessTest, AStoppedWriterMakesOthersFailAndNoneHang) {
   HelperProcess writer({"sit-in-a-batch", folder_.Host()});
   ASSERT_EQ(writer.Hear(), "child lives");
   writer.Signal(SIGSTOP);
-  // Of other processes: within one the users of a table take turns.
+  // Uses another process, because within one process the users of a table take turns.
   ClientProcess late(folder_.Host());
   steady_clock::time_point start = steady_clock::now();
   late.Say("start");
@@ -133,7 +133,7 @@ TEST_F(LockProcessTest, AStoppedWriterMakesOthersFailAndNoneHang) {
   writer.Wait();
   start = steady_clock::now();
   EXPECT_EQ(me.Lock("PARENT"), 1);
-  EXPECT_LT(steady_clock::now() - start, seconds(8)) << "the child keeps nobody waiting";
+  EXPECT_LT(steady_clock::now() - start, seconds(8)) << "the child does not block others";
   EXPECT_EQ(me.Unlock("MINE"), 0);
   EXPECT_EQ(store_.Markers().size(), 3U) << "the dead one's is gone";
 }

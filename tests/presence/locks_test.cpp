@@ -21,11 +21,11 @@ struct Me : CConnection {
   }
 };
 
-class LocksTest : public testing::Test {
+class PresenceLocks : public testing::Test {
  protected:
   void SetUp() override { store_.Make(); }
 
-  // Names of the objects in the table, each with a "|", whoever looks.
+  // Returns the names of the objects in the table, each followed by "|".
   [[nodiscard]] std::string Rows() const {
     CConnection looking(store_.locks.c_str(), store_.procs.c_str(), "look");
     std::vector<tvl::LockRow> rows;
@@ -46,7 +46,7 @@ std::string Owner(const CConnection& me) {
 
 constexpr char kNobody[] = "  0 0  ";
 
-TEST_F(LocksTest, AFreeObjectIsTakenOnceAndGivenBackOnce) {
+TEST_F(PresenceLocks, LocksAndReleasesOnce) {
   Me me(store_);
   EXPECT_EQ(me.Unlock("ORD1"), 0);
   EXPECT_EQ(Owner(me), kNobody);
@@ -63,7 +63,7 @@ TEST_F(LocksTest, AFreeObjectIsTakenOnceAndGivenBackOnce) {
   EXPECT_EQ(Rows(), "");
 }
 
-TEST_F(LocksTest, WhoHoldsItDecidesTheState) {
+TEST_F(PresenceLocks, StateDependsOnOwner) {
   const struct {
     const char* clientClass;
     const char* computer;
@@ -94,7 +94,7 @@ TEST_F(LocksTest, WhoHoldsItDecidesTheState) {
   }
 }
 
-TEST_F(LocksTest, ARestartedClientIsTheSameOwner) {
+TEST_F(PresenceLocks, RestartedClientIsTheSameOwner) {
   Me me(store_);
   ASSERT_EQ(me.Lock("ORD1"), 1);
   CConnection twin(store_.locks.c_str(), store_.procs.c_str(), "MGRX", "PC12", "127.0.0.1", "bob");
@@ -103,8 +103,8 @@ TEST_F(LocksTest, ARestartedClientIsTheSameOwner) {
   EXPECT_EQ(Owner(twin), "pc12 mgrx 1 1 127.0.0.1 ann");
 }
 
-// What an instance that has died leaves behind: its row, and its marker unless somebody has met that before.
-TEST_F(LocksTest, TheDeadAreClearedAway) {
+// A dead instance leaves its row, and its marker unless another instance has already removed it.
+TEST_F(PresenceLocks, RemovesDeadOwners) {
   for (const bool markerLeft : {true, false}) {
     for (const auto operation : {&CConnection::Lock, &CConnection::Unlock, &CConnection::CheckLock}) {
       std::string marker = store_.procsHost;
@@ -126,7 +126,7 @@ TEST_F(LocksTest, TheDeadAreClearedAway) {
   }
 }
 
-TEST_F(LocksTest, WithoutAMarkerALockIsNobodys) {
+TEST_F(PresenceLocks, LockWithoutMarkerIsIgnored) {
   std::filesystem::remove(store_.procsHost);
   Me unseen(store_);
   EXPECT_EQ(unseen.Lock("A"), 1);
@@ -134,7 +134,7 @@ TEST_F(LocksTest, WithoutAMarkerALockIsNobodys) {
   EXPECT_EQ(other.Lock("A"), 1);
 }
 
-TEST_F(LocksTest, NamesOfObjects) {
+TEST_F(PresenceLocks, ChecksNamesOfObjects) {
   const struct {
     std::string name;
     std::string row;
@@ -164,18 +164,18 @@ TEST_F(LocksTest, NamesOfObjects) {
   }
 }
 
-TEST_F(LocksTest, ANameInOtherLettersIsTheSameObjectWhereTheOrderFindsIt) {
+TEST_F(PresenceLocks, NameInOtherCaseIsSameObjectIfOrderFindsIt) {
   Me me(store_);
   Me other(store_);
   ASSERT_EQ(me.Lock("ord1"), 1);
-  EXPECT_EQ(me.Lock("ORD1"), 1) << "found behind the key of capitals";
+  EXPECT_EQ(me.Lock("ORD1"), 1) << "found after the key in capitals";
   EXPECT_EQ(other.Lock("ORD1"), 2);
   EXPECT_EQ(me.Unlock("ORD1"), 1) << "no row has that very key";
   EXPECT_EQ(Rows(), "ord1|");
   EXPECT_EQ(me.Unlock("ord1"), 0);
 }
 
-TEST_F(LocksTest, AnEndTakesTheRowsAboveAllOthersAndTheNextStartTheRest) {
+TEST_F(PresenceLocks, CloseReleasesTopRowsAndNextOpenReleasesTheRest) {
   Me other(store_, "mgrx", "pc13");
   ASSERT_EQ(other.Lock("m"), 1);
   {
@@ -195,7 +195,7 @@ TEST_F(LocksTest, AnEndTakesTheRowsAboveAllOthersAndTheNextStartTheRest) {
   EXPECT_EQ(Rows(), "a|m|");
 }
 
-TEST_F(LocksTest, WithoutATableNothingIsLocked) {
+TEST_F(PresenceLocks, LocksNothingWithoutTable) {
   std::filesystem::remove(store_.lockTableHost);
   Me me(store_);
   EXPECT_EQ(me.instance, 1);
@@ -204,16 +204,16 @@ TEST_F(LocksTest, WithoutATableNothingIsLocked) {
     EXPECT_EQ((me.*operation)("ORD1"), 0);
     EXPECT_EQ(Owner(me), kNobody);
   }
-  EXPECT_FALSE(std::filesystem::exists(store_.lockTableHost)) << "nobody makes the table on the way";
+  EXPECT_FALSE(std::filesystem::exists(store_.lockTableHost)) << "the table is not created";
   std::vector<tvl::LockRow> rows;
   EXPECT_FALSE(me.ListLocks(rows));
   std::filesystem::remove_all(store_.rootHost);
   const Me nowhere(store_);
-  EXPECT_EQ(nowhere.instance, 2) << "this process has number 1, whatever happened to its marker";
+  EXPECT_EQ(nowhere.instance, 2) << "this process has number 1, regardless of its marker";
   EXPECT_EQ(nowhere.markerHandle, INVALID_HANDLE_VALUE);
 }
 
-TEST_F(LocksTest, OnlyAPresentOwnerHoldsALock) {
+TEST_F(PresenceLocks, OwnerMustBePresent) {
   Me me(store_);
   Me other(store_, "view");
   ASSERT_EQ(me.Lock("ORD1"), 1);
@@ -233,7 +233,7 @@ TEST_F(LocksTest, OnlyAPresentOwnerHoldsALock) {
   EXPECT_FALSE(me.IsPresent() || me.HoldsLock("ORD1"));
 }
 
-TEST_F(LocksTest, AConnectionHandsTheOwnerOut) {
+TEST_F(PresenceLocks, ConnectionReportsOwner) {
   CTVLClientSmbOpr store;
   int state = 9;
   int count = 9;

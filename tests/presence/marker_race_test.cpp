@@ -15,15 +15,15 @@
 
 namespace {
 
-// Asks after a marker without a pause, until it is killed.
+// Checks a marker without pauses until it is killed.
 int AskForEver(const std::vector<std::string>& arguments) {
-  Tell("asking");
+  Say("asking");
   for (;;) static_cast<void>(tvl::IsMarkerAlive(arguments[0].c_str()));
 }
 const Role askForEver("ask-for-ever", AskForEver);
 
-// Who asks may delete the marker between its making and the hold on it.
-TEST(MarkerRace, AnOwnerGetsItsHoldBesideAnAsker) {
+// A trier may delete the marker between its creation and the hold on it.
+TEST(MarkerRace, OwnerGetsHoldDespiteTrier) {
   const TempFolder folder;
   const Store store(folder.Host());
   std::filesystem::create_directories(store.procsHost);

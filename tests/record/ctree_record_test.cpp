@@ -61,11 +61,11 @@ TEST_F(CtreeRecord, StoresNumbers) {
   EXPECT_EQ(record_.GetIntFieldValueByName("COUNT"), 12345);
   EXPECT_EQ(record_.SetFieldValueByName("count", "1.5"), 1);
   char text[16];
-  EXPECT_EQ(record_.GetFieldValueByName("count", text), 0) << "the schema gives no decimals";
+  EXPECT_EQ(record_.GetFieldValueByName("count", text), 0) << "the schema has no decimals";
   EXPECT_STREQ(text, "0");
 }
 
-TEST_F(CtreeRecord, ReadsNumbersBeyondAnIntAsTheNearest) {
+TEST_F(CtreeRecord, LimitsNumbersToIntRange) {
   string digits(200, '9');
   ASSERT_EQ(record_.Attach("a-D200", 200), 1);
   record_.SetWrkRec(digits.data());
@@ -88,7 +88,7 @@ TEST_F(CtreeRecord, RefusesUnknownFields) {
   EXPECT_EQ(bytes_, string(kLength, ' '));
 }
 
-TEST_F(CtreeRecord, WorksOnlyWithSchemaAndRecord) {
+TEST_F(CtreeRecord, NeedsSchemaAndRecord) {
   EXPECT_EQ(record_.SetWrkRec(nullptr), 0);
   char text[16] = "untouched";
   EXPECT_EQ(record_.GetFieldValueByName("name", text), 0);
@@ -101,7 +101,7 @@ TEST_F(CtreeRecord, WorksOnlyWithSchemaAndRecord) {
   EXPECT_EQ(record_.SetFieldValueByName("other", "x"), 0) << "a new schema forgets the record";
   for (const char* schema : {"broken", "", kSchema}) {
     EXPECT_EQ(record_.Attach(schema, kLength - 1), 0);
-    EXPECT_EQ(record_.IsValid(), 0) << "a schema that fails takes the former one along";
+    EXPECT_EQ(record_.IsValid(), 0) << "an invalid schema removes the former one";
     EXPECT_EQ(record_.SetWrkRec(bytes_.data()), 0);
   }
 }
@@ -122,7 +122,7 @@ TEST_F(CtreeRecord, CopiesOwnTheirSchema) {
 }
 
 // The table engine's programs read fields into the start of the very record.
-TEST(Field, MayLandOnTheRecord) {
+TEST(Field, MayBeCopiedIntoItsRecord) {
   unsigned char record[] = "abcdefgh\x8C\xA2ijk";
   const _format_ text = {"T", 'D', 6, 0, 6, 2};
   const _format_ number = {"N", 'F', 4, 0, 2, 8};

@@ -13,7 +13,7 @@ namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-// The number in a field, or "none"; changes the field as reading does.
+// Returns the number in a field, or "none". Changes the field like any read.
 std::string Unpack(Bytes& field, int decimals) {
   char text[tvl::kNumberText];
   if (tvl::UnpackNumber(field.data(), static_cast<int>(field.size()), decimals, text)) return text;
@@ -21,7 +21,7 @@ std::string Unpack(Bytes& field, int decimals) {
   return "none";
 }
 
-TEST(PackedNumber, GoesInAndComesOut) {
+TEST(PackedNumber, PacksAndUnpacks) {
   const std::pair<const char*, Bytes> rows[] = {{"100", {0x8A, 0xE4}},        {"12345", {0x8C, 0xA2, 0xE9}},
                                                 {"-123", {0xEF, 0x97}},       {"12.5", {0x8C, 0x10, 0xF8}},
                                                 {"1.25", {0x02, 0x99, 0xF8}}, {"123.45", {0x8C, 0x04, 0xAD}},
@@ -38,8 +38,8 @@ TEST(PackedNumber, GoesInAndComesOut) {
 TEST(PackedNumber, ReadsOrRefusesOddBytes) {
   const std::tuple<const char*, Bytes, int, const char*, Bytes> rows[] = {
       {"blanks alone", {' ', ' ', ' '}, 2, "0", {0xE4, 0xF8, 0xF8}},
-      {"blanks behind", {0x8C, ' ', ' '}, 0, "12", {0x8C, 0xF8, 0xF8}},
-      {"blanks behind bad bytes", {0x15, ' ', ' '}, 0, "none", {0x15, 0xF8, 0xF8}},
+      {"trailing blanks", {0x8C, ' ', ' '}, 0, "12", {0x8C, 0xF8, 0xF8}},
+      {"blanks after bad bytes", {0x15, ' ', ' '}, 0, "none", {0x15, 0xF8, 0xF8}},
       {"a blank in the middle", {0x80, ' ', 0x80}, 2, "none", {0x80, ' ', 0x80}},
       {"no bytes", {}, 0, "none", {}},
       {"only filler", {0xF8, 0xF8}, 2, "none", {0xF8, 0xF8}},
@@ -61,8 +61,8 @@ TEST(PackedNumber, ReadsOrRefusesOddBytes) {
   }
 }
 
-// Four bits of a character count.
-TEST(PackedNumber, PacksOddTextsAndLeavesTheFieldWhereTheyDoNotFit) {
+// Only four bits of a character are used.
+TEST(PackedNumber, PacksOddTextsAndKeepsFieldIfTheyDoNotFit) {
   const Bytes left = {'x', 'x'};
   const std::pair<const char*, Bytes> rows[] = {
       {"ab", {0x8C, 0xF8}}, {"12.", {0x8C, 0x0B}}, {"5.", {0x06, 0xF8}},       {".5", {0x10, 0xF8}},
@@ -75,8 +75,8 @@ TEST(PackedNumber, PacksOddTextsAndLeavesTheFieldWhereTheyDoNotFit) {
   }
 }
 
-// Any number that the C library can print comes back as it went in.
-TEST(PackedNumber, KeepsRandomNumbers) {
+// Any number that the C library can print is read back unchanged.
+TEST(PackedNumber, PacksRandomNumbers) {
   std::mt19937 random(20);
   for (int round = 0; round < 20000; ++round) {
     const int decimals = static_cast<int>(random() % 4);

@@ -16,7 +16,7 @@ std::vector<_format_> Parse(const std::string& schema, int recordLength) {
   return fields;
 }
 
-TEST(Schema, SizesAField) {
+TEST(Schema, ComputesFieldSizes) {
   const std::tuple<const char*, char, int, int, int> rows[] = {
       {"a-D5", 'D', 5, 0, 5},     {"a-d5.3", 'D', 5, 3, 5}, {"a-F1", 'F', 1, 0, 1},   {"a-F4", 'F', 4, 0, 2},
       {"a-f5", 'F', 5, 0, 3},     {"a-F3.1", 'F', 3, 1, 3}, {"a-F5.2", 'F', 5, 2, 4}, {"a-F5.", 'F', 5, 0, 3},
@@ -31,7 +31,7 @@ TEST(Schema, SizesAField) {
   }
 }
 
-TEST(Schema, RefusesWhatItCannotRead) {
+TEST(Schema, RefusesInvalidDescriptions) {
   const std::tuple<const char*, int, std::size_t> rows[] = {
       {"", 10, 0},       {"   ", 10, 0},     {" a-D5  b-D5 ", 10, 2}, {"a-D5 b-D6", 10, 0},
       {"a-D5 b", 10, 0}, {"a-D5 b-", 10, 0}, {"a-X5", 10, 0},         {"a-D5\tb-D5", 10, 1},

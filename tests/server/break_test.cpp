@@ -6,7 +6,8 @@
 
 #include "server/server_process.h"
 
-// What is left when somebody dies in the middle: the stored file whole, no litter, and the locks free.
+// If a client or server dies in the middle of a request, the stored file is intact, no files are left over,
+// and the locks are released.
 
 namespace {
 
@@ -25,7 +26,7 @@ std::vector<string> Packets(char letter) {
   return packets;
 }
 
-TEST(BreakingOff, AtAnyPacketLeavesTheOldFileAndFreesTheLocks) {
+TEST(ServerInterruption, AtAnyPacketKeepsOldFileAndReleasesLocks) {
   const auto reset = [](RawClient& client) { client.Reset(); };
   const auto end_stream = [](RawClient& client) { client.CloseWriting(); };
   const auto end = [](RawClient& client) { client.SendPacket("X"); };
@@ -70,7 +71,7 @@ TEST(BreakingOff, AtAnyPacketLeavesTheOldFileAndFreesTheLocks) {
   EXPECT_EQ(server.Enter({"pc2"}).Lock("ORD1"), "1\tpc2");
 }
 
-// Clients of which each has a lock and is in the middle of a put or a get.
+// Clients that each hold a lock and are in the middle of a put or get.
 std::vector<RawClient> Busy(const ServerProcess& server) {
   std::vector<RawClient> clients;
   for (const string command : {"Pf\t@", "Pnew/g\t@", "Gf\t@"}) {
@@ -89,7 +90,7 @@ void ExpectLocksFree(const ServerProcess& server) {
   for (const char* object : {"Pf", "Pn", "Gf"}) EXPECT_EQ(client.Lock(object), "1\tpc2") << object;
 }
 
-TEST(BreakingOff, AKilledServerLeavesTheStoreWhole) {
+TEST(ServerInterruption, KilledServerLeavesStoreIntact) {
   const StoreOfOne store;
   {
     ServerProcess server(store);
@@ -101,12 +102,12 @@ TEST(BreakingOff, AKilledServerLeavesTheStoreWhole) {
   EXPECT_TRUE(store.Read("f") == store.old);
   ASSERT_EQ(store.Files().size(), 4U);  // the file, two parts and a folder
   const ServerProcess server(store);
-  EXPECT_TRUE(server.WaitForLog("2 unfinished puts removed"));
+  EXPECT_TRUE(server.WaitForLog("removed 2 unfinished puts"));
   EXPECT_EQ(store.Files(), (std::vector<string>{"f", "new"}));
   ExpectLocksFree(server);
 }
 
-TEST(BreakingOff, AServerSparesThePartsOfOneThatLives) {
+TEST(ServerInterruption, KeepsPartsOfLiveServer) {
   const ServedStore store;
   const ServerProcess first(store);
   const RawClient client = first.Enter();
@@ -118,7 +119,7 @@ TEST(BreakingOff, AServerSparesThePartsOfOneThatLives) {
   EXPECT_EQ(store.Read("f"), "half and half");
 }
 
-TEST(BreakingOff, ATerminatedServerDropsWhatDoesNotEnd) {
+TEST(ServerInterruption, TerminationDropsUnfinishedRequests) {
   const StoreOfOne store;
   ServerProcess server(store);
   const std::vector<RawClient> clients = Busy(server);
@@ -126,7 +127,7 @@ TEST(BreakingOff, ATerminatedServerDropsWhatDoesNotEnd) {
   const RawClient ending = server.Enter();
   EXPECT_EQ(ending.Ask("Pended\t@"), "0");
   server.Signal(SIGTERM);
-  EXPECT_TRUE(idle.IsEnded());  // who is doing nothing is sent away at once
+  EXPECT_TRUE(idle.IsEnded());  // an idle client is disconnected at once
   EXPECT_THROW(server.Enter(), std::runtime_error);
   EXPECT_EQ(ending.Ask("0in time"), "0");
   EXPECT_EQ(ending.Ask("0")[0], '0');
@@ -138,7 +139,7 @@ TEST(BreakingOff, ATerminatedServerDropsWhatDoesNotEnd) {
   ExpectLocksFree(ServerProcess(store));
 }
 
-TEST(BreakingOff, NobodyWaitsForAnIdleServerOrBehindASecondSignal) {
+TEST(ServerInterruption, IdleServerOrSecondSignalEndsAtOnce) {
   const ServedStore store;
   ServerProcess idle(store);
   idle.Signal(SIGINT);
@@ -152,7 +153,8 @@ TEST(BreakingOff, NobodyWaitsForAnIdleServerOrBehindASecondSignal) {
   const auto began = std::chrono::steady_clock::now();
   server.Signal(SIGTERM);
   EXPECT_EQ(server.Wait(), 0);
-  EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(4));  // five is its patience
+  EXPECT_LT(std::chrono::steady_clock::now() - began,
+            std::chrono::seconds(4));  // less than the five seconds that it waits
   EXPECT_TRUE(store.Files().empty());
 }
 

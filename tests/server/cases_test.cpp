@@ -8,7 +8,7 @@
 #include "server/server_process.h"
 #include "tcp/script.h"
 
-// Plays the conversations in cases/ to a server, which must answer them to the byte.
+// Plays the conversations in cases/ to a server, whose answers must match exactly.
 
 namespace {
 
@@ -80,7 +80,7 @@ class Player {
   std::vector<RawClient> clients_;
 };
 
-TEST(ServerCases, AreAnsweredToTheByte) {
+TEST(ServerCases, AreAnsweredExactly) {
   int cases = 0;
   for (const auto& entry : std::filesystem::directory_iterator(TVL_SERVER_CASES)) {
     if (entry.path().extension() != ".txt") continue;

@@ -33,7 +33,7 @@ string Packed(const string& bytes) {
   string packed;
   char piece[16384];
   for (const unsigned int size : {static_cast<unsigned int>(bytes.size()), 0U}) {
-    deflater.Give(bytes.data(), size);
+    deflater.Put(bytes.data(), size);
     while (const unsigned int count = deflater.Take(piece, sizeof piece)) packed.append(piece, count);
   }
   return packed;

@@ -16,7 +16,7 @@ namespace {
 
 using std::string;
 
-TEST(Limits, ClientsThatSendNoWholePacketInTimeAreSentAway) {
+TEST(ServerLimits, DisconnectsClientsWithoutCompletePacket) {
   const ServedStore store;
   const ServerProcess server(store, {"--handshake-timeout", "0.2", "--idle-timeout", "0.3"});
   const RawClient silent(server.Port());
@@ -37,8 +37,8 @@ TEST(Limits, ClientsThatSendNoWholePacketInTimeAreSentAway) {
   EXPECT_THROW(for (int sent = 0; sent < 900; ++sent) dribble(), std::runtime_error);
 }
 
-// They send more than can be taken, and one client comes in and works meanwhile.
-TEST(Limits, RefusedClientsThatFloodHinderNobody) {
+// Refused clients send as much as possible while another client connects and works.
+TEST(ServerLimits, RefusedFloodDoesNotDisturbOthers) {
   constexpr int kFlooding = 4;
   const ServedStore store;
   store.folder.Write("tags", "good write\n");
@@ -60,15 +60,15 @@ TEST(Limits, RefusedClientsThatFloodHinderNobody) {
   });
 }
 
-// Neither those that never say who they are, nor those from an address that may not come in.
-TEST(Limits, SilentConnectionsKeepNobodyOut) {
+// Neither connections that never identify themselves, nor those from an address that is not admitted.
+TEST(ServerLimits, SilentConnectionsDoNotBlockOthers) {
   const ServedStore store;
   const ServerProcess server(
       store, {"--max-clients", "2", "--max-clients-per-address", "1", "--allow", "127.0.0.0/30"});
   std::vector<RawClient> silent;
   for (int i = 0; i < 150; ++i) silent.emplace_back(server.Port(), i % 2 == 0 ? "127.0.0.1" : "127.0.0.9");
   const RawClient client = server.Enter();
-  EXPECT_TRUE(silent.front().IsEnded());  // long before its time for a handshake is over
+  EXPECT_TRUE(silent.front().IsEnded());  // long before the handshake timeout
   const RawClient refused(server.Port(), "127.0.0.9");
   refused.Send(RawClient::HandshakeBytes({}));
   EXPECT_EQ(refused.Receive(), kServer + "\t10\taddress");
@@ -76,8 +76,8 @@ TEST(Limits, SilentConnectionsKeepNobodyOut) {
   const RawClient second = server.Enter({"pc2"}, "127.0.0.2");
 }
 
-// More lines than a pipe and the queue hold.
-TEST(Limits, ALogThatNobodyReadsHoldsUpNobody) {
+// Writes more lines than fit into a pipe and the queue.
+TEST(ServerLimits, UnreadLogDoesNotBlockClients) {
   const ServedStore store;
   store.Write("f", "x");
   ASSERT_EQ(mkfifo(store.folder.Host("fifo").c_str(), 0600), 0);
@@ -92,7 +92,7 @@ TEST(Limits, ALogThatNobodyReadsHoldsUpNobody) {
   EXPECT_EQ(server.Wait(), 0);
 }
 
-TEST(Limits, AClientThatTakesNothingIsGivenUp) {
+TEST(ServerLimits, DisconnectsClientThatReadsNothing) {
   const ServedStore store;
   store.WriteZeros("big", 100'000'000);
   const ServerProcess server(store, {"--send-timeout", "0.2"});
@@ -101,17 +101,17 @@ TEST(Limits, AClientThatTakesNothingIsGivenUp) {
   EXPECT_TRUE(server.WaitForLog("out of time"));
 }
 
-TEST(Limits, ClientsAreAsManyAsFilesMayBeOpen) {
+TEST(ServerLimits, ClientsAreLimitedByOpenFiles) {
   const ServedStore store;
   const ServerProcess server(store, {}, "ulimit -n 168");
-  EXPECT_TRUE(server.WaitForLog("open files suffice for 2 clients"));
+  EXPECT_TRUE(server.WaitForLog("limit of open files is enough for 2 clients"));
   const RawClient first = server.Enter();
   const RawClient second = server.Enter();
   EXPECT_THROW(server.Enter(), std::runtime_error);
 }
 
-// Files so long that hashing them would take minutes, for more clients than there are threads.
-TEST(Limits, ClientsThatHaveFilesHashedHinderNobody) {
+// Uses files that take minutes to hash, and more clients than threads.
+TEST(ServerLimits, HashingDoesNotDelayOthers) {
   const ServedStore store;
   store.WriteZeros("huge", std::uintmax_t{1} << 38U);
   ServerProcess server(store);
@@ -133,7 +133,7 @@ TEST(Limits, ClientsThatHaveFilesHashedHinderNobody) {
   EXPECT_EQ(server.Wait(), 0);
 }
 
-TEST(Limits, PutsAndLocksEndBeforeTheStoreIsFull) {
+TEST(ServerLimits, RefusesPutsAndLocksBeforeDiskIsFull) {
   TempFolder folder;
   const MountedFolder disk(folder.Host("disk"), "size=16m");
   if (!disk.IsMounted()) GTEST_SKIP() << "no disk can be mounted";
@@ -158,7 +158,7 @@ TEST(Limits, PutsAndLocksEndBeforeTheStoreIsFull) {
   EXPECT_EQ(server.Enter({"pc2"}).Lock("c"), "1\tpc2");
 }
 
-TEST(Limits, TwoHundredAtOnceGetWhatIsTheirs) {
+TEST(ServerLimits, ServesTwoHundredClients) {
   constexpr int kClients = 200;
   const ServedStore store;
   const ServerProcess server(store);
@@ -185,7 +185,7 @@ TEST(Limits, TwoHundredAtOnceGetWhatIsTheirs) {
   EXPECT_TRUE(store.store.Markers().empty());
 }
 
-TEST(Limits, SlowClientsDelayNobody) {
+TEST(ServerLimits, SlowClientsDoNotDelayOthers) {
   const ServedStore store;
   store.WriteZeros("big", 100'000'000);
   store.Write("small", "small");
@@ -194,7 +194,7 @@ TEST(Limits, SlowClientsDelayNobody) {
   for (int i = 0; i < 20; ++i) {
     slow.push_back(server.Enter());
     slow.back().AskAheadFor("big");
-    slow.emplace_back(server.Port()).Send("#");  // and one that doesn't even say who it is
+    slow.emplace_back(server.Port()).Send("#");  // and one that does not identify itself
   }
   const RawClient client = server.Enter();
   const auto began = std::chrono::steady_clock::now();
@@ -203,11 +203,11 @@ TEST(Limits, SlowClientsDelayNobody) {
     ASSERT_TRUE(client.Ask("LORD1").starts_with("1\t"));
     ASSERT_EQ(client.Ask("lORD1"), "0");
   }
-  // The first of the slow ones would be given up behind a minute.
+  // The first of the slow clients would be disconnected after a minute.
   EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(30));
 }
 
-TEST(ServerLog, ClientsForgeNeitherLinesNorFields) {
+TEST(ServerLog, ClientsCannotForgeLinesOrFields) {
   using tvl::server::JsonLine;
   using tvl::server::TextLine;
   const tvl::server::Event event = {.what = "get",

@@ -19,7 +19,7 @@ namespace {
 
 using std::string;
 
-// What an operation on a lock in a directory comes to.
+// Runs a lock operation on a directory connection and returns its result.
 using Operation = int (CTVLClientOpr::*)(char*, int*, char*, int*, int*, char*, char*);
 
 int StateOf(CTVLClientOpr& directory, Operation operation, const char* object, char* computer = nullptr) {
@@ -28,7 +28,7 @@ int StateOf(CTVLClientOpr& directory, Operation operation, const char* object, c
   return state;
 }
 
-class Locks : public testing::Test {
+class ServerLocks : public testing::Test {
  protected:
   void SetUp() override { ASSERT_EQ(store.store.Connect(directory), 0); }
 
@@ -37,7 +37,7 @@ class Locks : public testing::Test {
   CTVLClientSmbOpr directory;
 };
 
-TEST_F(Locks, AreSeenFromTheServerAndTheOtherWayRound) {
+TEST_F(ServerLocks, AreVisibleInBothDirections) {
   const string here = directory.ComputerName();
   const struct {
     string computer;
@@ -60,7 +60,7 @@ TEST_F(Locks, AreSeenFromTheServerAndTheOtherWayRound) {
   }
 }
 
-TEST_F(Locks, ComeWithPresenceOnBothSides) {
+TEST_F(ServerLocks, RequirePresenceOnBothSides) {
   const auto others = [&] {
     int count = -1;
     CString list;
@@ -70,15 +70,15 @@ TEST_F(Locks, ComeWithPresenceOnBothSides) {
   const string here = directory.ComputerName();
   const RawClient client(server.Port());
   client.Send(RawClient::HandshakeBytes({here}));
-  // The directory's client is the first.
+  // The client of the directory is the first one.
   EXPECT_TRUE(client.Receive().starts_with(kAccepted + "2\t"));
   EXPECT_TRUE(others().starts_with("1 " + here + "-7f000001-002.")) << others();
   client.Leave();
   EXPECT_EQ(others(), "0 ");
 }
 
-// All rows have the server's process id, and the next client with these names gets the same number.
-TEST_F(Locks, OfAClientThatIsGoneDoNotComeBack) {
+// All rows have the process id of the server, and the next client with these names gets the same number.
+TEST_F(ServerLocks, OfLostClientDoNotReturn) {
   const RawClient other = server.Enter({"pc2"});
   const char* const objects[] = {"a", "z", "\x7e\x7e\xE9"};
   {
@@ -94,7 +94,7 @@ TEST_F(Locks, OfAClientThatIsGoneDoNotComeBack) {
 }
 
 // A killed server's rows, and a new one that has its process id, as happens in containers.
-TEST_F(Locks, OfAnEarlierLifeGoWithTheFirstEntrance) {
+TEST_F(ServerLocks, OfEarlierRunAreDeletedAtFirstClient) {
   const Store& files = store.store;
   CConnection earlier(files.locks.c_str(), files.procs.c_str(), "mgrx", "pc1", "127.0.0.1", "ann");
   earlier.pid = static_cast<unsigned int>(server.Pid());
@@ -106,8 +106,8 @@ TEST_F(Locks, OfAnEarlierLifeGoWithTheFirstEntrance) {
   EXPECT_EQ(other.Lock("a"), "1\tpc2");
 }
 
-// Its locks would count for nobody else.
-TEST(LocksOfClients, AreNotForClientsWithoutPresence) {
+// Others would ignore its locks.
+TEST(ServerLockClients, RequirePresence) {
   const ServedStore store;
   std::filesystem::remove(store.Path("tmp/procs"));
   store.Write("tmp/procs", "a file where the folder should be");
@@ -122,7 +122,7 @@ TEST(LocksOfClients, AreNotForClientsWithoutPresence) {
   EXPECT_EQ(absent.Lock("a"), "3\tpc2");
 }
 
-// The lock table as another process sees it that is in the middle of a transaction.
+// Keeps the lock table busy with a transaction, like another process.
 class BusyTable {
  public:
   explicit BusyTable(const Store& store)
@@ -134,7 +134,7 @@ class BusyTable {
   }
   void End() { batch_.reset(); }
 
-  // How many transactions have written so far: a number in the header of the file.
+  // Returns the number of write transactions so far, from the header of the file.
   [[nodiscard]] unsigned int Transactions() const {
     std::ifstream file(path_);
     file.seekg(24);
@@ -149,7 +149,7 @@ class BusyTable {
   std::optional<tvl::TableBatch> batch_;
 };
 
-TEST_F(Locks, ThatAreAskedForTogetherAreOneTransaction) {
+TEST_F(ServerLocks, RequestedTogetherShareOneTransaction) {
   constexpr int kClients = 60;
   BusyTable table(store.store);
   std::vector<RawClient> clients;
@@ -159,7 +159,7 @@ TEST_F(Locks, ThatAreAskedForTogetherAreOneTransaction) {
     table.Begin();
     for (int i = 0; i < kClients; ++i) clients[i].SendPacket(letter + std::to_string(i / 2));
     table.End();
-    // Of two who ask for one object one gets it, and the other hears of it.
+    // Of two clients that request the same object one gets it, and the other is told who has it.
     string states;
     for (int i = 0; i < kClients; ++i) {
       states += clients[i].Receive()[0];
@@ -172,7 +172,7 @@ TEST_F(Locks, ThatAreAskedForTogetherAreOneTransaction) {
   }
 }
 
-TEST_F(Locks, WaitTogetherForABusyTable) {
+TEST_F(ServerLocks, WaitTogetherForBusyTable) {
   BusyTable table(store.store);
   RawClient holder = server.Enter({"pc1"});
   const RawClient leaving = server.Enter({"pc2"});
@@ -191,9 +191,9 @@ TEST_F(Locks, WaitTogetherForABusyTable) {
   EXPECT_EQ(clients[0].Lock("b"), "1\tpc3");
 }
 
-// Each takes the lock until both have had it often enough, or it itself very often. Whoever has it makes a
-// file that nobody else may have made.
-TEST_F(Locks, AreNeverHeldByAClientOfTheServerAsWell) {
+// Each thread locks until both have had the lock often enough, or it itself very often. The owner creates a
+// file that must not exist yet.
+TEST_F(ServerLocks, AreNeverHeldTwice) {
   constexpr int kTimes = 60;
   constexpr int kMostTimes = 300;
   const string witness = store.folder.Host("witness");

@@ -22,13 +22,13 @@ using std::string;
 using tvl::server::CleanName;
 using tvl::server::StoreRoot;
 
-// What stands between the blanks.
+// Splits a text at blanks.
 std::vector<string> Words(const string& text) {
   std::istringstream words(text);
   return {std::istream_iterator<string>(words), {}};
 }
 
-TEST(Names, AreFoldedOrRefused) {
+TEST(ServerNames, AreNormalizedOrRefused) {
   const string long_component(255, 'c');
   const std::pair<string, string> folded[] = {
       {"a.txt", "a.txt"},
@@ -46,10 +46,10 @@ TEST(Names, AreFoldedOrRefused) {
   for (const string& name : refused) EXPECT_EQ(CleanName(name), std::nullopt);
 }
 
-// A store with ways out of it, and into where clients have no business.
-class NamesOnAServer : public testing::Test {
+// A store with links that lead out of it and to files that clients must not access.
+class ServerNameAccess : public testing::Test {
  protected:
-  NamesOnAServer() {
+  ServerNameAccess() {
     store.folder.Write("secret", "secret");
     store.Write("docs/a.txt", "inside");
     store.Write("tmp/inner", "not for clients");
@@ -76,7 +76,7 @@ class NamesOnAServer : public testing::Test {
   const RawClient client = server.Enter();
 };
 
-TEST_F(NamesOnAServer, LeaveTheRootInNoWay) {
+TEST_F(ServerNameAccess, NeverLeaveTheRoot) {
   const std::vector<string> before = store.folder.Tree();
   const string config = store.Read("tvl.ini");
   std::vector<string> refused = Words(
@@ -95,7 +95,7 @@ TEST_F(NamesOnAServer, LeaveTheRootInNoWay) {
   EXPECT_EQ(store.folder.Tree(), before);
 }
 
-TEST_F(NamesOnAServer, FollowLinksThatStayInside) {
+TEST_F(ServerNameAccess, FollowLinksThatStayInside) {
   for (const char* name : {"alias", "docs/self/a.txt", "docs/self/self/a.txt"}) {
     EXPECT_EQ(client.Get(name).bytes, "inside") << name;
   }
@@ -104,8 +104,8 @@ TEST_F(NamesOnAServer, FollowLinksThatStayInside) {
   EXPECT_TRUE(std::filesystem::is_symlink(store.Path("alias")));
 }
 
-// A configuration that is reached by a link is the file that the link leads to.
-TEST_F(NamesOnAServer, ProtectAConfigurationBehindALink) {
+// The file that a linked configuration leads to is protected.
+TEST_F(ServerNameAccess, ProtectLinkedConfiguration) {
   Link("store/tvl.ini", "../link.ini");
   const StoreRoot root(store.store.rootHost, {}, store.folder.Host("link.ini"));
   std::vector<string> made;
@@ -116,8 +116,8 @@ TEST_F(NamesOnAServer, ProtectAConfigurationBehindALink) {
   EXPECT_TRUE(root.Find("docs/a.txt").has_value());
 }
 
-// Folders that take the place of those that the server knows, while it runs.
-TEST_F(NamesOnAServer, FollowTheirFoldersWhenTheseAreReplaced) {
+// Folders are replaced while the server runs.
+TEST_F(ServerNameAccess, FollowReplacedFolders) {
   std::filesystem::rename(store.Path("tmp"), store.Path("old"));
   std::filesystem::create_directory(store.Path("tmp"));
   store.Write("tmp/inner", "not for clients either");
@@ -131,10 +131,10 @@ TEST_F(NamesOnAServer, FollowTheirFoldersWhenTheseAreReplaced) {
   EXPECT_EQ(client.Put("b.txt", "lost to those who go by the path"), 20);
   EXPECT_EQ(client.Get("docs/a.txt").code, 20);
   EXPECT_TRUE(server.WaitForLog("error: get \"docs/a.txt\" request=13 code=20 bytes=0"));
-  EXPECT_TRUE(server.WaitForLog("the document root has been moved"));
+  EXPECT_TRUE(server.WaitForLog("the document root was moved or replaced"));
 }
 
-// From now on this process has a kernel without openat2. False if that can't be had.
+// Disables openat2 for this process. Returns false if this is not possible.
 bool TakeOpenat2Away() {
   sock_filter program[] = {
       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
@@ -147,7 +147,7 @@ bool TakeOpenat2Away() {
          prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
 }
 
-TEST_F(NamesOnAServer, FollowNoLinkWithoutTheKernelsHelp) {
+TEST_F(ServerNameAccess, FollowNoLinkWithoutKernelSupport) {
   constexpr int kNoFilter = 77;
   const auto count_wrong = [&] {
     if (!TakeOpenat2Away()) return kNoFilter;

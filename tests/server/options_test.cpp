@@ -32,7 +32,7 @@ std::optional<Options> Parsed(std::vector<string> words) {
   return code < 0 ? std::optional(options) : std::nullopt;
 }
 
-TEST(Options, AddressesAreTakenApart) {
+TEST(ServerOptions, ParseAddresses) {
   const struct {
     string text, host, port;
   } rows[] = {{"h2:2", "h2", "2"},           {":2", "127.0.0.1", "2"}, {"2", "127.0.0.1", "2"},
@@ -47,14 +47,14 @@ TEST(Options, AddressesAreTakenApart) {
   EXPECT_EQ(options->status.host + " " + options->status.port, "127.0.0.1 8080");
 }
 
-TEST(Options, NumbersKeepTheirMeaning) {
+TEST(ServerOptions, ParseNumbers) {
   EXPECT_EQ(Parsed({"--max-file", "500M"})->max_file, 500U * 1024 * 1024);
   EXPECT_EQ(Parsed({"--max-file", "010"})->max_file, 10U);
   EXPECT_EQ(Parsed({"--idle-timeout", "0.001"})->idle_timeout.count(), 1);
   EXPECT_EQ(Parsed({"--send-timeout", "1e9"})->send_timeout.count(), 1'000'000'000'000);
 }
 
-TEST(Options, WrongOnesAreRefused) {
+TEST(ServerOptions, RefuseInvalidValues) {
   const struct {
     string option;
     std::vector<string> values;
@@ -78,7 +78,7 @@ TEST(Options, WrongOnesAreRefused) {
   }
 }
 
-TEST(Options, AProgramThatCannotServeSaysSoByItsExit) {
+TEST(ServerOptions, FailingProgramExitsWithItsStatus) {
   const std::pair<std::vector<string>, int> rows[] = {{{"--version"}, 0},
                                                       {{"--help"}, 0},
                                                       {{}, 2},
@@ -90,7 +90,7 @@ TEST(Options, AProgramThatCannotServeSaysSoByItsExit) {
   }
 }
 
-TEST(Options, CanBeCheckedWithoutAServer) {
+TEST(ServerOptions, CanBeCheckedWithoutAServer) {
   const ServedStore store;
   store.folder.Write("tags", "a read\n");
   const auto check = [&](const string& tags) {
@@ -110,13 +110,13 @@ TEST(Options, CanBeCheckedWithoutAServer) {
   EXPECT_EQ(check("tags").exit, 1);
 }
 
-TEST(Access, IsByNetwork) {
+TEST(ServerAccess, DependsOnNetwork) {
   const struct {
     std::vector<string> networks, in, out;
   } rows[] = {
       {{}, {"203.0.113.9"}, {}},
       {{"10.0.0.0/8"}, {"10.255.0.1", "::ffff:10.0.0.1"}, {"11.0.0.1"}},
-      {{"10.1.2.3/8"}, {"10.9.9.9"}, {}},  // the bits behind the network's don't count
+      {{"10.1.2.3/8"}, {"10.9.9.9"}, {}},  // the bits after the prefix are ignored
       {{"192.168.1.7"}, {"192.168.1.7"}, {"192.168.1.8"}},
       {{"192.168.1.7", "10.0.0.0/8"}, {"10.0.0.1"}, {}},
       {{"0.0.0.0/0"}, {"198.51.100.1"}, {"2001:db8::1"}},
@@ -137,7 +137,7 @@ TEST(Access, IsByNetwork) {
   }
 }
 
-TEST(Access, IsByNameAndFolder) {
+TEST(ServerAccess, DependsOnNameAndFolder) {
   const TempFolder folder;
   folder.Write("names",
                "# who may what\n\nreader read\n  two words\twrite \r\nboth read\nboth write\nread write\n"
@@ -169,7 +169,7 @@ TEST(Access, IsByNameAndFolder) {
   EXPECT_THROW(NameList(folder.Host("missing")), std::runtime_error);
 }
 
-// What a refused client sees: the code, and then the connection stays until the client ends it.
+// Expects that a client is refused with a code and that the connection stays open until the client closes it.
 void ExpectRefused(unsigned short port, const string& tag, const string& reason) {
   const RawClient client(port);
   client.Send(RawClient::HandshakeBytes({.tag = tag}) + RawClient::PacketBytes("Gahead\t@"));
@@ -179,7 +179,7 @@ void ExpectRefused(unsigned short port, const string& tag, const string& reason)
   EXPECT_TRUE(client.IsEnded());
 }
 
-TEST(Access, RefusesOnAServer) {
+TEST(ServerAccess, IsEnforcedByServer) {
   const ServedStore store;
   store.Write("a.txt", "Hello");
   store.folder.Write("tags", "reads read\nwrites write\n");
@@ -195,7 +195,7 @@ TEST(Access, RefusesOnAServer) {
   EXPECT_EQ(store.Files(), (std::vector<string>{"a.txt", "b.txt"}));
 }
 
-TEST(Access, IsReadAgainAllOrNothing) {
+TEST(ServerAccess, IsReloadedCompletelyOrNotAtAll) {
   const ServedStore store;
   const auto setting = [&](const string& tags, const string& networks) {
     store.folder.Write("tags", tags);
@@ -214,7 +214,7 @@ TEST(Access, IsReadAgainAllOrNothing) {
   const auto logged = [&](const string& text) {
     while (store.folder.Read("log").find(text) == string::npos) std::this_thread::yield();
   };
-  logged("line 1: not an address or a network: nowhere");
+  logged("line 1: not a valid address or network: nowhere");
   EXPECT_EQ(stays.Put("a", "x"), 0);
   ExpectRefused(server.Port(), "comes", "tag");
   setting("stays write\nreads read\ncomes write\n", "127.0.0.1\n");
@@ -227,7 +227,7 @@ TEST(Access, IsReadAgainAllOrNothing) {
   EXPECT_TRUE(elsewhere.IsEnded());
 }
 
-TEST(Access, GuessedTagsAreAnsweredLaterAndLater) {
+TEST(ServerAccess, DelaysAnswersToGuessedTags) {
   using std::chrono::seconds;
   tvl::server::TagGuard guard;
   const auto guesser = asio::ip::make_address("192.0.2.1");

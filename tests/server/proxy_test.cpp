@@ -7,7 +7,7 @@ namespace {
 
 using std::string;
 
-// Two bytes, the high one first.
+// Returns two bytes, the high one first.
 string Number16(std::size_t number) {
   return {static_cast<char>(number >> 8U), static_cast<char>(number & 0xFFU)};
 }
@@ -20,7 +20,7 @@ string Header(char command, char family, const string& rest) {
   return string("\r\n\r\n\0\r\nQUIT\n", 12) + command + family + Number16(rest.size()) + rest;
 }
 
-// A certificate with this name; `result` is that of its verification, 0 if it is good.
+// Returns a certificate with this name. `result` is the result of its verification, 0 if it is valid.
 string Certificate(const string& name, char result = 0) {
   return Value(0x20, string("\x07\0\0\0", 4) + result + Value(0x21, "TLSv1.3") + Value(0x22, name));
 }
@@ -74,8 +74,8 @@ TEST(ProxyHeader, IsParsedOrRefused) {
   }
 }
 
-// A server behind a proxy, which this test plays.
-class ProxiedServer : public testing::Test {
+// A server with a proxy, whose role this test plays.
+class ServerProxy : public testing::Test {
  protected:
   std::vector<string> Options() const {
     store.folder.Write("users", "ann\tread\nann\twrite\tdocs\nbob\twrite\n");
@@ -92,7 +92,7 @@ class ProxiedServer : public testing::Test {
             "--user-from-certificate"};
   }
 
-  // Connects with a header; the answer to the handshake, empty if the connection ends.
+  // Connects with a header. Returns the answer to the handshake, empty if the connection ends.
   static string Answer(const RawClient& client, const string& header) try {
     client.Send(header + RawClient::HandshakeBytes({.user = "root"}));
     return client.Receive();
@@ -105,7 +105,7 @@ class ProxiedServer : public testing::Test {
   const unsigned short port = static_cast<unsigned short>(std::stoi(store.folder.Read("proxy")));
 };
 
-TEST_F(ProxiedServer, TrustsWhatItsProxyReports) {
+TEST_F(ServerProxy, TrustsItsProxy) {
   const RawClient client(port);
   EXPECT_TRUE(Answer(client, Proxied(Certificate("ann"))).starts_with(kAccepted));
   EXPECT_TRUE(server.WaitForLog("127.0.0.5:12345 \"pc1/ann/mgrx#1\" enter"));
@@ -115,7 +115,7 @@ TEST_F(ProxiedServer, TrustsWhatItsProxyReports) {
   EXPECT_EQ(client.Get("docs/a").bytes, "x");
 }
 
-TEST_F(ProxiedServer, RefusesWhatItCannotTrust) {
+TEST_F(ServerProxy, RefusesUntrustedHeaders) {
   const string elsewhere = string("\x7F\0\0\x06", 4) + kEndpoints.substr(4);
   const struct {
     string header, answer;

@@ -196,7 +196,7 @@ TEST_F(Status, IsHealthyOnlyWithItsStore) {
     ASSERT_NE(table.Open((store.store.locks + "dtlocks.dat").c_str()), 0);
     const tvl::TableBatch busy(table.handle, tvl::TableBatch::Kind::kWrite);
     ASSERT_TRUE(busy.HasBegun());
-    EXPECT_TRUE(becomes(503, "the lock table does not answer"));
+    EXPECT_TRUE(becomes(503, "the lock table does not respond"));
     EXPECT_EQ(Get("/metrics").first, 200);
   }
   EXPECT_TRUE(becomes(200, "ok"));
@@ -274,7 +274,7 @@ TEST_F(Status, AnswersWhileAllStreamsAreTaken) {
   }
   std::vector<RawClient> silent;
   for (int i = 0; i < 40; ++i) silent.emplace_back(StatusPort());
-  EXPECT_EQ(Get("/events"), std::pair(503, string("too many streams of events\n")));
+  EXPECT_EQ(Get("/events"), std::pair(503, string("too many event streams\n")));
   EXPECT_EQ(Get("/healthz").first, 200);
   EXPECT_EQ(Samples(Get("/metrics").second)["tvlserver_event_streams"], 16);
   streams.pop_back();

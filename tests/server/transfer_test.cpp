@@ -32,14 +32,14 @@ string Noise(std::size_t size) {
   return bytes;
 }
 
-class Transfer : public testing::Test {
+class ServerTransfer : public testing::Test {
  protected:
   const ServedStore store;
   const ServerProcess server{store};
   const RawClient client = server.Enter();
 };
 
-TEST_F(Transfer, MovesFilesOfEverySize) {
+TEST_F(ServerTransfer, TransfersFilesOfEverySize) {
   for (const std::size_t size : {0, 1, 32759, 32760, 32761, 40894, 40895, 40896, 81790, 3000000}) {
     SCOPED_TRACE(size);
     const string bytes = Noise(size);
@@ -55,7 +55,7 @@ TEST_F(Transfer, MovesFilesOfEverySize) {
   EXPECT_EQ(store.Files(), (std::vector<string>{"f"}));
 }
 
-TEST_F(Transfer, AFileThatIsSentIsTheOneThatWasOpened) {
+TEST_F(ServerTransfer, SendsTheFileThatWasOpened) {
   const string old = Noise(200000);
   store.Write("f", old);
   const string first = client.Ask("Gf\t@");
@@ -64,7 +64,7 @@ TEST_F(Transfer, AFileThatIsSentIsTheOneThatWasOpened) {
   EXPECT_EQ(client.Get("f").bytes, "new");
 }
 
-TEST_F(Transfer, AFileThatShrinksIsNotSentAsAWholeOne) {
+TEST_F(ServerTransfer, ShrinkingFileIsNotSentAsComplete) {
   store.Write("f", Noise(500000));
   const string first = client.Ask("Gf\t@");
   EXPECT_EQ(first[0], '0');
@@ -73,7 +73,7 @@ TEST_F(Transfer, AFileThatShrinksIsNotSentAsAWholeOne) {
   EXPECT_TRUE(client.IsEnded());
 }
 
-TEST_F(Transfer, ReplacesNoFileOrTableThatSomebodyHolds) {
+TEST_F(ServerTransfer, DoesNotReplaceHeldFilesOrTables) {
   store.Write("f", "old");
   std::filesystem::permissions(store.Path("f"), std::filesystem::perms(04751));
   const string path = store.store.root + "f";
@@ -86,7 +86,7 @@ TEST_F(Transfer, ReplacesNoFileOrTableThatSomebodyHolds) {
   {
     EXPECT_EQ(client.Ask("Pf\t@"), "0");
     const tvl::LowFile holder(path.c_str(), kLowReadWrite);
-    LowLock(holder.Handle(), 1, 0);  // it comes while the put is under way
+    LowLock(holder.Handle(), 1, 0);  // held while the put is in progress
     EXPECT_EQ(client.Ask("0new"), "0");
     EXPECT_EQ(client.Ask("0"), "22");
     LowLock(holder.Handle(), 0, 0);
@@ -94,7 +94,7 @@ TEST_F(Transfer, ReplacesNoFileOrTableThatSomebodyHolds) {
   EXPECT_EQ(store.Read("f"), "old");
   EXPECT_EQ(client.Put("f", "new"), 0);
   EXPECT_EQ(store.Read("f"), "new");
-  // As it was, but for the bit that lends its owner's rights.
+  // The old mode without the setuid bit.
   EXPECT_EQ(std::filesystem::status(store.Path("f")).permissions(), std::filesystem::perms(0751));
   if (chown(store.Path("f").c_str(), 12345, 23456) == 0) {
     EXPECT_EQ(client.Put("f", "newer"), 0);
@@ -114,7 +114,7 @@ TEST_F(Transfer, ReplacesNoFileOrTableThatSomebodyHolds) {
   EXPECT_EQ(client.Put("t.dat", "no table"), 0);
 }
 
-TEST(ServerPut, DropsTheFoldersThatOnlyDroppedPutsMade) {
+TEST(ServerPut, RemovesFoldersCreatedByDroppedPuts) {
   const ServedStore store;
   const StoreRoot root(store.store.rootHost, {}, store.Path("tvl.ini"));
   tvl::server::Gauge noted;
@@ -143,7 +143,7 @@ TEST(ServerPut, DropsTheFoldersThatOnlyDroppedPutsMade) {
   EXPECT_TRUE(std::filesystem::exists(store.Path("new/b")));
 }
 
-// The signature of a file as the cache gives it.
+// Returns the signature of a file from the cache.
 string SignatureOf(HashCache& hashes, const string& path) {
   const tvl::LowFile file(path.c_str(), 0);
   struct stat status = {};
@@ -153,7 +153,7 @@ string SignatureOf(HashCache& hashes, const string& path) {
   return job->Signature();
 }
 
-// Asks until the answer comes without hashing: a file that has just changed is hashed every time.
+// Asks until the answer comes from the cache: a file that has just changed is hashed every time.
 void AskUntilKept(HashCache& hashes, const string& path) {
   const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds(30);
   std::size_t before = 0;
@@ -164,8 +164,8 @@ void AskUntilKept(HashCache& hashes, const string& path) {
   } while (hashes.Computed() != before);
 }
 
-TEST(HashCache, HashesAFileOnceAsLongAsItStays) {
-  constexpr time_t kInTheFuture = 4'000'000'000;  // which says nothing of when it was written
+TEST(ServerHashCache, HashesUnchangedFileOnce) {
+  constexpr time_t kInTheFuture = 4'000'000'000;  // which does not show when the file was written
   const TempFolder folder;
   const auto make = [&](const string& name, const string& bytes) {
     folder.Write(name, bytes);
@@ -188,11 +188,11 @@ TEST(HashCache, HashesAFileOnceAsLongAsItStays) {
   const std::size_t before = hashes.Computed();
   SignatureOf(hashes, folder.Host("h"));
   EXPECT_EQ(hashes.Computed(), before);
-  SignatureOf(hashes, folder.Host("f"));  // two newer ones have taken its place
+  SignatureOf(hashes, folder.Host("f"));  // two newer ones have replaced it
   EXPECT_EQ(hashes.Computed(), before + 1);
 }
 
-TEST(HashCache, HashesAFileOnceForAllWhoAsk) {
+TEST(ServerHashCache, HashesFileOnceForConcurrentRequests) {
   const TempFolder folder;
   folder.Write("f", string(8'000'000, 'f'));
   HashCache settling(1);
@@ -203,8 +203,8 @@ TEST(HashCache, HashesAFileOnceForAllWhoAsk) {
   EXPECT_EQ(hashes.Computed(), 1U);
 }
 
-// With files that travel as they are, and compressed ones.
-TEST(CommandOverTcp, MovesFilesAndHoldsLocks) {
+// With and without compression.
+TEST(ServerCommand, TransfersFilesAndHoldsLocks) {
   for (const bool zip : {false, true}) {
     SCOPED_TRACE(zip);
     const ServedStore store(zip);

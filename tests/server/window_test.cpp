@@ -31,7 +31,7 @@ class Window : public testing::Test {
   ~Window() override { TVLSetTransferWindow(0); }
 };
 
-TEST_F(Window, MovesFilesOfEverySize) {
+TEST_F(Window, TransfersFilesOfEverySize) {
   for (const bool zip : {false, true}) {
     const ServedStore store(zip);
     const ServerProcess server(store);
@@ -52,7 +52,7 @@ TEST_F(Window, MovesFilesOfEverySize) {
 
 // Both sides agree on where the exchange ends, wherever it fails, and half a file passes for a whole one on
 // neither.
-TEST_F(Window, LocalFaultsEndInACode) {
+TEST_F(Window, LocalFaultsReturnCode) {
   const string bytes = Numbers(500000);
   for (const bool zip : {false, true}) {
     const ServedStore store(zip);
@@ -119,7 +119,7 @@ TEST_F(Window, TheServerSendsNoMoreThanItAllows) {
   }
 }
 
-TEST_F(Window, AFileThatShrinksIsNotSentAsAWholeOne) {
+TEST_F(Window, ShrinkingFileIsNotSentAsComplete) {
   const ServedStore store;
   store.Write("f", Numbers(20 * kGetChunk));
   const ServerProcess server(store);

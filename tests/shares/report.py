@@ -18,7 +18,7 @@ class Result:
         return not self.faults
 
     def expect(self, holds, fault):
-        """Notes a fault unless `holds`."""
+        """Records a fault unless `holds`."""
         if not holds:
             self.faults.append(fault)
         return holds

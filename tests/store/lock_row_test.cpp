@@ -11,7 +11,7 @@ std::string Filled(std::string text, std::size_t width) {
   return text;
 }
 
-TEST(LockKey, HasEachPartAtItsPlace) {
+TEST(LockKey, HasEachPartAtItsOffset) {
   const std::string longName(40, 'n');
   const struct {
     const char* object;
@@ -30,17 +30,17 @@ TEST(LockKey, HasEachPartAtItsPlace) {
        " 1" + longName.substr(0, 32) + longName.substr(0, 32) + "7f000001mgrx9999"},
   };
   for (const auto& test : cases) {
-    char buffer[kLockKeyRoom + 1];
+    char buffer[kLockKeySize + 1];
     std::fill_n(buffer, sizeof buffer, '?');
     EXPECT_EQ(BuildLockKey(buffer, test.object, test.computer, test.address, test.clientClass, test.instance),
               buffer);
-    EXPECT_EQ(std::string(buffer, kLockKeyRoom), test.key + std::string(kLockKeyRoom - kLockKeyLength, '\0'));
-    EXPECT_EQ(buffer[kLockKeyRoom], '?');
+    EXPECT_EQ(std::string(buffer, kLockKeySize), test.key + std::string(kLockKeySize - kLockKeyLength, '\0'));
+    EXPECT_EQ(buffer[kLockKeySize], '?');
   }
 }
 
-TEST(LockKey, OfAnObjectAloneLiesJustBelowItsRows) {
-  char keys[3][kLockKeyRoom];
+TEST(LockKey, KeyOfObjectSortsJustBeforeItsRows) {
+  char keys[3][kLockKeySize];
   BuildLockKey(keys[0], "A", nullptr, nullptr, nullptr, 0);
   BuildLockKey(keys[1], "A", "!", "00000000", "    ", 1);
   BuildLockKey(keys[2], "A!", nullptr, nullptr, nullptr, 0);

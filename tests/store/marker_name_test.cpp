@@ -7,16 +7,16 @@
 
 namespace {
 
-// Whether a name is a marker's, and its parts.
+// Parses a name. Returns the result and the parts.
 std::string Parse(const std::string& name) {
-  char computer[kMarkerNameRoom] = "-";
-  char ip[kMarkerNameRoom] = "-";
-  char clientClass[kMarkerNameRoom] = "-";
+  char computer[kMarkerNameSize] = "-";
+  char ip[kMarkerNameSize] = "-";
+  char clientClass[kMarkerNameSize] = "-";
   int instance = -1;
   int pid = -1;
   const int fits = ParseMarkerName(name.c_str(), computer, ip, &instance, &pid, clientClass);
   EXPECT_EQ(ParseMarkerName(name.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr), fits);
-  char parts[4 * kMarkerNameRoom];
+  char parts[4 * kMarkerNameSize];
   std::snprintf(parts, sizeof parts, "%d %s %s %d %x %s", fits, computer, ip, instance,
                 static_cast<unsigned int>(pid), clientClass);
   return parts;
@@ -24,7 +24,7 @@ std::string Parse(const std::string& name) {
 
 constexpr char kNone[] = "0 - - -1 ffffffff -";
 
-TEST(MarkerName, IsTakenApartFromItsRightEnd) {
+TEST(MarkerName, IsParsedFromItsRightEnd) {
   const std::string longest(97, 'c');
   const struct {
     std::string name;
@@ -51,7 +51,7 @@ TEST(MarkerName, IsTakenApartFromItsRightEnd) {
   for (const auto& test : cases) EXPECT_EQ(Parse(test.name), test.parts) << test.name;
 }
 
-TEST(MarkerName, IsBuiltSoThatItNamesAFileOfTheFolder) {
+TEST(MarkerName, NeverLeavesItsFolder) {
   const struct {
     tvl::InstanceName name;
     const char* path;

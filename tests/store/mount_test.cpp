@@ -10,7 +10,7 @@ namespace {
 using namespace tvl;
 using std::string;
 
-TEST(Mounts, TheLongestMountPointLeadsToAFolder) {
+TEST(Mounts, LongestMountPointWins) {
   const string text =
       "1 0 8:1 / / rw,relatime shared:1 - ext4 /dev/root rw\n"
       "2 1 0:5 / /mnt/store rw - nfs4 server:/x rw,hard\n"

@@ -33,7 +33,7 @@ Role::Role(const char* name, RoleFunction function) {
   Roles()[name] = function;
 }
 
-void Tell(const std::string& line) {
+void Say(const std::string& line) {
   WriteLine(STDOUT_FILENO, line);
 }
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-// What the test binary does when it is run as another process of a test: a role is a function of a name that
-// gets arguments and gives an exit code.
+// What the test binary does when it runs as another process of a test: a role is a named function that gets
+// arguments and returns an exit code.
 using RoleFunction = int (*)(const std::vector<std::string>& arguments);
 
 class Role {
@@ -15,11 +15,11 @@ class Role {
   Role(const char* name, RoleFunction function);
 };
 
-// For roles: one line to, or from, the test.
-void Tell(const std::string& line);
+// For roles: send a line to the test, or receive one.
+void Say(const std::string& line);
 std::string Listen();
 
-// This binary once more, in a role. Killed with its object if it still runs.
+// Another process of this binary, in a role. It is killed with this object if it is still running.
 class HelperProcess {
  public:
   explicit HelperProcess(std::vector<std::string> roleAndArguments);
@@ -27,14 +27,14 @@ class HelperProcess {
   HelperProcess& operator=(const HelperProcess&) = delete;
   ~HelperProcess();
 
-  // The next line that the helper tells; "" when it has ended.
+  // Returns the next line from the helper; "" when it has ended.
   std::string Hear();
   void Say(const std::string& line);
 
   void Signal(int signal) const;
   [[nodiscard]] pid_t Pid() const { return process_; }
 
-  // Waits for the end: the exit code, or minus the signal that ended it.
+  // Waits for the end. Returns the exit code, or minus the signal that ended it.
   int Wait();
 
  private:

@@ -17,7 +17,7 @@ constexpr char kOther[] = "id-D2 text-D10";
 constexpr int kRecord = 12;
 constexpr char kBytes[] = "123456789012";
 
-// A list of texts as the calls take it, in memory of exactly its size.
+// Returns a list of texts in the format of the calls, in memory of exactly its size.
 std::vector<char> List(const std::vector<std::string>& texts) {
   std::string bytes;
   for (const std::string& text : texts) bytes.append(text).push_back(0);
@@ -25,7 +25,7 @@ std::vector<char> List(const std::vector<std::string>& texts) {
   return {bytes.begin(), bytes.end()};
 }
 
-class CtreeFileTest : public testing::Test {
+class CtreeFile : public testing::Test {
  protected:
   void SetUp() override {
     ASSERT_EQ(CCtreeFile::CreateFiles(path_.c_str(), kRecord, 4, 3), 1);
@@ -42,7 +42,7 @@ class CtreeFileTest : public testing::Test {
   CCtreeFile file_;
 };
 
-TEST_F(CtreeFileTest, AClosedTableTellsNothing) {
+TEST_F(CtreeFile, ClosedTableReturnsNothing) {
   EXPECT_EQ(std::vector({file_.datLen, file_.key1Len, file_.key2Len}), (std::vector{kRecord, 4, 3}));
   Define();
   EXPECT_EQ(file_.Open(path_.c_str()), 1);
@@ -62,7 +62,7 @@ TEST_F(CtreeFileTest, AClosedTableTellsNothing) {
   EXPECT_LT(file_.handle, 0);
 }
 
-TEST_F(CtreeFileTest, TypesAreFoundByNameAndByKey) {
+TEST_F(CtreeFile, TypesAreFoundByNameAndByKey) {
   Define();
   EXPECT_EQ(file_.AddRecType(kOther, List({""}).data()), -1) << "no prefix";
   EXPECT_EQ(file_.FindRecTypeByName("ID-d2 TEXT-d10"), 1);
@@ -77,7 +77,7 @@ TEST_F(CtreeFileTest, TypesAreFoundByNameAndByKey) {
   };
   for (const auto& test : cases)
     EXPECT_EQ(file_.FindRecTypeByKey(test.number, test.key), test.type) << test.key;
-  // New prefixes for a type that is there; a key may be shorter than its prefix.
+  // New prefixes for an existing type; a key may be shorter than its prefix.
   EXPECT_EQ(file_.AddRecType("ID-D2 NAME-D6 AMOUNT-D4", List({"LONG"}).data()), 0);
   EXPECT_EQ(file_.recTypeCount, 2);
   EXPECT_EQ(file_.FindRecTypeByKey(1, "lo") + file_.FindRecTypeByKey(1, "LONGER"), 0);
@@ -85,7 +85,7 @@ TEST_F(CtreeFileTest, TypesAreFoundByNameAndByKey) {
   EXPECT_EQ(file_.FindRecTypeByKey(2, ""), -1) << "one prefix is none for key 2";
 }
 
-TEST_F(CtreeFileTest, RecordsAreBuiltFromAssignmentsAndReadByField) {
+TEST_F(CtreeFile, BuildsRecordsFromAssignmentsAndReadsFields) {
   Define();
   std::vector<char> assignments = List({"id=A ", "name=Ann=Bob", "no assignment", "amount=1f", "unknown=1"});
   EXPECT_EQ(file_.WriteRec(List({"A1", "X1"}).data(), assignments.data()), 1);
@@ -105,7 +105,7 @@ TEST_F(CtreeFileTest, RecordsAreBuiltFromAssignmentsAndReadByField) {
   EXPECT_STREQ(file_.recordBuffer, "            ") << "without assignments, blanks";
 }
 
-TEST_F(CtreeFileTest, EachModeReadsItsRecord) {
+TEST_F(CtreeFile, EachModeReadsItsRecord) {
   for (const char* name : {"A1", "A3", "A5"}) ASSERT_EQ(file_.WriteRawRec(name, name, kBytes), 1);
   Define();
   const struct {
@@ -131,7 +131,7 @@ TEST_F(CtreeFileTest, EachModeReadsItsRecord) {
   EXPECT_STREQ(file_.recordBuffer, "untouched");
 }
 
-TEST_F(CtreeFileTest, ATableIsMadeFromNothing) {
+TEST_F(CtreeFile, CreatesTable) {
   const struct {
     const char* name;
     std::vector<std::string> others;
@@ -157,7 +157,7 @@ TEST_F(CtreeFileTest, ATableIsMadeFromNothing) {
   EXPECT_EQ(CCtreeFile::CreateFiles(folder_.Logical("nowhere/t.dat").c_str(), 10, 4, 0), 0);
 }
 
-TEST_F(CtreeFileTest, TheLongestRecordAndKeyWork) {
+TEST_F(CtreeFile, LongestRecordAndKeyWork) {
   const std::string path = folder_.Logical("long.dat");
   ASSERT_EQ(CCtreeFile::CreateFiles(path.c_str(), 6143, 1023, 1023), 1);
   CCtreeFile file(path.c_str());
@@ -167,14 +167,14 @@ TEST_F(CtreeFileTest, TheLongestRecordAndKeyWork) {
   ASSERT_NE(file.ReadRawRec(buffer, 2, 2), nullptr);
   EXPECT_EQ(buffer, key);
   EXPECT_EQ(file.recordBuffer, std::string(6143, 'r'));
-  // Only the first 4096 bytes of a record that is built are blanked.
+  // Only the first 4096 bytes of a new record are filled with blanks.
   ASSERT_EQ(file.AddRecType("id-D2", List({"k"}).data()), 0);
   ASSERT_EQ(file.WriteRec(List({"k2", ""}).data(), List({"id=k2"}).data()), 1);
   ASSERT_NE(file.ReadRawRec(std::strcpy(buffer, "k2"), 1, 0), nullptr);
   EXPECT_EQ(file.recordBuffer, "k2" + std::string(4094, ' ') + std::string(6143 - 4096, 'r'));
 }
 
-TEST_F(CtreeFileTest, TheEngineComesBackAfterUnloading) {
+TEST_F(CtreeFile, EngineCanBeReloaded) {
   const int handle = file_.handle;
   UnloadTableEngine();
   EXPECT_EQ(file_.WriteRawRec("A1", "", kBytes), 0) << "its handles died";
@@ -184,7 +184,7 @@ TEST_F(CtreeFileTest, TheEngineComesBackAfterUnloading) {
     EXPECT_GE(again.handle, 0);
     EXPECT_NE(again.handle, handle);
     UnloadTableEngine();
-    EXPECT_EQ(again.WriteRawRec("A1", "", kBytes), 1) << "somebody uses the engine";
+    EXPECT_EQ(again.WriteRawRec("A1", "", kBytes), 1) << "the engine is in use";
     EXPECT_EQ(file_.WriteRawRec("A2", "", kBytes), 0) << "a dead handle is never mistaken";
   }
 }

@@ -24,8 +24,8 @@ int StateAfter(int (CTVLClientSmbOpr::*operation)(char*, int*, char*, int*, int*
   return code == TVL_OK ? state : -2;
 }
 
-// Goes through all that needs the engine and tells what came of it: making a table, opening one, writing,
-// reading, deleting; lock and unlock.
+// Uses all functions that need the engine and reports the results: creating a table, opening one, writing,
+// reading, deleting, locking and unlocking.
 int UseEngine(const std::vector<std::string>& arguments) {
   const Store store(arguments[0]);
   CTVLClientSmbOpr connection;
@@ -41,12 +41,12 @@ int UseEngine(const std::vector<std::string>& arguments) {
   codes.push_back(StateAfter(&CTVLClientSmbOpr::Unlock, connection));
   std::string line;
   for (const int code : codes) line += (line.empty() ? "" : " ") + std::to_string(code);
-  Tell(line);
+  Say(line);
   return connection.Close();
 }
 const Role useEngine("use-engine", UseEngine);
 
-// The module with one of its functions under another name.
+// Returns the module with one of its functions renamed.
 std::string WithoutFunction(std::string module, const std::string& name) {
   const std::string text = '\0' + name + '\0';
   for (std::size_t at = module.find(text); at != std::string::npos; at = module.find(text, at + 1))
@@ -54,9 +54,9 @@ std::string WithoutFunction(std::string module, const std::string& name) {
   return module;
 }
 
-class ModuleTest : public testing::Test {
+class EngineModule : public testing::Test {
  protected:
-  ModuleTest() {
+  EngineModule() {
     const std::filesystem::path program = std::filesystem::canonical("/proc/self/exe");
     folder_.Make("program");
     std::filesystem::copy_file(program, folder_.Host("program/client"));
@@ -74,7 +74,7 @@ class ModuleTest : public testing::Test {
     ASSERT_EQ(set.WriteTheBlock(), TVL_OK);
   }
 
-  // What a program tells that has `module` beside it under that name.
+  // Returns the report of a program that has `module` next to it with that name.
   [[nodiscard]] std::string Use(const std::string& module, const char* name = "vbctree.so") const {
     FillStore();
     if (!module.empty()) folder_.Write(std::string("program/") + name, module);
@@ -92,20 +92,20 @@ constexpr char kWell[] = "0 0 0 2 0 1 0\n";
 constexpr char kNothing[] = "23 20 30 -1 30 0 0\n";
 constexpr char kNoneOpens[] = "20 20 30 -1 30 0 0\n";
 
-TEST_F(ModuleTest, AMissingOrBrokenModuleIsAnEngineThatRefuses) {
+TEST_F(EngineModule, EveryCallFailsWithoutUsableModule) {
   EXPECT_EQ(Use(""), kNothing);
   EXPECT_EQ(Use("no module"), kNothing);
   EXPECT_EQ(Use(module_.substr(0, 10000)), kNothing);
   EXPECT_EQ(Use(module_), kWell);
 }
 
-TEST_F(ModuleTest, TheNameOfTheOtherPlatformComesFirst) {
+TEST_F(EngineModule, DllNameIsTriedFirst) {
   folder_.Write("program/vbctree.so", WithoutFunction(module_, "IOpen"));
   EXPECT_EQ(Use(module_, "vbctree.dll"), kWell);
   EXPECT_EQ(Use(module_.substr(0, 100), "vbctree.dll"), kNoneOpens) << "a broken one is passed over";
 }
 
-TEST_F(ModuleTest, AMissingFunctionIsTheFailureOfWhatNeedsIt) {
+TEST_F(EngineModule, MissingFunctionFailsItsCallers) {
   const std::pair<const char*, const char*> cases[] = {
       {"IOpen", kNoneOpens},
       {"GetLength", kNoneOpens},
@@ -123,8 +123,8 @@ TEST_F(ModuleTest, AMissingFunctionIsTheFailureOfWhatNeedsIt) {
       {"GetLastProblem", kWell},
       {"IsStillNamed", kWell},
   };
-  for (const auto& [function, told] : cases)
-    EXPECT_EQ(Use(WithoutFunction(module_, function)), told) << function;
+  for (const auto& [function, result] : cases)
+    EXPECT_EQ(Use(WithoutFunction(module_, function)), result) << function;
 }
 
 }  // namespace

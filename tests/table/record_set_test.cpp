@@ -15,7 +15,7 @@ constexpr int kRecord = 6;
 constexpr int kKey1 = 4;
 constexpr int kKey2 = 3;
 
-class RecordSetTest : public testing::Test {
+class RecordSet : public testing::Test {
  protected:
   void SetUp() override {
     store_.Make();
@@ -37,7 +37,7 @@ class RecordSetTest : public testing::Test {
   CTVLCtreeRs set_{&connection_};
 };
 
-TEST_F(RecordSetTest, AClosedSetRefusesEverything) {
+TEST_F(RecordSet, ClosedSetRefusesEverything) {
   char keys[] = "a\x01";
   CTVLCtreeRecord record;
   const auto refuses = [&] {
@@ -65,7 +65,7 @@ TEST_F(RecordSetTest, AClosedSetRefusesEverything) {
             (std::vector{kRecord, kKey1, kKey2}));
 }
 
-TEST_F(RecordSetTest, AWalkStopsAtBothEnds) {
+TEST_F(RecordSet, LoopStopsAtBothEnds) {
   Open();
   Add({"a", "b", "c"});
   EXPECT_EQ(set_.Rewind(), 1);
@@ -88,10 +88,10 @@ TEST_F(RecordSetTest, AWalkStopsAtBothEnds) {
     EXPECT_EQ(set_.Rec(row), nullptr);
     EXPECT_EQ(set_.SetKey1("x", 1, row), 0);
   }
-  EXPECT_EQ(set_.MoveAt(-1), 0) << "no stand-in for the current row here";
+  EXPECT_EQ(set_.MoveAt(-1), 0) << "-1 is not the current row here";
 }
 
-TEST_F(RecordSetTest, RowsHaveFilledKeys) {
+TEST_F(RecordSet, KeysArePadded) {
   Open();
   EXPECT_EQ(set_.AddNew(nullptr, nullptr, nullptr), 1);
   EXPECT_STREQ(set_.Key1(0), "    ");
@@ -106,7 +106,7 @@ TEST_F(RecordSetTest, RowsHaveFilledKeys) {
   EXPECT_STREQ(set_.Key2(0), "xyz");
 }
 
-TEST_F(RecordSetTest, RowsGoAndComeInOneBlock) {
+TEST_F(RecordSet, WritesAndReadsRowsInOneBlock) {
   Open();
   EXPECT_EQ(set_.WriteTheBlock(), TVL_OK) << "nothing to write";
   EXPECT_EQ(set_.Extend(10) + set_.Extend(3), 2);
@@ -125,7 +125,7 @@ TEST_F(RecordSetTest, RowsGoAndComeInOneBlock) {
   EXPECT_EQ(set_.Count(), 0) << "found nothing, and the former rows are gone";
 }
 
-TEST_F(RecordSetTest, FieldsAreThoseOfTheRowAttached) {
+TEST_F(RecordSet, FieldsBelongToAttachedRow) {
   Open();
   Add({"a", "b"});
   EXPECT_EQ(set_.SetFieldValueByName("NAME", "x"), 0) << "no record yet";
@@ -145,7 +145,7 @@ TEST_F(RecordSetTest, FieldsAreThoseOfTheRowAttached) {
   EXPECT_EQ(set_.GetFieldValueByIdx(0, text), 1) << "the record is remembered, and points where it did";
 }
 
-TEST_F(RecordSetTest, SetsOfOneTableShareIt) {
+TEST_F(RecordSet, SetsShareTheirTable) {
   Open();
   CTVLCtreeRs second(&connection_);
   ASSERT_EQ(second.Open(Arg("T.DAT")), TVL_OK);
@@ -158,7 +158,7 @@ TEST_F(RecordSetTest, SetsOfOneTableShareIt) {
   CTVLCtreeRs copy(second);
   EXPECT_EQ(copy.WriteTheBlock(), TVL_ERR_RS_OPEN) << "a copy starts closed";
   copy = second;
-  EXPECT_EQ(copy.InitAndOpen(Arg("t.dat"), kRecord, kKey1, kKey2), TVL_OK) << "makes the table anew";
+  EXPECT_EQ(copy.InitAndOpen(Arg("t.dat"), kRecord, kKey1, kKey2), TVL_OK) << "recreates the table";
   EXPECT_EQ(second.ReadKeyPrefiz(Arg("a")), 0);
   EXPECT_EQ(second.Count(), 1) << "a read that fails keeps the rows";
   EXPECT_EQ(second.WriteTheBlock(), TVL_ERR_SERVER_FILE);

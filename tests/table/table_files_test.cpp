@@ -31,14 +31,14 @@ std::string Row(const std::string& key1, const std::string& key2, const std::str
   return Filled(key1, kKey1) + '\0' + Filled(key2, kKey2) + '\0' + Filled(record, kRecord);
 }
 
-// A list of keys as the calls take it, written with ',' and ';' for the marks 1 and 2.
+// Converts a list of keys written with ',' and ';' to the bytes 1 and 2 that the calls expect.
 std::string Marked(std::string list) {
   std::replace(list.begin(), list.end(), ',', '\1');
   std::replace(list.begin(), list.end(), ';', '\2');
   return list;
 }
 
-class TableFilesTest : public testing::Test {
+class TableFiles : public testing::Test {
  protected:
   void SetUp() override {
     store_.Make();
@@ -56,7 +56,7 @@ class TableFilesTest : public testing::Test {
     for (const std::string& key : keys) ASSERT_EQ(Write(Row(key, key.substr(0, 1), key), 1), TVL_OK);
   }
 
-  // The searched keys of the rows that a read brings; the other key is blank in each.
+  // Returns the searched keys of the rows that a read returns; the other key of each is blank.
   Keys Read(int prefix, const std::string& list, int keyNumber = 1) {
     CCore block;
     int rows = -1;
@@ -77,7 +77,7 @@ class TableFilesTest : public testing::Test {
     return connection_.CTFileDelete(handle_, prefix, Marked(list).data());
   }
 
-  // Opens a table of this connection. Its lengths, or the code of the failure alone.
+  // Opens a table of this connection. Returns its lengths, or only the code of the failure.
   std::vector<int> Open(const std::string& name, int& handle) {
     std::vector<int> lengths = {-1, -1, -1};
     const int code = connection_.CTFileOpen(Arg(name), handle, lengths[0], lengths[1], lengths[2]);
@@ -90,7 +90,7 @@ class TableFilesTest : public testing::Test {
   int handle_ = -1;
 };
 
-TEST_F(TableFilesTest, OneTableHasOneHandleByWhateverSpelling) {
+TEST_F(TableFiles, OneTableHasOneHandleForAllSpellings) {
   std::filesystem::create_directory(store_.rootHost + "sub");
   int handle = -1;
   ASSERT_EQ(connection_.CTFileInit(Arg("sub/x.dat"), handle, 30, 6, 0), TVL_OK);
@@ -104,7 +104,7 @@ TEST_F(TableFilesTest, OneTableHasOneHandleByWhateverSpelling) {
   EXPECT_EQ(connection_.CTFileClose(-1), TVL_ERR_SERVER_FILE);
 }
 
-TEST_F(TableFilesTest, ClosingTheMiddleOneLeavesTheOthers) {
+TEST_F(TableFiles, ClosingOneTableKeepsTheOthers) {
   int middle = -1;
   int last = -1;
   ASSERT_EQ(connection_.CTFileInit(Arg("middle"), middle, 10, 4, 0), TVL_OK);
@@ -122,7 +122,7 @@ TEST_F(TableFilesTest, ClosingTheMiddleOneLeavesTheOthers) {
   EXPECT_EQ(rows, 0);
 }
 
-TEST_F(TableFilesTest, ReadsByKeyAndByPrefix) {
+TEST_F(TableFiles, ReadsByKeyAndByPrefix) {
   WriteKeys({"a1", "a2", "b1", "B2", "c"});
   const struct {
     int prefix;
@@ -137,16 +137,16 @@ TEST_F(TableFilesTest, ReadsByKeyAndByPrefix) {
       {1, 1, ",a,,a1,", {"a1", "a2", "a1"}},  // overlapping
       {1, 1, "abcdefg", {}},                  // longer than the key
       {1, 1, std::string(2000, 'a'), {}},
-      {0, 1, "a1,a,a3,c   ", {"a1", "c"}},  // a short key is completed
+      {0, 1, "a1,a,a3,c   ", {"a1", "c"}},  // a short key is padded
       {0, 2, "a", {"a"}},                   // the first of two
-      {1, 2, "a", {"a"}},                   // the next read goes behind the key found
+      {1, 2, "a", {"a"}},                   // the next read continues after the key found
       {1, 3, "a", {}},
   };
   for (const auto& test : cases)
     EXPECT_EQ(Read(test.prefix, test.list, test.keyNumber), test.found) << test.list;
 }
 
-TEST(ReadList, IsCutAtTheLongestKey) {
+TEST(ReadList, IsCutAtMaximumLength) {
   const std::string text = Marked(std::string(1021, 'x') + ",yy");
   tvl::ReadList list(text.c_str());
   EXPECT_EQ(list.Next().size(), 1021U);
@@ -154,7 +154,7 @@ TEST(ReadList, IsCutAtTheLongestKey) {
   EXPECT_EQ(list.Next(), "");
 }
 
-TEST_F(TableFilesTest, RowsAreAppendedToWhatTheBlockHolds) {
+TEST_F(TableFiles, AppendsRowsToBlock) {
   WriteKeys({"a1"});
   CCore block;
   block.Append("before", 6);
@@ -163,7 +163,7 @@ TEST_F(TableFilesTest, RowsAreAppendedToWhatTheBlockHolds) {
   EXPECT_EQ(std::string(reinterpret_cast<char*>(block.data), block.length), "before" + Row("a1", "", "a1"));
 }
 
-TEST_F(TableFilesTest, WritesRowByRowUntilOneFails) {
+TEST_F(TableFiles, WritesRowByRowUntilOneFails) {
   EXPECT_EQ(Write("", 0), TVL_OK);
   EXPECT_EQ(Write(Row("a1", "x", "1") + Row("a2", "x", "2"), 2), TVL_OK);
   const std::string cut = Row("a3", "x", "3") + Row("a4", "x", "4");
@@ -174,7 +174,7 @@ TEST_F(TableFilesTest, WritesRowByRowUntilOneFails) {
   EXPECT_EQ(Read(1, "a"), (Keys{"a1", "a2", "a3"})) << "the rows before the failing one are kept";
 }
 
-TEST_F(TableFilesTest, DeletesByKeysAndByPrefix) {
+TEST_F(TableFiles, DeletesByKeysAndByPrefix) {
   const struct {
     int prefix;
     int code;
@@ -184,7 +184,7 @@ TEST_F(TableFilesTest, DeletesByKeysAndByPrefix) {
       {0, TVL_OK, "a1,a;", {"a2", "b1", "b2"}},
       {0, TVL_OK, "a1,;b1,", {"a2", "b2"}},                       // by key 1 alone
       {0, TVL_OK, ",b;", {"a1", "a2"}},                           // by key 2 alone
-      {0, TVL_ERR_RS_DELETE, "a1,b;", {"a1", "a2", "b1", "b2"}},  // both must fit
+      {0, TVL_ERR_RS_DELETE, "a1,b;", {"a1", "a2", "b1", "b2"}},  // both must match
       {0, TVL_ERR_RS_DELETE, "a1,;zz,;b1,", {"a2", "b1", "b2"}},
       {0, TVL_OK, "a1,a;no entry", {"a2", "b1", "b2"}},
       {0, TVL_OK, "", {"a1", "a2", "b1", "b2"}},
@@ -202,7 +202,7 @@ TEST_F(TableFilesTest, DeletesByKeysAndByPrefix) {
   }
 }
 
-TEST_F(TableFilesTest, BlankKeysAreKeys) {
+TEST_F(TableFiles, BlankKeysAreOrdinaryKeys) {
   WriteKeys({"", "  a", "b"});
   EXPECT_EQ(Read(1, " "), (Keys{"", "  a"}));
   EXPECT_EQ(Delete(0, "    ,;"), TVL_OK);
@@ -212,8 +212,8 @@ TEST_F(TableFilesTest, BlankKeysAreKeys) {
   EXPECT_EQ(Read(1, " ,b"), Keys{"b"});
 }
 
-// Each reader comes to an end and reports it, for the whole rows too where it cannot know what is missing.
-TEST_F(TableFilesTest, ADamagedRowIsReported) {
+// Each reader ends and reports the damage, even after valid rows, because it cannot know what is missing.
+TEST_F(TableFiles, ReportsDamagedRow) {
   WriteKeys({"a1", "a2", "b1"});
   ASSERT_EQ(connection_.CTFileClose(handle_), TVL_OK);
   std::string bytes = folder_.Read("store/t.dat");
@@ -234,7 +234,7 @@ TEST_F(TableFilesTest, ADamagedRowIsReported) {
   EXPECT_EQ(connection_.MetTableDamage(), 1);
 }
 
-TEST_F(TableFilesTest, WhatCannotBeOpenedOrMade) {
+TEST_F(TableFiles, ReportsTablesThatCannotBeOpenedOrCreated) {
   int handle = 77;
   const std::string longName(300, 'n');
   for (const std::string& name : {std::string("missing.dat"), std::string("tvl.ini"), longName})
@@ -247,7 +247,7 @@ TEST_F(TableFilesTest, WhatCannotBeOpenedOrMade) {
   EXPECT_EQ(connection_.CTFileInit(Arg("t.dat"), handle, kRecord, kKey1, kKey2), TVL_OK);
 }
 
-TEST_F(TableFilesTest, MakingATableAnewTakesItFromItsUsers) {
+TEST_F(TableFiles, RecreatedTableInvalidatesHandles) {
   WriteKeys({"a1"});
   int made = -1;
   int again = -1;
@@ -261,14 +261,14 @@ TEST_F(TableFilesTest, MakingATableAnewTakesItFromItsUsers) {
   for (const int code : {TVL_OK, TVL_OK, TVL_ERR_SERVER_FILE}) EXPECT_EQ(connection_.CTFileClose(made), code);
 }
 
-TEST_F(TableFilesTest, HandlesDieWithTheirConnection) {
+TEST_F(TableFiles, HandlesEndWithTheirConnection) {
   CTVLClientSmbOpr other;
   ASSERT_EQ(store_.Connect(other), TVL_OK);
   ASSERT_EQ(connection_.Close(), TVL_OK);
   EXPECT_EQ(Write(Row("a1", "", ""), 1), TVL_ERR_RS_WRITE);
   EXPECT_EQ(Delete(0, "a1,"), TVL_ERR_RS_DELETE);
   int made = -1;
-  EXPECT_EQ(other.CTFileInit(Arg("t.dat"), made, kRecord, kKey1, kKey2), TVL_OK) << "nobody has it open";
+  EXPECT_EQ(other.CTFileInit(Arg("t.dat"), made, kRecord, kKey1, kKey2), TVL_OK) << "not open elsewhere";
   ASSERT_EQ(store_.Connect(connection_), TVL_OK);
   EXPECT_EQ(connection_.CTFileClose(handle_), TVL_ERR_SERVER_FILE);
 }

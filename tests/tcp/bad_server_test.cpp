@@ -8,7 +8,7 @@
 #include "tcp/peer.h"
 #include "tcp/script.h"
 
-// Servers that don't keep to the packets: every operation ends with a code.
+// Servers that violate the protocol: every operation returns a code.
 
 namespace {
 
@@ -18,7 +18,7 @@ string Welcome(bool zip) {
   return Reply(string("TVL\t0\t7\t") + (zip ? "1" : "0") + "\t1\tshort\tlong");
 }
 
-// The server of one client, which sends this and nothing more.
+// A server for one client that sends only these bytes.
 Server::Part Sends(const string& bytes) {
   return [bytes](Peer& peer) {
     peer.Send(bytes);
@@ -28,14 +28,14 @@ Server::Part Sends(const string& bytes) {
   };
 }
 
-// What a server sends for an operation, counted from 0, and the code of that when it is cut.
+// The bytes that a server sends for an operation, and the code of the operation if they are cut.
 struct Part {
   std::size_t operation;
   string bytes;
   int code;
 };
 
-// Of open, lock, get and put.
+// Returns the parts of open, lock, get and put.
 std::vector<Part> Parts(bool zip) {
   const string file = zip ? string("\x78\x9c\x03\0\0\0\0\x01", 8) : "Hello world";
   return {{0, Welcome(zip), TVL_ERR_TCP_RECEIVE},
@@ -45,7 +45,7 @@ std::vector<Part> Parts(bool zip) {
           {3, Reply("0") + Reply("0") + Reply("0\t3000"), TVL_ERR_TCP_RECEIVE}};
 }
 
-// How the operations end when only so much of it all comes.
+// Returns the results of the operations if only so many bytes arrive.
 std::vector<int> CodesOfCut(const std::vector<Part>& parts, std::size_t cut) {
   for (const Part& part : parts) {
     if (cut < part.bytes.size()) {
@@ -59,7 +59,7 @@ std::vector<int> CodesOfCut(const std::vector<Part>& parts, std::size_t cut) {
   return std::vector<int>(4, TVL_OK);
 }
 
-TEST(BadServer, CutAtEveryByte) {
+TEST(TcpBadServer, SurvivesReplyCutAtAnyByte) {
   for (const bool zip : {false, true}) {
     const std::vector<Part> parts = Parts(zip);
     string all;
@@ -81,8 +81,8 @@ TEST(BadServer, CutAtEveryByte) {
   }
 }
 
-// Such a reply ends the connection. What comes instead of the first reply of a get leaves the local file be.
-TEST(BadServer, AnnouncesWhatIsNotThere) {
+// Such a reply ends the connection. Instead of the first reply of a get, it leaves the local file unchanged.
+TEST(TcpBadServer, SurvivesWrongLengths) {
   const string head("0\0001000\0", 7);
   constexpr std::size_t too_much = 40960;  // a byte more than a packet holds
   const string first_replies[] = {Reply("0"),

@@ -16,7 +16,8 @@
 #include "tcp/peer.h"
 #include "tcp/script.h"
 
-// Plays the cases of cases/, each twice: with a server that sends its packets whole, and one that dribbles.
+// Plays the cases in cases/, each twice: with a server that sends complete packets, and with one that sends
+// byte by byte.
 
 namespace {
 
@@ -138,7 +139,7 @@ class Application {
   int code_ = -1;
 };
 
-TEST(TcpCases, GoAsTheyAreWritten) {
+TEST(TcpCases, FollowTheirScripts) {
   int cases = 0;
   for (const auto& entry : std::filesystem::directory_iterator(TVL_TCP_CASES)) {
     if (entry.path().extension() != ".txt") continue;

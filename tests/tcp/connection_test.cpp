@@ -18,16 +18,16 @@
 #include "tcp/system.h"
 #include "transfer/sha1.h"
 
-// What the case files can't say.
+// Tests that the case files cannot express.
 
 namespace {
 
 using std::string;
 
-// How the last put went, as the state of a lock.
+// The result of the last put, reported as the state of a lock.
 constexpr int kNoPut = 0;
 constexpr int kWholePut = 1;
-constexpr int kOtherPut = 2;  // ended in order, with other bytes than the file's
+constexpr int kOtherPut = 2;  // completed with wrong contents
 constexpr int kBrokenPut = 3;
 
 void SendFile(const Peer& peer, const string& file) {
@@ -42,7 +42,7 @@ void SendFile(const Peer& peer, const string& file) {
   }
 }
 
-// A server of one file, which is what is first put, by any name.
+// A server of one file, which is the first one put, with any name.
 void ServeFile(Peer& peer, bool zip) {
   peer.Welcome(zip ? 1 : 0);
   string file;
@@ -64,7 +64,7 @@ void ServeFile(Peer& peer, bool zip) {
   }
 }
 
-// Transfers a file again and again, in each turn with a fault one call later. The codes that came.
+// Transfers a file repeatedly, each time with a fault one call later. Returns the codes.
 std::set<int> RunWithFaults(Connection& client, bool put, const string& contents) {
   std::set<int> codes;
   bool struck = true;
@@ -91,8 +91,8 @@ std::set<int> RunWithFaults(Connection& client, bool put, const string& contents
   return codes;
 }
 
-// The exchange goes to its end or is broken off, and half a file passes for a whole one on neither side.
-TEST(TcpConnection, LocalFaultsEndInACode) {
+// The exchange is completed or interrupted, and neither side takes an incomplete file as complete.
+TEST(TcpConnection, LocalFaultsReturnCode) {
   const string contents = Noise(50000);
   for (const bool zip : {false, true}) {
     Server server([=](Peer& peer) { ServeFile(peer, zip); });
@@ -117,7 +117,7 @@ TEST(TcpConnection, LocalFaultsEndInACode) {
   }
 }
 
-TEST(TcpConnection, RefusedItLeavesNothing) {
+TEST(TcpConnection, LeavesNothingIfRefused) {
   const string end = "end of the stream";
   const struct {
     string client_class;
@@ -194,7 +194,7 @@ TEST_F(Window, ThatIsGrantedIsNotExceeded) {
   }
 }
 
-TEST(TcpConnection, GoesWithoutNames) {
+TEST(TcpConnection, WorksWithoutNames) {
   Server server([](Peer& peer) {
     EXPECT_EQ(peer.Read(36), string("#\0$\0*00tvlc\0unknown\0Unknown\0longtag\0", 36));
     peer.Send(Reply("S\t0"));
@@ -206,7 +206,7 @@ TEST(TcpConnection, GoesWithoutNames) {
   lacks_names = false;
 }
 
-TEST(TcpConnection, WithoutAWorkingDirectoryTransfersFail) {
+TEST(TcpConnection, TransfersFailWithoutWorkingDirectory) {
   for (const string& directory : {string(), "/" + string(300, 'd')}) {
     Server server(AnswersLocks({"1"}));
     Connection client;
@@ -217,7 +217,7 @@ TEST(TcpConnection, WithoutAWorkingDirectoryTransfersFail) {
   }
 }
 
-TEST(TcpConnection, RefusesNamesBeyondAnyPacket) {
+TEST(TcpConnection, RefusesNamesTooLongForPacket) {
   const string name(40000, 'n');
   Server server(AnswersLocks({"2\tpc\t3\t4\tip\tuser"}));
   Connection client(server);
@@ -234,7 +234,7 @@ TEST(TcpConnection, RefusesNamesBeyondAnyPacket) {
   EXPECT_EQ(client.IsOpened(), 1);
 }
 
-TEST(TcpConnection, OpensAgain) {
+TEST(TcpConnection, CanBeReopened) {
   Server first(AnswersLocks({"1"}));
   Server second(AnswersLocks({"2"}));
   Connection client(first);
@@ -250,7 +250,7 @@ TEST(TcpConnection, OpensAgain) {
   EXPECT_EQ(client.LockState("A"), -TVL_ERR_NOT_CONNECTED);
 }
 
-TEST(TcpConnection, HoldsALockAsLongAsItIsAliveAndTheLastAnswerWasOne) {
+TEST(TcpConnection, HoldsLockWhileAliveAndLastAnswerWasOne) {
   std::promise<void> hang_up;
   std::promise<void> gone;
   Server server([&](Peer& peer) {
@@ -275,9 +275,9 @@ TEST(TcpConnection, HoldsALockAsLongAsItIsAliveAndTheLastAnswerWasOne) {
   EXPECT_EQ(client.IsPresent() + client.HoldsLock("A"), 0);
 }
 
-// What no server offers: code 1, nothing is sent, and nothing changes but the counts and lists that are
-// cleared.
-TEST(TcpConnection, RefusesWhatNoServerOffers) {
+// Unsupported operations return code 1, send nothing and change nothing, except that they clear counts and
+// lists.
+TEST(TcpConnection, RefusesUnsupportedOperations) {
   Server server(AnswersLocks({}));
   Connection opr(server);
   CTVLClientOpr& base = opr;

@@ -20,7 +20,7 @@
 
 namespace {
 
-// Connects by the free function and leaves it at that.
+// Connects with the free function and does nothing else.
 int LeaveConnected(const std::vector<std::string>& arguments) {
   const TempFolder folder;
   const auto port = static_cast<unsigned int>(std::stoul(arguments.at(0)));
@@ -29,12 +29,12 @@ int LeaveConnected(const std::vector<std::string>& arguments) {
 
 const Role leave_connected("leave_connected", LeaveConnected);
 
-TEST(Lifetime, ExitClosesWhatIsLeft) {
+TEST(TcpLifetime, ExitClosesOpenConnections) {
   Server server(AnswersLocks({}));
   EXPECT_EQ(HelperProcess({"leave_connected", std::to_string(server.Port())}).Wait(), 0);
 }
 
-// The exit code of a forked child that runs `work`. It is killed after a while if it hangs.
+// Runs `work` in a forked child and returns its exit code. It is killed after a while if it hangs.
 int RunForked(const std::function<int()>& work) {
   const pid_t child = fork();
   if (child == 0) {
@@ -46,7 +46,7 @@ int RunForked(const std::function<int()>& work) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-TEST(Lifetime, ForkedChildHasNoConnection) {
+TEST(TcpLifetime, ForkedChildHasNoConnection) {
   Server server(AnswersLocks({"1", "2"}));
   Server childs_server(AnswersLocks({"3"}));
   auto client = std::make_unique<Connection>(server);
@@ -65,7 +65,7 @@ TEST(Lifetime, ForkedChildHasNoConnection) {
   };
   EXPECT_EQ(RunForked(use), 0);
   EXPECT_EQ(RunForked(destroy), 0);
-  // Where /dev/null can't be opened the descriptor's number can't be kept from being used again.
+  // If /dev/null cannot be opened, the number of the descriptor may be reused.
   rlimit files = {};
   getrlimit(RLIMIT_NOFILE, &files);
   const rlimit none = {0, files.rlim_max};
@@ -83,8 +83,8 @@ TEST(Lifetime, ForkedChildHasNoConnection) {
   client.reset();
 }
 
-// Else the server would take a dead client for alive, and keep its locks, for as long as its children live.
-TEST(Lifetime, ForkedChildHoldsNoEndOfTheStream) {
+// Otherwise the server would regard a dead client as alive and keep its locks as long as its children live.
+TEST(TcpLifetime, ForkedChildDoesNotKeepStreamOpen) {
   int pipes[2] = {};
   ASSERT_EQ(pipe(pipes), 0);
   Server server([](Peer& peer) {

@@ -25,7 +25,7 @@ struct Talk {
   tvl::Packets pack{socket, opened};
 };
 
-TEST(Packets, GrowToTheirLimit) {
+TEST(TcpPackets, GrowToTheirLimit) {
   const string longest(32758, 'x');
   Talk talk([&](Peer& peer) {
     for (const string& packet : {"A" + longest.substr(1), string("first"), longest, string(), string("kept")})
@@ -43,14 +43,14 @@ TEST(Packets, GrowToTheirLimit) {
   EXPECT_EQ(talk.pack.Add2Pack(1, "%s", "kept"), 1);
   EXPECT_EQ(talk.pack.Add2Pack(0, "%s", string(32759, 'x').c_str()), 0);
   EXPECT_EQ(talk.pack.PackSend(), 1);
-  talk.socket.GiveUp();
+  talk.socket.Abandon();
   EXPECT_EQ(talk.pack.Add2Pack(1, "%s", "1"), 1);
   EXPECT_EQ(talk.pack.Add2Pack(0, "%s", longest.c_str()), 0) << "the connection has gone";
   EXPECT_EQ(talk.opened, 0);
 }
 
-// A field is a number and nothing else; a leading number stops at other text.
-TEST(Packets, FieldsAndNumbers) {
+// A field must be a number only; a leading number ends at other text.
+TEST(TcpPackets, FieldsAndNumbers) {
   constexpr int none = -99;
   constexpr int least = std::numeric_limits<int>::min();
   constexpr int most = std::numeric_limits<int>::max();
@@ -81,7 +81,7 @@ TEST(Packets, FieldsAndNumbers) {
   }
   ASSERT_EQ(talk.pack.PackReceive(), 1);
   talk.pack.Unpack2Toks("\t");
-  EXPECT_EQ(talk.pack.NumericTok(30, none), 30) << "the last field that there is room for";
+  EXPECT_EQ(talk.pack.NumericTok(30, none), 30) << "the last field that fits";
   for (const int index : {31, 32, 1000, -1}) EXPECT_EQ(talk.pack.NumericTok(index, none), none) << index;
 }
 

@@ -20,12 +20,12 @@ namespace {
 using namespace std::chrono_literals;
 using std::string;
 
-// Given by one thread, as often as it likes, and awaited by another.
+// A signal from one thread to another.
 using Sign = std::counting_semaphore<>;
 
 constexpr auto kPatience = 20s;
 
-// Calls a function in every pump of this thread, as long as it lives.
+// Calls a function in every pump of this thread as long as the object exists.
 class Hook {
  public:
   explicit Hook(std::function<void()> function) : function_(std::move(function)) {
@@ -49,7 +49,7 @@ int Send(CJSock& socket, const string& bytes) {
   return socket.SendAll(bytes.data(), static_cast<int>(bytes.size()));
 }
 
-// Lets the socket's notifications come until `done` holds, for 20 seconds at most.
+// Pumps the notifications of the socket until `done` returns true, for at most 20 seconds.
 template <typename Condition>
 void PumpUntil(CJSock& socket, Condition done) {
   const tvl::SocketWait wait(socket);
@@ -57,7 +57,7 @@ void PumpUntil(CJSock& socket, Condition done) {
   while (!done() && std::chrono::steady_clock::now() < end) PumpMessages();
 }
 
-TEST(Socket, TriesAllAddressesOfAHost) {
+TEST(TcpSocket, TriesAllAddressesOfAHost) {
   for (const char* address : {"127.0.0.1", "::1"}) {
     Server server([](Peer& peer) { peer.Send(peer.Read(2)); }, address);
     const unsigned int port = server.Port();
@@ -80,8 +80,8 @@ TEST(Socket, TriesAllAddressesOfAHost) {
   }
 }
 
-// Urgent bytes stay in line.
-TEST(Socket, HandsOutWhatCameInOneRun) {
+// Urgent bytes are received inline.
+TEST(TcpSocket, ReturnsBytesReceivedTogether) {
   Server server([](Peer& peer) {
     peer.Send("abcd");
     peer.Send("e", MSG_OOB);
@@ -101,7 +101,7 @@ TEST(Socket, HandsOutWhatCameInOneRun) {
   EXPECT_EQ(socket.rxCapacity, 7);
 }
 
-TEST(Socket, CloseComesBehindTheLastBytes) {
+TEST(TcpSocket, CloseIsReportedAfterLastBytes) {
   CJSock socket;
   for (const bool reset : {false, true}) {
     for (const bool taken : {true, false}) {
@@ -124,7 +124,7 @@ TEST(Socket, CloseComesBehindTheLastBytes) {
   }
 }
 
-TEST(Socket, SendsEveryByteOnceOrFails) {
+TEST(TcpSocket, SendsEveryByteOnceOrFails) {
   const string bytes = Noise(16 << 20);
   for (const bool reads : {true, false}) {
     Sign waits(0);
@@ -141,7 +141,7 @@ TEST(Socket, SendsEveryByteOnceOrFails) {
   }
 }
 
-TEST(Socket, LeavesAFloodToTheSystem) {
+TEST(TcpSocket, LimitsReceiveBuffer) {
   const string bytes = Noise(8 << 20);
   constexpr int bound = 1 << 20;
   Server server([&](Peer& peer) { peer.Send(bytes); });
@@ -159,7 +159,7 @@ TEST(Socket, LeavesAFloodToTheSystem) {
   EXPECT_EQ(socket.rxCapacity, bound);
 }
 
-// What this thread has used of the processor.
+// Returns the processor time used by this thread.
 long UsedMilliseconds() {
   timespec now = {};
   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
@@ -172,8 +172,8 @@ void WorkForMilliseconds(long milliseconds) {
   }
 }
 
-// An answer is waited for as long as it takes, and the hook's turn comes again and again.
-TEST(Waits, OutlastTwoSecondsAndServeTheHook) {
+// A wait lasts as long as necessary, and calls the hook regularly.
+TEST(TcpWaits, LastTwoSecondsAndCallHook) {
   using Clock = std::chrono::steady_clock;
   Sign late(0);
   Server server(AnswersLocks({"3"}, [&] { EXPECT_TRUE(late.try_acquire_for(kPatience)); }));
@@ -190,8 +190,8 @@ TEST(Waits, OutlastTwoSecondsAndServeTheHook) {
   EXPECT_GE(calls, 20);
 }
 
-// Another connection may be used meanwhile, even one that waits itself.
-TEST(Waits, LetTheHookUseAnotherConnection) {
+// Another connection may be used meanwhile, even if it waits too.
+TEST(TcpWaits, AllowHookToUseAnotherConnection) {
   Sign inner_done(0);
   Server outer_server(AnswersLocks({"2"}, [&] { EXPECT_TRUE(inner_done.try_acquire_for(kPatience)); }));
   Server inner_server(AnswersLocks({"3"}));
@@ -208,7 +208,7 @@ TEST(Waits, LetTheHookUseAnotherConnection) {
   EXPECT_EQ(inner_state, 3);
 }
 
-TEST(Waits, SleepUntilTheAnswerWithoutAHook) {
+TEST(TcpWaits, SleepUntilTheAnswerWithoutAHook) {
   Server server(AnswersLocks({"1"}, [] { WorkForMilliseconds(400); }));
   Connection client(server);
   const long before = UsedMilliseconds();
@@ -216,7 +216,7 @@ TEST(Waits, SleepUntilTheAnswerWithoutAHook) {
   EXPECT_LT(UsedMilliseconds() - before, 60);
 }
 
-TEST(Waits, ServeTheThreadThatUsesTheConnection) {
+TEST(TcpWaits, ServeThreadThatUsesConnection) {
   Server server(AnswersLocks({"1", "2", "3"}));
   Connection client;
   std::thread([&] { ASSERT_EQ(client.Connect(server.Port()), 0); }).join();

@@ -26,7 +26,7 @@ void SetTime(const TempFolder& folder, const string& name, std::int64_t seconds,
   ASSERT_EQ(utimensat(AT_FDCWD, folder.Host(name).c_str(), times, 0), 0);
 }
 
-TEST(Compare, ByEachPolicy) {
+TEST(Compare, AppliesEachPolicy) {
   const TempFolder folder;
   const struct {
     const char *name, *bytes;
@@ -63,7 +63,7 @@ TEST(Compare, ByEachPolicy) {
   }
 }
 
-TEST(Stamp, ByEachPolicyUntilTheNextCallOfTheThread) {
+TEST(Stamp, AppliesEachPolicyAndLastsUntilNextCall) {
   const TempFolder folder;
   folder.Write("abc", "abc");
   folder.Write("big", "");
@@ -87,7 +87,7 @@ TEST(Stamp, ByEachPolicyUntilTheNextCallOfTheThread) {
   EXPECT_EQ(GetFileSignature(Arg(folder.Logical("abc"))), hash);
 }
 
-TEST(SameContents, SeesEveryByte) {
+TEST(SameContents, ComparesEveryByte) {
   const TempFolder folder;
   const auto compare = [&] {
     return CompareContents(folder.Logical("a").c_str(), folder.Logical("b").c_str());
@@ -108,8 +108,8 @@ TEST(SameContents, SeesEveryByte) {
   }
 }
 
-// Such files say that they are empty.
-TEST(SameContents, ReadsFilesThatKnowNoSizeToTheirEnd) {
+// Such files report a size of 0.
+TEST(SameContents, ReadsFilesOfUnknownSizeCompletely) {
   const TempFolder folder;
   folder.Write("empty", "");
   EXPECT_EQ(CompareContents("\\proc\\version", "\\proc\\version"), Contents::kSame);
@@ -117,7 +117,7 @@ TEST(SameContents, ReadsFilesThatKnowNoSizeToTheirEnd) {
   EXPECT_EQ(CompareContents("\\proc\\version", folder.Logical("empty").c_str()), Contents::kDifferent);
 }
 
-TEST(SameContents, IsUnknownWhereAFileCannotBeRead) {
+TEST(SameContents, IsUnknownIfFileIsUnreadable) {
   const TempFolder folder;
   folder.Write("a", "bytes");
   folder.Write("b", "bytes");
@@ -128,7 +128,7 @@ TEST(SameContents, IsUnknownWhereAFileCannotBeRead) {
     EXPECT_EQ(CompareContents(a.c_str(), other.c_str()), Contents::kUnknown) << other;
     EXPECT_EQ(CompareContents(other.c_str(), a.c_str()), Contents::kUnknown) << other;
   }
-  // Status, opening and reading of either fails.
+  // Makes status, opening and reading of either file fail.
   for (int call = 1; call <= 8; ++call) {
     const Faults faults(call, EIO);
     EXPECT_EQ(CompareContents(a.c_str(), folder.Logical("b").c_str()), Contents::kUnknown)

@@ -7,7 +7,7 @@
 
 namespace {
 
-TEST(Core, ReadsWhatWasAppended) {
+TEST(Core, ReadsAppendedBytes) {
   CCore core;
   char got[8] = {};
   EXPECT_EQ(core.Read(got, 4), 0U);
@@ -25,13 +25,13 @@ TEST(Core, ReadsWhatWasAppended) {
   EXPECT_EQ(core.Read(got, 2), 1U);
 }
 
-TEST(Core, LendsAndGivesAwayBlocks) {
+TEST(Core, LendsAndTransfersBlocks) {
   char lent[] = "lent";
   char got[4];
   CCore core;
   core.Append("own", 3);
   unsigned char* own = core.data;
-  core.Attach(lent, 4, 0);  // the own block is the caller's now
+  core.Attach(lent, 4, 0);  // the old block now belongs to the caller
   EXPECT_EQ(core.Read(got, 9), 4U);
   core.Attach(nullptr, 0, 0);
   EXPECT_EQ(core.Append("x", 1), 1U);
@@ -40,7 +40,7 @@ TEST(Core, LendsAndGivesAwayBlocks) {
   EXPECT_EQ(std::memcmp(core.data, "owned", 5), 0);
 }
 
-// A block that takes no more stays as it is.
+// A block that cannot grow is unchanged.
 TEST(Core, RefusesMoreThan32Bits) {
   char bytes[] = "0123456789";
   CCore core;

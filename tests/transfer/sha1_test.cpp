@@ -27,7 +27,7 @@ string Hex(const Sha1Context& context) {
   return text;
 }
 
-// Digest of a message that arrives in two pieces.
+// Returns the digest of a message that is added in two pieces.
 string Digest(const string& message, std::size_t split = 0) {
   Sha1Context context;
   Sha1Init(&context);
@@ -38,7 +38,7 @@ string Digest(const string& message, std::size_t split = 0) {
 }
 
 string OfFile(const string& path) {
-  char signature[kSignatureRoom] = "old";
+  char signature[kSignatureSize] = "old";
   const int result = Sha1OfFile(path.c_str(), signature);
   EXPECT_EQ(result, signature[0] != 0);
   return signature;
@@ -65,7 +65,7 @@ TEST(Sha1, PublishedVectors) {
   for (const auto& [message, digest] : cases) EXPECT_EQ(Digest(message), digest) << message.size();
 }
 
-TEST(Sha1, PiecesMakeNoDifference) {
+TEST(Sha1, PieceSizesDoNotMatter) {
   for (std::size_t length = 0; length <= 200; ++length) {
     const string message = Message(length);
     const string whole = Digest(message);
@@ -81,7 +81,7 @@ TEST(Sha1, PiecesMakeNoDifference) {
   }
 }
 
-TEST(Sha1, TheProcessorsInstructionsAgreeWithThePlainSteps) {
+TEST(Sha1, ProcessorInstructionsMatchPortableCode) {
   const tvl::Sha1Transform by_processor = tvl::ProcessorSha1Transform();
   if (by_processor == nullptr) GTEST_SKIP() << "none in this processor";
   const string bytes = Message(64 * 70 + 16);
@@ -99,7 +99,7 @@ TEST(Sha1, TheProcessorsInstructionsAgreeWithThePlainSteps) {
   }
 }
 
-TEST(Sha1, OfFiles) {
+TEST(Sha1, HashesFiles) {
   const TempFolder folder;
   for (const std::size_t size : {0, 1, 131071, 131072, 131073, 1000003}) {
     folder.Write("f", Message(size));
@@ -111,7 +111,7 @@ TEST(Sha1, OfFiles) {
   EXPECT_EQ(OfFile(folder.Logical("zeros")), "903e728bd512c4ad2178b4cdc4fe6d5cf31b2e25");
 }
 
-TEST(Sha1, OfWhatCannotBeReadIsEmpty) {
+TEST(Sha1, IsEmptyForUnreadableFile) {
   const TempFolder folder;
   folder.Write("f", Message(300000));
   EXPECT_EQ(OfFile(folder.Logical("none")), "");
@@ -125,13 +125,13 @@ TEST(Sha1, OfWhatCannotBeReadIsEmpty) {
   }
 }
 
-TEST(Sha1, OfAStringTakesItsLengthIn) {
+TEST(Sha1, HashesStringWithItsLength) {
   const std::pair<string, string> cases[] = {{"", "0"},
                                              {"abc", "3abc"},
                                              {string(15, 'x'), "f" + string(15, 'x')},
                                              {string(4096, 'x'), "1000" + string(4096, 'x')}};
   for (const auto& [text, message] : cases) {
-    char signature[kSignatureRoom];
+    char signature[kSignatureSize];
     EXPECT_EQ(Sha1OfString(text.c_str(), signature), 1);
     EXPECT_EQ(signature, Digest(message));
   }

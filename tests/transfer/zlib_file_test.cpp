@@ -22,7 +22,7 @@ class ZlibFile : public testing::Test {
     return {reinterpret_cast<char*>(core.data), core.length};
   }
 
-  // Unpacks a heap block of exactly the stream's size; the target then holds whatever was written.
+  // Decompresses a heap block of exactly the size of the stream into the target.
   int Unpack(const string& stream) {
     CCore core;
     core.Append(stream.data(), static_cast<std::int32_t>(stream.size()));
@@ -49,14 +49,14 @@ TEST_F(ZlibFile, RoundTrips) {
   }
 }
 
-TEST_F(ZlibFile, EveryCutFailsAndWhatFollowsTheEndIsIgnored) {
+TEST_F(ZlibFile, TruncatedStreamFailsAndTrailingBytesAreIgnored) {
   const string contents = "hello, hello, hello, world";
   const string empty = Pack("");
   EXPECT_EQ(empty, string("\x78\x9C\x03\x00\x00\x00\x00\x01", 8));
   const string stream = Pack(contents);
   for (const string& whole : {empty, stream}) {
     for (std::size_t cut = 0; cut < whole.size(); ++cut) {
-      std::filesystem::remove(folder_.Host("target"));  // a file that is emptied again is slow to close
+      std::filesystem::remove(folder_.Host("target"));  // a file that is truncated again is slow to close
       EXPECT_EQ(Unpack(whole.substr(0, cut)), 0) << cut;
     }
   }
@@ -77,7 +77,7 @@ TEST_F(ZlibFile, EveryCutFailsAndWhatFollowsTheEndIsIgnored) {
   }
 }
 
-TEST_F(ZlibFile, ReadsFromTheCursorOn) {
+TEST_F(ZlibFile, ReadsFromCursor) {
   const string stream = Pack("abc");
   CCore core;
   core.Append(("junk" + stream).c_str(), static_cast<std::int32_t>(stream.size()) + 4);
@@ -96,14 +96,14 @@ TEST_F(ZlibFile, FilesThatCannotBeOpenedFail) {
 }
 
 // Not even the last close may fail unnoticed: a network share reports lost bytes there.
-TEST_F(ZlibFile, EveryFailureWhileUnpackingShows) {
+TEST_F(ZlibFile, ReportsEveryDecompressionFailure) {
   const string stream = Pack(Random(40000));
   for (int at = 1;; ++at) {
     folder_.Write("target", "old");
     const Faults faults(at, ENOSPC);
     const int result = Unpack(stream);
     const string hit = Faults::Hit() != nullptr ? Faults::Hit() : "";
-    // Without locks on the file system nobody can hold the file; and whether it exists makes no difference.
+    // If the file system has no locks, nobody can hold the file, and it does not matter whether it exists.
     EXPECT_EQ(result, hit.empty() || hit == "lock" || hit == "lstat" ? 1 : 0) << at << hit;
     if (hit.empty()) break;
   }

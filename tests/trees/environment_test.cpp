@@ -16,7 +16,7 @@ namespace {
 
 using std::string;
 
-TEST(Environment, ReadsAndWritesOneKey) {
+TEST(StoreValues, ReadsAndWritesOneKey) {
   SmallStore store("; remark\n[Environments]\nPlain=one\nEmpty=\nQuoted=' two '\n[other]\nName=no\n");
   const auto get = [&](const char* name) {
     CString value = "before";
@@ -36,7 +36,7 @@ TEST(Environment, ReadsAndWritesOneKey) {
   EXPECT_NE(store.folder.Read("store.ini").find("[other]\nName=no\n"), string::npos);
 }
 
-TEST(Environment, NeedsAnOpenConnection) {
+TEST(StoreValues, NeedsAnOpenConnection) {
   CTVLClientSmbOpr fresh;
   SmallStore store;
   store.opr.Close();
@@ -50,7 +50,7 @@ TEST(Environment, NeedsAnOpenConnection) {
   EXPECT_EQ(store.folder.Read("store.ini"), before);
 }
 
-TEST(Environment, NullsDeleteOrAreEmptyTexts) {
+TEST(StoreValues, NullsDeleteOrAreEmptyTexts) {
   SmallStore store("[Environments]\nPlain=one\nB=2\n");
   CString value;
   TVLLastFileError(nullptr, 0);
@@ -70,7 +70,7 @@ TEST(Environment, NullsDeleteOrAreEmptyTexts) {
   EXPECT_EQ(listed, "B=2|C= 3 |");
 }
 
-TEST(Environment, AWriteThatFailsIsNotTold) {
+TEST(StoreValues, FailedWriteReturnsOk) {
   SmallStore store;
   std::filesystem::remove(store.folder.Host("store.ini"));
   store.folder.Make("store.ini");
@@ -83,19 +83,19 @@ constexpr char kTail[] = "\r\n; the end";
 const Role kRole("environments", [](const std::vector<string>& arguments) {
   CTVLClientSmbOpr opr;
   if (opr.Open(Arg(arguments[1]), Arg(arguments[0]), Arg("test")) != 0) return 1;
-  Tell("ready");
+  Say("ready");
   Listen();
   for (int key = 0; key < std::stoi(arguments[3]); ++key) {
     const string name = arguments[2] + std::to_string(key);
     if (opr.PutEnviron(name.c_str(), ("value of " + name).c_str()) != 0) return 2;
-    if (key == 3) Tell("some");
+    if (key == 3) Say("some");
   }
   return 0;
 });
 
-class EnvironmentProcesses : public testing::Test {
+class StoreValueProcesses : public testing::Test {
  protected:
-  EnvironmentProcesses() : store("[Environments]\r\nfirst=1\r\n[last]\r\nx=y" + string(kTail)) {
+  StoreValueProcesses() : store("[Environments]\r\nfirst=1\r\n[last]\r\nx=y" + string(kTail)) {
     prefix = store.folder.Read("store.ini");
     prefix.resize(prefix.find("[last]"));
   }
@@ -105,7 +105,7 @@ class EnvironmentProcesses : public testing::Test {
                           name, std::to_string(keys)});
   }
 
-  // A whole file begins and ends as the first one did.
+  // Expects a complete file, which begins and ends like the first one.
   void ExpectWhole() {
     const string now = store.folder.Read("store.ini");
     EXPECT_EQ(now.substr(0, prefix.size()), prefix);
@@ -125,7 +125,7 @@ class EnvironmentProcesses : public testing::Test {
   string prefix;
 };
 
-TEST_F(EnvironmentProcesses, TwoWritersLoseNothingAndReadersSeeWholeFiles) {
+TEST_F(StoreValueProcesses, TwoWritersLoseNothingAndReadersSeeWholeFiles) {
   const int keys = Rounds(60);
   HelperProcess one = Start("one", keys);
   HelperProcess two = Start("two", keys);
@@ -143,7 +143,7 @@ TEST_F(EnvironmentProcesses, TwoWritersLoseNothingAndReadersSeeWholeFiles) {
   ExpectWhole();
 }
 
-TEST_F(EnvironmentProcesses, AKilledWriterStopsNobody) {
+TEST_F(StoreValueProcesses, KilledWriterDoesNotBlockOthers) {
   for (int round = 0; round < Rounds(20); ++round) {
     const string name = "r" + std::to_string(round) + "_";
     HelperProcess helper = Start(name.c_str(), 1000);

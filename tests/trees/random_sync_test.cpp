@@ -15,7 +15,7 @@ namespace {
 namespace fs = std::filesystem;
 using std::string;
 
-// Few names, lengths, bytes and times, so that two trees often have the same of them.
+// Uses few names, lengths, bytes and times, so that two trees often have them in common.
 void MakeRandomTree(std::mt19937& random, const fs::path& folder, int depth) {
   fs::create_directories(folder);
   for (const char* name : {"a.txt", " b .pdf", ".c\xE0\xFF"}) {
@@ -28,7 +28,7 @@ void MakeRandomTree(std::mt19937& random, const fs::path& folder, int depth) {
   }
 }
 
-// Direction, packing, policy.
+// The parameters are direction, compression and policy.
 class RandomSync : public testing::TestWithParam<std::tuple<bool, bool, bool>> {
  protected:
   RandomSync()
@@ -42,7 +42,7 @@ class RandomSync : public testing::TestWithParam<std::tuple<bool, bool, bool>> {
   [[nodiscard]] fs::path Source() const { return store.folder.Host(Puts() ? "work/t" : "root/t"); }
   [[nodiscard]] fs::path Target() const { return store.folder.Host(Puts() ? "root/t" : "work/t"); }
 
-  // Bytes that the plan is going to copy.
+  // Plans a synchronization. Returns the number of bytes to copy.
   unsigned int Plan() {
     unsigned int total = 0;
     EXPECT_EQ(Puts() ? store.opr.SyncDirOpenPutRemote(Arg("t"), Arg("*.*"), &total)
@@ -51,7 +51,7 @@ class RandomSync : public testing::TestWithParam<std::tuple<bool, bool, bool>> {
     return total;
   }
 
-  // The source, but for files of other bytes that the policy can't tell from it.
+  // Returns the source, except for files whose difference the policy cannot detect.
   [[nodiscard]] Snapshot Expected() const {
     Snapshot expected = SnapshotOf(Source());
     for (auto& [name, what] : expected) {
@@ -71,7 +71,7 @@ class RandomSync : public testing::TestWithParam<std::tuple<bool, bool, bool>> {
 INSTANTIATE_TEST_SUITE_P(AllWays, RandomSync,
                          testing::Combine(testing::Bool(), testing::Bool(), testing::Bool()));
 
-TEST_P(RandomSync, MakesTheTargetTheSource) {
+TEST_P(RandomSync, MakesTargetEqualToSource) {
   for (unsigned int seed = 1; seed <= static_cast<unsigned int>(Rounds(40)); ++seed) {
     std::mt19937 random(seed);
     for (const fs::path& side : {Source(), Target()}) fs::remove_all(side);
@@ -83,7 +83,7 @@ TEST_P(RandomSync, MakesTheTargetTheSource) {
     EXPECT_EQ(store.opr.SyncDirSyncronize(nullptr, nullptr), 0);
     EXPECT_EQ(SnapshotOf(Target()), expected);
     EXPECT_EQ(SnapshotOf(Source()), source);
-    // A packed copy has a new time, so by time it is planned again.
+    // A compressed copy has a new time, so it is planned again with the policy by time.
     const unsigned int again = Plan();
     EXPECT_TRUE(again == 0 || (Packs() && ByTime())) << again;
     store.opr.SyncPlanDrop();

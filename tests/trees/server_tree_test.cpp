@@ -11,7 +11,7 @@ namespace {
 
 using std::string;
 
-// Changes of a tree: "name" for a folder, "name=contents", or "-name" for what goes.
+// Changes a tree: "name" for a folder, "name=contents" for a file, or "-name" for a removal.
 void Change(Snapshot& snapshot, const char* changes) {
   std::stringstream words(changes);
   for (string change; words >> change;) {
@@ -75,10 +75,10 @@ TEST(ServerTree, ChangesTheStoreAndItsMirror) {
       {"into arc\\r old", 0, "old old/r=rarc/r", ""},
       {"into arc/r d/", 0, "d/r=rarc/r", ""},
       {"into d/a", 0, "a=rd/a", ""},
-      {"into f d", 18, "", ""},  // a bare name
+      {"into f d", 18, "", ""},  // a plain name
       {"tree d e", 0, "e e/a=rd/a e/b=rd/b", ""},
       {"tree x e", 22, "", ""},
-      {"tree d x/y", 0, "", ""},  // only one level is made
+      {"tree d x/y", 0, "", ""},  // only one level is created
   };
   for (const auto& row : rows) {
     for (const bool dumb : {false, true}) {
@@ -119,8 +119,8 @@ TEST(ServerTree, CopiesFromAndToAnyPlace) {
   EXPECT_EQ(SnapshotOf(store.folder.Host("work")), before);
 }
 
-// In place of the 260 bytes of a path any name has 300: each operation has its code, nothing is touched.
-TEST(ServerTree, NamesThatDoNotFitFailWithTheirCode) {
+// Uses names of 300 bytes, where a path has at most 260: each operation returns its code and changes nothing.
+TEST(ServerTree, TooLongNamesFailWithTheirCode) {
   SmallStore store;
   Fill(store.folder);
   const Snapshot before = SnapshotOf(store.folder.Host());

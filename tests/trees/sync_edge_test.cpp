@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 using std::string;
 using Names = std::vector<string>;
 
-// The store's folder d is made of the working directory's.
+// The folder d of the store is synchronized from that of the working directory.
 class SyncEdge : public testing::Test {
  protected:
   SyncEdge() : store("FileCompare=HASH\nZipOnTransfert=0\n") {}
@@ -31,9 +31,9 @@ class SyncEdge : public testing::Test {
   unsigned int total = 0;
 };
 
-// Names alike but for case are partners where deletion is asked, and files of their own where copying is. A
-// name that no path can say is nobody's partner.
-TEST_F(SyncEdge, NamesThatAreHardToCompareDeleteNothing) {
+// Names that differ only in case are counterparts for deletions, but different files for copies. A name that
+// no path can express has no counterpart.
+TEST_F(SyncEdge, UnusualNamesDeleteNothing) {
   store.folder.Write("work/d/NAME", "upper");
   store.folder.Write("work/d/back\\slash", "");
   store.folder.Write("root/d/name", "lower");
@@ -43,8 +43,9 @@ TEST_F(SyncEdge, NamesThatAreHardToCompareDeleteNothing) {
             (Snapshot{{"NAME", "file upper"}, {"name", "file lower"}, {"other\\slash", "file stays"}}));
 }
 
-// Of two such names without a partner one goes in each run: the entry of the first is found for the other.
-TEST_F(SyncEdge, NamesAlikeButForCaseGoOneAfterTheOther) {
+// Of two such names without a counterpart, one is deleted in each run, because the entry of the first is
+// found for the other.
+TEST_F(SyncEdge, NamesThatDifferInCaseAreProcessedInTurn) {
   store.folder.Make("work/d");
   for (const char* name : {"root/d/x", "root/d/X"}) store.folder.Write(name, "x");
   for (const std::size_t left : {1U, 0U}) {
@@ -53,7 +54,7 @@ TEST_F(SyncEdge, NamesAlikeButForCaseGoOneAfterTheOther) {
   }
 }
 
-TEST_F(SyncEdge, LinksOfTheSourceAreFollowedAndEnd) {
+TEST_F(SyncEdge, FollowsLinksOfSourceWithoutLoops) {
   store.folder.Write("outside/o", "o");
   store.folder.Write("work/d/sub/f", "f");
   Link("..", "work/d/sub/up");
@@ -70,8 +71,8 @@ TEST_F(SyncEdge, LinksOfTheSourceAreFollowedAndEnd) {
   EXPECT_FALSE(store.folder.Exists("root/d/dangling"));
 }
 
-// At no depth, and also where a folder of the target gave way to a link after the plan was made.
-TEST_F(SyncEdge, NothingIsDeletedThroughLinksOfTheTarget) {
+// At any depth, and even if a folder of the target was replaced by a link after planning.
+TEST_F(SyncEdge, DeletesNothingThroughLinksOfTarget) {
   store.folder.Write("outside/precious", "p");
   store.folder.Write("outside/sub/precious", "p");
   for (const char* name : {"work/d/kept/new", "work/d/kept/sub/new", "work/d/swapped/sub/new"})
@@ -122,8 +123,8 @@ std::vector<Planned> EntriesOf(const CTVLClientSmbOpr& opr) {
   return entries;
 }
 
-// Whatever call fails, each entry has a result, and one of 0 is true.
-TEST_F(SyncEdge, FailingCallsShowInTheResultsOfEntries) {
+// Whichever call fails, each entry has a result, and a result of 0 is correct.
+TEST_F(SyncEdge, ReportsFailingCallsPerEntry) {
   for (const auto span : {Faults::Span::kOne, Faults::Span::kFromThereOn}) {
     const char* hit = "";
     for (int at = 1; hit != nullptr; ++at) {
@@ -159,7 +160,7 @@ TEST_F(SyncEdge, FailingCallsShowInTheResultsOfEntries) {
   }
 }
 
-TEST_F(SyncEdge, WhatChangesBehindThePlanIsCopiedAsItIsThen) {
+TEST_F(SyncEdge, CopiesFilesAsTheyAreAfterPlanning) {
   for (const char* name : {"work/d/vanishes", "work/d/grows", "work/d/shrinks", "work/d/sub/x"})
     store.folder.Write(name, "before");
   store.folder.Write("root/d/extra/x", "e");
@@ -176,8 +177,8 @@ TEST_F(SyncEdge, WhatChangesBehindThePlanIsCopiedAsItIsThen) {
   EXPECT_EQ(SnapshotOf(store.folder.Host("root/d")), SnapshotOf(store.folder.Host("work/d")));
 }
 
-// A source that could not be read says nothing about what the target should lose.
-TEST_F(SyncEdge, WhatCannotBeReadFailsAndCostsTheTargetNothing) {
+// An unreadable source must not cause deletions in the target.
+TEST_F(SyncEdge, UnreadableSourceFailsAndDeletesNothing) {
   for (const char* side : {"work/", "root/"}) {
     for (const char* name : {"d/closed/x", "d/listless/x", "d/file", "d/fine"})
       store.folder.Write(string(side) + name, side);
@@ -202,7 +203,7 @@ TEST_F(SyncEdge, WhatCannotBeReadFailsAndCostsTheTargetNothing) {
                                                                {"listless/x", "file root/"}}));
 }
 
-TEST_F(SyncEdge, ATargetInsideItsSourceEnds) {
+TEST_F(SyncEdge, TargetInsideSourceEnds) {
   store.folder.Write("work/d/f", "f");
   Link("../work/d", "root/d");
   EXPECT_EQ(PlanAndWork(), 0) << "both are one folder";
@@ -214,8 +215,8 @@ TEST_F(SyncEdge, ATargetInsideItsSourceEnds) {
   EXPECT_EQ(store.folder.Read("work/d/f"), "f");
 }
 
-// One side's path is longer than the other's by so much that entries fit on one of them only.
-TEST(LongSync, APartnerThatDoesNotFitIsNeverDeleted) {
+// The path of one side is so much longer than that of the other that entries fit on one side only.
+TEST(LongSync, CounterpartOfTooLongPathIsNeverDeleted) {
   for (std::size_t length = 244; length < tvl::kMaxPath; ++length) {
     SmallStore store("FileCompare=HASH\nZipOnTransfert=0\n");
     string deep = "d";
@@ -225,7 +226,7 @@ TEST(LongSync, APartnerThatDoesNotFitIsNeverDeleted) {
       store.folder.Write("work/" + deep + name, "deep");
       store.folder.Write(string("root/t") + name, "flat");
     }
-    const bool fits = length + 4 <= 259;  // what has a name of one byte
+    const bool fits = length + 4 <= 259;  // an entry with a name of one byte
     unsigned int total = 0;
     EXPECT_EQ(store.opr.SyncDirOpenPutRemote(Arg("t"), Arg(deep), Arg("*.*"), &total), 0);
     EXPECT_EQ(store.opr.SyncDirSyncronize(nullptr, nullptr), 22) << length;
@@ -233,7 +234,7 @@ TEST(LongSync, APartnerThatDoesNotFitIsNeverDeleted) {
     EXPECT_EQ(flat.size(), 4U) << length;
     EXPECT_EQ(flat.at("name that is longer"), "file flat") << length;
     EXPECT_EQ(flat.at("x"), fits ? "file deep" : "file flat") << length;
-    // The other way round what fits is deleted, what does not fit stays.
+    // In the other direction, entries that fit are deleted, and those that do not fit are kept.
     fs::remove(store.folder.Host("root/t/x"));
     EXPECT_EQ(store.opr.SyncDirOpenGetRemote(Arg("t"), Arg(deep), Arg("*.*"), &total), 0);
     EXPECT_EQ(store.opr.SyncDirSyncronize(nullptr, nullptr), 22) << length;

@@ -22,15 +22,15 @@ int Synchronise(CTVLClientSmbOpr& opr, ProgressCallback callback) {
   return code == 0 ? opr.SyncDirSyncronize(callback, nullptr) : code;
 }
 
-// Arguments: configuration, working directory. Synchronises once for each line heard; tells of each file,
+// Arguments: configuration, working directory. Synchronizes once for each line received; reports each file,
 // then the code.
 const Role kRole("synchronise", [](const std::vector<string>& arguments) {
   CTVLClientSmbOpr opr;
   if (opr.Open(Arg(arguments[1]), Arg(arguments[0]), Arg("test")) != 0) return 1;
-  Tell("ready");
+  Say("ready");
   while (Listen() == "go") {
-    const int code = Synchronise(opr, [](char*, unsigned int, void*) { Tell("file"); });
-    Tell("code " + std::to_string(code));
+    const int code = Synchronise(opr, [](char*, unsigned int, void*) { Say("file"); });
+    Say("code " + std::to_string(code));
   }
   return 0;
 });
@@ -39,7 +39,7 @@ class SyncProcesses : public testing::TestWithParam<const char*> {
  protected:
   SyncProcesses() : store(GetParam(), TempFolder::Memory()) {}
 
-  // Files of sizes around those where the ways of copying differ, other bytes each time.
+  // Writes files of sizes at which the method of copying changes, with different bytes each time.
   void FillSource(unsigned int seed) {
     std::mt19937 random(seed);
     fs::remove_all(store.folder.Host("work/t"));
@@ -72,7 +72,7 @@ string Code(HelperProcess& helper) {
   return line;
 }
 
-TEST_P(SyncProcesses, TwoAtOnceMakeOneTree) {
+TEST_P(SyncProcesses, ConcurrentRunsConverge) {
   HelperProcess one = Start();
   HelperProcess other = Start();
   ASSERT_EQ(one.Hear() + other.Hear(), "readyready");
@@ -80,7 +80,8 @@ TEST_P(SyncProcesses, TwoAtOnceMakeOneTree) {
     FillSource(round);
     for (HelperProcess* helper : {&one, &other}) helper->Say("go");
     const string codes = Code(one) + Code(other);
-    // Two that write one file may bar each other from it for a moment; then the next run mends it.
+    // Two processes that write the same file may block each other for a moment; then the next run completes
+    // it.
     if (codes != "code 0code 0") {
       EXPECT_EQ(Synchronise(store.opr, nullptr), 0) << codes;
     }
@@ -88,7 +89,7 @@ TEST_P(SyncProcesses, TwoAtOnceMakeOneTree) {
   }
 }
 
-TEST_P(SyncProcesses, TheNextRunMendsWhatAKilledOneLeft) {
+TEST_P(SyncProcesses, NextRunCompletesKilledOne) {
   for (unsigned int round = 0; round < static_cast<unsigned int>(Rounds(10)); ++round) {
     FillSource(round);
     HelperProcess helper = Start();

@@ -14,7 +14,8 @@ namespace fs = std::filesystem;
 using std::string;
 using Names = std::vector<string>;
 
-// The plan, an entry a text: operation and the name below the source, or the target for what goes.
+// Returns the plan with a text per entry: the operation, and the name below the source, or below the target
+// for deletions.
 Names PlanOf(const SmallStore& store, const string& source, const string& target) {
   Names plan;
   for (int i = 0; i < store.opr.SyncPlanCount(); ++i) {
@@ -57,7 +58,7 @@ class Sync : public testing::TestWithParam<bool> {
 
 INSTANTIATE_TEST_SUITE_P(GetAndPut, Sync, testing::Bool());
 
-TEST_P(Sync, PlansInOrderAndWorksItOff) {
+TEST_P(Sync, PlansInOrderAndCarriesOutPlan) {
   store.folder.Write(Source("d/same"), "s");
   store.folder.Write(Target("d/same"), "s");
   store.folder.Write(Source("d/sub/new"), "1234");
@@ -71,27 +72,27 @@ TEST_P(Sync, PlansInOrderAndWorksItOff) {
   EXPECT_TRUE(store.folder.Exists(Target("d/made"))) << "missing folders are made while planning";
   Names plan = PlanOf(store, Source("d"), Target("d"));
   EXPECT_EQ(plan.front(), "f");
-  EXPECT_EQ(plan.back(), "d\\gone") << "behind all entries of the source";
+  EXPECT_EQ(plan.back(), "d\\gone") << "after all entries of the source";
   const auto sub = std::find(plan.begin(), plan.end(), "f\\sub");
   ASSERT_LT(plan.end() - sub, 9);
   EXPECT_EQ(Names(sub, sub + 3), (Names{"f\\sub", "c4\\sub\\new", "d\\sub\\old"}))
-      << "a subfolder's entries stand together";
+      << "the entries of a subfolder are adjacent";
   std::sort(plan.begin(), plan.end());
   EXPECT_EQ(plan, (Names{"c4\\sub\\new", "c5\\changed", "d\\gone", "d\\sub\\old", "f", "f\\made", "f\\sub",
                          "k\\same"}));
-  Names told;
-  const auto tell = [](char* path, unsigned int size, void* names) {
+  Names reported;
+  const auto report = [](char* path, unsigned int size, void* names) {
     static_cast<Names*>(names)->push_back(path + string(":") + std::to_string(size));
   };
-  EXPECT_EQ(store.opr.SyncDirSyncronize(tell, &told), 0);
-  std::sort(told.begin(), told.end());
-  EXPECT_EQ(told, (Names{store.folder.Logical(Source("d/changed:5")),
-                         store.folder.Logical(Source("d/sub/new:4"))}));
+  EXPECT_EQ(store.opr.SyncDirSyncronize(report, &reported), 0);
+  std::sort(reported.begin(), reported.end());
+  EXPECT_EQ(reported, (Names{store.folder.Logical(Source("d/changed:5")),
+                             store.folder.Logical(Source("d/sub/new:4"))}));
   EXPECT_EQ(SnapshotOf(store.folder.Host(Target("d"))), SnapshotOf(store.folder.Host(Source("d"))));
   EXPECT_EQ(store.opr.SyncPlanCount(), 0);
-  told.clear();
-  EXPECT_EQ(store.opr.SyncDirSyncronize(tell, &told), 0) << "an empty list";
-  EXPECT_EQ(told, Names());
+  reported.clear();
+  EXPECT_EQ(store.opr.SyncDirSyncronize(report, &reported), 0) << "an empty list";
+  EXPECT_EQ(reported, Names());
 }
 
 TEST_P(Sync, PatternsAndExclusionsActOnEveryLevel) {
@@ -122,7 +123,7 @@ TEST_P(Sync, PatternsAndExclusionsActOnEveryLevel) {
   }
 }
 
-TEST_P(Sync, FailuresOfPlanning) {
+TEST_P(Sync, ReportsPlanningFailures) {
   store.folder.Write(Source("file"), "f");
   const string endless(300, 'x');
   for (const string& name : {string("none"), string("file"), string("none/below"), endless})
@@ -133,7 +134,7 @@ TEST_P(Sync, FailuresOfPlanning) {
   EXPECT_EQ(total, 0U);
 }
 
-TEST_P(Sync, FoldersLaterLeaveNoTraceOfADroppedPlan) {
+TEST_P(Sync, DroppedPlanLeavesNoFoldersWithFoldersLater) {
   store.folder.Write(Source("d/sub/f"), "f");
   store.folder.Make(Source("d/empty"));
   const Snapshot before = SnapshotOf(store.folder.Host());
@@ -149,7 +150,7 @@ TEST_P(Sync, FoldersLaterLeaveNoTraceOfADroppedPlan) {
   EXPECT_TRUE(store.folder.Exists(Target("now/e/empty")));
 }
 
-TEST_P(Sync, OneRelativeNameAndTheTopServeTheShortForms) {
+TEST_P(Sync, ShortFormsTakeOneNameOrRoot) {
   store.folder.Write(Source("x/a.txt"), "1");
   store.folder.Write(Source("x/b.doc"), "22");
   CTVLClientSmbOpr& o = store.opr;
@@ -166,7 +167,7 @@ TEST_P(Sync, OneRelativeNameAndTheTopServeTheShortForms) {
   EXPECT_EQ(store.folder.Read(Target("x/b.doc")), "22");
 }
 
-TEST_P(Sync, TwoPlansAddUpAndOutliveTheConnection) {
+TEST_P(Sync, PlansAddUpAndOutliveTheConnection) {
   store.folder.Write(Source("a/f"), "123");
   store.folder.Write(Source("b/g"), "4567");
   EXPECT_EQ(Plan("a", "a"), 0);
@@ -187,8 +188,8 @@ TEST_P(Sync, DumbModeDoesNothing) {
   EXPECT_EQ(store.folder.Tree("root"), (Names{"d", "d/f"}));
 }
 
-// Without a compare only the files of new folders go over.
-TEST_P(Sync, DumbPolicyKeepsWhateverTheSourceHas) {
+// Without a comparison only the files of new folders are copied.
+TEST_P(Sync, DumbPolicyKeepsExistingFiles) {
   Reopen("FileCompare=dumb\nZipOnTransfert=0\n");
   store.folder.Write(Source("d/missing"), "m");
   store.folder.Write(Source("d/new/f"), "f");
@@ -198,8 +199,9 @@ TEST_P(Sync, DumbPolicyKeepsWhateverTheSourceHas) {
   EXPECT_EQ(SnapshotOf(store.folder.Host(Target("d"))), (Snapshot{{"new", "dir"}, {"new/f", "file f"}}));
 }
 
-// What vanishes, and a file and a folder in each other's place: all others are in place.
-TEST_P(Sync, TheLastFailureIsTheResult) {
+// Covers vanishing files, and a file on one side and a folder on the other: all other entries are
+// synchronized.
+TEST_P(Sync, ReturnsLastFailure) {
   for (const bool zip : {false, true}) {
     Reopen(string("FileCompare=time\nZipOnTransfert=") + (zip ? "1\n" : "0\n"));
     for (const char* name : {"d/1", "d/2", "d/3", "d/folder/4"}) store.folder.Write(Source(name), name);
@@ -207,11 +209,11 @@ TEST_P(Sync, TheLastFailureIsTheResult) {
     store.folder.Write(Target("d/folder"), "file");
     EXPECT_EQ(Plan(), 0);
     fs::remove(store.folder.Host(Source("d/2")));
-    int told = 0;
+    int reported = 0;
     const int code = store.opr.SyncDirSyncronize(
-        [](char*, unsigned int, void* count) { ++*static_cast<int*>(count); }, &told);
+        [](char*, unsigned int, void* count) { ++*static_cast<int*>(count); }, &reported);
     EXPECT_TRUE(zip ? code == 27 || code == 28 : code == 22) << code;
-    EXPECT_EQ(told, 4) << "told of failed copies too";
+    EXPECT_EQ(reported, 4) << "failed copies are reported too";
     EXPECT_EQ(SnapshotOf(store.folder.Host(Target("d"))),
               (Snapshot{{"1", "file d/1"}, {"3", "dir"}, {"3/kept", "file k"}, {"folder", "file file"}}));
     fs::remove_all(store.folder.Host(Target("d")));

@@ -9,7 +9,7 @@ namespace {
 
 using std::string;
 
-TEST(UpdatePacks, AreReadFromTheirNamesAndSorted) {
+TEST(UpdatePacks, AreParsedFromNamesAndSorted) {
   const struct {
     const char *files, *prefix;
     int count;
@@ -44,7 +44,7 @@ TEST(UpdatePacks, AreReadFromTheirNamesAndSorted) {
   }
 }
 
-TEST(UpdatePacks, NoFolderMeansNone) {
+TEST(UpdatePacks, NoneWithoutFolder) {
   for (const string& setting :
        {string(), string("UpdateDirectory=none"), "UpdateDirectory=" + string(250, 'u')}) {
     SmallStore store("[Environments]\n" + setting + "\n");

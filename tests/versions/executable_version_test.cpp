@@ -20,13 +20,13 @@ using std::string;
 
 constexpr char kNone[] = "0 0 0 0|Non definita|non definita";
 
-// All that the functions tell of a file.
-string Told(const string& path) {
+// Returns the results of all functions for a file.
+string Results(const string& path) {
   int numbers[3] = {-1, -1, -1};
-  string told =
+  string results =
       std::to_string(TVLGetVersionFromTavolisWinExe(Arg(path), &numbers[0], &numbers[1], &numbers[2]));
-  for (const int number : numbers) told += " " + std::to_string(number);
-  return told + "|" + TVLGetVersionStringFromWinExe(Arg(path)).GetString() + "|" +
+  for (const int number : numbers) results += " " + std::to_string(number);
+  return results + "|" + TVLGetVersionStringFromWinExe(Arg(path)).GetString() + "|" +
          TVLGetVersionStringFromTavolisWinExe(Arg(path)).GetString();
 }
 
@@ -36,10 +36,10 @@ class ExecutableVersion : public testing::TestWithParam<bool> {
   ExecutableVersion() : file_(memfd_create("executable", MFD_CLOEXEC)) {}
   ~ExecutableVersion() override { close(file_); }
 
-  [[nodiscard]] string ToldOf(const string& bytes) const {
+  [[nodiscard]] string ResultsFor(const string& bytes) const {
     EXPECT_EQ(ftruncate(file_, 0), 0);
     EXPECT_EQ(pwrite(file_, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
-    return Told("\\proc\\self\\fd\\" + std::to_string(file_));
+    return Results("\\proc\\self\\fd\\" + std::to_string(file_));
   }
 
   int file_;
@@ -62,42 +62,42 @@ TEST_P(ExecutableVersion, IsReadFromItsTexts) {
       {{plus, false, "5.3", "110423"}, kNone},
       {{plus, true, string(3000, '7'), {}}, "1 77 0 77000000|" + string(3000, '7') + "|7.7 [00.00.00]"},
   };
-  for (const auto& [file, told] : rows) EXPECT_EQ(ToldOf(file.Bytes()), told);
+  for (const auto& [file, results] : rows) EXPECT_EQ(ResultsFor(file.Bytes()), results);
 }
 
-TEST_P(ExecutableVersion, CutAnywhereItHasNone) {
+TEST_P(ExecutableVersion, TruncatedFileHasNone) {
   for (std::size_t length = 0; length < whole_.size(); ++length)
-    ASSERT_EQ(ToldOf(whole_.substr(0, length)), kNone) << length;
+    ASSERT_EQ(ResultsFor(whole_.substr(0, length)), kNone) << length;
 }
 
-// Whatever is read from a damaged file has the form that it has from a whole one.
-TEST_P(ExecutableVersion, DamagedAnywhereItIsReadWithinBounds) {
+// Results for a damaged file have the same form as for an intact one.
+TEST_P(ExecutableVersion, DamagedFileIsReadWithinBounds) {
   const std::regex form(R"(1 \d\d? \d{1,6} \d{1,8}\|(Non definita|[\d.]*)\|\d\.\d \[\d\d\.\d\d\.\d\d\])");
   std::mt19937 random(7);
   int survived = 0;
   for (int round = 0; round < Rounds(2000); ++round) {
     string bytes = whole_;
     for (std::size_t hits = 1 + random() % 4; hits > 0; --hits) {
-      // Most of the bytes that lead somewhere are no zeros.
+      // Most bytes that matter are not zeros.
       std::size_t at = random() % bytes.size();
       while (round % 2 == 0 && whole_[at] == 0) at = random() % bytes.size();
       const char others[] = {'\0', '\1', '\x7F', '\x80', '\xFF', static_cast<char>(random())};
       bytes[at] = others[random() % sizeof others];
     }
-    const string told = ToldOf(bytes);
-    ASSERT_TRUE(told == kNone || std::regex_match(told, form)) << told << " in round " << round;
-    survived += told != kNone;
+    const string results = ResultsFor(bytes);
+    ASSERT_TRUE(results == kNone || std::regex_match(results, form)) << results << " in round " << round;
+    survived += results != kNone;
   }
   EXPECT_GT(survived, 0);
   EXPECT_LT(survived, Rounds(2000));
 }
 
-TEST(ExecutableVersions, OtherFilesHaveNoneAndOutputsMayBeLeftOut) {
+TEST(ExecutableVersions, OtherFilesHaveNoneAndOutputsAreOptional) {
   const TempFolder folder;
   folder.Write("exe", ExecutableFile{false, true, "5.3", "110423"}.Bytes());
   for (const string& path : {folder.Logical("none"), folder.Logical(), string("\\dev\\null"),
                              string("\\proc\\self\\exe"), string()})
-    EXPECT_EQ(Told(path), kNone) << path;
+    EXPECT_EQ(Results(path), kNone) << path;
   int total = 0;
   EXPECT_EQ(TVLGetVersionFromTavolisWinExe(Arg(folder.Logical("exe")), nullptr, nullptr, &total), 1);
   EXPECT_EQ(total, 53110423);

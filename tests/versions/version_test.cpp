@@ -13,7 +13,7 @@ namespace {
 
 using std::string;
 
-TEST(Version, TotalsBecomeTexts) {
+TEST(Version, ConvertsTotalsToTexts) {
   const std::tuple<int, int, const char*, const char*, const char*> rows[] = {
       {53110423, 0, "23/04/2011", "5.3", "11.04.23"}, {0, 110423, "23/04/2011", "0.0", "00.00.00"},
       {0, 0, "00/00/2000", "0.0", "00.00.00"},        {99991231, 10102, "02/01/2001", "9.9", "99.12.31"},
@@ -25,7 +25,7 @@ TEST(Version, TotalsBecomeTexts) {
   }
 }
 
-TEST(Version, OfAFileAndOfTheStoreThatHasIt) {
+TEST(Version, ReadsVersionOfFileAndStore) {
   const std::tuple<const char*, string, int, int, int> rows[] = {
       {"both keys", "x@versione=5.3.1\n@build=110423", 1, 53, 110423},
       {"the other order", "@build=11.04.23;@versione=53", 1, 53, 110423},
@@ -56,7 +56,7 @@ TEST(Version, OfAFileAndOfTheStoreThatHasIt) {
   }
 }
 
-TEST(Version, OfAFileThatIsNone) {
+TEST(Version, InvalidFilesHaveNone) {
   const TempFolder folder;
   for (const char* name : {"", "none"}) {
     int version = 7;

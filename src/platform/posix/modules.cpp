@@ -28,8 +28,8 @@ bool EndsInside(const ElfW(Phdr) & segment, std::size_t size) {
          (segment.p_offset <= size && segment.p_filesz <= size - segment.p_offset);
 }
 
-// True if the file has all the bytes that loading maps. The loader doesn't look: it maps pages behind the end
-// of a file cut short, and the process dies when it touches one.
+// Returns true if the file has all the bytes that loading maps. The loader does not check: for a truncated
+// file it maps pages beyond its end, and the process is killed when it touches one.
 bool IsWholeModule(const char* path) {
   const tvl::OpenFile file(path, O_RDONLY);
   ElfW(Ehdr) head = {};
@@ -47,7 +47,7 @@ bool IsWholeModule(const char* path) {
   return true;
 }
 
-DWORD GiveLogicalPath(const char* host_path, std::size_t length, char* buffer, DWORD size) {
+DWORD CopyLogicalPath(const char* host_path, std::size_t length, char* buffer, DWORD size) {
   if (size > 0) buffer[0] = 0;
   if (length == 0 || length >= size) return 0;
   std::replace_copy(host_path, host_path + length, buffer, '/', '\\');
@@ -60,14 +60,14 @@ DWORD GiveLogicalPath(const char* host_path, std::size_t length, char* buffer, D
 DWORD GetModuleFileNameA(HMODULE /*module*/, char* buffer, DWORD size) {
   char path[4096];
   const ssize_t length = tvl::System().readlinkat(AT_FDCWD, "/proc/self/exe", path, sizeof path);
-  return GiveLogicalPath(path, length < 0 ? 0 : static_cast<std::size_t>(length), buffer, size);
+  return CopyLogicalPath(path, length < 0 ? 0 : static_cast<std::size_t>(length), buffer, size);
 }
 
 DWORD tvl::OwnModuleFileName(char* buffer, DWORD size) {
   static const char anchor = 0;
   Dl_info info = {};
   const char* path = dladdr(&anchor, &info) != 0 && info.dli_fname != nullptr ? info.dli_fname : "";
-  return GiveLogicalPath(path, std::strlen(path), buffer, size);
+  return CopyLogicalPath(path, std::strlen(path), buffer, size);
 }
 
 HMODULE LoadLibraryA(const char* path) {

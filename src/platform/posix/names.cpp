@@ -13,8 +13,8 @@ namespace {
 
 constexpr std::size_t kLongestComputerName = 15;
 
-// Hands a name out by the rules of both functions below.
-BOOL GiveName(std::string_view name, char* buffer, DWORD* size) {
+// Copies a name by the rules of both functions below.
+BOOL CopyName(std::string_view name, char* buffer, DWORD* size) {
   if (name.size() >= *size) name = {};
   if (*size > 0) {
     name.copy(buffer, name.size());
@@ -30,7 +30,7 @@ BOOL GetComputerNameA(char* buffer, DWORD* size) {
   char host[256] = {};
   if (gethostname(host, sizeof host - 1) != 0) host[0] = 0;
   const std::string_view name = host;
-  return GiveName(name.substr(0, std::min(name.find('.'), kLongestComputerName)), buffer, size);
+  return CopyName(name.substr(0, std::min(name.find('.'), kLongestComputerName)), buffer, size);
 }
 
 BOOL GetUserNameA(char* buffer, DWORD* size) {
@@ -38,7 +38,7 @@ BOOL GetUserNameA(char* buffer, DWORD* size) {
   passwd* found = nullptr;
   char texts[4096];
   const bool known = getpwuid_r(geteuid(), &entry, texts, sizeof texts, &found) == 0 && found != nullptr;
-  return GiveName(known ? found->pw_name : "", buffer, size);
+  return CopyName(known ? found->pw_name : "", buffer, size);
 }
 
 DWORD GetCurrentProcessId() {

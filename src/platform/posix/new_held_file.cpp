@@ -24,7 +24,8 @@ namespace {
 constexpr int kMostTries = 100;
 constexpr std::size_t kBlock = 4096;
 
-// A name next to `path` that no search for markers finds and that is no longer than a marker's.
+// Returns a name next to `path` that searches for markers do not find and that is not longer than that of a
+// marker.
 std::string TemporaryName(const std::string& path) {
   static constinit std::atomic<unsigned int> count = 0;
   char name[32];
@@ -36,7 +37,7 @@ int Unlink(const std::string& path) {
   return System().unlink(HostPath(path.c_str()).Text());
 }
 
-// An empty file that this object created and holds. Unless it is kept, it is deleted at the end.
+// An empty file that this object creates and holds. It is deleted at the end unless it is kept.
 class NewFile {
  public:
   explicit NewFile(std::string path)
@@ -55,12 +56,12 @@ class NewFile {
     if (!file_.IsOpen()) return;
     const bool is_there = Has(path_.c_str());
     if (is_held_) ReleaseFile(file_.Descriptor());
-    // Closed first: deleting an open file leaves another name on NFS, and fails on SMB.
+    // Closes the file first, because deleting an open file leaves another name on NFS and fails on SMB.
     static_cast<void>(file_.Close());
     if (is_there) Unlink(path_);
   }
 
-  // Why it could not be created or held; 0 if it is.
+  // Returns why the file could not be created or held, or 0.
   [[nodiscard]] int Problem() const { return problem_; }
   [[nodiscard]] bool Has(const char* name) const { return StillNames(name, file_.Descriptor()); }
 
@@ -76,12 +77,12 @@ class NewFile {
   int problem_ = 0;
 };
 
-// What may come of giving a file its name.
+// The result of giving a file its name.
 enum class Naming {
   kDone,
-  kTaken,    // there is a file of that name
+  kTaken,    // a file with that name exists
   kDeleted,  // a trier has deleted the file
-  kRefused,  // the mount cannot do it
+  kRefused,  // not possible on this mount
 };
 
 Naming AfterFailure(int problem) {
@@ -90,10 +91,10 @@ Naming AfterFailure(int problem) {
 }
 
 // Changes the name of `file` from `from` to `to`, unless that is taken.
-Naming GiveName(const NewFile& file, const std::string& from, const char* to) {
+Naming MoveToName(const NewFile& file, const std::string& from, const char* to) {
   const HostPath old_name(from.c_str());
   const HostPath new_name(to);
-  // A network file system that repeats a request may report what it has done as failed.
+  // A network file system that repeats a request may report a success as a failure.
   const auto result = [&](int returned) {
     const int problem = errno;
     return returned == 0 || file.Has(to) ? Naming::kDone : AfterFailure(problem);
@@ -121,9 +122,9 @@ HANDLE Create(const char* path, int& problem) {
     const std::string name = TemporaryName(path);
     NewFile file(name);
     problem = file.Problem();
-    if (problem == EEXIST || problem == EBUSY) continue;  // left by another process, or kept by a trier
+    if (problem == EEXIST || problem == EBUSY) continue;  // left by another process, or locked by a trier
     if (problem != 0) return INVALID_HANDLE_VALUE;
-    switch (GiveName(file, name, path)) {
+    switch (MoveToName(file, name, path)) {
       case Naming::kDone:
         return file.Keep();
       case Naming::kTaken:
@@ -138,7 +139,7 @@ HANDLE Create(const char* path, int& problem) {
   return INVALID_HANDLE_VALUE;
 }
 
-// Makes reads of the file ask the server, which an empty file's would not do otherwise.
+// Makes the file nonempty for reads, because reads of an empty file do not contact the server.
 void ReadFromServer(HANDLE file) {
   System().set_flags(DescriptorOf(file), O_DIRECT | O_NONBLOCK);
 }

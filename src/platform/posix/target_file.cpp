@@ -39,8 +39,8 @@ constexpr unsigned int kRightBits = 0777;
 constexpr unsigned int kExecuteBits = 0111;
 
 constexpr char kSeveralNames[] = "it has several names";
-constexpr char kOtherOwner[] = "its owner, group or access list cannot be given to a new file";
-constexpr char kFolderClosed[] = "its folder may not be written";
+constexpr char kOtherOwner[] = "a new file cannot have its owner, group or access list";
+constexpr char kFolderClosed[] = "its folder is not writable";
 
 constinit thread_local const char* why_in_place = nullptr;
 
@@ -48,7 +48,7 @@ bool IsZero(const char* bytes, std::size_t count) {
   return count == 0 || (bytes[0] == 0 && std::memcmp(bytes, bytes + 1, count - 1) == 0);
 }
 
-// The path that the link at `path` leads to, one step on.
+// Replaces `path` by the target of the link at `path`. Resolves one link only.
 bool FollowLink(std::string& path) {
   char target[4096];
   const ssize_t length = System().readlinkat(AT_FDCWD, path.c_str(), target, sizeof target);
@@ -58,7 +58,7 @@ bool FollowLink(std::string& path) {
   return true;
 }
 
-// Gives a part the owner, mode and access lists of the file that it is to replace.
+// Sets the owner, mode and access lists of a part to those of the file that it will replace.
 bool TakesAccessOf(const char* target, int part) {
   const OpenFile file(target, O_RDONLY | O_NOFOLLOW, 0, OpenFile::Look::kDone);
   FileAccess access;
@@ -127,7 +127,8 @@ HANDLE TargetFile::Create(const std::string& path, unsigned int mode) {
   return file;
 }
 
-// Created if it can be, because nobody can hold a file that this open created, and there is nothing to lose.
+// Tries to create the target first, because nobody can hold a file that this call creates, and no contents
+// can be lost.
 bool TargetFile::OpenInPlace() {
   const HANDLE file = Create(path_, NewMode());
   if (file < 0) return errno == EEXIST ? OpenExisting() : Fail(errno);
@@ -136,7 +137,7 @@ bool TargetFile::OpenInPlace() {
   return true;
 }
 
-// With O_CREAT for a link that leads to nothing yet.
+// Uses O_CREAT for a dangling link.
 bool TargetFile::OpenExisting() {
   OpenFile existing(path_.c_str(), O_WRONLY | O_CREAT, NewMode());
   if (!existing.IsOpen()) return false;
@@ -156,7 +157,7 @@ bool TargetFile::FallBack(const char* why) {
   return OpenInPlace();
 }
 
-// Looks for the target without opening it, and follows links, next to whose end the part belongs.
+// Looks for the target without opening it. Follows links, because the part must be next to the file itself.
 bool TargetFile::FindExisting(bool* has_several_names) {
   struct stat status = {};
   for (int links = 0; links < kMostLinks; ++links) {
@@ -186,8 +187,8 @@ bool TargetFile::OpenPart() {
   return FallBack(kOtherOwner);
 }
 
-// 0, or why there is no part. One that was removed between its creation and its hold, by somebody who tidied
-// up, is created again.
+// Creates the part. Returns 0 or an errno value. If another process removes the part as a dead one before it
+// is held, creates it again.
 int TargetFile::CreatePart() {
   const std::string folder = FolderOf(path_);
   for (int tries = 0; tries < kMostParts; ++tries) {
@@ -197,7 +198,7 @@ int TargetFile::CreatePart() {
     if (file < 0) return errno;
     file_ = file;
     is_part_ = true;
-    // Where the file system has no locks, nobody could ask for the hold either.
+    // If the file system has no locks, nobody can check for a hold either.
     const bool held = HoldFile(file_) || LastErrorCode() != EBUSY;
     struct stat status = {};
     if (System().fstat(DescriptorOf(file), &status) != 0) {
@@ -224,8 +225,8 @@ bool TargetFile::Close() {
   return Fail(errno);
 }
 
-// Whether the source fits into what is free and what the target frees. What cannot be found out shows when
-// it is written.
+// Returns whether the free space and the space that the target frees are enough for the source. If that is
+// unknown, writing will find out.
 bool TargetFile::HasSpace(std::uint64_t freed) const {
   rlimit largest = {};
   if (getrlimit(RLIMIT_FSIZE, &largest) == 0 && source_.size > largest.rlim_cur) return Fail(EFBIG);
@@ -308,7 +309,7 @@ bool TargetFile::FinishPart() {
   }
   if (const int problem = synced ? Sync(DescriptorOf(file_)) : 0) return Fail(problem);
   is_part_ = false;
-  // In its new place the file would still be held, and the next copy be refused.
+  // Otherwise the file would still be held after the rename, and the next copy would be refused.
   ReleaseFile(file_);
   if (!Close()) {
     System().unlink(part_.c_str());

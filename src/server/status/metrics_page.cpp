@@ -25,8 +25,8 @@ double SecondsSince1970(std::chrono::system_clock::time_point time) {
 void AddServer(Exposition& page, const Service& service, std::size_t event_streams) {
   page.Begin("tvlserver_build_info", Type::kGauge, "Always 1; the label is the server's version.");
   page.Add(std::uint64_t{1}, {"version", TVL_VERSION});
-  page.Single("tvlserver_start_time_seconds", Type::kGauge, "When the server started, since 1970.",
-              SecondsSince1970(service.started));
+  page.Single("tvlserver_start_time_seconds", Type::kGauge,
+              "Start time of the server, in seconds since 1970.", SecondsSince1970(service.started));
   page.Single("tvlserver_log_dropped_lines_total", Type::kCounter,
               "Log lines dropped because the log's reader did not keep up.", service.log.Dropped());
   page.Single("tvlserver_log_left_out_lines_total", Type::kCounter,
@@ -38,30 +38,31 @@ void AddServer(Exposition& page, const Service& service, std::size_t event_strea
 
 void AddClients(Exposition& page, const Service& service) {
   const Metrics& metrics = service.status.metrics;
-  page.Single("tvlserver_clients", Type::kGauge, "Clients that are connected.",
+  page.Single("tvlserver_clients", Type::kGauge, "Connected clients.",
               std::uint64_t{service.status.clients.Size()});
-  page.Single("tvlserver_clients_limit", Type::kGauge, "Clients that may be connected at once.",
+  page.Single("tvlserver_clients_limit", Type::kGauge,
+              "Maximum number of clients connected at the same time.",
               std::uint64_t{service.options.max_clients});
-  page.Single("tvlserver_enters_total", Type::kCounter, "Clients that were let in.", metrics.enters.Value());
-  page.Begin("tvlserver_refusals_total", Type::kCounter, "Connections that were not let in, by reason.");
+  page.Single("tvlserver_enters_total", Type::kCounter, "Accepted clients.", metrics.enters.Value());
+  page.Begin("tvlserver_refusals_total", Type::kCounter, "Refused connections, by reason.");
   AddCases(page, "reason", kRefusalReasons, metrics.refusals);
-  page.Single("tvlserver_received_bytes_total", Type::kCounter, "Bytes that came from clients.",
+  page.Single("tvlserver_received_bytes_total", Type::kCounter, "Bytes received from clients.",
               metrics.traffic.received.Value());
-  page.Single("tvlserver_sent_bytes_total", Type::kCounter, "Bytes that were sent to clients.",
+  page.Single("tvlserver_sent_bytes_total", Type::kCounter, "Bytes sent to clients.",
               metrics.traffic.sent.Value());
 }
 
 void AddRequests(Exposition& page, const Service& service) {
   const Metrics& metrics = service.status.metrics;
-  page.Begin("tvlserver_gets_total", Type::kCounter, "Gets that ended, by result.");
+  page.Begin("tvlserver_gets_total", Type::kCounter, "Finished gets, by result.");
   AddCases(page, "result", kTransferResults, metrics.gets);
-  page.Begin("tvlserver_puts_total", Type::kCounter, "Puts that ended, by result.");
+  page.Begin("tvlserver_puts_total", Type::kCounter, "Finished puts, by result.");
   AddCases(page, "result", kTransferResults, metrics.puts);
   page.Begin("tvlserver_locks_total", Type::kCounter, "Answered lock requests, by the object's state.");
   AddCases(page, "state", kLockStates, metrics.locks);
   page.Begin("tvlserver_unlocks_total", Type::kCounter, "Answered unlock requests, by the object's state.");
   AddCases(page, "state", kLockStates, metrics.unlocks);
-  page.Single("tvlserver_held_locks", Type::kGauge, "Locks that this server's clients hold.",
+  page.Single("tvlserver_held_locks", Type::kGauge, "Locks held by clients of this server.",
               metrics.held_locks.Value());
   page.Single("tvlserver_parts", Type::kGauge, "Unfinished puts on the disk.", metrics.parts.Value());
   page.Single("tvlserver_hashed_files_total", Type::kCounter, "Files whose signature was computed.",
@@ -73,16 +74,18 @@ void AddQueues(Exposition& page, const Metrics& metrics) {
                                                               {"first_pieces", metrics.first_pieces},
                                                               {"hashing", metrics.hashing},
                                                               {"engine", metrics.engine}};
-  page.Begin("tvlserver_queue_waiting", Type::kGauge, "Pieces of work that wait in a queue.");
+  page.Begin("tvlserver_queue_waiting", Type::kGauge, "Tasks waiting in a queue.");
   for (const auto& [name, stats] : queues) page.Add(stats.waiting.Value(), {"queue", name});
-  page.Begin("tvlserver_queue_length", Type::kHistogram, "What waited in a queue when more work came.");
+  page.Begin("tvlserver_queue_length", Type::kHistogram,
+             "Tasks already waiting in a queue when a task was added.");
   for (const auto& [name, stats] : queues) page.Add(stats.length, {"queue", name});
-  page.Begin("tvlserver_queue_wait_seconds", Type::kHistogram, "How long work waited in a queue.");
+  page.Begin("tvlserver_queue_wait_seconds", Type::kHistogram,
+             "Time that a task waited in a queue, in seconds.");
   for (const auto& [name, stats] : queues) page.Add(stats.wait, {"queue", name});
 }
 
 void AddStore(Exposition& page, const StoreHealth& store) {
-  page.Begin("tvlserver_store_up", Type::kGauge, "1 if this part of the store answers, else 0.");
+  page.Begin("tvlserver_store_up", Type::kGauge, "1 if this part of the store responds, else 0.");
   page.Add(std::uint64_t{store.root_in_place}, {"part", "root"});
   page.Add(std::uint64_t{store.disk_answers}, {"part", "disk"});
   page.Add(std::uint64_t{store.lock_table_answers}, {"part", "lock_table"});

@@ -160,18 +160,19 @@ StatusServer::Pages::~Pages() {
   probe_.Stop();
   http_.stop();
   if (thread_->EndsWithin(kUntilForced) && probe_.EndsWithin(kUntilForced)) return;
-  service_.log.Write({.what = "stop", .level = Level::kError, .note = "the status pages do not end"});
+  service_.log.Write(
+      {.what = "stop", .level = Level::kError, .note = "the status pages could not be stopped"});
   std::_Exit(EXIT_SUCCESS);
 }
 
 bool StatusServer::Pages::IsRefused(const Request& request, Response& response) const {
   if (!guard_.Allows(request.get_header_value("Host"))) {
-    Answer(response, 403, "not the name of this server");
+    Answer(response, 403, "this is not a name of this server");
     return true;
   }
   if (request.method == "GET" || request.method == "HEAD") return false;
   response.set_header("Allow", "GET, HEAD");
-  Answer(response, 405, "nothing can be changed here");
+  Answer(response, 405, "the status is read-only");
   return true;
 }
 
@@ -184,7 +185,7 @@ void StatusServer::Pages::AnswerHealth(Response& response) {
 void StatusServer::Pages::AnswerEvents(Response& response) {
   std::shared_ptr<void> place = streams_.Take();
   if (!place) {
-    Answer(response, 503, "too many streams of events");
+    Answer(response, 503, "too many event streams");
     return;
   }
   response.set_chunked_content_provider(

@@ -45,7 +45,7 @@ std::shared_ptr<const StoreHealth> StoreProbe::Look(std::chrono::milliseconds pa
   }
   if (answered_.wait_for(lock, patience, [this] { return HasFresh(); })) return latest_;
   StoreHealth silent;
-  silent.problem = std::string(stage_) + " does not answer";
+  silent.problem = std::string(stage_) + " does not respond";
   return std::make_shared<const StoreHealth>(std::move(silent));
 }
 

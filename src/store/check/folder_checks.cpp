@@ -17,7 +17,7 @@ namespace {
 Finding CheckMount(const std::string& folder) {
   std::ifstream mounts("/proc/self/mountinfo");
   const std::optional<Mount> mount = FindMount(mounts, folder);
-  return mount ? JudgeMount(*mount) : Warn("unknown", "see the system's list of mounts");
+  return mount ? JudgeMount(*mount) : Warn("unknown", "look at /proc/self/mountinfo");
 }
 
 Finding CheckSpace(const std::string& folder) {
@@ -25,7 +25,7 @@ Finding CheckSpace(const std::string& folder) {
   if (statvfs(folder.c_str(), &space) != 0) return Bad(Reason());
   const std::uint64_t bytes = std::uint64_t{space.f_bavail} * space.f_frsize;
   if (bytes == 0) return Bad("the disk is full", "free some space");
-  // A file system that reports no files at all has no limit for them.
+  // A file system that reports 0 inodes in total has no fixed number of them.
   if (space.f_files > 0 && space.f_favail == 0)
     return Bad("no inodes are left", "delete files that are not needed");
   char text[32];
@@ -43,7 +43,7 @@ mode_t Umask() {
   return 0;
 }
 
-// New files get the rights of the folder where it has the setgid bit, and elsewhere the umask decides.
+// New files get the permissions of a folder with the setgid bit. In other folders the umask decides.
 Finding CheckRights(const std::string& folder) {
   struct stat status = {};
   if (System().stat(folder.c_str(), &status) != 0) return Bad(Reason());
@@ -54,7 +54,7 @@ Finding CheckRights(const std::string& folder) {
   const bool shared = (status.st_mode & (S_IWGRP | S_IWOTH)) != 0;
   if (shared && !by_folder && (mask & status.st_mode & 0070U) != 0)
     return Warn(std::string("umask ") + text + " keeps new files from other users",
-                "chmod g+s the folder, or set the umask to 002");
+                "run chmod g+s on the folder, or set the umask to 002");
   return Good(by_folder ? "new files get the rights of the folder" : std::string("umask ") + text);
 }
 

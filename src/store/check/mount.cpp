@@ -12,10 +12,11 @@ namespace {
 using std::string_view;
 
 constexpr char kLocal[] = "locks stay on this computer";
-constexpr char kStale[] = "this computer may read old contents that another has replaced";
+constexpr char kStale[] = "this computer may read old contents that another computer has replaced";
 
-// A type that ends in "*" matches all types that begin with it. No option: the type alone decides. An option
-// that begins with "!" must be missing: mounts on SMB list "serverino", but never "noserverino".
+// A type that ends in "*" matches all types with that prefix. A rule without an option applies to the whole
+// type. A rule whose option begins with "!" applies if the option is missing: SMB mounts list "serverino",
+// but never "noserverino".
 struct MountRule {
   string_view type;
   string_view option;
@@ -60,7 +61,7 @@ constexpr MountRule kRules[] = {
      "try it from two computers with --peer"},
 };
 
-// Options whose value is the time for which attributes are believed.
+// Options that set how long file attributes are cached.
 constexpr string_view kCacheTimes[] = {"actimeo=", "acregmin=", "acdirmin="};
 constexpr unsigned int kLongestCacheTime = 60;
 
@@ -106,7 +107,7 @@ bool HasLongCacheTime(const Mount& mount) {
   });
 }
 
-// A path with its octal escapes resolved.
+// Replaces the octal escapes in a path of /proc/self/mountinfo.
 std::string Unescaped(string_view text) {
   std::string path;
   while (!text.empty()) {

@@ -25,12 +25,13 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr char kUseLocks[] =
-    "use a file system that carries byte-range locks, and mount it with them on both computers";
+    "use a file system with byte-range locks, and mount it with locking on both computers";
 constexpr char kUseCoherence[] =
-    "mount it so that reads see what other computers wrote, such as cache=strict";
+    "mount the share so that reads return what other computers wrote, for example with cache=strict";
 constexpr std::chrono::seconds kForNews{10};
 
-// The half that acts and the half that observes speak in turn; the observer ends each check.
+// The acting half and the observing half send messages in turn. The observer sends the last message of a
+// check.
 
 std::string NewFile(const Peer& peer, const std::string& name, const std::string& text) {
   const std::string path = peer.Path(name);
@@ -42,7 +43,7 @@ int OpenForLocks(const std::string& path) {
   return System().open(path.c_str(), O_RDWR | O_CLOEXEC, 0);
 }
 
-// Waits until `look` returns true. Returns how long that took in seconds, or a negative number if it did not.
+// Calls `look` until it returns true. Returns the seconds that this took, or a negative number on timeout.
 template <typename Look>
 double Await(Look look) {
   const Clock::time_point start = Clock::now();
@@ -80,9 +81,9 @@ Finding ObserveLocks(Peer& peer) {
   peer.Hear();
   const bool released = CanLock(peer.Path("lock"), kTryRange);
   peer.Say();
-  if (!held) return Bad("the other computer cannot lock", kUseLocks);
+  if (!held) return Bad("the other computer cannot lock a file", kUseLocks);
   if (both) return Bad("two computers get the same lock", kUseLocks);
-  return released ? Good("one computer at a time") : Bad("a lock that was released stays", kUseLocks);
+  return released ? Good("one computer at a time") : Bad("a released lock is not seen as free", kUseLocks);
 }
 
 void ActDeletion(Peer& peer) {
@@ -122,7 +123,8 @@ bool ReadsNew(int descriptor) {
   return System().pread(descriptor, text.data(), text.size(), 0) == 3 && text[0] == 'n';
 }
 
-// As a table is read: the file stays open, its old contents are cached, and a lock precedes each read.
+// Reads in the way that a table is read: the file stays open, its old contents are cached, and each read
+// follows a lock.
 Finding ObserveReads(Peer& peer) {
   peer.Hear();
   const Descriptor file(OpenForLocks(peer.Path("data")));
@@ -134,9 +136,9 @@ Finding ObserveReads(Peer& peer) {
   const double late = at_once ? 0 : Await([&file] { return ReadsNew(file.Get()); });
   DropLock(file.Get(), kHoldRange);
   peer.Say();
-  if (!written || !locked) return Bad("the file cannot be locked and written", kUseLocks);
-  if (at_once) return Good("a read under a lock sees what the other computer wrote");
-  return Bad(late < 0 ? "a read under a lock does not see what the other computer wrote"
+  if (!written || !locked) return Bad("the file cannot be locked or written", kUseLocks);
+  if (at_once) return Good("a read under a lock returns what the other computer wrote");
+  return Bad(late < 0 ? "a read under a lock never returns what the other computer wrote"
                       : "a read under a lock is " + Seconds(late) + " old",
              kUseCoherence);
 }
@@ -163,9 +165,9 @@ Finding ObserveRename(Peer& peer) {
   peer.Say();
   if (!problem.empty())
     return Warn("the other computer cannot replace a file that is open here (" + problem + ")",
-                "keep files of the store open only briefly; replacing one waits for 10 s");
-  if (late < 0) return Bad("a file that the other computer replaced keeps its old contents", kUseCoherence);
-  return Good("seen after " + Seconds(late));
+                "keep files of the store open only briefly; replacing a file waits up to 10 s");
+  if (late < 0) return Bad("a file replaced by the other computer keeps its old contents", kUseCoherence);
+  return Good("visible after " + Seconds(late));
 }
 
 double SystemTime() {
@@ -190,11 +192,11 @@ Finding ObserveClock(Peer& peer) {
   peer.Say();
   const double error = (answered - asked) / 2;
   const double difference = other - asked - error;
-  const std::string text = Seconds(std::abs(difference)) + (difference < 0 ? " behind" : " ahead") +
-                           " of this computer, give or take " + Seconds(error);
+  const std::string text = Seconds(std::abs(difference)) + (difference < 0 ? " behind" : " ahead of") +
+                           " this one (uncertainty " + Seconds(error) + ")";
   if (std::abs(difference) > kLargestDifference + error)
-    return Warn("the other computer is " + text, "synchronise the clocks of both computers");
-  return Good("the other computer is " + text);
+    return Warn("the other clock is " + text, "synchronize the clocks of both computers");
+  return Good("the other clock is " + text);
 }
 
 std::string ChangeTime(const std::string& path) {
@@ -221,7 +223,7 @@ Finding ObserveTimes(Peer& peer) {
   peer.Say();
   if (late < 0)
     return Warn("the other computer sees the time " + theirs + ", this one " + ours,
-                "use the compare policy hash, FileCompare=HASH");
+                "compare by contents: set FileCompare=hash in tvl.ini");
   return Good("the same on both computers");
 }
 
@@ -236,9 +238,9 @@ Finding ObserveCase(Peer& peer) {
   const bool ours = IsThere(peer.Path("cASE"));
   peer.Say();
   if (theirs != ours)
-    return Warn("a and A are one name on one computer only",
-                "mount it with the same options on both computers");
-  return Good(ours ? "a and A are one name" : "a and A are two names");
+    return Warn("'a' and 'A' are the same name on one computer only",
+                "mount the share with the same options on both computers");
+  return Good(ours ? "'a' and 'A' are the same name" : "'a' and 'A' are different names");
 }
 
 struct PeerCheck {

@@ -13,28 +13,30 @@
 namespace tvl {
 namespace {
 
-constexpr char kUseLocks[] = "use a file system that carries byte-range locks, and mount it with them";
+constexpr char kUseLocks[] = "use a file system with byte-range locks, and mount it with locking";
 
 Finding CheckLocks(const Scratch& scratch) {
   const std::string path = scratch.File("lock", "x");
   LockChild other(path, kHoldRange);
-  if (!other.Holds()) return Bad("no lock can be taken", kUseLocks);
+  if (!other.Holds()) return Bad("a file cannot be locked", kUseLocks);
   if (CanLock(path, kTryRange)) return Bad("two processes get the same lock", kUseLocks);
   other.Kill();
-  if (!CanLock(path, kTryRange)) return Bad("the lock of a killed process stays", kUseLocks);
-  return Good("one process at a time, and a killed one releases it");
+  if (!CanLock(path, kTryRange)) return Bad("the lock of a killed process is not released", kUseLocks);
+  return Good("one process at a time; a killed process releases its lock");
 }
 
-// A client that tries or waits must not look like an owner, and users of a table do not exclude each other.
+// A client that tries a lock or waits for it must not look like its owner, and users of a table must not
+// exclude each other.
 Finding CheckRanges(const Scratch& scratch) {
   const std::string path = scratch.File("ranges", "x");
   const LockChild trying(path, kTurnByte);
   const LockChild using_table(path, kUseByte, LockKind::kShared);
-  if (!trying.Holds() || !using_table.Holds()) return Bad("no lock can be taken beyond the data", kUseLocks);
-  if (!CanLock(path, kHoldRange)) return Bad("a try looks like a hold", kUseLocks);
-  if (!CanLock(path, kUseByte, LockKind::kShared)) return Bad("there are no shared locks", kUseLocks);
-  if (CanLock(path, kTryRange)) return Bad("a table in use is not noticed", kUseLocks);
-  return Good("a try is not taken for a hold");
+  if (!trying.Holds() || !using_table.Holds())
+    return Bad("a file cannot be locked beyond its end", kUseLocks);
+  if (!CanLock(path, kHoldRange)) return Bad("a process that tries a lock seems to hold it", kUseLocks);
+  if (!CanLock(path, kUseByte, LockKind::kShared)) return Bad("shared locks do not work", kUseLocks);
+  if (CanLock(path, kTryRange)) return Bad("a table in use is not detected", kUseLocks);
+  return Good("trying a lock is not mistaken for holding it");
 }
 
 Finding CheckDeletion(const Scratch& scratch) {
@@ -57,9 +59,9 @@ Finding CheckRename(const Scratch& scratch) {
   const Descriptor reader(System().open(to.c_str(), O_RDONLY | O_CLOEXEC, 0));
   if (System().rename(again.c_str(), to.c_str()) != 0)
     return Warn("refused while a program of this computer has the file open (" + Reason() + ")",
-                "keep files of the store open only briefly; replacing one waits for 10 s");
-  return ContentsOf(to) == "newer" ? Good("replaces the file, also one that is open")
-                                   : Bad("a file that is open is lost when it is replaced");
+                "keep files of the store open only briefly; replacing a file waits up to 10 s");
+  return ContentsOf(to) == "newer" ? Good("replaces the file, even while it is open")
+                                   : Bad("an open file is lost when it is replaced");
 }
 
 Finding CheckTimes(const Scratch& scratch) {
@@ -72,7 +74,7 @@ Finding CheckTimes(const Scratch& scratch) {
       System().stat(path.c_str(), &status) != 0)
     return Bad(Reason());
   if (status.st_mtim.tv_sec != kOddSecond)
-    return Warn("2 s or coarser", "use the compare policy hash, FileCompare=HASH");
+    return Warn("2 s or coarser", "compare by contents: set FileCompare=hash in tvl.ini");
   for (long grain = 1; grain <= 100'000'000; grain *= 10) {
     if (status.st_mtim.tv_nsec == kNanoseconds / grain * grain) return Good(std::to_string(grain) + " ns");
   }

@@ -23,7 +23,7 @@ namespace {
 
 using std::string;
 
-TEST(CopyFile, RefusesWhatIsNoFile) {
+TEST(CopyFile, RefusesNonFiles) {
   const TempFolder folder;
   folder.Write("a", "bytes");
   folder.Make("dir");
@@ -35,7 +35,7 @@ TEST(CopyFile, RefusesWhatIsNoFile) {
   EXPECT_EQ(folder.Tree(), (std::vector<string>{"a", "dir", "pipe"}));
 }
 
-TEST(CopyFile, GivesTimeAndRightToRun) {
+TEST(CopyFile, CopiesTimeAndExecuteBit) {
   const TempFolder folder;
   folder.Write("a", "bytes");
   const timespec times[2] = {{1, 0}, {1234567890, 123456789}};
@@ -52,7 +52,7 @@ TEST(CopyFile, GivesTimeAndRightToRun) {
 }
 
 // A share may say 0 in the middle of a copy inside the kernel.
-TEST(CopyFile, GoesOnWhereTheKernelStops) {
+TEST(CopyFile, ContinuesWhereKernelStops) {
   static int calls = 0;
   static ssize_t end = 0;
   static const tvl::SystemCalls real = tvl::System();
@@ -71,14 +71,14 @@ TEST(CopyFile, GoesOnWhereTheKernelStops) {
   tvl::System() = real;
 }
 
-TEST(CopyFile, OfAFileThatKnowsNoSize) {
+TEST(CopyFile, CopiesFileOfUnknownSize) {
   const TempFolder folder;
   ASSERT_EQ(CopyFileA("\\proc\\self\\status", folder.Logical("b").c_str(), 0), 1);
   EXPECT_NE(folder.Read("b").find("Pid:"), string::npos);
 }
 
 // On small disks, of which the second keeps what it could reserve of too much.
-TEST(CopyFile, KeepsATargetForWhichTheRoomDoesNotSuffice) {
+TEST(CopyFile, KeepsTargetIfDiskSpaceIsNotEnough) {
   for (const char* mount : {"mount -t tmpfs -o size=4m none disk",
                             "truncate -s 4M image && mkfs.ext4 -q image && mount -o loop image disk"}) {
     const TempFolder folder;
@@ -106,12 +106,12 @@ TEST(CopyFile, KeepsATargetForWhichTheRoomDoesNotSuffice) {
 // signal that asks for it ends the process.
 const Role kLease("lease", [](const std::vector<string>& arguments) {
   if (fcntl(open(arguments.at(0).c_str(), O_RDONLY), F_SETLEASE, F_RDLCK) != 0) return 1;
-  Tell("leased");
+  Say("leased");
   Listen();
   return 0;
 });
 
-TEST(CopyFile, WaitsForALeaseThatIsCalledBack) {
+TEST(CopyFile, WaitsForRecalledLease) {
   const TempFolder folder;
   folder.Write("a", "new");
   folder.Write("b", "old");

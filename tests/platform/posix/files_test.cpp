@@ -18,7 +18,7 @@ namespace {
 
 using std::string;
 
-TEST(Status, HasAllBitsOfASizeAndWholeSeconds) {
+TEST(Status, Has64BitSizeAndWholeSeconds) {
   const TempFolder folder;
   folder.Write("big", "");
   std::filesystem::resize_file(folder.Host("big"), 0x1C0000005);
@@ -31,7 +31,7 @@ TEST(Status, HasAllBitsOfASizeAndWholeSeconds) {
   EXPECT_EQ(FileLength(folder.Logical("big").c_str()), static_cast<int>(0xC0000005));
 }
 
-TEST(LowOpen, OpensNothingButRegularFiles) {
+TEST(LowOpen, OpensRegularFilesOnly) {
   const TempFolder folder;
   ASSERT_EQ(mkfifo(folder.Host("pipe").c_str(), 0600), 0);
   for (const string& path : {folder.Logical("pipe"), folder.Logical(), string("\\dev\\null")}) {
@@ -41,7 +41,7 @@ TEST(LowOpen, OpensNothingButRegularFiles) {
   }
 }
 
-TEST(LowFile, GoesOnThroughInterruptionsAndTellsOfOtherFailures) {
+TEST(LowFile, RetriesInterruptedCallsAndReportsOtherFailures) {
   const TempFolder folder;
   folder.Write("f", "");
   const tvl::LowFile writer(folder.Logical("f").c_str(), kLowReadWrite);
@@ -67,7 +67,7 @@ TEST(LowFile, GoesOnThroughInterruptionsAndTellsOfOtherFailures) {
       << "a program that is started must not get it";
 }
 
-TEST(HostPathText, TurnsSeparatorsAndNeverNamesAnotherFile) {
+TEST(HostPathText, ConvertsSeparatorsAndNeverNamesAnotherFile) {
   EXPECT_STREQ(tvl::HostPath("\\a/b\\").Text(), "/a/b/");
   for (const std::size_t length : {4095U, 4096U, 1000000U}) {
     // Slashes count for nothing to the system, so that a path that was cut too early would be the root.

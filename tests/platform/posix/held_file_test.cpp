@@ -28,7 +28,7 @@ using std::string;
 const Role kHold("hold", [](const std::vector<string>& arguments) {
   const tvl::LowFile file(arguments.at(0).c_str(), kLowReadWrite);
   if (!tvl::HoldFile(file.Handle())) return 1;
-  Tell("holding");
+  Say("holding");
   Listen();
   return 0;
 });
@@ -40,14 +40,14 @@ const Role kAsk("ask", [](const std::vector<string>& arguments) {
   std::thread asker([&] {
     while (!stop) held = IsHeldBySomebody(arguments.at(0)) || held;
   });
-  Tell("asking");
+  Say("asking");
   Listen();
   stop = true;
   asker.join();
   return held ? 1 : 0;
 });
 
-TEST_F(Held, ByAnotherProcessUntilItDies) {
+TEST_F(HeldFile, DetectsAnotherProcessUntilItDies) {
   HelperProcess holder({"hold", folder_.Logical("full")});
   ASSERT_EQ(holder.Hear(), "holding");
   ExpectRefused("full");
@@ -78,7 +78,7 @@ class Locked {
 constexpr tvl::LockRange kEarlierHold = {0, 0};
 constexpr tvl::LockRange kEarlierTry = {0, std::int64_t{1} << 62};
 
-TEST_F(Held, AHoldIsSeenAtOnceAndATryIsWaitedFor) {
+TEST_F(HeldFile, ReportsHoldAtOnceAndWaitsForTry) {
   using std::chrono::milliseconds;
   using std::chrono::steady_clock;
   const struct {
@@ -107,7 +107,7 @@ TEST_F(Held, AHoldIsSeenAtOnceAndATryIsWaitedFor) {
   EXPECT_FALSE(IsHeldBySomebody(folder_.Logical("empty")));
 }
 
-TEST_F(Held, TheLastReleaseSeesAHold) {
+TEST_F(HeldFile, DetectedByLastRelease) {
   const string path = folder_.Logical("empty");
   const tvl::LowFile file(path.c_str(), kLowReadWrite);
   ASSERT_TRUE(tvl::HoldFile(file.Handle()));
@@ -116,7 +116,7 @@ TEST_F(Held, TheLastReleaseSeesAHold) {
   tvl::ReleaseFile(file.Handle());
 }
 
-TEST_F(Held, ATryThatWaitsKeepsNoOtherThreadWaiting) {
+TEST_F(HeldFile, WaitingTryDoesNotBlockOtherThreads) {
   const string stuck = folder_.Logical("full");
   const Locked other(stuck, F_WRLCK, tvl::kTurnByte);
   std::atomic<bool> is_waiting = true;
@@ -131,7 +131,7 @@ TEST_F(Held, ATryThatWaitsKeepsNoOtherThreadWaiting) {
 }
 
 // Triers lock the file for a moment too; they are no holders to one another, nor in a holder's way.
-TEST_F(Held, AskersBarNobody) {
+TEST_F(HeldFile, TriersDoNotBlockEachOther) {
   const string path = folder_.Logical("empty");
   HelperProcess one({"ask", path});
   HelperProcess two({"ask", path});
@@ -146,7 +146,7 @@ TEST_F(Held, AskersBarNobody) {
   }
 }
 
-TEST_F(Held, AForkedChildCarriesNoHold) {
+TEST_F(HeldFile, NotInheritedByForkedChild) {
   const string path = folder_.Logical("full");
   tvl::LowFile file(path.c_str(), kLowReadWrite);
   const HANDLE handle = file.Handle();

@@ -46,7 +46,7 @@ TEST_F(IniWriter, KeepsLinksModesAndOwners) {
 
 // Whichever call fails, with the lock file there or not: the file is the old one or the new one, nothing else
 // is left, and no descriptor is.
-TEST_F(IniWriter, AFailureLeavesTheOldOrTheNewFile) {
+TEST_F(IniWriter, FailureLeavesOldOrNewFile) {
   const string before = "[Env]\nK=old\nb=2\n";
   const string after = "[Env]\nK=v\nb=2\n";
   for (const int error : {ENOSPC, EIO, ESTALE}) {
@@ -106,7 +106,7 @@ int RefusedRename(const char* from, const char* to) {
   return -1;
 }
 
-TEST_F(IniWriter, ARefusedRenameIsTriedAgainAndItsPartKept) {
+TEST_F(IniWriter, RetriesRefusedRenameAndKeepsItsPart) {
   const auto real = tvl::System().rename;
   tvl::System().rename = RefusedRename;
   folder.Write("f.ini", "[Env]\nK=old\n");
@@ -158,7 +158,7 @@ string AccessList(char owner, uid_t user, char named, char group, char others) {
   return list;
 }
 
-TEST_F(IniWriter, AnotherUsersWriteKeepsGroupAndListOrIsRefused) {
+TEST_F(IniWriter, WriteByAnotherUserKeepsGroupAndListOrFails) {
   if (geteuid() != 0) GTEST_SKIP() << "needs root";
   constexpr uid_t kAlice = 60001;
   constexpr uid_t kBob = 60002;

@@ -1,4 +1,4 @@
-"""The suite's cases. Each is a function (context, result) that notes what does not hold."""
+"""The suite's cases. Each is a function (context, result) that records failures."""
 
 from dataclasses import dataclass
 from typing import Callable

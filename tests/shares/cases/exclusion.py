@@ -15,7 +15,7 @@ def begin_contenders(machines, seconds, witness):
 
 
 def judge(result, fighters, listing):
-    """Compares what the fighters were told with what the table holds."""
+    """Compares the results of the contestants with the contents of the table."""
     totals, acknowledged = [], []
     for fighter in fighters:
         lines = fighter.output.splitlines()

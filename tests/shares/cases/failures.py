@@ -1,4 +1,4 @@
-"""The owner of a lock, its machine, its cable or the file server fails: when is the lock free, and what is the old owner told."""
+"""The owner of a lock, its machine, its cable or the file server fails: when is the lock free, and when is the old owner notified."""
 
 import time
 
@@ -9,7 +9,7 @@ from . import TVL, Case, new_store
 LEASE = 20  # seconds, as guest/server sets it
 CABLE_OUT = LEASE + 13
 PATIENCE = 150
-# Work that says when it starts and when it is told to end; it has lost its machine if it says neither.
+# Work that prints when it starts and when it must end. If it prints neither, its machine was lost.
 WORK = "sh -c 'trap \"echo stopped; exit 0\" TERM; echo holds; while :; do sleep 0.2; done'"
 
 
@@ -29,7 +29,7 @@ def status_of(owner):
 
 
 def judge_handover(result, old, new, event):
-    """The new owner has the lock only after the old one's work has ended, and the old one is told."""
+    """The new owner has the lock only after the old one's work has ended, and the old one is notified."""
     taken, stopped = new.when("holds"), old.when("stopped")
     old.wait_for("status", 60)
     if taken is None:
@@ -37,8 +37,8 @@ def judge_handover(result, old, new, event):
         result.expect(status_of(old) in (None, 5), f"owner ended with {status_of(old)}: {old.output[-300:]}")
         return
     result.figure(f"free after {taken - event:.1f} s")
-    if result.expect(status_of(old) == 5, f"the old owner is told {status_of(old)}, not 5: {old.output[-300:]}"):
-        result.figure(f"old owner told after {old.when('status') - event:.1f} s")
+    if result.expect(status_of(old) == 5, f"the old owner got status {status_of(old)}, not 5: {old.output[-300:]}"):
+        result.figure(f"old owner notified after {old.when('status') - event:.1f} s")
     stopped = old.when("stopped") or old.when("status")
     if stopped is None or stopped > taken:
         result.expect(False, "both held the lock" + (f" for {stopped - taken:.1f} s" if stopped else ", without end"))

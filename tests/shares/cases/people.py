@@ -42,7 +42,7 @@ def _locks(context, result):
     """A lock of ann's bars bob, and is his once her process was killed."""
     alpha, beta = context.fleet.clients
     owner = alpha.begin(as_user("ann", f"exec {TVL} lock job -- sh -c \"echo holds; sleep 300\""))
-    if not result.expect(owner.wait_for("holds", 60), f"ann gets no lock: {owner.output[-300:]}"):
+    if not result.expect(owner.wait_for("holds", 60), f"ann got no lock: {owner.output[-300:]}"):
         return
     refused = beta.run(as_user("bob", f"{TVL} lock job -- true"))
     result.expect(refused.status == 4, f"bob: status {refused.status} while ann holds the lock: {refused.output[-300:].strip()}")
@@ -68,7 +68,7 @@ def _mount_as_themselves(context):
 
 
 def root_squash(context, result):
-    """As `users`, on an export where root is nobody; root is refused and does no harm."""
+    """Like `users`, on an export with root_squash; root is refused and does no harm."""
     squashed = type(context)(context.fleet, SQUASHED, context.options)
     squashed.fleet.mount(SQUASHED)
     squashed.fleet.server.must("chgrp team /data/squash; chmod 2770 /data/squash")

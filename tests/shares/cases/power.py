@@ -61,7 +61,7 @@ def power_cuts(context, result):
     chance, reported, totals = random.Random(1), Reported(), {}
     for cut in range(context.options.cuts):
         work = _start_work(machine, cut)
-        result.expect(work[3].wait_for("holds", 60), f"cut {cut}: locks of before bar new ones: {work[3].output[-200:]}")
+        result.expect(work[3].wait_for("holds", 60), f"cut {cut}: old locks block new ones: {work[3].output[-200:]}")
         time.sleep(1 + chance.random() * (LONGEST - 1))
         machine.switch_off()
         for command in work[:3]:

@@ -1,4 +1,4 @@
-"""A machine: started, given commands, unplugged, switched off."""
+"""A virtual machine, which can be started, run commands, be unplugged and be switched off."""
 
 import json
 import os
@@ -205,7 +205,7 @@ class Machine:
         return self._commands[-1]
 
     def run(self, command, seconds=120):
-        """Runs a command to its end, whatever its status."""
+        """Runs a command to its end, regardless of its status."""
         return self.begin(command, seconds).wait()
 
     def must(self, command, seconds=120):

@@ -27,7 +27,7 @@ def add_cable(tap, bridge):
 
 
 def unplug(tap):
-    """The device itself stays up: a machine gives a device up for good that went down."""
+    """The device itself stays up, because a machine never uses a device again that went down."""
     ip("link", "set", tap, "nomaster")
 
 

@@ -1,4 +1,4 @@
-"""For whoever looks into a failure: commands for the machines from standard input, as `alpha ls /mnt/share`."""
+"""For investigating failures: sends commands to the machines from standard input, as `alpha ls /mnt/share`."""
 
 import sys
 

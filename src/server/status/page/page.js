@@ -1,13 +1,13 @@
 "use strict";
 
-// Shows the state that the server sends once a second. Texts of clients reach the page as text only.
+// Shows the state that the server sends once per second. Texts from clients are inserted as text, never as HTML.
 
 const RETRY_MS = 5000;
 const STALE_MS = 5000;
 
 const byId = (id) => document.getElementById(id);
 
-// Characters that are invisible or change the direction of the text after them, as escapes.
+// Characters that are invisible or change the writing direction are shown as escapes.
 const UNSAFE = /[\u0000-\u001f\u007f-\u009f\u061c\u200e\u200f\u2028-\u202e\u2066-\u2069]/g;
 const visible = (text) => text.replace(UNSAFE, (c) => "\\u" + c.charCodeAt(0).toString(16).padStart(4, "0"));
 
@@ -17,7 +17,7 @@ const fromHex = (hex) =>
     return code >= 0x20 && code < 0x7f ? String.fromCharCode(code) : "\\x" + pair;
   });
 
-// A text of a row. One that is not UTF-8 comes in hexadecimal.
+// Returns a text of a row. A text that is not UTF-8 is sent in hexadecimal.
 const text = (row, key) => (key in row ? visible(row[key]) : fromHex(row[key + "_hex"] || ""));
 
 const UNITS = ["B", "KB", "MB", "GB", "TB", "PB"];
@@ -35,7 +35,7 @@ function duration(seconds) {
   if (whole < 86400) return Math.floor(whole / 3600) + " h " + Math.floor((whole % 3600) / 60) + " min";
   return Math.floor(whole / 86400) + " d " + Math.floor((whole % 86400) / 3600) + " h";
 }
-// The date only where it is another day's.
+// The date is shown only if it is not today.
 function clock(ms) {
   const time = new Date(ms);
   const isToday = time.toDateString() === new Date().toDateString();
@@ -59,7 +59,7 @@ const TABLES = {
     ],
   },
   clients: {
-    empty: "Nobody is connected.",
+    empty: "No clients are connected.",
     columns: [
       ["Client", who],
       ["Instance", instance],
@@ -83,7 +83,7 @@ const TABLES = {
     ],
   },
   refusals: {
-    empty: "Nobody has been refused.",
+    empty: "No connections have been refused.",
     columns: [
       ["Time", (row) => clock(row.time)],
       ["Address", (row) => text(row, "address")],
@@ -119,7 +119,7 @@ function row(cells) {
   return made;
 }
 
-// Rebuilt only when its rows have changed, so that text can be selected.
+// The table is rebuilt only if its rows have changed, so that a selection of text lasts.
 function showTable(id, rows) {
   const table = byId(id);
   const shown = JSON.stringify(rows);
@@ -183,12 +183,12 @@ function connect() {
   };
   events.onerror = () => {
     showState("waiting", "reconnecting");
-    // A lost connection is tried again by the browser; an answer that is no stream is final.
+    // The browser retries a lost connection itself, but not an answer other than a stream.
     if (events.readyState === EventSource.CLOSED) setTimeout(connect, RETRY_MS);
   };
 }
 
 setInterval(() => {
-  if (byId("state").className === "live" && Date.now() - lastEvent > STALE_MS) showState("waiting", "no news");
+  if (byId("state").className === "live" && Date.now() - lastEvent > STALE_MS) showState("waiting", "no updates");
 }, 1000);
 connect();

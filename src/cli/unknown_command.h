@@ -1,0 +1,19 @@
+#ifndef TVL_CLI_UNKNOWN_COMMAND_H
+#define TVL_CLI_UNKNOWN_COMMAND_H
+
+#include <optional>
+#include <string>
+
+namespace CLI {
+class App;
+}  // namespace CLI
+
+namespace tvl::cli {
+
+// If a failed parse of `app` stopped at an unknown command, returns a message such as
+// "unknown command 'lst' (did you mean 'ls'?)".
+[[nodiscard]] std::optional<std::string> UnknownCommand(const CLI::App& app);
+
+}  // namespace tvl::cli
+
+#endif

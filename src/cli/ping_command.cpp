@@ -65,10 +65,12 @@ void AddPingCommand(CLI::App& app, Invocation& invocation) {
     invocation.run = [&options] { return RunPing(options); };
   });
   ping.footer(
-      R"(Connects as any client does and prints the server's version and how long one question and its
-answer took. Waits 10 s at most, or as long as --timeout says. With --json the times are in
-microseconds; a server that does not report its version has no "version".
-Exit 0: it serves. 5: it does not. 7: it refuses this client.
+      R"(Connects like any other client and prints the server's version and the time
+of one round trip. Waits 10 s at most, or as long as --timeout says. With
+--json, times are in microseconds, and "version" is missing if the server
+reports none.
+
+Exit status: 0 if the server answers, 5 if not, 7 if it refuses this client.
 
 Examples:
   tvl --tcp store.example:7440 ping

@@ -70,7 +70,7 @@ std::string DescribePlan(const Options& options, CConfig& config) {
   plan += Line("listens", Where(options.plain));
   if (!options.status.port.empty()) plan += Line("status", Where(options.status));
   if (!options.proxy.port.empty() || !options.proxy.sockets.empty())
-    plan += Line("proxy listener", Where(options.proxy));
+    plan += Line("for proxies", Where(options.proxy));
   plan += Line("admits", sources.allow.empty() ? "any address" : Joined(sources.allow));
   plan += Line("tags", sources.tags.empty() ? "any" : "those in " + sources.tags);
   if (options.user_from_certificate || !sources.users.empty()) {

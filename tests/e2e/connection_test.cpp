@@ -82,7 +82,7 @@ TEST_F(TvlConnection, EveryRefusalHasItsTextAndExitCode) {
        ": version 9999999999999999999999999999999,"},
       {{"TVL/1.2\t0", kAlive}, {"--json", "ping"}, 0, "\"version\":\"1.2\",\"connect_us\":"},
       {{"TVL/1.2\t10\ttag"}, {"ping"}, 7, "does not accept this client's tag (code 10)\n"},
-      {{kAccepted, "0"}, {"ping"}, 5, "no usable reply came from the server (code 12)\n"},
+      {{kAccepted, "0"}, {"ping"}, 5, "the server sent no usable reply (code 12)\n"},
   };
   for (const auto& row : rows) {
     // A refusal without a reason may be of the transfer window, which `tvl` then does without.

@@ -168,7 +168,7 @@ TEST_F(ServerLocks, RequestedTogetherShareOneTransaction) {
       EXPECT_TRUE(states == (letter == 'L' ? "13" : "00") || (letter == 'l' && states == "03")) << states;
       states.clear();
     }
-    EXPECT_LE(table.Transactions() - before, 4U) << letter;
+    EXPECT_LE(table.Transactions() - before, kClients / 4U) << letter;  // some arrive after the table is free
   }
 }
 

@@ -248,7 +248,7 @@ TEST(PassedSockets, AreListedByTheCheckAndMayBeTheProxys) {
   start.passed = listener.Number();
   const ProcessResult result = RunProcess(start);
   EXPECT_EQ(result.exit, 0) << result.err;
-  EXPECT_NE(result.out.find("listens:      nowhere\nfor a proxy:  1 from the service manager\n"),
+  EXPECT_NE(result.out.find("listens:      nowhere\nfor proxies:  1 from the service manager\n"),
             string::npos)
       << result.out;
 }

@@ -28,7 +28,8 @@ Finding CheckPath(const std::string& folder, bool has_store) {
   if (folder.find('\\') != std::string::npos)
     return Bad("contains a backslash, which a store takes for a separator", "rename the folder");
   if (folder.size() > Scratch::kLongestFolder || (!has_store && marker > kLongestPath))
-    return Bad(std::to_string(folder.size()) + " bytes are too long for a store", "use a shorter path");
+    return Bad(std::to_string(folder.size()) + " bytes are too many for the path of a store",
+               "use a shorter path");
   return Good(folder);
 }
 

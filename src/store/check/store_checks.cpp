@@ -39,9 +39,9 @@ Finding CheckSticky(const TVLStoreLayout& layout) {
 Finding CheckLeftovers(const TVLStoreLayout& layout) {
   const std::vector<std::string> parts = FindLeftovers(layout.root);
   if (parts.empty()) return Good("no transfer left a part");
-  const std::string count = parts.size() == 1 ? "1 part" : std::to_string(parts.size()) + " parts";
-  return Warn(count + " of transfers that were killed, such as " + parts.front(),
-              "tvl doctor --fix removes them");
+  const std::string count =
+      parts.size() == 1 ? "1 partial file" : std::to_string(parts.size()) + " partial files";
+  return Warn(count + " of killed transfers, such as " + parts.front(), "tvl doctor --fix removes them");
 }
 
 }  // namespace

@@ -261,6 +261,12 @@ class TVL_API CTVLClientSmbOpr : public CTVLClientOpr {
   int TransfersFull() const;
   int EndTransfers(TransferCallback callback, void* userData);
 
+  // Sets whether the files of the next calls of GetRemote and PutRemote are probably missing on the other
+  // side, as the listing of a folder has shown. These calls then create the file without examining the other
+  // side, which saves requests on a share; if the file exists after all, it is compared and replaced as
+  // usual. Initially off.
+  void TransfersExpectNew(int expect);
+
   // Returns why the last copy of the calling thread was written in place although SafeOnTransfert is not 0,
   // or null if it was not. The text is static.
   const char* WhyInPlace() const;
@@ -277,7 +283,7 @@ class TVL_API CTVLClientSmbOpr : public CTVLClientOpr {
   TVL_HIDDEN int RecreateTable(int index, int datLen, int key1Len, int key2Len);
   TVL_HIDDEN int CopyFailure() const;
   TVL_HIDDEN int TargetFailure() const;
-  TVL_HIDDEN int Transfer(const char* source, const char* target, int equalTimes);
+  TVL_HIDDEN int Transfer(const char* source, const char* target, int equalTimes, bool expectsNew);
   TVL_HIDDEN int TransferUnlessEqual(const char* source, const char* target, const char* base,
                                      int* transferred);
   TVL_HIDDEN bool SyncFolders(const char* base, const char* target) const;

@@ -41,7 +41,7 @@ void MakeFolders(string_view path, std::size_t from) {
   for (std::size_t end = path.find('\\', from); end != string_view::npos; end = path.find('\\', end + 1)) {
     PathText folder;
     folder.Append(path.substr(0, end));
-    if (FileExists(folder.Text()) == 0) tvl::EnsureFolder(folder.Text());
+    if (!tvl::NameExists(folder.Text())) tvl::EnsureFolder(folder.Text());
   }
 }
 

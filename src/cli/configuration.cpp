@@ -45,16 +45,32 @@ std::string Environment(const char* name) {
   return value == nullptr ? std::string() : value;
 }
 
+// SMB keeps a closed file open for a second more, in case it is opened again, and then does not notice that
+// another computer replaces it. It closes a file at once if a lock on it was removed, even if there was none.
+void CloseWithoutDelay(int descriptor) {
+  const int problem = errno;
+  struct flock nothing = {};
+  nothing.l_type = F_UNLCK;
+  nothing.l_whence = SEEK_SET;
+  nothing.l_start = off_t{1} << 30;  // beyond any data
+  nothing.l_len = 1;
+  if (descriptor >= 0) System().lock(descriptor, F_OFD_SETLK, &nothing);
+  errno = problem;
+}
+
 // Opens the file for reading. Tries again for a while, because a file can be inaccessible while another
-// computer replaces it.
+// computer replaces it; on SMB, until this computer asks again which file has the name.
 Descriptor OpenConfiguration(const std::string& file) {
   constexpr std::chrono::milliseconds kPause{5};
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(1);
   for (;;) {
     Descriptor descriptor(System().open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK, 0));
-    const bool passes = !descriptor.IsOpen() && (errno == ESTALE || errno == EACCES);
+    CloseWithoutDelay(descriptor.Get());
+    const bool passes = !descriptor.IsOpen() && (errno == ESTALE || errno == EACCES || errno == EINVAL);
     if (!passes || std::chrono::steady_clock::now() >= end) return descriptor;
     std::this_thread::sleep_for(kPause);
+    struct statx ignored = {};
+    static_cast<void>(System().statx(AT_FDCWD, file.c_str(), AT_STATX_FORCE_SYNC, STATX_INO, &ignored));
   }
 }
 

@@ -29,9 +29,10 @@ class OwnFiles {
   // The same for an existing file or folder, by its status.
   [[nodiscard]] bool Hold(const struct stat& status) const { return identities_.Hold(status); }
 
- private:
+  // Returns true for the names of the configuration and of its lock file, regardless of case.
   [[nodiscard]] bool IsConfigurationName(const std::string& path) const;
 
+ private:
   std::string configuration_;
   std::string configuration_lock_;
   std::string temporary_folder_;

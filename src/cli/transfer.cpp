@@ -13,6 +13,7 @@
 #include "cli/console.h"
 #include "cli/failure.h"
 #include "cli/file_access.h"
+#include "cli/folder_names.h"
 #include "cli/interrupt.h"
 #include "cli/progress.h"
 #include "cli/store.h"
@@ -25,6 +26,8 @@ namespace tvl::cli {
 namespace {
 
 constexpr int kDumbPolicy = 0;
+constexpr int kTimePolicy = 2;
+constexpr std::size_t kManyFiles = 8;
 constexpr char kTopFolder[] = "/";
 
 bool IsAbsolute(const std::string& path) {
@@ -87,8 +90,10 @@ class Transfer {
     if (HasTerminal() && !options_.quiet && !options_.json && !options_.dry_run)
       progress.emplace(console, plan.TotalBytes());
     if (plan.Jobs().size() > 1) batch_.Begin();
-    for (const TransferJob& job : plan.Jobs()) {
+    for (std::size_t index = 0; index < plan.Jobs().size(); ++index) {
+      const TransferJob& job = plan.Jobs()[index];
       if (Interrupted() || connection_lost_) break;
+      LookAhead(plan.Jobs(), index);
       if (progress) progress->Begin(job.names.Source(direction_), TargetPath(job), job.size.value_or(0));
       Do(job);
       if (progress) progress->End();
@@ -105,6 +110,22 @@ class Transfer {
   [[nodiscard]] std::string SourcePath(const TransferJob& job) const {
     return direction_ != Direction::kPut ? store_.StorePath(job.names.remote)
                                          : store_.LocalPath(job.names.local);
+  }
+
+  [[nodiscard]] std::string StoreFolderOf(const TransferJob& job) const {
+    const std::string path = store_.StorePath(job.names.remote);
+    return path.substr(0, path.find_last_of('/') + 1);
+  }
+
+  // Lists a folder of the store shortly before the first of many of its files is examined, because the system
+  // may have forgotten by then what it saw for the plan.
+  void LookAhead(const std::vector<TransferJob>& jobs, std::size_t index) {
+    if (!store_.IsDirectory() || (direction_ == Direction::kPut && jobs[index].is_new)) return;
+    const std::string folder = StoreFolderOf(jobs[index]);
+    if (folder == listed_) return;
+    listed_ = folder;
+    const std::size_t last = index + kManyFiles - 1;
+    if (last < jobs.size() && StoreFolderOf(jobs[last]) == folder) static_cast<void>(FolderNames(folder));
   }
 
   void Do(const TransferJob& job) {
@@ -128,7 +149,9 @@ class Transfer {
 
   // Two unreadable files compare as equal, and with the policy "dumb" so do missing ones.
   void ReportSame(const TransferJob& job) {
-    const bool dumb = store_.Client().FileCmp() == kDumbPolicy;
+    const int policy = store_.Client().FileCmp();
+    if (policy == kTimePolicy) return log_.Report(job.names, Outcome::kSame, job.size);
+    const bool dumb = policy == kDumbPolicy;
     for (const std::string& path : {SourcePath(job), TargetPath(job)}) {
       const int problem = path.empty() ? 0 : ReadProblem(path);
       if (problem == 0) continue;
@@ -153,6 +176,7 @@ class Transfer {
     std::string remote = job.names.remote;
     std::string local = job.names.local;
     int transferred = force_ ? 1 : 0;
+    if (store_.IsDirectory()) store_.Directory()->TransfersExpectNew(job.is_new ? 1 : 0);
     ForgetFileErrors();
     const int code = direction_ == Direction::kGet
                          ? store_.Client().GetRemote(remote.data(), local.data(), &transferred)
@@ -212,6 +236,7 @@ class Transfer {
   const bool force_;
   TransferBatch batch_;
   bool connection_lost_ = false;
+  std::string listed_;  // the folder of the store that was listed last
 };
 
 // If the working directory is the store's own folder, every existing file is already in its place.

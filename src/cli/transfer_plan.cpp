@@ -10,6 +10,7 @@
 #include <tvlclient/errors.h>
 #include <tvlclient/store.h>
 
+#include "cli/folder_names.h"
 #include "cli/interrupt.h"
 #include "cli/text.h"
 
@@ -65,7 +66,7 @@ void TransferPlan::Add(const NamePair& names) {
     if (recursive_)
       log_.ReportFailed(names, {kFailed, TVL_ERR_NOT_SUPPORTED, "a server does not list its folders", 0, {}});
     else
-      jobs_.push_back({names, false, {}});
+      jobs_.push_back({names, false, {}, false});
     return;
   }
   struct stat status = {};
@@ -114,13 +115,13 @@ void TransferPlan::AddTop(const NamePair& names, const struct stat& status) {
   if (names.Target(direction_).ends_with('/') || IsFolder(target)) {
     log_.ReportFailed(names, {kFailed, 0, "'" + names.Target(direction_) + "' " + kTwoNamesHint, 0, {}});
   } else {
-    AddFile(names, status);
+    AddFile(names, status, false);
   }
 }
 
-void TransferPlan::AddFile(const NamePair& names, const struct stat& status) {
+void TransferPlan::AddFile(const NamePair& names, const struct stat& status, bool is_new) {
   if (S_ISREG(status.st_mode)) {
-    jobs_.push_back({names, false, static_cast<std::uint64_t>(status.st_size)});
+    jobs_.push_back({names, false, static_cast<std::uint64_t>(status.st_size), is_new});
   } else {
     log_.ReportSkipped(names, "neither a file nor a folder");
   }
@@ -138,14 +139,15 @@ void TransferPlan::WalkFolder(const NamePair& names) {
   std::vector<std::string> entries;
   if (!List(names, entries)) return;
   std::sort(entries.begin(), entries.end());
+  const FolderNames there(TargetPath(names));
   for (const std::string& entry : entries) {
     if (Interrupted()) return;
-    WalkEntry({Joined(names.remote, entry), Joined(names.local, entry)});
+    WalkEntry({Joined(names.remote, entry), Joined(names.local, entry)}, there.Lack(entry));
   }
-  if (jobs_.size() == before) jobs_.push_back({names, true, {}});
+  if (jobs_.size() == before) jobs_.push_back({names, true, {}, false});
 }
 
-void TransferPlan::WalkEntry(const NamePair& names) {
+void TransferPlan::WalkEntry(const NamePair& names, bool is_new) {
   const std::string path = SourcePath(names);
   struct stat status = {};
   if (stat(path.c_str(), &status) != 0) {
@@ -155,23 +157,28 @@ void TransferPlan::WalkEntry(const NamePair& names) {
       log_.ReportSkipped(names, "a dangling link");
     else
       log_.ReportFailed(names, SystemFailure("cannot be read", error, path));
-  } else if (IsLeftOut(names, status, path)) {
+  } else if (IsLeftOut(names, status, path, is_new)) {
     return;
   } else if (S_ISDIR(status.st_mode)) {
     WalkFolder(names);
   } else {
-    AddFile(names, status);
+    AddFile(names, status, is_new);
   }
 }
 
-bool TransferPlan::IsLeftOut(const NamePair& names, const struct stat& status, const std::string& path) {
+// A target that does not exist cannot be one of the store's own files under another name, nor a link.
+const char* TransferPlan::WhyEntryRefused(const std::string& target, bool is_new) {
+  if (is_new) return own_files_.IsConfigurationName(target) ? kOwnFile : nullptr;
+  if (own_files_.IncludeEntry(target)) return kOwnFile;
+  return write_root_.IsLeftBy(target) ? kLeadsOutText : nullptr;
+}
+
+bool TransferPlan::IsLeftOut(const NamePair& names, const struct stat& status, const std::string& path,
+                             bool is_new) {
   // In the source, the store's own files are not documents and are skipped silently.
   if (direction_ != Direction::kPut && own_files_.Hold(status)) return true;
   if (direction_ != Direction::kGet) {
-    const std::string target = TargetPath(names);
-    const char* why = own_files_.IncludeEntry(target) ? kOwnFile
-                      : write_root_.IsLeftBy(target)  ? kLeadsOutText
-                                                      : nullptr;
+    const char* why = WhyEntryRefused(TargetPath(names), is_new);
     if (why != nullptr) log_.ReportSkipped(names, why);
     if (why != nullptr) return true;
   }
@@ -182,7 +189,7 @@ bool TransferPlan::IsLeftOut(const NamePair& names, const struct stat& status, c
   }
   struct stat link = {};
   const bool circle = lstat(path.c_str(), &link) == 0 && S_ISLNK(link.st_mode) && trail_.Hold(status);
-  if (!circle && !LeadsBack(TargetPath(names))) return false;
+  if (!circle && (is_new || !LeadsBack(TargetPath(names)))) return false;
   log_.ReportSkipped(names, kCircleText);
   return true;
 }

@@ -22,6 +22,7 @@ struct TransferJob {
   NamePair names;
   bool folder;
   std::optional<std::uint64_t> size;  // of a file; unknown on a server
+  bool is_new;                        // missing on the target side when that was listed
 };
 
 // Finds the files to transfer. Reports files that cannot be transferred to the log at once.
@@ -41,12 +42,14 @@ class TransferPlan {
 
   void AddTree(const NamePair& names);
   void WalkFolder(const NamePair& names);
-  void WalkEntry(const NamePair& names);
-  void AddFile(const NamePair& names, const struct stat& status);
+  void WalkEntry(const NamePair& names, bool is_new);
+  void AddFile(const NamePair& names, const struct stat& status, bool is_new);
   void AddTop(const NamePair& names, const struct stat& status);
   void ReportMissing(const NamePair& names, int error);
   [[nodiscard]] const char* WhyTargetRefused(const std::string& target);
-  [[nodiscard]] bool IsLeftOut(const NamePair& names, const struct stat& status, const std::string& path);
+  [[nodiscard]] const char* WhyEntryRefused(const std::string& target, bool is_new);
+  [[nodiscard]] bool IsLeftOut(const NamePair& names, const struct stat& status, const std::string& path,
+                               bool is_new);
   [[nodiscard]] bool List(const NamePair& names, std::vector<std::string>& entries);
   [[nodiscard]] bool ListStore(const NamePair& names, std::vector<std::string>& entries);
   [[nodiscard]] bool ListHost(const NamePair& names, std::vector<std::string>& entries);

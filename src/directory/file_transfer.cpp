@@ -46,12 +46,15 @@ class TimedFile {
   HANDLE file_;
 };
 
+// An internal result, not a code of the interface.
+constexpr int kAppeared = -1;
+
 // Compressed sizes are stored in 32 bits.
 constexpr std::uint64_t kLeastCopiedPlain = std::uint64_t{1} << 32;
 
 // Copies through the compressed form. Sets the modification time only if all times are to be set.
-CopyResult CopyPacked(const char* source, const char* target_path, const tvl::Writing& writing,
-                      CopiedTimes times) {
+CopyResult CopyPackedOnce(const char* source, const char* target_path, const tvl::Writing& writing,
+                          CopiedTimes times) {
   tvl::SourceTraits traits = {};
   if (!tvl::ReadTraits(source, &traits)) return CopyResult::kSourceFailed;
   if (traits.size >= kLeastCopiedPlain) return tvl::CopyFile(source, target_path, writing, times);
@@ -59,15 +62,21 @@ CopyResult CopyPacked(const char* source, const char* target_path, const tvl::Wr
   CZlib zlib;
   if (zlib.CompressFile(source, packed) == 0) return CopyResult::kSourceFailed;
   tvl::TargetFile target(target_path, writing, &traits);
-  if (!target.IsOpen()) return CopyResult::kTargetFailed;
+  if (!target.IsOpen()) return tvl::FailureOf(target);
   bool timed = true;
   if (!target.IsSource()) {
     if (zlib.DecompressFile(packed, target) == 0) return CopyResult::kTargetFailed;
     if (times == CopiedTimes::kAccessedAndWritten)
       timed = tvl::ReadTraits(source, &traits) && target.SetTimes(&traits.accessed, traits.written);
   }
-  if (!target.Finish()) return CopyResult::kTargetFailed;
+  if (!target.Finish()) return tvl::FailureOf(target);
   return timed ? CopyResult::kCopied : CopyResult::kCopiedWithoutTimes;
+}
+
+CopyResult CopyPacked(const char* source, const char* target, const tvl::Writing& writing,
+                      CopiedTimes times) {
+  return tvl::CopyKeepingPart(
+      writing, [&](const tvl::Writing& now) { return CopyPackedOnce(source, target, now, times); });
 }
 
 // A plain name has no last component and never matches.
@@ -86,12 +95,16 @@ int CTVLClientSmbOpr::TargetFailure() const {
   return zipOnTransfert == 0 ? TVL_ERR_COPY : TVL_ERR_UNZIP;
 }
 
-int CTVLClientSmbOpr::Transfer(const char* source, const char* target, int equalTimes) {
+// Returns kAppeared, with nothing changed, if a new target is expected but the target exists.
+int CTVLClientSmbOpr::Transfer(const char* source, const char* target, int equalTimes, bool expectsNew) {
+  tvl::Writing writing = state->Writing(TargetFailure());
+  writing.expects_new = expectsNew;
   const CopiedTimes times = equalTimes != 0 ? CopiedTimes::kAccessedAndWritten : CopiedTimes::kWritten;
   const auto copy = zipOnTransfert == 0 ? tvl::CopyFile : CopyPacked;
-  const CopyResult result = copy(source, target, state->Writing(TargetFailure()), times);
+  const CopyResult result = copy(source, target, writing, times);
+  if (result == CopyResult::kTargetAppeared) return kAppeared;
   if (result == CopyResult::kSourceFailed) return CopyFailure();
-  if (result == CopyResult::kTargetFailed) return TargetFailure();
+  if (!tvl::IsCopied(result)) return TargetFailure();
   if (equalTimes != 0 && result == CopyResult::kCopiedWithoutTimes) EqualFileTimes(source, target);
   return TVL_OK;
 }
@@ -136,8 +149,13 @@ bool CTVLClientSmbOpr::SyncFolders(const char* base, const char* target) const {
 // Shared by get and put. `base` is the folder that the target's name is relative to.
 int CTVLClientSmbOpr::TransferUnlessEqual(const char* source, const char* target, const char* base,
                                           int* transferred) {
-  if (*transferred == 0 && FilesAreEqual(fileCmp, source, target) != 0) return TVL_OK;
-  if (const int code = Transfer(source, target, 1)) return code;
+  const bool expects_new = *transferred == 0 && state->expects_new && fileCmp != kCompareDumb;
+  int code = expects_new ? Transfer(source, target, 1, true) : kAppeared;
+  if (code == kAppeared) {
+    if (*transferred == 0 && FilesAreEqual(fileCmp, source, target) != 0) return TVL_OK;
+    code = Transfer(source, target, 1, false);
+  }
+  if (code != TVL_OK) return code;
   if (!SyncFolders(base, target)) return TargetFailure();
   *transferred = 1;
   return TVL_OK;
@@ -157,7 +175,11 @@ int CTVLClientSmbOpr::CopyRemoteFile2Dir(char* remoteName, char* localPath) {
   }
   if (!target.Fits()) return TargetFailure();
   NormalizeSlashes(store.Data());
-  return Transfer(store.Text(), target.Text(), 1);
+  return Transfer(store.Text(), target.Text(), 1, false);
+}
+
+void CTVLClientSmbOpr::TransfersExpectNew(int expect) {
+  state->expects_new = expect != 0;
 }
 
 int CTVLClientSmbOpr::ExistsRemote(char* remoteName) {

@@ -27,7 +27,7 @@ struct CTVLClientSmbOpr::State {
   // Returns how the connection writes its targets. `failure` is the code for a target that a group could not
   // complete.
   [[nodiscard]] tvl::Writing Writing(int failure) const {
-    return {tvl::SafetyOf(config.safeOnTransfert), group.get(), failure};
+    return {.safety = tvl::SafetyOf(config.safeOnTransfert), .group = group.get(), .failure = failure};
   }
 
   // Returns true if operations that only read the store are allowed: on an open connection, and after
@@ -45,6 +45,7 @@ struct CTVLClientSmbOpr::State {
   char serverRoot[tvl::kMaxPath] = {};  // full path of the document root, with a trailing backslash
   bool met_table_damage = false;
   std::unique_ptr<tvl::TransferGroup> group;  // between BeginTransfers and EndTransfers
+  bool expects_new = false;                   // of transfers, see TransfersExpectNew
   bool previewed = false;
   bool folders_later = false;  // a synchronization creates its folders with the work, not with the plan
   bool set_times = false;      // and sets the times of what it copied

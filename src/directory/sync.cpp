@@ -93,6 +93,7 @@ class CTVLClientSmbOpr::SyncPlanner {
     const Side from(source);
     const Side to(target);
     const bool target_was_there = to.Open().IsOpen() || FileExists(target) != 0;
+    to.Open().LookAhead();
     if (!target_was_there && !opr_.state->folders_later) tvl::EnsureFolder(target);
     Push(source, target, SYNC_DIR_FILE_FOLDER, {});
     // A source that was not read completely must not cause deletions, and a new folder contains nothing to

@@ -83,7 +83,7 @@ class CTVLClientSmbOpr::SyncWorker {
 
   int Copy(int index, const SyncDirFile& entry) {
     const std::size_t before = owns_group_ ? opr_.state->group->Count() : 0;
-    const int code = opr_.Transfer(entry.source, entry.target, opr_.state->set_times ? 1 : 0);
+    const int code = opr_.Transfer(entry.source, entry.target, opr_.state->set_times ? 1 : 0, false);
     if (code != TVL_OK) result_ = code;
     if (code == TVL_OK && owns_group_ && opr_.state->group->Count() > before) {
       waiting_.push_back(index);

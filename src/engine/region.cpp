@@ -11,10 +11,17 @@
 namespace tvl::engine {
 namespace {
 
+constexpr LockRange kRegionWithGate = {kSqliteRegion.start, kSqliteRegion.length + kGateByte.length};
+
 // How often, and for how long, a reader that has passed the gate may bypass it. A writer that holds the gate
 // never waits longer than that.
 constexpr int kMostBypasses = 3;
 constexpr std::chrono::milliseconds kPassLasts{20};
+
+// How often in a row a writer keeps the gate, which nobody can pass meanwhile, and for how long it releases
+// the gate early after it has met others.
+constexpr int kMostKeptGates = 3;
+constexpr std::chrono::seconds kMeetingLasts{10};
 
 const LockRange& RangeOf(Region::Strength strength) {
   return strength == Region::Strength::kExclusive ? kSqliteRegion : kSqliteSharedBytes;
@@ -24,13 +31,24 @@ short TypeOf(Region::Strength strength) {
   return strength == Region::Strength::kExclusive ? F_WRLCK : F_RDLCK;
 }
 
+}  // namespace
+
+// NFS 4 creates and frees the state of a descriptor's locks with its first and last lock. The use byte, which
+// the table's file shares already, preserves that state between transactions.
+void Region::Attach(int descriptor) {
+  descriptor_ = descriptor;
+  canWrite_ = (fcntl(descriptor, F_GETFL) & O_ACCMODE) == O_RDWR;
+  static_cast<void>(TryLock(descriptor, F_RDLCK, kUseByte));
+}
+
 // Tries to lock until it succeeds. Returns false and notes an error if the time is over or locking fails.
-bool LockPatiently(int descriptor, short type, const LockRange& range, Patience& patience) {
-  while (!TryLock(descriptor, type, range)) {
+bool Region::LockPatiently(short type, const LockRange& range, Patience& patience) {
+  while (!TryLock(descriptor_, type, range)) {
     if (!IsRefusal(errno)) {
       NoteSystemError("the table cannot be locked");
       return false;
     }
+    metOthers_ = std::chrono::steady_clock::now();
     if (!patience.Pause()) {
       NoteError("another process uses the table", Problem::kBusy);
       return false;
@@ -39,41 +57,54 @@ bool LockPatiently(int descriptor, short type, const LockRange& range, Patience&
   return true;
 }
 
-}  // namespace
-
-void Region::Attach(int descriptor) {
-  descriptor_ = descriptor;
-  canWrite_ = (fcntl(descriptor, F_GETFL) & O_ACCMODE) == O_RDWR;
+// For a writer. The gate cannot be released alone, because SMB cannot release a part of a lock. Others that
+// wait pass the gate in the next transaction that does not keep it; that transaction meets them, and from
+// then on they get their turns.
+bool Region::TakeWithGate() {
+  const auto now = std::chrono::steady_clock::now();
+  if (keptGates_ == kMostKeptGates || metOthers_ + kMeetingLasts > now) {
+    keptGates_ = 0;
+    return false;
+  }
+  hasGate_ = TryLock(descriptor_, F_WRLCK, kRegionWithGate);
+  if (hasGate_)
+    ++keptGates_;
+  else
+    metOthers_ = now;
+  return hasGate_;
 }
 
 // Readers lock the gate exclusively too, so that a writer has the same chance as each of them. A read-only
 // descriptor can only share it.
 bool Region::PassGate(Strength wanted, Patience& patience) {
-  if (!LockPatiently(descriptor_, canWrite_ ? F_WRLCK : F_RDLCK, kGateByte, patience)) return false;
-  const bool taken = LockPatiently(descriptor_, TypeOf(wanted), RangeOf(wanted), patience);
+  if (!LockPatiently(canWrite_ ? F_WRLCK : F_RDLCK, kGateByte, patience)) return false;
+  const bool taken = LockPatiently(TypeOf(wanted), RangeOf(wanted), patience);
   Unlock(descriptor_, kGateByte);
   passedGate_ = std::chrono::steady_clock::now();
   bypasses_ = 0;
   return taken;
 }
 
-bool Region::MayBypassGate(Strength wanted) const {
-  return wanted == Strength::kShared && bypasses_ < kMostBypasses &&
-         std::chrono::steady_clock::now() < passedGate_ + kPassLasts;
+// For a reader.
+bool Region::BypassGate() {
+  const bool mayBypass =
+      bypasses_ < kMostBypasses && std::chrono::steady_clock::now() < passedGate_ + kPassLasts;
+  return mayBypass && TryLock(descriptor_, F_RDLCK, kSqliteSharedBytes) && ++bypasses_ > 0;
 }
 
 bool Region::Take(Strength wanted, Patience& patience) {
   wasTooWeak_ = false;
   hasUnseenJournal_ = false;
-  const bool isIn =
-      MayBypassGate(wanted) && TryLock(descriptor_, TypeOf(wanted), RangeOf(wanted)) && ++bypasses_ > 0;
+  keptJournal_.Forget();
+  const bool isIn = wanted == Strength::kExclusive ? TakeWithGate() : BypassGate();
   if (!isIn && !PassGate(wanted, patience)) return false;
   held_ = wanted;
   return true;
 }
 
 void Region::Release() {
-  Unlock(descriptor_, kSqliteRegion);
+  Unlock(descriptor_, hasGate_ ? kRegionWithGate : kSqliteRegion);
+  hasGate_ = false;
   held_ = Strength::kNone;
 }
 

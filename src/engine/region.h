@@ -5,8 +5,10 @@
 
 #include <chrono>
 
+#include "engine/kept_journal.h"
 #include "engine/patience.h"
 #include "engine/table_file.h"
+#include "store/lock_ranges.h"
 
 namespace tvl::engine {
 
@@ -28,10 +30,12 @@ class Region {
  public:
   enum class Strength { kNone, kShared, kExclusive };
 
+  // `descriptor` is SQLite's own.
   void Attach(int descriptor);
 
   // Waits first for the gate byte and then, holding that, for the region, so that a stream of readers cannot
-  // starve a writer. To save round trips, a reader that has just passed the gate may bypass it a few times.
+  // starve a writer. To save round trips, a reader that has just passed the gate may bypass it a few times,
+  // and a writer that has met nobody for a while locks both in one call and keeps both, a few times in a row.
   // The region must not be held. Returns false and notes an error if others hold it for too long.
   [[nodiscard]] bool Take(Strength wanted, Patience& patience);
   void Release();
@@ -51,20 +55,27 @@ class Region {
   void NoteJournal(const FileIdentity& journal) { journal_ = journal; }
   void NoteSyncedFolder() { syncedJournal_ = journal_; }
 
+  [[nodiscard]] KeptJournal& Journal() { return keptJournal_; }
+
   // Answers a lock request of SQLite instead of fcntl.
   [[nodiscard]] int OnRequest(int descriptor, int command, struct flock& lock);
 
  private:
   [[nodiscard]] bool PassGate(Strength wanted, Patience& patience);
+  [[nodiscard]] bool LockPatiently(short type, const LockRange& range, Patience& patience);
+  [[nodiscard]] bool TakeWithGate();
   [[nodiscard]] bool Allows(short type);
-
-  [[nodiscard]] bool MayBypassGate(Strength wanted) const;
+  [[nodiscard]] bool BypassGate();
 
   int descriptor_ = -1;
   bool canWrite_ = false;
   bool hasUnseenJournal_ = false;
   FileIdentity journal_;
   FileIdentity syncedJournal_;
+  KeptJournal keptJournal_;
+  std::chrono::steady_clock::time_point metOthers_;
+  bool hasGate_ = false;
+  int keptGates_ = 0;
   std::chrono::steady_clock::time_point passedGate_;
   int bypasses_ = 0;
   Strength held_ = Strength::kNone;

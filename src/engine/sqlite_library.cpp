@@ -64,30 +64,48 @@ bool IsJournal(const char* path) {
   return std::string_view(path).ends_with("-journal");
 }
 
-int Open(const char* path, int flags, int mode) {
-  lastOpened = ForkGuard::Open(path, flags, static_cast<mode_t>(mode));
+int OpenJournal(const char* path, int flags, mode_t mode) {
+  KeptJournal& journal = regionInUse->Journal();
+  if (journal.Reuse() >= 0) return journal.Reuse();
+  const int descriptor = ForkGuard::Open(path, flags, mode);
   struct stat status = {};
-  if (regionInUse != nullptr && lastOpened >= 0 && IsJournal(path) &&
-      System().fstat(lastOpened, &status) == 0) {
-    regionInUse->NoteJournal(IdentityOf(status));
-  }
+  if (descriptor < 0 || System().fstat(descriptor, &status) != 0) return descriptor;
+  const FileIdentity id = IdentityOf(status);
+  regionInUse->NoteJournal(id);
+  if ((flags & O_ACCMODE) == O_RDWR) journal.Keep(descriptor, id);
+  return descriptor;
+}
+
+int Open(const char* path, int flags, int mode) {
+  const auto rights = static_cast<mode_t>(mode);
+  if (regionInUse != nullptr && IsJournal(path)) return OpenJournal(path, flags, rights);
+  lastOpened = ForkGuard::Open(path, flags, rights);
   return lastOpened;
 }
 
+// A journal stays open for the next transaction.
 int Close(int descriptor) {
-  return ForkGuard::Close(descriptor);
+  const bool stays = regionInUse != nullptr && regionInUse->Journal().Has(descriptor);
+  return stays ? 0 : ForkGuard::Close(descriptor);
 }
 
 // A network file system may answer from a cache that is seconds old, from a time when the writer of the
 // journal was still alive.
 int StatFresh(const char* path, struct stat* status) {
   struct statx fresh = {};
-  if (IsJournal(path))
-    static_cast<void>(System().statx(AT_FDCWD, path, AT_STATX_FORCE_SYNC, STATX_SIZE, &fresh));
-  const int result = System().stat(path, status);
-  if (result != 0 && errno != ENOENT && regionInUse != nullptr && IsJournal(path)) {
-    regionInUse->NoteUnseenJournal();
-  }
+  static_cast<void>(System().statx(AT_FDCWD, path, AT_STATX_FORCE_SYNC, STATX_SIZE | STATX_NLINK, &fresh));
+  return System().stat(path, status);
+}
+
+int Stat(const char* path, struct stat* status) {
+  if (regionInUse == nullptr || !IsJournal(path)) return System().stat(path, status);
+  KeptJournal& journal = regionInUse->Journal();
+  int result = StatFresh(path, status);
+  if (result == 0 && journal.DropDeleted(*status)) result = StatFresh(path, status);
+  const int problem = errno;
+  if (result != 0 && problem != ENOENT) regionInUse->NoteUnseenJournal();
+  journal.NoteSeen(result == 0 ? status : nullptr);
+  errno = problem;
   return result;
 }
 
@@ -145,7 +163,7 @@ bool ReplaceSystemCalls() {
       {"open", AsSystemCall(Open)},
       {"close", AsSystemCall(Close)},
       {"fstat", AsSystemCall(StatForChild)},
-      {"stat", AsSystemCall(StatFresh)},
+      {"stat", AsSystemCall(Stat)},
       {"openDirectory", AsSystemCall(OpenFolder)},
       {"fchown", AsSystemCall(ChangeOwnerOnce)},
       {"access", AsSystemCall(Through<&SystemCalls::access>::Call)},

@@ -69,10 +69,12 @@ constexpr const char* kSettings =
     "PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = EXTRA; PRAGMA secure_delete = FAST;"
     "PRAGMA temp_store = MEMORY; PRAGMA cell_size_check = ON; PRAGMA cache_size = -8192";
 
+// The records come first: as long as they fit in one page, that page follows the first page, which every
+// transaction changes too, and both are written in one request.
 constexpr const char* kMakeTables =
-    "CREATE TABLE layout(record INTEGER NOT NULL, key1 INTEGER NOT NULL, key2 INTEGER NOT NULL);"
     "CREATE TABLE records(key1 BLOB NOT NULL PRIMARY KEY, key2 BLOB NOT NULL, record BLOB NOT NULL) WITHOUT "
-    "ROWID;";
+    "ROWID;"
+    "CREATE TABLE layout(record INTEGER NOT NULL, key1 INTEGER NOT NULL, key2 INTEGER NOT NULL);";
 constexpr const char* kMakeIndex = "CREATE INDEX records_by_key2 ON records(key2);";
 
 constexpr int kApplicationId = 0x54564C54;  // "TVLT"

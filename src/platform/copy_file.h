@@ -5,11 +5,15 @@
 
 namespace tvl {
 
+class TargetFile;
+
 enum class CopyResult {
   kCopied,
   kCopiedWithoutTimes,  // the target has another owner, so its times could not be set
   kSourceFailed,
   kTargetFailed,
+  kTargetAppeared,  // Writing expects a new target, but the target exists
+  kPartLost,        // only within CopyKeepingPart
 };
 
 enum class CopiedTimes { kWritten, kAccessedAndWritten };
@@ -18,6 +22,19 @@ enum class CopiedTimes { kWritten, kAccessedAndWritten };
 // that it created. Does nothing if a file is copied onto itself.
 [[nodiscard]] CopyResult CopyFile(const char* source, const char* target, const Writing& writing,
                                   CopiedTimes times);
+
+// Returns the result for a target that could not be opened or finished.
+[[nodiscard]] CopyResult FailureOf(const TargetFile& target);
+
+// Calls `copy` with `writing`. If its part was removed meanwhile, calls it again with parts that are held.
+template <typename Copy>
+[[nodiscard]] CopyResult CopyKeepingPart(const Writing& writing, Copy copy) {
+  const CopyResult result = copy(writing);
+  if (result != CopyResult::kPartLost) return result;
+  Writing careful = writing;
+  careful.holds_small_parts = true;
+  return copy(careful);
+}
 
 [[nodiscard]] constexpr bool IsCopied(CopyResult result) {
   return result == CopyResult::kCopied || result == CopyResult::kCopiedWithoutTimes;

@@ -91,6 +91,10 @@ struct FileStatus {
 // not exist or cannot be examined.
 bool ReadFileStatus(const char* path, FileStatus* status);
 
+// Returns true if a file, folder or link has that name. A network file system asks its server only if it does
+// not know the name.
+[[nodiscard]] bool NameExists(const char* path);
+
 // Creates one folder unless it exists. Records an error only on failure. Returns true if the folder exists
 // afterwards.
 bool EnsureFolder(const char* path);

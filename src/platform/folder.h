@@ -36,6 +36,10 @@ class Folder {
   [[nodiscard]] bool IsOpen() const { return folder_ != INVALID_HANDLE_VALUE; }
   [[nodiscard]] EntryStatus StatusOf(const char* name) const;
 
+  // Reads all names, so that a network file system knows the status of each and need not ask its server for
+  // each StatusOf.
+  void LookAhead() const;
+
   // For the platform layer: return the handle for listing, or why there is none.
   [[nodiscard]] HANDLE ListingHandle() const { return problem_ == 0 ? folder_ : INVALID_HANDLE_VALUE; }
   [[nodiscard]] int Problem() const { return problem_; }

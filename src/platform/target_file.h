@@ -31,6 +31,14 @@ class TargetFile {
   // Returns false if the target cannot be opened or is held.
   [[nodiscard]] bool IsOpen() const { return file_ != INVALID_HANDLE_VALUE || is_source_; }
 
+  // Why a target could not be opened or finished.
+  enum class Outcome {
+    kFailed,
+    kAppeared,  // it exists although Writing expects a new one; it is unchanged
+    kPartLost,  // another process removed the part, which was not held; the target is unchanged
+  };
+  [[nodiscard]] Outcome Why() const { return why_; }
+
   // Returns true if the target is the source itself, by any name. Then it must not be written.
   [[nodiscard]] bool IsSource() const { return is_source_; }
 
@@ -66,7 +74,11 @@ class TargetFile {
   [[nodiscard]] bool FindExisting(bool* has_several_names);
   [[nodiscard]] bool FallBack(const char* why);
   [[nodiscard]] int CreatePart();
-  [[nodiscard]] HANDLE Create(const std::string& path, unsigned int mode);
+  [[nodiscard]] bool LooksFirst() const;
+  [[nodiscard]] bool HoldsPart() const;
+  [[nodiscard]] bool KeepPart();
+  [[nodiscard]] bool FailAppeared();
+  [[nodiscard]] HANDLE Create(const std::string& path, unsigned int mode) const;
   [[nodiscard]] bool IsSourceFile(const SourceTraits& found) const;
   [[nodiscard]] bool HasSpace(std::uint64_t freed) const;
   [[nodiscard]] bool SkipBlock();
@@ -93,6 +105,7 @@ class TargetFile {
   std::uint64_t old_size_ = 0;
   std::uint64_t old_allocated_ = 0;
   std::uint64_t device_ = 0;
+  Outcome why_ = Outcome::kFailed;
 };
 
 // Returns why the last target of the calling thread was written in place although a part was requested; null

@@ -49,10 +49,6 @@ class TransferGroup {
   // If a sync fails, all copies fail.
   [[nodiscard]] std::vector<int> End();
 
-  // Returns the group bits of a folder with the setgid bit, or -1. Caches the result for a run of files in
-  // one folder.
-  [[nodiscard]] int InheritedGroupBits(const std::string& folder);
-
  private:
   struct Entry {
     FinishedPart part;  // `file` is invalid if nothing is left to do
@@ -75,8 +71,6 @@ class TransferGroup {
   std::uint64_t bytes_ = 0;
   std::size_t most_;
   DWORD process_;
-  std::string last_folder_;
-  int last_bits_ = -1;
 };
 
 }  // namespace tvl

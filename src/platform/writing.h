@@ -25,6 +25,8 @@ struct Writing {
   Safety safety = Safety::kInPlace;
   TransferGroup* group = nullptr;  // collects copies that are to be synced together; null outside a group
   int failure = 0;                 // result that the group reports if this copy fails
+  bool expects_new = false;        // the target is probably missing; the copy fails if it exists
+  bool holds_small_parts = false;  // as it does large ones
 };
 
 // Properties of a source that its target gets.

@@ -147,7 +147,7 @@ TEST_F(Config, FailedReadLoadsNothing) {
     const Faults faults(call, EIO);
     const int code = config_.Load(folder_.Logical("x.ini").c_str());
     const string hit = Faults::Hit() == nullptr ? "" : Faults::Hit();
-    EXPECT_EQ(code == 3, hit == "stat" || hit == "open" || hit == "fstat" || hit == "read") << call << hit;
+    EXPECT_EQ(code == 3, hit == "statx" || hit == "open" || hit == "fstat" || hit == "read") << call << hit;
     if (code == 3) continue;
     EXPECT_EQ(config_.documentRoot, Root());
     EXPECT_EQ(config_.fileCompare * 10 + config_.zipOnTransfert, 25);

@@ -150,10 +150,72 @@ TEST(DirectorySafeTransfer, RetriesRefusedRenameAndKeepsPartOfLostTarget) {
         return -1;
       };
     }
-    const bool replaced = tvl::ReplaceFile(folder.Host("part").c_str(), target.c_str(), true);
+    const auto replaced = tvl::ReplaceFile(folder.Host("part").c_str(), target.c_str(), tvl::Target::kExists);
     tvl::System() = real;
-    EXPECT_EQ(replaced, !lost);
+    EXPECT_EQ(replaced, lost ? tvl::Replacement::kFailed : tvl::Replacement::kDone);
     EXPECT_EQ(folder.Read(lost ? "part" : "f"), "new");
+  }
+}
+
+// A part that is not held may be mistaken for one that a killed writer left.
+TEST(DirectorySafeTransfer, RewritesRemovedPart) {
+  static const tvl::SystemCalls real = tvl::System();
+  static int removals = 0;
+  for (const int packed : {0, 1}) {
+    SmallStore store("ZipOnTransfert=" + std::to_string(packed) + "\nSafeOnTransfert=1\n");
+    store.folder.Write("work/f", "new");
+    for (const char* old : {"", "old"}) {
+      if (*old != 0) store.folder.Write("root/f", old);
+      removals = 0;
+      tvl::System().renameat_noreplace = [](int from_folder, const char* from, int to_folder,
+                                            const char* to) {
+        if (++removals == 1) unlink(from);
+        return real.renameat_noreplace(from_folder, from, to_folder, to);
+      };
+      tvl::System().rename = [](const char* from, const char* to) {
+        if (++removals == 1) unlink(from);
+        return real.rename(from, to);
+      };
+      int transferred = 1;
+      EXPECT_EQ(store.Put("f", &transferred), 0);
+      tvl::System() = real;
+      EXPECT_EQ(removals, 2);
+      EXPECT_EQ(store.folder.Read("root/f"), "new");
+      EXPECT_EQ(store.folder.Tree("root"), std::vector<string>{"f"});
+    }
+  }
+}
+
+// Also on NFS, where a rename cannot refuse to replace.
+TEST(DirectorySafeTransfer, ComparesExistingFilesAlthoughNewOnesAreExpected) {
+  static const tvl::SystemCalls real = tvl::System();
+  for (int kind = 0; kind < 6; ++kind) {
+    SCOPED_TRACE(kind);
+    SmallStore store(Safe(kind / 2) + "FileCompare=time\n");
+    if (kind % 2 == 1) {
+      tvl::System().renameat_noreplace = [](int, const char*, int, const char*) {
+        errno = EINVAL;
+        return -1;
+      };
+    }
+    store.opr.TransfersExpectNew(1);
+    for (const char* contents : {"new", "new", "newer"}) {
+      store.folder.Write("work/f", contents);
+      const bool first = !store.folder.Exists("root/f");
+      const bool same = store.folder.Read("root/f") == contents;
+      const timespec times[2] = {{1000, 0}, {1000, 0}};
+      ASSERT_EQ(utimensat(AT_FDCWD, store.folder.Host("work/f").c_str(), times, 0), 0);
+      int transferred = 0;
+      EXPECT_EQ(store.Put("f", &transferred), 0);
+      EXPECT_EQ(transferred, same ? 0 : 1);
+      EXPECT_EQ(store.folder.Read("root/f"), contents);
+      struct stat status = {};
+      ASSERT_EQ(stat(store.folder.Host("root/f").c_str(), &status), 0);
+      EXPECT_EQ(status.st_mode & 0777, first ? status.st_mode & 0777 : 0640U);
+      ASSERT_EQ(chmod(store.folder.Host("root/f").c_str(), 0640), 0);
+    }
+    tvl::System() = real;
+    EXPECT_EQ(store.folder.Tree("root"), std::vector<string>{"f"});
   }
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <random>
 #include <string>
 #include <vector>
@@ -127,6 +128,23 @@ TEST_F(EngineTest, KilledBatchIsRolledBackButNotIntoNewTable) {
     EXPECT_EQ(Write(table, "a", "", "new"), 1);
     CloseAll();
     EXPECT_EQ(CheckIntegrity(path), "ok");
+  }
+}
+
+// A journal stays open between transactions. Meanwhile others may remove or replace it, as plain SQLite does.
+TEST_F(EngineTest, WritesJournalThatHasItsName) {
+  const std::string journal = table_ + "-journal";
+  const int table = Open();
+  ASSERT_EQ(Write(table, "a", "", "first"), 1);
+  for (const bool replaced : {false, true}) {
+    SCOPED_TRACE(replaced);
+    ASSERT_TRUE(std::filesystem::remove(journal));
+    if (replaced) std::ofstream(journal).flush();
+    ASSERT_EQ(BeginBatch(table, 1), 1);
+    ASSERT_EQ(Write(table, "a", "", replaced ? "third" : "second"), 1);
+    EXPECT_GT(std::filesystem::file_size(journal), 0U);
+    ASSERT_EQ(EndBatch(table), 1);
+    EXPECT_EQ(std::filesystem::file_size(journal), 0U);
   }
 }
 

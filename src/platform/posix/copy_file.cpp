@@ -125,31 +125,55 @@ class Copy {
   bool keeps_ranges_ = false;
 };
 
-// Reads the access time of the source again, because the copy has just changed it.
+// Reads the access time of the source again, because the copy has just changed it. On a network file system
+// the change is not worth a request.
+FILETIME AccessTimeNow(const OpenFile& source) {
+  struct statx now = {};
+  constexpr int kFlags = AT_EMPTY_PATH | AT_STATX_DONT_SYNC;
+  if (System().statx(source.Descriptor(), "", kFlags, STATX_ATIME, &now) != 0)
+    return TraitsOf(source.Status()).accessed;
+  return {now.stx_atime.tv_sec, static_cast<std::int32_t>(now.stx_atime.tv_nsec)};
+}
+
 CopyResult CopyTimes(const OpenFile& source, TargetFile& target, CopiedTimes times) {
   SourceTraits traits = TraitsOf(source.Status());
   const bool all = times == CopiedTimes::kAccessedAndWritten;
-  struct stat now = {};
-  if (all && System().fstat(source.Descriptor(), &now) == 0) traits.accessed = TraitsOf(now).accessed;
+  if (all) traits.accessed = AccessTimeNow(source);
   if (target.SetTimes(all ? &traits.accessed : nullptr, traits.written)) return CopyResult::kCopied;
   return CopyResult::kCopiedWithoutTimes;
 }
 
-}  // namespace
-
-CopyResult CopyFile(const char* source_path, const char* target_path, const Writing& writing,
+CopyResult CopyOnce(const char* source_path, const char* target_path, const Writing& writing,
                     CopiedTimes times) {
   const OpenFile source(source_path, O_RDONLY);
   if (!source.IsOpen()) return CopyResult::kSourceFailed;
   const SourceTraits traits = TraitsOf(source.Status());
   TargetFile target(target_path, writing, &traits);
-  if (!target.IsOpen()) return CopyResult::kTargetFailed;
+  if (!target.IsOpen()) return FailureOf(target);
   CopyResult result = CopyResult::kCopied;
   if (!target.IsSource()) result = Copy(source, target, target_path).Contents();
   if (!target.IsSource() && IsCopied(result)) result = CopyTimes(source, target, times);
-  if (IsCopied(result) && !target.Finish()) result = CopyResult::kTargetFailed;
+  if (IsCopied(result) && !target.Finish()) result = FailureOf(target);
   if (!IsCopied(result)) target.Discard();
   return result;
+}
+
+}  // namespace
+
+CopyResult FailureOf(const TargetFile& target) {
+  switch (target.Why()) {
+    case TargetFile::Outcome::kAppeared:
+      return CopyResult::kTargetAppeared;
+    case TargetFile::Outcome::kPartLost:
+      return CopyResult::kPartLost;
+    case TargetFile::Outcome::kFailed:
+      break;
+  }
+  return CopyResult::kTargetFailed;
+}
+
+CopyResult CopyFile(const char* source, const char* target, const Writing& writing, CopiedTimes times) {
+  return CopyKeepingPart(writing, [&](const Writing& now) { return CopyOnce(source, target, now, times); });
 }
 
 }  // namespace tvl

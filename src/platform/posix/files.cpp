@@ -169,6 +169,12 @@ BOOL CreateDirectoryA(const char* path, void* /*security*/) {
   return 0;
 }
 
+bool tvl::NameExists(const char* path) {
+  struct statx status = {};
+  constexpr int kFlags = AT_SYMLINK_NOFOLLOW | AT_STATX_DONT_SYNC;
+  return System().statx(AT_FDCWD, HostPath(path).Text(), kFlags, STATX_TYPE, &status) == 0;
+}
+
 bool tvl::EnsureFolder(const char* path) {
   const HostPath host(path);
   const int problem = MakeFolder(host.Text());

@@ -2,9 +2,11 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 
+#include "host/folder_reader.h"
 #include "host/system_calls.h"
 #include "platform/host_path.h"
 #include "platform/last_error.h"
@@ -43,6 +45,13 @@ EntryStatus Folder::StatusOf(const char* name) const {
   const EntryKind kind = KindOf(status.st_mode);
   const auto size = kind == EntryKind::kFolder ? 0 : static_cast<std::uint64_t>(status.st_size);
   return {kind, size, status.st_mtim.tv_sec};
+}
+
+void Folder::LookAhead() const {
+  FolderReader reader(DescriptorOf(ListingHandle()));
+  while (reader.Next() != nullptr) {
+  }
+  if (IsOpen()) System().lseek(DescriptorOf(folder_), 0, SEEK_SET);
 }
 
 }  // namespace tvl

@@ -1,5 +1,6 @@
 #include "platform/posix/folder_of_file.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include "host/sync.h"
@@ -14,10 +15,13 @@ bool SyncNameOf(const std::string& path) {
   return problem == 0;
 }
 
+// Creating a file in the folder makes a network file system ask its server again for the status, although the
+// mode has not changed. So the mode that it knows is used.
 int InheritedGroupBits(const std::string& folder) {
-  struct stat status = {};
-  if (System().stat(folder.c_str(), &status) != 0 || (status.st_mode & S_ISGID) == 0) return -1;
-  return static_cast<int>(status.st_mode & S_IRWXG);
+  struct statx status = {};
+  if (System().statx(AT_FDCWD, folder.c_str(), AT_STATX_DONT_SYNC, STATX_TYPE | STATX_MODE, &status) != 0)
+    return -1;
+  return (status.stx_mode & S_ISGID) != 0 ? static_cast<int>(status.stx_mode & S_IRWXG) : -1;
 }
 
 }  // namespace tvl

@@ -94,6 +94,7 @@ int IniFile::Read(const char* path) {
   const int problem = Retry(kRetrySeconds, IsStaleOrDenied, [&] {
     contents_.clear();
     const OpenFile file(path, O_RDONLY);
+    file.CloseWithoutDelay();
     return file.IsOpen() ? ReadIniContents(file.Descriptor(), contents_) : LastErrorCode();
   });
   if (problem == 0) {

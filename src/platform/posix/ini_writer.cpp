@@ -56,6 +56,7 @@ struct OldFile {
       contents.clear();
       const OpenFile file(path.c_str(), O_RDWR);
       if (!file.IsOpen()) return LastErrorCode();
+      file.CloseWithoutDelay();
       if (const int problem = access.Read(file.Descriptor())) return problem;
       return ReadIniContents(file.Descriptor(), contents);
     });
@@ -129,6 +130,7 @@ class Part {
     OpenFile file(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0600);
     exists_ = file.IsOpen() || LastErrorCode() != EEXIST;
     if (!file.IsOpen()) return LastErrorCode();
+    file.CloseWithoutDelay();
     if (const int problem = WriteAll(file.Descriptor(), contents.data(), contents.size())) return problem;
     if (const int problem = access.Apply(file.Descriptor())) return problem;
     if (const int problem = Sync(file.Descriptor())) return problem;

@@ -8,11 +8,18 @@
 #include "platform/host_path.h"
 #include "platform/last_error.h"
 #include "platform/posix/retry.h"
+#include "store/lock_ranges.h"
 
 namespace tvl {
 namespace {
 
 constexpr int kRetrySeconds = 1;
+
+// Makes this computer request from its file server which file has that name.
+void LookAgain(const char* host) {
+  struct statx ignored = {};
+  static_cast<void>(System().statx(AT_FDCWD, host, AT_STATX_FORCE_SYNC, STATX_INO, &ignored));
+}
 
 // Opens without blocking, because the name may belong to a pipe, whose open would wait for the other end. A
 // regular file can be refused for that reason only while a file server's lease on it is being recalled; then
@@ -20,9 +27,13 @@ constexpr int kRetrySeconds = 1;
 int OpenWithoutBlocking(const char* host, int flags, mode_t mode) {
   flags |= O_CLOEXEC | O_NOCTTY;
   int descriptor = -1;
-  errno = Retry(kRetrySeconds, IsStale, [&] {
+  // With O_CREAT, EINVAL may mean that the file system does not accept the name.
+  errno = Retry(kRetrySeconds, (flags & O_CREAT) != 0 ? IsStale : IsStaleOrReplaced, [&] {
     descriptor = System().open(host, flags | O_NONBLOCK, mode);
-    return descriptor >= 0 ? 0 : errno;
+    if (descriptor >= 0) return 0;
+    const int problem = errno;
+    if (problem == EINVAL) LookAgain(host);
+    return problem;
   });
   if (descriptor >= 0 || errno != EWOULDBLOCK) return descriptor;
   return System().open(host, flags, mode);
@@ -34,12 +45,13 @@ int KindProblem(mode_t mode) {
   return S_ISDIR(mode) ? EISDIR : EINVAL;
 }
 
-// Returns 0 if opening the path is harmless, else why it must not be opened.
+// Returns 0 if opening the path is harmless, else why it must not be opened. A file does not change its kind,
+// so a cached answer is enough.
 int LookFirst(const char* host, int flags) {
-  struct stat found = {};
-  const bool follow = (flags & O_NOFOLLOW) == 0;
-  if ((follow ? System().stat(host, &found) : System().lstat(host, &found)) == 0)
-    return S_ISLNK(found.st_mode) ? ELOOP : KindProblem(found.st_mode);
+  struct statx found = {};
+  const int follow = (flags & O_NOFOLLOW) != 0 ? AT_SYMLINK_NOFOLLOW : 0;
+  if (System().statx(AT_FDCWD, host, AT_STATX_DONT_SYNC | follow, STATX_TYPE, &found) == 0)
+    return S_ISLNK(found.stx_mode) ? ELOOP : KindProblem(found.stx_mode);
   const bool goes_on = errno == ESTALE || (errno == ENOENT && (flags & O_CREAT) != 0);
   return goes_on ? 0 : errno;
 }
@@ -57,6 +69,16 @@ OpenFile::OpenFile(const char* path, int flags, mode_t mode, Look look) : path_(
   if (problem == 0) return;
   file_ = {};
   NoteError(path_, problem);
+}
+
+// The kernel does so with any file on which a lock was set or removed, even if there was none to remove.
+void OpenFile::CloseWithoutDelay() const {
+  struct flock nothing = {};
+  nothing.l_type = F_UNLCK;
+  nothing.l_whence = SEEK_SET;
+  nothing.l_start = kGateByte.start;
+  nothing.l_len = kGateByte.length;
+  if (IsOpen()) System().lock(Descriptor(), F_OFD_SETLK, &nothing);
 }
 
 bool OpenFile::Truncate() {

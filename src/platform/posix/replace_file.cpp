@@ -18,11 +18,18 @@ constexpr int kPatience = 10;  // seconds
 constexpr int kTurns = 1000;   // how often a target may appear and disappear
 
 // Returns 0, EEXIST if the name was taken meanwhile, or another errno value.
-int RenameToNewName(const char* part, const char* target) {
+int RenameToNewName(const char* part, const char* target, bool looks) {
   if (System().renameat_noreplace(AT_FDCWD, part, AT_FDCWD, target) == 0) return 0;
   if (errno != EINVAL && errno != ENOSYS) return errno;
-  // The file system cannot refuse by itself, but the name did not exist a moment ago.
+  // The file system cannot refuse by itself, but the name did not exist a moment ago, or that is checked now.
+  struct stat status = {};
+  if (looks && (System().lstat(target, &status) == 0 || errno != ENOENT)) return EEXIST;
   return System().rename(part, target) == 0 ? 0 : errno;
+}
+
+int RenameToNewName(const char* part, const char* target, Target known) {
+  return Retry(kPatience, IsRefusedRename,
+               [&] { return RenameToNewName(part, target, known == Target::kMissingForSure); });
 }
 
 // Returns 0 if nobody holds the target, ENOENT if it does not exist, or why it cannot be replaced. Closes it
@@ -33,15 +40,16 @@ int TryTarget(const char* target) {
   return IsHeld(file.Descriptor()) ? EBUSY : 0;
 }
 
+int Rename(const char* part, const char* target) {
+  return Retry(kPatience, IsRefusedRename, [&] { return System().rename(part, target) == 0 ? 0 : errno; });
+}
+
 int Replace(const char* part, const char* target, bool& exists) {
   for (int turn = 0; turn < kTurns; ++turn) {
     int problem = exists ? TryTarget(target) : ENOENT;
     if (problem != 0 && problem != ENOENT) return problem;
     const bool is_new = problem == ENOENT;
-    problem = Retry(kPatience, IsRefusedRename, [&] {
-      if (is_new) return RenameToNewName(part, target);
-      return System().rename(part, target) == 0 ? 0 : errno;
-    });
+    problem = is_new ? RenameToNewName(part, target, Target::kMissing) : Rename(part, target);
     if (!is_new || problem != EEXIST) return problem;
     exists = true;
   }
@@ -58,13 +66,16 @@ bool IsStillThere(const char* target) {
   return System().lstat(target, &status) == 0;
 }
 
-bool ReplaceFile(const char* part, const char* target, bool exists) {
-  const int problem = Replace(part, target, exists);
-  if (problem == 0) return true;
+Replacement ReplaceFile(const char* part, const char* target, Target known) {
+  bool exists = known == Target::kExists;
+  const int problem =
+      known == Target::kMissingForSure ? RenameToNewName(part, target, known) : Replace(part, target, exists);
+  if (problem == 0) return Replacement::kDone;
   const bool lost = exists && !IsStillThere(target);
   if (!lost) System().unlink(part);
   NoteError(lost ? part : target, problem);
-  return false;
+  if (problem == ENOENT && !lost) return Replacement::kPartLost;
+  return problem == EEXIST && !exists ? Replacement::kAppeared : Replacement::kFailed;
 }
 
 }  // namespace tvl

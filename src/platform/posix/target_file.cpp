@@ -33,6 +33,7 @@ namespace {
 constexpr std::size_t kHoleBlock = 4096;
 constexpr int kMostLinks = 40;
 constexpr int kMostParts = 1000;
+constexpr std::uint64_t kSmallPart = 128 * 1024;
 constexpr unsigned int kUsualMode = 0666;
 constexpr unsigned int kOwnerOnly = 0600;
 constexpr unsigned int kRightBits = 0777;
@@ -112,13 +113,11 @@ unsigned int TargetFile::NewMode() const {
 // The handle of a new file, or INVALID_HANDLE_VALUE with errno. In a folder that hands its group down, the
 // group gets the folder's rights, whatever the umask: the members of that group are to work on each other's
 // files.
-HANDLE TargetFile::Create(const std::string& path, unsigned int mode) {
-  constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY;
+HANDLE TargetFile::Create(const std::string& path, unsigned int mode) const {
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY;
   const int file = System().open(path.c_str(), kFlags, mode);
   if (file < 0 || exists_) return file;
-  const std::string folder = FolderOf(path);
-  const int bits =
-      writing_.group != nullptr ? writing_.group->InheritedGroupBits(folder) : InheritedGroupBits(folder);
+  const int bits = InheritedGroupBits(FolderOf(path));
   struct stat status = {};
   if (bits < 0 || System().fstat(file, &status) != 0) return file;
   const unsigned int execute = (mode & kExecuteBits) != 0 ? kRightBits : kRightBits & ~kExecuteBits;
@@ -131,7 +130,8 @@ HANDLE TargetFile::Create(const std::string& path, unsigned int mode) {
 // can be lost.
 bool TargetFile::OpenInPlace() {
   const HANDLE file = Create(path_, NewMode());
-  if (file < 0) return errno == EEXIST ? OpenExisting() : Fail(errno);
+  if (file < 0 && errno == EEXIST) return writing_.expects_new ? FailAppeared() : OpenExisting();
+  if (file < 0) return Fail(errno);
   file_ = file;
   created_ = true;
   return true;
@@ -150,6 +150,11 @@ bool TargetFile::OpenExisting() {
   if (IsHeld(existing.Descriptor())) return Fail(EBUSY);
   file_ = existing.Release();
   return true;
+}
+
+bool TargetFile::FailAppeared() {
+  why_ = Outcome::kAppeared;
+  return Fail(EEXIST);
 }
 
 bool TargetFile::FallBack(const char* why) {
@@ -176,7 +181,8 @@ bool TargetFile::FindExisting(bool* has_several_names) {
 
 bool TargetFile::OpenPart() {
   bool has_several_names = false;
-  if (!FindExisting(&has_several_names)) return false;
+  if (LooksFirst() && !FindExisting(&has_several_names)) return false;
+  if (exists_ && writing_.expects_new) return FailAppeared();
   if (is_source_) return true;
   if (has_several_names) return FallBack(kSeveralNames);
   const int problem = CreatePart();
@@ -185,6 +191,11 @@ bool TargetFile::OpenPart() {
   if (!exists_ || TakesAccessOf(path_.c_str(), DescriptorOf(file_))) return true;
   DropPart();
   return FallBack(kOtherOwner);
+}
+
+// A group renames its parts long after it created them.
+bool TargetFile::LooksFirst() const {
+  return !writing_.expects_new || writing_.group != nullptr;
 }
 
 // Creates the part. Returns 0 or an errno value. If another process removes the part as a dead one before it
@@ -198,19 +209,29 @@ int TargetFile::CreatePart() {
     if (file < 0) return errno;
     file_ = file;
     is_part_ = true;
-    // If the file system has no locks, nobody can check for a hold either.
-    const bool held = HoldFile(file_) || LastErrorCode() != EBUSY;
-    struct stat status = {};
-    if (System().fstat(DescriptorOf(file), &status) != 0) {
-      const int problem = errno;
-      DropPart();
-      return problem;
-    }
-    device_ = status.st_dev;
-    if (held && status.st_nlink > 0) return 0;
+    if (!HoldsPart() || KeepPart()) return 0;
+    const int problem = errno;
     DropPart();
+    if (problem != 0) return problem;
   }
   return EEXIST;
+}
+
+// A small part exists only for a moment. If another process removes it in that moment as a dead one, it is
+// written again, which costs less than holding each one.
+bool TargetFile::HoldsPart() const {
+  return writing_.group != nullptr || writing_.holds_small_parts || !has_source_ || source_.size > kSmallPart;
+}
+
+// Holds the part. Returns false if it was removed before, with 0 in `errno`, or cannot be examined.
+bool TargetFile::KeepPart() {
+  // If the file system has no locks, nobody can check for a hold either.
+  const bool held = HoldFile(file_) || LastErrorCode() != EBUSY;
+  struct stat status = {};
+  if (System().fstat(DescriptorOf(file_), &status) != 0) return false;
+  device_ = status.st_dev;
+  errno = 0;
+  return held && status.st_nlink > 0;
 }
 
 void TargetFile::DropPart() {
@@ -315,7 +336,11 @@ bool TargetFile::FinishPart() {
     System().unlink(part_.c_str());
     return false;
   }
-  if (!ReplaceFile(part_.c_str(), path_.c_str(), exists_)) return false;
+  const Target known = exists_ ? Target::kExists : LooksFirst() ? Target::kMissing : Target::kMissingForSure;
+  const Replacement replacement = ReplaceFile(part_.c_str(), path_.c_str(), known);
+  if (replacement == Replacement::kPartLost && !HoldsPart()) why_ = Outcome::kPartLost;
+  if (replacement == Replacement::kAppeared) why_ = Outcome::kAppeared;
+  if (replacement != Replacement::kDone) return false;
   if (synced && !SyncNameOf(path_)) return false;
   if (writing_.group != nullptr) writing_.group->TakeDone();
   return true;

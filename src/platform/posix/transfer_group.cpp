@@ -45,7 +45,8 @@ bool SyncsWhole(int folder) {
 bool Rename(const FinishedPart& part) {
   ReleaseFile(part.file);
   if (CloseHandle(part.file) != 0)
-    return ReplaceFile(part.path.c_str(), part.target.c_str(), part.target_exists);
+    return ReplaceFile(part.path.c_str(), part.target.c_str(),
+                       part.target_exists ? Target::kExists : Target::kMissing) == Replacement::kDone;
   NoteError(part.target.c_str(), LastErrorCode());
   System().unlink(part.path.c_str());
   return false;
@@ -169,13 +170,6 @@ void TransferGroup::Clear() {
   entries_.clear();
   mounts_.clear();
   bytes_ = 0;
-}
-
-int TransferGroup::InheritedGroupBits(const std::string& folder) {
-  if (folder == last_folder_) return last_bits_;
-  last_bits_ = tvl::InheritedGroupBits(folder);
-  last_folder_ = folder;
-  return last_bits_;
 }
 
 }  // namespace tvl

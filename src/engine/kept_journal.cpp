@@ -1,0 +1,31 @@
+#include "engine/kept_journal.h"
+
+#include <utility>
+
+#include "host/fork_guard.h"
+
+namespace tvl::engine {
+
+void KeptJournal::NoteSeen(const struct stat* status) {
+  isSeen_ = status != nullptr && status->st_size == 0 && IdentityOf(*status) == id_;
+  if (!isSeen_) Drop();
+}
+
+bool KeptJournal::DropDeleted(const struct stat& status) {
+  if (descriptor_ < 0 || status.st_nlink > 0) return false;
+  Drop();
+  return true;
+}
+
+void KeptJournal::Keep(int descriptor, const FileIdentity& id) {
+  Drop();
+  descriptor_ = descriptor;
+  id_ = id;
+  isSeen_ = true;
+}
+
+void KeptJournal::Drop() {
+  if (descriptor_ >= 0) ForkGuard::Close(std::exchange(descriptor_, -1));
+}
+
+}  // namespace tvl::engine

@@ -1,0 +1,51 @@
+#ifndef TVL_ENGINE_KEPT_JOURNAL_H
+#define TVL_ENGINE_KEPT_JOURNAL_H
+
+#include <sys/stat.h>
+
+#include "host/file_identity.h"
+
+namespace tvl::engine {
+
+// The journal of a table, kept open between transactions: SQLite opens and closes it in each, which costs
+// several requests on a share.
+//
+// Another program may delete the journal or create a new one in the meantime. So a transaction
+// first examines the file of that name, under the lock of the table, and only the descriptor of that file is
+// used again.
+class KeptJournal {
+ public:
+  KeptJournal() = default;
+  KeptJournal(const KeptJournal&) = delete;
+  KeptJournal& operator=(const KeptJournal&) = delete;
+  ~KeptJournal() { Drop(); }
+
+  // For a new transaction, which has not examined the journal yet.
+  void Forget() { isSeen_ = false; }
+
+  // Notes the status of the journal, null if it does not exist. A journal with contents was left by a killed
+  // writer; it is opened by its name, because this computer may have cached older contents of the kept file.
+  void NoteSeen(const struct stat* status);
+
+  // Returns true if the kept file was deleted, and closes it: an open file would keep answering for its name.
+  [[nodiscard]] bool DropDeleted(const struct stat& status);
+
+  // Returns the kept descriptor if it is that of the file that was seen, else -1.
+  [[nodiscard]] int Reuse() const { return isSeen_ ? descriptor_ : -1; }
+
+  // Keeps a descriptor that was opened for writing.
+  void Keep(int descriptor, const FileIdentity& id);
+
+  [[nodiscard]] bool Has(int descriptor) const { return descriptor >= 0 && descriptor == descriptor_; }
+
+ private:
+  void Drop();
+
+  int descriptor_ = -1;
+  FileIdentity id_;
+  bool isSeen_ = false;
+};
+
+}  // namespace tvl::engine
+
+#endif

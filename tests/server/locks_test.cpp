@@ -159,7 +159,7 @@ TEST_F(ServerLocks, RequestedTogetherShareOneTransaction) {
     table.Begin();
     for (int i = 0; i < kClients; ++i) clients[i].SendPacket(letter + std::to_string(i / 2));
     table.End();
-    // Of two clients that request the same object one gets it, and the other is told who has it.
+    // Of two clients that request the same object one gets it, and the other receives its owner.
     string states;
     for (int i = 0; i < kClients; ++i) {
       states += clients[i].Receive()[0];

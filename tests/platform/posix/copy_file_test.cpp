@@ -102,8 +102,8 @@ TEST(CopyFile, KeepsTargetIfDiskSpaceIsNotEnough) {
   }
 }
 
-// Lends a file out as a file server does: whoever opens it must wait until the lease is given back. Here the
-// signal that asks for it ends the process.
+// Lends a file out as a file server does: a process that opens it must wait until the lease is given back.
+// Here the signal that asks for it ends the process.
 const Role kLease("lease", [](const std::vector<string>& arguments) {
   if (fcntl(open(arguments.at(0).c_str(), O_RDONLY), F_SETLEASE, F_RDLCK) != 0) return 1;
   Say("leased");

@@ -33,7 +33,7 @@ const Role kHold("hold", [](const std::vector<string>& arguments) {
   return 0;
 });
 
-// Asks over and over whether a file is held, until it is told to stop; 1 if it ever was.
+// Asks over and over whether a file is held, until its standard input says stop; 1 if it ever was.
 const Role kAsk("ask", [](const std::vector<string>& arguments) {
   std::atomic<bool> stop = false;
   bool held = false;

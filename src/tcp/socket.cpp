@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "base/memory.h"
 #include "base/pump.h"
@@ -68,6 +69,7 @@ int CJSock::ConnectHost(const char* host, unsigned int port) {
   lastError = 0;
   rxRead = 0;
   rxWrite = 0;
+  is_paused_ = false;
   if (OpenSocket() == 0) return 0;
   if (Connect(host, port) != 0) {
     connected = 1;
@@ -107,7 +109,7 @@ int CJSock::ReceiveAll(void* destination, int length) {
   const tvl::SocketWait wait(*this);
   const auto complete = [=, this] { return rxWrite - rxRead >= length; };
   if (!complete()) {
-    ResumeReceiving();
+    MakeRoomFor(length);
     WaitUntil([=, this] { return complete() || connected == 0; });
   }
   if (connected == 0) return -1;
@@ -162,7 +164,9 @@ void CJSock::OnClose(int code) {
 void CJSock::OnReceive(int code) try {
   CAsyncSocket::OnReceive(code);
   DWORD announced = 0;
-  if (IOCtl(kBytesToRead, &announced) == 0 || announced == 0 || rxWrite >= kMostWaiting) return;
+  if (IOCtl(kBytesToRead, &announced) == 0 || announced == 0) return;
+  is_paused_ = rxWrite >= kMostWaiting;
+  if (is_paused_) return;
   const auto count = static_cast<int>(std::min<DWORD>(announced, static_cast<DWORD>(kMostWaiting - rxWrite)));
   GrowBuffer(rxWrite + count);
   const int received = Receive(rxBuffer + rxWrite, count, 0);
@@ -181,11 +185,12 @@ void CJSock::GrowBuffer(std::int32_t capacity) {
   rxCapacity = capacity;
 }
 
-// Continues to receive after a full buffer was emptied.
-void CJSock::ResumeReceiving() {
-  if (rxWrite < kMostWaiting) return;
-  std::memmove(rxBuffer, rxBuffer + rxRead, static_cast<std::size_t>(rxWrite - rxRead));
-  rxWrite -= rxRead;
-  rxRead = 0;
-  AsyncSelect(kTransferEvents);
+// Lets the buffer take `length` unread bytes, and continues to receive if a full one had stopped that.
+void CJSock::MakeRoomFor(std::int32_t length) {
+  if (rxRead > kMostWaiting - length) {
+    std::memmove(rxBuffer, rxBuffer + rxRead, static_cast<std::size_t>(rxWrite - rxRead));
+    rxWrite -= rxRead;
+    rxRead = 0;
+  }
+  if (std::exchange(is_paused_, false)) AsyncSelect(kTransferEvents);
 }

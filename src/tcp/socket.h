@@ -74,8 +74,9 @@ class CJSock : public CAsyncSocket {
   void WaitUntil(Condition done);
   void Abandon(int reason);
   void GrowBuffer(std::int32_t capacity);
-  void ResumeReceiving();
+  void MakeRoomFor(std::int32_t length);
 
+  bool is_paused_ = false;  // a full buffer stopped the notifications of input
   std::chrono::steady_clock::time_point sign_of_life_ =
       {};  // time of the last data from the peer, or of the start of the wait
 };

@@ -141,22 +141,34 @@ TEST(TcpSocket, SendsEveryByteOnceOrFails) {
   }
 }
 
-TEST(TcpSocket, LimitsReceiveBuffer) {
-  const string bytes = Noise(8 << 20);
+// The buffer fills while the first bytes wait, or during a read that needs more than it has room for.
+TEST(TcpSocket, ReceivesAllThroughALimitedBuffer) {
   constexpr int bound = 1 << 20;
-  Server server([&](Peer& peer) { peer.Send(bytes); });
-  CJSock socket;
-  ASSERT_EQ(socket.ConnectHost("127.0.0.1", server.Port()), 1);
-  PumpUntil(socket, [&] { return socket.rxWrite == bound; });
-  string got = Receive(socket, 10);
-  while (got.size() < bytes.size()) {
-    const auto count = static_cast<int>(std::min<std::size_t>(40963, bytes.size() - got.size()));
-    const string more = Receive(socket, count);
-    ASSERT_EQ(more.size(), static_cast<std::size_t>(count));
-    got += more;
+  const string bytes = Noise(3 * bound);
+  for (const int at_first : {bound - 100, bound, 3 * bound}) {
+    for (const int read : {std::min(at_first, bound), bound - 200}) {
+      Sign waits(0);
+      Server server([&](Peer& peer) {
+        const std::string_view all = bytes;
+        peer.Send(all.substr(0, static_cast<std::size_t>(at_first)));
+        EXPECT_TRUE(waits.try_acquire_for(kPatience));
+        peer.Send(all.substr(static_cast<std::size_t>(at_first)));
+      });
+      CJSock socket;
+      ASSERT_EQ(socket.ConnectHost("127.0.0.1", server.Port()), 1);
+      PumpUntil(socket, [&] { return socket.rxWrite == std::min(at_first, bound); });
+      waits.release();
+      int pumps = 0;
+      PumpUntil(socket, [&] { return ++pumps > 3; });
+      string got = Receive(socket, read);
+      while (got.size() < bytes.size()) {
+        const auto count = static_cast<int>(std::min<std::size_t>(40963, bytes.size() - got.size()));
+        got += Receive(socket, count);
+      }
+      EXPECT_TRUE(got == bytes) << at_first << ' ' << read;
+      EXPECT_EQ(socket.rxCapacity, bound);
+    }
   }
-  EXPECT_TRUE(got == bytes);
-  EXPECT_EQ(socket.rxCapacity, bound);
 }
 
 // Returns the processor time used by this thread.

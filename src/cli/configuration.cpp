@@ -18,8 +18,8 @@
 
 #include <tvlclient/errors.h>
 
+#include "cli/output/text.h"
 #include "cli/stall_watch.h"
-#include "cli/text.h"
 #include "host/descriptor.h"
 #include "host/system_calls.h"
 

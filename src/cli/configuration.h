@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "cli/failure.h"
 #include "cli/options.h"
+#include "cli/output/failure.h"
 
 namespace tvl::cli {
 

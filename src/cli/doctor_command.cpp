@@ -10,10 +10,10 @@
 
 #include "cli/configuration.h"
 #include "cli/doctor_report.h"
-#include "cli/failure.h"
 #include "cli/layout.h"
 #include "cli/options.h"
-#include "cli/text.h"
+#include "cli/output/failure.h"
+#include "cli/output/text.h"
 
 namespace tvl::cli {
 namespace {

@@ -1,8 +1,8 @@
 #include "cli/doctor_report.h"
 
-#include "cli/columns.h"
-#include "cli/console.h"
-#include "cli/text.h"
+#include "cli/output/columns.h"
+#include "cli/output/console.h"
+#include "cli/output/text.h"
 
 namespace tvl::cli {
 namespace {

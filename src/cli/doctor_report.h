@@ -6,8 +6,8 @@
 
 #include <tvlclient/store.h>
 
-#include "cli/json.h"
 #include "cli/options.h"
+#include "cli/output/json.h"
 
 namespace tvl::cli {
 

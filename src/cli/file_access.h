@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "cli/failure.h"
+#include "cli/output/failure.h"
 
 namespace tvl::cli {
 

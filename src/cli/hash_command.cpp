@@ -12,11 +12,11 @@
 
 #include <tvlclient/tvl.h>
 
-#include "cli/console.h"
-#include "cli/failure.h"
-#include "cli/json.h"
 #include "cli/options.h"
-#include "cli/text.h"
+#include "cli/output/console.h"
+#include "cli/output/failure.h"
+#include "cli/output/json.h"
+#include "cli/output/text.h"
 #include "host/descriptor.h"
 #include "host/system_calls.h"
 

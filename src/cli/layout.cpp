@@ -5,7 +5,7 @@
 #include <charconv>
 
 #include "cli/configuration.h"
-#include "cli/failure.h"
+#include "cli/output/failure.h"
 
 namespace tvl::cli {
 namespace {

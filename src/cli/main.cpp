@@ -8,13 +8,13 @@
 #include <optional>
 #include <string>
 
-#include "cli/failure.h"
 #include "cli/help_formatter.h"
 #include "cli/interrupt.h"
-#include "cli/json.h"
 #include "cli/options.h"
+#include "cli/output/failure.h"
+#include "cli/output/json.h"
+#include "cli/output/text.h"
 #include "cli/stall_watch.h"
-#include "cli/text.h"
 #include "cli/unknown_command.h"
 
 namespace tvl::cli {

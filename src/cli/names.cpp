@@ -2,8 +2,8 @@
 
 #include <set>
 
-#include "cli/failure.h"
-#include "cli/text.h"
+#include "cli/output/failure.h"
+#include "cli/output/text.h"
 
 namespace tvl::cli {
 namespace {

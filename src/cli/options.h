@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/exit_status.h"
+#include "cli/output/exit_status.h"
 
 namespace CLI {
 class App;

@@ -4,7 +4,7 @@
 
 #include <filesystem>
 
-#include "cli/text.h"
+#include "cli/output/text.h"
 
 namespace tvl::cli {
 namespace {

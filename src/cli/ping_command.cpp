@@ -6,12 +6,12 @@
 #include <tvlclient/errors.h>
 #include <tvlclient/tcp_opr.h>
 
-#include "cli/console.h"
-#include "cli/failure.h"
-#include "cli/json.h"
 #include "cli/options.h"
+#include "cli/output/console.h"
+#include "cli/output/failure.h"
+#include "cli/output/json.h"
+#include "cli/output/text.h"
 #include "cli/store.h"
-#include "cli/text.h"
 
 namespace tvl::cli {
 namespace {

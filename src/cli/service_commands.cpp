@@ -9,13 +9,13 @@
 #include <tvlclient/errors.h>
 #include <tvlclient/version.h>
 
-#include "cli/columns.h"
-#include "cli/console.h"
-#include "cli/failure.h"
-#include "cli/json.h"
 #include "cli/options.h"
+#include "cli/output/columns.h"
+#include "cli/output/console.h"
+#include "cli/output/failure.h"
+#include "cli/output/json.h"
+#include "cli/output/text.h"
 #include "cli/store.h"
-#include "cli/text.h"
 
 namespace tvl::cli {
 namespace {

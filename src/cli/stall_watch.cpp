@@ -9,7 +9,7 @@
 #include <mutex>
 #include <utility>
 
-#include "cli/text.h"
+#include "cli/output/text.h"
 
 namespace tvl::cli {
 namespace {

@@ -8,7 +8,7 @@
 #include <tvlclient/tvl.h>
 
 #include "cli/configuration.h"
-#include "cli/text.h"
+#include "cli/output/text.h"
 
 namespace tvl::cli {
 namespace {

@@ -8,9 +8,9 @@
 #include <tvlclient/smb_opr.h>
 #include <tvlclient/tcp_opr.h>
 
-#include "cli/failure.h"
 #include "cli/names.h"
 #include "cli/options.h"
+#include "cli/output/failure.h"
 #include "cli/stall_watch.h"
 
 namespace tvl::cli {

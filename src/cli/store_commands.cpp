@@ -4,11 +4,11 @@
 #include <vector>
 
 #include "cli/configuration.h"
-#include "cli/console.h"
-#include "cli/json.h"
 #include "cli/layout.h"
 #include "cli/options.h"
-#include "cli/text.h"
+#include "cli/output/console.h"
+#include "cli/output/json.h"
+#include "cli/output/text.h"
 
 namespace tvl::cli {
 namespace {

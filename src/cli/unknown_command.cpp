@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "cli/text.h"
+#include "cli/output/text.h"
 
 namespace tvl::cli {
 namespace {

@@ -1,0 +1,121 @@
+#include "cli/locks/lock_watch.h"
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "cli/output/failure.h"
+
+namespace tvl::cli {
+namespace {
+
+// Less than a second, so that a loss is noticed within a second.
+constexpr std::chrono::milliseconds kBetweenQuestions{900};
+constexpr std::chrono::seconds kLongestQuestion{10};
+constexpr int kMillisecondsBetweenLooks = 500;
+
+std::string WhyLost(Store& store) {
+  if (store.Directory() == nullptr) return "the connection to the server has ended";
+  if (!store.IsPresent()) return "this client's presence marker was removed";
+  return "another client took it, or the lock table cannot be used";
+}
+
+}  // namespace
+
+LockWatch::LockWatch(Store& store, const std::string& object) : store_(store), object_(object) {
+  if (store.Directory() == nullptr) return;
+  news_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  if (news_ < 0) throw Stop(object, SystemFailure("the lock cannot be watched", errno, {}));
+}
+
+LockWatch::~LockWatch() {
+  if (thread_.joinable()) {
+    thread_.request_stop();
+    thread_.join();
+  }
+  if (news_ >= 0) close(news_);
+}
+
+void LockWatch::Start() {
+  if (store_.Directory() != nullptr)
+    thread_ = std::jthread([this](const std::stop_token& stop) { Watch(stop); });
+}
+
+pollfd LockWatch::Wanted() const {
+  const std::lock_guard guard(mutex_);
+  if (lost_) return {-1, 0, 0};
+  if (news_ >= 0) return {news_, POLLIN, 0};
+  return {store_.Server()->Descriptor(), POLLRDHUP, 0};
+}
+
+int LockWatch::Patience() const {
+  return news_ >= 0 ? kMillisecondsBetweenLooks : -1;
+}
+
+bool LockWatch::IsLost() {
+  const std::lock_guard guard(mutex_);
+  if (lost_) return true;
+  if (IsOverdue()) Lose("the store has not answered for 10 s");
+  if (store_.Directory() == nullptr && !store_.HoldsLock(object_)) Lose(WhyLost(store_));
+  return lost_;
+}
+
+std::string LockWatch::Reason() const {
+  const std::lock_guard guard(mutex_);
+  return reason_;
+}
+
+bool LockWatch::Finish() {
+  if (!thread_.joinable()) return true;
+  std::unique_lock lock(mutex_);
+  last_ = true;
+  wake_.notify_all();
+  const auto end = Clock::now() + kLongestQuestion;
+  while (!done_) {
+    if (wake_.wait_until(lock, end) == std::cv_status::no_timeout) continue;
+    if (!lost_) Lose("the store has not answered for 10 s");
+    return false;
+  }
+  return true;
+}
+
+void LockWatch::Watch(const std::stop_token& stop) {
+  std::unique_lock lock(mutex_);
+  bool held = true;
+  for (auto next = Clock::now(); held && !done_;) {
+    next += kBetweenQuestions;
+    wake_.wait_until(lock, stop, next, [this] { return last_; });
+    if (stop.stop_requested()) break;
+    done_ = last_;
+    held = Ask(lock);
+  }
+  done_ = true;
+  wake_.notify_all();
+}
+
+// Releases the mutex while it asks the store, so that a mount that does not answer cannot block the other
+// thread.
+bool LockWatch::Ask(std::unique_lock<std::mutex>& lock) {
+  asking_ = true;
+  asked_ = Clock::now();
+  lock.unlock();
+  const bool held = store_.HoldsLock(object_);
+  const std::string reason = held ? std::string() : WhyLost(store_);
+  lock.lock();
+  asking_ = false;
+  if (!held && !lost_) Lose(reason);
+  return held;
+}
+
+void LockWatch::Lose(const std::string& reason) {
+  lost_ = true;
+  reason_ = reason;
+  if (news_ >= 0) eventfd_write(news_, 1);
+}
+
+bool LockWatch::IsOverdue() const {
+  return asking_ && Clock::now() - asked_ >= kLongestQuestion;
+}
+
+}  // namespace tvl::cli

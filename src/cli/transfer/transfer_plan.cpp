@@ -1,0 +1,244 @@
+#include "cli/transfer/transfer_plan.h"
+
+#include <dirent.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+
+#include <tvlclient/errors.h>
+#include <tvlclient/store.h>
+
+#include "cli/interrupt.h"
+#include "cli/output/text.h"
+#include "cli/transfer/folder_names.h"
+
+namespace tvl::cli {
+namespace {
+
+constexpr char kTwoNamesHint[] = "is a folder on the other side: use -t DIR to transfer into a folder";
+
+constexpr char kBackslashText[] = "its name contains a backslash";
+constexpr char kCircleText[] = "a link that forms a loop";
+
+struct CloseFolder {
+  void operator()(DIR* folder) const { closedir(folder); }
+};
+
+bool IsFolder(const std::string& path) {
+  struct stat status = {};
+  return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+// A file that is being written.
+bool IsPart(const char* name) {
+  return TVLStoreFileKind(name) == TVL_FILE_PART;
+}
+
+}  // namespace
+
+TransferPlan::TransferPlan(Store& store, TransferLog& log, Direction direction, bool recursive, bool follow)
+    : store_(store),
+      log_(log),
+      direction_(direction),
+      recursive_(recursive),
+      own_files_(store),
+      write_root_(store.StorePath({}), follow || !store.IsDirectory()) {}
+
+std::string TransferPlan::SourcePath(const NamePair& names) const {
+  return direction_ != Direction::kPut ? store_.StorePath(names.remote) : store_.LocalPath(names.local);
+}
+
+std::string TransferPlan::TargetPath(const NamePair& names) const {
+  return direction_ != Direction::kPut ? store_.LocalPath(names.local) : store_.StorePath(names.remote);
+}
+
+std::uint64_t TransferPlan::TotalBytes() const {
+  std::uint64_t total = 0;
+  for (const TransferJob& job : jobs_) total += job.size.value_or(0);
+  return total;
+}
+
+void TransferPlan::Add(const NamePair& names) {
+  const std::string path = SourcePath(names);
+  if (path.empty()) {  // on a server, which reports its own errors
+    if (recursive_)
+      log_.ReportFailed(names, {kFailed, TVL_ERR_NOT_SUPPORTED, "a server does not list its folders", 0, {}});
+    else
+      jobs_.push_back({names, false, {}, false});
+    return;
+  }
+  struct stat status = {};
+  if (stat(path.c_str(), &status) != 0) {
+    ReportMissing(names, errno);
+  } else {
+    AddTop(names, status);
+  }
+}
+
+// Reports the library's error for an inaccessible name in the store, and the system's error for a local one.
+void TransferPlan::ReportMissing(const NamePair& names, int error) {
+  const std::string path = SourcePath(names);
+  if (direction_ == Direction::kPut) {
+    log_.ReportFailed(names, SystemFailure("cannot be read", error, path));
+    return;
+  }
+  std::string remote = names.remote;
+  ForgetFileErrors();
+  const int code = store_.Client().ExistsRemote(remote.data());
+  if (code != TVL_OK) {
+    log_.ReportFailed(names, store_.Explain(code, names));
+  } else {
+    log_.ReportFailed(names, SystemFailure("cannot be read", error, path));
+  }
+}
+
+// Returns why the target must not be written, or null. A get writes into a folder of the user and is not
+// restricted.
+const char* TransferPlan::WhyTargetRefused(const std::string& target) {
+  if (direction_ == Direction::kGet || target.empty()) return nullptr;
+  if (own_files_.Include(target)) return kOwnFile;
+  return write_root_.IsLeftBy(target) ? kLeadsOutText : nullptr;
+}
+
+void TransferPlan::AddTop(const NamePair& names, const struct stat& status) {
+  if (const char* why = WhyTargetRefused(TargetPath(names))) return log_.ReportSkipped(names, why);
+  if (S_ISDIR(status.st_mode)) {
+    if (recursive_)
+      AddTree(names);
+    else
+      log_.ReportFailed(names, {kFailed, 0, "is a folder: use -r for a whole tree", 0, {}});
+    return;
+  }
+  const std::string target = TargetPath(names);
+  if (names.Target(direction_).ends_with('/') || IsFolder(target)) {
+    log_.ReportFailed(names, {kFailed, 0, "'" + names.Target(direction_) + "' " + kTwoNamesHint, 0, {}});
+  } else {
+    AddFile(names, status, false);
+  }
+}
+
+void TransferPlan::AddFile(const NamePair& names, const struct stat& status, bool is_new) {
+  if (S_ISREG(status.st_mode)) {
+    jobs_.push_back({names, false, static_cast<std::uint64_t>(status.st_size), is_new});
+  } else {
+    log_.ReportSkipped(names, "neither a file nor a folder");
+  }
+}
+
+void TransferPlan::AddTree(const NamePair& names) {
+  targets_.CutTo(0);
+  targets_.Add(TargetPath(names));
+  WalkFolder(names);
+}
+
+void TransferPlan::WalkFolder(const NamePair& names) {
+  const InFolder here(trail_, SourcePath(names));
+  const std::size_t before = jobs_.size();
+  std::vector<std::string> entries;
+  if (!List(names, entries)) return;
+  std::sort(entries.begin(), entries.end());
+  const FolderNames there(TargetPath(names));
+  for (const std::string& entry : entries) {
+    if (Interrupted()) return;
+    WalkEntry({Joined(names.remote, entry), Joined(names.local, entry)}, there.Lack(entry));
+  }
+  if (jobs_.size() == before) jobs_.push_back({names, true, {}, false});
+}
+
+void TransferPlan::WalkEntry(const NamePair& names, bool is_new) {
+  const std::string path = SourcePath(names);
+  struct stat status = {};
+  if (stat(path.c_str(), &status) != 0) {
+    const int error = errno;
+    struct stat link = {};
+    if (error == ENOENT && lstat(path.c_str(), &link) == 0)
+      log_.ReportSkipped(names, "a dangling link");
+    else
+      log_.ReportFailed(names, SystemFailure("cannot be read", error, path));
+  } else if (IsLeftOut(names, status, path, is_new)) {
+    return;
+  } else if (S_ISDIR(status.st_mode)) {
+    WalkFolder(names);
+  } else {
+    AddFile(names, status, is_new);
+  }
+}
+
+// A target that does not exist cannot be one of the store's own files under another name, nor a link.
+const char* TransferPlan::WhyEntryRefused(const std::string& target, bool is_new) {
+  if (is_new) return own_files_.IsConfigurationName(target) ? kOwnFile : nullptr;
+  if (own_files_.IncludeEntry(target)) return kOwnFile;
+  return write_root_.IsLeftBy(target) ? kLeadsOutText : nullptr;
+}
+
+bool TransferPlan::IsLeftOut(const NamePair& names, const struct stat& status, const std::string& path,
+                             bool is_new) {
+  // In the source, the store's own files are not documents and are skipped silently.
+  if (direction_ != Direction::kPut && own_files_.Hold(status)) return true;
+  if (direction_ != Direction::kGet) {
+    const char* why = WhyEntryRefused(TargetPath(names), is_new);
+    if (why != nullptr) log_.ReportSkipped(names, why);
+    if (why != nullptr) return true;
+  }
+  if (!S_ISDIR(status.st_mode)) return false;
+  if (targets_.Hold(status)) {
+    log_.ReportSkipped(names, "is the folder that the tree is copied to");
+    return true;
+  }
+  struct stat link = {};
+  const bool circle = lstat(path.c_str(), &link) == 0 && S_ISLNK(link.st_mode) && trail_.Hold(status);
+  if (!circle && (is_new || !LeadsBack(TargetPath(names)))) return false;
+  log_.ReportSkipped(names, kCircleText);
+  return true;
+}
+
+bool TransferPlan::List(const NamePair& names, std::vector<std::string>& entries) {
+  return direction_ != Direction::kPut ? ListStore(names, entries) : ListHost(names, entries);
+}
+
+bool TransferPlan::ListStore(const NamePair& names, std::vector<std::string>& entries) {
+  struct Listing {
+    TransferPlan& plan;
+    const NamePair& names;
+    std::vector<std::string>& entries;
+
+    static void Add(const TVLDirEntry* entry, void* listing) {
+      auto& self = *static_cast<Listing*>(listing);
+      if (IsPart(entry->name)) return;
+      if (entry->leftOut == TVL_LEFT_OUT_NOT) {
+        self.entries.emplace_back(entry->name);
+        return;
+      }
+      self.plan.log_.ReportSkipped(
+          {Joined(self.names.remote, entry->name), Joined(self.names.local, entry->name)},
+          entry->leftOut == TVL_LEFT_OUT_BACKSLASH ? kBackslashText : kCircleText);
+    }
+  } listing = {*this, names, entries};
+  ForgetFileErrors();
+  const int code = store_.Directory()->ListRemoteDir(names.remote.c_str(), "*.*", Listing::Add, &listing);
+  if (code != TVL_OK) log_.ReportFailed(names, store_.Explain(code, names));
+  return code == TVL_OK;
+}
+
+bool TransferPlan::ListHost(const NamePair& names, std::vector<std::string>& entries) {
+  const std::string path = SourcePath(names);
+  const std::unique_ptr<DIR, CloseFolder> folder(opendir(path.c_str()));
+  if (folder == nullptr) {
+    log_.ReportFailed(names, SystemFailure("cannot be listed", errno, path));
+    return false;
+  }
+  while (const dirent* entry = readdir(folder.get())) {
+    const std::string name = entry->d_name;
+    if (name == "." || name == ".." || IsPart(entry->d_name)) continue;
+    if (name.find('\\') == std::string::npos) {
+      entries.push_back(name);
+    } else {
+      log_.ReportSkipped({Joined(names.remote, name), Joined(names.local, name)}, kBackslashText);
+    }
+  }
+  return true;
+}
+
+}  // namespace tvl::cli

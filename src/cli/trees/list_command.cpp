@@ -1,0 +1,162 @@
+#include <sys/stat.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <array>
+#include <ctime>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <tvlclient/errors.h>
+#include <tvlclient/store.h>
+
+#include "cli/options.h"
+#include "cli/output/columns.h"
+#include "cli/output/console.h"
+#include "cli/output/json.h"
+#include "cli/output/text.h"
+#include "cli/store.h"
+
+namespace tvl::cli {
+namespace {
+
+constexpr char kEverything[] = "*.*";
+
+struct ListRequest {
+  std::string folder;
+  std::string pattern = kEverything;
+  bool details = false;
+  bool all = false;
+};
+
+// An entry of a folder. A link is described by its target.
+struct Entry {
+  std::string name;
+  const char* kind = "other";
+  std::int64_t size = 0;
+  time_t modified = 0;
+};
+
+Entry LookAt(const std::string& name, const std::string& path) {
+  Entry entry = {name};
+  struct stat status = {};
+  if (stat(path.c_str(), &status) != 0) {
+    if (lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode)) entry.kind = "dead link";
+  } else if (S_ISDIR(status.st_mode)) {
+    entry.kind = "folder";
+  } else if (S_ISREG(status.st_mode)) {
+    entry.kind = "file";
+    entry.size = status.st_size;
+  }
+  entry.modified = status.st_mtim.tv_sec;
+  return entry;
+}
+
+std::string TimeText(time_t time, const char* format, tm* (*broken_down)(const time_t*, tm*)) {
+  tm parts = {};
+  std::array<char, 64> text = {};
+  if (broken_down(&time, &parts) != nullptr) std::strftime(text.data(), text.size(), format, &parts);
+  return text.data();
+}
+
+// Internal files: journals of tables and unfinished transfers.
+bool IsInternal(const char* name) {
+  const TVL_FILE_KIND kind = TVLStoreFileKind(name);
+  return kind == TVL_FILE_JOURNAL || kind == TVL_FILE_PART || kind == TVL_FILE_NEW_INI;
+}
+
+struct NameList {
+  std::vector<std::string> names;
+  bool all;
+
+  // Lists even names that cannot be used in a path.
+  static void Add(const TVLDirEntry* entry, void* list) {
+    auto& self = *static_cast<NameList*>(list);
+    if (self.all || !IsInternal(entry->name)) self.names.emplace_back(entry->name);
+  }
+};
+
+std::vector<std::string> NamesIn(Store& store, const ListRequest& request) {
+  const std::string folder = TidyName(request.folder);
+  NameList list = {{}, request.all};
+  ForgetFileErrors();
+  const int code =
+      store.Directory()->ListRemoteDir(folder.c_str(), request.pattern.c_str(), NameList::Add, &list);
+  if (code != TVL_OK) throw Stop(request.folder, store.Explain(code, {folder, folder}));
+  std::sort(list.names.begin(), list.names.end());
+  return list.names;
+}
+
+// If the request names a file, the list contains just this file.
+std::vector<Entry> EntriesOf(Store& store, const ListRequest& request) {
+  const std::string name = TidyName(request.folder);
+  const std::string path = store.StorePath(name);
+  struct stat status = {};
+  if (stat(path.c_str(), &status) == 0 && !S_ISDIR(status.st_mode)) return {LookAt(name, path)};
+  std::vector<Entry> entries;
+  for (const std::string& entry : NamesIn(store, request))
+    entries.push_back(LookAt(entry, Joined(path, entry)));
+  return entries;
+}
+
+void PrintEntries(Console& console, const std::vector<Entry>& entries, bool details) {
+  std::vector<std::vector<std::string>> rows;
+  for (const Entry& entry : entries) {
+    const bool is_folder = std::string(entry.kind) == "folder";
+    const std::string name = entry.name + (is_folder ? "/" : "");
+    if (!details) {
+      console.Out(Printable(name));
+      continue;
+    }
+    const bool is_file = std::string(entry.kind) == "file";
+    rows.push_back({is_file ? std::to_string(entry.size) : "-",
+                    TimeText(entry.modified, "%Y-%m-%d %H:%M:%S", localtime_r), name});
+  }
+  for (const std::string& line : InColumns(rows)) console.Out(line);
+}
+
+std::vector<JsonObject> Documents(const std::vector<Entry>& entries) {
+  std::vector<JsonObject> documents;
+  for (const Entry& entry : entries) {
+    documents.emplace_back()
+        .Text("name", entry.name)
+        .Text("kind", entry.kind)
+        .Number("size", entry.size)
+        .Text("modified", TimeText(entry.modified, "%Y-%m-%dT%H:%M:%SZ", gmtime_r));
+  }
+  return documents;
+}
+
+ExitStatus RunList(const Options& options, const ListRequest& request) {
+  if (request.pattern.find('/') != std::string::npos)
+    throw Stop("a pattern matches names in one folder and cannot contain a separator");
+  if (!options.tcp.empty()) throw Stop(options.tcp, LibraryFailure(TVL_ERR_NOT_SUPPORTED));
+  Store store(options, {}, options.dry_run ? Store::Use::kLook : Store::Use::kWork);
+  const std::vector<Entry> entries = EntriesOf(store, request);
+  Console console;
+  if (options.json) {
+    JsonObject document;
+    document.Text("command", "ls").Text("directory", TidyName(request.folder));
+    console.Out(document.Array("entries", Documents(entries)).Line());
+  } else {
+    PrintEntries(console, entries, request.details);
+  }
+  return kDone;
+}
+
+}  // namespace
+
+void AddListCommand(CLI::App& app, Invocation& invocation) {
+  auto request = std::make_shared<ListRequest>();
+  CLI::App& command =
+      AddCommand(app, "ls", "List a folder of the store", "ls", invocation,
+                 [request, &options = invocation.options] { return RunList(options, *request); });
+  AddText(command, "DIR", request->folder, "Folder in the store (default: the root)", "");
+  AddText(command, "PATTERN", request->pattern, "Names to list, with * and ?, in any case", "");
+  command.add_flag("-a,--all", request->all, "List journals of tables and unfinished transfers too");
+  command.add_flag("-l,--long", request->details, "Show size in bytes and time of last change");
+  command.footer("Examples:\n  tvl ls\n  tvl ls -l docs\n  tvl ls docs '*.doc'\n  tvl --json ls docs");
+}
+
+}  // namespace tvl::cli

@@ -1,0 +1,313 @@
+#include "cli/trees/sync_work.h"
+
+#include <tvlclient/errors.h>
+
+#include "cli/file_access.h"
+#include "cli/held_files.h"
+#include "cli/interrupt.h"
+#include "cli/output/columns.h"
+#include "cli/output/json.h"
+#include "cli/output/text.h"
+
+namespace tvl::cli {
+namespace {
+
+constexpr std::chrono::seconds kProgressInterval{1};
+
+struct ActionWords {
+  SyncAction action;
+  const char* key;     // in the plan's document
+  const char* label;   // in the plan's table
+  const char* result;  // in JSON output, with -n
+  const char* words;   // in text output, with -n
+  bool skipped;        // requested, but not done
+};
+constexpr ActionWords kWords[kSyncActions] = {
+    {SyncAction::kCopy, "copy", "to copy", "would_copy", "would be copied", false},
+    {SyncAction::kSame, "same", "the same", "same", "already the same", false},
+    {SyncAction::kMakeFolder, "folders", "folders to create", "would_make_folder", "folder would be created",
+     false},
+    {SyncAction::kDelete, "delete", "to delete", "would_delete", "would be deleted", false},
+    {SyncAction::kExtra, "extra", "only on the target, kept without --delete", "extra",
+     "only on the target, kept without --delete", false},
+    {SyncAction::kClash, "clash", "skipped, a file on one side and a folder on the other", "clash",
+     "skipped: a file on one side and a folder on the other", true},
+    {SyncAction::kOwn, "own", "skipped, the store's own files", "own", "skipped: belongs to the store itself",
+     false},
+    {SyncAction::kOwnTarget, "own_target", "skipped, belong to the store itself", "own_target",
+     "skipped: belongs to the store itself", true},
+    {SyncAction::kLeadsOut, "leads_out", "skipped, links lead out of the target", "leads_out",
+     "skipped: a link leads out of the target; --follow allows this", true},
+    {SyncAction::kUnreadable, "unreadable", "unreadable", "unreadable", "cannot be read", true},
+    {SyncAction::kUncertain, "uncertain", "not deleted, perhaps still in the source", "uncertain",
+     "not deleted: it may still exist in the source", true},
+    {SyncAction::kHoldsKept, "holds_kept", "not deleted, contain excluded names", "holds_kept",
+     "not deleted: it contains names that --exclude or --pattern protects", true},
+    {SyncAction::kNoFile, "no_file", "skipped, neither files nor folders", "no_file",
+     "skipped: neither a file nor a folder", true},
+    {SyncAction::kNothing, "dangling", "skipped, dangling links", "dangling", "skipped: a dangling link",
+     true},
+    {SyncAction::kBackslash, "backslash", "skipped, the name contains a backslash", "backslash",
+     "skipped: its name contains a backslash", true},
+    {SyncAction::kLeadsBack, "circle", "skipped, links that form a loop", "circle",
+     "skipped: a link that forms a loop", true},
+    {SyncAction::kUnreachable, "unreachable", "not completely readable", "unreachable",
+     "cannot be read completely, or its path is too long", true},
+};
+
+const ActionWords& WordsOf(SyncAction action) {
+  return kWords[static_cast<std::size_t>(action)];
+}
+
+bool IsFailure(SyncAction action) {
+  return action == SyncAction::kUnreachable || action == SyncAction::kUnreadable;
+}
+
+Failure FailureOf(const SyncEntry& entry, const char* words) {
+  if (entry.action == SyncAction::kUnreadable) {
+    for (const std::string& path : {entry.source, entry.target}) {
+      if (const int problem = ReadProblem(path)) return {kFailed, 0, words, problem, path};
+    }
+  }
+  return {kFailed, 0, words, 0, {}};
+}
+
+// Words for what was done.
+struct DoneWords {
+  SyncAction action;
+  const char* result;
+  const char* words;
+};
+constexpr DoneWords kDoneWords[] = {{SyncAction::kCopy, "copied", "copied"},
+                                    {SyncAction::kMakeFolder, "folder_made", "folder created"},
+                                    {SyncAction::kDelete, "deleted", "deleted"}};
+
+const DoneWords* DoneWordsOf(SyncAction action) {
+  for (const DoneWords& row : kDoneWords) {
+    if (row.action == action) return &row;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+SyncWork::SyncWork(Store& store, Console& console, const Options& options, const SyncPlan& plan)
+    : store_(store), console_(console), options_(options), plan_(plan) {
+  for (const SyncEntry& entry : plan.Entries()) {
+    if (entry.action == SyncAction::kCopy) copies_.push_back(&entry);
+  }
+}
+
+void SyncWork::ReportPlan(bool removing) {
+  if (options_.json) {
+    JsonObject plan;
+    for (const ActionWords& words : kWords) {
+      const SyncSum& sum = plan_.Sum(words.action);
+      JsonObject row;
+      row.Number("count", static_cast<std::int64_t>(sum.entries));
+      row.Number("files", static_cast<std::int64_t>(sum.files));
+      plan.Object(words.key, row.Number("bytes", static_cast<std::int64_t>(sum.bytes)));
+    }
+    console_.Out(
+        JsonObject().Text("command", "sync").Object("plan", plan.Flag("delete_allowed", removing)).Line());
+    return;
+  }
+  if (options_.quiet) return;
+  std::vector<std::vector<std::string>> rows;
+  for (const ActionWords& words : kWords) {
+    const SyncSum& sum = plan_.Sum(words.action);
+    const bool always = words.action == SyncAction::kCopy || words.action == SyncAction::kSame;
+    if (sum.entries == 0 && !always) continue;
+    const bool has_bytes = sum.files > 0;
+    rows.push_back({words.label, std::to_string(sum.files > 0 ? sum.files : sum.entries),
+                    has_bytes ? HumanBytes(sum.bytes) : "-"});
+  }
+  for (const std::string& line : InColumns(rows)) console_.Out("plan: " + line);
+}
+
+void SyncWork::Report(const SyncEntry& entry, const char* result, const char* words, bool worth_a_line) {
+  const std::string name = entry.name.empty() ? "." : entry.name;
+  if (options_.json) {
+    JsonObject document;
+    document.Text("command", "sync").Text("name", name).Text("result", result);
+    if (entry.files > 0) document.Number("size", static_cast<std::int64_t>(entry.bytes));
+    console_.Out(document.Line());
+  } else if (!options_.quiet && (worth_a_line || options_.verbose)) {
+    console_.Out(Printable(name) + ": " + words);
+  }
+}
+
+void SyncWork::ReportFailed(const SyncEntry& entry, const Failure& failure) {
+  ++failed_;
+  const std::string name = entry.name.empty() ? "." : entry.name;
+  if (options_.json) {
+    JsonObject document;
+    document.Text("command", "sync").Text("name", name).Text("result", "failed");
+    AddFailure(failure, document);
+    console_.Out(document.Line());
+  }
+  console_.Err("tvl: sync " + Printable(name + ": " + failure.Message()));
+}
+
+void SyncWork::ReportDryRun() {
+  for (const SyncEntry& entry : plan_.Entries()) {
+    const ActionWords& words = WordsOf(entry.action);
+    if (IsFailure(entry.action)) {
+      ReportFailed(entry, FailureOf(entry, words.words));
+    } else if (entry.action != SyncAction::kSame || options_.verbose) {
+      Report(entry, words.result, words.words, entry.action != SyncAction::kOwn);
+    }
+  }
+}
+
+void SyncWork::ReportSkipped() {
+  for (const SyncEntry& entry : plan_.Entries()) {
+    const ActionWords& words = WordsOf(entry.action);
+    if (IsFailure(entry.action)) {
+      ReportFailed(entry, FailureOf(entry, words.words));
+    } else if (words.skipped || (options_.verbose &&
+                                 (entry.action == SyncAction::kSame || entry.action == SyncAction::kExtra))) {
+      Report(entry, words.result, words.words, words.skipped);
+    }
+  }
+}
+
+void SyncWork::Run() {
+  ReportSkipped();
+  if (HasTerminal() && !options_.quiet && !options_.json)
+    bar_ = std::make_unique<Progress>(console_, plan_.Sum(SyncAction::kCopy).bytes);
+  BeginCopy();
+  ForgetFileErrors();
+  const std::uint64_t failed_before = failed_;
+  const int code = store_.Client().SyncDirSyncronize(OnCopied, this);
+  const Failure failure = LibraryFailure(code);
+  bar_.reset();
+  ReportResults();
+  if (code == TVL_OK || code == TVL_ERR_STOPPED || failed_ > failed_before) return;
+  ++failed_;
+  console_.Err("tvl: sync: " + Printable(failure.Message()));
+}
+
+void SyncWork::BeginCopy() {
+  if (reached_ >= copies_.size()) return;
+  const SyncEntry& entry = *copies_[reached_];
+  if (bar_) bar_->Begin(entry.name, entry.target, entry.bytes);
+}
+
+void SyncWork::OnCopied(char* /*source*/, unsigned int /*size*/, void* work) {
+  auto& self = *static_cast<SyncWork*>(work);
+  if (self.reached_ >= self.copies_.size()) return;
+  self.EndCopy();
+  self.BeginCopy();
+  ForgetFileErrors();
+}
+
+void SyncWork::EndCopy() {
+  const SyncEntry& entry = *copies_[reached_++];
+  if (bar_) bar_->End();
+  bytes_reached_ += entry.bytes;
+  ReportResults();
+  ReportProgress();
+}
+
+// Reports final results. Copies that are synced together get their results together.
+void SyncWork::ReportResults() {
+  for (; reported_ < plan_.Entries().size(); ++reported_) {
+    const SyncEntry& entry = plan_.Entries()[reported_];
+    if (DoneWordsOf(entry.action) == nullptr) continue;
+    int code = TVL_OK;
+    if (store_.Directory()->SyncPlanResult(entry.index, &code) == 0) return;
+    ReportResult(entry, code);
+  }
+}
+
+void SyncWork::ReportResult(const SyncEntry& entry, int code) {
+  if (code == TVL_ERR_STOPPED) return;
+  if (code != TVL_OK) return ReportFailed(entry, WhyFailed(entry, code));
+  if (entry.action == SyncAction::kCopy) {
+    ++copied_;
+    bytes_copied_ += entry.bytes;
+  } else if (entry.action == SyncAction::kDelete) {
+    deleted_ += entry.files;
+  } else {
+    ++folders_;
+  }
+  const DoneWords& words = *DoneWordsOf(entry.action);
+  Report(entry, words.result, words.words, false);
+}
+
+Failure SyncWork::WhyFailed(const SyncEntry& entry, int code) const {
+  Failure failure = {kFailed, code, MeaningOf(code).what, 0, entry.target};
+  const char* path = nullptr;
+  if (store_.Directory()->SyncPlanFailure(entry.index, &failure.error, &path) != 0 && *path != 0)
+    failure.path = Slashed(path);
+  if (entry.action != SyncAction::kDelete) return failure;
+  const std::vector<HeldFile> held = HeldFilesAt(entry.target);
+  if (!held.empty()) failure.what += ": it is in use: " + DescribeHeldFiles(held);
+  return failure;
+}
+
+void SyncWork::ReportProgress() {
+  if (!options_.json) return;
+  const auto now = std::chrono::steady_clock::now();
+  if (now - last_progress_ < kProgressInterval && reached_ < copies_.size()) return;
+  last_progress_ = now;
+  const double seconds = std::chrono::duration<double>(now - start_).count();
+  const std::uint64_t total = plan_.Sum(SyncAction::kCopy).bytes;
+  JsonObject progress;
+  progress.Number("files", static_cast<std::int64_t>(reached_));
+  progress.Number("of_files", static_cast<std::int64_t>(copies_.size()));
+  progress.Number("bytes", static_cast<std::int64_t>(bytes_reached_));
+  progress.Number("of_bytes", static_cast<std::int64_t>(total));
+  const auto rate = static_cast<std::int64_t>(static_cast<double>(bytes_reached_) / seconds);
+  progress.Number("bytes_per_second", rate);
+  if (rate > 0) progress.Number("seconds_left", static_cast<std::int64_t>(total - bytes_reached_) / rate);
+  console_.Out(JsonObject().Text("command", "sync").Object("progress", progress).Line());
+}
+
+ExitStatus SyncWork::Status() const {
+  if (Interrupted() && !options_.dry_run) return kInterrupted;
+  if (failed_ > 0) return kFailed;
+  for (const ActionWords& words : kWords) {
+    if (words.skipped && plan_.Sum(words.action).entries > 0) return kSkipped;
+  }
+  return kDone;
+}
+
+JsonObject SyncWork::Summary(ExitStatus status) const {
+  const auto time =
+      std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start_);
+  JsonObject sum;
+  sum.Number("copied", static_cast<std::int64_t>(copied_));
+  sum.Number("bytes", static_cast<std::int64_t>(bytes_copied_));
+  sum.Number("same", static_cast<std::int64_t>(plan_.Sum(SyncAction::kSame).entries));
+  sum.Number("folders", static_cast<std::int64_t>(folders_));
+  sum.Number("deleted", static_cast<std::int64_t>(deleted_));
+  std::uint64_t skipped = 0;
+  for (const ActionWords& words : kWords) skipped += words.skipped ? plan_.Sum(words.action).entries : 0;
+  sum.Number("clash", static_cast<std::int64_t>(plan_.Sum(SyncAction::kClash).entries));
+  sum.Number("skipped", static_cast<std::int64_t>(skipped));
+  sum.Number("failed", static_cast<std::int64_t>(failed_)).Number("milliseconds", time.count());
+  sum.Flag("dry_run", options_.dry_run).Flag("interrupted", status == kInterrupted);
+  return sum.Number("exit", status);
+}
+
+ExitStatus SyncWork::Finish() {
+  const ExitStatus status = Status();
+  if (options_.json) {
+    console_.Out(JsonObject().Text("command", "sync").Object("summary", Summary(status)).Line());
+  } else if (!options_.quiet && options_.dry_run) {
+    console_.Out("nothing was changed");
+  } else if (!options_.quiet) {
+    std::string line = status == kInterrupted ? "interrupted: " : "";
+    line += Counted(copied_, "file") + " copied (" + HumanBytes(bytes_copied_) + "), " +
+            std::to_string(plan_.Sum(SyncAction::kSame).entries) + " already the same";
+    if (folders_ > 0) line += ", " + Counted(folders_, "folder") + " created";
+    if (deleted_ > 0) line += ", " + std::to_string(deleted_) + " deleted";
+    if (failed_ > 0) line += ", " + std::to_string(failed_) + " failed";
+    console_.Out(line);
+  }
+  return status;
+}
+
+}  // namespace tvl::cli

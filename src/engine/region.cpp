@@ -4,8 +4,8 @@
 
 #include <cerrno>
 
-#include "engine/file_lock.h"
 #include "engine/last_error.h"
+#include "host/file_lock.h"
 #include "host/system_calls.h"
 
 namespace tvl::engine {

@@ -10,9 +10,9 @@
 #include <chrono>
 #include <memory>
 
-#include "engine/file_lock.h"
 #include "engine/last_error.h"
 #include "engine/patience.h"
+#include "host/file_lock.h"
 #include "host/fork_guard.h"
 #include "host/sync.h"
 #include "host/system_calls.h"
@@ -65,7 +65,7 @@ bool LockForUse(int descriptor, bool writable, Patience& patience) {
 // Returns true if the conflicting lock will be released in a moment: it is the try of an earlier release, or
 // of a process that is creating the file.
 bool IsBarredForAMoment(int descriptor, const LockRange& range) {
-  struct flock found = Describe(F_WRLCK, range);
+  struct flock found = AsLock(F_WRLCK, range);
   struct stat status = {};
   if (System().lock(descriptor, F_OFD_GETLK, &found) != 0 || System().fstat(descriptor, &status) != 0)
     return false;

@@ -11,6 +11,7 @@
 
 #include "host/descriptor.h"
 #include "host/file_identity.h"
+#include "host/file_lock.h"
 #include "host/fork_guard.h"
 #include "host/sync.h"
 #include "host/system_calls.h"
@@ -23,27 +24,9 @@
 namespace tvl {
 namespace {
 
-struct flock AsLock(short type, const LockRange& range) {
-  struct flock lock = {};
-  lock.l_type = type;
-  lock.l_whence = SEEK_SET;
-  lock.l_start = range.start;
-  lock.l_len = range.length;
-  return lock;
-}
-
 // Returns 0, or why the file system refuses.
 int SetLock(int descriptor, short type, const LockRange& range) {
-  struct flock lock = AsLock(type, range);
-  return System().lock(descriptor, F_OFD_SETLK, &lock) == 0 ? 0 : errno;
-}
-
-void Unlock(int descriptor, const LockRange& range) {
-  static_cast<void>(SetLock(descriptor, F_UNLCK, range));
-}
-
-bool IsRefusal(int problem) {
-  return problem == EAGAIN || problem == EACCES;
+  return TryLock(descriptor, type, range) ? 0 : errno;
 }
 
 // Finds the lock that conflicts with an exclusive lock on `range`; `l_type` is F_UNLCK if there is none any

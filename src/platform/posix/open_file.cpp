@@ -4,6 +4,7 @@
 
 #include <cerrno>
 
+#include "host/file_lock.h"
 #include "host/system_calls.h"
 #include "platform/host_path.h"
 #include "platform/last_error.h"
@@ -73,12 +74,7 @@ OpenFile::OpenFile(const char* path, int flags, mode_t mode, Look look) : path_(
 
 // The kernel does so with any file on which a lock was set or removed, even if there was none to remove.
 void OpenFile::CloseWithoutDelay() const {
-  struct flock nothing = {};
-  nothing.l_type = F_UNLCK;
-  nothing.l_whence = SEEK_SET;
-  nothing.l_start = kGateByte.start;
-  nothing.l_len = kGateByte.length;
-  if (IsOpen()) System().lock(Descriptor(), F_OFD_SETLK, &nothing);
+  if (IsOpen()) Unlock(Descriptor(), kGateByte);
 }
 
 bool OpenFile::Truncate() {

@@ -10,19 +10,11 @@
 #include <csignal>
 
 #include "host/descriptor.h"
+#include "host/file_lock.h"
 #include "host/system_calls.h"
 
 namespace tvl {
 namespace {
-
-bool SetLock(int descriptor, short type, const LockRange& range) {
-  struct flock lock = {};
-  lock.l_type = type;
-  lock.l_whence = SEEK_SET;
-  lock.l_start = range.start;
-  lock.l_len = range.length;
-  return System().lock(descriptor, F_OFD_SETLK, &lock) == 0;
-}
 
 [[noreturn]] void HoldUntilKilled(const char* path, const LockRange& range, LockKind kind, int answer) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -36,11 +28,11 @@ bool SetLock(int descriptor, short type, const LockRange& range) {
 
 bool TakeLock(int descriptor, const LockRange& range, LockKind kind) {
   const short type = kind == LockKind::kShared ? F_RDLCK : F_WRLCK;
-  return descriptor >= 0 && SetLock(descriptor, type, range);
+  return descriptor >= 0 && TryLock(descriptor, type, range);
 }
 
 void DropLock(int descriptor, const LockRange& range) {
-  SetLock(descriptor, F_UNLCK, range);
+  Unlock(descriptor, range);
 }
 
 bool CanLock(const std::string& path, const LockRange& range, LockKind kind) {

@@ -198,19 +198,19 @@ class TVL_API CTVLClientOpr {
 
   // The list of open tables: find an entry by full path or handle (-1 if there is none), append a zeroed
   // entry, remove an entry, remove all entries. These functions do not close handles.
-  TVL_HIDDEN int FindCtOpenedFile(const char* path) const;
-  TVL_HIDDEN int FindCtOpenedFile(int handle) const;
-  TVL_HIDDEN int PushCtOpenedFile(const char* path);
-  TVL_HIDDEN void PopCtOpenedFile(int index);
-  TVL_HIDDEN void FreeCtOpenedFiles();
+  int FindCtOpenedFile(const char* path) const;
+  int FindCtOpenedFile(int handle) const;
+  int PushCtOpenedFile(const char* path);
+  void PopCtOpenedFile(int index);
+  void FreeCtOpenedFiles();
 
   // The plan of a synchronization: add an entry (may throw std::bad_alloc), check whether a name is ignored,
   // check whether an entry has this source regardless of case, remove all entries.
-  TVL_HIDDEN void SyncDirFilePush(const char* source, const char* target, unsigned int size,
-                                  SYNC_DIR_FILE_OPERATION operation);
-  TVL_HIDDEN static int SyncDirFileIsExcluded(const char* path, SYNC_DIR_FILE_EXCLUDE exclude);
-  TVL_HIDDEN int SyncDirFileExists(const char* path) const;
-  TVL_HIDDEN void SyncDirRelease();
+  void SyncDirFilePush(const char* source, const char* target, unsigned int size,
+                       SYNC_DIR_FILE_OPERATION operation);
+  static int SyncDirFileIsExcluded(const char* path, SYNC_DIR_FILE_EXCLUDE exclude);
+  int SyncDirFileExists(const char* path) const;
+  void SyncDirRelease();
   // Removes the entries from index `count` on.
   TVL_HIDDEN void SyncDirTruncate(int count);
 

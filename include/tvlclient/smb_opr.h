@@ -272,27 +272,6 @@ class TVL_API CTVLClientSmbOpr : public CTVLClientOpr {
   const char* WhyInPlace() const;
 
  private:
-  TVL_HIDDEN int EnvironCode() const;
-  TVL_HIDDEN int SettleDirectories(char* directory);
-  TVL_HIDDEN void DescribeStore();
-  TVL_HIDDEN void TakeSettings();
-  TVL_HIDDEN void Register(const char* className);
-  TVL_HIDDEN void CloseTables();
-  TVL_HIDDEN int LowCTFileOpen(char* name, int& handle, int& datLen, int& key1Len, int& key2Len, int create);
-  TVL_HIDDEN int OpenNewTable(const char* path, int datLen, int key1Len, int key2Len, int create);
-  TVL_HIDDEN int RecreateTable(int index, int datLen, int key1Len, int key2Len);
-  TVL_HIDDEN int CopyFailure() const;
-  TVL_HIDDEN int TargetFailure() const;
-  TVL_HIDDEN int Transfer(const char* source, const char* target, int equalTimes, bool expectsNew);
-  TVL_HIDDEN int TransferUnlessEqual(const char* source, const char* target, const char* base,
-                                     int* transferred);
-  TVL_HIDDEN bool SyncFolders(const char* base, const char* target) const;
-  TVL_HIDDEN int CopyTree(const char* source, const char* target, ProgressCallback callback, void* userData);
-  TVL_HIDDEN static void EqualFileTimes(const char* source, const char* target);
-  TVL_HIDDEN int SyncDirOpen(const char* source, const char* target, const char* pattern,
-                             SYNC_DIR_FILE_EXCLUDE exclude, unsigned int* total);
-  class TVL_HIDDEN SyncPlanner;
-  class TVL_HIDDEN SyncWorker;
   struct TVL_HIDDEN State;
   State* state;
 };

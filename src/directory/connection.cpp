@@ -40,7 +40,8 @@ void SignStore(const char* server_root, char* signature) {
 
 }  // namespace
 
-CTVLClientSmbOpr::State::State(const State& other) : config(other.config) {
+CTVLClientSmbOpr::State::State(CTVLClientSmbOpr& owner, const State& other)
+    : opr(owner), config(other.config) {
   std::memcpy(serverRoot, other.serverRoot, sizeof serverRoot);
 }
 
@@ -53,10 +54,10 @@ CTVLClientSmbOpr::State& CTVLClientSmbOpr::State::operator=(const State& other) 
   return *this;
 }
 
-CTVLClientSmbOpr::CTVLClientSmbOpr() : state(new State) {}
+CTVLClientSmbOpr::CTVLClientSmbOpr() : state(new State(*this)) {}
 
 CTVLClientSmbOpr::CTVLClientSmbOpr(const CTVLClientSmbOpr& other)
-    : CTVLClientOpr(other), state(new State(*other.state)) {
+    : CTVLClientOpr(other), state(new State(*this, *other.state)) {
   opened = 0;
   dumbMode = 0;
 }
@@ -94,14 +95,14 @@ int CTVLClientSmbOpr::Open(char* directory, char* configFile, char* className) t
   fileCmp = kCompareHash;
   opened = 0;
   if (code != TVL_OK) return code;
-  if (const int problem = SettleDirectories(directory)) return problem;
+  if (const int problem = state->SettleDirectories(directory)) return problem;
   if (dumbMode == 0) CreateDirectoryA(workingDirectory, nullptr);
   opened = 1;
-  DescribeStore();
-  CloseTables();  // of a former opening
+  state->DescribeStore();
+  state->CloseTables();  // of a former opening
   FreeCtOpenedFiles();
-  Register(className);
-  TakeSettings();
+  state->Register(className);
+  state->TakeSettings();
   tvl::CopyCut(computerName, state->connection->computer);
   tvl::CopyCut(user, state->connection->user);
   return TVL_OK;
@@ -110,52 +111,51 @@ int CTVLClientSmbOpr::Open(char* directory, char* configFile, char* className) t
   return TVL_ERR_ROOT_UNDEFINED;  // no configuration, for lack of memory
 }
 
-void CTVLClientSmbOpr::DescribeStore() {
-  tvl::CopyCut(updateDir, state->config.Get("UpdateDirectory"));
-  tvl::CopyCut(versionFile, state->config.Get("VersionFile"));
-  ReadStoreVersion(state->serverRoot, versionFile, versionNumber);
-  SignStore(state->serverRoot, serverId);
+void CTVLClientSmbOpr::State::DescribeStore() {
+  tvl::CopyCut(opr.updateDir, config.Get("UpdateDirectory"));
+  tvl::CopyCut(opr.versionFile, config.Get("VersionFile"));
+  ReadStoreVersion(serverRoot, opr.versionFile, opr.versionNumber);
+  SignStore(serverRoot, opr.serverId);
 }
 
-void CTVLClientSmbOpr::TakeSettings() {
-  zipOnTransfert = state->config.zipOnTransfert;
-  fileCmp = state->config.fileCompare;
-  tvl::CopyCut(shortName, state->config.Get("ShortName"));
-  tvl::CopyCut(longName, state->config.Get("LongName"));
+void CTVLClientSmbOpr::State::TakeSettings() {
+  opr.zipOnTransfert = config.zipOnTransfert;
+  opr.fileCmp = config.fileCompare;
+  tvl::CopyCut(opr.shortName, config.Get("ShortName"));
+  tvl::CopyCut(opr.longName, config.Get("LongName"));
 }
 
 // Determines server root and working directory, and fills in `directory` if it is empty. Returns
 // TVL_ERR_ROOT_INVALID or TVL_ERR_LOCAL_FILE if a full path does not fit with its trailing backslash, without
 // which all later names would be wrong.
-int CTVLClientSmbOpr::SettleDirectories(char* directory) {
-  char* root = state->serverRoot;
-  if (!FullPath(state->config.Get(tvl::kDocumentRootKey), state->serverRoot)) return TVL_ERR_ROOT_INVALID;
+int CTVLClientSmbOpr::State::SettleDirectories(char* directory) {
+  char* root = serverRoot;
+  if (!FullPath(config.Get(tvl::kDocumentRootKey), serverRoot)) return TVL_ERR_ROOT_INVALID;
   if (*directory != 0) {
-    if (!FullPath(directory, workingDirectory)) return TVL_ERR_LOCAL_FILE;
+    if (!FullPath(directory, opr.workingDirectory)) return TVL_ERR_LOCAL_FILE;
   } else {
-    std::memcpy(workingDirectory, root, sizeof workingDirectory);
+    std::memcpy(opr.workingDirectory, root, sizeof opr.workingDirectory);
     std::memcpy(directory, root, std::strlen(root) + 1);
   }
-  dumbMode = tvl::EqualNoCase(workingDirectory, root) ? 1 : 0;
+  opr.dumbMode = tvl::EqualNoCase(opr.workingDirectory, root) ? 1 : 0;
   if (AddTrailingBackslash(root) == 0) return TVL_ERR_ROOT_INVALID;
-  return AddTrailingBackslash(workingDirectory) == 0 ? TVL_ERR_LOCAL_FILE : TVL_OK;
+  return AddTrailingBackslash(opr.workingDirectory) == 0 ? TVL_ERR_LOCAL_FILE : TVL_OK;
 }
 
 // Registers this instance in the store, after ending the presence of a former opening.
-void CTVLClientSmbOpr::Register(const char* className) {
-  CConfig& config = state->config;
-  state->connection.reset();
-  state->connection = std::make_unique<CConnection>(config.locksDir, config.procsDir, className);
-  instanceId = state->connection->AllocateInstance();
+void CTVLClientSmbOpr::State::Register(const char* className) {
+  connection.reset();
+  connection = std::make_unique<CConnection>(config.locksDir, config.procsDir, className);
+  opr.instanceId = connection->AllocateInstance();
 }
 
 int CTVLClientSmbOpr::Preview(char* directory, const char* configFile) try {
   state->previewed = false;
   if (const int code = ReadConfig(configFile)) return code;
-  TakeSettings();
-  if (const int problem = SettleDirectories(directory)) return problem;
+  state->TakeSettings();
+  if (const int problem = state->SettleDirectories(directory)) return problem;
   if (IsDirectory(state->serverRoot) == 0) return TVL_ERR_ROOT_INVALID;
-  DescribeStore();
+  state->DescribeStore();
   state->previewed = true;
   return TVL_OK;
 } catch (const std::bad_alloc&) {
@@ -165,7 +165,7 @@ int CTVLClientSmbOpr::Preview(char* directory, const char* configFile) try {
 int CTVLClientSmbOpr::Close() {
   if (opened == 0) return TVL_ERR_NOT_CONNECTED;
   state->group.reset();
-  CloseTables();
+  state->CloseTables();
   state->connection.reset();
   opened = 0;
   state->config.Clear();

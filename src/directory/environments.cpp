@@ -17,13 +17,13 @@ const char* TextOf(const char* text) {
 
 }  // namespace
 
-int CTVLClientSmbOpr::EnvironCode() const {
-  if (!state->MayLook()) return TVL_ERR_NOT_CONNECTED;
-  return state->config.iniFile[0] == 0 ? TVL_ERR_BAD_PATH : TVL_OK;
+int CTVLClientSmbOpr::State::EnvironCode() const {
+  if (!MayLook()) return TVL_ERR_NOT_CONNECTED;
+  return config.iniFile[0] == 0 ? TVL_ERR_BAD_PATH : TVL_OK;
 }
 
 int CTVLClientSmbOpr::GetEnviron(const char* name, const char* defaultValue, CString& value) try {
-  if (const int code = EnvironCode()) return code;
+  if (const int code = state->EnvironCode()) return code;
   char text[kValueSize];
   GetPrivateProfileStringA(tvl::kVariablesSection, TextOf(name), TextOf(defaultValue), text, sizeof text,
                            state->config.iniFile);
@@ -36,13 +36,13 @@ int CTVLClientSmbOpr::GetEnviron(const char* name, const char* defaultValue, CSt
 // The interface requires 0 even if the write fails; TVLLastFileError returns the reason.
 int CTVLClientSmbOpr::PutEnviron(const char* name, const char* value) {
   if (!state->IsAlive()) return TVL_ERR_NOT_CONNECTED;
-  if (const int code = EnvironCode()) return code;
+  if (const int code = state->EnvironCode()) return code;
   WritePrivateProfileStringA(tvl::kVariablesSection, TextOf(name), value, state->config.iniFile);
   return TVL_OK;
 }
 
 int CTVLClientSmbOpr::ListEnviron(EnvironCallback callback, void* userData) try {
-  if (const int code = EnvironCode()) return code;
+  if (const int code = state->EnvironCode()) return code;
   tvl::IniFile file;
   if (file.Read(state->config.iniFile) != 0) return TVL_ERR_BAD_PATH;
   file.VisitSection(tvl::kVariablesSection, [&](const tvl::IniKeyLine& line) {

@@ -85,22 +85,32 @@ bool IsLastComponent(const char* path, const char* name) {
   return last != nullptr && tvl::EqualNoCase(last, name);
 }
 
-}  // namespace
-
-int CTVLClientSmbOpr::CopyFailure() const {
-  return zipOnTransfert == 0 ? TVL_ERR_COPY : TVL_ERR_ZIP;
+// If the target belongs to another user, its times cannot be set. Then the source gets the times of the
+// target, so that the next comparison by time finds them equal.
+void EqualFileTimes(const char* source, const char* target) {
+  const TimedFile from(source, GENERIC_READ);
+  if (!from.IsOpen()) return;
+  const TimedFile to(target, GENERIC_READ | FILE_WRITE_ATTRIBUTES);
+  if (to.IsOpen() && !to.TakeTimesOf(from) && tvl::LastErrorCode() == EPERM) from.TakeTimesOf(to);
 }
 
-int CTVLClientSmbOpr::TargetFailure() const {
-  return zipOnTransfert == 0 ? TVL_ERR_COPY : TVL_ERR_UNZIP;
+}  // namespace
+
+int CTVLClientSmbOpr::State::CopyFailure() const {
+  return opr.zipOnTransfert == 0 ? TVL_ERR_COPY : TVL_ERR_ZIP;
+}
+
+int CTVLClientSmbOpr::State::TargetFailure() const {
+  return opr.zipOnTransfert == 0 ? TVL_ERR_COPY : TVL_ERR_UNZIP;
 }
 
 // Returns kAppeared, with nothing changed, if a new target is expected but the target exists.
-int CTVLClientSmbOpr::Transfer(const char* source, const char* target, int equalTimes, bool expectsNew) {
-  tvl::Writing writing = state->Writing(TargetFailure());
+int CTVLClientSmbOpr::State::Transfer(const char* source, const char* target, int equalTimes,
+                                      bool expectsNew) const {
+  tvl::Writing writing = Writing(TargetFailure());
   writing.expects_new = expectsNew;
   const CopiedTimes times = equalTimes != 0 ? CopiedTimes::kAccessedAndWritten : CopiedTimes::kWritten;
-  const auto copy = zipOnTransfert == 0 ? tvl::CopyFile : CopyPacked;
+  const auto copy = opr.zipOnTransfert == 0 ? tvl::CopyFile : CopyPacked;
   const CopyResult result = copy(source, target, writing, times);
   if (result == CopyResult::kTargetAppeared) return kAppeared;
   if (result == CopyResult::kSourceFailed) return CopyFailure();
@@ -109,50 +119,41 @@ int CTVLClientSmbOpr::Transfer(const char* source, const char* target, int equal
   return TVL_OK;
 }
 
-// If the target belongs to another user, its times cannot be set. Then the source gets the times of the
-// target, so that the next comparison by time finds them equal.
-void CTVLClientSmbOpr::EqualFileTimes(const char* source, const char* target) {
-  const TimedFile from(source, GENERIC_READ);
-  if (!from.IsOpen()) return;
-  const TimedFile to(target, GENERIC_READ | FILE_WRITE_ATTRIBUTES);
-  if (to.IsOpen() && !to.TakeTimesOf(from) && tvl::LastErrorCode() == EPERM) from.TakeTimesOf(to);
-}
-
 int CTVLClientSmbOpr::GetRemote(char* remoteName, char* localName, int* transferred) {
   if (dumbMode == 1) return ExistsRemote(remoteName);
   const PathText store = tvl::JoinPath(state->serverRoot, remoteName);
   const PathText local = tvl::BuildFullPath(workingDirectory, localName);
-  if (!store.Fits()) return CopyFailure();
-  if (!local.Fits()) return TargetFailure();
-  return TransferUnlessEqual(store.Text(), local.Text(), workingDirectory, transferred);
+  if (!store.Fits()) return state->CopyFailure();
+  if (!local.Fits()) return state->TargetFailure();
+  return state->TransferUnlessEqual(store.Text(), local.Text(), workingDirectory, transferred);
 }
 
 int CTVLClientSmbOpr::PutRemote(char* remoteName, char* localName, int* transferred) {
   if (dumbMode == 1) return ExistsRemote(remoteName);
   const PathText store = tvl::BuildFullPath(state->serverRoot, remoteName);
   const PathText local = tvl::JoinPath(workingDirectory, localName);
-  if (!local.Fits()) return CopyFailure();
-  if (!store.Fits()) return TargetFailure();
+  if (!local.Fits()) return state->CopyFailure();
+  if (!store.Fits()) return state->TargetFailure();
   if (IsDirectory(local.Text()) != 0) {
     return tvl::EnsureFolder(store.Text()) ? TVL_OK : TVL_ERR_SERVER_FILE;
   }
-  return TransferUnlessEqual(local.Text(), store.Text(), state->serverRoot, transferred);
+  return state->TransferUnlessEqual(local.Text(), store.Text(), state->serverRoot, transferred);
 }
 
 // Syncs the folders between `base` and a target, since they may be new and a file is safe on the disk only if
 // its folders are. The folders of a group are synced with it.
-bool CTVLClientSmbOpr::SyncFolders(const char* base, const char* target) const {
-  const bool synced = state->Writing(0).safety == tvl::Safety::kSynced;
-  return !synced || state->group != nullptr || tvl::SyncFoldersBetween(base, target);
+bool CTVLClientSmbOpr::State::SyncFolders(const char* base, const char* target) const {
+  const bool synced = Writing(0).safety == tvl::Safety::kSynced;
+  return !synced || group != nullptr || tvl::SyncFoldersBetween(base, target);
 }
 
 // Shared by get and put. `base` is the folder that the target's name is relative to.
-int CTVLClientSmbOpr::TransferUnlessEqual(const char* source, const char* target, const char* base,
-                                          int* transferred) {
-  const bool expects_new = *transferred == 0 && state->expects_new && fileCmp != kCompareDumb;
-  int code = expects_new ? Transfer(source, target, 1, true) : kAppeared;
+int CTVLClientSmbOpr::State::TransferUnlessEqual(const char* source, const char* target, const char* base,
+                                                 int* transferred) const {
+  const bool is_new = *transferred == 0 && expects_new && opr.fileCmp != kCompareDumb;
+  int code = is_new ? Transfer(source, target, 1, true) : kAppeared;
   if (code == kAppeared) {
-    if (*transferred == 0 && FilesAreEqual(fileCmp, source, target) != 0) return TVL_OK;
+    if (*transferred == 0 && FilesAreEqual(opr.fileCmp, source, target) != 0) return TVL_OK;
     code = Transfer(source, target, 1, false);
   }
   if (code != TVL_OK) return code;
@@ -164,18 +165,18 @@ int CTVLClientSmbOpr::TransferUnlessEqual(const char* source, const char* target
 int CTVLClientSmbOpr::CopyRemoteFile2Dir(char* remoteName, char* localPath) {
   PathText store;
   store.Append(state->serverRoot).Append(remoteName);
-  if (!store.Fits()) return CopyFailure();
+  if (!store.Fits()) return state->CopyFailure();
   PathText target;
   target.Append(localPath);
   const char* name = LastPathComponent(store.Text());
-  if (name == nullptr) return CopyFailure();
+  if (name == nullptr) return state->CopyFailure();
   if (!IsLastComponent(localPath, name)) {
     if (target.View().empty() || target.View().back() != '\\') target.Append("\\");
     target.Append(name);
   }
-  if (!target.Fits()) return TargetFailure();
+  if (!target.Fits()) return state->TargetFailure();
   NormalizeSlashes(store.Data());
-  return Transfer(store.Text(), target.Text(), 1, false);
+  return state->Transfer(store.Text(), target.Text(), 1, false);
 }
 
 void CTVLClientSmbOpr::TransfersExpectNew(int expect) {

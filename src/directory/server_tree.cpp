@@ -116,16 +116,16 @@ int CTVLClientSmbOpr::CopyServer2Server(char* source, char* target, int targetIs
   if (!relative.Fits() || !from.Fits()) return TVL_ERR_COPY;
   const PathText to = tvl::BuildFullPath(state->serverRoot, relative.Text());
   if (const int code = CopyOver(from, to, state->Writing(TVL_ERR_COPY))) return code;
-  return SyncFolders(state->serverRoot, to.Text()) ? TVL_OK : TVL_ERR_COPY;
+  return state->SyncFolders(state->serverRoot, to.Text()) ? TVL_OK : TVL_ERR_COPY;
 }
 
 // A tree is a group of its own, regardless of an open group. Failures inside a tree are not reported, so
 // neither are the results of the group.
-int CTVLClientSmbOpr::CopyTree(const char* source, const char* target, ProgressCallback callback,
-                               void* userData) try {
-  tvl::TransferGroup group;
-  tvl::Writing writing = state->Writing(TVL_ERR_COPY);
-  writing.group = &group;
+int CTVLClientSmbOpr::State::CopyTree(const char* source, const char* target, ProgressCallback callback,
+                                      void* userData) const try {
+  tvl::TransferGroup files;
+  tvl::Writing writing = Writing(TVL_ERR_COPY);
+  writing.group = &files;
   return tvl::CopyTree(source, target, {callback, userData}, writing);
 } catch (const std::bad_alloc&) {
   return TVL_ERR_COPY;
@@ -136,19 +136,19 @@ int CTVLClientSmbOpr::CopyServerDir2ServerDir(char* source, char* target, Progre
   PathText from = Plain(state->serverRoot, source);
   PathText to = Plain(state->serverRoot, target);
   if (!from.Fits() || !to.Fits()) return TVL_ERR_COPY;
-  return CopyTree(from.Text(), to.Text(), callback, userData);
+  return state->CopyTree(from.Text(), to.Text(), callback, userData);
 }
 
 int CTVLClientSmbOpr::CopyRemoteDir2LocalDir(char* remoteDirectory, char* localDirectory,
                                              ProgressCallback callback, void* userData) {
   PathText from = tvl::JoinPath(state->serverRoot, remoteDirectory);
-  return from.Fits() ? CopyTree(from.Text(), localDirectory, callback, userData) : TVL_ERR_COPY;
+  return from.Fits() ? state->CopyTree(from.Text(), localDirectory, callback, userData) : TVL_ERR_COPY;
 }
 
 int CTVLClientSmbOpr::CopyLocalDir2RemoteDir(char* localDirectory, char* remoteDirectory,
                                              ProgressCallback callback, void* userData) {
   PathText to = tvl::JoinPath(state->serverRoot, remoteDirectory);
-  return to.Fits() ? CopyTree(localDirectory, to.Text(), callback, userData) : TVL_ERR_COPY;
+  return to.Fits() ? state->CopyTree(localDirectory, to.Text(), callback, userData) : TVL_ERR_COPY;
 }
 
 int CTVLClientSmbOpr::CopyLocalFile2RemoteFile(char* localFile, char* remoteFile) {

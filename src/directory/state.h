@@ -13,11 +13,11 @@
 #include "platform/writing.h"
 #include "presence/connection.h"
 
-// The state of a directory connection in addition to that of the base class.
+// The state of a directory connection in addition to that of the base class, and what its operations share.
 struct CTVLClientSmbOpr::State {
-  State() = default;
+  explicit State(CTVLClientSmbOpr& owner) : opr(owner) {}
   // Presence and locks stay with the source.
-  State(const State& other);
+  State(CTVLClientSmbOpr& owner, const State& other);
   State& operator=(const State& other);
   ~State() = default;
 
@@ -39,6 +39,36 @@ struct CTVLClientSmbOpr::State {
     return previewed ? std::make_unique<CConnection>(config.locksDir, config.procsDir, "") : nullptr;
   }
 
+  // Parts of `Open` and Preview. Each may throw std::bad_alloc.
+  int SettleDirectories(char* directory);
+  void DescribeStore();
+  void TakeSettings();
+  void Register(const char* className);
+
+  // Returns whether the values of the store can be read.
+  [[nodiscard]] int EnvironCode() const;
+
+  // Copies a file, in compressed form if the store wants that. With `expectsNew`, returns kAppeared if the
+  // target exists.
+  int Transfer(const char* source, const char* target, int equalTimes, bool expectsNew) const;
+  int TransferUnlessEqual(const char* source, const char* target, const char* base, int* transferred) const;
+  int CopyTree(const char* source, const char* target, ProgressCallback callback, void* userData) const;
+  [[nodiscard]] bool SyncFolders(const char* base, const char* target) const;
+  // Return the codes for a file that could not be read, and for one that could not be written.
+  [[nodiscard]] int CopyFailure() const;
+  [[nodiscard]] int TargetFailure() const;
+
+  int LowCTFileOpen(char* name, int& handle, int& datLen, int& key1Len, int& key2Len, int create);
+  int OpenNewTable(const char* path, int datLen, int key1Len, int key2Len, int create);
+  int RecreateTable(int index, int datLen, int key1Len, int key2Len);
+  void CloseTables();
+
+  class SyncPlanner;
+  class SyncWorker;
+  int SyncDirOpen(const char* source, const char* target, const char* pattern, SYNC_DIR_FILE_EXCLUDE exclude,
+                  unsigned int* total);
+
+  CTVLClientSmbOpr& opr;
   CConfig config;
   std::unique_ptr<CConnection>
       connection;  // uses texts of `config`, so it is destroyed first; null while none is open

@@ -78,7 +78,7 @@ PathText SyncTarget(const char* base, const char* name, bool folders_later) {
 }  // namespace
 
 // Plans one synchronization. The members are the same on all levels of the walk.
-class CTVLClientSmbOpr::SyncPlanner {
+class CTVLClientSmbOpr::State::SyncPlanner {
  public:
   SyncPlanner(CTVLClientSmbOpr& opr, const char* target, const char* pattern, SYNC_DIR_FILE_EXCLUDE exclude,
               unsigned int* total)
@@ -196,7 +196,7 @@ int CTVLClientSmbOpr::SyncDirOpenGetRemote(char* remoteDirectory, char* localDir
   const PathText target = SyncTarget(workingDirectory, localDirectory, state->folders_later);
   const PathText source = tvl::JoinPath(state->serverRoot, remoteDirectory);
   if (!source.Fits() || !target.Fits()) return TVL_ERR_BAD_PATH;
-  return SyncDirOpen(source.Text(), target.Text(), pattern, exclude, total);
+  return state->SyncDirOpen(source.Text(), target.Text(), pattern, exclude, total);
 } catch (const std::bad_alloc&) {
   return TVL_ERR_BAD_PATH;
 }
@@ -207,23 +207,23 @@ int CTVLClientSmbOpr::SyncDirOpenPutRemote(char* remoteDirectory, char* localDir
   const PathText target = SyncTarget(state->serverRoot, remoteDirectory, state->folders_later);
   const PathText source = tvl::JoinPath(workingDirectory, localDirectory);
   if (!source.Fits() || !target.Fits()) return TVL_ERR_BAD_PATH;
-  return SyncDirOpen(source.Text(), target.Text(), pattern, exclude, total);
+  return state->SyncDirOpen(source.Text(), target.Text(), pattern, exclude, total);
 } catch (const std::bad_alloc&) {
   return TVL_ERR_BAD_PATH;
 }
 
-int CTVLClientSmbOpr::SyncDirOpen(const char* source, const char* target, const char* pattern,
-                                  SYNC_DIR_FILE_EXCLUDE exclude, unsigned int* total) {
+int CTVLClientSmbOpr::State::SyncDirOpen(const char* source, const char* target, const char* pattern,
+                                         SYNC_DIR_FILE_EXCLUDE exclude, unsigned int* total) {
   if (IsDirectory(source) == 0) return TVL_ERR_BAD_PATH;
-  if (syncDirCount == 0) state->left_out.clear();
-  const int planned = syncDirCount;
-  const std::size_t left_out = state->left_out.size();
+  if (opr.syncDirCount == 0) left_out.clear();
+  const int planned = opr.syncDirCount;
+  const std::size_t names = left_out.size();
   const unsigned int sum = *total;
-  SyncPlanner planner(*this, target, pattern, exclude, total);
+  SyncPlanner planner(opr, target, pattern, exclude, total);
   planner.PlanFolder(source, target, false);
   if (!planner.IsStopped()) return TVL_OK;
-  SyncDirTruncate(planned);
-  state->left_out.resize(left_out);
+  opr.SyncDirTruncate(planned);
+  left_out.resize(names);
   *total = sum;
   return TVL_ERR_STOPPED;
 }

@@ -15,7 +15,7 @@
 // The second phase of a synchronization: carries out the plan, entry by entry.
 
 // One run of the work.
-class CTVLClientSmbOpr::SyncWorker {
+class CTVLClientSmbOpr::State::SyncWorker {
  public:
   SyncWorker(CTVLClientSmbOpr& opr, ProgressCallback callback, void* user_data)
       : opr_(opr), callback_(callback), user_data_(user_data) {}
@@ -83,7 +83,7 @@ class CTVLClientSmbOpr::SyncWorker {
 
   int Copy(int index, const SyncDirFile& entry) {
     const std::size_t before = owns_group_ ? opr_.state->group->Count() : 0;
-    const int code = opr_.Transfer(entry.source, entry.target, opr_.state->set_times ? 1 : 0, false);
+    const int code = opr_.state->Transfer(entry.source, entry.target, opr_.state->set_times ? 1 : 0, false);
     if (code != TVL_OK) result_ = code;
     if (code == TVL_OK && owns_group_ && opr_.state->group->Count() > before) {
       waiting_.push_back(index);
@@ -121,10 +121,10 @@ void CTVLClientSmbOpr::SyncPlanSetTimes(int on) {
 
 int CTVLClientSmbOpr::SyncDirSyncronize(ProgressCallback callback, void* userData) try {
   if (dumbMode == 1) return TVL_OK;
-  const int result = SyncWorker(*this, callback, userData).Run();
+  const int result = State::SyncWorker(*this, callback, userData).Run();
   SyncDirRelease();
   return result;
 } catch (const std::bad_alloc&) {
   tvl::NoteError(nullptr, ENOMEM);
-  return CopyFailure();
+  return state->CopyFailure();
 }

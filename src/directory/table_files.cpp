@@ -151,27 +151,27 @@ void Describe(const CtOpenedFile& entry, int& handle, int& datLen, int& key1Len,
 }  // namespace
 
 int CTVLClientSmbOpr::CTFileInit(char* name, int& handle, int datLen, int key1Len, int key2Len) {
-  return LowCTFileOpen(name, handle, datLen, key1Len, key2Len, 1);
+  return state->LowCTFileOpen(name, handle, datLen, key1Len, key2Len, 1);
 }
 
 int CTVLClientSmbOpr::CTFileOpen(char* name, int& handle, int& datLen, int& key1Len, int& key2Len) {
-  return LowCTFileOpen(name, handle, datLen, key1Len, key2Len, 0);
+  return state->LowCTFileOpen(name, handle, datLen, key1Len, key2Len, 0);
 }
 
-int CTVLClientSmbOpr::LowCTFileOpen(char* name, int& handle, int& datLen, int& key1Len, int& key2Len,
-                                    int create) try {
-  const tvl::PathText path = tvl::JoinPath(state->serverRoot, name);
+int CTVLClientSmbOpr::State::LowCTFileOpen(char* name, int& handle, int& datLen, int& key1Len, int& key2Len,
+                                           int create) try {
+  const tvl::PathText path = tvl::JoinPath(serverRoot, name);
   if (!path.Fits()) return create != 0 ? TVL_ERR_DELETE_FILE : TVL_ERR_SERVER_FILE;
-  int index = FindCtOpenedFile(path.Text());
+  int index = opr.FindCtOpenedFile(path.Text());
   int code = TVL_OK;
   if (index < 0) {
     code = OpenNewTable(path.Text(), datLen, key1Len, key2Len, create);
-    index = ctOpenedCount - 1;
+    index = opr.ctOpenedCount - 1;
   } else if (create != 0) {
     code = RecreateTable(index, datLen, key1Len, key2Len);
   }
   if (code != TVL_OK) return code;
-  CtOpenedFile& entry = ctOpenedFiles[index];
+  CtOpenedFile& entry = opr.ctOpenedFiles[index];
   ++entry.refs;
   Describe(entry, handle, datLen, key1Len, key2Len);
   return TVL_OK;
@@ -180,12 +180,13 @@ int CTVLClientSmbOpr::LowCTFileOpen(char* name, int& handle, int& datLen, int& k
 }
 
 // Opens a table that is not in the registry, and adds it with a reference count of 0.
-int CTVLClientSmbOpr::OpenNewTable(const char* path, int datLen, int key1Len, int key2Len, int create) {
+int CTVLClientSmbOpr::State::OpenNewTable(const char* path, int datLen, int key1Len, int key2Len,
+                                          int create) {
   CCtreeFile file;
   if (create != 0 && CCtreeFile::CreateFiles(path, datLen, key1Len, key2Len) == 0) return TVL_ERR_DELETE_FILE;
   if (file.Open(path) == 0) return TVL_ERR_SERVER_FILE;
-  const int index = PushCtOpenedFile(path);  // moves the array
-  CtOpenedFile& entry = ctOpenedFiles[index];
+  const int index = opr.PushCtOpenedFile(path);  // moves the array
+  CtOpenedFile& entry = opr.ctOpenedFiles[index];
   tvl::CopyCut(entry.path, path);
   entry.handle = std::exchange(file.handle, -1);  // now owned by the registry
   entry.datLen = file.datLen;
@@ -196,8 +197,8 @@ int CTVLClientSmbOpr::OpenNewTable(const char* path, int datLen, int key1Len, in
 
 // Replaces a table that is open. The old handle becomes invalid. Removes the entry if the new table cannot be
 // opened.
-int CTVLClientSmbOpr::RecreateTable(int index, int datLen, int key1Len, int key2Len) {
-  CtOpenedFile& entry = ctOpenedFiles[index];
+int CTVLClientSmbOpr::State::RecreateTable(int index, int datLen, int key1Len, int key2Len) {
+  CtOpenedFile& entry = opr.ctOpenedFiles[index];
   CCtreeFile file;
   CCtreeFile::CloseHandle(entry.handle);
   int code = TVL_OK;
@@ -207,7 +208,7 @@ int CTVLClientSmbOpr::RecreateTable(int index, int datLen, int key1Len, int key2
     code = TVL_ERR_SERVER_FILE;
   }
   if (code != TVL_OK) {
-    PopCtOpenedFile(index);
+    opr.PopCtOpenedFile(index);
     return code;
   }
   entry.handle = std::exchange(file.handle, -1);
@@ -301,6 +302,6 @@ int CTVLClientSmbOpr::MetTableDamage() const {
 
 // Closes the tables of this connection, since the engine may stay loaded for another one. The entries remain
 // with invalid handles.
-void CTVLClientSmbOpr::CloseTables() {
-  for (int i = 0; i < ctOpenedCount; ++i) CCtreeFile::CloseHandle(ctOpenedFiles[i].handle);
+void CTVLClientSmbOpr::State::CloseTables() {
+  for (int i = 0; i < opr.ctOpenedCount; ++i) CCtreeFile::CloseHandle(opr.ctOpenedFiles[i].handle);
 }

@@ -47,4 +47,3 @@ install(FILES
 file(RELATIVE_PATH TVL_PREFIX_FROM_PC "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
 configure_file(${PROJECT_SOURCE_DIR}/cmake/tvlclient.pc.in ${PROJECT_BINARY_DIR}/tvlclient.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/tvlclient.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
-install(FILES ${PROJECT_SOURCE_DIR}/man/tvlserver.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)

@@ -58,8 +58,8 @@ need_packages() {
 }
 
 BUILD_PACKAGES=(g++ cmake ninja-build pkg-config zlib1g-dev libsqlite3-dev libcli11-dev libasio-dev nlohmann-json3-dev
-  libcpp-httplib-dev)
-TEST_PACKAGES=("${BUILD_PACKAGES[@]}" libgtest-dev libbenchmark-dev clang-format abigail-tools)
+  libcpp-httplib-dev scdoc)
+TEST_PACKAGES=("${BUILD_PACKAGES[@]}" libgtest-dev libbenchmark-dev clang-format abigail-tools groff-base)
 
 # Configures a preset. More options may follow its name.
 configure() {

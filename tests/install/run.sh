@@ -25,6 +25,8 @@ library=$(find "$prefix" -name libtvlclient.so.1)
 pkg_config_file=$(find "$prefix" -name tvlclient.pc)
 export LD_LIBRARY_PATH=${library%/*} PKG_CONFIG_PATH=${pkg_config_file%/*}
 
+command -v scdoc >/dev/null && ls "$prefix"/share/man/man1/tvl.1 "$prefix"/share/man/man[58]/tvl* >/dev/null
+
 "$prefix/bin/tvl" init store >init.log
 echo "kept in the store" >store/a.txt
 mkdir c_work cpp_work pkg_work

@@ -83,6 +83,6 @@ source_files() {
   if git rev-parse --is-inside-work-tree >/dev/null 2>&1; then
     git ls-files --cached --others --exclude-standard -- '*.h' '*.cpp' '*.c' | sort
   else
-    find include src tests bench fuzz -name '*.h' -o -name '*.cpp' -o -name '*.c' | sort
+    find include src tests bench fuzz examples -name '*.h' -o -name '*.cpp' -o -name '*.c' | sort
   fi
 }

@@ -69,7 +69,8 @@ int CountFailures(const CTVLClientSmbOpr& store, int entries) {
     const char* path = "";
     if (store.SyncPlanResult(i, &code) == 0 || code == TVL_OK) continue;
     store.SyncPlanFailure(i, &error, &path);
-    std::fprintf(stderr, "%s: %s: %s\n", Shown(path).c_str(), TVLFormatError(code).GetString(), std::strerror(error));
+    std::fprintf(stderr, "%s: %s: %s\n", Shown(path).c_str(), TVLFormatError(code).GetString(),
+                 std::strerror(error));
     ++failures;
   }
   return failures;

@@ -1,15 +1,21 @@
 #include "server/access.h"
 
+#include <fcntl.h>
+
 #include <algorithm>
-#include <fstream>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
+#include "host/descriptor.h"
+#include "host/read_all.h"
+#include "host/system_calls.h"
 #include "server/names.h"
 
 namespace tvl::server {
 namespace {
 
+constexpr std::size_t kLargestList = 16U << 20U;
 constexpr std::string_view kBlanks = " \t\r";
 constexpr unsigned int kMappedBits = 96;  // of an IPv6 address, before the mapped IPv4 address
 
@@ -23,10 +29,10 @@ bool EqualInConstantTime(std::string_view given, std::string_view expected) {
   return difference == 0;
 }
 
-std::string Trimmed(const std::string& line) {
+std::string Trimmed(std::string_view line) {
   const std::size_t first = line.find_first_not_of(kBlanks);
-  if (first == std::string::npos) return {};
-  return line.substr(first, line.find_last_not_of(kBlanks) - first + 1);
+  if (first == std::string_view::npos) return {};
+  return std::string(line.substr(first, line.find_last_not_of(kBlanks) - first + 1));
 }
 
 Right RightNamed(std::string_view word) {
@@ -34,17 +40,27 @@ Right RightNamed(std::string_view word) {
   return word == "read" ? Right::kRead : Right::kNone;
 }
 
+std::string ReadList(const std::string& path, const char* what) {
+  std::string contents;
+  const Descriptor file(System().open(path.c_str(), O_RDONLY | O_CLOEXEC, 0));
+  const int problem = file.IsOpen() ? ReadAll(file.Get(), contents, kLargestList) : errno;
+  if (problem == 0) return contents;
+  throw std::runtime_error(std::string(what) + " cannot be read: " + path + ": " +
+                           std::generic_category().message(problem));
+}
+
 // Calls `take` with each line of a file and its number, without blanks at both ends. Skips empty lines and
 // comments.
 template <typename Take>
 void ForEachLine(const std::string& path, const char* what, Take take) {
-  std::ifstream file(path);
-  std::string line;
-  for (int number = 1; std::getline(file, line); ++number) {
-    line = Trimmed(line);
-    if (!line.empty() && line[0] != '#') take(line, number);
+  const std::string contents = ReadList(path, what);
+  std::string_view rest = contents;
+  for (int number = 1; !rest.empty(); ++number) {
+    const std::string_view line = rest.substr(0, rest.find('\n'));
+    rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+    const std::string trimmed = Trimmed(line);
+    if (!trimmed.empty() && trimmed[0] != '#') take(trimmed, number);
   }
-  if (!file.eof()) throw std::runtime_error(std::string(what) + " cannot be read: " + path);
 }
 
 }  // namespace

@@ -9,7 +9,7 @@ namespace tvl::server {
 class PortFile {
  public:
   // Writes the file atomically, so that a process that waits for it always finds the number in it. Throws
-  // std::runtime_error if it cannot be written.
+  // std::system_error if it cannot be written.
   PortFile(std::string path, unsigned int port);
 
   // Keeps the file if another server has written it in the meantime.

@@ -8,7 +8,7 @@
 #include <limits>
 #include <string_view>
 
-#include "host/system_calls.h"
+#include "host/read_all.h"
 #include "platform/last_error.h"
 #include "platform/posix/ini_contents.h"
 #include "platform/posix/open_file.h"
@@ -79,14 +79,7 @@ class FileForOneCall : public tvl::IniFile {
 namespace tvl {
 
 int ReadIniContents(int descriptor, std::string& contents) {
-  char piece[16384];
-  for (;;) {
-    const ssize_t count = System().read(descriptor, piece, sizeof piece);
-    if (count == 0) return 0;
-    if (count < 0 && errno != EINTR) return errno;
-    if (count > 0) contents.append(piece, static_cast<std::size_t>(count));
-    if (contents.size() > kLargestFile) return EFBIG;
-  }
+  return ReadAll(descriptor, contents, kLargestFile);
 }
 
 int IniFile::Read(const char* path) {

@@ -326,6 +326,16 @@ std::vector<Row> BusyRows(const Place& place) {
   return bench::BusyRows(place.served.port);
 }
 
+std::vector<Row> StatusRows(const Place& place) {
+  const fs::path port_file = place.setting.folder / "status.port";
+  const bench::Served watched(place.setting.server, place.setting.folder / "watched",
+                              {"--status", "0", "--status-port-file", port_file.string()});
+  unsigned short status = 0;
+  std::ifstream(port_file) >> status;
+  for (const fs::path& root : {place.served.root, watched.root}) MakeFile(root / "busy", 4096);
+  return bench::StatusRows(place.served.port, watched.port, status);
+}
+
 std::vector<Row> IdleRows(const Place& place) {
   return bench::IdleRows(place.served.port, place.served.server.Pid());
 }
@@ -347,9 +357,9 @@ struct Group {
   std::vector<Row> (*rows)(const Place& place);
 };
 
-constexpr Group kGroups[] = {{"idle", IdleRows},     {"lock", LockRows},   {"crowd", CrowdRows},
-                             {"busy", BusyRows},     {"small", SmallRows}, {"relay", RelayRows},
-                             {"window", WindowRows}, {"big", BigRows}};
+constexpr Group kGroups[] = {{"idle", IdleRows},   {"lock", LockRows},     {"crowd", CrowdRows},
+                             {"busy", BusyRows},   {"status", StatusRows}, {"small", SmallRows},
+                             {"relay", RelayRows}, {"window", WindowRows}, {"big", BigRows}};
 
 bool Parse(int argc, char** argv, Setting& setting) {
   for (int i = 1; i + 1 < argc; i += 2) {
@@ -390,7 +400,7 @@ int main(int argc, char** argv) try {
   if (!Parse(argc, argv, setting)) {
     std::fputs(
         "usage: server_bench --server PROGRAM --dir FOLDER [--mib N] [--runs N] [--only "
-        "idle|lock|crowd|busy|small|relay|window|big]\n",
+        "idle|lock|crowd|busy|status|small|relay|window|big]\n",
         stderr);
     return 2;
   }

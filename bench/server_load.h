@@ -17,6 +17,10 @@ std::vector<Row> BusyRows(unsigned short port);
 // as the server and the limits of open files admit, 9,999 at most.
 std::vector<Row> IdleRows(unsigned short port, pid_t server);
 
+// What --status costs: gets of `busy` from a server without it, and from one with it and an open page. Prints
+// the gets per second of both.
+std::vector<Row> StatusRows(unsigned short without, unsigned short with, unsigned short status);
+
 // Raises this process's limit of open files, which its children inherit, as far as it may.
 void RaiseFileLimit();
 

@@ -242,7 +242,7 @@ int Enter(unsigned short port, const std::string& computer) {
   return server;
 }
 
-Served::Served(const std::string& program, const fs::path& folder)
+Served::Served(const std::string& program, const fs::path& folder, const std::vector<std::string>& options)
     : root(folder), config((folder / "tvl.ini").string()) {
   fs::create_directories(root / "tmp/locks");
   std::ofstream(config) << "[TavolisFileSystem]\nDocumentRoot=" << root.string() << "\nZipOnTransfert=0\n";
@@ -251,8 +251,10 @@ Served::Served(const std::string& program, const fs::path& folder)
     throw std::runtime_error("no lock table: vbctree.so must be next to this program");
   }
   const std::string port_file = (root / "port").string();
-  server = Child(StartServer({program, "--config", config, "--listen", "127.0.0.1:0", "--port-file",
-                              port_file, "--max-clients", "9999"}));
+  Command command = {program,       "--config", config,          "--listen", "127.0.0.1:0",
+                     "--port-file", port_file,  "--max-clients", "9999"};
+  command.insert(command.end(), options.begin(), options.end());
+  server = Child(StartServer(command));
   while (port == 0) {
     if (waitpid(server.Pid(), nullptr, WNOHANG) != 0) throw std::runtime_error("the server ended");
     std::this_thread::sleep_for(kStartPoll);

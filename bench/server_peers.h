@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 namespace bench {
 
@@ -26,7 +27,8 @@ class Child {
 
 // A store with a lock table, and a tvlserver that serves it.
 struct Served {
-  Served(const std::string& program, const std::filesystem::path& folder);
+  Served(const std::string& program, const std::filesystem::path& folder,
+         const std::vector<std::string>& options = {});
 
   std::filesystem::path root;
   std::string config;

@@ -21,6 +21,7 @@ if(TARGET tvlserver)
     ${PROJECT_BINARY_DIR}/tvlserver.service
     ${PROJECT_SOURCE_DIR}/packaging/tvlserver.socket
     ${PROJECT_SOURCE_DIR}/packaging/tvlserver-proxy.socket
+    ${PROJECT_SOURCE_DIR}/packaging/tvlserver-status.socket
     DESTINATION lib/systemd/system)
   install(FILES ${PROJECT_SOURCE_DIR}/packaging/tvlserver.sysusers DESTINATION lib/sysusers.d RENAME tvlserver.conf)
 endif()

@@ -68,9 +68,8 @@ std::string DescribePlan(const Options& options, CConfig& config) {
   plan += Line("compares", Compared(config.fileCompare));
   plan += Line("compresses", config.zipOnTransfert != 0 ? "yes" : "no");
   plan += Line("listens", Where(options.plain));
-  if (!options.status.port.empty()) plan += Line("status", Where(options.status));
-  if (!options.proxy.port.empty() || !options.proxy.sockets.empty())
-    plan += Line("for proxies", Where(options.proxy));
+  if (options.status.IsUsed()) plan += Line("status", Where(options.status));
+  if (options.proxy.IsUsed()) plan += Line("for proxies", Where(options.proxy));
   plan += Line("admits", sources.allow.empty() ? "any address" : Joined(sources.allow));
   plan += Line("tags", sources.tags.empty() ? "any" : "those in " + sources.tags);
   if (options.user_from_certificate || !sources.users.empty()) {

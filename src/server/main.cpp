@@ -29,7 +29,7 @@ void LoadConfiguration(const Options& options, CConfig& config) {
 }
 
 void FitClients(Options& options, Log& log) {
-  const std::size_t others = options.status.port.empty() ? 0 : StatusServer::kOpenFiles;
+  const std::size_t others = options.status.IsUsed() ? StatusServer::kOpenFiles : 0;
   const std::size_t fitting = MakeRoomForClients(options.max_clients, others);
   if (fitting == options.max_clients) return;
   options.max_clients = fitting;
@@ -52,7 +52,7 @@ void Serve(Options& options) {
     log.Write({.what = "tidy", .note = "removed " + std::to_string(removed) + " unfinished puts"});
   }
   std::optional<StatusServer> status;
-  if (!options.status.port.empty()) status.emplace(service);
+  if (options.status.IsUsed()) status.emplace(service);
   Server server(service);
   server.Listen();
   server.Run();

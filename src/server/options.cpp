@@ -169,7 +169,7 @@ std::chrono::milliseconds Milliseconds(double seconds) {
   return std::chrono::milliseconds(static_cast<std::int64_t>(seconds * kMillisecondsPerSecond));
 }
 
-// Sockets are told apart by the names that their units give them.
+// Sockets are distinguished by the names in their units.
 void TakePassedSockets(const Words& words, Options& options) {
   const struct {
     const char* name;
@@ -177,17 +177,20 @@ void TakePassedSockets(const Words& words, Options& options) {
     const std::string& text;
     ListenAddress& address;
   } places[] = {{"listen", "--listen", words.listen, options.plain},
-                {"proxy", "--listen-proxy", words.listen_proxy, options.proxy}};
+                {"proxy", "--listen-proxy", words.listen_proxy, options.proxy},
+                {"status", "--status", words.status, options.status}};
   for (const PassedSocket& passed : FindPassedSockets()) {
     const auto* place = std::find_if(std::begin(places), std::end(places),
                                      [&](const auto& candidate) { return candidate.name == passed.name; });
     if (place == std::end(places))
       throw std::runtime_error("passed socket \"" + passed.name +
-                               "\": FileDescriptorName= must be \"listen\" or \"proxy\"");
+                               "\": FileDescriptorName= must be \"listen\", \"proxy\" or \"status\"");
     if (!place->text.empty())
       throw std::runtime_error(std::string(place->option) + ": the service manager passes a socket for it");
     place->address.sockets.push_back(passed.number);
   }
+  if (options.status.sockets.size() > 1)
+    throw std::runtime_error("more than one passed socket is named \"status\"");
 }
 
 void TakeListeners(const Words& words, Options& options) {
@@ -195,7 +198,7 @@ void TakeListeners(const Words& words, Options& options) {
   SplitAddress("--listen", words.listen, options.plain);
   SplitAddress("--status", words.status, options.status);
   if (options.status.port.empty() && !words.status.empty()) throw Wrong("--status", words.status);
-  if (options.status.port.empty() && !options.status.port_file.empty())
+  if (!options.status.IsUsed() && !options.status.port_file.empty())
     throw std::runtime_error("--status-port-file needs --status");
   for (const std::string& network : words.proxy_from) options.proxy_from.Add(network);
   if (words.listen_proxy.empty() && options.proxy.sockets.empty()) {

@@ -14,6 +14,8 @@ namespace tvl::server {
 
 // An address to listen on. Without a port or sockets, the server does not listen.
 struct ListenAddress {
+  [[nodiscard]] bool IsUsed() const { return !port.empty() || !sockets.empty(); }
+
   std::string host;
   std::string port;
   std::string port_file;     // file for the port number; empty for none
@@ -24,8 +26,8 @@ struct ListenAddress {
 struct Options {
   std::string config;
   ListenAddress plain = {"127.0.0.1", "7440", {}, {}};
-  ListenAddress proxy = {"127.0.0.1", "", {}, {}};   // for connections from a proxy; no port means none
-  ListenAddress status = {"127.0.0.1", "", {}, {}};  // for status requests; no port means none
+  ListenAddress proxy = {"127.0.0.1", "", {}, {}};   // for connections from a proxy
+  ListenAddress status = {"127.0.0.1", "", {}, {}};  // for status requests
   AllowedAddresses proxy_from;
   bool user_from_certificate = false;
   std::size_t max_clients = 1024;

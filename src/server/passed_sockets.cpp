@@ -54,4 +54,12 @@ std::vector<PassedSocket> FindPassedSockets() {
   return sockets;
 }
 
+asio::ip::tcp::endpoint EndpointOf(int socket) {
+  asio::ip::tcp::endpoint endpoint;
+  auto size = static_cast<socklen_t>(endpoint.capacity());
+  getsockname(socket, endpoint.data(), &size);
+  endpoint.resize(size);
+  return endpoint;
+}
+
 }  // namespace tvl::server

@@ -1,6 +1,7 @@
 #ifndef TVL_SERVER_PASSED_SOCKETS_H
 #define TVL_SERVER_PASSED_SOCKETS_H
 
+#include <asio/ip/tcp.hpp>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,9 @@ struct PassedSocket {
 // another process. Throws std::runtime_error if one of them is not a listening TCP socket, or if the
 // description is malformed.
 [[nodiscard]] std::vector<PassedSocket> FindPassedSockets();
+
+// The address on which a socket listens.
+[[nodiscard]] asio::ip::tcp::endpoint EndpointOf(int socket);
 
 }  // namespace tvl::server
 

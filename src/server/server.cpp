@@ -1,7 +1,5 @@
 #include "server/server.h"
 
-#include <sys/socket.h>
-
 #include <asio/co_spawn.hpp>
 #include <asio/redirect_error.hpp>
 #include <asio/use_awaitable.hpp>
@@ -10,6 +8,8 @@
 #include <cstdlib>
 #include <stdexcept>
 #include <system_error>
+
+#include "server/passed_sockets.h"
 
 namespace tvl::server {
 namespace {
@@ -81,12 +81,10 @@ unsigned int Server::ListenOn(const ListenAddress& address, Session::Entrance en
 unsigned int Server::TakeOver(const std::vector<int>& sockets, Session::Entrance entrance) {
   const std::size_t before = listeners_.size();
   for (const int number : sockets) {
-    sockaddr_storage address = {};
-    socklen_t size = sizeof address;
-    getsockname(number, reinterpret_cast<sockaddr*>(&address), &size);
+    const tcp::endpoint endpoint = EndpointOf(number);
+    CheckCertificatesAreSafe(endpoint, entrance);
     auto listener = std::make_unique<Listener>(Listener{Acceptor(context_), entrance});
-    listener->acceptor.assign(address.ss_family == AF_INET6 ? tcp::v6() : tcp::v4(), number);
-    CheckCertificatesAreSafe(listener->acceptor.local_endpoint(), entrance);
+    listener->acceptor.assign(endpoint.protocol(), number);
     AddListener(std::move(listener));
   }
   return listeners_[before]->acceptor.local_endpoint().port();

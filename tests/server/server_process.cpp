@@ -18,17 +18,16 @@ bool WaitFor(const Condition& condition) {
 
 // Logs to a file, because a pipe that nobody reads would fill up and block the server.
 ProcessStart Start(const std::string& log, std::string before, const ServedStore& store,
-                   std::vector<std::string> options, int listener) {
-  if (listener < 0) {
+                   std::vector<std::string> options, const PassedSocket& passed) {
+  if (passed.number < 0 || passed.name != "listen") {
     options.insert(options.begin(), {"--listen", "127.0.0.1:0"});
-  } else {
-    before += "; export LISTEN_PID=$$ LISTEN_FDS=1 LISTEN_FDNAMES=listen";
   }
+  if (passed.number >= 0) before += "; export LISTEN_PID=$$ LISTEN_FDS=1 LISTEN_FDNAMES=" + passed.name;
   ProcessStart start = {{"/bin/sh", "-c", "exec 2>\"$0\"; echo $$ >&2; " + before + "; exec \"$@\"", log,
                          TVL_SERVER_PROGRAM, "--config", store.Path("tvl.ini"), "--port-file",
                          log + ".port"}};
   start.command.insert(start.command.end(), options.begin(), options.end());
-  start.passed = listener;
+  start.passed = passed.number;
   return start;
 }
 
@@ -56,8 +55,8 @@ std::vector<std::string> ServedStore::Files() const {
 }
 
 ServerProcess::ServerProcess(const ServedStore& store, const std::vector<std::string>& options,
-                             const std::string& before, int listener)
-    : process_(Start(folder_.Host("log"), before, store, options, listener)) {
+                             const std::string& before, const PassedSocket& passed)
+    : process_(Start(folder_.Host("log"), before, store, options, passed)) {
   const auto written = [this] { return !folder_.Read("log.port").empty(); };
   if (!WaitFor(written)) throw std::runtime_error("the server does not listen: " + Log());
   pid_ = std::stoi(Log());

@@ -33,13 +33,19 @@ struct ServedStore {
   Store store;
 };
 
+// A listening socket that a server is passed, and its name there.
+struct PassedSocket {
+  int number = -1;  // none
+  std::string name = "listen";
+};
+
 // A running tvlserver. It is killed with this object if it is still running.
 class ServerProcess {
  public:
   // `before` contains shell commands to run before the server.
-  // `listener` is a listening socket that the server is passed, in place of an address to listen on.
+  // `passed` replaces the address to listen on, unless it has another name.
   explicit ServerProcess(const ServedStore& store, const std::vector<std::string>& options = {},
-                         const std::string& before = ":", int listener = -1);
+                         const std::string& before = ":", const PassedSocket& passed = {});
 
   [[nodiscard]] unsigned short Port() const { return port_; }
   [[nodiscard]] int Pid() const { return pid_; }

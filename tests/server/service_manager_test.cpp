@@ -13,6 +13,7 @@
 #include <regex>
 #include <thread>
 
+#include "server/passed_sockets.h"
 #include "server/server_process.h"
 
 // The server under a service manager, which the tests play.
@@ -135,6 +136,7 @@ class PassedListener {
       throw std::runtime_error("no listening socket");
   }
   [[nodiscard]] int Number() const { return socket_.Get(); }
+  [[nodiscard]] unsigned short Port() const { return tvl::server::EndpointOf(socket_.Get()).port(); }
 
  private:
   Descriptor socket_;
@@ -186,7 +188,7 @@ TEST(PassedSockets, KeepARestartFromRefusingConnections) {
   const ServedStore store;
   const PassedListener listener;
   std::optional<ServerProcess> server;
-  server.emplace(store, std::vector<string>(), ":", listener.Number());
+  server.emplace(store, std::vector<string>(), ":", PassedSocket{listener.Number()});
   const unsigned short port = server->Port();
   const Load load(port);
   for (const int signal : {SIGTERM, SIGKILL, SIGTERM}) {
@@ -194,13 +196,34 @@ TEST(PassedSockets, KeepARestartFromRefusingConnections) {
     server->Signal(signal);
     server->Wait();
     const RawClient early(port);  // connected to nobody yet
-    server.emplace(store, std::vector<string>(), ":", listener.Number());
+    server.emplace(store, std::vector<string>(), ":", PassedSocket{listener.Number()});
     EXPECT_EQ(server->Port(), port);
     early.Send(RawClient::HandshakeBytes({"pc2"}));
     EXPECT_TRUE(early.Receive().starts_with(kAccepted));
   }
   load.AwaitServed(50);
   EXPECT_EQ(load.Refused(), 0);
+}
+
+TEST(PassedSockets, ServeTheStatusAcrossRestarts) {
+  const ServedStore store;
+  const PassedListener listener;
+  std::optional<RawClient> early;
+  for (const int signal : {SIGTERM, SIGKILL, SIGTERM}) {
+    ServerProcess server(store, {"--status-port-file", store.folder.Host("status")}, ":",
+                         {listener.Number(), "status"});
+    EXPECT_EQ(store.folder.Read("status"), std::to_string(listener.Port()) + "\n");
+    if (early) {
+      EXPECT_EQ(early->ReceiveBytes(12), "HTTP/1.1 200");
+    }
+    const RawClient stream(listener.Port());
+    stream.Send("GET /events HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    EXPECT_EQ(stream.ReceiveBytes(12), "HTTP/1.1 200");
+    server.Signal(signal);
+    EXPECT_EQ(server.Wait(), signal == SIGTERM ? 0 : 128 + signal);
+    early.emplace(listener.Port());  // no server yet
+    early->Send("GET /metrics HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n");
+  }
 }
 
 TEST(PassedSockets, AreRefusedWhereTheyCannotBeUsed) {
@@ -211,10 +234,9 @@ TEST(PassedSockets, AreRefusedWhereTheyCannotBeUsed) {
     const char* environment;
     int passed;
     const char* options;
-    const char* told;
+    const char* message;
   } rows[] = {
-      {"LISTEN_FDS=1 LISTEN_FDNAMES=status", listener.Number(), "",
-       "\"status\": FileDescriptorName= must be"},
+      {"LISTEN_FDS=1 LISTEN_FDNAMES=web", listener.Number(), "", "\"web\": FileDescriptorName= must be"},
       {"LISTEN_FDS=1", listener.Number(), "", "\"\": FileDescriptorName= must be"},
       {"LISTEN_FDS=2 LISTEN_FDNAMES=listen:x", listener.Number(), "", "\"x\", descriptor 4: not a listening"},
       {"LISTEN_FDS=1 LISTEN_FDNAMES=listen", other.Get(), "", "not a listening TCP socket"},
@@ -223,6 +245,8 @@ TEST(PassedSockets, AreRefusedWhereTheyCannotBeUsed) {
       {"LISTEN_FDS=99999", listener.Number(), "", "LISTEN_FDS is not a number"},
       {"LISTEN_FDS=1 LISTEN_FDNAMES=listen", listener.Number(), "--listen=:0",
        "--listen: the service manager"},
+      {"LISTEN_FDS=1 LISTEN_FDNAMES=status", listener.Number(), "--status=0",
+       "--status: the service manager"},
       {"LISTEN_FDS=1 LISTEN_FDNAMES=proxy", listener.Number(), "", "--listen-proxy needs --proxy-from"},
   };
   for (const auto& row : rows) {
@@ -233,24 +257,30 @@ TEST(PassedSockets, AreRefusedWhereTheyCannotBeUsed) {
     start.passed = row.passed;
     const ProcessResult result = RunProcess(start);
     EXPECT_EQ(result.exit, 2) << row.environment;
-    EXPECT_NE(result.err.find(row.told), string::npos) << result.err;
+    EXPECT_NE(result.err.find(row.message), string::npos) << result.err;
   }
 }
 
-TEST(PassedSockets, AreListedByTheCheckAndMayBeTheProxys) {
+TEST(PassedSockets, AreListedByTheCheck) {
   const ServedStore store;
   const PassedListener listener;
-  ProcessStart start = {
-      {"/bin/sh", "-c",
-       "export LISTEN_PID=$$ LISTEN_FDS=1 LISTEN_FDNAMES=proxy; exec \"$0\" --config \"$1\" "
-       "--proxy-from 127.0.0.1 --check",
-       TVL_SERVER_PROGRAM, store.Path("tvl.ini")}};
-  start.passed = listener.Number();
-  const ProcessResult result = RunProcess(start);
-  EXPECT_EQ(result.exit, 0) << result.err;
-  EXPECT_NE(result.out.find("listens:      nowhere\nfor proxies:  1 from the service manager\n"),
-            string::npos)
-      << result.out;
+  const struct {
+    string name, option, listed;
+  } rows[] = {
+      {"proxy", "--proxy-from=127.0.0.1",
+       "listens:      nowhere\nfor proxies:  1 from the service manager\n"},
+      {"status", "--listen=:7440", "7440\nstatus:       1 from the service manager\n"},
+  };
+  for (const auto& row : rows) {
+    ProcessStart start = {
+        {"/bin/sh", "-c",
+         "export LISTEN_PID=$$ LISTEN_FDS=1 LISTEN_FDNAMES=" + row.name + "; exec \"$0\" --check \"$@\"",
+         TVL_SERVER_PROGRAM, "--config", store.Path("tvl.ini"), row.option}};
+    start.passed = listener.Number();
+    const ProcessResult result = RunProcess(start);
+    EXPECT_EQ(result.exit, 0) << result.err;
+    EXPECT_NE(result.out.find(row.listed), string::npos) << result.out;
+  }
 }
 
 }  // namespace

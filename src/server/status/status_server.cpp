@@ -10,10 +10,12 @@
 #include <string>
 #include <thread>
 
+#include "server/passed_sockets.h"
 #include "server/port_file.h"
 #include "server/status/connection_queue.h"
 #include "server/status/event_streams.h"
 #include "server/status/host_guard.h"
+#include "server/status/http_server.h"
 #include "server/status/metrics_page.h"
 #include "server/status/page_files.h"
 #include "server/status/patient_thread.h"
@@ -60,6 +62,15 @@ void SetUpSocket(int socket) {
   setsockopt(socket, IPPROTO_TCP, TCP_DEFER_ACCEPT, &silence, sizeof silence);
 }
 
+// The address of a passed socket, as if it were listened on by an option.
+ListenAddress WithAddressOfSocket(ListenAddress address) {
+  if (address.sockets.empty()) return address;
+  const asio::ip::tcp::endpoint endpoint = EndpointOf(address.sockets.front());
+  address.host = endpoint.address().to_string();
+  address.port = std::to_string(endpoint.port());
+  return address;
+}
+
 }  // namespace
 
 class StatusServer::Pages {
@@ -71,18 +82,20 @@ class StatusServer::Pages {
 
  private:
   void SetUp();
-  void Listen(const ListenAddress& address);
+  [[nodiscard]] int Bind();
+  void Listen();
   [[nodiscard]] bool IsRefused(const Request& request, Response& response) const;
   void AnswerHealth(Response& response);
   void AnswerEvents(Response& response);
   bool SendEvent(httplib::DataSink& sink);
 
   const Service& service_;
+  const ListenAddress address_;
   const HostGuard guard_;
   StoreProbe probe_;
   StatusFeed feed_;
   EventStreams streams_;
-  httplib::Server http_;
+  HttpServer http_;
   int socket_ = -1;  // that of http_
   std::optional<PortFile> port_file_;
   std::optional<PatientThread> thread_;
@@ -90,11 +103,12 @@ class StatusServer::Pages {
 
 StatusServer::Pages::Pages(const Service& service)
     : service_(service),
-      guard_(service.options.status.host),
+      address_(WithAddressOfSocket(service.options.status)),
+      guard_(address_.host),
       probe_(service.root, service.config),
       feed_(service, probe_) {
   SetUp();
-  Listen(service.options.status);
+  Listen();
 }
 
 void StatusServer::Pages::SetUp() {
@@ -138,27 +152,38 @@ void StatusServer::Pages::SetUp() {
   }
 }
 
-void StatusServer::Pages::Listen(const ListenAddress& address) {
-  const int wanted = std::stoi(address.port);
-  const bool bound = wanted == 0 || http_.bind_to_port(address.host, wanted);
-  const int port = wanted == 0 ? http_.bind_to_any_port(address.host) : wanted;
+// Returns the number of the port.
+int StatusServer::Pages::Bind() {
+  const int wanted = std::stoi(address_.port);
+  if (!address_.sockets.empty()) {
+    SetUpSocket(address_.sockets.front());
+    http_.Adopt(address_.sockets.front());
+    return wanted;
+  }
+  const bool bound = wanted == 0 || http_.bind_to_port(address_.host, wanted);
+  const int port = wanted == 0 ? http_.bind_to_any_port(address_.host) : wanted;
   if (!bound || port <= 0) {
-    throw std::runtime_error("cannot listen for status requests on " + address.host + ", port " +
-                             address.port);
+    throw std::runtime_error("cannot listen for status requests on " + address_.host + ", port " +
+                             address_.port);
   }
   listen(socket_, kBacklog);  // the library's backlog is short, and silent connections are in it
+  return port;
+}
+
+void StatusServer::Pages::Listen() {
+  const int port = Bind();
   thread_.emplace([this] { http_.listen_after_bind(); });
   // A stop before that would be lost.
   while (!http_.is_running()) std::this_thread::yield();
-  if (!address.port_file.empty()) port_file_.emplace(address.port_file, port);
-  service_.log.Write({.what = "listen for status", .note = address.host + ":" + std::to_string(port)});
+  if (!address_.port_file.empty()) port_file_.emplace(address_.port_file, port);
+  service_.log.Write({.what = "listen for status", .note = address_.host + ":" + std::to_string(port)});
 }
 
 StatusServer::Pages::~Pages() {
   port_file_.reset();
   streams_.Stop();
   probe_.Stop();
-  http_.stop();
+  http_.Stop();
   if (thread_->EndsWithin(kUntilForced) && probe_.EndsWithin(kUntilForced)) return;
   service_.log.Write(
       {.what = "stop", .level = Level::kError, .note = "the status pages could not be stopped"});

@@ -99,7 +99,7 @@ std::vector<int> EnterAll(unsigned short port) {
       SendHandshake(coming.back(), "pc" + std::to_string(clients.size() + coming.size()));
     }
     for (const int client : coming) {
-      const bool accepted = ReceivePacket(client).starts_with("TVL\t0\t");
+      const bool accepted = IsWelcome(ReceivePacket(client));
       if (accepted) clients.push_back(client);
       if (!accepted) close(client);
       full = full || !accepted;

@@ -235,10 +235,14 @@ void SendHandshake(int server, const std::string& computer) {
   SendAll(server, hello.data(), hello.size());
 }
 
+bool IsWelcome(const std::string& reply) {
+  return reply.substr(std::min(reply.find('\t'), reply.size())).starts_with("\t0\t");
+}
+
 int Enter(unsigned short port, const std::string& computer) {
   const int server = ConnectTo(port);
   SendHandshake(server, computer);
-  if (!ReceivePacket(server).starts_with("TVL\t0\t")) throw std::runtime_error("no welcome");
+  if (!IsWelcome(ReceivePacket(server))) throw std::runtime_error("no welcome");
   return server;
 }
 
@@ -251,8 +255,8 @@ Served::Served(const std::string& program, const fs::path& folder, const std::ve
     throw std::runtime_error("no lock table: vbctree.so must be next to this program");
   }
   const std::string port_file = (root / "port").string();
-  Command command = {program,       "--config", config,          "--listen", "127.0.0.1:0",
-                     "--port-file", port_file,  "--max-clients", "9999"};
+  std::vector<std::string> command = {program,       "--config", config,          "--listen", "127.0.0.1:0",
+                                      "--port-file", port_file,  "--max-clients", "9999"};
   command.insert(command.end(), options.begin(), options.end());
   server = Child(StartServer(command));
   while (port == 0) {

@@ -66,6 +66,9 @@ std::string ReceivePacket(int server);
 // The handshake of a client on a computer of that name.
 void SendHandshake(int server, const std::string& computer);
 
+// Returns true for the answer to a handshake that was accepted.
+bool IsWelcome(const std::string& reply);
+
 // Connects as such a client and waits until it is accepted.
 int Enter(unsigned short port, const std::string& computer);
 

@@ -333,7 +333,8 @@ std::vector<Row> StatusRows(const Place& place) {
   unsigned short status = 0;
   std::ifstream(port_file) >> status;
   for (const fs::path& root : {place.served.root, watched.root}) MakeFile(root / "busy", 4096);
-  return bench::StatusRows(place.served.port, watched.port, status);
+  return bench::StatusRows({place.served.port, place.served.server.Pid()},
+                           {watched.port, watched.server.Pid()}, status);
 }
 
 std::vector<Row> IdleRows(const Place& place) {

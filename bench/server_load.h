@@ -17,9 +17,15 @@ std::vector<Row> BusyRows(unsigned short port);
 // as the server and the limits of open files admit, 9,999 at most.
 std::vector<Row> IdleRows(unsigned short port, pid_t server);
 
+// A server to measure.
+struct Measured {
+  unsigned short port;
+  pid_t server;
+};
+
 // What --status costs: gets of `busy` from a server without it, and from one with it and an open page. Prints
 // the gets per second of both.
-std::vector<Row> StatusRows(unsigned short without, unsigned short with, unsigned short status);
+std::vector<Row> StatusRows(const Measured& without, const Measured& with, unsigned short status);
 
 // Raises this process's limit of open files, which its children inherit, as far as it may.
 void RaiseFileLimit();

@@ -31,7 +31,7 @@ ExitStatus Report::Print(const Options& options, const std::string& folder) cons
   if (options.json) {
     JsonObject document;
     document.Text("command", "doctor").Text("folder", folder).Array("checks", documents_);
-    console.Out(document.Number("exit", status_).Line());
+    console.Out(document.Number("exit", static_cast<int>(status_)).Line());
     return status_;
   }
   if (!options.quiet) {

@@ -68,7 +68,7 @@ ExitStatus ReportStop(const Invocation& invocation, const std::string& subject, 
   document.Text("command", invocation.command);
   if (!subject.empty()) document.Text("subject", subject);
   AddFailure(failure, document);
-  document.Number("exit", failure.exit);
+  document.Number("exit", static_cast<int>(failure.exit));
   std::fputs((document.Line() + "\n").c_str(), stdout);
   return failure.exit;
 }

@@ -98,7 +98,7 @@ ExitStatus ReportEnd(const Options& options, const LockRequest& request, const F
   if (HasDocuments(options, request)) {
     JsonObject document;
     AddFailure(failure, document.Text("command", "lock").Text("object", request.object));
-    console.Out(document.Number("exit", failure.exit).Line());
+    console.Out(document.Number("exit", static_cast<int>(failure.exit)).Line());
   }
   console.Err("tvl: lock: " + Printable(request.object + ": " + failure.Message()));
   return failure.exit;

@@ -1,103 +1,69 @@
 #include "cli/output/json.h"
 
 #include <array>
+#include <cstdio>
 
 #include "cli/output/text.h"
 
 namespace tvl::cli {
 namespace {
 
-constexpr std::string_view kHexDigits = "0123456789abcdef";
-
-struct Escape {
-  char character;
-  std::string_view text;
-};
-constexpr std::array<Escape, 5> kEscapes = {
-    {{'"', "\\\""}, {'\\', "\\\\"}, {'\n', "\\n"}, {'\r', "\\r"}, {'\t', "\\t"}}};
-
 std::string Hex(std::string_view bytes) {
+  constexpr std::string_view kDigits = "0123456789abcdef";
   std::string text;
   for (const char character : bytes) {
     const auto byte = static_cast<unsigned char>(character);
-    text += kHexDigits[byte >> 4U];
-    text += kHexDigits[byte & 0x0FU];
+    text += kDigits[byte >> 4U];
+    text += kDigits[byte & 0x0FU];
   }
   return text;
 }
 
-std::string EscapedCharacter(std::string_view character) {
-  for (const Escape& escape : kEscapes) {
-    if (character.front() == escape.character) return std::string(escape.text);
-  }
-  const char32_t code_point = CodePointOf(character);
-  if (!IsControl(code_point)) return std::string(character);
-  const std::array<char, 2> bytes = {static_cast<char>(code_point >> 8U), static_cast<char>(code_point)};
-  return "\\u" + Hex({bytes.data(), bytes.size()});
-}
-
-// Formats `value` as a JSON string. Sets `whole` to false if it is not valid UTF-8.
-std::string Quoted(std::string_view value, bool& whole) {
-  std::string text = "\"";
-  while (!value.empty()) {
-    const std::size_t length = Utf8Length(value);
-    if (length == 0) {
-      text += "\xEF\xBF\xBD";
-      whole = false;
-    } else {
-      text += EscapedCharacter(value.substr(0, length));
+// The JSON library escapes only the characters below U+0020. The other control characters can occur only
+// inside strings.
+std::string WithControlsEscaped(std::string_view line) {
+  std::string escaped;
+  while (!line.empty()) {
+    const std::string_view character = FirstCharacter(line);
+    line.remove_prefix(character.size());
+    const char32_t code_point = CodePointOf(character);
+    if (!IsControl(code_point)) {
+      escaped += character;
+      continue;
     }
-    value.remove_prefix(length == 0 ? 1 : length);
+    std::array<char, 8> text = {};
+    std::snprintf(text.data(), text.size(), "\\u%04x", static_cast<unsigned int>(code_point));
+    escaped += text.data();
   }
-  return text + "\"";
+  return escaped;
 }
 
 }  // namespace
 
-void JsonObject::Key(std::string_view key) {
-  if (!members_.empty()) members_ += ",";
-  members_ += "\"";
-  members_ += key;
-  members_ += "\":";
-}
-
 JsonObject& JsonObject::Text(std::string_view key, std::string_view value) {
-  bool whole = true;
-  Key(key);
-  members_ += Quoted(value, whole);
-  if (whole) return *this;
-  Key(std::string(key) + "_hex");
-  members_ += "\"" + Hex(value) + "\"";
-  return *this;
-}
-
-JsonObject& JsonObject::Number(std::string_view key, std::int64_t value) {
-  Key(key);
-  members_ += std::to_string(value);
+  members_[std::string(key)] = value;
+  if (!IsUtf8(value)) members_[std::string(key) + "_hex"] = Hex(value);
   return *this;
 }
 
 JsonObject& JsonObject::Flag(std::string_view key, bool value) {
-  Key(key);
-  members_ += value ? "true" : "false";
+  members_[std::string(key)] = value;
   return *this;
 }
 
 JsonObject& JsonObject::Object(std::string_view key, const JsonObject& value) {
-  Key(key);
-  members_ += value.Line();
+  members_[std::string(key)] = value.members_;
   return *this;
 }
 
 JsonObject& JsonObject::Array(std::string_view key, const std::vector<JsonObject>& values) {
-  Key(key);
-  members_ += "[";
-  for (std::size_t at = 0; at < values.size(); ++at) {
-    if (at > 0) members_ += ",";
-    members_ += values[at].Line();
-  }
-  members_ += "]";
+  auto& array = members_[std::string(key)] = nlohmann::ordered_json::array();
+  for (const JsonObject& value : values) array.push_back(value.members_);
   return *this;
+}
+
+std::string JsonObject::Line() const {
+  return WithControlsEscaped(members_.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
 }
 
 }  // namespace tvl::cli

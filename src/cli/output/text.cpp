@@ -45,11 +45,6 @@ struct CodePoints {
 constexpr CodePoints kControls[] = {{0x00, 0x1F},     {0x7F, 0x9F},     {0x61C, 0x61C},
                                     {0x200E, 0x200F}, {0x2028, 0x202E}, {0x2066, 0x2069}};
 
-// Returns the first character of `text`, or one byte if that does not begin a character.
-std::string_view FirstCharacter(std::string_view text) {
-  return text.substr(0, std::max<std::size_t>(1, Utf8Length(text)));
-}
-
 // Asks the system in a UTF-8 locale. The program's own locale stays "C", in which patterns match any bytes.
 int SystemWidthOf(char32_t code_point) {
   static const locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
@@ -80,6 +75,19 @@ std::size_t Utf8Length(std::string_view bytes) {
     if (ByteAt(bytes, 0) >= lead.first && ByteAt(bytes, 0) <= lead.last) return CompleteLength(bytes, lead);
   }
   return 0;
+}
+
+bool IsUtf8(std::string_view text) {
+  while (!text.empty()) {
+    const std::size_t length = Utf8Length(text);
+    if (length == 0) return false;
+    text.remove_prefix(length);
+  }
+  return true;
+}
+
+std::string_view FirstCharacter(std::string_view text) {
+  return text.substr(0, std::max<std::size_t>(1, Utf8Length(text)));
 }
 
 std::string Utf8FromLatin1(std::string_view text) {

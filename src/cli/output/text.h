@@ -10,6 +10,10 @@ namespace tvl::cli {
 
 // Returns the length of the UTF-8 character at the start of `bytes`; 0 if there is none.
 [[nodiscard]] std::size_t Utf8Length(std::string_view bytes);
+[[nodiscard]] bool IsUtf8(std::string_view text);
+
+// Returns the first character of `text`, or one byte if that does not begin a character.
+[[nodiscard]] std::string_view FirstCharacter(std::string_view text);
 
 [[nodiscard]] std::string Utf8FromLatin1(std::string_view text);
 

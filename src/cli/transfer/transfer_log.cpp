@@ -99,7 +99,7 @@ void TransferLog::ReportDocument(const NamePair& names, const std::string& resul
   document.Text("command", words.command).Text(words.remote_key, names.remote);
   document.Text(words.local_key, names.local);
   document.Text("result", result);
-  if (size) document.Number("size", static_cast<std::int64_t>(*size));
+  if (size) document.Number("size", *size);
   if (failure != nullptr) AddFailure(*failure, document);
   console_.Out(document.Line());
 }
@@ -152,14 +152,14 @@ JsonObject TransferLog::SumDocument(ExitStatus status) const {
       std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start_);
   JsonObject sum;
   sum.Number(WordsOf(direction_).done, static_cast<std::int64_t>(transferred_));
-  if (direction_ != Direction::kCopy) sum.Number("same", static_cast<std::int64_t>(same_));
-  sum.Number("folders", static_cast<std::int64_t>(folders_));
-  sum.Number("skipped", static_cast<std::int64_t>(skipped_));
-  sum.Number("failed", static_cast<std::int64_t>(failed_));
-  sum.Number("bytes", static_cast<std::int64_t>(bytes_));
+  if (direction_ != Direction::kCopy) sum.Number("same", same_);
+  sum.Number("folders", folders_);
+  sum.Number("skipped", skipped_);
+  sum.Number("failed", failed_);
+  sum.Number("bytes", bytes_);
   sum.Number("milliseconds", time.count());
   sum.Flag("dry_run", options_.dry_run).Flag("interrupted", status == kInterrupted);
-  sum.Number("exit", status);
+  sum.Number("exit", static_cast<int>(status));
   return sum;
 }
 

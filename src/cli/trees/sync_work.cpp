@@ -104,9 +104,9 @@ void SyncWork::ReportPlan(bool removing) {
     for (const ActionWords& words : kWords) {
       const SyncSum& sum = plan_.Sum(words.action);
       JsonObject row;
-      row.Number("count", static_cast<std::int64_t>(sum.entries));
-      row.Number("files", static_cast<std::int64_t>(sum.files));
-      plan.Object(words.key, row.Number("bytes", static_cast<std::int64_t>(sum.bytes)));
+      row.Number("count", sum.entries);
+      row.Number("files", sum.files);
+      plan.Object(words.key, row.Number("bytes", sum.bytes));
     }
     console_.Out(
         JsonObject().Text("command", "sync").Object("plan", plan.Flag("delete_allowed", removing)).Line());
@@ -130,7 +130,7 @@ void SyncWork::Report(const SyncEntry& entry, const char* result, const char* wo
   if (options_.json) {
     JsonObject document;
     document.Text("command", "sync").Text("name", name).Text("result", result);
-    if (entry.files > 0) document.Number("size", static_cast<std::int64_t>(entry.bytes));
+    if (entry.files > 0) document.Number("size", entry.bytes);
     console_.Out(document.Line());
   } else if (!options_.quiet && (worth_a_line || options_.verbose)) {
     console_.Out(Printable(name) + ": " + words);
@@ -255,10 +255,10 @@ void SyncWork::ReportProgress() {
   const double seconds = std::chrono::duration<double>(now - start_).count();
   const std::uint64_t total = plan_.Sum(SyncAction::kCopy).bytes;
   JsonObject progress;
-  progress.Number("files", static_cast<std::int64_t>(reached_));
-  progress.Number("of_files", static_cast<std::int64_t>(copies_.size()));
-  progress.Number("bytes", static_cast<std::int64_t>(bytes_reached_));
-  progress.Number("of_bytes", static_cast<std::int64_t>(total));
+  progress.Number("files", reached_);
+  progress.Number("of_files", copies_.size());
+  progress.Number("bytes", bytes_reached_);
+  progress.Number("of_bytes", total);
   const auto rate = static_cast<std::int64_t>(static_cast<double>(bytes_reached_) / seconds);
   progress.Number("bytes_per_second", rate);
   if (rate > 0) progress.Number("seconds_left", static_cast<std::int64_t>(total - bytes_reached_) / rate);
@@ -278,18 +278,18 @@ JsonObject SyncWork::Summary(ExitStatus status) const {
   const auto time =
       std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start_);
   JsonObject sum;
-  sum.Number("copied", static_cast<std::int64_t>(copied_));
-  sum.Number("bytes", static_cast<std::int64_t>(bytes_copied_));
-  sum.Number("same", static_cast<std::int64_t>(plan_.Sum(SyncAction::kSame).entries));
-  sum.Number("folders", static_cast<std::int64_t>(folders_));
-  sum.Number("deleted", static_cast<std::int64_t>(deleted_));
+  sum.Number("copied", copied_);
+  sum.Number("bytes", bytes_copied_);
+  sum.Number("same", plan_.Sum(SyncAction::kSame).entries);
+  sum.Number("folders", folders_);
+  sum.Number("deleted", deleted_);
   std::uint64_t skipped = 0;
   for (const ActionWords& words : kWords) skipped += words.skipped ? plan_.Sum(words.action).entries : 0;
-  sum.Number("clash", static_cast<std::int64_t>(plan_.Sum(SyncAction::kClash).entries));
-  sum.Number("skipped", static_cast<std::int64_t>(skipped));
-  sum.Number("failed", static_cast<std::int64_t>(failed_)).Number("milliseconds", time.count());
+  sum.Number("clash", plan_.Sum(SyncAction::kClash).entries);
+  sum.Number("skipped", skipped);
+  sum.Number("failed", failed_).Number("milliseconds", time.count());
   sum.Flag("dry_run", options_.dry_run).Flag("interrupted", status == kInterrupted);
-  return sum.Number("exit", status);
+  return sum.Number("exit", static_cast<int>(status));
 }
 
 ExitStatus SyncWork::Finish() {

@@ -119,7 +119,12 @@ std::string FindConfiguration(const Options& options) {
     if (problem != ENOENT && problem != ENOTDIR) return Checked(place);
     looked += (looked.empty() ? "" : ", ") + place;
   }
-  Refuse("no configuration: use --config FILE, set TVL_CONFIG, or create one of " + looked, 0, {});
+  throw Stop({}, {kUnreachable,
+                  0,
+                  "no configuration was found",
+                  0,
+                  {},
+                  "use --config FILE, set TVL_CONFIG, or create one of " + looked});
 }
 
 std::string FindWorkingDirectory(const Options& options) {

@@ -8,11 +8,11 @@
 #include <tvlclient/errors.h>
 #include <tvlclient/store.h>
 
+#include "cli/command_line.h"
 #include "cli/configuration.h"
 #include "cli/doctor_report.h"
 #include "cli/layout.h"
-#include "cli/options.h"
-#include "cli/output/failure.h"
+#include "cli/output/reporter.h"
 #include "cli/output/text.h"
 
 namespace tvl::cli {
@@ -86,7 +86,7 @@ void CheckWithPeer(const std::string& folder, const std::string& name, Report& r
   throw Stop({}, {exit, 0, problem.what, problem.error, problem.path});
 }
 
-ExitStatus RunDoctor(const Options& options, const DoctorRequest& request) {
+ExitStatus RunDoctor(const Options& options, Reporter& reporter, const DoctorRequest& request) {
   if (options.dry_run && (request.fix || !request.peer.empty()))
     throw Stop("-n cannot be combined with --fix or --peer, which write");
   const Patient patient = FindPatient(options, request);
@@ -97,16 +97,17 @@ ExitStatus RunDoctor(const Options& options, const DoctorRequest& request) {
   if (request.fix) Repair(*patient.store, report);
   CheckFolder(options, patient, report);
   if (!request.peer.empty()) CheckWithPeer(patient.folder, request.peer, report);
-  return report.Print(options, patient.folder);
+  return report.Print(reporter, options, patient.folder);
 }
 
 }  // namespace
 
 void AddDoctorCommand(CLI::App& app, Invocation& invocation) {
   auto request = std::make_shared<DoctorRequest>();
-  CLI::App& doctor =
-      AddCommand(app, "doctor", "Check whether a share is safe for a store", "doctor", invocation,
-                 [request, &options = invocation.options] { return RunDoctor(options, *request); });
+  CLI::App& doctor = AddCommand(app, "doctor", "Check whether a share is safe for a store", "doctor",
+                                invocation, [request](const Options& options, Reporter& reporter) {
+                                  return RunDoctor(options, reporter, *request);
+                                });
   AddText(doctor, "DIR", request->folder, "Folder on the share (default: the store's)", "");
   doctor.add_flag("--fix", request->fix,
                   "Create missing parts of the store and remove the partial files of killed transfers");

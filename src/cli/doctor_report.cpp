@@ -1,7 +1,5 @@
 #include "cli/doctor_report.h"
 
-#include "cli/output/columns.h"
-#include "cli/output/console.h"
 #include "cli/output/text.h"
 
 namespace tvl::cli {
@@ -26,21 +24,16 @@ void Report::Add(const TVLFinding& finding) {
   if (finding.needed != 0 && is_bad) status_ = kFailed;
 }
 
-ExitStatus Report::Print(const Options& options, const std::string& folder) const {
-  Console console;
-  if (options.json) {
-    JsonObject document;
-    document.Text("command", "doctor").Text("folder", folder).Array("checks", documents_);
-    console.Out(document.Number("exit", static_cast<int>(status_)).Line());
-    return status_;
+ExitStatus Report::Print(Reporter& reporter, const Options& options, const std::string& folder) const {
+  if (reporter.PrintsJson()) {
+    JsonObject document = reporter.Document().Text("folder", folder).Array("checks", documents_);
+    reporter.Print(document.Number("exit", static_cast<int>(status_)));
+  } else if (!options.quiet) {
+    reporter.PrintColumns(rows_);
+    if (!remedies_.empty()) reporter.PrintLine("What to do:");
+    for (const std::string& remedy : remedies_) reporter.PrintLine("  " + Printable(remedy));
   }
-  if (!options.quiet) {
-    for (const std::string& line : InColumns(rows_)) console.Out(line);
-    if (!remedies_.empty()) console.Out("What to do:");
-    for (const std::string& remedy : remedies_) console.Out("  " + Printable(remedy));
-  }
-  if (status_ != kDone)
-    console.Err("tvl: doctor: " + Printable(folder) + ": presence and locks are not reliable here");
+  if (status_ != kDone) reporter.Fail(folder, {status_, 0, "presence and locks are not reliable here"});
   return status_;
 }
 

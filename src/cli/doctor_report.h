@@ -7,7 +7,7 @@
 #include <tvlclient/store.h>
 
 #include "cli/options.h"
-#include "cli/output/json.h"
+#include "cli/output/reporter.h"
 
 namespace tvl::cli {
 
@@ -17,7 +17,7 @@ class Report {
   void Add(const TVLFinding& finding);
 
   // Prints the findings. Returns kFailed if a needed check found a problem.
-  ExitStatus Print(const Options& options, const std::string& folder) const;
+  ExitStatus Print(Reporter& reporter, const Options& options, const std::string& folder) const;
 
  private:
   std::vector<std::vector<std::string>> rows_;

@@ -12,11 +12,8 @@
 
 #include <tvlclient/tvl.h>
 
-#include "cli/options.h"
-#include "cli/output/console.h"
-#include "cli/output/failure.h"
-#include "cli/output/json.h"
-#include "cli/output/text.h"
+#include "cli/command_line.h"
+#include "cli/output/reporter.h"
 #include "host/descriptor.h"
 #include "host/system_calls.h"
 
@@ -86,57 +83,30 @@ std::string HashLine(const std::string& hash, const std::string& name) {
   return (escaped == name ? "" : "\\") + hash + "  " + escaped;
 }
 
-class Hashing {
- public:
-  explicit Hashing(const Options& options) : options_(options) {}
-
-  void Do(const std::string& name) {
+ExitStatus RunHash(Reporter& reporter, const std::vector<std::string>& names) {
+  for (const std::string& name : names) {
     const InputFile file(name);
-    if (file.Problem() != 0) return ReportFailed(name, SystemFailure("cannot be read", file.Problem(), {}));
     ForgetFileErrors();
-    const std::string hash = HashOf(name, file);
+    const std::string hash = file.Problem() == 0 ? HashOf(name, file) : std::string();
     if (hash.empty()) {
-      const int error = TVLLastFileError(nullptr, 0);
-      return ReportFailed(name, SystemFailure("cannot be read", error, {}));
-    }
-    if (options_.json) {
-      JsonObject document;
-      document.Text("command", "hash").Text("file", name).Text("sha1", hash).Number("size", file.Size());
-      console_.Out(document.Line());
+      const int problem = file.Problem() != 0 ? file.Problem() : TVLLastFileError(nullptr, 0);
+      reporter.Fail(name, SystemFailure("cannot be read", problem, {}));
+    } else if (reporter.PrintsJson()) {
+      reporter.Print(reporter.Document().Text("file", name).Text("sha1", hash).Number("size", file.Size()));
     } else {
-      console_.Out(HashLine(hash, name));
+      reporter.PrintLine(HashLine(hash, name));
     }
   }
-
-  [[nodiscard]] ExitStatus Status() const { return status_; }
-
- private:
-  void ReportFailed(const std::string& name, const Failure& failure) {
-    status_ = status_ == kDone || status_ == failure.exit ? failure.exit : kFailed;
-    if (options_.json) {
-      JsonObject document;
-      document.Text("command", "hash").Text("file", name);
-      AddFailure(failure, document);
-      console_.Out(document.Line());
-    }
-    console_.Err("tvl: hash " + Printable(name) + ": " + failure.Message());
-  }
-
-  const Options& options_;
-  Console console_;
-  ExitStatus status_ = kDone;
-};
+  return reporter.Exit();
+}
 
 }  // namespace
 
 void AddHashCommand(CLI::App& app, Invocation& invocation) {
   auto names = std::make_shared<std::vector<std::string>>();
-  CLI::App& command = AddCommand(app, "hash", "Print the SHA-1 of local files, like sha1sum", "hash",
-                                 invocation, [names, &options = invocation.options] {
-                                   Hashing hashing(options);
-                                   for (const std::string& name : *names) hashing.Do(name);
-                                   return hashing.Status();
-                                 });
+  CLI::App& command = AddCommand(
+      app, "hash", "Print the SHA-1 of local files, like sha1sum", "hash", invocation,
+      [names](const Options& /*unused*/, Reporter& reporter) { return RunHash(reporter, *names); });
   AddNames(command, *names, "Local files", "FILE");
   command.footer(
       "Examples:\n  tvl hash report.pdf\n  tvl hash docs/*.doc | sha1sum -c\n  tvl --json hash report.pdf");

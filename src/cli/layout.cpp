@@ -33,7 +33,7 @@ TVLStoreLayout NewLayout(const std::string& folder) {
   const int code = TVLStorePlan(folder.c_str(), &layout, &problem);
   if (code == TVL_OK) return layout;
   Failure failure = FailureOf(problem);
-  if (code == TVL_ERR_STORE_EXISTS) failure.what += "; --missing creates what a store lacks";
+  if (code == TVL_ERR_STORE_EXISTS) failure.hint = "use --missing to create what a store lacks";
   throw Stop(code == TVL_ERR_BAD_PATH ? folder : std::string(), failure);
 }
 

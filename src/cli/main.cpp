@@ -8,12 +8,10 @@
 #include <optional>
 #include <string>
 
+#include "cli/command_line.h"
 #include "cli/help_formatter.h"
 #include "cli/interrupt.h"
-#include "cli/options.h"
-#include "cli/output/failure.h"
-#include "cli/output/json.h"
-#include "cli/output/text.h"
+#include "cli/output/reporter.h"
 #include "cli/stall_watch.h"
 #include "cli/unknown_command.h"
 
@@ -57,44 +55,45 @@ void DescribeProgram(CLI::App& app, Invocation& invocation) {
   AddDoctorCommand(app, invocation);
 }
 
-// Reports why a command ended, on standard error and with --json also in the command's document.
-ExitStatus ReportStop(const Invocation& invocation, const std::string& subject, const Failure& failure) {
-  std::string text = "tvl: " + invocation.command + ": ";
-  if (!subject.empty()) text += Printable(subject) + ": ";
-  text += Printable(failure.Message()) + "\n";
-  std::fputs(text.c_str(), stderr);
-  if (!invocation.options.json) return failure.exit;
-  JsonObject document;
-  document.Text("command", invocation.command);
-  if (!subject.empty()) document.Text("subject", subject);
-  AddFailure(failure, document);
-  document.Number("exit", static_cast<int>(failure.exit));
-  std::fputs((document.Line() + "\n").c_str(), stdout);
-  return failure.exit;
+std::string HelpHint(const std::string& command) {
+  return "try 'tvl " + command + (command.empty() ? "" : " ") + "--help'";
 }
 
 // Ends the process, because a library call that waits for a dead mount never returns.
-[[noreturn]] void EndWait(const Invocation& invocation, const std::string& what) {
-  const std::string limit = std::to_string(invocation.options.timeout.value_or(0));
-  const int exit =
-      ReportStop(invocation, {}, {kUnreachable, 0, "no answer within " + limit + " s from " + what, 0, {}});
+[[noreturn]] void EndWait(const Options& options, Reporter& reporter, const std::string& what) {
+  const std::string limit = std::to_string(options.timeout.value_or(0));
+  reporter.Fail({}, {kUnreachable, 0, "no answer within " + limit + " s from " + what});
   std::fflush(stdout);
-  _exit(exit);
+  _exit(kUnreachable);
 }
 
-ExitStatus RunCommand(const Invocation& invocation) try {
+ExitStatus RunCommand(const Invocation& invocation, Reporter& reporter) try {
   const Options& options = invocation.options;
   std::optional<std::chrono::seconds> limit;
   if (options.timeout) limit = std::chrono::seconds(*options.timeout);
   // The library has its own limit for waiting on a socket, which must expire before this one.
   if (limit && !options.tcp.empty()) *limit += std::chrono::seconds(1);
   const StallWatch watch(options.quiet, limit,
-                         [&invocation](const std::string& what) { EndWait(invocation, what); });
-  return invocation.run();
+                         [&](const std::string& what) { EndWait(options, reporter, what); });
+  return invocation.run(options, reporter);
 } catch (const Stop& stop) {
-  return ReportStop(invocation, stop.Subject(), stop.Reason());
+  Failure failure = stop.Reason();
+  if (failure.exit == kUsage && failure.hint.empty()) failure.hint = HelpHint(invocation.command);
+  reporter.Fail(stop.Subject(), failure);
+  return failure.exit;
 } catch (const std::exception& problem) {
-  return ReportStop(invocation, {}, {kFailed, 0, problem.what(), 0, {}});
+  reporter.Fail({}, {kFailed, 0, problem.what()});
+  return kFailed;
+}
+
+// The options may not have been stored yet when parsing ended.
+ExitStatus ReportUsage(const CLI::App& app, const std::string& problem) {
+  Options options;
+  options.json = app.count("--json") > 0;
+  options.quiet = app.count("--quiet") > 0;
+  const std::string command = CommandPath(app);
+  Reporter(options, command).Fail({}, {kUsage, 0, problem, 0, {}, HelpHint(command)});
+  return kUsage;
 }
 
 // A result that could not be written counts as a failure.
@@ -108,21 +107,23 @@ int Main(int count, char** arguments) try {
   Invocation invocation;
   CLI::App app(kAbout);
   DescribeProgram(app, invocation);
-  app.failure_message([](const CLI::App* program, const CLI::Error& problem) {
-    return "tvl: " + UnknownCommand(*program).value_or(problem.what()) + "\nTry 'tvl --help'.\n";
-  });
   try {
     app.parse(MarkedArguments(count, arguments));
+  } catch (const CLI::Success& request) {  // for help or the version
+    app.exit(request);
+    return FlushOutput(kDone);
   } catch (const CLI::ParseError& problem) {
-    return FlushOutput(app.exit(problem) == 0 ? kDone : kUsage);
+    return FlushOutput(ReportUsage(app, UnknownCommand(app).value_or(problem.what())));
   }
   // A program that reads the JSON must get each line at once, even during long work.
   if (invocation.options.json) std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
   if (!invocation.run) {
+    if (invocation.options.json) return FlushOutput(ReportUsage(app, "no command was given"));
     std::fputs(app.help().c_str(), stderr);
     return kUsage;
   }
-  return FlushOutput(RunCommand(invocation));
+  Reporter reporter(invocation.options, invocation.command);
+  return FlushOutput(RunCommand(invocation, reporter));
 } catch (const std::exception& problem) {
   std::fprintf(stderr, "tvl: %s\n", problem.what());
   return kFailed;

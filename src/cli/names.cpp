@@ -50,11 +50,11 @@ bool RemoveFolder(const std::string& folder, std::string& name) {
 // Returns the default name on the other side.
 std::string SameName(Direction direction, std::string name, const std::string& working_directory) {
   if (HasUpwardStep(name))
-    throw Stop("'" + name + "' begins with '..': give a name for the other side with --as NAME or -t DIR");
+    throw Stop("'" + name + "' has '..' in it", "name the other side with --as NAME or -t DIR");
   const bool absolute_local = direction == Direction::kPut && !name.empty() && name.front() == '/';
   if (absolute_local && !RemoveFolder(working_directory, name))
-    throw Stop("'" + name +
-               "' is outside the working directory: give a name in the store with --as NAME or -t DIR");
+    throw Stop("'" + name + "' is outside the working directory",
+               "give a name in the store with --as NAME or -t DIR");
   return Tidy(name);
 }
 
@@ -89,7 +89,7 @@ std::vector<NamePair> PairNames(Direction direction, const std::vector<std::stri
   for (const std::string& name : names) sources.push_back(Slashed(name));
   if (!other.folder.empty()) return PairInto(direction, sources, Slashed(other.folder));
   if (!other.name.empty()) {
-    if (sources.size() > 1) throw Stop("--as works with one name only; use -t DIR for several");
+    if (sources.size() > 1) throw Stop("--as works with one name only", "use -t DIR for several");
     return {Pair(direction, sources.front(), Slashed(other.name))};
   }
   std::vector<NamePair> pairs;

@@ -1,17 +1,8 @@
 #ifndef TVL_CLI_OPTIONS_H
 #define TVL_CLI_OPTIONS_H
 
-#include <functional>
 #include <optional>
 #include <string>
-#include <vector>
-
-#include "cli/output/exit_status.h"
-
-namespace CLI {
-class App;
-class Option;
-}  // namespace CLI
 
 namespace tvl::cli {
 
@@ -28,50 +19,6 @@ struct Options {
   bool verbose = false;
   bool dry_run = false;
 };
-
-// The parsed command line: the global options and the command to run.
-struct Invocation {
-  Options options;
-  std::string command;
-  std::function<ExitStatus()> run;
-};
-
-// Returns the arguments in reverse order, as the parser expects them. The parser treats "[a,b]" as a list of
-// two values and "--" as the end of a list of names. For tvl "[a,b]" is an ordinary name, and the names after
-// "--" continue those before it. So MarkedArguments marks such arguments, and AddText and AddNames, which add
-// all options with a value, remove the mark.
-[[nodiscard]] std::vector<std::string> MarkedArguments(int count, const char* const* arguments);
-CLI::Option& AddText(CLI::App& app, const std::string& name, std::string& value, const std::string& help,
-                     const std::string& type);
-CLI::Option& AddNames(CLI::App& app, std::vector<std::string>& values, const std::string& help,
-                      const std::string& type);
-
-void AddOptions(CLI::App& app, Options& options);
-
-// Adds a command that runs `run`. `path` is its full name for messages, such as "config show".
-CLI::App& AddCommand(CLI::App& parent, const std::string& name, const std::string& description,
-                     const std::string& path, Invocation& invocation, std::function<ExitStatus()> run);
-
-// Adds a command with one optional argument.
-CLI::App& AddNamed(CLI::App& app, Invocation& invocation, const char* name, const char* description,
-                   const char* argument, const char* help,
-                   std::function<ExitStatus(const Options&, const std::string&)> run);
-
-// Each of these functions adds a group of commands.
-void AddStoreCommands(CLI::App& app, Invocation& invocation);
-void AddShowCommands(CLI::App& app, Invocation& invocation);
-void AddTransferCommands(CLI::App& app, Invocation& invocation);
-void AddHashCommand(CLI::App& app, Invocation& invocation);
-void AddLockCommands(CLI::App& app, Invocation& invocation);
-void AddLockListings(CLI::App& app, Invocation& invocation);
-void AddTableCommands(CLI::App& app, Invocation& invocation);
-void AddTreeCommands(CLI::App& app, Invocation& invocation);
-void AddListCommand(CLI::App& app, Invocation& invocation);
-void AddSyncCommands(CLI::App& app, Invocation& invocation);
-void AddValueCommands(CLI::App& app, Invocation& invocation);
-void AddServiceCommands(CLI::App& app, Invocation& invocation);
-void AddPingCommand(CLI::App& app, Invocation& invocation);
-void AddDoctorCommand(CLI::App& app, Invocation& invocation);
 
 }  // namespace tvl::cli
 

@@ -6,10 +6,8 @@
 #include <tvlclient/errors.h>
 #include <tvlclient/tcp_opr.h>
 
-#include "cli/options.h"
-#include "cli/output/console.h"
-#include "cli/output/failure.h"
-#include "cli/output/json.h"
+#include "cli/command_line.h"
+#include "cli/output/reporter.h"
 #include "cli/output/text.h"
 #include "cli/store.h"
 
@@ -31,7 +29,7 @@ std::string Milliseconds(std::chrono::microseconds time) {
   return text;
 }
 
-ExitStatus RunPing(const Options& options) {
+ExitStatus RunPing(const Options& options, Reporter& reporter) {
   if (options.tcp.empty()) throw Stop("ping needs a server: --tcp HOST:PORT");
   const auto begin = Clock::now();
   Store store(options, {}, UseOf(options));
@@ -40,16 +38,15 @@ ExitStatus RunPing(const Options& options) {
   if (const int code = store.Server()->Ping()) throw Stop(options.tcp, LibraryFailure(code));
   const std::chrono::microseconds round_trip = Since(sent);
   const std::string version = store.Server()->ServerVersion();
-  Console console;
-  if (options.json) {
-    JsonObject document;
-    document.Text("command", "ping").Text("server", options.tcp);
+  if (reporter.PrintsJson()) {
+    JsonObject document = reporter.Document().Text("server", options.tcp);
     if (!version.empty()) document.Text("version", version);
     document.Number("connect_us", connecting.count()).Number("round_trip_us", round_trip.count());
-    console.Out(document.Line());
+    reporter.Print(document);
   } else {
-    console.Out(Printable(options.tcp) + ": version " + (version.empty() ? "unknown" : Printable(version)) +
-                ", connected in " + Milliseconds(connecting) + ", round trip " + Milliseconds(round_trip));
+    reporter.PrintLine(Printable(options.tcp) + ": version " +
+                       (version.empty() ? "unknown" : Printable(version)) + ", connected in " +
+                       Milliseconds(connecting) + ", round trip " + Milliseconds(round_trip));
   }
   return kDone;
 }
@@ -59,10 +56,9 @@ ExitStatus RunPing(const Options& options) {
 void AddPingCommand(CLI::App& app, Invocation& invocation) {
   CLI::App& ping = *app.add_subcommand("ping", "Test whether a server is alive");
   ping.callback([&invocation] {
-    Options& options = invocation.options;
-    if (!options.timeout) options.timeout = kPatience;
+    if (!invocation.options.timeout) invocation.options.timeout = kPatience;
     invocation.command = "ping";
-    invocation.run = [&options] { return RunPing(options); };
+    invocation.run = RunPing;
   });
   ping.footer(
       R"(Connects like any other client and prints the server's version and the time

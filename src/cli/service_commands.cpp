@@ -2,19 +2,14 @@
 
 #include <CLI/CLI.hpp>
 #include <cerrno>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include <tvlclient/errors.h>
 #include <tvlclient/version.h>
 
-#include "cli/options.h"
-#include "cli/output/columns.h"
-#include "cli/output/console.h"
-#include "cli/output/failure.h"
-#include "cli/output/json.h"
-#include "cli/output/text.h"
+#include "cli/command_line.h"
+#include "cli/output/reporter.h"
 #include "cli/store.h"
 
 namespace tvl::cli {
@@ -27,10 +22,6 @@ Store OpenStore(const Options& options) {
   if (!options.tcp.empty()) throw Stop(options.tcp, LibraryFailure(TVL_ERR_NOT_SUPPORTED));
   return {options, {}, UseOf(options)};
 }
-
-struct ServiceRequest {
-  std::string name;
-};
 
 // --- Update packs ---
 
@@ -48,20 +39,16 @@ struct PackList {
   }
 };
 
-ExitStatus RunPacks(const Options& options, const ServiceRequest& request) {
+ExitStatus RunPacks(const Options& options, Reporter& reporter, const std::string& prefix) {
   Store store = OpenStore(options);
   PackList packs;
   ForgetFileErrors();
-  if (const int code = store.Directory()->ListUpdatePacks(request.name.c_str(), PackList::Add, &packs))
+  if (const int code = store.Directory()->ListUpdatePacks(prefix.c_str(), PackList::Add, &packs))
     throw Stop({}, LibraryFailure(code));
-  Console console;
-  if (options.json) {
-    JsonObject document;
-    document.Text("command", "packs").Text("prefix", request.name);
-    console.Out(document.Array("packs", packs.documents).Line());
-  } else {
-    for (const std::string& line : InColumns(packs.rows)) console.Out(line);
-  }
+  if (reporter.PrintsJson())
+    reporter.Print(reporter.Document().Text("prefix", prefix).Array("packs", packs.documents));
+  else
+    reporter.PrintColumns(packs.rows);
   return kDone;
 }
 
@@ -100,68 +87,47 @@ std::string LibraryVersion() {
 }
 
 // Reports the versions of the programs themselves.
-ExitStatus ReportOwnVersions(const Options& options) {
+ExitStatus ReportOwnVersions(Reporter& reporter) {
   const std::string engine = TVLEngineVersion();
-  Console console;
-  if (options.json) {
-    JsonObject document;
-    document.Text("command", "version").Text("tvl", TVL_VERSION).Text("library", LibraryVersion());
-    console.Out(document.Text("engine", engine).Line());
+  if (reporter.PrintsJson()) {
+    JsonObject document = reporter.Document().Text("tvl", TVL_VERSION).Text("library", LibraryVersion());
+    reporter.Print(document.Text("engine", engine));
     return kDone;
   }
-  for (const std::string& line : InColumns({{"tvl", TVL_VERSION},
-                                            {"library", LibraryVersion()},
-                                            {"table engine", engine.empty() ? "not available" : engine}}))
-    console.Out(line);
+  reporter.PrintColumns({{"tvl", TVL_VERSION},
+                         {"library", LibraryVersion()},
+                         {"table engine", engine.empty() ? "not available" : engine}});
   return kDone;
 }
 
-ExitStatus RunVersion(const Options& options, const ServiceRequest& request) {
-  if (request.name.empty()) return ReportOwnVersions(options);
-  const Version found = VersionOf(request.name);
+ExitStatus RunVersion(const Options& /*unused*/, Reporter& reporter, const std::string& file) {
+  if (file.empty()) return ReportOwnVersions(reporter);
+  const Version found = VersionOf(file);
   const std::string version = GetTavolisVersionString(found.total).GetString();
   const std::string build = GetTavolisBuildString(found.total).GetString();
   const std::string date = TVLGetVersionDateFromTotal(found.total, found.build).GetString();
-  Console console;
-  if (options.json) {
-    JsonObject document;
-    document.Text("command", "version").Text("file", request.name);
+  if (reporter.PrintsJson()) {
+    JsonObject document = reporter.Document().Text("file", file);
     document.Text("kind", found.executable ? "executable" : "version file").Text("version", version);
-    document.Text("build", build).Text("date", date).Number("total", found.total);
-    console.Out(document.Line());
+    reporter.Print(document.Text("build", build).Text("date", date).Number("total", found.total));
   } else {
-    console.Out(version + " [" + build + "]  " + date);
+    reporter.PrintLine(version + " [" + build + "]  " + date);
   }
   return kDone;
-}
-
-// --- Command line ---
-
-using ServiceRun = ExitStatus (*)(const Options&, const ServiceRequest&);
-
-CLI::App& AddService(CLI::App& parent, Invocation& invocation, const char* name, const char* path,
-                     const char* description, ServiceRun run, std::shared_ptr<ServiceRequest> request) {
-  return AddCommand(parent, name, description, path, invocation,
-                    [run, request, &options = invocation.options] { return run(options, *request); });
 }
 
 }  // namespace
 
 void AddServiceCommands(CLI::App& app, Invocation& invocation) {
-  auto prefix = std::make_shared<ServiceRequest>();
-  CLI::App& packs =
-      AddService(app, invocation, "packs", "packs", "List the update packs of the store", RunPacks, prefix);
-  AddText(packs, "PREFIX", prefix->name, "Prefix of their names (default: all)", "");
-  packs.footer(
-      "Prints number, suffix and file of each pack in the folder of UpdateDirectory,\nsorted by number.\n\n"
-      "Examples:\n  tvl packs upd\n  tvl --json packs upd");
-  auto file = std::make_shared<ServiceRequest>();
-  CLI::App& version =
-      AddService(app, invocation, "version", "version",
-                 "Print the version of tvl, of an executable or of a version file", RunVersion, file);
-  AddText(version, "FILE", file->name,
-          "A local file (default: the versions of tvl, its library and the table engine)", "");
-  version.footer("Examples:\n  tvl version\n  tvl version program.exe\n  tvl version /srv/store/version.txt");
+  AddNamed(app, invocation, "packs", "List the update packs of the store", "PREFIX",
+           "Prefix of their names (default: all)", RunPacks)
+      .footer(
+          "Prints number, suffix and file of each pack in the folder of UpdateDirectory,\nsorted by "
+          "number.\n\nExamples:\n  tvl packs upd\n  tvl --json packs upd");
+  AddNamed(app, invocation, "version", "Print the version of tvl, of an executable or of a version file",
+           "FILE", "A local file (default: the versions of tvl, its library and the table engine)",
+           RunVersion)
+      .footer("Examples:\n  tvl version\n  tvl version program.exe\n  tvl version /srv/store/version.txt");
 }
 
 }  // namespace tvl::cli

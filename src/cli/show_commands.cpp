@@ -7,11 +7,9 @@
 #include <tvlclient/errors.h>
 #include <tvlclient/smb_opr.h>
 
+#include "cli/command_line.h"
 #include "cli/configuration.h"
-#include "cli/options.h"
-#include "cli/output/console.h"
-#include "cli/output/failure.h"
-#include "cli/output/json.h"
+#include "cli/output/reporter.h"
 #include "cli/output/text.h"
 #include "cli/store.h"
 
@@ -73,18 +71,17 @@ std::vector<Fact> FactsOf(Store& store, const Options& options) {
   return facts;
 }
 
-void PrintFacts(Console& console, const std::vector<Fact>& facts) {
+void PrintFacts(Reporter& reporter, const std::vector<Fact>& facts) {
   constexpr std::size_t kLabelColumn = 20;
   for (const Fact& fact : facts) {
     std::string line = std::string(fact.label) + ":";
     line.resize(kLabelColumn, ' ');
-    console.Out(line + (fact.text.empty() ? "-" : Printable(fact.text)));
+    reporter.PrintLine(line + (fact.text.empty() ? "-" : Printable(fact.text)));
   }
 }
 
-JsonObject FactsDocument(const std::string& command, const std::vector<Fact>& facts) {
-  JsonObject document;
-  document.Text("command", command);
+JsonObject FactsDocument(const Reporter& reporter, const std::vector<Fact>& facts) {
+  JsonObject document = reporter.Document();
   for (const Fact& fact : facts) {
     if (fact.number)
       document.Number(fact.key, *fact.number);
@@ -96,14 +93,13 @@ JsonObject FactsDocument(const std::string& command, const std::vector<Fact>& fa
   return document;
 }
 
-ExitStatus RunInfo(const Options& options) {
+ExitStatus RunInfo(const Options& options, Reporter& reporter) {
   Store store(options, FindWorkingDirectory(options), UseOf(options));
   const std::vector<Fact> facts = FactsOf(store, options);
-  Console console;
-  if (options.json)
-    console.Out(FactsDocument("info", facts).Line());
+  if (reporter.PrintsJson())
+    reporter.Print(FactsDocument(reporter, facts));
   else
-    PrintFacts(console, facts);
+    PrintFacts(reporter, facts);
   return kDone;
 }
 
@@ -113,13 +109,13 @@ std::string OriginText(const CTVLClientSmbOpr& reader, int index) {
   return section.empty() ? "default" : "[" + section + "]";
 }
 
-void PrintConfiguration(Console& console, const std::vector<Fact>& facts, const CTVLClientSmbOpr& reader,
+void PrintConfiguration(Reporter& reporter, const std::vector<Fact>& facts, const CTVLClientSmbOpr& reader,
                         bool origins) {
-  PrintFacts(console, facts);
-  console.Out("");
+  PrintFacts(reporter, facts);
+  reporter.PrintLine("");
   for (int index = 0; index < reader.ConfigCount(); ++index) {
     const std::string origin = origins ? "  (" + OriginText(reader, index) + ")" : "";
-    console.Out(
+    reporter.PrintLine(
         Printable(std::string(reader.ConfigName(index)) + " = " + reader.ConfigValue(index) + origin));
   }
 }
@@ -135,7 +131,7 @@ std::vector<JsonObject> VariableDocuments(const CTVLClientSmbOpr& reader) {
   return variables;
 }
 
-ExitStatus RunConfigShow(const Options& options, bool origins) {
+ExitStatus RunConfigShow(const Options& options, Reporter& reporter, bool origins) {
   const std::string file = FindConfiguration(options);
   CTVLClientSmbOpr reader;
   ForgetFileErrors();
@@ -148,11 +144,10 @@ ExitStatus RunConfigShow(const Options& options, bool origins) {
       {"ZipOnTransfert", "zip_on_transfert", YesNo(zip), {}, zip},
       {"SafeOnTransfert", "safe_on_transfert", SafetyText(safety), safety},
   };
-  Console console;
-  if (options.json)
-    console.Out(FactsDocument("config show", facts).Array("variables", VariableDocuments(reader)).Line());
+  if (reporter.PrintsJson())
+    reporter.Print(FactsDocument(reporter, facts).Array("variables", VariableDocuments(reader)));
   else
-    PrintConfiguration(console, facts, reader, origins);
+    PrintConfiguration(reporter, facts, reader, origins);
   return kDone;
 }
 
@@ -182,12 +177,12 @@ std::string Message(const ConfigProblem& found) {
   return found.problem == TVL_CONFIG_UNKNOWN_KEY ? message : message + " '" + found.text + "'";
 }
 
-void PrintProblems(Console& console, const std::string& file, const std::vector<ConfigProblem>& problems) {
-  for (const ConfigProblem& found : problems) console.Out(Printable(Message(found)));
-  if (problems.empty()) console.Out(Printable(file + ": no problems found"));
+void PrintProblems(Reporter& reporter, const std::string& file, const std::vector<ConfigProblem>& problems) {
+  for (const ConfigProblem& found : problems) reporter.PrintLine(Printable(Message(found)));
+  if (problems.empty()) reporter.PrintLine(Printable(file + ": no problems found"));
 }
 
-JsonObject ProblemsDocument(const std::string& file, const std::vector<ConfigProblem>& problems) {
+std::vector<JsonObject> ProblemDocuments(const std::vector<ConfigProblem>& problems) {
   std::vector<JsonObject> documents(problems.size());
   for (std::size_t i = 0; i < problems.size(); ++i) {
     documents[i]
@@ -195,12 +190,10 @@ JsonObject ProblemsDocument(const std::string& file, const std::vector<ConfigPro
         .Text("key", problems[i].key)
         .Text("text", problems[i].text);
   }
-  JsonObject document;
-  document.Text("command", "config check").Text("file", file).Array("problems", documents);
-  return document;
+  return documents;
 }
 
-ExitStatus RunConfigCheck(const Options& options) {
+ExitStatus RunConfigCheck(const Options& options, Reporter& reporter) {
   const std::string file = FindConfiguration(options);
   std::vector<ConfigProblem> problems;
   CTVLClientSmbOpr reader;
@@ -212,34 +205,33 @@ ExitStatus RunConfigCheck(const Options& options) {
       },
       &problems);
   if (code != TVL_OK) throw Stop(file, ConfigurationFailure(code));
-  Console console;
-  if (options.json)
-    console.Out(ProblemsDocument(file, problems).Line());
+  if (reporter.PrintsJson())
+    reporter.Print(reporter.Document().Text("file", file).Array("problems", ProblemDocuments(problems)));
   else
-    PrintProblems(console, file, problems);
+    PrintProblems(reporter, file, problems);
   return problems.empty() ? kDone : kSkipped;
 }
 
 }  // namespace
 
 void AddShowCommands(CLI::App& app, Invocation& invocation) {
-  const Options& options = invocation.options;
-  AddCommand(app, "info", "Show the connection to the store", "info", invocation, [&options] {
-    return RunInfo(options);
-  }).footer("Examples:\n  tvl info\n  tvl --json info\n  tvl --tcp store.example:4000 info");
+  AddCommand(app, "info", "Show the connection to the store", "info", invocation, RunInfo)
+      .footer("Examples:\n  tvl info\n  tvl --json info\n  tvl --tcp store.example:4000 info");
   CLI::App* config = app.add_subcommand("config", "Show the configuration");
   config->require_subcommand(1);
   config->footer("Examples:\n  tvl config show\n  tvl config check");
   const auto origins = std::make_shared<bool>(false);
   CLI::App& show =
       AddCommand(*config, "show", "Show the values of the configuration and its file", "config show",
-                 invocation, [&options, origins] { return RunConfigShow(options, *origins); });
+                 invocation, [origins](const Options& options, Reporter& reporter) {
+                   return RunConfigShow(options, reporter, *origins);
+                 });
   show.add_flag("--origin", *origins, "Show the section of each value too, or that it is a default");
   show.footer(
       "Creates no folders and does not access the store.\n\nExamples:\n  tvl config show\n"
       "  tvl --config other.ini config show --origin");
   AddCommand(*config, "check", "Find keys, values and references without effect", "config check", invocation,
-             [&options] { return RunConfigCheck(options); })
+             RunConfigCheck)
       .footer(
           "Creates no folders and does not access the store. Exit 3: there are some.\n\nExamples:\n"
           "  tvl config check");

@@ -88,7 +88,7 @@ void StallWatch::Watch(const std::stop_token& stop) {
   std::string reported;
   Activity::State& state = Activity::Current();
   while (!wake.wait_for(lock, stop, kBetweenLooks, [&] { return stop.stop_requested(); })) {
-    const std::lock_guard guard(state.mutex);
+    std::unique_lock guard(state.mutex);
     const std::chrono::nanoseconds used_before = std::exchange(used, TimeUsed(watched_));
     if (state.kind == Activity::Kind::kWork && used != used_before) state.since = Clock::now();
     if (state.kind == Activity::Kind::kNothing) continue;
@@ -97,7 +97,10 @@ void StallWatch::Watch(const std::stop_token& stop) {
       reported = state.what;
       WriteNotice(state.what);
     }
-    if (limit_ && silence >= *limit_) limit_reached_(state.what);
+    if (!limit_ || silence < *limit_) continue;
+    const std::string what = state.what;
+    guard.unlock();  // printing is an activity too
+    limit_reached_(what);
   }
 }
 

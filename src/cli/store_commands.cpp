@@ -3,12 +3,10 @@
 #include <string>
 #include <vector>
 
+#include "cli/command_line.h"
 #include "cli/configuration.h"
 #include "cli/layout.h"
-#include "cli/options.h"
-#include "cli/output/console.h"
-#include "cli/output/json.h"
-#include "cli/output/text.h"
+#include "cli/output/reporter.h"
 
 namespace tvl::cli {
 namespace {
@@ -25,36 +23,30 @@ TVLStoreLayout LayoutFor(const Options& options, const InitRequest& request) {
   return request.folder.empty() ? LayoutOf(FindConfiguration(options)) : LayoutAt(request.folder);
 }
 
-void Report(const Options& options, const TVLStoreLayout& layout, const std::vector<std::string>& parts) {
-  Console console;
-  const char* created = options.dry_run ? "would_create" : "created";
-  if (options.json) {
+void ReportInit(const Options& options, Reporter& reporter, const TVLStoreLayout& layout,
+                const std::vector<std::string>& parts) {
+  if (reporter.PrintsJson()) {
     std::vector<JsonObject> documents;
     for (const std::string& part : parts) documents.emplace_back().Text("path", part);
-    JsonObject document;
-    document.Text("command", "init").Text("result", parts.empty() ? "complete" : created);
-    document.Text("root", layout.root).Text("configuration", layout.configuration).Array("parts", documents);
-    console.Out(document.Line());
-    return;
-  }
-  if (options.quiet) return;
-  const std::string configuration = Printable(layout.configuration);
-  if (parts.empty()) {
-    console.Out("nothing is missing; configuration: " + configuration);
-  } else if (options.dry_run) {
-    for (const std::string& part : parts) console.Out(Printable(part) + ": would be created");
-  } else if (layout.isNew != 0) {
-    console.Out("created store; configuration: " + configuration);
+    JsonObject document = reporter.Document();
+    const char* created = options.dry_run ? "would_create" : "created";
+    document.Text("result", parts.empty() ? "complete" : created).Text("root", layout.root);
+    reporter.Print(document.Text("configuration", layout.configuration).Array("parts", documents));
+  } else if (parts.empty()) {
+    reporter.PrintDone(std::string("nothing is missing; configuration: ") + layout.configuration);
+  } else if (layout.isNew != 0 && !options.dry_run) {
+    reporter.PrintDone(std::string("created store; configuration: ") + layout.configuration);
   } else {
-    for (const std::string& part : parts) console.Out(Printable(part) + ": created");
+    for (const std::string& part : parts)
+      reporter.PrintDone(part + (options.dry_run ? ": would be created" : ": created"));
   }
 }
 
-ExitStatus RunInit(const Options& options, const InitRequest& request) {
+ExitStatus RunInit(const Options& options, Reporter& reporter, const InitRequest& request) {
   const TVLStoreLayout layout = LayoutFor(options, request);
   const std::vector<std::string> parts = MissingParts(layout);
   if (!options.dry_run) CreateMissingParts(layout, request.group);
-  Report(options, layout, parts);
+  ReportInit(options, reporter, layout, parts);
   return kDone;
 }
 
@@ -62,9 +54,9 @@ ExitStatus RunInit(const Options& options, const InitRequest& request) {
 
 void AddStoreCommands(CLI::App& app, Invocation& invocation) {
   auto request = std::make_shared<InitRequest>();
-  CLI::App& init =
-      AddCommand(app, "init", "Create a new store", "init", invocation,
-                 [request, &options = invocation.options] { return RunInit(options, *request); });
+  CLI::App& init = AddCommand(
+      app, "init", "Create a new store", "init", invocation,
+      [request](const Options& options, Reporter& reporter) { return RunInit(options, reporter, *request); });
   AddText(init, "DIR", request->folder, "Folder of the store, created if it does not exist", "");
   CLI::Option* missing = init.add_flag("--missing", request->missing,
                                        "Create only the missing parts of a store, such as its lock table "

@@ -44,6 +44,15 @@ std::string Similar(const CLI::App& app, const std::string& name) {
 
 }  // namespace
 
+std::string CommandPath(const CLI::App& app) {
+  std::string path;
+  for (const CLI::App* command = &app; !command->get_subcommands().empty();) {
+    command = command->get_subcommands().front();
+    path += (path.empty() ? "" : " ") + command->get_name();
+  }
+  return path;
+}
+
 std::optional<std::string> UnknownCommand(const CLI::App& app) {
   const CLI::App* group = &app;
   while (!group->get_subcommands().empty()) group = group->get_subcommands().front();

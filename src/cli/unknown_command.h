@@ -10,6 +10,9 @@ class App;
 
 namespace tvl::cli {
 
+// Returns the full name of the command that a parse of `app` has reached, such as "config show".
+[[nodiscard]] std::string CommandPath(const CLI::App& app);
+
 // If a failed parse of `app` stopped at an unknown command, returns a message such as
 // "unknown command 'lst' (did you mean 'ls'?)".
 [[nodiscard]] std::optional<std::string> UnknownCommand(const CLI::App& app);

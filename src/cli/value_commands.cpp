@@ -7,11 +7,8 @@
 
 #include <tvlclient/errors.h>
 
-#include "cli/options.h"
-#include "cli/output/columns.h"
-#include "cli/output/console.h"
-#include "cli/output/failure.h"
-#include "cli/output/json.h"
+#include "cli/command_line.h"
+#include "cli/output/reporter.h"
 #include "cli/output/text.h"
 #include "cli/store.h"
 
@@ -53,7 +50,7 @@ void CheckMayChange(const std::string& name) {
     if (strcasecmp(own, name.c_str()) == 0)
       throw Stop(
           name,
-          {kNotAllowed, 0, "clients find the store by this value; edit its configuration instead", 0, {}});
+          {kNotAllowed, 0, "clients find the store by this value", 0, {}, "edit its configuration instead"});
   }
 }
 
@@ -83,45 +80,46 @@ void Write(Store& store, const std::string& name, const std::string* text) {
                     failure.path});
 }
 
-void Report(const Options& options, const char* command, const Value& value, const char* result) {
-  Console console;
-  if (options.json) {
-    JsonObject document;
-    document.Text("command", command).Text("name", value.name);
-    if (result == nullptr || std::string(command) == "env set") document.Text("value", value.text);
-    if (result != nullptr) document.Text("result", result);
-    console.Out(document.Line());
-  } else if (result == nullptr) {
-    console.Out(Printable(value.text));
-  } else if (!options.quiet) {
-    console.Out(Printable(value.name) + ": " + result);
-  }
+void ReportValue(Reporter& reporter, const Value& value) {
+  if (reporter.PrintsJson())
+    reporter.Print(reporter.Document().Text("name", value.name).Text("value", value.text));
+  else
+    reporter.PrintLine(Printable(value.text));
 }
 
-ExitStatus RunGet(const Options& options, const Value& value) {
+void ReportChange(Reporter& reporter, JsonObject document, const std::string& name, const char* result) {
+  if (reporter.PrintsJson())
+    reporter.Print(document.Text("result", result));
+  else
+    reporter.PrintDone(name + ": " + result);
+}
+
+ExitStatus RunGet(const Options& options, Reporter& reporter, const Value& value) {
   CheckName(value.name);
   Store store = OpenStore(options);
   if (!HasValue(store, value.name)) throw Stop(value.name, {kNotFound, 0, "has no value", 0, {}});
-  Report(options, "env get", {value.name, ReadValue(store, value.name, "")}, nullptr);
+  ReportValue(reporter, {value.name, ReadValue(store, value.name, "")});
   return kDone;
 }
 
-ExitStatus RunSet(const Options& options, const Value& value) {
+ExitStatus RunSet(const Options& options, Reporter& reporter, const Value& value) {
   CheckMayChange(value.name);
   if (HasControls(value.text) || value.text.size() > kLongestValue)
     throw Stop("a value must be one line of at most " + std::to_string(kLongestValue) + " bytes");
   Store store = OpenStore(options);
   if (!options.dry_run) Write(store, value.name, &value.text);
-  Report(options, "env set", value, options.dry_run ? "would be set" : "set");
+  ReportChange(reporter, reporter.Document().Text("name", value.name).Text("value", value.text), value.name,
+               options.dry_run ? "would be set" : "set");
   return kDone;
 }
 
-ExitStatus RunUnset(const Options& options, const Value& value) {
+ExitStatus RunUnset(const Options& options, Reporter& reporter, const Value& value) {
   CheckMayChange(value.name);
   Store store = OpenStore(options);
   if (!HasValue(store, value.name)) throw Stop(value.name, {kNotFound, 0, "has no value", 0, {}});
   if (!options.dry_run) Write(store, value.name, nullptr);
-  Report(options, "env unset", value, options.dry_run ? "would be deleted" : "deleted");
+  ReportChange(reporter, reporter.Document().Text("name", value.name), value.name,
+               options.dry_run ? "would be deleted" : "deleted");
   return kDone;
 }
 
@@ -129,24 +127,22 @@ void AddToValues(const char* name, const char* text, void* values) {
   static_cast<std::vector<Value>*>(values)->push_back({name, text});
 }
 
-ExitStatus RunList(const Options& options, const Value& /*unused*/) {
+ExitStatus RunList(const Options& options, Reporter& reporter, const Value& /*unused*/) {
   Store store = OpenStore(options);
   std::vector<Value> values;
   ForgetFileErrors();
   if (const int code = store.Directory()->ListEnviron(AddToValues, &values))
     throw Stop({}, LibraryFailure(code));
-  Console console;
   std::vector<std::vector<std::string>> rows;
   std::vector<JsonObject> documents;
   for (const Value& value : values) {
-    rows.push_back({Printable(value.name), Printable(value.text)});
+    rows.push_back({value.name, value.text});
     documents.emplace_back().Text("name", value.name).Text("value", value.text);
   }
-  if (options.json) {
-    console.Out(JsonObject().Text("command", "env list").Array("values", documents).Line());
-  } else {
-    for (const std::string& line : InColumns(rows)) console.Out(line);
-  }
+  if (reporter.PrintsJson())
+    reporter.Print(reporter.Document().Array("values", documents));
+  else
+    reporter.PrintColumns(rows);
   return kDone;
 }
 
@@ -154,7 +150,7 @@ struct ValueCommand {
   const char* name;
   const char* path;
   const char* description;
-  ExitStatus (*run)(const Options&, const Value&);
+  ExitStatus (*run)(const Options&, Reporter&, const Value&);
   bool has_name;
   bool has_value;
   const char* footer;
@@ -181,9 +177,10 @@ void AddValueCommands(CLI::App& app, Invocation& invocation) {
   group->footer("Examples:\n  tvl env list\n  tvl env get ReportFolder");
   for (const ValueCommand& command : kCommands) {
     auto value = std::make_shared<Value>();
-    CLI::App& added = AddCommand(
-        *group, command.name, command.description, command.path, invocation,
-        [run = command.run, value, &options = invocation.options] { return run(options, *value); });
+    CLI::App& added = AddCommand(*group, command.name, command.description, command.path, invocation,
+                                 [run = command.run, value](const Options& options, Reporter& reporter) {
+                                   return run(options, reporter, *value);
+                                 });
     if (command.has_name) AddText(added, "NAME", value->name, "Name of the value", "").required();
     if (command.has_value) AddText(added, "VALUE", value->text, "The value, one line", "").required();
     added.footer(command.footer);

@@ -75,7 +75,7 @@ Failure LockTableFailure(const Store& store) {
   Failure failure =
       TemporaryFailure(store, "the lock table cannot be used", &TVLStoreLayout::lockTable, R_OK | W_OK);
   if (failure.error == 0 && !failure.path.empty()) failure.what += "; it is busy or damaged";
-  if (failure.error == ENOENT) failure.what += "; run 'tvl init --missing' to create it";
+  if (failure.error == ENOENT) failure.hint = "run 'tvl init --missing' to create it";
   return failure;
 }
 

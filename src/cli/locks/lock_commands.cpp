@@ -10,14 +10,12 @@
 
 #include <tvlclient/errors.h>
 
+#include "cli/command_line.h"
 #include "cli/locks/lock_answer.h"
 #include "cli/locks/lock_holder.h"
 #include "cli/locks/lock_preview.h"
 #include "cli/locks/lock_watch.h"
-#include "cli/options.h"
-#include "cli/output/console.h"
-#include "cli/output/json.h"
-#include "cli/output/text.h"
+#include "cli/output/reporter.h"
 #include "cli/stall_watch.h"
 #include "cli/store.h"
 
@@ -35,38 +33,31 @@ struct LockRequest {
 };
 
 // Tries to lock until it succeeds or the time is over. Reports which client it waits for.
-LockAnswer LockWithin(Store& store, const Options& options, const LockRequest& request) {
+LockAnswer LockWithin(Store& store, Reporter& reporter, const LockRequest& request) {
   const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(request.patience);
   const WaitsElsewhere waits;  // for another client, which may take any time
   std::string holder;
   for (;;) {
     const LockAnswer answer = AskForLock(store, request.object);
     if (!answer.IsHeldByOther() || std::chrono::steady_clock::now() >= end) return answer;
-    if (!options.quiet && holder != answer.Holder())
-      Console().Err("tvl: lock: " + Printable(request.object + ": waiting for " + answer.Holder()));
+    if (holder != answer.Holder()) reporter.Notice(request.object, "waiting for " + answer.Holder());
     holder = answer.Holder();
     std::this_thread::sleep_for(kPauseBetweenTries);
   }
 }
 
-// While a command runs, standard output belongs to the command.
-bool HasDocuments(const Options& options, const LockRequest& request) {
-  return options.json && request.command.empty();
-}
-
-void PrintDocument(const Options& options, const char* command, const std::string& object,
-                   const LockAnswer& answer, int exit) {
-  if (!options.json) return;
-  JsonObject document;
-  document.Text("command", command);
+void PrintAnswer(Reporter& reporter, const std::string& object, const LockAnswer& answer, ExitStatus exit) {
+  if (!reporter.PrintsJson()) return;
+  JsonObject document = reporter.Document();
   answer.Describe(object, document);
-  Console().Out(document.Number("exit", exit).Line());
+  reporter.Print(document.Number("exit", static_cast<int>(exit)));
 }
 
-ExitStatus RefuseLock(const Options& options, const LockRequest& request, const LockAnswer& answer) {
-  PrintDocument(options, "lock", request.object, answer, request.held_exit);
-  Console().Err("tvl: lock: " + Printable(request.object + ": " + answer.HolderText()));
-  return static_cast<ExitStatus>(request.held_exit);
+// Reports that another client holds the lock.
+ExitStatus Refuse(Reporter& reporter, const std::string& object, const LockAnswer& answer, ExitStatus exit) {
+  PrintAnswer(reporter, object, answer, exit);
+  reporter.Fail(object, {exit, 0, answer.HolderText()});
+  return exit;
 }
 
 // Other clients respect a lock only if its state is 1 and its owner has a presence marker.
@@ -80,76 +71,67 @@ void CheckHeld(Store& store, const LockRequest& request, const LockAnswer& answe
 }
 
 // Reports to a program or a person that the lock is held.
-void ReportLocked(const Options& options, const LockRequest& request, const LockAnswer& answer) {
-  if (!request.command.empty() || options.quiet) return;
-  Console console;
-  if (options.json) {
-    JsonObject document;
-    answer.Describe(request.object, document.Text("command", "lock"));
-    console.Out(document.Line());
+void ReportLocked(Reporter& reporter, const LockRequest& request, const LockAnswer& answer) {
+  if (!request.command.empty()) return;
+  if (reporter.PrintsJson()) {
+    JsonObject document = reporter.Document();
+    answer.Describe(request.object, document);
+    reporter.Print(document);
   } else {
-    console.Out(Printable(request.object) + ": locked" + (isatty(STDIN_FILENO) == 1 ? ", until Ctrl-D" : ""));
+    reporter.PrintDone(request.object + ": locked" + (isatty(STDIN_FILENO) == 1 ? ", until Ctrl-D" : ""));
   }
   std::fflush(stdout);
 }
 
-ExitStatus ReportEnd(const Options& options, const LockRequest& request, const Failure& failure) {
-  Console console;
-  if (HasDocuments(options, request)) {
-    JsonObject document;
-    AddFailure(failure, document.Text("command", "lock").Text("object", request.object));
-    console.Out(document.Number("exit", static_cast<int>(failure.exit)).Line());
-  }
-  console.Err("tvl: lock: " + Printable(request.object + ": " + failure.Message()));
-  return failure.exit;
-}
-
-ExitStatus ReportLost(const Options& options, const LockRequest& request, const std::string& reason) {
-  return ReportEnd(options, request, {kUnreachable, 0, "the lock was lost: " + reason, 0, {}});
+ExitStatus ReportLost(Reporter& reporter, const LockRequest& request, const std::string& reason) {
+  reporter.Fail(request.object, {kUnreachable, 0, "the lock was lost: " + reason});
+  return kUnreachable;
 }
 
 // Releases the lock. Reports a failure if its row remains in the table.
-ExitStatus Release(Store& store, const Options& options, const LockRequest& request, int exit) {
+ExitStatus Release(Store& store, Reporter& reporter, const LockRequest& request, int exit) {
   const LockAnswer answer = AskForUnlock(store, request.object);
-  if (answer.IsHeldByOther()) return ReportLost(options, request, answer.HolderText());
+  if (answer.IsHeldByOther()) return ReportLost(reporter, request, answer.HolderText());
   if (!store.HoldsLock(request.object)) return static_cast<ExitStatus>(exit);
   Failure failure = LockTableFailure(store);
   failure.what = "the lock could not be released: " + failure.what;
-  return ReportEnd(options, request, failure);
+  reporter.Fail(request.object, failure);
+  return failure.exit;
 }
 
-ExitStatus HoldLock(Store& store, const Options& options, const LockRequest& request) {
+ExitStatus HoldLock(Store& store, Reporter& reporter, const LockRequest& request) {
   bool reported = false;
   const LossReport report = [&](const std::string& reason) {
     reported = true;
     const bool runs = !request.command.empty();
-    ReportLost(options, request, reason + (runs ? "; the command gets SIGTERM, in 10 s SIGKILL" : ""));
+    ReportLost(reporter, request, reason + (runs ? "; the command gets SIGTERM, in 10 s SIGKILL" : ""));
   };
   const WaitsElsewhere waits;  // for a command or a user
   LockWatch watch(store, request.object);
   const int exit = request.command.empty() ? HoldUntilInputEnds(watch, report)
-                                           : HoldWhileRunning(request.command, watch, report);
+                                           : HoldWhileRunning(request.command, watch, reporter, report);
   const bool answered = watch.Finish();
   const bool lost = watch.IsLost();
-  if (lost && !reported) ReportLost(options, request, watch.Reason());
+  if (lost && !reported) ReportLost(reporter, request, watch.Reason());
   if (!answered) {  // closing the connection would block too
     std::fflush(stdout);
     _exit(kUnreachable);
   }
-  return lost ? kUnreachable : Release(store, options, request, exit);
+  return lost ? kUnreachable : Release(store, reporter, request, exit);
 }
 
-ExitStatus RunLock(const Options& options, const LockRequest& request) {
+ExitStatus RunLock(const Options& options, Reporter& reporter, const LockRequest& request) {
   CheckObject(request.object);
-  if (options.dry_run) return PreviewLock(options, request.object, request.held_exit);
+  if (options.dry_run) return PreviewLock(options, reporter, request.object, request.held_exit);
   Store store(options, NoWorkingDirectory(options), Store::Use::kWork);
   if (!store.IsPresent()) throw Stop({}, PresenceFailure(store));
-  const LockAnswer answer = LockWithin(store, options, request);
-  if (answer.IsHeldByOther()) return RefuseLock(options, request, answer);
+  const LockAnswer answer = LockWithin(store, reporter, request);
+  if (answer.IsHeldByOther())
+    return Refuse(reporter, request.object, answer, static_cast<ExitStatus>(request.held_exit));
   CheckHeld(store, request, answer);
   BlockEndingSignals();
-  ReportLocked(options, request, answer);
-  return HoldLock(store, options, request);
+  ReportLocked(reporter, request, answer);
+  return HoldLock(store, reporter, request);
 }
 
 // State 0 is also returned if the table cannot be used. Then it does not say whether the row was removed.
@@ -160,29 +142,23 @@ void CheckReleased(Store& store, const std::string& object, const LockAnswer& an
     throw Stop(object, LockTableFailure(store));
 }
 
-ExitStatus RunUnlock(const Options& options, const std::string& object) {
+ExitStatus RunUnlock(const Options& options, Reporter& reporter, const std::string& object) {
   CheckObject(object);
-  if (options.dry_run) return PreviewUnlock(options, object);
+  if (options.dry_run) return PreviewUnlock(options, reporter, object);
   Store store(options, NoWorkingDirectory(options), Store::Use::kWork);
   const LockAnswer answer = AskForUnlock(store, object);
   CheckReleased(store, object, answer);
-  const ExitStatus exit = answer.IsHeldByOther() ? kHeld : kDone;
-  PrintDocument(options, "unlock", object, answer, exit);
-  if (options.json) return exit;
-  Console console;
-  if (exit == kHeld) {
-    console.Err("tvl: unlock: " + Printable(object + ": " + answer.HolderText()));
-  } else if (!options.quiet) {
-    console.Out(Printable(object) + ": not locked");
-  }
-  return exit;
+  if (answer.IsHeldByOther()) return Refuse(reporter, object, answer, kHeld);
+  PrintAnswer(reporter, object, answer, kDone);
+  if (!reporter.PrintsJson()) reporter.PrintDone(object + ": not locked");
+  return kDone;
 }
 
 void AddLockCommand(CLI::App& app, Invocation& invocation) {
   auto request = std::make_shared<LockRequest>();
-  CLI::App& lock =
-      AddCommand(app, "lock", "Hold the lock on an object", "lock", invocation,
-                 [request, &options = invocation.options] { return RunLock(options, *request); });
+  CLI::App& lock = AddCommand(
+      app, "lock", "Hold the lock on an object", "lock", invocation,
+      [request](const Options& options, Reporter& reporter) { return RunLock(options, reporter, *request); });
   AddText(lock, "NAME", request->object, "Name of the object, 1 to 32 bytes", "").required();
   lock.add_option("-w,--wait", request->patience,
                   "How long to wait while another client holds the lock (default: 0)")

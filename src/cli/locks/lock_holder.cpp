@@ -14,7 +14,6 @@
 #include <optional>
 
 #include "cli/interrupt.h"
-#include "cli/output/console.h"
 #include "cli/output/exit_status.h"
 #include "cli/output/failure.h"
 #include "cli/output/text.h"
@@ -92,11 +91,11 @@ std::optional<int> ExitCodeOf(pid_t child) {
   return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
-int ReportCannotRun(const std::string& name, const Command& command) {
+int ReportCannotRun(Reporter& reporter, const std::string& name, const Command& command) {
   if (command.process > 0) waitpid(command.process, nullptr, 0);
-  Console().Err("tvl: lock: " +
-                Printable(name + ": " + SystemFailure("cannot be run", command.failure, {}).Message()));
-  return command.failure == ENOENT ? kNoSuchProgram : kCannotRun;
+  const int exit = command.failure == ENOENT ? kNoSuchProgram : kCannotRun;
+  reporter.Fail(name, {static_cast<ExitStatus>(exit), 0, "cannot be run", command.failure});
+  return exit;
 }
 
 // Asks the command to end, and kills it after a grace period.
@@ -167,7 +166,8 @@ void BlockEndingSignals() {
   sigprocmask(SIG_BLOCK, &set, nullptr);
 }
 
-int HoldWhileRunning(const std::vector<std::string>& command, LockWatch& watch, const LossReport& report) {
+int HoldWhileRunning(const std::vector<std::string>& command, LockWatch& watch, Reporter& reporter,
+                     const LossReport& report) {
   constexpr int kEndingLook = 100;  // ms between two checks whether the command has ended
   const SignalReader signals;
   sigset_t unblocked;
@@ -175,7 +175,8 @@ int HoldWhileRunning(const std::vector<std::string>& command, LockWatch& watch, 
   for (const int signal : kEndingSignals) sigdelset(&unblocked, signal);
   sigdelset(&unblocked, SIGCHLD);
   const Command child = StartCommand(command, unblocked);
-  if (child.failure != 0) return ReportCannotRun(command.front(), child);
+  if (child.failure != 0) return ReportCannotRun(reporter, command.front(), child);
+  reporter.LeaveOutput();
   watch.Start();
   Ending ending;
   for (;;) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cli/locks/lock_watch.h"
+#include "cli/output/reporter.h"
 
 namespace tvl::cli {
 
@@ -17,14 +18,14 @@ using LossReport = std::function<void(const std::string& reason)>;
 void BlockEndingSignals();
 
 // Runs a command, waits until it ends and returns its exit code: 128 plus the number of the signal that ended
-// it, 127 if the program does not exist, or 126 if it cannot be run. The last two are reported on standard
-// error.
+// it, 127 if the program does not exist, or 126 if it cannot be run. The last two are reported. While
+// the command runs, standard output belongs to it.
 //
 // Signals are passed on to the command, except for those from the terminal, which the command receives
 // itself. The command ends with this process, because the lock does too. If the lock is lost, the command
 // gets SIGTERM and ten seconds later SIGKILL.
 [[nodiscard]] int HoldWhileRunning(const std::vector<std::string>& command, LockWatch& watch,
-                                   const LossReport& report);
+                                   Reporter& reporter, const LossReport& report);
 
 // Waits for the end of standard input, a signal, or the loss of the lock. Returns kInterrupted for a signal.
 [[nodiscard]] int HoldUntilInputEnds(LockWatch& watch, const LossReport& report);

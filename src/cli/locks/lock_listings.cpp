@@ -7,11 +7,9 @@
 
 #include <tvlclient/errors.h>
 
+#include "cli/command_line.h"
 #include "cli/locks/lock_answer.h"
-#include "cli/options.h"
-#include "cli/output/columns.h"
-#include "cli/output/console.h"
-#include "cli/output/json.h"
+#include "cli/output/reporter.h"
 #include "cli/store.h"
 
 namespace tvl::cli {
@@ -42,16 +40,15 @@ void AddLock(const TVLStandingLock* lock, void* listing_to_fill) {
       .Number("pid", lock->pid);
 }
 
-void PrintListing(const Options& options, const std::string& command, const char* key, Row head,
+void PrintListing(const Options& options, Reporter& reporter, const char* key, Row head,
                   std::vector<Row> rows, const std::vector<JsonObject>& documents) {
-  Console console;
-  if (options.json) {
-    console.Out(JsonObject().Text("command", command).Array(key, documents).Line());
+  if (reporter.PrintsJson()) {
+    reporter.Print(reporter.Document().Array(key, documents));
     return;
   }
   if (rows.empty()) return;
   if (!options.quiet) rows.insert(rows.begin(), std::move(head));
-  for (const std::string& line : InColumns(rows)) console.Out(line);
+  reporter.PrintColumns(rows);
 }
 
 CTVLClientSmbOpr& DirectoryOf(Store& store, const Options& options) {
@@ -59,13 +56,13 @@ CTVLClientSmbOpr& DirectoryOf(Store& store, const Options& options) {
   throw Stop(options.tcp, LibraryFailure(TVL_ERR_NOT_SUPPORTED));
 }
 
-ExitStatus RunLocks(const Options& options, const std::string& pattern) {
+ExitStatus RunLocks(const Options& options, Reporter& reporter, const std::string& pattern) {
   Store store(options, NoWorkingDirectory(options), UseOf(options));
   LockListing listing = {pattern.empty() ? "*" : pattern, {}, {}};
   const int code = DirectoryOf(store, options).ListLocks(AddLock, &listing);
   if (code == TVL_ERR_SERVER_FILE) throw Stop({}, LockTableFailure(store));
   if (code != TVL_OK) throw Stop({}, LibraryFailure(code));
-  PrintListing(options, "locks", "locks",
+  PrintListing(options, reporter, "locks",
                {"OBJECT", "OWNER", "USER", "COMPUTER", "ADDRESS", "CLASS", "INSTANCE", "PROCESS"},
                listing.rows, listing.documents);
   return kDone;
@@ -91,13 +88,13 @@ void AddInstance(const TVLInstance* instance, void* listing_to_fill) {
                           std::to_string(instance->instance), std::to_string(instance->pid)});
 }
 
-ExitStatus RunWho(const Options& options, const std::string& client_class) {
+ExitStatus RunWho(const Options& options, Reporter& reporter, const std::string& client_class) {
   Store store(options, NoWorkingDirectory(options), UseOf(options));
   InstanceListing listing;
   const std::string wanted = client_class.empty() ? "*" : client_class;
   const int code = DirectoryOf(store, options).ListInstances(wanted.c_str(), AddInstance, &listing);
   if (code != TVL_OK) throw Stop({}, LibraryFailure(code));
-  PrintListing(options, "who", "instances", {"COMPUTER", "ADDRESS", "CLASS", "INSTANCE", "PROCESS"},
+  PrintListing(options, reporter, "instances", {"COMPUTER", "ADDRESS", "CLASS", "INSTANCE", "PROCESS"},
                listing.rows, listing.documents);
   return kDone;
 }

@@ -5,9 +5,6 @@
 #include <tvlclient/errors.h>
 
 #include "cli/locks/lock_answer.h"
-#include "cli/output/console.h"
-#include "cli/output/json.h"
-#include "cli/output/text.h"
 
 namespace tvl::cli {
 namespace {
@@ -40,33 +37,30 @@ LockAnswer OwnerOf(const Options& options, const std::string& object) {
   return search.answer;
 }
 
-ExitStatus Preview(const Options& options, const std::string& command, const std::string& object,
-                   int held_exit, const char* would) {
+ExitStatus Preview(const Options& options, Reporter& reporter, const std::string& object, int held_exit,
+                   const char* would) {
   const LockAnswer answer = OwnerOf(options, object);
   const bool held = answer.IsHeldByOther();
-  const int exit = held ? held_exit : kDone;
-  Console console;
-  if (options.json) {
-    JsonObject document;
-    answer.Describe(object, document.Text("command", command));
-    console.Out(document.Flag("dry_run", true).Number("exit", exit).Line());
+  const auto exit = static_cast<ExitStatus>(held ? held_exit : kDone);
+  if (reporter.PrintsJson()) {
+    JsonObject document = reporter.Document();
+    answer.Describe(object, document);
+    reporter.Print(document.Flag("dry_run", true).Number("exit", static_cast<int>(exit)));
+  } else if (!held) {
+    reporter.PrintDone(object + ": " + would);
   }
-  if (held) {
-    console.Err("tvl: " + command + ": " + Printable(object + ": " + answer.HolderText()));
-  } else if (!options.json && !options.quiet) {
-    console.Out(Printable(object) + ": " + would);
-  }
-  return static_cast<ExitStatus>(exit);
+  if (held) reporter.Fail(object, {exit, 0, answer.HolderText()});
+  return exit;
 }
 
 }  // namespace
 
-ExitStatus PreviewLock(const Options& options, const std::string& object, int held_exit) {
-  return Preview(options, "lock", object, held_exit, "would be locked");
+ExitStatus PreviewLock(const Options& options, Reporter& reporter, const std::string& object, int held_exit) {
+  return Preview(options, reporter, object, held_exit, "would be locked");
 }
 
-ExitStatus PreviewUnlock(const Options& options, const std::string& object) {
-  return Preview(options, "unlock", object, kHeld, "not locked");
+ExitStatus PreviewUnlock(const Options& options, Reporter& reporter, const std::string& object) {
+  return Preview(options, reporter, object, kHeld, "not locked");
 }
 
 }  // namespace tvl::cli

@@ -86,6 +86,13 @@ std::string Failure::Message() const {
   return message;
 }
 
+void Failure::Describe(JsonObject& document) const {
+  const std::string reason = error == 0 ? "" : ": " + std::generic_category().message(error);
+  document.Number("exit", static_cast<int>(exit)).Number("code", code).Text("message", what + reason);
+  document.Number("errno", error).Text("path", path);
+  if (!hint.empty()) document.Text("hint", hint);
+}
+
 const CodeMeaning& MeaningOf(int code) {
   for (const CodeMeaning& row : kMeanings) {
     if (row.code == code) return row;
@@ -128,17 +135,9 @@ Failure SystemFailure(const std::string& what, int error, const std::string& pat
   return {SaysMissing(error) ? kNotFound : kFailed, 0, what, error, path};
 }
 
-void AddFailure(const Failure& failure, JsonObject& document) {
-  document.Text("error", failure.what);
-  if (failure.code != 0) document.Number("code", failure.code).Text("text", LibraryText(failure.code));
-  if (failure.error != 0)
-    document.Number("errno", failure.error).Text("reason", std::generic_category().message(failure.error));
-  if (!failure.path.empty()) document.Text("path", failure.path);
-}
-
 Stop::Stop(std::string subject, Failure failure)
     : subject_(std::move(subject)), failure_(std::move(failure)) {}
 
-Stop::Stop(const std::string& usage) : failure_{kUsage, 0, usage, 0, {}} {}
+Stop::Stop(const std::string& usage, const std::string& hint) : failure_{kUsage, 0, usage, 0, {}, hint} {}
 
 }  // namespace tvl::cli

@@ -12,13 +12,17 @@ namespace tvl::cli {
 // Why something failed, as far as known.
 struct Failure {
   ExitStatus exit = kFailed;
-  int code = 0;      // the library's code; 0 if the library was not involved
-  std::string what;  // what failed, in words
-  int error = 0;     // the system's reason, an errno value
-  std::string path;  // the file concerned
+  int code = 0;           // the library's code; 0 if the library was not involved
+  std::string what;       // what failed, in words
+  int error = 0;          // the system's reason, an errno value
+  std::string path = {};  // the file concerned
+  std::string hint = {};  // what to do about it
 
   // Returns "what (code 22): No space left on device: /x/y", reduced to the parts that are known.
   [[nodiscard]] std::string Message() const;
+
+  // Adds the members that describe the failure. All but the hint are always present.
+  void Describe(JsonObject& document) const;
 };
 
 // What a code of the library means to a user. A code without a row, such as an unknown one from a server, is
@@ -46,16 +50,13 @@ void ExplainRefusal(const char* reason, Failure& failure);
 // Describes the failure of a system call with errno value `error`.
 [[nodiscard]] Failure SystemFailure(const std::string& what, int error, const std::string& path);
 
-// Adds the known parts of a failure to a document.
-void AddFailure(const Failure& failure, JsonObject& document);
-
 // Thrown to end a command that cannot continue.
 class Stop : public std::exception {
  public:
   // `subject` names what the failure is about and precedes its message; it may be empty.
   Stop(std::string subject, Failure failure);
-  // Wrong use of the program, with a message for the user.
-  explicit Stop(const std::string& usage);
+  // Wrong use of the program, with a message for the user and what to do instead.
+  explicit Stop(const std::string& usage, const std::string& hint = {});
 
   [[nodiscard]] const std::string& Subject() const { return subject_; }
   [[nodiscard]] const Failure& Reason() const { return failure_; }

@@ -153,8 +153,8 @@ void Table::Fail(int code) const {
 void Table::CheckForDamage() const {
   if (!store_.IsDirectory() || store_.Directory()->MetTableDamage() == 0) return;
   Failure failure;
-  failure.what =
-      "the table is damaged or cannot be read completely, so rows are missing; restore it from a backup";
+  failure.what = "the table is damaged or cannot be read completely, so rows are missing";
+  failure.hint = "restore it from a backup";
   throw Stop(name_, failure);
 }
 
@@ -177,7 +177,7 @@ void Table::CheckReplaceable(bool replace) {
   struct stat status = {};
   if (lstat(path.c_str(), &status) != 0) return;
   if (!replace)
-    throw Stop(name_, {kFailed, 0, "already exists; use --replace to delete it with its rows", 0, {}});
+    throw Stop(name_, {kFailed, 0, "already exists", 0, {}, "use --replace to delete it with its rows"});
   if (rows_.Open(name_.data()) != TVL_OK)
     throw Stop(name_, {kFailed, 0, "exists and cannot be opened as a table", 0, {}});
   rows_.Close();

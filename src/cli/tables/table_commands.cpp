@@ -4,10 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "cli/options.h"
-#include "cli/output/columns.h"
-#include "cli/output/console.h"
-#include "cli/output/json.h"
+#include "cli/command_line.h"
+#include "cli/output/reporter.h"
 #include "cli/output/text.h"
 #include "cli/store.h"
 #include "cli/tables/csv.h"
@@ -30,23 +28,21 @@ struct TableRequest {
   bool prefixes = false;
 };
 
-using TableRun = ExitStatus (*)(const Options&, const TableRequest&);
+using TableRun = ExitStatus (*)(const Options&, Reporter&, const TableRequest&);
 
 Store OpenStore(const Options& options) {
   return {options, {}, UseOf(options)};
 }
 
 // `would` is the text of a dry run.
-void ReportDone(const Options& options, const std::string& command, const TableRequest& request, int rows,
+void ReportRows(const Options& options, Reporter& reporter, const TableRequest& request, int rows,
                 const char* would) {
-  Console console;
-  if (options.json) {
-    JsonObject document;
-    document.Text("command", command).Text("table", request.name).Number("rows", rows);
-    console.Out(document.Flag("dry_run", options.dry_run).Line());
-  } else if (!options.quiet) {
-    console.Out(Printable(request.name) + ": " + Counted(static_cast<std::uint64_t>(rows), "row") +
-                (options.dry_run ? std::string(" ") + would : ""));
+  if (reporter.PrintsJson()) {
+    JsonObject document = reporter.Document().Text("table", request.name).Number("rows", rows);
+    reporter.Print(document.Flag("dry_run", options.dry_run));
+  } else {
+    reporter.PrintDone(request.name + ": " + Counted(static_cast<std::uint64_t>(rows), "row") +
+                       (options.dry_run ? std::string(" ") + would : ""));
   }
 }
 
@@ -55,7 +51,7 @@ Schema SchemaOf(const TableRequest& request, int record_length) {
   return Schema(request.schema.empty() ? "record-D" + std::to_string(record_length) : request.schema);
 }
 
-ExitStatus Create(const Options& options, const TableRequest& request) {
+ExitStatus Create(const Options& options, Reporter& reporter, const TableRequest& request) {
   TableLengths lengths = request.lengths;
   const int needed = SchemaOf(request, 1).Length();
   if (lengths.record == 0) lengths.record = needed;
@@ -65,33 +61,25 @@ ExitStatus Create(const Options& options, const TableRequest& request) {
   Store store = OpenStore(options);
   Table table(store, request.name);
   table.Create(lengths, request.replace, options.dry_run);
-  ReportDone(options, "table create", request, 0, "would be in the new table");
+  ReportRows(options, reporter, request, 0, "would be in the new table");
   return kDone;
 }
 
-ExitStatus Info(const Options& options, const TableRequest& request) {
+ExitStatus Info(const Options& options, Reporter& reporter, const TableRequest& request) {
   Store store = OpenStore(options);
   Table table(store, request.name);
   table.Open();
   table.Read({});
   CTVLCtreeRs& rows = table.Rows();
-  Console console;
-  if (options.json) {
-    console.Out(JsonObject()
-                    .Text("command", "table info")
-                    .Text("table", request.name)
-                    .Number("record", rows.DatLen())
-                    .Number("key1", rows.Key1Len())
-                    .Number("key2", rows.Key2Len())
-                    .Number("rows", rows.Count())
-                    .Line());
-    return kDone;
-  }
-  for (const std::string& line : InColumns({{"Record:", std::to_string(rows.DatLen())},
-                                            {"Key 1:", std::to_string(rows.Key1Len())},
-                                            {"Key 2:", std::to_string(rows.Key2Len())},
-                                            {"Rows:", std::to_string(rows.Count())}})) {
-    console.Out(line);
+  if (reporter.PrintsJson()) {
+    JsonObject document = reporter.Document().Text("table", request.name).Number("record", rows.DatLen());
+    document.Number("key1", rows.Key1Len()).Number("key2", rows.Key2Len());
+    reporter.Print(document.Number("rows", rows.Count()));
+  } else {
+    reporter.PrintColumns({{"Record:", std::to_string(rows.DatLen())},
+                           {"Key 1:", std::to_string(rows.Key1Len())},
+                           {"Key 2:", std::to_string(rows.Key2Len())},
+                           {"Rows:", std::to_string(rows.Count())}});
   }
   return kDone;
 }
@@ -108,12 +96,12 @@ std::vector<std::string> HeadOf(const Schema& schema) {
   return head;
 }
 
-std::string JsonRow(const TextRow& row, const Schema& schema) {
+JsonObject RowDocument(const TextRow& row, const Schema& schema) {
   JsonObject document;
   document.Text(kKey1Name, row.key1);
   for (std::size_t field = 0; field < row.fields.size(); ++field)
     document.Text(schema.Fields()[field].name, row.fields[field]);
-  return document.Line();
+  return document;
 }
 
 // Reads the requested rows and calls `print` with the schema and the table.
@@ -128,34 +116,26 @@ void PrintRows(const Options& options, const TableRequest& request, Print print)
   print(schema, table);
 }
 
-void PrintJsonRows(const Schema& schema, Table& table) {
-  Console console;
-  for (int row = 0; row < table.Rows().Count(); ++row) console.Out(JsonRow(table.RowAt(row), schema));
+void PrintRowDocuments(Reporter& reporter, const Schema& schema, Table& table) {
+  for (int row = 0; row < table.Rows().Count(); ++row) reporter.Print(RowDocument(table.RowAt(row), schema));
 }
 
-ExitStatus Read(const Options& options, const TableRequest& request) {
-  PrintRows(options, request, [&options](const Schema& schema, Table& table) {
-    if (options.json) {
-      PrintJsonRows(schema, table);
-      return;
-    }
+ExitStatus Read(const Options& options, Reporter& reporter, const TableRequest& request) {
+  PrintRows(options, request, [&reporter](const Schema& schema, Table& table) {
+    if (reporter.PrintsJson()) return PrintRowDocuments(reporter, schema, table);
     std::vector<std::vector<std::string>> rows = {HeadOf(schema)};
     for (int row = 0; row < table.Rows().Count(); ++row) rows.push_back(CellsOf(table.RowAt(row)));
-    Console console;
-    for (const std::string& line : InColumns(rows)) console.Out(line);
+    reporter.PrintColumns(rows);
   });
   return kDone;
 }
 
-ExitStatus Export(const Options& options, const TableRequest& request) {
-  PrintRows(options, request, [&options](const Schema& schema, Table& table) {
-    if (options.json) {
-      PrintJsonRows(schema, table);
-      return;
-    }
-    Console console;
-    console.Out(CsvLine(HeadOf(schema)));
-    for (int row = 0; row < table.Rows().Count(); ++row) console.Out(CsvLine(CellsOf(table.RowAt(row))));
+ExitStatus Export(const Options& options, Reporter& reporter, const TableRequest& request) {
+  PrintRows(options, request, [&reporter](const Schema& schema, Table& table) {
+    if (reporter.PrintsJson()) return PrintRowDocuments(reporter, schema, table);
+    reporter.PrintLine(CsvLine(HeadOf(schema)));
+    for (int row = 0; row < table.Rows().Count(); ++row)
+      reporter.PrintLine(CsvLine(CellsOf(table.RowAt(row))));
   });
   return kDone;
 }
@@ -173,7 +153,7 @@ TextRow RowFrom(const TableRequest& request, const Schema& schema) {
   return row;
 }
 
-ExitStatus Write(const Options& options, const TableRequest& request) {
+ExitStatus Write(const Options& options, Reporter& reporter, const TableRequest& request) {
   const Schema schema(request.schema);
   const TextRow row = RowFrom(request, schema);
   Store store = OpenStore(options);
@@ -182,19 +162,21 @@ ExitStatus Write(const Options& options, const TableRequest& request) {
   table.Use(schema);
   table.Add(row, schema);
   if (!options.dry_run) table.Write();
-  ReportDone(options, "table write", request, 1, "would be written");
+  ReportRows(options, reporter, request, 1, "would be written");
   return kDone;
 }
 
-ExitStatus Delete(const Options& options, const TableRequest& request) {
+ExitStatus Delete(const Options& options, Reporter& reporter, const TableRequest& request) {
   Store store = OpenStore(options);
   Table table(store, request.name);
   table.OpenToChange();
   table.Delete(request.items, request.prefixes, options.dry_run);
+  if (reporter.PrintsJson())
+    reporter.Print(reporter.Document().Text("table", request.name).Flag("dry_run", options.dry_run));
   return kDone;
 }
 
-ExitStatus Import(const Options& options, const TableRequest& request) {
+ExitStatus Import(const Options& options, Reporter& reporter, const TableRequest& request) {
   const Schema schema(request.schema);
   const ImportText input = ReadImport(request.file);
   Store store = OpenStore(options);
@@ -203,7 +185,7 @@ ExitStatus Import(const Options& options, const TableRequest& request) {
   table.Use(schema);
   const int rows = options.json ? ImportJson(input, schema, table) : ImportCsv(input, schema, table);
   if (!options.dry_run) table.Write();
-  ReportDone(options, "table import", request, rows, "would be written");
+  ReportRows(options, reporter, request, rows, "would be written");
   return kDone;
 }
 
@@ -264,9 +246,11 @@ void AddLengths(CLI::App& command, TableRequest& request) {
 
 void AddTableCommand(const TableCommand& about, CLI::App& group, Invocation& invocation) {
   auto request = std::make_shared<TableRequest>();
-  CLI::App& command = AddCommand(
-      group, about.name, about.description, std::string("table ") + about.name, invocation,
-      [run = about.run, request, &options = invocation.options] { return run(options, *request); });
+  CLI::App& command =
+      AddCommand(group, about.name, about.description, std::string("table ") + about.name, invocation,
+                 [run = about.run, request](const Options& options, Reporter& reporter) {
+                   return run(options, reporter, *request);
+                 });
   AddText(command, "TABLE", request->name, "Table in the store, such as data/orders.dat", "").required();
   if (about.items != nullptr)
     AddNames(command, request->items, about.items_help, about.items).required(about.needs_items);

@@ -12,8 +12,6 @@
 #include "cli/configuration.h"
 #include "cli/file_access.h"
 #include "cli/interrupt.h"
-#include "cli/output/console.h"
-#include "cli/output/failure.h"
 #include "cli/output/progress.h"
 #include "cli/output/text.h"
 #include "cli/store.h"
@@ -85,10 +83,10 @@ class Transfer {
         force_(force),
         batch_(store, log, direction, options) {}
 
-  void Run(Console& console, const TransferPlan& plan) {
+  void Run(Reporter& reporter, const TransferPlan& plan) {
     std::optional<Progress> progress;
     if (HasTerminal() && !options_.quiet && !options_.json && !options_.dry_run)
-      progress.emplace(console, plan.TotalBytes());
+      progress.emplace(reporter.Terminal(), plan.TotalBytes());
     if (plan.Jobs().size() > 1) batch_.Begin();
     for (std::size_t index = 0; index < plan.Jobs().size(); ++index) {
       const TransferJob& job = plan.Jobs()[index];
@@ -264,9 +262,10 @@ TransferLog::Shape ShapeOf(const TransferRequest& request, const Places& places)
 
 }  // namespace
 
-ExitStatus RunTransfer(Direction direction, const Options& options, const TransferRequest& request) {
+ExitStatus RunTransfer(Direction direction, const Options& options, Reporter& reporter,
+                       const TransferRequest& request) {
   Places places = FindPlaces(direction, options, request);
-  const auto use = options.dry_run ? Store::Use::kLook : Store::Use::kWork;
+  const auto use = UseOf(options);
   auto opened = std::make_unique<Store>(options, places.working_directory, use);
   if (opened->Client().DumbMode() != 0 && HasTwoNames(places)) {
     MakeAbsolute(places);
@@ -275,31 +274,30 @@ ExitStatus RunTransfer(Direction direction, const Options& options, const Transf
   Store& store = *opened;
   CheckStoreOfTop(store, places);
   CatchInterrupts(options.quiet);
-  Console console;
-  TransferLog log(console, options, direction, ShapeOf(request, places));
+  TransferLog log(reporter, options, direction, ShapeOf(request, places));
   if (store.Client().DumbMode() != 0) {
     ReportNothingToDo(store, log, places.names);
     return log.Finish(Interrupted());
   }
   if (store.Client().FileCmp() == kDumbPolicy && !request.force)
-    log.Notice("the store's FileCompare is dumb: all files count as the same, and only -f transfers them");
+    log.Notice({},
+               "the store's FileCompare is dumb: all files count as the same, and only -f transfers them");
   TransferPlan plan(store, log, direction, request.recursive, request.follow);
   for (const NamePair& pair : places.names) plan.Add(pair);
-  Transfer(store, log, direction, options, request.force).Run(console, plan);
+  Transfer(store, log, direction, options, request.force).Run(reporter, plan);
   return log.Finish(Interrupted());
 }
 
-ExitStatus RunCopies(Store& store, const Options& options, const std::vector<NamePair>& names, bool recursive,
-                     bool follow) {
+ExitStatus RunCopies(Store& store, const Options& options, Reporter& reporter,
+                     const std::vector<NamePair>& names, bool recursive, bool follow) {
   CatchInterrupts(options.quiet);
-  Console console;
   const auto shape = recursive           ? TransferLog::Shape::kTree
                      : names.size() == 1 ? TransferLog::Shape::kSingle
                                          : TransferLog::Shape::kSeveral;
-  TransferLog log(console, options, Direction::kCopy, shape);
+  TransferLog log(reporter, options, Direction::kCopy, shape);
   TransferPlan plan(store, log, Direction::kCopy, recursive, follow);
   for (const NamePair& pair : names) plan.Add(pair);
-  Transfer(store, log, Direction::kCopy, options, true).Run(console, plan);
+  Transfer(store, log, Direction::kCopy, options, true).Run(reporter, plan);
   return log.Finish(Interrupted());
 }
 

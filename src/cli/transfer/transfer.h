@@ -6,6 +6,7 @@
 
 #include "cli/names.h"
 #include "cli/options.h"
+#include "cli/output/reporter.h"
 #include "cli/store.h"
 
 namespace tvl::cli {
@@ -19,13 +20,13 @@ struct TransferRequest {
   bool follow = false;  // links may lead out of the store
 };
 
-[[nodiscard]] ExitStatus RunTransfer(Direction direction, const Options& options,
+[[nodiscard]] ExitStatus RunTransfer(Direction direction, const Options& options, Reporter& reporter,
                                      const TransferRequest& request);
 
 // Copies files, or trees with `recursive`, within a store that is used in place. In each pair `local` is the
 // name of the copy in the store. With `follow`, links may lead out of the store.
-[[nodiscard]] ExitStatus RunCopies(Store& store, const Options& options, const std::vector<NamePair>& names,
-                                   bool recursive, bool follow);
+[[nodiscard]] ExitStatus RunCopies(Store& store, const Options& options, Reporter& reporter,
+                                   const std::vector<NamePair>& names, bool recursive, bool follow);
 
 }  // namespace tvl::cli
 

@@ -35,7 +35,7 @@ void TransferBatch::Add(const TransferJob& job, Outcome outcome) {
   CTVLClientSmbOpr* directory = store_.Directory();
   const char* why = directory != nullptr ? directory->WhyInPlace() : nullptr;
   if (why != nullptr && options_.verbose)
-    log_.Notice(job.names.Target(direction_) + ": written in place: " + why);
+    log_.Notice(job.names.Target(direction_), std::string("written in place: ") + why);
   if (!open_) return log_.Report(job.names, outcome, job.size);
   copied_.push_back({job, outcome});
   if (directory->TransfersFull() == 0) return;

@@ -2,7 +2,7 @@
 #include <memory>
 #include <string>
 
-#include "cli/options.h"
+#include "cli/command_line.h"
 #include "cli/transfer/transfer.h"
 
 namespace tvl::cli {
@@ -39,10 +39,11 @@ Examples:
 
 void AddTransferCommand(const TransferCommand& about, CLI::App& app, Invocation& invocation) {
   auto request = std::make_shared<TransferRequest>();
-  CLI::App& command = AddCommand(app, about.name, about.description, about.name, invocation,
-                                 [direction = about.direction, request, &options = invocation.options] {
-                                   return RunTransfer(direction, options, *request);
-                                 });
+  CLI::App& command =
+      AddCommand(app, about.name, about.description, about.name, invocation,
+                 [direction = about.direction, request](const Options& options, Reporter& reporter) {
+                   return RunTransfer(direction, options, reporter, *request);
+                 });
   AddNames(command, request->names, about.names_help, "NAME");
   CLI::Option& to = AddText(command, "-t,--to", request->other.folder,
                             "Transfer into this folder of the other side", "DIR");

@@ -32,15 +32,14 @@ const OutcomeWords& WordsOf(Outcome outcome) {
 
 struct DirectionWords {
   Direction direction;
-  const char* command;
   const char* remote_key;
   const char* local_key;
   const char* done;
 };
 constexpr DirectionWords kDirectionWords[] = {
-    {Direction::kGet, "get", "remote", "local", "transferred"},
-    {Direction::kPut, "put", "remote", "local", "transferred"},
-    {Direction::kCopy, "cp", "source", "target", "copied"},
+    {Direction::kGet, "remote", "local", "transferred"},
+    {Direction::kPut, "remote", "local", "transferred"},
+    {Direction::kCopy, "source", "target", "copied"},
 };
 
 const DirectionWords& WordsOf(Direction direction) {
@@ -50,12 +49,8 @@ const DirectionWords& WordsOf(Direction direction) {
   return kDirectionWords[0];
 }
 
-const char* CommandName(Direction direction) {
-  return WordsOf(direction).command;
-}
-
 std::string Shown(const std::string& name) {
-  return name.empty() ? "." : Printable(name);
+  return name.empty() ? "." : name;
 }
 
 // Formats source and target, or a single name if both are the same.
@@ -67,8 +62,8 @@ std::string ShownPair(const NamePair& names, Direction direction) {
 
 }  // namespace
 
-TransferLog::TransferLog(Console& console, const Options& options, Direction direction, Shape shape)
-    : console_(console), options_(options), direction_(direction), shape_(shape) {}
+TransferLog::TransferLog(Reporter& reporter, const Options& options, Direction direction, Shape shape)
+    : reporter_(reporter), options_(options), direction_(direction), shape_(shape) {}
 
 void TransferLog::Report(const NamePair& names, Outcome outcome, std::optional<std::uint64_t> size) {
   if (outcome == Outcome::kSame) ++same_;
@@ -78,60 +73,44 @@ void TransferLog::Report(const NamePair& names, Outcome outcome, std::optional<s
     ++transferred_;
     bytes_ += size.value_or(0);
   }
-  if (options_.json) {
-    ReportDocument(names, WordsOf(outcome).document, size, nullptr);
-  } else {
-    ReportLine(names, outcome);
-  }
+  if (!reporter_.PrintsJson()) return ReportLine(names, outcome);
+  JsonObject document = Document(names, WordsOf(outcome).document);
+  if (size) document.Number("size", *size);
+  reporter_.Print(document);
 }
 
 void TransferLog::ReportLine(const NamePair& names, Outcome outcome) {
   const OutcomeWords& words = WordsOf(outcome);
-  if (options_.quiet) return;
   if (shape_ == Shape::kTree && !options_.verbose && !words.worth_a_line) return;
-  console_.Out(ShownPair(names, direction_) + ": " + words.line);
+  reporter_.PrintDone(ShownPair(names, direction_) + ": " + words.line);
 }
 
-void TransferLog::ReportDocument(const NamePair& names, const std::string& result,
-                                 std::optional<std::uint64_t> size, const Failure* failure) {
-  JsonObject document;
+JsonObject TransferLog::Document(const NamePair& names, const std::string& result) const {
   const DirectionWords& words = WordsOf(direction_);
-  document.Text("command", words.command).Text(words.remote_key, names.remote);
-  document.Text(words.local_key, names.local);
-  document.Text("result", result);
-  if (size) document.Number("size", *size);
-  if (failure != nullptr) AddFailure(*failure, document);
-  console_.Out(document.Line());
+  JsonObject document = reporter_.Document().Text(words.remote_key, names.remote);
+  return document.Text(words.local_key, names.local).Text("result", result);
 }
 
 void TransferLog::ReportFailed(const NamePair& names, const Failure& failure) {
-  ++failed_;
-  failure_status_ = failed_ == 1 || failure_status_ == failure.exit ? failure.exit : kFailed;
-  std::string line = std::string("tvl: ") + CommandName(direction_) + " ";
-  line += Shown(names.Source(direction_)) + ": " + Printable(failure.Message());
-  if (options_.verbose && failure.code != 0) line += " [" + LibraryText(failure.code) + "]";
-  if (options_.json) ReportDocument(names, "failed", {}, &failure);
-  console_.Err(line);
+  reporter_.Fail(Shown(names.Source(direction_)), failure);
 }
 
 void TransferLog::ReportSkipped(const NamePair& names, const std::string& why) {
   ++skipped_;
-  if (options_.json) {
-    const Failure reason = {kSkipped, 0, why, 0, {}};
-    ReportDocument(names, "skipped", {}, &reason);
-  }
-  Notice(std::string(CommandName(direction_)) + " " + Shown(names.Source(direction_)) + ": skipped: " + why);
+  if (reporter_.PrintsJson()) reporter_.Print(Document(names, "skipped").Text("reason", why));
+  reporter_.Notice(Shown(names.Source(direction_)), "skipped: " + why);
 }
 
-void TransferLog::Notice(const std::string& text) {
-  if (!options_.quiet) console_.Err("tvl: " + Printable(text));
+void TransferLog::Notice(const std::string& subject, const std::string& text) {
+  reporter_.Notice(subject, text);
 }
 
 ExitStatus TransferLog::Status(bool interrupted) const {
   if (interrupted) return kInterrupted;
   const bool some_done = transferred_ + same_ + folders_ > 0;
   // A missing name among others counts as skipped. "Not found" would mean that nothing was done.
-  if (failed_ > 0) return failure_status_ == kNotFound && some_done ? kSkipped : failure_status_;
+  if (reporter_.Failures() > 0)
+    return reporter_.Exit() == kNotFound && some_done ? kSkipped : reporter_.Exit();
   return skipped_ > 0 ? kSkipped : kDone;
 }
 
@@ -143,7 +122,7 @@ std::string TransferLog::Sum() const {
   if (direction_ != Direction::kCopy) sum += ", " + std::to_string(same_) + " already the same";
   if (folders_ > 0) sum += ", " + Counted(folders_, "empty folder");
   if (skipped_ > 0) sum += ", " + std::to_string(skipped_) + " skipped";
-  if (failed_ > 0) sum += ", " + std::to_string(failed_) + " failed";
+  if (reporter_.Failures() > 0) sum += ", " + std::to_string(reporter_.Failures()) + " failed";
   return sum;
 }
 
@@ -155,7 +134,7 @@ JsonObject TransferLog::SumDocument(ExitStatus status) const {
   if (direction_ != Direction::kCopy) sum.Number("same", same_);
   sum.Number("folders", folders_);
   sum.Number("skipped", skipped_);
-  sum.Number("failed", failed_);
+  sum.Number("failed", reporter_.Failures());
   sum.Number("bytes", bytes_);
   sum.Number("milliseconds", time.count());
   sum.Flag("dry_run", options_.dry_run).Flag("interrupted", status == kInterrupted);
@@ -165,13 +144,11 @@ JsonObject TransferLog::SumDocument(ExitStatus status) const {
 
 ExitStatus TransferLog::Finish(bool interrupted) {
   const ExitStatus status = Status(interrupted);
-  if (options_.json) {
-    if (shape_ == Shape::kSingle) return status;
-    JsonObject document;
-    document.Text("command", CommandName(direction_)).Object("summary", SumDocument(status));
-    console_.Out(document.Line());
-  } else if (!options_.quiet && (shape_ == Shape::kTree || (interrupted && shape_ == Shape::kSeveral))) {
-    console_.Out((interrupted ? "interrupted: " : "") + Sum());
+  if (reporter_.PrintsJson()) {
+    if (shape_ != Shape::kSingle)
+      reporter_.Print(reporter_.Document().Object("summary", SumDocument(status)));
+  } else if (shape_ == Shape::kTree || (interrupted && shape_ == Shape::kSeveral)) {
+    reporter_.PrintDone((interrupted ? "interrupted: " : "") + Sum());
   }
   return status;
 }

@@ -8,9 +8,7 @@
 
 #include "cli/names.h"
 #include "cli/options.h"
-#include "cli/output/console.h"
-#include "cli/output/failure.h"
-#include "cli/output/json.h"
+#include "cli/output/reporter.h"
 
 namespace tvl::cli {
 
@@ -32,25 +30,24 @@ class TransferLog {
   // How many results there may be: one, reported as one document; several; or a tree, reported by its totals.
   enum class Shape { kSingle, kSeveral, kTree };
 
-  TransferLog(Console& console, const Options& options, Direction direction, Shape shape);
+  TransferLog(Reporter& reporter, const Options& options, Direction direction, Shape shape);
 
   void Report(const NamePair& names, Outcome outcome, std::optional<std::uint64_t> size);
   void ReportFailed(const NamePair& names, const Failure& failure);
   void ReportSkipped(const NamePair& names, const std::string& why);
-  void Notice(const std::string& text);
+  void Notice(const std::string& subject, const std::string& text);
 
   // Reports the totals if there may be several results, and returns the exit status of the command.
   ExitStatus Finish(bool interrupted);
 
  private:
   void ReportLine(const NamePair& names, Outcome outcome);
-  void ReportDocument(const NamePair& names, const std::string& result, std::optional<std::uint64_t> size,
-                      const Failure* failure);
+  [[nodiscard]] JsonObject Document(const NamePair& names, const std::string& result) const;
   [[nodiscard]] ExitStatus Status(bool interrupted) const;
   [[nodiscard]] std::string Sum() const;
   [[nodiscard]] JsonObject SumDocument(ExitStatus status) const;
 
-  Console& console_;
+  Reporter& reporter_;
   const Options& options_;
   const Direction direction_;
   const Shape shape_;
@@ -59,9 +56,7 @@ class TransferLog {
   std::uint64_t same_ = 0;
   std::uint64_t folders_ = 0;
   std::uint64_t skipped_ = 0;
-  std::uint64_t failed_ = 0;
   std::uint64_t bytes_ = 0;
-  ExitStatus failure_status_ = kDone;
 };
 
 }  // namespace tvl::cli

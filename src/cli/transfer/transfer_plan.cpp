@@ -17,8 +17,6 @@
 namespace tvl::cli {
 namespace {
 
-constexpr char kTwoNamesHint[] = "is a folder on the other side: use -t DIR to transfer into a folder";
-
 constexpr char kBackslashText[] = "its name contains a backslash";
 constexpr char kCircleText[] = "a link that forms a loop";
 
@@ -108,12 +106,17 @@ void TransferPlan::AddTop(const NamePair& names, const struct stat& status) {
     if (recursive_)
       AddTree(names);
     else
-      log_.ReportFailed(names, {kFailed, 0, "is a folder: use -r for a whole tree", 0, {}});
+      log_.ReportFailed(names, {kFailed, 0, "is a folder", 0, {}, "use -r for a whole tree"});
     return;
   }
   const std::string target = TargetPath(names);
   if (names.Target(direction_).ends_with('/') || IsFolder(target)) {
-    log_.ReportFailed(names, {kFailed, 0, "'" + names.Target(direction_) + "' " + kTwoNamesHint, 0, {}});
+    log_.ReportFailed(names, {kFailed,
+                              0,
+                              "'" + names.Target(direction_) + "' is a folder on the other side",
+                              0,
+                              {},
+                              "use -t DIR to transfer into a folder"});
   } else {
     AddFile(names, status, false);
   }

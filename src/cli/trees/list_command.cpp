@@ -11,10 +11,8 @@
 #include <tvlclient/errors.h>
 #include <tvlclient/store.h>
 
-#include "cli/options.h"
-#include "cli/output/columns.h"
-#include "cli/output/console.h"
-#include "cli/output/json.h"
+#include "cli/command_line.h"
+#include "cli/output/reporter.h"
 #include "cli/output/text.h"
 #include "cli/store.h"
 
@@ -100,20 +98,20 @@ std::vector<Entry> EntriesOf(Store& store, const ListRequest& request) {
   return entries;
 }
 
-void PrintEntries(Console& console, const std::vector<Entry>& entries, bool details) {
+void PrintEntries(Reporter& reporter, const std::vector<Entry>& entries, bool details) {
   std::vector<std::vector<std::string>> rows;
   for (const Entry& entry : entries) {
     const bool is_folder = std::string(entry.kind) == "folder";
     const std::string name = entry.name + (is_folder ? "/" : "");
     if (!details) {
-      console.Out(Printable(name));
+      reporter.PrintLine(Printable(name));
       continue;
     }
     const bool is_file = std::string(entry.kind) == "file";
     rows.push_back({is_file ? std::to_string(entry.size) : "-",
                     TimeText(entry.modified, "%Y-%m-%d %H:%M:%S", localtime_r), name});
   }
-  for (const std::string& line : InColumns(rows)) console.Out(line);
+  reporter.PrintColumns(rows);
 }
 
 std::vector<JsonObject> Documents(const std::vector<Entry>& entries) {
@@ -128,19 +126,17 @@ std::vector<JsonObject> Documents(const std::vector<Entry>& entries) {
   return documents;
 }
 
-ExitStatus RunList(const Options& options, const ListRequest& request) {
+ExitStatus RunList(const Options& options, Reporter& reporter, const ListRequest& request) {
   if (request.pattern.find('/') != std::string::npos)
     throw Stop("a pattern matches names in one folder and cannot contain a separator");
   if (!options.tcp.empty()) throw Stop(options.tcp, LibraryFailure(TVL_ERR_NOT_SUPPORTED));
-  Store store(options, {}, options.dry_run ? Store::Use::kLook : Store::Use::kWork);
+  Store store(options, {}, UseOf(options));
   const std::vector<Entry> entries = EntriesOf(store, request);
-  Console console;
-  if (options.json) {
-    JsonObject document;
-    document.Text("command", "ls").Text("directory", TidyName(request.folder));
-    console.Out(document.Array("entries", Documents(entries)).Line());
+  if (reporter.PrintsJson()) {
+    JsonObject document = reporter.Document().Text("directory", TidyName(request.folder));
+    reporter.Print(document.Array("entries", Documents(entries)));
   } else {
-    PrintEntries(console, entries, request.details);
+    PrintEntries(reporter, entries, request.details);
   }
   return kDone;
 }
@@ -149,9 +145,9 @@ ExitStatus RunList(const Options& options, const ListRequest& request) {
 
 void AddListCommand(CLI::App& app, Invocation& invocation) {
   auto request = std::make_shared<ListRequest>();
-  CLI::App& command =
-      AddCommand(app, "ls", "List a folder of the store", "ls", invocation,
-                 [request, &options = invocation.options] { return RunList(options, *request); });
+  CLI::App& command = AddCommand(
+      app, "ls", "List a folder of the store", "ls", invocation,
+      [request](const Options& options, Reporter& reporter) { return RunList(options, reporter, *request); });
   AddText(command, "DIR", request->folder, "Folder in the store (default: the root)", "");
   AddText(command, "PATTERN", request->pattern, "Names to list, with * and ?, in any case", "");
   command.add_flag("-a,--all", request->all, "List journals of tables and unfinished transfers too");

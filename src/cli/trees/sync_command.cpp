@@ -12,12 +12,11 @@
 
 #include <tvlclient/errors.h>
 
+#include "cli/command_line.h"
 #include "cli/configuration.h"
 #include "cli/folder_trail.h"
 #include "cli/interrupt.h"
-#include "cli/options.h"
-#include "cli/output/console.h"
-#include "cli/output/json.h"
+#include "cli/output/reporter.h"
 #include "cli/output/text.h"
 #include "cli/store.h"
 #include "cli/trees/sync_plan.h"
@@ -85,27 +84,28 @@ SYNC_DIR_FILE_EXCLUDE ExcludeFlags(const std::string& list) {
 
 class Sync {
  public:
-  Sync(Direction direction, const Options& options, const SyncRequest& request)
+  Sync(Direction direction, const Options& options, Reporter& reporter, const SyncRequest& request)
       : direction_(direction),
         options_(options),
+        reporter_(reporter),
         request_(request),
         rules_{request.remove, request.pattern, ExcludeFlags(request.exclude), options.verbose},
         names_{TidyName(request.remote), TidyName(request.local)},
-        store_(options, WorkingDirectory(), options.dry_run ? Store::Use::kLook : Store::Use::kWork) {
+        store_(options, WorkingDirectory(), UseOf(options)) {
     if (request.limits_deletions) limit_ = ParseDeletionLimit(request.most_deletions);
   }
 
   ExitStatus Run() {
     if (store_.Client().DumbMode() != 0) return ReportNothingToDo();
     CheckPlaces();
-    if (store_.Client().FileCmp() == kDumbPolicy && !options_.quiet)
-      console_.Err("tvl: the store's FileCompare is dumb: only files of new folders are copied");
+    if (store_.Client().FileCmp() == kDumbPolicy)
+      reporter_.Notice({}, "the store's FileCompare is dumb: only files of new folders are copied");
     CatchInterrupts(options_.quiet);
     Open();
     const std::string root = direction_ == Direction::kPut ? store_.StorePath({}) : TargetPath();
     const SyncPlan plan(store_, direction_, rules_, WriteRoot(root, request_.follow));
     if (Interrupted()) throw Stop(SourcePath(), LibraryFailure(TVL_ERR_STOPPED));
-    SyncWork work(store_, console_, options_, plan);
+    SyncWork work(store_, reporter_, options_, plan);
     work.ReportPlan(request_.remove);
     CheckPlan(plan);
     if (options_.dry_run)
@@ -123,10 +123,10 @@ class Sync {
   }
 
   ExitStatus ReportNothingToDo() {
-    if (options_.json)
-      console_.Out(JsonObject().Text("command", "sync").Text("result", "nothing_to_do").Line());
-    else if (!options_.quiet)
-      console_.Out("nothing to do: the working directory is the store's own folder");
+    if (reporter_.PrintsJson())
+      reporter_.Print(reporter_.Document().Text("result", "nothing_to_do"));
+    else
+      reporter_.PrintDone("nothing to do: the working directory is the store's own folder");
     return kDone;
   }
 
@@ -188,18 +188,19 @@ class Sync {
 
   const Direction direction_;
   const Options& options_;
+  Reporter& reporter_;
   const SyncRequest& request_;
   const SyncRules rules_;
   std::optional<DeletionLimit> limit_;
   const NamePair names_;
-  Console console_;
   Store store_;
 };
 
-ExitStatus RunSync(Direction direction, const Options& options, const SyncRequest& request) {
+ExitStatus RunSync(Direction direction, const Options& options, Reporter& reporter,
+                   const SyncRequest& request) {
   if (request.pattern.find_first_of("/\\") != std::string::npos)
     throw Stop("a pattern matches names on every level and cannot contain a separator");
-  return Sync(direction, options, request).Run();
+  return Sync(direction, options, reporter, request).Run();
 }
 
 struct SyncCommand {
@@ -229,10 +230,11 @@ Examples:
 
 void AddSyncCommand(const SyncCommand& about, CLI::App& group, Invocation& invocation) {
   auto request = std::make_shared<SyncRequest>();
-  CLI::App& command = AddCommand(group, about.name, about.description, about.path, invocation,
-                                 [direction = about.direction, request, &options = invocation.options] {
-                                   return RunSync(direction, options, *request);
-                                 });
+  CLI::App& command =
+      AddCommand(group, about.name, about.description, about.path, invocation,
+                 [direction = about.direction, request](const Options& options, Reporter& reporter) {
+                   return RunSync(direction, options, reporter, *request);
+                 });
   AddText(command, "REMOTE", request->remote, "Folder in the store", "").required();
   AddText(command, "LOCAL", request->local, "Local folder", "").required();
   AddText(command, "--pattern", request->pattern,

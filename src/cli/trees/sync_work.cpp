@@ -6,7 +6,6 @@
 #include "cli/held_files.h"
 #include "cli/interrupt.h"
 #include "cli/output/columns.h"
-#include "cli/output/json.h"
 #include "cli/output/text.h"
 
 namespace tvl::cli {
@@ -63,6 +62,10 @@ bool IsFailure(SyncAction action) {
   return action == SyncAction::kUnreachable || action == SyncAction::kUnreadable;
 }
 
+std::string ShownName(const SyncEntry& entry) {
+  return entry.name.empty() ? "." : entry.name;
+}
+
 Failure FailureOf(const SyncEntry& entry, const char* words) {
   if (entry.action == SyncAction::kUnreadable) {
     for (const std::string& path : {entry.source, entry.target}) {
@@ -91,15 +94,15 @@ const DoneWords* DoneWordsOf(SyncAction action) {
 
 }  // namespace
 
-SyncWork::SyncWork(Store& store, Console& console, const Options& options, const SyncPlan& plan)
-    : store_(store), console_(console), options_(options), plan_(plan) {
+SyncWork::SyncWork(Store& store, Reporter& reporter, const Options& options, const SyncPlan& plan)
+    : store_(store), reporter_(reporter), options_(options), plan_(plan) {
   for (const SyncEntry& entry : plan.Entries()) {
     if (entry.action == SyncAction::kCopy) copies_.push_back(&entry);
   }
 }
 
 void SyncWork::ReportPlan(bool removing) {
-  if (options_.json) {
+  if (reporter_.PrintsJson()) {
     JsonObject plan;
     for (const ActionWords& words : kWords) {
       const SyncSum& sum = plan_.Sum(words.action);
@@ -108,8 +111,7 @@ void SyncWork::ReportPlan(bool removing) {
       row.Number("files", sum.files);
       plan.Object(words.key, row.Number("bytes", sum.bytes));
     }
-    console_.Out(
-        JsonObject().Text("command", "sync").Object("plan", plan.Flag("delete_allowed", removing)).Line());
+    reporter_.Print(reporter_.Document().Object("plan", plan.Flag("delete_allowed", removing)));
     return;
   }
   if (options_.quiet) return;
@@ -122,31 +124,21 @@ void SyncWork::ReportPlan(bool removing) {
     rows.push_back({words.label, std::to_string(sum.files > 0 ? sum.files : sum.entries),
                     has_bytes ? HumanBytes(sum.bytes) : "-"});
   }
-  for (const std::string& line : InColumns(rows)) console_.Out("plan: " + line);
+  for (const std::string& line : InColumns(rows)) reporter_.PrintLine("plan: " + line);
 }
 
 void SyncWork::Report(const SyncEntry& entry, const char* result, const char* words, bool worth_a_line) {
-  const std::string name = entry.name.empty() ? "." : entry.name;
-  if (options_.json) {
-    JsonObject document;
-    document.Text("command", "sync").Text("name", name).Text("result", result);
+  if (reporter_.PrintsJson()) {
+    JsonObject document = reporter_.Document().Text("name", ShownName(entry)).Text("result", result);
     if (entry.files > 0) document.Number("size", entry.bytes);
-    console_.Out(document.Line());
-  } else if (!options_.quiet && (worth_a_line || options_.verbose)) {
-    console_.Out(Printable(name) + ": " + words);
+    reporter_.Print(document);
+  } else if (worth_a_line || options_.verbose) {
+    reporter_.PrintDone(ShownName(entry) + ": " + words);
   }
 }
 
 void SyncWork::ReportFailed(const SyncEntry& entry, const Failure& failure) {
-  ++failed_;
-  const std::string name = entry.name.empty() ? "." : entry.name;
-  if (options_.json) {
-    JsonObject document;
-    document.Text("command", "sync").Text("name", name).Text("result", "failed");
-    AddFailure(failure, document);
-    console_.Out(document.Line());
-  }
-  console_.Err("tvl: sync " + Printable(name + ": " + failure.Message()));
+  reporter_.Fail(ShownName(entry), failure);
 }
 
 void SyncWork::ReportDryRun() {
@@ -175,17 +167,17 @@ void SyncWork::ReportSkipped() {
 void SyncWork::Run() {
   ReportSkipped();
   if (HasTerminal() && !options_.quiet && !options_.json)
-    bar_ = std::make_unique<Progress>(console_, plan_.Sum(SyncAction::kCopy).bytes);
+    bar_ = std::make_unique<Progress>(reporter_.Terminal(), plan_.Sum(SyncAction::kCopy).bytes);
   BeginCopy();
   ForgetFileErrors();
-  const std::uint64_t failed_before = failed_;
+  const std::uint64_t failed_before = reporter_.Failures();
   const int code = store_.Client().SyncDirSyncronize(OnCopied, this);
-  const Failure failure = LibraryFailure(code);
+  Failure failure = LibraryFailure(code);
+  failure.exit = kFailed;
   bar_.reset();
   ReportResults();
-  if (code == TVL_OK || code == TVL_ERR_STOPPED || failed_ > failed_before) return;
-  ++failed_;
-  console_.Err("tvl: sync: " + Printable(failure.Message()));
+  if (code == TVL_OK || code == TVL_ERR_STOPPED || reporter_.Failures() > failed_before) return;
+  reporter_.Fail({}, failure);
 }
 
 void SyncWork::BeginCopy() {
@@ -248,7 +240,7 @@ Failure SyncWork::WhyFailed(const SyncEntry& entry, int code) const {
 }
 
 void SyncWork::ReportProgress() {
-  if (!options_.json) return;
+  if (!reporter_.PrintsJson()) return;
   const auto now = std::chrono::steady_clock::now();
   if (now - last_progress_ < kProgressInterval && reached_ < copies_.size()) return;
   last_progress_ = now;
@@ -262,12 +254,12 @@ void SyncWork::ReportProgress() {
   const auto rate = static_cast<std::int64_t>(static_cast<double>(bytes_reached_) / seconds);
   progress.Number("bytes_per_second", rate);
   if (rate > 0) progress.Number("seconds_left", static_cast<std::int64_t>(total - bytes_reached_) / rate);
-  console_.Out(JsonObject().Text("command", "sync").Object("progress", progress).Line());
+  reporter_.Print(reporter_.Document().Object("progress", progress));
 }
 
 ExitStatus SyncWork::Status() const {
   if (Interrupted() && !options_.dry_run) return kInterrupted;
-  if (failed_ > 0) return kFailed;
+  if (reporter_.Failures() > 0) return kFailed;
   for (const ActionWords& words : kWords) {
     if (words.skipped && plan_.Sum(words.action).entries > 0) return kSkipped;
   }
@@ -287,25 +279,25 @@ JsonObject SyncWork::Summary(ExitStatus status) const {
   for (const ActionWords& words : kWords) skipped += words.skipped ? plan_.Sum(words.action).entries : 0;
   sum.Number("clash", plan_.Sum(SyncAction::kClash).entries);
   sum.Number("skipped", skipped);
-  sum.Number("failed", failed_).Number("milliseconds", time.count());
+  sum.Number("failed", reporter_.Failures()).Number("milliseconds", time.count());
   sum.Flag("dry_run", options_.dry_run).Flag("interrupted", status == kInterrupted);
   return sum.Number("exit", static_cast<int>(status));
 }
 
 ExitStatus SyncWork::Finish() {
   const ExitStatus status = Status();
-  if (options_.json) {
-    console_.Out(JsonObject().Text("command", "sync").Object("summary", Summary(status)).Line());
-  } else if (!options_.quiet && options_.dry_run) {
-    console_.Out("nothing was changed");
-  } else if (!options_.quiet) {
+  if (reporter_.PrintsJson()) {
+    reporter_.Print(reporter_.Document().Object("summary", Summary(status)));
+  } else if (options_.dry_run) {
+    reporter_.PrintDone("nothing was changed");
+  } else {
     std::string line = status == kInterrupted ? "interrupted: " : "";
     line += Counted(copied_, "file") + " copied (" + HumanBytes(bytes_copied_) + "), " +
             std::to_string(plan_.Sum(SyncAction::kSame).entries) + " already the same";
     if (folders_ > 0) line += ", " + Counted(folders_, "folder") + " created";
     if (deleted_ > 0) line += ", " + std::to_string(deleted_) + " deleted";
-    if (failed_ > 0) line += ", " + std::to_string(failed_) + " failed";
-    console_.Out(line);
+    if (reporter_.Failures() > 0) line += ", " + std::to_string(reporter_.Failures()) + " failed";
+    reporter_.PrintDone(line);
   }
   return status;
 }

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "cli/options.h"
-#include "cli/output/console.h"
 #include "cli/output/progress.h"
+#include "cli/output/reporter.h"
 #include "cli/store.h"
 #include "cli/trees/sync_plan.h"
 
@@ -17,7 +17,7 @@ namespace tvl::cli {
 // Shows a plan, carries it out, and reports the result of each name and of the whole.
 class SyncWork {
  public:
-  SyncWork(Store& store, Console& console, const Options& options, const SyncPlan& plan);
+  SyncWork(Store& store, Reporter& reporter, const Options& options, const SyncPlan& plan);
 
   void ReportPlan(bool removing);
   void ReportDryRun();
@@ -40,7 +40,7 @@ class SyncWork {
   [[nodiscard]] JsonObject Summary(ExitStatus status) const;
 
   Store& store_;
-  Console& console_;
+  Reporter& reporter_;
   const Options& options_;
   const SyncPlan& plan_;
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
@@ -54,7 +54,6 @@ class SyncWork {
   std::uint64_t bytes_copied_ = 0;
   std::uint64_t folders_ = 0;
   std::uint64_t deleted_ = 0;
-  std::uint64_t failed_ = 0;
 };
 
 }  // namespace tvl::cli

@@ -9,14 +9,13 @@
 
 #include <tvlclient/errors.h>
 
+#include "cli/command_line.h"
 #include "cli/configuration.h"
 #include "cli/file_access.h"
 #include "cli/folder_trail.h"
 #include "cli/held_files.h"
 #include "cli/interrupt.h"
-#include "cli/options.h"
-#include "cli/output/console.h"
-#include "cli/output/json.h"
+#include "cli/output/reporter.h"
 #include "cli/output/text.h"
 #include "cli/own_files.h"
 #include "cli/store.h"
@@ -45,79 +44,63 @@ std::string WorkingDirectoryOf(const Options& options, const TreeRequest& reques
 
 Store OpenStore(const Options& options, const TreeRequest& request) {
   CatchInterrupts(options.quiet);
-  return {options, WorkingDirectoryOf(options, request),
-          options.dry_run ? Store::Use::kLook : Store::Use::kWork};
+  return {options, WorkingDirectoryOf(options, request), UseOf(options)};
 }
 
 // Words for what a command does to a name.
 struct ChangeWords {
-  const char* command;
   const char* done;
   const char* would;
   const char* document;
   const char* would_document;
 };
-constexpr ChangeWords kMade = {"mkdir", "created", "would be created", "made", "would_make"};
-constexpr ChangeWords kRemoved = {"rm", "removed", "would be removed", "removed", "would_remove"};
-constexpr ChangeWords kMoved = {"mv", "moved to ", "would be moved to ", "moved", "would_move"};
+constexpr ChangeWords kMade = {"created", "would be created", "made", "would_make"};
+constexpr ChangeWords kRemoved = {"removed", "would be removed", "removed", "would_remove"};
+constexpr ChangeWords kMoved = {"moved to ", "would be moved to ", "moved", "would_move"};
 
 // Applies a change to one name after another and reports each result.
 class TreeChange {
  public:
-  TreeChange(const Options& options, const ChangeWords& words) : options_(options), words_(words) {}
+  TreeChange(const Options& options, Reporter& reporter, const ChangeWords& words)
+      : options_(options), reporter_(reporter), words_(words) {}
 
   // `change` throws Stop if it fails for a name. The remaining names are still processed.
   template <typename Change>
   void Do(const std::string& name, const std::string& target, Change change) {
     if (Interrupted()) {
-      status_ = kInterrupted;
+      interrupted_ = true;
       return;
     }
     try {
       change();
       ReportDone(name, target);
     } catch (const Stop& stop) {
-      ReportFailed(name, stop.Reason());
+      reporter_.Fail(name, stop.Reason());
     }
   }
 
-  [[nodiscard]] ExitStatus Status() const { return status_; }
+  [[nodiscard]] ExitStatus Status() const { return interrupted_ ? kInterrupted : reporter_.Exit(); }
 
  private:
-  [[nodiscard]] JsonObject Document(const std::string& name, const std::string& result) const {
-    JsonObject document;
-    return document.Text("command", words_.command).Text("name", name).Text("result", result);
-  }
-
   void ReportDone(const std::string& name, const std::string& target) {
-    if (options_.json) {
-      JsonObject document = Document(name, options_.dry_run ? words_.would_document : words_.document);
+    if (reporter_.PrintsJson()) {
+      JsonObject document = reporter_.Document().Text("name", name);
+      document.Text("result", options_.dry_run ? words_.would_document : words_.document);
       if (!target.empty()) document.Text("target", target);
-      console_.Out(document.Line());
-    } else if (!options_.quiet) {
-      console_.Out(Printable(name + ": " + (options_.dry_run ? words_.would : words_.done) + target));
+      reporter_.Print(document);
+    } else {
+      reporter_.PrintDone(name + ": " + (options_.dry_run ? words_.would : words_.done) + target);
     }
-  }
-
-  void ReportFailed(const std::string& name, const Failure& failure) {
-    const bool first = status_ == kDone || status_ == failure.exit || failure.exit == kInterrupted;
-    status_ = first ? failure.exit : kFailed;
-    if (options_.json) {
-      JsonObject document = Document(name, "failed");
-      AddFailure(failure, document);
-      console_.Out(document.Line());
-    }
-    console_.Err(std::string("tvl: ") + words_.command + " " + Printable(name + ": " + failure.Message()));
   }
 
   const Options& options_;
+  Reporter& reporter_;
   const ChangeWords& words_;
-  Console console_;
-  ExitStatus status_ = kDone;
+  bool interrupted_ = false;  // before the last name
 };
 
-[[noreturn]] void Refuse(ExitStatus exit, const std::string& what) {
-  throw Stop({}, {exit, 0, what, 0, {}});
+[[noreturn]] void Refuse(ExitStatus exit, const std::string& what, const std::string& hint = {}) {
+  throw Stop({}, {exit, 0, what, 0, {}, hint});
 }
 
 bool IsFolder(const std::string& path) {
@@ -180,9 +163,9 @@ std::vector<std::string> FoldersToMake(const Store& store, const std::string& na
   return folders;
 }
 
-ExitStatus RunMakeFolder(const Options& options, const TreeRequest& request) {
+ExitStatus RunMakeFolder(const Options& options, Reporter& reporter, const TreeRequest& request) {
   Store store = OpenStore(options, request);
-  TreeChange change(options, kMade);
+  TreeChange change(options, reporter, kMade);
   for (const std::string& given : request.names) {
     const std::string name = TidyName(given);
     for (const std::string& folder : FoldersToMake(store, name, request.parents))
@@ -208,7 +191,7 @@ std::string NamesLeftIn(const std::string& folder) {
 
 void Remove(Store& store, const Options& options, std::string name, bool recursive) {
   const bool is_folder = S_ISDIR(StatusOf(store, name).st_mode);
-  if (is_folder && !recursive) Refuse(kFailed, "is a folder: use -r to remove a whole tree");
+  if (is_folder && !recursive) Refuse(kFailed, "is a folder", "use -r to remove a whole tree");
   CheckMayGo(store, name);
   if (options.dry_run)
     return CheckFolder(store.StorePath(name), is_folder ? TVL_ERR_DELETE_DIR : TVL_ERR_SERVER_FILE, false);
@@ -221,9 +204,9 @@ void Remove(Store& store, const Options& options, std::string name, bool recursi
   throw Stop({}, failure);
 }
 
-ExitStatus RunRemove(const Options& options, const TreeRequest& request) {
+ExitStatus RunRemove(const Options& options, Reporter& reporter, const TreeRequest& request) {
   Store store = OpenStore(options, request);
-  TreeChange change(options, kRemoved);
+  TreeChange change(options, reporter, kRemoved);
   for (const std::string& name : request.names)
     change.Do(name, {}, [&] { Remove(store, options, TidyName(name), request.recursive); });
   return change.Status();
@@ -270,15 +253,15 @@ void Move(Store& store, const Options& options, NamePair names) {
   CheckCode(store, store.Client().RenameServerFile(names.remote.data(), names.local.data()), names);
 }
 
-ExitStatus RunMove(const Options& options, const TreeRequest& request) {
+ExitStatus RunMove(const Options& options, Reporter& reporter, const TreeRequest& request) {
   Store store = OpenStore(options, request);
-  TreeChange change(options, kMoved);
+  TreeChange change(options, reporter, kMoved);
   for (const NamePair& pair : PairsOf(store, request))
     change.Do(pair.remote, pair.local, [&] { Move(store, options, pair); });
   return change.Status();
 }
 
-ExitStatus RunCopy(const Options& options, const TreeRequest& request) {
+ExitStatus RunCopy(const Options& options, Reporter& reporter, const TreeRequest& request) {
   Store store = OpenStore(options, request);
   const std::vector<NamePair> pairs = PairsOf(store, request);
   for (const NamePair& pair : pairs) {
@@ -288,12 +271,12 @@ ExitStatus RunCopy(const Options& options, const TreeRequest& request) {
       throw Stop(pair.remote, stop.Reason());
     }
   }
-  return RunCopies(store, options, pairs, request.recursive, request.follow);
+  return RunCopies(store, options, reporter, pairs, request.recursive, request.follow);
 }
 
 // --- Command line ---
 
-using TreeRun = ExitStatus (*)(const Options&, const TreeRequest&);
+using TreeRun = ExitStatus (*)(const Options&, Reporter&, const TreeRequest&);
 
 struct TreeCommand {
   const char* name;
@@ -335,9 +318,10 @@ Examples:
 
 void AddTreeCommand(const TreeCommand& about, CLI::App& app, Invocation& invocation) {
   auto request = std::make_shared<TreeRequest>();
-  CLI::App& command = AddCommand(
-      app, about.name, about.description, about.name, invocation,
-      [run = about.run, request, &options = invocation.options] { return run(options, *request); });
+  CLI::App& command = AddCommand(app, about.name, about.description, about.name, invocation,
+                                 [run = about.run, request](const Options& options, Reporter& reporter) {
+                                   return run(options, reporter, *request);
+                                 });
   AddNames(command, request->names, about.names_help, "NAME");
   if (about.run == RunMakeFolder)
     command.add_flag("-p,--parents", request->parents,

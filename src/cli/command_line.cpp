@@ -1,4 +1,4 @@
-#include "cli/options.h"
+#include "cli/command_line.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -86,7 +86,7 @@ void AddOptions(CLI::App& app, Options& options) {
 }
 
 CLI::App& AddCommand(CLI::App& parent, const std::string& name, const std::string& description,
-                     const std::string& path, Invocation& invocation, std::function<ExitStatus()> run) {
+                     const std::string& path, Invocation& invocation, CommandRun run) {
   CLI::App* command = parent.add_subcommand(name, description);
   command->callback([&invocation, path, run = std::move(run)] {
     invocation.command = path;
@@ -97,11 +97,11 @@ CLI::App& AddCommand(CLI::App& parent, const std::string& name, const std::strin
 
 CLI::App& AddNamed(CLI::App& app, Invocation& invocation, const char* name, const char* description,
                    const char* argument, const char* help,
-                   std::function<ExitStatus(const Options&, const std::string&)> run) {
+                   ExitStatus (*run)(const Options&, Reporter&, const std::string&)) {
   auto value = std::make_shared<std::string>();
   CLI::App& command = AddCommand(
       app, name, description, name, invocation,
-      [value, run = std::move(run), &options = invocation.options] { return run(options, *value); });
+      [value, run](const Options& options, Reporter& reporter) { return run(options, reporter, *value); });
   AddText(command, argument, *value, help, "");
   return command;
 }

@@ -1,11 +1,11 @@
 #include "cli/file_access.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 
+#include "cli/file_status.h"
 #include "cli/held_files.h"
 #include "host/descriptor.h"
 #include "host/system_calls.h"
@@ -15,22 +15,16 @@ namespace {
 
 constexpr std::size_t kLongestPath = 259;
 
-std::string FolderOf(const std::string& path) {
-  const std::size_t slash = path.find_last_of('/');
-  if (slash == std::string::npos) return ".";
-  return slash == 0 ? "/" : path.substr(0, slash);
-}
-
 bool MayAccess(const std::string& path, int mode) {
-  return faccessat(AT_FDCWD, path.c_str(), mode, AT_EACCESS) == 0;
+  return System().access(path.c_str(), mode) == 0;
 }
 
 // Returns an errno value if the target could not be opened for writing, else 0.
 int TargetProblem(const std::string& target) {
-  struct stat status = {};
   if (target.size() > kLongestPath) return ENAMETOOLONG;
-  if (stat(target.c_str(), &status) != 0) return errno == ENOENT ? FolderProblem(target, true) : errno;
-  if (S_ISDIR(status.st_mode)) return EISDIR;
+  const auto status = StatusOf(target);
+  if (!status) return errno == ENOENT ? FolderProblem(target, true) : errno;
+  if (S_ISDIR(status->st_mode)) return EISDIR;
   return MayAccess(target, W_OK) ? 0 : errno;
 }
 
@@ -43,12 +37,12 @@ int ReadProblem(const std::string& path) {
 
 int FolderProblem(const std::string& path, bool makes_folders) {
   std::string folder = FolderOf(path);
-  struct stat status = {};
-  while (stat(folder.c_str(), &status) != 0) {
+  auto status = StatusOf(folder);
+  for (; !status; status = StatusOf(folder)) {
     if (errno != ENOENT || !makes_folders || folder == FolderOf(folder)) return errno;
     folder = FolderOf(folder);
   }
-  if (!S_ISDIR(status.st_mode)) return ENOTDIR;
+  if (!S_ISDIR(status->st_mode)) return ENOTDIR;
   return MayAccess(folder, W_OK | X_OK) ? 0 : errno;
 }
 

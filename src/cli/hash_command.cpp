@@ -29,7 +29,7 @@ class InputFile {
   // there.
   explicit InputFile(const std::string& name) {
     struct stat status = {};
-    if (stat(name.c_str(), &status) != 0) {
+    if (System().stat(name.c_str(), &status) != 0) {
       problem_ = errno;
     } else if (!Refuses(status)) {
       file_ = Descriptor(System().open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK, 0));

@@ -2,40 +2,26 @@
 
 #include <strings.h>
 
-#include <filesystem>
-
-#include "cli/output/text.h"
+#include "cli/file_status.h"
 
 namespace tvl::cli {
 namespace {
-
-std::string FolderOf(const std::string& path) {
-  const std::size_t slash = path.find_last_of('/');
-  if (slash == std::string::npos) return ".";
-  return slash == 0 ? "/" : path.substr(0, slash);
-}
 
 std::string BaseOf(const std::string& path) {
   return path.substr(path.find_last_of('/') + 1);
 }
 
-bool IsLink(const std::string& path) {
-  struct stat status = {};
-  return lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
-}
-
 bool IsSameFolder(const std::string& one, const std::string& other) {
   Identities folder;
   folder.Add(one);
-  struct stat status = {};
-  return stat(other.c_str(), &status) == 0 && folder.Hold(status);
+  const auto status = StatusOf(other);
+  return status && folder.Hold(*status);
 }
 
 // Compares names only, since the file need not exist.
 bool IsBelow(const std::string& path, const std::string& folder) {
-  std::error_code problem;
-  const std::string inside = std::filesystem::weakly_canonical(folder, problem).string();
-  const std::string real = std::filesystem::weakly_canonical(path, problem).string();
+  const std::string inside = RealPath(folder);
+  const std::string real = RealPath(path);
   return real == inside || real.starts_with(inside + "/");
 }
 
@@ -61,8 +47,8 @@ bool OwnFiles::IsConfigurationName(const std::string& path) const {
 
 bool OwnFiles::IncludeEntry(const std::string& path) const {
   if (configuration_.empty()) return false;
-  struct stat status = {};
-  return (stat(path.c_str(), &status) == 0 && Hold(status)) || IsConfigurationName(path);
+  const auto status = StatusOf(path);
+  return (status && Hold(*status)) || IsConfigurationName(path);
 }
 
 bool OwnFiles::Include(const std::string& path) const {

@@ -1,5 +1,3 @@
-#include <sys/stat.h>
-
 #include <CLI/CLI.hpp>
 #include <cerrno>
 #include <string>
@@ -9,6 +7,7 @@
 #include <tvlclient/version.h>
 
 #include "cli/command_line.h"
+#include "cli/file_status.h"
 #include "cli/output/reporter.h"
 #include "cli/store.h"
 
@@ -63,9 +62,9 @@ struct Version {
 
 Version VersionOf(const std::string& file) {
   std::string path = file;
-  struct stat status = {};
-  if (stat(path.c_str(), &status) != 0) throw Stop(file, SystemFailure("cannot be read", errno, {}));
-  if (!S_ISREG(status.st_mode)) throw Stop(file, {kFailed, 0, "is not a regular file", 0, {}});
+  const auto status = StatusOf(path);
+  if (!status) throw Stop(file, SystemFailure("cannot be read", errno, {}));
+  if (!S_ISREG(status->st_mode)) throw Stop(file, {kFailed, 0, "is not a regular file", 0, {}});
   if (path.size() > kLongestPath || path.find('\\') != std::string::npos)
     throw Stop(file, {kFailed, 0, "the path is longer than 259 bytes or contains a backslash", 0, {}});
   Version found;

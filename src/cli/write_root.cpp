@@ -1,8 +1,14 @@
 #include "cli/write_root.h"
 
-#include <sys/stat.h>
+#include <fcntl.h>
 
+#include <algorithm>
+#include <array>
+#include <climits>
 #include <filesystem>
+
+#include "cli/file_status.h"
+#include "host/system_calls.h"
 
 namespace tvl::cli {
 namespace {
@@ -11,15 +17,11 @@ namespace fs = std::filesystem;
 
 constexpr int kMostLinks = 40;
 
-std::string RealPath(const fs::path& path) {
-  std::error_code problem;
-  const fs::path real = fs::weakly_canonical(path, problem);
-  return problem ? std::string() : real.string();
-}
-
-bool IsLink(const fs::path& path) {
-  struct stat status = {};
-  return lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+// Returns what a link contains; empty if it cannot be read.
+std::string TargetOf(const std::string& link) {
+  std::array<char, PATH_MAX> target = {};
+  const ssize_t size = System().readlinkat(AT_FDCWD, link.c_str(), target.data(), target.size());
+  return {target.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0))};
 }
 
 fs::path WithoutSlash(const fs::path& path) {
@@ -28,9 +30,7 @@ fs::path WithoutSlash(const fs::path& path) {
 
 }  // namespace
 
-WriteRoot::WriteRoot(const std::string& folder, bool follow) : root_(RealPath(folder)), follow_(follow) {
-  if (root_.size() > 1 && root_.back() == '/') root_.pop_back();
-}
+WriteRoot::WriteRoot(const std::string& folder, bool follow) : root_(RealPath(folder)), follow_(follow) {}
 
 // A path that cannot be resolved, such as a loop of links, counts as outside.
 bool WriteRoot::IsOutside(const std::string& folder) {
@@ -48,11 +48,11 @@ bool WriteRoot::IsLeftBy(const std::string& path) {
   for (int links = 0; links < kMostLinks; ++links) {
     if (IsOutside(place.parent_path().string()))
       return IsOutside(place.string());  // `path` may be the root itself
-    if (!IsLink(place)) return false;
-    std::error_code problem;
-    if (fs::is_directory(place, problem)) return IsOutside(place.string());
-    place = WithoutSlash(place.parent_path() / fs::read_symlink(place, problem));
-    if (problem) return true;
+    if (!IsLink(place.string())) return false;
+    if (IsFolder(place.string())) return IsOutside(place.string());
+    const std::string target = TargetOf(place.string());
+    if (target.empty()) return true;
+    place = WithoutSlash(place.parent_path() / target);
   }
   return true;
 }

@@ -8,6 +8,7 @@
 
 #include "cli/configuration.h"
 #include "cli/stall_watch.h"
+#include "host/system_calls.h"
 
 namespace tvl::cli {
 namespace {
@@ -32,7 +33,7 @@ Failure TemporaryFailure(const Store& store, const char* what, char (TVLStoreLay
   const TVLStoreLayout layout = store.Layout();
   failure.path = layout.*part;
   if (failure.path.empty()) return failure;
-  if (access(failure.path.c_str(), access_mode) != 0) failure.error = errno;
+  if (System().access(failure.path.c_str(), access_mode) != 0) failure.error = errno;
   return failure;
 }
 

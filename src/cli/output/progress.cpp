@@ -1,12 +1,12 @@
 #include "cli/output/progress.h"
 
 #include <sys/ioctl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <string_view>
 
+#include "cli/file_status.h"
 #include "cli/output/text.h"
 
 namespace tvl::cli {
@@ -47,9 +47,9 @@ Progress::~Progress() {
 }
 
 Progress::Trace Progress::TraceOf(const std::string& path) {
-  struct stat status = {};
-  if (stat(path.c_str(), &status) != 0) return {};
-  return {static_cast<std::uint64_t>(status.st_size), status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+  const auto status = StatusOf(path);
+  if (!status) return {};
+  return {static_cast<std::uint64_t>(status->st_size), status->st_mtim.tv_sec, status->st_mtim.tv_nsec};
 }
 
 void Progress::Begin(const std::string& name, const std::string& target, std::uint64_t size) {

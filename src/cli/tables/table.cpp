@@ -1,7 +1,5 @@
 #include "cli/tables/table.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
@@ -12,6 +10,7 @@
 #include <tvlclient/errors.h>
 
 #include "cli/file_access.h"
+#include "cli/file_status.h"
 #include "cli/held_files.h"
 #include "cli/output/text.h"
 #include "cli/own_files.h"
@@ -174,8 +173,7 @@ void Table::CheckMayChange() const {
 // Makes sure that a table never replaces a document or a folder.
 void Table::CheckReplaceable(bool replace) {
   const std::string path = HostPath();
-  struct stat status = {};
-  if (lstat(path.c_str(), &status) != 0) return;
+  if (!Exists(path)) return;
   if (!replace)
     throw Stop(name_, {kFailed, 0, "already exists", 0, {}, "use --replace to delete it with its rows"});
   if (rows_.Open(name_.data()) != TVL_OK)

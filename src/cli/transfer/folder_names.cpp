@@ -1,17 +1,13 @@
 #include "cli/transfer/folder_names.h"
 
-#include <dirent.h>
-
 #include <cctype>
 #include <cerrno>
-#include <memory>
+#include <vector>
+
+#include "cli/file_status.h"
 
 namespace tvl::cli {
 namespace {
-
-struct CloseFolder {
-  void operator()(DIR* folder) const { closedir(folder); }
-};
 
 std::string Lower(std::string name) {
   for (char& letter : name) letter = static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
@@ -28,12 +24,10 @@ bool IsAscii(const std::string& name) {
 }  // namespace
 
 FolderNames::FolderNames(const std::string& folder) {
-  const std::unique_ptr<DIR, CloseFolder> open(opendir(folder.c_str()));
-  known_ = open != nullptr || errno == ENOENT;
-  if (open == nullptr) return;
-  errno = 0;
-  while (const dirent* entry = readdir(open.get())) names_.insert(Lower(entry->d_name));
-  known_ = errno == 0;
+  std::vector<std::string> names;
+  const int problem = ListNames(folder, names);
+  known_ = problem == 0 || problem == ENOENT;
+  for (const std::string& name : names) names_.insert(Lower(name));
 }
 
 bool FolderNames::Lack(const std::string& name) const {

@@ -1,7 +1,5 @@
 #include "cli/transfer/transfer.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <memory>
@@ -11,6 +9,7 @@
 
 #include "cli/configuration.h"
 #include "cli/file_access.h"
+#include "cli/file_status.h"
 #include "cli/interrupt.h"
 #include "cli/output/progress.h"
 #include "cli/output/text.h"
@@ -19,6 +18,7 @@
 #include "cli/transfer/transfer_batch.h"
 #include "cli/transfer/transfer_log.h"
 #include "cli/transfer/transfer_plan.h"
+#include "host/system_calls.h"
 
 namespace tvl::cli {
 namespace {
@@ -65,11 +65,10 @@ Places FindPlaces(Direction direction, const Options& options, const TransferReq
 // Creates the folder and its missing parents. Returns 0 or an errno value.
 int MakeFolders(const std::string& path) {
   for (std::size_t end = path.find('/', 1); end != std::string::npos; end = path.find('/', end + 1))
-    mkdir(path.substr(0, end).c_str(), 0777);
-  if (mkdir(path.c_str(), 0777) == 0) return 0;
+    System().mkdir(path.substr(0, end).c_str(), 0777);
+  if (System().mkdir(path.c_str(), 0777) == 0) return 0;
   const int error = errno;
-  struct stat status = {};
-  return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) ? 0 : error;
+  return IsFolder(path) ? 0 : error;
 }
 
 // Carries out a plan.
@@ -197,9 +196,7 @@ class Transfer {
   }
 
   void DoFolder(const TransferJob& job) {
-    struct stat status = {};
-    if (stat(TargetPath(job).c_str(), &status) == 0 && S_ISDIR(status.st_mode))
-      return;  // the folder already exists: nothing to report
+    if (IsFolder(TargetPath(job))) return;  // the folder already exists: nothing to report
     if (options_.dry_run) {
       const int problem = FolderProblem(TargetPath(job), true);
       if (problem == 0) return log_.Report(job.names, Outcome::kWouldMakeFolder, {});

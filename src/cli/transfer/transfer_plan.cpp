@@ -1,15 +1,13 @@
 #include "cli/transfer/transfer_plan.h"
 
-#include <dirent.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <memory>
 
 #include <tvlclient/errors.h>
 #include <tvlclient/store.h>
 
+#include "cli/file_status.h"
 #include "cli/interrupt.h"
 #include "cli/output/text.h"
 #include "cli/transfer/folder_names.h"
@@ -19,15 +17,6 @@ namespace {
 
 constexpr char kBackslashText[] = "its name contains a backslash";
 constexpr char kCircleText[] = "a link that forms a loop";
-
-struct CloseFolder {
-  void operator()(DIR* folder) const { closedir(folder); }
-};
-
-bool IsFolder(const std::string& path) {
-  struct stat status = {};
-  return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
-}
 
 // A file that is being written.
 bool IsPart(const char* name) {
@@ -67,12 +56,10 @@ void TransferPlan::Add(const NamePair& names) {
       jobs_.push_back({names, false, {}, false});
     return;
   }
-  struct stat status = {};
-  if (stat(path.c_str(), &status) != 0) {
+  if (const auto status = StatusOf(path))
+    AddTop(names, *status);
+  else
     ReportMissing(names, errno);
-  } else {
-    AddTop(names, status);
-  }
 }
 
 // Reports the library's error for an inaccessible name in the store, and the system's error for a local one.
@@ -152,20 +139,19 @@ void TransferPlan::WalkFolder(const NamePair& names) {
 
 void TransferPlan::WalkEntry(const NamePair& names, bool is_new) {
   const std::string path = SourcePath(names);
-  struct stat status = {};
-  if (stat(path.c_str(), &status) != 0) {
+  const auto status = StatusOf(path);
+  if (!status) {
     const int error = errno;
-    struct stat link = {};
-    if (error == ENOENT && lstat(path.c_str(), &link) == 0)
+    if (error == ENOENT && Exists(path))
       log_.ReportSkipped(names, "a dangling link");
     else
       log_.ReportFailed(names, SystemFailure("cannot be read", error, path));
-  } else if (IsLeftOut(names, status, path, is_new)) {
+  } else if (IsLeftOut(names, *status, path, is_new)) {
     return;
-  } else if (S_ISDIR(status.st_mode)) {
+  } else if (S_ISDIR(status->st_mode)) {
     WalkFolder(names);
   } else {
-    AddFile(names, status, is_new);
+    AddFile(names, *status, is_new);
   }
 }
 
@@ -190,8 +176,7 @@ bool TransferPlan::IsLeftOut(const NamePair& names, const struct stat& status, c
     log_.ReportSkipped(names, "is the folder that the tree is copied to");
     return true;
   }
-  struct stat link = {};
-  const bool circle = lstat(path.c_str(), &link) == 0 && S_ISLNK(link.st_mode) && trail_.Hold(status);
+  const bool circle = IsLink(path) && trail_.Hold(status);
   if (!circle && (is_new || !LeadsBack(TargetPath(names)))) return false;
   log_.ReportSkipped(names, kCircleText);
   return true;
@@ -227,14 +212,13 @@ bool TransferPlan::ListStore(const NamePair& names, std::vector<std::string>& en
 
 bool TransferPlan::ListHost(const NamePair& names, std::vector<std::string>& entries) {
   const std::string path = SourcePath(names);
-  const std::unique_ptr<DIR, CloseFolder> folder(opendir(path.c_str()));
-  if (folder == nullptr) {
-    log_.ReportFailed(names, SystemFailure("cannot be listed", errno, path));
+  std::vector<std::string> found;
+  if (const int problem = ListNames(path, found)) {
+    log_.ReportFailed(names, SystemFailure("cannot be listed", problem, path));
     return false;
   }
-  while (const dirent* entry = readdir(folder.get())) {
-    const std::string name = entry->d_name;
-    if (name == "." || name == ".." || IsPart(entry->d_name)) continue;
+  for (const std::string& name : found) {
+    if (IsPart(name.c_str())) continue;
     if (name.find('\\') == std::string::npos) {
       entries.push_back(name);
     } else {

@@ -1,5 +1,3 @@
-#include <sys/stat.h>
-
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
@@ -12,6 +10,7 @@
 #include <tvlclient/store.h>
 
 #include "cli/command_line.h"
+#include "cli/file_status.h"
 #include "cli/output/reporter.h"
 #include "cli/output/text.h"
 #include "cli/store.h"
@@ -38,16 +37,17 @@ struct Entry {
 
 Entry LookAt(const std::string& name, const std::string& path) {
   Entry entry = {name};
-  struct stat status = {};
-  if (stat(path.c_str(), &status) != 0) {
-    if (lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode)) entry.kind = "dead link";
-  } else if (S_ISDIR(status.st_mode)) {
+  auto status = StatusOf(path);
+  if (!status) {
+    status = LinkStatusOf(path);
+    if (status && S_ISLNK(status->st_mode)) entry.kind = "dead link";
+  } else if (S_ISDIR(status->st_mode)) {
     entry.kind = "folder";
-  } else if (S_ISREG(status.st_mode)) {
+  } else if (S_ISREG(status->st_mode)) {
     entry.kind = "file";
-    entry.size = status.st_size;
+    entry.size = status->st_size;
   }
-  entry.modified = status.st_mtim.tv_sec;
+  if (status) entry.modified = status->st_mtim.tv_sec;
   return entry;
 }
 
@@ -90,8 +90,7 @@ std::vector<std::string> NamesIn(Store& store, const ListRequest& request) {
 std::vector<Entry> EntriesOf(Store& store, const ListRequest& request) {
   const std::string name = TidyName(request.folder);
   const std::string path = store.StorePath(name);
-  struct stat status = {};
-  if (stat(path.c_str(), &status) == 0 && !S_ISDIR(status.st_mode)) return {LookAt(name, path)};
+  if (const auto status = StatusOf(path); status && !S_ISDIR(status->st_mode)) return {LookAt(name, path)};
   std::vector<Entry> entries;
   for (const std::string& entry : NamesIn(store, request))
     entries.push_back(LookAt(entry, Joined(path, entry)));

@@ -1,5 +1,3 @@
-#include <sys/stat.h>
-
 #include <CLI/CLI.hpp>
 #include <cerrno>
 #include <charconv>
@@ -14,6 +12,7 @@
 
 #include "cli/command_line.h"
 #include "cli/configuration.h"
+#include "cli/file_status.h"
 #include "cli/folder_trail.h"
 #include "cli/interrupt.h"
 #include "cli/output/reporter.h"
@@ -138,13 +137,12 @@ class Sync {
   }
 
   void CheckPlaces() const {
-    struct stat status = {};
     const std::string source = SourcePath();
-    if (stat(source.c_str(), &status) != 0)
-      throw Stop({}, SystemFailure("cannot open the source", errno, source));
-    if (!S_ISDIR(status.st_mode)) throw Stop({}, {kFailed, 0, "the source is not a folder", 0, source});
+    const auto status = StatusOf(source);
+    if (!status) throw Stop({}, SystemFailure("cannot open the source", errno, source));
+    if (!S_ISDIR(status->st_mode)) throw Stop({}, {kFailed, 0, "the source is not a folder", 0, source});
     const std::string target = TargetPath();
-    if (stat(target.c_str(), &status) == 0 && !S_ISDIR(status.st_mode))
+    if (const auto there = StatusOf(target); there && !S_ISDIR(there->st_mode))
       throw Stop({}, {kFailed, 0, "the target is not a folder", 0, target});
     if (LiesIn(source, target) || LiesIn(target, source))
       throw Stop(

@@ -1,18 +1,14 @@
 #include "cli/trees/sync_plan.h"
 
-#include <sys/stat.h>
-
 #include <cerrno>
-#include <filesystem>
 
 #include "cli/file_access.h"
+#include "cli/file_status.h"
 #include "cli/interrupt.h"
 #include "cli/output/text.h"
 
 namespace tvl::cli {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr int kHashPolicy = 1;
 
@@ -24,16 +20,10 @@ std::string HostPath(const char* path) {
   return text;
 }
 
-bool IsFolder(const std::string& path) {
-  struct stat status = {};
-  return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
-}
-
 // Returns true if the folder of `path` exists and has no such name. A share that was unmounted meanwhile has
 // no such name either, which must not lead to deletions.
 bool IsSurelyMissing(const std::string& path) {
-  struct stat status = {};
-  if (lstat(path.c_str(), &status) == 0 || errno != ENOENT) return false;
+  if (Exists(path) || errno != ENOENT) return false;
   return IsFolder(path.substr(0, path.find_last_of('/') + 1));
 }
 
@@ -53,9 +43,8 @@ SyncPlan::SyncPlan(Store& store, Direction direction, const SyncRules& rules, co
       own_files_(store),
       root_(root),
       compares_contents_(store.Client().FileCmp() == kHashPolicy) {
-  std::error_code ignored;
   for (const std::string& path : {std::string(store.Layout().tmp), store.Configuration()}) {
-    AddWithFoldersAbove(fs::weakly_canonical(path, ignored).string(), above_own_);
+    AddWithFoldersAbove(RealPath(path), above_own_);
   }
   const int count = store.Client().SyncPlanCount();
   for (int index = 0; index < count && !Interrupted(); ++index) Read(index);
@@ -107,7 +96,6 @@ bool SyncPlan::IsPlainSame(SYNC_DIR_FILE_OPERATION operation, int index) {
 }
 
 void SyncPlan::Count(SYNC_DIR_FILE_OPERATION operation, SyncEntry& entry) {
-  struct stat status = {};
   if (operation == SYNC_DIR_FILE_DELETE) {
     const bool whole = CountTree(entry.target, entry);
     target_names_ += entry.files;
@@ -116,7 +104,7 @@ void SyncPlan::Count(SYNC_DIR_FILE_OPERATION operation, SyncEntry& entry) {
       entry.files = entry.bytes = 0;
     return;
   }
-  if (!entry.target.empty() && lstat(entry.target.c_str(), &status) == 0) ++target_names_;
+  if (!entry.target.empty() && Exists(entry.target)) ++target_names_;
   if (operation == SYNC_DIR_FILE_FOLDER) return;
   SYNC_PLAN_KIND kind = SYNC_PLAN_UNKNOWN;
   unsigned long long size = 0;
@@ -191,11 +179,10 @@ SyncAction SyncPlan::ActionForCopy(const SyncEntry& entry) {
 }
 
 SyncAction SyncPlan::ActionForFolder(const SyncEntry& entry) {
-  struct stat status = {};
   SyncAction action = WhyTargetRefused(entry);
   if (action == SyncAction::kSame && LeadsBack(entry.target)) action = SyncAction::kLeadsBack;
   if (action == SyncAction::kSame) {
-    if (lstat(entry.target.c_str(), &status) != 0) return SyncAction::kMakeFolder;
+    if (!Exists(entry.target)) return SyncAction::kMakeFolder;
     if (!IsFolder(entry.target)) action = SyncAction::kClash;
   }
   if (action == SyncAction::kSame) return action;
@@ -205,8 +192,8 @@ SyncAction SyncPlan::ActionForFolder(const SyncEntry& entry) {
 }
 
 SyncAction SyncPlan::ActionForDelete(const SyncEntry& entry) const {
-  struct stat status = {};
-  if (lstat(entry.target.c_str(), &status) == 0 && above_own_.Hold(status)) return SyncAction::kOwn;
+  const auto status = LinkStatusOf(entry.target);
+  if (status && above_own_.Hold(*status)) return SyncAction::kOwn;
   if (!IsSurelyMissing(entry.source)) return SyncAction::kUncertain;
   return rules_.removing ? SyncAction::kDelete : SyncAction::kExtra;
 }
@@ -214,19 +201,18 @@ SyncAction SyncPlan::ActionForDelete(const SyncEntry& entry) const {
 // Counts everything that would be deleted with `path`, without following links. Returns false if it contains
 // a name that the user wants to keep.
 bool SyncPlan::CountTree(const std::string& path, SyncEntry& entry) const {
-  struct stat status = {};
-  if (Interrupted() || lstat(path.c_str(), &status) != 0) return true;
+  const auto status = LinkStatusOf(path);
+  if (Interrupted() || !status) return true;
   ++entry.files;
-  if (S_ISREG(status.st_mode)) entry.bytes += static_cast<std::uint64_t>(status.st_size);
-  if (!S_ISDIR(status.st_mode)) return true;
+  if (S_ISREG(status->st_mode)) entry.bytes += static_cast<std::uint64_t>(status->st_size);
+  if (!S_ISDIR(status->st_mode)) return true;
   bool whole = true;
-  std::error_code problem;
-  for (fs::directory_iterator below(path, problem); !problem && below != fs::directory_iterator();
-       below.increment(problem)) {
-    const std::string name = below->path().filename().string();
+  std::vector<std::string> names;
+  static_cast<void>(ListNames(path, names));  // a folder that cannot be read cannot be deleted either
+  for (const std::string& name : names) {
     if (CTVLClientSmbOpr::SyncPlanPassesOver(name.c_str(), rules_.pattern.c_str(), rules_.exclude) != 0)
       whole = false;
-    if (!CountTree(below->path().string(), entry)) whole = false;
+    if (!CountTree(Joined(path, name), entry)) whole = false;
   }
   return whole;
 }

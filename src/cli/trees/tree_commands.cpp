@@ -1,8 +1,5 @@
-#include <sys/stat.h>
-
 #include <CLI/CLI.hpp>
 #include <cerrno>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -12,6 +9,7 @@
 #include "cli/command_line.h"
 #include "cli/configuration.h"
 #include "cli/file_access.h"
+#include "cli/file_status.h"
 #include "cli/folder_trail.h"
 #include "cli/held_files.h"
 #include "cli/interrupt.h"
@@ -103,15 +101,9 @@ class TreeChange {
   throw Stop({}, {exit, 0, what, 0, {}, hint});
 }
 
-bool IsFolder(const std::string& path) {
-  struct stat status = {};
-  return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
-}
-
-struct stat StatusOf(const Store& store, const std::string& name) {
-  struct stat status = {};
+struct stat StatusIn(const Store& store, const std::string& name) {
   const std::string path = store.StorePath(name);
-  if (lstat(path.c_str(), &status) == 0) return status;
+  if (const auto status = LinkStatusOf(path)) return *status;
   Failure failure = SystemFailure(MeaningOf(TVL_ERR_SERVER_FILE).what, errno, path);
   failure.code = TVL_ERR_SERVER_FILE;
   throw Stop({}, failure);
@@ -120,7 +112,7 @@ struct stat StatusOf(const Store& store, const std::string& name) {
 // Refuses to remove or rename files that the store needs or that are in use.
 void CheckMayGo(const Store& store, const std::string& name) {
   const std::string path = store.StorePath(name);
-  if (!S_ISLNK(StatusOf(store, name).st_mode) && LiesIn(store.StorePath({}), path))
+  if (!S_ISLNK(StatusIn(store, name).st_mode) && LiesIn(store.StorePath({}), path))
     Refuse(kFailed, "is the store itself or contains it");
   if (OwnFiles(store).AreIn(path)) Refuse(kSkipped, kOwnFile);
   const std::vector<HeldFile> held = HeldFilesAt(path);
@@ -144,9 +136,8 @@ void CheckCode(const Store& store, int code, const NamePair& names) {
 // --- mkdir ---
 
 void MakeFolder(Store& store, const Options& options, std::string name, bool parents) {
-  struct stat status = {};
   const std::string path = store.StorePath(name);
-  if (lstat(path.c_str(), &status) == 0) throw Stop({}, {kFailed, 0, "already exists", 0, path});
+  if (Exists(path)) throw Stop({}, {kFailed, 0, "already exists", 0, path});
   if (OwnFiles(store).Include(path)) Refuse(kSkipped, kOwnFile);
   if (options.dry_run) return CheckFolder(path, TVL_ERR_CREATE_DIR, parents);
   ForgetFileErrors();
@@ -176,21 +167,27 @@ ExitStatus RunMakeFolder(const Options& options, Reporter& reporter, const TreeR
 
 // --- rm ---
 
-// Lists the names in `folder` that contain a backslash. The library cannot remove them, nor their folders.
-std::string NamesLeftIn(const std::string& folder) {
-  std::string names;
-  std::error_code problem;
-  std::filesystem::recursive_directory_iterator entry(folder, problem);
-  for (; !problem && entry != std::filesystem::recursive_directory_iterator(); entry.increment(problem)) {
-    const std::string name = entry->path().filename().string();
-    if (name.find('\\') == std::string::npos) continue;
-    names += (names.empty() ? ": names with a backslash cannot be removed: '" : "', '") + name;
+// Adds the names in and below `folder` that contain a backslash. The library cannot remove them, nor their
+// folders.
+void AddNamesLeft(const std::string& folder, std::string& list) {
+  std::vector<std::string> names;
+  static_cast<void>(ListNames(folder, names));
+  for (const std::string& name : names) {
+    const std::string path = Joined(folder, name);
+    if (name.find('\\') != std::string::npos)
+      list += (list.empty() ? ": names with a backslash cannot be removed: '" : "', '") + name;
+    if (const auto status = LinkStatusOf(path); status && S_ISDIR(status->st_mode)) AddNamesLeft(path, list);
   }
-  return names.empty() ? names : names + "'";
+}
+
+std::string NamesLeftIn(const std::string& folder) {
+  std::string list;
+  AddNamesLeft(folder, list);
+  return list.empty() ? list : list + "'";
 }
 
 void Remove(Store& store, const Options& options, std::string name, bool recursive) {
-  const bool is_folder = S_ISDIR(StatusOf(store, name).st_mode);
+  const bool is_folder = S_ISDIR(StatusIn(store, name).st_mode);
   if (is_folder && !recursive) Refuse(kFailed, "is a folder", "use -r to remove a whole tree");
   CheckMayGo(store, name);
   if (options.dry_run)
@@ -241,11 +238,10 @@ void CheckNotIntoItself(const Store& store, const NamePair& names) {
 
 void Move(Store& store, const Options& options, NamePair names) {
   CheckMayGo(store, names.remote);
-  struct stat status = {};
   const std::string target = store.StorePath(names.local);
-  const bool is_link = S_ISLNK(StatusOf(store, names.remote).st_mode);
+  const bool is_link = S_ISLNK(StatusIn(store, names.remote).st_mode);
   if (!is_link) CheckNotIntoItself(store, names);
-  if (lstat(target.c_str(), &status) == 0)
+  if (Exists(target))
     throw Stop({}, {kFailed, TVL_ERR_SERVER_FILE, "the new name already exists", EEXIST, target});
   if (OwnFiles(store).Include(target)) Refuse(kSkipped, kOwnFile);
   if (options.dry_run) return CheckFolder(target, TVL_ERR_SERVER_FILE, false);

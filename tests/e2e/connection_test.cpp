@@ -5,45 +5,13 @@
 #include <future>
 #include <string>
 
-#include "e2e/tvl_runner.h"
-#include "tcp/peer.h"
-#include "tcp/protocol.h"
-#include "tcp/script.h"
+#include "e2e/played_server.h"
 
 // How `tvl` handles the answers, or missing answers, of a server or a store.
 
 namespace {
 
-constexpr char kAccepted[] = "TVL\t0\t7\t0\t1\tshort\tlong";
-const std::string kAlive(1, '\0');  // the answer to a ping
-
-void TakeIn(const Peer& peer, const std::string& reply) {
-  const std::size_t size = peer.ReadPacket().size() + tvl::protocol::kHeadSize;
-  if (size < tvl::protocol::kLeastHandshake) peer.Read(tvl::protocol::kLeastHandshake - size);
-  peer.Send(Reply(reply));
-}
-
-// Answers the handshake and then each packet of the client in order, and waits for the end of the connection.
-Server::Part Answers(const Words& replies) {
-  return [=](const Peer& peer) {
-    TakeIn(peer, replies.front());
-    for (std::size_t at = 1; at < replies.size(); ++at) {
-      peer.ReadPacket();
-      peer.Send(Reply(replies[at]));
-    }
-    while (!peer.ReadPacket().starts_with("end")) {
-    }
-  };
-}
-
-class TvlConnection : public TvlTest {
- protected:
-  [[nodiscard]] static Words Over(const Server& server, Words arguments) {
-    const Words address = {"--tcp", "127.0.0.1:" + std::to_string(server.Port())};
-    arguments.insert(arguments.begin(), address.begin(), address.end());
-    return arguments;
-  }
-};
+using TvlConnection = TvlTest;
 
 TEST_F(TvlConnection, EveryRefusalHasItsTextAndExitCode) {
   folder.Write("work/a", "a");
@@ -127,7 +95,7 @@ TEST_F(TvlConnection, SilenceIsReportedAndEnds) {
   ASSERT_EQ(fcntl(table, F_OFD_SETLK, &busy), 0);
   Expect(5, {"--timeout", "3", "lock", "A", "--", "touch", "ran"},
          {"tvl: waiting for the store of ", "tvl: lock: no answer within 3 s from the store of "});
-  ExpectJson(5, {"--timeout", "1", "info"}, {"\"error\":\"no answer within 1 s"});
+  ExpectJson(5, {"--timeout", "1", "info"}, {"\"message\":\"no answer within 1 s"});
   close(table);
 }
 

@@ -17,6 +17,8 @@ class DryRun : public TvlTest {
  protected:
   DryRun() {
     folder.Write("work/t/new", "new");
+    for (const char* name : {"work/t/same", "store/t/same"}) folder.Write(name, "same");
+    folder.Make("work/t/hollow");
     folder.Write("work/docs/new", "other");
     folder.Write("work/rows.csv", "key1,name,total\nB1,b,2.50\n");
     folder.Write("store/docs/a", "a");
@@ -49,20 +51,6 @@ class DryRun : public TvlTest {
     return names;
   }
 
-  // Returns the commands that the help of `command` lists, including nested ones.
-  std::set<Words> CommandsOf(const Words& command) const {
-    Words help = command;
-    help.emplace_back("--help");
-    std::set<Words> found;
-    for (const std::string& listed : CommandsIn(Expect(0, help).out)) {
-      Words name = command;
-      name.push_back(listed);
-      found.merge(CommandsOf(name));
-    }
-    if (found.empty()) found.insert(command);
-    return found;
-  }
-
  private:
   int held_ = -1;
 };
@@ -74,7 +62,11 @@ TEST_F(DryRun, NoCommandChangesAnything) {
       {0, {"config", "show"}},
       {0, {"config", "check"}},
       {0, {"get", "-r", "docs"}, {"docs/a: would be transferred"}},
-      {0, {"put", "-r", "t"}, {"t/new: would be transferred"}},
+      {0,
+       {"put", "-r", "t"},
+       {"t/hollow: folder would be created\nt/new: would be transferred\n"
+        "1 file would be transferred (3 B), 1 already the same, 1 empty folder\n"}},
+      {0, {"get", "-f", "t/same"}, {"t/same: would be transferred\n"}},
       {1, {"put", "t/new", "--as", "held"}, {"code 22"}},
       {0, {"ls", "-l", "docs"}},
       {0, {"mkdir", "-p", "x/y"}},
@@ -85,7 +77,10 @@ TEST_F(DryRun, NoCommandChangesAnything) {
       {0, {"cp", "-r", "docs", "copy"}},
       {1, {"cp", "docs/a", "held"}, {"code 22"}},
       {0, {"sync", "pull", "docs", "docs", "--delete"}},
-      {0, {"sync", "push", "docs", "docs", "--delete"}},
+      {0,
+       {"sync", "push", "docs", "docs", "--delete"},
+       {"plan: to delete          3  2 B\n", "\nsub: would be deleted\n", "\nnew: would be copied\n"}},
+      {0, {"sync", "push", "x/y", "t"}, {"\nhollow: folder would be created\n"}},
       {0, {"hash", "t/new"}},
       {0, {"lock", "ORD1", "--", "touch", "touched"}},
       {4, {"lock", "HELD", "--", "touch", "touched"}, {"HELD"}},
@@ -113,7 +108,8 @@ TEST_F(DryRun, NoCommandChangesAnything) {
   };
   Process holder(Start({"lock", "HELD", "--", "sh", "-c", "echo locked >&2; exec sleep 60"}));
   ASSERT_TRUE(holder.ReadErrorsUntil("locked"));
-  std::set<Words> missing = CommandsOf({});
+  const std::vector<Words> commands = AllCommands();
+  std::set<Words> missing(commands.begin(), commands.end());
   const Tree before = SnapshotOf(folder.Host());
   for (Row row : rows) {
     for (std::size_t words = 1; words <= 2; ++words)
@@ -124,6 +120,17 @@ TEST_F(DryRun, NoCommandChangesAnything) {
     EXPECT_EQ(ChangesSince(before), Words()) << testing::PrintToString(row.arguments);
   }
   EXPECT_TRUE(missing.empty()) << testing::PrintToString(missing);
+}
+
+TEST_F(TvlTest, DryRunNeedsNoTemporaryFolder) {
+  folder.Write("store/s/far", "far");
+  std::filesystem::remove_all(folder.Host("store/tmp"));
+  const Tree before = SnapshotOf(folder.Host());
+  ExpectAll({{0, {"-n", "--work", folder.Host("missing"), "get", "s/far"}, {"s/far: would be transferred\n"}},
+             {0, {"-n", "sync", "pull", "s", "not/there/yet"}},
+             {6, {"-n", "sync", "pull", "none", "x"}},
+             {0, {"config", "show"}}});
+  EXPECT_EQ(SnapshotOf(folder.Host()), before);
 }
 
 }  // namespace

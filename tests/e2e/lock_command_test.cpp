@@ -31,7 +31,7 @@ TEST_F(TvlTest, HeldLockIsRefusedUntilOwnerDies) {
 
   const pid_t under_it = std::stoi(folder.Read("work/running"));
   Process waiting(Start({"lock", "-w", "60", "ORD1", "--", "touch", "ran"}));
-  EXPECT_TRUE(waiting.ReadErrorsUntil("tvl: lock: ORD1: waiting for "));
+  EXPECT_TRUE(waiting.ReadErrorsUntil("tvl: lock ORD1: waiting for "));
   holder.Signal(SIGKILL);
   holder.Finish();
   EXPECT_EQ(waiting.Finish().exit, 0);
@@ -131,7 +131,7 @@ TEST_F(TvlTest, LostLockEndsCommand) {
     ASSERT_TRUE(holder.AwaitOutput());
     row.lose();
     EXPECT_TRUE(
-        holder.ReadErrorsUntil("tvl: lock: A: the lock was lost: this client's presence marker was removed"));
+        holder.ReadErrorsUntil("tvl: lock A: the lock was lost: this client's presence marker was removed"));
     const ProcessResult result = holder.Finish();
     EXPECT_EQ(result.exit, 5) << result.err;
     EXPECT_EQ(result.out, row.said);

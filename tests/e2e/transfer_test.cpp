@@ -94,24 +94,6 @@ TEST_F(TvlTest, NamesOnBothSides) {
              {0, {"put", "a", "--as", "x/y"}, {"a -> x/y: already the same\n"}}});
 }
 
-TEST_F(TvlTest, DryRunChangesNothing) {
-  folder.Write("work/t/new", "new");
-  folder.Write("work/t/same", "same");
-  folder.Make("work/t/hollow");
-  folder.Write("store/t/same", "same");
-  folder.Write("store/s/far", "far");
-  fs::remove_all(folder.Host("store/tmp"));
-  const Tree before = SnapshotOf(folder.Host());
-  EXPECT_EQ(Expect(0, {"-n", "put", "-r", "t"}).out,
-            "t/hollow: folder would be created\nt/new: would be transferred\n"
-            "1 file would be transferred (3 B), 1 already the same, 1 empty folder\n");
-  ExpectAll({{0, {"-n", "--work", folder.Host("missing"), "get", "s/far"}, {"s/far: would be transferred\n"}},
-             {0, {"-n", "get", "-f", "t/same"}, {"t/same: would be transferred\n"}},
-             {0, {"-n", "init", folder.Host("nowhere")}},
-             {0, {"config", "show"}}});
-  EXPECT_EQ(SnapshotOf(folder.Host()), before);
-}
-
 TEST_F(TvlTest, StoreUsedInPlaceHasNothingToDo) {
   folder.Write("store/a", "a");
   const std::string store = folder.Host("store");

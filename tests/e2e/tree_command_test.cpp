@@ -129,12 +129,13 @@ TEST_F(TreeCommand, LinksAndPartialFailures) {
   fs::remove(folder.Host("store/docs/loop"));
   Expect(0, {"rm", "-r", "docs"});
   EXPECT_EQ(folder.Read("outside/o"), "o");
-  ExpectJson(6, {"rm", "none", "top"},
-             {R"("name":"none","result":"failed")", R"({"command":"rm","name":"top","result":"removed"})"});
+  ExpectJson(
+      6, {"rm", "none", "top"},
+      {R"("command":"rm","subject":"none","exit":6)", R"({"command":"rm","name":"top","result":"removed"})"});
   EXPECT_FALSE(folder.Exists("store/top"));
   folder.Write("store/clash/f", "x");
   folder.Make("store/taken/clash/f/x");
-  ExpectJson(1, {"cp", "-r", "clash", "taken"}, {R"("target":"taken/clash/f","result":"failed")"});
+  ExpectJson(1, {"cp", "-r", "clash", "taken"}, {R"("command":"cp","subject":"clash/f","exit":1)"});
 }
 
 }  // namespace

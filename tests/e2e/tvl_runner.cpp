@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <filesystem>
+#include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
@@ -20,6 +21,18 @@ std::string StateOf(const fs::path& path) {
 void ExpectOutput(const std::string& text, const Words& output) {
   for (const std::string& part : output)
     EXPECT_NE(text.find(part), std::string::npos) << part << "\nis not in\n" << text;
+}
+
+// Returns the names of the commands that a help text lists.
+Words CommandsIn(const std::string& help) {
+  Words commands;
+  const std::string title = "\nCommands:\n";
+  const std::size_t at = help.find(title);
+  std::istringstream lines(at == std::string::npos ? "" : help.substr(at + title.size()));
+  for (std::string line; std::getline(lines, line) && line.starts_with("  ");) {
+    if (line[2] != ' ') commands.push_back(line.substr(2, line.find(' ', 2) - 2));
+  }
+  return commands;
 }
 
 }  // namespace
@@ -48,17 +61,6 @@ bool AreJsonLines(const std::string& text) {
   bool good = text.ends_with('\n');
   for (std::string line; std::getline(lines, line);) good = good && nlohmann::json::accept(line);
   return good;
-}
-
-Words CommandsIn(const std::string& help) {
-  Words commands;
-  const std::string title = "\nCommands:\n";
-  const std::size_t at = help.find(title);
-  std::istringstream lines(at == std::string::npos ? "" : help.substr(at + title.size()));
-  for (std::string line; std::getline(lines, line) && line.starts_with("  ");) {
-    if (line[2] != ' ') commands.push_back(line.substr(2, line.find(' ', 2) - 2));
-  }
-  return commands;
 }
 
 TvlTest::TvlTest() {
@@ -92,6 +94,27 @@ std::string TvlTest::ExpectJson(int exit, Words arguments, const Words& output) 
   EXPECT_TRUE(AreJsonLines(result.out)) << testing::PrintToString(arguments) << "\n" << result.out;
   ExpectOutput(result.out, output);
   return result.out;
+}
+
+// Checks the help texts on the way.
+std::vector<Words> TvlTest::AllCommands() const {
+  std::vector<Words> groups = {{}};
+  std::vector<Words> commands;
+  for (std::size_t at = 0; at < groups.size(); ++at) {
+    Words words = groups[at];
+    words.emplace_back("--help");
+    const std::string help = Expect(0, words, {"Examples:\n  tvl "}).out;
+    std::istringstream lines(help);
+    for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 80U) << line;
+    words.pop_back();
+    const Words names = CommandsIn(help);
+    if (names.empty()) commands.push_back(words);
+    for (const std::string& name : names) {
+      groups.push_back(words);
+      groups.back().push_back(name);
+    }
+  }
+  return commands;
 }
 
 void TvlTest::Configure(const std::string& lines) const {

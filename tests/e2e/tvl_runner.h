@@ -21,9 +21,6 @@ Tree SnapshotOf(const std::string& folder);
 
 bool AreJsonLines(const std::string& text);
 
-// Returns the names of the commands that a help text lists.
-Words CommandsIn(const std::string& help);
-
 // A new store in "store", and a working directory "work" in which `tvl` runs.
 class TvlTest : public testing::Test {
  protected:
@@ -44,6 +41,9 @@ class TvlTest : public testing::Test {
 
   // Runs with --json and checks standard output in any case. Returns the documents.
   std::string ExpectJson(int exit, Words arguments, const Words& output = {}) const;
+
+  // Returns the words of all commands, as the help texts list them, without groups of commands.
+  [[nodiscard]] std::vector<Words> AllCommands() const;
 
   // Rewrites the store's configuration, with these lines after the document root.
   void Configure(const std::string& lines) const;

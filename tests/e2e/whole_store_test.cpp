@@ -5,23 +5,17 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <string>
-#include <vector>
 
 #include <tvlclient/tvlclient.h>
 
 #include "support/arg.h"
 #include "support/process.h"
 #include "support/temp_folder.h"
-#include "versions/executable_file.h"
 
 namespace {
 
 using std::string;
-
-constexpr char kVersion[] = "@versione=5.3@build=110423";
-constexpr int kTotal = 53110423;
 
 // The outputs of a lock operation.
 struct LockAnswer {
@@ -35,16 +29,13 @@ class WholeStore : public testing::Test {
     EXPECT_EQ(RunProcess({{TVL_PROGRAM, "init", folder_.Host("store")}}).exit, 0);
     folder_.Write("store/tvl.ini", Configuration(0));
     folder_.Write("packed.ini", Configuration(1));
-    folder_.Write("store/version.txt", kVersion);
     folder_.Write("store/packs/upd10.exe", "");
-    folder_.Write("store/packs/upd9b.exe", "");
     folder_.Make("work");
   }
 
   [[nodiscard]] string Configuration(int zip) const {
     return "[TavolisFileSystem]\nDocumentRoot=" + folder_.Host("store") +
-           "\nShortName=acme\nLongName=Acme and Sons\nZipOnTransfert=" + std::to_string(zip) +
-           "\n[Environments]\nVersionFile=version.txt\nUpdateDirectory=packs\nCOLOUR=green\n";
+           "\nShortName=acme\nLongName=Acme and Sons\nZipOnTransfert=" + std::to_string(zip) + "\n";
   }
 
   Arg Work() const { return Arg(folder_.Host("work")); }
@@ -69,11 +60,6 @@ class WholeStore : public testing::Test {
   void ShareLocks();
   void KeepRows(CTVLClientSmbOpr& store);
   void CallTheServer();
-  void WorkOnLocalTrees(CTVLClientSmbOpr& store);
-  void WorkOnTheStoresTree(CTVLClientSmbOpr& store);
-  void Synchronise(CTVLClientSmbOpr& store);
-  void AskSmallServices(CTVLClientSmbOpr& store);
-  void AskVersions(CTVLClientSmbOpr& store);
 
   TempFolder folder_;
 };
@@ -211,83 +197,6 @@ void WholeStore::CallTheServer() {
   EXPECT_EQ(server.Finish().exit, 0);
 }
 
-void WholeStore::WorkOnLocalTrees(CTVLClientSmbOpr& store) {
-  folder_.Write("work/tree/a.txt", "12345");
-  folder_.Write("work/tree/deep/b.txt", "123");
-  std::vector<string> reported;
-  const auto report = [](char* path, unsigned int size, void* list) {
-    static_cast<std::vector<string>*>(list)->push_back(path + (" " + std::to_string(size)));
-  };
-  EXPECT_EQ(store.SizeofDosDir(Arg(folder_.Host("work/tree")), nullptr, nullptr), 8.0);
-  EXPECT_EQ(
-      store.CopyDosDir(Arg(folder_.Host("work/tree")), Arg(folder_.Host("work/twin")), nullptr, nullptr),
-      TVL_OK);
-  int count = 0;
-  CString names;
-  EXPECT_EQ(store.GetLocalDirContent(Arg("twin/deep"), Arg("*.*"), &count, names), TVL_OK);
-  EXPECT_STREQ(names.GetString(), "b.txt");
-  const string deep = folder_.Host("work/twin/deep");
-  EXPECT_EQ(store.RemoveDosDir(Arg(deep), report, &reported), TVL_OK);
-  EXPECT_EQ(reported, (std::vector<string>{deep + "\\b.txt 3", deep + " 0"}));
-  EXPECT_EQ(folder_.Tree("work/twin"), std::vector<string>{"a.txt"});
-}
-
-void WholeStore::WorkOnTheStoresTree(CTVLClientSmbOpr& store) {
-  EXPECT_EQ(store.CreateServerDir(Arg("shelf")), TVL_OK);
-  EXPECT_EQ(store.CopyServer2Server(Arg("docs/a.txt"), Arg("shelf"), 1), TVL_OK);
-  EXPECT_EQ(store.RenameServerFile(Arg("shelf/a.txt"), Arg("shelf/b.txt")), TVL_OK);
-  EXPECT_EQ(store.CopyLocalDir2RemoteDir(Arg(folder_.Host("work/tree")), Arg("shelf/tree"), nullptr, nullptr),
-            TVL_OK);
-  EXPECT_EQ(folder_.Tree("store/shelf"),
-            (std::vector<string>{"b.txt", "tree", "tree/a.txt", "tree/deep", "tree/deep/b.txt"}));
-  int count = 0;
-  CString names;
-  EXPECT_EQ(store.GetRemoteDirContent(Arg("shelf"), Arg("B*"), &count, names), TVL_OK);
-  EXPECT_STREQ(names.GetString(), "b.txt");
-  EXPECT_EQ(store.DeleteServerFile(Arg("shelf/b.txt")), TVL_OK);
-  EXPECT_EQ(store.ExistsRemote(Arg("shelf/b.txt")), TVL_ERR_SERVER_FILE);
-  EXPECT_EQ(store.DeleteServerDir(Arg("shelf")), TVL_OK);
-  EXPECT_FALSE(folder_.Exists("store/shelf"));
-}
-
-void WholeStore::Synchronise(CTVLClientSmbOpr& store) {
-  folder_.Write("store/tree/a.txt", "other");
-  folder_.Write("store/tree/left/over.txt", "goes");
-  unsigned int total = 0;
-  EXPECT_EQ(store.SyncDirOpenPutRemote(Arg("tree"), Arg("*.*"), &total), TVL_OK);
-  EXPECT_EQ(total, 8U);
-  EXPECT_EQ(store.SyncDirSyncronize(nullptr, nullptr), TVL_OK);
-  EXPECT_EQ(folder_.Tree("store/tree"), folder_.Tree("work/tree"));
-  EXPECT_EQ(folder_.Read("store/tree/a.txt"), "12345");
-  EXPECT_EQ(store.SyncDirOpenGetRemote(Arg("tree"), Arg("fetched"), Arg("*.*"), &total), TVL_OK);
-  EXPECT_EQ(store.SyncDirSyncronize(nullptr, nullptr), TVL_OK);
-  EXPECT_EQ(folder_.Read("work/fetched/deep/b.txt"), "123");
-}
-
-void WholeStore::AskSmallServices(CTVLClientSmbOpr& store) {
-  CString value;
-  EXPECT_EQ(store.GetEnviron("COLOUR", "none", value), TVL_OK);
-  EXPECT_STREQ(value.GetString(), "green");
-  EXPECT_EQ(store.PutEnviron("COLOUR", "blue"), TVL_OK);
-  EXPECT_EQ(store.GetEnviron("COLOUR", "none", value), TVL_OK);
-  EXPECT_STREQ(value.GetString(), "blue");
-  int count = 0;
-  EXPECT_EQ(store.GetUpdatePacks(Arg("upd"), count, value), TVL_OK);
-  EXPECT_STREQ(value.GetString(), "9;b;upd9b.exe|10; ;upd10.exe");
-}
-
-void WholeStore::AskVersions(CTVLClientSmbOpr& store) {
-  EXPECT_EQ(store.VersionNumber(nullptr, nullptr), static_cast<unsigned int>(kTotal));
-  folder_.Write("work/app.exe",
-                ExecutableFile{.file_version = "5, 3, 0, 1", .special_build = "110423"}.Bytes());
-  int total = 0;
-  EXPECT_EQ(TVLGetVersionFromFile(Arg(folder_.Host("store/version.txt")), nullptr, nullptr, &total), 1);
-  EXPECT_EQ(total, kTotal);
-  EXPECT_STREQ(TVLGetVersionStringFromWinExe(Arg(folder_.Host("work/app.exe"))).GetString(), "5.3.0.1");
-  EXPECT_STREQ(GetTavolisVersionString(kTotal).GetString(), "5.3");
-  EXPECT_STREQ(TVLGetVersionDateFromTotal(kTotal, 0).GetString(), "23/04/2011");
-}
-
 TEST_F(WholeStore, ServesAnApplication) {
   EXPECT_EQ(TVLConnect2Dir(Work(), Arg(folder_.Host("none.ini")), Arg("appl")), TVL_ERR_ROOT_UNDEFINED);
   ASSERT_EQ(TVLConnect2Dir(Work(), Config(), Arg("appl")), TVL_OK);
@@ -305,13 +214,7 @@ TEST_F(WholeStore, ServesAnApplication) {
 
   CTVLClientSmbOpr store;
   ASSERT_EQ(store.Open(Work(), Config(), Arg("tool")), TVL_OK);
-  EXPECT_EQ(std::strlen(store.ServerID()), 40U);
   KeepRows(store);
-  WorkOnLocalTrees(store);
-  WorkOnTheStoresTree(store);
-  Synchronise(store);
-  AskSmallServices(store);
-  AskVersions(store);
   EXPECT_EQ(store.Close(), TVL_OK);
   EXPECT_EQ(TVLCloseConnection(), TVL_ERR_NOT_CONNECTED);
 }

@@ -14,7 +14,6 @@
 #include <iterator>
 #include <string_view>
 #include <thread>
-#include <vector>
 
 #include <tvlclient/errors.h>
 

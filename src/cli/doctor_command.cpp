@@ -3,7 +3,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include <tvlclient/errors.h>
 #include <tvlclient/store.h>

@@ -1,10 +1,8 @@
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <cerrno>
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <utility>

@@ -50,7 +50,7 @@ bool RemoveFolder(const std::string& folder, std::string& name) {
 // Returns the default name on the other side.
 std::string SameName(Direction direction, std::string name, const std::string& working_directory) {
   if (HasUpwardStep(name))
-    throw Stop("'" + name + "' has '..' in it", "name the other side with --as NAME or -t DIR");
+    throw Stop("'" + name + "' contains '..'", "name the other side with --as NAME or -t DIR");
   const bool absolute_local = direction == Direction::kPut && !name.empty() && name.front() == '/';
   if (absolute_local && !RemoveFolder(working_directory, name))
     throw Stop("'" + name + "' is outside the working directory",

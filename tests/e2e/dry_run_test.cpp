@@ -79,7 +79,7 @@ TEST_F(DryRun, NoCommandChangesAnything) {
       {0, {"sync", "pull", "docs", "docs", "--delete"}},
       {0,
        {"sync", "push", "docs", "docs", "--delete"},
-       {"plan: to delete          3  2 B\n", "\nsub: would be deleted\n", "\nnew: would be copied\n"}},
+       {"plan: to delete  3  2 B\n", "\nsub: would be deleted\n", "\nnew: would be copied\n"}},
       {0, {"sync", "push", "x/y", "t"}, {"\nhollow: folder would be created\n"}},
       {0, {"hash", "t/new"}},
       {0, {"lock", "ORD1", "--", "touch", "touched"}},

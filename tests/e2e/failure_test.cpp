@@ -33,7 +33,7 @@ TEST_F(TvlTest, ExitStatusDependsOnFailure) {
       {1, {"get", std::string(300, 'g')}, too_long},
       {2, {}, {"Usage"}},
       {2, {"frob"}, {"frob"}},
-      {2, {"get"}, {"NAME"}},
+      {2, {"get"}, {"tvl: get: NAME is required\ntvl: hint: try 'tvl get --help'\n"}},
       {2, {"-q", "-v", "get", "a"}, {"exclude"}},
       {2, {"--tcp", "::1:40", "info"}, {"brackets"}},
       {2, {"--tcp", "host:0", "info"}, {"port"}},

@@ -71,8 +71,8 @@ class JsonOutput : public TvlTest {
       folder.Write(side + "docs/" + side.substr(0, 1), side);
       std::filesystem::create_symlink("nowhere", folder.Host(side + "docs/dead"));
     }
-    folder.Write("store/tmp/procs/foreign", "");
-    foreign_ = open(folder.Host("store/tmp/procs/foreign").c_str(), O_RDWR | O_CLOEXEC);
+    folder.Write("store/tmp/procs/a.foreign.tvp", "");
+    foreign_ = open(folder.Host("store/tmp/procs/a.foreign.tvp").c_str(), O_RDWR | O_CLOEXEC);
     struct flock lock = {};
     lock.l_type = F_WRLCK;
     EXPECT_EQ(fcntl(foreign_, F_OFD_SETLK, &lock), 0);
@@ -190,7 +190,9 @@ TEST_F(JsonOutput, MembersAreDocumented) {
     const Server server(Answers({"TVL/1.2\t0\t7\t0\t1\tshort\tlong", kAlive}));
     Run(command, 0, {"--tcp", "127.0.0.1:" + std::to_string(server.Port())});
   }
-  EXPECT_EQ(seen_, DocumentedMembers());
+  const std::map<std::string, Members> documented = DocumentedMembers();
+  EXPECT_EQ(seen_.size(), documented.size());
+  for (const auto& [command, members] : documented) EXPECT_EQ(seen_[command], members) << command;
   for (const Words& words : AllCommands()) {
     std::string command;
     for (const std::string& word : words) command += (command.empty() ? "" : " ") + word;

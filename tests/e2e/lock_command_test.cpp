@@ -125,7 +125,7 @@ TEST_F(TvlTest, LostLockEndsCommand) {
   for (const auto& row : rows) {
     const bool takes_ten_seconds = row.said == std::string("held\n");
     if (takes_ten_seconds && std::getenv("TVL_TEST_LARGE") == nullptr) continue;
-    Words words = {"lock", "A"};
+    Words words = {"--json", "lock", "A"};  // standard output still belongs to the command
     words.insert(words.end(), row.command.begin(), row.command.end());
     Process holder(Start(words));
     ASSERT_TRUE(holder.AwaitOutput());

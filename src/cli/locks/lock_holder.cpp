@@ -16,7 +16,6 @@
 #include "cli/interrupt.h"
 #include "cli/output/exit_status.h"
 #include "cli/output/failure.h"
-#include "cli/output/text.h"
 
 namespace tvl::cli {
 namespace {

@@ -1,7 +1,6 @@
 #include <fnmatch.h>
 
 #include <CLI/CLI.hpp>
-#include <memory>
 #include <string>
 #include <vector>
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 
 #include <tvlclient/errors.h>
 #include <tvlclient/store.h>

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "server/proxy_header.h"
+#include "server/wire/proxy_header.h"
 
 // A PROXY protocol header, which may be cut off or have more after it, as the server reads it: its beginning,
 // then as many bytes as that announces.

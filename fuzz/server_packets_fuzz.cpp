@@ -6,9 +6,9 @@
 #include <string_view>
 #include <vector>
 
-#include "server/handshake.h"
-#include "server/names.h"
-#include "server/packet_reader.h"
+#include "server/files/names.h"
+#include "server/wire/handshake.h"
+#include "server/wire/packet_reader.h"
 
 // The input is what a client sends to the server: a handshake and packets that each name a file. The first
 // byte determines in what steps the rest arrives; the result must be the same as for all at once.

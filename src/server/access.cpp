@@ -10,7 +10,7 @@
 #include "host/descriptor.h"
 #include "host/read_all.h"
 #include "host/system_calls.h"
-#include "server/names.h"
+#include "server/files/names.h"
 
 namespace tvl::server {
 namespace {

@@ -6,7 +6,7 @@
 #include <tvlclient/store.h>
 
 #include "base/numbers.h"
-#include "server/names.h"
+#include "server/files/names.h"
 #include "tcp/protocol.h"
 
 namespace tvl::server {

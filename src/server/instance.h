@@ -6,8 +6,8 @@
 
 #include "config/config.h"
 #include "presence/connection.h"
-#include "server/handshake.h"
 #include "server/status/gauge.h"
+#include "server/wire/handshake.h"
 
 namespace tvl::server {
 

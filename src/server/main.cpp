@@ -10,11 +10,11 @@
 
 #include "config/config.h"
 #include "server/check.h"
-#include "server/open_files.h"
 #include "server/options.h"
 #include "server/server.h"
 #include "server/service.h"
 #include "server/status/status_server.h"
+#include "server/wire/open_files.h"
 
 namespace tvl::server {
 namespace {

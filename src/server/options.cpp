@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "server/passed_sockets.h"
+#include "server/wire/passed_sockets.h"
 
 namespace tvl::server {
 namespace {

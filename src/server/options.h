@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "server/access.h"
-#include "server/free_space.h"
+#include "server/files/free_space.h"
 #include "server/log.h"
 
 namespace tvl::server {

@@ -9,7 +9,7 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "server/passed_sockets.h"
+#include "server/wire/passed_sockets.h"
 
 namespace tvl::server {
 namespace {

@@ -11,10 +11,10 @@
 #include <string>
 #include <vector>
 
-#include "server/port_file.h"
 #include "server/service.h"
 #include "server/service_manager.h"
 #include "server/session.h"
+#include "server/wire/port_file.h"
 
 namespace tvl::server {
 

@@ -7,16 +7,16 @@
 #include <string>
 
 #include "config/config.h"
-#include "server/client_count.h"
-#include "server/hash_cache.h"
+#include "server/files/hash_cache.h"
+#include "server/files/made_folders.h"
+#include "server/files/parts.h"
+#include "server/files/store_root.h"
 #include "server/lock_queue.h"
 #include "server/log.h"
-#include "server/made_folders.h"
 #include "server/options.h"
-#include "server/parts.h"
 #include "server/status/status.h"
-#include "server/store_root.h"
-#include "server/tag_guard.h"
+#include "server/wire/client_count.h"
+#include "server/wire/tag_guard.h"
 #include "server/work_pool.h"
 
 namespace tvl::server {

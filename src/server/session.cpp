@@ -8,10 +8,9 @@
 
 #include <tvlclient/errors.h>
 
-#include "server/names.h"
-#include "server/run_on.h"
+#include "server/get_exchange.h"
+#include "server/put_exchange.h"
 #include "tcp/protocol.h"
-#include "transfer/compare.h"
 
 namespace tvl::server {
 namespace {
@@ -28,8 +27,8 @@ std::string DottedAddress(const asio::ip::address& address) {
 
 }  // namespace
 
-const Session::Command Session::kCommands[] = {{protocol::kGet, &Session::Get},
-                                               {protocol::kPut, &Session::Put},
+const Session::Command Session::kCommands[] = {{protocol::kGet, &Session::TransferFile<GetExchange>},
+                                               {protocol::kPut, &Session::TransferFile<PutExchange>},
                                                {protocol::kLock, &Session::LockObject},
                                                {protocol::kUnlock, &Session::LockObject}};
 
@@ -39,6 +38,7 @@ Session::Session(Service& service, asio::ip::tcp::socket socket, Entrance entran
       stream_(std::make_shared<Stream>(
           std::move(socket), service.options.send_timeout,
           Stream::Meters{{record_, &record_->traffic}, service.status.metrics.traffic})),
+      client_(stream_, service.options.idle_timeout),
       lobby_(lobby),
       entrance_(entrance) {}
 
@@ -61,12 +61,12 @@ asio::awaitable<void> Session::Run() {
 }
 
 void Session::Finish() {
-  finishing_ = true;
+  client_.Finish();
   if (between_) stream_->Cut();
 }
 
 void Session::Cut() {
-  finishing_ = true;
+  client_.Finish();
   stream_->Cut();
 }
 
@@ -108,7 +108,7 @@ asio::awaitable<bool> Session::MeetProxy(std::chrono::steady_clock::time_point u
 
 void Session::TakeIdentity(Handshake sent) {
   tag_ = std::move(sent.tag);
-  window_ = sent.window;
+  client_.SetWindow(sent.window);
   if (service_.options.user_from_certificate && certificate_name_) sent.user = *certificate_name_;
   identity_ = CleanIdentity(sent);
   FindRights();
@@ -154,7 +154,7 @@ asio::awaitable<void> Session::Refuse(const Refusal& refusal) {
     co_await stream_->Pause(now + service_.tag_guard.Delay(Plain(stream_->Peer().address()), now));
   }
   const std::string text = RefuseText(TVL_ERR_TCP_CONNECT, NameOf(refusal.reason));
-  const bool sent = co_await Reply(text);
+  const bool sent = co_await client_.Reply(text);
   if (sent) co_await stream_->Drain(std::chrono::steady_clock::now() + service_.options.handshake_timeout);
 }
 
@@ -167,7 +167,7 @@ void Session::Readmit() {
   if (!admitted_) return;
   FindRights();
   if (FindRefusal() == nullptr) return;
-  finishing_ = true;
+  client_.Finish();
   stream_->End("no longer admitted");
   stream_->Close();
 }
@@ -193,12 +193,12 @@ asio::awaitable<bool> Session::Enter() {
                            service_.config.fileCompare,
                            service_.short_name,
                            service_.long_name,
-                           window_};
+                           client_.Window()};
   Event event = {.what = "enter", .duration = watch.Elapsed()};
   if (!instance_->IsPresent()) event.note = "no presence: the marker could not be created";
   Report(std::move(event));
   const std::string text = AcceptText(welcome);
-  const bool sent = co_await Reply(text);
+  const bool sent = co_await client_.Reply(text);
   co_return sent;
 }
 
@@ -222,8 +222,8 @@ asio::awaitable<void> Session::Leave() {
 asio::awaitable<void> Session::Exchange() {
   std::string command;
   bool go_on = true;
-  while (go_on && !finishing_) {
-    go_on = co_await NextCommand(command);
+  while (go_on && !client_.IsFinishing()) {
+    go_on = co_await client_.NextCommand(command);
     if (!go_on) co_return;
     between_ = false;
     go_on = co_await Dispatch(command);
@@ -231,40 +231,32 @@ asio::awaitable<void> Session::Exchange() {
   }
 }
 
-asio::awaitable<bool> Session::NextCommand(std::string& command) {
-  if (pending_) {
-    command = std::move(*pending_);
-    pending_.reset();
-    co_return true;
-  }
-  command = std::string();  // frees the memory of a long command before a long wait
-  stream_->Shrink();
-  std::string_view payload;
-  const bool came = co_await Receive(payload);
-  if (!came) co_return false;
-  command = payload;
-  co_return true;
-}
-
 asio::awaitable<bool> Session::Dispatch(std::string_view command) {
   if (command.starts_with(protocol::kEnd)) co_return false;
-  if (command == protocol::kAbandon) {  // of a get that is over: the server had sent everything
-    const bool marked = co_await MarkAbandoned();
-    co_return marked;
-  }
-  if (refused_put_ && command.starts_with(protocol::kData)) {
-    const bool sent = co_await ReplyCode(*refused_put_, false);
+  if (client_.IsLate(command)) {
+    const bool sent = co_await client_.AnswerLate(command);
     co_return sent;
   }
-  refused_put_.reset();
+  client_.BeginRequest();
   record_->requests.Add();
   for (const Command& known : kCommands) {
     if (!command.starts_with(known.letter)) continue;
     const bool go_on = co_await (this->*known.answer)(command);
     co_return go_on;
   }
-  const bool sent = co_await Reply(protocol::kUnknownCommand);
+  const bool sent = co_await client_.Reply(protocol::kUnknownCommand);
   co_return sent;
+}
+
+template <typename GetOrPut>
+asio::awaitable<bool> Session::TransferFile(std::string_view command) {
+  FileRequest asked(command);
+  asked.forbidden = asked.clean && RightAt(*asked.clean) < GetOrPut::kNeededRight;
+  GetOrPut exchange(service_, client_, *record_, std::move(asked));
+  const bool go_on = co_await exchange.Run();
+  Event event = exchange.ToEvent();
+  ReportRequest(std::move(event));
+  co_return go_on;
 }
 
 asio::awaitable<bool> Session::LockObject(std::string_view command) {
@@ -286,55 +278,7 @@ asio::awaitable<bool> Session::LockObject(std::string_view command) {
                  .duration = watch.Elapsed(),
                  .note = "state=" + answer.substr(0, 1)};
   ReportRequest(std::move(event));
-  const bool sent = co_await Reply(answer);
-  co_return sent;
-}
-
-Session::FileRequest Session::ParseFileRequest(std::string_view command, Right needed) const {
-  const std::string_view text = command.substr(1);
-  const std::size_t tab = text.find(protocol::kFieldSeparator);
-  FileRequest asked = {std::string(text.substr(0, tab)), std::nullopt, protocol::kForcedStamp, false};
-  if (tab != std::string_view::npos) asked.stamp = text.substr(tab + 1);
-  asked.clean = CleanName(asked.name);
-  asked.forbidden = asked.clean && RightAt(*asked.clean) < needed;
-  return asked;
-}
-
-// Hashes piece by piece, so that large files do not delay clients with small ones, and the work ends with its
-// client. Nothing is read from the client meanwhile.
-asio::awaitable<bool> Session::HasSignature(const GetFile& file, const std::string& stamp) {
-  const std::shared_ptr<HashJob> job = service_.hashes.Join(file.Status());
-  const int number = file.Number();
-  bool done = co_await RunOn(service_.first_pieces, [&job, number] { return job->Step(number); });
-  while (!done) {
-    if (finishing_ || stream_->IsPeerGone()) throw std::runtime_error("ended while a file was hashed");
-    done = co_await RunOn(service_.hashing, [&job, number] { return job->Step(number); });
-  }
-  co_return StampHasSignature(stamp, job->Signature());
-}
-
-// With the policy that regards any two files as equal, they are not examined.
-bool Session::DecidesByItself(const FileRequest& asked) const {
-  return service_.config.fileCompare == kCompareDumb && asked.stamp != protocol::kForcedStamp;
-}
-
-asio::awaitable<bool> Session::Receive(std::string_view& payload) {
-  return stream_->Receive(payload, service_.options.idle_timeout);
-}
-
-asio::awaitable<bool> Session::Reply(std::string_view payload) {
-  std::string packet(protocol::kHeadSize, '\0');
-  protocol::WriteLength(packet.data() + 1, payload.size());
-  packet += payload;
-  const bool sent = co_await stream_->Send(packet);
-  co_return sent;
-}
-
-// For a client that reads only the code, a forbidden file looks like a missing one.
-asio::awaitable<bool> Session::ReplyCode(int code, bool forbidden) {
-  std::string text = std::to_string(code);
-  if (forbidden) text += std::string(protocol::kFieldSeparator) + "right";
-  const bool sent = co_await Reply(text);
+  const bool sent = co_await client_.Reply(answer);
   co_return sent;
 }
 
@@ -342,19 +286,6 @@ std::string Session::Who() const {
   if (identity_.computer.empty()) return {};
   const std::string text = identity_.computer + "/" + identity_.user + "/" + identity_.client_class;
   return number_ == 0 ? text : text + "#" + std::to_string(number_);
-}
-
-TransferResult Session::ResultOf(int code, bool forbidden, bool landed) {
-  if (forbidden) return TransferResult::kForbidden;
-  if (code == TVL_ERR_IN_CACHE) return TransferResult::kSame;
-  if (code != TVL_OK) return TransferResult::kFailed;
-  return landed ? TransferResult::kDone : TransferResult::kBrokenOff;
-}
-
-void Session::NoteMovedRoot(int code, Event& event) const {
-  if (code != TVL_ERR_SERVER_FILE || service_.root.IsInPlace()) return;
-  event.level = Level::kError;
-  event.note = "the document root was moved or replaced";
 }
 
 std::string Session::Address() const {

@@ -9,15 +9,15 @@
 #include <string_view>
 
 #include "server/access.h"
-#include "server/get_file.h"
 #include "server/instance.h"
 #include "server/line_budget.h"
-#include "server/lobby.h"
 #include "server/log.h"
-#include "server/put_file.h"
 #include "server/service.h"
 #include "server/status/client_record.h"
-#include "server/stream.h"
+#include "server/wire/conversation.h"
+#include "server/wire/handshake.h"
+#include "server/wire/lobby.h"
+#include "server/wire/stream.h"
 
 namespace tvl::server {
 
@@ -49,16 +49,6 @@ class Session {
   void Cut();
 
  private:
-  // The file that a get or a put requests.
-  struct FileRequest {
-    std::string name;                  // as it was sent
-    std::optional<std::string> clean;  // nothing if it cannot be the name of a file in the store
-    std::string stamp;
-    bool forbidden;  // the client has no right to it
-  };
-  struct Transfer;
-  struct PutTransfer;
-
   // Returns false to end the session.
   using Answer = asio::awaitable<bool> (Session::*)(std::string_view);
   struct Command {
@@ -83,42 +73,14 @@ class Session {
   asio::awaitable<void> Refuse(const Refusal& refusal);
   void NoteRefusal(const Refusal& refusal);
   asio::awaitable<void> Exchange();
-  asio::awaitable<bool> NextCommand(std::string& command);
   asio::awaitable<bool> Dispatch(std::string_view command);
   asio::awaitable<void> Leave();
 
-  asio::awaitable<bool> Get(std::string_view command);
-  asio::awaitable<int> OpenGet(const FileRequest& asked, Transfer& transfer);
-  std::optional<int> FindGet(const FileRequest& asked, Transfer& transfer) const;
-  int BeginGet(Transfer& transfer) const;
-  std::optional<int> OpenGetAtOnce(const FileRequest& asked, Transfer& transfer) const;
-  asio::awaitable<bool> SendChunks(const std::shared_ptr<Transfer>& transfer);
-  asio::awaitable<bool> FillRest(Transfer& transfer, Chunk& chunk);
-  enum class Answered { kAll, kOver, kGone };
-  asio::awaitable<Answered> TakeAnswers(Transfer& transfer, unsigned int left);
-  asio::awaitable<bool> MarkAbandoned();
-
-  asio::awaitable<bool> Put(std::string_view command);
-  asio::awaitable<int> OpenPut(const FileRequest& asked, PutTransfer& transfer);
-  std::optional<int> FindPut(const FileRequest& asked, PutTransfer& transfer);
-  int BeginPut(const std::string& name, PutTransfer& transfer);
-  asio::awaitable<bool> TakeChunks(const std::shared_ptr<PutTransfer>& transfer);
-  asio::awaitable<int> TakeChunk(const std::shared_ptr<PutTransfer>& transfer, std::string_view data);
-  asio::awaitable<int> EndPut(const std::shared_ptr<PutTransfer>& transfer, std::int64_t& time);
-  asio::awaitable<int> LastWrite(PutTransfer& transfer);
-  asio::awaitable<void> DropPut(const std::shared_ptr<PutTransfer>& transfer);
-
+  template <typename GetOrPut>
+  asio::awaitable<bool> TransferFile(std::string_view command);
   asio::awaitable<bool> LockObject(std::string_view command);
 
-  asio::awaitable<bool> Reply(std::string_view payload);
-  asio::awaitable<bool> ReplyCode(int code, bool forbidden);
-  asio::awaitable<bool> Receive(std::string_view& payload);
-  asio::awaitable<bool> HasSignature(const GetFile& file, const std::string& stamp);
-  bool DecidesByItself(const FileRequest& asked) const;
-  [[nodiscard]] FileRequest ParseFileRequest(std::string_view command, Right needed) const;
   [[nodiscard]] std::string Who() const;
-  [[nodiscard]] static TransferResult ResultOf(int code, bool forbidden, bool landed);
-  void NoteMovedRoot(int code, Event& event) const;
   void Report(Event event);
   void ReportRequest(Event event);
   [[nodiscard]] std::string Address() const;
@@ -127,6 +89,7 @@ class Session {
   Service& service_;
   const std::shared_ptr<ClientRecord> record_;
   const std::shared_ptr<Stream> stream_;
+  Conversation client_;
   Lobby& lobby_;
   std::unique_ptr<Instance> instance_;  // created, used and destroyed on the engine thread
   Handshake identity_;
@@ -141,12 +104,8 @@ class Session {
   std::uint64_t lines_left_out_ = 0;
   Rights tag_rights_;
   Rights user_rights_;
-  std::optional<std::string> pending_;  // a command that interrupted a get or a put
-  unsigned int window_ = 0;             // chunks that may follow one that has not been answered
-  std::optional<int> refused_put_;      // the code of a put of which chunks may still be on their way
   bool admitted_ = false;
   bool between_ = true;  // no request is in progress
-  bool finishing_ = false;
 };
 
 }  // namespace tvl::server

@@ -1,4 +1,4 @@
-#include "server/names.h"
+#include "server/files/names.h"
 
 #include <gtest/gtest.h>
 #include <linux/filter.h>
@@ -13,8 +13,8 @@
 #include <iterator>
 #include <sstream>
 
+#include "server/files/store_root.h"
 #include "server/server_process.h"
-#include "server/store_root.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <thread>
 
 #include "server/server_process.h"
-#include "server/tag_guard.h"
+#include "server/wire/tag_guard.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "server/proxy_header.h"
 #include "server/server_process.h"
+#include "server/wire/proxy_header.h"
 
 namespace {
 

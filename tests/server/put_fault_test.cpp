@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "server/made_folders.h"
-#include "server/parts.h"
-#include "server/put_file.h"
-#include "server/store_root.h"
+#include "server/files/made_folders.h"
+#include "server/files/parts.h"
+#include "server/files/put_file.h"
+#include "server/files/store_root.h"
 #include "support/faults.h"
 #include "support/temp_folder.h"
 

@@ -13,8 +13,8 @@
 #include <regex>
 #include <thread>
 
-#include "server/passed_sockets.h"
 #include "server/server_process.h"
+#include "server/wire/passed_sockets.h"
 
 // The server under a service manager, which the tests play.
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "server/access.h"
-#include "server/port_file.h"
+#include "server/wire/port_file.h"
 #include "support/faults.h"
 #include "support/temp_folder.h"
 

@@ -9,11 +9,11 @@
 #include <stdexcept>
 
 #include "base/low_file.h"
-#include "server/hash_cache.h"
-#include "server/parts.h"
-#include "server/put_file.h"
+#include "server/files/hash_cache.h"
+#include "server/files/parts.h"
+#include "server/files/put_file.h"
+#include "server/files/store_root.h"
 #include "server/server_process.h"
-#include "server/store_root.h"
 #include "server/threads.h"
 #include "table/ctree_file.h"
 

@@ -10,8 +10,6 @@
 #include <string>
 #include <thread>
 
-#include "server/passed_sockets.h"
-#include "server/port_file.h"
 #include "server/status/connection_queue.h"
 #include "server/status/event_streams.h"
 #include "server/status/host_guard.h"
@@ -21,6 +19,8 @@
 #include "server/status/patient_thread.h"
 #include "server/status/status_feed.h"
 #include "server/status/store_probe.h"
+#include "server/wire/passed_sockets.h"
+#include "server/wire/port_file.h"
 
 namespace tvl::server {
 namespace {

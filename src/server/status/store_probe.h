@@ -8,9 +8,9 @@
 #include <optional>
 
 #include "config/config.h"
+#include "server/files/store_root.h"
 #include "server/status/patient_thread.h"
 #include "server/status/store_health.h"
-#include "server/store_root.h"
 
 namespace tvl::server {
 

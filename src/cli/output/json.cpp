@@ -1,5 +1,6 @@
 #include "cli/output/json.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 
@@ -19,13 +20,20 @@ std::string Hex(std::string_view bytes) {
   return text;
 }
 
+// Most texts are, which saves looking at their characters one by one.
+bool IsPlainAscii(std::string_view text) {
+  return std::all_of(text.begin(), text.end(),
+                     [](char character) { return static_cast<unsigned char>(character) < 0x7F; });
+}
+
 // The JSON library escapes only the characters below U+0020. The other control characters can occur only
 // inside strings.
-std::string WithControlsEscaped(std::string_view line) {
+std::string WithControlsEscaped(std::string line) {
+  if (IsPlainAscii(line)) return line;
   std::string escaped;
-  while (!line.empty()) {
-    const std::string_view character = FirstCharacter(line);
-    line.remove_prefix(character.size());
+  for (std::string_view rest = line; !rest.empty();) {
+    const std::string_view character = FirstCharacter(rest);
+    rest.remove_prefix(character.size());
     const char32_t code_point = CodePointOf(character);
     if (!IsControl(code_point)) {
       escaped += character;
@@ -42,7 +50,7 @@ std::string WithControlsEscaped(std::string_view line) {
 
 JsonObject& JsonObject::Text(std::string_view key, std::string_view value) {
   members_[std::string(key)] = value;
-  if (!IsUtf8(value)) members_[std::string(key) + "_hex"] = Hex(value);
+  if (!IsPlainAscii(value) && !IsUtf8(value)) members_[std::string(key) + "_hex"] = Hex(value);
   return *this;
 }
 

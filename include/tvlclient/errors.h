@@ -30,13 +30,19 @@ enum {
   TVL_ERR_UNZIP = 28,             // decompressing a file failed
   TVL_ERR_RS_OPEN = 30,           // the record set is not open
   TVL_ERR_RS_ALREADY_OPEN = 31,   // reserved; no operation returns it
-  TVL_ERR_RS_FORMAT = 32,         // reserved; no operation returns it
-  TVL_ERR_RS_READ = 33,           // reserved; no operation returns it
+  TVL_ERR_RS_FORMAT = 32,         // C interface: an invalid schema, or a value that does not fit its field
+  TVL_ERR_RS_READ = 33,           // C interface: a table is damaged, so rows cannot be read
   TVL_ERR_RS_WRITE = 34,          // a row could not be written
   TVL_ERR_RS_DELETE = 35,         // a row could not be deleted
   TVL_ERR_STOPPED = 40,       // addition: the application's stop hook ended the operation (TVLSetStopHook)
   TVL_ERR_STORE_EXISTS = 41,  // addition: a store exists where one is to be created
-  TVL_ERR_STORE_IN_USE = 42   // addition: clients are connected to a store that is to be changed
+  TVL_ERR_STORE_IN_USE = 42,  // addition: clients are connected to a store that is to be changed
+  // Additions that only the C interface with handles returns (tvlc.h).
+  TVL_ERR_ARGUMENT = 43,    // an argument is null, too long or out of range
+  TVL_ERR_BUSY = 44,        // the handle is used inside a callback, or has unfinished work
+  TVL_ERR_MEMORY = 45,      // memory ran out
+  TVL_ERR_LOCKED = 46,      // another instance has the lock
+  TVL_ERR_NO_PRESENCE = 47  // other clients would ignore the lock
 };
 
 #endif

@@ -1,27 +1,23 @@
 #include "base/stop.h"
 
 #include <cerrno>
+#include <utility>
 
 #include "platform/last_error.h"
 
 namespace {
 
-struct Hook {
-  tvl::StopHook call;
-  void* user_data;
-};
-
 // Trivially destructible, because trees may still be removed while the process exits.
-constinit thread_local Hook thread_hook = {};
+constinit thread_local tvl::StopRequest thread_request = {};
 
 }  // namespace
 
-void tvl::SetStopHook(StopHook hook, void* userData) {
-  thread_hook = {hook, userData};
+tvl::StopRequest tvl::SetStopHook(StopHook hook, void* userData) {
+  return std::exchange(thread_request, {hook, userData});
 }
 
 bool tvl::StopRequested() {
-  if (thread_hook.call == nullptr || thread_hook.call(thread_hook.user_data) == 0) return false;
+  if (thread_request.hook == nullptr || thread_request.hook(thread_request.user_data) == 0) return false;
   NoteError(nullptr, ECANCELED);
   return true;
 }

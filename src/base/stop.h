@@ -5,8 +5,13 @@ namespace tvl {
 
 using StopHook = int (*)(void* userData);
 
-// Sets the hook of the calling thread. Null removes it.
-void SetStopHook(StopHook hook, void* userData);
+struct StopRequest {
+  StopHook hook;
+  void* user_data;
+};
+
+// Sets the hook of the calling thread and returns the previous one. Null removes it.
+StopRequest SetStopHook(StopHook hook, void* userData);
 
 // Returns true if the application wants to stop the long operation of the calling thread. Walks call it
 // between two entries. Records ECANCELED (last_error.h) if it returns true.

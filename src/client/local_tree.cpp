@@ -50,11 +50,11 @@ bool AddSizeofTree(const PathText& path, DWORD attributes, const Progress& progr
   if (!path.Fits()) return true;
   if (!IsFolder(attributes)) {
     const int size = FileLength(path.Text());
-    progress.Report(path, size);
+    progress.ReportFile(path, size);
     sum += size < 0 ? size + kTwoTo32 : size;
     return true;
   }
-  progress.Report(path, 0);
+  progress.ReportFolder(path);
   return tvl::VisitFolder(BelowTrimmed(path, kEverything), [&](const WIN32_FIND_DATAA& found) {
     return AddSizeofTree(BelowTrimmed(path, found.cFileName), found.dwFileAttributes, progress, sum);
   });
@@ -75,7 +75,7 @@ int CodeOf(tvl::Removal removal) {
 }
 
 void ReportRemoved(const char* path, std::uint64_t size, void* progress) {
-  static_cast<const Progress*>(progress)->Report(Whole(path), static_cast<int>(size));
+  static_cast<const Progress*>(progress)->ReportFile(Whole(path), static_cast<int>(size));
 }
 
 int Remove(const char* path, std::size_t root_length, Progress progress) {

@@ -124,7 +124,7 @@ TVL_API int tvlc_describe(tvlc_store* store, tvlc_store_info* info);
 
 // Fetches `name` as `local` (optional: the same name), or stores `local` as `name`, and creates missing
 // folders. A file that is the same on both sides is transferred only with `force` 1. `transferred`
-// (optional): 1 if the file was copied, else 0.
+// (optional): 1 if the file was copied, else 0. Putting a local folder only creates a folder in the store.
 TVL_API int tvlc_get(tvlc_store* store, const char* name, const char* local, int force, int* transferred);
 TVL_API int tvlc_put(tvlc_store* store, const char* name, const char* local, int force, int* transferred);
 

@@ -58,10 +58,11 @@ std::vector<string> ReadLists(const char* const* keys, std::size_t count) {
   return lists;
 }
 
-// Returns a list of all prefixes of one byte, except for the separators. Together they match all rows.
+// Returns a list of all prefixes of one byte, except for the separator of this list. Together they match all
+// rows, except for keys that begin with it.
 string EveryPrefix() {
   string list;
-  for (int byte = kEntryEnd + 1; byte <= 0xFF; ++byte) list.append({static_cast<char>(byte), kItemEnd});
+  for (int byte = kItemEnd + 1; byte <= 0xFF; ++byte) list.append({static_cast<char>(byte), kItemEnd});
   return list;
 }
 

@@ -1,0 +1,56 @@
+"""Client of the Tavolis File System: files, locks, synchronization and tables that programs share."""
+
+from .errors import (
+    ArgumentError,
+    Busy,
+    ConfigurationError,
+    ConnectionFailed,
+    FileError,
+    Locked,
+    LockError,
+    NotSupported,
+    OutOfMemory,
+    Stopped,
+    StoreError,
+    TableError,
+    TavolisError,
+)
+from .store import Entry, Finding, Instance, Lock, LockRow, Owner, Pack, Store, StoreInfo, file_hash
+from .sync import Exclude, Operation, PlanEntry, Result, Sync
+from .table import Batch, Field, Row, Table, schema_length
+
+__all__ = [
+    "ArgumentError",
+    "Batch",
+    "Busy",
+    "ConfigurationError",
+    "ConnectionFailed",
+    "Entry",
+    "Exclude",
+    "Field",
+    "FileError",
+    "Finding",
+    "Instance",
+    "Lock",
+    "LockError",
+    "LockRow",
+    "Locked",
+    "NotSupported",
+    "Operation",
+    "OutOfMemory",
+    "Owner",
+    "Pack",
+    "PlanEntry",
+    "Result",
+    "Row",
+    "Stopped",
+    "Store",
+    "StoreError",
+    "StoreInfo",
+    "Sync",
+    "Table",
+    "TableError",
+    "TavolisError",
+    "file_hash",
+    "schema_length",
+]

@@ -62,7 +62,7 @@ class Owner:
 
 @dataclass(frozen=True)
 class LockRow:
-    """An existing lock. The lock of an owner that is not alive goes to the next client that asks."""
+    """An existing lock. If its owner is not alive, the next client that asks gets the lock."""
 
     object: str
     computer: str

@@ -45,7 +45,7 @@ class PlanEntry:
 
 @dataclass(frozen=True)
 class Result:
-    """What became of an entry: `failure` is None if it succeeded."""
+    """The result of an entry: `failure` is None if it succeeded."""
 
     entry: PlanEntry
     is_done: bool

@@ -19,7 +19,8 @@ void NoteError(const char* path, int code);
 // Returns the last recorded error and clears it.
 LastError TakeLastError();
 
-// Returns the English text of an errno value, whatever the locale of the program; "unknown error" for others.
+// Returns the English text of an errno value, regardless of the locale of the program; "unknown error" for
+// other numbers.
 [[nodiscard]] const char* SystemErrorText(int code);
 
 // Restores an error that was taken, for an operation that succeeded although one of its steps failed.

@@ -60,7 +60,8 @@ static void test_bad_arguments(void) {
   tvlc_free(NULL);
 }
 
-/* A structure of an older version is filled in only as far as it goes, the rest of a newer one is cleared. */
+/* A structure of an older version is filled in up to its size; what a newer one has in addition is cleared.
+ */
 static void test_other_versions(void) {
   struct {
     tvlc_error error;

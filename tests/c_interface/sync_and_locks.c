@@ -80,17 +80,21 @@ static void test_pull(tvlc_store* store) {
 static void test_locks(tvlc_store* store) {
   tvlc_store* other = open_store();
   tvlc_owner owner;
+  tvlc_error error;
   tvlc_lock_row** locks = NULL;
   tvlc_instance** instances = NULL;
   size_t count = 0;
   int answer = -1;
   CLEAR(owner);
+  CLEAR(error);
   CHECK_OK(tvlc_is_present(store, &answer));
   CHECK(answer == 1);
   CHECK_OK(tvlc_lock(store, "ORD1", &owner));
   CHECK(owner.pid == getpid() && owner.computer[0] != 0);
   CHECK_CODE(TVL_ERR_LOCKED, tvlc_lock(other, "ORD1", &owner));
   CHECK(owner.pid == getpid());
+  CHECK_CODE(TVL_ERR_LOCKED, tvlc_last_error(other, &error));
+  CHECK_TEXT("another instance has the lock", error.text);
   CHECK_CODE(TVL_ERR_LOCKED, tvlc_unlock(other, "ORD1", NULL));
   CHECK_OK(tvlc_holds(store, "ORD1", &answer));
   CHECK(answer == 1);

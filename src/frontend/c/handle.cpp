@@ -3,6 +3,15 @@
 #include <utility>
 
 namespace tvl::c {
+namespace {
+
+// The codes of this interface itself have no reason in the system, and a step of the call that failed, such
+// as a probe for the owner of a lock, does not explain them.
+bool MayHaveReason(int code) {
+  return code != TVL_ERR_NOT_SUPPORTED && code < TVL_ERR_ARGUMENT;
+}
+
+}  // namespace
 
 Connection::Connection(std::unique_ptr<CTVLClientSmbOpr> directory)
     : process_(GetCurrentProcessId()), client_(nullptr), directory_(directory.get()), server_(nullptr) {
@@ -35,7 +44,7 @@ int Connection::Keep(int code) {
 // Called on the thread of the call, since the system's reason belongs to the thread.
 int Connection::Ended(int code) {
   if (code == TVL_OK) return code;
-  const Failure failure = {code, TakeLastError(), refusal_};
+  const Failure failure = {code, MayHaveReason(code) ? TakeLastError() : LastError(), refusal_};
   const std::lock_guard lock(failure_mutex_);
   failure_ = failure;
   return code;

@@ -45,7 +45,7 @@ int Holds(const tvl::c::Connection& connection, const char* object) {
 }
 
 // Releases a lock that other clients would ignore.
-int GiveBack(CTVLClientOpr& client, const char* object) {
+int ReleaseIgnored(CTVLClientOpr& client, const char* object) {
   int state = TVL_LOCK_FREE;
   tvlc_owner owner = {};
   static_cast<void>(Ask(client, &CTVLClientOpr::Unlock, object, state, owner));
@@ -58,7 +58,7 @@ int Lock(const tvl::c::Connection& connection, CTVLClientOpr& client, const char
   tvlc_owner owner = {};
   if (const int code = Ask(client, &CTVLClientOpr::Lock, object, state, owner)) return code;
   if (state == TVL_LOCK_FREE) return TVL_ERR_SERVER_FILE;
-  if (state == TVL_LOCK_OWN && IsPresent(connection) == 0) return GiveBack(client, object);
+  if (state == TVL_LOCK_OWN && IsPresent(connection) == 0) return ReleaseIgnored(client, object);
   Pass(owner, output);
   return state == TVL_LOCK_OWN ? TVL_OK : TVL_ERR_LOCKED;
 }

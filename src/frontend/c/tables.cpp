@@ -105,7 +105,7 @@ bool ArePossible(const TableLengths& lengths) {
          lengths.key1 <= kLongestKey && lengths.key2 <= kLongestKey;
 }
 
-// The file of a table has the extension of tables, whatever extension the name has.
+// The file of a table always has the extension of tables, also if the name has another one.
 bool Exists(CTVLClientSmbOpr& client, const char* name) {
   const string path = tvl::JoinPath(client.ServerRoot(), name).Text();
   const std::size_t end = path.find_last_of(".\\");

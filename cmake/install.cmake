@@ -1,20 +1,21 @@
-# The contents of an installation: the library, its headers, a CMake package, a pkg-config file, the programs.
+# The contents of an installation, in components: library, engine, development (headers, a CMake package, a pkg-config
+# file), server and tvl.
 
 include(CMakePackageConfigHelpers)
 
 install(TARGETS tvlclient EXPORT tvlclientTargets
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 # Where the library looks for its table engine.
-install(TARGETS vbctree LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/tvlclient)
+install(TARGETS vbctree LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/tvlclient COMPONENT engine)
 # The server is installed next to the engine, which it looks for there, and is called through a link.
 if(TARGET tvlserver)
-  install(TARGETS tvlserver RUNTIME DESTINATION ${CMAKE_INSTALL_LIBDIR}/tvlclient)
+  install(TARGETS tvlserver RUNTIME DESTINATION ${CMAKE_INSTALL_LIBDIR}/tvlclient COMPONENT server)
   file(RELATIVE_PATH server_link ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR}/tvlclient/tvlserver)
   install(CODE "
     set(bin \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}\")
     file(MAKE_DIRECTORY \"\${bin}\")
-    file(CREATE_LINK \"${server_link}\" \"\${bin}/tvlserver\" SYMBOLIC)")
+    file(CREATE_LINK \"${server_link}\" \"\${bin}/tvlserver\" SYMBOLIC)" COMPONENT server)
   # Units of the service manager; below /usr and /usr/local they are where it looks for them.
   configure_file(${PROJECT_SOURCE_DIR}/packaging/tvlserver.service.in ${PROJECT_BINARY_DIR}/tvlserver.service @ONLY)
   install(FILES
@@ -22,17 +23,20 @@ if(TARGET tvlserver)
     ${PROJECT_SOURCE_DIR}/packaging/tvlserver.socket
     ${PROJECT_SOURCE_DIR}/packaging/tvlserver-proxy.socket
     ${PROJECT_SOURCE_DIR}/packaging/tvlserver-status.socket
-    DESTINATION lib/systemd/system)
-  install(FILES ${PROJECT_SOURCE_DIR}/packaging/tvlserver.sysusers DESTINATION lib/sysusers.d RENAME tvlserver.conf)
+    DESTINATION lib/systemd/system COMPONENT server)
+  install(FILES ${PROJECT_SOURCE_DIR}/packaging/tvlserver.sysusers DESTINATION lib/sysusers.d RENAME tvlserver.conf
+    COMPONENT server)
+  install(FILES ${PROJECT_SOURCE_DIR}/packaging/tvlserver.tmpfiles DESTINATION lib/tmpfiles.d RENAME tvlserver.conf
+    COMPONENT server)
 endif()
 if(TARGET tvl)
   set_target_properties(tvl PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
-  install(TARGETS tvl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(TARGETS tvl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tvl)
 endif()
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/tvlclient DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/tvlclient DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/tvlclient)
-install(EXPORT tvlclientTargets NAMESPACE tvlclient:: DESTINATION ${package_dir})
+install(EXPORT tvlclientTargets NAMESPACE tvlclient:: DESTINATION ${package_dir} COMPONENT development)
 configure_package_config_file(
   ${PROJECT_SOURCE_DIR}/cmake/tvlclientConfig.cmake.in
   ${PROJECT_BINARY_DIR}/tvlclientConfig.cmake
@@ -42,9 +46,9 @@ write_basic_package_version_file(
 install(FILES
   ${PROJECT_BINARY_DIR}/tvlclientConfig.cmake
   ${PROJECT_BINARY_DIR}/tvlclientConfigVersion.cmake
-  DESTINATION ${package_dir})
+  DESTINATION ${package_dir} COMPONENT development)
 
 # The pkg-config file finds the prefix from its own place, so an installed tree can be moved.
 file(RELATIVE_PATH TVL_PREFIX_FROM_PC "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
 configure_file(${PROJECT_SOURCE_DIR}/cmake/tvlclient.pc.in ${PROJECT_BINARY_DIR}/tvlclient.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/tvlclient.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${PROJECT_BINARY_DIR}/tvlclient.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)

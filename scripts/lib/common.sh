@@ -61,6 +61,7 @@ BUILD_PACKAGES=(g++ cmake ninja-build pkg-config zlib1g-dev libsqlite3-dev libcl
   libcpp-httplib-dev scdoc)
 TEST_PACKAGES=("${BUILD_PACKAGES[@]}" libgtest-dev libbenchmark-dev clang-format abigail-tools groff-base doxygen
   mypy python3-setuptools python3-wheel)
+PACKAGING_PACKAGES=(debhelper dpkg-dev fakeroot lintian)
 
 # Configures a preset. More options may follow its name.
 configure() {
@@ -85,5 +86,14 @@ source_files() {
     git ls-files --cached --others --exclude-standard -- '*.h' '*.cpp' '*.c' | sort
   else
     find include src tests bench fuzz examples -name '*.h' -o -name '*.cpp' -o -name '*.c' | sort
+  fi
+}
+
+# Prints all files of the project, one per line. Without git, all but those of the build.
+source_tree() {
+  if git rev-parse --is-inside-work-tree >/dev/null 2>&1; then
+    git ls-files --cached --others --exclude-standard
+  else
+    find . -path ./build -prune -o -type f -print
   fi
 }

@@ -1,0 +1,24 @@
+#!/bin/bash
+# Usage: packaging/update_symbols.sh LIBRARY
+# Rewrites packaging/debian/libtvlclient1.symbols: the symbols that the library exports, each with the version that brought it.
+# Symbols that the list does not have get the current version.
+
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+library=$1
+list=packaging/debian/libtvlclient1.symbols
+version=$(awk '/define TVLCLIENT_VERSION_[A-Z]+ [0-9]+$/ { printf "%s%s", dot, $3; dot = "." }' include/tvlclient/library_version.h)
+
+known() { sed -n 's/^ \(.*@[A-Z_0-9]*"\{0,1\}\) \([0-9.]*\)$/\1\t\2/p' "$list" 2>/dev/null || true; }
+
+exported() {
+  nm -D --defined-only --format=posix --with-symbol-versions "$library" | sed 's/ .*//; s/@@/@/' | c++filt |
+    sed 's/^\([A-Z_0-9]*\)$/\1@\1/; /[( :]/ s/^\(.*\)@\([A-Z_0-9]*\)$/(c++)"\1@\2"/' | LC_ALL=C sort -u
+}
+
+{
+  echo 'libtvlclient.so.1 libtvlclient1 #MINVER#'
+  awk -F'\t' -v version="$version" 'NR == FNR { since[$1] = $2; next } { print " " $1 " " ($1 in since ? since[$1] : version) }' \
+    <(known) <(exported)
+} >"$list.new"
+mv "$list.new" "$list"

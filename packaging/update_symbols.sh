@@ -1,7 +1,7 @@
 #!/bin/bash
-# Usage: packaging/update_symbols.sh LIBRARY
+# Usage: packaging/update_symbols.sh LIBRARY [--check]
 # Rewrites packaging/debian/libtvlclient1.symbols: the symbols that the library exports, each with the version that brought it.
-# Symbols that the list does not have get the current version.
+# Symbols that the list does not have get the current version. With --check, reports what would change instead.
 
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -16,9 +16,16 @@ exported() {
     sed 's/^\([A-Z_0-9]*\)$/\1@\1/; /[( :]/ s/^\(.*\)@\([A-Z_0-9]*\)$/(c++)"\1@\2"/' | LC_ALL=C sort -u
 }
 
-{
+updated() {
   echo 'libtvlclient.so.1 libtvlclient1 #MINVER#'
   awk -F'\t' -v version="$version" 'NR == FNR { since[$1] = $2; next } { print " " $1 " " ($1 in since ? since[$1] : version) }' \
     <(known) <(exported)
-} >"$list.new"
+}
+
+if [ "${2:-}" = --check ]; then
+  diff -u --label "$list" --label "$library" "$list" <(updated) && exit
+  echo "If the change is wanted: packaging/update_symbols.sh $library" >&2
+  exit 1
+fi
+updated >"$list.new"
 mv "$list.new" "$list"

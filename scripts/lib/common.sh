@@ -61,7 +61,7 @@ BUILD_PACKAGES=(g++ cmake ninja-build pkg-config zlib1g-dev libsqlite3-dev libcl
   libcpp-httplib-dev scdoc)
 TEST_PACKAGES=("${BUILD_PACKAGES[@]}" libgtest-dev libbenchmark-dev clang-format abigail-tools groff-base doxygen
   mypy python3-setuptools python3-wheel)
-PACKAGING_PACKAGES=(debhelper dpkg-dev fakeroot lintian)
+PACKAGING_PACKAGES=(debhelper dh-python dpkg-dev fakeroot lintian)
 
 # Configures a preset. More options may follow its name.
 configure() {

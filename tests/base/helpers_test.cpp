@@ -1,12 +1,6 @@
-#include <gtest/gtest.h>
-
 #include <climits>
-#include <cstring>
 #include <new>
-#include <string>
 #include <thread>
-#include <tuple>
-#include <utility>
 
 #include <tvlclient/cstring.h>
 
@@ -15,6 +9,7 @@
 #include "base/numbers.h"
 #include "base/pump.h"
 #include "base/text.h"
+#include "support/testing.h"
 
 namespace {
 
@@ -96,7 +91,7 @@ TEST(Texts, TrimRightStopsAtTheFirstCharacter) {
   const std::pair<const char*, const char*> rows[] = {{"", ""},          {"    ", " "}, {"\n\r\t ", "\n"},
                                                       {"a \t\r\n", "a"}, {" a", " a"},  {"a\v ", "a\v"}};
   for (const auto& [given, expected] : rows) {
-    std::string text = given;
+    string text = given;
     TrimRight(text.data());
     EXPECT_STREQ(text.c_str(), expected);
   }
@@ -137,7 +132,7 @@ TEST(GrowingText, AppendsFormatsAndTrims) {
   EXPECT_EQ(copy.IsEmpty() + text.IsEmpty(), 2);
   EXPECT_STREQ(CString("   ").TrimRight(), "");
   EXPECT_STREQ(moved, "ab|ab|<-1>");
-  EXPECT_EQ(text.Format("%s", std::string(100000, 'x').c_str()), 1);
+  EXPECT_EQ(text.Format("%s", string(100000, 'x').c_str()), 1);
   EXPECT_EQ(text.GetLength(), 100000);
 }
 

@@ -1,18 +1,8 @@
 #include "base/path_helpers.h"
 
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <string>
-#include <utility>
-#include <vector>
-
-#include "support/arg.h"
-#include "support/temp_folder.h"
+#include "support/testing.h"
 
 namespace {
-
-using std::string;
 
 TEST(PathTexts, TrailingBackslash) {
   const string most(258, 'x');
@@ -56,7 +46,7 @@ TEST(BuildPath, CreatesMissingFolders) {
       Arg path(row.path);
       EXPECT_EQ(BuildPath((folder.Logical() + end).c_str(), path), static_cast<char*>(path));
       EXPECT_EQ(string(path), folder.Logical() + "\\" + row.full);
-      std::filesystem::remove(folder.Host("f"));
+      fs::remove(folder.Host("f"));
       EXPECT_EQ(folder.Tree(), row.made) << row.path;
     }
   }
@@ -71,7 +61,7 @@ TEST(BuildPath, CreatesNothingForTooLongName) {
     EXPECT_EQ(BuildPath(folder.Logical().c_str(), path) != nullptr, fits) << length;
     EXPECT_EQ(std::strlen(path), fits ? folder.Logical().size() + 1 + length : 0);
     EXPECT_EQ(folder.Exists("a"), fits) << length;
-    std::filesystem::remove(folder.Host("a"));
+    fs::remove(folder.Host("a"));
   }
 }
 

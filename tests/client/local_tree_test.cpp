@@ -1,25 +1,13 @@
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <fstream>
-#include <string>
-#include <utility>
-#include <vector>
-
 #include <tvlclient/smb_opr.h>
 #include <tvlclient/tvl.h>
 
 #include "base/low_file.h"
 #include "platform/files.h"
 #include "platform/host_path.h"
-#include "support/arg.h"
-#include "support/temp_folder.h"
-#include "trees/snapshot.h"
+#include "support/tree.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-using std::string;
 using Names = std::vector<string>;
 
 class LocalTree : public testing::Test {
@@ -52,7 +40,7 @@ TEST_F(LocalTree, ReportsEachWalkInOrder) {
   EXPECT_EQ(Reported(), (Names{"t:0", "t\\sub:0", "t\\sub\\f:5"}));
   EXPECT_EQ(Remove("t"), 0);
   EXPECT_EQ(Reported(), (Names{"t\\sub\\f:5 gone", "t\\sub:0", "t:0"}));
-  EXPECT_EQ(SnapshotOf(folder.Host()), (Snapshot{{"c", "dir"}, {"c/sub", "dir"}, {"c/sub/f", "file 12345"}}));
+  EXPECT_EQ(TreeOf(folder.Host()), Described("c/sub/f=12345"));
 }
 
 TEST_F(LocalTree, ReportsSingleAndMissingPaths) {
@@ -70,23 +58,11 @@ TEST_F(LocalTree, ReportsSingleAndMissingPaths) {
 }
 
 TEST_F(LocalTree, CopyReplacesFilesAndContinuesAfterFailures) {
-  folder.Write("s/a", "new");
-  folder.Write("s/folder_there/x", "x");
-  folder.Write("s/file_there", "y");
-  folder.Write("s/z/deep", "z");
-  folder.Make("s/empty");
-  folder.Write("t/a", "older and longer");
-  folder.Write("t/folder_there", "stays");
-  folder.Make("t/file_there");
-  folder.Write("t/more", "m");
+  Create(folder, "s/a=new s/folder_there/x=x s/file_there=y s/z/deep=z s/empty/");
+  Create(folder, "t/a=older_and_longer t/folder_there=stays t/file_there/ t/more=m");
   EXPECT_EQ(Copy("s", "t"), 0);
-  EXPECT_EQ(SnapshotOf(folder.Host("t")), (Snapshot{{"a", "file new"},
-                                                    {"folder_there", "file stays"},
-                                                    {"file_there", "dir"},
-                                                    {"z", "dir"},
-                                                    {"z/deep", "file z"},
-                                                    {"empty", "dir"},
-                                                    {"more", "file m"}}));
+  EXPECT_EQ(TreeOf(folder.Host("t")),
+            Described("a=new folder_there=stays file_there/ z/deep=z empty/ more=m"));
   EXPECT_EQ(Copy("s", "none/below"), 0) << "only one level is created, and nothing is reported";
   EXPECT_FALSE(folder.Exists("none"));
 }
@@ -117,7 +93,7 @@ TEST_F(LocalTree, UsesLow32BitsOfEachSize) {
 }
 
 TEST_F(LocalTree, PumpsOnceAndAfterEachEntry) {
-  for (const char* name : {"t/a", "t/b", "t/sub/c"}) folder.Write(name, "");
+  Create(folder, "t/a= t/b= t/sub/c=");
   int turns = 0;
   TVLSetPumpHook([](void* count) { ++*static_cast<int*>(count); }, &turns);
   constexpr int folders = (1 + 2 + 3) + (1 + 2 + 1);  // the dot names count
@@ -132,24 +108,14 @@ TEST_F(LocalTree, PumpsOnceAndAfterEachEntry) {
 
 // One link leads back, one out of the tree, one to a file, one nowhere.
 TEST_F(LocalTree, CopyFollowsLinksAndRemovalDoesNot) {
-  folder.Write("out/precious", "p");
-  folder.Write("t/sub/f", "f");
-  for (const auto& [target, name] : {std::pair{"..", "t/sub/up"},
-                                     {"../../t/sub", "t/sub/self"},
-                                     {"../out", "t/out"},
-                                     {"sub/f", "t/file"},
-                                     {"nowhere", "t/dangling"}})
-    fs::create_symlink(target, folder.Host(name));
+  Create(folder, "out/precious=p t/sub/f=f t/sub/up>.. t/sub/self>../../t/sub t/out>../out t/file>sub/f");
+  Create(folder, "t/dangling>nowhere");
   EXPECT_EQ(Copy("t", "c"), 0);
-  EXPECT_EQ(SnapshotOf(folder.Host("c")), (Snapshot{{"file", "file f"},
-                                                    {"out", "dir"},
-                                                    {"out/precious", "file p"},
-                                                    {"sub", "dir"},
-                                                    {"sub/f", "file f"}}));
+  EXPECT_EQ(TreeOf(folder.Host("c")), Described("file=f out/precious=p sub/f=f"));
   EXPECT_EQ(Size("t"), 3.0);
   EXPECT_EQ(Remove("t/out\\"), 0) << "a separator after a link does not make it a folder";
   EXPECT_FALSE(folder.Exists("t/out"));
-  fs::create_symlink("../out", folder.Host("t/out"));
+  Create(folder, "t/out>../out");
   EXPECT_EQ(Remove("t"), 0);
   EXPECT_FALSE(folder.Exists("t"));
   EXPECT_EQ(folder.Read("out/precious"), "p");
@@ -161,14 +127,14 @@ TEST_F(LocalTree, HandlesAllKindsOfNames) {
                              string("\xE0\xFF\x80"), string(220, 'n'), string("$(x)")})
     folder.Write("t/" + name + "/" + name.substr(0, 10), name);
   EXPECT_EQ(Copy("t", "c"), 0);
-  EXPECT_EQ(SnapshotOf(folder.Host("c")), SnapshotOf(folder.Host("t")));
+  EXPECT_EQ(TreeOf(folder.Host("c")), TreeOf(folder.Host("t")));
   EXPECT_EQ(Remove("t"), 0);
   EXPECT_FALSE(folder.Exists("t"));
 }
 
 // Two concurrent removals delete everything, and neither fails because the other was faster.
 TEST_F(LocalTree, VanishingEntryIsNotAFailure) {
-  for (const char* name : {"t/a/x", "t/b/x", "t/c/x"}) folder.Write(name, "");
+  Create(folder, "t/a/x= t/b/x= t/c/x=");
   const auto take_all = [](char* /*path*/, unsigned int /*size*/, void* root) {
     for (const auto& entry : fs::directory_iterator(*static_cast<string*>(root)))
       fs::remove_all(entry.path());
@@ -192,34 +158,22 @@ TEST_F(LocalTree, TooDeepTreesAreNeitherCopiedNorRemoved) {
     fs::create_directory(sibling);
     std::ofstream(deep + "/x") << "x";
     std::ofstream(deep + "/longer name") << "y";
-    const Snapshot before = SnapshotOf(deep);
+    const Tree before = TreeOf(deep);
     const bool reachable = length + sizeof "\\*.*" - 1 <= kLongest;
     const string copy = folder.Host("copy" + std::to_string(length));
     opr.CopyDosDir(Arg(deep), Arg(copy), nullptr, nullptr);
-    EXPECT_EQ(SnapshotOf(copy), reachable ? (Snapshot{{"x", "file x"}}) : Snapshot());
+    EXPECT_EQ(TreeOf(copy), Described(reachable ? "x=x" : ""));
     const int code = opr.RemoveDosDir(Arg(deep), nullptr, nullptr);
     EXPECT_TRUE(code == 23 || code == 24) << code;
     EXPECT_TRUE(fs::is_directory(sibling));
-    EXPECT_EQ(SnapshotOf(deep).count("longer name"), 1U);
-    EXPECT_TRUE(reachable || SnapshotOf(deep) == before);
+    EXPECT_EQ(TreeOf(deep).count("longer name"), 1U);
+    EXPECT_TRUE(reachable || TreeOf(deep) == before);
     // As a target, the same folder gets everything that fits.
-    folder.Write("source/x", "new");
-    folder.Write("source/longer name", "new");
+    for (const char* name : {"source/x", "source/longer name"}) folder.Write(name, "new");
     opr.CopyDosDir(Arg(folder.Logical("source")), Arg(deep), nullptr, nullptr);
-    EXPECT_EQ(SnapshotOf(deep)["longer name"], "file y");
-    EXPECT_EQ(SnapshotOf(deep)["x"], length + 2 <= kLongest ? "file new" : "file x");
+    EXPECT_EQ(TreeOf(deep)["longer name"], "file y");
+    EXPECT_EQ(TreeOf(deep)["x"], length + 2 <= kLongest ? "file new" : "file x");
   }
-}
-
-TEST_F(LocalTree, TooLongPathsFailWithTheirCode) {
-  folder.Write("f", "f");
-  const string endless = folder.Logical(string(5000, 'x'));
-  const string file = folder.Logical("f");
-  EXPECT_EQ(opr.CopyDosDir(Arg(endless), Arg(file), nullptr, nullptr), 22);
-  EXPECT_EQ(opr.CopyDosDir(Arg(file), Arg(endless), nullptr, nullptr), 22);
-  EXPECT_EQ(opr.RemoveDosDir(Arg(endless), nullptr, nullptr), 23);
-  EXPECT_EQ(opr.SizeofDosDir(Arg(endless), nullptr, nullptr), 0.0);
-  EXPECT_EQ(folder.Read("f"), "f");
 }
 
 // A tree that is copied into itself grows until its paths are too long; then the copy ends.

@@ -1,13 +1,8 @@
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
 #include <tvlclient/smb_opr.h>
 
-namespace {
+#include "support/testing.h"
 
-using std::string;
+namespace {
 
 class List : public CTVLClientSmbOpr {
  public:
@@ -69,10 +64,8 @@ TEST(SyncList, ShowsAndTakesOutEntries) {
     EXPECT_EQ(list.SyncPlanTakeOut(outside), 0);
   }
   ASSERT_EQ(list.SyncPlanEntry(0, &source, &target, &size, &operation), 1);
-  EXPECT_EQ(source, longest);
-  EXPECT_STREQ(target, "t0");
-  EXPECT_EQ(size, 7U);
-  EXPECT_EQ(operation, SYNC_DIR_FILE_COPY);
+  EXPECT_EQ(std::tuple(string(source), string(target), size, operation),
+            std::tuple(longest, string("t0"), 7U, SYNC_DIR_FILE_COPY));
   EXPECT_EQ(list.SyncPlanTakeOut(1), 1);
   ASSERT_EQ(list.SyncPlanEntry(1, &source, &target, &size, &operation), 1);
   EXPECT_EQ(operation, SYNC_DIR_FILE_KEEP);

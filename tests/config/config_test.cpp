@@ -1,23 +1,12 @@
 #include "config/config.h"
 
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-
-#include <algorithm>
 #include <cctype>
-#include <cerrno>
-#include <filesystem>
-#include <string>
-#include <tuple>
-#include <vector>
 
 #include "platform/names.h"
 #include "support/faults.h"
-#include "support/temp_folder.h"
+#include "support/testing.h"
 
 namespace {
-
-using std::string;
 
 string Numbered(string name, int number) {
   return name.append(std::to_string(number));
@@ -115,10 +104,7 @@ TEST_F(Config, SettingsAreReadFromTheirSectionOnly) {
 
 // Each finding is "problem key text".
 TEST_F(Config, CheckReportsWhatHasNoEffect) {
-  const struct {
-    const char* ini;
-    std::vector<string> expected;
-  } kCases[] = {
+  const std::pair<const char*, std::vector<string>> kCases[] = {
       {"[TavolisFileSystem]\nFileCompare=Hash\nZipOnTransfert=1\nShortName=$X\nDocumentRoot=ROOT\n", {}},
       {"[TavolisFileSystem]\nDocumentRoot=ROOT\nFileCompere=time\nFileCompare=times\nSafeOnTransfert=3\n"
        "ZipOnTransfert=yes\n",
@@ -126,16 +112,16 @@ TEST_F(Config, CheckReportsWhatHasNoEffect) {
       {"[Environments]\nDocumentRoot=ROOT\nTmpDir=$DocumentRoot/tmp\nA=$B%$C\nB=x$A\nC=$Nothing$\n",
        {"4 B A", "3 C Nothing", "3 C "}},
   };
-  for (const auto& row : kCases) {
-    SCOPED_TRACE(row.ini);
-    WriteIni(row.ini);
+  for (const auto& [ini, expected] : kCases) {
+    SCOPED_TRACE(ini);
+    WriteIni(ini);
     std::vector<string> found;
     config_.Check(folder_.Logical("x.ini").c_str(), [&](int problem, const char* key, const char* text) {
       found.push_back(std::to_string(problem) + " " + key + " " + text);
     });
-    EXPECT_EQ(found, row.expected);
+    EXPECT_EQ(found, expected);
   }
-  EXPECT_FALSE(std::filesystem::exists(folder_.Host("root")));
+  EXPECT_FALSE(fs::exists(folder_.Host("root")));
 }
 
 // One failed call must not lead to another store or another policy.
@@ -155,7 +141,6 @@ TEST_F(Config, FailedReadLoadsNothing) {
 }
 
 TEST_F(Config, NewFoldersGetPermissionsOfParent) {
-  namespace fs = std::filesystem;
   const mode_t before = umask(077);
   for (const mode_t mode : {02770U, 01777U, 0755U, 0700U}) {
     fs::remove_all(Root());
@@ -163,9 +148,7 @@ TEST_F(Config, NewFoldersGetPermissionsOfParent) {
     chmod(Root().c_str(), mode);
     EXPECT_EQ(Load(kStore), 0);
     for (const char* name : {"/tmp", "/tmp/locks", "/tmp/procs"}) {
-      struct stat status = {};
-      stat(Root(name).c_str(), &status);
-      EXPECT_EQ(status.st_mode & 07777U, mode & 02777U) << name;
+      EXPECT_EQ(folder_.Status("root" + string(name)).st_mode & 07777U, mode & 02777U) << name;
     }
   }
   umask(before);

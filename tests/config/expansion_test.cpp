@@ -1,16 +1,11 @@
-#include <gtest/gtest.h>
 #include <pthread.h>
 
 #include <cstdio>
-#include <string>
-#include <utility>
 
 #include "config/config.h"
-#include "support/temp_folder.h"
+#include "support/testing.h"
 
 namespace {
-
-using std::string;
 
 class Expansion : public testing::Test {
  protected:

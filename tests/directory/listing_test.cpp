@@ -1,16 +1,8 @@
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <filesystem>
 #include <sstream>
-#include <string>
-#include <vector>
 
 #include "directory/small_store.h"
 
 namespace {
-
-using std::string;
 
 // Lists a folder of the store and of the working directory; only the codes of failures differ.
 TEST(DirectoryListing, ReturnsNamesAndTheirNumber) {
@@ -18,16 +10,13 @@ TEST(DirectoryListing, ReturnsNamesAndTheirNumber) {
   for (const string side : {"root/", "work/"}) {
     for (const char* name : {"d/a.txt", "d/B.TXT", "d/noext", "d/sub/x", "d/back\\slash"})
       store.folder.Write(side + name, "");
-    std::filesystem::create_symlink("..", store.folder.Host(side + "d/up"));
+    fs::create_symlink("..", store.folder.Host(side + "d/up"));
     store.folder.Make(side + "empty");
   }
   using Names = std::vector<string>;
   const Names none = {"no folder"};
   const string endless(300, 'l');
-  const struct {
-    const char *directory, *pattern;
-    Names names;
-  } cases[] = {
+  const std::tuple<const char*, const char*, Names> cases[] = {
       {"d", "*.*", {"B.TXT", "a.txt", "noext", "sub"}},
       {"/d/", "*.txt", {"B.TXT", "a.txt"}},
       {"d/sub", "*", {"x"}},
@@ -40,22 +29,22 @@ TEST(DirectoryListing, ReturnsNamesAndTheirNumber) {
       {endless.c_str(), "*", none},
       {"d", endless.c_str(), none},
   };
-  for (const auto& row : cases) {
+  for (const auto& [directory, pattern, expected] : cases) {
+    const bool is_folder = expected != none;
     for (const bool local : {false, true}) {
       int count = -5;
       CString list = "before|";
-      const int code =
-          local ? store.opr.GetLocalDirContent(Arg(row.directory), Arg(row.pattern), &count, list)
-                : store.opr.GetRemoteDirContent(Arg(row.directory), Arg(row.pattern), &count, list);
-      EXPECT_EQ(code, row.names != none ? 0 : local ? 21 : 20) << row.directory;
-      EXPECT_EQ(count, row.names != none ? static_cast<int>(row.names.size()) : -5);
+      const int code = local ? store.opr.GetLocalDirContent(Arg(directory), Arg(pattern), &count, list)
+                             : store.opr.GetRemoteDirContent(Arg(directory), Arg(pattern), &count, list);
+      EXPECT_EQ(code, is_folder ? 0 : local ? 21 : 20) << directory;
+      EXPECT_EQ(count, is_folder ? static_cast<int>(expected.size()) : -5);
       Names names;
       std::stringstream stream(list.GetString());
       for (string name; std::getline(stream, name, '|');) names.push_back(name);
       ASSERT_EQ(names.at(0), "before") << "names are appended";
       names.erase(names.begin());
       std::sort(names.begin(), names.end());
-      EXPECT_EQ(names, row.names != none ? row.names : Names()) << row.directory << row.pattern;
+      EXPECT_EQ(names, is_folder ? expected : Names()) << directory << pattern;
     }
   }
 }
@@ -63,7 +52,7 @@ TEST(DirectoryListing, ReturnsNamesAndTheirNumber) {
 TEST(DirectoryListing, ExistsChecksFilesFoldersAndLinks) {
   SmallStore store;
   store.folder.Write("root/d/f", "");
-  std::filesystem::create_symlink("nowhere", store.folder.Host("root/dangling"));
+  fs::create_symlink("nowhere", store.folder.Host("root/dangling"));
   for (const char* name : {"d", "d/", "d/f", "\\d\\f", "d//f", "dangling", "", "../root/d"}) {
     EXPECT_EQ(store.opr.ExistsRemote(Arg(name)), 0) << name;
   }

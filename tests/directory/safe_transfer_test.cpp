@@ -1,14 +1,6 @@
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <atomic>
 #include <cstdlib>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "directory/small_store.h"
 #include "platform/parts.h"
@@ -18,8 +10,6 @@
 #include "support/helper_process.h"
 
 namespace {
-
-using std::string;
 
 constexpr std::size_t kSize = 300000;
 
@@ -77,10 +67,9 @@ TEST(DirectorySafeTransfer, ReportsEachCopyOfGroup) {
   for (int level = 0; level <= 2; ++level) {
     SmallStore store(Safe(level));
     for (const char* name : {"a", "b", "c"}) store.folder.Write(string("work/d/") + name, name);
-    int transferred = 0;
     ASSERT_EQ(store.opr.BeginTransfers(), 0);
     EXPECT_EQ(store.opr.BeginTransfers(), TVL_ERR_ALREADY_CONNECTED);
-    for (const char* name : {"d/a", "d/b", "d/c"}) ASSERT_EQ(store.Put(name, &(transferred = 0)), 0);
+    for (const char* name : {"d/a", "d/b", "d/c"}) ASSERT_EQ(store.Put(name), 0);
     EXPECT_EQ(store.folder.Exists("root/d/b"), level < 2);
     int count = 0;
     CString list;
@@ -101,22 +90,20 @@ TEST(DirectorySafeTransfer, ReportsEachCopyOfGroup) {
     for (int at = 1;; ++at) {
       store.folder.Write("work/d/a", "new" + std::to_string(at));
       ASSERT_EQ(store.opr.BeginTransfers(), 0);
-      ASSERT_EQ(store.Put("d/a", &(transferred = 1)), 0);
+      ASSERT_EQ(store.Put("d/a", 1), 0);
       codes.clear();
-      bool hit = false;
       {
         const Faults faults(at, EIO);
         store.opr.EndTransfers(collect, &codes);
-        hit = Faults::Hit() != nullptr;
       }
       const string now = store.folder.Read("root/d/a");
       ASSERT_EQ(codes.size(), 1U);
       EXPECT_TRUE(now == "new" + std::to_string(at) || (codes[0] != 0 && !now.empty())) << at << now;
-      if (!hit) break;
+      if (Faults::Hit() == nullptr) break;
     }
     // A group that is not ended leaves no files.
     ASSERT_EQ(store.opr.BeginTransfers(), 0);
-    ASSERT_EQ(store.Put("d/c", &(transferred = 1)), 0);
+    ASSERT_EQ(store.Put("d/c", 1), 0);
     store.opr.Close();
     tvl::RemoveDeadParts(store.folder.Logical("root/d").c_str());
     EXPECT_EQ(store.folder.Tree("root").size(), level < 2 ? 4U : 5U);
@@ -139,10 +126,7 @@ TEST(DirectorySafeTransfer, RetriesRefusedRenameAndKeepsPartOfLostTarget) {
       return ++refusals < 4 ? -1 : real.rename(from, to);
     };
     if (lost) {
-      tvl::System().rename = [](const char*, const char*) {
-        errno = EIO;
-        return -1;
-      };
+      tvl::System().rename = Failing<EIO>();
       // The target is marked for deletion: the cache still shows it, and only an open contacts the server.
       tvl::System().open = [](const char* path, int flags, mode_t mode) {
         if (path != target || refusals++ == 0) return real.open(path, flags, mode);
@@ -176,8 +160,7 @@ TEST(DirectorySafeTransfer, RewritesRemovedPart) {
         if (++removals == 1) unlink(from);
         return real.rename(from, to);
       };
-      int transferred = 1;
-      EXPECT_EQ(store.Put("f", &transferred), 0);
+      EXPECT_EQ(store.Put("f", 1), 0);
       tvl::System() = real;
       EXPECT_EQ(removals, 2);
       EXPECT_EQ(store.folder.Read("root/f"), "new");
@@ -193,25 +176,20 @@ TEST(DirectorySafeTransfer, ComparesExistingFilesAlthoughNewOnesAreExpected) {
     SCOPED_TRACE(kind);
     SmallStore store(Safe(kind / 2) + "FileCompare=time\n");
     if (kind % 2 == 1) {
-      tvl::System().renameat_noreplace = [](int, const char*, int, const char*) {
-        errno = EINVAL;
-        return -1;
-      };
+      tvl::System().renameat_noreplace = Failing<EINVAL>();
     }
     store.opr.TransfersExpectNew(1);
     for (const char* contents : {"new", "new", "newer"}) {
       store.folder.Write("work/f", contents);
       const bool first = !store.folder.Exists("root/f");
       const bool same = store.folder.Read("root/f") == contents;
-      const timespec times[2] = {{1000, 0}, {1000, 0}};
-      ASSERT_EQ(utimensat(AT_FDCWD, store.folder.Host("work/f").c_str(), times, 0), 0);
-      int transferred = 0;
-      EXPECT_EQ(store.Put("f", &transferred), 0);
-      EXPECT_EQ(transferred, same ? 0 : 1);
+      store.folder.SetTimes("work/f", {1000, 0}, {1000, 0});
+      EXPECT_EQ(store.Put("f"), 0);
+      EXPECT_EQ(store.transferred, same ? 0 : 1);
       EXPECT_EQ(store.folder.Read("root/f"), contents);
-      struct stat status = {};
-      ASSERT_EQ(stat(store.folder.Host("root/f").c_str(), &status), 0);
-      EXPECT_EQ(status.st_mode & 0777, first ? status.st_mode & 0777 : 0640U);
+      if (!first) {
+        EXPECT_EQ(store.folder.Status("root/f").st_mode & 0777, 0640U);
+      }
       ASSERT_EQ(chmod(store.folder.Host("root/f").c_str(), 0640), 0);
     }
     tvl::System() = real;
@@ -227,34 +205,30 @@ TEST(DirectorySafeTransfer, KeepsHolesModesAndSecondNames) {
     store.folder.Write("work/f", "head");
     ASSERT_EQ(truncate(store.folder.Host("work/f").c_str(), 8 << 20), 0);
     ASSERT_EQ(chmod(store.folder.Host("work/f").c_str(), 0750), 0);
-    int transferred = 1;
-    ASSERT_EQ(store.Put("f", &transferred), 0);
+    ASSERT_EQ(store.Put("f", 1), 0);
     store.folder.Make("root/shared");
     ASSERT_EQ(chmod(store.folder.Host("root/shared").c_str(), 02770), 0);
     ASSERT_EQ(chmod(store.folder.Host("work/f").c_str(), 0600), 0);
-    ASSERT_EQ(store.opr.PutRemote(Arg("shared/f"), Arg("f"), &transferred), 0);
+    ASSERT_EQ(store.Put("shared/f", "f", 1), 0);
     umask(077);
-    ASSERT_EQ(store.opr.PutRemote(Arg("shared/sub/f"), Arg("f"), &transferred), 0);
+    ASSERT_EQ(store.Put("shared/sub/f", "f", 1), 0);
     umask(022);
-    ASSERT_EQ(store.Put("f", &transferred), 0);
+    ASSERT_EQ(store.Put("f", 1), 0);
     umask(before);
-    struct stat status = {};
-    ASSERT_EQ(stat(store.folder.Host("root/f").c_str(), &status), 0);
+    const struct stat status = store.folder.Status("root/f");
     EXPECT_EQ(status.st_mode & 07777, 0750U) << "an existing target keeps its mode" << kind;
     EXPECT_EQ(status.st_size, 8 << 20);
     EXPECT_LT(status.st_blocks, 1000) << kind;
-    ASSERT_EQ(stat(store.folder.Host("root/shared/f").c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 07777, 0660U) << kind;
-    ASSERT_EQ(stat(store.folder.Host("root/shared/sub").c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777, 0770U) << "a new folder has the group bits of a setgid folder";
+    EXPECT_EQ(store.folder.Status("root/shared/f").st_mode & 07777, 0660U) << kind;
+    EXPECT_EQ(store.folder.Status("root/shared/sub").st_mode & 0777, 0770U)
+        << "a new folder has the group bits of a setgid folder";
     EXPECT_EQ(store.opr.WhyInPlace(), nullptr);
     ASSERT_EQ(link(store.folder.Host("root/f").c_str(), store.folder.Host("root/second").c_str()), 0);
     store.folder.Write("work/f", "short");
-    ASSERT_EQ(store.Put("f", &transferred), 0);
+    ASSERT_EQ(store.Put("f", 1), 0);
     EXPECT_EQ(store.folder.Read("root/second"), "short");
     EXPECT_EQ(store.opr.WhyInPlace() != nullptr, kind / 2 > 0);
-    EXPECT_EQ(store.opr.PutRemote(Arg("f"), Arg("..\\..\\..\\proc\\self\\mem"), &transferred),
-              kind % 2 == 0 ? 22 : 27);
+    EXPECT_EQ(store.Put("f", "..\\..\\..\\proc\\self\\mem", 1), kind % 2 == 0 ? 22 : 27);
   }
 }
 

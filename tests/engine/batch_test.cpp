@@ -1,9 +1,6 @@
-#include <signal.h>
 
 #include <chrono>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "engine/engine.h"
 #include "support/helper_process.h"
@@ -11,14 +8,13 @@
 namespace {
 
 // Opens a table, begins a batch, writes "h" in it, reports that and waits for a line.
-int HoldBatch(const std::vector<std::string>& arguments) {
+const Role holdBatch("hold-batch", [](const std::vector<string>& arguments) {
   const int table = IOpen(arguments[0].c_str());
   if (BeginBatch(table, 1) != 1 || Write(table, "h", "", "helper") != 1) return 1;
   Say("in");
   Listen();
   return EndBatch(table) == 1 ? 0 : 2;
-}
-const Role holdBatch("hold-batch", HoldBatch);
+});
 
 TEST_F(EngineTest, BatchIsOneTransaction) {
   const int table = Open();

@@ -1,12 +1,5 @@
-#include <signal.h>
-#include <unistd.h>
-
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <random>
-#include <string>
-#include <vector>
 
 #include "engine/engine.h"
 #include "support/helper_process.h"
@@ -16,7 +9,7 @@ namespace {
 
 constexpr int kRowsInBatch = 5;
 
-std::string KeyOf(int row) {
+string KeyOf(int row) {
   char key[16];
   std::snprintf(key, sizeof key, "%08d", row);
   return key;
@@ -24,7 +17,7 @@ std::string KeyOf(int row) {
 
 // Writes rows with increasing keys, every other five in a batch, and reports each number once its row is
 // committed.
-int WriteUntilKilled(const std::vector<std::string>& arguments) {
+const Role writeUntilKilled("write-until-killed", [](const std::vector<string>& arguments) {
   const int table = IOpen(arguments[0].c_str());
   for (int row = std::stoi(arguments[1]);; row += kRowsInBatch) {
     const bool batch = row / kRowsInBatch % 2 == 0;
@@ -36,24 +29,23 @@ int WriteUntilKilled(const std::vector<std::string>& arguments) {
     if (batch && EndBatch(table) != 1) return 3;
     if (batch) Say(std::to_string(row + kRowsInBatch - 1));
   }
-}
-const Role writeUntilKilled("write-until-killed", WriteUntilKilled);
+});
 
 // Kills a writer that begins with row `first` at a random moment. Returns the last row reported as committed.
-int LastPromised(const std::string& path, int first, std::mt19937& random) {
+int LastPromised(const string& path, int first, std::mt19937& random) {
   int promised = first - 1;
   HelperProcess writer({"write-until-killed", path, std::to_string(first)});
   for (auto lines = 1 + random() % 8; lines > 0; --lines) promised = std::stoi(writer.Hear());
   for (auto spin = random() % 200000; spin > 0; --spin) __asm__ volatile("");
   writer.Signal(SIGKILL);
-  for (std::string line = writer.Hear(); !line.empty(); line = writer.Hear()) promised = std::stoi(line);
+  for (string line = writer.Hear(); !line.empty(); line = writer.Hear()) promised = std::stoi(line);
   EXPECT_EQ(writer.Wait(), -SIGKILL);
   return promised;
 }
 
 TEST_F(EngineTest, KeepsCommittedRowsOfKilledWriter) {
   constexpr int rounds = 200;
-  const std::string path = folder_.Host("promised.dat");
+  const string path = folder_.Host("promised.dat");
   ASSERT_EQ(CreateArchive(path.c_str(), 100, 8, 8), 0);
   std::mt19937 random(std::random_device{}());
   int next = 0;
@@ -76,27 +68,26 @@ TEST_F(EngineTest, KeepsCommittedRowsOfKilledWriter) {
 }
 
 // Opens a table in the middle of a large batch whose pages have already gone to the file.
-int SpillAndWait(const std::vector<std::string>& arguments) {
+const Role spillAndWait("spill-and-wait", [](const std::vector<string>& arguments) {
   const int table = IOpen(arguments[0].c_str());
   if (BeginBatch(table, 1) != 1) return 1;
   for (int row = 0; row < 4000; ++row) {
-    if (Write(table, KeyOf(row), "", std::string(4000, 'x')) != 1) return 2;
+    if (Write(table, KeyOf(row), "", string(4000, 'x')) != 1) return 2;
   }
   Say("spilled");
   Listen();
   return 3;
-}
-const Role spillAndWait("spill-and-wait", SpillAndWait);
+});
 
 // Without write access, a table with the journal of a killed writer cannot be read.
-const Role refusedAsNobody("refused-as-nobody", [](const std::vector<std::string>& arguments) {
+const Role refusedAsNobody("refused-as-nobody", [](const std::vector<string>& arguments) {
   if (setgid(65534) != 0 || setuid(65534) != 0) return 1;
   return IOpen(arguments[0].c_str()) < 0 && GetLastProblem() == 3 ? 0 : 2;
 });
 
 TEST_F(EngineTest, KilledBatchIsRolledBackButNotIntoNewTable) {
-  std::filesystem::permissions(folder_.Host(), std::filesystem::perms(0755));
-  const std::string path = folder_.Host("large.dat");
+  fs::permissions(folder_.Host(), fs::perms(0755));
+  const string path = folder_.Host("large.dat");
   for (const bool replaced : {false, true}) {
     SCOPED_TRACE(replaced);
     ASSERT_EQ(CreateArchive(path.c_str(), 4000, 8, 0), 0);
@@ -108,19 +99,19 @@ TEST_F(EngineTest, KilledBatchIsRolledBackButNotIntoNewTable) {
       kept.push_back(KeyOf(row) + "|kept");
     }
     CloseAll();
-    const auto sizeBefore = std::filesystem::file_size(path);
+    const auto sizeBefore = fs::file_size(path);
     HelperProcess writer({"spill-and-wait", path});
     ASSERT_EQ(writer.Hear(), "spilled");
     writer.Signal(SIGKILL);
     writer.Wait();
-    ASSERT_GT(std::filesystem::file_size(path), sizeBefore) << "the test needs pages in the file";
-    ASSERT_GT(std::filesystem::file_size(path + "-journal"), 0U);
+    ASSERT_GT(fs::file_size(path), sizeBefore) << "the test needs pages in the file";
+    ASSERT_GT(fs::file_size(path + "-journal"), 0U);
     if (geteuid() == 0) {
-      std::filesystem::permissions(path, std::filesystem::perms(0644));
+      fs::permissions(path, fs::perms(0644));
       EXPECT_EQ(HelperProcess({"refused-as-nobody", path}).Wait(), 0);
     }
     if (replaced) {
-      std::filesystem::remove(path);
+      fs::remove(path);
       ASSERT_EQ(CreateArchive(path.c_str(), 4000, 8, 0), 0);
     }
     table = IOpen(path.c_str());
@@ -133,25 +124,25 @@ TEST_F(EngineTest, KilledBatchIsRolledBackButNotIntoNewTable) {
 
 // A journal stays open between transactions. Meanwhile others may remove or replace it, as plain SQLite does.
 TEST_F(EngineTest, WritesJournalThatHasItsName) {
-  const std::string journal = table_ + "-journal";
+  const string journal = table_ + "-journal";
   const int table = Open();
   ASSERT_EQ(Write(table, "a", "", "first"), 1);
   for (const bool replaced : {false, true}) {
     SCOPED_TRACE(replaced);
-    ASSERT_TRUE(std::filesystem::remove(journal));
+    ASSERT_TRUE(fs::remove(journal));
     if (replaced) std::ofstream(journal).flush();
     ASSERT_EQ(BeginBatch(table, 1), 1);
     ASSERT_EQ(Write(table, "a", "", replaced ? "third" : "second"), 1);
-    EXPECT_GT(std::filesystem::file_size(journal), 0U);
+    EXPECT_GT(fs::file_size(journal), 0U);
     ASSERT_EQ(EndBatch(table), 1);
-    EXPECT_EQ(std::filesystem::file_size(journal), 0U);
+    EXPECT_EQ(fs::file_size(journal), 0U);
   }
 }
 
 TEST_F(EngineTest, FullDiskDoesNotDamageTable) {
   const MountedFolder disk(folder_.Host("disk"), "size=8m");
   if (!disk.IsMounted()) GTEST_SKIP() << "only root can make a small disk";
-  const std::string path = disk.Path() + "/t.dat";
+  const string path = disk.Path() + "/t.dat";
   ASSERT_EQ(CreateArchive(path.c_str(), 1000, 8, 3), 0);
   const int table = IOpen(path.c_str());
   int written = 0;
@@ -172,10 +163,10 @@ TEST_F(EngineTest, FullDiskDoesNotDamageTable) {
     ASSERT_EQ(All(table).size(), static_cast<std::size_t>(written)) << left;
   }
   EXPECT_GT(written, 20);
-  const std::string refused = disk.Path() + "/refused.dat";
+  const string refused = disk.Path() + "/refused.dat";
   disk.FillUp(8192);
   EXPECT_NE(CreateArchive(refused.c_str(), 20, 4, 3), 0);
-  EXPECT_FALSE(std::filesystem::exists(refused));
+  EXPECT_FALSE(fs::exists(refused));
   disk.FreeUp();
   EXPECT_EQ(Write(table, "after", "", "room again"), 1) << GetLastErrorText();
   CloseAll();

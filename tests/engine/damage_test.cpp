@@ -1,13 +1,11 @@
 #include <sqlite3.h>
 
-#include <string>
-
 #include "engine/engine.h"
 
 namespace {
 
 // Changes a table's file as a damaged disk or a hostile program might.
-void Damage(const std::string& table, const std::string& sql) {
+void Damage(const string& table, const string& sql) {
   sqlite3* database = nullptr;
   sqlite3_open(table.c_str(), &database);
   char* problem = nullptr;
@@ -19,7 +17,7 @@ void Damage(const std::string& table, const std::string& sql) {
 int Walk(decltype(&ReadKeyEq) read, int table, int keyNumber, const char* start) {
   char key[8] = {};
   char record[21];
-  std::string(start).copy(key, 4);
+  string(start).copy(key, 4);
   for (int rows = 0; rows < 10; ++rows) {
     if (read(table, keyNumber, key, record) != 1) return GetLastProblem();
   }
@@ -31,10 +29,7 @@ constexpr int kNotFound = 1;
 constexpr int kDamaged = 4;
 
 TEST_F(EngineTest, DamagedRowIsNotAMissingRow) {
-  const struct {
-    std::string row;
-    int equal;
-  } rows[] = {
+  const std::pair<string, int> rows[] = {
       {"CAST('c' AS BLOB), x'202020', zeroblob(20)", kDamaged},      // a key without its blanks
       {"CAST('c   x' AS BLOB), x'202020', zeroblob(20)", kDamaged},  // a key too long
       {"'c   ', '   ', zeroblob(20)", kDamaged},                     // keys as text

@@ -1,21 +1,16 @@
 #ifndef TVL_TESTS_ENGINE_ENGINE_H
 #define TVL_TESTS_ENGINE_ENGINE_H
 
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
 #include "engine/vbctree.h"
-#include "support/temp_folder.h"
+#include "support/testing.h"
 
-using Rows = std::vector<std::string>;
+using Rows = std::vector<string>;
 
 // Writes a record as a text padded with blanks. Returns 1 or 0.
-int Write(int handle, const std::string& key1, const std::string& key2, const std::string& record);
+int Write(int handle, const string& key1, const string& key2, const string& record);
 
 // Returns "key|record" of the row that a read finds, without trailing blanks of either, or "".
-std::string Read(decltype(&ReadKeyEq) read, int handle, int keyNumber, const std::string& key);
+string Read(decltype(&ReadKeyEq) read, int handle, int keyNumber, const string& key);
 
 // Returns all records in the order of a key, in the form of Read.
 Rows All(int handle, int keyNumber = 1);
@@ -30,13 +25,13 @@ class EngineTest : public testing::Test {
   [[nodiscard]] int Open() const { return IOpen(table_.c_str()); }
 
   TempFolder folder_{TempFolder::Memory()};
-  std::string table_ = folder_.Host("t.dat");
+  string table_ = folder_.Host("t.dat");
 };
 
 // Returns "ok", or the errors that SQLite finds in the file of a table that is not in use.
-std::string CheckIntegrity(const std::string& table);
+string CheckIntegrity(const string& table);
 
 // Tries to lock all of a file, like a client that is about to delete it.
-bool CanLockWhole(const std::string& path);
+bool CanLockWhole(const string& path);
 
 #endif

@@ -1,16 +1,10 @@
 #include <dlfcn.h>
-#include <fcntl.h>
-#include <signal.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <cstdarg>
 #include <cstdint>
-#include <filesystem>
-#include <string>
 
 #include "engine/engine.h"
+#include "support/faults.h"
 #include "support/helper_process.h"
 
 // The module calls the functions below instead of those of the C library, because this program comes first in
@@ -18,7 +12,7 @@
 
 namespace {
 
-enum class Span { kOne, kFromThereOn };
+using Span = Faults::Span;
 
 struct Fault {
   int at = 0;  // 0 means none
@@ -86,20 +80,14 @@ extern "C" [[gnu::visibility("default")]] int fcntl(int file, int command, ...) 
 
 namespace {
 
-std::size_t CountDescriptors() {
-  std::size_t count = 0;
-  for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) ++count;
-  return count;
-}
-
 // Opens the table and changes it in one batch with a nested one, then reads a row. Returns true if the batch
 // was committed. Sets `rows` to the expected table after the successful calls.
-bool ChangeTable(const std::string& path, Rows& rows) {
+bool ChangeTable(const string& path, Rows& rows) {
   const int table = IOpen(path.c_str());
   const int other = IOpen(path.c_str());
   if (BeginBatch(table, 1) != 1) return false;
   for (char row = '1'; row <= '9'; ++row) {
-    if (Write(table, {row}, "n", "new") == 1) rows.push_back(std::string{row} + "|new");
+    if (Write(table, {row}, "n", "new") == 1) rows.push_back(string{row} + "|new");
   }
   if (BeginBatch(other, 1) == 1) {
     if (DeleteKeys(other, "0", nullptr) == 1) rows.erase(rows.begin());
@@ -110,7 +98,7 @@ bool ChangeTable(const std::string& path, Rows& rows) {
   return kept;
 }
 
-void ExpectOldOrNewRows(const std::string& path, bool kept, const Rows& rows) {
+void ExpectOldOrNewRows(const string& path, bool kept, const Rows& rows) {
   const int table = IOpen(path.c_str());
   const Rows found = All(table);
   EXPECT_TRUE(found == rows || (!kept && found == Rows{"0|old"})) << testing::PrintToString(found);
@@ -128,14 +116,14 @@ TEST_F(EngineTest, FailingCallLeavesOldOrNewRows) {
         ASSERT_EQ(Create(), 0) << GetLastErrorText();
         ASSERT_EQ(Write(Open(), "0", "o", "old"), 1);
         CloseAll();
-        const std::size_t descriptors = CountDescriptors();
+        const long descriptors = OpenDescriptors();
         Rows rows = {"0|old"};
         fault = {at, error, span};
         const bool kept = ChangeTable(table_, rows);
         CloseAll();
         struck = fault.calls >= at;
         fault = {};
-        EXPECT_EQ(CountDescriptors(), descriptors);
+        EXPECT_EQ(OpenDescriptors(), descriptors);
         ExpectOldOrNewRows(table_, kept, rows);
         failures += kept ? 0 : 1;
       }
@@ -146,7 +134,7 @@ TEST_F(EngineTest, FailingCallLeavesOldOrNewRows) {
 
 // A read that cannot see or use the journal of a killed writer must not answer from the half-written file.
 TEST_F(EngineTest, FailingCallNeverShowsRowsOfKilledBatch) {
-  const std::string path = folder_.Host("large.dat");
+  const string path = folder_.Host("large.dat");
   ASSERT_EQ(CreateArchive(path.c_str(), 4000, 8, 0), 0);
   const int filled = IOpen(path.c_str());
   ASSERT_EQ(BeginBatch(filled, 1), 1);
@@ -157,8 +145,8 @@ TEST_F(EngineTest, FailingCallNeverShowsRowsOfKilledBatch) {
   ASSERT_EQ(writer.Hear(), "spilled");
   writer.Signal(SIGKILL);
   writer.Wait();
-  const std::string data = folder_.Read("large.dat");
-  const std::string journal = folder_.Read("large.dat-journal");
+  const string data = folder_.Read("large.dat");
+  const string journal = folder_.Read("large.dat-journal");
   bool struck = true;
   int failures = 0;
   for (int at = 1; struck && !HasFailure(); ++at) {
@@ -168,7 +156,7 @@ TEST_F(EngineTest, FailingCallNeverShowsRowsOfKilledBatch) {
     folder_.Write("large.dat", data);
     folder_.Write("large.dat-journal", journal);
     fault = {at, EIO, Span::kOne};
-    const std::string found = Read(ReadKeyEq, table, 1, "00000000");
+    const string found = Read(ReadKeyEq, table, 1, "00000000");
     struck = fault.calls >= at;
     fault = {};
     CloseAll();

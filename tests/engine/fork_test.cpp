@@ -1,35 +1,15 @@
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <atomic>
-#include <functional>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "engine/engine.h"
+#include "support/forked.h"
 #include "support/helper_process.h"
 #include "support/scale.h"
 
 namespace {
 
-// Forks a child that runs `work` and exits with 0 if that returns true. It is killed after a while if it
-// hangs.
-pid_t Fork(const std::function<bool()>& work) {
-  const pid_t child = fork();
-  if (child != 0) return child;
-  alarm(30);
-  _exit(work() ? 0 : 1);
-}
-
-bool EndedWell(pid_t child) {
-  int status = -1;
-  waitpid(child, &status, 0);
-  return status == 0;
-}
-
-// A forked child has neither the handles nor the batch of its parent, but can open the table again. The same
-// is true for its own child.
+// A child returns 1 if all went well. It has neither the handles nor the batch of its parent, but can open
+// the table again. The same is true for its own child.
 TEST_F(EngineTest, ForkedChildrenAreIndependent) {
   int refused[2];
   ASSERT_EQ(pipe(refused), 0);
@@ -47,13 +27,13 @@ TEST_F(EngineTest, ForkedChildrenAreIndependent) {
       const int third = Open();
       return GetLength(own, 0) == -1 && third > own && All(third) == Rows{"a|parent", "b|child", "c|parent"};
     });
-    return EndBatch(own) == 1 && EndedWell(grandchild);
+    return EndBatch(own) == 1 && WaitFor(grandchild) == 1;
   });
   char byte = 0;
   EXPECT_EQ(read(refused[0], &byte, 1), 1);
   EXPECT_EQ(Write(table, "c", "", "parent"), 1);
   EXPECT_EQ(EndBatch(table), 1) << GetLastErrorText();
-  EXPECT_TRUE(EndedWell(child));
+  EXPECT_EQ(WaitFor(child), 1);
   EXPECT_FALSE(CanLockWhole(table_)) << "the parent's hold outlives the child";
   EXPECT_EQ(All(table), (Rows{"a|parent", "b|child", "c|parent"}));
   CloseAll();
@@ -65,7 +45,7 @@ TEST_F(EngineTest, ForkedChildrenAreIndependent) {
 constexpr int kRows = 100;
 
 // Opens a table and writes rows with a name, every other row in a batch.
-bool WriteRows(const std::string& path, char name) {
+bool WriteRows(const string& path, char name) {
   const int table = IOpen(path.c_str());
   bool good = table > 0;
   for (int row = 0; row < kRows; ++row) {
@@ -77,7 +57,7 @@ bool WriteRows(const std::string& path, char name) {
   return good && IClose(table) == 1;
 }
 
-const Role writeRows("write-rows", [](const std::vector<std::string>& arguments) {
+const Role writeRows("write-rows", [](const std::vector<string>& arguments) {
   return WriteRows(arguments[0], 'p') ? 0 : 1;
 });
 
@@ -88,7 +68,7 @@ TEST_F(EngineTest, ThreadsChildrenAndProcessesWriteConcurrently) {
   HelperProcess other({"write-rows", table_});
   std::atomic<bool> stop{false};
   std::vector<std::thread> threads;
-  const std::string names = kSanitized ? "" : "rst";
+  const string names = kSanitized ? "" : "rst";
   for (const char name : names) {
     threads.emplace_back([&, name] {
       do EXPECT_TRUE(WriteRows(table_, name)) << GetLastErrorText();
@@ -96,7 +76,7 @@ TEST_F(EngineTest, ThreadsChildrenAndProcessesWriteConcurrently) {
     });
   }
   for (int round = 0; round < 40; ++round) {
-    EXPECT_TRUE(EndedWell(Fork([&] { return Write(Open(), 'c' + std::to_string(round), "", "") == 1; })));
+    EXPECT_EQ(WaitFor(Fork([&] { return Write(Open(), 'c' + std::to_string(round), "", ""); })), 1);
   }
   stop = true;
   for (std::thread& thread : threads) thread.join();

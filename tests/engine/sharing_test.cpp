@@ -1,14 +1,8 @@
-#include <fcntl.h>
-#include <signal.h>
 #include <sqlite3.h>
-#include <unistd.h>
 
 #include <atomic>
-#include <filesystem>
 #include <optional>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "engine/engine.h"
 #include "support/helper_process.h"
@@ -16,17 +10,15 @@
 namespace {
 
 // Opens a table, reports that, and keeps it open until it is killed.
-int HoldTable(const std::vector<std::string>& arguments) {
+const Role holdTable("hold-table", [](const std::vector<string>& arguments) {
   Say(IOpen(arguments[0].c_str()) > 0 ? "open" : "refused");
   Listen();
   return 0;
-}
-const Role holdTable("hold-table", HoldTable);
+});
 
-int MakeTable(const std::vector<std::string>& arguments) {
+const Role makeTable("make-table", [](const std::vector<string>& arguments) {
   return CreateArchive(arguments[0].c_str(), 30, 5, 0);
-}
-const Role makeTable("make-table", MakeTable);
+});
 
 TEST_F(EngineTest, ProtectsTableInUse) {
   const int table = Open();
@@ -37,7 +29,7 @@ TEST_F(EngineTest, ProtectsTableInUse) {
     SCOPED_TRACE(users);
     if (users == 2) IClose(second);
     if (users == 1) {
-      other.emplace(std::vector<std::string>{"hold-table", table_});
+      other.emplace(std::vector<string>{"hold-table", table_});
       ASSERT_EQ(other->Hear(), "open");
       CloseAll();
     }
@@ -59,7 +51,7 @@ TEST_F(EngineTest, KeepsLocksWhenFileIsReadElsewhere) {
   const int table = Open();
   ASSERT_EQ(BeginBatch(table, 1), 1);
   ASSERT_EQ(Write(table, "a", "", "1"), 1);
-  std::filesystem::copy_file(table_, folder_.Host("copy.dat"));
+  fs::copy_file(table_, folder_.Host("copy.dat"));
   close(open(table_.c_str(), O_RDWR | O_CLOEXEC));
   EXPECT_FALSE(CanLockWhole(table_));
   // The byte by which SQLite marks a writer.
@@ -125,25 +117,25 @@ TEST_F(EngineTest, WaitsForTryButNotForHolder) {
 }
 
 TEST_F(EngineTest, TwoNamesOfOneTableShareIt) {
-  const std::string link = folder_.Host("link.dat");
-  std::filesystem::create_symlink(table_, link);
+  const string link = folder_.Host("link.dat");
+  fs::create_symlink(table_, link);
   const int byName = Open();
   const int byLink = IOpen(link.c_str());
   ASSERT_EQ(BeginBatch(byName, 1), 1);
   EXPECT_EQ(Write(byName, "a", "", "1"), 1);
   EXPECT_EQ(Read(ReadKeyEq, byLink, 1, "a"), "a|1") << "the same thread, the same batch";
   EXPECT_EQ(EndBatch(byName), 1);
-  EXPECT_FALSE(std::filesystem::exists(link + "-journal"));
+  EXPECT_FALSE(fs::exists(link + "-journal"));
   CloseAll();
   EXPECT_EQ(CreateArchive(link.c_str(), 20, 4, 3), 0);
-  EXPECT_TRUE(std::filesystem::is_symlink(link));
+  EXPECT_TRUE(fs::is_symlink(link));
 }
 
 TEST_F(EngineTest, ReopensReplacedTable) {
   const int old = Open();
   ASSERT_EQ(Write(old, "a", "", "old"), 1);
   EXPECT_EQ(IsStillNamed(old), 1);
-  std::filesystem::remove(table_);  // without trying its lock
+  fs::remove(table_);  // without trying its lock
   EXPECT_EQ(IsStillNamed(old), 0);
   ASSERT_EQ(Create(), 0);
   EXPECT_EQ(IsStillNamed(old), 0);
@@ -153,20 +145,19 @@ TEST_F(EngineTest, ReopensReplacedTable) {
   EXPECT_EQ(All(made), Rows{"b|new"});
 }
 
-int ReadAsNobody(const std::vector<std::string>& arguments) {
+const Role readAsNobody("read-as-nobody", [](const std::vector<string>& arguments) {
   if (setgid(65534) != 0 || setuid(65534) != 0) return 1;
   const int table = IOpen(arguments[0].c_str());
   if (All(table) != Rows{"a|kept"}) return 2;
   return Write(table, "b", "", "") == 0 && !CanLockWhole(arguments[0]) ? 0 : 3;
-}
-const Role readAsNobody("read-as-nobody", ReadAsNobody);
+});
 
 TEST_F(EngineTest, ReadsTableThatIsReadOnly) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can become another user";
   ASSERT_EQ(Write(Open(), "a", "", "kept"), 1);
   CloseAll();
-  std::filesystem::permissions(folder_.Host(), std::filesystem::perms(0755));
-  std::filesystem::permissions(table_, std::filesystem::perms(0644));
+  fs::permissions(folder_.Host(), fs::perms(0755));
+  fs::permissions(table_, fs::perms(0644));
   EXPECT_EQ(HelperProcess({"read-as-nobody", table_}).Wait(), 0);
 }
 

@@ -1,19 +1,11 @@
-#include <sys/stat.h>
-
-#include <algorithm>
 #include <climits>
-#include <cstring>
-#include <filesystem>
-#include <string>
 #include <thread>
-#include <utility>
-#include <vector>
 
 #include "engine/engine.h"
 
 namespace {
 
-std::string Upper(std::string text) {
+string Upper(string text) {
   for (char& letter : text) letter = static_cast<char>(toupper(letter));
   return text;
 }
@@ -21,18 +13,14 @@ std::string Upper(std::string text) {
 TEST_F(EngineTest, FindsByBothKeysInAllModes) {
   const int table = Open();
   for (const char* key : {"b", "d", "f"}) ASSERT_EQ(Write(table, key, Upper(key), key), 1);
-  const struct {
-    decltype(&ReadKeyEq) read;
-    const char* key;
-    std::string found;
-  } cases[] = {
+  const std::tuple<decltype(&ReadKeyEq), const char*, string> cases[] = {
       {ReadKeyEq, "d", "d"},    {ReadKeyEq, "c", ""},    {ReadKeyEq, "d   x", "d"}, {ReadKeyGt, "d", "f"},
       {ReadKeyGt, "f", ""},     {ReadKeyGt, "", "b"},    {ReadKeyGt, "da", "f"},    {ReadKeyGtEq, "d", "d"},
       {ReadKeyGtEq, "e", "f"},  {ReadKeyGtEq, "g", ""},  {ReadKeyLt, "d", "b"},     {ReadKeyLt, "b", ""},
       {ReadKeyLt, "~~~~", "f"}, {ReadKeyLtEq, "d", "d"}, {ReadKeyLtEq, "c", "b"},   {ReadKeyLtEq, "a", ""},
   };
   for (const auto& [read, key, found] : cases) {
-    const std::string record = found.empty() ? "" : '|' + found;
+    const string record = found.empty() ? "" : '|' + found;
     EXPECT_EQ(Read(read, table, 1, key), found + record) << key;
     EXPECT_EQ(Read(read, table, 2, Upper(key)), Upper(found) + record) << key;
   }
@@ -73,12 +61,7 @@ TEST_F(EngineTest, ReplacesRecordWithSameKey1) {
 }
 
 TEST_F(EngineTest, DeletesByMatchingKeys) {
-  const struct {
-    const char* key1;
-    const char* key2;
-    int result;
-    Rows left;
-  } cases[] = {
+  const std::tuple<const char*, const char*, int, Rows> cases[] = {
       {"a", nullptr, 1, {"b|2", "c|3"}},      {"a", "x", 1, {"b|2", "c|3"}},
       {"a", "y", 0, {"a|1", "b|2", "c|3"}},   {nullptr, "x", 1, {"c|3"}},
       {"", "y", 1, {"a|1", "b|2"}},           {"    ", nullptr, 0, {"a|1", "b|2", "c|3"}},
@@ -139,7 +122,7 @@ TEST_F(EngineTest, HasCurrentRecordPerThread) {
 }
 
 TEST_F(EngineTest, CreatesTablesOfAnyValidLength) {
-  const std::string path = folder_.Host("lengths.dat");
+  const string path = folder_.Host("lengths.dat");
   const std::vector<std::vector<int>> good = {{1, 1, 0}, {154, 82, 0}, {6143, 1023, 1023}};
   for (const auto& lengths : good) {
     ASSERT_EQ(CreateArchive(path.c_str(), lengths[0], lengths[1], lengths[2]), 0) << lengths[0];
@@ -148,10 +131,10 @@ TEST_F(EngineTest, CreatesTablesOfAnyValidLength) {
       EXPECT_EQ(GetLength(table, selector), lengths[static_cast<std::size_t>(selector)]);
     }
     EXPECT_EQ(GetLength(table, 3), -1);
-    const std::string bytes(static_cast<std::size_t>(lengths[0]), 'r');
-    const std::string key(static_cast<std::size_t>(lengths[1]), 'k');
+    const string bytes(static_cast<std::size_t>(lengths[0]), 'r');
+    const string key(static_cast<std::size_t>(lengths[1]), 'k');
     EXPECT_EQ(Write(table, key, key, bytes), 1) << lengths[0];
-    EXPECT_EQ(Read(ReadKeyEq, table, 1, key), std::string(key).append("|").append(bytes));
+    EXPECT_EQ(Read(ReadKeyEq, table, 1, key), string(key).append("|").append(bytes));
     IClose(table);
     EXPECT_EQ(CheckIntegrity(path), "ok");
   }
@@ -172,7 +155,7 @@ TEST_F(EngineTest, ReplacesExtensionOfName) {
   for (const auto& [given, file] : cases) {
     EXPECT_EQ(CreateArchive((folder_.Host() + given).c_str(), 20, 4, 3), 0) << given;
     EXPECT_TRUE(folder_.Exists(file)) << file;
-    std::string back = folder_.Logical() + given;
+    string back = folder_.Logical() + given;
     std::replace(back.begin(), back.end(), '/', '\\');
     EXPECT_GT(IOpen(back.c_str()), 0) << back;
   }
@@ -180,31 +163,31 @@ TEST_F(EngineTest, ReplacesExtensionOfName) {
 }
 
 TEST_F(EngineTest, FilesGetPermissionsOfFolder) {
-  std::filesystem::permissions(folder_.Host(), std::filesystem::perms(0775));
+  fs::permissions(folder_.Host(), fs::perms(0775));
   const mode_t former = umask(0077);
-  const std::string path = folder_.Host("shared.dat");
+  const string path = folder_.Host("shared.dat");
   EXPECT_EQ(CreateArchive(path.c_str(), 20, 4, 3), 0);
   EXPECT_EQ(Write(IOpen(path.c_str()), "a", "", ""), 1);
   umask(former);
-  for (const std::string& file : {path, path + "-journal"}) {
-    EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(0664)) << file;
+  for (const string& file : {path, path + "-journal"}) {
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms(0664)) << file;
   }
 }
 
 TEST_F(EngineTest, RefusesFilesThatAreNotTables) {
-  const std::string good = folder_.Read("t.dat");
-  const auto damaged = [&good](std::size_t place, const std::string& bytes) {
-    return std::string(good).replace(place, bytes.size(), bytes);
+  const string good = folder_.Read("t.dat");
+  const auto damaged = [&good](std::size_t place, const string& bytes) {
+    return string(good).replace(place, bytes.size(), bytes);
   };
   folder_.Write("empty.dat", "");
-  folder_.Write("text.dat", std::string(10000, 'x'));
+  folder_.Write("text.dat", string(10000, 'x'));
   folder_.Write("needs_a_log.dat", damaged(18, "\2\2"));
   folder_.Write("no_mark.dat", damaged(0, "sql"));
-  folder_.Write("no_layout.dat", damaged(100, std::string(4000, '\xff')));
+  folder_.Write("no_layout.dat", damaged(100, string(4000, '\xff')));
   folder_.Write("has_a_log.dat", good);
   folder_.Write("has_a_log.dat-wal", "x");
   folder_.Make("folder.dat");
-  std::filesystem::create_symlink("/dev/null", folder_.Host("device.dat"));
+  fs::create_symlink("/dev/null", folder_.Host("device.dat"));
   for (const char* name : {"missing", "empty", "text", "needs_a_log", "no_mark", "no_layout", "has_a_log",
                            "folder", "device", ""}) {
     EXPECT_LT(IOpen(*name == 0 ? name : folder_.Host(name).c_str()), 0) << name;

@@ -1,18 +1,9 @@
-#include <gtest/gtest.h>
-
-#include <cerrno>
-#include <cstring>
-#include <string>
-
 #include <tvlclient/tvlclient.h>
 
 #include "frontend/module.h"
-#include "support/arg.h"
-#include "support/temp_folder.h"
+#include "support/testing.h"
 
 namespace {
-
-using std::string;
 
 class FreeFunctions : public testing::Test {
  protected:

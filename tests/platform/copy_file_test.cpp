@@ -1,13 +1,6 @@
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <string>
-
-#include "platform/copying.h"
+#include "platform/fixtures.h"
 
 namespace {
-
-using std::string;
 
 TEST(CopyFile, CopiesAllSizesOverAllSizes) {
   const TempFolder folder;
@@ -24,8 +17,8 @@ TEST(CopyFile, CopiesAllSizesOverAllSizes) {
 TEST(CopyFile, KeepsFileCopiedOntoItself) {
   const TempFolder folder;
   folder.Write("a", "bytes");
-  std::filesystem::create_hard_link(folder.Host("a"), folder.Host("hard"));
-  std::filesystem::create_symlink("a", folder.Host("soft"));
+  fs::create_hard_link(folder.Host("a"), folder.Host("hard"));
+  fs::create_symlink("a", folder.Host("soft"));
   for (const char* source : {"a", "hard", "soft"}) {
     for (const char* target : {"a", "hard", "soft", "./a"}) {
       EXPECT_EQ(Copy(folder, source, target), 1) << source << target;

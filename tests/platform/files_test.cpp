@@ -1,29 +1,22 @@
 #include "platform/files.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <string>
 #include <string_view>
-#include <utility>
 
 #include "base/file_helpers.h"
 #include "base/low_file.h"
 #include "platform/host_path.h"
-#include "support/temp_folder.h"
+#include "support/testing.h"
 
 namespace {
-
-using std::string;
 
 TEST(Attributes, DistinguishFilesFoldersAndLinks) {
   const TempFolder folder;
   folder.Write("file", "12345");
   folder.Make("dir");
-  std::filesystem::create_symlink("file", folder.Host("to_file"));
-  std::filesystem::create_symlink("dir", folder.Host("to_dir"));
-  std::filesystem::create_symlink("nowhere", folder.Host("dangling"));
-  std::filesystem::create_symlink("loop", folder.Host("loop"));
+  fs::create_symlink("file", folder.Host("to_file"));
+  fs::create_symlink("dir", folder.Host("to_dir"));
+  fs::create_symlink("nowhere", folder.Host("dangling"));
+  fs::create_symlink("loop", folder.Host("loop"));
   const struct {
     const char* name;
     DWORD attributes;
@@ -74,7 +67,7 @@ TEST(LowOpen, FollowsItsFlags) {
       {kLowRewrite | kLowAppend, true, "X"},
   };
   for (const auto& row : cases) {
-    std::filesystem::remove(folder.Host("f"));
+    fs::remove(folder.Host("f"));
     if (row.exists) folder.Write("f", "old");
     tvl::LowFile file(folder.Logical("f").c_str(), row.flags);
     ASSERT_EQ(file.IsOpen(), row.contents != nullptr) << row.flags;
@@ -109,7 +102,6 @@ TEST(FullPath, ResolvesDotsAndSeparators) {
 }
 
 TEST(FullPath, StartsAtCurrentFolderForRelativeName) {
-  namespace fs = std::filesystem;
   const TempFolder folder;
   const fs::path before = fs::current_path();
   for (const char* name : {"sub", "with\\backslash", "gone"}) folder.Make(name);

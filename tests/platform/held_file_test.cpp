@@ -1,14 +1,6 @@
-#include "platform/held_file.h"
-
-#include <gtest/gtest.h>
-
-#include <string>
-
-#include "platform/held.h"
+#include "platform/fixtures.h"
 
 namespace {
-
-using std::string;
 
 TEST_F(HeldFile, DetectsAnotherDescriptorOfThisProcess) {
   for (const string name : {"full", "empty"}) {

@@ -1,21 +1,8 @@
-#include "platform/ini_file.h"
-
-#include <gtest/gtest.h>
-
-#include <cerrno>
-#include <filesystem>
-#include <string>
-#include <utility>
-#include <vector>
-
-#include "platform/ini_writing.h"
+#include "platform/fixtures.h"
 #include "platform/last_error.h"
-#include "support/temp_folder.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-using std::string;
 using namespace std::string_literals;
 
 class IniFile : public testing::Test {
@@ -52,10 +39,7 @@ class IniFile : public testing::Test {
 };
 
 TEST_F(IniFile, ReadsTextOfKey) {
-  const struct {
-    string expected;
-    std::vector<string> files;
-  } cases[] = {
+  const std::pair<string, std::vector<string>> cases[] = {
       {"v",
        {"[s]\nk=v\n", "[s]\nk=v", "[s]\r\nk=v\r\n", "\xEF\xBB\xBF[s]\nk=v\n", "[S]\nK=v\n",
         "  [ s ]  \n\t k \t=\t v \t\n", "[s]\nk=\"v\"\n", "[s]\nk\nk=v\n", "[s]\n  ; k=1\nk=v\n",
@@ -75,9 +59,9 @@ TEST_F(IniFile, ReadsTextOfKey) {
       {"a\rb\xE0\xFF", {"[s]\nk=a\rb\xE0\xFF\n"}},
       {string(259, 'v'), {"[s]\nk=" + string(100000, 'v') + "\n"}},
   };
-  for (const auto& row : cases) {
-    for (const string& bytes : row.files)
-      EXPECT_EQ(Text(bytes), row.expected) << testing::PrintToString(bytes.substr(0, 60));
+  for (const auto& [expected, files] : cases) {
+    for (const string& bytes : files)
+      EXPECT_EQ(Text(bytes), expected) << testing::PrintToString(bytes.substr(0, 60));
   }
   for (DWORD size = 1; size <= 8; ++size) {
     EXPECT_EQ(Text("[s]\nk=abcde\n", size), string("abcde").substr(0, size - 1));

@@ -1,16 +1,11 @@
 #include "platform/search.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
 #include <set>
-#include <string>
 
-#include "support/temp_folder.h"
+#include "support/testing.h"
 
 namespace {
 
-using std::string;
 using Names = std::set<string>;
 
 // Returns the names that a search finds, without "." and "..", which are tested separately.
@@ -34,10 +29,7 @@ TEST(Search, MatchesPatterns) {
     folder.Write(name, "");
   // "back\\slash" is a name that no path can express.
   const Names all = {"a.txt", "B.TXT", "noext", ".dot", "a.b.c", "[x]", "sub"};
-  const struct {
-    const char* pattern;
-    Names expected;
-  } cases[] = {
+  const std::pair<const char*, Names> cases[] = {
       {"*.*", all},
       {"*", all},
       {"*.txt", {"a.txt", "B.TXT"}},
@@ -53,8 +45,8 @@ TEST(Search, MatchesPatterns) {
       {"missing\\*", {}},
       {"a.txt\\*", {}},
   };
-  for (const auto& row : cases)
-    EXPECT_EQ(Find(folder.Logical() + "\\" + row.pattern), row.expected) << row.pattern;
+  for (const auto& [pattern, expected] : cases)
+    EXPECT_EQ(Find(folder.Logical() + "\\" + pattern), expected) << pattern;
 }
 
 // Matching a pattern with many stars costs no more than the product of the lengths of name and pattern.
@@ -79,7 +71,7 @@ TEST(Search, OmitsLinksToParentFolders) {
                                      {"to_other", "../../other"},
                                      {"to_file", "low/file"},
                                      {"dangling", "nowhere"}})
-    std::filesystem::create_symlink(target, folder.Host("top/mid/") + name);
+    fs::create_symlink(target, folder.Host("top/mid/") + name);
   EXPECT_EQ(Find(folder.Logical("top/mid/*.*")),
             (Names{"low", "to_child", "to_other", "to_file", "dangling"}));
 }
@@ -99,8 +91,8 @@ TEST(Search, WalkOfFoldersThatLinkToEachOtherEnds) {
   folder.Make("a");
   folder.Make("b");
   for (const char* name : {"one", "two"}) {
-    std::filesystem::create_symlink("../b", folder.Host("a/") + name);
-    std::filesystem::create_symlink("../a", folder.Host("b/") + name);
+    fs::create_symlink("../b", folder.Host("a/") + name);
+    fs::create_symlink("../a", folder.Host("b/") + name);
   }
   EXPECT_LT(CountByWalk(folder.Logical("a")), 20);
 }

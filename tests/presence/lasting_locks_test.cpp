@@ -1,45 +1,22 @@
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <chrono>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <iterator>
-#include <string>
-#include <vector>
 
 #include "base/low_file.h"
-#include "host/system_calls.h"
 #include "platform/held_file.h"
-#include "presence/client_process.h"
-#include "presence/connection.h"
+#include "presence/clients.h"
 #include "store/lock_ranges.h"
-#include "support/store.h"
-#include "support/temp_folder.h"
+#include "support/faults.h"
 #include "table/engine_binding.h"
 
 // Locks whose owner, marker or table is lost in many ways. Two clients must never hold the same lock.
 
 namespace {
 
-namespace fs = std::filesystem;
-using std::string;
-
-struct Me : CConnection {
-  explicit Me(const Store& store, const char* clientClass = "mgrx")
-      : CConnection(store.locks.c_str(), store.procs.c_str(), clientClass) {
-    AllocateInstance();
-  }
-};
-
-class PresenceLastingLocks : public testing::Test {
+class PresenceLastingLocks : public StoreTest {
  protected:
-  PresenceLastingLocks() { store_.Make(); }
   ~PresenceLastingLocks() override { tvl::System() = real_; }
 
   [[nodiscard]] string OnlyMarker() const { return store_.procsHost + store_.Markers().at(0); }
@@ -51,8 +28,6 @@ class PresenceLastingLocks : public testing::Test {
         1);
   }
 
-  TempFolder folder_{TempFolder::Memory()};
-  Store store_{folder_.Host()};
   tvl::SystemCalls real_ = tvl::System();
 };
 
@@ -92,7 +67,7 @@ TEST_F(PresenceLastingLocks, LiveProcessesWithOneIdentityExcludeEachOther) {
   fs::rename(folder_.Host("aside"), marker);
   for (const char* name : {"A", "Z"}) ASSERT_EQ(twin.Lock(name), "1");
   ASSERT_EQ(me.Lock("B"), 1);
-  for (const auto operation : {&CConnection::Lock, &CConnection::Unlock, &CConnection::CheckLock}) {
+  for (const auto operation : kOperations) {
     EXPECT_EQ((me.*operation)("A"), 2);
     EXPECT_EQ((me.*operation)("Z"), 2);
   }
@@ -116,16 +91,7 @@ TEST_F(PresenceLastingLocks, DetectsOwnersOfEveryClass) {
 }
 
 TEST_F(PresenceLastingLocks, OwnerRecreatesLostMarker) {
-  const auto fail_reads = [] {
-    tvl::System().read = [](int, void*, std::size_t) -> ssize_t {
-      errno = EIO;
-      return -1;
-    };
-  };
-  const struct {
-    const char* what;
-    std::function<void(const string& marker)> lose;
-  } cases[] = {
+  const std::pair<const char*, std::function<void(const string& marker)>> cases[] = {
       {"removed", [](const string& marker) { fs::remove(marker); }},
       {"replaced",
        [](const string& marker) {
@@ -139,15 +105,15 @@ TEST_F(PresenceLastingLocks, OwnerRecreatesLostMarker) {
          fs::rename(procs, procs.string() + "x");
          fs::create_directory(procs);
        }},
-      {"its hold lost by the file server", [&](const string&) { fail_reads(); }},
+      {"its hold lost by the file server", [](const string&) { tvl::System().read = Failing<EIO>(); }},
   };
-  for (const auto& test : cases) {
-    for (const auto operation : {&CConnection::Lock, &CConnection::Unlock, &CConnection::CheckLock}) {
-      SCOPED_TRACE(test.what);
+  for (const auto& [what, lose] : cases) {
+    for (const auto operation : kOperations) {
+      SCOPED_TRACE(what);
       Me me(store_);
       ASSERT_EQ(me.Lock("A"), 1);
       ASSERT_EQ(me.Lock("B"), 1);
-      test.lose(OnlyMarker());
+      lose(OnlyMarker());
       EXPECT_FALSE(me.IsPresent() || me.HoldsLock("A"));
       (me.*operation)("B");
       tvl::System() = real_;
@@ -159,15 +125,13 @@ TEST_F(PresenceLastingLocks, OwnerRecreatesLostMarker) {
 }
 
 TEST_F(PresenceLastingLocks, LocksAcquiredByOthersMeanwhileRemainTheirs) {
-  const struct {
-    const char* what;
-    std::function<void()> lose;
-  } cases[] = {{"the marker", [&] { fs::remove(OnlyMarker()); }}, {"the table", [&] { ReplaceTable(); }}};
-  for (const auto& test : cases) {
-    SCOPED_TRACE(test.what);
+  const std::pair<const char*, std::function<void()>> cases[] = {
+      {"the marker", [&] { fs::remove(OnlyMarker()); }}, {"the table", [&] { ReplaceTable(); }}};
+  for (const auto& [what, lose] : cases) {
+    SCOPED_TRACE(what);
     Me me(store_);
     ASSERT_EQ(me.Lock("A"), 1);
-    test.lose();
+    lose();
     Me other(store_, "view");
     EXPECT_EQ(other.Lock("A"), 1);
     EXPECT_FALSE(me.HoldsLock("A"));
@@ -195,19 +159,13 @@ TEST_F(PresenceLastingLocks, UncheckableOwnerCountsAsAlive) {
   Me other(store_, "view");
   ASSERT_EQ(other.Lock("A"), 1);
   Me me(store_);
-  tvl::System().open = [](const char*, int, mode_t) {
-    errno = EIO;
-    return -1;
-  };
-  tvl::System().lstat = [](const char*, struct stat*) {
-    errno = EACCES;
-    return -1;
-  };
+  tvl::System().open = Failing<EIO>();
+  tvl::System().lstat = Failing<EACCES>();
   EXPECT_EQ(me.Lock("A"), 2);
   tvl::System() = real_;
   string deep = store_.procs;
   while (deep.size() < 240) deep += ".\\";
-  CConnection far(store_.locks.c_str(), deep.c_str(), "mgrx");
+  CConnection far(store_.locks.c_str(), deep.c_str(), "mgrx", "pc12");
   far.AllocateInstance();
   EXPECT_EQ(far.Lock("A"), 2) << "its path to the marker is too long";
   EXPECT_TRUE(other.HoldsLock("A"));
@@ -229,20 +187,12 @@ int OpenAndBeTried(const char* path, int flags, mode_t mode) {
 }
 
 TEST_F(PresenceLastingLocks, MarkerIsHeldOnEveryMountDespiteTriers) {
-  const auto refuse = [](const char*, const char*) {
-    errno = EPERM;
-    return -1;
-  };
-  const auto refuse_rename = [](int, const char*, int, const char*) {
-    errno = EPERM;
-    return -1;
-  };
   for (const bool renames : {true, false}) {
     for (const bool links : {true, false}) {
       for (const bool is_tried : {false, true}) {
         SCOPED_TRACE(testing::Message() << renames << links << is_tried);
-        if (!renames) tvl::System().renameat_noreplace = refuse_rename;
-        if (!links) tvl::System().link = refuse;
+        if (!renames) tvl::System().renameat_noreplace = Failing<EPERM>();
+        if (!links) tvl::System().link = Failing<EPERM>();
         if (is_tried) tvl::System().open = OpenAndBeTried;
         const auto start = std::chrono::steady_clock::now();
         Me me(store_);
@@ -306,12 +256,6 @@ TEST_F(PresenceLastingLocks, DamagedRowIsNotAFreeObject) {
   EXPECT_FALSE(me.HoldsLock("A") || me.ListLocks(rows));
   EXPECT_EQ(folder_.Read("store/tmp/locks/dtlocks.dat"), before);
   EXPECT_EQ(me.Lock("B"), 1);
-}
-
-TEST_F(PresenceLastingLocks, ConnectionKeepsNumberWithoutMarker) {
-  const Me me(store_);
-  fs::remove(OnlyMarker());
-  EXPECT_EQ(Me(store_).instance, 2);
 }
 
 }  // namespace

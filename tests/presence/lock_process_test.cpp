@@ -1,64 +1,46 @@
-#include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <list>
 #include <set>
-#include <string>
-#include <vector>
 
-#include "presence/client_process.h"
-#include "presence/connection.h"
+#include "platform/held_file.h"
+#include "presence/clients.h"
+#include "presence/marker.h"
 #include "support/scale.h"
-#include "support/store.h"
-#include "support/temp_folder.h"
 #include "table/engine_binding.h"
 
 namespace {
 
 constexpr std::size_t kProcesses = 8;
 
-std::string ObjectName(int number) {
+string ObjectName(int number) {
   return "OBJECT" + std::to_string(number);
 }
 
-struct Me : CConnection {
-  explicit Me(const Store& store, const char* clientClass = "mgrx")
-      : CConnection(store.locks.c_str(), store.procs.c_str(), clientClass) {}
-};
-
-int BeClient(const std::vector<std::string>& arguments) {
+const Role beClient("client", [](const std::vector<string>& arguments) {
   LoadTableEngine();  // while this process may still read it
   const auto user = static_cast<uid_t>(std::stoul(arguments[1]));
   umask(077);
   if (user != 0 && (setgid(user) != 0 || setuid(user) != 0)) return 1;
   const Store store(arguments[0]);
-  Me me(store);
+  CConnection me(store.locks.c_str(), store.procs.c_str(), "mgrx", "pc12");
   Say("ready");
   Listen();
   Say(std::to_string(me.AllocateInstance()));
-  for (std::string object = Listen(); !object.empty(); object = Listen())
+  for (string object = Listen(); !object.empty(); object = Listen())
     Say(std::to_string(me.Lock(object.c_str())));
   return 0;
-}
-const Role beClient("client", BeClient);
+});
 
-class PresenceLockProcesses : public testing::Test {
- protected:
-  void SetUp() override { store_.Make(); }
-
-  TempFolder folder_{TempFolder::Memory()};
-  Store store_{folder_.Host()};
-};
+using PresenceLockProcesses = StoreTest;
 
 TEST_F(PresenceLockProcesses, SimultaneousInstancesGetDifferentNumbers) {
   for (int round = 0; round < Rounds(10); ++round) {
     std::list<ClientProcess> starting;
     while (starting.size() < kProcesses) starting.emplace_back(folder_.Host());
     for (ClientProcess& process : starting) process.Say("start");
-    std::set<std::string> numbers;
+    std::set<string> numbers;
     for (ClientProcess& process : starting) numbers.insert(process.Hear());
     EXPECT_EQ(numbers.size(), kProcesses) << testing::PrintToString(numbers);
   }
@@ -67,7 +49,6 @@ TEST_F(PresenceLockProcesses, SimultaneousInstancesGetDifferentNumbers) {
 TEST_F(PresenceLockProcesses, StoppedOwnerKeepsLocksAndKilledOneLosesThem) {
   constexpr int locks = 50;
   Me me(store_, "view");
-  me.AllocateInstance();
   ClientProcess owner(folder_.Host());
   ASSERT_EQ(owner.Start(), "1");
   for (int object = 0; object < locks; ++object) ASSERT_EQ(owner.Lock(ObjectName(object)), "1");
@@ -96,23 +77,19 @@ TEST_F(PresenceLockProcesses, RemovesDeadClientOfAnotherUser) {
 }
 
 // Holds a lock and stays inside a write batch of the lock table, with a forked child that has neither.
-int SitInABatch(const std::vector<std::string>& arguments) {
-  const Store store(arguments[0]);
-  Me me(store);
-  me.AllocateInstance();
+const Role sitInABatch("sit-in-a-batch", [](const std::vector<string>& arguments) {
+  Me me{Store(arguments[0])};
   if (me.Lock("PARENT") != 1) return 1;
   const tvl::TableBatch batch(me.table->handle, tvl::TableBatch::Kind::kWrite);
   if (batch.HasBegun() && fork() == 0) Say("child lives");
   Listen();
   _exit(0);
-}
-const Role sitInABatch("sit-in-a-batch", SitInABatch);
+});
 
 TEST_F(PresenceLockProcesses, StoppedWriterMakesOthersFailWithoutHanging) {
   using std::chrono::seconds;
   using std::chrono::steady_clock;
   Me me(store_, "view");
-  me.AllocateInstance();
   ASSERT_EQ(me.Lock("MINE"), 1);
   ClientProcess other(folder_.Host());
   ASSERT_EQ(other.Start(), "1");
@@ -136,6 +113,27 @@ TEST_F(PresenceLockProcesses, StoppedWriterMakesOthersFailWithoutHanging) {
   EXPECT_LT(steady_clock::now() - start, seconds(8)) << "the child does not block others";
   EXPECT_EQ(me.Unlock("MINE"), 0);
   EXPECT_EQ(store_.Markers().size(), 3U) << "the dead one's is gone";
+}
+
+// Checks a marker without pauses until it is killed.
+const Role askForEver("ask-for-ever", [](const std::vector<string>& arguments) {
+  Say("asking");
+  for (;;) static_cast<void>(tvl::IsMarkerAlive(arguments[0].c_str()));
+  return 0;
+});
+
+// A trier may delete the marker between its creation and the hold on it.
+TEST_F(PresenceLockProcesses, OwnerGetsHoldDespiteTrier) {
+  const tvl::PathText marker = tvl::MarkerPath(
+      store_.procs.c_str(), {"pc12", "7f000001", 1, static_cast<unsigned int>(getpid()), "mgrx"});
+  HelperProcess asker({"ask-for-ever", marker.Text()});
+  ASSERT_EQ(asker.Hear(), "asking");
+  for (int round = 0; round < Rounds(5'000); ++round) {
+    const Me owner(store_);
+    ASSERT_STREQ(owner.markerPath, marker.Text());
+    ASSERT_EQ(store_.Markers().size(), 1U) << round;
+    ASSERT_TRUE(tvl::IsFileHeld(marker.Text())) << round;
+  }
 }
 
 }  // namespace

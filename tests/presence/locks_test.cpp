@@ -1,46 +1,24 @@
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <filesystem>
-#include <fstream>
 #include <memory>
-#include <string>
-#include <vector>
 
-#include "presence/connection.h"
-#include "support/store.h"
-#include "support/temp_folder.h"
+#include "presence/clients.h"
 
 namespace {
 
-struct Me : CConnection {
-  explicit Me(const Store& store, const char* clientClass = "mgrx", const char* computerName = "pc12",
-              const char* address = "127.0.0.1", const char* userName = "ann")
-      : CConnection(store.locks.c_str(), store.procs.c_str(), clientClass, computerName, address, userName) {
-    AllocateInstance();
-  }
-};
-
-class PresenceLocks : public testing::Test {
+class PresenceLocks : public StoreTest {
  protected:
-  void SetUp() override { store_.Make(); }
-
   // Returns the names of the objects in the table, each followed by "|".
-  [[nodiscard]] std::string Rows() const {
+  [[nodiscard]] string Rows() const {
     CConnection looking(store_.locks.c_str(), store_.procs.c_str(), "look");
     std::vector<tvl::LockRow> rows;
     EXPECT_TRUE(looking.ListLocks(rows));
-    std::string names;
-    for (const tvl::LockRow& row : rows) names += std::string(row.object) + (row.alive ? "|" : "(dead)|");
+    string names;
+    for (const tvl::LockRow& row : rows) names += string(row.object) + (row.alive ? "|" : "(dead)|");
     return names;
   }
-
-  TempFolder folder_;
-  Store store_{folder_.Host()};
 };
 
-std::string Owner(const CConnection& me) {
-  return std::string(me.ownerComputer) + ' ' + me.ownerClass + ' ' + std::to_string(me.ownerInstance) + ' ' +
+string Owner(const CConnection& me) {
+  return string(me.ownerComputer) + ' ' + me.ownerClass + ' ' + std::to_string(me.ownerInstance) + ' ' +
          std::to_string(me.ownerPid == getpid() ? 1 : me.ownerPid) + ' ' + me.ownerIp + ' ' + me.ownerUser;
 }
 
@@ -82,7 +60,7 @@ TEST_F(PresenceLocks, StateDependsOnOwner) {
     Me me(store_);
     auto other = std::make_unique<Me>(store_, test.clientClass, test.computer, test.address, "bob");
     ASSERT_EQ(other->Lock("ORD1"), 1);
-    for (const auto operation : {&CConnection::Lock, &CConnection::Unlock, &CConnection::CheckLock}) {
+    for (const auto operation : kOperations) {
       EXPECT_EQ((me.*operation)("ORD1"), test.state);
       EXPECT_EQ(Owner(me), test.owner);
       EXPECT_EQ(me.lockCount, 0);
@@ -106,8 +84,8 @@ TEST_F(PresenceLocks, RestartedClientIsTheSameOwner) {
 // A dead instance leaves its row, and its marker unless another instance has already removed it.
 TEST_F(PresenceLocks, RemovesDeadOwners) {
   for (const bool markerLeft : {true, false}) {
-    for (const auto operation : {&CConnection::Lock, &CConnection::Unlock, &CConnection::CheckLock}) {
-      std::string marker = store_.procsHost;
+    for (const auto operation : kOperations) {
+      string marker = store_.procsHost;
       {
         Me dead(store_, "view", "pc13");
         marker += store_.Markers().at(0);
@@ -120,46 +98,35 @@ TEST_F(PresenceLocks, RemovesDeadOwners) {
       const bool locks = operation == &CConnection::Lock;
       EXPECT_EQ((me.*operation)("A"), locks ? 1 : 0);
       EXPECT_EQ(Owner(me), locks ? "pc12 mgrx 1 1 127.0.0.1 ann" : kNobody);
-      EXPECT_FALSE(std::filesystem::exists(marker));
+      EXPECT_FALSE(fs::exists(marker));
       EXPECT_EQ(Rows(), locks ? "A|" : "");
     }
   }
 }
 
-TEST_F(PresenceLocks, LockWithoutMarkerIsIgnored) {
-  std::filesystem::remove(store_.procsHost);
-  Me unseen(store_);
-  EXPECT_EQ(unseen.Lock("A"), 1);
-  Me other(store_, "view");
-  EXPECT_EQ(other.Lock("A"), 1);
-}
-
 TEST_F(PresenceLocks, ChecksNamesOfObjects) {
-  const struct {
-    std::string name;
-    std::string row;
-  } cases[] = {
-      {std::string(32, 'n'), std::string(32, 'n')},
-      {std::string(33, 'n'), ""},
-      {std::string(5000, 'n'), ""},
+  const std::pair<string, string> cases[] = {
+      {string(32, 'n'), string(32, 'n')},
+      {string(33, 'n'), ""},
+      {string(5000, 'n'), ""},
       {"", ""},
       {" ", ""},
       {"ORD1 \t ", "ORD1"},
-      {"ORD1" + std::string(70, ' ') + "x", ""},  // not the object ORD1
+      {"ORD1" + string(70, ' ') + "x", ""},  // not the object ORD1
       {" lead", " lead"},
       {"\xE0\xFF|%s=\\..", "\xE0\xFF|%s=\\.."},
       {"\1", "\1"},
-      {std::string(32, '\1'), std::string(32, '\1')},
+      {string(32, '\1'), string(32, '\1')},
   };
-  for (const auto& test : cases) {
-    SCOPED_TRACE(test.name);
-    const bool isName = !test.row.empty();
+  for (const auto& [name, row] : cases) {
+    SCOPED_TRACE(name);
+    const bool isName = !row.empty();
     Me me(store_);
     Me other(store_);
-    EXPECT_EQ(me.Lock(test.name.c_str()), isName ? 1 : 0);
-    EXPECT_EQ(Rows(), isName ? test.row + "|" : "");
-    EXPECT_EQ(other.Lock(test.name.c_str()), isName ? 2 : 0);
-    EXPECT_EQ(me.Unlock(test.name.c_str()), 0);
+    EXPECT_EQ(me.Lock(name.c_str()), isName ? 1 : 0);
+    EXPECT_EQ(Rows(), isName ? row + "|" : "");
+    EXPECT_EQ(other.Lock(name.c_str()), isName ? 2 : 0);
+    EXPECT_EQ(me.Unlock(name.c_str()), 0);
     EXPECT_EQ(Rows(), "");
   }
 }
@@ -196,18 +163,18 @@ TEST_F(PresenceLocks, CloseReleasesTopRowsAndNextOpenReleasesTheRest) {
 }
 
 TEST_F(PresenceLocks, LocksNothingWithoutTable) {
-  std::filesystem::remove(store_.lockTableHost);
+  fs::remove(store_.lockTableHost);
   Me me(store_);
   EXPECT_EQ(me.instance, 1);
   EXPECT_EQ(store_.Markers().size(), 1U);
-  for (const auto operation : {&CConnection::Lock, &CConnection::Unlock, &CConnection::CheckLock}) {
+  for (const auto operation : kOperations) {
     EXPECT_EQ((me.*operation)("ORD1"), 0);
     EXPECT_EQ(Owner(me), kNobody);
   }
-  EXPECT_FALSE(std::filesystem::exists(store_.lockTableHost)) << "the table is not created";
+  EXPECT_FALSE(fs::exists(store_.lockTableHost)) << "the table is not created";
   std::vector<tvl::LockRow> rows;
   EXPECT_FALSE(me.ListLocks(rows));
-  std::filesystem::remove_all(store_.rootHost);
+  fs::remove_all(store_.rootHost);
   const Me nowhere(store_);
   EXPECT_EQ(nowhere.instance, 2) << "this process has number 1, regardless of its marker";
   EXPECT_EQ(nowhere.markerHandle, INVALID_HANDLE_VALUE);
@@ -222,12 +189,12 @@ TEST_F(PresenceLocks, OwnerMustBePresent) {
   EXPECT_EQ(me.lockState, 1) << "as the last lock operation left it";
   CConnection twin(store_.locks.c_str(), store_.procs.c_str(), "mgrx", "pc12", "127.0.0.1", "ann");
   EXPECT_FALSE(twin.HoldsLock("ORD1")) << "it has no marker";
-  const std::string marker = store_.procsHost + store_.Markers().at(0);
-  std::filesystem::rename(marker, marker + "x");
+  const string marker = store_.procsHost + store_.Markers().at(0);
+  fs::rename(marker, marker + "x");
   EXPECT_FALSE(me.IsPresent() || me.HoldsLock("ORD1"));
   std::ofstream(marker).flush();
   EXPECT_FALSE(me.IsPresent() || me.HoldsLock("ORD1")) << "another file";
-  std::filesystem::rename(marker + "x", marker);
+  fs::rename(marker + "x", marker);
   EXPECT_TRUE(me.IsPresent() && me.HoldsLock("ORD1"));
   me.Unregister();
   EXPECT_FALSE(me.IsPresent() || me.HoldsLock("ORD1"));
@@ -251,7 +218,7 @@ TEST_F(PresenceLocks, ConnectionReportsOwner) {
   int instance = 0;
   int pid = 0;
   EXPECT_EQ(store.Lock(Arg("A"), &state, computer, &instance, &pid, ip, user), TVL_OK);
-  EXPECT_EQ(std::string(computer) + ' ' + ip + ' ' + user, "pc13 10.0.0.7 bob");
+  EXPECT_EQ(string(computer) + ' ' + ip + ' ' + user, "pc13 10.0.0.7 bob");
   EXPECT_EQ(std::vector({state, instance, pid}), (std::vector{3, 1, getpid()}));
   EXPECT_EQ(store.Lock(Arg("B"), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), TVL_OK);
   EXPECT_EQ(Rows(), "A|B|");

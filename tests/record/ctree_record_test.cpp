@@ -1,19 +1,12 @@
-#include <gtest/gtest.h>
-
 #include <climits>
-#include <cstring>
 #include <memory>
-#include <string>
-#include <tuple>
-#include <utility>
 
 #include <tvlclient/record.h>
 
 #include "record/field.h"
+#include "support/testing.h"
 
 namespace {
-
-using std::string;
 
 constexpr char kSchema[] = "name-D8 total-F7.2 count-F5 note-D4";
 constexpr int kLength = 20;  // 8 + 5 + 3 + 4

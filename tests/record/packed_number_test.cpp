@@ -1,20 +1,16 @@
 #include "record/packed_number.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdio>
 #include <random>
-#include <string>
-#include <tuple>
-#include <utility>
-#include <vector>
+
+#include "support/testing.h"
 
 namespace {
 
 using Bytes = std::vector<unsigned char>;
 
 // Returns the number in a field, or "none". Changes the field like any read.
-std::string Unpack(Bytes& field, int decimals) {
+string Unpack(Bytes& field, int decimals) {
   char text[tvl::kNumberText];
   if (tvl::UnpackNumber(field.data(), static_cast<int>(field.size()), decimals, text)) return text;
   EXPECT_STREQ(text, "");
@@ -56,7 +52,7 @@ TEST(PackedNumber, ReadsOrRefusesOddBytes) {
   };
   for (const auto& [why, bytes, decimals, text, left] : rows) {
     Bytes field = bytes;
-    EXPECT_EQ(Unpack(field, decimals), text == nullptr ? std::string(126, '9') : text) << why;
+    EXPECT_EQ(Unpack(field, decimals), text == nullptr ? string(126, '9') : text) << why;
     EXPECT_EQ(field, left) << why;
   }
 }

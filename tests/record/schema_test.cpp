@@ -1,16 +1,12 @@
 #include "record/schema.h"
 
-#include <gtest/gtest.h>
-
 #include <climits>
-#include <string>
-#include <tuple>
-#include <utility>
-#include <vector>
+
+#include "support/testing.h"
 
 namespace {
 
-std::vector<_format_> Parse(const std::string& schema, int recordLength) {
+std::vector<_format_> Parse(const string& schema, int recordLength) {
   std::vector<_format_> fields(tvl::CountFields(schema.c_str()));
   if (!tvl::ParseSchema(schema.c_str(), recordLength, fields)) fields.clear();
   return fields;
@@ -42,9 +38,9 @@ TEST(Schema, RefusesInvalidDescriptions) {
   EXPECT_TRUE(Parse("a-D2147483647 b-D2147483647", INT_MAX).empty());
   EXPECT_TRUE(Parse("a-F2147483647.2147483647", INT_MAX).empty());
   for (const std::size_t length : {63U, 64U})
-    EXPECT_EQ(Parse(std::string(length, 'n') + "-D1", 10).size(), 64 - length) << "a name";
+    EXPECT_EQ(Parse(string(length, 'n') + "-D1", 10).size(), 64 - length) << "a name";
   for (const std::size_t length : {127U, 128U})
-    EXPECT_EQ(Parse("a-D1." + std::string(length - 5, '0'), 10).size(), 128 - length) << "a whole field";
+    EXPECT_EQ(Parse("a-D1." + string(length - 5, '0'), 10).size(), 128 - length) << "a whole field";
 }
 
 TEST(Schema, PlacesFieldsAndFindsThemInAnyCase) {

@@ -1,25 +1,23 @@
 #include "store/lock_row.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
+#include "support/testing.h"
 
 namespace {
 
-std::string Filled(std::string text, std::size_t width) {
+string Filled(string text, std::size_t width) {
   text.resize(width, ' ');
   return text;
 }
 
 TEST(LockKey, HasEachPartAtItsOffset) {
-  const std::string longName(40, 'n');
+  const string longName(40, 'n');
   const struct {
     const char* object;
     const char* computer;
     const char* address;
     const char* clientClass;
     int instance;
-    std::string key;
+    string key;
   } cases[] = {
       {"ORD1", "pc12", "7f000001", "mgrx", 2, Filled(" 1ORD1", 34) + Filled("pc12", 32) + "7f000001mgrx0002"},
       {"ORD1", nullptr, nullptr, nullptr, 0, Filled(" 1ORD1", 78) + "0000"},
@@ -34,7 +32,7 @@ TEST(LockKey, HasEachPartAtItsOffset) {
     std::fill_n(buffer, sizeof buffer, '?');
     EXPECT_EQ(BuildLockKey(buffer, test.object, test.computer, test.address, test.clientClass, test.instance),
               buffer);
-    EXPECT_EQ(std::string(buffer, kLockKeySize), test.key + std::string(kLockKeySize - kLockKeyLength, '\0'));
+    EXPECT_EQ(string(buffer, kLockKeySize), test.key + string(kLockKeySize - kLockKeyLength, '\0'));
     EXPECT_EQ(buffer[kLockKeySize], '?');
   }
 }
@@ -45,7 +43,7 @@ TEST(LockKey, KeyOfObjectSortsJustBeforeItsRows) {
   BuildLockKey(keys[1], "A", "!", "00000000", "    ", 1);
   BuildLockKey(keys[2], "A!", nullptr, nullptr, nullptr, 0);
   for (const int lower : {0, 1})
-    EXPECT_LT(std::string(keys[lower], kLockKeyLength), std::string(keys[lower + 1], kLockKeyLength));
+    EXPECT_LT(string(keys[lower], kLockKeyLength), string(keys[lower + 1], kLockKeyLength));
 }
 
 }  // namespace

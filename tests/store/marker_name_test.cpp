@@ -1,14 +1,13 @@
 #include "store/marker_name.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdio>
-#include <string>
+
+#include "support/testing.h"
 
 namespace {
 
 // Parses a name. Returns the result and the parts.
-std::string Parse(const std::string& name) {
+string Parse(const string& name) {
   char computer[kMarkerNameSize] = "-";
   char ip[kMarkerNameSize] = "-";
   char clientClass[kMarkerNameSize] = "-";
@@ -25,11 +24,8 @@ std::string Parse(const std::string& name) {
 constexpr char kNone[] = "0 - - -1 ffffffff -";
 
 TEST(MarkerName, IsParsedFromItsRightEnd) {
-  const std::string longest(97, 'c');
-  const struct {
-    std::string name;
-    std::string parts;
-  } cases[] = {
+  const string longest(97, 'c');
+  const std::pair<string, string> cases[] = {
       {"pc12-7f000001-002.1a2c.mgrx.tvp", "1 pc12 7f000001 2 1a2c mgrx"},
       {"pc12-7f000001-002.1a2c.mgrx.TvP", "1 pc12 7f000001 2 1a2c mgrx"},
       {"my-own-pc-7f000001-001.1.abxx.tvp", "1 my-own-pc 7f000001 1 1 abxx"},
@@ -48,23 +44,20 @@ TEST(MarkerName, IsParsedFromItsRightEnd) {
       {longest + "-7f000001-002.1a2.mgrx.tvp", "1 " + longest + " 7f000001 2 1a2 mgrx"},
       {longest + "ccccc-7f000001-002.1a2.mgrx.tvp", kNone},  // above 127 characters
   };
-  for (const auto& test : cases) EXPECT_EQ(Parse(test.name), test.parts) << test.name;
+  for (const auto& [name, parts] : cases) EXPECT_EQ(Parse(name), parts) << name;
 }
 
 TEST(MarkerName, NeverLeavesItsFolder) {
-  const struct {
-    tvl::InstanceName name;
-    const char* path;
-  } cases[] = {
+  const std::pair<tvl::InstanceName, const char*> cases[] = {
       {{"pc12", "7f000001", 2, 0x1a2c, "mgrx"}, "\\procs\\pc12-7f000001-002.1a2c.mgrx.tvp"},
       {{"my-pc", "c0a80001", 1000, 0xfffffffe, "v1.0"}, "\\procs\\my-pc-c0a80001-1000.fffffffe.v1.0.tvp"},
       {{"../pc", "7f000001", 2, 1, "mgrx"}, ""},
       {{"pc", "7f000001", 2, 1, "a\\bc"}, ""},
   };
-  for (const auto& test : cases) {
-    const tvl::PathText path = tvl::MarkerPath("\\procs\\", test.name);
-    EXPECT_EQ(path.Fits(), *test.path != 0);
-    EXPECT_STREQ(path.Text(), test.path);
+  for (const auto& [name, expected] : cases) {
+    const tvl::PathText path = tvl::MarkerPath("\\procs\\", name);
+    EXPECT_EQ(path.Fits(), *expected != 0);
+    EXPECT_STREQ(path.Text(), expected);
   }
 }
 

@@ -1,14 +1,12 @@
 #include "store/check/mount.h"
 
-#include <gtest/gtest.h>
-
 #include <sstream>
-#include <string>
+
+#include "support/testing.h"
 
 namespace {
 
 using namespace tvl;
-using std::string;
 
 TEST(Mounts, LongestMountPointWins) {
   const string text =
@@ -18,11 +16,7 @@ TEST(Mounts, LongestMountPointWins) {
       "4 1 0:6 / /mnt/back\\134slash rw - cifs //s/x rw\n"
       "5 2 0:5 / /mnt/store ro - nfs server:/z rw,soft\n"
       "broken\n";
-  const struct {
-    const char* folder;
-    const char* type;
-    const char* options;
-  } rows[] = {
+  const std::tuple<const char*, const char*, const char*> rows[] = {
       {"/", "ext4", "rw,relatime,rw"},
       {"/mnt/stores", "ext4", "rw,relatime,rw"},
       {"/mnt/store", "nfs", "ro,rw,soft"},
@@ -30,23 +24,19 @@ TEST(Mounts, LongestMountPointWins) {
       {"/mnt/store/nolock part/a", "nfs4", "rw,rw,local_lock=all"},
       {"/mnt/back\\slash", "cifs", "rw,rw"},
   };
-  for (const auto& row : rows) {
+  for (const auto& [folder, type, options] : rows) {
     std::istringstream mounts(text);
-    const auto mount = FindMount(mounts, row.folder);
-    ASSERT_TRUE(mount) << row.folder;
-    EXPECT_EQ(mount->type, row.type) << row.folder;
-    EXPECT_EQ(mount->options, row.options) << row.folder;
+    const auto mount = FindMount(mounts, folder);
+    ASSERT_TRUE(mount) << folder;
+    EXPECT_EQ(mount->type, type) << folder;
+    EXPECT_EQ(mount->options, options) << folder;
   }
   std::istringstream none("broken\n");
   EXPECT_FALSE(FindMount(none, "/"));
 }
 
 TEST(Mounts, AreJudgedByTypeAndOptions) {
-  const struct {
-    const char* type;
-    const char* options;
-    TVL_VERDICT verdict;
-  } rows[] = {
+  const std::tuple<const char*, const char*, TVL_VERDICT> rows[] = {
       {"ext4", "rw,nolock", TVL_VERDICT_OK},
       {"nfs4", "rw,hard,local_lock=none,actimeo=3", TVL_VERDICT_OK},
       {"nfs", "rw,local_lock=flock", TVL_VERDICT_OK},
@@ -65,10 +55,10 @@ TEST(Mounts, AreJudgedByTypeAndOptions) {
       {"fuse.other", "rw", TVL_VERDICT_WARNING},
       {"9p", "rw", TVL_VERDICT_WARNING},
   };
-  for (const auto& row : rows) {
-    const Finding finding = JudgeMount({"/mnt/nolock", row.type, row.options});
-    EXPECT_EQ(finding.verdict, row.verdict) << row.type << " " << row.options;
-    EXPECT_EQ(finding.remedy.empty(), row.verdict == TVL_VERDICT_OK) << row.type << " " << row.options;
+  for (const auto& [type, options, verdict] : rows) {
+    const Finding finding = JudgeMount({"/mnt/nolock", type, options});
+    EXPECT_EQ(finding.verdict, verdict) << type << " " << options;
+    EXPECT_EQ(finding.remedy.empty(), verdict == TVL_VERDICT_OK) << type << " " << options;
   }
 }
 

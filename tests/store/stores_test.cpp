@@ -1,22 +1,11 @@
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
-#include <filesystem>
-#include <string>
-#include <vector>
-
 #include <tvlclient/smb_opr.h>
 
-#include "support/arg.h"
 #include "support/faults.h"
-#include "support/temp_folder.h"
+#include "support/testing.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-using Texts = std::vector<std::string>;
+using Texts = std::vector<string>;
 
 void AddPath(const char* path, void* list) {
   static_cast<Texts*>(list)->emplace_back(path);
@@ -55,16 +44,11 @@ TEST_F(Stores, AreDescribedByTheirConfigurationAsTheyWerePlanned) {
 }
 
 TEST_F(Stores, AreCreatedWholeOrCanBeCreatedAgain) {
-  int at = 1;
-  for (bool hit = true; hit; ++at) {
+  int at = 0;
+  do {
     fs::remove_all(folder_.Host("store"));
     ASSERT_EQ(Plan(), TVL_OK);
-    int code = TVL_OK;
-    {
-      const Faults faults(at, EIO);
-      code = Create();
-      hit = Faults::Hit() != nullptr;
-    }
+    const int code = WithFault(++at, EIO, [&] { return Create(); });
     if (code == TVL_OK) {
       EXPECT_EQ(TVLStoreListMissing(&layout_, nullptr, nullptr), 0) << "call " << at;
       continue;
@@ -72,7 +56,7 @@ TEST_F(Stores, AreCreatedWholeOrCanBeCreatedAgain) {
     EXPECT_STRNE(problem_.what, "") << "call " << at;
     ASSERT_EQ(Plan(), TVL_OK) << "call " << at << ", " << Faults::Hit() << ": " << problem_.what;
     EXPECT_EQ(Create(), TVL_OK) << "call " << at << ": " << problem_.what;
-  }
+  } while (Faults::Hit() != nullptr);
   EXPECT_GT(at, 20);
 }
 
@@ -118,7 +102,7 @@ TEST_F(Stores, ReportWhoHoldsTheirFiles) {
             2);
   EXPECT_EQ(held.markers, 1);
   EXPECT_EQ(held.tables, 1);
-  const std::string dead = std::string(layout_.procs) + "/pc|7-0a000007-003.1f.mgrx.tvp";
+  const string dead = string(layout_.procs) + "/pc|7-0a000007-003.1f.mgrx.tvp";
   folder_.Write("store/tmp/procs/pc|7-0a000007-003.1f.mgrx.tvp", "");
   const auto instances = [](CTVLClientSmbOpr& of, const char* client_class) {
     Texts names;
@@ -138,18 +122,16 @@ TEST_F(Stores, ReportWhoHoldsTheirFiles) {
 }
 
 TEST_F(Stores, NameTheKindsOfTheirFiles) {
-  const struct {
-    const char* name;
-    TVL_FILE_KIND kind;
-  } rows[] = {{"/s/tmp/procs/pc-7f000001-001.1.mgrx.tvp", TVL_FILE_MARKER},
-              {"dtlocks.dat", TVL_FILE_TABLE},
-              {"dtlocks.dat-journal", TVL_FILE_JOURNAL},
-              {"/s/.12.3.tvlpart", TVL_FILE_PART},
-              {".tvl.ini.tvlpart", TVL_FILE_NEW_INI},
-              {"x.tvlpart", TVL_FILE_DOCUMENT},
-              {"/s.dat/x", TVL_FILE_DOCUMENT},
-              {"", TVL_FILE_DOCUMENT}};
-  for (const auto& row : rows) EXPECT_EQ(TVLStoreFileKind(row.name), row.kind) << row.name;
+  const std::pair<const char*, TVL_FILE_KIND> rows[] = {
+      {"/s/tmp/procs/pc-7f000001-001.1.mgrx.tvp", TVL_FILE_MARKER},
+      {"dtlocks.dat", TVL_FILE_TABLE},
+      {"dtlocks.dat-journal", TVL_FILE_JOURNAL},
+      {"/s/.12.3.tvlpart", TVL_FILE_PART},
+      {".tvl.ini.tvlpart", TVL_FILE_NEW_INI},
+      {"x.tvlpart", TVL_FILE_DOCUMENT},
+      {"/s.dat/x", TVL_FILE_DOCUMENT},
+      {"", TVL_FILE_DOCUMENT}};
+  for (const auto& [name, kind] : rows) EXPECT_EQ(TVLStoreFileKind(name), kind) << name;
 }
 
 }  // namespace

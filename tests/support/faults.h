@@ -1,6 +1,8 @@
 #ifndef TVL_TESTS_SUPPORT_FAULTS_H
 #define TVL_TESTS_SUPPORT_FAULTS_H
 
+#include <gtest/gtest.h>
+
 #include <cerrno>
 #include <filesystem>
 #include <iterator>
@@ -12,6 +14,21 @@
 inline long OpenDescriptors() {
   return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
+
+// An implementation of any entry of host/system_calls.h that always fails: `System().open = Failing<EIO>();`.
+template <int Error>
+struct Failing {
+  template <typename Result, typename... Arguments>
+  using Call = Result (*)(Arguments...);
+
+  template <typename Result, typename... Arguments>
+  operator Call<Result, Arguments...>() const {
+    return [](Arguments...) -> Result {
+      errno = Error;
+      return -1;
+    };
+  }
+};
 
 // Makes one system call of host/system_calls.h fail, or all calls from that one on.
 class Faults {
@@ -82,5 +99,23 @@ class Faults {
     tvl::System().*Entry = Wrapper<Entry>::Call;
   }
 };
+
+// Runs an operation of which a call fails, and expects that it leaves no descriptor open. Returns its result;
+// Faults::Hit() has the name of the call.
+template <typename Operation>
+auto WithFault(int at, int error, Faults::Span span, Operation operation) {
+  const long descriptors = OpenDescriptors();
+  const auto result = [&] {
+    const Faults faults(at, error, span);
+    return operation();
+  }();
+  EXPECT_EQ(OpenDescriptors(), descriptors) << "call " << at << ", error " << error;
+  return result;
+}
+
+template <typename Operation>
+auto WithFault(int at, int error, Operation operation) {
+  return WithFault(at, error, Faults::Span::kOne, operation);
+}
 
 #endif

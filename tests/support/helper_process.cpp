@@ -2,11 +2,12 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <map>
+#include <utility>
+
+#include "support/forked.h"
 
 namespace {
 
@@ -85,10 +86,7 @@ void HelperProcess::Signal(int signal) const {
 }
 
 int HelperProcess::Wait() {
-  int status = 0;
-  waitpid(process_, &status, 0);
-  process_ = -1;
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+  return WaitFor(std::exchange(process_, -1));
 }
 
 int main(int argc, char** argv) {

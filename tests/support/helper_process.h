@@ -1,6 +1,7 @@
 #ifndef TVL_TESTS_SUPPORT_HELPER_PROCESS_H
 #define TVL_TESTS_SUPPORT_HELPER_PROCESS_H
 
+#include <signal.h>
 #include <sys/types.h>
 
 #include <string>

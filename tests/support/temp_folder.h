@@ -1,7 +1,9 @@
 #ifndef TVL_TESTS_SUPPORT_TEMP_FOLDER_H
 #define TVL_TESTS_SUPPORT_TEMP_FOLDER_H
 
+#include <fcntl.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -59,6 +61,18 @@ class TempFolder {
   bool Exists(const std::string& name) const {
     std::error_code ignored;
     return std::filesystem::exists(std::filesystem::symlink_status(Host(name), ignored));
+  }
+
+  // Follows links. All 0 if there is no such file.
+  struct stat Status(const std::string& name) const {
+    struct stat status = {};
+    stat(Host(name).c_str(), &status);
+    return status;
+  }
+
+  void SetTimes(const std::string& name, timespec accessed, timespec written) const {
+    const timespec times[2] = {accessed, written};
+    utimensat(AT_FDCWD, Host(name).c_str(), times, 0);
   }
 
   // Returns every name below `folder`, sorted.

@@ -1,13 +1,6 @@
 #include "table/ctree_file.h"
 
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <string>
-#include <vector>
-
-#include "support/arg.h"
-#include "support/temp_folder.h"
+#include "support/testing.h"
 #include "table/engine_binding.h"
 
 namespace {
@@ -18,9 +11,9 @@ constexpr int kRecord = 12;
 constexpr char kBytes[] = "123456789012";
 
 // Returns a list of texts in the format of the calls, in memory of exactly its size.
-std::vector<char> List(const std::vector<std::string>& texts) {
-  std::string bytes;
-  for (const std::string& text : texts) bytes.append(text).push_back(0);
+std::vector<char> List(const std::vector<string>& texts) {
+  string bytes;
+  for (const string& text : texts) bytes.append(text).push_back(0);
   bytes.push_back(0);
   return {bytes.begin(), bytes.end()};
 }
@@ -38,7 +31,7 @@ class CtreeFile : public testing::Test {
   }
 
   TempFolder folder_;
-  std::string path_ = folder_.Logical("t.dat");
+  string path_ = folder_.Logical("t.dat");
   CCtreeFile file_;
 };
 
@@ -67,16 +60,11 @@ TEST_F(CtreeFile, TypesAreFoundByNameAndByKey) {
   EXPECT_EQ(file_.AddRecType(kOther, List({""}).data()), -1) << "no prefix";
   EXPECT_EQ(file_.FindRecTypeByName("ID-d2 TEXT-d10"), 1);
   EXPECT_EQ(file_.FindRecTypeByName("id-D2"), -1);
-  const struct {
-    int number;
-    int type;
-    const char* key;
-  } cases[] = {
+  const std::tuple<int, int, const char*> cases[] = {
       {1, 0, "a001"}, {1, 1, "B"}, {1, 0, ""}, {1, -1, "C"},   {1, -1, "X"},
       {2, 0, "X01"},  {2, 0, "y"}, {2, 0, ""}, {2, -1, "B01"}, {3, 0, "Y"},
   };
-  for (const auto& test : cases)
-    EXPECT_EQ(file_.FindRecTypeByKey(test.number, test.key), test.type) << test.key;
+  for (const auto& [number, type, key] : cases) EXPECT_EQ(file_.FindRecTypeByKey(number, key), type) << key;
   // New prefixes for an existing type; a key may be shorter than its prefix.
   EXPECT_EQ(file_.AddRecType("ID-D2 NAME-D6 AMOUNT-D4", List({"LONG"}).data()), 0);
   EXPECT_EQ(file_.recTypeCount, 2);
@@ -108,22 +96,18 @@ TEST_F(CtreeFile, BuildsRecordsFromAssignmentsAndReadsFields) {
 TEST_F(CtreeFile, EachModeReadsItsRecord) {
   for (const char* name : {"A1", "A3", "A5"}) ASSERT_EQ(file_.WriteRawRec(name, name, kBytes), 1);
   Define();
-  const struct {
-    int mode;
-    const char* key;
-    const char* found;
-  } cases[] = {
+  const std::tuple<int, const char*, const char*> cases[] = {
       {0, "A3", "A3  "}, {0, "A2", nullptr}, {1, "A3", "A5  "},  {2, "A2", "A3  "},   {3, "A3", "A1  "},
       {4, "A3", "A3  "}, {4, "A2", "A1  "},  {5, "A3", nullptr}, {-1, "A3", nullptr},
   };
-  for (const auto& test : cases) {
-    SCOPED_TRACE(std::to_string(test.mode) + test.key);
-    Arg key(test.key);
-    Arg raw(test.key);
-    EXPECT_EQ(file_.ReadRec(key, 1, test.mode) != nullptr, test.found != nullptr);
-    EXPECT_STREQ(file_.recordBuffer, test.found != nullptr ? kBytes : "            ");
-    EXPECT_EQ(file_.ReadRawRec(raw, 1, test.mode) != nullptr, test.found != nullptr);
-    EXPECT_STREQ(key, test.found != nullptr ? test.found : test.key);
+  for (const auto& [mode, wanted, found] : cases) {
+    SCOPED_TRACE(std::to_string(mode) + wanted);
+    Arg key(wanted);
+    Arg raw(wanted);
+    EXPECT_EQ(file_.ReadRec(key, 1, mode) != nullptr, found != nullptr);
+    EXPECT_STREQ(file_.recordBuffer, found != nullptr ? kBytes : "            ");
+    EXPECT_EQ(file_.ReadRawRec(raw, 1, mode) != nullptr, found != nullptr);
+    EXPECT_STREQ(key, found != nullptr ? found : wanted);
     EXPECT_STREQ(raw, key);
   }
   std::strcpy(file_.recordBuffer, "untouched");
@@ -132,24 +116,21 @@ TEST_F(CtreeFile, EachModeReadsItsRecord) {
 }
 
 TEST_F(CtreeFile, CreatesTable) {
-  const struct {
-    const char* name;
-    std::vector<std::string> others;
-  } cases[] = {
+  const std::pair<const char*, std::vector<string>> cases[] = {
       {"dtlocks.dat", {"k1locks.idx", "k2locks.idx", "dtlocks.dat"}},
       {"noext", {"k1ext.idx", "k2ext.idx", "noext.dat"}},
       {"a.b.tab", {"k1b.idx", "k2b.idx", "a.b.dat"}},
   };
-  for (const auto& test : cases) {
-    for (const std::string& other : test.others) folder_.Write("new/" + other, "old");
-    const std::string path = folder_.Logical(std::string("new/") + test.name);
+  for (const auto& [name, others] : cases) {
+    for (const string& other : others) folder_.Write("new/" + other, "old");
+    const string path = folder_.Logical(string("new/") + name);
     EXPECT_EQ(CCtreeFile::CreateFiles(path.c_str(), 10, 4, 0), 1);
-    EXPECT_EQ(folder_.Tree("new"), std::vector<std::string>{test.others[2]});
+    EXPECT_EQ(folder_.Tree("new"), std::vector<string>{others[2]});
     EXPECT_EQ(CCtreeFile(path.c_str()).ReadRawRec(Arg(""), 1, 2), nullptr);
     const int lengths[][3] = {{0, 4, 0}, {6144, 4, 0}, {10, -1, 0}, {10, 1024, 0}, {10, 4, 1024}};
     for (const auto& l : lengths) EXPECT_EQ(CCtreeFile::CreateFiles(path.c_str(), l[0], l[1], l[2]), 0);
-    EXPECT_EQ(folder_.Tree("new"), std::vector<std::string>{test.others[2]}) << "refused at once";
-    std::filesystem::remove_all(folder_.Host("new"));
+    EXPECT_EQ(folder_.Tree("new"), std::vector<string>{others[2]}) << "refused at once";
+    fs::remove_all(folder_.Host("new"));
   }
   ASSERT_EQ(file_.WriteRawRec("A1", "", kBytes), 1);
   EXPECT_EQ(CCtreeFile::CreateFiles(path_.c_str(), kRecord, 4, 3), 0) << "in use";
@@ -158,20 +139,20 @@ TEST_F(CtreeFile, CreatesTable) {
 }
 
 TEST_F(CtreeFile, LongestRecordAndKeyWork) {
-  const std::string path = folder_.Logical("long.dat");
+  const string path = folder_.Logical("long.dat");
   ASSERT_EQ(CCtreeFile::CreateFiles(path.c_str(), 6143, 1023, 1023), 1);
   CCtreeFile file(path.c_str());
-  const std::string key(1023, 'k');
-  ASSERT_EQ(file.WriteRawRec(key.c_str(), key.c_str(), std::string(6143, 'r').data()), 1);
+  const string key(1023, 'k');
+  ASSERT_EQ(file.WriteRawRec(key.c_str(), key.c_str(), string(6143, 'r').data()), 1);
   char buffer[1024] = "k";
   ASSERT_NE(file.ReadRawRec(buffer, 2, 2), nullptr);
   EXPECT_EQ(buffer, key);
-  EXPECT_EQ(file.recordBuffer, std::string(6143, 'r'));
+  EXPECT_EQ(file.recordBuffer, string(6143, 'r'));
   // Only the first 4096 bytes of a new record are filled with blanks.
   ASSERT_EQ(file.AddRecType("id-D2", List({"k"}).data()), 0);
   ASSERT_EQ(file.WriteRec(List({"k2", ""}).data(), List({"id=k2"}).data()), 1);
   ASSERT_NE(file.ReadRawRec(std::strcpy(buffer, "k2"), 1, 0), nullptr);
-  EXPECT_EQ(file.recordBuffer, "k2" + std::string(4094, ' ') + std::string(6143 - 4096, 'r'));
+  EXPECT_EQ(file.recordBuffer, "k2" + string(4094, ' ') + string(6143 - 4096, 'r'));
 }
 
 TEST_F(CtreeFile, EngineCanBeReloaded) {

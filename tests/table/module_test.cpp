@@ -1,16 +1,8 @@
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <string>
-#include <utility>
-#include <vector>
-
 #include <tvlclient/tvlclient.h>
 
 #include "support/helper_process.h"
 #include "support/process.h"
-#include "support/store.h"
-#include "support/temp_folder.h"
+#include "support/store_test.h"
 
 namespace {
 
@@ -26,7 +18,7 @@ int StateAfter(int (CTVLClientSmbOpr::*operation)(char*, int*, char*, int*, int*
 
 // Uses all functions that need the engine and reports the results: creating a table, opening one, writing,
 // reading, deleting, locking and unlocking.
-int UseEngine(const std::vector<std::string>& arguments) {
+const Role useEngine("use-engine", [](const std::vector<string>& arguments) {
   const Store store(arguments[0]);
   CTVLClientSmbOpr connection;
   if (store.Connect(connection) != TVL_OK || connection.InstanceId() != 1) return 1;
@@ -39,28 +31,27 @@ int UseEngine(const std::vector<std::string>& arguments) {
   set.Close();
   codes.push_back(StateAfter(&CTVLClientSmbOpr::Lock, connection));
   codes.push_back(StateAfter(&CTVLClientSmbOpr::Unlock, connection));
-  std::string line;
+  string line;
   for (const int code : codes) line += (line.empty() ? "" : " ") + std::to_string(code);
   Say(line);
   return connection.Close();
-}
-const Role useEngine("use-engine", UseEngine);
+});
 
 // Returns the module with one of its functions renamed.
-std::string WithoutFunction(std::string module, const std::string& name) {
-  const std::string text = '\0' + name + '\0';
-  for (std::size_t at = module.find(text); at != std::string::npos; at = module.find(text, at + 1))
+string WithoutFunction(string module, const string& name) {
+  const string text = '\0' + name + '\0';
+  for (std::size_t at = module.find(text); at != string::npos; at = module.find(text, at + 1))
     module[at + 1] = '?';
   return module;
 }
 
-class EngineModule : public testing::Test {
+class EngineModule : public StoreTest {
  protected:
   EngineModule() {
-    const std::filesystem::path program = std::filesystem::canonical("/proc/self/exe");
+    const fs::path program = fs::canonical("/proc/self/exe");
     folder_.Make("program");
-    std::filesystem::copy_file(program, folder_.Host("program/client"));
-    std::filesystem::copy_file(program.parent_path() / "vbctree.so", folder_.Host("module"));
+    fs::copy_file(program, folder_.Host("program/client"));
+    fs::copy_file(program.parent_path() / "vbctree.so", folder_.Host("module"));
     module_ = folder_.Read("module");
   }
 
@@ -75,17 +66,15 @@ class EngineModule : public testing::Test {
   }
 
   // Returns the report of a program that has `module` next to it with that name.
-  [[nodiscard]] std::string Use(const std::string& module, const char* name = "vbctree.so") const {
+  [[nodiscard]] string Use(const string& module, const char* name = "vbctree.so") const {
     FillStore();
-    if (!module.empty()) folder_.Write(std::string("program/") + name, module);
+    if (!module.empty()) folder_.Write(string("program/") + name, module);
     const ProcessResult result =
         RunProcess({{folder_.Host("program/client"), "--role", "use-engine", folder_.Host()}});
     return result.exit == 0 ? result.out : "ended with " + std::to_string(result.exit);
   }
 
-  TempFolder folder_{TempFolder::Memory()};
-  Store store_{folder_.Host()};
-  std::string module_;
+  string module_;
 };
 
 constexpr char kWell[] = "0 0 0 2 0 1 0\n";

@@ -1,97 +1,85 @@
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <filesystem>
-#include <string>
-#include <utility>
-#include <vector>
-
 #include <tvlclient/smb_opr.h>
 
 #include "directory/table_keys.h"
-#include "support/store.h"
-#include "support/temp_folder.h"
+#include "support/store_test.h"
 #include "transfer/core.h"
 
 namespace {
 
-using Keys = std::vector<std::string>;
+using Keys = std::vector<string>;
 
 constexpr int kRecord = 5;
 constexpr int kKey1 = 4;
 constexpr int kKey2 = 2;
 constexpr int kRow = kRecord + kKey1 + kKey2 + 2;
 
-std::string Filled(std::string text, std::size_t width) {
+string Filled(string text, std::size_t width) {
   text.resize(width, ' ');
   return text;
 }
 
-std::string Row(const std::string& key1, const std::string& key2, const std::string& record) {
+string Row(const string& key1, const string& key2, const string& record) {
   return Filled(key1, kKey1) + '\0' + Filled(key2, kKey2) + '\0' + Filled(record, kRecord);
 }
 
 // Converts a list of keys written with ',' and ';' to the bytes 1 and 2 that the calls expect.
-std::string Marked(std::string list) {
+string Marked(string list) {
   std::replace(list.begin(), list.end(), ',', '\1');
   std::replace(list.begin(), list.end(), ';', '\2');
   return list;
 }
 
-class TableFiles : public testing::Test {
+class TableFiles : public StoreTest {
  protected:
   void SetUp() override {
-    store_.Make();
     ASSERT_EQ(store_.Connect(connection_), TVL_OK);
     ASSERT_EQ(connection_.CTFileInit(Arg("t.dat"), handle_, kRecord, kKey1, kKey2), TVL_OK);
   }
 
-  int Write(const std::string& rows, int count) {
+  int Write(const string& rows, int count) {
     CCore block;
     block.Append(rows.data(), static_cast<int>(rows.size()));
     return connection_.CTFileWrite(handle_, count > 1 ? 1 : 0, count, &block);
   }
 
   void WriteKeys(const Keys& keys) {
-    for (const std::string& key : keys) ASSERT_EQ(Write(Row(key, key.substr(0, 1), key), 1), TVL_OK);
+    for (const string& key : keys) ASSERT_EQ(Write(Row(key, key.substr(0, 1), key), 1), TVL_OK);
   }
 
   // Returns the searched keys of the rows that a read returns; the other key of each is blank.
-  Keys Read(int prefix, const std::string& list, int keyNumber = 1) {
+  Keys Read(int prefix, const string& list, int keyNumber = 1) {
     CCore block;
     int rows = -1;
     EXPECT_EQ(connection_.CTFileRead(handle_, prefix, rows, Arg(Marked(list)), keyNumber, &block), TVL_OK);
     EXPECT_EQ(block.length, static_cast<std::uint32_t>(rows) * kRow);
     Keys found;
     for (int row = 0; row < rows; ++row) {
-      const std::string image(reinterpret_cast<char*>(block.data) + std::ptrdiff_t{row} * kRow, kRow);
-      const std::string key = keyNumber == 1 ? image.substr(0, kKey1) : image.substr(kKey1 + 1, kKey2);
-      const std::string record = image.substr(kKey1 + kKey2 + 2);
+      const string image(reinterpret_cast<char*>(block.data) + std::ptrdiff_t{row} * kRow, kRow);
+      const string key = keyNumber == 1 ? image.substr(0, kKey1) : image.substr(kKey1 + 1, kKey2);
+      const string record = image.substr(kKey1 + kKey2 + 2);
       EXPECT_EQ(image, keyNumber == 1 ? Row(key, "", record) : Row("", key, record));
       found.push_back(key.substr(0, key.find_last_not_of(' ') + 1));
     }
     return found;
   }
 
-  int Delete(int prefix, const std::string& list) {
+  int Delete(int prefix, const string& list) {
     return connection_.CTFileDelete(handle_, prefix, Marked(list).data());
   }
 
   // Opens a table of this connection. Returns its lengths, or only the code of the failure.
-  std::vector<int> Open(const std::string& name, int& handle) {
+  std::vector<int> Open(const string& name, int& handle) {
     std::vector<int> lengths = {-1, -1, -1};
     const int code = connection_.CTFileOpen(Arg(name), handle, lengths[0], lengths[1], lengths[2]);
     return code == TVL_OK ? lengths : std::vector<int>{code};
   }
 
-  TempFolder folder_{TempFolder::Memory()};
-  Store store_{folder_.Host()};
   CTVLClientSmbOpr connection_;
   int handle_ = -1;
 };
 
 TEST_F(TableFiles, OneTableHasOneHandleForAllSpellings) {
-  std::filesystem::create_directory(store_.rootHost + "sub");
+  fs::create_directory(store_.rootHost + "sub");
   int handle = -1;
   ASSERT_EQ(connection_.CTFileInit(Arg("sub/x.dat"), handle, 30, 6, 0), TVL_OK);
   for (const char* name : {"sub\\x.dat", "SUB/X.DAT", "sub/x.dat"}) {
@@ -124,30 +112,25 @@ TEST_F(TableFiles, ClosingOneTableKeepsTheOthers) {
 
 TEST_F(TableFiles, ReadsByKeyAndByPrefix) {
   WriteKeys({"a1", "a2", "b1", "B2", "c"});
-  const struct {
-    int prefix;
-    int keyNumber;
-    std::string list;
-    Keys found;
-  } cases[] = {
+  const std::tuple<int, int, string, Keys> cases[] = {
       {1, 1, "a", {"a1", "a2"}},
       {1, 1, "b", {"b1"}},  // with case
       {1, 1, ",,", {}},
       {1, 1, "x,c,a2", {"c", "a2"}},          // in the order of the list
       {1, 1, ",a,,a1,", {"a1", "a2", "a1"}},  // overlapping
       {1, 1, "abcdefg", {}},                  // longer than the key
-      {1, 1, std::string(2000, 'a'), {}},
+      {1, 1, string(2000, 'a'), {}},
       {0, 1, "a1,a,a3,c   ", {"a1", "c"}},  // a short key is padded
       {0, 2, "a", {"a"}},                   // the first of two
       {1, 2, "a", {"a"}},                   // the next read continues after the key found
       {1, 3, "a", {}},
   };
-  for (const auto& test : cases)
-    EXPECT_EQ(Read(test.prefix, test.list, test.keyNumber), test.found) << test.list;
+  for (const auto& [prefix, keyNumber, list, found] : cases)
+    EXPECT_EQ(Read(prefix, list, keyNumber), found) << list;
 }
 
 TEST(ReadList, IsCutAtMaximumLength) {
-  const std::string text = Marked(std::string(1021, 'x') + ",yy");
+  const string text = Marked(string(1021, 'x') + ",yy");
   tvl::ReadList list(text.c_str());
   EXPECT_EQ(list.Next().size(), 1021U);
   EXPECT_EQ(list.Next(), "y");
@@ -160,13 +143,13 @@ TEST_F(TableFiles, AppendsRowsToBlock) {
   block.Append("before", 6);
   int rows = 0;
   ASSERT_EQ(connection_.CTFileRead(handle_, 1, rows, Arg("a"), 1, &block), TVL_OK);
-  EXPECT_EQ(std::string(reinterpret_cast<char*>(block.data), block.length), "before" + Row("a1", "", "a1"));
+  EXPECT_EQ(string(reinterpret_cast<char*>(block.data), block.length), "before" + Row("a1", "", "a1"));
 }
 
 TEST_F(TableFiles, WritesRowByRowUntilOneFails) {
   EXPECT_EQ(Write("", 0), TVL_OK);
   EXPECT_EQ(Write(Row("a1", "x", "1") + Row("a2", "x", "2"), 2), TVL_OK);
-  const std::string cut = Row("a3", "x", "3") + Row("a4", "x", "4");
+  const string cut = Row("a3", "x", "3") + Row("a4", "x", "4");
   CCore block;
   block.Append(cut.data(), static_cast<int>(cut.size()) - 1);
   EXPECT_EQ(connection_.CTFileWrite(handle_, 1, 2, &block), TVL_ERR_RS_WRITE);
@@ -175,12 +158,7 @@ TEST_F(TableFiles, WritesRowByRowUntilOneFails) {
 }
 
 TEST_F(TableFiles, DeletesByKeysAndByPrefix) {
-  const struct {
-    int prefix;
-    int code;
-    const char* list;
-    Keys left;
-  } cases[] = {
+  const std::tuple<int, int, const char*, Keys> cases[] = {
       {0, TVL_OK, "a1,a;", {"a2", "b1", "b2"}},
       {0, TVL_OK, "a1,;b1,", {"a2", "b2"}},                       // by key 1 alone
       {0, TVL_OK, ",b;", {"a1", "a2"}},                           // by key 2 alone
@@ -195,10 +173,10 @@ TEST_F(TableFiles, DeletesByKeysAndByPrefix) {
       {1, TVL_OK, "a1   ,;", {"a1", "a2", "b1", "b2"}},  // longer than the key
       {1, TVL_OK, "a1  ,;", {"a2", "b1", "b2"}},
   };
-  for (const auto& test : cases) {
+  for (const auto& [prefix, code, list, left] : cases) {
     WriteKeys({"a1", "a2", "b1", "b2"});
-    EXPECT_EQ(Delete(test.prefix, test.list), test.code) << test.list;
-    EXPECT_EQ(Read(1, "a,b"), test.left) << test.list;
+    EXPECT_EQ(Delete(prefix, list), code) << list;
+    EXPECT_EQ(Read(1, "a,b"), left) << list;
   }
 }
 
@@ -216,11 +194,11 @@ TEST_F(TableFiles, BlankKeysAreOrdinaryKeys) {
 TEST_F(TableFiles, ReportsDamagedRow) {
   WriteKeys({"a1", "a2", "b1"});
   ASSERT_EQ(connection_.CTFileClose(handle_), TVL_OK);
-  std::string bytes = folder_.Read("store/t.dat");
+  string bytes = folder_.Read("store/t.dat");
   const std::size_t row = bytes.find(
       "\x04\x14\x10\x16"
       "a1  ");
-  ASSERT_NE(row, std::string::npos);
+  ASSERT_NE(row, string::npos);
   bytes[row + 1] = '\x15';  // key 1 becomes a text
   folder_.Write("store/t.dat", bytes);
   ASSERT_EQ(Open("t.dat", handle_).size(), 3U);
@@ -236,10 +214,10 @@ TEST_F(TableFiles, ReportsDamagedRow) {
 
 TEST_F(TableFiles, ReportsTablesThatCannotBeOpenedOrCreated) {
   int handle = 77;
-  const std::string longName(300, 'n');
-  for (const std::string& name : {std::string("missing.dat"), std::string("tvl.ini"), longName})
+  const string longName(300, 'n');
+  for (const string& name : {string("missing.dat"), string("tvl.ini"), longName})
     EXPECT_EQ(Open(name, handle), std::vector<int>{TVL_ERR_SERVER_FILE}) << name;
-  for (const std::string& name : {std::string("no/folder.dat"), longName})
+  for (const string& name : {string("no/folder.dat"), longName})
     EXPECT_EQ(connection_.CTFileInit(Arg(name), handle, 10, 4, 0), TVL_ERR_DELETE_FILE) << name;
   EXPECT_EQ(handle, 77);
   EXPECT_EQ(connection_.CTFileInit(Arg("t.dat"), handle, -1, 4, 0), TVL_ERR_DELETE_FILE);

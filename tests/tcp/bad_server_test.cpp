@@ -1,9 +1,3 @@
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <string>
-#include <vector>
-
 #include "tcp/connection.h"
 #include "tcp/peer.h"
 #include "tcp/script.h"
@@ -11,8 +5,6 @@
 // Servers that violate the protocol: every operation returns a code.
 
 namespace {
-
-using std::string;
 
 string Welcome(bool zip) {
   return Reply(string("TVL\t0\t7\t") + (zip ? "1" : "0") + "\t1\tshort\tlong");

@@ -1,14 +1,7 @@
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-
 #include <cstdlib>
 #include <ctime>
-#include <filesystem>
 #include <map>
 #include <set>
-#include <string>
-#include <vector>
 
 #include <tvlclient/tvl.h>
 
@@ -20,8 +13,6 @@
 // byte by byte.
 
 namespace {
-
-using std::string;
 
 string Shown(const string& bytes) {
   return testing::PrintToString(bytes.substr(0, 400)) + ", " + std::to_string(bytes.size()) + " bytes";
@@ -118,8 +109,7 @@ class Application {
   void MakeFile(const Step& step) {
     client_.folder.Write(Name(step), step.bytes.text);
     if (step.words.size() < 2) return;
-    const timespec times[2] = {{Time(step), 0}, {Time(step), 0}};
-    utimensat(AT_FDCWD, client_.folder.Host(Name(step)).c_str(), times, 0);
+    client_.folder.SetTimes(Name(step), {Time(step), 0}, {Time(step), 0});
   }
 
   void CheckFile(const Step& step) {
@@ -127,10 +117,9 @@ class Application {
     EXPECT_TRUE(step.bytes.Matches(found)) << Shown(found);
     EXPECT_EQ(client_.folder.Exists(Name(step)), step.verb == "local-is");
     if (step.words.size() == 1) return;
-    struct stat status = {};
-    stat(client_.folder.Host(Name(step)).c_str(), &status);
     const bool now = step.words[1] == "@now";
-    const time_t error = status.st_mtim.tv_sec - (now ? time(nullptr) : Time(step));
+    const time_t error =
+        client_.folder.Status(Name(step)).st_mtim.tv_sec - (now ? time(nullptr) : Time(step));
     EXPECT_LE(std::abs(error), now ? 60 : 0) << error;
   }
 
@@ -141,7 +130,7 @@ class Application {
 
 TEST(TcpCases, FollowTheirScripts) {
   int cases = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(TVL_TCP_CASES)) {
+  for (const auto& entry : fs::directory_iterator(TVL_TCP_CASES)) {
     if (entry.path().extension() != ".txt") continue;
     ++cases;
     const std::vector<Step> steps = ReadCase(entry.path());

@@ -1,15 +1,9 @@
 #ifndef TVL_TESTS_TCP_CONNECTION_H
 #define TVL_TESTS_TCP_CONNECTION_H
 
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
 #include <tvlclient/tcp_opr.h>
 
-#include "support/arg.h"
-#include "support/temp_folder.h"
+#include "support/testing.h"
 #include "tcp/peer.h"
 
 // A client whose working directory is "work" in a folder of the test's own.
@@ -18,23 +12,23 @@ class Connection : public CTVLClientTcpOpr {
   Connection() = default;
   explicit Connection(const Server& server) { EXPECT_EQ(Connect(server.Port()), TVL_OK); }
 
-  int Connect(unsigned int port, const std::string& host = "127.0.0.1",
-              const std::string& clientClass = "tvlc", const std::string& tag = "tag") {
+  int Connect(unsigned int port, const string& host = "127.0.0.1", const string& clientClass = "tvlc",
+              const string& tag = "tag") {
     return Open(Arg(folder.Host("work")), Arg(""), Arg(host), port, Arg(clientClass), Arg(tag));
   }
-  int Get(const std::string& remote, const std::string& local) {
+  int Get(const string& remote, const string& local) {
     return GetRemote(Arg(remote), Arg(local), &transferred);
   }
-  int Put(const std::string& remote, const std::string& local) {
+  int Put(const string& remote, const string& local) {
     return PutRemote(Arg(remote), Arg(local), &transferred);
   }
-  int LockOrUnlock(bool lock, const std::string& object) {
+  int LockOrUnlock(bool lock, const string& object) {
     const auto operation = lock ? &CTVLClientTcpOpr::Lock : &CTVLClientTcpOpr::Unlock;
     return (this->*operation)(Arg(object), &lock_state, computer.data(), &instance, &pid, ip.data(),
                               user.data());
   }
   // Returns the state, or minus the code.
-  int LockState(const std::string& object) {
+  int LockState(const string& object) {
     const int code = LockOrUnlock(true, object);
     return code == TVL_OK ? lock_state : -code;
   }

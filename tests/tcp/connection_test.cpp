@@ -1,14 +1,7 @@
 #include "tcp/connection.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cerrno>
 #include <future>
 #include <set>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include <tvlclient/tvl.h>
 
@@ -21,8 +14,6 @@
 // Tests that the case files cannot express.
 
 namespace {
-
-using std::string;
 
 // The result of the last put, reported as the state of a lock.
 constexpr int kNoPut = 0;
@@ -67,16 +58,11 @@ void ServeFile(Peer& peer, bool zip) {
 // Transfers a file repeatedly, each time with a fault one call later. Returns the codes.
 std::set<int> RunWithFaults(Connection& client, bool put, const string& contents) {
   std::set<int> codes;
-  bool struck = true;
-  for (int at = 1; struck; ++at) {
+  int at = 0;
+  do {
     client.folder.Write("work/a", put ? contents : "old");
     client.transferred = 7;
-    int code = 0;
-    {
-      const Faults faults(at, EIO);
-      code = put ? client.Put("a", "a") : client.Get("a", "a");
-      struck = Faults::Hit() != nullptr;
-    }
+    const int code = WithFault(++at, EIO, [&] { return put ? client.Put("a", "a") : client.Get("a", "a"); });
     codes.insert(code);
     const string what = (put ? "put, call " : "get, call ") + std::to_string(at);
     EXPECT_EQ(client.transferred, code == TVL_OK ? 1 : 7) << what;
@@ -87,7 +73,7 @@ std::set<int> RunWithFaults(Connection& client, bool put, const string& contents
     } else {
       EXPECT_TRUE(state == kNoPut || (put && state == kBrokenPut)) << what << ": " << state;
     }
-  }
+  } while (Faults::Hit() != nullptr);
   return codes;
 }
 
@@ -153,15 +139,13 @@ class Window : public testing::Test {
 
 TEST_F(Window, IsGivenUpWhereTheAnnouncementIsRefused) {
   const string announcement("window=8\0", 9);
-  const struct {
-    const char* reply;
-    int code;
-  } rows[] = {{nullptr, TVL_OK}, {"S\t10", TVL_OK}, {"S", TVL_OK}, {"S\t10\ttag", TVL_ERR_TCP_CONNECT}};
-  for (const auto& row : rows) {
+  const std::pair<const char*, int> rows[] = {
+      {nullptr, TVL_OK}, {"S\t10", TVL_OK}, {"S", TVL_OK}, {"S\t10\ttag", TVL_ERR_TCP_CONNECT}};
+  for (const auto& [reply, code] : rows) {
     const Server::Part refuses = [&](Peer& peer) {
       const string handshake = peer.Read(32);
       EXPECT_NE(handshake.find(announcement), string::npos);
-      if (row.reply != nullptr) peer.Send(Reply(row.reply));
+      if (reply != nullptr) peer.Send(Reply(reply));
     };
     const Server::Part accepts = [&](Peer& peer) {
       const string handshake = peer.Read(32);
@@ -171,8 +155,8 @@ TEST_F(Window, IsGivenUpWhereTheAnnouncementIsRefused) {
     };
     Server server({refuses, accepts});
     Connection client;
-    EXPECT_EQ(client.Connect(server.Port()), row.code) << (row.reply != nullptr ? row.reply : "none");
-    EXPECT_STREQ(client.Refusal(), row.code == TVL_OK ? nullptr : "tag");
+    EXPECT_EQ(client.Connect(server.Port()), code) << (reply != nullptr ? reply : "none");
+    EXPECT_STREQ(client.Refusal(), code == TVL_OK ? nullptr : "tag");
   }
 }
 

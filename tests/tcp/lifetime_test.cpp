@@ -1,17 +1,10 @@
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <functional>
 #include <memory>
-#include <string>
-#include <vector>
 
 #include <tvlclient/tvlclient.h>
 
+#include "support/forked.h"
 #include "support/helper_process.h"
 #include "tcp/connection.h"
 #include "tcp/peer.h"
@@ -21,29 +14,15 @@
 namespace {
 
 // Connects with the free function and does nothing else.
-int LeaveConnected(const std::vector<std::string>& arguments) {
+const Role leave_connected("leave_connected", [](const std::vector<string>& arguments) {
   const TempFolder folder;
   const auto port = static_cast<unsigned int>(std::stoul(arguments.at(0)));
   return TVLConnect2Tcp(Arg(folder.Host()), Arg(""), Arg("127.0.0.1"), port, Arg("tvlc"), Arg(""));
-}
-
-const Role leave_connected("leave_connected", LeaveConnected);
+});
 
 TEST(TcpLifetime, ExitClosesOpenConnections) {
   Server server(AnswersLocks({}));
   EXPECT_EQ(HelperProcess({"leave_connected", std::to_string(server.Port())}).Wait(), 0);
-}
-
-// Runs `work` in a forked child and returns its exit code. It is killed after a while if it hangs.
-int RunForked(const std::function<int()>& work) {
-  const pid_t child = fork();
-  if (child == 0) {
-    alarm(30);
-    _exit(work());
-  }
-  int status = -1;
-  waitpid(child, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 TEST(TcpLifetime, ForkedChildHasNoConnection) {
@@ -63,14 +42,14 @@ TEST(TcpLifetime, ForkedChildHasNoConnection) {
     if (client->Connect(childs_server.Port()) != 0 || client->LockState("A") != 3) return 3;
     return destroy();
   };
-  EXPECT_EQ(RunForked(use), 0);
-  EXPECT_EQ(RunForked(destroy), 0);
+  EXPECT_EQ(WaitFor(Fork(use)), 0);
+  EXPECT_EQ(WaitFor(Fork(destroy)), 0);
   // If /dev/null cannot be opened, the number of the descriptor may be reused.
   rlimit files = {};
   getrlimit(RLIMIT_NOFILE, &files);
   const rlimit none = {0, files.rlim_max};
   setrlimit(RLIMIT_NOFILE, &none);
-  const int code = RunForked([&] {
+  const pid_t child = Fork([&] {
     setrlimit(RLIMIT_NOFILE, &files);
     std::vector<int> own(64);
     for (int& file : own) file = open("/dev/null", O_RDONLY | O_CLOEXEC);
@@ -78,7 +57,7 @@ TEST(TcpLifetime, ForkedChildHasNoConnection) {
     return std::all_of(own.begin(), own.end(), [](int file) { return fcntl(file, F_GETFD) >= 0; }) ? 0 : 1;
   });
   setrlimit(RLIMIT_NOFILE, &files);
-  EXPECT_EQ(code, 0) << "a file of the child's own was closed";
+  EXPECT_EQ(WaitFor(child), 0) << "a file of the child's own was closed";
   EXPECT_EQ(client->LockState("A"), 2) << "children don't end the connection";
   client.reset();
 }
@@ -99,7 +78,7 @@ TEST(TcpLifetime, ForkedChildDoesNotKeepStreamOpen) {
     char byte = 0;
     return static_cast<int>(read(pipes[0], &byte, 1));
   };
-  EXPECT_EQ(RunForked(die_before_a_child), 0);
+  EXPECT_EQ(WaitFor(Fork(die_before_a_child)), 0);
   server.Join();
   close(pipes[1]);
   close(pipes[0]);

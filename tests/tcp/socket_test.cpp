@@ -1,14 +1,11 @@
 #include "tcp/socket.h"
 
-#include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <time.h>
 
-#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <semaphore>
-#include <string>
 #include <thread>
 
 #include "base/pump.h"
@@ -18,7 +15,6 @@
 namespace {
 
 using namespace std::chrono_literals;
-using std::string;
 
 // A signal from one thread to another.
 using Sign = std::counting_semaphore<>;

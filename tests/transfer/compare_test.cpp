@@ -1,65 +1,45 @@
 #include "transfer/compare.h"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-
-#include <filesystem>
-#include <string>
 #include <thread>
 
 #include <tvlclient/tvl.h>
 
 #include "platform/same_contents.h"
-#include "support/arg.h"
 #include "support/faults.h"
-#include "support/temp_folder.h"
+#include "support/testing.h"
 
 namespace {
 
-using std::string;
 using tvl::CompareContents;
 using tvl::Contents;
 
-void SetTime(const TempFolder& folder, const string& name, std::int64_t seconds, long nanoseconds = 0) {
-  const timespec times[2] = {{seconds, nanoseconds}, {seconds, nanoseconds}};
-  ASSERT_EQ(utimensat(AT_FDCWD, folder.Host(name).c_str(), times, 0), 0);
-}
-
 TEST(Compare, AppliesEachPolicy) {
   const TempFolder folder;
-  const struct {
-    const char *name, *bytes;
-    std::int64_t seconds;
-    long nanoseconds;
-  } files[] = {{"abc", "abc", 1000, 1},
-               {"same", "abc", 2000, 0},
-               {"other", "abd", 1000, 999999999},
-               {"long", "abcd", 1000, 0},
-               {"later", "abc", 1000 + (std::int64_t{1} << 32), 1}};
-  for (const auto& file : files) {
-    folder.Write(file.name, file.bytes);
-    SetTime(folder, file.name, file.seconds, file.nanoseconds);
+  const std::tuple<const char*, const char*, timespec> files[] = {
+      {"abc", "abc", {1000, 1}},
+      {"same", "abc", {2000, 0}},
+      {"other", "abd", {1000, 999999999}},
+      {"long", "abcd", {1000, 0}},
+      {"later", "abc", {1000 + (std::int64_t{1} << 32), 1}}};
+  for (const auto& [name, bytes, time] : files) {
+    folder.Write(name, bytes);
+    folder.SetTimes(name, {}, time);
   }
   for (const char* name : {"dir", "dir2"}) {
     folder.Make(name);
-    SetTime(folder, name, 1000);
+    folder.SetTimes(name, {}, {1000, 0});
   }
-  const struct {
-    const char *a, *b;
-    int hash, time;
-  } cases[] = {
+  const std::tuple<const char*, const char*, int, int> cases[] = {
       {"abc", "abc", 1, 1},  {"abc", "same", 1, 0}, {"abc", "other", 0, 1}, {"abc", "later", 1, 0},
       {"abc", "long", 0, 0}, {"abc", "none", 0, 0}, {"none", "abc", 0, 0},  {"none", "none", 0, 0},
       {"abc", "dir", 0, 0},  {"dir", "dir2", 1, 1},  // neither can be read
   };
-  for (const auto& row : cases) {
-    const string a = folder.Logical(row.a);
-    const string b = folder.Logical(row.b);
-    EXPECT_EQ(FilesAreEqual(0, a.c_str(), b.c_str()), 1);
-    EXPECT_EQ(FilesAreEqual(1, a.c_str(), b.c_str()), row.hash) << row.a << row.b;
-    for (const int policy : {2, 3})
-      EXPECT_EQ(FilesAreEqual(policy, a.c_str(), b.c_str()), row.time) << row.a << row.b;
+  for (const auto& [one, other, by_hash, by_time] : cases) {
+    const string a = folder.Logical(one);
+    const string b = folder.Logical(other);
+    std::vector<int> equal;
+    for (int policy = 0; policy < 4; ++policy) equal.push_back(FilesAreEqual(policy, a.c_str(), b.c_str()));
+    EXPECT_EQ(equal, (std::vector{1, by_hash, by_time, by_time})) << one << other;
   }
 }
 
@@ -67,22 +47,18 @@ TEST(Stamp, AppliesEachPolicyAndLastsUntilNextCall) {
   const TempFolder folder;
   folder.Write("abc", "abc");
   folder.Write("big", "");
-  std::filesystem::resize_file(folder.Host("big"), 0x1ABCDEF01);
-  SetTime(folder, "big", 0x5F);
-  SetTime(folder, "abc", -1);
+  fs::resize_file(folder.Host("big"), 0x1ABCDEF01);
+  folder.SetTimes("big", {}, {0x5F, 0});
+  folder.SetTimes("abc", {}, {-1, 0});
   const string hash = "3|a9993e364706816aba3e25717850c26c9cd0d89d";
-  const struct {
-    int policy;
-    const char* name;
-    string expected;
-  } cases[] = {
+  const std::tuple<int, const char*, string> cases[] = {
       {1, "abc", hash},           {0, "abc", hash}, {3, "abc", hash}, {2, "abc", "3|ffffffff"},
       {2, "big", "1abcdef01|5f"}, {1, "none", "@"}, {2, "none", "@"}, {1, "", "0|"},
   };
-  for (const auto& row : cases) {
-    const char* stamp = FileStamp(row.policy, folder.Logical(row.name).c_str());
+  for (const auto& [policy, name, expected] : cases) {
+    const char* stamp = FileStamp(policy, folder.Logical(name).c_str());
     std::thread([&] { FileStamp(2, folder.Logical("abc").c_str()); }).join();
-    EXPECT_EQ(stamp, row.expected);
+    EXPECT_EQ(stamp, expected);
   }
   EXPECT_EQ(GetFileSignature(Arg(folder.Logical("abc"))), hash);
 }

@@ -1,9 +1,6 @@
 #include "transfer/core.h"
 
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <string>
+#include "support/testing.h"
 
 namespace {
 
@@ -17,7 +14,7 @@ TEST(Core, ReadsAppendedBytes) {
   EXPECT_EQ(core.Read(got, 5), 5U);
   EXPECT_EQ(core.Append("h", 1), 8U);
   EXPECT_EQ(core.Read(got + 5, 0xFFFFFFFF), 3U);
-  EXPECT_EQ(std::string(got, 8), "abcdefgh");
+  EXPECT_EQ(string(got, 8), "abcdefgh");
   EXPECT_EQ(core.Read(got, 1), 0U);
   core.Release();
   core.Release();

@@ -1,21 +1,14 @@
 #include "transfer/sha1.h"
 
-#include <gtest/gtest.h>
 #include <stdio.h>
 
 #include <cstdlib>
-#include <cstring>
-#include <filesystem>
-#include <string>
-#include <utility>
 
 #include "support/faults.h"
-#include "support/temp_folder.h"
+#include "support/testing.h"
 #include "transfer/sha1_transform.h"
 
 namespace {
-
-using std::string;
 
 string Hex(const Sha1Context& context) {
   string text;
@@ -107,7 +100,7 @@ TEST(Sha1, HashesFiles) {
   }
   if (getenv("TVL_TEST_LARGE") == nullptr) return;
   folder.Write("zeros", "");
-  std::filesystem::resize_file(folder.Host("zeros"), 5'000'000'001);
+  fs::resize_file(folder.Host("zeros"), 5'000'000'001);
   EXPECT_EQ(OfFile(folder.Logical("zeros")), "903e728bd512c4ad2178b4cdc4fe6d5cf31b2e25");
 }
 

@@ -1,17 +1,11 @@
 #include "transfer/zlib_file.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
 #include <random>
-#include <string>
 
 #include "support/faults.h"
-#include "support/temp_folder.h"
+#include "support/testing.h"
 
 namespace {
-
-using std::string;
 
 class ZlibFile : public testing::Test {
  protected:
@@ -56,7 +50,7 @@ TEST_F(ZlibFile, TruncatedStreamFailsAndTrailingBytesAreIgnored) {
   const string stream = Pack(contents);
   for (const string& whole : {empty, stream}) {
     for (std::size_t cut = 0; cut < whole.size(); ++cut) {
-      std::filesystem::remove(folder_.Host("target"));  // a file that is truncated again is slow to close
+      fs::remove(folder_.Host("target"));  // a file that is truncated again is slow to close
       EXPECT_EQ(Unpack(whole.substr(0, cut)), 0) << cut;
     }
   }
@@ -71,7 +65,7 @@ TEST_F(ZlibFile, TruncatedStreamFailsAndTrailingBytesAreIgnored) {
   for (std::size_t bit = 0; bit < stream.size() * 8; ++bit) {
     string broken = stream;
     broken[bit / 8] = static_cast<char>(broken[bit / 8] ^ (1 << bit % 8));
-    std::filesystem::remove(folder_.Host("target"));
+    fs::remove(folder_.Host("target"));
     if (Unpack(broken) == 0) continue;
     EXPECT_EQ(folder_.Read("target"), contents) << "flipped bit " << bit;
   }

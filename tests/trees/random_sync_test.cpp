@@ -1,19 +1,11 @@
-#include <gtest/gtest.h>
-
 #include <chrono>
-#include <filesystem>
-#include <fstream>
 #include <random>
-#include <string>
 
 #include "directory/small_store.h"
 #include "support/scale.h"
-#include "trees/snapshot.h"
+#include "support/tree.h"
 
 namespace {
-
-namespace fs = std::filesystem;
-using std::string;
 
 // Uses few names, lengths, bytes and times, so that two trees often have them in common.
 void MakeRandomTree(std::mt19937& random, const fs::path& folder, int depth) {
@@ -52,14 +44,14 @@ class RandomSync : public testing::TestWithParam<std::tuple<bool, bool, bool>> {
   }
 
   // Returns the source, except for files whose difference the policy cannot detect.
-  [[nodiscard]] Snapshot Expected() const {
-    Snapshot expected = SnapshotOf(Source());
+  [[nodiscard]] Tree Expected() const {
+    Tree expected = TreeOf(Source());
     for (auto& [name, what] : expected) {
       const fs::path source = Source() / name;
       const fs::path target = Target() / name;
       if (ByTime() && fs::is_regular_file(target) && fs::file_size(target) == fs::file_size(source) &&
           fs::last_write_time(target) == fs::last_write_time(source)) {
-        what = SnapshotOf(Target()).at(name);
+        what = TreeOf(Target()).at(name);
       }
     }
     return expected;
@@ -77,12 +69,12 @@ TEST_P(RandomSync, MakesTargetEqualToSource) {
     for (const fs::path& side : {Source(), Target()}) fs::remove_all(side);
     MakeRandomTree(random, Source(), 2);
     if (seed % 8 != 0) MakeRandomTree(random, Target(), 2);
-    const Snapshot source = SnapshotOf(Source());
-    const Snapshot expected = Expected();
+    const Tree source = TreeOf(Source());
+    const Tree expected = Expected();
     Plan();
     EXPECT_EQ(store.opr.SyncDirSyncronize(nullptr, nullptr), 0);
-    EXPECT_EQ(SnapshotOf(Target()), expected);
-    EXPECT_EQ(SnapshotOf(Source()), source);
+    EXPECT_EQ(TreeOf(Target()), expected);
+    EXPECT_EQ(TreeOf(Source()), source);
     // A compressed copy has a new time, so it is planned again with the policy by time.
     const unsigned int again = Plan();
     EXPECT_TRUE(again == 0 || (Packs() && ByTime())) << again;

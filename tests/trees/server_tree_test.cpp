@@ -1,26 +1,16 @@
-#include <gtest/gtest.h>
-
-#include <sstream>
-#include <string>
-#include <utility>
-
 #include "directory/small_store.h"
-#include "trees/snapshot.h"
+#include "support/tree.h"
 
 namespace {
 
-using std::string;
-
-// Changes a tree: "name" for a folder, "name=contents" for a file, or "-name" for a removal.
-void Change(Snapshot& snapshot, const char* changes) {
-  std::stringstream words(changes);
+// Changes a tree by what is described; "-name" is a removal.
+void Change(Tree& tree, const char* changes) {
+  std::istringstream words(changes);
   for (string change; words >> change;) {
-    const std::size_t equals = change.find('=');
     if (change[0] == '-') {
-      EXPECT_EQ(snapshot.erase(change.substr(1)), 1U) << change;
+      EXPECT_EQ(tree.erase(change.substr(1)), 1U) << change;
     } else {
-      snapshot[change.substr(0, equals)] =
-          equals == string::npos ? "dir" : "file " + change.substr(equals + 1);
+      for (const auto& [name, what] : Described(change)) tree[name] = what;
     }
   }
 }
@@ -38,21 +28,14 @@ int Perform(CTVLClientSmbOpr& opr, const string& command) {
 }
 
 void Fill(const TempFolder& folder) {
-  for (const string base : {"root/", "work/"}) {
-    for (const char* name : {"f", "d/a", "d/b", "arc/r"}) folder.Write(base + name, base[0] + string(name));
-    folder.Make(base + "empty");
-  }
-  folder.Write("work/local", "l");
-  folder.Write("root/remote", "r");
+  Create(folder, "root/", "f=rf d/a=rd/a d/b=rd/b arc/r=rarc/r empty/ remote=r");
+  Create(folder, "work/", "f=wf d/a=wd/a d/b=wd/b arc/r=warc/r empty/ local=l");
 }
 
 TEST(ServerTree, ChangesTheStoreAndItsMirror) {
-  const struct {
-    const char* command;
-    int code;
-    const char *root, *work;
-  } rows[] = {
-      {"make d/new", 0, "d/new", "d/new"},
+  const string l = "d/" + string(300, 'l');  // where a path has at most 260 bytes
+  const std::tuple<string, int, const char*, const char*> rows[] = {
+      {"make d/new", 0, "d/new/", "d/new/"},
       {"make x/y", 25, "", ""},
       {"make d", 25, "", ""},
       {"make remote/x", 25, "", ""},
@@ -66,32 +49,42 @@ TEST(ServerTree, ChangesTheStoreAndItsMirror) {
       {"rename remote r2", 0, "-remote r2=r", ""},
       {"rename local l2", 20, "", "-local l2=l"},
       {"rename f d\\a", 20, "", ""},
-      {"rename arc d\\arc", 0, "-arc -arc/r d/arc d/arc/r=rarc/r", "-arc -arc/r d/arc d/arc/r=warc/r"},
+      {"rename arc d\\arc", 0, "-arc -arc/r d/arc/r=rarc/r", "-arc -arc/r d/arc/r=warc/r"},
       {"rename d d/d", 20, "", ""},
       {"copy f d/a", 0, "d/a=rf", ""},
-      {"copy d\\a /n//o/p", 0, "n n/o n/o/p=rd/a", ""},
-      {"copy x n/y", 22, "n", ""},
+      {"copy d\\a /n//o/p", 0, "n/o/p=rd/a", ""},
+      {"copy x n/y", 22, "n/", ""},
       {"copy f d", 22, "", ""},
-      {"into arc\\r old", 0, "old old/r=rarc/r", ""},
+      {"into arc\\r old", 0, "old/r=rarc/r", ""},
       {"into arc/r d/", 0, "d/r=rarc/r", ""},
       {"into d/a", 0, "a=rd/a", ""},
       {"into f d", 18, "", ""},  // a plain name
-      {"tree d e", 0, "e e/a=rd/a e/b=rd/b", ""},
+      {"tree d e", 0, "e/a=rd/a e/b=rd/b", ""},
       {"tree x e", 22, "", ""},
       {"tree d x/y", 0, "", ""},  // only one level is created
+      {"make " + l, 25, "", ""},
+      {"remove " + l, 23, "", ""},
+      {"delete " + l, 20, "", ""},
+      {"rename f " + l, 20, "", ""},
+      {"rename " + l + " g", 20, "", ""},
+      {"copy f " + l, 22, "", ""},
+      {"copy " + l + " g", 22, "", ""},
+      {"into d\\a " + l, 22, "", ""},
+      {"tree d " + l, 22, "", ""},
+      {"tree " + l + " g", 22, "", ""},
   };
-  for (const auto& row : rows) {
+  for (const auto& [command, code, in_root, in_work] : rows) {
     for (const bool dumb : {false, true}) {
       SmallStore store;
       Fill(store.folder);
       ASSERT_EQ(store.Open(dumb ? "root" : "work"), 0);
-      Snapshot root = SnapshotOf(store.folder.Host("root"));
-      Snapshot work = SnapshotOf(store.folder.Host("work"));
-      EXPECT_EQ(Perform(store.opr, row.command), row.code) << row.command;
-      Change(root, row.root);
-      if (!dumb) Change(work, row.work);
-      EXPECT_EQ(SnapshotOf(store.folder.Host("root")), root) << row.command;
-      EXPECT_EQ(SnapshotOf(store.folder.Host("work")), work) << row.command << (dumb ? ", dumb" : "");
+      Tree root = TreeOf(store.folder.Host("root"));
+      Tree work = TreeOf(store.folder.Host("work"));
+      EXPECT_EQ(Perform(store.opr, command), code) << command;
+      Change(root, in_root);
+      if (!dumb) Change(work, in_work);
+      EXPECT_EQ(TreeOf(store.folder.Host("root")), root) << command;
+      EXPECT_EQ(TreeOf(store.folder.Host("work")), work) << command << (dumb ? ", dumb" : "");
     }
   }
 }
@@ -100,43 +93,20 @@ TEST(ServerTree, CopiesFromAndToAnyPlace) {
   SmallStore store;
   Fill(store.folder);
   store.folder.Write("outside/x", "x");
-  const Snapshot before = SnapshotOf(store.folder.Host("work"));
-  const auto path = [&](const char* name) { return Arg(store.folder.Logical(name)); };
+  const Tree before = TreeOf(store.folder.Host("work"));
+  const auto path = [&](const string& name) { return Arg(store.folder.Logical(name)); };
   EXPECT_EQ(store.opr.CopyRemoteDir2LocalDir(Arg("/d"), path("outside/got"), nullptr, nullptr), 0);
   EXPECT_EQ(store.opr.CopyLocalDir2RemoteDir(path("outside"), Arg("d/put"), nullptr, nullptr), 0);
   EXPECT_EQ(store.opr.CopyLocalFile2RemoteFile(path("outside/x"), Arg("d/x")), 0);
-  EXPECT_EQ(SnapshotOf(store.folder.Host("root/d")), (Snapshot{{"a", "file rd/a"},
-                                                               {"b", "file rd/b"},
-                                                               {"put", "dir"},
-                                                               {"put/got", "dir"},
-                                                               {"put/got/a", "file rd/a"},
-                                                               {"put/got/b", "file rd/b"},
-                                                               {"put/x", "file x"},
-                                                               {"x", "file x"}}));
+  EXPECT_EQ(TreeOf(store.folder.Host("root/d")),
+            Described("a=rd/a b=rd/b put/got/a=rd/a put/got/b=rd/b put/x=x x=x"));
   EXPECT_EQ(store.opr.CopyLocalFile2RemoteFile(path("outside/x"), Arg("none/x")), 22) << "makes no folder";
-  EXPECT_EQ(store.opr.CopyRemoteDir2LocalDir(Arg("none"), path("outside/n"), nullptr, nullptr), 22);
-  EXPECT_EQ(store.opr.CopyLocalDir2RemoteDir(path("none"), Arg("n"), nullptr, nullptr), 22);
-  EXPECT_EQ(SnapshotOf(store.folder.Host("work")), before);
-}
-
-// Uses names of 300 bytes, where a path has at most 260: each operation returns its code and changes nothing.
-TEST(ServerTree, TooLongNamesFailWithTheirCode) {
-  SmallStore store;
-  Fill(store.folder);
-  const Snapshot before = SnapshotOf(store.folder.Host());
-  const string l = "d/" + string(300, 'l');
-  const std::pair<string, int> rows[] = {
-      {"make " + l, 25},          {"remove " + l, 23},      {"delete " + l, 20},      {"rename f " + l, 20},
-      {"rename " + l + " g", 20}, {"copy f " + l, 22},      {"copy " + l + " g", 22}, {"into d\\a " + l, 22},
-      {"tree d " + l, 22},        {"tree " + l + " g", 22},
-  };
-  CTVLClientSmbOpr& o = store.opr;
-  for (const auto& [command, code] : rows) EXPECT_EQ(Perform(o, command), code) << command;
-  EXPECT_EQ(o.CopyRemoteDir2LocalDir(Arg(l), Arg(store.folder.Logical("n")), nullptr, nullptr), 22);
-  EXPECT_EQ(o.CopyLocalDir2RemoteDir(Arg(store.folder.Logical("root/d")), Arg(l), nullptr, nullptr), 22);
-  EXPECT_EQ(o.CopyLocalFile2RemoteFile(Arg(store.folder.Logical("root/f")), Arg(l)), 22);
-  EXPECT_EQ(o.CopyLocalFile2RemoteFile(Arg(store.folder.Logical(l)), Arg("g")), 22);
-  EXPECT_EQ(SnapshotOf(store.folder.Host()), before);
+  for (const string& name : {string("none"), string(300, 'l')}) {
+    EXPECT_EQ(store.opr.CopyRemoteDir2LocalDir(Arg(name), path("outside/n"), nullptr, nullptr), 22);
+    EXPECT_EQ(store.opr.CopyLocalDir2RemoteDir(path(name), Arg("n"), nullptr, nullptr), 22);
+    EXPECT_EQ(store.opr.CopyLocalFile2RemoteFile(path(name), Arg("n")), 22);
+  }
+  EXPECT_EQ(TreeOf(store.folder.Host("work")), before);
 }
 
 }  // namespace

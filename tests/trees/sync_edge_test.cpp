@@ -1,20 +1,10 @@
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <filesystem>
-#include <string>
-#include <vector>
-
 #include "directory/small_store.h"
 #include "platform/host_path.h"
 #include "support/faults.h"
-#include "trees/snapshot.h"
+#include "support/tree.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-using std::string;
 using Names = std::vector<string>;
 
 // The folder d of the store is synchronized from that of the working directory.
@@ -25,7 +15,8 @@ class SyncEdge : public testing::Test {
   int Plan() { return store.opr.SyncDirOpenPutRemote(Arg("d"), Arg("*.*"), &total); }
   int Work() { return store.opr.SyncDirSyncronize(nullptr, nullptr); }
   int PlanAndWork() { return Plan() == 0 ? Work() : -1; }
-  void Link(const string& target, const string& name) { fs::create_symlink(target, store.folder.Host(name)); }
+  void Create(const string& description) { ::Create(store.folder, description); }
+  [[nodiscard]] Tree TreeIn(const char* name) const { return TreeOf(store.folder.Host(name)); }
 
   SmallStore store;
   unsigned int total = 0;
@@ -34,20 +25,15 @@ class SyncEdge : public testing::Test {
 // Names that differ only in case are counterparts for deletions, but different files for copies. A name that
 // no path can express has no counterpart.
 TEST_F(SyncEdge, UnusualNamesDeleteNothing) {
-  store.folder.Write("work/d/NAME", "upper");
-  store.folder.Write("work/d/back\\slash", "");
-  store.folder.Write("root/d/name", "lower");
-  store.folder.Write("root/d/other\\slash", "stays");
+  Create(R"(work/d/NAME=upper work/d/back\slash= root/d/name=lower root/d/other\slash=stays)");
   EXPECT_EQ(PlanAndWork(), 0);
-  EXPECT_EQ(SnapshotOf(store.folder.Host("root/d")),
-            (Snapshot{{"NAME", "file upper"}, {"name", "file lower"}, {"other\\slash", "file stays"}}));
+  EXPECT_EQ(TreeIn("root/d"), Described(R"(NAME=upper name=lower other\slash=stays)"));
 }
 
 // Of two such names without a counterpart, one is deleted in each run, because the entry of the first is
 // found for the other.
 TEST_F(SyncEdge, NamesThatDifferInCaseAreProcessedInTurn) {
-  store.folder.Make("work/d");
-  for (const char* name : {"root/d/x", "root/d/X"}) store.folder.Write(name, "x");
+  Create("work/d/ root/d/x=x root/d/X=x");
   for (const std::size_t left : {1U, 0U}) {
     EXPECT_EQ(PlanAndWork(), 0);
     EXPECT_EQ(store.folder.Tree("root/d").size(), left);
@@ -55,34 +41,20 @@ TEST_F(SyncEdge, NamesThatDifferInCaseAreProcessedInTurn) {
 }
 
 TEST_F(SyncEdge, FollowsLinksOfSourceWithoutLoops) {
-  store.folder.Write("outside/o", "o");
-  store.folder.Write("work/d/sub/f", "f");
-  Link("..", "work/d/sub/up");
-  Link("../../d", "work/d/sub/again");
-  Link("../../outside", "work/d/out");
-  Link("sub/f", "work/d/file");
+  Create("outside/o=o work/d/sub/f=f work/d/sub/up>.. work/d/sub/again>../../d");
+  Create("work/d/out>../../outside work/d/file>sub/f");
   EXPECT_EQ(PlanAndWork(), 0);
-  EXPECT_EQ(
-      SnapshotOf(store.folder.Host("root/d")),
-      (Snapshot{
-          {"file", "file f"}, {"out", "dir"}, {"out/o", "file o"}, {"sub", "dir"}, {"sub/f", "file f"}}));
-  Link("nowhere", "work/d/dangling");
+  EXPECT_EQ(TreeIn("root/d"), Described("file=f out/o=o sub/f=f"));
+  Create("work/d/dangling>nowhere");
   EXPECT_EQ(PlanAndWork(), 22) << "the others are in place";
   EXPECT_FALSE(store.folder.Exists("root/d/dangling"));
 }
 
 // At any depth, and even if a folder of the target was replaced by a link after planning.
 TEST_F(SyncEdge, DeletesNothingThroughLinksOfTarget) {
-  store.folder.Write("outside/precious", "p");
-  store.folder.Write("outside/sub/precious", "p");
-  for (const char* name : {"work/d/kept/new", "work/d/kept/sub/new", "work/d/swapped/sub/new"})
-    store.folder.Write(name, "n");
-  for (const char* name : {"root/d/swapped/precious", "root/d/swapped/sub/precious"})
-    store.folder.Write(name, "planned");
-  Link("../../outside", "root/d/gone");
-  Link("nowhere", "root/d/dangling");
-  Link("..", "root/d/up");
-  Link("../../outside", "root/d/kept");
+  Create("outside/precious=p outside/sub/precious=p work/d/kept/new=n work/d/kept/sub/new=n");
+  Create("work/d/swapped/sub/new=n root/d/swapped/precious=p root/d/swapped/sub/precious=p");
+  Create("root/d/gone>../../outside root/d/dangling>nowhere root/d/up>.. root/d/kept>../../outside");
   ASSERT_EQ(Plan(), 0);
   const char* in_folder = nullptr;
   const char* left_out = nullptr;
@@ -93,15 +65,10 @@ TEST_F(SyncEdge, DeletesNothingThroughLinksOfTarget) {
   EXPECT_TRUE(reason == TVL_LEFT_OUT_LEADS_BACK && in_target == 1);
   EXPECT_EQ(store.opr.SyncPlanLeftOut(1, &in_folder, &left_out, &reason, &in_target), 0);
   fs::remove_all(store.folder.Host("root/d/swapped"));
-  Link("../../outside", "root/d/swapped");
+  Create("root/d/swapped>../../outside");
   EXPECT_EQ(Work(), 0);
-  EXPECT_EQ(SnapshotOf(store.folder.Host("root/d")),
-            (Snapshot{{"kept", "link ../../outside"}, {"swapped", "link ../../outside"}, {"up", "link .."}}));
-  EXPECT_EQ(SnapshotOf(store.folder.Host("outside")), (Snapshot{{"new", "file n"},
-                                                                {"precious", "file p"},
-                                                                {"sub", "dir"},
-                                                                {"sub/new", "file n"},
-                                                                {"sub/precious", "file p"}}));
+  EXPECT_EQ(TreeIn("root/d"), Described("kept>../../outside swapped>../../outside up>.."));
+  EXPECT_EQ(TreeIn("outside"), Described("new=n precious=p sub/new=n sub/precious=p"));
 }
 
 struct Planned {
@@ -126,26 +93,21 @@ std::vector<Planned> EntriesOf(const CTVLClientSmbOpr& opr) {
 // Whichever call fails, each entry has a result, and a result of 0 is correct.
 TEST_F(SyncEdge, ReportsFailingCallsPerEntry) {
   for (const auto span : {Faults::Span::kOne, Faults::Span::kFromThereOn}) {
-    const char* hit = "";
-    for (int at = 1; hit != nullptr; ++at) {
+    int at = 0;
+    do {
       for (const char* name : {"work/d", "root/d"}) fs::remove_all(store.folder.Host(name));
-      for (const char* name : {"work/d/a", "work/d/sub/b", "work/d/same", "root/d/same", "root/d/old/c"})
-        store.folder.Write(name, "contents");
-      Arg name("d");
-      Arg pattern("*.*");
-      const Snapshot source = SnapshotOf(store.folder.Host("work/d"));
-      const long descriptors = OpenDescriptors();
-      std::vector<Planned> entries;
-      {
-        const Faults faults(at, EIO, span);
-        store.opr.SyncDirOpenPutRemote(name, pattern, &total);
-        entries = EntriesOf(store.opr);
+      Create("work/d/a=contents work/d/sub/b=contents work/d/same=contents");
+      Create("root/d/same=contents root/d/old/c=contents");
+      const Tree source = TreeIn("work/d");
+      const std::vector<Planned> entries = WithFault(++at, EIO, span, [&] {
+        Plan();
+        std::vector<Planned> planned = EntriesOf(store.opr);
         Work();
-        hit = Faults::Hit();
-      }
-      SCOPED_TRACE((hit != nullptr ? hit : "no fault") + std::to_string(at));
-      EXPECT_EQ(OpenDescriptors(), descriptors);
-      EXPECT_EQ(SnapshotOf(store.folder.Host("work/d")), source);
+        return planned;
+      });
+      const bool hit = Faults::Hit() != nullptr;
+      SCOPED_TRACE((hit ? Faults::Hit() : "no fault") + std::to_string(at));
+      EXPECT_EQ(TreeIn("work/d"), source);
       EXPECT_EQ(store.folder.Read("root/d/same"), "contents");
       for (std::size_t index = 0; index < entries.size(); ++index) {
         int result = -1;
@@ -155,15 +117,14 @@ TEST_F(SyncEdge, ReportsFailingCallsPerEntry) {
         EXPECT_TRUE(operation != SYNC_DIR_FILE_DELETE || !fs::exists(entries[index].target));
         EXPECT_TRUE(operation != SYNC_DIR_FILE_COPY || fs::file_size(entries[index].target) == 8);
       }
-      EXPECT_TRUE(hit != nullptr || SnapshotOf(store.folder.Host("root/d")) == source);
-    }
+      EXPECT_TRUE(hit || TreeIn("root/d") == source);
+    } while (Faults::Hit() != nullptr);
   }
 }
 
 TEST_F(SyncEdge, CopiesFilesAsTheyAreAfterPlanning) {
-  for (const char* name : {"work/d/vanishes", "work/d/grows", "work/d/shrinks", "work/d/sub/x"})
-    store.folder.Write(name, "before");
-  store.folder.Write("root/d/extra/x", "e");
+  Create("work/d/vanishes=before work/d/grows=before work/d/shrinks=before work/d/sub/x=before");
+  Create("root/d/extra/x=e");
   ASSERT_EQ(Plan(), 0);
   EXPECT_EQ(total, 24U);
   fs::remove(store.folder.Host("work/d/vanishes"));
@@ -171,10 +132,9 @@ TEST_F(SyncEdge, CopiesFilesAsTheyAreAfterPlanning) {
   store.folder.Write("work/d/shrinks", "");
   for (const char* name : {"root/d/extra", "root/d/sub"}) fs::remove_all(store.folder.Host(name));
   EXPECT_EQ(Work(), 22);
-  EXPECT_EQ(SnapshotOf(store.folder.Host("root/d")),
-            (Snapshot{{"grows", "file " + string(200000, 'g')}, {"shrinks", "file "}}));
+  EXPECT_EQ(TreeIn("root/d"), Described("grows=" + string(200000, 'g') + " shrinks="));
   EXPECT_EQ(PlanAndWork(), 0);
-  EXPECT_EQ(SnapshotOf(store.folder.Host("root/d")), SnapshotOf(store.folder.Host("work/d")));
+  EXPECT_EQ(TreeIn("root/d"), TreeIn("work/d"));
 }
 
 // An unreadable source must not cause deletions in the target.
@@ -195,22 +155,15 @@ TEST_F(SyncEdge, UnreadableSourceFailsAndDeletesNothing) {
   EXPECT_EQ(PlanAndWork(), 22);
   ASSERT_EQ(seteuid(user), 0);
   fs::permissions(store.folder.Host("work/d/closed"), fs::perms(0777));
-  EXPECT_EQ(SnapshotOf(store.folder.Host("root/d")), (Snapshot{{"closed", "dir"},
-                                                               {"closed/x", "file root/"},
-                                                               {"fine", "file work/"},
-                                                               {"file", "file root/"},
-                                                               {"listless", "dir"},
-                                                               {"listless/x", "file root/"}}));
+  EXPECT_EQ(TreeIn("root/d"), Described("closed/x=root/ fine=work/ file=root/ listless/x=root/"));
 }
 
 TEST_F(SyncEdge, TargetInsideSourceEnds) {
-  store.folder.Write("work/d/f", "f");
-  Link("../work/d", "root/d");
+  Create("work/d/f=f root/d>../work/d");
   EXPECT_EQ(PlanAndWork(), 0) << "both are one folder";
-  EXPECT_EQ(SnapshotOf(store.folder.Host("work/d")), (Snapshot{{"f", "file f"}}));
+  EXPECT_EQ(TreeIn("work/d"), Described("f=f"));
   fs::remove(store.folder.Host("root/d"));
-  fs::create_directory(store.folder.Host("work/d/inside"));
-  Link("../work/d/inside", "root/d");
+  Create("work/d/inside/ root/d>../work/d/inside");
   PlanAndWork();
   EXPECT_EQ(store.folder.Read("work/d/f"), "f");
 }
@@ -230,7 +183,7 @@ TEST(LongSync, CounterpartOfTooLongPathIsNeverDeleted) {
     unsigned int total = 0;
     EXPECT_EQ(store.opr.SyncDirOpenPutRemote(Arg("t"), Arg(deep), Arg("*.*"), &total), 0);
     EXPECT_EQ(store.opr.SyncDirSyncronize(nullptr, nullptr), 22) << length;
-    const Snapshot flat = SnapshotOf(store.folder.Host("root/t"));
+    const Tree flat = TreeOf(store.folder.Host("root/t"));
     EXPECT_EQ(flat.size(), 4U) << length;
     EXPECT_EQ(flat.at("name that is longer"), "file flat") << length;
     EXPECT_EQ(flat.at("x"), fits ? "file deep" : "file flat") << length;
@@ -238,7 +191,7 @@ TEST(LongSync, CounterpartOfTooLongPathIsNeverDeleted) {
     fs::remove(store.folder.Host("root/t/x"));
     EXPECT_EQ(store.opr.SyncDirOpenGetRemote(Arg("t"), Arg(deep), Arg("*.*"), &total), 0);
     EXPECT_EQ(store.opr.SyncDirSyncronize(nullptr, nullptr), 22) << length;
-    const Snapshot back = SnapshotOf(store.folder.Host("work/" + deep));
+    const Tree back = TreeOf(store.folder.Host("work/" + deep));
     EXPECT_EQ(back.at("name that is longer"), "file deep") << length;
     EXPECT_EQ(back.count("x"), fits ? 0U : 1U) << length;
   }

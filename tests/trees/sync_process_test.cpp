@@ -1,19 +1,12 @@
-#include <gtest/gtest.h>
-#include <signal.h>
 
-#include <filesystem>
 #include <random>
-#include <string>
 
 #include "directory/small_store.h"
 #include "support/helper_process.h"
 #include "support/scale.h"
-#include "trees/snapshot.h"
+#include "support/tree.h"
 
 namespace {
-
-namespace fs = std::filesystem;
-using std::string;
 
 int Synchronise(CTVLClientSmbOpr& opr, ProgressCallback callback) {
   unsigned int total = 0;
@@ -55,7 +48,7 @@ class SyncProcesses : public testing::TestWithParam<const char*> {
     return HelperProcess({"synchronise", store.folder.Logical("store.ini"), store.folder.Logical("work")});
   }
   void ExpectEqualTrees(unsigned int round) {
-    EXPECT_EQ(SnapshotOf(store.folder.Host("root/t")), SnapshotOf(store.folder.Host("work/t"))) << round;
+    EXPECT_EQ(TreeOf(store.folder.Host("root/t")), TreeOf(store.folder.Host("work/t"))) << round;
   }
 
   SmallStore store;

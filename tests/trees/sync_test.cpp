@@ -1,17 +1,8 @@
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <filesystem>
-#include <string>
-#include <vector>
-
 #include "directory/small_store.h"
-#include "trees/snapshot.h"
+#include "support/tree.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-using std::string;
 using Names = std::vector<string>;
 
 // Returns the plan with a text per entry: the operation, and the name below the source, or below the target
@@ -46,6 +37,12 @@ class Sync : public testing::TestWithParam<bool> {
     return Puts() ? store.opr.SyncDirOpenPutRemote(Arg(target), Arg(source), Arg(pattern), flags, &total)
                   : store.opr.SyncDirOpenGetRemote(Arg(source), Arg(target), Arg(pattern), flags, &total);
   }
+  // Create what is described, and return what is there, on either side.
+  void CreateSource(const string& description) { Create(store.folder, Source("d/"), description); }
+  void CreateTarget(const string& description) { Create(store.folder, Target("d/"), description); }
+  [[nodiscard]] Tree SourceTree() const { return TreeOf(store.folder.Host(Source("d"))); }
+  [[nodiscard]] Tree TargetTree() const { return TreeOf(store.folder.Host(Target("d"))); }
+
   int Work() { return store.opr.SyncDirSyncronize(nullptr, nullptr); }
   void Reopen(const string& settings) {
     store.Configure(settings);
@@ -59,14 +56,8 @@ class Sync : public testing::TestWithParam<bool> {
 INSTANTIATE_TEST_SUITE_P(GetAndPut, Sync, testing::Bool());
 
 TEST_P(Sync, PlansInOrderAndCarriesOutPlan) {
-  store.folder.Write(Source("d/same"), "s");
-  store.folder.Write(Target("d/same"), "s");
-  store.folder.Write(Source("d/sub/new"), "1234");
-  store.folder.Write(Target("d/sub/old"), "o");
-  store.folder.Write(Target("d/gone/x"), "x");
-  store.folder.Write(Source("d/changed"), "after");
-  store.folder.Write(Target("d/changed"), "before");
-  store.folder.Make(Source("d/made"));
+  CreateSource("same=s sub/new=1234 changed=after made/");
+  CreateTarget("same=s sub/old=o gone/x=x changed=before");
   EXPECT_EQ(Plan(), 0);
   EXPECT_EQ(total, 9U);
   EXPECT_TRUE(store.folder.Exists(Target("d/made"))) << "missing folders are made while planning";
@@ -88,7 +79,7 @@ TEST_P(Sync, PlansInOrderAndCarriesOutPlan) {
   std::sort(reported.begin(), reported.end());
   EXPECT_EQ(reported, (Names{store.folder.Logical(Source("d/changed:5")),
                              store.folder.Logical(Source("d/sub/new:4"))}));
-  EXPECT_EQ(SnapshotOf(store.folder.Host(Target("d"))), SnapshotOf(store.folder.Host(Source("d"))));
+  EXPECT_EQ(TargetTree(), SourceTree());
   EXPECT_EQ(store.opr.SyncPlanCount(), 0);
   reported.clear();
   EXPECT_EQ(store.opr.SyncDirSyncronize(report, &reported), 0) << "an empty list";
@@ -96,15 +87,9 @@ TEST_P(Sync, PlansInOrderAndCarriesOutPlan) {
 }
 
 TEST_P(Sync, PatternsAndExclusionsActOnEveryLevel) {
-  for (const char* name : {"a.txt", "b.doc", "c.PDF", "s.txt/e.txt", "s.txt/f.mdb", "s/g.txt", "h.pdf/i"})
-    store.folder.Write(Source("d/") + name, "1");
-  for (const char* name : {"o.txt", "o.doc", "o.pdf", "s.txt/o.txt", "s.txt/o", "os/x.txt"})
-    store.folder.Write(Target("d/") + name, "2");
-  const struct {
-    const char* pattern;
-    int exclude;
-    Names plan;
-  } rows[] = {
+  CreateSource("a.txt=1 b.doc=1 c.PDF=1 s.txt/e.txt=1 s.txt/f.mdb=1 s/g.txt=1 h.pdf/i=1");
+  CreateTarget("o.txt=2 o.doc=2 o.pdf=2 s.txt/o.txt=2 s.txt/o=2 os/x.txt=2");
+  const std::tuple<const char*, int, Names> rows[] = {
       {"*.txt", 0, {"c1\\a.txt", "c1\\s.txt\\e.txt", "d\\o.txt", "d\\s.txt\\o.txt", "f", "f\\s.txt"}},
       {"*.*",
        7,
@@ -114,11 +99,11 @@ TEST_P(Sync, PatternsAndExclusionsActOnEveryLevel) {
       {"none", 0, {"f"}},
   };
   store.opr.SyncPlanFoldersLater(1);
-  for (const auto& row : rows) {
-    EXPECT_EQ(Plan("d", "d", row.pattern, row.exclude), 0);
+  for (const auto& [pattern, exclude, expected] : rows) {
+    EXPECT_EQ(Plan("d", "d", pattern, exclude), 0);
     Names plan = PlanOf(store, Source("d"), Target("d"));
     std::sort(plan.begin(), plan.end());
-    EXPECT_EQ(plan, row.plan) << row.pattern << row.exclude;
+    EXPECT_EQ(plan, expected) << pattern << exclude;
     store.opr.SyncPlanDrop();
   }
 }
@@ -135,24 +120,22 @@ TEST_P(Sync, ReportsPlanningFailures) {
 }
 
 TEST_P(Sync, DroppedPlanLeavesNoFoldersWithFoldersLater) {
-  store.folder.Write(Source("d/sub/f"), "f");
-  store.folder.Make(Source("d/empty"));
-  const Snapshot before = SnapshotOf(store.folder.Host());
+  CreateSource("sub/f=f empty/");
+  const Tree before = TreeOf(store.folder.Host());
   store.opr.SyncPlanFoldersLater(1);
   for (const char* target : {"e", "new/e"}) EXPECT_EQ(Plan("d", target), 0);
   store.opr.SyncPlanDrop();
-  EXPECT_EQ(SnapshotOf(store.folder.Host()), before);
+  EXPECT_EQ(TreeOf(store.folder.Host()), before);
   EXPECT_EQ(Plan("d", "new/e"), 0);
   EXPECT_EQ(Work(), 0);
-  EXPECT_EQ(SnapshotOf(store.folder.Host(Target("new/e"))), SnapshotOf(store.folder.Host(Source("d"))));
+  EXPECT_EQ(TreeOf(store.folder.Host(Target("new/e"))), SourceTree());
   store.opr.SyncPlanFoldersLater(0);
   EXPECT_EQ(Plan("d", "now/e"), 0);
   EXPECT_TRUE(store.folder.Exists(Target("now/e/empty")));
 }
 
 TEST_P(Sync, ShortFormsTakeOneNameOrRoot) {
-  store.folder.Write(Source("x/a.txt"), "1");
-  store.folder.Write(Source("x/b.doc"), "22");
+  Create(store.folder, Source(), "x/a.txt=1 x/b.doc=22");
   CTVLClientSmbOpr& o = store.opr;
   constexpr auto kDocuments = SYNC_DIR_FILE_EXCLUDE_DOCUMENT;
   Puts() ? o.SyncDirOpenPutRemote(Arg("x"), Arg("x"), kDocuments, &total)
@@ -161,6 +144,9 @@ TEST_P(Sync, ShortFormsTakeOneNameOrRoot) {
   Puts() ? o.SyncDirOpenPutRemote(Arg("x"), Arg("*.*"), &total)
          : o.SyncDirOpenGetRemote(Arg("x"), Arg("*.*"), &total);
   EXPECT_EQ(total, 1U + 3U);
+  Puts() ? o.SyncDirOpenPutRemote(Arg("y"), Arg("x"), Arg("*.doc"), &total)
+         : o.SyncDirOpenGetRemote(Arg("x"), Arg("y"), Arg("*.doc"), &total);
+  EXPECT_EQ(total, 1U + 3U + 2U);
   o.SyncPlanDrop();
   EXPECT_EQ(Plan("", ""), 0);
   EXPECT_EQ(Work(), 0);
@@ -168,8 +154,7 @@ TEST_P(Sync, ShortFormsTakeOneNameOrRoot) {
 }
 
 TEST_P(Sync, PlansAddUpAndOutliveTheConnection) {
-  store.folder.Write(Source("a/f"), "123");
-  store.folder.Write(Source("b/g"), "4567");
+  Create(store.folder, Source(), "a/f=123 b/g=4567");
   EXPECT_EQ(Plan("a", "a"), 0);
   EXPECT_EQ(Plan("b", "b"), 0);
   EXPECT_EQ(total, 7U);
@@ -191,12 +176,11 @@ TEST_P(Sync, DumbModeDoesNothing) {
 // Without a comparison only the files of new folders are copied.
 TEST_P(Sync, DumbPolicyKeepsExistingFiles) {
   Reopen("FileCompare=dumb\nZipOnTransfert=0\n");
-  store.folder.Write(Source("d/missing"), "m");
-  store.folder.Write(Source("d/new/f"), "f");
-  store.folder.Write(Target("d/extra"), "e");
+  CreateSource("missing=m new/f=f");
+  CreateTarget("extra=e");
   EXPECT_EQ(Plan(), 0);
   EXPECT_EQ(Work(), 0);
-  EXPECT_EQ(SnapshotOf(store.folder.Host(Target("d"))), (Snapshot{{"new", "dir"}, {"new/f", "file f"}}));
+  EXPECT_EQ(TargetTree(), Described("new/f=f"));
 }
 
 // Covers vanishing files, and a file on one side and a folder on the other: all other entries are
@@ -204,9 +188,8 @@ TEST_P(Sync, DumbPolicyKeepsExistingFiles) {
 TEST_P(Sync, ReturnsLastFailure) {
   for (const bool zip : {false, true}) {
     Reopen(string("FileCompare=time\nZipOnTransfert=") + (zip ? "1\n" : "0\n"));
-    for (const char* name : {"d/1", "d/2", "d/3", "d/folder/4"}) store.folder.Write(Source(name), name);
-    store.folder.Write(Target("d/3/kept"), "k");
-    store.folder.Write(Target("d/folder"), "file");
+    CreateSource("1=one 2=two 3=three folder/4=four");
+    CreateTarget("3/kept=k folder=file");
     EXPECT_EQ(Plan(), 0);
     fs::remove(store.folder.Host(Source("d/2")));
     int reported = 0;
@@ -214,8 +197,7 @@ TEST_P(Sync, ReturnsLastFailure) {
         [](char*, unsigned int, void* count) { ++*static_cast<int*>(count); }, &reported);
     EXPECT_TRUE(zip ? code == 27 || code == 28 : code == 22) << code;
     EXPECT_EQ(reported, 4) << "failed copies are reported too";
-    EXPECT_EQ(SnapshotOf(store.folder.Host(Target("d"))),
-              (Snapshot{{"1", "file d/1"}, {"3", "dir"}, {"3/kept", "file k"}, {"folder", "file file"}}));
+    EXPECT_EQ(TargetTree(), Described("1=one 3/kept=k folder=file"));
     fs::remove_all(store.folder.Host(Target("d")));
   }
 }

@@ -1,22 +1,15 @@
-#include <gtest/gtest.h>
 #include <sys/mman.h>
-#include <unistd.h>
 
 #include <random>
 #include <regex>
-#include <string>
-#include <utility>
 
 #include <tvlclient/version.h>
 
-#include "support/arg.h"
 #include "support/scale.h"
-#include "support/temp_folder.h"
+#include "support/testing.h"
 #include "versions/executable_file.h"
 
 namespace {
-
-using std::string;
 
 constexpr char kNone[] = "0 0 0 0|Non definita|non definita";
 

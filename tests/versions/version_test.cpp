@@ -1,17 +1,8 @@
-#include <gtest/gtest.h>
-
-#include <string>
-#include <tuple>
-
 #include <tvlclient/version.h>
 
 #include "directory/small_store.h"
-#include "support/arg.h"
-#include "support/temp_folder.h"
 
 namespace {
-
-using std::string;
 
 TEST(Version, ConvertsTotalsToTexts) {
   const std::tuple<int, int, const char*, const char*, const char*> rows[] = {

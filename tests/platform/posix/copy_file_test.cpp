@@ -1,27 +1,13 @@
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <cstdlib>
-#include <filesystem>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "host/system_calls.h"
-#include "platform/copying.h"
-#include "platform/files.h"
+#include "platform/fixtures.h"
 #include "platform/last_error.h"
 #include "support/helper_process.h"
-#include "support/temp_folder.h"
 
 namespace {
-
-using std::string;
 
 TEST(CopyFile, RefusesNonFiles) {
   const TempFolder folder;
@@ -38,14 +24,12 @@ TEST(CopyFile, RefusesNonFiles) {
 TEST(CopyFile, CopiesTimeAndExecuteBit) {
   const TempFolder folder;
   folder.Write("a", "bytes");
-  const timespec times[2] = {{1, 0}, {1234567890, 123456789}};
-  ASSERT_EQ(utimensat(AT_FDCWD, folder.Host("a").c_str(), times, 0), 0);
+  folder.SetTimes("a", {1, 0}, {1234567890, 123456789});
   ASSERT_EQ(chmod(folder.Host("a").c_str(), 0755), 0);
   const mode_t before = umask(027);
   ASSERT_EQ(Copy(folder, "a", "b"), 1);
   umask(before);
-  struct stat status = {};
-  ASSERT_EQ(stat(folder.Host("b").c_str(), &status), 0);
+  const struct stat status = folder.Status("b");
   EXPECT_EQ(status.st_mtim.tv_sec, 1234567890);
   EXPECT_EQ(status.st_mtim.tv_nsec, 123456789);
   EXPECT_EQ(status.st_mode & 0777, 0750U);
@@ -87,7 +71,7 @@ TEST(CopyFile, KeepsTargetIfDiskSpaceIsNotEnough) {
     if (geteuid() != 0 || std::system(command.c_str()) != 0) GTEST_SKIP() << "takes root";
     const auto free_room = [&] {
       sync();
-      return std::filesystem::space(folder.Host("disk")).free;
+      return fs::space(folder.Host("disk")).free;
     };
     folder.Write("big", Pattern(8000000));
     folder.Write("disk/target", "what was there");

@@ -1,29 +1,18 @@
 #include "platform/files.h"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <filesystem>
-#include <string>
-
 #include "base/file_helpers.h"
 #include "base/low_file.h"
 #include "platform/host_path.h"
 #include "support/faults.h"
-#include "support/temp_folder.h"
+#include "support/testing.h"
 
 namespace {
-
-using std::string;
 
 TEST(Status, Has64BitSizeAndWholeSeconds) {
   const TempFolder folder;
   folder.Write("big", "");
-  std::filesystem::resize_file(folder.Host("big"), 0x1C0000005);
-  const timespec times[2] = {{1, 0}, {-5, 999999999}};
-  ASSERT_EQ(utimensat(AT_FDCWD, folder.Host("big").c_str(), times, 0), 0);
+  fs::resize_file(folder.Host("big"), 0x1C0000005);
+  folder.SetTimes("big", {1, 0}, {-5, 999999999});
   tvl::FileStatus status = {};
   ASSERT_TRUE(tvl::ReadFileStatus(folder.Logical("big").c_str(), &status));
   EXPECT_EQ(status.size, 0x1C0000005U);

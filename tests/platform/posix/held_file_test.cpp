@@ -1,28 +1,15 @@
-#include "platform/held_file.h"
-
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
 #include <cstdint>
-#include <string>
 #include <thread>
-#include <vector>
 
-#include "base/low_file.h"
-#include "platform/files.h"
-#include "platform/held.h"
+#include "platform/fixtures.h"
 #include "store/lock_ranges.h"
 #include "support/helper_process.h"
-#include "support/temp_folder.h"
 
 namespace {
-
-using std::string;
 
 // Holds a file until it is killed.
 const Role kHold("hold", [](const std::vector<string>& arguments) {
@@ -81,12 +68,7 @@ constexpr tvl::LockRange kEarlierTry = {0, std::int64_t{1} << 62};
 TEST_F(HeldFile, ReportsHoldAtOnceAndWaitsForTry) {
   using std::chrono::milliseconds;
   using std::chrono::steady_clock;
-  const struct {
-    const char* what;
-    short type;
-    tvl::LockRange range;
-    bool at_once;
-  } cases[] = {
+  const std::tuple<const char*, short, tvl::LockRange, bool> cases[] = {
       {"a hold", F_WRLCK, tvl::kHoldRange, true},
       {"a hold by the last release", F_WRLCK, kEarlierHold, true},
       {"a table in use", F_RDLCK, tvl::kUseByte, true},
@@ -94,14 +76,14 @@ TEST_F(HeldFile, ReportsHoldAtOnceAndWaitsForTry) {
       {"a try that does not end", F_WRLCK, tvl::kTryRange, true},  // nobody keeps one without its turn
       {"a try by the last release", F_WRLCK, kEarlierTry, false},
   };
-  for (const auto& test : cases) {
-    SCOPED_TRACE(test.what);
+  for (const auto& [what, type, range, at_once] : cases) {
+    SCOPED_TRACE(what);
     const string path = folder_.Logical("empty");
-    const Locked other(path, test.type, test.range);
+    const Locked other(path, type, range);
     ASSERT_TRUE(other.IsLocked());
     const steady_clock::time_point start = steady_clock::now();
     EXPECT_TRUE(IsHeldBySomebody(path));
-    EXPECT_EQ(steady_clock::now() - start < milliseconds(900), test.at_once);
+    EXPECT_EQ(steady_clock::now() - start < milliseconds(900), at_once);
     EXPECT_EQ(DeleteFileA(path.c_str()), 0);
   }
   EXPECT_FALSE(IsHeldBySomebody(folder_.Logical("empty")));

@@ -1,27 +1,12 @@
-#include <fcntl.h>
 #include <grp.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <sys/xattr.h>
-#include <unistd.h>
 
-#include <cerrno>
-#include <filesystem>
-#include <string>
-#include <utility>
-#include <vector>
-
-#include "platform/ini_file.h"
-#include "platform/ini_writing.h"
+#include "platform/fixtures.h"
 #include "platform/last_error.h"
 #include "support/faults.h"
 #include "support/helper_process.h"
-#include "support/temp_folder.h"
 
 namespace {
-
-namespace fs = std::filesystem;
-using std::string;
 
 TEST_F(IniWriter, KeepsLinksModesAndOwners) {
   folder.Write("real/f.ini", "[Env]\nK=old\n");
@@ -54,14 +39,8 @@ TEST_F(IniWriter, FailureLeavesOldOrNewFile) {
       ASSERT_LT(call, 80);
       folder.Write("f.ini", before);
       if (call % 2 == 0) fs::remove(folder.Host("f.ini.lock"));
-      const long descriptors = OpenDescriptors();
-      BOOL done = 0;
-      {
-        const Faults faults(call, error);
-        done = Put("K", "v");
-      }
+      const BOOL done = WithFault(call, error, [&] { return Put("K", "v"); });
       EXPECT_EQ(folder.Read("f.ini"), done == 1 ? after : before) << call;
-      EXPECT_EQ(OpenDescriptors(), descriptors) << call;
       fs::remove(folder.Host("f.ini.lock"));
       EXPECT_EQ(folder.Tree(), std::vector<string>{"f.ini"}) << call;
       if (Faults::Hit() == nullptr) break;
@@ -84,7 +63,7 @@ TEST_F(IniWriter, ReadersTryAgain) {
 // Until the last close of it a look still finds it, but no open for writing.
 int refusals = 0;
 int last_refusal = EACCES;
-std::string marked_for_deletion;
+string marked_for_deletion;
 int OpenUnlessMarked(const char* path, int flags, mode_t mode) {
   if (path != marked_for_deletion || (flags & O_ACCMODE) == O_RDONLY) return open(path, flags, mode);
   errno = ENOENT;
@@ -197,8 +176,7 @@ TEST_F(IniWriter, WriteByAnotherUserKeepsGroupAndListOrFails) {
     arguments.insert(arguments.end(), row.groups.begin(), row.groups.end());
     EXPECT_EQ(HelperProcess(arguments).Wait(), row.expected);
     EXPECT_EQ(folder.Read("f.ini"), row.expected == 0 ? "[Env]\nK=v\n" : "[Env]\nK=old\n");
-    struct stat status = {};
-    stat(path.c_str(), &status);
+    const struct stat status = folder.Status("f.ini");
     EXPECT_EQ(status.st_gid, 60010U);
     EXPECT_EQ(status.st_mode & 07777U, row.mode);
     char list[256];

@@ -1,0 +1,28 @@
+#ifndef TVL_TESTS_SUPPORT_TESTING_H
+#define TVL_TESTS_SUPPORT_TESTING_H
+
+// What nearly every test uses: GoogleTest, texts and lists, files with the system's calls for them, and a
+// folder for them.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "support/arg.h"
+#include "support/temp_folder.h"
+
+namespace fs = std::filesystem;
+using std::string;
+
+#endif

@@ -120,7 +120,8 @@ TEST(FixedText, NeverWritesBeyondItsEnd) {
 
 TEST(GrowingText, AppendsFormatsAndTrims) {
   CString text = "a";
-  EXPECT_EQ(text.Append("b") + text.AppendChar('|') + text.Append(nullptr) + text.Append(text), 4);
+  EXPECT_EQ((Codes{text.Append("b"), text.AppendChar('|'), text.Append(nullptr), text.Append(text)}),
+            (Codes{1, 1, 1, 1}));
   EXPECT_STREQ(text, "ab|ab|");
   EXPECT_EQ(text.Format("%s<%d>%s", text.GetString(), -1, "z \r\n"), 1) << "from itself";
   EXPECT_STREQ(text.TrimRight(), "ab|ab|<-1>z");
@@ -129,7 +130,7 @@ TEST(GrowingText, AppendsFormatsAndTrims) {
   const CString moved = std::move(copy);
   copy = static_cast<const char*>(nullptr);
   text.Empty();
-  EXPECT_EQ(copy.IsEmpty() + text.IsEmpty(), 2);
+  EXPECT_EQ((Codes{copy.IsEmpty(), text.IsEmpty()}), (Codes{1, 1}));
   EXPECT_STREQ(CString("   ").TrimRight(), "");
   EXPECT_STREQ(moved, "ab|ab|<-1>");
   EXPECT_EQ(text.Format("%s", string(100000, 'x').c_str()), 1);

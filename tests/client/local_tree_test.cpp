@@ -45,9 +45,7 @@ TEST_F(LocalTree, ReportsEachWalkInOrder) {
 
 TEST_F(LocalTree, ReportsSingleAndMissingPaths) {
   folder.Write("f", "123");
-  EXPECT_EQ(Copy("f", "g"), 0);
-  EXPECT_EQ(Copy("f", "none/g"), 22);
-  EXPECT_EQ(Copy("none", "g"), 22);
+  EXPECT_EQ((Codes{Copy("f", "g"), Copy("f", "none/g"), Copy("none", "g")}), (Codes{0, 22, 22}));
   EXPECT_EQ(Reported(), (Names{"f:3", "f:3", "none:0 gone"}));
   EXPECT_EQ(Size("f") + Size("none") + Size("f\\"), 3.0);
   EXPECT_EQ(Reported(), Names{"f:3"});

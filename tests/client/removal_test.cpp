@@ -72,7 +72,7 @@ TEST_F(LocalTreeRemoval, ReportsEachFailure) {
     for (const int error : {EIO, EACCES, ESTALE}) {
       for (int at = 1;; ++at) {
         MakeTree();
-        const ProgressCallback callback = at % 2 == 0 ? [](char*, unsigned int, void*) {} : nullptr;
+        const ProgressCallback callback = at % 2 == 0 ? +[](char*, unsigned int, void*) {} : nullptr;
         const int code = WithFault(at, error, span, [&] { return Remove(callback); });
         if (Faults::Hit() == nullptr) break;
         SCOPED_TRACE(Faults::Hit() + std::to_string(at));

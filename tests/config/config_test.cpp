@@ -41,9 +41,7 @@ TEST_F(Config, DefaultsDescribeAStore) {
   EXPECT_EQ(config_.Find("x"), nullptr);
   EXPECT_STREQ(config_.Get("x"), "");
   ASSERT_EQ(Load(kStore), 0);
-  EXPECT_EQ(config_.status, 0);
-  EXPECT_EQ(config_.zipOnTransfert, 1);
-  EXPECT_EQ(config_.fileCompare, 1);
+  EXPECT_EQ((Codes{config_.status, config_.zipOnTransfert, config_.fileCompare}), (Codes{0, 1, 1}));
   EXPECT_EQ(config_.documentRoot, Root());
   EXPECT_EQ(config_.tmpDir, Root("\\tmp\\"));
   EXPECT_EQ(config_.locksDir, Root("\\tmp\\locks\\"));
@@ -136,7 +134,7 @@ TEST_F(Config, FailedReadLoadsNothing) {
     EXPECT_EQ(code == 3, hit == "statx" || hit == "open" || hit == "fstat" || hit == "read") << call << hit;
     if (code == 3) continue;
     EXPECT_EQ(config_.documentRoot, Root());
-    EXPECT_EQ(config_.fileCompare * 10 + config_.zipOnTransfert, 25);
+    EXPECT_EQ((Codes{config_.fileCompare, config_.zipOnTransfert}), (Codes{2, 5}));
   }
 }
 

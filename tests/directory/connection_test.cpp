@@ -22,7 +22,7 @@ TEST(DirectoryConnection, OpenSetsFields) {
 
   EXPECT_EQ(opr.Close(), 0);
   EXPECT_EQ(opr.Close(), 8);
-  EXPECT_EQ(opr.IsOpened() + opr.ConfigCount(), 0);
+  EXPECT_EQ((Codes{opr.IsOpened(), opr.ConfigCount()}), Codes(2));
   EXPECT_STREQ(opr.ShortName(), "S") << "what was settled stays";
   EXPECT_EQ(opr.ServerRoot(), store.folder.Logical("root/"));
   EXPECT_EQ(opr.DocumentRoot(), store.folder.Host("root"));
@@ -44,7 +44,7 @@ TEST(DirectoryConnection, FailedOpenClosesConnection) {
     store.folder.Write("store.ini", ini);
     EXPECT_EQ(store.Open(), code);
     EXPECT_EQ(store.opr.FileCmp(), 1);
-    EXPECT_EQ(store.opr.ZipOnTransfert() + store.opr.InstanceId() + store.opr.IsOpened(), 0);
+    EXPECT_EQ((Codes{store.opr.ZipOnTransfert(), store.opr.InstanceId(), store.opr.IsOpened()}), Codes(3));
     EXPECT_STREQ(store.opr.ShortName(), "");
     EXPECT_EQ(store.opr.Close(), 8);
     store.folder.Write("store.ini", good);

@@ -65,7 +65,7 @@ TEST(DirectorySafeTransfer, KilledWriterLeavesOldOrNewFile) {
 
 TEST(DirectorySafeTransfer, ReportsEachCopyOfGroup) {
   for (int level = 0; level <= 2; ++level) {
-    SmallStore store(Safe(level));
+    SmallStore store(Safe(level), TempFolder::Memory());
     for (const char* name : {"a", "b", "c"}) store.folder.Write(string("work/d/") + name, name);
     ASSERT_EQ(store.opr.BeginTransfers(), 0);
     EXPECT_EQ(store.opr.BeginTransfers(), TVL_ERR_ALREADY_CONNECTED);
@@ -87,6 +87,7 @@ TEST(DirectorySafeTransfer, ReportsEachCopyOfGroup) {
     EXPECT_EQ(codes, (std::vector<int>{0, failure, 0}));
     EXPECT_EQ(store.folder.Read("root/d/a") + store.folder.Read("root/d/c"), "ac");
     // Whichever sync fails, the file is reported as failed, and exists completely or not at all.
+    int failed_syncs = 0;
     for (int at = 1;; ++at) {
       store.folder.Write("work/d/a", "new" + std::to_string(at));
       ASSERT_EQ(store.opr.BeginTransfers(), 0);
@@ -100,11 +101,15 @@ TEST(DirectorySafeTransfer, ReportsEachCopyOfGroup) {
       ASSERT_EQ(codes.size(), 1U);
       EXPECT_TRUE(now == "new" + std::to_string(at) || (codes[0] != 0 && !now.empty())) << at << now;
       if (Faults::Hit() == nullptr) break;
+      if (codes[0] != 0 && std::strstr(Faults::Hit(), "sync") != nullptr) ++failed_syncs;
     }
+    EXPECT_EQ(failed_syncs, level == 2 ? 2 : 0) << "before and after the rename";
     // A group that is not ended leaves no files.
+    const std::vector<string> before = store.folder.Tree("root/d");
     ASSERT_EQ(store.opr.BeginTransfers(), 0);
     ASSERT_EQ(store.Put("d/c", 1), 0);
     store.opr.Close();
+    EXPECT_EQ(store.folder.Tree("root/d"), before);
     tvl::RemoveDeadParts(store.folder.Logical("root/d").c_str());
     EXPECT_EQ(store.folder.Tree("root").size(), level < 2 ? 4U : 5U);
   }

@@ -1,6 +1,8 @@
 #include <cstdlib>
 
+#include "base/low_file.h"
 #include "directory/small_store.h"
+#include "platform/held_file.h"
 
 namespace {
 
@@ -65,15 +67,20 @@ TEST_P(DirectoryTransfer, EachPolicyDecidesByItsOwnCriterion) {
 TEST_P(DirectoryTransfer, FailuresDoNotChangeTransferred) {
   store.folder.Write("root/file", "f");
   store.folder.Make("root/dir");
+  store.folder.Write("root/held", "h");
   store.folder.Write("work/file", "x");
   store.folder.Make("work/taken");
+  const tvl::LowFile held(store.folder.Logical("root/held").c_str(), kLowReadWrite);
+  ASSERT_TRUE(tvl::HoldFile(held.Handle()));
   const string endless(300, 'l');
   using Names = std::pair<string, string>;  // in the store, local
   const std::tuple<bool, int, std::vector<Names>> cases[] = {
       {false, SourceCode(), {{"none", "n"}, {"sub/none", "sub/deep/n"}, {"dir", "n"}, {endless, "n"}}},
       {false, TargetCode(), {{"file", "taken"}, {"file", "file/x"}, {"file", ""}, {"file", endless}}},
       {true, SourceCode(), {{"n", "none"}, {"a/b/n", "none"}, {"n", endless}}},
-      {true, TargetCode(), {{"dir", "file"}, {"file/x", "file"}, {"", "file"}, {endless, "file"}}},
+      {true,
+       TargetCode(),
+       {{"dir", "file"}, {"file/x", "file"}, {"held", "file"}, {"", "file"}, {endless, "file"}}},
   };
   for (const auto& [put, code, names] : cases) {
     for (const auto& [remote, local] : names) {
@@ -85,16 +92,16 @@ TEST_P(DirectoryTransfer, FailuresDoNotChangeTransferred) {
   EXPECT_TRUE(store.folder.Exists("work/sub/deep")) << "folders are made before the transfer fails";
   EXPECT_TRUE(store.folder.Exists("root/a/b"));
   EXPECT_FALSE(store.folder.Exists("work/n"));
-  EXPECT_EQ(store.folder.Read("root/file"), "f");
+  EXPECT_EQ(store.folder.Read("root/file") + store.folder.Read("root/held"), "fh");
+  tvl::ReleaseFile(held.Handle());
 }
 
 TEST_P(DirectoryTransfer, PutOfFolderOnlyCreatesIt) {
   store.folder.Write("work/dir/inside", "x");
   store.folder.Write("root/taken", "file");
-  EXPECT_EQ(store.Put("new/dir", "dir", 5), 0);
-  EXPECT_EQ(store.Put("new/dir", "dir/", 5), 0);
-  EXPECT_EQ(store.Put("taken", "dir", 5), 20);
-  EXPECT_EQ(store.transferred, 5);
+  EXPECT_EQ((Codes{store.Put("new/dir", "dir", 5), store.Put("new/dir", "dir/", 5),
+                   store.Put("taken", "dir", 5), store.transferred}),
+            (Codes{0, 0, 20, 5}));
   EXPECT_EQ(store.folder.Tree("root"), (std::vector<string>{"new", "new/dir", "taken"}));
 }
 

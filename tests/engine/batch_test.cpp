@@ -37,10 +37,8 @@ TEST_F(EngineTest, BatchesNestAndEndWithTheirHandle) {
   EXPECT_EQ(EndBatch(outer), 1);
 
   ASSERT_EQ(BeginBatch(outer, 1), 1);
-  EXPECT_EQ(BeginBatch(inner, 0), 1);
-  EXPECT_EQ(BeginBatch(inner, 1), 1);
-  EXPECT_EQ(Write(inner, "a", "", "1"), 1);
-  EXPECT_EQ(EndBatch(inner), 1);
+  EXPECT_EQ((Codes{BeginBatch(inner, 0), BeginBatch(inner, 1), Write(inner, "a", "", "1"), EndBatch(inner)}),
+            Codes(4, 1));
   EXPECT_EQ(IClose(inner), 1) << "ends its other batch";
   EXPECT_EQ(EndBatch(outer), 1);
   EXPECT_EQ(EndBatch(outer), 0);

@@ -33,16 +33,17 @@ TEST_F(FreeFunctions, ReturnNothingWithoutConnection) {
     int state = 7, instance = 7, pid = 7;
     char computer[64] = "old", address[16] = "old", user[65] = "old";
     EXPECT_EQ(ask(Arg("x"), &state, computer, &instance, &pid, address, user), 8);
-    EXPECT_EQ(state + instance + pid + *computer + *address + *user, 0);
+    EXPECT_EQ((Codes{state, instance, pid, *computer, *address, *user}), Codes(6));
     EXPECT_EQ(ask(Arg("x"), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), 8);
   }
   char name[256] = "old";
-  EXPECT_EQ(TVLConnectionInfos(name, name, &transferred_), 8);
-  EXPECT_EQ(TVLGetFile(Arg("f"), Arg("f"), &transferred_), 8);
-  EXPECT_EQ(TVLPutFile(Arg("f"), nullptr, &transferred_), 8);
+  EXPECT_EQ(
+      (Codes{TVLConnectionInfos(name, name, &transferred_), TVLGetFile(Arg("f"), Arg("f"), &transferred_),
+             TVLPutFile(Arg("f"), nullptr, &transferred_)}),
+      Codes(3, 8));
   EXPECT_STREQ(name, "old");
   EXPECT_EQ(transferred_, 7);
-  EXPECT_EQ(TVLIsPresent() + TVLHoldsLock("x"), 0);
+  EXPECT_EQ((Codes{TVLIsPresent(), TVLHoldsLock("x")}), Codes(2));
   EXPECT_EQ(TVLCloseConnection(), 8);
 }
 

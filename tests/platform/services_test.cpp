@@ -1,22 +1,13 @@
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <filesystem>
-#include <string>
-#include <vector>
-
 #include "base/pump.h"
 #include "platform/async_socket.h"
 #include "platform/modules.h"
 #include "platform/names.h"
 #include "platform/version_resource.h"
-#include "support/temp_folder.h"
+#include "support/testing.h"
 #include "tcp/peer.h"
 #include "versions/executable_file.h"
 
 namespace {
-
-using std::string;
 
 TEST(Names, AreCompleteOrMissing) {
   const auto names = {GetComputerNameA, GetUserNameA};
@@ -36,8 +27,8 @@ TEST(Names, AreCompleteOrMissing) {
 TEST(Modules, LoadOrRefuse) {
   const TempFolder folder;
   folder.Make("m");
-  std::filesystem::copy_file(TVL_ENGINE_MODULE, folder.Host("m/damaged"));
-  std::filesystem::resize_file(folder.Host("m/damaged"), std::filesystem::file_size(TVL_ENGINE_MODULE) / 2);
+  fs::copy_file(TVL_ENGINE_MODULE, folder.Host("m/damaged"));
+  fs::resize_file(folder.Host("m/damaged"), fs::file_size(TVL_ENGINE_MODULE) / 2);
   EXPECT_EQ(LoadLibraryA(folder.Logical("m/damaged").c_str()), nullptr);
   EXPECT_EQ(LoadLibraryA(folder.Logical("m/none").c_str()), nullptr);
   const HMODULE module = LoadLibraryA(TVL_ENGINE_MODULE);

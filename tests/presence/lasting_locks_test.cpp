@@ -50,10 +50,8 @@ TEST_F(PresenceLastingLocks, RestartedClientTakesOverRows) {
     EXPECT_NE(me.ownerPid, getpid()) << "the outputs describe the row found";
     EXPECT_EQ(me.lockCount, 1);
     EXPECT_TRUE(me.HoldsLock(name));
-    EXPECT_EQ(other.Lock(name), 2);
-    EXPECT_EQ(me.Unlock(name), 0);
-    EXPECT_EQ(other.Lock(name), 1);
-    EXPECT_EQ(other.Unlock(name), 0);
+    EXPECT_EQ((Codes{other.Lock(name), me.Unlock(name), other.Lock(name), other.Unlock(name)}),
+              (Codes{2, 0, 1, 0}));
   }
 }
 
@@ -139,7 +137,7 @@ TEST_F(PresenceLastingLocks, LocksAcquiredByOthersMeanwhileRemainTheirs) {
     EXPECT_EQ(me.Lock("B"), 1);
     EXPECT_TRUE(me.HoldsLock("B") && other.HoldsLock("A"));
     EXPECT_EQ(other.Lock("B"), 2);
-    EXPECT_EQ(me.Unlock("B") + other.Unlock("A"), 0);
+    EXPECT_EQ((Codes{me.Unlock("B"), other.Unlock("A")}), Codes(2));
   }
 }
 
@@ -216,7 +214,7 @@ TEST_F(PresenceLastingLocks, NewConnectionDeletesRowsOfEarlierOne) {
     SCOPED_TRACE(is_table_late);
     {
       Me earlier(store_);
-      ASSERT_EQ(earlier.Lock("A") + earlier.Lock("\1"), 2);
+      ASSERT_EQ((Codes{earlier.Lock("A"), earlier.Lock("\1")}), (Codes{1, 1}));
     }
     if (is_table_late) fs::rename(store_.lockTableHost, store_.lockTableHost + "x");
     Me me(store_);
@@ -252,7 +250,7 @@ TEST_F(PresenceLastingLocks, DamagedRowIsNotAFreeObject) {
   const string before = folder_.Read("store/tmp/locks/dtlocks.dat");
   Me me(store_);
   std::vector<tvl::LockRow> rows;
-  EXPECT_EQ(me.Lock("A") + me.Unlock("A") + me.CheckLock("A"), 0);
+  EXPECT_EQ((Codes{me.Lock("A"), me.Unlock("A"), me.CheckLock("A")}), Codes(3));
   EXPECT_FALSE(me.HoldsLock("A") || me.ListLocks(rows));
   EXPECT_EQ(folder_.Read("store/tmp/locks/dtlocks.dat"), before);
   EXPECT_EQ(me.Lock("B"), 1);

@@ -70,13 +70,13 @@ TEST_F(CtreeRecord, LimitsNumbersToIntRange) {
 TEST_F(CtreeRecord, RefusesUnknownFields) {
   char text[16] = "untouched";
   for (const int index : {-1, 4, INT_MAX, INT_MIN}) {
-    EXPECT_EQ(record_.GetFieldValueByIdx(index, text), 0);
-    EXPECT_EQ(record_.SetFieldValueByIdx(index, "x"), 0);
-    EXPECT_EQ(record_.SetIntFieldValueByIdx(index, 1), 0);
+    EXPECT_EQ((Codes{record_.GetFieldValueByIdx(index, text), record_.SetFieldValueByIdx(index, "x"),
+                     record_.SetIntFieldValueByIdx(index, 1)}),
+              Codes(3));
   }
-  EXPECT_EQ(record_.GetFieldValueByName("nam", text), 0);
-  EXPECT_EQ(record_.SetFieldValueByName("names", "x"), 0);
-  EXPECT_EQ(record_.GetIntFieldValueByName("other"), 0);
+  EXPECT_EQ((Codes{record_.GetFieldValueByName("nam", text), record_.SetFieldValueByName("names", "x"),
+                   record_.GetIntFieldValueByName("other")}),
+            Codes(3));
   EXPECT_STREQ(text, "untouched");
   EXPECT_EQ(bytes_, string(kLength, ' '));
 }

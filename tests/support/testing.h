@@ -24,5 +24,6 @@
 
 namespace fs = std::filesystem;
 using std::string;
+using Codes = std::vector<int>;  // the results of several operations; Codes(3) is three zeros
 
 #endif

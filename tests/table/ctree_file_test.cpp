@@ -42,13 +42,13 @@ TEST_F(CtreeFile, ClosedTableReturnsNothing) {
   EXPECT_EQ(file_.recTypeCount, 0) << "opening again forgets the types";
   EXPECT_EQ(file_.Close(), 1);
   EXPECT_EQ(file_.Close(), 0);
-  EXPECT_EQ(file_.datLen + file_.key1Len + file_.key2Len, 0);
+  EXPECT_EQ((Codes{file_.datLen, file_.key1Len, file_.key2Len}), Codes(3));
   EXPECT_EQ(file_.AddRecType(kSchema, List({"A"}).data()), -1);
   EXPECT_EQ(file_.WriteRec(List({"A1", ""}).data(), List({}).data()), 0);
   EXPECT_EQ(file_.WriteRawRec("A1", "", kBytes), 0);
   EXPECT_EQ(file_.ReadRec(Arg("A1"), 1, 0), nullptr);
   EXPECT_EQ(file_.ReadRawRec(Arg("A1"), 1, 0), nullptr);
-  EXPECT_EQ(file_.DeleteRec(List({"A1", ""}).data()) + file_.DeleteRawRec("A1", nullptr), 0);
+  EXPECT_EQ((Codes{file_.DeleteRec(List({"A1", ""}).data()), file_.DeleteRawRec("A1", nullptr)}), Codes(2));
   EXPECT_STREQ(file_.FieldText("name"), "");
   EXPECT_EQ(file_.FieldHex("name"), 0U);
   EXPECT_EQ(file_.Open(folder_.Logical("missing.dat").c_str()), 0);
@@ -68,7 +68,7 @@ TEST_F(CtreeFile, TypesAreFoundByNameAndByKey) {
   // New prefixes for an existing type; a key may be shorter than its prefix.
   EXPECT_EQ(file_.AddRecType("ID-D2 NAME-D6 AMOUNT-D4", List({"LONG"}).data()), 0);
   EXPECT_EQ(file_.recTypeCount, 2);
-  EXPECT_EQ(file_.FindRecTypeByKey(1, "lo") + file_.FindRecTypeByKey(1, "LONGER"), 0);
+  EXPECT_EQ((Codes{file_.FindRecTypeByKey(1, "lo"), file_.FindRecTypeByKey(1, "LONGER")}), Codes(2));
   EXPECT_EQ(file_.FindRecTypeByKey(1, "A001"), -1);
   EXPECT_EQ(file_.FindRecTypeByKey(2, ""), -1) << "one prefix is none for key 2";
 }

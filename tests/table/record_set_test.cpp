@@ -34,9 +34,11 @@ TEST_F(RecordSet, ClosedSetRefusesEverything) {
     EXPECT_STREQ(set_.Key2(0), "");
     EXPECT_EQ(set_.Rec(-1), nullptr);
     EXPECT_STREQ(set_.File(), "");
-    EXPECT_EQ(set_.First() + set_.Last() + set_.Next() + set_.Prev() + set_.MoveAt(0) + set_.Rewind(), 0);
-    EXPECT_EQ(set_.AddNew("a", "b", nullptr) + set_.Extend(4) + set_.SetKey1("a", 1, 0), 0);
-    EXPECT_EQ(set_.ReadKeyPrefiz(keys) + set_.Attach(&record, -1) + set_.GetIntFieldValueByName("x"), 0);
+    EXPECT_EQ((Codes{set_.First(), set_.Last(), set_.Next(), set_.Prev(), set_.MoveAt(0), set_.Rewind()}),
+              Codes(6));
+    EXPECT_EQ((Codes{set_.AddNew("a", "b", nullptr), set_.Extend(4), set_.SetKey1("a", 1, 0)}), Codes(3));
+    EXPECT_EQ((Codes{set_.ReadKeyPrefiz(keys), set_.Attach(&record, -1), set_.GetIntFieldValueByName("x")}),
+              Codes(3));
     for (const int code : {set_.WriteTheBlock(), set_.DeleteKeys(keys), set_.DeleteKeyPrefiz(keys)})
       EXPECT_EQ(code, TVL_ERR_RS_OPEN);
   };
@@ -94,7 +96,7 @@ TEST_F(RecordSet, KeysArePadded) {
 TEST_F(RecordSet, WritesAndReadsRowsInOneBlock) {
   Open();
   EXPECT_EQ(set_.WriteTheBlock(), TVL_OK) << "nothing to write";
-  EXPECT_EQ(set_.Extend(10) + set_.Extend(3), 2);
+  EXPECT_EQ((Codes{set_.Extend(10), set_.Extend(3)}), (Codes{1, 1}));
   EXPECT_EQ(set_.Count(), 0);
   Add({"b1", "a1", "a2"});
   EXPECT_EQ(set_.WriteTheBlock(), TVL_OK);

@@ -97,9 +97,7 @@ TEST(TcpConnection, LocalFaultsReturnCode) {
     const int put = client.PutRemote(name, name, &client.transferred);
     const int get = client.GetRemote(name, name, &client.transferred);
     lacks_memory = false;
-    EXPECT_EQ(put, TVL_ERR_LOCAL_FILE);
-    EXPECT_EQ(get, TVL_ERR_LOCAL_FILE);
-    EXPECT_EQ(client.transferred, 7);
+    EXPECT_EQ((Codes{put, get, client.transferred}), (Codes{TVL_ERR_LOCAL_FILE, TVL_ERR_LOCAL_FILE, 7}));
   }
 }
 
@@ -123,7 +121,7 @@ TEST(TcpConnection, LeavesNothingIfRefused) {
     Connection client;
     EXPECT_EQ(client.Connect(server.Port(), "127.0.0.1", refusal.client_class), refusal.code)
         << refusal.reply;
-    EXPECT_EQ(client.IsOpened() + client.InstanceId() + client.ZipOnTransfert(), 0);
+    EXPECT_EQ((Codes{client.IsOpened(), client.InstanceId(), client.ZipOnTransfert()}), Codes(3));
     EXPECT_EQ(client.FileCmp(), 1);
     EXPECT_EQ(string(client.ShortName()) + client.LongName(), "");
     EXPECT_FALSE(client.folder.Exists("work"));
@@ -195,9 +193,8 @@ TEST(TcpConnection, TransfersFailWithoutWorkingDirectory) {
     Server server(AnswersLocks({"1"}));
     Connection client;
     ASSERT_EQ(client.Open(Arg(directory), Arg(""), Arg("127.0.0.1"), server.Port(), Arg(""), Arg("")), 0);
-    EXPECT_EQ(client.Get("a", "a"), TVL_ERR_LOCAL_FILE);
-    EXPECT_EQ(client.Put("a", "a"), TVL_ERR_LOCAL_FILE);
-    EXPECT_EQ(client.LockState("A"), 1);
+    EXPECT_EQ((Codes{client.Get("a", "a"), client.Put("a", "a"), client.LockState("A")}),
+              (Codes{TVL_ERR_LOCAL_FILE, TVL_ERR_LOCAL_FILE, 1}));
   }
 }
 
@@ -206,14 +203,13 @@ TEST(TcpConnection, RefusesNamesTooLongForPacket) {
   Server server(AnswersLocks({"2\tpc\t3\t4\tip\tuser"}));
   Connection client(server);
   client.folder.Write("work/a", "a");
-  EXPECT_EQ(client.Get(name, "a"), TVL_ERR_SERVER_FILE);
-  EXPECT_EQ(client.Get("a", name), TVL_ERR_LOCAL_FILE);
-  EXPECT_EQ(client.Put(name, "a"), TVL_ERR_SERVER_FILE);
-  EXPECT_EQ(client.Put("a", name), TVL_ERR_LOCAL_FILE);
+  EXPECT_EQ(
+      (Codes{client.Get(name, "a"), client.Get("a", name), client.Put(name, "a"), client.Put("a", name)}),
+      (Codes{TVL_ERR_SERVER_FILE, TVL_ERR_LOCAL_FILE, TVL_ERR_SERVER_FILE, TVL_ERR_LOCAL_FILE}));
   EXPECT_EQ(client.Lock(Arg("A"), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), 0);
   client.computer[0] = client.ip[0] = client.user[0] = '?';
   EXPECT_EQ(client.LockOrUnlock(false, name), 0) << "not that of the last reply";
-  EXPECT_EQ(client.lock_state + client.instance + client.pid, 0);
+  EXPECT_EQ((Codes{client.lock_state, client.instance, client.pid}), Codes(3));
   EXPECT_EQ(string(client.computer.data()) + client.ip.data() + client.user.data(), "");
   EXPECT_EQ(client.IsOpened(), 1);
 }
@@ -252,11 +248,11 @@ TEST(TcpConnection, HoldsLockWhileAliveAndLastAnswerWasOne) {
   for (const int state : {2, 1, 0, 1}) {
     EXPECT_EQ(client.LockState("A "), state);
     EXPECT_EQ(client.HoldsLock("A"), state == 1 ? 1 : 0);
-    EXPECT_EQ(client.HoldsLock("B") + client.IsPresent(), 1);
+    EXPECT_EQ((Codes{client.HoldsLock("B"), client.IsPresent()}), (Codes{0, 1}));
   }
   hang_up.set_value();
   gone.get_future().wait();
-  EXPECT_EQ(client.IsPresent() + client.HoldsLock("A"), 0);
+  EXPECT_EQ((Codes{client.IsPresent(), client.HoldsLock("A")}), Codes(2));
 }
 
 // Unsupported operations return code 1, send nothing and change nothing, except that they clear counts and
@@ -289,11 +285,11 @@ TEST(TcpConnection, RefusesUnsupportedOperations) {
   EXPECT_EQ(total, 7U);
   EXPECT_STREQ(text, "text");
   EXPECT_EQ(base.GetProcessesList(a, number, text), 1);
-  EXPECT_EQ(number + text.GetLength(), 0);
+  EXPECT_EQ((Codes{number, text.GetLength()}), Codes(2));
   number = 7;
   text = "text";
   EXPECT_EQ(base.GetUpdatePacks(a, number, text), 1);
-  EXPECT_EQ(number + text.GetLength(), 0);
+  EXPECT_EQ((Codes{number, text.GetLength()}), Codes(2));
   EXPECT_EQ(base.DocumentRoot(), nullptr);
   EXPECT_EQ(opr.VersionNumber(nullptr, nullptr), 0U);
   for (const char* field : {opr.ComputerName(), opr.User(), opr.UpdateDir(), opr.VersionFile()})

@@ -155,8 +155,7 @@ TEST_P(Sync, ShortFormsTakeOneNameOrRoot) {
 
 TEST_P(Sync, PlansAddUpAndOutliveTheConnection) {
   Create(store.folder, Source(), "a/f=123 b/g=4567");
-  EXPECT_EQ(Plan("a", "a"), 0);
-  EXPECT_EQ(Plan("b", "b"), 0);
+  EXPECT_EQ((Codes{Plan("a", "a"), Plan("b", "b")}), Codes(2));
   EXPECT_EQ(total, 7U);
   store.opr.Close();
   EXPECT_EQ(store.opr.SyncPlanCount(), 4);
@@ -167,9 +166,7 @@ TEST_P(Sync, PlansAddUpAndOutliveTheConnection) {
 TEST_P(Sync, DumbModeDoesNothing) {
   store.folder.Write("root/d/f", "f");
   ASSERT_EQ(store.Open("root"), 0);
-  EXPECT_EQ(Plan("d", "e"), 0);
-  EXPECT_EQ(Work(), 0);
-  EXPECT_EQ(store.opr.SyncPlanCount(), 0);
+  EXPECT_EQ((Codes{Plan("d", "e"), Work(), store.opr.SyncPlanCount()}), Codes(3));
   EXPECT_EQ(store.folder.Tree("root"), (Names{"d", "d/f"}));
 }
 

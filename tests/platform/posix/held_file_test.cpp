@@ -7,6 +7,7 @@
 
 #include "platform/fixtures.h"
 #include "store/lock_ranges.h"
+#include "support/faults.h"
 #include "support/helper_process.h"
 
 namespace {
@@ -87,6 +88,10 @@ TEST_F(HeldFile, ReportsHoldAtOnceAndWaitsForTry) {
     EXPECT_EQ(DeleteFileA(path.c_str()), 0);
   }
   EXPECT_FALSE(IsHeldBySomebody(folder_.Logical("empty")));
+  const tvl::SystemCalls real = tvl::System();
+  tvl::System().lock = Failing<ENOLCK>();
+  EXPECT_TRUE(IsHeldBySomebody(folder_.Logical("empty"))) << "the lock service may know a holder";
+  tvl::System() = real;
 }
 
 TEST_F(HeldFile, DetectedByLastRelease) {

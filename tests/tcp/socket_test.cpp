@@ -290,7 +290,7 @@ TEST(TcpPackets, FieldsAndNumbers) {
   string many;
   for (int i = 0; i < 40; ++i) many += "\t" + std::to_string(i) + "\t";
   Talk talk([&](Peer& peer) {
-    for (const auto& number : numbers) peer.Send(Reply(number.text));
+    for (const auto& number : numbers) peer.Send(Reply(std::get<0>(number)));
     peer.Send(Reply(many));
   });
   for (const auto& [text, field, leading] : numbers) {

@@ -92,17 +92,22 @@ std::vector<Planned> EntriesOf(const CTVLClientSmbOpr& opr) {
 
 // Whichever call fails, each entry has a result, and a result of 0 is correct.
 TEST_F(SyncEdge, ReportsFailingCallsPerEntry) {
-  for (const auto span : {Faults::Span::kOne, Faults::Span::kFromThereOn}) {
+  for (const int kind : {0, 1, 2, 3}) {
+    const auto span = kind % 2 == 0 ? Faults::Span::kOne : Faults::Span::kFromThereOn;
+    store.Configure(string("FileCompare=HASH\nZipOnTransfert=0\nSafeOnTransfert=") +
+                    (kind < 2 ? "0\n" : "2\n"));
+    ASSERT_EQ(store.Open(), 0);
     int at = 0;
     do {
       for (const char* name : {"work/d", "root/d"}) fs::remove_all(store.folder.Host(name));
       Create("work/d/a=contents work/d/sub/b=contents work/d/same=contents");
       Create("root/d/same=contents root/d/old/c=contents");
       const Tree source = TreeIn("work/d");
+      int code = 0;
       const std::vector<Planned> entries = WithFault(++at, EIO, span, [&] {
         Plan();
         std::vector<Planned> planned = EntriesOf(store.opr);
-        Work();
+        code = Work();
         return planned;
       });
       const bool hit = Faults::Hit() != nullptr;
@@ -112,8 +117,9 @@ TEST_F(SyncEdge, ReportsFailingCallsPerEntry) {
       for (std::size_t index = 0; index < entries.size(); ++index) {
         int result = -1;
         ASSERT_EQ(store.opr.SyncPlanResult(static_cast<int>(index), &result), 1);
-        if (result != 0) continue;
         const auto operation = entries[index].operation;
+        EXPECT_TRUE(code != 0 || result == 0 || operation != SYNC_DIR_FILE_COPY) << "a copy failed";
+        if (result != 0) continue;
         EXPECT_TRUE(operation != SYNC_DIR_FILE_DELETE || !fs::exists(entries[index].target));
         EXPECT_TRUE(operation != SYNC_DIR_FILE_COPY || fs::file_size(entries[index].target) == 8);
       }

@@ -26,6 +26,7 @@
 namespace {
 
 using asio::ip::tcp;
+using tvl::server::Entrance;
 using tvl::server::Options;
 using tvl::server::Service;
 using tvl::server::Session;
@@ -97,7 +98,7 @@ void Talk(int socket, std::string_view bytes) {
   close(socket);
 }
 
-void Serve(Service& service, Session::Entrance entrance, std::string_view bytes) {
+void Serve(Service& service, Entrance entrance, std::string_view bytes) {
   int sockets[2];
   Expect(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets) == 0);
   std::thread client(Talk, sockets[0], bytes);
@@ -120,7 +121,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   static Served packed(true);
   if (size == 0) return 0;
   Served& served = (bytes[0] & kPacked) == 0 ? plain : packed;
-  const auto entrance = (bytes[0] & kProxied) == 0 ? Session::Entrance::kPlain : Session::Entrance::kProxy;
+  const auto entrance = (bytes[0] & kProxied) == 0 ? Entrance::kPlain : Entrance::kProxy;
   Serve(served.Server(), entrance, {reinterpret_cast<const char*>(bytes + 1), size - 1});
   served.Check();
   return 0;

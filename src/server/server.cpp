@@ -6,10 +6,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <stdexcept>
-#include <system_error>
-
-#include "server/wire/passed_sockets.h"
+#include <string>
 
 namespace tvl::server {
 namespace {
@@ -23,16 +20,12 @@ constexpr std::chrono::milliseconds kAcceptPause(100);
 constexpr std::size_t kHandshakesAtOnce = 64;
 constexpr std::size_t kRefusedAtOnce = 32;
 
-std::string Text(const tcp::endpoint& endpoint) {
-  const std::string address = endpoint.address().to_string();
-  return (endpoint.address().is_v6() ? "[" + address + "]" : address) + ":" + std::to_string(endpoint.port());
-}
-
 }  // namespace
 
 Server::Server(Service& service)
     : service_(service),
       context_(1),
+      listeners_(context_, service.options, service.log),
       signals_(context_, SIGTERM, SIGINT),
       reload_(context_, SIGHUP),
       manager_(context_, service.log,
@@ -41,84 +34,8 @@ Server::Server(Service& service)
       handshakes_(kHandshakesAtOnce),
       refused_(kRefusedAtOnce) {}
 
-void Server::Listen() {
-  const Options& options = service_.options;
-  const unsigned int plain = ListenOn(options.plain, Session::Entrance::kPlain);
-  const unsigned int proxy = ListenOn(options.proxy, Session::Entrance::kProxy);
-  // Written last, so that a process that waits for one of the files finds both.
-  if (!options.proxy.port_file.empty()) port_files_.emplace_back(options.proxy.port_file, proxy);
-  if (!options.plain.port_file.empty()) port_files_.emplace_back(options.plain.port_file, plain);
-}
-
-// Listens on all addresses of a name, of which one that works is enough. Returns the port number; 0 if there
-// is nothing to listen on.
-unsigned int Server::ListenOn(const ListenAddress& address, Session::Entrance entrance) {
-  if (!address.sockets.empty()) return TakeOver(address.sockets, entrance);
-  if (address.port.empty()) return 0;
-  tcp::resolver resolver(context_);
-  unsigned short port = 0;
-  asio::error_code failure = asio::error::host_not_found;
-  const std::size_t before = listeners_.size();
-  for (const auto& entry : resolver.resolve(address.host, address.port, tcp::resolver::passive)) {
-    tcp::endpoint endpoint = entry.endpoint();
-    // With port 0, the port selected for the first address is used for the others too.
-    if (endpoint.port() == 0) endpoint.port(port);
-    CheckCertificatesAreSafe(endpoint, entrance);
-    if (const asio::error_code problem = ListenAt(endpoint, entrance)) {
-      failure = problem;
-      service_.log.Write(
-          {.what = "listen", .level = Level::kError, .note = Text(endpoint) + ": " + problem.message()});
-      continue;
-    }
-    port = listeners_.back()->acceptor.local_endpoint().port();
-  }
-  if (listeners_.size() == before) throw std::system_error(failure, "cannot listen on " + address.host);
-  return port;
-}
-
-// Sockets that the service manager has opened and keeps open: clients that come while no server runs wait for
-// the next one.
-unsigned int Server::TakeOver(const std::vector<int>& sockets, Session::Entrance entrance) {
-  const std::size_t before = listeners_.size();
-  for (const int number : sockets) {
-    const tcp::endpoint endpoint = EndpointOf(number);
-    CheckCertificatesAreSafe(endpoint, entrance);
-    auto listener = std::make_unique<Listener>(Listener{Acceptor(context_), entrance});
-    listener->acceptor.assign(endpoint.protocol(), number);
-    AddListener(std::move(listener));
-  }
-  return listeners_[before]->acceptor.local_endpoint().port();
-}
-
-// A client that bypasses the proxy has no certificate, so this is allowed on this computer only.
-void Server::CheckCertificatesAreSafe(const tcp::endpoint& endpoint, Session::Entrance entrance) const {
-  const Options& options = service_.options;
-  if (entrance == Session::Entrance::kProxy || !options.user_from_certificate) return;
-  if (Plain(endpoint.address()).is_loopback()) return;
-  throw std::runtime_error("with --user-from-certificate, --listen must be on the loopback address, not on " +
-                           Text(endpoint));
-}
-
-asio::error_code Server::ListenAt(const tcp::endpoint& endpoint, Session::Entrance entrance) {
-  auto listener = std::make_unique<Listener>(Listener{Acceptor(context_), entrance});
-  Acceptor& acceptor = listener->acceptor;
-  asio::error_code problem;
-  acceptor.open(endpoint.protocol(), problem);
-  if (!problem) acceptor.set_option(Acceptor::reuse_address(true), problem);
-  if (!problem) acceptor.bind(endpoint, problem);
-  if (!problem) acceptor.listen(tcp::socket::max_listen_connections, problem);
-  if (!problem) AddListener(std::move(listener));
-  return problem;
-}
-
-void Server::AddListener(std::unique_ptr<Listener> listener) {
-  const char* what = listener->entrance == Session::Entrance::kProxy ? "listen for a proxy" : "listen";
-  service_.log.Write({.what = what, .note = Text(listener->acceptor.local_endpoint())});
-  listeners_.push_back(std::move(listener));
-}
-
 void Server::Run() {
-  for (const auto& listener : listeners_) {
+  for (const auto& listener : listeners_.All()) {
     asio::co_spawn(context_, Accept(*listener), [](const std::exception_ptr& problem) {
       if (problem) std::rethrow_exception(problem);
     });
@@ -131,7 +48,7 @@ void Server::Run() {
 
 // If memory or descriptors run out, the connected clients continue, and when they disconnect, new ones can be
 // accepted.
-asio::awaitable<void> Server::Accept(Listener& listener) {
+asio::awaitable<void> Server::Accept(Listeners::Listener& listener) {
   asio::steady_timer pause(context_);
   bool failed = false;
   while (!finishing_) {
@@ -149,7 +66,7 @@ asio::awaitable<void> Server::Accept(Listener& listener) {
   }
 }
 
-asio::awaitable<void> Server::AcceptNext(Listener& listener) {
+asio::awaitable<void> Server::AcceptNext(Listeners::Listener& listener) {
   tcp::socket socket(context_);
   asio::error_code problem;
   co_await listener.acceptor.async_accept(socket, asio::redirect_error(asio::use_awaitable, problem));
@@ -158,7 +75,7 @@ asio::awaitable<void> Server::AcceptNext(Listener& listener) {
   Begin(std::move(socket), listener.entrance);
 }
 
-void Server::Begin(tcp::socket socket, Session::Entrance entrance) {
+void Server::Begin(tcp::socket socket, Entrance entrance) {
   asio::error_code gone;
   const tcp::endpoint peer = socket.remote_endpoint(gone);
   Lobby* const lobby = gone ? nullptr : LobbyFor(peer.address(), entrance);
@@ -175,8 +92,8 @@ void Server::Begin(tcp::socket socket, Session::Entrance entrance) {
 }
 
 // Returns null for a connection that is not from an accepted proxy. The client of a proxy is not known yet.
-Lobby* Server::LobbyFor(const asio::ip::address& address, Session::Entrance entrance) {
-  if (entrance == Session::Entrance::kPlain)
+Lobby* Server::LobbyFor(const asio::ip::address& address, Entrance entrance) {
+  if (entrance == Entrance::kPlain)
     return service_.admission.allowed.Allows(address) ? &handshakes_ : &refused_;
   if (service_.options.proxy_from.Allows(address)) return &handshakes_;
   service_.status.NoteRefusal(
@@ -241,7 +158,7 @@ void Server::Finish() {
   finishing_ = true;
   manager_.ReportStopping();
   service_.log.Write({.what = "stop", .note = std::to_string(sessions_.size()) + " clients"});
-  for (const auto& listener : listeners_) listener->acceptor.close();
+  listeners_.Close();
   for (const std::shared_ptr<Session>& session : sessions_) session->Finish();
   grace_.expires_after(kGrace);
   grace_.async_wait([this](const asio::error_code& problem) {

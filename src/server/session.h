@@ -15,6 +15,7 @@
 #include "server/service.h"
 #include "server/status/client_record.h"
 #include "server/wire/conversation.h"
+#include "server/wire/entrance.h"
 #include "server/wire/handshake.h"
 #include "server/wire/lobby.h"
 #include "server/wire/stream.h"
@@ -25,11 +26,6 @@ namespace tvl::server {
 // disk or the lock table runs elsewhere.
 class Session {
  public:
-  enum class Entrance {
-    kPlain,
-    kProxy  // a proxy first reports its client
-  };
-
   // `lobby` contains the session until it is accepted.
   Session(Service& service, asio::ip::tcp::socket socket, Entrance entrance, Lobby& lobby);
   ~Session() { lobby_.Remove(*this); }

@@ -23,13 +23,6 @@ namespace tvl::cli {
 // Returns the client tag for a server: the first line of the tag file, else TVL_TAG, else an empty text.
 [[nodiscard]] std::string FindTag(const Options& options);
 
-struct ServerAddress {
-  std::string host;
-  unsigned int port;
-};
-// Parses "host:port" or "[address]:port". Throws Stop for anything else.
-[[nodiscard]] ServerAddress ParseServer(const std::string& text);
-
 }  // namespace tvl::cli
 
 #endif

@@ -9,6 +9,7 @@
 
 #include "cli/configuration.h"
 #include "cli/output/text.h"
+#include "cli/server_address.h"
 
 namespace tvl::cli {
 namespace {

@@ -35,7 +35,7 @@ int Registry::Open(const char* path, bool readOnly) {
   const std::lock_guard guard(mutex_);
   if (lastHandle_ == std::numeric_limits<int>::max()) return -1;
   const int handle = lastHandle_ + 1;
-  handles_.emplace(handle, Opened{table, readOnly, std::move(named)});
+  handles_.emplace(handle, Opened{table, readOnly, std::make_shared<const std::string>(std::move(named))});
   return lastHandle_ = handle;
 }
 

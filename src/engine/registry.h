@@ -31,7 +31,9 @@ struct OpenTable {
 struct Opened {
   std::shared_ptr<OpenTable> table;
   bool readOnly = false;
-  std::string path;  // with which it was opened
+  // With which it was opened. Shared, because every call copies this structure, and the end of a batch must
+  // not fail for lack of memory.
+  std::shared_ptr<const std::string> path;
 };
 
 // The handles of the process. Any thread may use it.

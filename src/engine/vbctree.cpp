@@ -266,7 +266,7 @@ int GetLastProblem() {
 int IsStillNamed(int handle) {
   return Guarded(0, [=] {
     const Opened opened = Registry::Get().Find(handle);
-    return opened.table != nullptr && opened.table->file.IsStill(opened.path) ? 1 : 0;
+    return opened.table != nullptr && opened.table->file.IsStill(*opened.path) ? 1 : 0;
   });
 }
 

@@ -1,9 +1,5 @@
 /* Exercises the C interface. Usage: PROGRAM TVLSERVER */
 
-#include <stdio.h>
-#include <stdlib.h>
-#include <unistd.h>
-
 #include "support.h"
 
 static void count_finding(const tvlc_finding* finding, void* count) {
@@ -25,17 +21,13 @@ static void test_making_a_store(void) {
 }
 
 int main(int argc, char** argv) {
-  char folder[] = "/tmp/tvl_c_XXXXXX";
-  char command[64];
-  if (argc != 2 || mkdtemp(folder) == NULL) return 2;
-  setenv("TVL_C_TEST_FOLDER", folder, 1);
-  make_folder("work");
+  if (argc != 2) return 2;
+  begin_test_folder();
   test_making_a_store();
   test_errors_and_processes();
   test_files();
   test_sync_and_locks();
   test_tables();
   test_server(argv[1]);
-  snprintf(command, sizeof command, "rm -rf %s", folder);
-  return system(command) == 0 && failed_checks() == 0 ? 0 : 1;
+  return end_test_folder();
 }

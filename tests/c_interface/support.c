@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 static int failures = 0;
+static char test_folder[] = "/tmp/tvl_c_XXXXXX";
 
 void check(int holds, const char* condition, const char* file, int line) {
   if (holds) return;
@@ -30,11 +31,22 @@ int failed_checks(void) {
   return failures;
 }
 
+void begin_test_folder(void) {
+  if (mkdtemp(test_folder) == NULL) exit(2);
+  make_folder("work");
+}
+
+int end_test_folder(void) {
+  char command[64];
+  snprintf(command, sizeof command, "rm -rf %s", test_folder);
+  return system(command) == 0 && failures == 0 ? 0 : 1;
+}
+
 const char* host(const char* name) {
   static char paths[8][512];
   static int next = 0;
   char* path = paths[next++ % 8];
-  snprintf(path, sizeof paths[0], "%s/%s", getenv("TVL_C_TEST_FOLDER"), name);
+  snprintf(path, sizeof paths[0], "%s/%s", test_folder, name);
   return path;
 }
 

@@ -23,6 +23,11 @@ void check_code(int expected, int code, const char* call, const char* file, int 
 void check_text(const char* expected, const char* text, const char* what, const char* file, int line);
 int failed_checks(void);
 
+/* Creates the folder of a test, with a folder "work", and removes it. The end returns the exit code of the
+ * test. */
+void begin_test_folder(void);
+int end_test_folder(void);
+
 /* Paths below the test's folder. The text is valid until the eighth call after it. */
 const char* host(const char* name);
 void write_file(const char* name, const char* text);

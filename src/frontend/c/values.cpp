@@ -1,10 +1,14 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <optional>
+#include <string>
 #include <string_view>
+#include <utility>
 
 #include <tvlclient/tvlc.h>
 
+#include "base/text.h"
 #include "frontend/c/array.h"
 #include "frontend/c/handle.h"
 #include "frontend/c/paths.h"
@@ -14,7 +18,6 @@ namespace {
 using std::string_view;
 using tvl::c::Array;
 using tvl::c::OnDirectory;
-using tvl::c::ReadOnly;
 
 constexpr std::size_t kLongestValue = 2047;
 
@@ -31,20 +34,29 @@ bool IsName(string_view name) {
          name.front() != '[' && name.front() != ' ' && name.back() != ' ';
 }
 
-// Reads a value. A value equal to both of two defaults does not exist.
-int Read(CTVLClientSmbOpr& client, const char* name, CString& value, bool& exists) {
-  CString other;
-  if (const int code = client.GetEnviron(name, "1", value)) return code;
-  if (const int code = client.GetEnviron(name, "2", other)) return code;
-  exists = string_view(value.GetString()) == other.GetString();
-  return TVL_OK;
+struct Search {
+  const char* name;
+  std::optional<std::string> value;
+};
+
+// The first line of a name counts.
+void Find(const char* name, const char* value, void* data) {
+  auto& search = *static_cast<Search*>(data);
+  if (!search.value && tvl::EqualNoCase(name, search.name)) search.value = value;
 }
 
-char* Allocated(const CString& text) {
-  const auto size = static_cast<std::size_t>(text.GetLength()) + 1;
-  auto* copy = static_cast<char*>(std::malloc(size));
+// Reads a value, which is empty if it does not exist. GetEnviron does not report that memory ran out.
+int Read(CTVLClientSmbOpr& client, const char* name, std::optional<std::string>& value) {
+  Search search = {name, {}};
+  const int code = client.ListEnviron(Find, &search);
+  value = std::move(search.value);
+  return code;
+}
+
+char* Allocated(const std::string& text) {
+  auto* copy = static_cast<char*>(std::malloc(text.size() + 1));
   if (copy == nullptr) throw std::bad_alloc();
-  std::memcpy(copy, text.GetString(), size);
+  std::memcpy(copy, text.c_str(), text.size() + 1);
   return copy;
 }
 
@@ -52,11 +64,10 @@ char* Allocated(const CString& text) {
 int Write(CTVLClientSmbOpr& client, const char* name, const char* value) {
   if (const int code = client.PutEnviron(name, value)) return code;
   const tvl::LastError reason = tvl::TakeLastError();
-  CString stored;
-  bool exists = false;
-  if (const int code = Read(client, name, stored, exists)) return code;
+  std::optional<std::string> stored;
+  if (const int code = Read(client, name, stored)) return code;
   tvl::RestoreLastError(reason);
-  const bool done = value == nullptr ? !exists : exists && string_view(stored.GetString()) == value;
+  const bool done = value == nullptr ? !stored : stored && *stored == value;
   return done ? TVL_OK : TVL_ERR_SERVER_FILE;
 }
 
@@ -75,10 +86,9 @@ void AddPack(const TVLUpdatePack* pack, void* data) {
 int tvlc_get_value(tvlc_store* store, const char* name, char** value) {
   return OnDirectory(store, {name, value}, [&](CTVLClientSmbOpr& client) -> int {
     if (!IsName(name)) return TVL_ERR_ARGUMENT;
-    CString text;
-    bool exists = false;
-    if (const int code = Read(client, name, text, exists)) return code;
-    *value = exists ? Allocated(text) : nullptr;
+    std::optional<std::string> text;
+    if (const int code = Read(client, name, text)) return code;
+    *value = text ? Allocated(*text) : nullptr;
     return TVL_OK;
   });
 }

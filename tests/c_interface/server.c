@@ -15,27 +15,29 @@ struct server {
   uint16_t port;
 };
 
-/* Starts a server and waits for its first message, before which it has written its port to a file. */
+/* Starts a server and reads its first message, which ends in its address and port. */
 static struct server start_server(const char* program) {
   struct server server = {-1, -1, 0};
   int ends[2];
-  char byte;
+  char message[256] = "";
+  size_t length = 0;
   const char* config = host("store/tvl.ini");
-  const char* port_file = host("port");
   CHECK(pipe(ends) == 0);
   server.process = fork();
   if (server.process == 0) {
     dup2(ends[1], STDERR_FILENO);
     close(ends[0]);
     close(ends[1]);
-    execl(program, program, "--config", config, "--listen", "127.0.0.1:0", "--port-file", port_file,
-          (char*)NULL);
+    execl(program, program, "--config", config, "--listen", "127.0.0.1:0", (char*)NULL);
     _exit(127);
   }
   close(ends[1]);
   server.messages = ends[0];
-  while (read(server.messages, &byte, 1) == 1 && byte != '\n') continue;
-  server.port = (uint16_t)atoi(read_file("port"));
+  while (length < sizeof message - 1 && read(server.messages, message + length, 1) == 1 &&
+         message[length] != '\n')
+    ++length;
+  CHECK(strstr(message, "listen") != NULL);
+  if (strrchr(message, ':') != NULL) server.port = (uint16_t)atoi(strrchr(message, ':') + 1);
   CHECK(server.port != 0);
   return server;
 }

@@ -7,7 +7,7 @@
 namespace tvl::engine {
 
 void KeptJournal::NoteSeen(const struct stat* status) {
-  isSeen_ = status != nullptr && status->st_size == 0 && IdentityOf(*status) == id_;
+  isSeen_ = status != nullptr && status->st_size == 0 && Is(*status);
   if (!isSeen_) Drop();
 }
 

@@ -33,6 +33,12 @@ class KeptJournal {
   // Returns the kept descriptor if it is that of the file that was seen, else -1.
   [[nodiscard]] int Reuse() const { return isSeen_ ? descriptor_ : -1; }
 
+  // The kept descriptor, or -1.
+  [[nodiscard]] int Descriptor() const { return descriptor_; }
+
+  // Returns true for the status of the kept file.
+  [[nodiscard]] bool Is(const struct stat& status) const { return IdentityOf(status) == id_; }
+
   // Keeps a descriptor that was opened for writing.
   void Keep(int descriptor, const FileIdentity& id);
 

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <condition_variable>
 #include <cstdarg>
+#include <cstdio>
 #include <mutex>
 #include <new>
 #include <string>
@@ -90,23 +91,39 @@ int Close(int descriptor) {
 }
 
 // A network file system may answer from a cache that is seconds old, from a time when the writer of the
-// journal was still alive.
-int StatFresh(const char* path, struct stat* status) {
+// journal was still alive. An SMB server is asked once by the kept descriptor and twice by the name.
+int StatFresh(const char* path, const KeptJournal& kept, struct stat* status) {
+  constexpr unsigned int kMask = STATX_SIZE | STATX_NLINK;
   struct statx fresh = {};
-  static_cast<void>(System().statx(AT_FDCWD, path, AT_STATX_FORCE_SYNC, STATX_SIZE | STATX_NLINK, &fresh));
+  const bool isFresh =
+      kept.Descriptor() >= 0 &&
+      System().statx(kept.Descriptor(), "", AT_EMPTY_PATH | AT_STATX_FORCE_SYNC, kMask, &fresh) == 0;
+  if (isFresh && System().stat(path, status) == 0 && kept.Is(*status)) return 0;
+  static_cast<void>(System().statx(AT_FDCWD, path, AT_STATX_FORCE_SYNC, kMask, &fresh));
   return System().stat(path, status);
 }
 
 int Stat(const char* path, struct stat* status) {
   if (regionInUse == nullptr || !IsJournal(path)) return System().stat(path, status);
   KeptJournal& journal = regionInUse->Journal();
-  int result = StatFresh(path, status);
-  if (result == 0 && journal.DropDeleted(*status)) result = StatFresh(path, status);
+  int result = StatFresh(path, journal, status);
+  if (result == 0 && journal.DropDeleted(*status)) result = StatFresh(path, journal, status);
   const int problem = errno;
   if (result != 0 && problem != ENOENT) regionInUse->NoteUnseenJournal();
   journal.NoteSeen(result == 0 ? status : nullptr);
   errno = problem;
   return result;
+}
+
+// Truncates a journal by a name, because an SMB client makes the server write a file to its disk before it is
+// truncated through a descriptor. SQLite does that itself, before and afterwards.
+int Truncate(int descriptor, off_t length) {
+  if (regionInUse != nullptr && regionInUse->Journal().Has(descriptor)) {
+    char name[32];
+    std::snprintf(name, sizeof name, "/proc/self/fd/%d", descriptor);
+    if (System().truncate(name, length) == 0) return 0;
+  }
+  return System().ftruncate(descriptor, length);
 }
 
 // SQLite opens the folder to sync it whenever it has opened a journal. Once is enough for a journal that is
@@ -173,7 +190,7 @@ bool ReplaceSystemCalls() {
       {"pread64", AsSystemCall(Through<&SystemCalls::pread>::Call)},
       {"pwrite", AsSystemCall(Through<&SystemCalls::pwrite>::Call)},
       {"pwrite64", AsSystemCall(Through<&SystemCalls::pwrite>::Call)},
-      {"ftruncate", AsSystemCall(Through<&SystemCalls::ftruncate>::Call)},
+      {"ftruncate", AsSystemCall(Truncate)},
       {"fchmod", AsSystemCall(Through<&SystemCalls::fchmod>::Call)},
       {"unlink", AsSystemCall(Through<&SystemCalls::unlink>::Call)},
       {"lstat", AsSystemCall(Through<&SystemCalls::lstat>::Call)},

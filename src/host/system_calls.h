@@ -40,6 +40,7 @@ struct statvfs;
   CALL(int, fstatat, (int folder, const char* name, struct stat* status, int flags))                   \
   CALL(ssize_t, getdents, (int folder, void* entries, std::size_t size))                               \
   CALL(int, statx, (int folder, const char* name, int flags, unsigned int mask, struct statx* status)) \
+  CALL(int, truncate, (const char* path, off_t length))                                                \
   CALL(int, ftruncate, (int file, off_t length))                                                       \
   CALL(int, clone, (int target, int source))                                                           \
   CALL(ssize_t, copy_file_range, (int source, int target, std::size_t count))                          \

@@ -7,7 +7,8 @@
 
 namespace tvl {
 
-// Returns a part name that this process has not used before. May throw std::bad_alloc.
+// Returns a part name that this process has not used before and that processes of other computers hardly use.
+// May throw std::bad_alloc.
 [[nodiscard]] std::string NextPartName();
 
 // Removes the parts in a folder that nobody holds. Returns their number.

@@ -11,6 +11,7 @@
 #include <string>
 #include <utility>
 
+#include "host/first_number.h"
 #include "host/system_calls.h"
 #include "platform/held_file.h"
 #include "platform/host_path.h"
@@ -27,7 +28,7 @@ constexpr std::size_t kBlock = 4096;
 // Returns a name next to `path` that searches for markers do not find and that is not longer than that of a
 // marker.
 std::string TemporaryName(const std::string& path) {
-  static constinit std::atomic<unsigned int> count = 0;
+  static std::atomic<unsigned int> count = FirstNumber();
   char name[32];
   std::snprintf(name, sizeof name, ".%x.%x.new", static_cast<unsigned int>(getpid()), count++);
   return path.substr(0, path.find_last_of("\\/") + 1) + name;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/descriptor.h"
+#include "host/first_number.h"
 #include "host/folder_reader.h"
 #include "host/system_calls.h"
 #include "platform/files.h"
@@ -16,8 +17,6 @@
 
 namespace tvl {
 namespace {
-
-std::atomic<unsigned int> last_number = 0;
 
 std::vector<std::string> PartsIn(const char* folder) {
   std::vector<std::string> parts;
@@ -33,6 +32,7 @@ std::vector<std::string> PartsIn(const char* folder) {
 }  // namespace
 
 std::string NextPartName() {
+  static std::atomic<unsigned int> last_number = FirstNumber();
   return PartName(static_cast<unsigned int>(getpid()), ++last_number);
 }
 

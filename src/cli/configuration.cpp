@@ -18,12 +18,14 @@
 #include "cli/output/text.h"
 #include "cli/stall_watch.h"
 #include "host/descriptor.h"
+#include "host/local_turn.h"
 #include "host/system_calls.h"
 
 namespace tvl::cli {
 namespace {
 
 constexpr std::size_t kLongestPath = 259;
+constexpr char kWritersLock[] = ".lock";  // suffix of the file that writers of a configuration lock
 
 struct ConfigProblem {
   int code;
@@ -55,16 +57,26 @@ void CloseWithoutDelay(int descriptor) {
   errno = problem;
 }
 
-// Opens the file for reading. Tries again for a while, because a file can be inaccessible while another
-// computer replaces it; on SMB, until this computer asks again which file has the name.
+// Returns whether a failure to open the file may pass because another computer replaces it. On SMB a file
+// that has been written before can also be missing for a moment.
+bool IsBeingReplaced(const std::string& file, int problem) {
+  struct stat status = {};
+  return problem == ESTALE || problem == EACCES || problem == EINVAL ||
+         (problem == ENOENT && stat((file + kWritersLock).c_str(), &status) == 0);
+}
+
+// Opens the file for reading. Tries again for a while if it is being replaced; on SMB, until this computer
+// asks again which file has the name.
 Descriptor OpenConfiguration(const std::string& file) {
   constexpr std::chrono::milliseconds kPause{5};
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(1);
   for (;;) {
     Descriptor descriptor(System().open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK, 0));
     CloseWithoutDelay(descriptor.Get());
-    const bool passes = !descriptor.IsOpen() && (errno == ESTALE || errno == EACCES || errno == EINVAL);
-    if (!passes || std::chrono::steady_clock::now() >= end) return descriptor;
+    const int problem = descriptor.IsOpen() ? 0 : errno;
+    const bool passes = IsBeingReplaced(file, problem) && std::chrono::steady_clock::now() < end;
+    errno = problem;
+    if (!passes) return descriptor;
     std::this_thread::sleep_for(kPause);
     struct statx ignored = {};
     static_cast<void>(System().statx(AT_FDCWD, file.c_str(), AT_STATX_FORCE_SYNC, STATX_INO, &ignored));
@@ -73,6 +85,7 @@ Descriptor OpenConfiguration(const std::string& file) {
 
 // Returns an errno value if the file cannot be read, else 0.
 int ReadProblem(const std::string& file) {
+  const LocalTurn turn(file.c_str());
   const Descriptor descriptor = OpenConfiguration(file);
   if (!descriptor.IsOpen()) return errno;
   struct stat status = {};

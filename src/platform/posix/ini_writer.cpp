@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "host/file_access.h"
+#include "host/local_turn.h"
 #include "host/sync.h"
 #include "host/system_calls.h"
 #include "host/write_all.h"
@@ -52,8 +53,10 @@ struct OldFile {
 
   // Opens the file for writing, because that requires the right to change it, which a rename alone does not.
   [[nodiscard]] int Read(const std::string& path) {
-    return Retry(kRetrySeconds, IsStaleOrDenied, [&] {
+    const auto passes = [&](int problem) { return IsBeingReplaced(path, problem); };
+    return Retry(kRetrySeconds, passes, [&] {
       contents.clear();
+      const LocalTurn turn(path.c_str());
       const OpenFile file(path.c_str(), O_RDWR);
       if (!file.IsOpen()) return LastErrorCode();
       file.CloseWithoutDelay();
@@ -91,6 +94,7 @@ class Turn {
 
  private:
   int Open() {
+    const LocalTurn turn(path_.c_str());
     file_.emplace(path_.c_str(), O_RDWR);
     if (file_->IsOpen() || LastErrorCode() != ENOENT) return file_->IsOpen() ? 0 : LastErrorCode();
     return Create();
@@ -159,7 +163,7 @@ class Part {
 
 // Resolves links, so that the new contents replace the file and not a link. Creates a missing file, unless it
 // disappeared in a refused rename and only its part is left.
-Outcome Resolve(const char* path, std::string& resolved) {
+Outcome ResolveOnce(const char* path, std::string& resolved) {
   char target[PATH_MAX];
   if (System().realpath(HostPath(path).Text(), target) == nullptr) {
     const std::string part = PartOf(HostPath(path).Text());
@@ -171,6 +175,18 @@ Outcome Resolve(const char* path, std::string& resolved) {
   }
   resolved = target;
   return {0, {}};
+}
+
+// Another writer may be about to give the part the name of the missing file.
+Outcome Resolve(const char* path, std::string& resolved) {
+  Outcome outcome = {};
+  static_cast<void>(Retry(
+      kRetrySeconds, [](int problem) { return problem == EEXIST; },
+      [&] {
+        outcome = ResolveOnce(path, resolved);
+        return outcome.problem;
+      }));
+  return outcome;
 }
 
 struct Change {

@@ -32,8 +32,8 @@ constexpr long kRetryPauseNanoseconds = 1'000'000;
 
 // Calls `attempt`, which returns 0 or an errno value, until `passes` returns false for its result, but for at
 // most `seconds`. Returns the last result.
-template <typename Attempt>
-[[nodiscard]] int Retry(int seconds, bool (*passes)(int problem), Attempt attempt) {
+template <typename Passes, typename Attempt>
+[[nodiscard]] int Retry(int seconds, Passes passes, Attempt attempt) {
   timespec start = {};
   clock_gettime(CLOCK_MONOTONIC, &start);
   for (;;) {

@@ -1,7 +1,14 @@
 #include "platform/files.h"
 
+
+#include <atomic>
+#include <latch>
+#include <memory>
+#include <thread>
+
 #include "base/file_helpers.h"
 #include "base/low_file.h"
+#include "host/local_turn.h"
 #include "platform/host_path.h"
 #include "support/faults.h"
 #include "support/testing.h"
@@ -54,6 +61,22 @@ TEST(LowFile, RetriesInterruptedCallsAndReportsOtherFailures) {
   EXPECT_EQ(LowRead(INVALID_HANDLE_VALUE, got, 1), kLowFailed);
   EXPECT_NE(fcntl(static_cast<int>(reader.Handle()), F_GETFD) & FD_CLOEXEC, 0)
       << "a program that is started must not get it";
+}
+
+TEST(LocalTurn, StartsOnlyAfterTheOneBefore) {
+  std::atomic<bool> ended = false;
+  auto first = std::make_unique<tvl::LocalTurn>("/a");
+  std::latch started(1);
+  std::thread second([&] {
+    started.count_down();
+    const tvl::LocalTurn turn("/a");
+    EXPECT_TRUE(ended);
+  });
+  started.wait();
+  for (int left = 1000; left > 0; --left) std::this_thread::yield();
+  ended = true;
+  first.reset();
+  second.join();
 }
 
 TEST(HostPathText, ConvertsSeparatorsAndNeverNamesAnotherFile) {

@@ -4,14 +4,14 @@ import argparse
 import sys
 from pathlib import Path
 
-from cases import Context, configuration, doctor, exclusion, failures, people, power, quickstart, requests
+from cases import Context, configuration, doctor, exclusion, failures, last_release, people, power, quickstart, requests
 from lab import shell
 from lab.fleet import Fleet
 from lab.kinds import KINDS
 from lab.machine import Failed, Place
 from report import Report, Result
 
-MODULES = (quickstart, doctor, configuration, exclusion, people, failures, requests, power)
+MODULES = (quickstart, doctor, configuration, exclusion, people, last_release, failures, requests, power)
 CASES = [case for module in MODULES for case in module.CASES]
 
 

@@ -1,25 +1,17 @@
-"""How many requests a client has sent to the file server, as its kernel counts them."""
+"""How many round trips to the file server a client has made."""
 
 import re
 from contextlib import contextmanager
 
 from .kinds import MOUNT
+from .wire import Wire
 
 
 def _nfs_requests(machine):
+    """As the client's kernel counts them. The lock manager of NFS 3 counts its own apart, and they are not in here."""
     text = machine.must("cat /proc/self/mountstats")
     mounted = text[text.index(f"mounted on {MOUNT} "):].split("\ndevice ", 1)[0]
     return {name: int(count) for name, count in re.findall(r"^\s+([A-Z_0-9]+): (\d+) \d+ \d+ \d+ \d+ \d+ \d+ \d+", mounted, re.M)}
-
-
-def _smb_requests(machine):
-    text = machine.must("cat /proc/fs/cifs/Stats")
-    return {name: int(count) for name, count in re.findall(r"^(\w+): (\d+) total", text, re.M)}
-
-
-def read(machine, kind):
-    """Requests so far by kind of request. The lock manager of NFS 3 counts its own apart, and they are not in here."""
-    return _smb_requests(machine) if kind.is_smb else _nfs_requests(machine)
 
 
 class Sent:
@@ -40,7 +32,13 @@ class Sent:
 
 @contextmanager
 def counted(machine, kind):
-    sent, before = Sent(), read(machine, kind)
+    sent = Sent()
+    if kind.is_smb:
+        wire = Wire(machine.cable)
+        yield sent
+        sent.by_kind = wire.end()
+        return
+    before = _nfs_requests(machine)
     yield sent
-    after = read(machine, kind)
+    after = _nfs_requests(machine)
     sent.by_kind = {name: after[name] - before.get(name, 0) for name in after if after[name] > before.get(name, 0)}

@@ -1,6 +1,5 @@
 #include "platform/files.h"
 
-
 #include <atomic>
 #include <latch>
 #include <memory>

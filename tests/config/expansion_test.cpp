@@ -1,7 +1,5 @@
 #include <pthread.h>
 
-#include <cstdio>
-
 #include "config/config.h"
 #include "support/testing.h"
 

@@ -1,7 +1,6 @@
 #include <dlfcn.h>
 
 #include <cstdarg>
-#include <cstdint>
 
 #include "engine/engine.h"
 #include "support/faults.h"

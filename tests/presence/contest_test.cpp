@@ -5,12 +5,12 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <iostream>
 #include <memory>
 #include <optional>
 #include <random>
+#include <sstream>
 #include <thread>
 
 #include "presence/clients.h"

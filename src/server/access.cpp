@@ -1,6 +1,7 @@
 #include "server/access.h"
 
 #include <fcntl.h>
+#include <net/if.h>
 
 #include <algorithm>
 #include <stdexcept>
@@ -38,6 +39,16 @@ std::string Trimmed(std::string_view line) {
 Right RightNamed(std::string_view word) {
   if (word == "write") return Right::kWrite;
   return word == "read" ? Right::kRead : Right::kNone;
+}
+
+// A link-local address may be followed by "%" and the name or number of its link. The parser of addresses
+// accepts anything there, so that a typing error would go unnoticed.
+bool HasGoodLink(std::string_view network) {
+  const std::size_t percent = network.find('%');
+  if (percent == std::string_view::npos) return true;
+  const std::string_view rest = network.substr(percent + 1);
+  const std::string_view link = rest.substr(0, rest.find('/'));
+  return !link.empty() && link.size() < IF_NAMESIZE && link.find_first_of(":,% \t") == std::string_view::npos;
 }
 
 std::string ReadList(const std::string& path, const char* what) {
@@ -104,7 +115,8 @@ void AllowedAddresses::AddNetwork(const std::string& network) {
     return;
   }
   const asio::ip::network_v6 v6 = asio::ip::make_network_v6(single ? network + "/128" : network, problem);
-  if (problem) throw std::runtime_error("not a valid address or network: " + network);
+  if (problem || !HasGoodLink(network))
+    throw std::runtime_error("not a valid address or network: " + network);
   if (v6.address().is_v4_mapped() && v6.prefix_length() >= kMappedBits) {
     const auto bits = static_cast<unsigned short>(v6.prefix_length() - kMappedBits);
     v4_.push_back(asio::ip::network_v4(Plain(v6.address()).to_v4(), bits).canonical());

@@ -132,7 +132,8 @@ TEST(ServerAccess, DependsOnNetwork) {
     for (const string& address : row.in) EXPECT_TRUE(allows(address)) << address;
     for (const string& address : row.out) EXPECT_FALSE(allows(address)) << address;
   }
-  for (const char* wrong : {"", "10.0.0", "10.0.0.0/33", "here", "10.0.0.0/", "::/129"}) {
+  for (const char* wrong : {"", "10.0.0", "10.0.0.0/33", "here", "10.0.0.0/", "::/129", "fe80::1%,fe80::2",
+                            "fe80::1%eth0:fe80::2/10", "fe80::1%", "fe80::1%a_name_too_long_for_a_link"}) {
     EXPECT_THROW(AllowedAddresses().Add(wrong), std::runtime_error) << wrong;
   }
 }

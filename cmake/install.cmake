@@ -32,6 +32,17 @@ endif()
 if(TARGET tvl)
   set_target_properties(tvl PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
   install(TARGETS tvl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tvl)
+  # Debian keeps the functions of its packages in a folder of their own; site-functions is for the site.
+  set(zsh_functions site-functions)
+  if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+    set(zsh_functions vendor-completions)
+  endif()
+  set(completion ${PROJECT_SOURCE_DIR}/src/cli/completion)
+  install(FILES ${completion}/tvl.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME tvl
+    COMPONENT tvl)
+  install(FILES ${completion}/tvl.zsh DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/${zsh_functions} RENAME _tvl
+    COMPONENT tvl)
+  install(FILES ${completion}/tvl.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT tvl)
 endif()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/tvlclient DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 

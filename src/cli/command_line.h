@@ -62,6 +62,10 @@ void AddValueCommands(CLI::App& app, Invocation& invocation);
 void AddServiceCommands(CLI::App& app, Invocation& invocation);
 void AddPingCommand(CLI::App& app, Invocation& invocation);
 void AddDoctorCommand(CLI::App& app, Invocation& invocation);
+void AddCompletionCommands(CLI::App& app, Invocation& invocation);
+
+// Describes the whole program: its options and all commands.
+void DescribeProgram(CLI::App& app, Invocation& invocation);
 
 }  // namespace tvl::cli
 

@@ -4,12 +4,10 @@
 #include <chrono>
 #include <cstdio>
 #include <exception>
-#include <memory>
 #include <optional>
 #include <string>
 
 #include "cli/command_line.h"
-#include "cli/help_formatter.h"
 #include "cli/interrupt.h"
 #include "cli/output/reporter.h"
 #include "cli/stall_watch.h"
@@ -17,43 +15,6 @@
 
 namespace tvl::cli {
 namespace {
-
-constexpr char kAbout[] = "Fetches files from a shared store of the Tavolis File System and stores them.";
-constexpr char kFooter[] = R"(Examples:
-  tvl init /srv/store
-  tvl --config /srv/store/tvl.ini put report.pdf
-  tvl --config /srv/store/tvl.ini get -r docs
-
-Exit status: 0 done, 1 failed, 2 wrong usage, 3 something was skipped,
-4 in use by another client, 5 store or server unreachable or lock lost,
-6 not found, 7 not allowed, 130 interrupted.
-
-Run 'tvl COMMAND --help' for the options and examples of a command.)";
-
-void DescribeProgram(CLI::App& app, Invocation& invocation) {
-  app.name("tvl");
-  app.footer(kFooter);
-  app.formatter(std::make_shared<HelpFormatter>());
-  app.require_subcommand(0, 1);
-  app.fallthrough();
-  app.set_help_flag("-h,--help", "Print this help and exit");
-  app.set_version_flag("--version", "tvl " TVL_VERSION, "Print the version and exit");
-  AddOptions(app, invocation.options);
-  AddStoreCommands(app, invocation);
-  AddShowCommands(app, invocation);
-  AddTransferCommands(app, invocation);
-  AddListCommand(app, invocation);
-  AddTreeCommands(app, invocation);
-  AddSyncCommands(app, invocation);
-  AddHashCommand(app, invocation);
-  AddLockCommands(app, invocation);
-  AddLockListings(app, invocation);
-  AddTableCommands(app, invocation);
-  AddValueCommands(app, invocation);
-  AddServiceCommands(app, invocation);
-  AddPingCommand(app, invocation);
-  AddDoctorCommand(app, invocation);
-}
 
 std::string HelpHint(const std::string& command) {
   return "try 'tvl " + command + (command.empty() ? "" : " ") + "--help'";
@@ -105,7 +66,7 @@ ExitStatus FlushOutput(ExitStatus status) {
 
 int Main(int count, char** arguments) try {
   Invocation invocation;
-  CLI::App app(kAbout);
+  CLI::App app;
   DescribeProgram(app, invocation);
   try {
     app.parse(MarkedArguments(count, arguments));

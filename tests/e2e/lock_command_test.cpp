@@ -26,7 +26,8 @@ TEST_F(TvlTest, HeldLockIsRefusedUntilOwnerDies) {
              {0, {"locks", "ORD*"}, {"ORD1    alive"}},
              {0, {"who", "tvlc"}, {"tvlc"}}});
   EXPECT_FALSE(folder.Exists("work/ran"));
-  EXPECT_EQ(Expect(0, {"locks", "X*"}).out, "");
+  const ProcessResult none = Expect(0, {"locks", "X*"});
+  EXPECT_EQ(none.out + none.err, "tvl: locks: no lock matches 'X*'\n");
   ExpectJson(0, {"locks"}, {"\"ORD1\""});
 
   const pid_t under_it = std::stoi(folder.Read("work/running"));
@@ -51,7 +52,9 @@ TEST_F(TvlTest, LockPassesOnExitCodesAndSignals) {
   holder.Signal(SIGTERM);
   EXPECT_EQ(holder.Finish().exit, 3);
   ExpectJson(0, {"lock", "A"}, {"\"state\":1"});  // until the end of its input
-  EXPECT_EQ(Expect(0, {"locks"}).out, "");
+  EXPECT_EQ(Expect(0, {"locks"}).err, "tvl: locks: there are no locks\n");
+  EXPECT_EQ(Expect(0, {"who"}).err, "tvl: who: no other client is connected\n");
+  EXPECT_EQ(Expect(0, {"-q", "who"}).err, "");
 }
 
 // Control characters of both sets and of the direction of writing; a wide character takes two columns.

@@ -39,13 +39,18 @@ void AddLock(const TVLStandingLock* lock, void* listing_to_fill) {
       .Number("pid", lock->pid);
 }
 
+// `nothing` says what it means that there are no rows.
 void PrintListing(const Options& options, Reporter& reporter, const char* key, Row head,
-                  std::vector<Row> rows, const std::vector<JsonObject>& documents) {
+                  std::vector<Row> rows, const std::vector<JsonObject>& documents,
+                  const std::string& nothing) {
   if (reporter.PrintsJson()) {
     reporter.Print(reporter.Document().Array(key, documents));
     return;
   }
-  if (rows.empty()) return;
+  if (rows.empty()) {
+    reporter.Notice({}, nothing);
+    return;
+  }
   if (!options.quiet) rows.insert(rows.begin(), std::move(head));
   reporter.PrintColumns(rows);
 }
@@ -63,7 +68,8 @@ ExitStatus RunLocks(const Options& options, Reporter& reporter, const std::strin
   if (code != TVL_OK) throw Stop({}, LibraryFailure(code));
   PrintListing(options, reporter, "locks",
                {"OBJECT", "OWNER", "USER", "COMPUTER", "ADDRESS", "CLASS", "INSTANCE", "PROCESS"},
-               listing.rows, listing.documents);
+               listing.rows, listing.documents,
+               pattern.empty() ? "there are no locks" : "no lock matches '" + pattern + "'");
   return kDone;
 }
 
@@ -93,8 +99,10 @@ ExitStatus RunWho(const Options& options, Reporter& reporter, const std::string&
   const std::string wanted = client_class.empty() ? "*" : client_class;
   const int code = DirectoryOf(store, options).ListInstances(wanted.c_str(), AddInstance, &listing);
   if (code != TVL_OK) throw Stop({}, LibraryFailure(code));
-  PrintListing(options, reporter, "instances", {"COMPUTER", "ADDRESS", "CLASS", "INSTANCE", "PROCESS"},
-               listing.rows, listing.documents);
+  PrintListing(
+      options, reporter, "instances", {"COMPUTER", "ADDRESS", "CLASS", "INSTANCE", "PROCESS"}, listing.rows,
+      listing.documents,
+      "no other client" + (client_class.empty() ? "" : " of class '" + client_class + "'") + " is connected");
   return kDone;
 }
 

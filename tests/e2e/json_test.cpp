@@ -92,13 +92,13 @@ class JsonOutput : public TvlTest {
     std::istringstream lines(ExpectJson(exit, words));
     for (std::string line; std::getline(lines, line);) {
       last = json::parse(line);
-      if (last.contains("command")) EXPECT_EQ(last["command"], command);
+      EXPECT_EQ(last.value("command", command), command);
       const bool failed = last.contains("type");
       Members& members = seen_[failed ? kFailures : command];
       AddMembers(last, {}, members);
       if (!failed) members.erase("command");
     }
-    if (last.contains("type")) EXPECT_EQ(last["exit"], exit);
+    EXPECT_EQ(last.value("exit", exit), exit);
     if (exit != 0 && last.contains("type")) failed_.insert(command);
   }
 

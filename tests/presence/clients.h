@@ -1,6 +1,8 @@
 #ifndef TVL_TESTS_PRESENCE_CLIENTS_H
 #define TVL_TESTS_PRESENCE_CLIENTS_H
 
+#include <array>
+
 #include "base/low_file.h"
 #include "presence/connection.h"
 #include "support/helper_process.h"
@@ -46,6 +48,6 @@ struct HeldMarker : tvl::LowFile {
 };
 
 // The three lock operations.
-constexpr auto kOperations = {&CConnection::Lock, &CConnection::Unlock, &CConnection::CheckLock};
+inline constexpr std::array kOperations = {&CConnection::Lock, &CConnection::Unlock, &CConnection::CheckLock};
 
 #endif

@@ -39,6 +39,7 @@ OwnFiles::OwnFiles(const Store& store) {
 }
 
 bool OwnFiles::IsConfigurationName(const std::string& path) const {
+  if (configuration_.empty()) return false;
   const std::string base = BaseOf(path);
   const bool named = strcasecmp(base.c_str(), BaseOf(configuration_).c_str()) == 0 ||
                      strcasecmp(base.c_str(), BaseOf(configuration_lock_).c_str()) == 0;
@@ -46,7 +47,6 @@ bool OwnFiles::IsConfigurationName(const std::string& path) const {
 }
 
 bool OwnFiles::IncludeEntry(const std::string& path) const {
-  if (configuration_.empty()) return false;
   const auto status = StatusOf(path);
   return (status && Hold(*status)) || IsConfigurationName(path);
 }

@@ -15,6 +15,8 @@ using TvlConnection = TvlTest;
 
 TEST_F(TvlConnection, EveryRefusalHasItsTextAndExitCode) {
   folder.Write("work/a", "a");
+  folder.Write("work/tree/a", "a");
+  folder.Make("work/tree/empty");
   const struct {
     Words replies;
     Words command;
@@ -39,6 +41,7 @@ TEST_F(TvlConnection, EveryRefusalHasItsTextAndExitCode) {
       {{kAccepted, "0", "20\tright"}, {"put", "a"}, 7, "not allow this client to do that (code 20)\n"},
       {{kAccepted, "20"}, {"get", "b"}, 6, "or this client lacks permission (code 20)\n"},
       {{kAccepted, "20"}, {"put", "a"}, 1, "or this client lacks permission (code 20)\n"},
+      {{kAccepted, "0", "0", "0"}, {"put", "-r", "tree"}, 3, "put tree/empty: skipped: an empty folder"},
       {{kAccepted, "4\tpc7"}, {"lock", "A", "--", "touch", "ran"}, 5, "not locked: unknown answer 4\n"},
       {{kAccepted, "-1"}, {"lock", "A", "--", "touch", "ran"}, 5, "not locked: unknown answer -1\n"},
       {{kAccepted, "0"}, {"lock", "A", "--", "touch", "ran"}, 5, "the lock table cannot be used\n"},

@@ -133,7 +133,11 @@ void TransferPlan::WalkFolder(const NamePair& names) {
     if (Interrupted()) return;
     WalkEntry({Joined(names.remote, entry), Joined(names.local, entry)}, there.Lack(entry));
   }
-  if (jobs_.size() == before) jobs_.push_back({names, true, {}, false});
+  if (jobs_.size() > before) return;
+  if (direction_ == Direction::kPut && !store_.IsDirectory())
+    log_.ReportSkipped(names, "an empty folder, which a server does not create");
+  else
+    jobs_.push_back({names, true, {}, false});
 }
 
 void TransferPlan::WalkEntry(const NamePair& names, bool is_new) {

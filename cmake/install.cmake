@@ -8,6 +8,9 @@ install(TARGETS tvlclient EXPORT tvlclientTargets
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 # Where the library looks for its table engine.
 install(TARGETS vbctree LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/tvlclient COMPONENT engine)
+if(TARGET vbctree-postgres)
+  install(TARGETS vbctree-postgres LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/tvlclient COMPONENT engine-postgresql)
+endif()
 # The server is installed next to the engine, which it looks for there, and is called through a link.
 if(TARGET tvlserver)
   install(TARGETS tvlserver RUNTIME DESTINATION ${CMAKE_INSTALL_LIBDIR}/tvlclient COMPONENT server)

@@ -58,7 +58,7 @@ need_packages() {
 }
 
 BUILD_PACKAGES=(g++ cmake ninja-build pkg-config zlib1g-dev libsqlite3-dev libcli11-dev libasio-dev nlohmann-json3-dev
-  libcpp-httplib-dev scdoc)
+  libcpp-httplib-dev libpq-dev scdoc)
 TEST_PACKAGES=("${BUILD_PACKAGES[@]}" libgtest-dev libbenchmark-dev clang-format abigail-tools groff-base doxygen
   mypy python3-setuptools python3-wheel zsh fish)
 PACKAGING_PACKAGES=(debhelper dh-python dpkg-dev fakeroot lintian)

@@ -12,6 +12,7 @@
 #include "platform/host_path.h"
 #include "store/layout.h"
 #include "table/engine_binding.h"
+#include "table/tables_file.h"
 #include "transfer/compare.h"
 #include "transfer/sha1.h"
 #include "transfer/version.h"
@@ -142,9 +143,16 @@ int CTVLClientSmbOpr::State::SettleDirectories(char* directory) {
   return AddTrailingBackslash(opr.workingDirectory) == 0 ? TVL_ERR_LOCAL_FILE : TVL_OK;
 }
 
+std::unique_ptr<CConnection> CTVLClientSmbOpr::State::NewReader() const {
+  if (!previewed) return nullptr;
+  tvl::ObeyTablesFile(config);
+  return std::make_unique<CConnection>(config.locksDir, config.procsDir, "");
+}
+
 // Registers this instance in the store, after ending the presence of a former opening.
 void CTVLClientSmbOpr::State::Register(const char* className) {
   connection.reset();
+  tvl::ObeyTablesFile(config);
   connection = std::make_unique<CConnection>(config.locksDir, config.procsDir, className);
   opr.instanceId = connection->AllocateInstance();
 }

@@ -35,9 +35,7 @@ struct CTVLClientSmbOpr::State {
   [[nodiscard]] bool MayLook() const { return previewed || IsAlive(); }
 
   // What looks at the store after Preview, without a presence of its own; null on an open connection.
-  [[nodiscard]] std::unique_ptr<CConnection> NewReader() const {
-    return previewed ? std::make_unique<CConnection>(config.locksDir, config.procsDir, "") : nullptr;
-  }
+  [[nodiscard]] std::unique_ptr<CConnection> NewReader() const;
 
   // Parts of `Open` and Preview. Each may throw std::bad_alloc.
   int SettleDirectories(char* directory);

@@ -5,8 +5,8 @@
 
 #include "engine/batch.h"
 #include "engine/last_error.h"
-#include "engine/sqlite_library.h"
-#include "engine/sqlite_table.h"
+#include "engine/sqlite/library.h"
+#include "engine/storage.h"
 #include "host/fork_guard.h"
 
 namespace tvl::engine {
@@ -31,7 +31,7 @@ int Registry::Open(const char* path, bool readOnly) {
   std::optional<TableFile> file = TableFile::Share(dataFile, patience);
   if (!file) return -1;
   const std::shared_ptr<OpenTable> table = TableFor(std::move(*file));
-  if (!OpenStorage(*table, dataFile, patience)) return -1;
+  if (!OpenRows(*table, dataFile, patience)) return -1;
   const std::lock_guard guard(mutex_);
   if (lastHandle_ == std::numeric_limits<int>::max()) return -1;
   const int handle = lastHandle_ + 1;
@@ -49,10 +49,10 @@ std::shared_ptr<OpenTable> Registry::TableFor(TableFile file) {
   return table;
 }
 
-bool Registry::OpenStorage(OpenTable& table, const std::string& path, Patience& patience) {
+bool Registry::OpenRows(OpenTable& table, const std::string& path, Patience& patience) {
   const Turn turn(table.turn, patience);
   if (!turn.Has()) return false;
-  if (table.storage == nullptr) table.storage = SqliteTable::Open(path, table.file, patience);
+  if (table.storage == nullptr) table.storage = OpenStorage(path, table.file, patience);
   return table.storage != nullptr;
 }
 

@@ -54,7 +54,7 @@ class Registry {
   Registry();
 
   [[nodiscard]] std::shared_ptr<OpenTable> TableFor(TableFile file);
-  [[nodiscard]] static bool OpenStorage(OpenTable& table, const std::string& path, Patience& patience);
+  [[nodiscard]] static bool OpenRows(OpenTable& table, const std::string& path, Patience& patience);
   [[nodiscard]] Opened Take(int handle);
 
   static void BeforeFork();

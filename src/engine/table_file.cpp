@@ -89,18 +89,14 @@ bool LockWhole(int descriptor) {
   return true;
 }
 
-// Everyone who may write in the folder must be able to use the table, regardless of the umask of this
-// process.
-void TakeModeOfFolder(int descriptor, const std::string& path) {
-  struct stat folder = {};
-  if (System().stat(FolderOf(path).c_str(), &folder) == 0)
-    System().fchmod(descriptor, folder.st_mode & kReadWriteBits);
+int OpenExisting(const std::string& path) {
+  return ForkGuard::Open(path.c_str(), O_RDWR | O_NONBLOCK, 0);
 }
 
 int OpenOrMake(const std::string& path) {
   const int made = ForkGuard::Open(path.c_str(), O_RDWR | O_CREAT | O_EXCL, kReadWriteBits);
   if (made >= 0) TakeModeOfFolder(made, path);
-  return made >= 0 || errno != EEXIST ? made : ForkGuard::Open(path.c_str(), O_RDWR | O_NONBLOCK, 0);
+  return made >= 0 || errno != EEXIST ? made : OpenExisting(path);
 }
 
 std::string RealPath(const std::string& path) {
@@ -109,6 +105,12 @@ std::string RealPath(const std::string& path) {
 }
 
 }  // namespace
+
+void TakeModeOfFolder(int descriptor, const std::string& path) {
+  struct stat folder = {};
+  if (System().stat(FolderOf(path).c_str(), &folder) == 0)
+    System().fchmod(descriptor, folder.st_mode & kReadWriteBits);
+}
 
 std::string NamedPath(const char* table) {
   std::string path(table);
@@ -126,6 +128,14 @@ std::string DataFilePath(const std::string& path) {
   const std::string folder = RealPath(FolderOf(path));
   const std::size_t slash = path.rfind('/');
   return folder.empty() ? path : folder + '/' + path.substr(slash == std::string::npos ? 0 : slash + 1);
+}
+
+std::string RealFolder(const std::string& folder) {
+  std::string path = folder;
+  std::replace(path.begin(), path.end(), '\\', '/');
+  while (path.size() > 1 && path.back() == '/') path.pop_back();
+  std::string real = RealPath(path);
+  return real.empty() ? path : real;
 }
 
 std::optional<TableFile> TableFile::Share(const std::string& path, Patience& patience) {
@@ -150,8 +160,16 @@ std::optional<TableFile> TableFile::Share(const std::string& path, Patience& pat
 }
 
 std::optional<TableFile> TableFile::Seize(const std::string& path) {
+  return SeizeOpened(path, OpenOrMake);
+}
+
+std::optional<TableFile> TableFile::SeizeExisting(const std::string& path) {
+  return SeizeOpened(path, OpenExisting);
+}
+
+std::optional<TableFile> TableFile::SeizeOpened(const std::string& path, Opening open) {
   for (int round = 0; round < kMostReplacements; ++round) {
-    const int descriptor = OpenOrMake(path);
+    const int descriptor = open(path);
     if (descriptor < 0 && errno == ENOENT)
       continue;  // removed between the two attempts to open it, or there is no folder
     if (descriptor < 0) break;
@@ -178,6 +196,13 @@ bool TableFile::Identify() {
   }
   id_ = IdentityOf(status);
   return true;
+}
+
+std::string TableFile::Start(std::size_t count) const {
+  std::string bytes(count, '\0');
+  const ssize_t length = System().pread(descriptor_, bytes.data(), count, 0);
+  bytes.resize(length < 0 ? 0 : static_cast<std::size_t>(length));
+  return bytes;
 }
 
 bool TableFile::IsStill(const std::string& path) const {

@@ -1,6 +1,7 @@
 #ifndef TVL_ENGINE_TABLE_FILE_H
 #define TVL_ENGINE_TABLE_FILE_H
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <utility>
@@ -10,11 +11,18 @@
 
 namespace tvl::engine {
 
+// Gives a new file the read and write permissions of its folder: everyone who may write in the folder must be
+// able to use the table, regardless of the umask of this process.
+void TakeModeOfFolder(int descriptor, const std::string& path);
+
 // Returns the path of a table's data file: the given name with host separators and the extension ".dat".
 [[nodiscard]] std::string NamedPath(const char* table);
 
 // Returns the same path with its links resolved.
 [[nodiscard]] std::string DataFilePath(const std::string& path);
+
+// Returns a folder's path with host separators and its links resolved.
+[[nodiscard]] std::string RealFolder(const std::string& folder);
 
 // The data file of a table, locked as long as this object exists.
 //
@@ -30,6 +38,9 @@ class TableFile {
   // and notes an error if there are any.
   [[nodiscard]] static std::optional<TableFile> Seize(const std::string& path);
 
+  // The same for a file that exists.
+  [[nodiscard]] static std::optional<TableFile> SeizeExisting(const std::string& path);
+
   TableFile(TableFile&& other) noexcept
       : descriptor_(std::exchange(other.descriptor_, -1)), id_(other.id_), writable_(other.writable_) {}
   TableFile(const TableFile&) = delete;  // one object, one lock
@@ -41,12 +52,17 @@ class TableFile {
   [[nodiscard]] const FileIdentity& Id() const { return id_; }
   [[nodiscard]] bool IsWritable() const { return writable_; }
 
+  // Returns the first bytes of the file, at most `count`; fewer at its end or on failure.
+  [[nodiscard]] std::string Start(std::size_t count) const;
+
   // Returns whether the path still refers to this file.
   [[nodiscard]] bool IsStill(const std::string& path) const;
 
  private:
   TableFile(int descriptor, bool writable) : descriptor_(descriptor), writable_(writable) {}
 
+  using Opening = int (*)(const std::string& path);
+  [[nodiscard]] static std::optional<TableFile> SeizeOpened(const std::string& path, Opening open);
   [[nodiscard]] bool Identify();
 
   int descriptor_;

@@ -8,11 +8,12 @@
 #include <cstring>
 #include <exception>
 
-#include "engine/archive.h"
 #include "engine/batch.h"
 #include "engine/current_record.h"
 #include "engine/last_error.h"
+#include "engine/permission.h"
 #include "engine/registry.h"
+#include "engine/storage.h"
 #include "record/field.h"
 
 namespace {
@@ -235,8 +236,8 @@ int CreateArchive(const char* path, int recordLength, int key1Length, int key2Le
   }
   return Guarded(failed, [=] {
     Registry::Get();  // sets SQLite up
-    return tvl::engine::MakeArchive(tvl::engine::DataFilePath(tvl::engine::NamedPath(path)), layout) ? 0
-                                                                                                     : failed;
+    return tvl::engine::MakeTable(tvl::engine::DataFilePath(tvl::engine::NamedPath(path)), layout) ? 0
+                                                                                                   : failed;
   });
 }
 
@@ -267,6 +268,14 @@ int IsStillNamed(int handle) {
   return Guarded(0, [=] {
     const Opened opened = Registry::Get().Find(handle);
     return opened.table != nullptr && opened.table->file.IsStill(*opened.path) ? 1 : 0;
+  });
+}
+
+int PermitTables(const char* folder, const char* file) {
+  if (folder == nullptr || file == nullptr) return 0;
+  return Guarded(0, [=] {
+    tvl::engine::PermitTables(folder, file);
+    return 1;
   });
 }
 

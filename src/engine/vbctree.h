@@ -4,7 +4,8 @@
 // The functions of the table engine module vbctree.so, which a program loads at run time and looks up by name
 // (decltype(&IOpen) is the type of a pointer).
 //
-// A table is one file: the name passed by the caller, with its extension replaced by ".dat". Separators are
+// A table is one file: the name passed by the caller, with its extension replaced by ".dat". Its rows are in
+// that file, or in a database server that the file points to (PermitTables). Separators are
 // backslashes or slashes. Records have a fixed length and two keys, which are texts of fixed length. A
 // shorter key is padded with blanks, a longer one is cut, and null means blanks; keys are compared as bytes.
 // Key 1 is unique, key 2 is not.
@@ -79,18 +80,25 @@ int ReadKeyLtEq(int handle, int keyNumber, char* key, void* record);
 int CreateArchive(const char* path, int recordLength, int key1Length, int key2Length);
 
 // Until EndBatch, the calls of this thread on the table form one snapshot (`forWriting` 0) or one
-// transaction. Meanwhile other processes cannot write, nor read during a transaction, and other threads wait.
+// transaction. Meanwhile other processes cannot write, nor read during a transaction, and other threads wait;
+// in a database server, others read at any time, and write during a snapshot, which does not show it.
 //
 // Batches of one thread on one table nest, even with different handles: an inner batch is part of the
 // outermost one, whose EndBatch commits all rows or, if it returns 0, none of them. After a refused row, the
 // batch continues with the rows before it. Only if the disk fails is everything rolled back, and all later
-// writes of the batch fail.
+// writes of the batch fail. A database server may refuse a row later than its call: then EndBatch returns 0,
+// and the rows before it are kept.
 int BeginBatch(int handle, int forWriting);
 int EndBatch(int handle);
 
 // Returns 1 if the path with which the handle was opened still refers to the open file, and 0 if the file was
 // moved, deleted or replaced.
 int IsStillNamed(int handle);
+
+// From now on, `file`, a tables.ini, decides whether the rows of tables in `folder` and below it may be in a
+// database server, and whether new tables are created there. If it does not exist, all tables are
+// files of their own. Returns 1, or 0 if a path is null or memory ran out.
+int PermitTables(const char* folder, const char* file);
 
 // Closes all handles.
 void CloseAll();

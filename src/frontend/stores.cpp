@@ -22,6 +22,7 @@
 #include "store/new_store.h"
 #include "table/ctree_file.h"
 #include "table/engine_binding.h"
+#include "table/tables_file.h"
 
 namespace {
 
@@ -93,7 +94,10 @@ int TVLStoreListMissing(const TVLStoreLayout* layout, TVLPathCallback callback, 
 }
 
 int TVLStoreCreate(const TVLStoreLayout* layout, int groupId, TVLStoreProblem* problem) {
-  return Run(problem, [=] { return tvl::CreateMissingParts(*layout, groupId, CreateLockTable); });
+  return Run(problem, [=] {
+    tvl::ObeyTablesFile(layout->configuration, layout->locks);
+    return tvl::CreateMissingParts(*layout, groupId, CreateLockTable);
+  });
 }
 
 TVL_FILE_KIND TVLStoreFileKind(const char* name) {

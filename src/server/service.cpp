@@ -1,6 +1,7 @@
 #include "server/service.h"
 
 #include "platform/host_path.h"
+#include "table/tables_file.h"
 
 namespace tvl::server {
 namespace {
@@ -36,7 +37,9 @@ Service::Service(const Options& given, CConfig& loaded, Log& log_to_use)
       first_pieces(kHashingThreads, status.metrics.first_pieces),
       hashing(kHashingThreads, status.metrics.hashing),
       engine(1),
-      locks(engine, loaded.locksDir, status.metrics.engine) {}
+      locks(engine, loaded.locksDir, status.metrics.engine) {
+  ObeyTablesFile(loaded);
+}
 
 Service::~Service() {
   files.Join();

@@ -43,6 +43,7 @@ enum Function : unsigned char {
   kGetLastProblem,
   kIsStillNamed,
   kGetEngineVersion,
+  kPermitTables,
   kFunctions
 };
 
@@ -70,7 +71,8 @@ constexpr const char* kNames[] = {"GetLastErrorText",
                                   "CloseAll",
                                   "GetLastProblem",
                                   "IsStillNamed",
-                                  "GetEngineVersion"};
+                                  "GetEngineVersion",
+                                  "PermitTables"};
 static_assert(std::size(kNames) == kFunctions);
 
 // All of this is trivially destructible, because a connection that is closed while the process exits uses it.
@@ -202,6 +204,13 @@ TableProblem LastProblem() {
                                                                             : problem;
 }
 
+const char* LastFailure() {
+  const TableProblem problem = LastProblem();
+  auto* const text = Address<const char*()>(kGetLastErrorText);
+  const bool hasFailed = problem != TableProblem::kNone && problem != TableProblem::kNotFound;
+  return hasFailed && text != nullptr ? text() : "";
+}
+
 void SetCurrentRecord(const char* schema, void* record, int recordLength) {
   Call<int(const char*, void*, int)>(kSetCurrentRecord, 0, schema, record, recordLength);
 }
@@ -229,6 +238,10 @@ int DeleteKeys(int handle, const char* key1, const char* key2) {
 const char* Version() {
   auto* const version = Address<const char*()>(kGetEngineVersion);
   return version == nullptr ? "" : version();
+}
+
+void PermitTables(const char* folder, const char* file) {
+  Call<int(const char*, const char*)>(kPermitTables, 0, folder, file);
 }
 
 int CreateArchive(const char* path, int recordLength, int key1Length, int key2Length) {

@@ -54,6 +54,10 @@ void Close(int handle);
 // that reports no reasons.
 [[nodiscard]] TableProblem LastProblem();
 
+// Returns the engine's words for that; empty after a success, for a record that does not exist, and for an
+// engine that reports no reasons. Valid until the thread's next call.
+[[nodiscard]] const char* LastFailure();
+
 // Sets the current record of the calling thread, which is independent of tables. Fields are accessed by name
 // in it.
 void SetCurrentRecord(const char* schema, void* record, int recordLength);
@@ -67,6 +71,9 @@ void SetFieldValueByName(const char* name, const char* value);
 
 // Returns the version of the engine; empty if it has none.
 [[nodiscard]] const char* Version();
+
+// From now on, the tables.ini `file` decides about the tables in `folder` and below it.
+void PermitTables(const char* folder, const char* file);
 
 // Returns 0 on success, unlike the other functions.
 [[nodiscard]] int CreateArchive(const char* path, int recordLength, int key1Length, int key2Length);

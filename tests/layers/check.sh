@@ -71,7 +71,7 @@ allowed_folders() {
   case $1 in
     tvlclient/*) ;;
     zlib.h) echo transfer ;;
-    sqlite3.h) echo engine ;;
+    sqlite3.h | libpq-fe.h) echo engine ;;
     CLI/*) echo cli server ;;
     asio.hpp | asio/* | httplib.h) echo server ;;
     nlohmann/*) echo cli server ;;

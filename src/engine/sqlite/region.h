@@ -1,12 +1,12 @@
-#ifndef TVL_ENGINE_REGION_H
-#define TVL_ENGINE_REGION_H
+#ifndef TVL_ENGINE_SQLITE_REGION_H
+#define TVL_ENGINE_SQLITE_REGION_H
 
 #include <fcntl.h>
 
 #include <chrono>
 
-#include "engine/kept_journal.h"
 #include "engine/patience.h"
+#include "engine/sqlite/kept_journal.h"
 #include "engine/table_file.h"
 #include "store/lock_ranges.h"
 

@@ -1,4 +1,4 @@
-#include "engine/sqlite_library.h"
+#include "engine/sqlite/library.h"
 
 #include <fcntl.h>
 #include <sqlite3.h>
@@ -14,7 +14,7 @@
 #include <string>
 #include <string_view>
 
-#include "engine/region.h"
+#include "engine/sqlite/region.h"
 #include "host/file_identity.h"
 #include "host/fork_guard.h"
 #include "host/system_calls.h"

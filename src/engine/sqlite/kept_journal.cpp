@@ -1,4 +1,4 @@
-#include "engine/kept_journal.h"
+#include "engine/sqlite/kept_journal.h"
 
 #include <utility>
 

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string_view>
 
-#include "engine/row_search.h"
+#include "engine/sqlite/row_search.h"
 
 namespace tvl::engine {
 

@@ -1,4 +1,4 @@
-#include "engine/sqlite_table.h"
+#include "engine/sqlite/table.h"
 
 #include <sqlite3.h>
 #include <unistd.h>
@@ -9,8 +9,8 @@
 #include <string_view>
 
 #include "engine/last_error.h"
-#include "engine/row_search.h"
-#include "engine/sqlite_library.h"
+#include "engine/sqlite/library.h"
+#include "engine/sqlite/row_search.h"
 #include "host/system_calls.h"
 
 namespace tvl::engine {
@@ -101,12 +101,9 @@ constexpr char kRollbackJournal = 1;
 
 // Returns false for anything but a database with a rollback journal. SQLite itself would also use a
 // write-ahead log next to the file, regardless of the header.
-bool HasOurFormat(const std::string& path, int descriptor) {
-  char header[kHeaderLooked];
-  const ssize_t length = System().pread(descriptor, header, sizeof header, 0);
-  if (length != static_cast<ssize_t>(sizeof header) || string_view(header, kMagic.size()) != kMagic)
-    return false;
-  return header[kWriteVersion] == kRollbackJournal && header[kReadVersion] == kRollbackJournal &&
+bool HasOurFormat(const std::string& path, string_view start) {
+  return start.size() >= kHeaderLooked && start.starts_with(kMagic) &&
+         start[kWriteVersion] == kRollbackJournal && start[kReadVersion] == kRollbackJournal &&
          System().access((path + "-wal").c_str(), F_OK) != 0;
 }
 
@@ -168,8 +165,8 @@ std::string SqliteTable::EmptyImage(const Layout& layout) {
 }
 
 std::unique_ptr<SqliteTable> SqliteTable::Open(const std::string& path, const TableFile& file,
-                                               Patience& patience) {
-  if (!HasOurFormat(path, file.Descriptor())) {
+                                               string_view start, Patience& patience) {
+  if (!HasOurFormat(path, start)) {
     NoteError("the file is not a table");
     return nullptr;
   }

@@ -1,4 +1,4 @@
-#include "engine/region.h"
+#include "engine/sqlite/region.h"
 
 #include <unistd.h>
 

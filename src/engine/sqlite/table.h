@@ -5,10 +5,11 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "engine/patience.h"
-#include "engine/region.h"
-#include "engine/sqlite_statement.h"
+#include "engine/sqlite/region.h"
+#include "engine/sqlite/statement.h"
 #include "engine/table.h"
 #include "engine/table_file.h"
 
@@ -22,10 +23,10 @@ namespace tvl::engine {
 // because the file may be on a share, where the shared memory of a write-ahead log does not work.
 class SqliteTable : public Table {
  public:
-  // Opens the database in `file`, which must outlive it. Returns null and notes an error if it is not a
-  // table, or if others keep it locked.
+  // Opens the database in `file`, which begins with `start` and must outlive it. Returns null and notes an
+  // error if it is not a table, or if others keep it locked.
   [[nodiscard]] static std::unique_ptr<SqliteTable> Open(const std::string& path, const TableFile& file,
-                                                         Patience& patience);
+                                                         std::string_view start, Patience& patience);
 
   // Returns the bytes of a table without records. Returns nothing and notes an error if memory runs out.
   [[nodiscard]] static std::string EmptyImage(const Layout& layout);

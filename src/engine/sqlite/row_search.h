@@ -1,5 +1,5 @@
-#ifndef TVL_ENGINE_ROW_SEARCH_H
-#define TVL_ENGINE_ROW_SEARCH_H
+#ifndef TVL_ENGINE_SQLITE_ROW_SEARCH_H
+#define TVL_ENGINE_SQLITE_ROW_SEARCH_H
 
 #include <string>
 #include <string_view>

@@ -1,4 +1,4 @@
-#include "engine/archive.h"
+#include "engine/sqlite/archive.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "engine/last_error.h"
-#include "engine/sqlite_table.h"
+#include "engine/sqlite/table.h"
 #include "engine/table_file.h"
 #include "host/sync.h"
 #include "host/system_calls.h"
@@ -46,7 +46,7 @@ bool Fill(int descriptor, const std::string& path, string_view image) {
 
 }  // namespace
 
-bool MakeArchive(const std::string& path, const Layout& layout) {
+bool MakeSqliteArchive(const std::string& path, const Layout& layout) {
   const std::string image = SqliteTable::EmptyImage(layout);
   if (image.size() <= kMark) return false;
   const std::optional<TableFile> file = TableFile::Seize(path);

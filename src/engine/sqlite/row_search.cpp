@@ -1,4 +1,4 @@
-#include "engine/row_search.h"
+#include "engine/sqlite/row_search.h"
 
 namespace tvl::engine {
 namespace {

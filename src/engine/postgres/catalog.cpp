@@ -1,0 +1,126 @@
+#include "engine/postgres/catalog.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "engine/last_error.h"
+#include "engine/postgres/standby.h"
+#include "engine/postgres/statements.h"
+
+namespace tvl::engine {
+namespace {
+
+using std::string_view;
+using Outcome = Session::Outcome;
+
+// Taken while the catalog is created: CREATE TABLE IF NOT EXISTS fails if two sessions run it at once.
+constexpr char kLockCatalog[] = "SELECT pg_advisory_xact_lock(6076557439741286932)";
+
+std::string Text(int number) {
+  return std::to_string(number);
+}
+
+// Runs the commands as one transaction.
+bool RunAll(Session& session, const std::vector<std::string>& commands) {
+  session.Queue("BEGIN ISOLATION LEVEL READ COMMITTED READ WRITE");
+  for (const std::string& command : commands) session.Queue(command.c_str());
+  session.Queue("COMMIT");
+  Results results;
+  return session.Finish(results) == Outcome::kDone;
+}
+
+// Asks first, because a user who may use the schema need not have the right to create one.
+bool Exists(Session& session, const char* question, const std::string& name, bool& exists) {
+  Result answer;
+  if (session.Run(question, {name}, answer) != Outcome::kDone) return false;
+  exists = PQgetisnull(answer.get(), 0, 0) == 0;
+  return true;
+}
+
+bool CreateCatalog(Session& session, const Permission& permission) {
+  const std::string name = CatalogName(permission);
+  const std::string schema = '"' + permission.schema + '"';
+  bool hasCatalog = false;
+  bool hasSchema = false;
+  if (!Exists(session, "SELECT to_regclass($1::text)::text", name, hasCatalog)) return false;
+  if (hasCatalog) return true;
+  if (!Exists(session, "SELECT to_regnamespace($1::text)::text", schema, hasSchema)) return false;
+  std::vector<std::string> commands = {kLockCatalog};
+  if (!hasSchema) commands.push_back("CREATE SCHEMA IF NOT EXISTS " + schema);
+  commands.push_back("CREATE TABLE IF NOT EXISTS " + name +
+                     "(id text PRIMARY KEY, store text NOT NULL, inode text NOT NULL, record int NOT NULL,"
+                     " key1 int NOT NULL, key2 int NOT NULL, created timestamptz NOT NULL DEFAULT now())");
+  return RunAll(session, commands);
+}
+
+std::string RowsDefinition(const RemotePlace& place) {
+  const Layout& lengths = place.pointer.layout;
+  return "CREATE TABLE " + RowsName(place) +
+         "(key1 bytea PRIMARY KEY CHECK (octet_length(key1) = " + Text(lengths.key1) +
+         "), key2 bytea NOT NULL CHECK (octet_length(key2) = " + Text(lengths.key2) +
+         "), record bytea NOT NULL CHECK (octet_length(record) = " + Text(lengths.record) + "))";
+}
+
+bool Refuse(const char* reason) {
+  NoteError(reason, Problem::kUnusable);
+  return false;
+}
+
+bool IsTrue(const Result& result, int column) {
+  return Column(result, 0, column) == string_view("\1", 1);
+}
+
+}  // namespace
+
+bool CheckTable(Session& session, const RemotePlace& place) {
+  const Layout& lengths = place.pointer.layout;
+  const std::string question = "SELECT store = $2::text, inode = $3::text, record = " + Text(lengths.record) +
+                               " AND key1 = " + Text(lengths.key1) + " AND key2 = " + Text(lengths.key2) +
+                               ", " + kHasStandby + " FROM " + CatalogName(place.permission) +
+                               " WHERE id = $1::text";
+  Result found;
+  const Outcome outcome =
+      session.Run(question, {place.pointer.id, place.permission.store, std::to_string(place.inode)}, found);
+  if (outcome != Outcome::kDone) return false;
+  if (PQntuples(found.get()) != 1) return Refuse("the table does not exist in the PostgreSQL database");
+  if (!IsTrue(found, 0)) return Refuse("the table belongs to another store than tables.ini names");
+  if (!IsTrue(found, 1))
+    return Refuse(
+        "the file that points to the table in PostgreSQL was copied or restored, so two files may point to "
+        "it");
+  if (!IsTrue(found, 2)) return Refuse("the lengths of the table are others in the PostgreSQL database");
+  return MayLock(place, IsTrue(found, 3));
+}
+
+bool CreateTable(Session& session, const RemotePlace& place) {
+  if (place.isLockTable && !place.permission.asynchronousLocks) {
+    Result standby;
+    if (session.Run(std::string("SELECT ") + kHasStandby, {}, standby) != Outcome::kDone) return false;
+    if (!MayLock(place, IsTrue(standby, 0))) return false;
+  }
+  if (!CreateCatalog(session, place.permission)) return false;
+  const Layout& lengths = place.pointer.layout;
+  std::vector<std::string> commands = {RowsDefinition(place)};
+  if (lengths.key2 > 0) commands.push_back("CREATE INDEX ON " + RowsName(place) + "(key2, key1)");
+  // All values are numbers or of checked characters.
+  commands.push_back("INSERT INTO " + CatalogName(place.permission) +
+                     "(id, store, inode, record, key1, key2) VALUES('" + place.pointer.id + "', '" +
+                     place.permission.store + "', '" + std::to_string(place.inode) + "', " +
+                     Text(lengths.record) + ", " + Text(lengths.key1) + ", " + Text(lengths.key2) + ")");
+  return RunAll(session, commands);
+}
+
+bool AdoptTable(Session& session, const RemotePlace& place) {
+  return RunAll(session,
+                {"UPDATE " + CatalogName(place.permission) + " SET inode = '" + std::to_string(place.inode) +
+                 "' WHERE id = '" + place.pointer.id + "' AND store = '" + place.permission.store + "'"});
+}
+
+bool DropTable(Session& session, const RemotePlace& place) {
+  return RunAll(session,
+                {"DELETE FROM " + CatalogName(place.permission) + " WHERE id = '" + place.pointer.id + "'",
+                 "DROP TABLE " + RowsName(place)});
+}
+
+}  // namespace tvl::engine

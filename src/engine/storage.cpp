@@ -1,0 +1,49 @@
+#include "engine/storage.h"
+
+#include <optional>
+
+#include "engine/last_error.h"
+#include "engine/permission.h"
+#include "engine/plugin_module.h"
+#include "engine/pointer.h"
+#include "engine/pointer_file.h"
+#include "engine/sqlite/archive.h"
+#include "engine/sqlite/table.h"
+
+namespace tvl::engine {
+namespace {
+
+// Opens the table of a data file that contains a pointer.
+std::unique_ptr<Table> OpenRemote(const std::string& path, const TableFile& file, const std::string& text,
+                                  Patience& patience) {
+  const std::optional<Pointer> pointer = ParsePointer(text);
+  if (!pointer) {
+    NoteError("the pointer to the table is incomplete, or of a later release", Problem::kDamaged);
+    return nullptr;
+  }
+  std::optional<Permission> permission;
+  if (!FindPermission(path, permission)) return nullptr;
+  if (!permission) {
+    NoteError("the rows are in PostgreSQL, and no tables.ini next to the store's configuration permits that");
+    return nullptr;
+  }
+  StoragePlugin* const plugin = PostgresPlugin();
+  if (plugin == nullptr) return nullptr;
+  return plugin->Open({*permission, *pointer, file.Id().inode, IsLockTable(path)}, patience);
+}
+
+}  // namespace
+
+std::unique_ptr<Table> OpenStorage(const std::string& path, const TableFile& file, Patience& patience) {
+  const std::string start = file.Start(kLongestPointer + 1);
+  if (IsPointer(start)) return OpenRemote(path, file, start, patience);
+  return SqliteTable::Open(path, file, start, patience);
+}
+
+bool MakeTable(const std::string& path, const Layout& layout) {
+  std::optional<Permission> permission;
+  if (!FindPermission(path, permission)) return false;
+  return permission ? MakePointer(path, layout, *permission) : MakeSqliteArchive(path, layout);
+}
+
+}  // namespace tvl::engine

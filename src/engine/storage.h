@@ -1,0 +1,24 @@
+#ifndef TVL_ENGINE_STORAGE_H
+#define TVL_ENGINE_STORAGE_H
+
+#include <memory>
+#include <string>
+
+#include "engine/layout.h"
+#include "engine/table.h"
+#include "engine/table_file.h"
+
+namespace tvl::engine {
+
+// Opens the rows of the table with the data file `file` at `path`: a database in the file itself, or where
+// the file points to. Returns null and notes an error on failure.
+[[nodiscard]] std::unique_ptr<Table> OpenStorage(const std::string& path, const TableFile& file,
+                                                 Patience& patience);
+
+// Creates an empty table at `path`; its rows are in a database server if tables.ini names one. On failure
+// returns false and notes an error; then a table in use is unchanged.
+[[nodiscard]] bool MakeTable(const std::string& path, const Layout& layout);
+
+}  // namespace tvl::engine
+
+#endif

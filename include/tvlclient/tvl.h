@@ -163,6 +163,11 @@ TVL_API void TVLSetTransferWindow(unsigned int chunks);
 // call clears the error, so call it once before an operation and once after.
 TVL_API int TVLLastFileError(char* path, unsigned int pathSize);
 
+// Returns why the last operation of the calling thread on a table failed, in the words of the table engine;
+// an empty text if it did not fail, if it only found no record, or if the engine reports no reasons. The text
+// is valid until the thread's next operation on a table.
+TVL_API const char* TVLLastTableFailure(void);
+
 // Returns the versions of the table engine and of its SQLite, such as "1.0.0 (SQLite 3.40.1)"; empty if the
 // engine cannot be loaded or reports none. Loads the engine. The text is never freed. Any thread.
 TVL_API const char* TVLEngineVersion(void);

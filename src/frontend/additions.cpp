@@ -74,6 +74,10 @@ int TVLLastFileError(char* path, unsigned int pathSize) {
   return error.code;
 }
 
+const char* TVLLastTableFailure() {
+  return tvl::engine::LastFailure();
+}
+
 const char* TVLEngineVersion() {
   LoadTableEngine();
   return tvl::engine::Version();

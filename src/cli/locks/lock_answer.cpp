@@ -5,6 +5,7 @@
 #include <cerrno>
 
 #include <tvlclient/errors.h>
+#include <tvlclient/tvl.h>
 
 #include "cli/configuration.h"
 #include "cli/stall_watch.h"
@@ -75,7 +76,9 @@ std::string NoWorkingDirectory(const Options& options) {
 Failure LockTableFailure(const Store& store) {
   Failure failure =
       TemporaryFailure(store, "the lock table cannot be used", &TVLStoreLayout::lockTable, R_OK | W_OK);
-  if (failure.error == 0 && !failure.path.empty()) failure.what += "; it is busy or damaged";
+  const std::string reason = TVLLastTableFailure();
+  if (failure.error == 0 && !failure.path.empty())
+    failure.what += "; " + (reason.empty() ? "it is busy or damaged" : reason);
   if (failure.error == ENOENT) failure.hint = "run 'tvl init --missing' to create it";
   return failure;
 }

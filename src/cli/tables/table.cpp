@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include <tvlclient/errors.h>
+#include <tvlclient/tvl.h>
 
 #include "cli/file_access.h"
 #include "cli/file_status.h"
@@ -25,6 +26,12 @@ constexpr char kEntryEnd = '\x02';
 constexpr std::size_t kLongestReadList = 1023;
 constexpr char kCannotCreate[] = "the table cannot be created";
 constexpr std::string_view kDigits = "0123456789";
+
+// Adds why the table engine failed.
+void AddReason(Failure& failure) {
+  const std::string reason = TVLLastTableFailure();
+  if (!reason.empty()) failure.what += "; " + reason;
+}
 
 [[noreturn]] void RefuseSchema(const std::string& text) {
   throw Stop("not a valid schema: " + text);
@@ -144,7 +151,9 @@ std::optional<std::size_t> Schema::Find(const std::string& name) const {
 Table::Table(Store& store, const std::string& name) : store_(store), name_(name), rows_(&store.Client()) {}
 
 void Table::Fail(int code) const {
-  throw Stop(name_, LibraryFailure(code));
+  Failure failure = LibraryFailure(code);
+  AddReason(failure);
+  throw Stop(name_, failure);
 }
 
 // A read that meets a damaged row ends like a read without results.
@@ -175,8 +184,11 @@ void Table::CheckReplaceable(bool replace) {
   if (!Exists(path)) return;
   if (!replace)
     throw Stop(name_, {kFailed, 0, "already exists", 0, {}, "use --replace to delete it with its rows"});
-  if (rows_.Open(name_.data()) != TVL_OK)
-    throw Stop(name_, {kFailed, 0, "exists and cannot be opened as a table", 0, {}});
+  if (rows_.Open(name_.data()) != TVL_OK) {
+    Failure failure = {kFailed, 0, "exists and cannot be opened as a table", 0, {}};
+    AddReason(failure);
+    throw Stop(name_, failure);
+  }
   rows_.Close();
   if (const std::vector<HeldFile> held = HeldFilesAt(path); !held.empty())
     throw Stop(name_, {kFailed, TVL_ERR_DELETE_FILE, "is in use: " + DescribeHeldFiles(held), 0, {}});
@@ -197,6 +209,7 @@ void Table::Create(const TableLengths& lengths, bool replace, bool dry_run) {
   if (code == TVL_OK) return;
   Failure failure = LibraryFailure(code);
   if (code == TVL_ERR_DELETE_FILE) failure.what = kCannotCreate;
+  AddReason(failure);
   throw Stop(name_, failure);
 }
 

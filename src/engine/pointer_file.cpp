@@ -124,7 +124,7 @@ Published Link(const std::string& part, const std::string& path) {
 }
 
 // Creates the file under its final name, where a share has no links. Until it is complete, it is refused. It
-// is another file than the part, so the table in the database is given to it first.
+// is another file than the part, so the catalog of the database names it first.
 Published WriteInPlace(const std::string& path, const std::string& text, RemotePlace place,
                        StoragePlugin& plugin) {
   const Descriptor file(
@@ -144,7 +144,7 @@ Published WriteInPlace(const std::string& path, const std::string& text, RemoteP
   return Published::kFailed;
 }
 
-// Gives the part the name of the table. `former` is the table of that name, which nobody uses, if there was
+// Renames the part to the table. `former` is the table of that name, which nobody uses, if there was
 // one.
 Published Publish(const UnfinishedPointer& part, const std::string& path, const std::string& text,
                   const std::optional<TableFile>& former, const RemotePlace& place, StoragePlugin& plugin) {

@@ -11,8 +11,8 @@
 
 namespace tvl::engine {
 
-// Gives a new file the read and write permissions of its folder: everyone who may write in the folder must be
-// able to use the table, regardless of the umask of this process.
+// Sets the permissions of a new file to read and write as for its folder: everyone who may write in the
+// folder must be able to use the table, regardless of the umask of this process.
 void TakeModeOfFolder(int descriptor, const std::string& path);
 
 // Returns the path of a table's data file: the given name with host separators and the extension ".dat".

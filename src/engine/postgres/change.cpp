@@ -40,7 +40,7 @@ Status StatusOf(SessionPool& pool, const std::string& transaction, Patience& pat
   return status == nullptr ? Status::kUnknown : StatusIn(Column(status, 0, 0));
 }
 
-// After a crash the server may give the number of a lost transaction to another one, so the last change has
+// After a crash the server may reuse the number of a lost transaction, so the last change has
 // to be there as well.
 bool HasLastChange(SessionPool& pool, const Doubt& doubt, Patience& patience) {
   if (doubt.check.empty()) return true;

@@ -10,7 +10,7 @@ namespace tvl::engine {
 constexpr char kHasStandby[] = "current_setting('synchronous_standby_names') <> ''";
 
 // Returns false and notes an error if the table is a lock table and the server has no such standby: after a
-// failover, a lock could be given twice.
+// failover, a lock could have two owners.
 [[nodiscard]] bool MayLock(const RemotePlace& place, bool hasStandby);
 
 }  // namespace tvl::engine

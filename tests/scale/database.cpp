@@ -56,7 +56,7 @@ void Database::Run(const std::string& program, const std::string& arguments) con
   const std::string command = "cd / && " + as + Programs() + '/' + program + ' ' + arguments + " >>" +
                               folder_ + "/log 2>&1 </dev/null";
   if (system(command.c_str()) == 0) return;
-  std::ifstream log(folder_ + "/log");
+  std::ifstream log(folder_ + "/server.log");
   throw std::runtime_error(command + '\n' + std::string(std::istreambuf_iterator<char>(log), {}));
 }
 
@@ -105,6 +105,8 @@ void Database::Kill() {
   for (const pid_t child : ChildrenOf(postmaster)) kill(child, SIGKILL);
   kill(postmaster, SIGKILL);
   while (kill(postmaster, 0) == 0 && !ChildrenOf(postmaster).empty()) usleep(1000);
+  // Until it is reaped, a killed process looks alive to the next start.
+  fs::remove(Socket() + ".lock");
 }
 
 std::string Database::Service() const {

@@ -12,6 +12,7 @@ namespace {
 
 constexpr char kMark = '\x01';
 constexpr int kLongestTimeout = 1000000;
+constexpr int kMonitorTimeout = 10;  // seconds
 
 std::string WithoutMark(std::string text) {
   if (!text.empty() && text.front() == kMark) text.erase(0, 1);
@@ -90,6 +91,17 @@ CLI::App& AddCommand(CLI::App& parent, const std::string& name, const std::strin
   CLI::App* command = parent.add_subcommand(name, description);
   command->callback([&invocation, path, run = std::move(run)] {
     invocation.command = path;
+    invocation.run = run;
+  });
+  return *command;
+}
+
+CLI::App& AddMonitor(CLI::App& app, const std::string& name, const std::string& description,
+                     Invocation& invocation, CommandRun run) {
+  CLI::App* command = app.add_subcommand(name, description);
+  command->callback([&invocation, name, run = std::move(run)] {
+    if (!invocation.options.timeout) invocation.options.timeout = kMonitorTimeout;
+    invocation.command = name;
     invocation.run = run;
   });
   return *command;

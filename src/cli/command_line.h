@@ -42,6 +42,11 @@ void AddOptions(CLI::App& app, Options& options);
 CLI::App& AddCommand(CLI::App& parent, const std::string& name, const std::string& description,
                      const std::string& path, Invocation& invocation, CommandRun run);
 
+// Adds a command that waits 10 s at most, unless --timeout says otherwise: a stopped server must not hold up
+// what monitors it.
+CLI::App& AddMonitor(CLI::App& app, const std::string& name, const std::string& description,
+                     Invocation& invocation, CommandRun run);
+
 // Adds a command with one optional argument.
 CLI::App& AddNamed(CLI::App& app, Invocation& invocation, const char* name, const char* description,
                    const char* argument, const char* help,
@@ -61,6 +66,7 @@ void AddSyncCommands(CLI::App& app, Invocation& invocation);
 void AddValueCommands(CLI::App& app, Invocation& invocation);
 void AddServiceCommands(CLI::App& app, Invocation& invocation);
 void AddPingCommand(CLI::App& app, Invocation& invocation);
+void AddStatusCommand(CLI::App& app, Invocation& invocation);
 void AddDoctorCommand(CLI::App& app, Invocation& invocation);
 void AddCompletionCommands(CLI::App& app, Invocation& invocation);
 

@@ -168,6 +168,12 @@ std::string FindTag(const Options& options) {
   return line;
 }
 
+std::string PolicyName(int policy) {
+  constexpr const char* kPolicies[] = {"dumb", "hash", "time"};
+  return policy >= 0 && policy < static_cast<int>(std::size(kPolicies)) ? kPolicies[policy]
+                                                                        : std::to_string(policy);
+}
+
 std::string SafetyText(int level) {
   constexpr const char* kTexts[] = {"0, written in place", "1, whole files", "2, whole files, synced"};
   return level >= 0 && level < static_cast<int>(std::size(kTexts)) ? kTexts[level] : std::to_string(level);

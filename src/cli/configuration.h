@@ -17,6 +17,9 @@ namespace tvl::cli {
 // Explains the code with which the library rejected a configuration: which key or folder is wrong.
 [[nodiscard]] Failure ConfigurationFailure(int code);
 
+// Returns the name of a policy of FileCompare, such as "hash".
+[[nodiscard]] std::string PolicyName(int policy);
+
 // Describes how files are written at a level of SafeOnTransfert.
 [[nodiscard]] std::string SafetyText(int level);
 

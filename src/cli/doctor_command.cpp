@@ -96,7 +96,8 @@ ExitStatus RunDoctor(const Options& options, Reporter& reporter, const DoctorReq
   if (request.fix) Repair(*patient.store, report);
   CheckFolder(options, patient, report);
   if (!request.peer.empty()) CheckWithPeer(patient.folder, request.peer, report);
-  return report.Print(reporter, options, patient.folder);
+  return report.Print(reporter, options, reporter.Document().Text("folder", patient.folder), patient.folder,
+                      "presence and locks are not reliable here");
 }
 
 }  // namespace

@@ -24,16 +24,17 @@ void Report::Add(const TVLFinding& finding) {
   if (finding.needed != 0 && is_bad) status_ = kFailed;
 }
 
-ExitStatus Report::Print(Reporter& reporter, const Options& options, const std::string& folder) const {
+ExitStatus Report::Print(Reporter& reporter, const Options& options, JsonObject document,
+                         const std::string& subject, const std::string& problem) const {
   if (reporter.PrintsJson()) {
-    JsonObject document = reporter.Document().Text("folder", folder).Array("checks", documents_);
+    document.Array("checks", documents_);
     reporter.Print(document.Number("exit", static_cast<int>(status_)));
   } else if (!options.quiet) {
     reporter.PrintColumns(rows_);
     if (!remedies_.empty()) reporter.PrintLine("What to do:");
     for (const std::string& remedy : remedies_) reporter.PrintLine("  " + Printable(remedy));
   }
-  if (status_ != kDone) reporter.Fail(folder, {status_, 0, "presence and locks are not reliable here"});
+  if (status_ != kDone) reporter.Fail(subject, {status_, 0, problem});
   return status_;
 }
 

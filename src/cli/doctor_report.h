@@ -16,8 +16,10 @@ class Report {
  public:
   void Add(const TVLFinding& finding);
 
-  // Prints the findings. Returns kFailed if a needed check found a problem.
-  ExitStatus Print(Reporter& reporter, const Options& options, const std::string& folder) const;
+  // Prints the findings, in JSON as members of `document`. Returns kFailed if a needed check found a problem,
+  // which is reported as `problem` of `subject`.
+  ExitStatus Print(Reporter& reporter, const Options& options, JsonObject document,
+                   const std::string& subject, const std::string& problem) const;
 
  private:
   std::vector<std::vector<std::string>> rows_;

@@ -44,6 +44,7 @@ void DescribeProgram(CLI::App& app, Invocation& invocation) {
   AddValueCommands(app, invocation);
   AddServiceCommands(app, invocation);
   AddPingCommand(app, invocation);
+  AddStatusCommand(app, invocation);
   AddDoctorCommand(app, invocation);
   AddCompletionCommands(app, invocation);
 }

@@ -16,13 +16,6 @@
 namespace tvl::cli {
 namespace {
 
-constexpr const char* kPolicies[] = {"dumb", "hash", "time"};
-
-std::string PolicyName(int policy) {
-  return policy >= 0 && policy < static_cast<int>(std::size(kPolicies)) ? kPolicies[policy]
-                                                                        : std::to_string(policy);
-}
-
 std::string YesNo(bool value) {
   return value ? "yes" : "no";
 }

@@ -53,6 +53,8 @@ TEST_F(TvlConnection, EveryRefusalHasItsTextAndExitCode) {
        ": version 9999999999999999999999999999999,"},
       {{"TVL/1.2\t0", kAlive}, {"--json", "ping"}, 0, "\"version\":\"1.2\",\"connect_us\":"},
       {{"TVL/1.2\t10\ttag"}, {"ping"}, 7, "does not accept this client's tag (code 10)\n"},
+      {{kAccepted, kAlive}, {"status"}, 0, "server  ok  version unknown, connected in "},
+      {{kAccepted, "0"}, {"status"}, 5, "the server sent no usable reply (code 12)\n"},
       {{kAccepted, "0"}, {"ping"}, 5, "the server sent no usable reply (code 12)\n"},
   };
   for (const auto& row : rows) {
@@ -63,6 +65,34 @@ TEST_F(TvlConnection, EveryRefusalHasItsTextAndExitCode) {
   Expect(2, {"ping"}, {"ping needs a server: --tcp HOST:PORT"});
   EXPECT_FALSE(folder.Exists("work/ran"));
   Expect(5, {"--tcp", "127.0.0.1:1", "info"}, {"the server cannot be reached (code 10): Connection refused"});
+}
+
+TEST_F(TvlConnection, StatusReportsHealthOfServer) {
+  const struct {
+    std::string answer;
+    int exit;
+    const char* output;
+  } rows[] = {
+      {"HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nok\n", 0, "health  ok  ok\n"},
+      {"HTTP/1.1 503 No\r\nContent-Length: 8\r\n\r\nno \x1B"
+       "disk\n",
+       1, "health  bad  503 no ?disk\n"},
+      {"HTTP/1.1 200 OK\r\nContent-Length: 9000\r\n\r\n" + std::string(9000, 'x'), 0, "ok  xxxx"},
+      {"nonsense\r\n\r\n", 1, "health  bad  no answer from http://"},
+  };
+  for (const auto& row : rows) {
+    const Server page([&](const Peer& peer) {
+      const std::string request = "GET /healthz HTTP/1.1\r\n";
+      EXPECT_EQ(peer.Read(request.size()), request);
+      peer.Send(row.answer);
+    });
+    const Server server(Answers({kAccepted, kAlive}));
+    const std::string url = "http://127.0.0.1:" + std::to_string(page.Port());
+    const ProcessResult result = RunProcess(Start(Over(server, {"status", "--health", url})));
+    EXPECT_EQ(result.exit, row.exit) << result.err;
+    EXPECT_NE(result.out.find(row.output), std::string::npos) << result.out;
+  }
+  Expect(2, {"status", "--health", "https://127.0.0.1:1"}, {"begins with http://"});
 }
 
 TEST_F(TvlConnection, EndOfServerEndsLockedCommand) {

@@ -104,6 +104,7 @@ TEST_F(DryRun, NoCommandChangesAnything) {
       {2, {"ping"}, {"ping needs a server"}},
       {0, {"version", folder.Host("store/upd10.exe")}},
       {2, {"doctor", "--fix"}},
+      {0, {"status"}, {"parts of the store"}},
       {0, {"doctor"}, {"SafeOnTransfert"}},
   };
   Process holder(Start({"lock", "HELD", "--", "sh", "-c", "echo locked >&2; exec sleep 60"}));

@@ -179,6 +179,8 @@ TEST_F(JsonOutput, MembersAreDocumented) {
       {"hash", 0, {"rows.csv"}},
       {"hash", 1, {"."}},
       {"ping", 2, {}},
+      {"status", 0, {}},
+      {"status", 5, {"--config", "none"}},
       {"doctor", 0, {}},
       {"doctor", 6, {"none"}},
   };
@@ -186,7 +188,7 @@ TEST_F(JsonOutput, MembersAreDocumented) {
   Process holder(Start({"lock", "HELD", "--", "sh", "-c", "echo locked >&2; exec sleep 60"}));
   ASSERT_TRUE(holder.ReadErrorsUntil("locked"));
   for (const auto& row : rows) Run(row.command, row.exit, row.arguments);
-  for (const char* command : {"info", "ping"}) {
+  for (const char* command : {"info", "ping", "status"}) {
     const Server server(Answers({"TVL/1.2\t0\t7\t0\t1\tshort\tlong", kAlive}));
     Run(command, 0, {"--tcp", "127.0.0.1:" + std::to_string(server.Port())});
   }

@@ -129,6 +129,9 @@ TEST_F(TvlTest, DoctorReportsProblems) {
     EXPECT_NE(result.out.find(row[1]), std::string::npos) << row[1] << result.out;
     EXPECT_NE(result.out.find(row[2]), std::string::npos) << row[2] << result.out;
   }
+  const std::string status = Expect(1, {"status"}, {"not all is well"}).out;
+  EXPECT_NE(status.find("the lock table cannot be used: No such file"), std::string::npos) << status;
+  EXPECT_NE(status.find("1 partial file"), std::string::npos) << status;
   Expect(1, {"doctor", "--fix", root}, {"not reliable"});
   fs::permissions(root + "/tmp/procs", fs::perms::sticky_bit, fs::perm_options::remove);
   Expect(0, {"doctor", root});

@@ -73,7 +73,8 @@ allowed_folders() {
     zlib.h) echo transfer ;;
     sqlite3.h | libpq-fe.h) echo engine ;;
     CLI/*) echo cli server ;;
-    asio.hpp | asio/* | httplib.h) echo server ;;
+    asio.hpp | asio/*) echo server ;;
+    httplib.h) echo cli server ;;
     nlohmann/*) echo cli server ;;
     cpuid.h | immintrin.h) echo transfer ;;
     */* | *.h) echo "$posix_folders" ;;

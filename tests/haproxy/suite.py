@@ -171,7 +171,7 @@ def check(lab):
         ("accepted", certificates["ann"], port, put, 0, ""),
         ("accepted, idle", certificates["ann"], port, hold, 0, ""),
         ("reader", certificates["bob"], port, get, 0, ""),
-        ("reader", certificates["bob"], port, put, 7, "no right"),
+        ("reader", certificates["bob"], port, put, 7, "does not allow"),
         ("not listed", certificates["carl"], port, ping, 7, "certificate"),
         ("revoked", certificates["dora"], port, ping, 5, "no usable reply"),
         ("other authority", stranger.sign("ann"), port, ping, 5, "no usable reply"),

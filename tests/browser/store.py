@@ -57,7 +57,7 @@ class Client:
         payload = b"*00" + texts
         self.socket.sendall((b"#" + (len(payload) + 4).to_bytes(2, "big") + b"\0" + payload).ljust(32, b"\0"))
         self.welcome = self.receive()
-        if greet and not self.welcome.startswith(b"TVL\t0\t"):
+        if greet and self.welcome.split(b"\t")[1:2] != [b"0"]:
             raise RuntimeError(self.welcome)
 
     def read(self, count):

@@ -7,7 +7,7 @@ import signal
 import threading
 from collections.abc import Callable
 from types import FrameType
-from typing import Any
+from typing import Any, Self
 
 from . import _native as native
 from .errors import ConnectionFailed, TavolisError
@@ -75,6 +75,19 @@ class Handle:
             raise KeyboardInterrupt
         if failure is not None:
             raise failure
+
+
+class Closing:
+    """An object that is closed at the end of a `with` statement."""
+
+    def close(self) -> None:
+        raise NotImplementedError
+
+    def __enter__(self) -> Self:
+        return self
+
+    def __exit__(self, *_: object) -> None:
+        self.close()
 
 
 class Reporter:

@@ -11,7 +11,7 @@ from types import TracebackType
 from typing import Any, TypeVar
 
 from . import _native as native
-from ._handle import Handle, Progress
+from ._handle import Closing, Handle, Progress
 from .errors import Locked
 from .sync import Exclude, Sync
 from .table import Table, schema_length
@@ -105,7 +105,7 @@ class Finding:
     remedy: str
 
 
-class Store:
+class Store(Closing):
     """A connection to a store, to be opened by `directory` or `server`.
 
     Names in the store are relative to the store, local names to the working directory.
@@ -179,14 +179,6 @@ class Store:
     def close(self) -> None:
         """Ends the connection with its presence and its locks. Closing it again does nothing."""
         self._handle.close("close", self._handle.pointer)
-
-    def __enter__(self) -> Store:
-        return self
-
-    def __exit__(
-        self, kind: type[BaseException] | None, value: BaseException | None, trace: TracebackType | None
-    ) -> None:
-        self.close()
 
     def __del__(self) -> None:
         handle = getattr(self, "_handle", None)

@@ -5,10 +5,9 @@ from __future__ import annotations
 import ctypes as c
 import enum
 from dataclasses import dataclass
-from types import TracebackType
 
 from . import _native as native
-from ._handle import Handle, Progress
+from ._handle import Closing, Handle, Progress
 from .errors import TavolisError
 
 
@@ -52,7 +51,7 @@ class Result:
     failure: TavolisError | None
 
 
-class Sync:
+class Sync(Closing):
     """A plan. Nothing changes before `run`. A store has one plan at a time that is not carried out."""
 
     def __init__(self, handle: Handle, pointer: c.c_void_p) -> None:
@@ -84,14 +83,6 @@ class Sync:
 
     def close(self) -> None:
         self._handle.close("sync_close", self._pointer)
-
-    def __enter__(self) -> Sync:
-        return self
-
-    def __exit__(
-        self, kind: type[BaseException] | None, value: BaseException | None, trace: TracebackType | None
-    ) -> None:
-        self.close()
 
     def __del__(self) -> None:
         if self._pointer:

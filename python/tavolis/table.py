@@ -9,7 +9,7 @@ from decimal import Decimal
 from types import TracebackType
 
 from . import _native as native
-from ._handle import Handle
+from ._handle import Closing, Handle
 from .errors import TavolisError
 
 Value = str | int | Decimal
@@ -60,7 +60,7 @@ class Row(Mapping[str, Value]):
         return "Row(" + ", ".join(f"{name}={value!r}" for name, value in self._values.items()) + ")"
 
 
-class Table(MutableMapping[str, Row]):
+class Table(Closing, MutableMapping[str, Row]):
     """A table of a store. Keys are those of key 1; an assigned row may be any mapping, and fields that it lacks are blank.
 
     Each call is one transaction. `batch` collects changes for one.
@@ -137,14 +137,6 @@ class Table(MutableMapping[str, Row]):
 
     def close(self) -> None:
         self._handle.close("table_close", self._pointer)
-
-    def __enter__(self) -> Table:
-        return self
-
-    def __exit__(
-        self, kind: type[BaseException] | None, value: BaseException | None, trace: TracebackType | None
-    ) -> None:
-        self.close()
 
     def __del__(self) -> None:
         if self._pointer:

@@ -108,8 +108,17 @@ class UnfinishedPointer {
 
 enum class Published { kDone, kTaken, kNoLinks, kFailed };
 
-Published Link(const std::string& part, const std::string& path) {
-  if (System().link(part.c_str(), path.c_str()) == 0) return Published::kDone;
+// A network file system that repeats a request after a lost answer may report a failure of what it has done.
+bool HasName(const UnfinishedPointer& part, const std::string& path) {
+  const int problem = errno;
+  const std::optional<FileIdentity> id = part.Id();
+  const bool has = id && IdentityOf(path.c_str()) == id;
+  errno = problem;
+  return has;
+}
+
+Published Link(const UnfinishedPointer& part, const std::string& path) {
+  if (System().link(part.Path().c_str(), path.c_str()) == 0 || HasName(part, path)) return Published::kDone;
   switch (errno) {
     case EEXIST:
       return Published::kTaken;
@@ -148,9 +157,11 @@ Published WriteInPlace(const std::string& path, const std::string& text, RemoteP
 // one.
 Published Publish(const UnfinishedPointer& part, const std::string& path, const std::string& text,
                   const std::optional<TableFile>& former, const RemotePlace& place, StoragePlugin& plugin) {
-  if (former)
-    return System().rename(part.Path().c_str(), path.c_str()) == 0 ? Published::kDone : Published::kFailed;
-  const Published linked = Link(part.Path(), path);
+  if (former) {
+    const bool renamed = System().rename(part.Path().c_str(), path.c_str()) == 0 || HasName(part, path);
+    return renamed ? Published::kDone : Published::kFailed;
+  }
+  const Published linked = Link(part, path);
   return linked == Published::kNoLinks ? WriteInPlace(path, text, place, plugin) : linked;
 }
 

@@ -124,6 +124,16 @@ TEST(TcpSocket, CloseIsReportedAfterLastBytes) {
   }
 }
 
+// The second one meets a connection that is closed on both sides.
+TEST(TcpSocket, LateSendFailsWithoutASignal) {
+  Server server([](Peer&) {});
+  CJSock socket;
+  ASSERT_EQ(socket.ConnectHost("127.0.0.1", server.Port()), 1);
+  server.Join();
+  Send(socket, "x");
+  EXPECT_EQ(Send(socket, "x"), 0);
+}
+
 TEST(TcpSocket, SendsEveryByteOnceOrFails) {
   const string bytes = Noise(16 << 20);
   for (const bool reads : {true, false}) {

@@ -1,6 +1,7 @@
 #include <tvlclient/smb_opr.h>
 
 #include "directory/table_keys.h"
+#include "support/mounted_folder.h"
 #include "support/store_test.h"
 #include "transfer/core.h"
 
@@ -249,6 +250,19 @@ TEST_F(TableFiles, HandlesEndWithTheirConnection) {
   EXPECT_EQ(other.CTFileInit(Arg("t.dat"), made, kRecord, kKey1, kKey2), TVL_OK) << "not open elsewhere";
   ASSERT_EQ(store_.Connect(connection_), TVL_OK);
   EXPECT_EQ(connection_.CTFileClose(handle_), TVL_ERR_SERVER_FILE);
+}
+
+// The rows fit into the engine's memory and the journal onto the disk, but the table does not.
+TEST_F(TableFiles, WriteThatCannotBeCommittedFails) {
+  const MountedFolder disk(store_.rootHost + "/disk", "size=512k");
+  if (!disk.IsMounted()) GTEST_SKIP() << "no disk can be mounted";
+  constexpr int kRows = 100;
+  ASSERT_EQ(connection_.CTFileInit(Arg("disk/t.dat"), handle_, 1000, kKey1, kKey2), TVL_OK);
+  disk.FillUp(32768);
+  string rows;
+  for (int row = 0; row < kRows; ++row)
+    rows += Filled(std::to_string(row), kKey1) + '\0' + Filled("", kKey2) + '\0' + string(1000, 'r');
+  EXPECT_EQ(Write(rows, kRows), TVL_ERR_RS_WRITE);
 }
 
 }  // namespace

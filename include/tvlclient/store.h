@@ -130,12 +130,13 @@ typedef void (*TVLHeldFileCallback)(const TVLHeldFile* file, void* userData);
 // stop hook says so (TVLSetStopHook).
 TVL_API int TVLListHeldFiles(const char* path, TVLHeldFileCallback callback, void* userData);
 
-// Calls `callback` (may be null) for each file that a killed transfer left in the store and nobody holds, in
-// the order of their paths. Returns their number, or -1 if memory ran out.
+// Calls `callback` (may be null) for each part and each marker that a killed program left in the store and
+// nobody holds, in the order of their paths. Returns their number, or -1 if memory ran out.
 TVL_API int TVLStoreListLeftovers(const TVLStoreLayout* layout, TVLPathCallback callback, void* userData);
 
-// Removes those files. Returns the number of files removed, or -1 if memory ran out.
-TVL_API int TVLStoreRemoveLeftovers(const TVLStoreLayout* layout);
+// Removes those files, each only if nobody holds it at that moment, and calls `callback` (may be null) for
+// each file that it removed. Returns their number, or -1 if memory ran out.
+TVL_API int TVLStoreRemoveLeftovers(const TVLStoreLayout* layout, TVLPathCallback callback, void* userData);
 
 // --- Checking a share ---
 
@@ -147,7 +148,7 @@ typedef struct TVLFinding {
   int needed;         // 1: presence and locks cannot be trusted if the verdict is bad
   enum TVL_VERDICT verdict;
   const char* detail;
-  const char* remedy;  // what to do about it; may be empty
+  const char* remedy;  // what to do about it; empty if the verdict is TVL_VERDICT_OK
 } TVLFinding;
 
 typedef void (*TVLFindingCallback)(const TVLFinding* finding, void* userData);

@@ -1,8 +1,8 @@
 #include <CLI/CLI.hpp>
-#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <tvlclient/errors.h>
 #include <tvlclient/store.h>
@@ -12,7 +12,6 @@
 #include "cli/doctor_report.h"
 #include "cli/layout.h"
 #include "cli/output/reporter.h"
-#include "cli/output/text.h"
 
 namespace tvl::cli {
 namespace {
@@ -51,14 +50,20 @@ Patient FindPatient(const Options& options, const DoctorRequest& request) {
   return patient;
 }
 
-// Creates the missing parts of the store and removes the partial files of killed transfers.
+// Does what `tvl init --missing` does, then removes what killed programs left. Reports each step.
 void Repair(const TVLStoreLayout& store, Report& report) {
-  const std::size_t missing = MissingParts(store).size();
+  std::vector<std::string> done;
+  const std::vector<std::string> missing = MissingParts(store);
   CreateMissingParts(store, {});
-  const auto removed = static_cast<std::uint64_t>(TVLStoreRemoveLeftovers(&store));
-  const std::string detail =
-      "created " + Counted(missing, "part") + " of the store, removed " + Counted(removed, "leftover");
-  report.Add({"repair", 0, TVL_VERDICT_OK, detail.c_str(), ""});
+  for (const std::string& path : missing) done.push_back("created " + path);
+  TVLStoreRemoveLeftovers(
+      &store,
+      [](const char* path, void* list) {
+        static_cast<std::vector<std::string>*>(list)->push_back(std::string("removed ") + path);
+      },
+      &done);
+  if (done.empty()) done.emplace_back("nothing to repair");
+  for (const std::string& step : done) report.Add({"repair", 0, TVL_VERDICT_OK, step.c_str(), ""});
 }
 
 void AddFinding(const TVLFinding* finding, void* report) {
@@ -91,7 +96,8 @@ ExitStatus RunDoctor(const Options& options, Reporter& reporter, const DoctorReq
   const Patient patient = FindPatient(options, request);
   Report report;
   if (!patient.problem.empty())
-    report.Add({"configuration", 1, TVL_VERDICT_BAD, patient.problem.c_str(), "correct tvl.ini"});
+    report.Add({"configuration", 1, TVL_VERDICT_BAD, patient.problem.c_str(),
+                "correct tvl.ini as man tvl.ini describes"});
   if (request.fix && !patient.store) throw Stop("--fix needs a store");
   if (request.fix) Repair(*patient.store, report);
   CheckFolder(options, patient, report);
@@ -110,7 +116,7 @@ void AddDoctorCommand(CLI::App& app, Invocation& invocation) {
                                 });
   AddText(doctor, "DIR", request->folder, "Folder on the share (default: the store's)", "");
   doctor.add_flag("--fix", request->fix,
-                  "Create missing parts of the store and remove the partial files of killed transfers");
+                  "Create missing parts of the store, and remove what killed programs left in it");
   AddText(doctor, "--peer", request->peer, "Check this computer against another one", "NAME");
   doctor.footer(
       R"(The checks write to a temporary folder in DIR and remove it at the end. They run

@@ -34,7 +34,8 @@ struct Status {
 void AddEngine(Status& status) {
   const std::string version = TVLEngineVersion();
   if (version.empty())
-    status.Add("table engine", TVL_VERDICT_BAD, "cannot be loaded", "install the table engine");
+    status.Add("table engine", TVL_VERDICT_BAD, "cannot be loaded",
+               "install vbctree.so next to the library, or its package tvlclient-engine-sqlite");
   else
     status.Add("table engine", TVL_VERDICT_OK, version);
 }
@@ -44,7 +45,7 @@ void AddClients(CTVLClientSmbOpr& directory, Status& status) {
   const int code = directory.ListInstances(
       "*", [](const TVLInstance*, void* number) { ++*static_cast<std::uint64_t*>(number); }, &count);
   if (code != TVL_OK) {
-    status.Add("clients", TVL_VERDICT_BAD, LibraryFailure(code).Message());
+    status.Add("clients", TVL_VERDICT_BAD, LibraryFailure(code).Message(), "run 'tvl doctor'");
     return;
   }
   status.Add("clients", TVL_VERDICT_OK, std::to_string(count) + " connected");
@@ -113,7 +114,8 @@ ExitStatus RunStatus(const Options& options, Reporter& reporter, const std::stri
     AddServer(options, status);
   if (!health_url.empty()) {
     const ServerHealth health = AskHealth(health_url, std::chrono::seconds(*options.timeout));
-    status.Add("health", health.is_good ? TVL_VERDICT_OK : TVL_VERDICT_BAD, health.text);
+    status.Add("health", health.is_good ? TVL_VERDICT_OK : TVL_VERDICT_BAD, health.text,
+               health.is_good ? "" : "look at the server's log");
   }
   return status.report.Print(reporter, options, status.document, subject, "not all is well");
 }

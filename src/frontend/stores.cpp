@@ -119,15 +119,14 @@ int TVLListHeldFiles(const char* path, TVLHeldFileCallback callback, void* userD
 }
 
 int TVLStoreListLeftovers(const TVLStoreLayout* layout, TVLPathCallback callback, void* userData) {
-  return Count([=] { return VisitPaths(tvl::FindLeftovers(layout->root), callback, userData); });
+  return Count([=] { return VisitPaths(tvl::FindLeftovers(*layout), callback, userData); });
 }
 
-int TVLStoreRemoveLeftovers(const TVLStoreLayout* layout) {
+int TVLStoreRemoveLeftovers(const TVLStoreLayout* layout, TVLPathCallback callback, void* userData) {
   return Count([=] {
-    int removed = 0;
-    for (const std::string& part : tvl::FindLeftovers(layout->root))
-      removed += DeleteFileA(part.c_str()) != 0 ? 1 : 0;
-    return removed;
+    std::vector<std::string> found = tvl::FindLeftovers(*layout);
+    std::erase_if(found, [](const std::string& path) { return DeleteFileA(path.c_str()) == 0; });
+    return VisitPaths(found, callback, userData);
   });
 }
 

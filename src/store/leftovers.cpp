@@ -4,24 +4,46 @@
 #include <filesystem>
 
 #include "platform/held_file.h"
-#include "store/part_name.h"
+#include "store/file_kind.h"
 
 namespace tvl {
+namespace {
 
-std::vector<std::string> FindLeftovers(const std::string& root) {
-  namespace fs = std::filesystem;
-  std::vector<std::string> parts;
+namespace fs = std::filesystem;
+
+constexpr char kUnfinishedMarkerExtension[] = ".new";
+
+bool IsPart(const std::string& name) {
+  return FileKindOf(name) == TVL_FILE_PART;
+}
+
+bool IsMarker(const std::string& name) {
+  return FileKindOf(name) == TVL_FILE_MARKER ||
+         (name.starts_with('.') && name.ends_with(kUnfinishedMarkerExtension));
+}
+
+// Appends the files at and below `folder` whose names are wanted and that nobody holds.
+void AddUnheld(const std::string& folder, bool (*wanted)(const std::string& name),
+               std::vector<std::string>& found) {
   std::error_code problem;
-  fs::recursive_directory_iterator entry(root, fs::directory_options::skip_permission_denied, problem);
+  fs::recursive_directory_iterator entry(folder, fs::directory_options::skip_permission_denied, problem);
   for (; !problem && entry != fs::recursive_directory_iterator(); entry.increment(problem)) {
     std::error_code gone;
     const std::string path = entry->path().string();
-    if (IsPartName(entry->path().filename().string()) && fs::is_regular_file(entry->symlink_status(gone)) &&
+    if (wanted(entry->path().filename().string()) && fs::is_regular_file(entry->symlink_status(gone)) &&
         !IsSeenHeld(path.c_str()))
-      parts.push_back(path);
+      found.push_back(path);
   }
-  std::sort(parts.begin(), parts.end());
-  return parts;
+}
+
+}  // namespace
+
+std::vector<std::string> FindLeftovers(const TVLStoreLayout& layout) {
+  std::vector<std::string> found;
+  AddUnheld(layout.root, IsPart, found);
+  AddUnheld(layout.procs, IsMarker, found);
+  std::sort(found.begin(), found.end());
+  return found;
 }
 
 }  // namespace tvl

@@ -4,11 +4,13 @@
 #include <string>
 #include <vector>
 
+#include <tvlclient/store.h>
+
 namespace tvl {
 
-// The parts at and below the folder `root`, a path of the host, that nobody holds: what killed transfers
-// left. Sorted.
-[[nodiscard]] std::vector<std::string> FindLeftovers(const std::string& root);
+// Finds what killed programs left in a store and nobody holds: parts at and below the root, and markers,
+// finished or not. Sorted.
+[[nodiscard]] std::vector<std::string> FindLeftovers(const TVLStoreLayout& layout);
 
 }  // namespace tvl
 

@@ -120,9 +120,9 @@ TEST_F(TvlTest, DoctorReportsProblems) {
   fs::permissions(root + "/tmp/procs", fs::perms::sticky_bit, fs::perm_options::add);
   folder.Write("store/d/.12.3.tvlpart", "half");
   fs::remove(root + "/tmp/locks/dtlocks.dat");
-  for (const Words& row : {Words{root, "dtlocks.dat is missing", "tvl init --missing"},
+  for (const Words& row : {Words{root, "dtlocks.dat is missing", "tvl doctor --fix"},
                            {root, "is sticky", "chmod -t"},
-                           {root, "1 partial file", "tvl doctor --fix"},
+                           {root, "1 file left by killed programs", "tvl doctor --fix"},
                            {deep, "too many", "shorter path"},
                            {folder.Host("back\\slash"), "backslash", "rename"}}) {
     const ProcessResult result = Expect(1, {"doctor", row[0]});
@@ -131,11 +131,10 @@ TEST_F(TvlTest, DoctorReportsProblems) {
   }
   const std::string status = Expect(1, {"status"}, {"not all is well"}).out;
   EXPECT_NE(status.find("the lock table cannot be used: No such file"), std::string::npos) << status;
-  EXPECT_NE(status.find("1 partial file"), std::string::npos) << status;
+  EXPECT_NE(status.find("1 file left"), std::string::npos) << status;
   Expect(1, {"doctor", "--fix", root}, {"not reliable"});
   fs::permissions(root + "/tmp/procs", fs::perms::sticky_bit, fs::perm_options::remove);
   Expect(0, {"doctor", root});
-  EXPECT_FALSE(folder.Exists("store/d/.12.3.tvlpart"));
   const MountedFolder small(folder.Host("small"), "nr_inodes=16");
   if (!small.IsMounted()) GTEST_SKIP() << "needs the right to mount";
   fs::create_directory(small.Path() + "/s");
@@ -143,6 +142,30 @@ TEST_F(TvlTest, DoctorReportsProblems) {
   }
   EXPECT_NE(Expect(1, {"-n", "doctor", small.Path() + "/s"}).out.find("no inodes are left"),
             std::string::npos);
+}
+
+// Only what nobody holds is removed, however old it is.
+TEST_F(TvlTest, DoctorRepairsAndReportsEachStep) {
+  const std::string root = folder.Host("store");
+  Process holder(Start({"lock", "x", "--", "sh", "-c", "echo locked; exec sleep 100"}));
+  ASSERT_TRUE(holder.AwaitOutput());
+  Words expected;
+  for (const char* name :
+       {"d/.12.3.tvlpart", "tmp/procs/gone-7f000001-001.99.tvlc.tvp", "tmp/procs/.1.2.new"}) {
+    folder.Write(std::string("store/") + name, "");
+    expected.push_back("repair                   ok  removed " + root + "/" + name);
+  }
+  const Tree before = ContentsOf(root + "/tmp/procs");
+  Expect(0, {"doctor", root}, {"3 files left by killed programs"});
+  Expect(0, {"doctor", "--fix", root}, expected);
+  EXPECT_EQ(ContentsOf(root + "/tmp/procs").size(), before.size() - 2);
+  Expect(4, {"lock", "x", "--", "true"});
+  holder.Signal(SIGKILL);
+  holder.Finish();
+  fs::remove_all(root + "/tmp");
+  ExpectJson(0, {"doctor", "--fix", root},
+             {R"("detail":"created )" + root + R"(/tmp/locks/dtlocks.dat")", R"("detail":"complete")"});
+  Expect(0, {"doctor", "--fix", root}, {"nothing to repair"});
 }
 
 TEST_F(TvlTest, TwoDoctorsCheckEachOther) {

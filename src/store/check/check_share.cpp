@@ -26,10 +26,11 @@ Finding CheckPath(const std::string& folder, bool has_store) {
   const std::string procs = InHostFolder(InHostFolder(folder, kTmpName), kProcsName);
   const std::size_t marker = procs.size() + 1 + kLongestMarkerName;
   if (folder.find('\\') != std::string::npos)
-    return Bad("contains a backslash, which a store takes for a separator", "rename the folder");
+    return Bad("contains a backslash, which a store takes for a separator",
+               "rename the folder to a name without backslashes");
   if (folder.size() > Scratch::kLongestFolder || (!has_store && marker > kLongestPath))
     return Bad(std::to_string(folder.size()) + " bytes are too many for the path of a store",
-               "use a shorter path");
+               "move the store to a folder with a shorter path");
   return Good(folder);
 }
 

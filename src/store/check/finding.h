@@ -7,7 +7,7 @@
 
 namespace tvl {
 
-// What a check found, and what to do about it.
+// What a check found, and what to do about it, in one sentence that begins with a verb.
 struct Finding {
   TVL_VERDICT verdict = TVL_VERDICT_OK;
   std::string detail;
@@ -20,7 +20,7 @@ inline Finding Good(const std::string& detail) {
 inline Finding Warn(const std::string& detail, const std::string& remedy) {
   return {TVL_VERDICT_WARNING, detail, remedy};
 }
-inline Finding Bad(const std::string& detail, const std::string& remedy = {}) {
+inline Finding Bad(const std::string& detail, const std::string& remedy) {
   return {TVL_VERDICT_BAD, detail, remedy};
 }
 

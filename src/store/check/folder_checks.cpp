@@ -14,17 +14,20 @@
 namespace tvl {
 namespace {
 
+constexpr char kMount[] = "mount the share again, and check that its server runs";
+
 Finding CheckMount(const std::string& folder) {
   std::ifstream mounts("/proc/self/mountinfo");
   const std::optional<Mount> mount = FindMount(mounts, folder);
-  return mount ? JudgeMount(*mount) : Warn("unknown", "look at /proc/self/mountinfo");
+  return mount ? JudgeMount(*mount)
+               : Warn("unknown", "check that /proc is mounted and lists the share in /proc/self/mountinfo");
 }
 
 Finding CheckSpace(const std::string& folder) {
   struct statvfs space = {};
-  if (statvfs(folder.c_str(), &space) != 0) return Bad(Reason());
+  if (statvfs(folder.c_str(), &space) != 0) return Bad(Reason(), kMount);
   const std::uint64_t bytes = std::uint64_t{space.f_bavail} * space.f_frsize;
-  if (bytes == 0) return Bad("the disk is full", "free some space");
+  if (bytes == 0) return Bad("the disk is full", "delete files that are not needed, or enlarge the disk");
   // A file system that reports 0 inodes in total has no fixed number of them.
   if (space.f_files > 0 && space.f_favail == 0)
     return Bad("no inodes are left", "delete files that are not needed");
@@ -46,7 +49,7 @@ mode_t Umask() {
 // New files get the permissions of a folder with the setgid bit. In other folders the umask decides.
 Finding CheckRights(const std::string& folder) {
   struct stat status = {};
-  if (System().stat(folder.c_str(), &status) != 0) return Bad(Reason());
+  if (System().stat(folder.c_str(), &status) != 0) return Bad(Reason(), kMount);
   const mode_t mask = Umask();
   char text[8];
   std::snprintf(text, sizeof text, "%03o", mask & 0777U);
@@ -55,7 +58,8 @@ Finding CheckRights(const std::string& folder) {
   if (shared && !by_folder && (mask & status.st_mode & 0070U) != 0)
     return Warn(std::string("umask ") + text + " keeps new files from other users",
                 "run chmod g+s on the folder, or set the umask to 002");
-  return Good(by_folder ? "new files get the rights of the folder" : std::string("umask ") + text);
+  return Good(by_folder ? "new files get the rights of the folder"
+                        : std::string("new files get the rights that umask ") + text + " leaves");
 }
 
 }  // namespace

@@ -26,39 +26,41 @@ struct MountRule {
 };
 
 constexpr MountRule kRules[] = {
-    {"nfs*", "nolock", TVL_VERDICT_BAD, kLocal, "mount without nolock"},
-    {"nfs*", "local_lock=all", TVL_VERDICT_BAD, kLocal, "mount with local_lock=none"},
-    {"nfs*", "local_lock=posix", TVL_VERDICT_BAD, kLocal, "mount with local_lock=none"},
-    {"nfs*", "soft", TVL_VERDICT_WARNING, "a slow server makes reads and writes fail", "mount with hard"},
-    {"nfs*", "softerr", TVL_VERDICT_WARNING, "a slow server makes reads and writes fail", "mount with hard"},
-    {"nfs*", "nocto", TVL_VERDICT_WARNING, kStale, "mount without nocto"},
-    {"cifs", "nobrl", TVL_VERDICT_BAD, kLocal, "mount without nobrl"},
-    {"cifs", "nolock", TVL_VERDICT_BAD, kLocal, "mount without nolock"},
-    {"cifs", "cache=loose", TVL_VERDICT_BAD, kStale, "mount with cache=strict"},
-    {"cifs", "cache=singleclient", TVL_VERDICT_BAD, kStale, "mount with cache=strict"},
-    {"cifs", "cache=ro", TVL_VERDICT_BAD, kStale, "mount with cache=strict"},
+    {"nfs*", "nolock", TVL_VERDICT_BAD, kLocal, "mount the share without the option nolock"},
+    {"nfs*", "local_lock=all", TVL_VERDICT_BAD, kLocal, "mount the share with the option local_lock=none"},
+    {"nfs*", "local_lock=posix", TVL_VERDICT_BAD, kLocal, "mount the share with the option local_lock=none"},
+    {"nfs*", "soft", TVL_VERDICT_WARNING, "a slow server makes reads and writes fail",
+     "mount the share with the option hard"},
+    {"nfs*", "softerr", TVL_VERDICT_WARNING, "a slow server makes reads and writes fail",
+     "mount the share with the option hard"},
+    {"nfs*", "nocto", TVL_VERDICT_WARNING, kStale, "mount the share without the option nocto"},
+    {"cifs", "nobrl", TVL_VERDICT_BAD, kLocal, "mount the share without the option nobrl"},
+    {"cifs", "nolock", TVL_VERDICT_BAD, kLocal, "mount the share without the option nolock"},
+    {"cifs", "cache=loose", TVL_VERDICT_BAD, kStale, "mount the share with the option cache=strict"},
+    {"cifs", "cache=singleclient", TVL_VERDICT_BAD, kStale, "mount the share with the option cache=strict"},
+    {"cifs", "cache=ro", TVL_VERDICT_BAD, kStale, "mount the share with the option cache=strict"},
     {"cifs", "!serverino", TVL_VERDICT_WARNING, "a file that was replaced may not be noticed",
-     "mount with serverino"},
-    {"smb3", "nobrl", TVL_VERDICT_BAD, kLocal, "mount without nobrl"},
-    {"smb3", "nolock", TVL_VERDICT_BAD, kLocal, "mount without nolock"},
-    {"smb3", "cache=loose", TVL_VERDICT_BAD, kStale, "mount with cache=strict"},
+     "mount the share with the option serverino"},
+    {"smb3", "nobrl", TVL_VERDICT_BAD, kLocal, "mount the share without the option nobrl"},
+    {"smb3", "nolock", TVL_VERDICT_BAD, kLocal, "mount the share without the option nolock"},
+    {"smb3", "cache=loose", TVL_VERDICT_BAD, kStale, "mount the share with the option cache=strict"},
     {"smb3", "!serverino", TVL_VERDICT_WARNING, "a file that was replaced may not be noticed",
-     "mount with serverino"},
-    {"ocfs2", "localflocks", TVL_VERDICT_BAD, kLocal, "mount without localflocks"},
-    {"gfs2", "localflocks", TVL_VERDICT_BAD, kLocal, "mount without localflocks"},
-    {"lustre", "localflock", TVL_VERDICT_BAD, kLocal, "mount with flock"},
-    {"lustre", "noflock", TVL_VERDICT_BAD, "there are no locks", "mount with flock"},
-    {"vboxsf", "", TVL_VERDICT_BAD, kLocal, "use NFS or SMB"},
+     "mount the share with the option serverino"},
+    {"ocfs2", "localflocks", TVL_VERDICT_BAD, kLocal, "mount the share without the option localflocks"},
+    {"gfs2", "localflocks", TVL_VERDICT_BAD, kLocal, "mount the share without the option localflocks"},
+    {"lustre", "localflock", TVL_VERDICT_BAD, kLocal, "mount the share with the option flock"},
+    {"lustre", "noflock", TVL_VERDICT_BAD, "there are no locks", "mount the share with the option flock"},
+    {"vboxsf", "", TVL_VERDICT_BAD, kLocal, "put the store on NFS or SMB"},
     {"9p", "", TVL_VERDICT_WARNING, "locks may stay on this computer",
-     "try it with --peer, or use NFS or SMB"},
-    {"fuse.sshfs", "", TVL_VERDICT_BAD, kLocal, "use NFS or SMB"},
-    {"fuse.rclone", "", TVL_VERDICT_BAD, kLocal, "use NFS or SMB"},
-    {"fuse.s3fs", "", TVL_VERDICT_BAD, kLocal, "use NFS or SMB"},
-    {"fuse.gcsfuse", "", TVL_VERDICT_BAD, kLocal, "use NFS or SMB"},
+     "run 'tvl doctor --peer NAME' on two computers, or put the store on NFS or SMB"},
+    {"fuse.sshfs", "", TVL_VERDICT_BAD, kLocal, "put the store on NFS or SMB"},
+    {"fuse.rclone", "", TVL_VERDICT_BAD, kLocal, "put the store on NFS or SMB"},
+    {"fuse.s3fs", "", TVL_VERDICT_BAD, kLocal, "put the store on NFS or SMB"},
+    {"fuse.gcsfuse", "", TVL_VERDICT_BAD, kLocal, "put the store on NFS or SMB"},
     {"fuse.glusterfs", "", TVL_VERDICT_OK, "", ""},
     {"fuse.ceph*", "", TVL_VERDICT_OK, "", ""},
     {"fuse*", "", TVL_VERDICT_WARNING, "locks may stay on this computer",
-     "try it from two computers with --peer"},
+     "run 'tvl doctor --peer NAME' on two computers"},
 };
 
 // Options that set how long file attributes are cached.
@@ -151,7 +153,8 @@ Finding JudgeMount(const Mount& mount) {
     if (rule.option.empty()) break;  // the first rule for the whole type decides
   }
   if (worst.verdict == TVL_VERDICT_OK && HasLongCacheTime(mount))
-    return Warn(name + ": changes by other computers are seen late", "mount with a shorter time");
+    return Warn(name + ": changes by other computers are seen late",
+                "mount the share with a time of 60 s or less");
   return worst;
 }
 

@@ -223,7 +223,7 @@ Finding ObserveTimes(Peer& peer) {
   peer.Say();
   if (late < 0)
     return Warn("the other computer sees the time " + theirs + ", this one " + ours,
-                "compare by contents: set FileCompare=hash in tvl.ini");
+                "set FileCompare=hash in tvl.ini, which compares contents");
   return Good("the same on both computers");
 }
 

@@ -14,6 +14,8 @@ namespace tvl {
 namespace {
 
 constexpr char kUseLocks[] = "use a file system with byte-range locks, and mount it with locking";
+constexpr char kUseRename[] = "use a file system that can rename a file over another one, such as NFS or SMB";
+constexpr char kUseTimes[] = "use a file system on which the owner of a file can set its time";
 
 Finding CheckLocks(const Scratch& scratch) {
   const std::string path = scratch.File("lock", "x");
@@ -53,15 +55,15 @@ Finding CheckDeletion(const Scratch& scratch) {
 Finding CheckRename(const Scratch& scratch) {
   const std::string from = scratch.File("new", "new");
   const std::string to = scratch.File("old", "old");
-  if (System().rename(from.c_str(), to.c_str()) != 0) return Bad(Reason());
-  if (ContentsOf(to) != "new") return Bad("the old file stays");
+  if (System().rename(from.c_str(), to.c_str()) != 0) return Bad(Reason(), kUseRename);
+  if (ContentsOf(to) != "new") return Bad("the old file stays", kUseRename);
   const std::string again = scratch.File("newer", "newer");
   const Descriptor reader(System().open(to.c_str(), O_RDONLY | O_CLOEXEC, 0));
   if (System().rename(again.c_str(), to.c_str()) != 0)
     return Warn("refused while a program of this computer has the file open (" + Reason() + ")",
                 "keep files of the store open only briefly; replacing a file waits up to 10 s");
   return ContentsOf(to) == "newer" ? Good("replaces the file, even while it is open")
-                                   : Bad("an open file is lost when it is replaced");
+                                   : Bad("an open file is lost when it is replaced", kUseRename);
 }
 
 Finding CheckTimes(const Scratch& scratch) {
@@ -72,9 +74,9 @@ Finding CheckTimes(const Scratch& scratch) {
   struct stat status = {};
   if (System().utimensat(AT_FDCWD, path.c_str(), times.data(), 0) != 0 ||
       System().stat(path.c_str(), &status) != 0)
-    return Bad(Reason());
+    return Bad(Reason(), kUseTimes);
   if (status.st_mtim.tv_sec != kOddSecond)
-    return Warn("2 s or coarser", "compare by contents: set FileCompare=hash in tvl.ini");
+    return Warn("2 s or coarser", "set FileCompare=hash in tvl.ini, which compares contents");
   for (long grain = 1; grain <= 100'000'000; grain *= 10) {
     if (status.st_mtim.tv_nsec == kNanoseconds / grain * grain) return Good(std::to_string(grain) + " ns");
   }
@@ -84,7 +86,7 @@ Finding CheckTimes(const Scratch& scratch) {
 Finding CheckCase(const Scratch& scratch) {
   static_cast<void>(scratch.File("Case", "x"));
   const bool alike = IsThere(scratch.Path("cASE"));
-  return Good(alike ? "a and A are one name" : "a and A are two names");
+  return Good(alike ? "'a' and 'A' are the same name" : "'a' and 'A' are different names");
 }
 
 }  // namespace

@@ -14,15 +14,16 @@ namespace {
 
 Finding CheckParts(const TVLStoreLayout& layout) {
   const std::vector<std::string> missing = MissingParts(layout);
-  if (missing.empty()) return Good("all there");
+  if (missing.empty()) return Good("complete");
   return Bad(missing.front() + " is missing" + (missing.size() > 1 ? ", and other parts" : ""),
-             "tvl init --missing, or tvl doctor --fix");
+             "run 'tvl doctor --fix' to create it; no client may be connected");
 }
 
 Finding CheckSafety(const TVLStoreLayout& layout) {
   if (layout.safety >= 2) return Good("2, whole files, synced");
   if (layout.safety == 1) return Good("1, whole files");
-  return Warn("0, written in place: a killed transfer leaves part of a file", "SafeOnTransfert=2 in tvl.ini");
+  return Warn("0, written in place: a killed transfer leaves part of a file",
+              "set SafeOnTransfert=2 in tvl.ini");
 }
 
 // In a sticky folder nobody can remove the marker of another user's dead client.
@@ -31,17 +32,17 @@ Finding CheckSticky(const TVLStoreLayout& layout) {
     struct stat status = {};
     if (System().stat(folder, &status) == 0 && (status.st_mode & S_ISVTX) != 0)
       return Bad(std::string(folder) + " is sticky: locks of another user's dead client stay",
-                 std::string("chmod -t ") + folder);
+                 std::string("run chmod -t ") + folder);
   }
   return Good("every user can remove what a dead client left");
 }
 
 Finding CheckLeftovers(const TVLStoreLayout& layout) {
-  const std::vector<std::string> parts = FindLeftovers(layout.root);
-  if (parts.empty()) return Good("no transfer left a part");
-  const std::string count =
-      parts.size() == 1 ? "1 partial file" : std::to_string(parts.size()) + " partial files";
-  return Warn(count + " of killed transfers, such as " + parts.front(), "tvl doctor --fix removes them");
+  const std::vector<std::string> found = FindLeftovers(layout);
+  if (found.empty()) return Good("killed programs left nothing");
+  const std::string count = found.size() == 1 ? "1 file" : std::to_string(found.size()) + " files";
+  return Warn(count + " left by killed programs, such as " + found.front(),
+              "run 'tvl doctor --fix' to remove what nobody uses");
 }
 
 }  // namespace
@@ -51,7 +52,7 @@ const std::vector<Check<TVLStoreLayout>>& StoreChecks() {
       {"parts of the store", true, CheckParts},
       {"SafeOnTransfert", false, CheckSafety},
       {"sticky folders", true, CheckSticky},
-      {"killed transfers", false, CheckLeftovers},
+      {"leftovers", false, CheckLeftovers},
   };
   return checks;
 }

@@ -30,12 +30,12 @@ KINDS = {kind.name: kind for kind in (_nfs("nfs4.2", "vers=4.2"), _nfs("nfs3", "
 
 # Mounts that doctor has to judge: its status, and a part of its remedy.
 UNSAFE = {
-    "nfs3 nolock": (_nfs("nfs3", "vers=3,nolock"), 1, "mount with"),
+    "nfs3 nolock": (_nfs("nfs3", "vers=3,nolock"), 1, "without the option"),
     "nfs3 local_lock=posix": (_nfs("nfs3", "vers=3,local_lock=posix"), 1, "local_lock=none"),
-    "nfs4.2 soft": (_nfs("nfs4.2", "vers=4.2,soft"), 0, "mount with hard"),
-    "smb nobrl": (_smb("smb", ",nobrl"), 1, "without nobrl"),
+    "nfs4.2 soft": (_nfs("nfs4.2", "vers=4.2,soft"), 0, "with the option hard"),
+    "smb nobrl": (_smb("smb", ",nobrl"), 1, "without the option nobrl"),
     "smb cache=loose": (_smb("smb", ",cache=loose"), 1, "cache=strict"),
-    "smb noserverino": (_smb("smb", ",noserverino"), 0, "mount with serverino"),
+    "smb noserverino": (_smb("smb", ",noserverino"), 0, "with the option serverino"),
 }
 SQUASHED = _nfs("nfs4.2 root_squash", "vers=4.2", "/data/squash")
 

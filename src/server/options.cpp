@@ -41,6 +41,7 @@ struct Words {
   std::string min_free;
   double handshake_seconds = 10;
   double send_seconds = 60;
+  double peer_seconds = 120;
   double idle_seconds = 0;
 };
 
@@ -88,6 +89,11 @@ void DescribeLimits(CLI::App& app, Words& words, Options& options) {
       ->capture_default_str();
   app.add_option("--send-timeout", words.send_seconds,
                  "Maximum time in seconds without send progress before the client is disconnected")
+      ->check(Seconds(false))
+      ->capture_default_str();
+  app.add_option("--peer-timeout", words.peer_seconds,
+                 "Maximum time in seconds until a client that has disappeared with its network or power is "
+                 "disconnected; never less than --send-timeout")
       ->check(Seconds(false))
       ->capture_default_str();
   app.add_option(
@@ -219,6 +225,7 @@ void TakeWords(const Words& words, Options& options) {
   static_cast<void>(ReadAdmission(options.admission));  // the server must not start with invalid lists
   options.handshake_timeout = Milliseconds(words.handshake_seconds);
   options.send_timeout = Milliseconds(words.send_seconds);
+  options.peer_timeout = Milliseconds(words.peer_seconds);
   options.idle_timeout = Milliseconds(words.idle_seconds);
 }
 

@@ -33,6 +33,7 @@ struct Options {
   std::size_t max_clients = 1024;
   std::chrono::milliseconds handshake_timeout = std::chrono::seconds(10);
   std::chrono::milliseconds send_timeout = std::chrono::seconds(60);
+  std::chrono::milliseconds peer_timeout = std::chrono::seconds(120);
   std::chrono::milliseconds idle_timeout = std::chrono::milliseconds::zero();  // none
   std::uint64_t max_file = 0;                                                  // any size
   std::size_t max_clients_per_address = 0;                                     // any number

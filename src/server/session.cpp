@@ -36,7 +36,7 @@ Session::Session(Service& service, asio::ip::tcp::socket socket, Entrance entran
     : service_(service),
       record_(std::make_shared<ClientRecord>()),
       stream_(std::make_shared<Stream>(
-          std::move(socket), service.options.send_timeout,
+          std::move(socket), Stream::Limits{service.options.send_timeout, service.options.peer_timeout},
           Stream::Meters{{record_, &record_->traffic}, service.status.metrics.traffic})),
       client_(stream_, service.options.idle_timeout),
       lobby_(lobby),

@@ -62,6 +62,7 @@ TEST(ServerOptions, RefuseInvalidValues) {
       {"--max-clients", {"0", "10000"}},
       {"--handshake-timeout", {"0", "1e-9"}},
       {"--send-timeout", {"0", "nan"}},
+      {"--peer-timeout", {"0", "nan"}},
       {"--idle-timeout", {"0.0001", "nan", "1e300", "-1"}},
       {"--max-file", {"-1", "0x10", "5X", "M", "18446744073709551616", "99999999999T"}},
       {"--min-free", {"-1", "5X", "101%", "-1%", "nan%", "%", "5 %"}},

@@ -14,12 +14,9 @@
 namespace tvl::server {
 namespace {
 
-// A peer that disappears silently is detected within two minutes: after a minute of silence and six probes.
-// There are no probes while sent data is unacknowledged, which has its own limit.
-constexpr int kSilence = 60;
-constexpr int kBetweenQuestions = 10;
-constexpr int kQuestions = 6;
-constexpr Duration kUnacknowledged = std::chrono::minutes(2);
+// An idle peer is probed after half of the time that it may be silent.
+constexpr int kProbes = 6;
+constexpr Duration kLongestSilence = std::chrono::hours(1);
 constexpr Duration kLongestUnacknowledged = std::chrono::hours(24);
 
 // Packets that a client sent ahead are processed without waiting; after this many, other clients get their
@@ -29,25 +26,33 @@ constexpr int kTurnsInARow = 32;
 template <int Name>
 using TcpOption = asio::detail::socket_option::integer<IPPROTO_TCP, Name>;
 
+// Makes the system end a connection whose peer has disappeared silently. The limit for unacknowledged data
+// also applies to probes, and while a client is alive but reads nothing.
+void DetectLostPeer(asio::ip::tcp::socket& socket, Stream::Limits limits) {
+  asio::error_code ignored;
+  const auto set = [&](auto option) { socket.set_option(option, ignored); };
+  const auto silence = static_cast<int>(
+      std::chrono::ceil<std::chrono::seconds>(std::min(limits.peer, kLongestSilence) / 2).count());
+  set(asio::socket_base::keep_alive(true));
+  set(TcpOption<TCP_KEEPIDLE>(silence));
+  set(TcpOption<TCP_KEEPINTVL>(std::max(1, silence / kProbes)));
+  set(TcpOption<TCP_KEEPCNT>(kProbes));
+  set(TcpOption<TCP_USER_TIMEOUT>(static_cast<int>(
+      std::min<Duration>(std::max(limits.peer, limits.send), kLongestUnacknowledged).count())));
+}
+
 }  // namespace
 
-Stream::Stream(asio::ip::tcp::socket socket, Duration send_limit, Meters meters)
+Stream::Stream(asio::ip::tcp::socket socket, Limits limits, Meters meters)
     : socket_(std::move(socket)),
-      send_limit_(send_limit),
+      send_limit_(limits.send),
       meters_(std::move(meters)),
       timer_(socket_.get_executor()) {
   asio::error_code ignored;
   peer_ = socket_.remote_endpoint(ignored);
   socket_.non_blocking(true, ignored);
   socket_.set_option(asio::ip::tcp::no_delay(true), ignored);
-  socket_.set_option(asio::socket_base::keep_alive(true), ignored);
-  socket_.set_option(TcpOption<TCP_KEEPIDLE>(kSilence), ignored);
-  socket_.set_option(TcpOption<TCP_KEEPINTVL>(kBetweenQuestions), ignored);
-  socket_.set_option(TcpOption<TCP_KEEPCNT>(kQuestions), ignored);
-  // This limit also applies while a client is alive but reads nothing.
-  const auto limit = static_cast<int>(
-      std::min<Duration>(std::max(kUnacknowledged, send_limit_), kLongestUnacknowledged).count());
-  socket_.set_option(TcpOption<TCP_USER_TIMEOUT>(limit), ignored);
+  DetectLostPeer(socket_, limits);
 }
 
 Stream::Clock::time_point Stream::After(Duration limit) {

@@ -27,8 +27,12 @@ class Stream : public std::enable_shared_from_this<Stream> {
     Traffic& all;  // of all streams together
   };
 
-  // `send_limit`: how long the client may take nothing of what is sent.
-  Stream(asio::ip::tcp::socket socket, Duration send_limit, Meters meters);
+  struct Limits {
+    Duration send;  // how long the client may take nothing of what is sent
+    Duration peer;  // until a peer that has disappeared is detected, or `send` if that is longer
+  };
+
+  Stream(asio::ip::tcp::socket socket, Limits limits, Meters meters);
 
   // Receives the payload of the next packet, or the handshake, which is valid until the next call. Returns
   // false at the end of the stream, for a broken packet, and if the packet is not complete within `limit`.

@@ -94,8 +94,8 @@ class CConnection {
   // Locks `name`, which has 1 to 32 bytes; trailing blanks are ignored. Returns 1 only if no live instance
   // held the lock when the row was written: check and write are one write batch. Takes over the row of a dead
   // predecessor with the same identity but another process id; the owner fields then describe the row found.
-  // Returns 0, with nothing written, if the table cannot be used or a damaged row is in the way, else 2 or 3
-  // as above. Locks do not nest.
+  // Returns 0, with nothing written, if the table cannot be used, a damaged row is in the way, or another
+  // instance has taken the marker's name, else 2 or 3 as above. Locks do not nest.
   int Lock(const char* name);
 
   // Releases a lock of this instance. Returns 0 if the object is not locked any more, or a damaged row is in
@@ -173,6 +173,7 @@ class CConnection {
   void ReadOwner();
   int CompareOwner() const;
   bool IsOwnedByOtherProcess() const;
+  bool IsOwnedByTwin() const;
   tvl::InstanceName OwnerName() const;
   bool IsOwnerAlive() const;
   void DescribeRow(tvl::LockRow& row) const;
@@ -189,6 +190,9 @@ class CConnection {
   tvl::TableEngineUse engine_use_;
   tvl::OwnNumber number_;
   bool has_allocated_ = false;
+  // This instance lost its marker, and an instance on another computer has the same process id and took its
+  // identity.
+  bool has_twin_ = false;
   // Rows that an earlier instance of this process left under this identity may still be in the table.
   bool former_rows_due_ = false;
 };

@@ -111,6 +111,11 @@ tvl::InstanceName CConnection::OwnerName() const {
   return {ownerComputer, ownerIp, ownerInstance, static_cast<unsigned int>(ownerPid), ownerClass};
 }
 
+// Returns true for a row with the identity of this instance if its owner is another live one.
+bool CConnection::IsOwnedByTwin() const {
+  return IsOwnedByOtherProcess() ? IsOwnerAlive() : has_twin_;
+}
+
 bool CConnection::IsOwnerAlive() const {
   return tvl::IsInstanceAlive(procsDir, OwnerName());
 }
@@ -119,10 +124,8 @@ bool CConnection::IsOwnerAlive() const {
 int CConnection::CheckLockInBatch() {
   while (ReadRowOfObject()) {
     lockState = CompareOwner();
-    const bool is_other = lockState != TVL_LOCK_OWN || IsOwnedByOtherProcess();
-    const bool is_dead = is_other && !IsOwnerAlive();
-    if (!is_dead || lockState == TVL_LOCK_OWN) {
-      if (is_other && !is_dead && lockState == TVL_LOCK_OWN) lockState = TVL_LOCK_OTHER_INSTANCE;
+    if (lockState == TVL_LOCK_OWN || IsOwnerAlive()) {
+      if (lockState == TVL_LOCK_OWN && IsOwnedByTwin()) lockState = TVL_LOCK_OTHER_INSTANCE;
       if (ownerIp[0] != 0) HexToIp(ownerIp, ownerIp);
       break;
     }
@@ -180,7 +183,7 @@ int CConnection::Lock(const char* name) {
   const int found = CheckLockInBatch();
   const bool adopts = found == TVL_LOCK_OWN && IsOwnedByOtherProcess();
   if (found != TVL_LOCK_FREE && !adopts) return lockState;
-  const bool can_write = access == Access::kWriting && instance != 0 && !batch->MetDamage();
+  const bool can_write = access == Access::kWriting && instance != 0 && !has_twin_ && !batch->MetDamage();
   if (!can_write || !(adopts ? AdoptRow() : WriteOwnRow()) || !batch->End()) {
     ClearOwner();
     return lockState;
@@ -224,6 +227,7 @@ bool CConnection::HoldsLock(const char* name) {
 void CConnection::ReleaseOwnLocks() {
   if (lockCount == 0) return;
   lockCount = 0;
+  KeepPresence();
   std::optional<TableBatch> batch;
   if (BeginBatch(batch, TableBatch::Kind::kWrite)) DeleteTopRows();
 }
@@ -236,13 +240,14 @@ void CConnection::DeleteTopRows() {
     mode = kReadLess;
     ReadOwner();
     if (CompareOwner() != TVL_LOCK_OWN) break;
-    if (IsOwnedByOtherProcess() && IsOwnerAlive()) continue;
+    if (IsOwnedByTwin()) continue;
     if (table->DeleteRec(keyBuffer) == 0) break;
   }
 }
 
 void CConnection::ReleaseAllOwnLocks() {
   lockCount = 0;
+  KeepPresence();
   std::optional<TableBatch> batch;
   if (BeginBatch(batch, TableBatch::Kind::kWrite)) DeleteFormerRows();
 }
@@ -252,7 +257,8 @@ void CConnection::DeleteFormerRows() {
   BuildLockKey(keyBuffer, kBelowAllObjects, nullptr, nullptr, nullptr, 0);
   while (table->ReadRec(keyBuffer, 1, kReadGreater) != nullptr) {
     ReadOwner();
-    if (CompareOwner() == TVL_LOCK_OWN && !IsOwnedByOtherProcess() && table->DeleteRec(keyBuffer) == 0) break;
+    if (CompareOwner() != TVL_LOCK_OWN || IsOwnedByOtherProcess() || IsOwnedByTwin()) continue;
+    if (table->DeleteRec(keyBuffer) == 0) break;
   }
 }
 

@@ -194,7 +194,7 @@ bool CConnection::IsPresent() const {
 void CConnection::KeepPresence() {
   if (markerPath[0] == 0 || IsPresent()) return;
   CloseMarker();
-  if (!tvl::IsMarkerAlive(markerPath)) CreateMarker();
+  has_twin_ = tvl::IsMarkerAlive(markerPath) || CreateMarker() == EEXIST;
 }
 
 std::vector<std::string> CConnection::OtherMarkers(const char* wantedClass, IsAlive isAlive) const {

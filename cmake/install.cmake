@@ -35,6 +35,7 @@ endif()
 if(TARGET tvl)
   set_target_properties(tvl PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
   install(TARGETS tvl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tvl)
+  install(TARGETS tvl-health LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/tvlclient COMPONENT tvl)
   # Debian keeps the functions of its packages in a folder of their own; site-functions is for the site.
   set(zsh_functions site-functions)
   if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")

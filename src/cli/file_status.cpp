@@ -36,6 +36,12 @@ std::optional<struct stat> LinkStatusOf(const std::string& path) {
   return status;
 }
 
+NameStatus LookAtName(const std::string& path) {
+  NameStatus status = {LinkStatusOf(path), {}};
+  status.leads_to = status.IsLink() ? StatusOf(path) : status.itself;
+  return status;
+}
+
 bool IsFolder(const std::string& path) {
   const auto status = StatusOf(path);
   return status && S_ISDIR(status->st_mode);

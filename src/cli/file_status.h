@@ -14,6 +14,16 @@ namespace tvl::cli {
 [[nodiscard]] std::optional<struct stat> StatusOf(const std::string& path);
 [[nodiscard]] std::optional<struct stat> LinkStatusOf(const std::string& path);
 
+// What one look at a name finds: its own status, and that of the file that it leads to, which differs only for
+// a link.
+struct NameStatus {
+  std::optional<struct stat> itself;
+  std::optional<struct stat> leads_to;
+
+  [[nodiscard]] bool IsLink() const { return itself && S_ISLNK(itself->st_mode); }
+};
+[[nodiscard]] NameStatus LookAtName(const std::string& path);
+
 // Returns true for a folder or a link to one.
 [[nodiscard]] bool IsFolder(const std::string& path);
 

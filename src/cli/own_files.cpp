@@ -2,8 +2,6 @@
 
 #include <strings.h>
 
-#include "cli/file_status.h"
-
 namespace tvl::cli {
 namespace {
 
@@ -46,9 +44,8 @@ bool OwnFiles::IsConfigurationName(const std::string& path) const {
   return named && IsSameFolder(FolderOf(configuration_), FolderOf(path));
 }
 
-bool OwnFiles::IncludeEntry(const std::string& path) const {
-  const auto status = StatusOf(path);
-  return (status && Hold(*status)) || IsConfigurationName(path);
+bool OwnFiles::IncludeEntry(const std::string& path, const NameStatus& status) const {
+  return (status.leads_to && Hold(*status.leads_to)) || IsConfigurationName(path);
 }
 
 bool OwnFiles::Include(const std::string& path) const {

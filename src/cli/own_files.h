@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "cli/file_status.h"
 #include "cli/folder_trail.h"
 #include "cli/store.h"
 
@@ -24,7 +25,10 @@ class OwnFiles {
   [[nodiscard]] bool AreIn(const std::string& path) const;
 
   // A fast form of Include for an entry of a folder that is not one of them.
-  [[nodiscard]] bool IncludeEntry(const std::string& path) const;
+  [[nodiscard]] bool IncludeEntry(const std::string& path) const {
+    return IncludeEntry(path, LookAtName(path));
+  }
+  [[nodiscard]] bool IncludeEntry(const std::string& path, const NameStatus& status) const;
 
   // The same for an existing file or folder, by its status.
   [[nodiscard]] bool Hold(const struct stat& status) const { return identities_.Hold(status); }

@@ -7,7 +7,6 @@
 #include <climits>
 #include <filesystem>
 
-#include "cli/file_status.h"
 #include "host/system_calls.h"
 
 namespace tvl::cli {
@@ -41,18 +40,24 @@ bool WriteRoot::IsOutside(const std::string& folder) {
   return last_outside_;
 }
 
-// Resolves even a dangling link in the last place, because writing to it would create its target.
 bool WriteRoot::IsLeftBy(const std::string& path) {
+  return IsLeftBy(path, LookAtName(WithoutSlash(path).string()));
+}
+
+// Resolves even a dangling link in the last place, because writing to it would create its target.
+bool WriteRoot::IsLeftBy(const std::string& path, const NameStatus& status) {
   if (follow_) return false;
   fs::path place = WithoutSlash(path);
+  NameStatus found = status;
   for (int links = 0; links < kMostLinks; ++links) {
     if (IsOutside(place.parent_path().string()))
       return IsOutside(place.string());  // `path` may be the root itself
-    if (!IsLink(place.string())) return false;
-    if (IsFolder(place.string())) return IsOutside(place.string());
+    if (!found.IsLink()) return false;
+    if (found.leads_to && S_ISDIR(found.leads_to->st_mode)) return IsOutside(place.string());
     const std::string target = TargetOf(place.string());
     if (target.empty()) return true;
     place = WithoutSlash(place.parent_path() / target);
+    found = LookAtName(place.string());
   }
   return true;
 }

@@ -3,6 +3,8 @@
 
 #include <string>
 
+#include "cli/file_status.h"
+
 namespace tvl::cli {
 
 // The folder that a command writes into. Anyone who can write to a store can create a link in it, so nothing
@@ -14,6 +16,8 @@ class WriteRoot {
 
   // Returns true if writing to `path` would write outside the folder.
   [[nodiscard]] bool IsLeftBy(const std::string& path);
+  // The same for a path without a trailing slash, with its status.
+  [[nodiscard]] bool IsLeftBy(const std::string& path, const NameStatus& status);
 
  private:
   [[nodiscard]] bool IsOutside(const std::string& folder);

@@ -108,6 +108,10 @@ void ForgetFileErrors() {
   TVLLastFileError(nullptr, 0);
 }
 
+bool HadFileErrors() {
+  return TVLLastFileError(nullptr, 0) != 0;
+}
+
 Failure LibraryFailure(int code) {
   const CodeMeaning& meaning = MeaningOf(code);
   char path[kPathSize] = {};

@@ -40,6 +40,9 @@ struct CodeMeaning {
 // Forgets earlier file errors, so that LibraryFailure describes only what follows.
 void ForgetFileErrors();
 
+// Returns true if a file operation of the library failed on this thread since then, and forgets it.
+[[nodiscard]] bool HadFileErrors();
+
 // Describes the failure of the library call that has just returned `code`.
 [[nodiscard]] Failure LibraryFailure(int code);
 

@@ -24,6 +24,7 @@ namespace tvl::cli {
 namespace {
 
 constexpr int kDumbPolicy = 0;
+constexpr int kHashPolicy = 1;
 constexpr int kTimePolicy = 2;
 constexpr std::size_t kManyFiles = 8;
 constexpr char kTopFolder[] = "/";
@@ -144,10 +145,12 @@ class Transfer {
     log_.Report(job.names, outcome, job.size);
   }
 
-  // Two unreadable files compare as equal, and with the policy "dumb" so do missing ones.
+  // Two unreadable files compare as equal, and with the policy "dumb" so do missing ones. The library has read
+  // both if it had no error.
   void ReportSame(const TransferJob& job) {
     const int policy = store_.Client().FileCmp();
-    if (policy == kTimePolicy) return log_.Report(job.names, Outcome::kSame, job.size);
+    if (policy == kTimePolicy || (policy == kHashPolicy && !HadFileErrors()))
+      return log_.Report(job.names, Outcome::kSame, job.size);
     const bool dumb = policy == kDumbPolicy;
     for (const std::string& path : {SourcePath(job), TargetPath(job)}) {
       const int problem = path.empty() ? 0 : ReadProblem(path);

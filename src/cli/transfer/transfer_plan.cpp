@@ -161,8 +161,9 @@ void TransferPlan::WalkEntry(const NamePair& names, bool is_new) {
 // A target that does not exist cannot be one of the store's own files under another name, nor a link.
 const char* TransferPlan::WhyEntryRefused(const std::string& target, bool is_new) {
   if (is_new) return own_files_.IsConfigurationName(target) ? kOwnFile : nullptr;
-  if (own_files_.IncludeEntry(target)) return kOwnFile;
-  return write_root_.IsLeftBy(target) ? kLeadsOutText : nullptr;
+  const NameStatus status = LookAtName(target);
+  if (own_files_.IncludeEntry(target, status)) return kOwnFile;
+  return write_root_.IsLeftBy(target, status) ? kLeadsOutText : nullptr;
 }
 
 bool TransferPlan::IsLeftOut(const NamePair& names, const struct stat& status, const std::string& path,

@@ -100,9 +100,9 @@ class Sync {
     if (store_.Client().FileCmp() == kDumbPolicy)
       reporter_.Notice({}, "the store's FileCompare is dumb: only files of new folders are copied");
     CatchInterrupts(options_.quiet);
-    Open();
+    const bool had_errors = Open();
     const std::string root = direction_ == Direction::kPut ? store_.StorePath({}) : TargetPath();
-    const SyncPlan plan(store_, direction_, rules_, WriteRoot(root, request_.follow));
+    const SyncPlan plan(store_, direction_, rules_, WriteRoot(root, request_.follow), had_errors);
     if (Interrupted()) throw Stop(SourcePath(), LibraryFailure(TVL_ERR_STOPPED));
     SyncWork work(store_, reporter_, options_, plan);
     work.ReportPlan(request_.remove);
@@ -149,7 +149,8 @@ class Sync {
           {}, {kFailed, 0, "source and target are the same folder, or one is inside the other", 0, target});
   }
 
-  void Open() {
+  // Returns true if the library had file errors.
+  [[nodiscard]] bool Open() {
     std::string remote = names_.remote;
     std::string local = names_.local;
     std::string pattern = request_.pattern;
@@ -164,6 +165,7 @@ class Sync {
             : client.SyncDirOpenPutRemote(remote.data(), local.data(), pattern.data(), rules_.exclude,
                                           &total);
     if (code != TVL_OK) throw Stop(SourcePath(), store_.Explain(code, names_));
+    return HadFileErrors();
   }
 
   // Refuses an empty source, because a share that is not mounted looks like an empty folder.

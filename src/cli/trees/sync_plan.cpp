@@ -36,13 +36,14 @@ void AddWithFoldersAbove(const std::string& path, Identities& identities) {
 
 }  // namespace
 
-SyncPlan::SyncPlan(Store& store, Direction direction, const SyncRules& rules, const WriteRoot& root)
+SyncPlan::SyncPlan(Store& store, Direction direction, const SyncRules& rules, const WriteRoot& root,
+                   bool had_errors)
     : store_(store),
       direction_(direction),
       rules_(rules),
       own_files_(store),
       root_(root),
-      compares_contents_(store.Client().FileCmp() == kHashPolicy) {
+      compared_unreadable_(had_errors && store.Client().FileCmp() == kHashPolicy) {
   for (const std::string& path : {std::string(store.Layout().tmp), store.Configuration()}) {
     AddWithFoldersAbove(RealPath(path), above_own_);
   }
@@ -82,7 +83,7 @@ void SyncPlan::Read(int index) {
 
 // Most names of most plans are the same on both sides. They are counted, but not looked at.
 bool SyncPlan::IsPlainSame(SYNC_DIR_FILE_OPERATION operation, int index) {
-  const bool looked_at = compares_contents_ || rules_.every_name || !left_out_.empty();
+  const bool looked_at = compared_unreadable_ || rules_.every_name || !left_out_.empty();
   if (operation != SYNC_DIR_FILE_KEEP || looked_at) return false;
   SYNC_PLAN_KIND kind = SYNC_PLAN_UNKNOWN;
   unsigned long long size = 0;
@@ -153,7 +154,7 @@ SyncAction SyncPlan::ActionFor(SYNC_DIR_FILE_OPERATION operation, const SyncEntr
 
 // Two unreadable files have the same signature, so readability is checked.
 SyncAction SyncPlan::ActionForSame(const SyncEntry& entry) const {
-  if (!compares_contents_ || (ReadProblem(entry.source) == 0 && ReadProblem(entry.target) == 0))
+  if (!compared_unreadable_ || (ReadProblem(entry.source) == 0 && ReadProblem(entry.target) == 0))
     return SyncAction::kSame;
   return SyncAction::kUnreadable;
 }
@@ -162,8 +163,10 @@ SyncAction SyncPlan::ActionForSame(const SyncEntry& entry) const {
 // copy them either.
 SyncAction SyncPlan::WhyTargetRefused(const SyncEntry& entry) {
   if (direction_ == Direction::kGet && own_files_.IncludeEntry(entry.source)) return SyncAction::kOwn;
-  if (direction_ == Direction::kPut && own_files_.IncludeEntry(entry.target)) return SyncAction::kOwnTarget;
-  const bool leads_out = !entry.name.empty() && root_.IsLeftBy(entry.target);
+  const NameStatus target = LookAtName(entry.target);
+  if (direction_ == Direction::kPut && own_files_.IncludeEntry(entry.target, target))
+    return SyncAction::kOwnTarget;
+  const bool leads_out = !entry.name.empty() && root_.IsLeftBy(entry.target, target);
   return leads_out ? SyncAction::kLeadsOut : SyncAction::kSame;
 }
 

@@ -41,13 +41,16 @@ bool WriteRoot::IsOutside(const std::string& folder) {
 }
 
 bool WriteRoot::IsLeftBy(const std::string& path) {
-  return IsLeftBy(path, LookAtName(WithoutSlash(path).string()));
+  const std::string plain = WithoutSlash(path).string();
+  return IsLeftBy(plain, LookAtName(plain));
 }
 
 // Resolves even a dangling link in the last place, because writing to it would create its target.
 bool WriteRoot::IsLeftBy(const std::string& path, const NameStatus& status) {
   if (follow_) return false;
-  fs::path place = WithoutSlash(path);
+  // The usual case: a plain entry of a folder that was examined before.
+  if (!status.IsLink() && !last_outside_ && FolderOf(path) == last_folder_) return false;
+  fs::path place = path;
   NameStatus found = status;
   for (int links = 0; links < kMostLinks; ++links) {
     if (IsOutside(place.parent_path().string()))

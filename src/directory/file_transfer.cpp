@@ -125,7 +125,7 @@ int CTVLClientSmbOpr::GetRemote(char* remoteName, char* localName, int* transfer
   const PathText local = tvl::BuildFullPath(workingDirectory, localName);
   if (!store.Fits()) return state->CopyFailure();
   if (!local.Fits()) return state->TargetFailure();
-  return state->TransferUnlessEqual(store.Text(), local.Text(), workingDirectory, transferred);
+  return state->TransferUnlessEqual(store.Text(), nullptr, local.Text(), workingDirectory, transferred);
 }
 
 int CTVLClientSmbOpr::PutRemote(char* remoteName, char* localName, int* transferred) {
@@ -134,10 +134,11 @@ int CTVLClientSmbOpr::PutRemote(char* remoteName, char* localName, int* transfer
   const PathText local = tvl::JoinPath(workingDirectory, localName);
   if (!local.Fits()) return state->CopyFailure();
   if (!store.Fits()) return state->TargetFailure();
-  if (IsDirectory(local.Text()) != 0) {
-    return tvl::EnsureFolder(store.Text()) ? TVL_OK : TVL_ERR_SERVER_FILE;
-  }
-  return state->TransferUnlessEqual(local.Text(), store.Text(), state->serverRoot, transferred);
+  tvl::FileStatus status = {};
+  const bool known = tvl::ReadFileStatus(local.Text(), &status);
+  if (status.is_folder) return tvl::EnsureFolder(store.Text()) ? TVL_OK : TVL_ERR_SERVER_FILE;
+  return state->TransferUnlessEqual(local.Text(), known ? &status : nullptr, store.Text(), state->serverRoot,
+                                    transferred);
 }
 
 // Syncs the folders between `base` and a target, since they may be new and a file is safe on the disk only if
@@ -147,13 +148,15 @@ bool CTVLClientSmbOpr::State::SyncFolders(const char* base, const char* target) 
   return !synced || group != nullptr || tvl::SyncFoldersBetween(base, target);
 }
 
-// Shared by get and put. `base` is the folder that the target's name is relative to.
-int CTVLClientSmbOpr::State::TransferUnlessEqual(const char* source, const char* target, const char* base,
+// Shared by get and put. `status` is that of the source if it was just read, else null. `base` is the folder
+// that the target's name is relative to.
+int CTVLClientSmbOpr::State::TransferUnlessEqual(const char* source, const tvl::FileStatus* status,
+                                                 const char* target, const char* base,
                                                  int* transferred) const {
   const bool is_new = *transferred == 0 && expects_new && opr.fileCmp != kCompareDumb;
   int code = is_new ? Transfer(source, target, 1, true) : kAppeared;
   if (code == kAppeared) {
-    if (*transferred == 0 && FilesAreEqual(opr.fileCmp, source, target) != 0) return TVL_OK;
+    if (*transferred == 0 && FilesAreEqual(opr.fileCmp, source, status, target) != 0) return TVL_OK;
     code = Transfer(source, target, 1, false);
   }
   if (code != TVL_OK) return code;

@@ -49,7 +49,8 @@ struct CTVLClientSmbOpr::State {
   // Copies a file, in compressed form if the store wants that. With `expectsNew`, returns kAppeared if the
   // target exists.
   int Transfer(const char* source, const char* target, int equalTimes, bool expectsNew) const;
-  int TransferUnlessEqual(const char* source, const char* target, const char* base, int* transferred) const;
+  int TransferUnlessEqual(const char* source, const tvl::FileStatus* status, const char* target,
+                          const char* base, int* transferred) const;
   int CopyTree(const char* source, const char* target, ProgressCallback callback, void* userData) const;
   [[nodiscard]] bool SyncFolders(const char* base, const char* target) const;
   // Return the codes for a file that could not be read, and for one that could not be written.

@@ -132,10 +132,18 @@ class CTVLClientSmbOpr::State::SyncPlanner {
 
   [[nodiscard]] bool IsEqual(const PathText& file, const EntryStatus& status, const PathText& copy,
                              const Side& to, const char* name) const {
-    if (opr_.fileCmp <= kCompareHash) return FilesAreEqual(opr_.fileCmp, file.Text(), copy.Text()) != 0;
+    if (opr_.fileCmp < kCompareHash) return FilesAreEqual(opr_.fileCmp, file.Text(), copy.Text()) != 0;
     const EntryStatus other = to.Open().StatusOf(name);
+    if (opr_.fileCmp == kCompareHash) return IsEqualByContents(file, status, copy, other);
     return Exists(status) && Exists(other) &&
            EqualByTime(status.size, status.modified, other.size, other.modified);
+  }
+
+  [[nodiscard]] static bool IsEqualByContents(const PathText& file, const EntryStatus& status,
+                                              const PathText& copy, const EntryStatus& other) {
+    if (status.kind != EntryKind::kFile || other.kind != EntryKind::kFile)
+      return other.kind != EntryKind::kMissing && FilesAreEqual(kCompareHash, file.Text(), copy.Text()) != 0;
+    return status.size == other.size && SameSizeFilesAreEqual(file.Text(), copy.Text());
   }
 
   void PlanDeletions(const Side& from, const Side& to) {

@@ -85,6 +85,8 @@ namespace tvl {
 struct FileStatus {
   std::uint64_t size;
   std::int64_t modified;
+  bool is_file;  // a regular file
+  bool is_folder;
 };
 
 // Reads the status of a file or folder. Follows links. The size of a folder is 0. Returns false if it does

@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include "platform/files.h"
 #include "platform/same_contents.h"
 #include "transfer/sha1.h"
 
@@ -26,18 +25,32 @@ bool SameSignature(const char* fileA, const char* fileB) {
 }  // namespace
 
 int FilesAreEqual(int policy, const char* fileA, const char* fileB) {
+  return FilesAreEqual(policy, fileA, nullptr, fileB);
+}
+
+int FilesAreEqual(int policy, const char* fileA, const tvl::FileStatus* statusA, const char* fileB) {
   if (policy == kCompareDumb) return 1;
   if (policy == kCompareHash) {
     // Both files are local, so comparing their bytes is faster than comparing their signatures.
-    const tvl::Contents contents = tvl::CompareContents(fileA, fileB);
+    const bool known = statusA != nullptr && statusA->is_file;
+    const tvl::Contents contents = known ? tvl::CompareContents(fileA, statusA->size, fileB)
+                                         : tvl::CompareContents(fileA, fileB);
     if (contents != tvl::Contents::kUnknown) return contents == tvl::Contents::kSame ? 1 : 0;
   }
   tvl::FileStatus a = {};
   tvl::FileStatus b = {};
-  if (!tvl::ReadFileStatus(fileA, &a) || !tvl::ReadFileStatus(fileB, &b)) return 0;
+  if (statusA != nullptr) a = *statusA;
+  if (statusA == nullptr && !tvl::ReadFileStatus(fileA, &a)) return 0;
+  if (!tvl::ReadFileStatus(fileB, &b)) return 0;
   const bool equal = policy == kCompareHash ? a.size == b.size && SameSignature(fileA, fileB)
                                             : EqualByTime(a.size, a.modified, b.size, b.modified);
   return equal ? 1 : 0;
+}
+
+bool SameSizeFilesAreEqual(const char* fileA, const char* fileB) {
+  const tvl::Contents contents = tvl::CompareSameSize(fileA, fileB);
+  if (contents == tvl::Contents::kUnknown) return FilesAreEqual(kCompareHash, fileA, fileB) != 0;
+  return contents == tvl::Contents::kSame;
 }
 
 char* FileStamp(int policy, const char* path) {

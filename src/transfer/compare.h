@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "platform/files.h"
+
 // Compare policies, which decide whether two copies of a file count as equal.
 
 constexpr int kCompareDumb = 0;  // always equal, without examining them
@@ -12,6 +14,12 @@ constexpr int kCompareTime = 2;  // same size and same modification time in whol
 // Returns 1 if the files count as equal, else 0. A file that cannot be examined is not equal to any other,
 // unless the policy is dumb. An unreadable file has an empty signature. Policies above 2 work like 2.
 int FilesAreEqual(int policy, const char* fileA, const char* fileB);
+
+// The same with the status of the first file, if that was just read; else null.
+int FilesAreEqual(int policy, const char* fileA, const tvl::FileStatus* statusA, const char* fileB);
+
+// Returns true if two files of the same size have the same contents. Both were just examined.
+[[nodiscard]] bool SameSizeFilesAreEqual(const char* fileA, const char* fileB);
 
 // Applies the policy by time to two files that were already examined.
 [[nodiscard]] constexpr bool EqualByTime(std::uint64_t sizeA, std::int64_t modifiedA, std::uint64_t sizeB,

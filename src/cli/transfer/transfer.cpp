@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <memory>
 #include <optional>
 
@@ -27,6 +28,8 @@ constexpr int kDumbPolicy = 0;
 constexpr int kHashPolicy = 1;
 constexpr int kTimePolicy = 2;
 constexpr std::size_t kManyFiles = 8;
+// Network file systems remember what they saw for at least a second.
+constexpr std::chrono::milliseconds kRemembered{500};
 constexpr char kTopFolder[] = "/";
 
 bool IsAbsolute(const std::string& path) {
@@ -91,7 +94,7 @@ class Transfer {
     for (std::size_t index = 0; index < plan.Jobs().size(); ++index) {
       const TransferJob& job = plan.Jobs()[index];
       if (Interrupted() || connection_lost_) break;
-      LookAhead(plan.Jobs(), index);
+      if (std::chrono::steady_clock::now() - plan.Begin() > kRemembered) LookAhead(plan.Jobs(), index);
       if (progress) progress->Begin(job.names.Source(direction_), TargetPath(job), job.size.value_or(0));
       Do(job);
       if (progress) progress->End();

@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -34,6 +35,7 @@ class TransferPlan {
   void Add(const NamePair& names);
 
   [[nodiscard]] const std::vector<TransferJob>& Jobs() const { return jobs_; }
+  [[nodiscard]] std::chrono::steady_clock::time_point Begin() const { return begin_; }
   [[nodiscard]] std::uint64_t TotalBytes() const;
 
  private:
@@ -54,6 +56,7 @@ class TransferPlan {
   [[nodiscard]] bool ListStore(const NamePair& names, std::vector<std::string>& entries);
   [[nodiscard]] bool ListHost(const NamePair& names, std::vector<std::string>& entries);
 
+  const std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
   Store& store_;
   TransferLog& log_;
   const Direction direction_;

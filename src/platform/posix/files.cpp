@@ -200,7 +200,9 @@ bool tvl::ReadFileStatus(const char* path, FileStatus* status) {
     NoteError(path, errno);
     return false;
   }
-  status->size = S_ISDIR(found.st_mode) ? 0 : static_cast<std::uint64_t>(found.st_size);
+  status->is_file = S_ISREG(found.st_mode);
+  status->is_folder = S_ISDIR(found.st_mode);
+  status->size = status->is_folder ? 0 : static_cast<std::uint64_t>(found.st_size);
   status->modified = found.st_mtim.tv_sec;
   return true;
 }

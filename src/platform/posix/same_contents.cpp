@@ -47,25 +47,40 @@ class Reader {
   char piece_[kPiece];
 };
 
-// Examines both files before one is opened: if their sizes differ, or one is missing, nothing has to be
-// opened. Returns false if this fails for another reason.
-bool DifferAtALook(const char* a, const char* b, bool* different) {
-  struct stat status_a = {};
-  struct stat status_b = {};
-  *different = true;
-  if (System().stat(HostPath(b).Text(), &status_b) != 0) return errno == ENOENT;
-  if (System().stat(HostPath(a).Text(), &status_a) != 0) return errno == ENOENT;
-  if (!S_ISREG(status_a.st_mode) || !S_ISREG(status_b.st_mode)) return false;
-  *different = status_a.st_size != status_b.st_size;
-  return true;
+// Finds the size of a regular file without opening it. Returns false if that settles the comparison: a missing
+// file is different, and one that cannot be compared is unknown.
+bool FindSize(const char* path, off_t* size, Contents* result) {
+  struct stat status = {};
+  *result = Contents::kUnknown;
+  if (System().stat(HostPath(path).Text(), &status) != 0) {
+    if (errno == ENOENT) *result = Contents::kDifferent;
+    return false;
+  }
+  *size = status.st_size;
+  return S_ISREG(status.st_mode);
 }
 
 }  // namespace
 
+// Examines both files before one is opened: if their sizes differ, or one is missing, nothing has to be opened.
 Contents CompareContents(const char* a, const char* b) {
-  bool different = false;
-  if (!DifferAtALook(a, b, &different)) return Contents::kUnknown;
-  if (different) return Contents::kDifferent;
+  Contents result = Contents::kUnknown;
+  off_t size_a = 0;
+  off_t size_b = 0;
+  const bool has_b = FindSize(b, &size_b, &result);
+  if (!has_b && result == Contents::kDifferent) return result;
+  if (!FindSize(a, &size_a, &result) || !has_b) return result;
+  return size_a == size_b ? CompareSameSize(a, b) : Contents::kDifferent;
+}
+
+Contents CompareContents(const char* a, std::uint64_t size, const char* b) {
+  Contents result = Contents::kUnknown;
+  off_t size_b = 0;
+  if (!FindSize(b, &size_b, &result)) return result;
+  return size == static_cast<std::uint64_t>(size_b) ? CompareSameSize(a, b) : Contents::kDifferent;
+}
+
+Contents CompareSameSize(const char* a, const char* b) {
   const OpenFile fileA(a, O_RDONLY, 0, OpenFile::Look::kDone);
   const OpenFile fileB(b, O_RDONLY, 0, OpenFile::Look::kDone);
   if (!fileA.IsOpen() || !fileB.IsOpen()) return Contents::kUnknown;

@@ -36,7 +36,8 @@ PathText FullPath(const char* base, string_view rest) {
   return full;
 }
 
-// Creates every folder of `path` that begins at or after `from`. Usually the last one exists, and thus all do.
+// Creates every folder of `path` that begins at or after `from`. Usually the last one exists, and thus all
+// do.
 void MakeFolders(string_view path, std::size_t from) {
   const std::size_t last = path.rfind('\\');
   if (last == string_view::npos || last < from) return;

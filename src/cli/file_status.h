@@ -14,8 +14,8 @@ namespace tvl::cli {
 [[nodiscard]] std::optional<struct stat> StatusOf(const std::string& path);
 [[nodiscard]] std::optional<struct stat> LinkStatusOf(const std::string& path);
 
-// What one look at a name finds: its own status, and that of the file that it leads to, which differs only for
-// a link.
+// What one look at a name finds: its own status, and that of the file that it leads to, which differs only
+// for a link.
 struct NameStatus {
   std::optional<struct stat> itself;
   std::optional<struct stat> leads_to;

@@ -33,8 +33,8 @@ int FilesAreEqual(int policy, const char* fileA, const tvl::FileStatus* statusA,
   if (policy == kCompareHash) {
     // Both files are local, so comparing their bytes is faster than comparing their signatures.
     const bool known = statusA != nullptr && statusA->is_file;
-    const tvl::Contents contents = known ? tvl::CompareContents(fileA, statusA->size, fileB)
-                                         : tvl::CompareContents(fileA, fileB);
+    const tvl::Contents contents =
+        known ? tvl::CompareContents(fileA, statusA->size, fileB) : tvl::CompareContents(fileA, fileB);
     if (contents != tvl::Contents::kUnknown) return contents == tvl::Contents::kSame ? 1 : 0;
   }
   tvl::FileStatus a = {};

@@ -1,5 +1,7 @@
 #include "transfer/compare.h"
 
+#include <cstdint>
+#include <optional>
 #include <thread>
 
 #include <tvlclient/tvl.h>
@@ -65,14 +67,17 @@ TEST(Stamp, AppliesEachPolicyAndLastsUntilNextCall) {
 
 TEST(SameContents, ComparesEveryByte) {
   const TempFolder folder;
-  const auto compare = [&] {
-    return CompareContents(folder.Logical("a").c_str(), folder.Logical("b").c_str());
+  const auto compare = [&](std::optional<std::uint64_t> known = {}) {
+    const string a = folder.Logical("a");
+    const string b = folder.Logical("b");
+    return known ? CompareContents(a.c_str(), *known, b.c_str()) : CompareContents(a.c_str(), b.c_str());
   };
   for (const std::size_t size : {0, 1, 65535, 65536, 65537, 200000}) {
     const string bytes(size, 'x');
     folder.Write("a", bytes);
     folder.Write("b", bytes);
     EXPECT_EQ(compare(), Contents::kSame) << size;
+    EXPECT_EQ(compare(size + 1), Contents::kDifferent) << size;
     folder.Write("b", bytes + "x");
     EXPECT_EQ(compare(), Contents::kDifferent) << size;
     for (std::size_t at = 0; at < size; at += at < 65535 ? 65535 : 1 + size / 3) {

@@ -148,8 +148,8 @@ class Transfer {
     log_.Report(job.names, outcome, job.size);
   }
 
-  // Two unreadable files compare as equal, and with the policy "dumb" so do missing ones. The library has read
-  // both if it had no error.
+  // Two unreadable files compare as equal, and with the policy "dumb" so do missing ones. The library has
+  // read both if it had no error.
   void ReportSame(const TransferJob& job) {
     const int policy = store_.Client().FileCmp();
     if (policy == kTimePolicy || (policy == kHashPolicy && !HadFileErrors()))

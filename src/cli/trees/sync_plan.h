@@ -63,7 +63,8 @@ struct SyncSum {
 // The library's plan after a check, which removes forbidden actions from it.
 class SyncPlan {
  public:
-  // Nothing may be written outside `root`. `had_errors` is true if the library had file errors as it compared.
+  // Nothing may be written outside `root`. `had_errors` is true if the library had file errors as it
+  // compared.
   SyncPlan(Store& store, Direction direction, const SyncRules& rules, const WriteRoot& root, bool had_errors);
 
   // Returns what is to be done or reported, in the order of the plan. Names that are the same are included
@@ -100,7 +101,7 @@ class SyncPlan {
   Identities above_own_;  // the store's own files and their parent folders
   WriteRoot root_;
   const bool compared_unreadable_;  // perhaps: a comparison of contents met a file error
-  std::string top_;  // the source folder
+  std::string top_;                 // the source folder
   std::string target_top_;
   std::string left_out_;  // a skipped folder, with a slash; its contents are skipped too
   SyncAction left_out_as_ = SyncAction::kSame;

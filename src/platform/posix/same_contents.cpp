@@ -47,8 +47,8 @@ class Reader {
   char piece_[kPiece];
 };
 
-// Finds the size of a regular file without opening it. Returns false if that settles the comparison: a missing
-// file is different, and one that cannot be compared is unknown.
+// Finds the size of a regular file without opening it. Returns false if that settles the comparison: a
+// missing file is different, and one that cannot be compared is unknown.
 bool FindSize(const char* path, off_t* size, Contents* result) {
   struct stat status = {};
   *result = Contents::kUnknown;
@@ -62,7 +62,8 @@ bool FindSize(const char* path, off_t* size, Contents* result) {
 
 }  // namespace
 
-// Examines both files before one is opened: if their sizes differ, or one is missing, nothing has to be opened.
+// Examines both files before one is opened: if their sizes differ, or one is missing, nothing has to be
+// opened.
 Contents CompareContents(const char* a, const char* b) {
   Contents result = Contents::kUnknown;
   off_t size_a = 0;

@@ -1,6 +1,9 @@
 #include "cli/locks/lock_watch.h"
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/eventfd.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -15,6 +18,14 @@ constexpr std::chrono::milliseconds kBetweenQuestions{900};
 constexpr std::chrono::seconds kLongestQuestion{10};
 constexpr int kMillisecondsBetweenLooks = 500;
 
+// Makes the system notice within kLongestQuestion that the server or the network has disappeared. Later, the
+// server may have given the lock to another client.
+void ProbeConnection(int descriptor) {
+  const struct { int option, value; } settings[] = {{TCP_KEEPIDLE, 4}, {TCP_KEEPINTVL, 2}, {TCP_KEEPCNT, 3}};
+  for (const auto& setting : settings)
+    setsockopt(descriptor, IPPROTO_TCP, setting.option, &setting.value, sizeof setting.value);
+}
+
 std::string WhyLost(Store& store) {
   if (store.Directory() == nullptr) return "the connection to the server has ended";
   if (!store.IsPresent()) return "this client's presence marker was removed";
@@ -24,7 +35,10 @@ std::string WhyLost(Store& store) {
 }  // namespace
 
 LockWatch::LockWatch(Store& store, const std::string& object) : store_(store), object_(object) {
-  if (store.Directory() == nullptr) return;
+  if (store.Directory() == nullptr) {
+    ProbeConnection(store.Server()->Descriptor());
+    return;
+  }
   news_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
   if (news_ < 0) throw Stop(object, SystemFailure("the lock cannot be watched", errno, {}));
 }

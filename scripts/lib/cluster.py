@@ -211,29 +211,30 @@ class Cluster:
         with open(data / "pg_hba.conf", "a", encoding="ascii") as file:
             for database in ("all", "replication"):
                 file.write(f"host {database} all {NETWORK}0/24 trust\n")
-        self.configure(name)
+        with open(data / "postgresql.conf", "a", encoding="ascii") as file:
+            file.write((EXAMPLES / "postgresql.conf").read_text())
+        # Until there is a standby, the primary would wait for it.
+        self.configure(name, {"synchronous_standby_names": ""})
         self.start_database(name)
-        self.sql(name, "CREATE ROLE store LOGIN")
-        self.sql(name, "CREATE DATABASE store OWNER store")
+        for sql in ("CREATE ROLE replicator LOGIN REPLICATION", "CREATE ROLE store LOGIN", "CREATE DATABASE store OWNER store"):
+            self.sql(name, sql)
 
     def make_standby(self, name, primary):
         shutil.rmtree(self.data(name), ignore_errors=True)
-        self.postgres(name, "pg_basebackup", "-h", ADDRESSES[primary], "-U", DATABASE_USER, "-D", self.data(name), "-c", "fast", "-N")
+        self.postgres(name, "pg_basebackup", "-h", ADDRESSES[primary], "-U", "replicator", "-D", self.data(name), "-c", "fast",
+                      "-N")
         (self.data(name) / "standby.signal").touch()
-        self.configure(name)
+        self.configure(name, {})
         self.start_database(name)
-        self.sql(primary, "ALTER SYSTEM SET synchronous_standby_names = 'ANY 1 (*)'")
+        self.sql(primary, "ALTER SYSTEM RESET synchronous_standby_names")
         self.sql(primary, "SELECT pg_reload_conf()")
         await_that("a synchronous standby", lambda: self.sql(
             primary, "SELECT count(*) FROM pg_stat_replication WHERE sync_state = 'quorum' AND state = 'streaming'") == "1")
 
-    def configure(self, name):
-        hosts = ",".join(ADDRESSES[node] for node in DATABASES)
-        settings = {"listen_addresses": ADDRESSES[name], "unix_socket_directories": "", "wal_retrieve_retry_interval": "500ms",
-                    "primary_conninfo": f"host={hosts} user={DATABASE_USER} target_session_attrs=read-write "
-                                        "connect_timeout=3 keepalives_idle=4 keepalives_interval=2 keepalives_count=3"}
-        with open(self.data(name) / "postgresql.auto.conf", "a", encoding="ascii") as file:
-            file.writelines(f"{key} = '{value}'\n" for key, value in settings.items())
+    def configure(self, name, settings):
+        """Writes what this node has beyond the example. All nodes are on one file system, so none has a local socket."""
+        text = "".join(f"{key} = '{value}'\n" for key, value in {"unix_socket_directories": "", **settings}.items())
+        (self.data(name) / "postgresql.auto.conf").write_text(text)
 
     def primary(self):
         for name in DATABASES:

@@ -165,6 +165,12 @@ class TVL_API CTVLClientSmbOpr : public CTVLClientOpr {
   // another owner.
   void SyncPlanSetTimes(int on);
 
+  // With a folder, a full path, SyncDirSyncronize keeps there what it replaces and deletes, under the name
+  // that it had in the target, and with a number if an older backup has this name. An entry whose files
+  // cannot be kept fails and is not carried out. Null or an empty path ends this. Returns TVL_OK, or
+  // TVL_ERR_BAD_PATH if the path is too long.
+  int SyncPlanBackups(const char* folder);
+
   // Stores the result of an entry that SyncDirSyncronize has carried out in `code`: TVL_OK, TVL_ERR_COPY,
   // TVL_ERR_DELETE_FILE, TVL_ERR_DELETE_DIR, TVL_ERR_CREATE_DIR, TVL_ERR_ZIP, TVL_ERR_UNZIP or
   // TVL_ERR_STOPPED. Returns 1, or 0 if there is no result yet. May be called within the callback and until

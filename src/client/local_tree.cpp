@@ -78,14 +78,10 @@ void ReportRemoved(const char* path, std::uint64_t size, void* progress) {
   static_cast<const Progress*>(progress)->ReportFile(Whole(path), static_cast<int>(size));
 }
 
-int Remove(const char* path, std::size_t root_length, Progress progress) {
-  if (!Whole(path).Fits()) {
-    tvl::NoteError(path, ENAMETOOLONG);
-    return TVL_ERR_DELETE_FILE;
-  }
-  const tvl::RemovalHooks hooks = {progress.IsWanted() ? ReportRemoved : nullptr, &progress, PumpMessages,
-                                   tvl::StopRequested};
-  return CodeOf(tvl::RemoveTree(path, root_length, hooks));
+int Remove(const char* path, std::size_t root_length, const tvl::RemovalHooks& hooks) {
+  if (Whole(path).Fits()) return CodeOf(tvl::RemoveTree(path, root_length, hooks));
+  tvl::NoteError(path, ENAMETOOLONG);
+  return TVL_ERR_DELETE_FILE;
 }
 
 }  // namespace
@@ -102,11 +98,18 @@ int CTVLClientOpr::CopyDosDir(char* source, char* target, ProgressCallback callb
 }
 
 int CTVLClientOpr::RemoveDosDir(char* path, ProgressCallback callback, void* userData) {
-  return Remove(path, tvl::kMaxPath, Progress(callback, userData));
+  Progress progress(callback, userData);
+  return Remove(path, tvl::kMaxPath,
+                {progress.IsWanted() ? ReportRemoved : nullptr, &progress, PumpMessages, tvl::StopRequested});
 }
 
 int tvl::RemoveInTree(const char* path, std::size_t root_length) {
-  return Remove(path, root_length, Progress(nullptr, nullptr));
+  return Remove(path, root_length, {nullptr, nullptr, PumpMessages, tvl::StopRequested});
+}
+
+int tvl::MoveOutOfTree(const char* path, std::size_t root_length,
+                       const char* (*destination)(const char* path, void* argument), void* argument) {
+  return Remove(path, root_length, {nullptr, argument, PumpMessages, tvl::StopRequested, destination});
 }
 
 double CTVLClientOpr::SizeofDosDir(char* path, ProgressCallback callback, void* userData) {

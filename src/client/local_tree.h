@@ -9,6 +9,10 @@ namespace tvl {
 // bytes, are followed, links below it are not.
 [[nodiscard]] int RemoveInTree(const char* path, std::size_t root_length);
 
+// The same, but moves each file to where `destination` says (RemovalHooks).
+[[nodiscard]] int MoveOutOfTree(const char* path, std::size_t root_length,
+                                const char* (*destination)(const char* path, void* argument), void* argument);
+
 }  // namespace tvl
 
 #endif

@@ -2,6 +2,7 @@
 #define TVL_DIRECTORY_STATE_H
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include <tvlclient/smb_opr.h>
@@ -78,6 +79,7 @@ struct CTVLClientSmbOpr::State {
   bool previewed = false;
   bool folders_later = false;  // a synchronization creates its folders with the work, not with the plan
   bool set_times = false;      // and sets the times of what it copied
+  std::string backup_folder;   // and keeps there what it replaces and deletes, unless this is empty
   std::vector<tvl::LeftOut> left_out;  // of the plan
   tvl::SyncResults sync_results;       // of the plan that was carried out last
 };

@@ -1,6 +1,7 @@
 #include <cerrno>
 #include <memory>
 #include <new>
+#include <optional>
 #include <vector>
 
 #include "base/file_helpers.h"
@@ -9,16 +10,22 @@
 #include "client/local_tree.h"
 #include "client/sync_list.h"
 #include "directory/state.h"
+#include "directory/sync_backup.h"
 #include "platform/files.h"
 #include "platform/last_error.h"
 
 // The second phase of a synchronization: carries out the plan, entry by entry.
 
+using tvl::PathText;
+
 // One run of the work.
 class CTVLClientSmbOpr::State::SyncWorker {
  public:
   SyncWorker(CTVLClientSmbOpr& opr, ProgressCallback callback, void* user_data)
-      : opr_(opr), callback_(callback), user_data_(user_data) {}
+      : opr_(opr), callback_(callback), user_data_(user_data) {
+    const State& state = *opr.state;
+    if (!state.backup_folder.empty()) backup_.emplace(state.backup_folder.c_str(), state.Writing(0).safety);
+  }
 
   int Run() {
     opr_.state->sync_results.Begin(opr_.syncDirCount);
@@ -75,7 +82,8 @@ class CTVLClientSmbOpr::State::SyncWorker {
       case SYNC_DIR_FILE_COPY:
         return Copy(index, entry);
       case SYNC_DIR_FILE_DELETE:
-        return Note(index, tvl::RemoveInTree(entry.target, entry.rootLength));
+        return Note(index, backup_ ? backup_->MoveHere(entry.target, entry.rootLength)
+                                   : tvl::RemoveInTree(entry.target, entry.rootLength));
       default:
         return Note(index, MakeFolder(entry.target) ? TVL_OK : TVL_ERR_CREATE_DIR);
     }
@@ -83,7 +91,7 @@ class CTVLClientSmbOpr::State::SyncWorker {
 
   int Copy(int index, const SyncDirFile& entry) {
     const std::size_t before = owns_group_ ? opr_.state->group->Count() : 0;
-    const int code = opr_.state->Transfer(entry.source, entry.target, opr_.state->set_times ? 1 : 0, false);
+    const int code = KeepAndTransfer(entry);
     if (code != TVL_OK) result_ = code;
     if (code == TVL_OK && owns_group_ && opr_.state->group->Count() > before) {
       waiting_.push_back(index);
@@ -93,6 +101,11 @@ class CTVLClientSmbOpr::State::SyncWorker {
     SyncDirFile reported = entry;  // the callback may modify it
     if (callback_ != nullptr) callback_(reported.source, reported.size, user_data_);
     return code;
+  }
+
+  int KeepAndTransfer(const SyncDirFile& entry) {
+    if (backup_ && !backup_->Keep(entry.target, entry.rootLength)) return TVL_ERR_COPY;
+    return opr_.state->Transfer(entry.source, entry.target, opr_.state->set_times ? 1 : 0, false);
   }
 
   // Creates the folder and its parents.
@@ -111,12 +124,22 @@ class CTVLClientSmbOpr::State::SyncWorker {
   ProgressCallback callback_;
   void* user_data_;
   int result_ = TVL_OK;
+  std::optional<tvl::SyncBackup> backup_;
   bool owns_group_ = false;
   std::vector<int> waiting_;  // entries of the copies in the group, in its order
 };
 
 void CTVLClientSmbOpr::SyncPlanSetTimes(int on) {
   state->set_times = on != 0;
+}
+
+int CTVLClientSmbOpr::SyncPlanBackups(const char* folder) try {
+  const PathText path = tvl::JoinPath("", folder == nullptr ? "" : folder);
+  if (!path.Fits()) return TVL_ERR_BAD_PATH;
+  state->backup_folder = path.Text();
+  return TVL_OK;
+} catch (const std::bad_alloc&) {
+  return TVL_ERR_BAD_PATH;
 }
 
 int CTVLClientSmbOpr::SyncDirSyncronize(ProgressCallback callback, void* userData) try {

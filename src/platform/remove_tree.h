@@ -14,6 +14,9 @@ struct RemovalHooks {
   void* argument;
   void (*between)();  // called once after opening a folder and once after each of its names
   bool (*stops)();    // called after each name; true ends the removal
+  // Returns where to move a file instead of deleting it, a path that does not exist, or null to keep the file
+  // because there is no such place. May be null.
+  const char* (*destination)(const char* path, void* argument) = nullptr;
 };
 
 enum class Removal { kDone, kFileStays, kFolderStays, kStopped };

@@ -81,6 +81,7 @@ TEST_F(DryRun, NoCommandChangesAnything) {
        {"sync", "push", "docs", "docs", "--delete"},
        {"plan: to delete  3  2 B\n", "\nsub: would be deleted\n", "\nnew: would be copied\n"}},
       {0, {"sync", "push", "x/y", "t"}, {"\nhollow: folder would be created\n"}},
+      {0, {"sync", "run", "plan.json"}, {"\nhollow: folder would be created\n"}},
       {0, {"hash", "t/new"}},
       {0, {"lock", "ORD1", "--", "touch", "touched"}},
       {4, {"lock", "HELD", "--", "touch", "touched"}, {"HELD"}},
@@ -109,6 +110,7 @@ TEST_F(DryRun, NoCommandChangesAnything) {
   };
   Process holder(Start({"lock", "HELD", "--", "sh", "-c", "echo locked >&2; exec sleep 60"}));
   ASSERT_TRUE(holder.ReadErrorsUntil("locked"));
+  Expect(0, {"sync", "push", "x/y", "t", "--plan", "plan.json"});
   const std::vector<Words> commands = AllCommands();
   std::set<Words> missing(commands.begin(), commands.end());
   const Tree before = SnapshotOf(folder.Host());

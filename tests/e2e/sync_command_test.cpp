@@ -9,6 +9,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
+Words operator+(Words words, const Words& more) {
+  words.insert(words.end(), more.begin(), more.end());
+  return words;
+}
+
 class SyncCommand : public TvlTest {
  protected:
   SyncCommand() {
@@ -135,6 +140,107 @@ TEST_F(SyncCommand, OwnFilesAreSkipped) {
   EXPECT_EQ(folder.Read("store/tvl.ini"), configuration);
   EXPECT_TRUE(folder.Exists("store/tmp/locks/dtlocks.dat") && folder.Exists("store/a.txt"));
   EXPECT_FALSE(folder.Exists("store/d") || folder.Exists("store/inside"));
+}
+
+// A backup never replaces an older one, and is not put where a later run would touch it.
+TEST_F(SyncCommand, KeepsReplacedAndDeletedFiles) {
+  folder.Write("store/docs/a.txt", "old");
+  folder.Write("store/docs/x/1", "1");
+  fs::create_symlink("..", folder.Host("store/docs/x/up"));
+  folder.Write("store/file", "");
+  fs::create_symlink(folder.Host("work"), folder.Host("store/out"));
+  const Words push = {"sync", "push", "docs", "docs", "--delete", "--backup-dir"};
+  for (const char* refused : {"docs/old", "docs", "tmp", ".", "file", "file/x", "out/old", "../old"})
+    Expect(1, push + Words{refused});
+  Expect(1, {"sync", "pull", "docs", "docs", "--backup-dir", folder.Host("store/docs/b")});
+  EXPECT_EQ(folder.Read("store/docs/a.txt"), "old");
+  Expect(0, push + Words{"old/docs"}, {"3 deleted"});
+  EXPECT_EQ(ContentsOf(folder.Host("store/docs")), ContentsOf(folder.Host("work/docs")));
+  EXPECT_EQ(folder.Read("store/old/docs/a.txt") + folder.Read("store/old/docs/x/1"), "old1");
+  EXPECT_TRUE(fs::is_symlink(folder.Host("store/old/docs/x/up")));
+  folder.Write("store/docs/a.txt", "newer");
+  folder.Write("store/docs/x", "file");
+  Expect(0, push + Words{"old/docs"});
+  EXPECT_EQ(folder.Read("store/old/docs/a.txt") + folder.Read("store/old/docs/a.txt.~1~"), "oldnewer");
+  EXPECT_EQ(folder.Read("store/old/docs/x.~1~"), "file");
+  // What cannot be kept is neither replaced nor deleted.
+  folder.Write("store/docs/y/z", "kept");
+  folder.Write("store/old/docs/y", "in the way");
+  Expect(1, push + Words{"old/docs"}, {"y: "});
+  EXPECT_EQ(folder.Read("store/docs/y/z"), "kept");
+  // A pull keeps its backups in a local folder.
+  folder.Write("work/docs/a.txt", "local");
+  Expect(0, {"sync", "pull", "docs", "docs", "--backup-dir", "saved"});
+  EXPECT_EQ(folder.Read("work/saved/a.txt"), "local");
+}
+
+TEST_F(SyncCommand, ChecksHashesOfBothSides) {
+  Expect(0, {"sync", "push", "docs", "docs", "--check"}, {"3 files checked"});
+  Configure("FileCompare=dumb");
+  folder.Write("store/docs/a.txt", "other");
+  Expect(0, {"sync", "push", "docs", "docs"});
+  Expect(1, {"sync", "push", "docs", "docs", "--check"}, {"a.txt: differs from its source"});
+  ExpectJson(1, {"sync", "push", "docs", "docs", "--check"}, {R"("checked":2)"});
+}
+
+TEST_F(SyncCommand, RunsSavedPlanExactlyOrRefuses) {
+  const Words run = {"sync", "run", "plan.json"};
+  const auto make_plan = [&] {
+    Expect(0, {"sync", "push", "docs", "docs", "--delete", "--plan", "plan.json"});
+  };
+  folder.Write("store/docs/a.txt", "old");
+  folder.Write("store/docs/x/1\xFF", "1");
+  make_plan();
+  const Tree before = ContentsOf(folder.Host("store/docs"));
+  const struct {
+    const char* file;
+    const char* contents;  // null: it is removed
+  } changes[] = {{"store/docs/a.txt", "newer"},
+                 {"work/docs/a.txt", "aaaab"},
+                 {"store/docs/x/2", ""},
+                 {"store/docs/x/1\xFF", nullptr},
+                 {"store/docs/sub/b.doc", "b"}};
+  for (const auto& change : changes) {
+    const bool was_there = folder.Exists(change.file);
+    const std::string old = was_there ? folder.Read(change.file) : "";
+    if (change.contents != nullptr)
+      folder.Write(change.file, change.contents);
+    else
+      fs::remove(folder.Host(change.file));
+    const Tree changed = ContentsOf(folder.Host("store/docs"));
+    Expect(1, run, {"has changed since the plan was made"});
+    EXPECT_EQ(ContentsOf(folder.Host("store/docs")), changed) << change.file;
+    was_there ? folder.Write(change.file, old) : static_cast<void>(fs::remove(folder.Host(change.file)));
+    fs::remove(folder.Host("store/docs/sub"));
+    EXPECT_EQ(ContentsOf(folder.Host("store/docs")), before);
+    make_plan();
+  }
+  folder.Write("work/docs/later", "not in the plan");
+  folder.Write("store/docs/extra", "nor this");
+  Expect(0, {"-n", "sync", "run", "plan.json"}, {"a.txt: would be copied"});
+  Expect(0, run + Words{"--check", "--backup-dir", "old"}, {"3 files copied", "3 files checked"});
+  EXPECT_FALSE(folder.Exists("store/docs/later") || folder.Exists("store/docs/x"));
+  EXPECT_EQ(folder.Read("store/docs/extra") + folder.Read("store/old/a.txt"), "nor thisold");
+}
+
+TEST_F(SyncCommand, RefusesUnusablePlans) {
+  const std::string configuration = folder.Read("store/tvl.ini");
+  Expect(0, {"sync", "push", "docs", "docs", "--plan", "plan.json"});
+  std::string other = folder.Read("work/plan.json");
+  other.replace(other.find("store\":\"") + 8, 1, "/elsewhere");
+  folder.Write("work/other.json", other);
+  folder.Write("work/no.json", "{\"format\":");
+  folder.Write("work/empty.json", "{}");
+  ExpectAll({{1, {"sync", "run", "other.json"}, {"another store"}},
+             {1, {"sync", "run", "no.json"}, {"not a plan"}},
+             {1, {"sync", "run", "empty.json"}, {"not a plan"}},
+             {1, {"sync", "run", "."}},
+             {6, {"sync", "run", "none.json"}},
+             {1, {"sync", "push", "docs", "docs", "--plan", folder.Host("store/tvl.ini")}, {"belongs to"}},
+             {6, {"sync", "push", "docs", "docs", "--plan", "none/plan.json"}},
+             {2, {"sync", "push", "docs", "docs", "--plan", "p", "--check"}}});
+  EXPECT_EQ(folder.Read("store/tvl.ini"), configuration);
+  EXPECT_FALSE(folder.Exists("store/docs"));
 }
 
 TEST_F(SyncCommand, LinesAreJsonAndFailuresAreReported) {

@@ -15,6 +15,7 @@ constexpr Row kRows[] = {
     {"put", "NAME", ArgumentKind::kWorkFile},
     {"put", "DIR", ArgumentKind::kStoreFolder},
     {"ls", "DIR", ArgumentKind::kStoreFolder},
+    {"sync push", "DIR", ArgumentKind::kStoreFolder},
     {"mkdir", "NAME", ArgumentKind::kStoreFolder},
     {"lock", "NAME", ArgumentKind::kLock},
     {"unlock", "NAME", ArgumentKind::kLock},

@@ -74,11 +74,21 @@ void SyncPlan::Read(int index) {
   entry.name = NameBelow(top_, entry.source);
   entry.action = ActionFor(operation, entry);
   Count(operation, entry);
-  const bool to_do = entry.action == SyncAction::kCopy || entry.action == SyncAction::kMakeFolder ||
-                     entry.action == SyncAction::kDelete;
-  if (!to_do) store_.Client().SyncPlanTakeOut(index);
+  if (!IsToDo(entry.action)) store_.Client().SyncPlanTakeOut(index);
   const bool silent = operation == SYNC_DIR_FILE_FOLDER && entry.action == SyncAction::kSame;
   if (!silent) Keep(std::move(entry));
+}
+
+void SyncPlan::Restrict(const std::function<bool(const SyncEntry&)>& keeps) {
+  std::erase_if(entries_, [&](const SyncEntry& entry) {
+    if (!IsToDo(entry.action) || keeps(entry)) return false;
+    store_.Client().SyncPlanTakeOut(entry.index);
+    SyncSum& sum = sums_[static_cast<std::size_t>(entry.action)];
+    --sum.entries;
+    sum.files -= entry.files;
+    sum.bytes -= entry.bytes;
+    return true;
+  });
 }
 
 // Most names of most plans are the same on both sides. They are counted, but not looked at.

@@ -2,7 +2,7 @@
 #define TVL_CLI_TREES_SYNC_PLAN_H
 
 #include <cstdint>
-#include <map>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -54,6 +54,11 @@ struct SyncEntry {
   std::uint64_t bytes;
 };
 
+// Returns true if the entry changes the target.
+[[nodiscard]] constexpr bool IsToDo(SyncAction action) {
+  return action == SyncAction::kCopy || action == SyncAction::kMakeFolder || action == SyncAction::kDelete;
+}
+
 struct SyncSum {
   std::uint64_t entries = 0;
   std::uint64_t files = 0;
@@ -66,6 +71,9 @@ class SyncPlan {
   // Nothing may be written outside `root`. `had_errors` is true if the library had file errors as it
   // compared.
   SyncPlan(Store& store, Direction direction, const SyncRules& rules, const WriteRoot& root, bool had_errors);
+
+  // Removes the entries to be done that `keeps` does not want.
+  void Restrict(const std::function<bool(const SyncEntry&)>& keeps);
 
   // Returns what is to be done or reported, in the order of the plan. Names that are the same are included
   // only with `every_name`.

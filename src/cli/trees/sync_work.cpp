@@ -1,6 +1,7 @@
 #include "cli/trees/sync_work.h"
 
 #include <tvlclient/errors.h>
+#include <tvlclient/tvl.h>
 
 #include "cli/file_access.h"
 #include "cli/held_files.h"
@@ -64,6 +65,13 @@ bool IsFailure(SyncAction action) {
 
 std::string ShownName(const SyncEntry& entry) {
   return entry.name.empty() ? "." : entry.name;
+}
+
+// Returns the SHA-1 of a file in hexadecimal, empty if it cannot be read.
+std::string HashOfFile(std::string path) {
+  const std::string signature = GetFileSignature(path.data());
+  const std::size_t bar = signature.find('|');
+  return bar == std::string::npos ? std::string() : signature.substr(bar + 1);
 }
 
 Failure FailureOf(const SyncEntry& entry, const char* words) {
@@ -180,6 +188,31 @@ void SyncWork::Run() {
   reporter_.Fail({}, failure);
 }
 
+void SyncWork::Check() {
+  checked_ = 0;
+  for (const SyncEntry& entry : plan_.Entries()) {
+    if (Interrupted()) return;
+    int code = TVL_OK;
+    const bool is_file = entry.action == SyncAction::kCopy || entry.action == SyncAction::kSame;
+    if (!is_file || store_.Directory()->SyncPlanResult(entry.index, &code) == 0 || code != TVL_OK) continue;
+    CheckEntry(entry);
+  }
+}
+
+void SyncWork::CheckEntry(const SyncEntry& entry) {
+  ForgetFileErrors();
+  const std::string source = HashOfFile(entry.source);
+  const std::string target = source.empty() ? source : HashOfFile(entry.target);
+  if (source.empty() || target.empty()) {
+    const std::string& path = source.empty() ? entry.source : entry.target;
+    ReportFailed(entry, SystemFailure("cannot be read for the check", TVLLastFileError(nullptr, 0), path));
+  } else if (source != target) {
+    ReportFailed(entry, {kFailed, 0, "differs from its source after the synchronization", 0, entry.target});
+  } else {
+    ++*checked_;
+  }
+}
+
 void SyncWork::BeginCopy() {
   if (reached_ >= copies_.size()) return;
   const SyncEntry& entry = *copies_[reached_];
@@ -275,6 +308,7 @@ JsonObject SyncWork::Summary(ExitStatus status) const {
   sum.Number("same", plan_.Sum(SyncAction::kSame).entries);
   sum.Number("folders", folders_);
   sum.Number("deleted", deleted_);
+  if (checked_) sum.Number("checked", *checked_);
   std::uint64_t skipped = 0;
   for (const ActionWords& words : kWords) skipped += words.skipped ? plan_.Sum(words.action).entries : 0;
   sum.Number("clash", plan_.Sum(SyncAction::kClash).entries);
@@ -296,6 +330,7 @@ ExitStatus SyncWork::Finish() {
             std::to_string(plan_.Sum(SyncAction::kSame).entries) + " already the same";
     if (folders_ > 0) line += ", " + Counted(folders_, "folder") + " created";
     if (deleted_ > 0) line += ", " + std::to_string(deleted_) + " deleted";
+    if (checked_) line += ", " + Counted(*checked_, "file") + " checked";
     if (reporter_.Failures() > 0) line += ", " + std::to_string(reporter_.Failures()) + " failed";
     reporter_.PrintDone(line);
   }

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,8 @@ class SyncWork {
   void ReportPlan(bool removing);
   void ReportDryRun();
   void Run();
+  // Compares the hashes of both sides of each file that is now the same, and reports differences as failures.
+  void Check();
   // Reports the totals and returns the exit status.
   [[nodiscard]] ExitStatus Finish();
 
@@ -30,6 +33,7 @@ class SyncWork {
   void BeginCopy();
   void EndCopy();
   void ReportProgress();
+  void CheckEntry(const SyncEntry& entry);
   void ReportSkipped();
   void ReportResults();
   void ReportResult(const SyncEntry& entry, int code);
@@ -54,6 +58,7 @@ class SyncWork {
   std::uint64_t bytes_copied_ = 0;
   std::uint64_t folders_ = 0;
   std::uint64_t deleted_ = 0;
+  std::optional<std::uint64_t> checked_;  // number of files that Check found equal
 };
 
 }  // namespace tvl::cli

@@ -13,27 +13,36 @@
 #include "platform/held_file.h"
 #include "platform/host_path.h"
 #include "platform/last_error.h"
+#include "platform/posix/rename.h"
 
 namespace tvl {
 namespace {
 
-// A file to be unlinked while a try prevents others from holding it.
-struct Deletion {
+// What is done to an entry once nobody holds it: it is unlinked, or moved to `target` if that is not null.
+struct Departure {
   int folder;
   const char* name;
+  const char* target;
+
+  // Returns 0 or an errno value.
+  [[nodiscard]] int Carry() const {
+    if (target == nullptr) return System().unlinkat(folder, name, 0) == 0 ? 0 : errno;
+    return RenameUnlessTaken(folder, name, AT_FDCWD, target);
+  }
+};
+
+// A regular file that departs while a try prevents others from holding it.
+struct ProbedFile {
+  const Departure& departure;
   FileIdentity opened;
   int problem;
 };
 
-int Unlink(int folder, const char* name) {
-  return System().unlinkat(folder, name, 0) == 0 ? 0 : errno;
-}
-
-// Does not delete another file that got this name after the file was opened.
-void UnlinkProbed(void* argument) {
-  auto* deletion = static_cast<Deletion*>(argument);
-  deletion->problem = CheckName(deletion->folder, deletion->name, deletion->opened);
-  if (deletion->problem == 0) deletion->problem = Unlink(deletion->folder, deletion->name);
+// Does not touch another file that got this name after the file was opened.
+void CarryProbed(void* argument) {
+  auto* file = static_cast<ProbedFile*>(argument);
+  file->problem = CheckName(file->departure.folder, file->departure.name, file->opened);
+  if (file->problem == 0) file->problem = file->departure.Carry();
 }
 
 // Opens without blocking, because the name may now belong to another kind of file; but waits if a lease on a
@@ -45,28 +54,36 @@ int OpenForTry(int folder, const char* name) {
   return System().openat(folder, name, kFlags, 0);
 }
 
-int DeleteRegular(int folder, const char* name, std::uint64_t* size) {
-  const Descriptor file(OpenForTry(folder, name));
-  if (!file.IsOpen()) return errno == ELOOP ? Unlink(folder, name) : errno;
+int CarryRegular(const Departure& departure, std::uint64_t* size) {
+  const Descriptor file(OpenForTry(departure.folder, departure.name));
+  if (!file.IsOpen()) return errno == ELOOP ? departure.Carry() : errno;
   struct stat opened = {};
   if (System().fstat(file.Get(), &opened) != 0) return errno;
-  if (!S_ISREG(opened.st_mode)) return Unlink(folder, name);
+  if (!S_ISREG(opened.st_mode)) return departure.Carry();
   if (size != nullptr) *size = static_cast<std::uint64_t>(opened.st_size);
-  Deletion deletion = {folder, name, IdentityOf(opened), 0};
-  return WhileUnheld(file.Get(), UnlinkProbed, &deletion) ? deletion.problem : LastErrorCode();
+  ProbedFile probed = {departure, IdentityOf(opened), 0};
+  return WhileUnheld(file.Get(), CarryProbed, &probed) ? probed.problem : LastErrorCode();
+}
+
+// Opens only regular files, because opening a pipe would affect its other end.
+int CarryAny(const Departure& departure, unsigned char kind, std::uint64_t* size) {
+  if (kind == DT_UNKNOWN) {
+    struct stat status = {};
+    if (System().fstatat(departure.folder, departure.name, &status, AT_SYMLINK_NOFOLLOW) != 0) return errno;
+    kind = static_cast<unsigned char>(IFTODT(status.st_mode));
+  }
+  if (kind == DT_DIR) return EISDIR;
+  return kind == DT_REG ? CarryRegular(departure, size) : departure.Carry();
 }
 
 }  // namespace
 
-// Opens only regular files, because opening a pipe would affect its other end.
 int DeleteAt(int folder, const char* name, unsigned char kind, std::uint64_t* size) {
-  if (kind == DT_UNKNOWN) {
-    struct stat status = {};
-    if (System().fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) != 0) return errno;
-    kind = static_cast<unsigned char>(IFTODT(status.st_mode));
-  }
-  if (kind == DT_DIR) return EISDIR;
-  return kind == DT_REG ? DeleteRegular(folder, name, size) : Unlink(folder, name);
+  return CarryAny({folder, name, nullptr}, kind, size);
+}
+
+int MoveAwayAt(int folder, const char* name, unsigned char kind, const char* target) {
+  return CarryAny({folder, name, target}, kind, nullptr);
 }
 
 }  // namespace tvl

@@ -11,6 +11,9 @@ namespace tvl {
 // platform layer only.
 [[nodiscard]] int DeleteAt(int folder, const char* name, unsigned char kind, std::uint64_t* size);
 
+// The same, but moves the entry to the host path `target`, which must not exist.
+[[nodiscard]] int MoveAwayAt(int folder, const char* name, unsigned char kind, const char* target);
+
 }  // namespace tvl
 
 #endif

@@ -9,6 +9,7 @@
 #include "platform/host_path.h"
 #include "platform/last_error.h"
 #include "platform/posix/open_file.h"
+#include "platform/posix/rename.h"
 
 namespace tvl {
 namespace {
@@ -22,15 +23,7 @@ struct Move {
 };
 
 int MoveUnlessTaken(const char* from, const char* to) {
-  const HostPath old_path(from);
-  const HostPath new_path(to);
-  if (System().renameat_noreplace(AT_FDCWD, old_path.Text(), AT_FDCWD, new_path.Text()) == 0) return 0;
-  if (errno != EINVAL && errno != ENOSYS) return errno;
-  // The file system cannot refuse by itself, so a file that gets the name between these two calls would be
-  // lost.
-  struct stat status = {};
-  if (System().lstat(new_path.Text(), &status) == 0) return EEXIST;
-  return System().rename(old_path.Text(), new_path.Text()) == 0 ? 0 : errno;
+  return RenameUnlessTaken(AT_FDCWD, HostPath(from).Text(), AT_FDCWD, HostPath(to).Text());
 }
 
 // Does not move another file that got the name after the probed one was opened.

@@ -11,6 +11,7 @@
 #include "host/descriptor.h"
 #include "host/folder_reader.h"
 #include "host/system_calls.h"
+#include "platform/copy_file.h"
 #include "platform/host_path.h"
 #include "platform/last_error.h"
 #include "platform/posix/delete_file.h"
@@ -72,11 +73,24 @@ class Walk {
   Removal RemoveFile(int folder, const char* name, unsigned char kind) {
     const bool wanted = hooks_.reached != nullptr;
     std::uint64_t size = wanted && kind == DT_LNK ? LengthOf(folder, name) : 0;
-    const int problem = DeleteAt(folder, name, kind, wanted ? &size : nullptr);
+    const int problem = hooks_.destination != nullptr
+                            ? MoveAway(folder, name, kind)
+                            : DeleteAt(folder, name, kind, wanted ? &size : nullptr);
     const bool gone = problem == 0 || SaysGone(problem);
     if (wanted && !gone && size == 0 && kind == DT_REG) size = LengthOf(folder, name);
     Report(size);
     return gone ? Removal::kDone : Fail(Removal::kFileStays, problem);
+  }
+
+  // Another file system gets a copy.
+  int MoveAway(int folder, const char* name, unsigned char kind) {
+    const char* const target = hooks_.destination(path_, hooks_.argument);
+    if (target == nullptr) return LastErrorCode();
+    const int problem = MoveAwayAt(folder, name, kind, HostPath(target).Text());
+    if (problem != EXDEV || kind != DT_REG) return problem;
+    const Writing writing = {.safety = Safety::kSynced, .expects_new = true};
+    if (!IsCopied(CopyFile(path_, target, writing, CopiedTimes::kAccessedAndWritten))) return LastErrorCode();
+    return DeleteAt(folder, name, kind, nullptr);
   }
 
   Removal RemoveFolder(int folder, const char* name) {

@@ -55,6 +55,12 @@ TEST_F(ServerTransfer, TransfersFilesOfEverySize) {
   EXPECT_EQ(store.Files(), (std::vector<string>{"f"}));
 }
 
+TEST_F(ServerTransfer, PutsNextToPartsOfServerWithSameProcessId) {
+  for (int number = 0; number <= 150; ++number)
+    store.Write("." + std::to_string(server.Pid()) + "." + std::to_string(number) + ".tvlpart", "");
+  EXPECT_EQ(client.Put("f", "x"), 0);
+}
+
 TEST_F(ServerTransfer, SendsTheFileThatWasOpened) {
   const string old = Noise(200000);
   store.Write("f", old);

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "host/descriptor.h"
+#include "host/first_number.h"
 #include "server/files/store_root.h"
 #include "server/status/gauge.h"
 
@@ -46,7 +47,7 @@ class Parts {
   std::mutex mutex_;
   std::set<int> free_;
   int used_ = 0;
-  unsigned int number_ = 0;
+  unsigned int number_ = FirstNumber();
 };
 
 }  // namespace tvl::server

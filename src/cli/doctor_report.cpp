@@ -1,11 +1,21 @@
 #include "cli/doctor_report.h"
 
+#include <unistd.h>
+
+#include "cli/output/colour.h"
+#include "cli/output/columns.h"
 #include "cli/output/text.h"
 
 namespace tvl::cli {
 namespace {
 
 constexpr const char* kWords[] = {"ok", "warning", "bad"};
+
+Colour ColourOf(const std::string& word) {
+  return word == kWords[TVL_VERDICT_OK]    ? Colour::kGood
+         : word == kWords[TVL_VERDICT_BAD] ? Colour::kBad
+                                           : Colour::kWarning;
+}
 
 }  // namespace
 
@@ -24,13 +34,23 @@ void Report::Add(const TVLFinding& finding) {
   if (finding.needed != 0 && is_bad) status_ = kFailed;
 }
 
+void Report::PrintRows(Reporter& reporter) const {
+  const std::vector<std::string> lines = InColumns(rows_);
+  for (std::size_t row = 0; row < lines.size(); ++row) {
+    const std::string& word = rows_[row][1];
+    const std::size_t at = lines[row].find(word, rows_[row][0].size());
+    std::string line = lines[row];
+    reporter.PrintLine(line.replace(at, word.size(), Coloured(word, ColourOf(word), STDOUT_FILENO)));
+  }
+}
+
 ExitStatus Report::Print(Reporter& reporter, const Options& options, JsonObject document,
                          const std::string& subject, const std::string& problem) const {
   if (reporter.PrintsJson()) {
     document.Array("checks", documents_);
     reporter.Print(document.Number("exit", static_cast<int>(status_)));
   } else if (!options.quiet) {
-    reporter.PrintColumns(rows_);
+    PrintRows(reporter);
     if (!remedies_.empty()) reporter.PrintLine("What to do:");
     for (const std::string& remedy : remedies_) reporter.PrintLine("  " + Printable(remedy));
   }

@@ -22,6 +22,8 @@ class Report {
                    const std::string& subject, const std::string& problem) const;
 
  private:
+  void PrintRows(Reporter& reporter) const;
+
   std::vector<std::vector<std::string>> rows_;
   std::vector<std::string> remedies_;
   std::vector<JsonObject> documents_;

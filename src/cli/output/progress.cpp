@@ -1,10 +1,7 @@
 #include "cli/output/progress.h"
 
-#include <sys/ioctl.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <string_view>
+#include <initializer_list>
 
 #include "cli/file_status.h"
 #include "cli/output/text.h"
@@ -12,14 +9,8 @@
 namespace tvl::cli {
 namespace {
 
-constexpr auto kInterval = std::chrono::milliseconds(200);
-constexpr std::size_t kUsualColumns = 80;
-
-std::size_t TerminalColumns() {
-  winsize size = {};
-  if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return kUsualColumns;
-  return size.ws_col;
-}
+constexpr double kLongestLeft = 100 * 3600;  // seconds; more is a guess from too little progress
+constexpr std::size_t kLeastName = 12;       // columns for a name, or all of a shorter one
 
 std::string Percent(std::uint64_t done, std::uint64_t total) {
   const std::uint64_t percent =
@@ -31,20 +22,22 @@ std::string Percent(std::uint64_t done, std::uint64_t total) {
   return std::string(3 - std::min<std::size_t>(3, text.size()), ' ') + text + "%";
 }
 
+// Joins the parts that are not empty, with two blanks in between.
+std::string JoinParts(std::initializer_list<std::string> parts) {
+  std::string line;
+  for (const std::string& part : parts) {
+    if (!line.empty() && !part.empty()) line += "  ";
+    line += part;
+  }
+  return line;
+}
+
 }  // namespace
 
-bool HasTerminal() {
-  return isatty(STDERR_FILENO) == 1;
-}
-
-Progress::Progress(Console& console, std::uint64_t total_bytes)
-    : console_(console), total_(total_bytes), thread_([this](const std::stop_token& stop) { Draw(stop); }) {}
-
-Progress::~Progress() {
-  thread_.request_stop();
-  thread_.join();
-  console_.HideBar();
-}
+Progress::Progress(Console& console, std::uint64_t total_files, std::uint64_t total_bytes)
+    : total_files_(total_files),
+      total_(total_bytes),
+      bar_(console, [this](std::size_t columns) { return Line(columns); }) {}
 
 Progress::Trace Progress::TraceOf(const std::string& path) {
   const auto status = StatusOf(path);
@@ -63,6 +56,7 @@ void Progress::Begin(const std::string& name, const std::string& target, std::ui
 
 void Progress::End() {
   const std::lock_guard lock(mutex_);
+  ++files_;
   done_ += size_;
   size_ = 0;
 }
@@ -74,25 +68,29 @@ std::uint64_t Progress::DoneBytes() const {
   return now == before_ ? done_ : done_ + std::min(now.size, size_);
 }
 
-std::string Progress::Line(std::uint64_t done) const {
-  if (done == 0) return "preparing  " + name_;  // still comparing or compressing
-  const double seconds = std::chrono::duration<double>(Clock::now() - start_).count();
-  const double rate = static_cast<double>(done) / seconds;
-  std::string line = Percent(done, total_) + "  " + HumanBytes(done) + " of " + HumanBytes(total_) + "  " +
-                     HumanBytes(static_cast<std::uint64_t>(rate)) + "/s";
-  const double left = static_cast<double>(total_ - std::min(done, total_)) / rate;
-  if (done < total_) line += "  " + HumanSeconds(static_cast<std::uint64_t>(left)) + " left";
-  return line + "  " + name_;
-}
-
-void Progress::Draw(const std::stop_token& stop) {
-  std::unique_lock lock(mutex_);
-  while (!stop.stop_requested()) {
-    wake_.wait_for(lock, stop, kInterval, [] { return false; });
-    if (stop.stop_requested()) return;
-    // Leaves the last column free, because terminals wrap when it is written.
-    console_.ShowBar(CutToColumns(Line(DoneBytes()), TerminalColumns() - 1));
+// Returns the most detailed line that leaves space for the name.
+std::string Progress::Line(std::size_t columns) {
+  const std::lock_guard lock(mutex_);
+  const std::uint64_t done = DoneBytes();
+  const std::string files = std::to_string(files_) + "/" + std::to_string(total_files_);
+  const std::string percent = Percent(done, total_);
+  std::string rate;
+  std::string left;
+  if (done > 0) {
+    const double seconds = std::chrono::duration<double>(Clock::now() - start_).count();
+    const double speed = static_cast<double>(done) / seconds;
+    rate = HumanBytes(static_cast<std::uint64_t>(speed)) + "/s";
+    const double rest = static_cast<double>(total_ - std::min(done, total_)) / speed;
+    if (done < total_ && rest < kLongestLeft) left = HumanSeconds(static_cast<std::uint64_t>(rest)) + " left";
   }
+  const std::size_t name = std::min(ColumnsOf(name_), kLeastName);
+  for (const std::string& line :
+       {JoinParts({percent, files + " files", HumanBytes(done) + " of " + HumanBytes(total_), rate, left}),
+        JoinParts({percent, files, HumanBytes(done), rate, left}), JoinParts({percent, files, left}),
+        JoinParts({percent, files})}) {
+    if (ColumnsOf(line) + 2 + name <= columns) return line + "  " + name_;
+  }
+  return JoinParts({percent, files});
 }
 
 }  // namespace tvl::cli

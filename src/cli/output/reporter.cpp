@@ -1,7 +1,10 @@
 #include "cli/output/reporter.h"
 
+#include <unistd.h>
+
 #include <utility>
 
+#include "cli/output/colour.h"
 #include "cli/output/columns.h"
 #include "cli/output/text.h"
 
@@ -30,6 +33,10 @@ void Reporter::PrintDone(const std::string& line) {
   if (!options_.quiet) console_.Out(Printable(line));
 }
 
+bool Reporter::ShowsBar() const {
+  return isatty(STDERR_FILENO) == 1 && !options_.quiet && !options_.json;
+}
+
 std::string Reporter::Heading(const std::string& subject) const {
   std::string heading = "tvl: " + command_;
   if (!subject.empty()) heading += (command_.empty() ? "" : " ") + subject;
@@ -52,7 +59,7 @@ void Reporter::Fail(const std::string& subject, const Failure& failure) {
   }
   std::string text = Heading(subject) + failure.Message();
   if (options_.verbose && failure.code != 0) text += " [" + LibraryText(failure.code) + "]";
-  console_.Err(Printable(text));
+  console_.Err(Coloured(Printable(text), Colour::kBad, STDERR_FILENO));
   PrintHint(failure.hint);
 }
 

@@ -51,6 +51,9 @@ class Reporter {
 
   [[nodiscard]] Console& Terminal() { return console_; }
 
+  // Returns true if a progress line is visible and wanted.
+  [[nodiscard]] bool ShowsBar() const;
+
  private:
   [[nodiscard]] std::string Heading(const std::string& subject) const;
   void PrintHint(const std::string& hint);

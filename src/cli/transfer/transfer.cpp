@@ -88,8 +88,8 @@ class Transfer {
 
   void Run(Reporter& reporter, const TransferPlan& plan) {
     std::optional<Progress> progress;
-    if (HasTerminal() && !options_.quiet && !options_.json && !options_.dry_run)
-      progress.emplace(reporter.Terminal(), plan.TotalBytes());
+    if (reporter.ShowsBar() && !options_.dry_run)
+      progress.emplace(reporter.Terminal(), plan.Jobs().size(), plan.TotalBytes());
     if (plan.Jobs().size() > 1) batch_.Begin();
     for (std::size_t index = 0; index < plan.Jobs().size(); ++index) {
       const TransferJob& job = plan.Jobs()[index];
@@ -286,7 +286,7 @@ ExitStatus RunTransfer(Direction direction, const Options& options, Reporter& re
     log.Notice({},
                "the store's FileCompare is dumb: all files count as the same, and only -f transfers them");
   TransferPlan plan(store, log, direction, request.recursive, request.follow);
-  for (const NamePair& pair : places.names) plan.Add(pair);
+  plan.AddAll(places.names, reporter);
   Transfer(store, log, direction, options, request.force).Run(reporter, plan);
   return log.Finish(Interrupted());
 }
@@ -299,7 +299,7 @@ ExitStatus RunCopies(Store& store, const Options& options, Reporter& reporter,
                                          : TransferLog::Shape::kSeveral;
   TransferLog log(reporter, options, Direction::kCopy, shape);
   TransferPlan plan(store, log, Direction::kCopy, recursive, follow);
-  for (const NamePair& pair : names) plan.Add(pair);
+  plan.AddAll(names, reporter);
   Transfer(store, log, Direction::kCopy, options, true).Run(reporter, plan);
   return log.Finish(Interrupted());
 }

@@ -46,6 +46,13 @@ std::uint64_t TransferPlan::TotalBytes() const {
   return total;
 }
 
+void TransferPlan::AddAll(const std::vector<NamePair>& names, Reporter& reporter) {
+  ScanNotice notice(reporter, store_.Name());
+  notice_ = &notice;
+  for (const NamePair& pair : names) Add(pair);
+  notice_ = nullptr;
+}
+
 void TransferPlan::Add(const NamePair& names) {
   const std::string path = SourcePath(names);
   if (path.empty()) {  // on a server, which reports its own errors
@@ -141,6 +148,7 @@ void TransferPlan::WalkFolder(const NamePair& names) {
 }
 
 void TransferPlan::WalkEntry(const NamePair& names, bool is_new) {
+  notice_->Count();
   const std::string path = SourcePath(names);
   const auto status = StatusOf(path);
   if (!status) {

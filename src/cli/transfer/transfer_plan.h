@@ -11,6 +11,7 @@
 
 #include "cli/folder_trail.h"
 #include "cli/names.h"
+#include "cli/output/scan_notice.h"
 #include "cli/own_files.h"
 #include "cli/store.h"
 #include "cli/transfer/transfer_log.h"
@@ -32,7 +33,8 @@ class TransferPlan {
   // With `follow`, links on the target side may lead out of the store.
   TransferPlan(Store& store, TransferLog& log, Direction direction, bool recursive, bool follow);
 
-  void Add(const NamePair& names);
+  // Shows a notice on the terminal if it takes long.
+  void AddAll(const std::vector<NamePair>& names, Reporter& reporter);
 
   [[nodiscard]] const std::vector<TransferJob>& Jobs() const { return jobs_; }
   [[nodiscard]] std::chrono::steady_clock::time_point Begin() const { return begin_; }
@@ -42,6 +44,7 @@ class TransferPlan {
   [[nodiscard]] std::string SourcePath(const NamePair& names) const;
   [[nodiscard]] std::string TargetPath(const NamePair& names) const;
 
+  void Add(const NamePair& names);
   void AddTree(const NamePair& names);
   void WalkFolder(const NamePair& names);
   void WalkEntry(const NamePair& names, bool is_new);
@@ -62,6 +65,7 @@ class TransferPlan {
   const Direction direction_;
   const bool recursive_;
   std::vector<TransferJob> jobs_;
+  ScanNotice* notice_ = nullptr;  // while names are added
   const OwnFiles own_files_;
   WriteRoot write_root_;
   Identities trail_;    // the current folder of the walk and its parents

@@ -11,6 +11,7 @@
 #include "cli/file_status.h"
 #include "cli/folder_trail.h"
 #include "cli/interrupt.h"
+#include "cli/output/scan_notice.h"
 #include "cli/output/text.h"
 #include "cli/own_files.h"
 #include "cli/store.h"
@@ -68,9 +69,11 @@ class Sync {
     if (store_.Client().FileCmp() == kDumbPolicy)
       reporter_.Notice({}, "the store's FileCompare is dumb: only files of new folders are copied");
     CatchInterrupts(options_.quiet);
+    std::optional<ScanNotice> notice(std::in_place, reporter_, SourcePath());
     const bool had_errors = Open();
     const std::string root = direction_ == Direction::kPut ? store_.StorePath({}) : TargetPath();
     SyncPlan plan(store_, direction_, rules_, WriteRoot(root, request_.scope.follow), had_errors);
+    notice.reset();
     if (Interrupted()) throw Stop(SourcePath(), LibraryFailure(TVL_ERR_STOPPED));
     if (saved_ != nullptr) RestrictTo(*saved_, plan);
     SyncWork work(store_, reporter_, options_, plan);

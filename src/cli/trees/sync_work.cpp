@@ -7,6 +7,7 @@
 #include "cli/held_files.h"
 #include "cli/interrupt.h"
 #include "cli/output/columns.h"
+#include "cli/output/scan_notice.h"
 #include "cli/output/text.h"
 
 namespace tvl::cli {
@@ -174,8 +175,9 @@ void SyncWork::ReportSkipped() {
 
 void SyncWork::Run() {
   ReportSkipped();
-  if (HasTerminal() && !options_.quiet && !options_.json)
-    bar_ = std::make_unique<Progress>(reporter_.Terminal(), plan_.Sum(SyncAction::kCopy).bytes);
+  if (reporter_.ShowsBar())
+    bar_ =
+        std::make_unique<Progress>(reporter_.Terminal(), copies_.size(), plan_.Sum(SyncAction::kCopy).bytes);
   BeginCopy();
   ForgetFileErrors();
   const std::uint64_t failed_before = reporter_.Failures();
@@ -189,6 +191,7 @@ void SyncWork::Run() {
 }
 
 void SyncWork::Check() {
+  const ScanNotice notice(reporter_, "comparing hashes");
   checked_ = 0;
   for (const SyncEntry& entry : plan_.Entries()) {
     if (Interrupted()) return;

@@ -138,6 +138,78 @@ TVL_API int TVLStoreListLeftovers(const TVLStoreLayout* layout, TVLPathCallback 
 // each file that it removed. Returns their number, or -1 if memory ran out.
 TVL_API int TVLStoreRemoveLeftovers(const TVLStoreLayout* layout, TVLPathCallback callback, void* userData);
 
+// --- Tables in a database server ---
+//
+// If a tables.ini next to the configuration names one, new tables of the store have their rows there, and
+// their data files (.dat) only point to them. Where these functions fail with TVL_ERR_SERVER_FILE,
+// TVLLastTableFailure returns the reason.
+
+enum TVL_TABLE_PLACE { TVL_TABLE_IN_FILE = 0, TVL_TABLE_IN_DATABASE = 1 };
+
+// The server of a store, by the names in its tables.ini.
+typedef struct TVLDatabase {
+  char service[64];
+  char schema[64];
+  int acceptsAsynchronousLocks;  // 1: the lock table may be on a server without a synchronous standby
+  int hasStandby;                // 1: commits wait until a standby has them
+} TVLDatabase;
+
+// Like TVLStoreCreate for a new store, but with its lock table in the server that `database` names: writes a
+// tables.ini next to the configuration first, with a new id of the store. Creates the schema if it does not
+// exist. After a failure there is no tables.ini and no configuration. `hasStandby` is ignored.
+TVL_API int TVLStoreCreateInDatabase(const TVLStoreLayout* layout, int groupId, const TVLDatabase* database,
+                                     TVLStoreProblem* problem);
+
+// Moves the rows of a table to its data file or to the database server. The copied rows are compared with the
+// others before the data file is replaced in one step, so a killed process leaves the table as it was, or
+// completely moved. `table` is the path of the data file, with or without its extension. Nobody may have the
+// table open. Rows that were in the server stay there as an orphan. Returns TVL_OK or TVL_ERR_SERVER_FILE.
+TVL_API int TVLStoreMoveTable(const TVLStoreLayout* layout, const char* table, enum TVL_TABLE_PLACE place);
+
+// Concern a data file that was copied or restored, and is refused because two files may point to the same
+// rows. After Adopt only this file points to them; those who have the other one open must close it. Fork
+// gives the file a copy of the rows. Return TVL_OK or TVL_ERR_SERVER_FILE.
+TVL_API int TVLStoreAdoptTable(const TVLStoreLayout* layout, const char* table);
+TVL_API int TVLStoreForkTable(const TVLStoreLayout* layout, const char* table);
+
+// Describes the database server of a store. Returns TVL_OK; TVL_ERR_NOT_SUPPORTED if there is no tables.ini;
+// TVL_ERR_SERVER_FILE if tables.ini is invalid or the server cannot be reached.
+TVL_API int TVLStoreDatabase(const TVLStoreLayout* layout, TVLDatabase* database);
+
+enum TVL_TABLE_STATE {
+  TVL_TABLE_COMPLETE = 0,
+  TVL_TABLE_ORPHAN = 1,        // no data file points to the rows
+  TVL_TABLE_ROWS_MISSING = 2,  // the rows are not in the server
+  TVL_TABLE_COPIED = 3         // the data file is not the one that the server knows (Adopt, Fork)
+};
+
+// A table of a store in its server.
+typedef struct TVLDatabaseTable {
+  const char* id;    // 32 hexadecimal digits; empty for a damaged data file
+  const char* path;  // of the data file; null if there is none
+  enum TVL_TABLE_STATE state;
+  unsigned long long inode;  // of the data file that the server knows
+  long long bytes;           // of the rows on the server's disk; negative if they are missing
+  long long orphanedFor;     // seconds since the orphan was first noted; negative if it was not
+} TVLDatabaseTable;
+
+typedef void (*TVLDatabaseTableCallback)(const TVLDatabaseTable* table, void* userData);
+
+// Calls `callback` (may be null) for each data file in the store that points to the server, in the order of
+// their paths, and then for each orphan. With `notesOrphans` 1 the server notes the time for orphans that it
+// has not noted before. Returns TVL_OK; TVL_ERR_NOT_SUPPORTED if there is no tables.ini; TVL_ERR_SERVER_FILE
+// if the server cannot be reached, or a folder or data file cannot be read. `problem` may be null.
+TVL_API int TVLStoreListDatabaseTables(const TVLStoreLayout* layout, int notesOrphans,
+                                       TVLDatabaseTableCallback callback, void* userData,
+                                       TVLStoreProblem* problem);
+
+// Deletes an orphan with its rows, which must have been noted at least `seconds` ago. Returns TVL_OK or
+// TVL_ERR_SERVER_FILE.
+TVL_API int TVLStoreDropOrphan(const TVLStoreLayout* layout, const char* id, unsigned int seconds);
+
+// Returns 1 if the file is a data file whose rows are in a database server, else 0.
+TVL_API int TVLIsTablePointer(const char* path);
+
 // --- Checking a share ---
 
 enum TVL_VERDICT { TVL_VERDICT_OK = 0, TVL_VERDICT_WARNING = 1, TVL_VERDICT_BAD = 2 };

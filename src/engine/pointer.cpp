@@ -29,6 +29,10 @@ int TakeNumber(string_view& text, string_view name) {
 
 }  // namespace
 
+bool IsTableId(string_view text) {
+  return text.size() == kTableIdLength && std::all_of(text.begin(), text.end(), IsHexDigit);
+}
+
 bool IsPointer(string_view bytes) {
   return bytes.starts_with(kMagic);
 }
@@ -43,9 +47,7 @@ std::optional<Pointer> ParsePointer(string_view text) {
   pointer.layout.record = TakeNumber(rest, "record=");
   pointer.layout.key1 = TakeNumber(rest, "key1=");
   pointer.layout.key2 = TakeNumber(rest, "key2=");
-  const bool isId =
-      pointer.id.size() == kTableIdLength && std::all_of(pointer.id.begin(), pointer.id.end(), IsHexDigit);
-  if (!isId || !pointer.layout.IsValid() || TextOf(pointer) != text) return std::nullopt;
+  if (!IsTableId(pointer.id) || !pointer.layout.IsValid() || TextOf(pointer) != text) return std::nullopt;
   return pointer;
 }
 

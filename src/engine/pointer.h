@@ -7,11 +7,12 @@
 #include <string_view>
 
 #include "engine/layout.h"
+#include "host/random_id.h"
 
 namespace tvl::engine {
 
 constexpr std::size_t kLongestPointer = 512;
-constexpr std::size_t kTableIdLength = 32;
+constexpr std::size_t kTableIdLength = kRandomIdLength;
 
 // The contents of a data file whose rows are in a database server. It contains no connection data: who may
 // use which server is the administrator's decision (permission.h).
@@ -19,6 +20,9 @@ struct Pointer {
   std::string id;  // random, kTableIdLength lower-case hexadecimal digits
   Layout layout;
 };
+
+// Returns whether `text` has the form of an id.
+[[nodiscard]] bool IsTableId(std::string_view text);
 
 // Returns whether a data file that starts with `bytes` is meant to be a pointer, complete or not.
 [[nodiscard]] bool IsPointer(std::string_view bytes);

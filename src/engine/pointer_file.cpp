@@ -1,17 +1,16 @@
 #include "engine/pointer_file.h"
 
 #include <fcntl.h>
-#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include "engine/last_error.h"
 #include "engine/plugin_module.h"
@@ -19,6 +18,7 @@
 #include "host/descriptor.h"
 #include "host/file_identity.h"
 #include "host/file_lock.h"
+#include "host/random_id.h"
 #include "host/sync.h"
 #include "host/system_calls.h"
 #include "host/write_all.h"
@@ -52,30 +52,36 @@ bool HasStableInodes(const std::string& path) {
   return !IsAmong(kUnstable, mount->type);
 }
 
-// Returns an empty text and notes an error if there are no random numbers.
-std::string NewTableId() {
-  unsigned char bytes[kTableIdLength / 2];
-  if (getrandom(bytes, sizeof bytes, 0) != static_cast<ssize_t>(sizeof bytes)) {
-    NoteSystemError("the table gets no id");
-    return {};
-  }
-  std::string id;
-  for (const unsigned char byte : bytes) {
-    char digits[3];
-    std::snprintf(digits, sizeof digits, "%02x", byte);
-    id += digits;
-  }
-  return id;
+bool IsThere(const std::string& path) {
+  struct stat status = {};
+  return System().lstat(path.c_str(), &status) == 0 || errno != ENOENT;
+}
+
+bool Refuse(const std::string& path) {
+  if (HasStableInodes(path)) return false;
+  NoteError("a table in PostgreSQL needs a share with permanent file numbers (SMB: mount with serverino)");
+  return true;
+}
+
+}  // namespace
+
+// The number comes from a random id, because another computer may have a process with the same number.
+std::string PartPath(const std::string& path, const Pointer& pointer) {
+  const auto number = static_cast<unsigned int>(std::stoul(pointer.id.substr(0, 7), nullptr, 16));
+  return FolderOf(path) + PartName(static_cast<unsigned int>(getpid()), number);
+}
+
+bool IsLockTable(const std::string& path) {
+  return path.substr(path.rfind('/') + 1) == kLockTableName;
 }
 
 // The data file before it has its name. It is removed with this object, unless it was renamed.
-class UnfinishedPointer {
+class NewRemoteTable::Part {
  public:
-  UnfinishedPointer(const std::string& path, const Pointer& pointer)
-      : path_(FolderOf(path) + PartName(static_cast<unsigned int>(getpid()), NumberFrom(pointer.id))) {}
-  UnfinishedPointer(const UnfinishedPointer&) = delete;
-  UnfinishedPointer& operator=(const UnfinishedPointer&) = delete;
-  ~UnfinishedPointer() {
+  Part(const std::string& path, const Pointer& pointer) : path_(PartPath(path, pointer)) {}
+  Part(const Part&) = delete;
+  Part& operator=(const Part&) = delete;
+  ~Part() {
     if (file_.IsOpen()) System().unlink(path_.c_str());
   }
 
@@ -95,30 +101,60 @@ class UnfinishedPointer {
   }
 
   [[nodiscard]] std::optional<FileIdentity> Id() const { return IdentityOf(file_.Get()); }
+
+  // Returns whether the file has this name too, and leaves errno as it is. A network file system that repeats
+  // a request after a lost answer may report a failure of what it has done.
+  [[nodiscard]] bool HasName(const std::string& path) const {
+    const int problem = errno;
+    const std::optional<FileIdentity> id = Id();
+    const bool has = id && IdentityOf(path.c_str()) == id;
+    errno = problem;
+    return has;
+  }
   [[nodiscard]] const std::string& Path() const { return path_; }
 
  private:
-  static unsigned int NumberFrom(const std::string& id) {
-    return static_cast<unsigned int>(std::stoul(id.substr(0, 7), nullptr, 16));
-  }
-
   std::string path_;
   Descriptor file_;
 };
 
-enum class Published { kDone, kTaken, kNoLinks, kFailed };
+NewRemoteTable::NewRemoteTable(std::string path, RemotePlace place, StoragePlugin& plugin,
+                               std::unique_ptr<Part> part)
+    : path_(std::move(path)), place_(std::move(place)), plugin_(plugin), part_(std::move(part)) {}
 
-// A network file system that repeats a request after a lost answer may report a failure of what it has done.
-bool HasName(const UnfinishedPointer& part, const std::string& path) {
-  const int problem = errno;
-  const std::optional<FileIdentity> id = part.Id();
-  const bool has = id && IdentityOf(path.c_str()) == id;
-  errno = problem;
-  return has;
+std::unique_ptr<NewRemoteTable> NewRemoteTable::Create(const std::string& path, const Layout& layout,
+                                                       const Permission& permission) {
+  StoragePlugin* const plugin = PostgresPlugin();
+  if (plugin == nullptr || Refuse(path)) return nullptr;
+  RemotePlace place = {permission, {RandomId(), layout}, 0, IsLockTable(path)};
+  if (place.pointer.id.empty()) {
+    NoteSystemError("the table gets no id");
+    return nullptr;
+  }
+  auto part = std::make_unique<Part>(path, place.pointer);
+  if (!part->Write(TextOf(place.pointer))) return nullptr;
+  place.inode = part->Id().value_or(FileIdentity()).inode;
+  std::unique_ptr<NewRemoteTable> table(new NewRemoteTable(path, place, *plugin, std::move(part)));
+  if (plugin->Create(place)) return table;
+  table->Keep();
+  return nullptr;
 }
 
-Published Link(const UnfinishedPointer& part, const std::string& path) {
-  if (System().link(part.Path().c_str(), path.c_str()) == 0 || HasName(part, path)) return Published::kDone;
+NewRemoteTable::~NewRemoteTable() {
+  if (!isKept_) plugin_.Discard(place_);
+}
+
+void NewRemoteTable::Keep() {
+  isKept_ = true;
+}
+
+std::unique_ptr<Table> NewRemoteTable::OpenRows(Patience& patience) const {
+  return plugin_.Open(place_, patience);
+}
+
+NewRemoteTable::Published NewRemoteTable::Link() const {
+  if (System().link(part_->Path().c_str(), path_.c_str()) == 0 || part_->HasName(path_))
+    return Published::kDone;
   switch (errno) {
     case EEXIST:
       return Published::kTaken;
@@ -134,79 +170,54 @@ Published Link(const UnfinishedPointer& part, const std::string& path) {
 
 // Creates the file under its final name, where a share has no links. Until it is complete, it is refused. It
 // is another file than the part, so the catalog of the database names it first.
-Published WriteInPlace(const std::string& path, const std::string& text, RemotePlace place,
-                       StoragePlugin& plugin) {
+NewRemoteTable::Published NewRemoteTable::WriteInPlace() {
   const Descriptor file(
-      System().open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
+      System().open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
   if (!file.IsOpen()) return errno == EEXIST ? Published::kTaken : Published::kFailed;
-  TakeModeOfFolder(file.Get(), path);
-  const std::optional<FileIdentity> id = IdentityOf(file.Get());
-  if (id) {
-    place.inode = id->inode;
-    errno = plugin.Adopt(place) ? WriteAll(file.Get(), text.data(), text.size()) : EIO;
+  TakeModeOfFolder(file.Get(), path_);
+  const std::string text = TextOf(place_.pointer);
+  if (const std::optional<FileIdentity> id = IdentityOf(file.Get())) {
+    place_.inode = id->inode;
+    errno = plugin_.Adopt(place_) ? WriteAll(file.Get(), text.data(), text.size()) : EIO;
     if (errno == 0) errno = Sync(file.Get());
     if (errno == 0) return Published::kDone;
   }
   const int problem = errno;
-  System().unlink(path.c_str());
+  System().unlink(path_.c_str());
   errno = problem;
   return Published::kFailed;
 }
 
-// Renames the part to the table. `former` is the table of that name, which nobody uses, if there was
-// one.
-Published Publish(const UnfinishedPointer& part, const std::string& path, const std::string& text,
-                  const std::optional<TableFile>& former, const RemotePlace& place, StoragePlugin& plugin) {
-  if (former) {
-    const bool renamed = System().rename(part.Path().c_str(), path.c_str()) == 0 || HasName(part, path);
-    return renamed ? Published::kDone : Published::kFailed;
+bool NewRemoteTable::Publish() {
+  Published published = Link();
+  if (published == Published::kNoLinks) published = WriteInPlace();
+  if (published == Published::kTaken) {
+    NoteError("another process has just created the table", Problem::kBusy);
+  } else if (published == Published::kFailed) {
+    NoteSystemError("the table cannot be created");
+  } else {
+    Keep();
+    static_cast<void>(SyncFolderOf(path_));
   }
-  const Published linked = Link(part, path);
-  return linked == Published::kNoLinks ? WriteInPlace(path, text, place, plugin) : linked;
+  return isKept_;
 }
 
-bool IsThere(const std::string& path) {
-  struct stat status = {};
-  return System().lstat(path.c_str(), &status) == 0 || errno != ENOENT;
-}
-
-bool Refuse(const std::string& path) {
-  if (HasStableInodes(path)) return false;
-  NoteError("a table in PostgreSQL needs a share with permanent file numbers (SMB: mount with serverino)");
+bool NewRemoteTable::PublishInstead() {
+  Keep();
+  if (System().rename(part_->Path().c_str(), path_.c_str()) != 0 && !part_->HasName(path_)) {
+    NoteSystemError("the table cannot be replaced");
+    return false;
+  }
+  static_cast<void>(SyncFolderOf(path_));
   return true;
 }
 
-}  // namespace
-
-bool IsLockTable(const std::string& path) {
-  return path.substr(path.rfind('/') + 1) == kLockTableName;
-}
-
 bool MakePointer(const std::string& path, const Layout& layout, const Permission& permission) {
-  StoragePlugin* const plugin = PostgresPlugin();
-  if (plugin == nullptr || Refuse(path)) return false;
   const bool replaces = IsThere(path);
   const std::optional<TableFile> former = replaces ? TableFile::SeizeExisting(path) : std::nullopt;
   if (replaces && !former) return false;
-  RemotePlace place = {permission, {NewTableId(), layout}, 0, IsLockTable(path)};
-  if (place.pointer.id.empty()) return false;
-  const std::string text = TextOf(place.pointer);
-  UnfinishedPointer part(path, place.pointer);
-  if (!part.Write(text)) return false;
-  place.inode = part.Id().value_or(FileIdentity()).inode;
-  if (!plugin->Create(place)) return false;
-  const Published published = Publish(part, path, text, former, place, *plugin);
-  if (published == Published::kDone) {
-    static_cast<void>(SyncFolderOf(path));
-    return true;
-  }
-  if (published == Published::kTaken) {
-    NoteError("another process has just created the table", Problem::kBusy);
-  } else {
-    NoteSystemError("the table cannot be created");
-  }
-  plugin->Discard(place);
-  return false;
+  const std::unique_ptr<NewRemoteTable> table = NewRemoteTable::Create(path, layout, permission);
+  return table != nullptr && (replaces ? table->PublishInstead() : table->Publish());
 }
 
 }  // namespace tvl::engine

@@ -13,26 +13,28 @@
 namespace tvl::engine {
 namespace {
 
-// Opens the table of a data file that contains a pointer.
 std::unique_ptr<Table> OpenRemote(const std::string& path, const TableFile& file, const std::string& text,
                                   Patience& patience) {
-  const std::optional<Pointer> pointer = ParsePointer(text);
-  if (!pointer) {
-    NoteError("the pointer to the table is incomplete, or of a later release", Problem::kDamaged);
-    return nullptr;
-  }
-  std::optional<Permission> permission;
-  if (!FindPermission(path, permission)) return nullptr;
-  if (!permission) {
-    NoteError("the rows are in PostgreSQL, and no tables.ini next to the store's configuration permits that");
-    return nullptr;
-  }
-  StoragePlugin* const plugin = PostgresPlugin();
-  if (plugin == nullptr) return nullptr;
-  return plugin->Open({*permission, *pointer, file.Id().inode, IsLockTable(path)}, patience);
+  const std::optional<RemotePlace> place = FindPlace(path, file, text);
+  StoragePlugin* const plugin = place ? PostgresPlugin() : nullptr;
+  return plugin == nullptr ? nullptr : plugin->Open(*place, patience);
 }
 
 }  // namespace
+
+std::optional<RemotePlace> FindPlace(const std::string& path, const TableFile& file,
+                                     const std::string& text) {
+  const std::optional<Pointer> pointer = ParsePointer(text);
+  if (!pointer) {
+    NoteError("the pointer to the table is incomplete, or of a later release", Problem::kDamaged);
+    return std::nullopt;
+  }
+  std::optional<Permission> permission;
+  if (!FindPermission(path, permission)) return std::nullopt;
+  if (permission) return RemotePlace{*permission, *pointer, file.Id().inode, IsLockTable(path)};
+  NoteError("the rows are in PostgreSQL, and no tables.ini next to the store's configuration permits that");
+  return std::nullopt;
+}
 
 std::unique_ptr<Table> OpenStorage(const std::string& path, const TableFile& file, Patience& patience) {
   const std::string start = file.Start(kLongestPointer + 1);

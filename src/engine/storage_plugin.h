@@ -3,6 +3,9 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
+#include <string>
+#include <vector>
 
 #include "engine/last_error.h"
 #include "engine/permission.h"
@@ -17,7 +20,18 @@ struct RemotePlace {
   Pointer pointer;
   std::uint64_t inode = 0;   // of the data file: a copy of the file has another one
   bool isLockTable = false;  // then nothing that was committed may be lost with a server
+  bool isCopy = false;       // the data file may be another one than the database knows
 };
+
+// A table of a store in the database.
+struct RemoteEntry {
+  std::string id;
+  std::uint64_t inode = 0;
+  std::int64_t bytes = -1;        // of its rows on the server's disk; negative if the rows do not exist
+  std::int64_t orphanedFor = -1;  // seconds since it was first noted that no data file points to it; negative
+                                  // if that was not noted
+};
+using RemoteEntries = std::vector<RemoteEntry>;
 
 // A storage in a module of its own, so that this module does not depend on the database's library. Both are
 // built from the same sources. Any thread may call it. Functions that fail note an error.
@@ -29,11 +43,25 @@ class StoragePlugin {
   // Creates the empty table in the database.
   [[nodiscard]] virtual bool Create(const RemotePlace& place) = 0;
 
-  // From now on, the table belongs to the data file with the inode of `place`.
+  // From now on, the table belongs to the data file with the inode of `place`. Fails if it does not exist, or
+  // belongs to another store.
   [[nodiscard]] virtual bool Adopt(const RemotePlace& place) = 0;
 
   // Deletes a table that this call's process has just created.
   virtual void Discard(const RemotePlace& place) = 0;
+
+  // Returns whether commits on the server wait for a standby, or nothing if it cannot be reached.
+  [[nodiscard]] virtual std::optional<bool> HasStandby(const Permission& permission) = 0;
+
+  // Returns the tables of the store.
+  [[nodiscard]] virtual std::optional<RemoteEntries> List(const Permission& permission) = 0;
+
+  // Notes the time for tables that no data file points to, and forgets it for all others of the store.
+  [[nodiscard]] virtual bool NoteOrphans(const Permission& permission,
+                                         const std::vector<std::string>& ids) = 0;
+
+  // Deletes a table of the store with its rows, if it was noted as an orphan at least `seconds` ago.
+  [[nodiscard]] virtual bool DropOrphan(const RemotePlace& place, std::int64_t seconds) = 0;
 
  protected:
   StoragePlugin() = default;

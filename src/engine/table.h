@@ -27,8 +27,9 @@ class Table {
 
   [[nodiscard]] virtual const Layout& Lengths() const = 0;
 
-  // On success stores key and bytes of the record found in `key` and `record`.
-  [[nodiscard]] virtual bool Read(int keyNumber, ReadMode mode, Key& key, void* record,
+  // On success stores key and bytes of the record found in `key` and `record`, and its other key in `other`
+  // unless that is null.
+  [[nodiscard]] virtual bool Read(int keyNumber, ReadMode mode, Key& key, Key* other, void* record,
                                   Patience& patience) = 0;
 
   // If `key2` is blank, a replaced record keeps its key 2.

@@ -73,11 +73,14 @@ bool IsBarredForAMoment(int descriptor, const LockRange& range) {
   return found.l_type == F_UNLCK || isTry || status.st_size == 0;
 }
 
-// Excludes all users of the file, including a plain SQLite that is using it.
-bool LockWhole(int descriptor) {
+// Exclude all users of the file, and also a plain SQLite that is using it.
+constexpr LockRange kUsers[] = {kTryRange};
+constexpr LockRange kUsersAndSqlite[] = {kTryRange, kSqliteRegion};
+
+bool LockAll(int descriptor, std::span<const LockRange> ranges) {
   Patience patience(kPatienceWithTries);
   TurnTry turn(descriptor, true);
-  for (const LockRange& range : {kTryRange, kSqliteRegion}) {
+  for (const LockRange& range : ranges) {
     Attempt attempt = turn.Take(F_WRLCK, range);
     while (attempt == Attempt::kBarred && IsBarredForAMoment(descriptor, range) && patience.Pause()) {
       attempt = turn.Take(F_WRLCK, range);
@@ -160,24 +163,29 @@ std::optional<TableFile> TableFile::Share(const std::string& path, Patience& pat
 }
 
 std::optional<TableFile> TableFile::Seize(const std::string& path) {
-  return SeizeOpened(path, OpenOrMake);
+  return SeizeOpened(path, OpenOrMake, kUsersAndSqlite);
 }
 
 std::optional<TableFile> TableFile::SeizeExisting(const std::string& path) {
-  return SeizeOpened(path, OpenExisting);
+  return SeizeOpened(path, OpenExisting, kUsersAndSqlite);
 }
 
-std::optional<TableFile> TableFile::SeizeOpened(const std::string& path, Opening open) {
+std::optional<TableFile> TableFile::SeizeRows(const std::string& path) {
+  return SeizeOpened(path, OpenExisting, kUsers);
+}
+
+std::optional<TableFile> TableFile::SeizeOpened(const std::string& path, Opening open,
+                                                std::span<const LockRange> ranges) {
   for (int round = 0; round < kMostReplacements; ++round) {
     const int descriptor = open(path);
     if (descriptor < 0 && errno == ENOENT)
       continue;  // removed between the two attempts to open it, or there is no folder
     if (descriptor < 0) break;
     TableFile file(descriptor, true);
-    if (!file.Identify() || !LockWhole(descriptor)) return std::nullopt;
+    if (!file.Identify() || !LockAll(descriptor, ranges)) return std::nullopt;
     if (file.IsStill(path)) return file;
   }
-  NoteSystemError("the table cannot be created");
+  NoteSystemError(open == OpenOrMake ? "the table cannot be created" : "the table cannot be opened");
   return std::nullopt;
 }
 

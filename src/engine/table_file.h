@@ -3,11 +3,13 @@
 
 #include <cstddef>
 #include <optional>
+#include <span>
 #include <string>
 #include <utility>
 
 #include "engine/patience.h"
 #include "host/file_identity.h"
+#include "store/lock_ranges.h"
 
 namespace tvl::engine {
 
@@ -41,6 +43,10 @@ class TableFile {
   // The same for a file that exists.
   [[nodiscard]] static std::optional<TableFile> SeizeExisting(const std::string& path);
 
+  // The same, except that this process can still open the table in the file: others can neither open nor
+  // replace it. A program that uses plain SQLite is excluded by opening the table.
+  [[nodiscard]] static std::optional<TableFile> SeizeRows(const std::string& path);
+
   TableFile(TableFile&& other) noexcept
       : descriptor_(std::exchange(other.descriptor_, -1)), id_(other.id_), writable_(other.writable_) {}
   TableFile(const TableFile&) = delete;  // one object, one lock
@@ -62,7 +68,8 @@ class TableFile {
   TableFile(int descriptor, bool writable) : descriptor_(descriptor), writable_(writable) {}
 
   using Opening = int (*)(const std::string& path);
-  [[nodiscard]] static std::optional<TableFile> SeizeOpened(const std::string& path, Opening open);
+  [[nodiscard]] static std::optional<TableFile> SeizeOpened(const std::string& path, Opening open,
+                                                            std::span<const LockRange> ranges);
   [[nodiscard]] bool Identify();
 
   int descriptor_;

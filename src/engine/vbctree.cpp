@@ -6,10 +6,10 @@
 #include <array>
 #include <cstddef>
 #include <cstring>
-#include <exception>
 
 #include "engine/batch.h"
 #include "engine/current_record.h"
+#include "engine/guarded.h"
 #include "engine/last_error.h"
 #include "engine/permission.h"
 #include "engine/registry.h"
@@ -19,6 +19,7 @@
 namespace {
 
 using tvl::engine::CurrentRecord;
+using tvl::engine::Guarded;
 using tvl::engine::Key;
 using tvl::engine::Layout;
 using tvl::engine::NoteError;
@@ -30,18 +31,6 @@ using tvl::engine::ReadMode;
 using tvl::engine::Registry;
 using tvl::engine::Table;
 using tvl::engine::Turn;
-
-// Converts exceptions to the failure result, because exported functions must not throw.
-template <typename Action>
-int Guarded(int failure, Action action) noexcept {
-  tvl::engine::ClearProblem();
-  try {
-    return action();
-  } catch (const std::exception& problem) {
-    NoteError(problem.what());
-    return failure;
-  }
-}
 
 // Runs `action` on the storage of an open table, while the calling thread has the turn. Returns 1 if it
 // returns true.
@@ -67,7 +56,7 @@ int Read(int handle, int keyNumber, ReadMode mode, char* key, void* record) noex
   }
   return OnTable(handle, false, [=](Table& table, Patience& patience) {
     Key wanted(key, keyNumber == 1 ? table.Lengths().key1 : table.Lengths().key2);
-    if (!table.Read(keyNumber, mode, wanted, record, patience)) return false;
+    if (!table.Read(keyNumber, mode, wanted, nullptr, record, patience)) return false;
     wanted.CopyTo(key);
     return true;
   });

@@ -1,6 +1,8 @@
 #ifndef TVL_ENGINE_VBCTREE_H
 #define TVL_ENGINE_VBCTREE_H
 
+#include <tvlclient/store.h>
+
 // The functions of the table engine module vbctree.so, which a program loads at run time and looks up by name
 // (decltype(&IOpen) is the type of a pointer).
 //
@@ -99,6 +101,32 @@ int IsStillNamed(int handle);
 // database server, and whether new tables are created there. If it does not exist, all tables are
 // files of their own. Returns 1, or 0 if a path is null or memory ran out.
 int PermitTables(const char* folder, const char* file);
+
+// Move the rows of a table to a database in its data file (`toDatabase` 0) or to the database server that
+// tables.ini names; continue with the rows of a data file that was copied; give such a file a copy of the
+// rows. Nobody may have the table open. If the process is killed, the table is unchanged or completely moved.
+int MoveTable(const char* path, int toDatabase);
+int AdoptTable(const char* path);
+int ForkTable(const char* path);
+
+// Returns 1 if the rows of the data file `file` are in a database server, and copies the table's id to `id`,
+// a buffer of 33 bytes; an empty text if the file is damaged. Returns 0 for any other file, and -1 if it
+// cannot be read. Needs no tables.ini.
+int GetTableId(const char* file, char* id);
+
+// Describes the database server that tables.ini names for the tables of a folder. Returns 1, or 0 if there is
+// none or it cannot be reached; then the names are filled in if tables.ini could be read.
+int GetDatabase(const char* folder, TVLDatabase* database);
+
+// Calls `visit` for each table of the store to which the tables of `folder` belong. The paths are null.
+int ListDatabaseTables(const char* folder, TVLDatabaseTableCallback visit, void* data);
+
+// Notes that no data file points to these tables of the store, and forgets that for all others. `ids` are ids
+// separated by commas.
+int NoteOrphans(const char* folder, const char* ids);
+
+// Deletes a table of the store with its rows. It must have been noted as an orphan at least `seconds` ago.
+int DropOrphan(const char* folder, const char* id, long long seconds);
 
 // Closes all handles.
 void CloseAll();

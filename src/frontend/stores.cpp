@@ -96,7 +96,15 @@ int TVLStoreListMissing(const TVLStoreLayout* layout, TVLPathCallback callback, 
 int TVLStoreCreate(const TVLStoreLayout* layout, int groupId, TVLStoreProblem* problem) {
   return Run(problem, [=] {
     tvl::ObeyTablesFile(layout->configuration, layout->locks);
-    return tvl::CreateMissingParts(*layout, groupId, CreateLockTable);
+    return tvl::CreateMissingParts(*layout, groupId, nullptr, CreateLockTable);
+  });
+}
+
+int TVLStoreCreateInDatabase(const TVLStoreLayout* layout, int groupId, const TVLDatabase* database,
+                             TVLStoreProblem* problem) {
+  return Run(problem, [=] {
+    tvl::ObeyTablesFile(layout->configuration, layout->locks);
+    return tvl::CreateMissingParts(*layout, groupId, database, CreateLockTable);
   });
 }
 

@@ -11,6 +11,7 @@
 
 #include "base/fixed_text.h"
 #include "host/descriptor.h"
+#include "host/random_id.h"
 #include "host/sync.h"
 #include "host/system_calls.h"
 #include "host/write_all.h"
@@ -120,14 +121,20 @@ int TakeModeOf(const char* folder, int descriptor) {
   return System().fchmod(descriptor, wanted) == 0 ? 0 : errno;
 }
 
-// Half a configuration would prevent the next attempt, so it is removed.
-StoreFailure WriteConfiguration(const TVLStoreLayout& layout) {
-  const std::string path = layout.configuration;
+// What a new file is called in failures.
+struct NewFileTexts {
+  const char* not_created;
+  const char* not_written;
+};
+
+// Half a file would prevent the next attempt, so it is removed.
+StoreFailure WriteNewFile(const TVLStoreLayout& layout, const std::string& path, const std::string& text,
+                          const NewFileTexts& texts) {
   const Descriptor file(System().open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kReadWrite));
-  if (!file.IsOpen()) return {TVL_ERR_SERVER_FILE, "configuration cannot be created", errno, path};
+  if (!file.IsOpen()) return {TVL_ERR_SERVER_FILE, texts.not_created, errno, path};
   StoreFailure failure;
-  if (const int problem = WriteText(file.Get(), ConfigurationText(layout.root))) {
-    failure = {TVL_ERR_SERVER_FILE, "configuration cannot be written", problem, path};
+  if (const int problem = WriteText(file.Get(), text)) {
+    failure = {TVL_ERR_SERVER_FILE, texts.not_written, problem, path};
   } else if (const int refusal = TakeModeOf(layout.root, file.Get())) {
     failure = {TVL_ERR_SERVER_FILE, "mode cannot be set", refusal, path};
   }
@@ -135,20 +142,43 @@ StoreFailure WriteConfiguration(const TVLStoreLayout& layout) {
   return failure;
 }
 
-// Creates the lock table unless it exists. A new configuration without one would prevent the next attempt.
+StoreFailure WriteTablesFile(const TVLStoreLayout& layout, const TVLDatabase& database) {
+  const std::string id = RandomId();
+  if (id.empty()) return {TVL_ERR_SERVER_FILE, "the store gets no id", errno, {}};
+  std::string text = "; The tables of this store are in a PostgreSQL server: man tables.ini\n";
+  text += std::string("engine=postgresql\nservice=") + database.service + "\nschema=" + database.schema +
+          "\nstore=" + id + '\n';
+  if (database.acceptsAsynchronousLocks != 0) text += "locks=asynchronous-accepted\n";
+  return WriteNewFile(layout, TablesFileOf(layout), text,
+                      {"tables.ini cannot be created", "tables.ini cannot be written"});
+}
+
 StoreFailure AddLockTable(const TVLStoreLayout& layout, CreateLockTable create_table) {
   struct stat status = {};
   if (System().lstat(layout.lockTable, &status) == 0) return {};
-  StoreFailure failure = {TVL_ERR_SERVER_FILE, "the lock table cannot be examined", errno, layout.lockTable};
-  if (errno == ENOENT) {
-    TakeLastError();
-    if (create_table(layout.lockTable)) return {};
-    const LastError reason = TakeLastError();
-    failure = {TVL_ERR_DELETE_FILE,
-               "the lock table cannot be created; is vbctree.so installed next to the library?", reason.code,
-               reason.path};
-  }
-  if (layout.isNew != 0) System().unlink(layout.configuration);
+  if (errno != ENOENT)
+    return {TVL_ERR_SERVER_FILE, "the lock table cannot be examined", errno, layout.lockTable};
+  TakeLastError();
+  if (create_table(layout.lockTable)) return {};
+  const LastError reason = TakeLastError();
+  return {TVL_ERR_DELETE_FILE,
+          "the lock table cannot be created; is vbctree.so installed next to the library?", reason.code,
+          reason.path};
+}
+
+// A new configuration without a lock table would prevent the next attempt.
+StoreFailure WriteFiles(const TVLStoreLayout& layout, const TVLDatabase* database,
+                        CreateLockTable create_table) {
+  if (layout.isNew == 0) return AddLockTable(layout, create_table);
+  if (StoreFailure failure =
+          WriteNewFile(layout, layout.configuration, ConfigurationText(layout.root),
+                       {"configuration cannot be created", "configuration cannot be written"}))
+    return failure;
+  StoreFailure failure = database == nullptr ? StoreFailure() : WriteTablesFile(layout, *database);
+  const bool has_tables_file = database != nullptr && !failure;
+  if (!failure) failure = AddLockTable(layout, create_table);
+  if (failure && has_tables_file) System().unlink(TablesFileOf(layout).c_str());
+  if (failure) System().unlink(layout.configuration);
   return failure;
 }
 
@@ -219,17 +249,20 @@ std::vector<std::string> MissingParts(const TVLStoreLayout& layout) {
   return missing;
 }
 
-StoreFailure CreateMissingParts(const TVLStoreLayout& layout, int group, CreateLockTable create_table) {
+std::string TablesFileOf(const TVLStoreLayout& layout) {
+  const std::string configuration = layout.configuration;
+  return configuration.substr(0, configuration.rfind('/') + 1) + "tables.ini";
+}
+
+StoreFailure CreateMissingParts(const TVLStoreLayout& layout, int group, const TVLDatabase* database,
+                                CreateLockTable create_table) {
   if (MissingParts(layout).empty()) return {};
   if (StoreFailure failure = CheckNobodyIsConnected(layout)) return failure;
   if (StoreFailure failure = CreateRoot(layout.root, group)) return failure;
   for (const char* folder : {layout.tmp, layout.locks, layout.procs}) {
     if (StoreFailure failure = CreateFolder(folder)) return failure;
   }
-  if (layout.isNew != 0) {
-    if (StoreFailure failure = WriteConfiguration(layout)) return failure;
-  }
-  return AddLockTable(layout, create_table);
+  return WriteFiles(layout, database, create_table);
 }
 
 }  // namespace tvl

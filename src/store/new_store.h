@@ -22,16 +22,20 @@ namespace tvl {
 // What does not exist, in the order of creation.
 [[nodiscard]] std::vector<std::string> MissingParts(const TVLStoreLayout& layout);
 
-// Creates a lock table at a path of the host. False, with the reason noted (platform/last_error.h), if it
-// cannot.
+// Creates a lock table at a path of the host. Returns false, with the reason noted (platform/last_error.h),
+// if it cannot.
 using CreateLockTable = bool (*)(const char* path);
 
 // Creates what does not exist, with the rights of the folder it is in; a configuration that cannot be
 // completed to a store is removed again. `group`, unless below 0: a root gets this group and the setgid bit.
-// Fails if an instance is connected to a store with a part missing: it may use a lock table that was moved
-// away, and a new one would divide it from the others.
+// `database`, unless null: a new configuration gets a tables.ini that names this server, with a new id of the
+// store. Fails if an instance is connected to a store with a part missing: it may use a lock table that was
+// moved away, and a new one would divide it from the others.
 [[nodiscard]] StoreFailure CreateMissingParts(const TVLStoreLayout& layout, int group,
-                                              CreateLockTable create_table);
+                                              const TVLDatabase* database, CreateLockTable create_table);
+
+// Returns the path of the tables.ini of a store.
+[[nodiscard]] std::string TablesFileOf(const TVLStoreLayout& layout);
 
 // The text that follows "DocumentRoot=" in a configuration and reads as `root` again.
 [[nodiscard]] std::string ConfigurationValue(const std::string& root);

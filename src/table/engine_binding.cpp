@@ -44,6 +44,14 @@ enum Function : unsigned char {
   kIsStillNamed,
   kGetEngineVersion,
   kPermitTables,
+  kMoveTable,
+  kAdoptTable,
+  kForkTable,
+  kGetTableId,
+  kGetDatabase,
+  kListDatabaseTables,
+  kNoteOrphans,
+  kDropOrphan,
   kFunctions
 };
 
@@ -72,7 +80,15 @@ constexpr const char* kNames[] = {"GetLastErrorText",
                                   "GetLastProblem",
                                   "IsStillNamed",
                                   "GetEngineVersion",
-                                  "PermitTables"};
+                                  "PermitTables",
+                                  "MoveTable",
+                                  "AdoptTable",
+                                  "ForkTable",
+                                  "GetTableId",
+                                  "GetDatabase",
+                                  "ListDatabaseTables",
+                                  "NoteOrphans",
+                                  "DropOrphan"};
 static_assert(std::size(kNames) == kFunctions);
 
 // All of this is trivially destructible, because a connection that is closed while the process exits uses it.
@@ -242,6 +258,38 @@ const char* Version() {
 
 void PermitTables(const char* folder, const char* file) {
   Call<int(const char*, const char*)>(kPermitTables, 0, folder, file);
+}
+
+int MoveTable(const char* path, int toDatabase) {
+  return Call<int(const char*, int)>(kMoveTable, 0, path, toDatabase);
+}
+
+int AdoptTable(const char* path) {
+  return Call<int(const char*)>(kAdoptTable, 0, path);
+}
+
+int ForkTable(const char* path) {
+  return Call<int(const char*)>(kForkTable, 0, path);
+}
+
+int GetTableId(const char* file, char* id) {
+  return Call<int(const char*, char*)>(kGetTableId, 0, file, id);
+}
+
+int GetDatabase(const char* folder, TVLDatabase* database) {
+  return Call<int(const char*, TVLDatabase*)>(kGetDatabase, 0, folder, database);
+}
+
+int ListDatabaseTables(const char* folder, TVLDatabaseTableCallback visit, void* data) {
+  return Call<int(const char*, TVLDatabaseTableCallback, void*)>(kListDatabaseTables, 0, folder, visit, data);
+}
+
+int NoteOrphans(const char* folder, const char* ids) {
+  return Call<int(const char*, const char*)>(kNoteOrphans, 0, folder, ids);
+}
+
+int DropOrphan(const char* folder, const char* id, long long seconds) {
+  return Call<int(const char*, const char*, long long)>(kDropOrphan, 0, folder, id, seconds);
 }
 
 int CreateArchive(const char* path, int recordLength, int key1Length, int key2Length) {

@@ -1,6 +1,8 @@
 #ifndef TVL_TABLE_ENGINE_BINDING_H
 #define TVL_TABLE_ENGINE_BINDING_H
 
+#include <tvlclient/store.h>
+
 // The only code that knows the table engine, a module that is loaded at run time: its module handle and a
 // table of its functions. The wrappers below call a function if it exists and report its failure otherwise,
 // so with a missing or broken module every call fails. Any thread may call them.
@@ -74,6 +76,22 @@ void SetFieldValueByName(const char* name, const char* value);
 
 // From now on, the tables.ini `file` decides about the tables in `folder` and below it.
 void PermitTables(const char* folder, const char* file);
+
+// Move the rows of a table that nobody has open (engine/vbctree.h). Return 1 on success.
+[[nodiscard]] int MoveTable(const char* path, int toDatabase);
+[[nodiscard]] int AdoptTable(const char* path);
+[[nodiscard]] int ForkTable(const char* path);
+
+// Returns 1 for a data file that points to a database server, with the table's id in `id`, a buffer of
+// kTableIdSize bytes; 0 for any other file; -1 if it cannot be read.
+constexpr int kTableIdSize = 33;
+[[nodiscard]] int GetTableId(const char* file, char* id);
+
+// Concern the server for the tables of a folder. Return 1 on success.
+[[nodiscard]] int GetDatabase(const char* folder, TVLDatabase* database);
+[[nodiscard]] int ListDatabaseTables(const char* folder, TVLDatabaseTableCallback visit, void* data);
+[[nodiscard]] int NoteOrphans(const char* folder, const char* ids);
+[[nodiscard]] int DropOrphan(const char* folder, const char* id, long long seconds);
 
 // Returns 0 on success, unlike the other functions.
 [[nodiscard]] int CreateArchive(const char* path, int recordLength, int key1Length, int key2Length);

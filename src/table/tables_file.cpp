@@ -4,7 +4,6 @@
 
 #include "base/fixed_text.h"
 #include "config/config.h"
-#include "platform/host_path.h"
 #include "table/engine_binding.h"
 
 namespace tvl {

@@ -27,12 +27,6 @@ constexpr std::size_t kLongestReadList = 1023;
 constexpr char kCannotCreate[] = "the table cannot be created";
 constexpr std::string_view kDigits = "0123456789";
 
-// Adds why the table engine failed.
-void AddReason(Failure& failure) {
-  const std::string reason = TVLLastTableFailure();
-  if (!reason.empty()) failure.what += "; " + reason;
-}
-
 [[noreturn]] void RefuseSchema(const std::string& text) {
   throw Stop("not a valid schema: " + text);
 }
@@ -117,6 +111,17 @@ void CheckKey(const char* name, const std::string& key, int length) {
 
 }  // namespace
 
+void AddTableReason(Failure& failure) {
+  const std::string reason = TVLLastTableFailure();
+  if (!reason.empty()) failure.what += "; " + reason;
+}
+
+std::string DataFileName(std::string path) {
+  const std::size_t point = path.find_last_of("./");
+  if (point != std::string::npos && path[point] == '.') path.resize(point);
+  return path + ".dat";
+}
+
 std::string Field::WhyRefused(const std::string& value) const {
   if (!is_number) {
     if (value.find('\0') != std::string::npos) return "contains a NUL";
@@ -152,7 +157,7 @@ Table::Table(Store& store, const std::string& name) : store_(store), name_(name)
 
 void Table::Fail(int code) const {
   Failure failure = LibraryFailure(code);
-  AddReason(failure);
+  AddTableReason(failure);
   throw Stop(name_, failure);
 }
 
@@ -165,12 +170,8 @@ void Table::CheckForDamage() const {
   throw Stop(name_, failure);
 }
 
-// Returns the path of the table's file, which always ends in ".dat" regardless of the extension in the name.
 std::string Table::HostPath() const {
-  std::string path = store_.StorePath(Slashed(name_));
-  const std::size_t point = path.find_last_of("./");
-  if (point != std::string::npos && path[point] == '.') path.resize(point);
-  return path + ".dat";
+  return DataFileName(store_.StorePath(Slashed(name_)));
 }
 
 void Table::CheckMayChange() const {
@@ -186,7 +187,7 @@ void Table::CheckReplaceable(bool replace) {
     throw Stop(name_, {kFailed, 0, "already exists", 0, {}, "use --replace to delete it with its rows"});
   if (rows_.Open(name_.data()) != TVL_OK) {
     Failure failure = {kFailed, 0, "exists and cannot be opened as a table", 0, {}};
-    AddReason(failure);
+    AddTableReason(failure);
     throw Stop(name_, failure);
   }
   rows_.Close();
@@ -209,7 +210,7 @@ void Table::Create(const TableLengths& lengths, bool replace, bool dry_run) {
   if (code == TVL_OK) return;
   Failure failure = LibraryFailure(code);
   if (code == TVL_ERR_DELETE_FILE) failure.what = kCannotCreate;
-  AddReason(failure);
+  AddTableReason(failure);
   throw Stop(name_, failure);
 }
 

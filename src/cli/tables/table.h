@@ -12,6 +12,12 @@
 
 namespace tvl::cli {
 
+// Adds why the table engine failed.
+void AddTableReason(Failure& failure);
+
+// Returns the path of a table's file, which always ends in ".dat" regardless of the extension in its name.
+[[nodiscard]] std::string DataFileName(std::string path);
+
 // A field of a schema. Its name is in lower case.
 struct Field {
   std::string name;

@@ -11,6 +11,7 @@
 #include "cli/tables/csv.h"
 #include "cli/tables/table.h"
 #include "cli/tables/table_import.h"
+#include "cli/tables/table_places.h"
 
 namespace tvl::cli {
 namespace {
@@ -279,6 +280,7 @@ void AddTableCommands(CLI::App& app, Invocation& invocation) {
   group->footer(
       "Examples:\n  tvl table info data/orders.dat\n  tvl table export data/orders.dat > orders.csv");
   for (const TableCommand& command : kCommands) AddTableCommand(command, *group, invocation);
+  AddTablePlaceCommands(*group, invocation);
 }
 
 }  // namespace tvl::cli

@@ -1,5 +1,6 @@
 #include "engine/postgres/catalog.h"
 
+#include <charconv>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -50,7 +51,8 @@ bool CreateCatalog(Session& session, const Permission& permission) {
   if (!hasSchema) commands.push_back("CREATE SCHEMA IF NOT EXISTS " + schema);
   commands.push_back("CREATE TABLE IF NOT EXISTS " + name +
                      "(id text PRIMARY KEY, store text NOT NULL, inode text NOT NULL, record int NOT NULL,"
-                     " key1 int NOT NULL, key2 int NOT NULL, created timestamptz NOT NULL DEFAULT now())");
+                     " key1 int NOT NULL, key2 int NOT NULL, created timestamptz NOT NULL DEFAULT now(),"
+                     " orphaned timestamptz)");
   return RunAll(session, commands);
 }
 
@@ -71,6 +73,13 @@ bool IsTrue(const Result& result, int column) {
   return Column(result, 0, column) == string_view("\1", 1);
 }
 
+template <typename Number>
+Number NumberIn(string_view text) {
+  Number number = 0;
+  std::from_chars(text.data(), text.data() + text.size(), number);
+  return number;
+}
+
 }  // namespace
 
 bool CheckTable(Session& session, const RemotePlace& place) {
@@ -85,19 +94,19 @@ bool CheckTable(Session& session, const RemotePlace& place) {
   if (outcome != Outcome::kDone) return false;
   if (PQntuples(found.get()) != 1) return Refuse("the table does not exist in the PostgreSQL database");
   if (!IsTrue(found, 0)) return Refuse("the table belongs to another store than tables.ini names");
-  if (!IsTrue(found, 1))
+  if (!IsTrue(found, 1) && !place.isCopy)
     return Refuse(
         "the file that points to the table in PostgreSQL was copied or restored, so two files may point to "
-        "it");
+        "it; "
+        "'tvl table adopt' continues with the same rows, 'tvl table fork' with a copy of them");
   if (!IsTrue(found, 2)) return Refuse("the lengths of the table are others in the PostgreSQL database");
   return MayLock(place, IsTrue(found, 3));
 }
 
 bool CreateTable(Session& session, const RemotePlace& place) {
   if (place.isLockTable && !place.permission.asynchronousLocks) {
-    Result standby;
-    if (session.Run(std::string("SELECT ") + kHasStandby, {}, standby) != Outcome::kDone) return false;
-    if (!MayLock(place, IsTrue(standby, 0))) return false;
+    const std::optional<bool> hasStandby = AsksStandby(session);
+    if (!hasStandby || !MayLock(place, *hasStandby)) return false;
   }
   if (!CreateCatalog(session, place.permission)) return false;
   const Layout& lengths = place.pointer.layout;
@@ -112,15 +121,77 @@ bool CreateTable(Session& session, const RemotePlace& place) {
 }
 
 bool AdoptTable(Session& session, const RemotePlace& place) {
-  return RunAll(session,
-                {"UPDATE " + CatalogName(place.permission) + " SET inode = '" + std::to_string(place.inode) +
-                 "' WHERE id = '" + place.pointer.id + "' AND store = '" + place.permission.store + "'"});
+  const std::string change = "UPDATE " + CatalogName(place.permission) +
+                             " SET inode = $1::text, orphaned = NULL WHERE id = $2::text AND store = $3::text"
+                             " RETURNING 1";
+  Result changed;
+  if (session.Run(change, {std::to_string(place.inode), place.pointer.id, place.permission.store}, changed) !=
+      Outcome::kDone)
+    return false;
+  if (PQntuples(changed.get()) == 1) return true;
+  return Refuse("the table does not exist in the PostgreSQL database, or belongs to another store");
 }
 
 bool DropTable(Session& session, const RemotePlace& place) {
   return RunAll(session,
                 {"DELETE FROM " + CatalogName(place.permission) + " WHERE id = '" + place.pointer.id + "'",
                  "DROP TABLE " + RowsName(place)});
+}
+
+std::optional<bool> AsksStandby(Session& session) {
+  Result standby;
+  if (session.Run(std::string("SELECT ") + kHasStandby, {}, standby) != Outcome::kDone) return std::nullopt;
+  return IsTrue(standby, 0);
+}
+
+std::optional<RemoteEntries> ListTables(Session& session, const Permission& permission) {
+  const std::string name = CatalogName(permission);
+  bool exists = false;
+  if (!Exists(session, "SELECT to_regclass($1::text)::text", name, exists)) return std::nullopt;
+  if (!exists) return RemoteEntries();
+  const std::string question =
+      "SELECT id, inode, coalesce(pg_total_relation_size(to_regclass($2::text || id)), -1)::text,"
+      " coalesce(extract(epoch FROM now() - orphaned)::bigint, -1)::text FROM " +
+      name + " WHERE store = $1::text ORDER BY id";
+  Result found;
+  const std::string rows = '"' + permission.schema + "\".rows_";
+  if (session.Run(question, {permission.store, rows}, found) != Outcome::kDone) return std::nullopt;
+  RemoteEntries entries;
+  for (int row = 0; row < PQntuples(found.get()); ++row) {
+    RemoteEntry& entry = entries.emplace_back();
+    entry.id = Column(found, row, 0);
+    entry.inode = NumberIn<std::uint64_t>(Column(found, row, 1));
+    entry.bytes = NumberIn<std::int64_t>(Column(found, row, 2));
+    entry.orphanedFor = NumberIn<std::int64_t>(Column(found, row, 3));
+  }
+  return entries;
+}
+
+bool NoteOrphans(Session& session, const Permission& permission, const std::vector<std::string>& ids) {
+  std::string list;
+  for (const std::string& id : ids) list += (list.empty() ? "" : ",") + id;
+  const std::string change =
+      "UPDATE " + CatalogName(permission) +
+      " SET orphaned = CASE WHEN id = ANY(string_to_array($2::text, ',')) THEN coalesce(orphaned, now()) END"
+      " WHERE store = $1::text AND (orphaned IS NOT NULL OR id = ANY(string_to_array($2::text, ',')))";
+  Result changed;
+  return session.Run(change, {permission.store, list}, changed) == Outcome::kDone;
+}
+
+bool DropOrphan(Session& session, const RemotePlace& place, std::int64_t seconds) {
+  session.Queue("BEGIN ISOLATION LEVEL READ COMMITTED READ WRITE");
+  session.Queue("DELETE FROM " + CatalogName(place.permission) +
+                    " WHERE id = $1::text AND store = $2::text"
+                    " AND orphaned <= now() - make_interval(secs => $3::text::float8) RETURNING 1",
+                {place.pointer.id, place.permission.store, std::to_string(seconds)});
+  Results deleted;
+  if (session.Finish(deleted) != Outcome::kDone) return false;
+  if (PQntuples(deleted[1].get()) != 1)
+    return Refuse("the table is not an orphan for that long, or belongs to another store");
+  session.Queue(("DROP TABLE IF EXISTS " + RowsName(place)).c_str());
+  session.Queue("COMMIT");
+  Results dropped;
+  return session.Finish(dropped) == Outcome::kDone;
 }
 
 }  // namespace tvl::engine

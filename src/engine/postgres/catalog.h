@@ -1,6 +1,11 @@
 #ifndef TVL_ENGINE_POSTGRES_CATALOG_H
 #define TVL_ENGINE_POSTGRES_CATALOG_H
 
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
 #include "engine/postgres/session.h"
 #include "engine/storage_plugin.h"
 
@@ -17,6 +22,13 @@ namespace tvl::engine {
 
 [[nodiscard]] bool AdoptTable(Session& session, const RemotePlace& place);
 [[nodiscard]] bool DropTable(Session& session, const RemotePlace& place);
+
+// See StoragePlugin.
+[[nodiscard]] std::optional<bool> AsksStandby(Session& session);
+[[nodiscard]] std::optional<RemoteEntries> ListTables(Session& session, const Permission& permission);
+[[nodiscard]] bool NoteOrphans(Session& session, const Permission& permission,
+                               const std::vector<std::string>& ids);
+[[nodiscard]] bool DropOrphan(Session& session, const RemotePlace& place, std::int64_t seconds);
 
 }  // namespace tvl::engine
 

@@ -13,36 +13,74 @@ namespace {
 class PostgresPlugin final : public StoragePlugin {
  public:
   std::unique_ptr<Table> Open(const RemotePlace& place, Patience& patience) override {
+    const auto check = [&place](Session& session) { return CheckTable(session, place); };
     bool isLost = false;
     do {
-      if (InSession(place, CheckTable, patience, isLost)) return std::make_unique<PostgresTable>(place);
+      if (InSession(place.permission, check, patience, isLost)) return std::make_unique<PostgresTable>(place);
     } while (isLost && std::chrono::steady_clock::now() < patience.End());
     return nullptr;
   }
 
-  bool Create(const RemotePlace& place) override { return InSession(place, CreateTable); }
-  bool Adopt(const RemotePlace& place) override { return InSession(place, AdoptTable); }
-  void Discard(const RemotePlace& place) override { static_cast<void>(InSession(place, DropTable)); }
+  bool Create(const RemotePlace& place) override {
+    return InSession(place.permission, [&](Session& session) { return CreateTable(session, place); });
+  }
+
+  bool Adopt(const RemotePlace& place) override {
+    return InSession(place.permission, [&](Session& session) { return AdoptTable(session, place); });
+  }
+
+  void Discard(const RemotePlace& place) override {
+    static_cast<void>(
+        InSession(place.permission, [&](Session& session) { return DropTable(session, place); }));
+  }
+
+  std::optional<bool> HasStandby(const Permission& permission) override {
+    std::optional<bool> has;
+    static_cast<void>(InSession(permission, [&has](Session& session) {
+      has = AsksStandby(session);
+      return has.has_value();
+    }));
+    return has;
+  }
+
+  std::optional<RemoteEntries> List(const Permission& permission) override {
+    std::optional<RemoteEntries> entries;
+    static_cast<void>(InSession(permission, [&](Session& session) {
+      entries = ListTables(session, permission);
+      return entries.has_value();
+    }));
+    return entries;
+  }
+
+  bool NoteOrphans(const Permission& permission, const std::vector<std::string>& ids) override {
+    return InSession(permission,
+                     [&](Session& session) { return tvl::engine::NoteOrphans(session, permission, ids); });
+  }
+
+  bool DropOrphan(const RemotePlace& place, std::int64_t seconds) override {
+    return InSession(place.permission,
+                     [&](Session& session) { return tvl::engine::DropOrphan(session, place, seconds); });
+  }
 
  private:
-  using Action = bool (*)(Session& session, const RemotePlace& place);
-
   // A session in which something failed may be in a failed transaction. `isLost` becomes true if the
   // connection broke.
-  static bool InSession(const RemotePlace& place, Action action, Patience& patience, bool& isLost) {
-    SessionLease session(SessionPool::Of(place.permission.service), SessionLease::Kind::kCall, patience);
+  template <typename Action>
+  static bool InSession(const Permission& permission, Action action, Patience& patience, bool& isLost) {
+    SessionLease session(SessionPool::Of(permission.service), SessionLease::Kind::kCall, patience);
     isLost = false;
     if (!session.Has()) return false;
-    const bool done = action(*session, place);
+    const bool done = action(*session);
     isLost = !done && !session->IsUsable();
     if (!done) session.Drop();
     return done;
   }
 
-  static bool InSession(const RemotePlace& place, Action action) {
+  template <typename Action>
+  static bool InSession(const Permission& permission, Action action) {
     Patience patience;
     bool isLost = false;
-    return InSession(place, action, patience, isLost);
+    return InSession(permission, action, patience, isLost);
   }
 };
 

@@ -19,23 +19,26 @@ bool HasLength(std::string_view bytes, int length) {
 
 }  // namespace
 
-bool PostgresTable::TakeRow(const RemoteRow& row, int keyNumber, Key& key, void* record) const {
+bool PostgresTable::TakeRow(const RemoteRow& row, int keyNumber, Key& key, Key* other, void* record) const {
   const Layout& lengths = Lengths();
   if (!HasLength(row.key1, lengths.key1) || !HasLength(row.key2, lengths.key2) ||
       !HasLength(row.record, lengths.record)) {
     NoteError("a key or a record is damaged", Problem::kDamaged);
     return false;
   }
-  const std::string_view found = keyNumber == 1 ? row.key1 : row.key2;
+  const std::string_view keys[] = {row.key1, row.key2};
+  const std::string_view found = keys[keyNumber - 1];
   key.Assign(found.data(), found.size());
+  if (other != nullptr) other->Assign(keys[2 - keyNumber].data(), keys[2 - keyNumber].size());
   std::memcpy(record, row.record.data(), row.record.size());
   return true;
 }
 
-bool PostgresTable::Read(int keyNumber, ReadMode mode, Key& key, void* record, Patience& patience) {
+bool PostgresTable::Read(int keyNumber, ReadMode mode, Key& key, Key* other, void* record,
+                         Patience& patience) {
   if (batch_) {
     const std::optional<RemoteRow> row = batch_->Read(keyNumber, mode, key);
-    return row && TakeRow(*row, keyNumber, key, record);
+    return row && TakeRow(*row, keyNumber, key, other, record);
   }
   // A read may begin again with a new connection.
   for (;;) {
@@ -45,7 +48,7 @@ bool PostgresTable::Read(int keyNumber, ReadMode mode, Key& key, void* record, P
     const Outcome outcome = ReadOneRow(*session, statements_, keyNumber, mode, key, rows);
     if (outcome == Outcome::kLost && steady_clock::now() < patience.End()) continue;
     if (outcome != Outcome::kDone) return false;
-    if (PQntuples(rows.get()) == 1) return TakeRow(RowOf(rows, 0), keyNumber, key, record);
+    if (PQntuples(rows.get()) == 1) return TakeRow(RowOf(rows, 0), keyNumber, key, other, record);
     NoteError("there is no such record", Problem::kNotFound);
     return false;
   }

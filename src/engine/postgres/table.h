@@ -23,7 +23,8 @@ class PostgresTable : public Table {
   ~PostgresTable() override;
 
   [[nodiscard]] const Layout& Lengths() const override { return place_.pointer.layout; }
-  [[nodiscard]] bool Read(int keyNumber, ReadMode mode, Key& key, void* record, Patience& patience) override;
+  [[nodiscard]] bool Read(int keyNumber, ReadMode mode, Key& key, Key* other, void* record,
+                          Patience& patience) override;
   [[nodiscard]] bool Write(const Key& key1, const Key& key2, const void* record, Patience& patience) override;
   [[nodiscard]] bool Delete(const Key* key1, const Key* key2, Patience& patience) override;
   [[nodiscard]] bool Begin(bool forWriting, Patience& patience) override;
@@ -31,7 +32,7 @@ class PostgresTable : public Table {
 
  private:
   [[nodiscard]] bool Alone(const Change& change, bool deletes, Patience& patience);
-  [[nodiscard]] bool TakeRow(const RemoteRow& row, int keyNumber, Key& key, void* record) const;
+  [[nodiscard]] bool TakeRow(const RemoteRow& row, int keyNumber, Key& key, Key* other, void* record) const;
 
   RemotePlace place_;
   Statements statements_;

@@ -25,14 +25,6 @@ constexpr std::size_t kMark = 16;
 
 constexpr const char* kCompanions[] = {"-journal", "-wal", "-shm"};
 
-// The journal of a former table with this name would be played back into the new one.
-bool RemoveCompanions(const std::string& path) {
-  for (const char* companion : kCompanions) {
-    if (System().unlink((path + companion).c_str()) != 0 && errno != ENOENT) return false;
-  }
-  return true;
-}
-
 bool WriteAt(int descriptor, string_view bytes, off_t offset) {
   errno = WriteAllAt(descriptor, bytes.data(), bytes.size(), offset);
   return errno == 0;
@@ -45,6 +37,14 @@ bool Fill(int descriptor, const std::string& path, string_view image) {
 }
 
 }  // namespace
+
+// The journal of a former table with this name would be played back into the new one.
+bool RemoveCompanions(const std::string& path) {
+  for (const char* companion : kCompanions) {
+    if (System().unlink((path + companion).c_str()) != 0 && errno != ENOENT) return false;
+  }
+  return true;
+}
 
 bool MakeSqliteArchive(const std::string& path, const Layout& layout) {
   const std::string image = SqliteTable::EmptyImage(layout);

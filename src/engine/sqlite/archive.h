@@ -11,6 +11,10 @@ namespace tvl::engine {
 // table in use is unchanged, and any other is deleted.
 [[nodiscard]] bool MakeSqliteArchive(const std::string& path, const Layout& layout);
 
+// Removes the files that belong to a table in a file of its own, such as its journal, when the table itself
+// is gone. Returns false with the reason in errno.
+bool RemoveCompanions(const std::string& path);
+
 }  // namespace tvl::engine
 
 #endif

@@ -252,6 +252,11 @@ bool SqliteTable::Run(const char* sql) {
   return false;
 }
 
+bool SqliteTable::KeepJournalInMemory() {
+  const SqlitePassage passage(&region_);
+  return Run("PRAGMA journal_mode = MEMORY");
+}
+
 void SqliteTable::NoteDatabaseError() const {
   NoteError(database_ == nullptr ? "out of memory" : sqlite3_errmsg(database_),
             ProblemOf(sqlite3_errcode(database_)));
@@ -270,7 +275,7 @@ bool SqliteTable::HasForeignKeys(std::size_t keyNumber) {
   return known.isForeign;
 }
 
-bool SqliteTable::ReadRow(int keyNumber, ReadMode mode, Key& key, void* record) {
+bool SqliteTable::ReadRow(int keyNumber, ReadMode mode, Key& key, Key* other, void* record) {
   const auto number = static_cast<std::size_t>(keyNumber);
   const std::size_t which = (number - 1) * kModes + static_cast<std::size_t>(mode);
   RowSearch search(layout_, keyNumber, mode, key);
@@ -295,13 +300,17 @@ bool SqliteTable::ReadRow(int keyNumber, ReadMode mode, Key& key, void* record) 
     return false;
   }
   std::memcpy(record, read.Value(2).bytes.data(), static_cast<std::size_t>(layout_.record));
-  const std::string_view found = read.Value(keyNumber - 1).bytes;
-  key.Assign(found.data(), found.size());
+  const auto assign = [&read](int column, Key& target) {
+    const std::string_view found = read.Value(column).bytes;
+    target.Assign(found.data(), found.size());
+  };
+  assign(keyNumber - 1, key);
+  if (other != nullptr) assign(2 - keyNumber, *other);
   return true;
 }
 
-bool SqliteTable::Read(int keyNumber, ReadMode mode, Key& key, void* record, Patience& patience) {
-  return Transact(false, patience, [&] { return ReadRow(keyNumber, mode, key, record); });
+bool SqliteTable::Read(int keyNumber, ReadMode mode, Key& key, Key* other, void* record, Patience& patience) {
+  return Transact(false, patience, [&] { return ReadRow(keyNumber, mode, key, other, record); });
 }
 
 bool SqliteTable::WriteRow(const Key& key1, const Key& key2, const void* record) {

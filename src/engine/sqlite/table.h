@@ -31,12 +31,17 @@ class SqliteTable : public Table {
   // Returns the bytes of a table without records. Returns nothing and notes an error if memory runs out.
   [[nodiscard]] static std::string EmptyImage(const Layout& layout);
 
+  // For a table that nobody else uses and that is removed if this process ends early: its journal is not a
+  // file. Returns false and notes an error on failure.
+  [[nodiscard]] bool KeepJournalInMemory();
+
   SqliteTable(const SqliteTable&) = delete;
   SqliteTable& operator=(const SqliteTable&) = delete;
   ~SqliteTable() override;
 
   [[nodiscard]] const Layout& Lengths() const override { return layout_; }
-  [[nodiscard]] bool Read(int keyNumber, ReadMode mode, Key& key, void* record, Patience& patience) override;
+  [[nodiscard]] bool Read(int keyNumber, ReadMode mode, Key& key, Key* other, void* record,
+                          Patience& patience) override;
   [[nodiscard]] bool Write(const Key& key1, const Key& key2, const void* record, Patience& patience) override;
   [[nodiscard]] bool Delete(const Key* key1, const Key* key2, Patience& patience) override;
   [[nodiscard]] bool Begin(bool forWriting, Patience& patience) override;
@@ -61,7 +66,7 @@ class SqliteTable : public Table {
 
   // These run inside a transaction.
   [[nodiscard]] bool HasForeignKeys(std::size_t keyNumber);
-  [[nodiscard]] bool ReadRow(int keyNumber, ReadMode mode, Key& key, void* record);
+  [[nodiscard]] bool ReadRow(int keyNumber, ReadMode mode, Key& key, Key* other, void* record);
   [[nodiscard]] bool WriteRow(const Key& key1, const Key& key2, const void* record);
   [[nodiscard]] bool DeleteRow(const Key* key1, const Key* key2);
   [[nodiscard]] bool HasSeenJournal();

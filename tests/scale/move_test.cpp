@@ -1,0 +1,232 @@
+#include <dlfcn.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "scale/scale.h"
+#include "support/helper_process.h"
+
+// The modules call the functions below instead of those of the C library, because this program comes first in
+// the symbol lookup.
+
+namespace {
+
+struct Fault {
+  int killAt = 0;  // the number of the call before which the process is killed; 0 means never
+  int calls = 0;
+  bool hasNoLinks = false;
+};
+Fault fault;
+
+void Count() {
+  if (fault.killAt != 0 && ++fault.calls == fault.killAt) kill(getpid(), SIGKILL);
+}
+
+template <typename Function>
+Function* Real(const char* name) {
+  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+#define COUNT_CALLS(result, name, parameters, ...)                   \
+  extern "C" [[gnu::visibility("default")]] result name parameters { \
+    static auto* const real = Real<result parameters>(#name);        \
+    Count();                                                         \
+    return real(__VA_ARGS__);                                        \
+  }
+
+COUNT_CALLS(int, rename, (const char* from, const char* to) noexcept, from, to)
+COUNT_CALLS(int, unlink, (const char* path) noexcept, path)
+COUNT_CALLS(int, fsync, (int file), file)
+COUNT_CALLS(int, fdatasync, (int file), file)
+COUNT_CALLS(ssize_t, pwrite64, (int file, const void* bytes, size_t count, off_t at), file, bytes, count, at)
+COUNT_CALLS(ssize_t, send, (int peer, const void* bytes, size_t count, int flags), peer, bytes, count, flags)
+
+extern "C" [[gnu::visibility("default")]] int link(const char* from, const char* to) noexcept {
+  static auto* const real = Real<int(const char*, const char*)>("link");
+  Count();
+  if (!fault.hasNoLinks) return real(from, to);
+  errno = EPERM;
+  return -1;
+}
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kRecord[] = "01234567890123456789";
+
+// Moves a table, but is killed before a call. Arguments: table, place, number of the call.
+const Role moveAndDie("move-and-die", [](const std::vector<std::string>& arguments) {
+  const fs::path path = arguments[0];
+  PermitTables(path.parent_path().c_str(), (path.parent_path().parent_path() / "tables.ini").c_str());
+  fault.killAt = std::stoi(arguments[2]);
+  return MoveTable(path.c_str(), std::stoi(arguments[1])) == 1 ? 0 : 1;
+});
+
+class MoveTest : public ScaleTest {
+ protected:
+  // Fills a new table with keys whose bytes an order of texts would confuse.
+  void MakeRows(const std::string& path, int rows) const {
+    const int table = Make(path);
+    ASSERT_GT(table, 0) << GetLastErrorText();
+    ASSERT_EQ(BeginBatch(table, 1), 1);
+    for (int row = 0; row < rows; ++row) {
+      const std::string key = {static_cast<char>(1 + row % 255), static_cast<char>(255 - row / 255), 'k'};
+      ASSERT_EQ(WriteRawKeys(table, key.c_str(), row % 3 == 0 ? "" : key.c_str() + 1, kRecord), 1);
+    }
+    ASSERT_EQ(EndBatch(table), 1) << GetLastErrorText();
+    IClose(table);
+  }
+
+  // All rows in the order of key 1, then one of each key 2.
+  static std::vector<std::string> RowsOf(const std::string& path) {
+    std::vector<std::string> rows;
+    const int table = IOpen(path.c_str());
+    EXPECT_GT(table, 0) << GetLastErrorText();
+    for (const int keyNumber : {1, 2}) {
+      char key[8] = {};
+      char record[21] = {};
+      std::strcpy(key, "\1");
+      EXPECT_EQ(BeginBatch(table, 0), 1);
+      for (int found = ReadKeyGtEq(table, keyNumber, key, record); found == 1;
+           found = ReadKeyGt(table, keyNumber, key, record))
+        rows.push_back(std::string(key) + record);
+      EXPECT_EQ(GetLastProblem(), 1) << GetLastErrorText();
+      EXPECT_EQ(EndBatch(table), 1);
+    }
+    IClose(table);
+    return rows;
+  }
+
+  [[nodiscard]] static bool IsRemote(const std::string& path) {
+    char id[33];
+    return GetTableId(path.c_str(), id) == 1;
+  }
+
+  [[nodiscard]] std::vector<TVLDatabaseTable> Listed() const {
+    std::vector<TVLDatabaseTable> tables;
+    const auto add = [](const TVLDatabaseTable* table, void* list) {
+      static_cast<std::vector<TVLDatabaseTable>*>(list)->push_back(*table);
+    };
+    EXPECT_EQ(ListDatabaseTables(folder_.Host("remote").c_str(), add, &tables), 1) << GetLastErrorText();
+    return tables;
+  }
+};
+
+TEST_F(MoveTest, KeepsAllRowsThereAndBack) {
+  folder_.Write("hidden", "");
+  fs::rename(folder_.Host("tables.ini"), folder_.Host("hidden"));
+  MakeRows(Remote(), 700);
+  fs::rename(folder_.Host("hidden"), folder_.Host("tables.ini"));
+  const std::vector<std::string> rows = RowsOf(Remote());
+  ASSERT_GT(rows.size(), 700U);
+  for (const int toDatabase : {1, 0, 1}) {
+    SCOPED_TRACE(toDatabase);
+    EXPECT_EQ(MoveTable(Remote().c_str(), 1 - toDatabase), 0) << "it is there already";
+    const int open = IOpen(Remote().c_str());
+    EXPECT_EQ(MoveTable(Remote().c_str(), toDatabase), 0);
+    EXPECT_EQ(GetLastProblem(), 2) << "in use: " << GetLastErrorText();
+    IClose(open);
+    ASSERT_EQ(MoveTable(Remote().c_str(), toDatabase), 1) << GetLastErrorText();
+    EXPECT_EQ(IsRemote(Remote()), toDatabase == 1);
+    EXPECT_EQ(RowsOf(Remote()), rows);
+    EXPECT_EQ(folder_.Tree("remote"), std::vector<std::string>{"t.dat"});
+  }
+}
+
+// A killed process leaves the table as it was, or completely moved.
+TEST_F(MoveTest, KilledMoveLeavesOneWholeTable) {
+  MakeRows(Remote(), 120);
+  const std::vector<std::string> rows = RowsOf(Remote());
+  for (const bool toDatabase : {false, true}) {
+    int stayed = 0;
+    int moved = 0;
+    for (int call = 1; moved < 3; ++call) {
+      SCOPED_TRACE(call);
+      ASSERT_LT(call, 200);
+      ASSERT_EQ(IsRemote(Remote()), !toDatabase);
+      HelperProcess mover({"move-and-die", Remote(), toDatabase ? "1" : "0", std::to_string(call)});
+      const int exit = mover.Wait();
+      ASSERT_TRUE(exit == 0 || exit == -SIGKILL) << exit;
+      const bool isMoved = IsRemote(Remote()) == toDatabase;
+      ASSERT_TRUE(isMoved || exit != 0);
+      (isMoved ? moved : stayed) += 1;
+      ASSERT_EQ(RowsOf(Remote()), rows);
+      if (isMoved) {
+        ASSERT_EQ(MoveTable(Remote().c_str(), toDatabase ? 0 : 1), 1) << GetLastErrorText();
+      }
+    }
+    EXPECT_GT(stayed, 10);
+    std::printf("to %s: %d killed moves left the table, %d were complete\n",
+                toDatabase ? "PostgreSQL" : "a file", stayed, moved);
+    if (!toDatabase) {
+      ASSERT_EQ(MoveTable(Remote().c_str(), 0), 1) << GetLastErrorText();
+    }
+  }
+}
+
+TEST_F(MoveTest, CopiedDataFileIsAdoptedOrForked) {
+  MakeRows(Remote(), 60);
+  const std::vector<std::string> rows = RowsOf(Remote());
+  for (const char* name : {"fork", "adopted"}) fs::copy(Remote(), Remote(name));
+  for (const auto change : {AdoptTable, ForkTable}) EXPECT_EQ(change(Remote().c_str()), 0) << "not a copy";
+  EXPECT_LT(IOpen(Remote("fork").c_str()), 0);
+  EXPECT_NE(std::string(GetLastErrorText()).find("'tvl table fork'"), std::string::npos);
+
+  ASSERT_EQ(ForkTable(Remote("fork").c_str()), 1) << GetLastErrorText();
+  const int fork = IOpen(Remote("fork").c_str());
+  EXPECT_EQ(WriteRawKeys(fork, "own", "", kRecord), 1);
+  IClose(fork);
+  EXPECT_EQ(RowsOf(Remote("fork")).size(), rows.size() + 1);
+  EXPECT_EQ(RowsOf(Remote()), rows);
+
+  ASSERT_EQ(AdoptTable(Remote("adopted").c_str()), 1) << GetLastErrorText();
+  EXPECT_EQ(RowsOf(Remote("adopted")), rows);
+  EXPECT_LT(IOpen(Remote().c_str()), 0) << "the original is the copy now";
+}
+
+TEST_F(MoveTest, DropsOnlyNotedOrphans) {
+  MakeRows(Remote(), 10);
+  char id[33];
+  ASSERT_EQ(GetTableId(Remote().c_str(), id), 1);
+  const std::string folder = folder_.Host("remote");
+  ASSERT_EQ(Listed().size(), 1U);
+  EXPECT_GT(Listed()[0].bytes, 0);
+  EXPECT_EQ(DropOrphan(folder.c_str(), id, 0), 0) << "never noted";
+  EXPECT_EQ(NoteOrphans(folder.c_str(), (std::string(id) + ",").c_str()), 1) << GetLastErrorText();
+  EXPECT_GE(Listed()[0].orphanedFor, 0);
+  EXPECT_EQ(DropOrphan(folder.c_str(), id, 100), 0) << "too early";
+  EXPECT_EQ(NoteOrphans(folder.c_str(), ""), 1);
+  EXPECT_LT(Listed()[0].orphanedFor, 0) << "it was found again";
+  EXPECT_EQ(DropOrphan(folder.c_str(), "x\"; DROP SCHEMA", 0), 0);
+  EXPECT_FALSE(RowsOf(Remote()).empty());
+
+  EXPECT_EQ(NoteOrphans(folder.c_str(), id), 1);
+  WriteTablesIni("main", "", "ffffffffffffffffffffffffffffffff");
+  EXPECT_TRUE(Listed().empty());
+  EXPECT_EQ(DropOrphan(folder.c_str(), id, 0), 0) << "of another store";
+  WriteTablesIni("main");
+  EXPECT_EQ(DropOrphan(folder.c_str(), id, 0), 1) << GetLastErrorText();
+  EXPECT_TRUE(Listed().empty());
+}
+
+// Where a share has no links, the file is created in place.
+TEST_F(MoveTest, CreatesTableWithoutLinks) {
+  fault.hasNoLinks = true;
+  MakeRows(Remote(), 5);
+  EXPECT_NE(CreateArchive(folder_.Host("remote/none/t").c_str(), 20, 4, 3), 0);
+  fault.hasNoLinks = false;
+  EXPECT_EQ(RowsOf(Remote()).size(), 7U);
+  EXPECT_EQ(folder_.Tree("remote"), std::vector<std::string>{"t.dat"});
+}
+
+}  // namespace

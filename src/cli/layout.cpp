@@ -4,6 +4,8 @@
 
 #include <charconv>
 
+#include <tvlclient/tvl.h>
+
 #include "cli/configuration.h"
 #include "cli/output/failure.h"
 
@@ -23,6 +25,18 @@ int GroupNumber(const std::string& group) {
 
 Failure FailureOf(const TVLStoreProblem& problem) {
   return {kFailed, 0, problem.what, problem.error, problem.path};
+}
+
+void CheckCreated(int code, const TVLStoreLayout& layout, const TVLStoreProblem& problem) {
+  if (code == TVL_OK) return;
+  Failure failure = FailureOf(problem);
+  if (code == TVL_ERR_STORE_IN_USE) failure.exit = kHeld;
+  if (code == TVL_ERR_DELETE_FILE) {  // of the table
+    failure.code = code;
+    if (const std::string reason = TVLLastTableFailure(); !reason.empty())
+      failure.what = "the lock table cannot be created; " + reason;
+  }
+  throw Stop(code == TVL_ERR_STORE_IN_USE ? layout.root : std::string(), failure);
 }
 
 }  // namespace
@@ -71,12 +85,12 @@ std::vector<std::string> MissingParts(const TVLStoreLayout& layout) {
 
 void CreateMissingParts(const TVLStoreLayout& layout, const std::string& group) {
   TVLStoreProblem problem;
-  const int code = TVLStoreCreate(&layout, GroupNumber(group), &problem);
-  if (code == TVL_OK) return;
-  Failure failure = FailureOf(problem);
-  if (code == TVL_ERR_STORE_IN_USE) failure.exit = kHeld;
-  if (code == TVL_ERR_DELETE_FILE) failure.code = code;  // of the table
-  throw Stop(code == TVL_ERR_STORE_IN_USE ? layout.root : std::string(), failure);
+  CheckCreated(TVLStoreCreate(&layout, GroupNumber(group), &problem), layout, problem);
+}
+
+void CreateInDatabase(const TVLStoreLayout& layout, const std::string& group, const TVLDatabase& database) {
+  TVLStoreProblem problem;
+  CheckCreated(TVLStoreCreateInDatabase(&layout, GroupNumber(group), &database, &problem), layout, problem);
 }
 
 }  // namespace tvl::cli

@@ -29,6 +29,9 @@ namespace tvl::cli {
 // Creates what does not exist. `group`, unless empty: the root gets this group, a name or a number.
 void CreateMissingParts(const TVLStoreLayout& layout, const std::string& group);
 
+// The same for a new store, with its lock table in a database server.
+void CreateInDatabase(const TVLStoreLayout& layout, const std::string& group, const TVLDatabase& database);
+
 }  // namespace tvl::cli
 
 #endif

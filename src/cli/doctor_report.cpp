@@ -19,7 +19,7 @@ Colour ColourOf(const std::string& word) {
 
 }  // namespace
 
-void Report::Add(const TVLFinding& finding) {
+void Report::Add(const TVLFinding& finding, ExitStatus if_bad) {
   const char* word = kWords[finding.verdict];
   const std::string name = finding.check;
   const std::string remedy = finding.remedy;
@@ -31,7 +31,7 @@ void Report::Add(const TVLFinding& finding) {
   document.Text("verdict", word).Text("detail", finding.detail);
   if (!remedy.empty()) document.Text("remedy", remedy);
   documents_.push_back(document);
-  if (finding.needed != 0 && is_bad) status_ = kFailed;
+  if (finding.needed != 0 && is_bad && status_ != kUnreachable) status_ = if_bad;
 }
 
 void Report::PrintRows(Reporter& reporter) const {

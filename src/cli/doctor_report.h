@@ -14,10 +14,12 @@ namespace tvl::cli {
 // Collects the findings of a run and prints them at its end.
 class Report {
  public:
-  void Add(const TVLFinding& finding);
+  // `if_bad` is the exit status that a needed check with a bad verdict leads to: kFailed or kUnreachable,
+  // which outweighs it.
+  void Add(const TVLFinding& finding, ExitStatus if_bad = kFailed);
 
-  // Prints the findings, in JSON as members of `document`. Returns kFailed if a needed check found a problem,
-  // which is reported as `problem` of `subject`.
+  // Prints the findings, in JSON as members of `document`. Returns the exit status of the bad verdicts of
+  // needed checks, which is reported as `problem` of `subject`.
   ExitStatus Print(Reporter& reporter, const Options& options, JsonObject document,
                    const std::string& subject, const std::string& problem) const;
 

@@ -26,8 +26,9 @@ struct Status {
   Report report;
   JsonObject document;
 
-  void Add(const char* check, TVL_VERDICT verdict, const std::string& detail, const char* remedy = "") {
-    report.Add({check, 1, verdict, detail.c_str(), remedy});
+  void Add(const char* check, TVL_VERDICT verdict, const std::string& detail, const char* remedy = "",
+           ExitStatus if_bad = kFailed) {
+    report.Add({check, 1, verdict, detail.c_str(), remedy}, if_bad);
   }
 };
 
@@ -67,7 +68,9 @@ void AddLocks(Store& store, Status& status) {
       &counts);
   if (code != TVL_OK) {
     const Failure failure = LockTableFailure(store);
-    status.Add("locks", TVL_VERDICT_BAD, failure.Message(), failure.hint.c_str());
+    const bool is_remote = TVLIsTablePointer(store.Layout().lockTable) != 0;
+    status.Add("locks", TVL_VERDICT_BAD, failure.Message(), failure.hint.c_str(),
+               is_remote ? failure.exit : kFailed);
     return;
   }
   status.Add("locks", TVL_VERDICT_OK,
@@ -133,7 +136,8 @@ void AddStatusCommand(CLI::App& app, Invocation& invocation) {
 changes nothing. With --tcp, shows how the server answers. Waits 10 s at most,
 or as long as --timeout says.
 
-Exit status: 0 if all is well, 1 if not, 5 if the store cannot be reached.
+Exit status: 0 if all is well, 1 if not, 5 if the store cannot be reached, or the
+PostgreSQL server with its lock table.
 
 Examples:
   tvl status

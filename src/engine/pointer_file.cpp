@@ -4,12 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <fstream>
-#include <iterator>
 #include <optional>
-#include <string_view>
 #include <utility>
 
 #include "engine/last_error.h"
@@ -30,35 +26,14 @@
 namespace tvl::engine {
 namespace {
 
-using std::string_view;
-
-// The file systems that number a file differently after a while or on another computer. On SMB, the numbers
-// are the server's only with an option.
-constexpr string_view kUnstable[] = {"vfat", "exfat", "msdos", "vboxsf"};
-constexpr string_view kStableFuse[] = {"fuse.glusterfs", "fuse.ceph", "fuse.ceph-fuse"};
-
-template <typename Names>
-bool IsAmong(const Names& names, string_view name) {
-  return std::find(std::begin(names), std::end(names), name) != std::end(names);
-}
-
-bool HasStableInodes(const std::string& path) {
-  std::ifstream mounts("/proc/self/mountinfo");
-  const std::optional<Mount> mount = FindMount(mounts, FolderOf(path));
-  if (!mount) return true;
-  if (mount->type == "cifs" || mount->type == "smb3")
-    return (',' + mount->options + ',').find(",serverino,") != std::string::npos;
-  if (mount->type.starts_with("fuse")) return IsAmong(kStableFuse, mount->type);
-  return !IsAmong(kUnstable, mount->type);
-}
-
 bool IsThere(const std::string& path) {
   struct stat status = {};
   return System().lstat(path.c_str(), &status) == 0 || errno != ENOENT;
 }
 
 bool Refuse(const std::string& path) {
-  if (HasStableInodes(path)) return false;
+  const std::optional<Mount> mount = MountOf(FolderOf(path));
+  if (!mount || HasStableInodes(*mount)) return false;
   NoteError("a table in PostgreSQL needs a share with permanent file numbers (SMB: mount with serverino)");
   return true;
 }

@@ -9,6 +9,8 @@
 #include "engine/pointer_file.h"
 #include "engine/sqlite/archive.h"
 #include "engine/sqlite/table.h"
+#include "host/sync.h"
+#include "store/check/mount.h"
 
 namespace tvl::engine {
 namespace {
@@ -21,6 +23,16 @@ std::unique_ptr<Table> OpenRemote(const std::string& path, const TableFile& file
 }
 
 }  // namespace
+
+// Reads the list of mounts, which needs no request to a file server.
+bool RefuseTableFile(const std::string& path) {
+  const std::optional<Mount> mount = MountOf(FolderOf(path));
+  if (!mount || CanHaveTableFiles(*mount)) return false;
+  NoteError(
+      "GlusterFS can lose changes of a table in a file; 'tvl table move TABLE --to postgresql' moves its "
+      "rows");
+  return true;
+}
 
 std::optional<RemotePlace> FindPlace(const std::string& path, const TableFile& file,
                                      const std::string& text) {
@@ -39,13 +51,14 @@ std::optional<RemotePlace> FindPlace(const std::string& path, const TableFile& f
 std::unique_ptr<Table> OpenStorage(const std::string& path, const TableFile& file, Patience& patience) {
   const std::string start = file.Start(kLongestPointer + 1);
   if (IsPointer(start)) return OpenRemote(path, file, start, patience);
-  return SqliteTable::Open(path, file, start, patience);
+  return RefuseTableFile(path) ? nullptr : SqliteTable::Open(path, file, start, patience);
 }
 
 bool MakeTable(const std::string& path, const Layout& layout) {
   std::optional<Permission> permission;
   if (!FindPermission(path, permission)) return false;
-  return permission ? MakePointer(path, layout, *permission) : MakeSqliteArchive(path, layout);
+  if (permission) return MakePointer(path, layout, *permission);
+  return !RefuseTableFile(path) && MakeSqliteArchive(path, layout);
 }
 
 }  // namespace tvl::engine

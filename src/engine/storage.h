@@ -17,6 +17,9 @@ namespace tvl::engine {
 [[nodiscard]] std::unique_ptr<Table> OpenStorage(const std::string& path, const TableFile& file,
                                                  Patience& patience);
 
+// Returns true and notes an error if a table may not be a file of its own in the folder of `path`.
+[[nodiscard]] bool RefuseTableFile(const std::string& path);
+
 // Returns where the rows of a data file are in the database server, and what its tables.ini permits. `text`
 // is the contents of the file. Returns nothing and notes an error if it is damaged or not permitted.
 [[nodiscard]] std::optional<RemotePlace> FindPlace(const std::string& path, const TableFile& file,

@@ -158,7 +158,7 @@ std::unique_ptr<Table> OpenPlace(const RemotePlace& place) {
 
 bool MoveToFile(const HeldTable& held) {
   const std::optional<RemotePlace> place = held.Place();
-  if (!place) return false;
+  if (!place || RefuseTableFile(held.Path())) return false;
   const LockedRows rows(OpenPlace(*place));
   PartTable target(held.Path(), place->pointer);
   return rows.AreLocked() && target.Create(rows.Get().Lengths()) &&

@@ -10,6 +10,7 @@
 #include "base/fixed_text.h"
 #include "config/config.h"
 #include "config/store_layout.h"
+#include "frontend/table_checks.h"
 #include "platform/files.h"
 #include "platform/last_error.h"
 #include "store/check/check_share.h"
@@ -140,8 +141,12 @@ int TVLStoreRemoveLeftovers(const TVLStoreLayout* layout, TVLPathCallback callba
 
 int TVLCheckShare(const char* folder, const TVLStoreLayout* store, TVL_CHECK_SCOPE scope,
                   TVLFindingCallback callback, void* userData, TVLStoreProblem* problem) {
-  return Run(problem,
-             [=] { return tvl::CheckShare(folder, store, scope, tvl::FindingReport(callback, userData)); });
+  return Run(problem, [=] {
+    const tvl::FindingReport report(callback, userData);
+    StoreFailure failure = tvl::CheckShare(folder, store, scope, report);
+    if (!failure && store != nullptr) tvl::CheckTables(*store, report);
+    return failure;
+  });
 }
 
 int TVLCheckShareWithPeer(const char* folder, const char* name, TVLFindingCallback callback, void* userData,

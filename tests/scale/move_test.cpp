@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <string>
@@ -22,6 +23,7 @@ struct Fault {
   int killAt = 0;  // the number of the call before which the process is killed; 0 means never
   int calls = 0;
   bool hasNoLinks = false;
+  std::string mounts;  // read instead of the system's list of mounts, unless empty
 };
 Fault fault;
 
@@ -56,6 +58,12 @@ extern "C" [[gnu::visibility("default")]] int link(const char* from, const char*
   if (!fault.hasNoLinks) return real(from, to);
   errno = EPERM;
   return -1;
+}
+
+extern "C" [[gnu::visibility("default")]] FILE* fopen64(const char* path, const char* mode) {
+  static auto* const real = Real<FILE*(const char*, const char*)>("fopen64");
+  const bool isList = !fault.mounts.empty() && std::strcmp(path, "/proc/self/mountinfo") == 0;
+  return real(isList ? fault.mounts.c_str() : path, mode);
 }
 
 namespace {
@@ -227,6 +235,30 @@ TEST_F(MoveTest, CreatesTableWithoutLinks) {
   fault.hasNoLinks = false;
   EXPECT_EQ(RowsOf(Remote()).size(), 7U);
   EXPECT_EQ(folder_.Tree("remote"), std::vector<std::string>{"t.dat"});
+}
+
+TEST_F(MoveTest, RefusesTablesThatShareCannotHave) {
+  const auto pretend = [this](const std::string& type) {
+    folder_.Write("mounts", "1 0 0:1 / " + folder_.Host() + " rw - " + type + " server:/share rw\n");
+    fault.mounts = folder_.Host("mounts");
+  };
+  const auto expectRefusal = [](int result, const char* reason) {
+    EXPECT_LE(result, 0);
+    EXPECT_NE(std::string(GetLastErrorText()).find(reason), std::string::npos) << GetLastErrorText();
+  };
+  MakeRows(Remote(), 5);
+  ASSERT_EQ(MoveTable(Remote().c_str(), 0), 1) << GetLastErrorText();
+  pretend("fuse.glusterfs");
+  expectRefusal(IOpen(Remote().c_str()), "'tvl table move TABLE --to postgresql'");
+  expectRefusal(-CreateArchive(Local().c_str(), 20, 4, 3), "'tvl table move TABLE --to postgresql'");
+  EXPECT_FALSE(folder_.Exists("local/t.dat"));
+  EXPECT_EQ(MoveTable(Remote().c_str(), 1), 1) << GetLastErrorText();
+  EXPECT_EQ(RowsOf(Remote()).size(), 7U);
+  expectRefusal(MoveTable(Remote().c_str(), 0), "GlusterFS");
+  pretend("vfat");
+  expectRefusal(-CreateArchive(Remote("new").c_str(), 20, 4, 3), "permanent file numbers");
+  EXPECT_FALSE(folder_.Exists("remote/new.dat"));
+  fault.mounts.clear();
 }
 
 }  // namespace

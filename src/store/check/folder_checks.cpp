@@ -17,8 +17,7 @@ namespace {
 constexpr char kMount[] = "mount the share again, and check that its server runs";
 
 Finding CheckMount(const std::string& folder) {
-  std::ifstream mounts("/proc/self/mountinfo");
-  const std::optional<Mount> mount = FindMount(mounts, folder);
+  const std::optional<Mount> mount = MountOf(folder);
   return mount ? JudgeMount(*mount)
                : Warn("unknown", "check that /proc is mounted and lists the share in /proc/self/mountinfo");
 }

@@ -2,7 +2,10 @@
 
 #include <strings.h>
 
+#include <algorithm>
 #include <charconv>
+#include <fstream>
+#include <iterator>
 #include <sstream>
 #include <string_view>
 
@@ -66,6 +69,14 @@ constexpr MountRule kRules[] = {
 // Options that set how long file attributes are cached.
 constexpr string_view kCacheTimes[] = {"actimeo=", "acregmin=", "acdirmin="};
 constexpr unsigned int kLongestCacheTime = 60;
+
+constexpr string_view kUnstable[] = {"vfat", "exfat", "msdos", "vboxsf"};
+constexpr string_view kStableFuse[] = {"fuse.glusterfs", "fuse.ceph", "fuse.ceph-fuse"};
+
+template <typename Names>
+bool IsAmong(const Names& names, string_view name) {
+  return std::find(std::begin(names), std::end(names), name) != std::end(names);
+}
 
 bool SameText(string_view a, string_view b) {
   return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
@@ -142,6 +153,23 @@ std::optional<Mount> FindMount(std::istream& mounts, const std::string& folder) 
     found = Mount{place, type, options + "," + super_options};
   }
   return found;
+}
+
+std::optional<Mount> MountOf(const std::string& folder) {
+  std::ifstream mounts("/proc/self/mountinfo");
+  return FindMount(mounts, folder);
+}
+
+// On SMB, the numbers are the server's only with an option.
+bool HasStableInodes(const Mount& mount) {
+  if (mount.type == "cifs" || mount.type == "smb3")
+    return AnyOption(mount.options, [](string_view option) { return option == "serverino"; });
+  return IsAmong(kStableFuse, mount.type) ||
+         (!mount.type.starts_with("fuse") && !IsAmong(kUnstable, mount.type));
+}
+
+bool CanHaveTableFiles(const Mount& mount) {
+  return mount.type != "fuse.glusterfs";
 }
 
 Finding JudgeMount(const Mount& mount) {

@@ -20,6 +20,16 @@ struct Mount {
 // /proc/self/mountinfo.
 [[nodiscard]] std::optional<Mount> FindMount(std::istream& mounts, const std::string& folder);
 
+// Finds the mount of this computer that contains `folder`.
+[[nodiscard]] std::optional<Mount> MountOf(const std::string& folder);
+
+// Returns whether the files on such a mount have numbers that stay the same, and are the same on all
+// computers.
+[[nodiscard]] bool HasStableInodes(const Mount& mount);
+
+// Returns whether a table may be a file there, with its rows in it. GlusterFS can lose what was written.
+[[nodiscard]] bool CanHaveTableFiles(const Mount& mount);
+
 // Judges whether computers can share locks and files on such a mount.
 [[nodiscard]] Finding JudgeMount(const Mount& mount);
 

@@ -7,6 +7,7 @@
 #include <optional>
 
 #include <tvlclient/errors.h>
+#include <tvlclient/store.h>
 
 #include "cli/configuration.h"
 #include "cli/file_access.h"
@@ -139,6 +140,15 @@ class Transfer {
     } else {
       DoFile(job);
     }
+    if (!job.folder && direction_ != Direction::kPut) NotePointer(job);
+  }
+
+  // The rows of a table in a database server do not come with its data file.
+  void NotePointer(const TransferJob& job) {
+    if (TVLStoreFileKind(job.names.remote.c_str()) != TVL_FILE_TABLE) return;
+    const std::string path = store_.IsDirectory() ? SourcePath(job) : TargetPath(job);
+    if (TVLIsTablePointer(path.c_str()) != 0)
+      log_.Notice(job.names.remote, "points to a table in PostgreSQL and contains no rows");
   }
 
   // Reports why the copy would fail, or else `outcome`.

@@ -53,17 +53,30 @@ void Database::Run(const std::string& program, const std::string& arguments) con
   const std::string as =
       geteuid() == 0 ? std::string("setpriv --reuid=") + kUser + " --regid=" + kUser + " --clear-groups "
                      : "";
-  const std::string command = "cd / && " + as + Programs() + '/' + program + ' ' + arguments + " >>" +
+  const std::string there =
+      computer_ > 0 ? "nsenter --target " + std::to_string(computer_) + " --net " : std::string();
+  const std::string command = "cd / && " + there + as + Programs() + '/' + program + ' ' + arguments + " >>" +
                               folder_ + "/log 2>&1 </dev/null";
   if (system(command.c_str()) == 0) return;
   std::ifstream log(folder_ + "/server.log");
   throw std::runtime_error(command + '\n' + std::string(std::istreambuf_iterator<char>(log), {}));
 }
 
-void Database::Start(const std::vector<std::string>& settings) {
+void Database::MakeFiles() const {
   const std::string data = folder_ + "/data";
   if (!fs::exists(data)) Run("initdb", "-D " + data + " -U tvl -A trust -N -E UTF8 --locale=C");
-  std::string options = "-c listen_addresses= -c max_connections=50 -k " + folder_;
+}
+
+void Database::Allow(const std::string& networks) const {
+  MakeFiles();
+  std::ofstream(folder_ + "/data/pg_hba.conf", std::ios::app) << "host all all " << networks << " trust\n";
+}
+
+void Database::Start(const std::vector<std::string>& settings) {
+  const std::string data = folder_ + "/data";
+  MakeFiles();
+  std::string options =
+      "-c listen_addresses= -c max_connections=50 -c dynamic_shared_memory_type=mmap -k " + folder_;
   for (const std::string& setting : settings) options += " -c " + setting;
   Run("pg_ctl", "-D " + data + " -w -s -l " + folder_ + "/server.log -o \"" + options + "\" start");
   runs_ = true;

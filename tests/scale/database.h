@@ -31,6 +31,12 @@ class Database {
   void Follow(const Database& primary, const std::string& cluster);
   void Promote();
 
+  // From now on, the server's programs run in the network namespace of a process.
+  void RunOn(pid_t computer) { computer_ = computer; }
+
+  // Creates the server's files, and lets other computers in these networks connect.
+  void Allow(const std::string& networks) const;
+
   // Adds a line to the configuration, for the next start.
   void Configure(const std::string& line) const;
 
@@ -43,10 +49,12 @@ class Database {
   [[nodiscard]] std::string Socket() const { return folder_ + "/.s.PGSQL.5432"; }
 
  private:
+  void MakeFiles() const;
   void Run(const std::string& program, const std::string& arguments) const;
   [[nodiscard]] pid_t Postmaster() const;
 
   std::string folder_;
+  pid_t computer_ = -1;
   bool runs_ = false;
 };
 

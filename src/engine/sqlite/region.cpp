@@ -120,6 +120,7 @@ bool Region::Allows(short type) {
 int Region::OnRequest(int descriptor, int command, struct flock& lock) {
   if (descriptor == descriptor_ && command == F_SETLK && Allows(lock.l_type)) return 0;
   if (descriptor == descriptor_ && command == F_GETLK) {
+    lock.l_pid = 0;  // SQLite leaves it as it is, and the kernel requires 0 for this kind of lock
     // Another program may be writing while we only read.
     if (held_ != Strength::kExclusive) return System().lock(descriptor, F_OFD_GETLK, &lock);
     lock.l_type = F_UNLCK;

@@ -14,6 +14,10 @@ if(TVL_CCACHE)
   set(CMAKE_CXX_COMPILER_LAUNCHER ${TVL_CCACHE})
 endif()
 
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  add_compile_definitions(_FILE_OFFSET_BITS=64)
+endif()
+
 add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -fstack-protector-strong)
 # GCC 12 takes assignments of short texts to std::string for copies onto themselves when it optimises.
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)

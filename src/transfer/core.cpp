@@ -21,8 +21,9 @@ void CCore::Attach(void* bytes, std::uint32_t newLength, int freeOld) {
 // block.
 bool CCore::Reserve(std::uint64_t bytes) {
   if (data != nullptr && bytes <= capacity_) return true;
-  const std::uint64_t wanted = std::max(bytes, capacity_ + capacity_ / 2);
-  void* grown = std::realloc(data, std::max<std::uint64_t>(wanted, 1));
+  const auto wanted = static_cast<std::size_t>(std::clamp<std::uint64_t>(
+      capacity_ + capacity_ / 2, std::max<std::uint64_t>(bytes, 1), std::numeric_limits<std::size_t>::max()));
+  void* grown = std::realloc(data, wanted);
   if (grown == nullptr) return false;
   data = static_cast<unsigned char*>(grown);
   capacity_ = wanted;

@@ -26,8 +26,8 @@ constexpr std::uint64_t kMostBytes = std::uint64_t{256} << 20;
 
 // File systems whose syncfs() reaches the disk. Some others, such as SMB and FUSE, only pass the data on;
 // there each file must be synced.
-constexpr decltype(statfs::f_type) kSyncedWhole[] = {EXT4_SUPER_MAGIC, XFS_SUPER_MAGIC, BTRFS_SUPER_MAGIC,
-                                                     F2FS_SUPER_MAGIC, TMPFS_MAGIC,     NFS_SUPER_MAGIC};
+constexpr unsigned int kSyncedWhole[] = {EXT4_SUPER_MAGIC, XFS_SUPER_MAGIC, BTRFS_SUPER_MAGIC,
+                                         F2FS_SUPER_MAGIC, TMPFS_MAGIC,     NFS_SUPER_MAGIC};
 
 // Waiting parts are open, and the application needs descriptors as well.
 std::size_t MostFiles() {
@@ -39,7 +39,8 @@ std::size_t MostFiles() {
 bool SyncsWhole(int folder) {
   struct statfs status = {};
   if (System().fstatfs(folder, &status) != 0) return false;
-  return std::find(std::begin(kSyncedWhole), std::end(kSyncedWhole), status.f_type) != std::end(kSyncedWhole);
+  const auto type = static_cast<unsigned int>(status.f_type);
+  return std::find(std::begin(kSyncedWhole), std::end(kSyncedWhole), type) != std::end(kSyncedWhole);
 }
 
 bool Rename(const FinishedPart& part) {

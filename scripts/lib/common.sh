@@ -62,7 +62,7 @@ BUILD_PACKAGES=(g++ cmake ninja-build pkg-config zlib1g-dev libsqlite3-dev libcl
 TEST_PACKAGES=("${BUILD_PACKAGES[@]}" libgtest-dev libbenchmark-dev clang-format abigail-tools groff-base doxygen
   mypy python3-setuptools python3-wheel zsh fish)
 CLUSTER_PACKAGES=("${BUILD_PACKAGES[@]}" postgresql haproxy iproute2 util-linux python3)
-PACKAGING_PACKAGES=(debhelper dh-python dpkg-dev fakeroot lintian rsync)
+PACKAGING_PACKAGES=(build-essential debhelper dh-python dpkg-dev fakeroot lintian rsync)
 
 # Configures a preset. More options may follow its name.
 configure() {

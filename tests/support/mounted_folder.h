@@ -4,6 +4,7 @@
 #include <sys/mount.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -32,8 +33,8 @@ class MountedFolder {
   // Fills all space except `left` bytes.
   void FillUp(std::size_t left) const {
     FreeUp();
-    const std::size_t room = std::filesystem::space(path_).available;
-    std::ofstream(Filler()) << std::string(room > left ? room - left : 0, 'f');
+    const std::uintmax_t room = std::filesystem::space(path_).available;
+    std::ofstream(Filler()) << std::string(static_cast<std::size_t>(room > left ? room - left : 0), 'f');
   }
   void FreeUp() const { std::filesystem::remove(Filler()); }
 

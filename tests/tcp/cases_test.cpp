@@ -104,7 +104,7 @@ class Application {
 
   static string Name(const Step& step) { return "work/" + step.words.at(0); }
 
-  static time_t Time(const Step& step) { return std::stol(step.words.at(1).substr(1)); }
+  static time_t Time(const Step& step) { return static_cast<time_t>(std::stoll(step.words.at(1).substr(1))); }
 
   void MakeFile(const Step& step) {
     client_.folder.Write(Name(step), step.bytes.text);

@@ -185,7 +185,7 @@ TEST(TcpSocket, ReceivesAllThroughALimitedBuffer) {
 long UsedMilliseconds() {
   timespec now = {};
   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-  return now.tv_sec * 1000 + now.tv_nsec / 1'000'000;
+  return static_cast<long>(now.tv_sec) * 1000 + now.tv_nsec / 1'000'000;
 }
 
 void WorkForMilliseconds(long milliseconds) {

@@ -15,14 +15,16 @@ namespace {
 using tvl::CompareContents;
 using tvl::Contents;
 
+// Differs from 1000 s above its low 32 bits, where a time has more.
+constexpr auto kLater = static_cast<time_t>(sizeof(time_t) > 4 ? 1000 + (std::int64_t{1} << 32) : 2000);
+
 TEST(Compare, AppliesEachPolicy) {
   const TempFolder folder;
-  const std::tuple<const char*, const char*, timespec> files[] = {
-      {"abc", "abc", {1000, 1}},
-      {"same", "abc", {2000, 0}},
-      {"other", "abd", {1000, 999999999}},
-      {"long", "abcd", {1000, 0}},
-      {"later", "abc", {1000 + (std::int64_t{1} << 32), 1}}};
+  const std::tuple<const char*, const char*, timespec> files[] = {{"abc", "abc", {1000, 1}},
+                                                                  {"same", "abc", {2000, 0}},
+                                                                  {"other", "abd", {1000, 999999999}},
+                                                                  {"long", "abcd", {1000, 0}},
+                                                                  {"later", "abc", {kLater, 1}}};
   for (const auto& [name, bytes, time] : files) {
     folder.Write(name, bytes);
     folder.SetTimes(name, {}, time);

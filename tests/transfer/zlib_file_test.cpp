@@ -103,7 +103,7 @@ TEST_F(ZlibFile, TruncatedStreamFailsAndTrailingBytesAreIgnored) {
     EXPECT_EQ(folder_.Read("target"), contents);
   }
   const string large = Pack(Random(50000));
-  for (const std::size_t cut : {16384UL, 32768UL, large.size() - 1})
+  for (const std::size_t cut : {std::size_t{16384}, std::size_t{32768}, large.size() - 1})
     EXPECT_EQ(Unpack(large.substr(0, cut)), 0) << cut;
   EXPECT_EQ(Unpack("\x78\xBB\x01\x01\x01\x01" + stream.substr(2)), 0) << "wants a dictionary";
   for (std::size_t bit = 0; bit < stream.size() * 8; ++bit) {

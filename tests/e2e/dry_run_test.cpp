@@ -1,12 +1,11 @@
 // Runs every command with -n and compares everything below the test's folder before and after.
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <filesystem>
+#include <optional>
 #include <set>
 #include <sstream>
 
+#include "e2e/file_hold.h"
 #include "e2e/tvl_runner.h"
 
 namespace {
@@ -28,13 +27,8 @@ class DryRun : public TvlTest {
     Expect(0, {"env", "set", "Colour", "green"});
     Expect(0, {"table", "create", "orders", "--key1", "4", "--schema", kSchema});
     Expect(0, {"table", "write", "orders", "--schema", kSchema, "--key1", "A1", "name=a"});
-    const int held = open(folder.Host("store/held").c_str(), O_RDWR | O_CLOEXEC);
-    struct flock lock = {};
-    lock.l_type = F_WRLCK;
-    EXPECT_EQ(fcntl(held, F_OFD_SETLK, &lock), 0);
-    held_ = held;
+    held_.emplace(folder.Host("store/held"));
   }
-  ~DryRun() override { close(held_); }
 
   // Returns the names that differ between `before` and the current folder.
   Words ChangesSince(const Tree& before) const {
@@ -52,7 +46,7 @@ class DryRun : public TvlTest {
   }
 
  private:
-  int held_ = -1;
+  std::optional<FileHold> held_;
 };
 
 TEST_F(DryRun, NoCommandChangesAnything) {

@@ -1,16 +1,15 @@
 // Runs every command with --json and compares the members of its documents with docs/json.md.
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <regex>
 #include <set>
 #include <sstream>
 
+#include "e2e/file_hold.h"
 #include "e2e/played_server.h"
 
 namespace {
@@ -72,12 +71,8 @@ class JsonOutput : public TvlTest {
       std::filesystem::create_symlink("nowhere", folder.Host(side + "docs/dead"));
     }
     folder.Write("store/tmp/procs/a.foreign.tvp", "");
-    foreign_ = open(folder.Host("store/tmp/procs/a.foreign.tvp").c_str(), O_RDWR | O_CLOEXEC);
-    struct flock lock = {};
-    lock.l_type = F_WRLCK;
-    EXPECT_EQ(fcntl(foreign_, F_OFD_SETLK, &lock), 0);
+    foreign_.emplace(folder.Host("store/tmp/procs/a.foreign.tvp"));
   }
-  ~JsonOutput() override { close(foreign_); }
 
   // Runs a command and adds the members of its documents to those of the command, and of its failures to
   // those of failures. Expects that `tvl` ends with the exit code of the last failure, if there is one and no
@@ -106,7 +101,7 @@ class JsonOutput : public TvlTest {
   std::set<std::string> failed_;  // commands with a failure
 
  private:
-  int foreign_;
+  std::optional<FileHold> foreign_;
 };
 
 TEST_F(JsonOutput, MembersAreDocumented) {

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <string>
 
+#include "e2e/file_hold.h"
 #include "e2e/tvl_runner.h"
 
 namespace {
@@ -166,8 +167,10 @@ TEST_F(SyncCommand, KeepsReplacedAndDeletedFiles) {
   // What cannot be kept is neither replaced nor deleted.
   folder.Write("store/docs/y/z", "kept");
   folder.Write("store/old/docs/y", "in the way");
-  Expect(1, push + Words{"old/docs"}, {"y: "});
-  EXPECT_EQ(folder.Read("store/docs/y/z"), "kept");
+  folder.Write("store/docs/used", "in use");
+  const FileHold hold(folder.Host("store/docs/used"));
+  Expect(1, push + Words{"old/docs"}, {" y: ", " used: "});
+  EXPECT_EQ(folder.Read("store/docs/y/z") + folder.Read("store/docs/used"), "keptin use");
   // A pull keeps its backups in a local folder.
   folder.Write("work/docs/a.txt", "local");
   Expect(0, {"sync", "pull", "docs", "docs", "--backup-dir", "saved"});

@@ -1,9 +1,7 @@
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <filesystem>
 #include <string>
 
+#include "e2e/file_hold.h"
 #include "e2e/tvl_runner.h"
 
 namespace {
@@ -85,10 +83,7 @@ TEST_F(TreeCommand, RefusalsChangeNothing) {
 }
 
 TEST_F(TreeCommand, TreesInUseAreKept) {
-  const int held = open(folder.Host("store/docs/sub/b.txt").c_str(), O_RDWR);
-  struct flock lock = {};
-  lock.l_type = F_WRLCK;
-  ASSERT_EQ(fcntl(held, F_OFD_SETLK, &lock), 0);
+  const FileHold held(folder.Host("store/docs/sub/b.txt"));
   const Words before = folder.Tree("store");
   ExpectAll({{4, {"rm", "-r", "docs"}, {"sub/b.txt, a file in use"}},
              {4, {"rm", "docs/sub/b.txt"}},
@@ -97,7 +92,6 @@ TEST_F(TreeCommand, TreesInUseAreKept) {
              {1, {"-n", "cp", "top", "docs/sub/b.txt"}, {"copying failed (code 22)"}},
              {1, {"cp", "top", "docs/sub/b.txt"}, {"copying failed (code 22)"}}});
   EXPECT_EQ(folder.Tree("store"), before);
-  close(held);
 }
 
 TEST_F(TreeCommand, ListsEntries) {

@@ -1,4 +1,6 @@
 #include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -190,8 +192,34 @@ TEST_F(RefusalTest, ForkedChildHasConnectionsOfItsOwn) {
   EXPECT_EQ(EndBatch(table), 1) << GetLastErrorText();
 }
 
+// Returns whether a forked child can use files with the lowest free numbers of descriptors.
+bool ChildInheritsFiles() {
+  int ends[16][2];
+  for (auto& pair : ends) EXPECT_EQ(pipe2(pair, O_CLOEXEC), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    for (const auto& pair : ends) {
+      struct stat status = {};
+      if (fstat(pair[0], &status) != 0 || !S_ISFIFO(status.st_mode)) _exit(1);
+      if (fstat(pair[1], &status) != 0 || !S_ISFIFO(status.st_mode)) _exit(1);
+    }
+    _exit(0);
+  }
+  int status = -1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  for (const auto& pair : ends) {
+    close(pair[0]);
+    close(pair[1]);
+  }
+  return status == 0;
+}
+
+// The numbers of broken connections are soon those of other files, which a child must inherit.
 TEST_F(RefusalTest, WorksAgainAfterServerRestarted) {
   const int table = Make(Remote());
+  const int others[] = {Make(Remote("b")), Make(Remote("c")), Make(Remote("d"))};
+  for (const int other : others) ASSERT_EQ(BeginBatch(other, 0), 1);
+  for (const int other : others) ASSERT_EQ(EndBatch(other), 1);
   IClose(Make(Remote("closed")));
   ASSERT_EQ(BeginBatch(table, 1), 1);
   ASSERT_EQ(WriteRawKeys(table, "b", "", "01234567890123456789"), 1);
@@ -207,6 +235,7 @@ TEST_F(RefusalTest, WorksAgainAfterServerRestarted) {
   EXPECT_EQ(GetLastProblem(), 1) << GetLastErrorText();
   EXPECT_EQ(WriteRawKeys(table, "b", "", "01234567890123456789"), 1) << GetLastErrorText();
   EXPECT_EQ(ReadKeyEq(table, 1, key, record), 1);
+  EXPECT_TRUE(ChildInheritsFiles());
 }
 
 TEST_F(RefusalTest, SaysThatModuleIsMissing) {

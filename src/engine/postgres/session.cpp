@@ -173,16 +173,21 @@ std::unique_ptr<Session> Session::Connect(const std::string& service) {
 
 // In a child, the socket is /dev/null: nothing that it does can end the parent's connection.
 bool Session::SetUp() {
-  isGuarded_ = ForkGuard::Add(PQsocket(connection_));
+  if (ForkGuard::Add(PQsocket(connection_))) guarded_ = PQsocket(connection_);
   PQsetNoticeReceiver(connection_, ReceiveNotice, this);
   const Result facts(PQexec(connection_, kSetUp));
-  if (!isGuarded_ || !Judge(facts.get())) return false;
+  if (guarded_ < 0 || !Judge(facts.get())) return false;
   return PQsetnonblocking(connection_, 1) == 0 && PQenterPipelineMode(connection_) == 1;
 }
 
 Session::~Session() {
-  if (isGuarded_) ForkGuard::Remove(PQsocket(connection_));
+  Unguard();
   PQfinish(connection_);
+}
+
+// When a connection breaks, libpq closes the socket, whose number may then be that of any other file.
+void Session::Unguard() {
+  if (guarded_ >= 0) ForkGuard::Remove(std::exchange(guarded_, -1));
 }
 
 bool Session::IsUsable() {
@@ -194,6 +199,7 @@ bool Session::IsUsable() {
 
 void Session::NoteLoss(const char* reason) {
   isBroken_ = true;
+  Unguard();
   NoteError(("PostgreSQL cannot be reached: " + FirstLine(reason)).c_str(), Problem::kBusy);
 }
 

@@ -82,11 +82,12 @@ class Session {
   [[nodiscard]] bool AwaitResult(std::chrono::steady_clock::time_point deadline);
   static void ReceiveNotice(void* session, const PGresult* notice);
   void NoteLoss(const char* reason);
+  void Unguard();
 
   PGconn* connection_;
   bool isBroken_ = false;
   bool hasWarned_ = false;
-  bool isGuarded_ = false;
+  int guarded_ = -1;  // the socket, as long as a forked child must not use it
   std::set<std::string, std::less<>> prepared_;
 };
 

@@ -54,12 +54,17 @@ CString& CString::operator=(CString&& other) noexcept {
 int CString::Format(const char* format, ...) noexcept {
   va_list arguments;
   va_start(arguments, format);
-  char* made = nullptr;
-  const int length = vasprintf(&made, format, arguments);
+  va_list again;
+  va_copy(again, arguments);
+  const int length = std::vsnprintf(nullptr, 0, format, arguments);
+  std::string made;  // the arguments may point into the old text
+  const int done = length < 0 ? 0 : Try([&] {
+    made.resize(static_cast<std::size_t>(length));
+    std::vsnprintf(made.data(), made.size() + 1, format, again);
+  });
+  va_end(again);
   va_end(arguments);
-  if (length < 0) return 0;
-  const int done = Try([&] { text_.assign(made, static_cast<std::size_t>(length)); });
-  std::free(made);
+  if (done != 0) text_.swap(made);
   return done;
 }
 

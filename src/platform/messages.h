@@ -11,9 +11,13 @@ using WPARAM = std::uintptr_t;
 using LPARAM = std::intptr_t;
 
 struct MSG {
+  HANDLE hwnd;
   UINT message;
   WPARAM wParam;
   LPARAM lParam;
+  DWORD time;
+  std::int32_t x;
+  std::int32_t y;
 };
 
 constexpr UINT PM_REMOVE = 1;

@@ -10,7 +10,7 @@ namespace tvl {
 namespace {
 
 // All of this is trivially destructible, because a connection may be closed while the process exits.
-constinit std::mutex mutex;
+std::mutex mutex;  // not constinit, which only some systems' mutexes can be
 constinit OwnNumber* first = nullptr;
 
 // The numbers of the parent's instances mean nothing in a forked child.

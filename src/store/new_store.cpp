@@ -1,21 +1,14 @@
 #include "store/new_store.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <string_view>
 
 #include "base/fixed_text.h"
-#include "host/descriptor.h"
-#include "host/random_id.h"
-#include "host/sync.h"
-#include "host/system_calls.h"
-#include "host/write_all.h"
+#include "platform/files.h"
 #include "platform/last_error.h"
+#include "platform/names.h"
 #include "platform/shared_folder.h"
 #include "store/file_kind.h"
 #include "store/held_files.h"
@@ -26,9 +19,6 @@ namespace tvl {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr mode_t kReadWrite = 0666;
-constexpr mode_t kGroupShared = 02070;
 
 // A new store leaves more space for markers than they need today.
 constexpr std::size_t kMarkerReserve = 100;
@@ -46,7 +36,7 @@ std::string FullPath(const std::string& folder) {
   if (problem) return {};
   const bool leads_upward = std::find(path.begin(), path.end(), "..") != path.end();
   path = leads_upward ? fs::weakly_canonical(path, problem) : path.lexically_normal();
-  return path.has_filename() ? path.string() : path.parent_path().string();
+  return path.has_filename() ? path.generic_string() : path.parent_path().generic_string();
 }
 
 // Why the path cannot be written into a configuration; null if it can.
@@ -66,10 +56,15 @@ StoreFailure CreateFailure(const char* what, const std::string& path, int error)
   return {TVL_ERR_CREATE_DIR, what, error, path};
 }
 
+// Returns 0 if the name exists, or why it cannot be examined.
+int Examine(const char* path) {
+  return GetFileAttributesA(path) != INVALID_FILE_ATTRIBUTES ? 0 : LastErrorCode();
+}
+
 // What cannot be examined counts as there.
-bool Exists(const std::string& path) {
-  struct stat status = {};
-  return System().lstat(path.c_str(), &status) == 0 || (errno != ENOENT && errno != ENOTDIR);
+bool Exists(const char* path) {
+  const int problem = Examine(path);
+  return problem != ENOENT && problem != ENOTDIR;
 }
 
 StoreFailure CreateFolder(const std::string& path) {
@@ -81,29 +76,16 @@ StoreFailure CreateFolder(const std::string& path) {
   return CreateFailure("folder cannot be created", path, problem == 0 ? ENOTDIR : problem);
 }
 
-StoreFailure ShareWithGroup(const std::string& root, int group) {
-  const Descriptor folder(System().open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
-  struct stat status = {};
-  if (!folder.IsOpen() || System().fstat(folder.Get(), &status) != 0)
-    return CreateFailure("mode cannot be read", root, errno);
-  if (System().fchown(folder.Get(), static_cast<uid_t>(-1), static_cast<gid_t>(group)) != 0)
-    return CreateFailure("group cannot be set; only its members may", root, errno);
-  if (System().fchmod(folder.Get(), (status.st_mode & 07777U) | kGroupShared) != 0)
-    return CreateFailure("mode cannot be set", root, errno);
-  return {};
+StoreFailure ShareRoot(const std::string& root, int group) {
+  if (ShareWithGroup(root.c_str(), group)) return {};
+  return CreateFailure("group cannot be set; only its members may", root, LastErrorCode());
 }
 
 StoreFailure CreateRoot(const std::string& root, int group) {
   std::error_code problem;
   fs::create_directories(root, problem);
   if (problem) return CreateFailure("folder cannot be created", root, problem.value());
-  return group < 0 ? StoreFailure() : ShareWithGroup(root, group);
-}
-
-// Returns 0 or an errno value.
-int WriteText(int descriptor, const std::string& text) {
-  if (const int problem = WriteAll(descriptor, text.data(), text.size())) return problem;
-  return Sync(descriptor);
+  return group < 0 ? StoreFailure() : ShareRoot(root, group);
 }
 
 std::string ConfigurationText(const std::string& root) {
@@ -111,58 +93,32 @@ std::string ConfigurationText(const std::string& root) {
          "=" + ConfigurationValue(root) + "\n" + kZipKey + "=0\n" + kSafetyKey + "=2\n";
 }
 
-// Gives a new file the read and write bits of its folder, whatever the umask. Returns 0 or an errno value.
-int TakeModeOf(const char* folder, int descriptor) {
-  struct stat above = {};
-  struct stat created = {};
-  if (System().stat(folder, &above) != 0 || System().fstat(descriptor, &created) != 0) return errno;
-  const mode_t wanted = above.st_mode & kReadWrite;
-  if ((created.st_mode & 07777U) == wanted) return 0;
-  return System().fchmod(descriptor, wanted) == 0 ? 0 : errno;
-}
-
-// What a new file is called in failures.
-struct NewFileTexts {
-  const char* not_created;
-  const char* not_written;
-};
-
-// Half a file would prevent the next attempt, so it is removed.
-StoreFailure WriteNewFile(const TVLStoreLayout& layout, const std::string& path, const std::string& text,
-                          const NewFileTexts& texts) {
-  const Descriptor file(System().open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kReadWrite));
-  if (!file.IsOpen()) return {TVL_ERR_SERVER_FILE, texts.not_created, errno, path};
-  StoreFailure failure;
-  if (const int problem = WriteText(file.Get(), text)) {
-    failure = {TVL_ERR_SERVER_FILE, texts.not_written, problem, path};
-  } else if (const int refusal = TakeModeOf(layout.root, file.Get())) {
-    failure = {TVL_ERR_SERVER_FILE, "mode cannot be set", refusal, path};
-  }
-  if (failure) System().unlink(path.c_str());
-  return failure;
+// Half a file would prevent the next attempt, so CreateSharedFile leaves none.
+StoreFailure WriteNewFile(const std::string& path, const std::string& text, const char* not_created) {
+  if (CreateSharedFile(path.c_str(), text)) return {};
+  return {TVL_ERR_SERVER_FILE, not_created, LastErrorCode(), path};
 }
 
 StoreFailure WriteTablesFile(const TVLStoreLayout& layout, const TVLDatabase& database) {
-  const std::string id = RandomId();
-  if (id.empty()) return {TVL_ERR_SERVER_FILE, "the store gets no id", errno, {}};
+  const std::string id = NewId();
+  if (id.empty()) return {TVL_ERR_SERVER_FILE, "the store gets no id", LastErrorCode(), {}};
   std::string text = "; The tables of this store are in a PostgreSQL server: man tables.ini\n";
   text += std::string("engine=postgresql\nservice=") + database.service + "\nschema=" + database.schema +
           "\nstore=" + id + '\n';
   if (database.acceptsAsynchronousLocks != 0) text += "locks=asynchronous-accepted\n";
-  return WriteNewFile(layout, TablesFileOf(layout), text,
-                      {"tables.ini cannot be created", "tables.ini cannot be written"});
+  return WriteNewFile(TablesFileOf(layout), text, "tables.ini cannot be created");
 }
 
 StoreFailure AddLockTable(const TVLStoreLayout& layout, CreateLockTable create_table) {
-  struct stat status = {};
-  if (System().lstat(layout.lockTable, &status) == 0) return {};
-  if (errno != ENOENT)
-    return {TVL_ERR_SERVER_FILE, "the lock table cannot be examined", errno, layout.lockTable};
+  const int problem = Examine(layout.lockTable);
+  if (problem == 0) return {};
+  if (problem != ENOENT)
+    return {TVL_ERR_SERVER_FILE, "the lock table cannot be examined", problem, layout.lockTable};
   TakeLastError();
   if (create_table(layout.lockTable)) return {};
   const LastError reason = TakeLastError();
   return {TVL_ERR_DELETE_FILE,
-          "the lock table cannot be created; is vbctree.so installed next to the library?", reason.code,
+          "the lock table cannot be created; is the table engine installed next to the library?", reason.code,
           reason.path};
 }
 
@@ -170,15 +126,14 @@ StoreFailure AddLockTable(const TVLStoreLayout& layout, CreateLockTable create_t
 StoreFailure WriteFiles(const TVLStoreLayout& layout, const TVLDatabase* database,
                         CreateLockTable create_table) {
   if (layout.isNew == 0) return AddLockTable(layout, create_table);
-  if (StoreFailure failure =
-          WriteNewFile(layout, layout.configuration, ConfigurationText(layout.root),
-                       {"configuration cannot be created", "configuration cannot be written"}))
+  if (StoreFailure failure = WriteNewFile(layout.configuration, ConfigurationText(layout.root),
+                                          "configuration cannot be created"))
     return failure;
   StoreFailure failure = database == nullptr ? StoreFailure() : WriteTablesFile(layout, *database);
   const bool has_tables_file = database != nullptr && !failure;
   if (!failure) failure = AddLockTable(layout, create_table);
-  if (failure && has_tables_file) System().unlink(TablesFileOf(layout).c_str());
-  if (failure) System().unlink(layout.configuration);
+  if (failure && has_tables_file) DeleteFileA(TablesFileOf(layout).c_str());
+  if (failure) DeleteFileA(layout.configuration);
   return failure;
 }
 
@@ -210,10 +165,8 @@ StoreFailure PlanStore(const std::string& folder, TVLStoreLayout& layout) {
   layout = {};
   const std::string root = folder.empty() ? folder : FullPath(folder);
   const std::string configuration = InHostFolder(root, kConfigurationName);
-  struct stat status = {};
-  const bool exists = !root.empty() && System().lstat(configuration.c_str(), &status) == 0;
-  const int problem = exists ? 0 : errno;
-  if (exists && CopyPath(layout.configuration, configuration))
+  const int problem = root.empty() ? ENOENT : Examine(configuration.c_str());
+  if (problem == 0 && CopyPath(layout.configuration, configuration))
     return {TVL_ERR_STORE_EXISTS, "a configuration exists", 0, configuration};
   if (const char* why = WhyNotWritable(root)) return {TVL_ERR_BAD_PATH, why, 0, {}};
   if (problem != ENOENT)

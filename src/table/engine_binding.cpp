@@ -94,7 +94,7 @@ static_assert(std::size(kNames) == kFunctions);
 // All of this is trivially destructible, because a connection that is closed while the process exits uses it.
 // The addresses are atomic, because one thread may unload the engine while another, without an open
 // connection, still calls it. The code itself stays mapped.
-constinit std::mutex mutex;
+std::mutex mutex;  // not constinit, which only some systems' mutexes can be
 constinit HMODULE module_handle = nullptr;
 constinit int uses = 0;
 constinit std::atomic<FARPROC> addresses[kFunctions] = {};

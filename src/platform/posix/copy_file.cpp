@@ -160,18 +160,6 @@ CopyResult CopyOnce(const char* source_path, const char* target_path, const Writ
 
 }  // namespace
 
-CopyResult FailureOf(const TargetFile& target) {
-  switch (target.Why()) {
-    case TargetFile::Outcome::kAppeared:
-      return CopyResult::kTargetAppeared;
-    case TargetFile::Outcome::kPartLost:
-      return CopyResult::kPartLost;
-    case TargetFile::Outcome::kFailed:
-      break;
-  }
-  return CopyResult::kTargetFailed;
-}
-
 CopyResult CopyFile(const char* source, const char* target, const Writing& writing, CopiedTimes times) {
   return CopyKeepingPart(writing, [&](const Writing& now) { return CopyOnce(source, target, now, times); });
 }

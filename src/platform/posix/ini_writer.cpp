@@ -8,18 +8,19 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <thread>
 
 #include "host/file_access.h"
 #include "host/local_turn.h"
 #include "host/sync.h"
 #include "host/system_calls.h"
 #include "host/write_all.h"
+#include "platform/common/ini_edit.h"
 #include "platform/held_file.h"
 #include "platform/host_path.h"
 #include "platform/ini_file.h"
 #include "platform/last_error.h"
 #include "platform/posix/ini_contents.h"
-#include "platform/posix/ini_edit.h"
 #include "platform/posix/open_file.h"
 #include "platform/posix/replace_file.h"
 #include "platform/posix/retry.h"
@@ -75,8 +76,7 @@ class Turn {
   ~Turn() {
     if (!held_) return;
     ReleaseFile(file_->Descriptor());
-    const timespec pause = {0, 3 * kRetryPauseNanoseconds};
-    nanosleep(&pause, nullptr);
+    std::this_thread::sleep_for(3 * kRetryPause);
   }
   Turn(const Turn&) = delete;
   Turn& operator=(const Turn&) = delete;

@@ -4,10 +4,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <string_view>
 
 #include "host/fork_guard.h"
+#include "host/random_id.h"
+#include "platform/last_error.h"
 
 namespace {
 
@@ -43,6 +46,12 @@ BOOL GetUserNameA(char* buffer, DWORD* size) {
 
 DWORD GetCurrentProcessId() {
   return static_cast<DWORD>(getpid());
+}
+
+std::string tvl::NewId() {
+  std::string id = RandomId();
+  if (id.empty()) NoteError(nullptr, errno);
+  return id;
 }
 
 bool tvl::CallInForkedChild(void (*action)()) {

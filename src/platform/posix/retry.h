@@ -1,9 +1,9 @@
 #ifndef TVL_PLATFORM_POSIX_RETRY_H
 #define TVL_PLATFORM_POSIX_RETRY_H
 
-#include <time.h>
-
 #include <cerrno>
+
+#include "platform/common/retry.h"
 
 namespace tvl {
 
@@ -26,25 +26,6 @@ inline bool IsStaleOrReplaced(int problem) {
 // On SMB a file that a program of this computer has open cannot be replaced until it is closed.
 inline bool IsRefusedRename(int problem) {
   return problem == EACCES || problem == EBUSY || problem == ETXTBSY;
-}
-
-constexpr long kRetryPauseNanoseconds = 1'000'000;
-
-// Calls `attempt`, which returns 0 or an errno value, until `passes` returns false for its result, but for at
-// most `seconds`. Returns the last result.
-template <typename Passes, typename Attempt>
-[[nodiscard]] int Retry(int seconds, Passes passes, Attempt attempt) {
-  timespec start = {};
-  clock_gettime(CLOCK_MONOTONIC, &start);
-  for (;;) {
-    const int problem = attempt();
-    if (!passes(problem)) return problem;
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    if (now.tv_sec - start.tv_sec - (now.tv_nsec < start.tv_nsec ? 1 : 0) >= seconds) return problem;
-    const timespec pause = {0, kRetryPauseNanoseconds};
-    nanosleep(&pause, nullptr);
-  }
 }
 
 }  // namespace tvl

@@ -14,6 +14,7 @@
 #include "host/file_identity.h"
 #include "host/folder_reader.h"
 #include "host/system_calls.h"
+#include "platform/common/name_pattern.h"
 #include "platform/folder.h"
 #include "platform/last_error.h"
 #include "platform/posix/descriptor_of.h"
@@ -21,60 +22,25 @@
 
 namespace {
 
-char Lower(char character) {
-  return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
-}
-
-// `*` matches any run of characters, `?` matches one. On a mismatch the last `*` takes one more character, so
-// the cost is at most the product of both lengths.
-bool Matches(std::string_view pattern, std::string_view name) {
-  std::size_t p = 0;
-  std::size_t star = std::string_view::npos;
-  std::size_t retry = 0;
-  for (std::size_t n = 0; n < name.size();) {
-    if (p < pattern.size() && pattern[p] == '*') {
-      star = p++;
-      retry = n;
-    } else if (p < pattern.size() && (pattern[p] == '?' || Lower(pattern[p]) == Lower(name[n]))) {
-      ++p;
-      ++n;
-    } else if (star != std::string_view::npos) {
-      p = star + 1;
-      n = ++retry;
-    } else {
-      return false;
-    }
-  }
-  return pattern.find_first_not_of('*', p) == std::string_view::npos;
-}
-
 // Trivially destructible, because connections that are closed while the process exits still search.
 constinit thread_local bool came_to_end = true;
 
 using tvl::IdentityOf;
 
-bool IsMatch(std::string_view pattern, std::string_view name) {
-  return Matches(pattern == "*.*" ? "*" : pattern, name);
-}
-
-// The folder and pattern of a search. Paths contain backslashes.
-struct Aim {
-  std::string path;
-  std::string pattern;
-  tvl::SearchScope scope;
-};
+using tvl::SearchAim;
 
 class Search {
  public:
-  explicit Search(Aim aim) : own_(std::make_unique<tvl::Folder>(aim.path.c_str())), aim_(std::move(aim)) {
+  explicit Search(SearchAim aim)
+      : own_(std::make_unique<tvl::Folder>(aim.path.c_str())), aim_(std::move(aim)) {
     reader_ = ReaderOf(*own_);
   }
-  Search(const tvl::Folder& folder, Aim aim) : reader_(ReaderOf(folder)), aim_(std::move(aim)) {}
+  Search(const tvl::Folder& folder, SearchAim aim) : reader_(ReaderOf(folder)), aim_(std::move(aim)) {}
 
   bool Next(WIN32_FIND_DATAA* found) {
     while (const dirent64* entry = NextEntry()) {
       const std::string_view name = entry->d_name;
-      if (name.size() >= sizeof found->cFileName || !IsMatch(aim_.pattern, name)) continue;
+      if (name.size() >= sizeof found->cFileName || !tvl::IsPatternMatch(aim_.pattern, name)) continue;
       if (aim_.scope != tvl::SearchScope::kAll && tvl::IsPartName(name)) continue;
       found->unreachable = tvl::Unreachable::kNo;
       FindAttributes(*entry, *found);
@@ -148,18 +114,11 @@ class Search {
 
   std::unique_ptr<tvl::Folder> own_;  // null if the folder belongs to the caller
   tvl::FolderReader reader_{-1};
-  Aim aim_;
+  SearchAim aim_;
 };
 
 Search* AsSearch(HANDLE search) {
   return reinterpret_cast<Search*>(search);
-}
-
-// Splits a path into the folder, with its separator, and the pattern.
-Aim AimOf(std::string_view path, tvl::SearchScope scope) {
-  const std::size_t separator = path.find_last_of("\\/");
-  if (separator == std::string_view::npos) return {".", std::string(path), scope};
-  return {std::string(path.substr(0, separator + 1)), std::string(path.substr(separator + 1)), scope};
 }
 
 template <typename Start>
@@ -180,13 +139,14 @@ HANDLE FindFirstFileA(const char* pattern, WIN32_FIND_DATAA* found) {
 }
 
 HANDLE tvl::FindFirst(const char* pattern, WIN32_FIND_DATAA* found, SearchScope scope) {
-  return FirstOf(pattern, found, [&] { return std::make_unique<Search>(AimOf(pattern, scope)); });
+  return FirstOf(pattern, found, [&] { return std::make_unique<Search>(SearchAimOf(pattern, scope)); });
 }
 
 HANDLE tvl::FindFirstIn(const Folder& folder, const char* path, const char* pattern,
                         WIN32_FIND_DATAA* found) {
   return FirstOf(path, found, [&] {
-    return std::make_unique<Search>(folder, Aim{std::string(path) + "\\", pattern, SearchScope::kEverything});
+    return std::make_unique<Search>(folder,
+                                    SearchAim{std::string(path) + "\\", pattern, SearchScope::kEverything});
   });
 }
 
@@ -197,10 +157,6 @@ BOOL FindNextFileA(HANDLE search, WIN32_FIND_DATAA* found) {
 BOOL FindClose(HANDLE search) {
   delete AsSearch(search);
   return 1;
-}
-
-bool tvl::MatchesPattern(const char* pattern, const char* name) {
-  return IsMatch(pattern, name);
 }
 
 bool tvl::SearchCameToEnd() {

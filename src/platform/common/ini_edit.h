@@ -1,5 +1,5 @@
-#ifndef TVL_PLATFORM_POSIX_INI_EDIT_H
-#define TVL_PLATFORM_POSIX_INI_EDIT_H
+#ifndef TVL_PLATFORM_COMMON_INI_EDIT_H
+#define TVL_PLATFORM_COMMON_INI_EDIT_H
 
 #include <optional>
 #include <string>

@@ -22,11 +22,6 @@ int LastErrorCode() {
   return last_error.code;
 }
 
-const char* SystemErrorText(int code) {
-  const char* text = strerrordesc_np(code);
-  return text != nullptr ? text : "unknown error";
-}
-
 void RestoreLastError(const LastError& taken) {
   last_error = taken;
 }

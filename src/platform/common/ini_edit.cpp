@@ -1,4 +1,4 @@
-#include "platform/posix/ini_edit.h"
+#include "platform/common/ini_edit.h"
 
 #include <vector>
 

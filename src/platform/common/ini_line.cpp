@@ -1,8 +1,8 @@
 #include "platform/ini_line.h"
 
-#include <strings.h>
-
 #include <algorithm>
+
+#include "platform/common/name_pattern.h"
 
 namespace tvl {
 namespace {
@@ -52,7 +52,7 @@ string_view TrimIniText(string_view text) {
 }
 
 bool SameIniName(string_view a, string_view b) {
-  return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
+  return std::ranges::equal(a, b, {}, LowerLetter, LowerLetter);
 }
 
 }  // namespace tvl

@@ -23,6 +23,11 @@ add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -fstack-prote
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   add_compile_options(-Wno-restrict)
 endif()
+if(WIN32)
+  add_compile_definitions(_WIN32_WINNT=0x0A00 __USE_MINGW_ANSI_STDIO=1)
+  # Programs and libraries need no other library than those of the system.
+  add_link_options(-static -fstack-protector-strong)
+endif()
 if(TVL_WERROR)
   add_compile_options(-Werror)
 endif()

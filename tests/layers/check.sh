@@ -8,10 +8,12 @@ cd "$1"
 
 # From the ground up: a folder includes itself and those listed before it.
 layers=(platform base record store config transfer client table presence directory tcp frontend)
-# The programs, the module and what is implemented with POSIX, and what each may include of the library.
+# The programs, the module and the implementations of the platform, and what each may include of the library.
 declare -A reaches=(
   [host]=""
-  [platform/posix]="host platform"
+  [platform/common]="platform"
+  [platform/posix]="host platform platform/common"
+  [platform/windows]="platform platform/common"
   [store]="host platform base record"
   [engine]="host record store"
   [server]="host ${layers[*]}"
@@ -26,7 +28,7 @@ breach() {
 
 folder_of() {
   case $1 in
-    platform/posix/*) echo platform/posix ;;
+    platform/*/*) echo "${1%/*}" ;;
     *) echo "${1%%/*}" ;;
   esac
 }
@@ -77,6 +79,7 @@ allowed_folders() {
     httplib.h) echo cli server ;;
     nlohmann/*) echo cli server ;;
     cpuid.h | immintrin.h) echo transfer ;;
+    windows.h | winioctl.h | winsock2.h | ws2tcpip.h | mstcpip.h | aclapi.h) echo platform/windows ;;
     */* | *.h) echo "$posix_folders" ;;
     *) ;;
   esac

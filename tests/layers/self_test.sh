@@ -6,7 +6,7 @@ check=$(dirname "$(realpath "$0")")/check.sh
 tree=$(mktemp -d)
 trap 'rm -rf "$tree"' EXIT
 cd "$tree"
-mkdir -p host platform/posix base store transfer directory engine server cli attic
+mkdir -p host platform/posix platform/common platform/windows base store transfer directory engine server cli attic
 
 # The contents of a file, and what is reported about it; "-" where it is allowed.
 cases=(
@@ -18,6 +18,11 @@ cases=(
   'platform/posix/b.h|#include "host/a.h"|-'
   'platform/posix/c.h|#include "platform/a.h"|-'
   'platform/posix/d.h|#include "store/facts.h"|-'
+  'platform/windows/a.h|#include <windows.h>|-'
+  'platform/windows/b.h|#include "platform/common/a.h"|-'
+  'platform/common/a.h|#include "platform/a.h"|-'
+  'platform/common/b.h|#include "platform/windows/a.h"|platform/common must not include platform/windows'
+  'base/g.h|#include <windows.h>|<windows.h> belongs in: platform/windows'
   'base/f.h|#include "platform/posix/a.h"|base must not include platform/posix'
   'server/a.h|#include "platform/posix/a.h"|server must not include platform/posix'
   'base/e.h|#include "host/a.h"|base must not include host'

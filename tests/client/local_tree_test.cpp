@@ -73,6 +73,7 @@ TEST_F(LocalTree, RemovalStopsAtFirstFailure) {
   EXPECT_EQ(Reported(), Names{"t\\held:1"}) << "reports the file, not the folder that remains";
   LowLock(held, 0, 0);
   LowClose(held);
+  if (!kHasAllNames) return;
   // A name that no path can express is skipped, so its folder cannot be emptied.
   folder.Write("t/sub/back\\slash", "");
   EXPECT_EQ(Remove("t"), 24);
@@ -106,6 +107,7 @@ TEST_F(LocalTree, PumpsOnceAndAfterEachEntry) {
 
 // One link leads back, one out of the tree, one to a file, one nowhere.
 TEST_F(LocalTree, CopyFollowsLinksAndRemovalDoesNot) {
+  TVL_SKIP_WITHOUT_LINKS();
   Create(folder, "out/precious=p t/sub/f=f t/sub/up>.. t/sub/self>../../t/sub t/out>../out t/file>sub/f");
   Create(folder, "t/dangling>nowhere");
   EXPECT_EQ(Copy("t", "c"), 0);
@@ -120,6 +122,7 @@ TEST_F(LocalTree, CopyFollowsLinksAndRemovalDoesNot) {
 }
 
 TEST_F(LocalTree, HandlesAllKindsOfNames) {
+  if (!kHasAllNames) GTEST_SKIP() << "this system has no such names";
   for (const string& name : {string(" blank "), string("tail."), string(".dot"), string("..."),
                              string("Case"), string("case"), string("*"), string("a|b"), string("new\nline"),
                              string("\xE0\xFF\x80"), string(220, 'n'), string("$(x)")})
@@ -134,8 +137,9 @@ TEST_F(LocalTree, HandlesAllKindsOfNames) {
 TEST_F(LocalTree, VanishingEntryIsNotAFailure) {
   Create(folder, "t/a/x= t/b/x= t/c/x=");
   const auto take_all = [](char* /*path*/, unsigned int /*size*/, void* root) {
+    std::error_code ignored;  // some systems keep the folder that a removal has reached
     for (const auto& entry : fs::directory_iterator(*static_cast<string*>(root)))
-      fs::remove_all(entry.path());
+      fs::remove_all(entry.path(), ignored);
   };
   string root = folder.Host("t");
   EXPECT_EQ(opr.RemoveDosDir(Arg(folder.Logical("t")), take_all, &root), 0);
@@ -145,6 +149,7 @@ TEST_F(LocalTree, VanishingEntryIsNotAFailure) {
 // Folders whose paths are around the length at which a search, a name of one byte, or the folder itself
 // becomes too long.
 TEST_F(LocalTree, TooDeepTreesAreNeitherCopiedNorRemoved) {
+  if (!kHasAllNames) GTEST_SKIP() << "this system has no such trees";
   constexpr std::size_t kLongest = tvl::kMaxPath - 1;
   for (std::size_t length = kLongest - 6; length < kLongest + 3; ++length) {
     SCOPED_TRACE(length);

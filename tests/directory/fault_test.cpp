@@ -89,7 +89,7 @@ TEST(DirectoryTransferFaults, ReturnsCodeAndLosesNothing) {
       for (const auto& [error, span] : faults) {
         int at = 1;
         while (RunWithFault(store, {put, zip, level, old, linked, error, span}, contents, at)) ++at;
-        EXPECT_GT(at, 10);
+        EXPECT_GT(at, kHasFaults ? 10 : 0);
       }
     }
   }

@@ -5,6 +5,11 @@
 
 #include "support/testing.h"
 
+// Settings of a store with this level of safety.
+inline string Safe(int level) {
+  return "ZipOnTransfert=0\nSafeOnTransfert=" + std::to_string(level) + "\n";
+}
+
 // A store "root" next to a working directory "work", and a connection between them. There is no lock table.
 class SmallStore {
  public:

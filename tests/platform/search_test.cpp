@@ -25,8 +25,9 @@ Names Find(const string& pattern) {
 
 TEST(Search, MatchesPatterns) {
   const TempFolder folder;
-  for (const char* name : {"a.txt", "B.TXT", "noext", ".dot", "a.b.c", "[x]", "back\\slash", "sub/inner.txt"})
+  for (const char* name : {"a.txt", "B.TXT", "noext", ".dot", "a.b.c", "[x]", "sub/inner.txt"})
     folder.Write(name, "");
+  if (kHasAllNames) folder.Write("back\\slash", "");
   // "back\\slash" is a name that no path can express.
   const Names all = {"a.txt", "B.TXT", "noext", ".dot", "a.b.c", "[x]", "sub"};
   const std::pair<const char*, Names> cases[] = {
@@ -60,6 +61,7 @@ TEST(Search, TerminatesOnPatternsWithManyStars) {
 }
 
 TEST(Search, OmitsLinksToParentFolders) {
+  TVL_SKIP_WITHOUT_LINKS();
   const TempFolder folder;
   folder.Make("top/mid/low");
   folder.Make("other");
@@ -87,6 +89,7 @@ int CountByWalk(const string& path, int count = 0) {
 
 // Neither folder is a parent of the other, so their parents do not show the loop.
 TEST(Search, WalkOfFoldersThatLinkToEachOtherEnds) {
+  TVL_SKIP_WITHOUT_LINKS();
   const TempFolder folder;
   folder.Make("a");
   folder.Make("b");

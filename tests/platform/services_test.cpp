@@ -27,15 +27,15 @@ TEST(Names, AreCompleteOrMissing) {
 TEST(Modules, LoadOrRefuse) {
   const TempFolder folder;
   folder.Make("m");
-  fs::copy_file(TVL_ENGINE_MODULE, folder.Host("m/damaged"));
-  fs::resize_file(folder.Host("m/damaged"), fs::file_size(TVL_ENGINE_MODULE) / 2);
+  fs::copy_file(TVL_MODULE, folder.Host("m/damaged"));
+  fs::resize_file(folder.Host("m/damaged"), fs::file_size(TVL_MODULE) / 2);
   EXPECT_EQ(LoadLibraryA(folder.Logical("m/damaged").c_str()), nullptr);
   EXPECT_EQ(LoadLibraryA(folder.Logical("m/none").c_str()), nullptr);
-  const HMODULE module = LoadLibraryA(TVL_ENGINE_MODULE);
+  const HMODULE module = LoadLibraryA(TVL_MODULE);
   ASSERT_NE(module, nullptr);
-  EXPECT_NE(GetProcAddress(module, "BeginBatch"), nullptr);
+  EXPECT_NE(GetProcAddress(module, TVL_MODULE_FUNCTION), nullptr);
   EXPECT_EQ(GetProcAddress(module, "NoSuchName"), nullptr);
-  EXPECT_EQ(GetProcAddress(nullptr, "BeginBatch"), nullptr);
+  EXPECT_EQ(GetProcAddress(nullptr, TVL_MODULE_FUNCTION), nullptr);
   EXPECT_NE(FreeLibrary(module), 0);
 }
 

@@ -1,6 +1,10 @@
 #ifndef TVL_TESTS_SUPPORT_FAULTS_H
 #define TVL_TESTS_SUPPORT_FAULTS_H
 
+#ifdef _WIN32
+#include "support/no_faults.h"
+#else
+
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -9,6 +13,8 @@
 #include <type_traits>
 
 #include "host/system_calls.h"
+
+constexpr bool kHasFaults = true;
 
 // For tests that check for descriptors left open.
 inline long OpenDescriptors() {
@@ -117,5 +123,7 @@ template <typename Operation>
 auto WithFault(int at, int error, Operation operation) {
   return WithFault(at, error, Faults::Span::kOne, operation);
 }
+
+#endif
 
 #endif

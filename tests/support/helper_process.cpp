@@ -1,20 +1,13 @@
 #include "support/helper_process.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <map>
 #include <utility>
 
 #include "support/forked.h"
 
 namespace {
-
-std::map<std::string, RoleFunction>& Roles() {
-  static std::map<std::string, RoleFunction> roles;
-  return roles;
-}
 
 std::string ReadLine(int descriptor) {
   std::string line;
@@ -29,18 +22,6 @@ void WriteLine(int descriptor, const std::string& line) {
 }
 
 }  // namespace
-
-Role::Role(const char* name, RoleFunction function) {
-  Roles()[name] = function;
-}
-
-void Say(const std::string& line) {
-  WriteLine(STDOUT_FILENO, line);
-}
-
-std::string Listen() {
-  return ReadLine(STDIN_FILENO);
-}
 
 HelperProcess::HelperProcess(std::vector<std::string> roleAndArguments) {
   int in[2];
@@ -87,12 +68,4 @@ void HelperProcess::Signal(int signal) const {
 
 int HelperProcess::Wait() {
   return WaitFor(std::exchange(process_, -1));
-}
-
-int main(int argc, char** argv) {
-  if (argc > 2 && std::string(argv[1]) == "--role") {
-    return Roles().at(argv[2])(std::vector<std::string>(argv + 3, argv + argc));
-  }
-  testing::InitGoogleTest(&argc, argv);
-  return RUN_ALL_TESTS();
 }

@@ -7,6 +7,10 @@
 #include <string>
 #include <vector>
 
+#ifdef _WIN32
+constexpr int SIGKILL = 9;
+#endif
+
 // What the test binary does when it runs as another process of a test: a role is a named function that gets
 // arguments and returns an exit code.
 using RoleFunction = int (*)(const std::vector<std::string>& arguments);

@@ -51,7 +51,7 @@ struct Store {
   [[nodiscard]] std::vector<std::string> Markers() const {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(procsHost))
-      names.push_back(entry.path().filename());
+      names.push_back(entry.path().filename().string());
     std::sort(names.begin(), names.end());
     return names;
   }

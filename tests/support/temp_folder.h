@@ -1,11 +1,6 @@
 #ifndef TVL_TESTS_SUPPORT_TEMP_FOLDER_H
 #define TVL_TESTS_SUPPORT_TEMP_FOLDER_H
 
-#include <fcntl.h>
-#include <stdlib.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -13,6 +8,8 @@
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "support/system.h"
 
 // A temporary folder for a test, removed with its contents at the end. Names are relative to it, with
 // slashes.
@@ -34,7 +31,7 @@ class TempFolder {
   // processes are killed, but not the machine.
   static std::filesystem::path Memory() {
     const std::filesystem::path memory = "/dev/shm";
-    return access(memory.c_str(), W_OK) == 0 ? memory : std::filesystem::temp_directory_path();
+    return access(memory.string().c_str(), W_OK) == 0 ? memory : std::filesystem::temp_directory_path();
   }
 
   std::string Host(const std::string& name = "") const { return name.empty() ? root_ : root_ + "/" + name; }
@@ -64,22 +61,17 @@ class TempFolder {
   }
 
   // Follows links. All 0 if there is no such file.
-  struct stat Status(const std::string& name) const {
-    struct stat status = {};
-    stat(Host(name).c_str(), &status);
-    return status;
-  }
+  FileInfo Status(const std::string& name) const { return InfoOf(Host(name)); }
 
   void SetTimes(const std::string& name, timespec accessed, timespec written) const {
-    const timespec times[2] = {accessed, written};
-    utimensat(AT_FDCWD, Host(name).c_str(), times, 0);
+    SetTimesOf(Host(name), accessed, written);
   }
 
   // Returns every name below `folder`, sorted.
   std::vector<std::string> Tree(const std::string& folder = "") const {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(Host(folder))) {
-      names.push_back(entry.path().lexically_relative(Host(folder)).string());
+      names.push_back(entry.path().lexically_relative(Host(folder)).generic_string());
     }
     std::sort(names.begin(), names.end());
     return names;

@@ -4,10 +4,7 @@
 // What nearly every test uses: GoogleTest, texts and lists, files with the system's calls for them, and a
 // folder for them.
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>

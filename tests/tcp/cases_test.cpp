@@ -133,7 +133,7 @@ TEST(TcpCases, FollowTheirScripts) {
   for (const auto& entry : fs::directory_iterator(TVL_TCP_CASES)) {
     if (entry.path().extension() != ".txt") continue;
     ++cases;
-    const std::vector<Step> steps = ReadCase(entry.path());
+    const std::vector<Step> steps = ReadCase(entry.path().string());
     for (const bool dribbles : {false, true}) {
       const string name = entry.path().filename().string() + (dribbles ? ", byte by byte" : "");
       Server server([&](Peer& peer) {

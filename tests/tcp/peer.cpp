@@ -1,19 +1,23 @@
 #include "tcp/peer.h"
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netdb.h>
-#include <netinet/tcp.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <random>
 #include <utility>
 
+#include "support/sockets.h"
 #include "tcp/protocol.h"
 #include "tcp/script.h"
 
 namespace {
+
+constexpr int kPatience = 20;  // seconds
+
+#ifdef _WIN32
+using Length = int;
+#else
+using Length = std::size_t;
+#endif
 
 std::string Counted(const std::string& data) {
   return std::string{static_cast<char>(data.size() >> 8U), static_cast<char>(data.size())} + data;
@@ -25,7 +29,7 @@ std::string Peer::Read(std::size_t count) const {
   std::string bytes(count, 0);
   std::size_t done = 0;
   while (done < count) {
-    const ssize_t got = recv(descriptor_, bytes.data() + done, count - done, 0);
+    const ssize_t got = recv(descriptor_, bytes.data() + done, static_cast<Length>(count - done), 0);
     if (got <= 0) break;
     done += static_cast<std::size_t>(got);
   }
@@ -41,13 +45,14 @@ std::string Peer::ReadPacket() const {
 }
 
 bool Peer::AtEnd() const {
-  char byte = 0;
-  return recv(descriptor_, &byte, 1, 0) == 0;
+  char next = 0;
+  return recv(descriptor_, &next, 1, 0) == 0;
 }
 
 void Peer::Send(std::string_view bytes, int flags) const {
   while (!bytes.empty()) {
-    const ssize_t sent = send(descriptor_, bytes.data(), bytes.size(), flags | MSG_NOSIGNAL);
+    const ssize_t sent =
+        send(descriptor_, bytes.data(), static_cast<Length>(bytes.size()), flags | MSG_NOSIGNAL);
     if (sent <= 0) return;  // the client is gone; the test checks its results elsewhere
     bytes.remove_prefix(static_cast<std::size_t>(sent));
   }
@@ -65,19 +70,19 @@ void Peer::Welcome(int zip, int policy, int window) const {
 }
 
 void Peer::HangUp() {
-  if (descriptor_ >= 0) close(std::exchange(descriptor_, -1));
+  if (descriptor_ >= 0) CloseSocket(std::exchange(descriptor_, -1));
 }
 
 void Peer::Reset() {
   const linger at_once = {1, 0};
-  setsockopt(descriptor_, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+  SetSocketOption(descriptor_, SOL_SOCKET, SO_LINGER, at_once);
   HangUp();
 }
 
 std::string Noise(std::size_t size) {
   std::mt19937 random(7);
   std::string bytes(size, 0);
-  for (char& byte : bytes) byte = static_cast<char>(random());
+  for (char& each : bytes) each = static_cast<char>(random());
   return bytes;
 }
 
@@ -90,18 +95,17 @@ std::string NextChunk(const std::string& data, const std::string& time) {
 }
 
 Server::Server(std::vector<Part> parts, const char* address) {
+  listener_ = OpenSocket(std::string_view(address).find(':') == std::string_view::npos ? AF_INET : AF_INET6);
   addrinfo hints = {};
   hints.ai_flags = AI_NUMERICHOST | AI_PASSIVE;
   hints.ai_socktype = SOCK_STREAM;
   addrinfo* found = nullptr;
   if (getaddrinfo(address, "0", &hints, &found) != 0) return;
-  listener_ = socket(found->ai_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  // Connections inherit these options; the timeout also applies to accept().
-  const timeval patience = {20, 0};
-  const int on = 1;
-  setsockopt(listener_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-  setsockopt(listener_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-  const bool bound = bind(listener_, found->ai_addr, found->ai_addrlen) == 0 && listen(listener_, 16) == 0;
+  // Connections inherit these options, or get them below; the timeout also applies to accept().
+  SetReadTimeout(listener_, kPatience);
+  SetSocketOption(listener_, IPPROTO_TCP, TCP_NODELAY, 1);
+  const bool bound = bind(listener_, found->ai_addr, static_cast<socklen_t>(found->ai_addrlen)) == 0 &&
+                     listen(listener_, 16) == 0;
   freeaddrinfo(found);
   if (!bound) return;
   sockaddr_storage name = {};
@@ -116,6 +120,7 @@ void Server::Play(const std::vector<Part>& parts) {
     const int descriptor = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
     if (&part == parts.data()) met_.set_value();
     if (descriptor < 0) return;
+    SetReadTimeout(descriptor, kPatience);
     Peer peer(descriptor);
     part(peer);
   }
@@ -123,7 +128,7 @@ void Server::Play(const std::vector<Part>& parts) {
 
 Server::~Server() {
   Join();
-  if (listener_ >= 0) close(listener_);
+  if (listener_ >= 0) CloseSocket(listener_);
 }
 
 void Server::Join() {

@@ -93,6 +93,7 @@ TEST(SameContents, ComparesEveryByte) {
 
 // Such files report a size of 0.
 TEST(SameContents, ReadsFilesOfUnknownSizeCompletely) {
+  if (!fs::exists("/proc/version")) GTEST_SKIP() << "this system has no such files";
   const TempFolder folder;
   folder.Write("empty", "");
   EXPECT_EQ(CompareContents("\\proc\\version", "\\proc\\version"), Contents::kSame);
@@ -107,12 +108,12 @@ TEST(SameContents, IsUnknownIfFileIsUnreadable) {
   const string a = folder.Logical("a");
   EXPECT_EQ(CompareContents(a.c_str(), folder.Logical("none").c_str()), Contents::kDifferent);
   EXPECT_EQ(CompareContents(folder.Logical("none").c_str(), a.c_str()), Contents::kDifferent);
-  for (const string& other : {folder.Logical(), string("\\dev\\null")}) {
+  for (const string& other : {folder.Logical(), string(kNullDevice)}) {
     EXPECT_EQ(CompareContents(a.c_str(), other.c_str()), Contents::kUnknown) << other;
     EXPECT_EQ(CompareContents(other.c_str(), a.c_str()), Contents::kUnknown) << other;
   }
   // Makes status, opening and reading of either file fail.
-  for (int call = 1; call <= 8; ++call) {
+  for (int call = 1; kHasFaults && call <= 8; ++call) {
     const Faults faults(call, EIO);
     EXPECT_EQ(CompareContents(a.c_str(), folder.Logical("b").c_str()), Contents::kUnknown)
         << call << Faults::Hit();

@@ -1,9 +1,11 @@
 #include "platform/windows/native_socket.h"
 
-#include <mstcpip.h>
-#include <windows.h>
+// <winsock2.h> has to come first, and includes <windows.h>.
+// clang-format off
 #include <winsock2.h>
 #include <ws2tcpip.h>
+#include <mstcpip.h>
+// clang-format on
 
 #include <cstdio>
 

@@ -18,6 +18,7 @@
 #include "cli/output/text.h"
 #include "cli/stall_watch.h"
 #include "host/descriptor.h"
+#include "host/file_lock.h"
 #include "host/local_turn.h"
 #include "host/system_calls.h"
 
@@ -42,19 +43,6 @@ constexpr ConfigProblem kConfigProblems[] = {
 std::string Environment(const char* name) {
   const char* value = std::getenv(name);
   return value == nullptr ? std::string() : value;
-}
-
-// SMB keeps a closed file open for a second more, in case it is opened again, and then does not notice that
-// another computer replaces it. It closes a file at once if a lock on it was removed, even if there was none.
-void CloseWithoutDelay(int descriptor) {
-  const int problem = errno;
-  struct flock nothing = {};
-  nothing.l_type = F_UNLCK;
-  nothing.l_whence = SEEK_SET;
-  nothing.l_start = off_t{1} << 30;  // beyond any data
-  nothing.l_len = 1;
-  if (descriptor >= 0) System().lock(descriptor, F_OFD_SETLK, &nothing);
-  errno = problem;
 }
 
 // Returns whether a failure to open the file may pass because another computer replaces it. On SMB a file

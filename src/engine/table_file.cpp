@@ -14,6 +14,7 @@
 #include "engine/patience.h"
 #include "host/file_lock.h"
 #include "host/fork_guard.h"
+#include "host/opening_apart.h"
 #include "host/sync.h"
 #include "host/system_calls.h"
 #include "store/layout.h"
@@ -92,14 +93,9 @@ bool LockAll(int descriptor, std::span<const LockRange> ranges) {
   return true;
 }
 
-int OpenExisting(const std::string& path) {
-  return ForkGuard::Open(path.c_str(), O_RDWR | O_NONBLOCK, 0);
-}
-
-int OpenOrMake(const std::string& path) {
-  const int made = ForkGuard::Open(path.c_str(), O_RDWR | O_CREAT | O_EXCL, kReadWriteBits);
-  if (made >= 0) TakeModeOfFolder(made, path);
-  return made >= 0 || errno != EEXIST ? made : OpenExisting(path);
+// Non-blocking, because opening something other than a file might block.
+int OpenWithoutBlocking(const std::string& path, int access) {
+  return ForkGuard::Open(path.c_str(), access | O_NONBLOCK, 0);
 }
 
 std::string RealPath(const std::string& path) {
@@ -141,21 +137,37 @@ std::string RealFolder(const std::string& folder) {
   return real.empty() ? path : real;
 }
 
+TableFile TableFile::Open(const std::string& path, int access, Purpose purpose) {
+  const OpeningApart apart(path.c_str(), access, kOpeningByte.start, kPatience);
+  TableFile file(apart.Has() ? OpenWithoutBlocking(path, access) : -1, access == O_RDWR);
+  if (!apart.Has()) errno = EBUSY;
+  file.isOnSmb_ = apart.IsNeeded();
+  // A file in use has a lock from the start, or this computer might get a lease to write it.
+  if (file.isOnSmb_ && file.IsOpen() && purpose == Purpose::kUse)
+    static_cast<void>(TryLock(file.descriptor_, F_RDLCK, kUseByte));
+  return file;
+}
+
+TableFile TableFile::OpenExisting(const std::string& path) {
+  return Open(path, O_RDWR, Purpose::kReplacement);
+}
+
+TableFile TableFile::OpenOrMake(const std::string& path) {
+  const int made = ForkGuard::Open(path.c_str(), O_RDWR | O_CREAT | O_EXCL, kReadWriteBits);
+  if (made >= 0) TakeModeOfFolder(made, path);
+  return made >= 0 || errno != EEXIST ? TableFile(made, true) : OpenExisting(path);
+}
+
 std::optional<TableFile> TableFile::Share(const std::string& path, Patience& patience) {
   for (int round = 0; round < kMostReplacements; ++round) {
-    // Non-blocking, because opening something other than a file might block.
-    bool writable = true;
-    int descriptor = ForkGuard::Open(path.c_str(), O_RDWR | O_NONBLOCK, 0);
-    if (descriptor < 0 && (errno == EACCES || errno == EROFS || errno == EPERM)) {
-      writable = false;
-      descriptor = ForkGuard::Open(path.c_str(), O_RDONLY | O_NONBLOCK, 0);
-    }
-    if (descriptor < 0) {
-      NoteSystemError("the table cannot be opened");
+    TableFile file = Open(path, O_RDWR, Purpose::kUse);
+    if (!file.IsOpen() && (errno == EACCES || errno == EROFS || errno == EPERM))
+      file = Open(path, O_RDONLY, Purpose::kUse);
+    if (!file.IsOpen()) {
+      NoteSystemError("the table cannot be opened", errno == EBUSY ? Problem::kBusy : Problem::kUnusable);
       return std::nullopt;
     }
-    TableFile file(descriptor, writable);
-    if (!file.Identify() || !LockForUse(descriptor, writable, patience)) return std::nullopt;
+    if (!file.Identify() || !LockForUse(file.descriptor_, file.writable_, patience)) return std::nullopt;
     if (file.IsStill(path)) return file;
   }
   NoteError("the table is replaced again and again");
@@ -177,12 +189,11 @@ std::optional<TableFile> TableFile::SeizeRows(const std::string& path) {
 std::optional<TableFile> TableFile::SeizeOpened(const std::string& path, Opening open,
                                                 std::span<const LockRange> ranges) {
   for (int round = 0; round < kMostReplacements; ++round) {
-    const int descriptor = open(path);
-    if (descriptor < 0 && errno == ENOENT)
+    TableFile file = open(path);
+    if (!file.IsOpen() && errno == ENOENT)
       continue;  // removed between the two attempts to open it, or there is no folder
-    if (descriptor < 0) break;
-    TableFile file(descriptor, true);
-    if (!file.Identify() || !LockAll(descriptor, ranges)) return std::nullopt;
+    if (!file.IsOpen()) break;
+    if (!file.Identify() || !LockAll(file.descriptor_, ranges)) return std::nullopt;
     if (file.IsStill(path)) return file;
   }
   NoteSystemError(open == OpenOrMake ? "the table cannot be created" : "the table cannot be opened");
@@ -194,6 +205,14 @@ TableFile::~TableFile() {
   if (descriptor_ < 0) return;
   Unlock(descriptor_, kWholeFile);
   ForkGuard::Close(descriptor_);
+}
+
+TableFile& TableFile::operator=(TableFile&& other) noexcept {
+  std::swap(descriptor_, other.descriptor_);
+  id_ = other.id_;
+  writable_ = other.writable_;
+  isOnSmb_ = other.isOnSmb_;
+  return *this;
 }
 
 bool TableFile::Identify() {

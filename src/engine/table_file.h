@@ -48,15 +48,21 @@ class TableFile {
   [[nodiscard]] static std::optional<TableFile> SeizeRows(const std::string& path);
 
   TableFile(TableFile&& other) noexcept
-      : descriptor_(std::exchange(other.descriptor_, -1)), id_(other.id_), writable_(other.writable_) {}
+      : descriptor_(std::exchange(other.descriptor_, -1)),
+        id_(other.id_),
+        writable_(other.writable_),
+        isOnSmb_(other.isOnSmb_) {}
   TableFile(const TableFile&) = delete;  // one object, one lock
   TableFile& operator=(const TableFile&) = delete;
-  TableFile& operator=(TableFile&&) = delete;
+  TableFile& operator=(TableFile&& other) noexcept;
   ~TableFile();
 
   [[nodiscard]] int Descriptor() const { return descriptor_; }
   [[nodiscard]] const FileIdentity& Id() const { return id_; }
   [[nodiscard]] bool IsWritable() const { return writable_; }
+
+  // Returns whether another open of the file needs an OpeningApart.
+  [[nodiscard]] bool IsOnSmb() const { return isOnSmb_; }
 
   // Returns the first bytes of the file, at most `count`; fewer at its end or on failure.
   [[nodiscard]] std::string Start(std::size_t count) const;
@@ -67,14 +73,22 @@ class TableFile {
  private:
   TableFile(int descriptor, bool writable) : descriptor_(descriptor), writable_(writable) {}
 
-  using Opening = int (*)(const std::string& path);
+  enum class Purpose { kUse, kReplacement };
+  // Opens the file, which must exist.
+  [[nodiscard]] static TableFile Open(const std::string& path, int access, Purpose purpose);
+
+  using Opening = TableFile (*)(const std::string& path);
+  [[nodiscard]] static TableFile OpenExisting(const std::string& path);
+  [[nodiscard]] static TableFile OpenOrMake(const std::string& path);
   [[nodiscard]] static std::optional<TableFile> SeizeOpened(const std::string& path, Opening open,
                                                             std::span<const LockRange> ranges);
+  [[nodiscard]] bool IsOpen() const { return descriptor_ >= 0; }
   [[nodiscard]] bool Identify();
 
   int descriptor_;
   FileIdentity id_;
   bool writable_;
+  bool isOnSmb_ = false;
 };
 
 }  // namespace tvl::engine

@@ -1,51 +1,36 @@
 #include "host/local_turn.h"
 
-#include <sys/socket.h>
-#include <sys/un.h>
+#include <fcntl.h>
+#include <sys/file.h>
 #include <time.h>
 
 #include <cerrno>
-#include <cinttypes>
-#include <cstddef>
-#include <cstdint>
-#include <cstdio>
+#include <string>
+
+#include "host/sync.h"
 
 namespace tvl {
 namespace {
 
-constexpr int kMostPauses = 1000;
 constexpr timespec kPause = {0, 1'000'000};
-
-// FNV-1a
-std::uint64_t Hash(const char* text) {
-  std::uint64_t hash = 0xcbf29ce484222325;
-  for (; *text != 0; ++text) hash = (hash ^ static_cast<unsigned char>(*text)) * 0x100000001b3;
-  return hash;
-}
-
-// Binds the socket to a name of this computer that is no file and is free again when the process ends.
-bool Bind(int socket, std::uint64_t number) {
-  sockaddr_un address = {};
-  address.sun_family = AF_UNIX;
-  const int length =
-      std::snprintf(address.sun_path + 1, sizeof address.sun_path - 1, "tvl-open-%016" PRIx64, number);
-  const auto size =
-      static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + static_cast<std::size_t>(length));
-  return bind(socket, reinterpret_cast<const sockaddr*>(&address), size) == 0;
-}
 
 }  // namespace
 
-LocalTurn::LocalTurn(const char* path) {
-  if (!ForkGuard::OpenFor(socket_, [] { return socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0); })) return;
-  const std::uint64_t number = Hash(path);
-  int pauses = 0;
-  while (!Bind(socket_.descriptor, number) && errno == EADDRINUSE && pauses++ < kMostPauses)
+LocalTurn::LocalTurn(const char* path, std::chrono::milliseconds limit) {
+  const std::string folder = FolderOf(path);
+  constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+  if (!ForkGuard::OpenFor(folder_, [&] { return open(folder.c_str(), kFlags); })) return;
+  const auto end = std::chrono::steady_clock::now() + limit;
+  while (flock(folder_.descriptor, LOCK_EX | LOCK_NB) != 0) {
+    if (errno != EWOULDBLOCK && errno != EINTR) return;
+    has_ = std::chrono::steady_clock::now() < end;
+    if (!has_) return;
     nanosleep(&kPause, nullptr);
+  }
 }
 
 LocalTurn::~LocalTurn() {
-  if (socket_.descriptor >= 0) ForkGuard::Close(socket_);
+  if (folder_.descriptor >= 0) ForkGuard::Close(folder_);
 }
 
 }  // namespace tvl

@@ -45,6 +45,9 @@ constexpr LockRange kBeyondTurn = {kTurnByte.start + kTurnByte.length, 1};
 constexpr LockRange kSqliteRegion = {std::int64_t{1} << 30, 512};
 constexpr LockRange kSqliteSharedBytes = {kSqliteRegion.start + 2, kSqliteRegion.length - 2};
 
+// Shared by processes that open a file on SMB (host/opening_apart.h).
+constexpr LockRange kOpeningByte = {kSqliteRegion.start + kSqliteRegion.length + 1, 1};
+
 // Readers and writers of a table lock this byte before SQLite's region, so that readers cannot starve a
 // writer.
 constexpr LockRange kGateByte = {kSqliteRegion.start + kSqliteRegion.length, 1};

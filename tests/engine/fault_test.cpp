@@ -1,8 +1,15 @@
 #include <dlfcn.h>
+#include <linux/magic.h>
+#include <sys/vfs.h>
 
 #include <cstdarg>
+#include <optional>
+#include <utility>
 
 #include "engine/engine.h"
+#include "host/descriptor.h"
+#include "host/file_lock.h"
+#include "store/lock_ranges.h"
 #include "support/faults.h"
 #include "support/helper_process.h"
 
@@ -29,6 +36,42 @@ bool Strikes() {
   return hit;
 }
 
+// Behaves like SMB on Linux: an open with the flags of the newest open of the same file gets its handle.
+// Another process opens the file just before, unless it must wait because this process does so with O_DSYNC.
+class Share {
+ public:
+  explicit Share(string path) : path_(std::move(path)) {}
+
+  template <typename Open>
+  int OpenFile(const char* path, int flags, Open open) {
+    if (path != path_) return open();
+    if (!IsOpen() || (newest_flags_ & O_DSYNC) == 0) Note(others_.emplace_back(open()).Get(), flags);
+    if (IsOpen() && newest_flags_ == flags) return dup(newest_);
+    return Note(open(), flags);
+  }
+
+  void UnlockByOthers() const {
+    for (const tvl::Descriptor& other : others_) tvl::Unlock(other.Get(), tvl::kWholeFile);
+  }
+
+ private:
+  [[nodiscard]] bool IsOpen() const { return newest_ >= 0 && fcntl(newest_, F_GETFD) >= 0; }
+  int Note(int file, int flags) {
+    newest_ = file;
+    newest_flags_ = flags;
+    return file;
+  }
+
+  string path_;
+  std::vector<tvl::Descriptor> others_;
+  int newest_ = -1;
+  int newest_flags_ = 0;
+};
+// The size of the table as an SMB client has cached it, until it must ask the server.
+std::optional<off_t> cached_size;
+
+Share* share = nullptr;  // the file system of the test, if it is one
+
 template <typename Function>
 Function* Real(const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
@@ -52,7 +95,6 @@ PASS_ON(int, ftruncate, (int file, off_t length) noexcept, file, length)
 PASS_ON(int, ftruncate64, (int file, off_t length) noexcept, file, length)
 PASS_ON(int, stat, (const char* path, struct stat* status) noexcept, path, status)
 PASS_ON(int, stat64, (const char* path, struct stat64* status) noexcept, path, status)
-PASS_ON(int, fstat, (int file, struct stat* status) noexcept, file, status)
 PASS_ON(int, fstat64, (int file, struct stat64* status) noexcept, file, status)
 PASS_ON(int, lstat, (const char* path, struct stat* status) noexcept, path, status)
 PASS_ON(int, access, (const char* path, int mode) noexcept, path, mode)
@@ -65,7 +107,31 @@ extern "C" [[gnu::visibility("default")]] int open(const char* path, int flags, 
   va_start(arguments, flags);
   const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
   va_end(arguments);
-  return Strikes() ? -1 : real(path, flags, mode);
+  if (Strikes()) return -1;
+  const auto open = [&] { return real(path, flags, mode); };
+  return share != nullptr ? share->OpenFile(path, flags, open) : open();
+}
+
+extern "C" [[gnu::visibility("default")]] int fstat(int file, struct stat* status) noexcept {
+  static auto* const real = Real<int(int, struct stat*)>("fstat");
+  if (Strikes() || real(file, status) != 0) return -1;
+  if (cached_size && S_ISREG(status->st_mode) && status->st_size > *cached_size)
+    status->st_size = *cached_size;
+  return 0;
+}
+
+extern "C" [[gnu::visibility("default")]] int statx(int folder, const char* path, int flags,
+                                                    unsigned int mask, struct statx* status) noexcept {
+  static auto* const real = Real<int(int, const char*, int, unsigned int, struct statx*)>("statx");
+  if ((flags & AT_STATX_FORCE_SYNC) != 0 && *path == 0) cached_size.reset();
+  return Strikes() ? -1 : real(folder, path, flags, mask, status);
+}
+
+extern "C" [[gnu::visibility("default")]] int fstatfs(int file, struct statfs* status) noexcept {
+  static auto* const real = Real<int(int, struct statfs*)>("fstatfs");
+  if (Strikes() || real(file, status) != 0) return -1;
+  if (share != nullptr) status->f_type = CIFS_SUPER_MAGIC;
+  return 0;
 }
 
 extern "C" [[gnu::visibility("default")]] int fcntl(int file, int command, ...) {
@@ -163,6 +229,39 @@ TEST_F(EngineTest, FailingCallNeverShowsRowsOfKilledBatch) {
     failures += found.empty() ? 1 : 0;
   }
   EXPECT_GT(failures, 10);
+}
+
+TEST_F(EngineTest, KeepsLocksWhereOpensShareHandle) {
+  Share smb(table_);
+  share = &smb;
+  const int table = Open();
+  ASSERT_EQ(BeginBatch(table, 1), 1);
+  share = nullptr;
+  smb.UnlockByOthers();
+  EXPECT_FALSE(CanLockWhole(table_));
+  const tvl::Descriptor writer(open(table_.c_str(), O_RDWR | O_CLOEXEC));
+  EXPECT_FALSE(tvl::TryLock(writer.Get(), F_WRLCK, tvl::kSqliteRegion));
+  EXPECT_EQ(EndBatch(table), 1);
+}
+
+const Role kFiller("fill-table", [](const std::vector<string>& arguments) {
+  const int table = IOpen(arguments[0].c_str());
+  int written = 0;
+  for (char key = 'a'; key <= 'z'; ++key) {
+    for (char next = 'a'; next <= 'z'; ++next) written += Write(table, {key, next}, "", "row");
+  }
+  return written == 26 * 26 ? 0 : 1;
+});
+
+TEST_F(EngineTest, ReadsTableLongerThanItsCachedSize) {
+  const int table = Open();
+  ASSERT_EQ(Write(table, "0", "", "old"), 1);
+  EXPECT_EQ(All(table).size(), 1U);
+  cached_size = std::filesystem::file_size(table_);
+  ASSERT_EQ(HelperProcess({"fill-table", table_}).Wait(), 0);
+  EXPECT_EQ(All(table).size(), 1U + 26 * 26) << GetLastErrorText();
+  EXPECT_FALSE(cached_size.has_value());
+  cached_size.reset();
 }
 
 }  // namespace

@@ -8,7 +8,9 @@
 #include <cerrno>
 #include <condition_variable>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <mutex>
 #include <new>
 #include <string>
@@ -146,9 +148,34 @@ int ChangeOwnerOnce(int descriptor, uid_t user, gid_t group) {
   return System().fchown(descriptor, user, group);
 }
 
+// The bytes of a database's header that SQLite reads in each transaction to find out whether another process
+// has changed the file. They contain the number of pages.
+constexpr off_t kChangeBytes = 24;
+constexpr std::size_t kChangeLength = 16;
+constexpr std::size_t kPages = 4;
+
+ssize_t ReadAt(int descriptor, void* bytes, std::size_t count, off_t offset) {
+  const ssize_t length = System().pread(descriptor, bytes, count, offset);
+  const bool isHeader = offset == kChangeBytes && length == static_cast<ssize_t>(kChangeLength);
+  if (regionInUse != nullptr && isHeader) {
+    std::uint32_t pages = 0;
+    std::memcpy(&pages, static_cast<const char*>(bytes) + kPages, sizeof pages);
+    regionInUse->NotePages(pages);
+  }
+  return length;
+}
+
+// An SMB client may answer with a size that is a second old. SQLite would take a table that another computer
+// has made longer for damaged.
+void LookAgainAtSize(int descriptor) {
+  struct statx fresh = {};
+  static_cast<void>(System().statx(descriptor, "", AT_EMPTY_PATH | AT_STATX_FORCE_SYNC, STATX_SIZE, &fresh));
+}
+
 // SQLite keeps a list of files with their locks, by device and inode. In a forked child that list contains
 // the parent's locks, so the child's files get another device number.
 int StatForChild(int descriptor, struct stat* status) {
+  if (regionInUse != nullptr && regionInUse->TakeOldSize(descriptor)) LookAgainAtSize(descriptor);
   const int result = System().fstat(descriptor, status);
   if (result == 0) status->st_dev ^= static_cast<dev_t>(generation) << kGenerationShift;
   return result;
@@ -186,8 +213,8 @@ bool ReplaceSystemCalls() {
       {"access", AsSystemCall(Through<&SystemCalls::access>::Call)},
       {"read", AsSystemCall(Through<&SystemCalls::read>::Call)},
       {"write", AsSystemCall(Through<&SystemCalls::write>::Call)},
-      {"pread", AsSystemCall(Through<&SystemCalls::pread>::Call)},
-      {"pread64", AsSystemCall(Through<&SystemCalls::pread>::Call)},
+      {"pread", AsSystemCall(ReadAt)},
+      {"pread64", AsSystemCall(ReadAt)},
       {"pwrite", AsSystemCall(Through<&SystemCalls::pwrite>::Call)},
       {"pwrite64", AsSystemCall(Through<&SystemCalls::pwrite>::Call)},
       {"ftruncate", AsSystemCall(Truncate)},

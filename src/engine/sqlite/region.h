@@ -4,6 +4,8 @@
 #include <fcntl.h>
 
 #include <chrono>
+#include <cstdint>
+#include <utility>
 
 #include "engine/patience.h"
 #include "engine/sqlite/kept_journal.h"
@@ -55,6 +57,17 @@ class Region {
   void NoteJournal(const FileIdentity& journal) { journal_ = journal; }
   void NoteSyncedFolder() { syncedJournal_ = journal_; }
 
+  // Records the number of pages that the header of the table states in this transaction. If it has changed,
+  // this computer may have cached the size of the file from before.
+  void NotePages(std::uint32_t pages) {
+    sizeIsOld_ = pages != pages_;
+    pages_ = pages;
+  }
+  // Returns whether the cached size of `descriptor` may be old, the first time that it is asked.
+  [[nodiscard]] bool TakeOldSize(int descriptor) {
+    return descriptor == descriptor_ && std::exchange(sizeIsOld_, false);
+  }
+
   [[nodiscard]] KeptJournal& Journal() { return keptJournal_; }
 
   // Answers a lock request of SQLite instead of fcntl.
@@ -70,6 +83,8 @@ class Region {
   int descriptor_ = -1;
   bool canWrite_ = false;
   bool hasUnseenJournal_ = false;
+  std::uint32_t pages_ = 0;
+  bool sizeIsOld_ = false;
   FileIdentity journal_;
   FileIdentity syncedJournal_;
   KeptJournal keptJournal_;

@@ -1,17 +1,21 @@
 #include "engine/sqlite/table.h"
 
+#include <fcntl.h>
 #include <sqlite3.h>
 #include <unistd.h>
 
 #include <cstddef>
 #include <cstring>
 #include <new>
+#include <optional>
 #include <string_view>
 
 #include "engine/last_error.h"
 #include "engine/sqlite/library.h"
 #include "engine/sqlite/row_search.h"
+#include "host/opening_apart.h"
 #include "host/system_calls.h"
+#include "store/lock_ranges.h"
 
 namespace tvl::engine {
 namespace {
@@ -171,7 +175,7 @@ std::unique_ptr<SqliteTable> SqliteTable::Open(const std::string& path, const Ta
     return nullptr;
   }
   std::unique_ptr<SqliteTable> table(new SqliteTable);
-  if (!table->Connect(path, file.IsWritable())) return nullptr;
+  if (!table->Connect(path, file)) return nullptr;
   if (!table->Transact(false, patience, [&] { return table->Run(kSettings) && table->ReadLayout(); }))
     return nullptr;
   // SQLite opened the path again, which may meanwhile refer to another file.
@@ -192,9 +196,17 @@ SqliteTable::~SqliteTable() {
   sqlite3_close(database_);
 }
 
-bool SqliteTable::Connect(const std::string& path, bool writable) {
+// SQLite's descriptor has locks too.
+bool SqliteTable::Connect(const std::string& path, const TableFile& file) {
+  const int access = file.IsWritable() ? O_RDWR : O_RDONLY;
+  std::optional<OpeningApart> apart;
+  if (file.IsOnSmb()) apart.emplace(path.c_str(), access, kOpeningByte.start, kPatience);
+  if (apart && !apart->Has()) {
+    NoteError("other processes are opening the table", Problem::kBusy);
+    return false;
+  }
   const SqlitePassage passage(&region_);
-  const int flags = (writable ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY) | SQLITE_OPEN_NOMUTEX |
+  const int flags = (file.IsWritable() ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY) | SQLITE_OPEN_NOMUTEX |
                     SQLITE_OPEN_PRIVATECACHE;
   if (sqlite3_open_v2(path.c_str(), &database_, flags, "unix") != SQLITE_OK) {
     NoteDatabaseError();

@@ -57,7 +57,7 @@ class SqliteTable : public Table {
 
   SqliteTable() = default;
 
-  [[nodiscard]] bool Connect(const std::string& path, bool writable);
+  [[nodiscard]] bool Connect(const std::string& path, const TableFile& file);
   [[nodiscard]] bool ReadLayout();
 
   template <typename Action>

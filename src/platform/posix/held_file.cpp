@@ -25,7 +25,7 @@ namespace tvl {
 namespace {
 
 // Returns 0, or why the file system refuses.
-int SetLock(int descriptor, short type, const LockRange& range) {
+int TryRange(int descriptor, short type, const LockRange& range) {
   return TryLock(descriptor, type, range) ? 0 : errno;
 }
 
@@ -89,7 +89,7 @@ class Patience {
 
 int TakeTurn(int descriptor, Patience& patience) {
   for (;;) {
-    const int problem = SetLock(descriptor, F_WRLCK, kTurnByte);
+    const int problem = TryRange(descriptor, F_WRLCK, kTurnByte);
     if (!IsRefusal(problem)) return problem;
     if (IsHeldByEarlierRelease(descriptor) || !patience.Pause()) return EBUSY;
   }
@@ -97,7 +97,7 @@ int TakeTurn(int descriptor, Patience& patience) {
 
 int LockHavingTurn(int descriptor, const LockRange& range, Patience& patience) {
   for (;;) {
-    const int problem = SetLock(descriptor, F_WRLCK, range);
+    const int problem = TryRange(descriptor, F_WRLCK, range);
     if (!IsRefusal(problem)) return problem;
     if (!IsBarredForAMoment(descriptor, range) || !patience.Pause()) return EBUSY;
   }
@@ -119,7 +119,7 @@ int LockForHold(int descriptor) {
 }
 
 int LockForTry(int descriptor) {
-  const int problem = SetLock(descriptor, F_WRLCK, kTryWithTurn);
+  const int problem = TryRange(descriptor, F_WRLCK, kTryWithTurn);
   if (!IsRefusal(problem)) return problem;
   return IsHoldInTheWay(descriptor) ? EBUSY : LockWithTurn(descriptor, kTryRange);
 }

@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <cstdlib>
 #include <new>
@@ -12,6 +13,7 @@
 
 #include "host/file_access.h"
 #include "host/local_turn.h"
+#include "host/opening_apart.h"
 #include "host/sync.h"
 #include "host/system_calls.h"
 #include "host/write_all.h"
@@ -25,6 +27,7 @@
 #include "platform/posix/replace_file.h"
 #include "platform/posix/retry.h"
 #include "store/layout.h"
+#include "store/lock_ranges.h"
 #include "store/part_name.h"
 
 namespace tvl {
@@ -94,10 +97,15 @@ class Turn {
 
  private:
   int Open() {
-    const LocalTurn turn(path_.c_str());
+    const int problem = OpenExisting();
+    return problem == ENOENT ? Create() : problem;
+  }
+
+  int OpenExisting() {
+    const OpeningApart apart(path_.c_str(), O_RDWR, kOpeningByte.start, std::chrono::seconds(kRetrySeconds));
+    if (!apart.Has()) return EAGAIN;
     file_.emplace(path_.c_str(), O_RDWR);
-    if (file_->IsOpen() || LastErrorCode() != ENOENT) return file_->IsOpen() ? 0 : LastErrorCode();
-    return Create();
+    return file_->IsOpen() ? 0 : LastErrorCode();
   }
 
   int Create() {

@@ -9,7 +9,6 @@
 #include "platform/host_path.h"
 #include "platform/last_error.h"
 #include "platform/posix/retry.h"
-#include "store/lock_ranges.h"
 
 namespace tvl {
 namespace {
@@ -72,9 +71,8 @@ OpenFile::OpenFile(const char* path, int flags, mode_t mode, Look look) : path_(
   NoteError(path_, problem);
 }
 
-// The kernel does so with any file on which a lock was set or removed, even if there was none to remove.
 void OpenFile::CloseWithoutDelay() const {
-  if (IsOpen()) Unlock(Descriptor(), kGateByte);
+  if (IsOpen()) tvl::CloseWithoutDelay(Descriptor());
 }
 
 bool OpenFile::Truncate() {

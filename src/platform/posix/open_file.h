@@ -23,9 +23,7 @@ class OpenFile {
   [[nodiscard]] int Descriptor() const { return file_.Get(); }
   [[nodiscard]] const struct stat& Status() const { return status_; }  // at the time of opening
 
-  // For files that others replace often. On SMB the kernel keeps a closed file open for a second more, in
-  // case it is opened again, and then does not notice that another computer has replaced it: an open shows
-  // the old contents, or fails. After this call, closing the descriptor closes the file at once.
+  // For files that others replace often; see host/file_lock.h.
   void CloseWithoutDelay() const;
 
   [[nodiscard]] bool Truncate();

@@ -1,5 +1,7 @@
 #include "platform/files.h"
 
+#include <fcntl.h>
+
 #include <atomic>
 #include <chrono>
 #include <latch>
@@ -8,8 +10,11 @@
 
 #include "base/file_helpers.h"
 #include "base/low_file.h"
+#include "host/descriptor.h"
+#include "host/file_lock.h"
 #include "host/local_turn.h"
 #include "platform/host_path.h"
+#include "store/lock_ranges.h"
 #include "support/faults.h"
 #include "support/testing.h"
 
@@ -63,15 +68,20 @@ TEST(LowFile, RetriesInterruptedCallsAndReportsOtherFailures) {
       << "a program that is started must not get it";
 }
 
-// Or after a second.
+// Or after the time that it waits.
 TEST(LocalTurn, StartsOnlyAfterTheOneBefore) {
+  const TempFolder folder;
+  const string file = folder.Host("file");
   std::atomic<bool> ended = false;
-  auto first = std::make_unique<tvl::LocalTurn>("/a");
+  auto first = std::make_unique<tvl::LocalTurn>(file.c_str());
+  EXPECT_TRUE(first->Has());
+  EXPECT_FALSE(tvl::LocalTurn(folder.Host("other").c_str(), std::chrono::milliseconds(5)).Has());
+  EXPECT_TRUE(tvl::LocalTurn("/missing/file").Has()) << "there is nothing to wait for";
   std::latch started(1);
   std::thread second([&] {
     started.count_down();
     const auto begin = std::chrono::steady_clock::now();
-    const tvl::LocalTurn turn("/a");
+    const tvl::LocalTurn turn(file.c_str());
     EXPECT_TRUE(ended || std::chrono::steady_clock::now() - begin >= std::chrono::seconds(1));
   });
   started.wait();
@@ -79,6 +89,26 @@ TEST(LocalTurn, StartsOnlyAfterTheOneBefore) {
   ended = true;
   first.reset();
   second.join();
+}
+
+// Like SMB on Linux, where the server's lock may remain.
+TEST(FileLock, RefusalLeavesNothingLocked) {
+  static const tvl::SystemCalls real = tvl::System();
+  const TempFolder folder;
+  folder.Write("f", "");
+  const tvl::Descriptor one(open(folder.Host("f").c_str(), O_RDWR | O_CLOEXEC));
+  const tvl::Descriptor other(open(folder.Host("f").c_str(), O_RDWR | O_CLOEXEC));
+  tvl::System().lock = [](int file, int command, struct flock* lock) {
+    const int result = real.lock(file, command, lock);
+    if (lock->l_type == F_UNLCK) return result;
+    errno = EAGAIN;
+    return -1;
+  };
+  const bool taken = tvl::TryLock(one.Get(), F_WRLCK, tvl::kGateByte);
+  EXPECT_EQ(errno, EAGAIN);
+  tvl::System() = real;
+  EXPECT_FALSE(taken);
+  EXPECT_TRUE(tvl::TryLock(other.Get(), F_WRLCK, tvl::kGateByte));
 }
 
 TEST(HostPathText, ConvertsSeparatorsAndNeverNamesAnotherFile) {

@@ -250,7 +250,9 @@ class TVL_API CTVLClientSmbOpr : public CTVLClientOpr {
 
   // Groups of transfers. With SafeOnTransfert 2 each copy waits for the disk. In a group, copies are written
   // but do not replace their targets yet; EndTransfers syncs all of them, replaces the targets and syncs
-  // their folders. With other levels a group has no effect.
+  // their folders. With SafeOnTransfert 1, targets are replaced in the background, and EndTransfers waits for
+  // that; a copy also fails if another process removes its unfinished file as that of a killed process. With
+  // SafeOnTransfert 0 a group has no effect.
   //
   // BeginTransfers returns TVL_OK, TVL_ERR_ALREADY_CONNECTED if a group is open, or TVL_ERR_COPY if memory
   // ran out, in which case there is no group. EndTransfers calls `callback`, which may be null, once for each
@@ -261,8 +263,9 @@ class TVL_API CTVLClientSmbOpr : public CTVLClientOpr {
   // of these failures, or TVL_OK, even if no group is open.
   //
   // A group should end once TransfersFull returns 1: at 1,000 files, 256 MiB, or half of the descriptors that
-  // the process may open. Until then, other operations see the old targets. Closing the connection discards
-  // an open group and its copies. Operations on trees use groups of their own.
+  // the process may open. Until then, other operations may see the old targets. Closing the connection
+  // discards an open group and, with SafeOnTransfert 2, its copies. Operations on trees use groups of their
+  // own.
   int BeginTransfers();
   int TransfersFull() const;
   int EndTransfers(TransferCallback callback, void* userData);

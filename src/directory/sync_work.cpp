@@ -48,14 +48,14 @@ class CTVLClientSmbOpr::State::SyncWorker {
     return true;
   }
 
-  // Copies are synced together, unless they are part of a group of the caller.
+  // Copies are completed together, unless they are part of a group of the caller.
   void OpenGroup() {
-    const bool synced = opr_.state->Writing(0).safety == tvl::Safety::kSynced;
-    owns_group_ = synced && opr_.state->group == nullptr;
+    const bool has_parts = opr_.state->Writing(0).safety != tvl::Safety::kInPlace;
+    owns_group_ = has_parts && opr_.state->group == nullptr;
     if (owns_group_) opr_.state->group = std::make_unique<tvl::TransferGroup>();
   }
 
-  // The results of a group's copies are known only after they are synced.
+  // The results of a group's copies are known only at its end.
   void EndGroup() {
     if (!owns_group_) return;
     const std::vector<int> codes = opr_.state->group->End();

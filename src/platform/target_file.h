@@ -61,7 +61,7 @@ class TargetFile {
   // as for a target of another owner.
   bool SetTimes(const FILETIME* accessed, const FILETIME& written);
 
-  // Completes the target. In a group of level 2 the target is replaced when the group ends.
+  // Completes the target. In a group, a part replaces the target later.
   [[nodiscard]] bool Finish();
 
   // After a failure, removes a target that was just created.
@@ -85,6 +85,8 @@ class TargetFile {
   [[nodiscard]] bool EndHole();
   [[nodiscard]] bool FinishInPlace();
   [[nodiscard]] bool FinishPart();
+  void PassToGroup();
+  [[nodiscard]] bool IsSynced() const { return writing_.safety == Safety::kSynced; }
   [[nodiscard]] bool Fail(int problem) const;
   [[nodiscard]] bool Close();
   void DropPart();

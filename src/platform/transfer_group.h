@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -11,22 +12,25 @@
 
 namespace tvl {
 
+class PartReplacer;
+
 // A complete part that has not replaced its target yet. All paths are host paths.
 struct FinishedPart {
   HANDLE file;  // open and held
   std::string path;
   std::string target;
   bool target_exists;
+  bool target_examined;  // false: whether it exists is unknown
   std::uint64_t device;
 };
 
-// Copies of level 2 that are synced together: the file systems are synced once before all parts are renamed
-// and once afterwards, so a copy costs a fraction of a sync. Used by one thread at a time. May throw
-// std::bad_alloc.
+// Copies that are completed together. Those of level 2 are synced together: the file systems are synced once
+// before all parts are renamed and once afterwards, so a copy costs a fraction of a sync. Those of level 1
+// are renamed in the background. Used by one thread at a time. May throw std::bad_alloc.
 class TransferGroup {
  public:
   TransferGroup();
-  // Removes the parts of a group that was not ended.
+  // Removes the parts of level 2 of a group that was not ended.
   ~TransferGroup();
   TransferGroup(const TransferGroup&) = delete;
   TransferGroup& operator=(const TransferGroup&) = delete;
@@ -38,9 +42,12 @@ class TransferGroup {
   // Returns the number of copies so far, which is the index of the next one.
   [[nodiscard]] std::size_t Count() const { return entries_.size(); }
 
-  // Adds a part and takes ownership of it, unless it throws std::bad_alloc. `failure` is its result if it
-  // fails.
+  // Adds a part of level 2 and takes ownership of it, unless it throws std::bad_alloc. `failure` is its
+  // result if it fails.
   void Take(FinishedPart part, std::uint64_t bytes, int failure);
+
+  // The same for a part of level 1, which replaces its target soon.
+  void Replace(FinishedPart part, int failure);
 
   // Counts a copy that is already complete.
   void TakeDone();
@@ -63,11 +70,13 @@ class TransferGroup {
   [[nodiscard]] int SyncParts() const;
   [[nodiscard]] int SyncFolders() const;
   void RenameAll();
+  void AwaitReplaced();
   void FailAll(int problem);
   void Clear();
 
   std::vector<Entry> entries_;
   std::vector<Mounted> mounts_;
+  std::unique_ptr<PartReplacer> replacer_;
   std::uint64_t bytes_ = 0;
   std::size_t most_;
   DWORD process_;

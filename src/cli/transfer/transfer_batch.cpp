@@ -7,9 +7,9 @@
 namespace tvl::cli {
 namespace {
 
-constexpr int kSynced = 2;  // SafeOnTransfert
+constexpr int kInPlace = 0;  // SafeOnTransfert
 
-// All files of a group stay open until it ends, so raises the limit of open files.
+// All files of a synced group stay open until it ends, so raises the limit of open files.
 void RaiseFileLimit() {
   rlimit limit = {};
   if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
@@ -26,7 +26,7 @@ TransferBatch::TransferBatch(Store& store, TransferLog& log, Direction direction
 
 void TransferBatch::Begin() {
   CTVLClientSmbOpr* directory = store_.Directory();
-  if (directory == nullptr || directory->ConfigSafeOnTransfert() != kSynced || options_.dry_run) return;
+  if (directory == nullptr || directory->ConfigSafeOnTransfert() == kInPlace || options_.dry_run) return;
   RaiseFileLimit();
   open_ = directory->BeginTransfers() == TVL_OK;
 }

@@ -12,13 +12,13 @@
 
 namespace tvl::cli {
 
-// A group of files that are transferred together and synced once (CTVLClientSmbOpr::BeginTransfers). The
+// A group of files that are transferred together (CTVLClientSmbOpr::BeginTransfers). The
 // result of a file is reported when its group ends.
 class TransferBatch {
  public:
   TransferBatch(Store& store, TransferLog& log, Direction direction, const Options& options);
 
-  // Opens a group if transfers of the store are synced. Does nothing otherwise.
+  // Opens a group unless the store's transfers are written in place.
   void Begin();
 
   // Reports a copied file, at once if no group is open.

@@ -27,9 +27,8 @@ int RenameToNewName(const char* part, const char* target, bool looks) {
   return System().rename(part, target) == 0 ? 0 : errno;
 }
 
-int RenameToNewName(const char* part, const char* target, Target known) {
-  return Retry(kPatience, IsRefusedRename,
-               [&] { return RenameToNewName(part, target, known == Target::kMissingForSure); });
+int RenamePatientlyToNewName(const char* part, const char* target, bool looks) {
+  return Retry(kPatience, IsRefusedRename, [&] { return RenameToNewName(part, target, looks); });
 }
 
 // Returns 0 if nobody holds the target, ENOENT if it does not exist, or why it cannot be replaced. Closes it
@@ -44,12 +43,12 @@ int Rename(const char* part, const char* target) {
   return Retry(kPatience, IsRefusedRename, [&] { return System().rename(part, target) == 0 ? 0 : errno; });
 }
 
-int Replace(const char* part, const char* target, bool& exists) {
+int Replace(const char* part, const char* target, bool& exists, bool looks) {
   for (int turn = 0; turn < kTurns; ++turn) {
     int problem = exists ? TryTarget(target) : ENOENT;
     if (problem != 0 && problem != ENOENT) return problem;
     const bool is_new = problem == ENOENT;
-    problem = is_new ? RenameToNewName(part, target, Target::kMissing) : Rename(part, target);
+    problem = is_new ? RenamePatientlyToNewName(part, target, looks) : Rename(part, target);
     if (!is_new || problem != EEXIST) return problem;
     exists = true;
   }
@@ -68,8 +67,9 @@ bool IsStillThere(const char* target) {
 
 Replacement ReplaceFile(const char* part, const char* target, Target known) {
   bool exists = known == Target::kExists;
-  const int problem =
-      known == Target::kMissingForSure ? RenameToNewName(part, target, known) : Replace(part, target, exists);
+  const int problem = known == Target::kMissingForSure
+                          ? RenamePatientlyToNewName(part, target, true)
+                          : Replace(part, target, exists, known == Target::kUnknown);
   if (problem == 0) return Replacement::kDone;
   const bool lost = exists && !IsStillThere(target);
   if (!lost) System().unlink(part);

@@ -7,6 +7,7 @@ namespace tvl {
 enum class Target {
   kExists,          // it existed when the part was created
   kMissing,         // it did not exist then
+  kUnknown,         // nobody has checked
   kMissingForSure,  // it must not exist now; nobody has checked
 };
 

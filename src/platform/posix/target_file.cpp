@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "host/file_access.h"
+#include "host/file_lock.h"
 #include "host/sync.h"
 #include "host/system_calls.h"
 #include "host/write_all.h"
@@ -193,9 +194,9 @@ bool TargetFile::OpenPart() {
   return FallBack(kOtherOwner);
 }
 
-// A group renames its parts long after it created them.
+// A group of level 2 renames its parts long after it created them.
 bool TargetFile::LooksFirst() const {
-  return !writing_.expects_new || writing_.group != nullptr;
+  return !writing_.expects_new || (writing_.group != nullptr && IsSynced());
 }
 
 // Creates the part. Returns 0 or an errno value. If another process removes the part as a dead one before it
@@ -218,9 +219,10 @@ int TargetFile::CreatePart() {
 }
 
 // A small part exists only for a moment. If another process removes it in that moment as a dead one, it is
-// written again, which costs less than holding each one.
+// written again, or fails in a group, which costs less than holding each one.
 bool TargetFile::HoldsPart() const {
-  return writing_.group != nullptr || writing_.holds_small_parts || !has_source_ || source_.size > kSmallPart;
+  return (writing_.group != nullptr && IsSynced()) || writing_.holds_small_parts || !has_source_ ||
+         source_.size > kSmallPart;
 }
 
 // Holds the part. Returns false if it was removed before, with 0 in `errno`, or cannot be examined.
@@ -322,16 +324,16 @@ bool TargetFile::FinishInPlace() {
 }
 
 bool TargetFile::FinishPart() {
-  const bool synced = writing_.safety == Safety::kSynced;
-  if (synced && writing_.group != nullptr) {
-    writing_.group->Take({file_, part_, path_, exists_, device_}, source_.allocated, writing_.failure);
-    file_ = INVALID_HANDLE_VALUE;
+  if (writing_.group != nullptr) {
+    PassToGroup();
     return true;
   }
+  const bool synced = IsSynced();
   if (const int problem = synced ? Sync(DescriptorOf(file_)) : 0) return Fail(problem);
   is_part_ = false;
   // Otherwise the file would still be held after the rename, and the next copy would be refused.
   ReleaseFile(file_);
+  CloseWithoutDelay(DescriptorOf(file_));
   if (!Close()) {
     System().unlink(part_.c_str());
     return false;
@@ -341,9 +343,16 @@ bool TargetFile::FinishPart() {
   if (replacement == Replacement::kPartLost && !HoldsPart()) why_ = Outcome::kPartLost;
   if (replacement == Replacement::kAppeared) why_ = Outcome::kAppeared;
   if (replacement != Replacement::kDone) return false;
-  if (synced && !SyncNameOf(path_)) return false;
-  if (writing_.group != nullptr) writing_.group->TakeDone();
-  return true;
+  return !synced || SyncNameOf(path_);
+}
+
+void TargetFile::PassToGroup() {
+  FinishedPart part = {file_, part_, path_, exists_, LooksFirst(), device_};
+  if (IsSynced())
+    writing_.group->Take(std::move(part), source_.allocated, writing_.failure);
+  else
+    writing_.group->Replace(std::move(part), writing_.failure);
+  file_ = INVALID_HANDLE_VALUE;
 }
 
 void TargetFile::Discard() {

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <new>
 
 #include "host/descriptor.h"
 #include "host/sync.h"
@@ -16,7 +17,7 @@
 #include "platform/names.h"
 #include "platform/posix/descriptor_of.h"
 #include "platform/posix/folder_of_file.h"
-#include "platform/posix/replace_file.h"
+#include "platform/posix/part_replacer.h"
 
 namespace tvl {
 namespace {
@@ -28,6 +29,11 @@ constexpr std::uint64_t kMostBytes = std::uint64_t{256} << 20;
 // there each file must be synced.
 constexpr unsigned int kSyncedWhole[] = {EXT4_SUPER_MAGIC, XFS_SUPER_MAGIC, BTRFS_SUPER_MAGIC,
                                          F2FS_SUPER_MAGIC, TMPFS_MAGIC,     NFS_SUPER_MAGIC};
+
+// The part of a copy that the group has nothing left to do for.
+FinishedPart NoPart() {
+  return {INVALID_HANDLE_VALUE, {}, {}, false, false, 0};
+}
 
 // Waiting parts are open, and the application needs descriptors as well.
 std::size_t MostFiles() {
@@ -41,16 +47,6 @@ bool SyncsWhole(int folder) {
   if (System().fstatfs(folder, &status) != 0) return false;
   const auto type = static_cast<unsigned int>(status.f_type);
   return std::find(std::begin(kSyncedWhole), std::end(kSyncedWhole), type) != std::end(kSyncedWhole);
-}
-
-bool Rename(const FinishedPart& part) {
-  ReleaseFile(part.file);
-  if (CloseHandle(part.file) != 0)
-    return ReplaceFile(part.path.c_str(), part.target.c_str(),
-                       part.target_exists ? Target::kExists : Target::kMissing) == Replacement::kDone;
-  NoteError(part.target.c_str(), LastErrorCode());
-  System().unlink(part.path.c_str());
-  return false;
 }
 
 }  // namespace
@@ -78,8 +74,19 @@ void TransferGroup::Take(FinishedPart part, std::uint64_t bytes, int failure) {
   bytes_ += bytes;
 }
 
+void TransferGroup::Replace(FinishedPart part, int failure) {
+  if (replacer_ == nullptr) replacer_ = std::make_unique<PartReplacer>();
+  entries_.push_back({NoPart(), failure, false});
+  try {
+    replacer_->Add(std::move(part), entries_.size() - 1);
+  } catch (const std::bad_alloc&) {
+    entries_.pop_back();
+    throw;
+  }
+}
+
 void TransferGroup::TakeDone() {
-  entries_.push_back({{INVALID_HANDLE_VALUE, {}, {}, false, 0}, 0, false});
+  entries_.push_back({NoPart(), 0, false});
 }
 
 // Opens the folder before the group's first sync, so that this reports all errors from now on.
@@ -128,8 +135,16 @@ int TransferGroup::SyncFolders() const {
 void TransferGroup::RenameAll() {
   for (Entry& entry : entries_) {
     if (entry.part.file == INVALID_HANDLE_VALUE) continue;
-    entry.failed = !Rename(entry.part);
+    entry.failed = !ReplaceTarget(entry.part);
     entry.part.file = INVALID_HANDLE_VALUE;
+  }
+}
+
+void TransferGroup::AwaitReplaced() {
+  if (replacer_ == nullptr) return;
+  for (const PartReplacer::Failure& failure : replacer_->Finish()) {
+    entries_.at(failure.index).failed = true;
+    RestoreLastError(failure.error);
   }
 }
 
@@ -152,14 +167,19 @@ std::vector<int> TransferGroup::End() {
     if (problem == 0) problem = SyncFolders();
   }
   if (problem != 0) FailAll(problem);
+  AwaitReplaced();
   std::transform(entries_.begin(), entries_.end(), results.begin(),
                  [](const Entry& entry) { return entry.failed ? entry.failure : 0; });
   Clear();
   return results;
 }
 
-// In a forked child the parts belong to the parent.
+// In a forked child the parts belong to the parent, and the threads do not exist.
 void TransferGroup::Clear() {
+  if (process_ == GetCurrentProcessId())
+    replacer_.reset();
+  else
+    static_cast<void>(replacer_.release());
   for (const Entry& entry : entries_) {
     if (entry.part.file == INVALID_HANDLE_VALUE) continue;
     if (process_ == GetCurrentProcessId()) {

@@ -80,10 +80,24 @@ def root_squash(context, result):
     _locks(squashed, result)
 
 
+def _configure_samba(server, edit):
+    server.must(f"{edit} && smbcontrol smbd reload-config && sleep 1")
+
+
 def server_disk(context, result):
     """A client on the file server itself, on the folder that is exported, next to one over the share."""
-    if context.kind.is_smb:
-        return result.figure("not supported: a computer with a lease on a file keeps its locks to itself")
+    if not context.kind.is_smb:
+        return _fight_on_server_disk(context, result)
+    server = context.fleet.server
+    # With a lease on a file, a computer keeps its locks to itself.
+    _configure_samba(server, "sed -i.bak '/^\\[smb\\]/a oplocks = no' /etc/samba/smb.conf")
+    try:
+        _fight_on_server_disk(context, result)
+    finally:
+        _configure_samba(server, "mv /etc/samba/smb.conf.bak /etc/samba/smb.conf")
+
+
+def _fight_on_server_disk(context, result):
     new_store(context).must(f"{TVL} table create turns.dat --key1 32 --record 32")
     server, alpha = context.fleet.server, context.fleet["alpha"]
     server.must(f"mkdir -p {MOUNT}; mountpoint -q {MOUNT} && umount {MOUNT}; mount --bind {context.kind.folder} {MOUNT}")

@@ -20,8 +20,8 @@ struct FinishedPart {
   std::string path;
   std::string target;
   bool target_exists;
-  bool target_examined;  // false: whether it exists is unknown
   std::uint64_t device;
+  bool target_examined = true;  // false: whether it exists is unknown
 };
 
 // Copies that are completed together. Those of level 2 are synced together: the file systems are synced once

@@ -347,7 +347,7 @@ bool TargetFile::FinishPart() {
 }
 
 void TargetFile::PassToGroup() {
-  FinishedPart part = {file_, part_, path_, exists_, LooksFirst(), device_};
+  FinishedPart part = {file_, part_, path_, exists_, device_, LooksFirst()};
   if (IsSynced())
     writing_.group->Take(std::move(part), source_.allocated, writing_.failure);
   else

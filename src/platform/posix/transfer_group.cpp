@@ -32,7 +32,7 @@ constexpr unsigned int kSyncedWhole[] = {EXT4_SUPER_MAGIC, XFS_SUPER_MAGIC, BTRF
 
 // The part of a copy that the group has nothing left to do for.
 FinishedPart NoPart() {
-  return {INVALID_HANDLE_VALUE, {}, {}, false, false, 0};
+  return {INVALID_HANDLE_VALUE, {}, {}, false, 0};
 }
 
 // Waiting parts are open, and the application needs descriptors as well.

@@ -9,6 +9,10 @@
 #include "platform/windows/replace_file.h"
 
 namespace tvl {
+
+// There is none: parts of level 1 replace their targets at once.
+class PartReplacer {};
+
 namespace {
 
 constexpr std::size_t kMostFiles = 1000;

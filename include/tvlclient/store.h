@@ -209,6 +209,61 @@ TVL_API int TVLStoreDropOrphan(const TVLStoreLayout* layout, const char* id, uns
 
 // Returns 1 if the file is a data file whose rows are in a database server, else 0.
 TVL_API int TVLIsTablePointer(const char* path);
+// --- Backup ---
+
+// What a backup or its restoration has copied.
+enum TVL_BACKUP_KIND {
+  TVL_BACKUP_FILE = 0,
+  TVL_BACKUP_FOLDER = 1,
+  TVL_BACKUP_LINK = 2,     // as it is, never what it leads to
+  TVL_BACKUP_TABLE = 3,    // with the rows of one moment
+  TVL_BACKUP_POINTER = 4,  // a table without its rows, which are in a database server
+  TVL_BACKUP_SKIPPED = 5   // left out, since it is neither file, folder nor link
+};
+
+typedef struct TVLBackupEntry {
+  const char* name;  // below the document root
+  enum TVL_BACKUP_KIND kind;
+  unsigned long long size;  // of a file or table in bytes, else 0
+} TVLBackupEntry;
+
+typedef void (*TVLBackupCallback)(const TVLBackupEntry* entry, void* userData);
+
+enum TVL_BACKUP_SCOPE {
+  TVL_BACKUP_LOOK = 0,  // only checks and reports
+  TVL_BACKUP_COPY = 1
+};
+
+// Copies a store, which may be in use, into `folder`, which must be empty or not exist: the configuration,
+// the tables.ini next to it, documents and tables, with times and, as far as this user may, owners and
+// access. Each file is one version of it: one that changes while it is being read is read again, for about 10
+// s. Each table has the rows of one moment; clients that write to it wait while it is copied. Presence
+// markers, locks and parts are left out. `callback` (may be null) is called for each name below the root.
+//
+// The backup appears complete: until then it is written as "<folder>.tvlpart", and what a killed process left
+// there is removed by the next backup to the same folder.
+//
+// Returns TVL_OK; TVL_ERR_BAD_PATH if `folder` is in the store, or if a document has a name that the store
+// itself needs in a restored store; TVL_ERR_STORE_IN_USE if another process is writing to the same folder;
+// TVL_ERR_CREATE_DIR if something cannot be written or `folder` is not empty; TVL_ERR_SERVER_FILE if
+// something cannot be read, as a table that is damaged or locked for too long; TVL_ERR_STOPPED, as the stop
+// hook says (TVLSetStopHook). `problem` may be null.
+TVL_API int TVLStoreBackup(const TVLStoreLayout* layout, const char* folder, enum TVL_BACKUP_SCOPE scope,
+                           TVLBackupCallback callback, void* userData, TVLStoreProblem* problem);
+
+// Makes a store of a backup in `folder`, which must be empty or not exist, and describes it in `layout`. In
+// its configuration every DocumentRoot becomes `folder`, and every TmpDir the default; lock table and folder
+// of markers are new. The store appears complete, like a backup. `callback` (may be null) is called as for
+// one; a table in a database server is the one of the old store.
+//
+// Returns TVL_OK; TVL_ERR_SERVER_FILE if `backup` is not a complete backup or cannot be read;
+// TVL_ERR_BAD_PATH, TVL_ERR_STORE_EXISTS and TVL_ERR_STORE_IN_USE as TVLStorePlan and TVLStoreBackup;
+// TVL_ERR_ROOT_UNDEFINED and the like if the configuration cannot be used in its new place; and
+// TVL_ERR_CREATE_DIR, TVL_ERR_DELETE_FILE or TVL_ERR_STOPPED as TVLStoreCreate and TVLStoreBackup. `problem`
+// may be null.
+TVL_API int TVLStoreRestore(const char* backup, const char* folder, enum TVL_BACKUP_SCOPE scope,
+                            TVLStoreLayout* layout, TVLBackupCallback callback, void* userData,
+                            TVLStoreProblem* problem);
 
 // --- Checking a share ---
 

@@ -67,6 +67,7 @@ void AddValueCommands(CLI::App& app, Invocation& invocation);
 void AddServiceCommands(CLI::App& app, Invocation& invocation);
 void AddPingCommand(CLI::App& app, Invocation& invocation);
 void AddStatusCommand(CLI::App& app, Invocation& invocation);
+void AddBackupCommands(CLI::App& app, Invocation& invocation);
 void AddDoctorCommand(CLI::App& app, Invocation& invocation);
 void AddCompletionCommands(CLI::App& app, Invocation& invocation);
 

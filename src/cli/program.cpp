@@ -45,6 +45,7 @@ void DescribeProgram(CLI::App& app, Invocation& invocation) {
   AddServiceCommands(app, invocation);
   AddPingCommand(app, invocation);
   AddStatusCommand(app, invocation);
+  AddBackupCommands(app, invocation);
   AddDoctorCommand(app, invocation);
   AddCompletionCommands(app, invocation);
 }

@@ -1,15 +1,12 @@
-#include <cerrno>
 #include <exception>
-#include <filesystem>
-#include <new>
 #include <string>
 #include <vector>
 
 #include <tvlclient/store.h>
 
-#include "base/fixed_text.h"
 #include "config/config.h"
 #include "config/store_layout.h"
+#include "frontend/store_problem.h"
 #include "frontend/table_checks.h"
 #include "platform/files.h"
 #include "platform/last_error.h"
@@ -27,28 +24,8 @@
 
 namespace {
 
+using tvl::RunOnStore;
 using tvl::StoreFailure;
-
-// Copies what failed for the caller, and returns its code.
-int Report(const StoreFailure& failure, TVLStoreProblem* problem) {
-  if (problem == nullptr) return failure.code;
-  problem->what = failure.what;
-  problem->error = failure.error;
-  tvl::CopyCut(problem->path, failure.path);
-  return failure.code;
-}
-
-// Runs an operation, whose lack of memory is one more failure.
-template <typename Operation>
-int Run(TVLStoreProblem* problem, Operation operation) try {
-  return Report(operation(), problem);
-} catch (const std::bad_alloc&) {
-  if (problem != nullptr) *problem = {"memory ran out", ENOMEM, {}};
-  return TVL_ERR_SERVER_FILE;
-} catch (const std::filesystem::filesystem_error& error) {
-  if (problem != nullptr) *problem = {"the file system cannot be read", error.code().value(), {}};
-  return TVL_ERR_SERVER_FILE;
-}
 
 // Runs a listing. Returns what it counted, or -1 if it could not be completed.
 template <typename Listing>
@@ -65,29 +42,34 @@ int VisitPaths(const std::vector<std::string>& paths, TVLPathCallback callback, 
   return static_cast<int>(paths.size());
 }
 
-StoreFailure ReadStore(const char* file, TVLStoreLayout& layout) {
-  CConfig config;
-  tvl::TakeLastError();
-  if (const int code = config.Read(file)) {
-    const tvl::LastError reason = tvl::TakeLastError();
-    return {code, "the configuration cannot be used", reason.code, reason.path};
-  }
-  return tvl::LayoutOf(config, layout);
-}
+}  // namespace
 
-bool CreateLockTable(const char* path) {
-  const tvl::TableEngineUse engine;
+bool tvl::CreateLockTableAt(const char* path) {
+  const TableEngineUse engine;
   return CCtreeFile::CreateFiles(path, kLockRecordLength, kLockKeyLength, 0) != 0;
 }
 
-}  // namespace
+StoreFailure tvl::ReadStoreAt(const char* configuration, TVLStoreLayout& layout) {
+  CConfig config;
+  TakeLastError();
+  if (const int code = config.Read(configuration)) {
+    const LastError reason = TakeLastError();
+    return {code, "the configuration cannot be used", reason.code, reason.path};
+  }
+  return LayoutOf(config, layout);
+}
+
+StoreFailure tvl::CreateMissingAt(const TVLStoreLayout& layout, int group, const TVLDatabase* database) {
+  ObeyTablesFile(layout.configuration, layout.locks);
+  return CreateMissingParts(layout, group, database, CreateLockTableAt);
+}
 
 int TVLStorePlan(const char* folder, TVLStoreLayout* layout, TVLStoreProblem* problem) {
-  return Run(problem, [=] { return tvl::PlanStore(folder, *layout); });
+  return RunOnStore(problem, [=] { return tvl::PlanStore(folder, *layout); });
 }
 
 int TVLStoreRead(const char* configFile, TVLStoreLayout* layout, TVLStoreProblem* problem) {
-  return Run(problem, [=] { return ReadStore(configFile, *layout); });
+  return RunOnStore(problem, [=] { return tvl::ReadStoreAt(configFile, *layout); });
 }
 
 int TVLStoreListMissing(const TVLStoreLayout* layout, TVLPathCallback callback, void* userData) {
@@ -95,18 +77,12 @@ int TVLStoreListMissing(const TVLStoreLayout* layout, TVLPathCallback callback, 
 }
 
 int TVLStoreCreate(const TVLStoreLayout* layout, int groupId, TVLStoreProblem* problem) {
-  return Run(problem, [=] {
-    tvl::ObeyTablesFile(layout->configuration, layout->locks);
-    return tvl::CreateMissingParts(*layout, groupId, nullptr, CreateLockTable);
-  });
+  return RunOnStore(problem, [=] { return tvl::CreateMissingAt(*layout, groupId, nullptr); });
 }
 
 int TVLStoreCreateInDatabase(const TVLStoreLayout* layout, int groupId, const TVLDatabase* database,
                              TVLStoreProblem* problem) {
-  return Run(problem, [=] {
-    tvl::ObeyTablesFile(layout->configuration, layout->locks);
-    return tvl::CreateMissingParts(*layout, groupId, database, CreateLockTable);
-  });
+  return RunOnStore(problem, [=] { return tvl::CreateMissingAt(*layout, groupId, database); });
 }
 
 TVL_FILE_KIND TVLStoreFileKind(const char* name) {
@@ -141,7 +117,7 @@ int TVLStoreRemoveLeftovers(const TVLStoreLayout* layout, TVLPathCallback callba
 
 int TVLCheckShare(const char* folder, const TVLStoreLayout* store, TVL_CHECK_SCOPE scope,
                   TVLFindingCallback callback, void* userData, TVLStoreProblem* problem) {
-  return Run(problem, [=] {
+  return RunOnStore(problem, [=] {
     const tvl::FindingReport report(callback, userData);
     StoreFailure failure = tvl::CheckShare(folder, store, scope, report);
     if (!failure && store != nullptr) tvl::CheckTables(*store, report);
@@ -151,6 +127,6 @@ int TVLCheckShare(const char* folder, const TVLStoreLayout* store, TVL_CHECK_SCO
 
 int TVLCheckShareWithPeer(const char* folder, const char* name, TVLFindingCallback callback, void* userData,
                           TVLStoreProblem* problem) {
-  return Run(problem,
-             [=] { return tvl::RunPeerChecks(folder, name, tvl::FindingReport(callback, userData)); });
+  return RunOnStore(problem,
+                    [=] { return tvl::RunPeerChecks(folder, name, tvl::FindingReport(callback, userData)); });
 }

@@ -52,6 +52,7 @@ struct statvfs;
   CALL(int, fsetxattr, (int file, const char* name, const void* value, std::size_t size))              \
   CALL(int, fremovexattr, (int file, const char* name))                                                \
   CALL(ssize_t, readlinkat, (int folder, const char* name, char* target, std::size_t size))            \
+  CALL(int, symlinkat, (const char* target, int folder, const char* name))                             \
   CALL(char*, realpath, (const char* path, char* resolved))                                            \
   CALL(int, access, (const char* path, int mode))                                                      \
   CALL(int, fstatfs, (int file, struct statfs* status))                                                \

@@ -8,6 +8,7 @@
 //
 //     tvl.ini                    the configuration: which folder is the root, and which the temporary folder
 //     tvl.ini.lock               locked by those who change the configuration
+//     tables.ini                 permits tables in a database server
 //     tmp/locks/dtlocks.dat      the lock table
 //     tmp/procs/*.tvp            the markers of live instances
 
@@ -19,6 +20,7 @@ constexpr std::size_t kLongestPath = 259;
 // The name of the configuration in a store that `tvl init` creates. Any other name is possible.
 constexpr char kConfigurationName[] = "tvl.ini";
 constexpr char kConfigurationLockSuffix[] = ".lock";
+constexpr char kTablesFileName[] = "tables.ini";
 
 // The folders, unless the configuration sets another temporary folder.
 constexpr char kTmpName[] = "tmp";

@@ -27,18 +27,6 @@ constexpr char kTooLongForMarkers[] =
     "has a path of more than 148 bytes, which is too long for the names of presence markers";
 static_assert(kLongestRoot == 148 && kMarkerReserve >= kLongestMarkerName);
 
-// A path without "." and doubled slashes; empty if it has none. Only one with ".." is looked up, because a
-// link before it decides where it leads; elsewhere the user's own form of the path is what other computers
-// see too.
-std::string FullPath(const std::string& folder) {
-  std::error_code problem;
-  fs::path path = fs::absolute(folder, problem);
-  if (problem) return {};
-  const bool leads_upward = std::find(path.begin(), path.end(), "..") != path.end();
-  path = leads_upward ? fs::weakly_canonical(path, problem) : path.lexically_normal();
-  return path.has_filename() ? path.generic_string() : path.parent_path().generic_string();
-}
-
 // Why the path cannot be written into a configuration; null if it can.
 const char* WhyNotWritable(const std::string& root) {
   for (const char character : root) {
@@ -147,6 +135,15 @@ StoreFailure CheckNobodyIsConnected(const TVLStoreLayout& layout) {
 }
 
 }  // namespace
+
+std::string FullPath(const std::string& folder) {
+  std::error_code problem;
+  fs::path path = fs::absolute(folder, problem);
+  if (problem) return {};
+  const bool leads_upward = std::find(path.begin(), path.end(), "..") != path.end();
+  path = leads_upward ? fs::weakly_canonical(path, problem) : path.lexically_normal();
+  return path.has_filename() ? path.generic_string() : path.parent_path().generic_string();
+}
 
 // A blank at the end would be trimmed, so such a value is quoted. A "$" begins a reference; "%$" means one,
 // but only in a value that has a reference as well. A "$" before the first slash refers to nothing and makes

@@ -10,6 +10,11 @@
 
 namespace tvl {
 
+// Returns a path without "." and doubled slashes; empty if it has none. Only one with ".." is looked up,
+// because a link before it decides where it leads; elsewhere the user's own form of the path is what other
+// computers see too.
+[[nodiscard]] std::string FullPath(const std::string& folder);
+
 // Describes the store to be created in `folder`. Fails where a configuration exists, or where the path cannot
 // be written into one and read back the same, or is too long for the names in a store.
 [[nodiscard]] StoreFailure PlanStore(const std::string& folder, TVLStoreLayout& layout);

@@ -4,6 +4,7 @@
 
 #include "base/fixed_text.h"
 #include "config/config.h"
+#include "store/layout.h"
 #include "table/engine_binding.h"
 
 namespace tvl {
@@ -11,7 +12,7 @@ namespace tvl {
 void ObeyTablesFile(const char* configuration, const char* folder) {
   const std::string_view path = configuration;
   PathText file;
-  file.Append(path.substr(0, path.find_last_of("\\/") + 1)).Append("tables.ini");
+  file.Append(path.substr(0, path.find_last_of("\\/") + 1)).Append(kTablesFileName);
   LoadTableEngine();
   if (file.Fits()) engine::PermitTables(folder, file.Text());
 }

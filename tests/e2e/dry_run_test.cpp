@@ -99,6 +99,8 @@ TEST_F(DryRun, NoCommandChangesAnything) {
       {2, {"ping"}, {"ping needs a server"}},
       {0, {"version", folder.Host("store/upd10.exe")}},
       {2, {"doctor", "--fix"}},
+      {0, {"backup", folder.Host("saved")}, {"would be backed up"}},
+      {1, {"restore", folder.Host("store"), folder.Host("new")}, {"not a complete backup"}},
       {0, {"status"}, {"parts of the store"}},
       {0, {"doctor"}, {"SafeOnTransfert"}},
   };

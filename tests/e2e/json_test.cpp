@@ -179,6 +179,10 @@ TEST_F(JsonOutput, MembersAreDocumented) {
       {"ping", 2, {}},
       {"status", 0, {}},
       {"status", 5, {"--config", "none"}},
+      {"backup", 0, {folder.Host("saved")}},
+      {"backup", 1, {folder.Host("saved")}},
+      {"restore", 0, {folder.Host("saved"), folder.Host("restored")}},
+      {"restore", 1, {folder.Host("store"), folder.Host("again")}},
       {"doctor", 0, {}},
       {"doctor", 6, {"none"}},
   };

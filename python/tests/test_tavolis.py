@@ -166,16 +166,6 @@ class StoreTest(unittest.TestCase):
         with self.assertRaises(tavolis.ConnectionFailed):
             table.read(None)
 
-    def test_example(self) -> None:
-        source, target = self.folder / "in.csv", self.folder / "out.csv"
-        text = "key,customer,total,count\r\nA1,Rossi,1.50,3\r\nA2,Bianchi,-2.25,0\r\n"
-        source.write_text(text, encoding="utf-8", newline="")
-        example = [sys.executable, str(HERE.parent / "examples" / "csv_table.py")]
-        config = str(self.config)
-        subprocess.run([*example, "import", config, "orders", SCHEMA, "6", str(source)], check=True)
-        subprocess.run([*example, "export", config, "orders", SCHEMA, str(target)], check=True)
-        self.assertEqual(target.read_text(encoding="utf-8"), text.replace("\r\n", "\n"))
-
     def test_threads(self) -> None:
         async def put_all() -> list[bool]:
             names = [f"t/{number}" for number in range(30)]

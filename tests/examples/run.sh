@@ -1,15 +1,20 @@
 #!/bin/bash
-# Usage: run.sh PREFIX TVL
-# Runs the examples whose programs have the prefix on a new store, and checks what they print and leave in it.
+# Usage: run.sh LANGUAGE PLACE TVL
+# Runs the examples of a language, whose programs are in PLACE, on a new store, and checks what they print and leave in
+# it. Exit code 77, for a skipped test, if the language is missing.
 
 set -euo pipefail
-prefix=$1 tvl=$2
+language=$1 place=$2 tvl=$3
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 cd "$scratch"
 export TVL_CONFIG=store/tvl.ini
 
-example() { "$prefix$1" "$TVL_CONFIG" "${@:2}"; }
+example() {
+  local program=("$place/${language}_$1")
+  if [ "$language" = python ]; then program=(python3 -W error "$place/$1.py"); fi
+  "${program[@]}" "$TVL_CONFIG" "${@:2}"
+}
 
 # expect TEXT COMMAND...: the command prints this text and succeeds.
 expect() {
@@ -77,7 +82,25 @@ try_event_loop() {
   cmp store/large work/large
 }
 
+try_csv_table() {
+  local schema='customer-D8 total-F7.2'
+  printf '%s\n' key,customer,total A1,Rossi,1.50 A2,Bianchi,-2.25 >in.csv
+  example csv_table import customers "$schema" 6 in.csv
+  example csv_table export customers "$schema" out.csv
+  cmp in.csv out.csv
+}
+
+subjects=(transfer locked_edit orders_table sync_preview)
+if [ "$language" = python ]; then
+  python3 -c 'import sys; sys.exit(sys.version_info < (3, 11))' 2>/dev/null || {
+    echo "Python 3.11 is not installed"
+    exit 77
+  }
+  subjects+=(csv_table)
+else
+  subjects+=(event_loop)
+fi
 "$tvl" init store >/dev/null
-for subject in transfer locked_edit orders_table sync_preview event_loop; do
+for subject in "${subjects[@]}"; do
   "try_$subject"
 done

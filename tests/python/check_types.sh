@@ -15,4 +15,4 @@ command -v mypy >/dev/null || {
   echo "mypy is not installed"
   exit 77
 }
-mypy --strict --python-executable "$2" --cache-dir=/dev/null tavolis tests examples
+mypy --strict --python-executable "$2" --cache-dir=/dev/null tavolis tests ../examples/python

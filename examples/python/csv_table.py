@@ -1,7 +1,7 @@
 """Writes the rows of a CSV file to a table, or a table to a CSV file.
 
-    csv_table.py import STORE.INI TABLE SCHEMA KEY_LENGTH FILE.CSV
-    csv_table.py export STORE.INI TABLE SCHEMA FILE.CSV
+    csv_table.py CONFIG import TABLE SCHEMA KEY_LENGTH FILE.CSV
+    csv_table.py CONFIG export TABLE SCHEMA FILE.CSV
 
 The first column of the file is the key of a row, named "key"; the others have the names of the fields.
 """
@@ -32,7 +32,7 @@ def import_rows(config: str, name: str, schema: str, key_length: str, path: str)
 def export_rows(config: str, name: str, schema: str, path: str) -> None:
     with Store.directory(config) as store, open(path, "w", newline="", encoding="utf-8") as file:
         table = store.table(name, schema)
-        writer = csv.writer(file)
+        writer = csv.writer(file, lineterminator="\n")
         writer.writerow(["key", *(field.name for field in table.fields)])
         for key, row in table.items():
             writer.writerow([key, *row.values()])
@@ -41,9 +41,9 @@ def export_rows(config: str, name: str, schema: str, path: str) -> None:
 def main(arguments: list[str]) -> int:
     try:
         match arguments:
-            case ["import", config, name, schema, key_length, path]:
+            case [config, "import", name, schema, key_length, path]:
                 import_rows(config, name, schema, key_length, path)
-            case ["export", config, name, schema, path]:
+            case [config, "export", name, schema, path]:
                 export_rows(config, name, schema, path)
             case _:
                 print(__doc__, file=sys.stderr)

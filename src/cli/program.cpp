@@ -7,7 +7,7 @@
 namespace tvl::cli {
 namespace {
 
-constexpr char kAbout[] = "Fetches files from a shared store of the Tavolis File System and stores them.";
+constexpr char kAbout[] = "Works with a shared store of files of the Tavolis File System.";
 constexpr char kFooter[] = R"(Examples:
   tvl init /srv/store
   tvl --config /srv/store/tvl.ini put report.pdf

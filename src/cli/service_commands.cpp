@@ -121,8 +121,8 @@ void AddServiceCommands(CLI::App& app, Invocation& invocation) {
   AddNamed(app, invocation, "packs", "List the update packs of the store", "PREFIX",
            "Prefix of their names (default: all)", RunPacks)
       .footer(
-          "Prints number, suffix and file of each pack in the folder of UpdateDirectory,\nsorted by "
-          "number.\n\nExamples:\n  tvl packs upd\n  tvl --json packs upd");
+          "Prints number, suffix and file of each pack in the folder that UpdateDirectory\nnames in "
+          "tvl.ini, sorted by number.\n\nExamples:\n  tvl packs upd\n  tvl --json packs upd");
   AddNamed(app, invocation, "version", "Print the version of tvl, of an executable or of a version file",
            "FILE", "A local file (default: the versions of tvl, its library and the table engine)",
            RunVersion)

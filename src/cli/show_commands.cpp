@@ -210,7 +210,7 @@ ExitStatus RunConfigCheck(const Options& options, Reporter& reporter) {
 void AddShowCommands(CLI::App& app, Invocation& invocation) {
   AddCommand(app, "info", "Show the connection to the store", "info", invocation, RunInfo)
       .footer("Examples:\n  tvl info\n  tvl --json info\n  tvl --tcp store.example:4000 info");
-  CLI::App* config = app.add_subcommand("config", "Show the configuration");
+  CLI::App* config = app.add_subcommand("config", "Show and check the configuration");
   config->require_subcommand(1);
   config->footer("Examples:\n  tvl config show\n  tvl config check");
   const auto origins = std::make_shared<bool>(false);
@@ -226,7 +226,7 @@ void AddShowCommands(CLI::App& app, Invocation& invocation) {
   AddCommand(*config, "check", "Find keys, values and references without effect", "config check", invocation,
              RunConfigCheck)
       .footer(
-          "Creates no folders and does not access the store. Exit 3: there are some.\n\nExamples:\n"
+          "Creates no folders and does not access the store. Exit 3: it found some.\n\nExamples:\n"
           "  tvl config check");
 }
 

@@ -187,11 +187,13 @@ Examples:
 
 void AddLockCommands(CLI::App& app, Invocation& invocation) {
   AddLockCommand(app, invocation);
-  AddNamed(app, invocation, "unlock", "Release the lock on an object if this client holds it", "NAME",
-           "Name of the object", RunUnlock)
-      .footer(
-          "Exit 4: another client holds the lock. Exit 5: the lock table cannot be used.\n\nExamples:\n"
-          "  tvl unlock ORD1");
+  CLI::App& unlock =
+      AddNamed(app, invocation, "unlock", "Release the lock on an object if this client holds it", "NAME",
+               "Name of the object, 1 to 32 bytes", RunUnlock);
+  unlock.get_option("NAME")->required();
+  unlock.footer(
+      "Exit 4: another client holds the lock. Exit 5: the lock table cannot be used.\n\nExamples:\n"
+      "  tvl unlock ORD1");
 }
 
 }  // namespace tvl::cli

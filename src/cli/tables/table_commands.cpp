@@ -208,7 +208,8 @@ constexpr char kSchemaExample[] =
 
 constexpr TableCommand kCommands[] = {
     {"create", "Create a table", Create, false, nullptr, nullptr, false,
-     "An existing table is replaced only with --replace, and only if no client has it\nopen.\n\nExamples:\n"
+     "The folder of the table must exist; 'tvl mkdir' creates it. An existing table is\nreplaced only with "
+     "--replace, and only if no client has it open.\n\nExamples:\n"
      "  tvl table create data/orders.dat --key1 8 --schema 'number-D8 total-F7.2'"},
     {"info", "Show a table's lengths and number of rows", Info, false, nullptr, nullptr, false,
      "Examples:\n  tvl table info data/orders.dat"},

@@ -45,14 +45,15 @@ void AddTransferCommand(const TransferCommand& about, CLI::App& app, Invocation&
                    return RunTransfer(direction, options, reporter, *request);
                  });
   AddNames(command, request->names, about.names_help, "NAME");
+  const bool puts = about.direction == Direction::kPut;
   CLI::Option& to = AddText(command, "-t,--to", request->other.folder,
-                            "Transfer into this folder of the other side", "DIR");
-  AddText(command, "--as", request->other.name, "Name on the other side (for a single NAME)", "NAME")
+                            puts ? "Store in this folder of the store" : "Write to this local folder", "DIR");
+  AddText(command, "--as", request->other.name,
+          puts ? "Name in the store (for a single NAME)" : "Local name (for a single NAME)", "NAME")
       .excludes(&to);
   command.add_flag("-r,--recursive", request->recursive, "Transfer whole trees");
   command.add_flag("-f,--force", request->force, "Transfer even files that are the same on both sides");
-  if (about.direction == Direction::kPut)
-    command.add_flag("--follow", request->follow, "Write through links that lead out of the store");
+  if (puts) command.add_flag("--follow", request->follow, "Write through links that lead out of the store");
   command.footer(about.examples);
 }
 

@@ -6,7 +6,7 @@
 
 #include <tvlclient/tvlc.h>
 
-/* A text of 8 bytes, and a number of 7 digits, 2 of them after the point. */
+/* A text of 8 bytes, and a number of 7 digits before the point and 2 after it. */
 static const char kSchema[] = "number-D8 total-F7.2";
 enum { KEY_LENGTH = 8 };
 

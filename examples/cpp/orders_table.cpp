@@ -8,7 +8,7 @@
 
 namespace {
 
-// A text of 8 bytes, and a number of 7 digits, 2 of them after the point, which takes 5 bytes.
+// A text of 8 bytes, and a number of 7 digits before the point and 2 after it, which takes 5 bytes.
 constexpr char kSchema[] = "number-D8 total-F7.2";
 constexpr int kRecordLength = 13;
 constexpr int kKeyLength = 8;

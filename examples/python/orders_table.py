@@ -9,7 +9,7 @@ import sys
 
 from tavolis import FileError, Store, Table, TavolisError
 
-# A text of 8 bytes, and a number of 7 digits, 2 of them after the point.
+# A text of 8 bytes, and a number of 7 digits before the point and 2 after it.
 SCHEMA = "number-D8 total-F7.2"
 ORDERS = {"A1": "12.50", "A2": "7.00", "B1": "-3.20"}
 

@@ -254,7 +254,7 @@ TVL_API int TVLStoreBackup(const TVLStoreLayout* layout, const char* folder, enu
 // Makes a store of a backup in `folder`, which must be empty or not exist, and describes it in `layout`. In
 // its configuration every DocumentRoot becomes `folder`, and every TmpDir the default; lock table and folder
 // of markers are new. The store appears complete, like a backup. `callback` (may be null) is called as for
-// one; a table in a database server is the one of the old store.
+// one. A table in a database server is refused until TVLStoreAdoptTable or TVLStoreForkTable.
 //
 // Returns TVL_OK; TVL_ERR_SERVER_FILE if `backup` is not a complete backup or cannot be read;
 // TVL_ERR_BAD_PATH, TVL_ERR_STORE_EXISTS and TVL_ERR_STORE_IN_USE as TVLStorePlan and TVLStoreBackup;

@@ -19,9 +19,9 @@ namespace {
 
 constexpr char kRowsNotCopied[] = "its rows are in a database server; back them up there with pg_dump";
 constexpr char kRowsShared[] =
-    "its rows are in a database server, and remain those of the store that was backed up; restore them there "
-    "with "
-    "pg_restore if they are lost";
+    "its rows are in a database server; run 'tvl table adopt' to use them in this store instead of the old "
+    "one, or "
+    "'tvl table fork' for a copy of them";
 
 // How the result of a command is called: for people, in JSON, and in JSON with -n.
 struct ResultWords {

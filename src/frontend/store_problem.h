@@ -41,7 +41,8 @@ int RunOnStore(TVLStoreProblem* problem, Operation operation) try {
 
 // Creates the parts of the store that do not exist, with a lock table where its tables.ini says. `database`,
 // unless null: a new store gets a tables.ini that names this server.
-[[nodiscard]] StoreFailure CreateMissingAt(const TVLStoreLayout& layout, int group, const TVLDatabase* database);
+[[nodiscard]] StoreFailure CreateMissingAt(const TVLStoreLayout& layout, int group,
+                                           const TVLDatabase* database);
 
 }  // namespace tvl
 

@@ -23,6 +23,7 @@ MARK = "=== example"
 NOT_RUN = {
     "tvl doctor --peer monday /mnt/store": "needs a second computer",
     "tvl lock ORD1 -- vi order1.txt": "needs a person at the editor",
+    "tvl init --postgresql store /srv/large": "needs a PostgreSQL server",
     "tvlserver --config /srv/store/tvl.ini --listen 0.0.0.0:7440 --allow 10.0.0.0/8": "runs until it is stopped",
     "tvl --tcp store.example.org:7440 ping": "needs a server with this name",
     ("tvl.ini.5", "tvl config show --origin"): "depends on the name of the computer and on /etc",

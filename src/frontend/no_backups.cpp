@@ -8,7 +8,8 @@ namespace {
 
 int NotOffered(const char* folder, TVLStoreProblem* problem) {
   return tvl::RunOnStore(problem, [=] {
-    return tvl::StoreFailure{TVL_ERR_NOT_SUPPORTED, "stores are backed up and restored on Linux only", 0, folder};
+    return tvl::StoreFailure{TVL_ERR_NOT_SUPPORTED, "stores are backed up and restored on Linux only", 0,
+                             folder};
   });
 }
 

@@ -201,7 +201,7 @@ std::vector<std::string> MissingParts(const TVLStoreLayout& layout) {
 
 std::string TablesFileOf(const TVLStoreLayout& layout) {
   const std::string configuration = layout.configuration;
-  return configuration.substr(0, configuration.rfind('/') + 1) + "tables.ini";
+  return configuration.substr(0, configuration.rfind('/') + 1) + kTablesFileName;
 }
 
 StoreFailure CreateMissingParts(const TVLStoreLayout& layout, int group, const TVLDatabase* database,

@@ -136,8 +136,8 @@ void AddStatusCommand(CLI::App& app, Invocation& invocation) {
 changes nothing. With --tcp, shows how the server answers. Waits 10 s at most,
 or as long as --timeout says.
 
-Exit status: 0 if all is well, 1 if not, 5 if the store cannot be reached, or the
-PostgreSQL server with its lock table.
+Exit status: 0 if all is well, 1 if not, 5 if the store cannot be reached, or
+the PostgreSQL server with its lock table.
 
 Examples:
   tvl status

@@ -183,9 +183,9 @@ struct PlaceCommand {
 
 constexpr PlaceCommand kPlaceCommands[] = {
     {"move", "Move the rows of a table to PostgreSQL, or to its file", Move,
-     "The copied rows are compared before the table is replaced in one step. Nobody may\nhave the table "
-     "open. "
-     "The lock table can be moved when all clients have ended.\nThe store's tables.ini names the server.\n\n"
+     "The copied rows are compared before the table is replaced in one step. Nobody\nmay have the table "
+     "open. The lock table can be moved when all clients have\nended. The store's tables.ini names the "
+     "server.\n\n"
      "Examples:\n  tvl table move data/orders.dat --to postgresql\n"
      "  tvl table move tmp/locks/dtlocks.dat --to postgresql"},
     {"adopt", "Let a data file that was copied or restored have its rows", Adopt,

@@ -192,9 +192,9 @@ void Session::Unguard() {
 
 bool Session::IsUsable() {
   if (isBroken_ || PQstatus(connection_) != CONNECTION_OK || prepared_.size() > kMostPrepared) return false;
+  // What a server sends unasked is usually its end. At worst, a connection is replaced without need.
   pollfd waiting = {PQsocket(connection_), POLLIN, 0};
-  if (poll(&waiting, 1, 0) == 0) return true;
-  return PQconsumeInput(connection_) == 1 && PQstatus(connection_) == CONNECTION_OK;
+  return poll(&waiting, 1, 0) == 0;
 }
 
 void Session::NoteLoss(const char* reason) {

@@ -159,6 +159,13 @@ TEST_F(JsonOutput, MembersAreDocumented) {
       {"table read", 6, {"none"}},
       {"table export", 0, {"t"}},
       {"table export", 6, {"none"}},
+      {"table move", 0, {"t", "--to", "postgresql", "-n"}},
+      {"table move", 1, {"t", "--to", "sqlite"}},
+      {"table adopt", 0, {"t", "-n"}},
+      {"table adopt", 1, {"t"}},
+      {"table fork", 0, {"t", "-n"}},
+      {"table fork", 1, {"t"}},
+      {"table gc", 1, {}},
       {"table delete", 0, {"t", "A"}},
       {"table delete", 1, {"t", "A"}},
       {"env set", 0, {"Name", "1"}},
@@ -194,7 +201,8 @@ TEST_F(JsonOutput, MembersAreDocumented) {
     const Server server(Answers({"TVL/1.2\t0\t7\t0\t1\tshort\tlong", kAlive}));
     Run(command, 0, {"--tcp", "127.0.0.1:" + std::to_string(server.Port())});
   }
-  const std::map<std::string, Members> documented = DocumentedMembers();
+  std::map<std::string, Members> documented = DocumentedMembers();
+  documented.erase("table gc");  // its documents need a database server
   EXPECT_EQ(seen_.size(), documented.size());
   for (const auto& [command, members] : documented) EXPECT_EQ(seen_[command], members) << command;
   for (const Words& words : AllCommands()) {

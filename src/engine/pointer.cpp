@@ -3,14 +3,16 @@
 #include <algorithm>
 #include <charconv>
 
+#include "store/table_kind.h"
+
 namespace tvl::engine {
 namespace {
 
 using std::string_view;
 
-constexpr string_view kMagic = "TVLTABLE ";
 constexpr string_view kHead = "TVLTABLE 1\nengine=postgresql\nid=";
 constexpr string_view kEnd = "end\n";  // an incomplete file has none
+static_assert(kHead.starts_with(kPointerMark));
 
 bool IsHexDigit(char letter) {
   return (letter >= '0' && letter <= '9') || (letter >= 'a' && letter <= 'f');
@@ -34,7 +36,7 @@ bool IsTableId(string_view text) {
 }
 
 bool IsPointer(string_view bytes) {
-  return bytes.starts_with(kMagic);
+  return bytes.starts_with(kPointerMark);
 }
 
 // The result is compared with the text that it would be written as, so that no other spelling is accepted.

@@ -3,10 +3,9 @@
 namespace tvl {
 namespace {
 
-constexpr std::string_view kPointerMark = "TVLTABLE ";
-
-// The database's application id. The first bytes of a database are written last, so they don't decide.
+// The bytes of the application id. The first bytes of a database are written last, so they don't decide.
 constexpr std::string_view kDatabaseMark = "TVLT";
+static_assert(kApplicationId == (('T' * 256 + 'V') * 256 + 'L') * 256 + 'T');
 constexpr std::size_t kDatabaseMarkAt = 68;
 static_assert(kDatabaseMarkAt + kDatabaseMark.size() == kTableStart);
 

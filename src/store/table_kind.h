@@ -11,6 +11,12 @@ enum class TableKind {
   kElsewhere,  // the rows are in a database server
 };
 
+// How a file starts whose rows are in a database server.
+constexpr std::string_view kPointerMark = "TVLTABLE ";
+
+// The application id of a database in a file, whose bytes are "TVLT" there.
+constexpr int kApplicationId = 0x54564C54;
+
 // The number of bytes at the start of a file that decide.
 constexpr unsigned int kTableStart = 72;
 

@@ -16,6 +16,7 @@
 #include "host/opening_apart.h"
 #include "host/system_calls.h"
 #include "store/lock_ranges.h"
+#include "store/table_kind.h"
 
 namespace tvl::engine {
 namespace {
@@ -81,7 +82,6 @@ constexpr const char* kMakeTables =
     "CREATE TABLE layout(record INTEGER NOT NULL, key1 INTEGER NOT NULL, key2 INTEGER NOT NULL);";
 constexpr const char* kMakeIndex = "CREATE INDEX records_by_key2 ON records(key2);";
 
-constexpr int kApplicationId = 0x54564C54;  // "TVLT"
 constexpr int kLongestValue = 1 << 20;
 
 // A file may come from anyone, so no code in it may run.

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <iterator>
+#include <string_view>
 #include <type_traits>
 
 #include "host/system_calls.h"
@@ -123,6 +124,28 @@ template <typename Operation>
 auto WithFault(int at, int error, Operation operation) {
   return WithFault(at, error, Faults::Span::kOne, operation);
 }
+
+// Makes renames to names that end like this fail.
+class FailingRename {
+ public:
+  explicit FailingRename(const char* end) {
+    end_ = end;
+    real_ = tvl::System().renameat_noreplace;
+    tvl::System().renameat_noreplace = [](int from_folder, const char* from, int to_folder, const char* to) {
+      if (!std::string_view(to).ends_with(end_)) return real_(from_folder, from, to_folder, to);
+      errno = EIO;
+      return -1;
+    };
+  }
+  ~FailingRename() { tvl::System().renameat_noreplace = real_; }
+  FailingRename(const FailingRename&) = delete;
+  FailingRename& operator=(const FailingRename&) = delete;
+
+ private:
+  using Call = int (*)(int, const char*, int, const char*);
+  static inline std::string_view end_;
+  static inline Call real_ = nullptr;
+};
 
 #endif
 

@@ -6,6 +6,10 @@
 // For systems on which no system call can be made to fail: tests run each operation once, without a fault.
 
 constexpr bool kHasFaults = false;
+
+struct FailingRename {
+  explicit FailingRename(const char* /*end*/) {}
+};
 constexpr int ESTALE = 116;
 
 class Faults {

@@ -81,6 +81,8 @@ class TargetFile {
   [[nodiscard]] HANDLE Create(const std::string& path, unsigned int mode) const;
   [[nodiscard]] bool IsSourceFile(const SourceTraits& found) const;
   [[nodiscard]] bool HasSpace(std::uint64_t freed) const;
+  static constexpr std::size_t kHoleBlock = 4096;
+  void AllowHoles();
   [[nodiscard]] bool SkipBlock();
   [[nodiscard]] bool EndHole();
   [[nodiscard]] bool FinishInPlace();

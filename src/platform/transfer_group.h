@@ -16,13 +16,17 @@ class PartReplacer;
 
 // A complete part that has not replaced its target yet. All paths are host paths.
 struct FinishedPart {
-  HANDLE file;  // open and held
+  HANDLE file = INVALID_HANDLE_VALUE;  // open and held
   std::string path;
   std::string target;
-  bool target_exists;
-  std::uint64_t device;
+  bool target_exists = false;
+  std::uint64_t device = 0;
   bool target_examined = true;  // false: whether it exists is unknown
 };
+
+// Closes an open part and renames it to its target. Returns false and notes an error on failure; then the
+// part is removed, unless the target is gone.
+[[nodiscard]] bool ReplaceTarget(const FinishedPart& part);
 
 // Copies that are completed together. Those of level 2 are synced together: the file systems are synced once
 // before all parts are renamed and once afterwards, so a copy costs a fraction of a sync. Those of level 1
@@ -64,6 +68,9 @@ class TransferGroup {
   };
   struct Mounted;
 
+  static constexpr std::size_t kMostFiles = 1000;
+  static constexpr std::uint64_t kMostBytes = std::uint64_t{256} << 20;
+
   void NoteMount(const FinishedPart& part);
   [[nodiscard]] bool IsSyncedWhole(const FinishedPart& part) const;
   [[nodiscard]] int SyncMounts() const;
@@ -72,6 +79,7 @@ class TransferGroup {
   void RenameAll();
   void AwaitReplaced();
   void FailAll(int problem);
+  [[nodiscard]] std::vector<int> Results() const;
   void Clear();
 
   std::vector<Entry> entries_;

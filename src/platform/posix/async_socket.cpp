@@ -13,23 +13,21 @@
 #include <utility>
 
 #include "host/fork_guard.h"
+#include "platform/common/socket_state.h"
 #include "platform/last_error.h"
 #include "platform/posix/descriptor_of.h"
 #include "platform/posix/waited_socket.h"
 
 namespace {
 
-constexpr int kHostNotFound = 11001;
+using tvl::kHostNotFound;
+using tvl::socket_error;
+using tvl::waited_socket;
 
 // A peer that disappears silently is detected after two minutes, not after the system's two hours.
 constexpr int kSecondsBeforeProbe = 60;
 constexpr int kSecondsBetweenProbes = 15;
 constexpr int kProbes = 4;
-
-// Trivially destructible, like all static data here, because a connection may be closed while the process
-// exits.
-constinit thread_local int last_error = 0;
-constinit thread_local CAsyncSocket* waited_socket = nullptr;
 
 int Code(int error) {
   switch (error) {
@@ -52,7 +50,7 @@ int ConnectCode(int error) {
 }
 
 BOOL Succeeded(bool success) {
-  if (!success) last_error = Code(errno);
+  if (!success) socket_error = Code(errno);
   return success ? 1 : 0;
 }
 
@@ -63,7 +61,7 @@ int Transfer(Call call) {
   do {
     result = call();
   } while (result < 0 && errno == EINTR);
-  if (result < 0) last_error = Code(errno);
+  if (result < 0) socket_error = Code(errno);
   return static_cast<int>(result);
 }
 
@@ -100,10 +98,6 @@ addrinfo* LookUp(const char* host, unsigned int port) {
 
 }  // namespace
 
-int WSAGetLastError() {
-  return last_error;
-}
-
 // A host without an address has no errno value.
 void tvl::NoteSocketError(int code) {
   static constexpr struct {
@@ -133,15 +127,15 @@ BOOL CAsyncSocket::Create(unsigned int /*port*/, int /*type*/, long events, cons
   CAsyncSocket::Close();
   events_ = events;
   if (native_ == nullptr) native_.reset(new (std::nothrow) Native);
-  if (native_ == nullptr) last_error = WSAENOBUFS;
+  if (native_ == nullptr) socket_error = WSAENOBUFS;
   return native_ != nullptr ? 1 : 0;
 }
 
 BOOL CAsyncSocket::Connect(const char* host, unsigned int port) {
   native_->addresses = LookUp(host, port);
   native_->next_address = native_->addresses;
-  last_error = native_->addresses == nullptr ? kHostNotFound : TryNextAddress();
-  return last_error == 0 ? 1 : 0;
+  socket_error = native_->addresses == nullptr ? kHostNotFound : TryNextAddress();
+  return socket_error == 0 ? 1 : 0;
 }
 
 // Returns 0 if connected at once, WSAEWOULDBLOCK if in progress, or the failure of the last address.
@@ -188,18 +182,6 @@ void CAsyncSocket::ForgetAddresses() {
   native_->next_address = nullptr;
 }
 
-void CAsyncSocket::BecomeConnected() {
-  ForgetAddresses();
-  read_due_ = true;
-  write_due_ = true;
-}
-
-BOOL CAsyncSocket::AsyncSelect(long events) {
-  events_ = events;
-  read_due_ = true;
-  return 1;
-}
-
 int CAsyncSocket::Receive(void* buffer, int length, int flags) {
   read_due_ = true;
   return Transfer([=, this] {
@@ -211,7 +193,7 @@ int CAsyncSocket::Send(const void* buffer, int length, int flags) {
   const int sent = Transfer([=, this] {
     return send(tvl::DescriptorOf(Handle()), buffer, static_cast<std::size_t>(length), flags | MSG_NOSIGNAL);
   });
-  if (sent < 0 && last_error == WSAEWOULDBLOCK) write_due_ = true;
+  if (sent < 0 && socket_error == WSAEWOULDBLOCK) write_due_ = true;
   return sent;
 }
 
@@ -241,11 +223,6 @@ bool CAsyncSocket::HasPeerEnded() const {
   pollfd socket = {tvl::DescriptorOf(Handle()), POLLRDHUP, 0};
   return Handle() == INVALID_HANDLE_VALUE || poll(&socket, 1, 0) != 0;
 }
-
-void CAsyncSocket::OnReceive(int /*code*/) {}
-void CAsyncSocket::OnSend(int /*code*/) {}
-void CAsyncSocket::OnConnect(int /*code*/) {}
-void CAsyncSocket::OnClose(int /*code*/) {}
 
 void CAsyncSocket::Notify(short ready) {
   if (connecting_) {
@@ -286,21 +263,10 @@ void CAsyncSocket::NotifyOfInput() {
   const int seen = Transfer([&] { return recv(tvl::DescriptorOf(Handle()), &byte, 1, MSG_PEEK); });
   if (seen > 0) return;  // it has just arrived: the next pump reports it
   if (seen == 0) NotifyOfClose(0);
-  if (seen < 0 && last_error != WSAEWOULDBLOCK) NotifyOfClose(last_error);
-}
-
-void CAsyncSocket::NotifyOfClose(int code) {
-  closed_ = true;
-  OnClose(code);
+  if (seen < 0 && socket_error != WSAEWOULDBLOCK) NotifyOfClose(socket_error);
 }
 
 namespace tvl {
-
-SocketWait::SocketWait(CAsyncSocket& socket) : outer_(std::exchange(waited_socket, &socket)) {}
-
-SocketWait::~SocketWait() {
-  waited_socket = outer_;
-}
 
 pollfd WaitedSocket::Poll() {
   const CAsyncSocket* socket = waited_socket;

@@ -5,7 +5,6 @@
 #include <chrono>
 #include <climits>
 #include <cstdlib>
-#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,10 +16,10 @@
 #include "host/sync.h"
 #include "host/system_calls.h"
 #include "host/write_all.h"
+#include "platform/common/ini_change.h"
 #include "platform/common/ini_edit.h"
 #include "platform/held_file.h"
 #include "platform/host_path.h"
-#include "platform/ini_file.h"
 #include "platform/last_error.h"
 #include "platform/posix/ini_contents.h"
 #include "platform/posix/open_file.h"
@@ -35,15 +34,8 @@ namespace {
 
 using std::string_view;
 
-constexpr int kTurnSeconds = 10;
 constexpr int kRenameSeconds = 10;
 constexpr int kRetrySeconds = 1;
-
-// Why a write failed, and the file concerned.
-struct Outcome {
-  int problem;
-  std::string path;
-};
 
 std::string PartOf(const std::string& path) {
   return FolderOf(path) + "." + path.substr(path.rfind('/') + 1) + kPartSuffix;
@@ -171,7 +163,7 @@ class Part {
 
 // Resolves links, so that the new contents replace the file and not a link. Creates a missing file, unless it
 // disappeared in a refused rename and only its part is left.
-Outcome ResolveOnce(const char* path, std::string& resolved) {
+IniOutcome ResolveOnce(const char* path, std::string& resolved) {
   char target[PATH_MAX];
   if (System().realpath(HostPath(path).Text(), target) == nullptr) {
     const std::string part = PartOf(HostPath(path).Text());
@@ -186,8 +178,8 @@ Outcome ResolveOnce(const char* path, std::string& resolved) {
 }
 
 // Another writer may be about to give the part the name of the missing file.
-Outcome Resolve(const char* path, std::string& resolved) {
-  Outcome outcome = {};
+IniOutcome Resolve(const char* path, std::string& resolved) {
+  IniOutcome outcome = {};
   static_cast<void>(Retry(
       kRetrySeconds, [](int problem) { return problem == EEXIST; },
       [&] {
@@ -197,13 +189,7 @@ Outcome Resolve(const char* path, std::string& resolved) {
   return outcome;
 }
 
-struct Change {
-  string_view section;
-  string_view key;
-  std::optional<string_view> value;
-};
-
-Outcome Rewrite(const std::string& path, const Change& change) {
+IniOutcome Rewrite(const std::string& path, const IniChange& change) {
   OldFile old;
   if (const int problem = old.Read(path)) return {problem, path};
   const std::string contents = EditIni(old.contents, change.section, change.key, change.value);
@@ -214,44 +200,14 @@ Outcome Rewrite(const std::string& path, const Change& change) {
   return {problem, part.Subject()};
 }
 
-// Tries to write the file. The problem is EAGAIN if another writer has the turn.
-Outcome TryWrite(const char* file, const Change& change) {
+}  // namespace
+
+IniOutcome TryWriteIni(const char* file, const IniChange& change) {
   std::string path;
-  if (Outcome failed = Resolve(file, path); failed.problem != 0) return failed;
+  if (IniOutcome failed = Resolve(file, path); failed.problem != 0) return failed;
   Turn turn(path);
   if (const int problem = turn.Take()) return {problem, turn.Path()};
   return Rewrite(path, change);
 }
 
-Outcome Write(const char* file, const Change& change) {
-  if (!CanBeIniLine(change.key, change.value)) return {EINVAL, file};
-  Outcome outcome = {};
-  const int problem = Retry(
-      kTurnSeconds, [](int result) { return result == EAGAIN; },
-      [&] {
-        outcome = TryWrite(file, change);
-        return outcome.problem;
-      });
-  if (problem == EAGAIN) outcome.problem = EBUSY;
-  return outcome;
-}
-
-}  // namespace
 }  // namespace tvl
-
-BOOL WritePrivateProfileStringA(const char* section, const char* key, const char* value,
-                                const char* file) try {
-  const tvl::LastError before = tvl::TakeLastError();
-  const std::optional<std::string_view> text =
-      value == nullptr ? std::nullopt : std::optional<std::string_view>(value);
-  const tvl::Outcome outcome = tvl::Write(file, {section, key, text});
-  if (outcome.problem == 0) {
-    tvl::RestoreLastError(before);
-    return 1;
-  }
-  tvl::NoteError(outcome.path.c_str(), outcome.problem);
-  return 0;
-} catch (const std::bad_alloc&) {
-  tvl::NoteError(file, ENOMEM);
-  return 0;
-}

@@ -14,12 +14,8 @@
 
 namespace tvl {
 
-// Closes an open part and renames it to its target. Returns false and notes an error on failure; then the
-// part is removed, unless the target is gone.
-[[nodiscard]] bool ReplaceTarget(const FinishedPart& part);
-
-// Does the same on threads of its own while the caller copies the next file: on a network share both steps
-// wait for the server. Parts of the same target are handled in their order.
+// Calls ReplaceTarget on threads of its own while the caller copies the next file: on a network share
+// closing and renaming wait for the server. Parts of the same target are handled in their order.
 class PartReplacer {
  public:
   struct Failure {

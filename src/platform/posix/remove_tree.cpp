@@ -11,6 +11,7 @@
 #include "host/descriptor.h"
 #include "host/folder_reader.h"
 #include "host/system_calls.h"
+#include "platform/common/removal_path.h"
 #include "platform/copy_file.h"
 #include "platform/host_path.h"
 #include "platform/last_error.h"
@@ -43,16 +44,9 @@ std::uint64_t LengthOf(int folder, const char* name) {
 // One removal, with the path that it has reached, in the form with backslashes.
 class Walk {
  public:
-  explicit Walk(const RemovalHooks& hooks) : hooks_(hooks) {}
+  explicit Walk(const RemovalHooks& hooks) : hooks_(hooks), path_(hooks) {}
 
-  void SetPath(string_view path) {
-    length_ = path.copy(path_, sizeof path_ - 1);
-    path_[length_] = 0;
-  }
-
-  void Report(std::uint64_t size) {
-    if (hooks_.reached != nullptr) hooks_.reached(path_, size, hooks_.argument);
-  }
+  RemovalPath& Path() { return path_; }
 
   // `kind` is the DT_ value of the name.
   Removal RemoveEntry(int folder, const char* name, unsigned char kind) {
@@ -64,11 +58,6 @@ class Walk {
     return kind == DT_DIR ? RemoveFolder(folder, name) : RemoveFile(folder, name, kind);
   }
 
-  Removal Fail(Removal result, int problem) {
-    NoteError(path_, problem);
-    return result;
-  }
-
  private:
   Removal RemoveFile(int folder, const char* name, unsigned char kind) {
     const bool wanted = hooks_.reached != nullptr;
@@ -78,18 +67,19 @@ class Walk {
                             : DeleteAt(folder, name, kind, wanted ? &size : nullptr);
     const bool gone = problem == 0 || SaysGone(problem);
     if (wanted && !gone && size == 0 && kind == DT_REG) size = LengthOf(folder, name);
-    Report(size);
-    return gone ? Removal::kDone : Fail(Removal::kFileStays, problem);
+    path_.Report(size);
+    return gone ? Removal::kDone : path_.Fail(Removal::kFileStays, problem);
   }
 
   // Another file system gets a copy.
   int MoveAway(int folder, const char* name, unsigned char kind) {
-    const char* const target = hooks_.destination(path_, hooks_.argument);
+    const char* const target = hooks_.destination(path_.Text(), hooks_.argument);
     if (target == nullptr) return LastErrorCode();
     const int problem = MoveAwayAt(folder, name, kind, HostPath(target).Text());
     if (problem != EXDEV || kind != DT_REG) return problem;
     const Writing writing = {.safety = Safety::kSynced, .expects_new = true};
-    if (!IsCopied(CopyFile(path_, target, writing, CopiedTimes::kAccessedAndWritten))) return LastErrorCode();
+    if (!IsCopied(CopyFile(path_.Text(), target, writing, CopiedTimes::kAccessedAndWritten)))
+      return LastErrorCode();
     return DeleteAt(folder, name, kind, nullptr);
   }
 
@@ -99,12 +89,12 @@ class Walk {
     if (reading_problem == ENOTDIR) return RemoveFile(folder, name, DT_UNKNOWN);  // it was replaced
     if (const Removal result = RemoveContents(std::move(opened), reading_problem); result != Removal::kDone)
       return result;
-    Report(0);
+    path_.Report(0);
     if (System().unlinkat(folder, name, AT_REMOVEDIR) == 0) return Removal::kDone;
     const int refusal = errno;
     if (SaysGone(refusal) && IsGone(folder, name)) return Removal::kDone;
     const bool unread = reading_problem != 0 && (refusal == ENOTEMPTY || refusal == EEXIST);
-    return Fail(Removal::kFolderStays, unread ? reading_problem : refusal);
+    return path_.Fail(Removal::kFolderStays, unread ? reading_problem : refusal);
   }
 
   // `problem` is why the folder could not be opened, and afterwards why it could not be read. Closes the
@@ -117,7 +107,7 @@ class Walk {
       const Removal result = RemoveNamed(folder.Get(), *entry);
       if (result != Removal::kDone) return result;
       hooks_.between();
-      if (hooks_.stops()) return Fail(Removal::kStopped, ECANCELED);
+      if (hooks_.stops()) return path_.Fail(Removal::kStopped, ECANCELED);
     }
     problem = reader.Problem();
     return Removal::kDone;
@@ -126,26 +116,11 @@ class Walk {
   Removal RemoveNamed(int folder, const dirent64& entry) {
     const string_view name = entry.d_name;
     if (name == "." || name == ".." || name.find('\\') != string_view::npos) return Removal::kDone;
-    const std::size_t before = length_;
-    if (!Append(name)) return Fail(Removal::kFileStays, ENAMETOOLONG);
-    const Removal result = RemoveEntry(folder, entry.d_name, entry.d_type);
-    length_ = before;
-    path_[length_] = 0;
-    return result;
-  }
-
-  bool Append(string_view name) {
-    const bool separated = length_ > 0 && path_[length_ - 1] == '\\';
-    if (length_ + (separated ? 0 : 1) + name.size() >= sizeof path_) return false;
-    if (!separated) path_[length_++] = '\\';
-    length_ += name.copy(path_ + length_, name.size());
-    path_[length_] = 0;
-    return true;
+    return path_.Below(name, [&] { return RemoveEntry(folder, entry.d_name, entry.d_type); });
   }
 
   const RemovalHooks& hooks_;
-  std::size_t length_ = 0;
-  char path_[kMaxPath] = {};
+  RemovalPath path_;
 };
 
 // The folder of the last component of a path, opened step by step, so that links are followed in the root
@@ -201,10 +176,10 @@ Removal RemoveFrom(ParentFolder& parent, string_view path, string_view bare, Wal
   // The name of a file followed by a separator is not valid.
   if (problem == 0 && path != bare && !S_ISDIR(status.st_mode) && !S_ISLNK(status.st_mode)) problem = ENOTDIR;
   if (problem != 0) {
-    walk.Report(0);
-    return SaysGone(problem) ? Removal::kDone : walk.Fail(Removal::kFileStays, problem);
+    walk.Path().Report(0);
+    return SaysGone(problem) ? Removal::kDone : walk.Path().Fail(Removal::kFileStays, problem);
   }
-  if (S_ISLNK(status.st_mode)) walk.SetPath(bare);
+  if (S_ISLNK(status.st_mode)) walk.Path().Set(bare);
   return walk.RemoveEntry(parent.Get(), parent.Name(), static_cast<unsigned char>(IFTODT(status.st_mode)));
 }
 
@@ -213,11 +188,12 @@ Removal RemoveFrom(ParentFolder& parent, string_view path, string_view bare, Wal
 Removal RemoveTree(const char* path, std::size_t root_length, const RemovalHooks& hooks) {
   const string_view given = path;
   Walk walk(hooks);
-  walk.SetPath(given);
+  walk.Path().Set(given);
   const std::size_t last = given.find_last_not_of("\\/");
   if (last == string_view::npos) {
-    walk.Report(0);
-    return given.empty() ? Removal::kDone : walk.Fail(Removal::kFolderStays, EBUSY);  // the root folder
+    walk.Path().Report(0);
+    return given.empty() ? Removal::kDone
+                         : walk.Path().Fail(Removal::kFolderStays, EBUSY);  // the root folder
   }
   const string_view bare = given.substr(0, last + 1);
   const HostPath host(path);

@@ -31,7 +31,6 @@
 namespace tvl {
 namespace {
 
-constexpr std::size_t kHoleBlock = 4096;
 constexpr int kMostLinks = 40;
 constexpr int kMostParts = 1000;
 constexpr std::uint64_t kSmallPart = 128 * 1024;
@@ -43,12 +42,6 @@ constexpr unsigned int kExecuteBits = 0111;
 constexpr char kSeveralNames[] = "it has several names";
 constexpr char kOtherOwner[] = "a new file cannot have its owner, group or access list";
 constexpr char kFolderClosed[] = "its folder is not writable";
-
-constinit thread_local const char* why_in_place = nullptr;
-
-bool IsZero(const char* bytes, std::size_t count) {
-  return count == 0 || (bytes[0] == 0 && std::memcmp(bytes, bytes + 1, count - 1) == 0);
-}
 
 // Replaces `path` by the target of the link at `path`. Resolves one link only.
 bool FollowLink(std::string& path) {
@@ -69,43 +62,6 @@ bool TakesAccessOf(const char* target, int part) {
 }
 
 }  // namespace
-
-const char* WhyInPlace() {
-  return why_in_place;
-}
-
-TargetFile::TargetFile(const char* path, const Writing& writing, const SourceTraits* source)
-    : writing_(writing),
-      has_source_(source != nullptr),
-      source_(has_source_ ? *source : SourceTraits{}),
-      process_(GetCurrentProcessId()) {
-  why_in_place = nullptr;
-  try {
-    path_ = HostPath(path).Text();
-    const bool opened = writing_.safety == Safety::kInPlace ? OpenInPlace() : OpenPart();
-    if (!opened && file_ != INVALID_HANDLE_VALUE) static_cast<void>(Close());
-  } catch (const std::bad_alloc&) {
-    if (file_ != INVALID_HANDLE_VALUE) static_cast<void>(Close());
-    NoteError(path, ENOMEM);
-  }
-}
-
-TargetFile::~TargetFile() {
-  if (file_ == INVALID_HANDLE_VALUE) return;
-  if (is_part_)
-    DropPart();
-  else
-    static_cast<void>(Close());
-}
-
-bool TargetFile::Fail(int problem) const {
-  NoteError(path_.c_str(), problem);
-  return false;
-}
-
-bool TargetFile::IsSourceFile(const SourceTraits& found) const {
-  return has_source_ && found.device == source_.device && found.inode == source_.inode;
-}
 
 unsigned int TargetFile::NewMode() const {
   return has_source_ ? source_.mode & kRightBits : kUsualMode;
@@ -151,16 +107,6 @@ bool TargetFile::OpenExisting() {
   if (IsHeld(existing.Descriptor())) return Fail(EBUSY);
   file_ = existing.Release();
   return true;
-}
-
-bool TargetFile::FailAppeared() {
-  why_ = Outcome::kAppeared;
-  return Fail(EEXIST);
-}
-
-bool TargetFile::FallBack(const char* why) {
-  why_in_place = why;
-  return OpenInPlace();
 }
 
 // Looks for the target without opening it. Follows links, because the part must be next to the file itself.
@@ -273,18 +219,8 @@ bool TargetFile::WriteData(const void* bytes, std::size_t count) {
   return problem == 0 || Fail(problem);
 }
 
-bool TargetFile::Write(const void* bytes, std::size_t count) {
-  if (!has_source_ || !source_.HasHoles()) return WriteData(bytes, count);
-  const auto* text = static_cast<const char*>(bytes);
-  while (count > 0) {
-    const std::size_t piece = std::min(count, kHoleBlock);
-    ends_in_hole_ = piece == kHoleBlock && IsZero(text, piece);
-    if (!(ends_in_hole_ ? SkipBlock() : WriteData(text, piece))) return false;
-    text += piece;
-    count -= piece;
-  }
-  return true;
-}
+// Every file may have them.
+void TargetFile::AllowHoles() {}
 
 bool TargetFile::SkipBlock() {
   return System().lseek(DescriptorOf(file_), kHoleBlock, SEEK_CUR) >= 0 || Fail(errno);
@@ -302,16 +238,6 @@ bool TargetFile::SetTimes(const FILETIME* accessed, const FILETIME& written) {
                               : timespec{static_cast<time_t>(accessed->seconds), accessed->nanoseconds};
   const timespec times[2] = {access, {static_cast<time_t>(written.seconds), written.nanoseconds}};
   return System().futimens(DescriptorOf(file_), times) == 0 || Fail(errno);
-}
-
-bool TargetFile::Finish() try {
-  if (is_source_) {
-    if (writing_.group != nullptr) writing_.group->TakeDone();
-    return true;
-  }
-  return EndHole() && (is_part_ ? FinishPart() : FinishInPlace());
-} catch (const std::bad_alloc&) {
-  return Fail(ENOMEM);
 }
 
 bool TargetFile::FinishInPlace() {

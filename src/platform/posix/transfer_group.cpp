@@ -22,24 +22,16 @@
 namespace tvl {
 namespace {
 
-constexpr std::size_t kMostFiles = 1000;
-constexpr std::uint64_t kMostBytes = std::uint64_t{256} << 20;
-
 // File systems whose syncfs() reaches the disk. Some others, such as SMB and FUSE, only pass the data on;
 // there each file must be synced.
 constexpr unsigned int kSyncedWhole[] = {EXT4_SUPER_MAGIC, XFS_SUPER_MAGIC, BTRFS_SUPER_MAGIC,
                                          F2FS_SUPER_MAGIC, TMPFS_MAGIC,     NFS_SUPER_MAGIC};
 
-// The part of a copy that the group has nothing left to do for.
-FinishedPart NoPart() {
-  return {INVALID_HANDLE_VALUE, {}, {}, false, 0};
-}
-
 // Waiting parts are open, and the application needs descriptors as well.
-std::size_t MostFiles() {
+std::size_t HalfOfDescriptors(std::size_t most) {
   rlimit limit = {};
-  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return kMostFiles;
-  return static_cast<std::size_t>(std::clamp<rlim_t>(limit.rlim_cur / 2, 1, kMostFiles));
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return most;
+  return static_cast<std::size_t>(std::clamp<rlim_t>(limit.rlim_cur / 2, 1, most));
 }
 
 bool SyncsWhole(int folder) {
@@ -58,14 +50,10 @@ struct TransferGroup::Mounted {
   bool syncs_all;  // syncfs() reaches the disk and reports errors
 };
 
-TransferGroup::TransferGroup() : most_(MostFiles()), process_(GetCurrentProcessId()) {}
+TransferGroup::TransferGroup() : most_(HalfOfDescriptors(kMostFiles)), process_(GetCurrentProcessId()) {}
 
 TransferGroup::~TransferGroup() {
   Clear();
-}
-
-bool TransferGroup::IsFull() const {
-  return entries_.size() >= most_ || bytes_ >= kMostBytes;
 }
 
 void TransferGroup::Take(FinishedPart part, std::uint64_t bytes, int failure) {
@@ -76,17 +64,13 @@ void TransferGroup::Take(FinishedPart part, std::uint64_t bytes, int failure) {
 
 void TransferGroup::Replace(FinishedPart part, int failure) {
   if (replacer_ == nullptr) replacer_ = std::make_unique<PartReplacer>();
-  entries_.push_back({NoPart(), failure, false});
+  entries_.push_back({{}, failure, false});
   try {
     replacer_->Add(std::move(part), entries_.size() - 1);
   } catch (const std::bad_alloc&) {
     entries_.pop_back();
     throw;
   }
-}
-
-void TransferGroup::TakeDone() {
-  entries_.push_back({NoPart(), 0, false});
 }
 
 // Opens the folder before the group's first sync, so that this reports all errors from now on.
@@ -132,14 +116,6 @@ int TransferGroup::SyncFolders() const {
   return 0;
 }
 
-void TransferGroup::RenameAll() {
-  for (Entry& entry : entries_) {
-    if (entry.part.file == INVALID_HANDLE_VALUE) continue;
-    entry.failed = !ReplaceTarget(entry.part);
-    entry.part.file = INVALID_HANDLE_VALUE;
-  }
-}
-
 void TransferGroup::AwaitReplaced() {
   if (replacer_ == nullptr) return;
   for (const PartReplacer::Failure& failure : replacer_->Finish()) {
@@ -148,17 +124,7 @@ void TransferGroup::AwaitReplaced() {
   }
 }
 
-// Copies that were complete before they joined the group are not affected.
-void TransferGroup::FailAll(int problem) {
-  for (Entry& entry : entries_) {
-    if (entry.part.path.empty()) continue;
-    entry.failed = true;
-    NoteError(entry.part.target.c_str(), problem);
-  }
-}
-
 std::vector<int> TransferGroup::End() {
-  std::vector<int> results(entries_.size());
   int problem = SyncMounts();
   if (problem == 0) problem = SyncParts();
   if (problem == 0) {
@@ -168,8 +134,7 @@ std::vector<int> TransferGroup::End() {
   }
   if (problem != 0) FailAll(problem);
   AwaitReplaced();
-  std::transform(entries_.begin(), entries_.end(), results.begin(),
-                 [](const Entry& entry) { return entry.failed ? entry.failure : 0; });
+  std::vector<int> results = Results();
   Clear();
   return results;
 }

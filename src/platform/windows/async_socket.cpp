@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/common/socket_state.h"
 #include "platform/last_error.h"
 #include "platform/windows/native_socket.h"
 #include "platform/windows/waited_socket.h"
@@ -15,9 +16,12 @@
 
 namespace {
 
+using tvl::kHostNotFound;
+using tvl::socket_error;
+using tvl::waited_socket;
+
 namespace native = tvl::native;
 
-constexpr int kHostNotFound = 11001;
 constexpr int kNotConnected = 10057;
 
 // Events of CAsyncSocket::Notify.
@@ -25,21 +29,12 @@ constexpr short kReads = 1;
 constexpr short kWrites = 2;
 constexpr short kFailed = 4;
 
-// Trivially destructible, like all static data here, because a connection may be closed while the process
-// exits.
-constinit thread_local int last_error = 0;
-constinit thread_local CAsyncSocket* waited_socket = nullptr;
-
 BOOL Succeeded(int code) {
-  if (code != 0) last_error = code;
+  if (code != 0) socket_error = code;
   return code == 0 ? 1 : 0;
 }
 
 }  // namespace
-
-int WSAGetLastError() {
-  return last_error;
-}
 
 // A host without an address has no errno value.
 void tvl::NoteSocketError(int code) {
@@ -74,17 +69,17 @@ BOOL CAsyncSocket::Create(unsigned int /*port*/, int /*type*/, long events, cons
   CAsyncSocket::Close();
   events_ = events;
   if (native_ == nullptr) native_.reset(new (std::nothrow) Native);
-  if (native_ == nullptr) last_error = WSAENOBUFS;
+  if (native_ == nullptr) socket_error = WSAENOBUFS;
   return native_ != nullptr ? 1 : 0;
 }
 
 BOOL CAsyncSocket::Connect(const char* host, unsigned int port) try {
   native_->addresses = native::LookUp(host, port);
   native_->next_address = 0;
-  last_error = native_->addresses.empty() ? kHostNotFound : TryNextAddress();
-  return last_error == 0 ? 1 : 0;
+  socket_error = native_->addresses.empty() ? kHostNotFound : TryNextAddress();
+  return socket_error == 0 ? 1 : 0;
 } catch (const std::bad_alloc&) {
-  last_error = WSAENOBUFS;
+  socket_error = WSAENOBUFS;
   return 0;
 }
 
@@ -121,28 +116,16 @@ void CAsyncSocket::ForgetAddresses() {
   native_->next_address = 0;
 }
 
-void CAsyncSocket::BecomeConnected() {
-  ForgetAddresses();
-  read_due_ = true;
-  write_due_ = true;
-}
-
-BOOL CAsyncSocket::AsyncSelect(long events) {
-  events_ = events;
-  read_due_ = true;
-  return 1;
-}
-
 int CAsyncSocket::Receive(void* buffer, int length, int flags) {
   read_due_ = true;
   if (Handle() == INVALID_HANDLE_VALUE) return Succeeded(kNotConnected) - 1;
-  return native_->socket->Receive(buffer, length, flags, &last_error);
+  return native_->socket->Receive(buffer, length, flags, &socket_error);
 }
 
 int CAsyncSocket::Send(const void* buffer, int length, int flags) {
   if (Handle() == INVALID_HANDLE_VALUE) return Succeeded(kNotConnected) - 1;
-  const int sent = native_->socket->Send(buffer, length, flags, &last_error);
-  if (sent < 0 && last_error == WSAEWOULDBLOCK) write_due_ = true;
+  const int sent = native_->socket->Send(buffer, length, flags, &socket_error);
+  if (sent < 0 && socket_error == WSAEWOULDBLOCK) write_due_ = true;
   return sent;
 }
 
@@ -169,11 +152,6 @@ BOOL CAsyncSocket::IOCtl(long /*command*/, DWORD* value) {
 bool CAsyncSocket::HasPeerEnded() const {
   return Handle() == INVALID_HANDLE_VALUE || native_->socket->HasPeerEnded();
 }
-
-void CAsyncSocket::OnReceive(int /*code*/) {}
-void CAsyncSocket::OnSend(int /*code*/) {}
-void CAsyncSocket::OnConnect(int /*code*/) {}
-void CAsyncSocket::OnClose(int /*code*/) {}
 
 void CAsyncSocket::Notify(short ready) {
   if (connecting_) {
@@ -210,24 +188,13 @@ void CAsyncSocket::NotifyOfInput() {
   OnReceive(0);
   if (read_due_ || to_read_ > 0) return;
   read_due_ = true;
-  const int seen = native_->socket->Peek(&last_error);
+  const int seen = native_->socket->Peek(&socket_error);
   if (seen > 0) return;  // it has just arrived: the next pump reports it
   if (seen == 0) NotifyOfClose(0);
-  if (seen < 0 && last_error != WSAEWOULDBLOCK) NotifyOfClose(last_error);
-}
-
-void CAsyncSocket::NotifyOfClose(int code) {
-  closed_ = true;
-  OnClose(code);
+  if (seen < 0 && socket_error != WSAEWOULDBLOCK) NotifyOfClose(socket_error);
 }
 
 namespace tvl {
-
-SocketWait::SocketWait(CAsyncSocket& socket) : outer_(std::exchange(waited_socket, &socket)) {}
-
-SocketWait::~SocketWait() {
-  waited_socket = outer_;
-}
 
 const native::Socket* WaitedSocket::Get(native::Ready* wanted, bool* connecting) {
   const CAsyncSocket* socket = waited_socket;

@@ -1,15 +1,14 @@
 #include <cerrno>
-#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
 
+#include "platform/common/ini_change.h"
 #include "platform/common/ini_edit.h"
 #include "platform/common/retry.h"
 #include "platform/held_file.h"
 #include "platform/host_path.h"
-#include "platform/ini_file.h"
 #include "platform/last_error.h"
 #include "platform/windows/ini_contents.h"
 #include "platform/windows/open_file.h"
@@ -24,20 +23,6 @@ namespace tvl {
 namespace {
 
 using std::string_view;
-
-constexpr int kTurnSeconds = 10;
-
-// Why a write failed, and the file concerned.
-struct Outcome {
-  int problem;
-  std::string path;
-};
-
-struct Change {
-  string_view section;
-  string_view key;
-  std::optional<string_view> value;
-};
 
 // The turn of one writer: a hold on a file next to the INI file.
 class Turn {
@@ -85,7 +70,7 @@ int WritePart(const std::string& part, string_view contents) {
 }
 
 // Removes the part after a failure, unless the file has disappeared and only the part has the contents.
-Outcome TakePlace(const std::string& part, const std::string& path) {
+IniOutcome TakePlace(const std::string& part, const std::string& path) {
   int problem = native::CopyAccess(path.c_str(), part.c_str());
   if (problem == 0) problem = RenamePart(part.c_str(), path.c_str());
   if (problem == 0) return {0, {}};
@@ -95,7 +80,7 @@ Outcome TakePlace(const std::string& part, const std::string& path) {
 }
 
 // Creates a missing file, unless it disappeared in a refused rename and only its part is left.
-Outcome EnsureExists(const std::string& path) {
+IniOutcome EnsureExists(const std::string& path) {
   if (NameExists(path.c_str())) return {0, {}};
   const std::string part = PartOf(path);
   if (NameExists(part.c_str())) return {EEXIST, part};
@@ -103,8 +88,8 @@ Outcome EnsureExists(const std::string& path) {
   return {created.Problem(), path};
 }
 
-Outcome Rewrite(const std::string& path, const Change& change) {
-  if (Outcome failed = EnsureExists(path); failed.problem != 0) return failed;
+IniOutcome Rewrite(const std::string& path, const IniChange& change) {
+  if (IniOutcome failed = EnsureExists(path); failed.problem != 0) return failed;
   std::string old;
   if (const int problem = ReadIniContents(path, old)) return {problem, path};
   const std::string contents = EditIni(old, change.section, change.key, change.value);
@@ -117,37 +102,13 @@ Outcome Rewrite(const std::string& path, const Change& change) {
   return TakePlace(part, path);
 }
 
-Outcome Write(const std::string& path, const Change& change) {
-  if (!CanBeIniLine(change.key, change.value)) return {EINVAL, path};
-  const std::string lock = path + kConfigurationLockSuffix;
-  Outcome outcome = {};
-  const int problem = Retry(
-      kTurnSeconds, [](int result) { return result == EAGAIN; },
-      [&] {
-        const Turn turn(lock);
-        outcome = turn.Problem() == 0 ? Rewrite(path, change) : Outcome{turn.Problem(), lock};
-        return outcome.problem;
-      });
-  if (problem == EAGAIN) outcome.problem = EBUSY;
-  return outcome;
-}
-
 }  // namespace
-}  // namespace tvl
 
-BOOL WritePrivateProfileStringA(const char* section, const char* key, const char* value,
-                                const char* file) try {
-  const tvl::LastError before = tvl::TakeLastError();
-  const std::optional<std::string_view> text =
-      value == nullptr ? std::nullopt : std::optional<std::string_view>(value);
-  const tvl::Outcome outcome = tvl::Write(tvl::HostPath(file).Text(), {section, key, text});
-  if (outcome.problem == 0) {
-    tvl::RestoreLastError(before);
-    return 1;
-  }
-  tvl::NoteError(outcome.path.c_str(), outcome.problem);
-  return 0;
-} catch (const std::bad_alloc&) {
-  tvl::NoteError(file, ENOMEM);
-  return 0;
+IniOutcome TryWriteIni(const char* file, const IniChange& change) {
+  const std::string path = HostPath(file).Text();
+  const std::string lock = path + kConfigurationLockSuffix;
+  const Turn turn(lock);
+  return turn.Problem() == 0 ? Rewrite(path, change) : IniOutcome{turn.Problem(), lock};
 }
+
+}  // namespace tvl

@@ -19,7 +19,6 @@
 namespace tvl {
 namespace {
 
-constexpr std::size_t kHoleBlock = 4096;
 constexpr int kMostParts = 1000;
 constexpr std::uint64_t kSmallPart = 128 * 1024;
 
@@ -28,51 +27,7 @@ constexpr char kOtherAccess[] = "a new file cannot have its access list";
 constexpr char kLink[] = "it is a link";
 constexpr char kFolderClosed[] = "its folder is not writable";
 
-constinit thread_local const char* why_in_place = nullptr;
-
-bool IsZero(const char* bytes, std::size_t count) {
-  return count == 0 || (bytes[0] == 0 && std::memcmp(bytes, bytes + 1, count - 1) == 0);
-}
-
 }  // namespace
-
-const char* WhyInPlace() {
-  return why_in_place;
-}
-
-TargetFile::TargetFile(const char* path, const Writing& writing, const SourceTraits* source)
-    : writing_(writing),
-      has_source_(source != nullptr),
-      source_(has_source_ ? *source : SourceTraits{}),
-      process_(GetCurrentProcessId()) {
-  why_in_place = nullptr;
-  try {
-    path_ = HostPath(path).Text();
-    const bool opened = writing_.safety == Safety::kInPlace ? OpenInPlace() : OpenPart();
-    if (!opened && file_ != INVALID_HANDLE_VALUE) static_cast<void>(Close());
-    if (opened && !is_source_ && has_source_ && source_.HasHoles()) native::AllowHoles(file_);
-  } catch (const std::bad_alloc&) {
-    if (file_ != INVALID_HANDLE_VALUE) static_cast<void>(Close());
-    NoteError(path, ENOMEM);
-  }
-}
-
-TargetFile::~TargetFile() {
-  if (file_ == INVALID_HANDLE_VALUE) return;
-  if (is_part_)
-    DropPart();
-  else
-    static_cast<void>(Close());
-}
-
-bool TargetFile::Fail(int problem) const {
-  NoteError(path_.c_str(), problem);
-  return false;
-}
-
-bool TargetFile::IsSourceFile(const SourceTraits& found) const {
-  return has_source_ && found.device == source_.device && found.inode == source_.inode;
-}
 
 // Tries to create the target first, because nobody can hold a file that this call creates, and no contents
 // can be lost.
@@ -96,16 +51,6 @@ bool TargetFile::OpenExisting() {
   if (IsHeld(existing.Get())) return Fail(EBUSY);
   file_ = existing.Release();
   return true;
-}
-
-bool TargetFile::FailAppeared() {
-  why_ = Outcome::kAppeared;
-  return Fail(EEXIST);
-}
-
-bool TargetFile::FallBack(const char* why) {
-  why_in_place = why;
-  return OpenInPlace();
 }
 
 // Looks at the target, with links followed, without opening its contents.
@@ -207,17 +152,8 @@ bool TargetFile::WriteData(const void* bytes, std::size_t count) {
   return problem == 0 || Fail(problem);
 }
 
-bool TargetFile::Write(const void* bytes, std::size_t count) {
-  if (!has_source_ || !source_.HasHoles()) return WriteData(bytes, count);
-  const auto* text = static_cast<const char*>(bytes);
-  while (count > 0) {
-    const std::size_t piece = std::min(count, kHoleBlock);
-    ends_in_hole_ = piece == kHoleBlock && IsZero(text, piece);
-    if (!(ends_in_hole_ ? SkipBlock() : WriteData(text, piece))) return false;
-    text += piece;
-    count -= piece;
-  }
-  return true;
+void TargetFile::AllowHoles() {
+  native::AllowHoles(file_);
 }
 
 bool TargetFile::SkipBlock() {
@@ -238,16 +174,6 @@ bool TargetFile::SetTimes(const FILETIME* accessed, const FILETIME& written) {
   const native::Time write = NativeTime(written);
   const int problem = native::SetTimes(file_, accessed != nullptr ? &access : nullptr, &write);
   return problem == 0 || Fail(problem);
-}
-
-bool TargetFile::Finish() try {
-  if (is_source_) {
-    if (writing_.group != nullptr) writing_.group->TakeDone();
-    return true;
-  }
-  return EndHole() && (is_part_ ? FinishPart() : FinishInPlace());
-} catch (const std::bad_alloc&) {
-  return Fail(ENOMEM);
 }
 
 bool TargetFile::FinishInPlace() {

@@ -168,7 +168,7 @@ TVL_API int TVLStoreMoveTable(const TVLStoreLayout* layout, const char* table, e
 
 // Concern a data file that was copied or restored, and is refused because two files may point to the same
 // rows. After Adopt only this file points to them; those who have the other one open must close it. Fork
-// gives the file a copy of the rows. Return TVL_OK or TVL_ERR_SERVER_FILE.
+// copies the rows for the file. Return TVL_OK or TVL_ERR_SERVER_FILE.
 TVL_API int TVLStoreAdoptTable(const TVLStoreLayout* layout, const char* table);
 TVL_API int TVLStoreForkTable(const TVLStoreLayout* layout, const char* table);
 

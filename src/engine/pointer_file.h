@@ -26,7 +26,8 @@ class NewRemoteTable {
 
   [[nodiscard]] std::unique_ptr<Table> OpenRows(Patience& patience) const;
 
-  // Gives the data file its name, which must not exist. Of two processes that do so at once, one fails.
+  // Publishes the data file under its name, which must not exist. Of two processes that do so at once, one
+  // fails.
   [[nodiscard]] bool Publish();
 
   // Renames the data file over the one of that name, which the caller has locked. The rows of a former table

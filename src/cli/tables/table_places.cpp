@@ -188,10 +188,10 @@ constexpr PlaceCommand kPlaceCommands[] = {
      "server.\n\n"
      "Examples:\n  tvl table move data/orders.dat --to postgresql\n"
      "  tvl table move tmp/locks/dtlocks.dat --to postgresql"},
-    {"adopt", "Let a data file that was copied or restored have its rows", Adopt,
+    {"adopt", "Connect a data file that was copied or restored with its rows", Adopt,
      "From now on only this file points to the rows in PostgreSQL, and its original is\nrefused.\n\n"
      "Examples:\n  tvl table adopt data/orders.dat"},
-    {"fork", "Give a data file that was copied a copy of the rows", Fork,
+    {"fork", "Copy the rows for a data file that was copied", Fork,
      "The file and its original then are tables of their own in PostgreSQL.\n\n"
      "Examples:\n  tvl table fork data/copy.dat"},
     {"gc", "List rows in PostgreSQL to which no data file points, and drop them", CollectGarbage,

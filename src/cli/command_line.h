@@ -2,6 +2,7 @@
 #define TVL_CLI_COMMAND_LINE_H
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,16 @@ void AddOptions(CLI::App& app, Options& options);
 // Adds a command that runs `run`. `path` is its full name for messages, such as "config show".
 CLI::App& AddCommand(CLI::App& parent, const std::string& name, const std::string& description,
                      const std::string& path, Invocation& invocation, CommandRun run);
+
+// The same for one of a list of commands, whose `run` also gets the request that its options fill.
+template <typename About, typename Request>
+CLI::App& AddCommand(CLI::App& parent, const About& about, const std::string& path, Invocation& invocation,
+                     std::shared_ptr<Request> request) {
+  return AddCommand(parent, about.name, about.description, path, invocation,
+                    [run = about.run, request](const Options& options, Reporter& reporter) {
+                      return run(options, reporter, *request);
+                    });
+}
 
 // Adds a command that waits 10 s at most, unless --timeout says otherwise: a stopped server must not hold up
 // what monitors it.

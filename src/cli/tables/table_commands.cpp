@@ -248,11 +248,7 @@ void AddLengths(CLI::App& command, TableRequest& request) {
 
 void AddTableCommand(const TableCommand& about, CLI::App& group, Invocation& invocation) {
   auto request = std::make_shared<TableRequest>();
-  CLI::App& command =
-      AddCommand(group, about.name, about.description, std::string("table ") + about.name, invocation,
-                 [run = about.run, request](const Options& options, Reporter& reporter) {
-                   return run(options, reporter, *request);
-                 });
+  CLI::App& command = AddCommand(group, about, std::string("table ") + about.name, invocation, request);
   AddText(command, "TABLE", request->name, "Table in the store, such as data/orders.dat", "").required();
   if (about.items != nullptr)
     AddNames(command, request->items, about.items_help, about.items).required(about.needs_items);

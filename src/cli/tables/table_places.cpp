@@ -202,11 +202,7 @@ constexpr PlaceCommand kPlaceCommands[] = {
 
 void AddPlaceCommand(const PlaceCommand& about, CLI::App& group, Invocation& invocation) {
   auto request = std::make_shared<PlaceRequest>();
-  CLI::App& command =
-      AddCommand(group, about.name, about.description, std::string("table ") + about.name, invocation,
-                 [run = about.run, request](const Options& options, Reporter& reporter) {
-                   return run(options, reporter, *request);
-                 });
+  CLI::App& command = AddCommand(group, about, std::string("table ") + about.name, invocation, request);
   if (about.run == CollectGarbage) {
     command.add_flag("--drop", request->drops, "Drop these rows, if the grace time is over");
     command.add_option("--days", request->days, "Grace time (default: 7)")

@@ -314,10 +314,7 @@ Examples:
 
 void AddTreeCommand(const TreeCommand& about, CLI::App& app, Invocation& invocation) {
   auto request = std::make_shared<TreeRequest>();
-  CLI::App& command = AddCommand(app, about.name, about.description, about.name, invocation,
-                                 [run = about.run, request](const Options& options, Reporter& reporter) {
-                                   return run(options, reporter, *request);
-                                 });
+  CLI::App& command = AddCommand(app, about, about.name, invocation, request);
   AddNames(command, request->names, about.names_help, "NAME");
   if (about.run == RunMakeFolder)
     command.add_flag("-p,--parents", request->parents,

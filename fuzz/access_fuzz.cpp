@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "server/access.h"
+#include "server/settings/access.h"
 
 // The lists by which the server admits clients. The input's first line is the name of a client, the second
 // the path of a file, the rest a list of names and what they may do; the same bytes are read as a list of

@@ -13,9 +13,9 @@
 
 #include "config/config.h"
 #include "presence/connection.h"
-#include "server/options.h"
-#include "server/service.h"
-#include "server/session.h"
+#include "server/sessions/service.h"
+#include "server/sessions/session.h"
+#include "server/settings/options.h"
 #include "support/store.h"
 #include "support/temp_folder.h"
 

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "config/config.h"
-#include "server/options.h"
+#include "server/settings/options.h"
 
 namespace tvl::server {
 

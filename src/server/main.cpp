@@ -10,9 +10,9 @@
 
 #include "config/config.h"
 #include "server/check.h"
-#include "server/options.h"
 #include "server/server.h"
-#include "server/service.h"
+#include "server/sessions/service.h"
+#include "server/settings/options.h"
 #include "server/status/status_server.h"
 #include "server/wire/open_files.h"
 

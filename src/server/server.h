@@ -10,11 +10,11 @@
 #include <set>
 #include <string>
 
-#include "server/service.h"
-#include "server/service_manager.h"
-#include "server/session.h"
+#include "server/service_manager/service_manager.h"
+#include "server/sessions/lobby.h"
+#include "server/sessions/service.h"
+#include "server/sessions/session.h"
 #include "server/wire/listeners.h"
-#include "server/wire/lobby.h"
 
 namespace tvl::server {
 

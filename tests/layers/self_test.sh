@@ -6,7 +6,7 @@ check=$(dirname "$(realpath "$0")")/check.sh
 tree=$(mktemp -d)
 trap 'rm -rf "$tree"' EXIT
 cd "$tree"
-mkdir -p host platform/posix platform/common platform/windows base store transfer directory engine server cli attic
+mkdir -p host platform/posix platform/common platform/windows base store transfer directory engine server/files server/wire cli attic
 
 # The contents of a file, and what is reported about it; "-" where it is allowed.
 cases=(
@@ -25,6 +25,10 @@ cases=(
   'base/g.h|#include <windows.h>|<windows.h> belongs in: platform/windows'
   'base/f.h|#include "platform/posix/a.h"|base must not include platform/posix'
   'server/a.h|#include "platform/posix/a.h"|server must not include platform/posix'
+  'server/wire/a.h|#include "server/files/a.h"|-'
+  'server/files/a.h|#include <unistd.h>|-'
+  'server/files/b.h|#include "server/wire/a.h"|server/files must not include server/wire'
+  'server/wire/b.h|#include "server/a.h"|server/wire must not include server'
   'base/e.h|#include "host/a.h"|base must not include host'
   'platform/b.h|#include "base/a.h"|platform must not include base'
   'store/facts.h|#include <string>|-'

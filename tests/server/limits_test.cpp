@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <thread>
 
-#include "server/log.h"
+#include "server/log/log.h"
 #include "server/server_process.h"
 #include "server/threads.h"
 #include "support/mounted_folder.h"

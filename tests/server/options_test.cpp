@@ -1,4 +1,4 @@
-#include "server/options.h"
+#include "server/settings/options.h"
 
 #include <gtest/gtest.h>
 

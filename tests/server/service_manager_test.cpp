@@ -1,4 +1,4 @@
-#include "server/service_manager.h"
+#include "server/service_manager/service_manager.h"
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
@@ -14,7 +14,7 @@
 #include <thread>
 
 #include "server/server_process.h"
-#include "server/wire/passed_sockets.h"
+#include "server/service_manager/passed_sockets.h"
 
 // The server under a service manager, which the tests play.
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "server/access.h"
+#include "server/settings/access.h"
 #include "server/wire/port_file.h"
 #include "support/faults.h"
 #include "support/temp_folder.h"

@@ -8,7 +8,7 @@
 #include "host/descriptor.h"
 #include "host/first_number.h"
 #include "server/files/store_root.h"
-#include "server/status/gauge.h"
+#include "server/metrics/gauge.h"
 
 namespace tvl::server {
 

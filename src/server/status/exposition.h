@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "server/status/histogram.h"
+#include "server/metrics/histogram.h"
 
 namespace tvl::server {
 

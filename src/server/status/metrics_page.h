@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <string>
 
-#include "server/service.h"
+#include "server/sessions/service.h"
 #include "server/status/store_health.h"
 
 namespace tvl::server {

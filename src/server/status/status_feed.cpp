@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "base/utf8.h"
-#include "server/hexadecimal.h"
+#include "server/log/hexadecimal.h"
 
 namespace tvl::server {
 namespace {

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "server/service.h"
+#include "server/sessions/service.h"
 #include "server/status/store_probe.h"
 
 namespace tvl::server {

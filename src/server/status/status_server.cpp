@@ -10,6 +10,7 @@
 #include <string>
 #include <thread>
 
+#include "server/service_manager/passed_sockets.h"
 #include "server/status/connection_queue.h"
 #include "server/status/event_streams.h"
 #include "server/status/host_guard.h"
@@ -19,7 +20,6 @@
 #include "server/status/patient_thread.h"
 #include "server/status/status_feed.h"
 #include "server/status/store_probe.h"
-#include "server/wire/passed_sockets.h"
 #include "server/wire/port_file.h"
 
 namespace tvl::server {

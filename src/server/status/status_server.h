@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "server/service.h"
+#include "server/sessions/service.h"
 
 namespace tvl::server {
 

@@ -5,8 +5,8 @@
 #include <system_error>
 #include <utility>
 
-#include "server/access.h"
-#include "server/wire/passed_sockets.h"
+#include "server/service_manager/passed_sockets.h"
+#include "server/settings/access.h"
 
 namespace tvl::server {
 namespace {

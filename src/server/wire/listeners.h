@@ -6,8 +6,8 @@
 #include <memory>
 #include <vector>
 
-#include "server/log.h"
-#include "server/options.h"
+#include "server/log/log.h"
+#include "server/settings/options.h"
 #include "server/wire/entrance.h"
 #include "server/wire/port_file.h"
 

@@ -8,7 +8,7 @@
 #include <memory>
 #include <string_view>
 
-#include "server/status/traffic.h"
+#include "server/metrics/traffic.h"
 #include "server/wire/packet_reader.h"
 #include "server/wire/proxy_header.h"
 

@@ -5,8 +5,18 @@
 set -euo pipefail
 library=$1 list=$2
 
+# A DLL has no versions of symbols. It also exports the members of classes that TVL_HIDDEN hides elsewhere.
+exported_by_dll() {
+  grep '^[A-Z_]*_1$' "$list"
+  "${OBJDUMP:-objdump}" -p "$library" | sed -n '/Name Pointer. Table/,/^$/s/^\t\[ *[0-9]*\] \(+base.*  *\)\?//p' | c++filt |
+    awk 'NR == FNR { listed[$0]; next } !/::/ || $0 in listed' "$list" -
+}
+
 exported() {
-  nm -D --defined-only --format=posix "$library" | sed 's/[ @].*//' | c++filt | LC_ALL=C sort -u
+  case $library in
+    *.dll) exported_by_dll ;;
+    *) nm -D --defined-only --format=posix "$library" | sed 's/[ @].*//' | c++filt ;;
+  esac | LC_ALL=C sort -u
 }
 
 if [ "${3:-}" = --update ]; then

@@ -1,17 +1,14 @@
 #include "engine/current_record.h"
 
-#include <pthread.h>
-
 #include <cstddef>
 #include <memory>
 
+#include "engine/system.h"
 #include "record/schema.h"
 
 namespace tvl::engine {
 namespace {
 
-// A plain pointer with a destructor that runs at the end of a thread: exit() destroys the thread-local
-// objects of the main thread before the last calls arrive, but runs no thread-specific destructors.
 thread_local CurrentRecord* ofThread = nullptr;
 
 void Free(void* record) {
@@ -19,19 +16,12 @@ void Free(void* record) {
   ofThread = nullptr;
 }
 
-pthread_key_t FreeAtThreadEnd() {
-  pthread_key_t key = {};
-  pthread_key_create(&key, Free);
-  return key;
-}
-
 }  // namespace
 
 CurrentRecord& CurrentRecord::OfThread() {
-  static const pthread_key_t key = FreeAtThreadEnd();
   if (ofThread == nullptr) {
     ofThread = new CurrentRecord;
-    pthread_setspecific(key, ofThread);
+    FreeAtThreadEnd(ofThread, Free);
   }
   return *ofThread;
 }

@@ -2,7 +2,8 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
+
+#include "engine/system.h"
 
 namespace tvl::engine {
 namespace {
@@ -26,7 +27,8 @@ void NoteError(const char* reason, Problem problem) noexcept {
 void NoteSystemError(const char* action, Problem problem) noexcept {
   lastProblem = problem;
   char reason[96];
-  std::snprintf(lastError, sizeof lastError, "%s: %s", action, strerror_r(errno, reason, sizeof reason));
+  CopySystemText(errno, reason, sizeof reason);
+  std::snprintf(lastError, sizeof lastError, "%s: %s", action, reason);
 }
 
 const char* LastErrorText() noexcept {

@@ -1,8 +1,7 @@
 // The exported functions that concern where tables are, rather than their rows.
 
-#include <fcntl.h>
-
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <optional>
 #include <string>
@@ -14,11 +13,10 @@
 #include "engine/plugin_module.h"
 #include "engine/pointer.h"
 #include "engine/registry.h"
+#include "engine/system.h"
 #include "engine/table_file.h"
 #include "engine/table_move.h"
 #include "engine/vbctree.h"
-#include "host/descriptor.h"
-#include "host/system_calls.h"
 
 namespace {
 
@@ -60,17 +58,6 @@ std::vector<std::string> SplitIds(std::string_view list) {
   return ids;
 }
 
-// Returns nothing for a file that cannot be read.
-std::optional<std::string> StartOf(const char* path) {
-  const tvl::Descriptor file(tvl::System().open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK, 0));
-  if (!file.IsOpen()) return std::nullopt;
-  std::string text(tvl::engine::kLongestPointer + 1, '\0');
-  const ssize_t length = tvl::System().pread(file.Get(), text.data(), text.size(), 0);
-  if (length < 0) return std::nullopt;
-  text.resize(static_cast<std::size_t>(length));
-  return text;
-}
-
 }  // namespace
 
 int MoveTable(const char* path, int toDatabase) {
@@ -91,13 +78,14 @@ int ForkTable(const char* path) {
 int GetTableId(const char* file, char* id) {
   if (file == nullptr || id == nullptr) return -1;
   return Guarded(-1, [=] {
-    const std::optional<std::string> text = StartOf(file);
-    if (!text) {
+    std::string text;
+    errno = tvl::engine::ReadStart(file, tvl::engine::kLongestPointer + 1, text);
+    if (errno != 0) {
       tvl::engine::NoteSystemError("the table cannot be read");
       return -1;
     }
-    if (!tvl::engine::IsPointer(*text)) return 0;
-    const std::optional<tvl::engine::Pointer> pointer = tvl::engine::ParsePointer(*text);
+    if (!tvl::engine::IsPointer(text)) return 0;
+    const std::optional<tvl::engine::Pointer> pointer = tvl::engine::ParsePointer(text);
     const std::string known = pointer ? pointer->id : std::string();
     std::memcpy(id, known.c_str(), known.size() + 1);
     return 1;

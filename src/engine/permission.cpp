@@ -1,17 +1,13 @@
 #include "engine/permission.h"
 
-#include <fcntl.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <map>
 #include <mutex>
 
 #include "engine/last_error.h"
+#include "engine/system.h"
 #include "engine/table_file.h"
-#include "host/descriptor.h"
-#include "host/sync.h"
-#include "host/system_calls.h"
 
 namespace tvl::engine {
 namespace {
@@ -136,16 +132,8 @@ std::string FileFor(std::string path) {
 
 // Returns 0 or an errno value.
 int ReadAll(const std::string& path, std::string& text) {
-  const Descriptor file(System().open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK, 0));
-  if (!file.IsOpen()) return errno;
-  text.resize(kLongestFile + 1);
-  std::size_t length = 0;
-  for (ssize_t more = 1; more > 0 && length < text.size(); length += static_cast<std::size_t>(more)) {
-    more = System().read(file.Get(), text.data() + length, text.size() - length);
-    if (more < 0) return errno;
-  }
-  text.resize(length);
-  return length <= kLongestFile ? 0 : EFBIG;
+  const int problem = ReadStart(path, kLongestFile + 1, text);
+  return problem == 0 && text.size() > kLongestFile ? EFBIG : problem;
 }
 
 }  // namespace
@@ -172,7 +160,7 @@ void PermitTables(const std::string& folder, const std::string& file) {
   const std::string realFolder = RealFolder(folder);
   std::string realFile = file;
   std::replace(realFile.begin(), realFile.end(), '\\', '/');
-  realFile = RealFolder(FolderOf(realFile)) + '/' + realFile.substr(realFile.rfind('/') + 1);
+  realFile = RealFolder(FolderOfFile(realFile)) + '/' + realFile.substr(realFile.rfind('/') + 1);
   const std::lock_guard guard(files.mutex);
   files.byFolder[realFolder] = realFile;
 }

@@ -7,12 +7,11 @@
 #include <string_view>
 
 #include "engine/layout.h"
-#include "host/random_id.h"
 
 namespace tvl::engine {
 
 constexpr std::size_t kLongestPointer = 512;
-constexpr std::size_t kTableIdLength = kRandomIdLength;
+constexpr std::size_t kTableIdLength = 32;
 
 // The contents of a data file whose rows are in a database server. It contains no connection data: who may
 // use which server is the administrator's decision (permission.h).

@@ -58,9 +58,6 @@ class NewRemoteTable {
 // Returns the temporary path, next to `path`, of a table file that is being written.
 [[nodiscard]] std::string PartPath(const std::string& path, const Pointer& pointer);
 
-// Returns whether the name is that of a store's lock table.
-[[nodiscard]] bool IsLockTable(const std::string& path);
-
 }  // namespace tvl::engine
 
 #endif

@@ -7,7 +7,7 @@
 #include "engine/last_error.h"
 #include "engine/sqlite/library.h"
 #include "engine/storage.h"
-#include "host/fork_guard.h"
+#include "engine/system.h"
 
 namespace tvl::engine {
 
@@ -19,8 +19,7 @@ Registry& Registry::Get() {
 
 Registry::Registry() {
   if (!SetUpSqlite()) NoteError("SQLite cannot be set up");
-  // First the guard, because tables are closed under `mutex_`.
-  if (ForkGuard::Start() != 0 || CallAroundForks(BeforeFork, AfterForkInParent, AfterForkInChild) != 0)
+  if (!CallAroundEachFork(BeforeFork, AfterForkInParent, AfterForkInChild))
     NoteError("forks cannot be noticed");
 }
 

@@ -66,7 +66,7 @@ class Registry {
   std::unordered_map<int, Opened> handles_;
   std::unordered_map<int, Opened>
       abandoned_;  // in a child, the handles of its parent; never touched or freed
-  std::map<FileIdentity, std::weak_ptr<OpenTable>> tables_;
+  std::map<FileId, std::weak_ptr<OpenTable>> tables_;
 };
 
 }  // namespace tvl::engine

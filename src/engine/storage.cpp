@@ -9,8 +9,8 @@
 #include "engine/pointer_file.h"
 #include "engine/sqlite/archive.h"
 #include "engine/sqlite/table.h"
-#include "host/sync.h"
 #include "store/check/mount.h"
+#include "store/layout.h"
 
 namespace tvl::engine {
 namespace {
@@ -24,9 +24,13 @@ std::unique_ptr<Table> OpenRemote(const std::string& path, const TableFile& file
 
 }  // namespace
 
+bool IsLockTable(const std::string& path) {
+  return path.substr(path.rfind('/') + 1) == kLockTableName;
+}
+
 // Reads the list of mounts, which needs no request to a file server.
 bool RefuseTableFile(const std::string& path) {
-  const std::optional<Mount> mount = MountOf(FolderOf(path));
+  const std::optional<Mount> mount = MountOf(FolderOfFile(path));
   if (!mount || CanHaveTableFiles(*mount)) return false;
   NoteError(
       "GlusterFS can lose changes of a table in a file; 'tvl table move TABLE --to postgresql' moves its "

@@ -17,6 +17,9 @@ namespace tvl::engine {
 [[nodiscard]] std::unique_ptr<Table> OpenStorage(const std::string& path, const TableFile& file,
                                                  Patience& patience);
 
+// Returns whether the name is that of a store's lock table.
+[[nodiscard]] bool IsLockTable(const std::string& path);
+
 // Returns true and notes an error if a table may not be a file of its own in the folder of `path`.
 [[nodiscard]] bool RefuseTableFile(const std::string& path);
 

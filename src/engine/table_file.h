@@ -2,20 +2,17 @@
 #define TVL_ENGINE_TABLE_FILE_H
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
 #include <utility>
 
 #include "engine/patience.h"
-#include "host/file_identity.h"
+#include "engine/system.h"
 #include "store/lock_ranges.h"
 
 namespace tvl::engine {
-
-// Sets the permissions of a new file to read and write as for its folder: everyone who may write in the
-// folder must be able to use the table, regardless of the umask of this process.
-void TakeModeOfFolder(int descriptor, const std::string& path);
 
 // Returns the path of a table's data file: the given name with host separators and the extension ".dat".
 [[nodiscard]] std::string NamedPath(const char* table);
@@ -48,21 +45,22 @@ class TableFile {
   [[nodiscard]] static std::optional<TableFile> SeizeRows(const std::string& path);
 
   TableFile(TableFile&& other) noexcept
-      : descriptor_(std::exchange(other.descriptor_, -1)),
+      : file_(std::exchange(other.file_, kNoFile)),
         id_(other.id_),
         writable_(other.writable_),
-        isOnSmb_(other.isOnSmb_) {}
+        opensApart_(other.opensApart_) {}
   TableFile(const TableFile&) = delete;  // one object, one lock
   TableFile& operator=(const TableFile&) = delete;
   TableFile& operator=(TableFile&& other) noexcept;
   ~TableFile();
 
-  [[nodiscard]] int Descriptor() const { return descriptor_; }
-  [[nodiscard]] const FileIdentity& Id() const { return id_; }
+  [[nodiscard]] FileNumber Number() const { return file_; }
+  [[nodiscard]] const FileId& Id() const { return id_; }
   [[nodiscard]] bool IsWritable() const { return writable_; }
 
-  // Returns whether another open of the file needs an OpeningApart.
-  [[nodiscard]] bool IsOnSmb() const { return isOnSmb_; }
+  // Calls `open`, which opens the file once more by `path`, so that the locks of both are reliable. Returns
+  // false and notes an error, without calling it, if other processes are opening the file for too long.
+  [[nodiscard]] bool OpenAgain(const std::string& path, const std::function<void()>& open) const;
 
   // Returns the first bytes of the file, at most `count`; fewer at its end or on failure.
   [[nodiscard]] std::string Start(std::size_t count) const;
@@ -71,24 +69,24 @@ class TableFile {
   [[nodiscard]] bool IsStill(const std::string& path) const;
 
  private:
-  TableFile(int descriptor, bool writable) : descriptor_(descriptor), writable_(writable) {}
+  TableFile(FileNumber file, Access access) : file_(file), writable_(access == Access::kReadWrite) {}
 
   enum class Purpose { kUse, kReplacement };
   // Opens the file, which must exist.
-  [[nodiscard]] static TableFile Open(const std::string& path, int access, Purpose purpose);
+  [[nodiscard]] static TableFile Open(const std::string& path, Access access, Purpose purpose);
 
   using Opening = TableFile (*)(const std::string& path);
   [[nodiscard]] static TableFile OpenExisting(const std::string& path);
   [[nodiscard]] static TableFile OpenOrMake(const std::string& path);
   [[nodiscard]] static std::optional<TableFile> SeizeOpened(const std::string& path, Opening open,
                                                             std::span<const LockRange> ranges);
-  [[nodiscard]] bool IsOpen() const { return descriptor_ >= 0; }
+  [[nodiscard]] bool IsOpen() const { return file_ != kNoFile; }
   [[nodiscard]] bool Identify();
 
-  int descriptor_;
-  FileIdentity id_;
+  FileNumber file_;
+  FileId id_;
   bool writable_;
-  bool isOnSmb_ = false;
+  bool opensApart_ = false;  // another open of the file needs OpenApart
 };
 
 }  // namespace tvl::engine

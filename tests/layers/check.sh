@@ -15,7 +15,10 @@ declare -A reaches=(
   [platform/posix]="host platform platform/common"
   [platform/windows]="platform platform/common"
   [store]="host platform base record"
-  [engine]="host record store"
+  [engine]="record store"
+  [engine/posix]="host engine record store"
+  [engine/postgres]="host engine record store"
+  [engine/windows]="platform platform/windows engine record store"
   [cli]="host"
 )
 # The server's folders, from the ground up.
@@ -34,7 +37,7 @@ breach() {
 
 folder_of() {
   case $1 in
-    platform/*/* | server/*/*) echo "${1%/*}" ;;
+    platform/*/* | server/*/* | engine/posix/* | engine/postgres/* | engine/windows/*) echo "${1%/*}" ;;
     *) echo "${1%%/*}" ;;
   esac
 }
@@ -60,7 +63,7 @@ is_fact() {
 }
 
 # These folders may include system headers.
-posix_folders="host platform/posix store engine server cli"
+posix_folders="host platform/posix store engine/posix engine/postgres server cli"
 
 check_own_header() {
   local file=$1 line=$2 header=$3 folder
@@ -79,13 +82,14 @@ allowed_folders() {
   case $1 in
     tvlclient/*) ;;
     zlib.h) echo transfer ;;
-    sqlite3.h | libpq-fe.h) echo engine ;;
+    sqlite3.h) echo engine engine/posix engine/windows ;;
+    libpq-fe.h) echo engine/postgres ;;
     CLI/*) echo cli server ;;
     asio.hpp | asio/*) echo server ;;
     httplib.h) echo cli server ;;
     nlohmann/*) echo cli server ;;
     cpuid.h | immintrin.h) echo transfer ;;
-    windows.h | winioctl.h | winsock2.h | ws2tcpip.h | mstcpip.h | aclapi.h) echo platform/windows ;;
+    windows.h | winioctl.h | winsock2.h | ws2tcpip.h | mstcpip.h | aclapi.h) echo platform/windows engine/windows ;;
     */* | *.h) echo "$posix_folders" ;;
     *) ;;
   esac

@@ -1,6 +1,10 @@
 #ifndef TVL_ENGINE_SQLITE_LIBRARY_H
 #define TVL_ENGINE_SQLITE_LIBRARY_H
 
+#include <string>
+
+#include "engine/system.h"
+
 // This module's own copy of SQLite, adapted to network shares and to programs that fork.
 
 namespace tvl::engine {
@@ -22,8 +26,11 @@ class SqlitePassage {
   ~SqlitePassage();
 };
 
-// Returns the descriptor of the file that SQLite opened last in the current passage of the thread, or -1.
-[[nodiscard]] int LastOpenedBySqlite();
+// Returns the file that SQLite opened last in the current passage of the thread, or kNoFile.
+[[nodiscard]] FileNumber LastOpenedBySqlite();
+
+// Returns the path in the form that SQLite takes.
+[[nodiscard]] std::string PathForSqlite(const std::string& path);
 
 // Called around a fork.
 void ShutSqlite();

@@ -1,12 +1,8 @@
 #include "engine/sqlite/region.h"
 
-#include <unistd.h>
-
 #include <cerrno>
 
 #include "engine/last_error.h"
-#include "host/file_lock.h"
-#include "host/system_calls.h"
 
 namespace tvl::engine {
 namespace {
@@ -27,23 +23,23 @@ const LockRange& RangeOf(Region::Strength strength) {
   return strength == Region::Strength::kExclusive ? kSqliteRegion : kSqliteSharedBytes;
 }
 
-short TypeOf(Region::Strength strength) {
-  return strength == Region::Strength::kExclusive ? F_WRLCK : F_RDLCK;
+LockKind KindOf(Region::Strength strength) {
+  return strength == Region::Strength::kExclusive ? LockKind::kExclusive : LockKind::kShared;
 }
 
 }  // namespace
 
-// NFS 4 creates and frees the state of a descriptor's locks with its first and last lock. The use byte, which
+// NFS 4 creates and frees the state of an open file's locks with its first and last lock. The use byte, which
 // the table's file shares already, preserves that state between transactions.
-void Region::Attach(int descriptor) {
-  descriptor_ = descriptor;
-  canWrite_ = (fcntl(descriptor, F_GETFL) & O_ACCMODE) == O_RDWR;
-  static_cast<void>(TryLock(descriptor, F_RDLCK, kUseByte));
+void Region::Attach(FileNumber file, Access access) {
+  file_ = file;
+  canWrite_ = access == Access::kReadWrite;
+  static_cast<void>(TryLock(file, LockKind::kShared, kUseByte));
 }
 
 // Tries to lock until it succeeds. Returns false and notes an error if the time is over or locking fails.
-bool Region::LockPatiently(short type, const LockRange& range, Patience& patience) {
-  while (!TryLock(descriptor_, type, range)) {
+bool Region::LockPatiently(LockKind kind, const LockRange& range, Patience& patience) {
+  while (!TryLock(file_, kind, range)) {
     if (!IsRefusal(errno)) {
       NoteSystemError("the table cannot be locked");
       return false;
@@ -66,7 +62,7 @@ bool Region::TakeWithGate() {
     keptGates_ = 0;
     return false;
   }
-  hasGate_ = TryLock(descriptor_, F_WRLCK, kRegionWithGate);
+  hasGate_ = TryLock(file_, LockKind::kExclusive, kRegionWithGate);
   if (hasGate_)
     ++keptGates_;
   else
@@ -74,12 +70,12 @@ bool Region::TakeWithGate() {
   return hasGate_;
 }
 
-// Readers lock the gate exclusively too, so that a writer has the same chance as each of them. A read-only
-// descriptor can only share it.
+// Readers lock the gate exclusively too, so that a writer has the same chance as each of them. A file that is
+// open for reading can only share it.
 bool Region::PassGate(Strength wanted, Patience& patience) {
-  if (!LockPatiently(canWrite_ ? F_WRLCK : F_RDLCK, kGateByte, patience)) return false;
-  const bool taken = LockPatiently(TypeOf(wanted), RangeOf(wanted), patience);
-  Unlock(descriptor_, kGateByte);
+  if (!LockPatiently(canWrite_ ? LockKind::kExclusive : LockKind::kShared, kGateByte, patience)) return false;
+  const bool taken = LockPatiently(KindOf(wanted), RangeOf(wanted), patience);
+  Unlock(file_, kGateByte);
   passedGate_ = std::chrono::steady_clock::now();
   bypasses_ = 0;
   return taken;
@@ -89,13 +85,13 @@ bool Region::PassGate(Strength wanted, Patience& patience) {
 bool Region::BypassGate() {
   const bool mayBypass =
       bypasses_ < kMostBypasses && std::chrono::steady_clock::now() < passedGate_ + kPassLasts;
-  return mayBypass && TryLock(descriptor_, F_RDLCK, kSqliteSharedBytes) && ++bypasses_ > 0;
+  return mayBypass && TryLock(file_, LockKind::kShared, kSqliteSharedBytes) && ++bypasses_ > 0;
 }
 
 bool Region::Take(Strength wanted, Patience& patience) {
   wasTooWeak_ = false;
   hasUnseenJournal_ = false;
-  keptJournal_.Forget();
+  seen_->Forget();
   const bool isIn = wanted == Strength::kExclusive ? TakeWithGate() : BypassGate();
   if (!isIn && !PassGate(wanted, patience)) return false;
   held_ = wanted;
@@ -103,31 +99,16 @@ bool Region::Take(Strength wanted, Patience& patience) {
 }
 
 void Region::Release() {
-  Unlock(descriptor_, hasGate_ ? kRegionWithGate : kSqliteRegion);
+  Unlock(file_, hasGate_ ? kRegionWithGate : RangeOf(held_));
   hasGate_ = false;
   held_ = Strength::kNone;
 }
 
-bool Region::Allows(short type) {
-  if (type == F_UNLCK) return true;
-  if (hasUnseenJournal_) return false;
-  if (held_ == Strength::kExclusive) return true;
-  if (type == F_RDLCK) return held_ == Strength::kShared;
-  wasTooWeak_ = wasTooWeak_ || held_ == Strength::kShared;
+bool Region::Covers(FileNumber file, LockKind kind) {
+  if (file != file_ || hasUnseenJournal_ || held_ == Strength::kNone) return false;
+  if (held_ == Strength::kExclusive || kind == LockKind::kShared) return true;
+  wasTooWeak_ = true;
   return false;
-}
-
-int Region::OnRequest(int descriptor, int command, struct flock& lock) {
-  if (descriptor == descriptor_ && command == F_SETLK && Allows(lock.l_type)) return 0;
-  if (descriptor == descriptor_ && command == F_GETLK) {
-    lock.l_pid = 0;  // SQLite leaves it as it is, and the kernel requires 0 for this kind of lock
-    // Another program may be writing while we only read.
-    if (held_ != Strength::kExclusive) return System().lock(descriptor, F_OFD_GETLK, &lock);
-    lock.l_type = F_UNLCK;
-    return 0;
-  }
-  errno = EAGAIN;
-  return -1;
 }
 
 }  // namespace tvl::engine

@@ -1,15 +1,12 @@
 #ifndef TVL_ENGINE_SQLITE_REGION_H
 #define TVL_ENGINE_SQLITE_REGION_H
 
-#include <fcntl.h>
-
 #include <chrono>
-#include <cstdint>
-#include <utility>
+#include <memory>
 
 #include "engine/patience.h"
-#include "engine/sqlite/kept_journal.h"
-#include "engine/table_file.h"
+#include "engine/sqlite/seen_files.h"
+#include "engine/system.h"
 #include "store/lock_ranges.h"
 
 namespace tvl::engine {
@@ -26,14 +23,14 @@ namespace tvl::engine {
 // lock on the byte that marks a writer, a plain SQLite would mistake the journal of a killed writer for that
 // of a live one.
 //
-// The locks belong to SQLite's own descriptor: if a network file system loses them, writes to the descriptor
-// fail too.
+// The locks belong to SQLite's own open file: if a network file system loses them, writes to the file fail
+// too.
 class Region {
  public:
   enum class Strength { kNone, kShared, kExclusive };
 
-  // `descriptor` is SQLite's own.
-  void Attach(int descriptor);
+  // `file` is SQLite's own open file.
+  void Attach(FileNumber file, Access access);
 
   // Waits first for the gate byte and then, holding that, for the region, so that a stream of readers cannot
   // starve a writer. To save round trips, a reader that has just passed the gate may bypass it a few times,
@@ -51,43 +48,25 @@ class Region {
   void NoteUnseenJournal() { hasUnseenJournal_ = true; }
   [[nodiscard]] bool HasUnseenJournal() const { return hasUnseenJournal_; }
 
-  // Returns whether the folder was synced through this object since it contains the journal with this inode.
-  // If not, the caller must sync it now.
-  [[nodiscard]] bool IsJournalSynced() const { return journal_ == syncedJournal_; }
-  void NoteJournal(const FileIdentity& journal) { journal_ = journal; }
-  void NoteSyncedFolder() { syncedJournal_ = journal_; }
+  // Returns whether the locks that are held cover a lock that SQLite requests on `file`.
+  [[nodiscard]] bool Covers(FileNumber file, LockKind kind);
 
-  // Records the number of pages that the header of the table states in this transaction. If it has changed,
-  // this computer may have cached the size of the file from before.
-  void NotePages(std::uint32_t pages) {
-    sizeIsOld_ = pages != pages_;
-    pages_ = pages;
-  }
-  // Returns whether the cached size of `descriptor` may be old, the first time that it is asked.
-  [[nodiscard]] bool TakeOldSize(int descriptor) {
-    return descriptor == descriptor_ && std::exchange(sizeIsOld_, false);
-  }
+  [[nodiscard]] FileNumber File() const { return file_; }
+  [[nodiscard]] Strength Held() const { return held_; }
 
-  [[nodiscard]] KeptJournal& Journal() { return keptJournal_; }
-
-  // Answers a lock request of SQLite instead of fcntl.
-  [[nodiscard]] int OnRequest(int descriptor, int command, struct flock& lock);
+  // What the system calls that SQLite makes remember of the connection's files.
+  [[nodiscard]] SeenFiles& Seen() { return *seen_; }
 
  private:
   [[nodiscard]] bool PassGate(Strength wanted, Patience& patience);
-  [[nodiscard]] bool LockPatiently(short type, const LockRange& range, Patience& patience);
+  [[nodiscard]] bool LockPatiently(LockKind kind, const LockRange& range, Patience& patience);
   [[nodiscard]] bool TakeWithGate();
-  [[nodiscard]] bool Allows(short type);
   [[nodiscard]] bool BypassGate();
 
-  int descriptor_ = -1;
+  FileNumber file_ = kNoFile;
   bool canWrite_ = false;
   bool hasUnseenJournal_ = false;
-  std::uint32_t pages_ = 0;
-  bool sizeIsOld_ = false;
-  FileIdentity journal_;
-  FileIdentity syncedJournal_;
-  KeptJournal keptJournal_;
+  std::unique_ptr<SeenFiles> seen_ = SeenFiles::Create();
   std::chrono::steady_clock::time_point metOthers_;
   bool hasGate_ = false;
   int keptGates_ = 0;

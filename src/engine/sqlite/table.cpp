@@ -1,21 +1,16 @@
 #include "engine/sqlite/table.h"
 
-#include <fcntl.h>
 #include <sqlite3.h>
-#include <unistd.h>
 
 #include <cstddef>
 #include <cstring>
 #include <new>
-#include <optional>
 #include <string_view>
 
 #include "engine/last_error.h"
 #include "engine/sqlite/library.h"
 #include "engine/sqlite/row_search.h"
-#include "host/opening_apart.h"
-#include "host/system_calls.h"
-#include "store/lock_ranges.h"
+#include "engine/system.h"
 #include "store/table_kind.h"
 
 namespace tvl::engine {
@@ -108,7 +103,7 @@ constexpr char kRollbackJournal = 1;
 bool HasOurFormat(const std::string& path, string_view start) {
   return start.size() >= kHeaderLooked && start.starts_with(kMagic) &&
          start[kWriteVersion] == kRollbackJournal && start[kReadVersion] == kRollbackJournal &&
-         System().access((path + "-wal").c_str(), F_OK) != 0;
+         !FileExists(path + "-wal");
 }
 
 // A node of the tree contains at least four rows. The part of a row that does not fit into a quarter of a
@@ -196,24 +191,24 @@ SqliteTable::~SqliteTable() {
   sqlite3_close(database_);
 }
 
-// SQLite's descriptor has locks too.
+// SQLite's own open file has locks too.
 bool SqliteTable::Connect(const std::string& path, const TableFile& file) {
-  const int access = file.IsWritable() ? O_RDWR : O_RDONLY;
-  std::optional<OpeningApart> apart;
-  if (file.IsOnSmb()) apart.emplace(path.c_str(), access, kOpeningByte.start, kPatience);
-  if (apart && !apart->Has()) {
-    NoteError("other processes are opening the table", Problem::kBusy);
-    return false;
-  }
+  const Access access = file.IsWritable() ? Access::kReadWrite : Access::kRead;
+  bool isOpen = false;
+  return file.OpenAgain(path, [&] { isOpen = OpenDatabase(path, access); }) && isOpen;
+}
+
+bool SqliteTable::OpenDatabase(const std::string& path, Access access) {
   const SqlitePassage passage(&region_);
-  const int flags = (file.IsWritable() ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY) | SQLITE_OPEN_NOMUTEX |
-                    SQLITE_OPEN_PRIVATECACHE;
-  if (sqlite3_open_v2(path.c_str(), &database_, flags, "unix") != SQLITE_OK) {
+  const int flags = (access == Access::kReadWrite ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY) |
+                    SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE;
+  if (sqlite3_open_v2(PathForSqlite(path).c_str(), &database_, flags, nullptr) != SQLITE_OK) {
     NoteDatabaseError();
     return false;
   }
-  region_.Attach(LastOpenedBySqlite());
-  if (LastOpenedBySqlite() < 0) {
+  const bool isReadOnly = sqlite3_db_readonly(database_, "main") != 0;
+  region_.Attach(LastOpenedBySqlite(), isReadOnly ? Access::kRead : Access::kReadWrite);
+  if (LastOpenedBySqlite() == kNoFile) {
     NoteError("the table cannot be locked");
     return false;
   }

@@ -58,6 +58,7 @@ class SqliteTable : public Table {
   SqliteTable() = default;
 
   [[nodiscard]] bool Connect(const std::string& path, const TableFile& file);
+  [[nodiscard]] bool OpenDatabase(const std::string& path, Access access);
   [[nodiscard]] bool ReadLayout();
 
   template <typename Action>

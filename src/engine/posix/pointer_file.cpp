@@ -10,6 +10,8 @@
 
 #include "engine/last_error.h"
 #include "engine/plugin_module.h"
+#include "engine/posix/folder_mode.h"
+#include "engine/storage.h"
 #include "engine/table_file.h"
 #include "host/descriptor.h"
 #include "host/file_identity.h"
@@ -19,12 +21,13 @@
 #include "host/system_calls.h"
 #include "host/write_all.h"
 #include "store/check/mount.h"
-#include "store/layout.h"
 #include "store/lock_ranges.h"
 #include "store/part_name.h"
 
 namespace tvl::engine {
 namespace {
+
+static_assert(kTableIdLength == kRandomIdLength);
 
 bool IsThere(const std::string& path) {
   struct stat status = {};
@@ -44,10 +47,6 @@ bool Refuse(const std::string& path) {
 std::string PartPath(const std::string& path, const Pointer& pointer) {
   const auto number = static_cast<unsigned int>(std::stoul(pointer.id.substr(0, 7), nullptr, 16));
   return FolderOf(path) + PartName(static_cast<unsigned int>(getpid()), number);
-}
-
-bool IsLockTable(const std::string& path) {
-  return path.substr(path.rfind('/') + 1) == kLockTableName;
 }
 
 // The data file before it has its name. It is removed with this object, unless it was renamed.

@@ -1,4 +1,4 @@
-#include "engine/sqlite/kept_journal.h"
+#include "engine/posix/kept_journal.h"
 
 #include <utility>
 

@@ -37,13 +37,13 @@ PathText FullPath(const char* base, string_view rest) {
 }
 
 // Creates every folder of `path` that begins at or after `from`. Usually the last one exists, and thus all
-// do.
+// do, unless the system resolves ".." in the text.
 void MakeFolders(string_view path, std::size_t from) {
   const std::size_t last = path.rfind('\\');
   if (last == string_view::npos || last < from) return;
   PathText deepest;
   deepest.Append(path.substr(0, last));
-  if (tvl::NameExists(deepest.Text())) return;
+  if (path.find("..", from) == string_view::npos && tvl::NameExists(deepest.Text())) return;
   for (std::size_t end = path.find('\\', from); end != string_view::npos; end = path.find('\\', end + 1)) {
     PathText folder;
     folder.Append(path.substr(0, end));

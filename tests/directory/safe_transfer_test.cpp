@@ -89,7 +89,7 @@ TEST(DirectorySafeTransfer, ReportsEachCopyOfGroup) {
     static_cast<void>(tvl::TakeLastError());
     EXPECT_EQ(store.opr.EndTransfers(collect, &codes), failure);
     failing.reset();
-    EXPECT_EQ(tvl::TakeLastError().path, level > 0 ? store.folder.Host("root/d/b") : "");
+    EXPECT_EQ(fs::path(tvl::TakeLastError().path), level > 0 ? store.folder.Host("root/d/b") : "");
     EXPECT_EQ(codes, (std::vector<int>{0, failure, 0}));
     EXPECT_EQ(store.folder.Read("root/d/a") + store.folder.Read("root/d/c"), "ac");
     // Whichever sync fails, the file is reported as failed, and exists completely or not at all.

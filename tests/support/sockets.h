@@ -7,13 +7,18 @@
 #include <winsock2.h>
 #include <ws2tcpip.h>
 
+#include <utility>
+
 constexpr int MSG_NOSIGNAL = 0;
 constexpr int SOCK_CLOEXEC = 0;
-constexpr int SHUT_RD = SD_RECEIVE;
 constexpr int SHUT_WR = SD_SEND;
 
 inline int CloseSocket(int socket) {
   return closesocket(static_cast<SOCKET>(socket));
+}
+// Ends an accept() of another thread.
+inline void StopListening(int& listener) {
+  CloseSocket(std::exchange(listener, -1));
 }
 inline int accept4(int listener, sockaddr* address, int* size, int /*flags*/) {
   return static_cast<int>(accept(static_cast<SOCKET>(listener), address, size));
@@ -37,6 +42,9 @@ inline void SetReadTimeout(int socket, int seconds) {
 
 inline int CloseSocket(int socket) {
   return close(socket);
+}
+inline void StopListening(int& listener) {
+  shutdown(listener, SHUT_RD);
 }
 inline int OpenSocket(int family) {
   return socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0);

@@ -21,6 +21,8 @@ constexpr bool kHasLinks = false;
 // A name cannot contain all characters.
 constexpr bool kHasAllNames = false;
 constexpr bool kReplacesOpenFiles = false;
+// Wine notices the end of a stream only once everything has been read.
+constexpr bool kSeesEndWithUnreadBytes = false;
 // Names that differ in case only are the same.
 constexpr bool kIgnoresCase = true;
 constexpr char kNullDevice[] = "NUL";
@@ -65,6 +67,7 @@ inline char* mkdtemp(char* pattern) {
 constexpr bool kHasLinks = true;
 constexpr bool kHasAllNames = true;
 constexpr bool kReplacesOpenFiles = true;
+constexpr bool kSeesEndWithUnreadBytes = true;
 constexpr bool kIgnoresCase = false;
 constexpr char kNullDevice[] = "\\dev\\null";
 

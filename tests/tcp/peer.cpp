@@ -116,8 +116,9 @@ Server::Server(std::vector<Part> parts, const char* address) {
 }
 
 void Server::Play(const std::vector<Part>& parts) {
+  const int listener = listener_;
   for (const Part& part : parts) {
-    const int descriptor = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+    const int descriptor = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
     if (&part == parts.data()) met_.set_value();
     if (descriptor < 0) return;
     SetReadTimeout(descriptor, kPatience);
@@ -134,7 +135,7 @@ Server::~Server() {
 void Server::Join() {
   if (!thread_.joinable()) return;
   met_.get_future().wait();
-  shutdown(listener_, SHUT_RD);  // ends the wait for clients that never come
+  StopListening(listener_);  // ends the wait for clients that never come
   thread_.join();
 }
 

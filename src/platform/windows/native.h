@@ -90,6 +90,7 @@ void Unlock(Handle file, std::int64_t start, std::int64_t length);
 [[nodiscard]] int DeleteOpen(Handle file);
 // Deletes by name, without a look at locks.
 int Delete(const char* path);
+// Replaces a target that others have open, if the file system can do that.
 [[nodiscard]] int Rename(const char* from, const char* to, bool replaces);
 // Copies to the file `to` the access list of `from`, unless all of it comes from the folder.
 [[nodiscard]] int CopyAccess(const char* from, const char* to);

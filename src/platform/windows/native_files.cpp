@@ -228,10 +228,6 @@ int Delete(const char* path) {
   return Result(DeleteFileA(path));
 }
 
-int Rename(const char* from, const char* to, bool replaces) {
-  return Result(MoveFileExA(from, to, replaces ? MOVEFILE_REPLACE_EXISTING : 0U));
-}
-
 int FreeSpace(const char* path, std::uint64_t* bytes) {
   ULARGE_INTEGER available = {};
   const int problem = Result(GetDiskFreeSpaceExA(path, &available, nullptr, nullptr));

@@ -6,7 +6,7 @@
 #include "platform/files.h"
 #include "platform/held_file.h"
 #include "platform/last_error.h"
-#include "platform/windows/open_file.h"
+#include "platform/windows/native.h"
 
 namespace tvl {
 namespace {
@@ -20,14 +20,16 @@ bool IsRefused(int problem) {
 }
 
 // Returns 0 if nobody holds the target, ENOENT if it does not exist, or why it cannot be replaced. Closes it
-// before the rename, because an open file may not be replaced. A target that another process replaces cannot
-// be opened for a moment.
+// before the rename, because not every file system replaces an open file. A target that another process
+// replaces cannot be opened for a moment.
 int TryTarget(const char* target) {
   bool held = false;
   const int problem = Retry(kLookPatience, IsRefused, [&] {
-    const OpenFile file(target, {.writes = true, .opens_links = true});
-    held = file.IsOpen() && IsHeld(file.Get());
-    return file.Problem();
+    native::Handle file = native::kNoHandle;
+    const int failure = native::Open(target, {.writes = true, .opens_links = true}, &file);
+    if (failure != 0) return failure;
+    held = IsHeld(file);
+    return native::Close(file);
   });
   return held ? EBUSY : problem;
 }

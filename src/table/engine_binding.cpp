@@ -144,6 +144,7 @@ HMODULE LoadFromKnownPlaces() {
     const char* name;
   } places[] = {{executable, "vbctree.dll"},
                 {executable, "vbctree.so"},
+                {library, "vbctree.dll"},
                 {library, "vbctree.so"},
                 {library, "tvlclient\\vbctree.so"}};
   for (const auto& place : places) {

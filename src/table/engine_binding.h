@@ -7,9 +7,9 @@
 // table of its functions. The wrappers below call a function if it exists and report its failure otherwise,
 // so with a missing or broken module every call fails. Any thread may call them.
 
-// Loads the engine unless it is loaded. Looks in this order for "vbctree.dll" and "vbctree.so" next to the
-// executable, and "vbctree.so" next to this library and in its subfolder "tvlclient". Always returns 1; calls
-// of missing functions fail.
+// Loads the engine unless it is loaded. Looks for "vbctree.dll", then "vbctree.so", next to the executable,
+// then next to this library, and last for "vbctree.so" in the library's subfolder "tvlclient". Always returns
+// 1; calls of missing functions fail.
 int LoadTableEngine();
 
 // Closes all handles of the engine and unloads it, unless a TableEngineUse exists.

@@ -1,19 +1,11 @@
-#include <cstdio>
 #include <random>
 
 #include "engine/engine.h"
 #include "support/helper_process.h"
-#include "support/mounted_folder.h"
 
 namespace {
 
 constexpr int kRowsInBatch = 5;
-
-string KeyOf(int row) {
-  char key[16];
-  std::snprintf(key, sizeof key, "%08d", row);
-  return key;
-}
 
 // Writes rows with increasing keys, every other five in a batch, and reports each number once its row is
 // committed.
@@ -79,14 +71,7 @@ const Role spillAndWait("spill-and-wait", [](const std::vector<string>& argument
   return 3;
 });
 
-// Without write access, a table with the journal of a killed writer cannot be read.
-const Role refusedAsNobody("refused-as-nobody", [](const std::vector<string>& arguments) {
-  if (setgid(65534) != 0 || setuid(65534) != 0) return 1;
-  return IOpen(arguments[0].c_str()) < 0 && GetLastProblem() == 3 ? 0 : 2;
-});
-
 TEST_F(EngineTest, KilledBatchIsRolledBackButNotIntoNewTable) {
-  fs::permissions(folder_.Host(), fs::perms(0755));
   const string path = folder_.Host("large.dat");
   for (const bool replaced : {false, true}) {
     SCOPED_TRACE(replaced);
@@ -106,10 +91,6 @@ TEST_F(EngineTest, KilledBatchIsRolledBackButNotIntoNewTable) {
     writer.Wait();
     ASSERT_GT(fs::file_size(path), sizeBefore) << "the test needs pages in the file";
     ASSERT_GT(fs::file_size(path + "-journal"), 0U);
-    if (geteuid() == 0) {
-      fs::permissions(path, fs::perms(0644));
-      EXPECT_EQ(HelperProcess({"refused-as-nobody", path}).Wait(), 0);
-    }
     if (replaced) {
       fs::remove(path);
       ASSERT_EQ(CreateArchive(path.c_str(), 4000, 8, 0), 0);
@@ -137,40 +118,6 @@ TEST_F(EngineTest, WritesJournalThatHasItsName) {
     ASSERT_EQ(EndBatch(table), 1);
     EXPECT_EQ(fs::file_size(journal), 0U);
   }
-}
-
-TEST_F(EngineTest, FullDiskDoesNotDamageTable) {
-  const MountedFolder disk(folder_.Host("disk"), "size=8m");
-  if (!disk.IsMounted()) GTEST_SKIP() << "only root can make a small disk";
-  const string path = disk.Path() + "/t.dat";
-  ASSERT_EQ(CreateArchive(path.c_str(), 1000, 8, 3), 0);
-  const int table = IOpen(path.c_str());
-  int written = 0;
-  for (std::size_t left = 0; left < 200'000; left += 4096) {
-    disk.FillUp(left);
-    while (written < 5000 && Write(table, KeyOf(written), "", "single") == 1) ++written;
-    ASSERT_LT(written, 5000);
-    ASSERT_STREQ(GetLastErrorText(), "database or disk is full");
-    ASSERT_EQ(All(table).size(), static_cast<std::size_t>(written)) << left;
-
-    ASSERT_EQ(BeginBatch(table, 1), 1);
-    bool full = false;
-    for (int row = 0; row < 1000; ++row)
-      full = Write(table, KeyOf(90'000'000 + row), "", "batch") != 1 || full;
-    if (full) disk.FreeUp();
-    ASSERT_TRUE(!full || Write(table, "late", "", "batch") == 0) << "what came before it is gone";
-    ASSERT_EQ(EndBatch(table), 0) << left;
-    ASSERT_EQ(All(table).size(), static_cast<std::size_t>(written)) << left;
-  }
-  EXPECT_GT(written, 20);
-  const string refused = disk.Path() + "/refused.dat";
-  disk.FillUp(8192);
-  EXPECT_NE(CreateArchive(refused.c_str(), 20, 4, 3), 0);
-  EXPECT_FALSE(fs::exists(refused));
-  disk.FreeUp();
-  EXPECT_EQ(Write(table, "after", "", "room again"), 1) << GetLastErrorText();
-  CloseAll();
-  EXPECT_EQ(CheckIntegrity(path), "ok");
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 #include "engine/engine.h"
 
-#include <sqlite3.h>
+#include <cstdio>
 
 namespace {
 
@@ -9,6 +9,12 @@ string WithoutBlanks(const string& text) {
 }
 
 }  // namespace
+
+string KeyOf(int row) {
+  char key[16];
+  std::snprintf(key, sizeof key, "%08d", row);
+  return key;
+}
 
 int Write(int handle, const string& key1, const string& key2, const string& record) {
   string bytes = record;
@@ -48,12 +54,6 @@ string CheckIntegrity(const string& table) {
   return answer;
 }
 
-bool CanLockWhole(const string& path) {
-  const int descriptor = open(path.c_str(), O_RDWR | O_CLOEXEC);
-  struct flock lock = {};
-  lock.l_type = F_WRLCK;
-  lock.l_len = off_t{1} << 62;
-  const bool can = fcntl(descriptor, F_OFD_SETLK, &lock) == 0;
-  close(descriptor);
-  return can;
+int Execute(sqlite3* database, const char* sql) {
+  return sqlite3_exec(database, sql, nullptr, nullptr, nullptr);
 }

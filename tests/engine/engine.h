@@ -1,10 +1,15 @@
 #ifndef TVL_TESTS_ENGINE_ENGINE_H
 #define TVL_TESTS_ENGINE_ENGINE_H
 
+#include <sqlite3.h>
+
 #include "engine/vbctree.h"
 #include "support/testing.h"
 
 using Rows = std::vector<string>;
+
+// Returns the number with eight digits.
+string KeyOf(int row);
 
 // Writes a record as a text padded with blanks. Returns 1 or 0.
 int Write(int handle, const string& key1, const string& key2, const string& record);
@@ -30,6 +35,9 @@ class EngineTest : public testing::Test {
 
 // Returns "ok", or the errors that SQLite finds in the file of a table that is not in use.
 string CheckIntegrity(const string& table);
+
+// Runs SQL in plain SQLite.
+int Execute(sqlite3* database, const char* sql);
 
 // Tries to lock all of a file, like a client that is about to delete it.
 bool CanLockWhole(const string& path);

@@ -81,6 +81,8 @@ void AllowHoles(Handle file);
 // Locks a range exclusively without waiting. Fails with EBUSY if another open file, or this one, has a lock
 // in it. An unlock must name the range of a lock.
 [[nodiscard]] int Lock(Handle file, std::int64_t start, std::int64_t length);
+// The same, but any number of open files may share the lock.
+[[nodiscard]] int LockShared(Handle file, std::int64_t start, std::int64_t length);
 void Unlock(Handle file, std::int64_t start, std::int64_t length);
 
 [[nodiscard]] int CreateFolder(const char* path);
@@ -117,6 +119,8 @@ void EndListing(Handle listing);
 // These return the length of a text, the required size including the terminator if the buffer is too small,
 // or 0 on failure.
 [[nodiscard]] std::size_t FullPath(const char* path, char* buffer, std::size_t size);
+// Of an existing file or folder, with links resolved.
+[[nodiscard]] std::size_t RealPath(const char* path, char* buffer, std::size_t size);
 // Of the file that contains the code at `address`; of the program if that is null.
 [[nodiscard]] std::size_t ModulePath(const void* address, char* buffer, std::size_t size);
 

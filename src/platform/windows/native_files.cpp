@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <string_view>
 
 #include "platform/windows/native.h"
 #include "platform/windows/native_errors.h"
@@ -102,6 +103,27 @@ OVERLAPPED At(std::int64_t start) {
   return place;
 }
 
+int TryLock(Handle file, DWORD kind, std::int64_t start, std::int64_t length) {
+  OVERLAPPED place = At(start);
+  const auto size = static_cast<std::uint64_t>(length);
+  return Result(LockFileEx(Native(file), kind | LOCKFILE_FAIL_IMMEDIATELY, 0, static_cast<DWORD>(size),
+                           static_cast<DWORD>(size >> 32U), &place));
+}
+
+// Removes what makes a path one that the system does not parse. Returns the new length.
+std::size_t WithoutPrefix(char* path, std::size_t length) {
+  constexpr std::string_view kPrefix = "\\\\?\\";
+  constexpr std::string_view kSharePrefix = "\\\\?\\UNC\\";
+  const std::string_view text(path, length);
+  if (!text.starts_with(kPrefix)) return length;
+  // The two backslashes of a share remain.
+  const bool isShare = text.starts_with(kSharePrefix);
+  const std::size_t start = isShare ? kSharePrefix.size() - 2 : kPrefix.size();
+  std::memmove(path, path + start, length - start + 1);
+  if (isShare) path[0] = '\\';
+  return length - start;
+}
+
 void Copy(const WIN32_FIND_DATAA& found, Entry* entry) {
   std::memcpy(entry->name, found.cFileName, sizeof entry->name);
   entry->attributes = found.dwFileAttributes;
@@ -196,10 +218,11 @@ int SetTimes(Handle file, const Time* accessed, const Time* written) {
 }
 
 int Lock(Handle file, std::int64_t start, std::int64_t length) {
-  OVERLAPPED place = At(start);
-  const auto size = static_cast<std::uint64_t>(length);
-  return Result(LockFileEx(Native(file), LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0,
-                           static_cast<DWORD>(size), static_cast<DWORD>(size >> 32U), &place));
+  return TryLock(file, LOCKFILE_EXCLUSIVE_LOCK, start, length);
+}
+
+int LockShared(Handle file, std::int64_t start, std::int64_t length) {
+  return TryLock(file, 0, start, length);
 }
 
 void Unlock(Handle file, std::int64_t start, std::int64_t length) {
@@ -233,6 +256,17 @@ int FreeSpace(const char* path, std::uint64_t* bytes) {
   const int problem = Result(GetDiskFreeSpaceExA(path, &available, nullptr, nullptr));
   *bytes = available.QuadPart;
   return problem;
+}
+
+std::size_t RealPath(const char* path, char* buffer, std::size_t size) {
+  Handle file = kNoHandle;
+  if (size > 0) buffer[0] = 0;
+  if (Open(path, {.reads = false, .opens_folders = true}, &file) != 0) return 0;
+  const DWORD length =
+      GetFinalPathNameByHandleA(Native(file), buffer, static_cast<DWORD>(size), FILE_NAME_NORMALIZED);
+  Close(file);
+  if (length == 0 || length >= size) return 0;
+  return WithoutPrefix(buffer, length);
 }
 
 int FirstEntry(const char* folder, Handle* listing, Entry* entry) {

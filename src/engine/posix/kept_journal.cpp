@@ -7,6 +7,7 @@
 namespace tvl::engine {
 
 void KeptJournal::NoteSeen(const struct stat* status) {
+  wasEmpty_ = status == nullptr || status->st_size == 0;
   isSeen_ = status != nullptr && status->st_size == 0 && Is(*status);
   if (!isSeen_) Drop();
 }

@@ -21,11 +21,14 @@ class KeptJournal {
   ~KeptJournal() { Drop(); }
 
   // For a new transaction, which has not examined the journal yet.
-  void Forget() { isSeen_ = false; }
+  void Forget() { isSeen_ = wasEmpty_ = false; }
 
   // Notes the status of the journal, null if it does not exist. A journal with contents was left by a killed
   // writer; it is opened by its name, because this computer may have cached older contents of the kept file.
   void NoteSeen(const struct stat* status);
+
+  // Returns whether the journal was empty, or did not exist, when it was seen.
+  [[nodiscard]] bool WasEmpty() const { return wasEmpty_; }
 
   // Returns true if the kept file was deleted, and closes it: an open file would keep answering for its name.
   [[nodiscard]] bool DropDeleted(const struct stat& status);
@@ -50,6 +53,7 @@ class KeptJournal {
   int descriptor_ = -1;
   FileIdentity id_;
   bool isSeen_ = false;
+  bool wasEmpty_ = false;
 };
 
 }  // namespace tvl::engine

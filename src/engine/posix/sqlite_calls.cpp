@@ -68,23 +68,41 @@ bool IsJournal(const char* path) {
   return std::string_view(path).ends_with("-journal");
 }
 
-int OpenJournal(SqliteFiles& files, const char* path, int flags, mode_t mode) {
-  KeptJournal& journal = files.Journal();
-  if (journal.Reuse() >= 0) return journal.Reuse();
-  const int descriptor = ForkGuard::Open(path, flags, mode);
+bool IsForWriting(int flags) {
+  return (flags & O_ACCMODE) == O_RDWR;
+}
+
+// On SMB a write with O_DSYNC needs no request for a sync, as long as this computer does not cache the file.
+// O_DIRECT keeps it from doing so.
+int OpenForJournal(const SqliteFiles& files, const char* path, int flags, mode_t mode) {
+  const bool syncs = files.SyncsWrites() && IsForWriting(flags);
+  const int direct = syncs ? ForkGuard::Open(path, flags | O_DSYNC | O_DIRECT, mode) : -1;
+  if (direct >= 0 || (syncs && errno != EINVAL)) return direct;
+  return ForkGuard::Open(path, syncs ? flags | O_DSYNC : flags, mode);
+}
+
+int OpenAndKeepJournal(SqliteFiles& files, const char* path, int flags, mode_t mode) {
+  const int descriptor = OpenForJournal(files, path, flags, mode);
   struct stat status = {};
   if (descriptor < 0 || System().fstat(descriptor, &status) != 0) return descriptor;
   const FileIdentity id = IdentityOf(status);
   files.NoteJournal(id);
-  if ((flags & O_ACCMODE) == O_RDWR) journal.Keep(descriptor, id);
+  if (IsForWriting(flags)) files.Journal().Keep(descriptor, id);
   return descriptor;
+}
+
+int OpenJournal(SqliteFiles& files, const char* path, int flags, mode_t mode) {
+  const int kept = files.Journal().Reuse();
+  return kept >= 0 ? kept : OpenAndKeepJournal(files, path, flags, mode);
 }
 
 int Open(const char* path, int flags, int mode) {
   const auto rights = static_cast<mode_t>(mode);
   SqliteFiles* const files = FilesInUse();
   if (files != nullptr && IsJournal(path)) return OpenJournal(*files, path, flags, rights);
-  const int opened = ForkGuard::Open(path, flags, rights);
+  // A table in use is locked, so this computer does not cache it.
+  const bool syncs = files != nullptr && files->SyncsWrites() && IsForWriting(flags);
+  const int opened = ForkGuard::Open(path, syncs ? flags | O_DSYNC : flags, rights);
   CurrentPassage().lastOpened = opened;
   return opened;
 }
@@ -112,10 +130,28 @@ int StatFresh(const char* path, const KeptJournal& kept, struct stat* status) {
   return System().stat(path, status);
 }
 
+// On SMB a finished journal has a header of zeros (held_files.cpp). Its kept descriptor reads from the
+// server.
+bool IsKeptJournalVoid(SqliteFiles& files, const char* path, struct stat* status) {
+  const KeptJournal& journal = files.Journal();
+  if (journal.Descriptor() < 0) static_cast<void>(OpenAndKeepJournal(files, path, O_RDWR | O_NOFOLLOW, 0));
+  if (journal.Descriptor() < 0) return false;
+  alignas(WriteBuffer::kBlock) char start[WriteBuffer::kBlock];
+  const ssize_t length = System().pread(journal.Descriptor(), start, sizeof start, 0);
+  if (length < 0 || (length > 0 && start[0] != 0)) return false;
+  if (System().stat(path, status) != 0 || !journal.Is(*status)) return false;
+  status->st_size = 0;  // to SQLite, an empty journal does not exist
+  return true;
+}
+
 int Stat(const char* path, struct stat* status) {
   SqliteFiles* const files = FilesInUse();
   if (files == nullptr || !IsJournal(path)) return System().stat(path, status);
   KeptJournal& journal = files->Journal();
+  if (files->SyncsWrites() && IsKeptJournalVoid(*files, path, status)) {
+    journal.NoteSeen(status);
+    return 0;
+  }
   int result = StatFresh(path, journal, status);
   if (result == 0 && journal.DropDeleted(*status)) result = StatFresh(path, journal, status);
   const int problem = errno;

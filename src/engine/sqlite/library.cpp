@@ -6,6 +6,7 @@
 #include <mutex>
 #include <new>
 
+#include "engine/sqlite/held_files.h"
 #include "engine/sqlite/passage.h"
 
 namespace tvl::engine {
@@ -42,7 +43,7 @@ bool SetUpSqlite() {
   return sqlite3_config(SQLITE_CONFIG_MULTITHREAD) == SQLITE_OK &&
          sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0) == SQLITE_OK &&
          sqlite3_config(SQLITE_CONFIG_URI, 0) == SQLITE_OK && sqlite3_initialize() == SQLITE_OK &&
-         ReplaceSystemCalls();
+         ReplaceSystemCalls() && RegisterHeldFiles();
 }
 
 SqlitePassage::SqlitePassage(Region* region) {

@@ -14,6 +14,9 @@ constexpr LockRange kRegionWithGate = {kSqliteRegion.start, kSqliteRegion.length
 constexpr int kMostBypasses = 3;
 constexpr std::chrono::milliseconds kPassLasts{20};
 
+// For how long a reader that has met nobody for a while may bypass the gate, as often as it likes.
+constexpr std::chrono::milliseconds kPassOfLonelyLasts{400};
+
 // How often in a row a writer keeps the gate, which nobody can pass meanwhile, and for how long it releases
 // the gate early after it has met others.
 constexpr int kMostKeptGates = 3;
@@ -81,17 +84,22 @@ bool Region::PassGate(Strength wanted, Patience& patience) {
   return taken;
 }
 
+bool Region::MayBypassGate() const {
+  const auto now = std::chrono::steady_clock::now();
+  if (metOthers_ + kMeetingLasts < now) return now < passedGate_ + kPassOfLonelyLasts;
+  return bypasses_ < kMostBypasses && now < passedGate_ + kPassLasts;
+}
+
 // For a reader.
 bool Region::BypassGate() {
-  const bool mayBypass =
-      bypasses_ < kMostBypasses && std::chrono::steady_clock::now() < passedGate_ + kPassLasts;
-  return mayBypass && TryLock(file_, LockKind::kShared, kSqliteSharedBytes) && ++bypasses_ > 0;
+  return MayBypassGate() && TryLock(file_, LockKind::kShared, kSqliteSharedBytes) && ++bypasses_ > 0;
 }
 
 bool Region::Take(Strength wanted, Patience& patience) {
   wasTooWeak_ = false;
   hasUnseenJournal_ = false;
   seen_->Forget();
+  gathered_.Clear();
   const bool isIn = wanted == Strength::kExclusive ? TakeWithGate() : BypassGate();
   if (!isIn && !PassGate(wanted, patience)) return false;
   held_ = wanted;

@@ -3,8 +3,11 @@
 
 #include <chrono>
 #include <memory>
+#include <utility>
 
 #include "engine/patience.h"
+#include "engine/sqlite/gathered_writes.h"
+#include "engine/sqlite/held_journal.h"
 #include "engine/sqlite/seen_files.h"
 #include "engine/system.h"
 #include "store/lock_ranges.h"
@@ -57,16 +60,30 @@ class Region {
   // What the system calls that SQLite makes remember of the connection's files.
   [[nodiscard]] SeenFiles& Seen() { return *seen_; }
 
+  // What SQLite has written and the connection's files do not contain yet.
+  [[nodiscard]] HeldJournal& Journal() { return journal_; }
+  [[nodiscard]] GatheredWrites& Gathered() { return gathered_; }
+
+  // Records that SQLite has truncated the table.
+  void NoteTruncation() { isTruncated_ = true; }
+  // Returns whether a sync of the table is necessary. It is then taken for made.
+  [[nodiscard]] bool TakeSyncOfRows() { return std::exchange(isTruncated_, false) || !seen_->SyncsWrites(); }
+  [[nodiscard]] bool NeedsSyncOfJournal() const { return !seen_->SyncsWrites() || !seen_->IsJournalSynced(); }
+
  private:
   [[nodiscard]] bool PassGate(Strength wanted, Patience& patience);
   [[nodiscard]] bool LockPatiently(LockKind kind, const LockRange& range, Patience& patience);
   [[nodiscard]] bool TakeWithGate();
+  [[nodiscard]] bool MayBypassGate() const;
   [[nodiscard]] bool BypassGate();
 
   FileNumber file_ = kNoFile;
   bool canWrite_ = false;
   bool hasUnseenJournal_ = false;
   std::unique_ptr<SeenFiles> seen_ = SeenFiles::Create();
+  HeldJournal journal_;
+  GatheredWrites gathered_;
+  bool isTruncated_ = false;
   std::chrono::steady_clock::time_point metOthers_;
   bool hasGate_ = false;
   int keptGates_ = 0;

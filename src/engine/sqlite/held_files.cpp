@@ -1,0 +1,219 @@
+#include "engine/sqlite/held_files.h"
+
+#include <sqlite3.h>
+
+#include <cstring>
+#include <mutex>
+#include <new>
+#include <string>
+#include <string_view>
+
+#include "engine/sqlite/journal_seal.h"
+#include "engine/sqlite/passage.h"
+#include "engine/sqlite/region.h"
+#include "engine/system.h"
+
+namespace tvl::engine {
+namespace {
+
+using std::string_view;
+
+sqlite3_vfs* base = nullptr;
+
+Region* RegionInUse() {
+  return CurrentPassage().region;
+}
+
+struct Changes {
+  decltype(sqlite3_io_methods::xRead) read;
+  decltype(sqlite3_io_methods::xWrite) write;
+  decltype(sqlite3_io_methods::xTruncate) truncate;
+  decltype(sqlite3_io_methods::xSync) sync;
+  decltype(sqlite3_io_methods::xFileSize) size;
+};
+
+// The operations of a kind of file: those of SQLite, known once it has opened one, and those with our
+// changes.
+struct Operations {
+  Changes changes;
+  std::once_flag once;
+  sqlite3_io_methods base;
+  sqlite3_io_methods ours;
+};
+extern Operations rows;
+extern Operations journals;
+
+// SQLite only writes whole pages, and ignores the bits of a length that no page can have.
+constexpr std::size_t kMostAtOnce = std::size_t{64} << 10;
+
+int Put(const Operations& operations, sqlite3_file* file, string_view bytes, sqlite3_int64 offset) {
+  int result = SQLITE_OK;
+  while (result == SQLITE_OK && !bytes.empty()) {
+    const string_view piece = bytes.substr(0, kMostAtOnce);
+    result = operations.base.xWrite(file, piece.data(), static_cast<int>(piece.size()), offset);
+    offset += static_cast<sqlite3_int64>(piece.size());
+    bytes.remove_prefix(piece.size());
+  }
+  return result;
+}
+
+// Writes what was gathered. After a failure nothing is left of it: SQLite then restores the old pages.
+int WriteGathered(sqlite3_file* file) {
+  GatheredWrites& gathered = RegionInUse()->Gathered();
+  if (gathered.IsEmpty()) return SQLITE_OK;
+  const int result = Put(rows, file, gathered.Bytes(), gathered.Start());
+  gathered.Clear();
+  return result;
+}
+
+int WriteRows(sqlite3_file* file, const void* bytes, int count, sqlite3_int64 offset) {
+  const auto size = static_cast<std::size_t>(count);
+  GatheredWrites& gathered = RegionInUse()->Gathered();
+  if (gathered.Add(bytes, size, offset)) return SQLITE_OK;
+  if (const int problem = WriteGathered(file)) return problem;
+  return gathered.Add(bytes, size, offset) ? SQLITE_OK : rows.base.xWrite(file, bytes, count, offset);
+}
+
+int ReadRows(sqlite3_file* file, void* bytes, int count, sqlite3_int64 offset) {
+  if (const int problem = WriteGathered(file)) return problem;
+  return rows.base.xRead(file, bytes, count, offset);
+}
+
+int TruncateRows(sqlite3_file* file, sqlite3_int64 size) {
+  if (const int problem = WriteGathered(file)) return problem;
+  RegionInUse()->NoteTruncation();
+  return rows.base.xTruncate(file, size);
+}
+
+int SizeOfRows(sqlite3_file* file, sqlite3_int64* size) {
+  if (const int problem = WriteGathered(file)) return problem;
+  return rows.base.xFileSize(file, size);
+}
+
+int SyncRows(sqlite3_file* file, int flags) {
+  if (const int problem = WriteGathered(file)) return problem;
+  return RegionInUse()->TakeSyncOfRows() ? rows.base.xSync(file, flags) : SQLITE_OK;
+}
+
+int WriteOutJournal(sqlite3_file* file, Region& region) {
+  int result = SQLITE_OK;
+  static_cast<void>(region.Journal().WriteOut([&](string_view bytes) {
+    // An older journal that is not used any more may be longer.
+    if (!region.Seen().WasJournalEmpty()) result = journals.base.xTruncate(file, 0);
+    if (result == SQLITE_OK) result = Put(journals, file, bytes, 0);
+    return result == SQLITE_OK;
+  }));
+  return result;
+}
+
+int WriteJournal(sqlite3_file* file, const void* bytes, int count, sqlite3_int64 offset) {
+  Region& region = *RegionInUse();
+  if (region.Journal().Write(bytes, static_cast<std::size_t>(count), offset)) return SQLITE_OK;
+  const int problem = region.Journal().Holds() ? WriteOutJournal(file, region) : SQLITE_OK;
+  return problem != SQLITE_OK ? problem : journals.base.xWrite(file, bytes, count, offset);
+}
+
+int ReadJournal(sqlite3_file* file, void* bytes, int count, sqlite3_int64 offset) {
+  const HeldJournal& held = RegionInUse()->Journal();
+  if (!held.Holds()) return journals.base.xRead(file, bytes, count, offset);
+  const auto wanted = static_cast<std::size_t>(count);
+  const std::size_t length = held.Read(bytes, wanted, offset);
+  std::memset(static_cast<char*>(bytes) + length, 0, wanted - length);
+  return length == wanted ? SQLITE_OK : SQLITE_IOERR_SHORT_READ;
+}
+
+// A truncation on SMB takes two requests and a third to sync it. Zeros in place of the header make the
+// journal void as well, and are synced at once.
+// Each system has to take such a journal for empty.
+int MakeJournalVoid(sqlite3_file* file) {
+  alignas(WriteBuffer::kBlock) static constexpr char kZeros[WriteBuffer::kBlock] = {};
+  return Put(journals, file, {kZeros, sizeof kZeros}, 0);
+}
+
+// SQLite truncates a journal only to nothing.
+int TruncateJournal(sqlite3_file* file, sqlite3_int64 size) {
+  Region& region = *RegionInUse();
+  const bool isVoid =
+      region.Seen().SyncsWrites() && region.Journal().IsWhole() && MakeJournalVoid(file) == SQLITE_OK;
+  return region.Journal().End(isVoid) ? SQLITE_OK : journals.base.xTruncate(file, size);
+}
+
+int SyncJournal(sqlite3_file* file, int flags) {
+  Region& region = *RegionInUse();
+  if (region.Journal().HasEnded() || (region.Journal().Holds() && !region.Journal().IsDue()))
+    return SQLITE_OK;
+  if (region.Journal().Holds()) {
+    if (const int problem = WriteOutJournal(file, region)) return problem;
+    if (!region.NeedsSyncOfJournal()) return SQLITE_OK;
+  }
+  return journals.base.xSync(file, flags);
+}
+
+int SizeOfJournal(sqlite3_file* file, sqlite3_int64* size) {
+  const HeldJournal& held = RegionInUse()->Journal();
+  if (!held.Holds()) return journals.base.xFileSize(file, size);
+  *size = static_cast<sqlite3_int64>(held.Size());
+  return SQLITE_OK;
+}
+
+Operations rows = {{ReadRows, WriteRows, TruncateRows, SyncRows, SizeOfRows}, {}, {}, {}};
+Operations journals = {{ReadJournal, WriteJournal, TruncateJournal, SyncJournal, SizeOfJournal}, {}, {}, {}};
+
+void Use(Operations& operations, sqlite3_file* file) {
+  std::call_once(operations.once, [&] {
+    operations.base = *file->pMethods;
+    sqlite3_io_methods& ours = operations.ours = operations.base;
+    ours.xRead = operations.changes.read;
+    ours.xWrite = operations.changes.write;
+    ours.xTruncate = operations.changes.truncate;
+    ours.xSync = operations.changes.sync;
+    ours.xFileSize = operations.changes.size;
+  });
+  file->pMethods = &operations.ours;
+}
+
+int Open(sqlite3_vfs* /*unused*/, const char* name, sqlite3_file* file, int flags, int* flagsInUse) {
+  const int result = base->xOpen(base, name, file, flags, flagsInUse);
+  if (result != SQLITE_OK || RegionInUse() == nullptr) return result;
+  if ((flags & SQLITE_OPEN_MAIN_JOURNAL) != 0) {
+    RegionInUse()->Journal().Reset();
+    Use(journals, file);
+  }
+  if ((flags & SQLITE_OPEN_MAIN_DB) != 0) Use(rows, file);
+  return result;
+}
+
+// Returns whether a journal has no header, or whether its writer ended before the journal was complete, and
+// so before it changed the table.
+bool IsVoid(const char* journal) {
+  std::string bytes;
+  const int problem = ReadStart(journal, HeldJournal::kMost, bytes);
+  if (problem != 0) RegionInUse()->NoteUnseenJournal();
+  return problem == 0 && (bytes.empty() || bytes[0] == 0 || IsJournalTorn(bytes));
+}
+
+int FindFile(sqlite3_vfs* /*unused*/, const char* name, int flags, int* isThere) {
+  const int result = base->xAccess(base, name, flags, isThere);
+  const bool isJournal = flags == SQLITE_ACCESS_EXISTS && string_view(name).ends_with("-journal");
+  if (result != SQLITE_OK || *isThere == 0 || !isJournal || RegionInUse() == nullptr) return result;
+  try {
+    if (IsVoid(name)) *isThere = 0;
+  } catch (const std::bad_alloc&) {
+    return SQLITE_IOERR_NOMEM;
+  }
+  return SQLITE_OK;
+}
+
+}  // namespace
+
+bool RegisterHeldFiles() {
+  base = sqlite3_vfs_find(nullptr);
+  if (base == nullptr) return false;
+  static sqlite3_vfs ours = *base;
+  ours.zName = "tvl";
+  ours.xOpen = Open;
+  ours.xAccess = FindFile;
+  return sqlite3_vfs_register(&ours, 1) == SQLITE_OK;
+}
+
+}  // namespace tvl::engine

@@ -1,0 +1,54 @@
+#include "engine/sqlite/held_journal.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace tvl::engine {
+
+void HeldJournal::Reset() {
+  state_ = State::kInFile;
+  isTouched_ = isWhole_ = false;
+  buffer_.Clear();
+}
+
+bool HeldJournal::Write(const void* bytes, std::size_t count, std::int64_t offset) {
+  const bool begins = offset == 0 && (state_ == State::kInFile || state_ == State::kEnded);
+  if (begins) Reset();
+  isWhole_ = false;
+  if (!begins && !Holds()) return false;
+  if (offset > static_cast<std::int64_t>(kMost) || count > kMost - static_cast<std::size_t>(offset))
+    return false;
+  if (!buffer_.Put(bytes, count, static_cast<std::size_t>(offset))) return false;
+  state_ = State::kHeld;
+  return true;
+}
+
+std::size_t HeldJournal::Read(void* bytes, std::size_t count, std::int64_t offset) const {
+  const std::size_t start = std::min(static_cast<std::size_t>(offset), buffer_.Size());
+  return buffer_.Bytes().substr(start).copy(static_cast<char*>(bytes), count);
+}
+
+bool HeldJournal::IsComplete() const {
+  return CanSealJournal(buffer_.Bytes()) && HasJournalHeader(buffer_.Bytes());
+}
+
+bool HeldJournal::IsDue() const {
+  return IsComplete() || !CanSealJournal(buffer_.Bytes());
+}
+
+// The padding is not sealed, because SQLite overwrites it if the journal grows.
+std::string_view HeldJournal::Sealed() {
+  const auto roundUp = [](std::size_t size, std::size_t unit) { return (size + unit - 1) / unit * unit; };
+  SealJournal(buffer_.Data(), buffer_.Size());
+  const std::size_t end = roundUp(buffer_.Size(), kJournalHeader) + kJournalHeader;
+  return buffer_.Padded(roundUp(end, WriteBuffer::kBlock));
+}
+
+bool HeldJournal::End(bool isSynced) {
+  const bool hasEnded = isSynced || (Holds() && !isTouched_);
+  Reset();
+  if (hasEnded) state_ = State::kEnded;
+  return hasEnded;
+}
+
+}  // namespace tvl::engine

@@ -1,0 +1,59 @@
+#ifndef TVL_ENGINE_SQLITE_WRITE_BUFFER_H
+#define TVL_ENGINE_SQLITE_WRITE_BUFFER_H
+
+#include <cstddef>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <string_view>
+
+namespace tvl::engine {
+
+// A part of a file in memory, at most `limit` bytes. The memory is allocated at the first use and kept. It is
+// aligned for writes that bypass the cache of the system.
+class WriteBuffer {
+ public:
+  static constexpr std::size_t kBlock = 4096;
+
+  explicit WriteBuffer(std::size_t limit) : limit_(limit) {}
+
+  // Copies bytes to a position; a gap before it becomes zero. Returns false, with nothing changed, if they do
+  // not fit or if there is no memory.
+  [[nodiscard]] bool Put(const void* bytes, std::size_t count, std::size_t position) {
+    if (count > limit_ || position > limit_ - count || !Allocate()) return false;
+    if (position > size_) std::memset(memory_.get() + size_, 0, position - size_);
+    std::memcpy(memory_.get() + position, bytes, count);
+    if (position + count > size_) size_ = position + count;
+    return true;
+  }
+  void Clear() { size_ = 0; }
+
+  // Returns the bytes and zeros after them, `size` in all, which must not exceed the limit.
+  [[nodiscard]] std::string_view Padded(std::size_t size) {
+    std::memset(memory_.get() + size_, 0, size - size_);
+    return {memory_.get(), size};
+  }
+
+  [[nodiscard]] char* Data() { return memory_.get(); }
+  [[nodiscard]] std::size_t Size() const { return size_; }
+  [[nodiscard]] std::string_view Bytes() const { return {memory_.get(), size_}; }
+
+ private:
+  [[nodiscard]] bool Allocate() {
+    if (memory_ == nullptr) memory_.reset(static_cast<char*>(operator new(limit_, kAlignment, std::nothrow)));
+    return memory_ != nullptr;
+  }
+
+  static constexpr std::align_val_t kAlignment{kBlock};
+  struct Release {
+    void operator()(char* memory) const { operator delete(memory, kAlignment); }
+  };
+
+  std::size_t limit_;
+  std::size_t size_ = 0;
+  std::unique_ptr<char, Release> memory_;
+};
+
+}  // namespace tvl::engine
+
+#endif

@@ -30,11 +30,10 @@ std::string CheckClass(const std::string& text) {
 
 }  // namespace
 
-std::vector<std::string> MarkedArguments(int count, const char* const* arguments) {
+std::vector<std::string> MarkedArguments(const std::vector<std::string>& arguments) {
   std::vector<std::string> marked;
   bool only_names = false;
-  for (int index = 1; index < count; ++index) {
-    std::string text = arguments[index];
+  for (std::string text : arguments) {
     if (!only_names && text == "--") {
       only_names = true;
       continue;

@@ -31,7 +31,7 @@ struct Invocation {
 // two values and "--" as the end of a list of names. For tvl "[a,b]" is an ordinary name, and the names after
 // "--" continue those before it. So MarkedArguments marks such arguments, and AddText and AddNames, which add
 // all options with a value, remove the mark.
-[[nodiscard]] std::vector<std::string> MarkedArguments(int count, const char* const* arguments);
+[[nodiscard]] std::vector<std::string> MarkedArguments(const std::vector<std::string>& arguments);
 CLI::Option& AddText(CLI::App& app, const std::string& name, std::string& value, const std::string& help,
                      const std::string& type);
 CLI::Option& AddNames(CLI::App& app, std::vector<std::string>& values, const std::string& help,

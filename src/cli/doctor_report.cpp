@@ -1,7 +1,5 @@
 #include "cli/doctor_report.h"
 
-#include <unistd.h>
-
 #include "cli/output/colour.h"
 #include "cli/output/columns.h"
 #include "cli/output/text.h"
@@ -40,7 +38,7 @@ void Report::PrintRows(Reporter& reporter) const {
     const std::string& word = rows_[row][1];
     const std::size_t at = lines[row].find(word, rows_[row][0].size());
     std::string line = lines[row];
-    reporter.PrintLine(line.replace(at, word.size(), Coloured(word, ColourOf(word), STDOUT_FILENO)));
+    reporter.PrintLine(line.replace(at, word.size(), Coloured(word, ColourOf(word), Stream::kOutput)));
   }
 }
 

@@ -1,38 +1,30 @@
 #include "cli/file_access.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cerrno>
 
 #include "cli/file_status.h"
 #include "cli/held_files.h"
-#include "host/descriptor.h"
-#include "host/system_calls.h"
+#include "cli/host_path.h"
+#include "cli/local_file.h"
 
 namespace tvl::cli {
 namespace {
 
 constexpr std::size_t kLongestPath = 259;
 
-bool MayAccess(const std::string& path, int mode) {
-  return System().access(path.c_str(), mode) == 0;
-}
-
 // Returns an errno value if the target could not be opened for writing, else 0.
 int TargetProblem(const std::string& target) {
   if (target.size() > kLongestPath) return ENAMETOOLONG;
   const auto status = StatusOf(target);
   if (!status) return errno == ENOENT ? FolderProblem(target, true) : errno;
-  if (S_ISDIR(status->st_mode)) return EISDIR;
-  return MayAccess(target, W_OK) ? 0 : errno;
+  if (status->IsFolder()) return EISDIR;
+  return AccessProblem(target, Access::kWrite);
 }
 
 }  // namespace
 
 int ReadProblem(const std::string& path) {
-  const Descriptor file(System().open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0));
-  return file.IsOpen() ? 0 : errno;
+  return AccessProblem(path, Access::kRead);
 }
 
 int FolderProblem(const std::string& path, bool makes_folders) {
@@ -42,8 +34,8 @@ int FolderProblem(const std::string& path, bool makes_folders) {
     if (errno != ENOENT || !makes_folders || folder == FolderOf(folder)) return errno;
     folder = FolderOf(folder);
   }
-  if (!S_ISDIR(status->st_mode)) return ENOTDIR;
-  return MayAccess(folder, W_OK | X_OK) ? 0 : errno;
+  if (!status->IsFolder()) return ENOTDIR;
+  return AccessProblem(folder, Access::kChangeFolder);
 }
 
 std::optional<Failure> CopyProblem(const std::string& source, const std::string& target, int code) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "cli/file_status.h"
+#include "cli/host_path.h"
 
 namespace tvl::cli {
 
@@ -10,8 +11,8 @@ void Identities::Add(const std::string& path) {
   if (const auto status = StatusOf(path)) Add(*status);
 }
 
-bool Identities::Hold(const struct stat& status) const {
-  return std::find(known_.begin(), known_.end(), IdentityOf(status)) != known_.end();
+bool Identities::Hold(const FileStatus& status) const {
+  return std::find(known_.begin(), known_.end(), status.identity) != known_.end();
 }
 
 // The parents are those that ".." leads to. For a folder reached by a link they are not the folders of the
@@ -28,14 +29,13 @@ bool LiesIn(const std::string& path, const std::string& folder) {
   std::string there = path;
   auto status = StatusOf(there);
   for (; !status; status = StatusOf(there)) {
-    const std::size_t slash = there.find_last_of('/');
-    if (slash == std::string::npos || there == "/") return false;
-    there.resize(slash == 0 ? 1 : slash);
+    if (there.find('/') == std::string::npos || there == FolderOf(there)) return false;
+    there = FolderOf(there);
   }
   const auto wanted = StatusOf(folder);
   if (!wanted) return false;
-  if (!S_ISDIR(status->st_mode)) {
-    if (IdentityOf(*status) == IdentityOf(*wanted)) return true;
+  if (!status->IsFolder()) {
+    if (status->identity == wanted->identity) return true;
     there = there.substr(0, there.find_last_of('/') + 1) + ".";
   }
   Identities trail;

@@ -1,23 +1,21 @@
 #ifndef TVL_CLI_FOLDER_TRAIL_H
 #define TVL_CLI_FOLDER_TRAIL_H
 
-#include <sys/stat.h>
-
 #include <cstddef>
 #include <string>
 #include <vector>
 
-#include "host/file_identity.h"
+#include "cli/file_status.h"
 
 namespace tvl::cli {
 
-// A set of files and folders, identified by device and inode instead of by name.
+// A set of files and folders, identified by what they are instead of by name.
 class Identities {
  public:
   // Adds the file or folder at `path` if it exists.
   void Add(const std::string& path);
-  void Add(const struct stat& status) { known_.push_back(IdentityOf(status)); }
-  [[nodiscard]] bool Hold(const struct stat& status) const;
+  void Add(const FileStatus& status) { known_.push_back(status.identity); }
+  [[nodiscard]] bool Hold(const FileStatus& status) const;
 
   [[nodiscard]] std::size_t Count() const { return known_.size(); }
   void CutTo(std::size_t count) { known_.resize(count); }

@@ -1,8 +1,4 @@
-#include <fcntl.h>
-#include <sys/stat.h>
-
 #include <CLI/CLI.hpp>
-#include <cerrno>
 #include <memory>
 #include <string>
 #include <utility>
@@ -11,54 +7,15 @@
 #include <tvlclient/tvl.h>
 
 #include "cli/command_line.h"
+#include "cli/hash_input.h"
 #include "cli/output/reporter.h"
-#include "host/descriptor.h"
-#include "host/system_calls.h"
 
 namespace tvl::cli {
 namespace {
 
-constexpr std::size_t kLongestPath = 259;
-
-// A regular file that stays open while it is examined.
-class InputFile {
- public:
-  // Checks the type before it opens the file: opening and closing a pipe would kill a writer that waits
-  // there.
-  explicit InputFile(const std::string& name) {
-    struct stat status = {};
-    if (System().stat(name.c_str(), &status) != 0) {
-      problem_ = errno;
-    } else if (!Refuses(status)) {
-      file_ = Descriptor(System().open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK, 0));
-      if (!file_.IsOpen() || System().fstat(file_.Get(), &status) != 0) {
-        problem_ = errno;
-      } else if (!Refuses(status)) {
-        size_ = status.st_size;
-      }
-    }
-  }
-
-  [[nodiscard]] int Problem() const { return problem_; }
-  [[nodiscard]] std::int64_t Size() const { return size_; }
-  // Returns a path to the open file without characters that the library treats specially.
-  [[nodiscard]] std::string OtherName() const { return "/proc/self/fd/" + std::to_string(file_.Get()); }
-
- private:
-  bool Refuses(const struct stat& status) {
-    if (!S_ISREG(status.st_mode)) problem_ = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
-    return problem_ != 0;
-  }
-
-  Descriptor file_;
-  int problem_ = 0;
-  std::int64_t size_ = 0;
-};
-
 // Returns 40 hexadecimal digits; empty if the file cannot be read.
-std::string HashOf(const std::string& name, const InputFile& file) {
-  const bool plain = name.find('\\') == std::string::npos && name.size() <= kLongestPath;
-  std::string path = plain ? name : file.OtherName();
+std::string HashOf(const HashInput& file) {
+  std::string path = file.UsablePath();
   const std::string signature = GetFileSignature(path.data());
   const std::size_t bar = signature.find('|');
   return bar == std::string::npos ? std::string() : signature.substr(bar + 1);
@@ -83,9 +40,9 @@ std::string HashLine(const std::string& hash, const std::string& name) {
 
 ExitStatus RunHash(Reporter& reporter, const std::vector<std::string>& names) {
   for (const std::string& name : names) {
-    const InputFile file(name);
+    const HashInput file(name);
     ForgetFileErrors();
-    const std::string hash = file.Problem() == 0 ? HashOf(name, file) : std::string();
+    const std::string hash = file.Problem() == 0 ? HashOf(file) : std::string();
     if (hash.empty()) {
       const int problem = file.Problem() != 0 ? file.Problem() : TVLLastFileError(nullptr, 0);
       reporter.Fail(name, SystemFailure("cannot be read", problem, {}));

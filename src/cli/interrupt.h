@@ -3,16 +3,8 @@
 
 namespace tvl::cli {
 
-// Returns true if this process was started with the signal ignored, as a shell does for background jobs.
-[[nodiscard]] bool IsIgnored(int signal);
-
-// Ignores SIGXFSZ, which would end the process when a file exceeds its size limit, so that the write fails
-// and is reported. RestoreFileSizeSignal undoes this in a child process before it runs another program.
-void IgnoreFileSizeSignal();
-void RestoreFileSizeSignal();
-
-// From now on the first SIGINT or SIGTERM makes the library stop after the current entry, with a notice on
-// standard error unless `quiet`. The second one ends the process. An ignored signal stays ignored.
+// From now on the first interrupt (OnInterrupt) makes the library stop after the current entry, with a notice
+// on standard error unless `quiet`. The second one ends the process.
 void CatchInterrupts(bool quiet);
 
 [[nodiscard]] bool Interrupted();

@@ -1,15 +1,15 @@
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "cli/command_line.h"
-#include "cli/interrupt.h"
 #include "cli/output/reporter.h"
+#include "cli/process.h"
 #include "cli/stall_watch.h"
 #include "cli/unknown_command.h"
 
@@ -25,7 +25,7 @@ std::string HelpHint(const std::string& command) {
   const std::string limit = std::to_string(options.timeout.value_or(0));
   reporter.Fail({}, {kUnreachable, 0, "no answer within " + limit + " s from " + what});
   std::fflush(stdout);
-  _exit(kUnreachable);
+  std::_Exit(kUnreachable);
 }
 
 ExitStatus RunCommand(const Invocation& invocation, Reporter& reporter) try {
@@ -64,12 +64,12 @@ ExitStatus FlushOutput(ExitStatus status) {
   return status == kDone ? kFailed : status;
 }
 
-int Main(int count, char** arguments) try {
+int Main(const std::vector<std::string>& arguments) try {
   Invocation invocation;
   CLI::App app;
   DescribeProgram(app, invocation);
   try {
-    app.parse(MarkedArguments(count, arguments));
+    app.parse(MarkedArguments(arguments));
   } catch (const CLI::Success& request) {  // for help or the version
     app.exit(request);
     return FlushOutput(kDone);
@@ -94,6 +94,5 @@ int Main(int count, char** arguments) try {
 }  // namespace tvl::cli
 
 int main(int count, char** arguments) {
-  tvl::cli::IgnoreFileSizeSignal();
-  return tvl::cli::Main(count, arguments);
+  return tvl::cli::Main(tvl::cli::StartProcess(count, arguments));
 }

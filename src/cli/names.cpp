@@ -2,6 +2,7 @@
 
 #include <set>
 
+#include "cli/host_path.h"
 #include "cli/output/failure.h"
 #include "cli/output/text.h"
 
@@ -51,7 +52,7 @@ bool RemoveFolder(const std::string& folder, std::string& name) {
 std::string SameName(Direction direction, std::string name, const std::string& working_directory) {
   if (HasUpwardStep(name))
     throw Stop("'" + name + "' contains '..'", "name the other side with --as NAME or -t DIR");
-  const bool absolute_local = direction == Direction::kPut && !name.empty() && name.front() == '/';
+  const bool absolute_local = direction == Direction::kPut && IsFullPath(name);
   if (absolute_local && !RemoveFolder(working_directory, name))
     throw Stop("'" + name + "' is outside the working directory",
                "give a name in the store with --as NAME or -t DIR");

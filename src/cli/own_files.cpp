@@ -1,6 +1,7 @@
 #include "cli/own_files.h"
 
-#include <strings.h>
+#include "cli/host_path.h"
+#include "cli/output/text.h"
 
 namespace tvl::cli {
 namespace {
@@ -20,7 +21,7 @@ bool IsSameFolder(const std::string& one, const std::string& other) {
 bool IsBelow(const std::string& path, const std::string& folder) {
   const std::string inside = RealPath(folder);
   const std::string real = RealPath(path);
-  return real == inside || real.starts_with(inside + "/");
+  return IsPathIn(real, inside);
 }
 
 }  // namespace
@@ -39,8 +40,8 @@ OwnFiles::OwnFiles(const Store& store) {
 bool OwnFiles::IsConfigurationName(const std::string& path) const {
   if (configuration_.empty()) return false;
   const std::string base = BaseOf(path);
-  const bool named = strcasecmp(base.c_str(), BaseOf(configuration_).c_str()) == 0 ||
-                     strcasecmp(base.c_str(), BaseOf(configuration_lock_).c_str()) == 0;
+  const bool named = EqualsIgnoringCase(base, BaseOf(configuration_)) ||
+                     EqualsIgnoringCase(base, BaseOf(configuration_lock_));
   return named && IsSameFolder(FolderOf(configuration_), FolderOf(path));
 }
 

@@ -1,8 +1,6 @@
 #ifndef TVL_CLI_OWN_FILES_H
 #define TVL_CLI_OWN_FILES_H
 
-#include <sys/stat.h>
-
 #include <string>
 
 #include "cli/file_status.h"
@@ -31,7 +29,7 @@ class OwnFiles {
   [[nodiscard]] bool IncludeEntry(const std::string& path, const NameStatus& status) const;
 
   // The same for an existing file or folder, by its status.
-  [[nodiscard]] bool Hold(const struct stat& status) const { return identities_.Hold(status); }
+  [[nodiscard]] bool Hold(const FileStatus& status) const { return identities_.Hold(status); }
 
   // Returns true for the names of the configuration and of its lock file, regardless of case.
   [[nodiscard]] bool IsConfigurationName(const std::string& path) const;

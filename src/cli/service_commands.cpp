@@ -64,7 +64,7 @@ Version VersionOf(const std::string& file) {
   std::string path = file;
   const auto status = StatusOf(path);
   if (!status) throw Stop(file, SystemFailure("cannot be read", errno, {}));
-  if (!S_ISREG(status->st_mode)) throw Stop(file, {kFailed, 0, "is not a regular file", 0, {}});
+  if (!status->IsFile()) throw Stop(file, {kFailed, 0, "is not a regular file", 0, {}});
   if (path.size() > kLongestPath || path.find('\\') != std::string::npos)
     throw Stop(file, {kFailed, 0, "the path is longer than 259 bytes or contains a backslash", 0, {}});
   Version found;

@@ -1,14 +1,10 @@
 #include "cli/stall_watch.h"
 
-#include <pthread.h>
-#include <time.h>
-#include <unistd.h>
-
 #include <condition_variable>
-#include <csignal>
 #include <mutex>
 #include <utility>
 
+#include "cli/output/terminal.h"
 #include "cli/output/text.h"
 
 namespace tvl::cli {
@@ -19,19 +15,11 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds kBetweenLooks{100};
 constexpr std::chrono::seconds kBeforeNotice{2};
 
-// Returns the processor time used by another thread of this process.
-std::chrono::nanoseconds TimeUsed(pthread_t thread) {
-  clockid_t clock = {};
-  timespec used = {};
-  if (pthread_getcpuclockid(thread, &clock) != 0 || clock_gettime(clock, &used) != 0) return {};
-  return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
-}
-
-// Uses write(), because the blocked thread may hold the lock of a stdio stream.
+// Uses no stream, because the blocked thread may hold the lock of a stdio stream.
 void WriteNotice(const std::string& what) {
   std::string text = "tvl: waiting for " + Printable(what) + "\n";
-  if (isatty(STDERR_FILENO) == 1) text.insert(0, "\r\x1b[K");
-  [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
+  if (IsTerminal(Stream::kErrors)) text.insert(0, "\r\x1b[K");
+  WriteErrors(text);
 }
 
 }  // namespace
@@ -66,14 +54,8 @@ Activity::~Activity() {
 }
 
 StallWatch::StallWatch(bool quiet, std::optional<std::chrono::seconds> limit, LimitReached limit_reached)
-    : quiet_(quiet), limit_(limit), limit_reached_(std::move(limit_reached)), watched_(pthread_self()) {
-  // Signals must go to the working thread.
-  sigset_t all;
-  sigset_t before;
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, &before);
-  thread_ = std::jthread([this](const std::stop_token& stop) { Watch(stop); });
-  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    : quiet_(quiet), limit_(limit), limit_reached_(std::move(limit_reached)) {
+  thread_ = StartWithoutSignals([this](const std::stop_token& stop) { Watch(stop); });
 }
 
 StallWatch::~StallWatch() {
@@ -89,7 +71,7 @@ void StallWatch::Watch(const std::stop_token& stop) {
   Activity::State& state = Activity::Current();
   while (!wake.wait_for(lock, stop, kBetweenLooks, [&] { return stop.stop_requested(); })) {
     std::unique_lock guard(state.mutex);
-    const std::chrono::nanoseconds used_before = std::exchange(used, TimeUsed(watched_));
+    const std::chrono::nanoseconds used_before = std::exchange(used, watched_.TimeUsed());
     if (state.kind == Activity::Kind::kWork && used != used_before) state.since = Clock::now();
     if (state.kind == Activity::Kind::kNothing) continue;
     const auto silence = Clock::now() - state.since;

@@ -7,6 +7,8 @@
 #include <string>
 #include <thread>
 
+#include "cli/watched_thread.h"
+
 namespace tvl::cli {
 
 // Reports on standard error what the program has been waiting for if that takes more than two seconds, and
@@ -30,7 +32,7 @@ class StallWatch {
   const bool quiet_;
   const std::optional<std::chrono::seconds> limit_;
   const LimitReached limit_reached_;
-  const pthread_t watched_;
+  const WatchedThread watched_;
   std::jthread thread_;  // last: it uses all of the above
 };
 

@@ -8,6 +8,7 @@
 #include <tvlclient/tvl.h>
 
 #include "cli/configuration.h"
+#include "cli/host_path.h"
 #include "cli/output/text.h"
 #include "cli/server_address.h"
 
@@ -104,8 +105,9 @@ std::string Store::StorePath(const std::string& remote) const {
 }
 
 std::string Store::LocalPath(const std::string& local) const {
-  // If the working directory is "/", local names are already absolute.
-  return local.starts_with('/') ? local : Joined(Slashed(client_->WorkingDirectory()), local);
+  // If the working directory is a root, local names are already absolute.
+  const std::string folder = Slashed(client_->WorkingDirectory());
+  return local.starts_with('/') ? DriveOf(folder) + local : Joined(folder, local);
 }
 
 Failure Store::Explain(int code, const NamePair& names, Direction direction) const {

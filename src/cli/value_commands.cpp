@@ -1,5 +1,3 @@
-#include <strings.h>
-
 #include <CLI/CLI.hpp>
 #include <memory>
 #include <string>
@@ -47,7 +45,7 @@ void CheckName(const std::string& name) {
 void CheckMayChange(const std::string& name) {
   CheckName(name);
   for (const char* own : kStoresOwn) {
-    if (strcasecmp(own, name.c_str()) == 0)
+    if (EqualsIgnoringCase(own, name))
       throw Stop(
           name,
           {kNotAllowed, 0, "clients find the store by this value", 0, {}, "edit its configuration instead"});

@@ -19,7 +19,9 @@ declare -A reaches=(
   [engine/posix]="host engine record store"
   [engine/postgres]="host engine record store"
   [engine/windows]="platform platform/windows engine record store"
-  [cli]="host"
+  [cli]=""
+  [cli/posix]="host cli"
+  [cli/windows]="platform platform/windows cli"
 )
 # The server's folders, from the ground up.
 reach="host ${layers[*]}"
@@ -37,7 +39,7 @@ breach() {
 
 folder_of() {
   case $1 in
-    platform/*/* | server/*/* | engine/posix/* | engine/postgres/* | engine/windows/*) echo "${1%/*}" ;;
+    platform/*/* | server/*/* | engine/posix/* | engine/postgres/* | engine/windows/* | cli/posix/* | cli/windows/*) echo "${1%/*}" ;;
     *) echo "${1%%/*}" ;;
   esac
 }
@@ -63,7 +65,7 @@ is_fact() {
 }
 
 # These folders may include system headers.
-posix_folders="host platform/posix store engine/posix engine/postgres server cli"
+posix_folders="host platform/posix store engine/posix engine/postgres server cli/posix"
 
 check_own_header() {
   local file=$1 line=$2 header=$3 folder
@@ -86,10 +88,11 @@ allowed_folders() {
     libpq-fe.h) echo engine/postgres ;;
     CLI/*) echo cli server ;;
     asio.hpp | asio/*) echo server ;;
-    httplib.h) echo cli server ;;
+    httplib.h) echo cli/posix server ;;
     nlohmann/*) echo cli server ;;
     cpuid.h | immintrin.h) echo transfer ;;
-    windows.h | winioctl.h | winsock2.h | ws2tcpip.h | mstcpip.h | aclapi.h) echo platform/windows engine/windows ;;
+    windows.h | winioctl.h | winsock2.h | ws2tcpip.h | mstcpip.h | aclapi.h) echo platform/windows engine/windows cli/windows ;;
+    shellapi.h | winhttp.h | fcntl.h | io.h) echo "$posix_folders cli/windows" ;;
     */* | *.h) echo "$posix_folders" ;;
     *) ;;
   esac

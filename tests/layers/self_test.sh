@@ -7,13 +7,13 @@ tree=$(mktemp -d)
 trap 'rm -rf "$tree"' EXIT
 cd "$tree"
 mkdir -p host platform/posix platform/common platform/windows base store transfer directory engine/posix \
-  engine/windows server/files server/wire cli attic
+  engine/windows server/files server/wire cli cli/posix cli/windows attic
 
 # The contents of a file, and what is reported about it; "-" where it is allowed.
 cases=(
   'host/a.h|#include <unistd.h>|-'
   'host/b.h|#include "platform/a.h"|host must not include platform'
-  'platform/a.h|#include <unistd.h>|<unistd.h> belongs in: host platform/posix store engine/posix engine/postgres server cli'
+  'platform/a.h|#include <unistd.h>|<unistd.h> belongs in: host platform/posix store engine/posix engine/postgres server cli/posix'
   'platform/e.h|#include "host/a.h"|platform must not include host'
   'platform/posix/a.h|#include <unistd.h>|-'
   'platform/posix/b.h|#include "host/a.h"|-'
@@ -23,7 +23,7 @@ cases=(
   'platform/windows/b.h|#include "platform/common/a.h"|-'
   'platform/common/a.h|#include "platform/a.h"|-'
   'platform/common/b.h|#include "platform/windows/a.h"|platform/common must not include platform/windows'
-  'base/g.h|#include <windows.h>|<windows.h> belongs in: platform/windows engine/windows'
+  'base/g.h|#include <windows.h>|<windows.h> belongs in: platform/windows engine/windows cli/windows'
   'base/f.h|#include "platform/posix/a.h"|base must not include platform/posix'
   'server/a.h|#include "platform/posix/a.h"|server must not include platform/posix'
   'server/wire/a.h|#include "server/files/a.h"|-'
@@ -37,7 +37,7 @@ cases=(
   'platform/c.h|#include "store/facts.h"|-'
   'platform/d.h|#include "store/a.h"|platform must not include store'
   'base/a.h|#include "platform/a.h"|-'
-  'base/b.h|#include <sys/stat.h>|<sys/stat.h> belongs in: host platform/posix store engine/posix engine/postgres server cli'
+  'base/b.h|#include <sys/stat.h>|<sys/stat.h> belongs in: host platform/posix store engine/posix engine/postgres server cli/posix'
   'base/c.h|#include "a.h"|"a.h" is no header of the project; write it as "folder/name.h"'
   'base/d.h|#include "base/missing.h"|"base/missing.h" is no header of the project; write it as "folder/name.h"'
   'transfer/a.cpp|#include <zlib.h>|-'
@@ -50,10 +50,12 @@ cases=(
   'directory/g.cpp|#include <string>|-'
   'cli/a.cpp|#include <tvlclient/tvlclient.h>|-'
   'cli/b.cpp|#include "base/a.h"|cli must not include base'
-  'cli/c.cpp|#include "host/a.h"|-'
+  'cli/c.cpp|#include "host/a.h"|cli must not include host'
+  'cli/posix/a.cpp|#include "host/a.h"|-'
+  'cli/windows/a.cpp|#include "host/a.h"|cli/windows must not include host'
   'engine/b.cpp|#include "host/a.h"|engine must not include host'
   'engine/d.cpp|#include <sqlite3.h>|-'
-  'engine/e.cpp|#include <fcntl.h>|<fcntl.h> belongs in: host platform/posix store engine/posix engine/postgres server cli'
+  'engine/e.cpp|#include <fcntl.h>|<fcntl.h> belongs in: host platform/posix store engine/posix engine/postgres server cli/posix cli/windows'
   'engine/posix/a.cpp|#include "host/a.h"|-'
   'engine/windows/a.cpp|#include "platform/windows/a.h"|-'
   'engine/c.cpp|#include "platform/a.h"|engine must not include platform'

@@ -1,15 +1,13 @@
 #include "cli/locks/lock_answer.h"
 
-#include <unistd.h>
-
 #include <cerrno>
 
 #include <tvlclient/errors.h>
 #include <tvlclient/tvl.h>
 
 #include "cli/configuration.h"
+#include "cli/local_file.h"
 #include "cli/stall_watch.h"
-#include "host/system_calls.h"
 
 namespace tvl::cli {
 namespace {
@@ -29,12 +27,12 @@ LockAnswer Ask(Store& store, LockCall call, std::string object) {
 // Describes a failure at a path in the temporary folder. Finds the errno value if this client lacks access to
 // it.
 Failure TemporaryFailure(const Store& store, const char* what, char (TVLStoreLayout::*part)[TVL_PATH_SIZE],
-                         int access_mode) {
+                         Access access) {
   Failure failure = {kUnreachable, 0, what, 0, {}};
   const TVLStoreLayout layout = store.Layout();
   failure.path = layout.*part;
   if (failure.path.empty()) return failure;
-  if (System().access(failure.path.c_str(), access_mode) != 0) failure.error = errno;
+  failure.error = AccessProblem(failure.path, access);
   return failure;
 }
 
@@ -74,8 +72,8 @@ std::string NoWorkingDirectory(const Options& options) {
 }
 
 Failure LockTableFailure(const Store& store) {
-  Failure failure =
-      TemporaryFailure(store, "the lock table cannot be used", &TVLStoreLayout::lockTable, R_OK | W_OK);
+  Failure failure = TemporaryFailure(store, "the lock table cannot be used", &TVLStoreLayout::lockTable,
+                                     Access::kReadAndWrite);
   const std::string reason = TVLLastTableFailure();
   if (failure.error == 0 && !failure.path.empty())
     failure.what += "; " + (reason.empty() ? "it is busy or damaged" : reason);
@@ -85,7 +83,7 @@ Failure LockTableFailure(const Store& store) {
 
 Failure PresenceFailure(const Store& store) {
   return TemporaryFailure(store, "this client has no presence marker, so no lock of it would count",
-                          &TVLStoreLayout::procs, W_OK | X_OK);
+                          &TVLStoreLayout::procs, Access::kChangeFolder);
 }
 
 }  // namespace tvl::cli

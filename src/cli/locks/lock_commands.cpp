@@ -1,8 +1,7 @@
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <thread>
@@ -16,6 +15,7 @@
 #include "cli/locks/lock_preview.h"
 #include "cli/locks/lock_watch.h"
 #include "cli/output/reporter.h"
+#include "cli/output/terminal.h"
 #include "cli/stall_watch.h"
 #include "cli/store.h"
 
@@ -78,7 +78,8 @@ void ReportLocked(Reporter& reporter, const LockRequest& request, const LockAnsw
     answer.Describe(request.object, document);
     reporter.Print(document);
   } else {
-    reporter.PrintDone(request.object + ": locked" + (isatty(STDIN_FILENO) == 1 ? ", until Ctrl-D" : ""));
+    reporter.PrintDone(request.object + ": locked" +
+                       (IsTerminal(Stream::kInput) ? std::string(", until ") + kEndOfInputKeys : ""));
   }
   std::fflush(stdout);
 }
@@ -104,7 +105,7 @@ ExitStatus HoldLock(Store& store, Reporter& reporter, const LockRequest& request
   const LossReport report = [&](const std::string& reason) {
     reported = true;
     const bool runs = !request.command.empty();
-    ReportLost(reporter, request, reason + (runs ? "; the command gets SIGTERM, in 10 s SIGKILL" : ""));
+    ReportLost(reporter, request, reason + (runs ? std::string("; ") + kEndOnLoss : ""));
   };
   const WaitsElsewhere waits;  // for a command or a user
   LockWatch watch(store, request.object);
@@ -115,7 +116,7 @@ ExitStatus HoldLock(Store& store, Reporter& reporter, const LockRequest& request
   if (lost && !reported) ReportLost(reporter, request, watch.Reason());
   if (!answered) {  // closing the connection would block too
     std::fflush(stdout);
-    _exit(kUnreachable);
+    std::_Exit(kUnreachable);
   }
   return lost ? kUnreachable : Release(store, reporter, request, exit);
 }

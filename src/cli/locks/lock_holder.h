@@ -13,6 +13,9 @@ namespace tvl::cli {
 // Callback, called once when the lock is lost.
 using LossReport = std::function<void(const std::string& reason)>;
 
+// What a loss of the lock means for the command.
+extern const char* const kEndOnLoss;
+
 // Blocks the signals that would end this process, except ignored ones, until a Hold... function handles them.
 // Call it before locking, so that the lock is always released.
 void BlockEndingSignals();
@@ -23,7 +26,8 @@ void BlockEndingSignals();
 //
 // Signals are passed on to the command, except for those from the terminal, which the command receives
 // itself. The command ends with this process, because the lock does too. If the lock is lost, the command
-// gets SIGTERM and ten seconds later SIGKILL.
+// gets SIGTERM and ten seconds later SIGKILL. On Windows, where there are no signals, the command and all
+// processes that it has started are ended together.
 [[nodiscard]] int HoldWhileRunning(const std::vector<std::string>& command, LockWatch& watch,
                                    Reporter& reporter, const LossReport& report);
 

@@ -1,5 +1,3 @@
-#include <fnmatch.h>
-
 #include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
@@ -7,6 +5,7 @@
 #include <tvlclient/errors.h>
 
 #include "cli/command_line.h"
+#include "cli/locks/glob.h"
 #include "cli/locks/lock_answer.h"
 #include "cli/output/reporter.h"
 #include "cli/store.h"
@@ -24,7 +23,7 @@ struct LockListing {
 
 void AddLock(const TVLStandingLock* lock, void* listing_to_fill) {
   auto& listing = *static_cast<LockListing*>(listing_to_fill);
-  if (fnmatch(listing.pattern.c_str(), lock->object, 0) != 0) return;
+  if (!MatchesGlob(listing.pattern, lock->object)) return;
   listing.rows.push_back({lock->object, lock->alive != 0 ? "alive" : "dead", lock->user, lock->computer,
                           lock->ipAddress, lock->className, std::to_string(lock->instance),
                           std::to_string(lock->pid)});

@@ -1,14 +1,6 @@
 #include "cli/locks/lock_watch.h"
 
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <sys/eventfd.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
-#include <cerrno>
-
-#include "cli/output/failure.h"
+#include <utility>
 
 namespace tvl::cli {
 namespace {
@@ -16,15 +8,6 @@ namespace {
 // Less than a second, so that a loss is noticed within a second.
 constexpr std::chrono::milliseconds kBetweenQuestions{900};
 constexpr std::chrono::seconds kLongestQuestion{10};
-constexpr int kMillisecondsBetweenLooks = 500;
-
-// Makes the system notice within kLongestQuestion that the server or the network has disappeared. Later, the
-// server may have given the lock to another client.
-void ProbeConnection(int descriptor) {
-  const struct { int option, value; } settings[] = {{TCP_KEEPIDLE, 4}, {TCP_KEEPINTVL, 2}, {TCP_KEEPCNT, 3}};
-  for (const auto& setting : settings)
-    setsockopt(descriptor, IPPROTO_TCP, setting.option, &setting.value, sizeof setting.value);
-}
 
 std::string WhyLost(Store& store) {
   if (store.Directory() == nullptr) return "the connection to the server has ended";
@@ -34,37 +17,29 @@ std::string WhyLost(Store& store) {
 
 }  // namespace
 
-LockWatch::LockWatch(Store& store, const std::string& object) : store_(store), object_(object) {
-  if (store.Directory() == nullptr) {
-    ProbeConnection(store.Server()->Descriptor());
-    return;
-  }
-  news_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-  if (news_ < 0) throw Stop(object, SystemFailure("the lock cannot be watched", errno, {}));
-}
+LockWatch::LockWatch(Store& store, const std::string& object) : store_(store), object_(object) {}
 
 LockWatch::~LockWatch() {
   if (thread_.joinable()) {
     thread_.request_stop();
     thread_.join();
   }
-  if (news_ >= 0) close(news_);
 }
 
-void LockWatch::Start() {
+void LockWatch::Start(std::function<void()> loss) {
+  loss_ = std::move(loss);
   if (store_.Directory() != nullptr)
     thread_ = std::jthread([this](const std::stop_token& stop) { Watch(stop); });
 }
 
-pollfd LockWatch::Wanted() const {
-  const std::lock_guard guard(mutex_);
-  if (lost_) return {-1, 0, 0};
-  if (news_ >= 0) return {news_, POLLIN, 0};
-  return {store_.Server()->Descriptor(), POLLRDHUP, 0};
+std::optional<int> LockWatch::Connection() const {
+  if (store_.Directory() != nullptr) return std::nullopt;
+  return store_.Server()->Descriptor();
 }
 
-int LockWatch::Patience() const {
-  return news_ >= 0 ? kMillisecondsBetweenLooks : -1;
+bool LockWatch::WasLost() const {
+  const std::lock_guard guard(mutex_);
+  return lost_;
 }
 
 bool LockWatch::IsLost() {
@@ -125,7 +100,7 @@ bool LockWatch::Ask(std::unique_lock<std::mutex>& lock) {
 void LockWatch::Lose(const std::string& reason) {
   lost_ = true;
   reason_ = reason;
-  if (news_ >= 0) eventfd_write(news_, 1);
+  if (loss_) loss_();
 }
 
 bool LockWatch::IsOverdue() const {

@@ -1,11 +1,11 @@
 #ifndef TVL_CLI_LOCKS_LOCK_WATCH_H
 #define TVL_CLI_LOCKS_LOCK_WATCH_H
 
-#include <poll.h>
-
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -25,15 +25,17 @@ class LockWatch {
   LockWatch(const LockWatch&) = delete;
   LockWatch& operator=(const LockWatch&) = delete;
 
-  void Start();
+  // Calls `loss`, on any thread, when the lock of a directory store turns out to be lost.
+  void Start(std::function<void()> loss);
 
-  // Return the descriptor to poll together with other files, and the maximum time in milliseconds (-1: no
-  // limit), until IsLost may have changed.
-  [[nodiscard]] pollfd Wanted() const;
-  [[nodiscard]] int Patience() const;
+  // Returns the socket of the connection to a server, whose end is the loss; empty for a directory store.
+  [[nodiscard]] std::optional<int> Connection() const;
 
-  // Returns true once the lock is lost. Never blocks.
+  // Returns true once the lock is lost. Never blocks. To be called twice a second for a directory store,
+  // since a store that does not answer calls nothing.
   [[nodiscard]] bool IsLost();
+  // Returns what IsLost returned, without looking.
+  [[nodiscard]] bool WasLost() const;
   // Returns why the lock was lost.
   [[nodiscard]] std::string Reason() const;
 
@@ -51,7 +53,7 @@ class LockWatch {
 
   Store& store_;
   const std::string object_;
-  int news_ = -1;  // an eventfd that the thread writes to; -1 for a server
+  std::function<void()> loss_;
   mutable std::mutex mutex_;
   std::condition_variable_any wake_;
   bool asking_ = false;

@@ -1,13 +1,11 @@
 #include "cli/output/bar.h"
 
-#include <sys/ioctl.h>
-#include <unistd.h>
-
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <utility>
 
+#include "cli/output/terminal.h"
 #include "cli/output/text.h"
 
 namespace tvl::cli {
@@ -15,12 +13,6 @@ namespace {
 
 constexpr auto kInterval = std::chrono::milliseconds(200);
 constexpr std::size_t kUsualColumns = 80;
-
-std::size_t TerminalColumns() {
-  winsize size = {};
-  if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return kUsualColumns;
-  return size.ws_col;
-}
 
 }  // namespace
 
@@ -41,7 +33,7 @@ void Bar::Draw(const std::stop_token& stop) {
   std::condition_variable_any wake;
   while (!wake.wait_for(lock, stop, kInterval, [&] { return stop.stop_requested(); })) {
     // Leaves the last column free, because terminals wrap when it is written.
-    const std::size_t columns = TerminalColumns() - 1;
+    const std::size_t columns = TerminalColumns().value_or(kUsualColumns) - 1;
     console_.ShowBar(CutToColumns(text_(columns), columns));
   }
 }

@@ -42,7 +42,7 @@ Progress::Progress(Console& console, std::uint64_t total_files, std::uint64_t to
 Progress::Trace Progress::TraceOf(const std::string& path) {
   const auto status = StatusOf(path);
   if (!status) return {};
-  return {static_cast<std::uint64_t>(status->st_size), status->st_mtim.tv_sec, status->st_mtim.tv_nsec};
+  return {status->size, status->seconds, status->nanoseconds};
 }
 
 void Progress::Begin(const std::string& name, const std::string& target, std::uint64_t size) {

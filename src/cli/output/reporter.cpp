@@ -1,11 +1,10 @@
 #include "cli/output/reporter.h"
 
-#include <unistd.h>
-
 #include <utility>
 
 #include "cli/output/colour.h"
 #include "cli/output/columns.h"
+#include "cli/output/terminal.h"
 #include "cli/output/text.h"
 
 namespace tvl::cli {
@@ -34,7 +33,7 @@ void Reporter::PrintDone(const std::string& line) {
 }
 
 bool Reporter::ShowsBar() const {
-  return isatty(STDERR_FILENO) == 1 && !options_.quiet && !options_.json;
+  return IsTerminal(Stream::kErrors) && !options_.quiet && !options_.json;
 }
 
 std::string Reporter::Heading(const std::string& subject) const {
@@ -59,7 +58,7 @@ void Reporter::Fail(const std::string& subject, const Failure& failure) {
   }
   std::string text = Heading(subject) + failure.Message();
   if (options_.verbose && failure.code != 0) text += " [" + LibraryText(failure.code) + "]";
-  console_.Err(Coloured(Printable(text), Colour::kBad, STDERR_FILENO));
+  console_.Err(Coloured(Printable(text), Colour::kBad, Stream::kErrors));
   PrintHint(failure.hint);
 }
 

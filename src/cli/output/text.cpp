@@ -1,12 +1,11 @@
 #include "cli/output/text.h"
 
-#include <locale.h>
-#include <wchar.h>
-
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <iterator>
+
+#include "cli/output/terminal.h"
 
 namespace tvl::cli {
 namespace {
@@ -45,18 +44,8 @@ struct CodePoints {
 constexpr CodePoints kControls[] = {{0x00, 0x1F},     {0x7F, 0x9F},     {0x61C, 0x61C},
                                     {0x200E, 0x200F}, {0x2028, 0x202E}, {0x2066, 0x2069}};
 
-// Asks the system in a UTF-8 locale. The program's own locale stays "C", in which patterns match any bytes.
-int SystemWidthOf(char32_t code_point) {
-  static const locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
-  if (utf8 == nullptr) return 1;
-  const locale_t before = uselocale(utf8);
-  const int width = wcwidth(static_cast<wchar_t>(code_point));
-  uselocale(before);
-  return width;
-}
-
 std::size_t WidthOf(std::string_view character) {
-  const int width = Utf8Length(character) == 0 ? 1 : SystemWidthOf(CodePointOf(character));
+  const int width = Utf8Length(character) == 0 ? 1 : CharacterColumns(CodePointOf(character));
   return width < 0 ? 1 : static_cast<std::size_t>(width);
 }
 
@@ -88,6 +77,13 @@ bool IsUtf8(std::string_view text) {
 
 std::string_view FirstCharacter(std::string_view text) {
   return text.substr(0, std::max<std::size_t>(1, Utf8Length(text)));
+}
+
+bool EqualsIgnoringCase(std::string_view one, std::string_view other) {
+  const auto lower = [](char letter) {
+    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+  };
+  return std::ranges::equal(one, other, {}, lower, lower);
 }
 
 std::string Utf8FromLatin1(std::string_view text) {

@@ -15,6 +15,9 @@ namespace tvl::cli {
 // Returns the first character of `text`, or one byte if that does not begin a character.
 [[nodiscard]] std::string_view FirstCharacter(std::string_view text);
 
+// Compares two texts regardless of the case of ASCII letters.
+[[nodiscard]] bool EqualsIgnoringCase(std::string_view one, std::string_view other);
+
 [[nodiscard]] std::string Utf8FromLatin1(std::string_view text);
 
 // Returns the code point of a UTF-8 character.

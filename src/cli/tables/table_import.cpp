@@ -1,19 +1,13 @@
 #include "cli/tables/table_import.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <array>
-#include <cerrno>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <sstream>
 
+#include "cli/local_file.h"
 #include "cli/output/text.h"
 #include "cli/tables/csv.h"
-#include "host/descriptor.h"
-#include "host/system_calls.h"
 
 namespace tvl::cli {
 namespace {
@@ -23,39 +17,6 @@ using nlohmann::json;
 [[noreturn]] void Refuse(int line, const std::string& why) {
   throw Stop({}, {kFailed, 0, "line " + std::to_string(line) + ": " + why, 0, {}});
 }
-
-// The file to import, or standard input, which stays open.
-class Input {
- public:
-  explicit Input(const std::string& name, bool is_file)
-      : name_(is_file ? name : "standard input"),
-        file_(is_file ? System().open(name.c_str(), O_RDONLY | O_CLOEXEC, 0) : -1),
-        descriptor_(is_file ? file_.Get() : STDIN_FILENO) {
-    struct stat status = {};
-    if (descriptor_ < 0 || System().fstat(descriptor_, &status) != 0) Fail();
-    is_regular_ = S_ISREG(status.st_mode);
-  }
-  [[nodiscard]] bool IsRegular() const { return is_regular_; }
-
-  [[nodiscard]] std::string ReadAll() const {
-    std::string text;
-    std::array<char, 65536> part = {};
-    for (;;) {
-      const ssize_t length = System().read(descriptor_, part.data(), part.size());
-      if (length == 0) return text;
-      if (length > 0) text.append(part.data(), static_cast<std::size_t>(length));
-      if (length < 0 && errno != EINTR) Fail();
-    }
-  }
-
- private:
-  [[noreturn]] void Fail() const { throw Stop({}, SystemFailure("cannot be read", errno, name_)); }
-
-  std::string name_;
-  Descriptor file_;  // not open for standard input
-  int descriptor_;
-  bool is_regular_ = false;
-};
 
 // Builds a row value by value.
 class RowBuilder {
@@ -143,8 +104,14 @@ class RowReader : public nlohmann::json_sax<json> {
 }  // namespace
 
 ImportText ReadImport(const std::string& name) {
-  const Input input(name, name != "-");
-  return {input.ReadAll(), !input.IsRegular()};
+  constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
+  const bool is_file = name != "-";
+  LoadedFile file;
+  const int problem =
+      is_file ? LoadFile(name, Pipe::kWait, kNoLimit, file) : LoadStandardInput(kNoLimit, file);
+  if (problem != 0)
+    throw Stop({}, SystemFailure("cannot be read", problem, is_file ? name : "standard input"));
+  return {std::move(file.text), !file.is_regular};
 }
 
 int ImportCsv(const ImportText& input, const Schema& schema, Table& table) {

@@ -12,6 +12,7 @@
 #include "cli/command_line.h"
 #include "cli/configuration.h"
 #include "cli/file_status.h"
+#include "cli/host_path.h"
 #include "cli/layout.h"
 #include "cli/output/reporter.h"
 #include "cli/output/text.h"
@@ -40,7 +41,8 @@ TVLStoreLayout LayoutFor(const Options& options) {
 
 // Returns the path of the table's data file. A table of the store itself may be outside its root.
 std::string DataFile(const TVLStoreLayout& layout, const std::string& table) {
-  const std::string path = table.starts_with('/') ? table : Joined(layout.root, Slashed(table));
+  const std::string path =
+      IsFullPath(HostName(table)) ? HostName(table) : Joined(layout.root, Slashed(table));
   const std::string file = DataFileName(path);
   if (Exists(file)) return file;
   throw Stop(table, {kNotFound, 0, "there is no such table", 0, file});

@@ -12,7 +12,9 @@
 #include "cli/configuration.h"
 #include "cli/file_access.h"
 #include "cli/file_status.h"
+#include "cli/host_path.h"
 #include "cli/interrupt.h"
+#include "cli/local_file.h"
 #include "cli/output/progress.h"
 #include "cli/output/text.h"
 #include "cli/store.h"
@@ -20,7 +22,6 @@
 #include "cli/transfer/transfer_batch.h"
 #include "cli/transfer/transfer_log.h"
 #include "cli/transfer/transfer_plan.h"
-#include "host/system_calls.h"
 
 namespace tvl::cli {
 namespace {
@@ -31,11 +32,6 @@ constexpr int kTimePolicy = 2;
 constexpr std::size_t kManyFiles = 8;
 // Network file systems remember what they saw for at least a second.
 constexpr std::chrono::milliseconds kRemembered{500};
-constexpr char kTopFolder[] = "/";
-
-bool IsAbsolute(const std::string& path) {
-  return !path.empty() && path.front() == '/';
-}
 
 // Names on both sides, and the working directory of the local names.
 struct Places {
@@ -44,10 +40,16 @@ struct Places {
 };
 
 void MakeAbsolute(Places& places) {
+  std::optional<std::string> drive;
   for (NamePair& pair : places.names) {
-    if (!IsAbsolute(pair.local)) pair.local = Joined(places.working_directory, pair.local);
+    if (!IsFullPath(pair.local)) pair.local = Joined(places.working_directory, pair.local);
+    if (DriveOf(pair.local).empty()) pair.local.insert(0, DriveOf(places.working_directory));
+    if (drive.value_or(DriveOf(pair.local)) != DriveOf(pair.local))
+      throw Stop("the local names are on several drives", "use one command for each drive");
+    drive = DriveOf(pair.local);
+    pair.local = WithoutDrive(pair.local);
   }
-  places.working_directory = kTopFolder;
+  places.working_directory = drive.value_or(std::string()) + "/";
 }
 
 // Even if the working directory is the store's own folder, different names are different files.
@@ -57,12 +59,12 @@ bool HasTwoNames(const Places& places) {
 }
 
 // The library appends every local name to its working directory. If one name is absolute, all are made
-// absolute and the working directory becomes "/".
+// absolute and the working directory becomes the root of their drive.
 Places FindPlaces(Direction direction, const Options& options, const TransferRequest& request) {
   Places places = {{}, FindWorkingDirectory(options)};
   places.names = PairNames(direction, request.names, request.other, places.working_directory);
   if (std::any_of(places.names.begin(), places.names.end(),
-                  [](const NamePair& pair) { return IsAbsolute(pair.local); }))
+                  [](const NamePair& pair) { return IsFullPath(pair.local); }))
     MakeAbsolute(places);
   return places;
 }
@@ -70,10 +72,9 @@ Places FindPlaces(Direction direction, const Options& options, const TransferReq
 // Creates the folder and its missing parents. Returns 0 or an errno value.
 int MakeFolders(const std::string& path) {
   for (std::size_t end = path.find('/', 1); end != std::string::npos; end = path.find('/', end + 1))
-    System().mkdir(path.substr(0, end).c_str(), 0777);
-  if (System().mkdir(path.c_str(), 0777) == 0) return 0;
-  const int error = errno;
-  return IsFolder(path) ? 0 : error;
+    static_cast<void>(MakeLocalFolder(path.substr(0, end)));
+  const int problem = MakeLocalFolder(path);
+  return problem == 0 || IsFolder(path) ? 0 : problem;
 }
 
 // Carries out a plan.
@@ -264,7 +265,7 @@ void ReportNothingToDo(Store& store, TransferLog& log, const std::vector<NamePai
 }
 
 void CheckStoreOfTop(const Store& store, const Places& places) {
-  if (store.Client().DumbMode() == 0 || places.working_directory != kTopFolder) return;
+  if (store.Client().DumbMode() == 0 || WithoutDrive(places.working_directory) != "/") return;
   throw Stop({}, {kFailed, 0, "the store is the root folder, so absolute local names are inside it", 0, {}});
 }
 

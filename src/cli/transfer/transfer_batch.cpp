@@ -1,23 +1,13 @@
 #include "cli/transfer/transfer_batch.h"
 
-#include <sys/resource.h>
-
 #include <tvlclient/errors.h>
+
+#include "cli/process.h"
 
 namespace tvl::cli {
 namespace {
 
 constexpr int kInPlace = 0;  // SafeOnTransfert
-
-// All files of a synced group stay open until it ends, so raises the limit of open files.
-void RaiseFileLimit() {
-  rlimit limit = {};
-  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
-  constexpr rlim_t kEnough = 4096;
-  if (limit.rlim_cur >= kEnough) return;
-  limit.rlim_cur = limit.rlim_max < kEnough ? limit.rlim_max : kEnough;
-  setrlimit(RLIMIT_NOFILE, &limit);
-}
 
 }  // namespace
 

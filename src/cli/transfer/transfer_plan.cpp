@@ -93,9 +93,9 @@ const char* TransferPlan::WhyTargetRefused(const std::string& target) {
   return write_root_.IsLeftBy(target) ? kLeadsOutText : nullptr;
 }
 
-void TransferPlan::AddTop(const NamePair& names, const struct stat& status) {
+void TransferPlan::AddTop(const NamePair& names, const FileStatus& status) {
   if (const char* why = WhyTargetRefused(TargetPath(names))) return log_.ReportSkipped(names, why);
-  if (S_ISDIR(status.st_mode)) {
+  if (status.IsFolder()) {
     if (recursive_)
       AddTree(names);
     else
@@ -115,9 +115,9 @@ void TransferPlan::AddTop(const NamePair& names, const struct stat& status) {
   }
 }
 
-void TransferPlan::AddFile(const NamePair& names, const struct stat& status, bool is_new) {
-  if (S_ISREG(status.st_mode)) {
-    jobs_.push_back({names, false, static_cast<std::uint64_t>(status.st_size), is_new});
+void TransferPlan::AddFile(const NamePair& names, const FileStatus& status, bool is_new) {
+  if (status.IsFile()) {
+    jobs_.push_back({names, false, status.size, is_new});
   } else {
     log_.ReportSkipped(names, "neither a file nor a folder");
   }
@@ -159,7 +159,7 @@ void TransferPlan::WalkEntry(const NamePair& names, bool is_new) {
       log_.ReportFailed(names, SystemFailure("cannot be read", error, path));
   } else if (IsLeftOut(names, *status, path, is_new)) {
     return;
-  } else if (S_ISDIR(status->st_mode)) {
+  } else if (status->IsFolder()) {
     WalkFolder(names);
   } else {
     AddFile(names, *status, is_new);
@@ -174,7 +174,7 @@ const char* TransferPlan::WhyEntryRefused(const std::string& target, bool is_new
   return write_root_.IsLeftBy(target, status) ? kLeadsOutText : nullptr;
 }
 
-bool TransferPlan::IsLeftOut(const NamePair& names, const struct stat& status, const std::string& path,
+bool TransferPlan::IsLeftOut(const NamePair& names, const FileStatus& status, const std::string& path,
                              bool is_new) {
   // In the source, the store's own files are not documents and are skipped silently.
   if (direction_ != Direction::kPut && own_files_.Hold(status)) return true;
@@ -183,7 +183,7 @@ bool TransferPlan::IsLeftOut(const NamePair& names, const struct stat& status, c
     if (why != nullptr) log_.ReportSkipped(names, why);
     if (why != nullptr) return true;
   }
-  if (!S_ISDIR(status.st_mode)) return false;
+  if (!status.IsFolder()) return false;
   if (targets_.Hold(status)) {
     log_.ReportSkipped(names, "is the folder that the tree is copied to");
     return true;

@@ -1,8 +1,6 @@
 #ifndef TVL_CLI_TRANSFER_TRANSFER_PLAN_H
 #define TVL_CLI_TRANSFER_TRANSFER_PLAN_H
 
-#include <sys/stat.h>
-
 #include <chrono>
 #include <cstdint>
 #include <optional>
@@ -48,12 +46,12 @@ class TransferPlan {
   void AddTree(const NamePair& names);
   void WalkFolder(const NamePair& names);
   void WalkEntry(const NamePair& names, bool is_new);
-  void AddFile(const NamePair& names, const struct stat& status, bool is_new);
-  void AddTop(const NamePair& names, const struct stat& status);
+  void AddFile(const NamePair& names, const FileStatus& status, bool is_new);
+  void AddTop(const NamePair& names, const FileStatus& status);
   void ReportMissing(const NamePair& names, int error);
   [[nodiscard]] const char* WhyTargetRefused(const std::string& target);
   [[nodiscard]] const char* WhyEntryRefused(const std::string& target, bool is_new);
-  [[nodiscard]] bool IsLeftOut(const NamePair& names, const struct stat& status, const std::string& path,
+  [[nodiscard]] bool IsLeftOut(const NamePair& names, const FileStatus& status, const std::string& path,
                                bool is_new);
   [[nodiscard]] bool List(const NamePair& names, std::vector<std::string>& entries);
   [[nodiscard]] bool ListStore(const NamePair& names, std::vector<std::string>& entries);

@@ -31,7 +31,7 @@ struct ListRequest {
 struct Entry {
   std::string name;
   const char* kind = "other";
-  std::int64_t size = 0;
+  std::uint64_t size = 0;
   time_t modified = 0;
 };
 
@@ -40,21 +40,21 @@ Entry LookAt(const std::string& name, const std::string& path) {
   auto status = StatusOf(path);
   if (!status) {
     status = LinkStatusOf(path);
-    if (status && S_ISLNK(status->st_mode)) entry.kind = "dead link";
-  } else if (S_ISDIR(status->st_mode)) {
+    if (status && status->IsLink()) entry.kind = "dead link";
+  } else if (status->IsFolder()) {
     entry.kind = "folder";
-  } else if (S_ISREG(status->st_mode)) {
+  } else if (status->IsFile()) {
     entry.kind = "file";
-    entry.size = status->st_size;
+    entry.size = status->size;
   }
-  if (status) entry.modified = status->st_mtim.tv_sec;
+  if (status) entry.modified = status->seconds;
   return entry;
 }
 
-std::string TimeText(time_t time, const char* format, tm* (*broken_down)(const time_t*, tm*)) {
-  tm parts = {};
+std::string TimeText(time_t time, const char* format, tm* (*broken_down)(const time_t*)) {
   std::array<char, 64> text = {};
-  if (broken_down(&time, &parts) != nullptr) std::strftime(text.data(), text.size(), format, &parts);
+  const tm* parts = broken_down(&time);
+  if (parts != nullptr) std::strftime(text.data(), text.size(), format, parts);
   return text.data();
 }
 
@@ -90,7 +90,7 @@ std::vector<std::string> NamesIn(Store& store, const ListRequest& request) {
 std::vector<Entry> EntriesOf(Store& store, const ListRequest& request) {
   const std::string name = TidyName(request.folder);
   const std::string path = store.StorePath(name);
-  if (const auto status = StatusOf(path); status && !S_ISDIR(status->st_mode)) return {LookAt(name, path)};
+  if (const auto status = StatusOf(path); status && !status->IsFolder()) return {LookAt(name, path)};
   std::vector<Entry> entries;
   for (const std::string& entry : NamesIn(store, request))
     entries.push_back(LookAt(entry, Joined(path, entry)));
@@ -108,7 +108,7 @@ void PrintEntries(Reporter& reporter, const std::vector<Entry>& entries, bool de
     }
     const bool is_file = std::string(entry.kind) == "file";
     rows.push_back({is_file ? std::to_string(entry.size) : "-",
-                    TimeText(entry.modified, "%Y-%m-%d %H:%M:%S", localtime_r), name});
+                    TimeText(entry.modified, "%Y-%m-%d %H:%M:%S", std::localtime), name});
   }
   reporter.PrintColumns(rows);
 }
@@ -120,7 +120,7 @@ std::vector<JsonObject> Documents(const std::vector<Entry>& entries) {
         .Text("name", entry.name)
         .Text("kind", entry.kind)
         .Number("size", entry.size)
-        .Text("modified", TimeText(entry.modified, "%Y-%m-%dT%H:%M:%SZ", gmtime_r));
+        .Text("modified", TimeText(entry.modified, "%Y-%m-%dT%H:%M:%SZ", std::gmtime));
   }
   return documents;
 }

@@ -1,10 +1,6 @@
 #include "cli/trees/saved_sync_plan.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -12,11 +8,10 @@
 #include <utility>
 
 #include "cli/file_status.h"
+#include "cli/local_file.h"
 #include "cli/output/json.h"
 #include "cli/output/text.h"
-#include "host/descriptor.h"
-#include "host/system_calls.h"
-#include "host/write_all.h"
+#include "cli/process.h"
 
 namespace tvl::cli {
 namespace {
@@ -26,7 +21,6 @@ using nlohmann::json;
 constexpr char kFormat[] = "tvl sync plan";
 constexpr int kVersion = 1;
 constexpr std::size_t kLargestPlan = std::size_t{256} << 20;
-constexpr std::size_t kPiece = 65536;
 
 struct ActionName {
   SyncAction action;
@@ -35,17 +29,14 @@ struct ActionName {
 constexpr ActionName kActions[] = {
     {SyncAction::kCopy, "copy"}, {SyncAction::kMakeFolder, "make_folder"}, {SyncAction::kDelete, "delete"}};
 
-PlannedFile Describe(std::string path, bool in_source, const std::optional<struct stat>& status) {
+PlannedFile Describe(std::string path, bool in_source, const std::optional<FileStatus>& status) {
   PlannedFile file = {std::move(path), in_source, "missing"};
   if (!status) return file;
-  file.kind = S_ISREG(status->st_mode)   ? "file"
-              : S_ISDIR(status->st_mode) ? "folder"
-              : S_ISLNK(status->st_mode) ? "link"
-                                         : "other";
-  if (S_ISDIR(status->st_mode)) return file;
-  file.size = static_cast<std::uint64_t>(status->st_size);
-  file.seconds = status->st_mtim.tv_sec;
-  file.nanoseconds = status->st_mtim.tv_nsec;
+  file.kind = status->IsFile() ? "file" : status->IsFolder() ? "folder" : status->IsLink() ? "link" : "other";
+  if (status->IsFolder()) return file;
+  file.size = status->size;
+  file.seconds = status->seconds;
+  file.nanoseconds = status->nanoseconds;
   return file;
 }
 
@@ -53,7 +44,7 @@ void AddTree(const std::string& top, const std::string& below, std::vector<Plann
   const std::string path = Joined(top, below);
   const auto status = LinkStatusOf(below.empty() ? top : path);
   files.push_back(Describe(below, false, status));
-  if (!status || !S_ISDIR(status->st_mode)) return;
+  if (!status || !status->IsFolder()) return;
   std::vector<std::string> names;
   if (ListNames(below.empty() ? top : path, names) != 0) files.back().kind = "other";
   std::sort(names.begin(), names.end());
@@ -93,14 +84,6 @@ JsonObject DocumentOf(const SavedSyncPlan& plan) {
 
 [[noreturn]] void Fail(const std::string& what, int problem, const std::string& file) {
   throw Stop({}, SystemFailure(what, problem, file));
-}
-
-// Returns 0 or an errno value.
-int WriteWhole(const std::string& file, const std::string& text) {
-  Descriptor opened(System().open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-  if (!opened.IsOpen()) return errno;
-  if (const int problem = WriteAll(opened.Get(), text.data(), text.size())) return problem;
-  return System().fsync(opened.Get()) == 0 ? opened.Close() : errno;
 }
 
 // --- Reading ---
@@ -158,19 +141,12 @@ SavedSyncPlan PlanOf(const json& document) {
   return plan;
 }
 
-std::string ReadText(const std::string& file) {
-  const Descriptor opened(System().open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0));
-  if (!opened.IsOpen()) Fail("the plan cannot be read", errno, file);
-  std::string text;
-  std::array<char, kPiece> piece = {};
-  for (;;) {
-    const ssize_t count = System().read(opened.Get(), piece.data(), piece.size());
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) Fail("the plan cannot be read", errno, file);
-    if (count == 0) return text;
-    text.append(piece.data(), static_cast<std::size_t>(count));
-    if (text.size() > kLargestPlan) Refuse(file, "it is larger than 256 MB");
-  }
+std::string ReadText(const std::string& name) {
+  LoadedFile file;
+  const int problem = LoadFile(name, Pipe::kNoWait, kLargestPlan, file);
+  if (problem == EFBIG) Refuse(name, "it is larger than 256 MB");
+  if (problem != 0) Fail("the plan cannot be read", problem, name);
+  return std::move(file.text);
 }
 
 }  // namespace
@@ -187,11 +163,11 @@ PlannedEntry LookAt(const SyncEntry& entry) {
 }
 
 void WritePlan(const SavedSyncPlan& plan, const std::string& file) {
-  const std::string part = file + "." + std::to_string(getpid()) + ".part";
-  int problem = WriteWhole(part, DocumentOf(plan).Line() + "\n");
-  if (problem == 0 && System().rename(part.c_str(), file.c_str()) != 0) problem = errno;
+  const std::string part = file + "." + std::to_string(ProcessNumber()) + ".part";
+  int problem = SaveNewFile(part, DocumentOf(plan).Line() + "\n");
+  if (problem == 0) problem = ReplaceFileBy(part, file);
   if (problem == 0) return;
-  if (problem != EEXIST) System().unlink(part.c_str());
+  if (problem != EEXIST) RemoveLocalFile(part);
   Fail("the plan cannot be written", problem, file);
 }
 

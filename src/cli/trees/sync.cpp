@@ -10,6 +10,7 @@
 #include "cli/configuration.h"
 #include "cli/file_status.h"
 #include "cli/folder_trail.h"
+#include "cli/host_path.h"
 #include "cli/interrupt.h"
 #include "cli/output/scan_notice.h"
 #include "cli/output/text.h"
@@ -23,7 +24,6 @@ namespace tvl::cli {
 namespace {
 
 constexpr int kDumbPolicy = 0;
-constexpr char kTopFolder[] = "/";
 
 struct ExcludeName {
   const char* name;
@@ -57,7 +57,7 @@ class Sync {
         direction_(request.scope.direction),
         rules_{request.scope.remove, request.scope.pattern, ExcludeFlags(request.scope.exclude),
                options.verbose || request.check},
-        names_{TidyName(request.scope.remote), TidyName(request.scope.local)},
+        names_{TidyName(request.scope.remote), TidyName(WithoutDrive(Slashed(request.scope.local)))},
         store_(options, WorkingDirectory(), UseOf(options)) {
     if (request.most_deletions) limit_ = ParseDeletionLimit(*request.most_deletions);
   }
@@ -92,10 +92,11 @@ class Sync {
   }
 
  private:
-  // The library appends the local name to its working directory, which is "/" for an absolute name.
+  // The library appends the local name to its working directory, which is the root for an absolute name.
   [[nodiscard]] std::string WorkingDirectory() const {
     if (!options_.tcp.empty()) throw Stop(options_.tcp, LibraryFailure(TVL_ERR_NOT_SUPPORTED));
-    return Slashed(request_.scope.local).starts_with('/') ? kTopFolder : FindWorkingDirectory(options_);
+    const std::string local = Slashed(request_.scope.local);
+    return IsFullPath(local) ? DriveOf(local) + "/" : FindWorkingDirectory(options_);
   }
 
   ExitStatus ReportNothingToDo() {
@@ -117,9 +118,9 @@ class Sync {
     const std::string source = SourcePath();
     const auto status = StatusOf(source);
     if (!status) throw Stop({}, SystemFailure("cannot open the source", errno, source));
-    if (!S_ISDIR(status->st_mode)) throw Stop({}, {kFailed, 0, "the source is not a folder", 0, source});
+    if (!status->IsFolder()) throw Stop({}, {kFailed, 0, "the source is not a folder", 0, source});
     const std::string target = TargetPath();
-    if (const auto there = StatusOf(target); there && !S_ISDIR(there->st_mode))
+    if (const auto there = StatusOf(target); there && !there->IsFolder())
       throw Stop({}, {kFailed, 0, "the target is not a folder", 0, target});
     if (LiesIn(source, target) || LiesIn(target, source))
       throw Stop(
@@ -131,12 +132,12 @@ class Sync {
     if (request_.backup_folder.empty()) return {};
     const std::string name = Slashed(request_.backup_folder);
     const std::string path = direction_ == Direction::kPut ? store_.StorePath(TidyName(name))
-                             : name.starts_with('/')       ? name
+                             : IsFullPath(name)            ? name
                                                            : Joined(FindWorkingDirectory(options_), name);
     const auto refuse = [&](const std::string& why) {
       throw Stop("--backup-dir", {kFailed, 0, why, 0, path});
     };
-    if (const auto status = StatusOf(path); status && !S_ISDIR(status->st_mode)) refuse("is not a folder");
+    if (const auto status = StatusOf(path); status && !status->IsFolder()) refuse("is not a folder");
     if (LiesIn(path, SourcePath()) || LiesIn(path, TargetPath()))
       refuse("is inside the source or the target, so a later run would copy or delete it");
     if (OwnFiles(store_).AreIn(path)) refuse(kOwnFile);
@@ -147,7 +148,7 @@ class Sync {
   }
 
   void Save(const SyncPlan& plan) const {
-    const std::string file = std::filesystem::absolute(request_.plan_file).string();
+    const std::string file = TextOf(std::filesystem::absolute(PathOf(HostName(request_.plan_file))));
     if (OwnFiles(store_).Include(file)) throw Stop("--plan", {kFailed, 0, kOwnFile, 0, file});
     SavedSyncPlan saved = {RealPath(store_.StorePath({})), request_.scope, {}};
     saved.scope.remote = names_.remote;

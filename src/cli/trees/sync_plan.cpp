@@ -4,6 +4,7 @@
 
 #include "cli/file_access.h"
 #include "cli/file_status.h"
+#include "cli/host_path.h"
 #include "cli/interrupt.h"
 #include "cli/output/text.h"
 
@@ -15,7 +16,9 @@ constexpr int kHashPolicy = 1;
 // Converts a path of the library to a host path with single slashes.
 std::string HostPath(const char* path) {
   std::string text = Slashed(path);
-  for (std::size_t at = text.find("//"); at != std::string::npos; at = text.find("//", at)) text.erase(at, 1);
+  const std::size_t root = DriveOf(text).size();
+  for (std::size_t at = text.find("//", root); at != std::string::npos; at = text.find("//", at))
+    text.erase(at, 1);
   while (text.size() > 1 && text.back() == '/') text.pop_back();
   return text;
 }
@@ -28,9 +31,9 @@ bool IsSurelyMissing(const std::string& path) {
 }
 
 void AddWithFoldersAbove(const std::string& path, Identities& identities) {
-  for (std::string above = path;; above.resize(above.find_last_of('/'))) {
-    identities.Add(above.empty() ? "/" : above);
-    if (above.find_last_of('/') == std::string::npos) return;
+  for (std::string above = path;; above = FolderOf(above)) {
+    identities.Add(above);
+    if (above == FolderOf(above)) return;
   }
 }
 
@@ -217,8 +220,8 @@ bool SyncPlan::CountTree(const std::string& path, SyncEntry& entry) const {
   const auto status = LinkStatusOf(path);
   if (Interrupted() || !status) return true;
   ++entry.files;
-  if (S_ISREG(status->st_mode)) entry.bytes += static_cast<std::uint64_t>(status->st_size);
-  if (!S_ISDIR(status->st_mode)) return true;
+  if (status->IsFile()) entry.bytes += status->size;
+  if (!status->IsFolder()) return true;
   bool whole = true;
   std::vector<std::string> names;
   static_cast<void>(ListNames(path, names));  // a folder that cannot be read cannot be deleted either

@@ -101,7 +101,7 @@ class TreeChange {
   throw Stop({}, {exit, 0, what, 0, {}, hint});
 }
 
-struct stat StatusIn(const Store& store, const std::string& name) {
+FileStatus StatusIn(const Store& store, const std::string& name) {
   const std::string path = store.StorePath(name);
   if (const auto status = LinkStatusOf(path)) return *status;
   Failure failure = SystemFailure(MeaningOf(TVL_ERR_SERVER_FILE).what, errno, path);
@@ -112,7 +112,7 @@ struct stat StatusIn(const Store& store, const std::string& name) {
 // Refuses to remove or rename files that the store needs or that are in use.
 void CheckMayGo(const Store& store, const std::string& name) {
   const std::string path = store.StorePath(name);
-  if (!S_ISLNK(StatusIn(store, name).st_mode) && LiesIn(store.StorePath({}), path))
+  if (!StatusIn(store, name).IsLink() && LiesIn(store.StorePath({}), path))
     Refuse(kFailed, "is the store itself or contains it");
   if (OwnFiles(store).AreIn(path)) Refuse(kSkipped, kOwnFile);
   const std::vector<HeldFile> held = HeldFilesAt(path);
@@ -176,7 +176,7 @@ void AddNamesLeft(const std::string& folder, std::string& list) {
     const std::string path = Joined(folder, name);
     if (name.find('\\') != std::string::npos)
       list += (list.empty() ? ": names with a backslash cannot be removed: '" : "', '") + name;
-    if (const auto status = LinkStatusOf(path); status && S_ISDIR(status->st_mode)) AddNamesLeft(path, list);
+    if (const auto status = LinkStatusOf(path); status && status->IsFolder()) AddNamesLeft(path, list);
   }
 }
 
@@ -187,7 +187,7 @@ std::string NamesLeftIn(const std::string& folder) {
 }
 
 void Remove(Store& store, const Options& options, std::string name, bool recursive) {
-  const bool is_folder = S_ISDIR(StatusIn(store, name).st_mode);
+  const bool is_folder = StatusIn(store, name).IsFolder();
   if (is_folder && !recursive) Refuse(kFailed, "is a folder", "use -r to remove a whole tree");
   CheckMayGo(store, name);
   if (options.dry_run)
@@ -239,7 +239,7 @@ void CheckNotIntoItself(const Store& store, const NamePair& names) {
 void Move(Store& store, const Options& options, NamePair names) {
   CheckMayGo(store, names.remote);
   const std::string target = store.StorePath(names.local);
-  const bool is_link = S_ISLNK(StatusIn(store, names.remote).st_mode);
+  const bool is_link = StatusIn(store, names.remote).IsLink();
   if (!is_link) CheckNotIntoItself(store, names);
   if (Exists(target))
     throw Stop({}, {kFailed, TVL_ERR_SERVER_FILE, "the new name already exists", EEXIST, target});

@@ -1,5 +1,5 @@
-#ifndef TVL_CLI_HEALTH_MODULE_H
-#define TVL_CLI_HEALTH_MODULE_H
+#ifndef TVL_CLI_POSIX_HEALTH_MODULE_H
+#define TVL_CLI_POSIX_HEALTH_MODULE_H
 
 #include <cstddef>
 

@@ -1,4 +1,4 @@
-#include "cli/health_module.h"
+#include "cli/posix/health_module.h"
 
 #include <httplib.h>
 

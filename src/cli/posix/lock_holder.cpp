@@ -1,9 +1,13 @@
 #include "cli/locks/lock_holder.h"
 
 #include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/prctl.h>
 #include <sys/signalfd.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,11 +15,13 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <memory>
 #include <optional>
 
-#include "cli/interrupt.h"
 #include "cli/output/exit_status.h"
 #include "cli/output/failure.h"
+#include "cli/posix/signals.h"
+#include "host/descriptor.h"
 
 namespace tvl::cli {
 namespace {
@@ -150,6 +156,47 @@ void PassOn(const SignalReader& signals, pid_t child) {
   }
 }
 
+// Makes the system notice within ten seconds that the server or the network has disappeared. Later, the
+// server may have given the lock to another client.
+void ProbeConnection(int descriptor) {
+  const struct { int option, value; } settings[] = {{TCP_KEEPIDLE, 4}, {TCP_KEEPINTVL, 2}, {TCP_KEEPCNT, 3}};
+  for (const auto& setting : settings)
+    setsockopt(descriptor, IPPROTO_TCP, setting.option, &setting.value, sizeof setting.value);
+}
+
+// The loss of a lock as a file to poll: the connection to a server, or an eventfd for a directory store.
+class LossFile {
+ public:
+  explicit LossFile(LockWatch& watch) : watch_(watch) {
+    if (const std::optional<int> connection = watch.Connection()) {
+      ProbeConnection(*connection);
+      file_ = {*connection, POLLRDHUP, 0};
+      return;
+    }
+    news_ = std::make_shared<Descriptor>(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    if (!news_->IsOpen()) throw Stop({}, SystemFailure("the lock cannot be watched", errno, {}));
+    file_ = {news_->Get(), POLLIN, 0};
+  }
+
+  void Watch() {
+    watch_.Start([news = news_] {
+      if (news) eventfd_write(news->Get(), 1);
+    });
+  }
+
+  [[nodiscard]] pollfd Wanted() const { return watch_.WasLost() ? pollfd{-1, 0, 0} : file_; }
+
+  // Returns the longest time in milliseconds until IsLost may have changed; -1 if the file announces that.
+  [[nodiscard]] int Patience() const { return news_ ? kMillisecondsBetweenLooks : -1; }
+
+ private:
+  static constexpr int kMillisecondsBetweenLooks = 500;
+
+  LockWatch& watch_;
+  std::shared_ptr<Descriptor> news_;  // null for a server; the watch may still announce a loss later
+  pollfd file_ = {-1, 0, 0};
+};
+
 // Discards the available input. Returns false at the end of the input.
 bool DrainInput() {
   char bytes[4096];
@@ -158,6 +205,8 @@ bool DrainInput() {
 }
 
 }  // namespace
+
+const char* const kEndOnLoss = "the command gets SIGTERM, in 10 s SIGKILL";
 
 void BlockEndingSignals() {
   signal(SIGCHLD, SIG_DFL);  // if ignored, the system would discard the command's exit code
@@ -169,6 +218,7 @@ int HoldWhileRunning(const std::vector<std::string>& command, LockWatch& watch, 
                      const LossReport& report) {
   constexpr int kEndingLook = 100;  // ms between two checks whether the command has ended
   const SignalReader signals;
+  LossFile loss(watch);
   sigset_t unblocked;
   sigprocmask(SIG_SETMASK, nullptr, &unblocked);
   for (const int signal : kEndingSignals) sigdelset(&unblocked, signal);
@@ -176,12 +226,12 @@ int HoldWhileRunning(const std::vector<std::string>& command, LockWatch& watch, 
   const Command child = StartCommand(command, unblocked);
   if (child.failure != 0) return ReportCannotRun(reporter, command.front(), child);
   reporter.LeaveOutput();
-  watch.Start();
+  loss.Watch();
   Ending ending;
   for (;;) {
     if (const auto exit = ExitCodeOf(child.process)) return *exit;
-    pollfd files[] = {{signals.Descriptor(), POLLIN, 0}, watch.Wanted()};
-    poll(files, 2, ending.HasBegun() ? kEndingLook : watch.Patience());
+    pollfd files[] = {{signals.Descriptor(), POLLIN, 0}, loss.Wanted()};
+    poll(files, 2, ending.HasBegun() ? kEndingLook : loss.Patience());
     PassOn(signals, child.process);
     ending.Enforce(child.process);
     if (ending.HasBegun() || !watch.IsLost()) continue;
@@ -192,10 +242,11 @@ int HoldWhileRunning(const std::vector<std::string>& command, LockWatch& watch, 
 
 int HoldUntilInputEnds(LockWatch& watch, const LossReport& report) {
   const SignalReader signals;
-  watch.Start();
+  LossFile loss(watch);
+  loss.Watch();
   for (;;) {
-    pollfd files[] = {{STDIN_FILENO, POLLIN, 0}, {signals.Descriptor(), POLLIN, 0}, watch.Wanted()};
-    if (poll(files, 3, watch.Patience()) < 0) continue;
+    pollfd files[] = {{STDIN_FILENO, POLLIN, 0}, {signals.Descriptor(), POLLIN, 0}, loss.Wanted()};
+    if (poll(files, 3, loss.Patience()) < 0) continue;
     if (watch.IsLost()) {
       report(watch.Reason());
       return kUnreachable;

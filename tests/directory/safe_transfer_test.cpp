@@ -6,8 +6,8 @@
 
 #include "directory/small_store.h"
 #include "platform/last_error.h"
-#include "platform/parts.h"
 #include "platform/target_file.h"
+#include "store/part_name.h"
 #include "support/faults.h"
 #include "support/helper_process.h"
 
@@ -26,6 +26,12 @@ const Role kPutter("putter", [](const std::vector<string>& arguments) {
     if (turn == 0) Say("put");
   }
 });
+
+void RemoveDeadParts(const TempFolder& folder, const string& where) {
+  for (const string& name : folder.Tree(where)) {
+    if (tvl::IsPartName(name)) DeleteFileA(folder.Logical(where + "/" + name).c_str());
+  }
+}
 
 TEST(DirectorySafeTransfer, KilledWriterLeavesOldOrNewFile) {
   if (!kReplacesOpenFiles) GTEST_SKIP() << "Wine does not replace a file that is open";
@@ -58,7 +64,7 @@ TEST(DirectorySafeTransfer, KilledWriterLeavesOldOrNewFile) {
   done = true;
   reader.join();
   EXPECT_EQ(torn, 0);
-  tvl::RemoveDeadParts(store.folder.Logical("root").c_str());
+  RemoveDeadParts(store.folder, "root");
   EXPECT_EQ(store.folder.Tree("root"), std::vector<string>{"f"});
 }
 
@@ -116,7 +122,7 @@ TEST(DirectorySafeTransfer, ReportsEachCopyOfGroup) {
     ASSERT_EQ(store.Put("d/c", 1), 0);
     store.opr.Close();
     EXPECT_EQ(store.folder.Tree("root/d"), before);
-    tvl::RemoveDeadParts(store.folder.Logical("root/d").c_str());
+    RemoveDeadParts(store.folder, "root/d");
     constexpr std::size_t left[] = {4, 3, 5};
     EXPECT_EQ(store.folder.Tree("root").size(), left[level]);
   }

@@ -1,5 +1,3 @@
-#include "platform/copy_file.h"
-
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,13 +7,11 @@
 #include <limits>
 
 #include "host/system_calls.h"
-#include "platform/files.h"
-#include "platform/host_path.h"
+#include "platform/common/copy_steps.h"
 #include "platform/last_error.h"
 #include "platform/posix/descriptor_of.h"
 #include "platform/posix/open_file.h"
 #include "platform/posix/traits.h"
-#include "platform/target_file.h"
 
 // Copies by the fastest means available: shared blocks if the file system supports them, a copy inside the
 // kernel (or, on some network shares, inside the server), else a loop with a buffer. Small files use the
@@ -125,52 +121,33 @@ class Copy {
   bool keeps_ranges_ = false;
 };
 
-// Reads the access time of the source again, because the copy has just changed it. On a network file system
-// the change is not worth a request.
-FILETIME AccessTimeNow(const OpenFile& source) {
-  struct statx now = {};
-  constexpr int kFlags = AT_EMPTY_PATH | AT_STATX_DONT_SYNC;
-  if (System().statx(source.Descriptor(), "", kFlags, STATX_ATIME, &now) != 0)
-    return TraitsOf(source.Status()).accessed;
-  return {now.stx_atime.tv_sec, static_cast<std::int32_t>(now.stx_atime.tv_nsec)};
-}
+class CopySource {
+ public:
+  explicit CopySource(const char* path) : file_(path, O_RDONLY) {}
 
-CopyResult CopyTimes(const OpenFile& source, TargetFile& target, CopiedTimes times) {
-  SourceTraits traits = TraitsOf(source.Status());
-  const bool all = times == CopiedTimes::kAccessedAndWritten;
-  if (all) traits.accessed = AccessTimeNow(source);
-  if (target.SetTimes(all ? &traits.accessed : nullptr, traits.written)) return CopyResult::kCopied;
-  return CopyResult::kCopiedWithoutTimes;
-}
+  [[nodiscard]] bool IsOpen() const { return file_.IsOpen(); }
+  [[nodiscard]] SourceTraits Traits() const { return TraitsOf(file_.Status()); }
 
-CopyResult CopyOnce(const char* source_path, const char* target_path, const Writing& writing,
-                    CopiedTimes times) {
-  const OpenFile source(source_path, O_RDONLY);
-  if (!source.IsOpen()) return CopyResult::kSourceFailed;
-  const SourceTraits traits = TraitsOf(source.Status());
-  TargetFile target(target_path, writing, &traits);
-  if (!target.IsOpen()) return FailureOf(target);
-  CopyResult result = CopyResult::kCopied;
-  if (!target.IsSource()) result = Copy(source, target, target_path).Contents();
-  if (!target.IsSource() && IsCopied(result)) result = CopyTimes(source, target, times);
-  if (IsCopied(result) && !target.Finish()) result = FailureOf(target);
-  if (!IsCopied(result)) target.Discard();
-  return result;
-}
+  CopyResult CopyTo(TargetFile& target, const char* target_path) const {
+    return Copy(file_, target, target_path).Contents();
+  }
+
+  // On a network file system the change is not worth a request.
+  [[nodiscard]] FILETIME AccessTimeNow() const {
+    struct statx now = {};
+    constexpr int kFlags = AT_EMPTY_PATH | AT_STATX_DONT_SYNC;
+    if (System().statx(file_.Descriptor(), "", kFlags, STATX_ATIME, &now) != 0) return Traits().accessed;
+    return {now.stx_atime.tv_sec, static_cast<std::int32_t>(now.stx_atime.tv_nsec)};
+  }
+
+ private:
+  OpenFile file_;
+};
 
 }  // namespace
 
 CopyResult CopyFile(const char* source, const char* target, const Writing& writing, CopiedTimes times) {
-  return CopyKeepingPart(writing, [&](const Writing& now) { return CopyOnce(source, target, now, times); });
+  return CopyFileFrom<CopySource>(source, target, writing, times);
 }
 
 }  // namespace tvl
-
-BOOL CopyFileA(const char* source, const char* target, BOOL failIfExists) {
-  struct stat status = {};
-  if (failIfExists != 0 && tvl::System().lstat(tvl::HostPath(target).Text(), &status) == 0) {
-    tvl::NoteError(target, EEXIST);
-    return 0;
-  }
-  return tvl::IsCopied(tvl::CopyFile(source, target, {}, tvl::CopiedTimes::kWritten)) ? 1 : 0;
-}

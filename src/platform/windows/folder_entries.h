@@ -10,7 +10,9 @@ namespace tvl {
 // Reads the names in a folder, in the order of the file system.
 class FolderEntries {
  public:
-  explicit FolderEntries(const char* folder) : problem_(native::FirstEntry(folder, &listing_, &entry_)) {}
+  // Fails with `problem` if it is not 0.
+  explicit FolderEntries(const char* folder, int problem = 0)
+      : problem_(problem != 0 ? problem : native::FirstEntry(folder, &listing_, &entry_)) {}
   ~FolderEntries() {
     if (listing_ != native::kNoHandle) native::EndListing(listing_);
   }

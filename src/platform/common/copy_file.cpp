@@ -1,4 +1,9 @@
 #include "platform/copy_file.h"
+
+#include <cerrno>
+
+#include "platform/files.h"
+#include "platform/last_error.h"
 #include "platform/target_file.h"
 
 namespace tvl {
@@ -16,3 +21,11 @@ CopyResult FailureOf(const TargetFile& target) {
 }
 
 }  // namespace tvl
+
+BOOL CopyFileA(const char* source, const char* target, BOOL failIfExists) {
+  if (failIfExists != 0 && tvl::NameExists(target)) {
+    tvl::NoteError(target, EEXIST);
+    return 0;
+  }
+  return tvl::IsCopied(tvl::CopyFile(source, target, {}, tvl::CopiedTimes::kWritten)) ? 1 : 0;
+}

@@ -3,9 +3,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "platform/files.h"
+#include "platform/transfer_group.h"
 #include "platform/writing.h"
 
 namespace tvl {
@@ -58,7 +60,7 @@ class TargetFile {
   [[nodiscard]] bool WriteData(const void* bytes, std::size_t count);
 
   // Sets the times of the target; a null `accessed` keeps the access time. Returns false if this is refused,
-  // as for a target of another owner.
+  // as for a target of another owner. In a group, those of a part may be set later.
   bool SetTimes(const FILETIME* accessed, const FILETIME& written);
 
   // Completes the target. In a group, a part replaces the target later.
@@ -109,6 +111,7 @@ class TargetFile {
   std::uint64_t old_size_ = 0;
   std::uint64_t old_allocated_ = 0;
   std::uint64_t device_ = 0;
+  std::optional<NewTimes> later_times_;
   Outcome why_ = Outcome::kFailed;
 };
 

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -14,6 +15,11 @@ namespace tvl {
 
 class PartReplacer;
 
+struct NewTimes {
+  std::optional<FILETIME> accessed;  // not set: it is kept
+  FILETIME written;
+};
+
 // A complete part that has not replaced its target yet. All paths are host paths.
 struct FinishedPart {
   HANDLE file = INVALID_HANDLE_VALUE;  // open and held
@@ -21,11 +27,12 @@ struct FinishedPart {
   std::string target;
   bool target_exists = false;
   std::uint64_t device = 0;
-  bool target_examined = true;  // false: whether it exists is unknown
+  bool target_examined = true;    // false: whether it exists is unknown
+  std::optional<NewTimes> times;  // to be set
 };
 
-// Closes an open part and renames it to its target. Returns false and notes an error on failure; then the
-// part is removed, unless the target is gone.
+// Sets the times of an open part, closes it and renames it to its target. Returns false and notes an error on
+// failure; then the part is removed, unless the target is gone.
 [[nodiscard]] bool ReplaceTarget(const FinishedPart& part);
 
 // Copies that are completed together. Those of level 2 are synced together: the file systems are synced once
@@ -52,6 +59,11 @@ class TransferGroup {
 
   // The same for a part of level 1, which replaces its target soon.
   void Replace(FinishedPart part, int failure);
+
+  // Returns whether the times of a part of level 1 can be set later, by Replace, which takes a request or two
+  // on a share. They can once those of another part were set: some shares refuse.
+  [[nodiscard]] bool SetsTimesLater() const { return sets_times_; }
+  void NoteTimesSet() { sets_times_ = true; }
 
   // Counts a copy that is already complete.
   void TakeDone();
@@ -86,6 +98,7 @@ class TransferGroup {
   std::vector<Mounted> mounts_;
   std::unique_ptr<PartReplacer> replacer_;
   std::uint64_t bytes_ = 0;
+  bool sets_times_ = false;
   std::size_t most_;
   DWORD process_;
 };

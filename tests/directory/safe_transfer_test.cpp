@@ -1,4 +1,5 @@
 #include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <optional>
@@ -15,14 +16,20 @@ namespace {
 
 constexpr std::size_t kSize = 300000;
 
-// Alternately puts two versions of a file until it is killed.
+// Alternately puts two versions of some files until it is killed; more than one file in a group.
 const Role kPutter("putter", [](const std::vector<string>& arguments) {
   CTVLClientSmbOpr opr;
   if (opr.Open(Arg(arguments.at(1)), Arg(arguments.at(0)), Arg("test")) != 0) return 1;
   Say("open");
+  const int files = std::stoi(arguments.at(2));
   for (int turn = 0;; ++turn) {
-    int transferred = 1;
-    if (opr.PutRemote(Arg("f"), Arg(turn % 2 == 0 ? "a" : "b"), &transferred) != 0) return 2;
+    if (files > 1 && opr.BeginTransfers() != 0) return 2;
+    for (int file = 0; file < files; ++file) {
+      int transferred = 1;
+      const string name = "f" + std::to_string(file);
+      if (opr.PutRemote(Arg(name), Arg(turn % 2 == 0 ? "a" : "b"), &transferred) != 0) return 3;
+    }
+    if (files > 1 && opr.EndTransfers(nullptr, nullptr) != 0) return 4;
     if (turn == 0) Say("put");
   }
 });
@@ -33,24 +40,31 @@ void RemoveDeadParts(const TempFolder& folder, const string& where) {
   }
 }
 
-TEST(DirectorySafeTransfer, KilledWriterLeavesOldOrNewFile) {
+class KilledWriter : public testing::TestWithParam<int> {};
+
+TEST_P(KilledWriter, LeavesOldOrNewFiles) {
   if (!kReplacesOpenFiles) GTEST_SKIP() << "Wine does not replace a file that is open";
   SmallStore store(Safe(1), TempFolder::Memory());
   for (const char* version : {"a", "b"})
     store.folder.Write(string("work/") + version, string(kSize, *version));
+  std::vector<string> names;
+  for (int file = 0; file < GetParam(); ++file) names.push_back("f" + std::to_string(file));
   const int kills = std::getenv("TVL_TEST_LARGE") != nullptr ? 2000 : 24;
   std::atomic<bool> done = false;
   std::atomic<int> torn = 0;
   std::thread reader([&] {
-    while (!done) {
-      const bool exists = store.folder.Exists("root/f");
-      const string seen = store.folder.Read("root/f");
+    for (std::size_t next = 0; !done; ++next) {
+      const string path = "root/" + names[next % names.size()];
+      const bool exists = store.folder.Exists(path);
+      const string seen = store.folder.Read(path);
       if (exists && (seen.size() != kSize || seen.find_first_not_of(seen[0]) != string::npos)) ++torn;
     }
   });
   for (int kill = 0; kill < kills; ++kill) {
-    HelperProcess first({"putter", store.folder.Logical("store.ini"), store.folder.Logical("work")});
-    HelperProcess second({"putter", store.folder.Logical("store.ini"), store.folder.Logical("work")});
+    const std::vector<string> putter = {"putter", store.folder.Logical("store.ini"),
+                                        store.folder.Logical("work"), std::to_string(GetParam())};
+    HelperProcess first(putter);
+    HelperProcess second(putter);
     EXPECT_EQ(first.Hear() + second.Hear(), "openopen");
     if (kill % 2 == 0) {
       EXPECT_EQ(first.Hear(), "put");
@@ -65,8 +79,9 @@ TEST(DirectorySafeTransfer, KilledWriterLeavesOldOrNewFile) {
   reader.join();
   EXPECT_EQ(torn, 0);
   RemoveDeadParts(store.folder, "root");
-  EXPECT_EQ(store.folder.Tree("root"), std::vector<string>{"f"});
+  EXPECT_EQ(store.folder.Tree("root"), names);
 }
+INSTANTIATE_TEST_SUITE_P(DirectorySafeTransfer, KilledWriter, testing::Values(1, 6));
 
 TEST(DirectorySafeTransfer, ReportsEachCopyOfGroup) {
   for (int level = 0; level <= 2; ++level) {
@@ -126,6 +141,26 @@ TEST(DirectorySafeTransfer, ReportsEachCopyOfGroup) {
     constexpr std::size_t left[] = {4, 3, 5};
     EXPECT_EQ(store.folder.Tree("root").size(), left[level]);
   }
+}
+
+// The times of all but the first part of a group are set in the background.
+TEST(DirectorySafeTransfer, SetsTimesOfGroup) {
+  if (!kHasFaults) GTEST_SKIP();
+  SmallStore store(Safe(1), TempFolder::Memory());
+  for (const char* name : {"a", "refused", "c"}) store.folder.Write(string("work/") + name, name);
+  const auto written = fs::file_time_type::clock::now() - std::chrono::hours(30);
+  fs::last_write_time(store.folder.Host("work/c"), written);
+  const FailingTimes failing(sizeof "refused" - 1);
+  ASSERT_EQ(store.opr.BeginTransfers(), 0);
+  for (const char* name : {"a", "refused", "c"}) ASSERT_EQ(store.Put(name), 0);
+  std::vector<int> codes;
+  const auto collect = [](int, int code, void* into) {
+    static_cast<std::vector<int>*>(into)->push_back(code);
+  };
+  EXPECT_EQ(store.opr.EndTransfers(collect, &codes), 22);
+  EXPECT_EQ(codes, (std::vector<int>{0, 22, 0}));
+  EXPECT_EQ(store.folder.Tree("root"), (std::vector<string>{"a", "c"}));
+  EXPECT_EQ(fs::last_write_time(store.folder.Host("root/c")), written);
 }
 
 }  // namespace

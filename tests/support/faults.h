@@ -147,6 +147,28 @@ class FailingRename {
   static inline Call real_ = nullptr;
 };
 
+// While it exists, the times of open files of `size` bytes cannot be set.
+class FailingTimes {
+ public:
+  explicit FailingTimes(off_t size) {
+    size_ = size;
+    real_ = tvl::System().futimens;
+    tvl::System().futimens = [](int file, const timespec times[2]) {
+      struct stat status = {};
+      if (fstat(file, &status) == 0 && status.st_size != size_) return real_(file, times);
+      errno = EIO;
+      return -1;
+    };
+  }
+  ~FailingTimes() { tvl::System().futimens = real_; }
+  FailingTimes(const FailingTimes&) = delete;
+  FailingTimes& operator=(const FailingTimes&) = delete;
+
+ private:
+  static inline off_t size_ = 0;
+  static inline decltype(tvl::SystemCalls::futimens) real_ = nullptr;
+};
+
 #endif
 
 #endif

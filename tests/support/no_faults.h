@@ -10,6 +10,9 @@ constexpr bool kHasFaults = false;
 struct FailingRename {
   explicit FailingRename(const char* /*end*/) {}
 };
+struct FailingTimes {
+  explicit FailingTimes(long /*size*/) {}
+};
 constexpr int ESTALE = 116;
 
 class Faults {

@@ -13,6 +13,7 @@
 #include "platform/held_file.h"
 #include "platform/posix/descriptor_of.h"
 #include "platform/posix/replace_file.h"
+#include "platform/posix/set_times.h"
 
 namespace tvl {
 namespace {
@@ -33,6 +34,15 @@ class SignalsBlocked {
   sigset_t before_;
 };
 
+// Closes a part in either case. Returns 0 or an errno value.
+int Complete(const FinishedPart& part) {
+  const int problem = part.times ? SetTimesOf(DescriptorOf(part.file), *part.times) : 0;
+  ReleaseFile(part.file);
+  CloseWithoutDelay(DescriptorOf(part.file));
+  if (CloseHandle(part.file) == 0) return LastErrorCode();
+  return problem;
+}
+
 Target KnownTarget(const FinishedPart& part) {
   if (part.target_exists) return Target::kExists;
   return part.target_examined ? Target::kMissing : Target::kUnknown;
@@ -41,11 +51,10 @@ Target KnownTarget(const FinishedPart& part) {
 }  // namespace
 
 bool ReplaceTarget(const FinishedPart& part) {
-  ReleaseFile(part.file);
-  CloseWithoutDelay(DescriptorOf(part.file));
-  if (CloseHandle(part.file) != 0)
+  const int problem = Complete(part);
+  if (problem == 0)
     return ReplaceFile(part.path.c_str(), part.target.c_str(), KnownTarget(part)) == Replacement::kDone;
-  NoteError(part.target.c_str(), LastErrorCode());
+  NoteError(part.target.c_str(), problem);
   System().unlink(part.path.c_str());
   return false;
 }

@@ -25,6 +25,7 @@
 #include "platform/posix/folder_of_file.h"
 #include "platform/posix/open_file.h"
 #include "platform/posix/replace_file.h"
+#include "platform/posix/set_times.h"
 #include "platform/posix/traits.h"
 #include "platform/transfer_group.h"
 
@@ -233,11 +234,16 @@ bool TargetFile::EndHole() {
 }
 
 bool TargetFile::SetTimes(const FILETIME* accessed, const FILETIME& written) {
-  const timespec access = accessed == nullptr
-                              ? timespec{0, UTIME_OMIT}
-                              : timespec{static_cast<time_t>(accessed->seconds), accessed->nanoseconds};
-  const timespec times[2] = {access, {static_cast<time_t>(written.seconds), written.nanoseconds}};
-  return System().futimens(DescriptorOf(file_), times) == 0 || Fail(errno);
+  NewTimes times = {std::nullopt, written};
+  if (accessed != nullptr) times.accessed = *accessed;
+  const bool is_replaced_later = is_part_ && writing_.group != nullptr && !IsSynced();
+  if (is_replaced_later && writing_.group->SetsTimesLater()) {
+    later_times_ = times;
+    return true;
+  }
+  if (const int problem = SetTimesOf(DescriptorOf(file_), times)) return Fail(problem);
+  if (is_replaced_later) writing_.group->NoteTimesSet();
+  return true;
 }
 
 bool TargetFile::FinishInPlace() {
@@ -273,7 +279,7 @@ bool TargetFile::FinishPart() {
 }
 
 void TargetFile::PassToGroup() {
-  FinishedPart part = {file_, part_, path_, exists_, device_, LooksFirst()};
+  FinishedPart part = {file_, part_, path_, exists_, device_, LooksFirst(), later_times_};
   if (IsSynced())
     writing_.group->Take(std::move(part), source_.allocated, writing_.failure);
   else

@@ -12,7 +12,7 @@ namespace {
 // A folder of the configuration, without the separator at its end.
 std::string HostFolder(const char* path) {
   std::string folder = HostPath(path).Text();
-  while (folder.size() > 1 && folder.ends_with('/')) folder.pop_back();
+  while (folder.size() > 1 && (folder.ends_with('/') || folder.ends_with('\\'))) folder.pop_back();
   return folder;
 }
 

@@ -1,6 +1,5 @@
 #include <cstdio>
 #include <list>
-#include <string_view>
 
 #include "presence/clients.h"
 
@@ -62,6 +61,8 @@ TEST_F(PresenceInstance, NumbersGoDownToOneAndThenUp) {
 }
 
 TEST_F(PresenceInstance, LocksNothingWithoutFreeNumber) {
+  if (!kClosesLockedFiles)
+    GTEST_SKIP() << "Wine keeps each open of a file until nobody has locked it any more";
   Leave({"pc12-7f000001-001.1.mgrx.tvp"}, {});
   for (int number = 2; number <= 9999; ++number) {
     char name[64];
@@ -97,10 +98,8 @@ TEST(PresenceIdentity, DefaultsComeFromSystem) {
     EXPECT_EQ(string(me.computer) + ' ' + me.user, "PC-Twelve Ann") << "unchanged";
     EXPECT_EQ(me.pid, static_cast<unsigned int>(getpid()));
   }
-  char host[256] = {};
-  ASSERT_EQ(gethostname(host, sizeof host - 1), 0);
-  const std::string_view name = host;
-  string computer(name.substr(0, std::min(name.find('.'), std::size_t{15})));
+  const string name = HostName();
+  string computer = name.substr(0, std::min(name.find('.'), std::size_t{15}));
   for (char& letter : computer) letter = static_cast<char>(tolower(letter));
   const CConnection me("", "", "mgrx");
   EXPECT_EQ(me.computer, computer);
@@ -125,14 +124,6 @@ TEST_F(PresenceInstance, ListsOtherLiveInstancesOfClass) {
     EXPECT_EQ(count, expected.empty() ? 0 : 1);
     EXPECT_EQ(store_.Markers().size(), 2U) << "the dead are gone";
   }
-}
-
-TEST_F(PresenceInstance, MarkersHavePermissionsOfFolder) {
-  const mode_t former = umask(077);
-  const Me me(store_);
-  umask(former);
-  const auto mode = fs::status(store_.procsHost + store_.Markers().at(0)).permissions();
-  EXPECT_EQ(mode, fs::perms(0666));
 }
 
 }  // namespace

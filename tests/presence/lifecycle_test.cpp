@@ -1,5 +1,6 @@
 #include <signal.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <thread>
 
@@ -121,6 +122,67 @@ TEST_F(PresenceLifecycle, EndOfProcessClosesEverythingInOrder) {
     EXPECT_TRUE(looking.ListLocks(rows));
     EXPECT_TRUE(rows.empty());
   }
+}
+
+TEST_F(PresenceLifecycle, MarkersHavePermissionsOfFolder) {
+  const mode_t former = umask(077);
+  const Me me(store_);
+  umask(former);
+  const auto mode = fs::status(store_.procsHost + store_.Markers().at(0)).permissions();
+  EXPECT_EQ(mode, fs::perms(0666));
+}
+
+TEST_F(PresenceLifecycle, RemovesDeadClientOfAnotherUser) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can become other users";
+  ClientProcess first(folder_.Host(), 65534);
+  ClientProcess second(folder_.Host(), 65533);
+  EXPECT_EQ(first.Start(), "1");
+  EXPECT_EQ(second.Start(), "2");
+  EXPECT_EQ(first.Lock("A"), "1");
+  EXPECT_EQ(second.Lock("A"), "2");
+  first.Signal(SIGKILL);
+  ASSERT_EQ(first.Wait(), -SIGKILL);
+  EXPECT_EQ(second.Lock("A"), "1");
+  EXPECT_EQ(store_.Markers().size(), 1U);
+}
+
+// Holds a lock and stays inside a write batch of the lock table, with a forked child that has neither.
+const Role sitInABatch("sit-in-a-batch", [](const std::vector<string>& arguments) {
+  Me me{Store(arguments[0])};
+  if (me.Lock("PARENT") != 1) return 1;
+  const tvl::TableBatch batch(me.table->handle, tvl::TableBatch::Kind::kWrite);
+  if (batch.HasBegun() && fork() == 0) Say("child lives");
+  Listen();
+  _exit(0);
+});
+
+TEST_F(PresenceLifecycle, StoppedWriterMakesOthersFailWithoutHanging) {
+  using std::chrono::seconds;
+  using std::chrono::steady_clock;
+  Me me(store_, "view");
+  ASSERT_EQ(me.Lock("MINE"), 1);
+  ClientProcess other(folder_.Host());
+  ASSERT_EQ(other.Start(), "1");
+  HelperProcess writer({"sit-in-a-batch", folder_.Host()});
+  ASSERT_EQ(writer.Hear(), "child lives");
+  writer.Signal(SIGSTOP);
+  // Uses another process, because within one process the users of a table take turns.
+  ClientProcess late(folder_.Host());
+  steady_clock::time_point start = steady_clock::now();
+  late.Say("start");
+  other.Say("OTHER");
+  EXPECT_EQ(other.Hear(), "0");
+  EXPECT_EQ(late.Hear(), "3") << "it starts all the same";
+  EXPECT_GE(steady_clock::now() - start, seconds(9));
+  EXPECT_LE(steady_clock::now() - start, seconds(15));
+
+  writer.Signal(SIGKILL);
+  writer.Wait();
+  start = steady_clock::now();
+  EXPECT_EQ(me.Lock("PARENT"), 1);
+  EXPECT_LT(steady_clock::now() - start, seconds(8)) << "the child does not block others";
+  EXPECT_EQ(me.Unlock("MINE"), 0);
+  EXPECT_EQ(store_.Markers().size(), 3U) << "the dead one's is gone";
 }
 
 TEST(PresenceFullStore, FullOrReadOnlyStoreRefusesLocks) {

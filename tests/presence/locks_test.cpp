@@ -174,6 +174,7 @@ TEST_F(PresenceLocks, LocksNothingWithoutTable) {
   EXPECT_FALSE(fs::exists(store_.lockTableHost)) << "the table is not created";
   std::vector<tvl::LockRow> rows;
   EXPECT_FALSE(me.ListLocks(rows));
+  if (!kReplacesOpenFiles) GTEST_SKIP() << "the folder of an open marker cannot be removed";
   fs::remove_all(store_.rootHost);
   const Me nowhere(store_);
   EXPECT_EQ(nowhere.instance, 2) << "this process has number 1, regardless of its marker";

@@ -35,11 +35,13 @@ TEST_F(Stores, AreDescribedByTheirConfigurationAsTheyWerePlanned) {
   ASSERT_EQ(TVLStoreRead(planned.configuration, &read, nullptr), TVL_OK);
   for (const auto part : {&TVLStoreLayout::configuration, &TVLStoreLayout::root, &TVLStoreLayout::tmp,
                           &TVLStoreLayout::locks, &TVLStoreLayout::procs, &TVLStoreLayout::lockTable})
-    EXPECT_STREQ(read.*part, planned.*part);
+    EXPECT_EQ(fs::path(read.*part).generic_string(), fs::path(planned.*part).generic_string());
   EXPECT_EQ(read.safety, planned.safety);
   EXPECT_EQ(read.isNew, 0);
   EXPECT_EQ(TVLStoreListMissing(&read, nullptr, nullptr), 0);
-  EXPECT_EQ(TVLStorePlan("a\\b", &read, &problem_), TVL_ERR_BAD_PATH);
+  if (kHasAllNames) {
+    EXPECT_EQ(TVLStorePlan("a\\b", &read, &problem_), TVL_ERR_BAD_PATH);
+  }
   EXPECT_EQ(TVLStoreRead(folder_.Host("none.ini").c_str(), &read, nullptr), TVL_ERR_ROOT_UNDEFINED);
 }
 
@@ -57,7 +59,7 @@ TEST_F(Stores, AreCreatedWholeOrCanBeCreatedAgain) {
     ASSERT_EQ(Plan(), TVL_OK) << "call " << at << ", " << Faults::Hit() << ": " << problem_.what;
     EXPECT_EQ(Create(), TVL_OK) << "call " << at << ": " << problem_.what;
   } while (Faults::Hit() != nullptr);
-  EXPECT_GT(at, 20);
+  EXPECT_GT(at, kHasFaults ? 20 : 0);
 }
 
 TEST_F(Stores, InUseGetNoNewLockTable) {
@@ -102,8 +104,9 @@ TEST_F(Stores, ReportWhoHoldsTheirFiles) {
             2);
   EXPECT_EQ(held.markers, 1);
   EXPECT_EQ(held.tables, 1);
-  const string dead = string(layout_.procs) + "/pc|7-0a000007-003.1f.mgrx.tvp";
-  folder_.Write("store/tmp/procs/pc|7-0a000007-003.1f.mgrx.tvp", "");
+  const string name = string(kHasAllNames ? "pc|7" : "pc7") + "-0a000007-003.1f.mgrx.tvp";
+  const string dead = folder_.Host("store/tmp/procs/" + name);
+  folder_.Write("store/tmp/procs/" + name, "");
   const auto instances = [](CTVLClientSmbOpr& of, const char* client_class) {
     Texts names;
     EXPECT_EQ(

@@ -8,7 +8,9 @@
 #include <vector>
 
 #ifdef _WIN32
+// The system can only kill; other signals are ignored.
 constexpr int SIGKILL = 9;
+constexpr int SIGSTOP = 19;
 #endif
 
 // What the test binary does when it runs as another process of a test: a role is a named function that gets

@@ -21,6 +21,8 @@ constexpr bool kHasLinks = false;
 // A name cannot contain all characters.
 constexpr bool kHasAllNames = false;
 constexpr bool kReplacesOpenFiles = false;
+// Wine keeps each open of a file until nobody has locked the file any more.
+constexpr bool kClosesLockedFiles = false;
 // Wine notices the end of a stream only once everything has been read.
 constexpr bool kSeesEndWithUnreadBytes = false;
 // Names that differ in case only are the same.
@@ -56,6 +58,15 @@ inline void SetTimesOf(const std::string& path, timespec accessed, timespec writ
   CloseHandle(file);
 }
 
+inline std::string HostName() {
+  return getenv("COMPUTERNAME");
+}
+
+// There is only one user.
+inline bool BecomeUser(int user) {
+  return user == 0;
+}
+
 inline char* mkdtemp(char* pattern) {
   const std::string path(pattern, std::string(pattern).size() - 6);
   const std::string made = path + std::to_string(std::random_device()() % 900000 + 100000);
@@ -67,6 +78,7 @@ inline char* mkdtemp(char* pattern) {
 constexpr bool kHasLinks = true;
 constexpr bool kHasAllNames = true;
 constexpr bool kReplacesOpenFiles = true;
+constexpr bool kClosesLockedFiles = true;
 constexpr bool kSeesEndWithUnreadBytes = true;
 constexpr bool kIgnoresCase = false;
 constexpr char kNullDevice[] = "\\dev\\null";
@@ -78,6 +90,17 @@ inline FileInfo InfoOf(const std::string& path) {
   FileInfo info = {};
   stat(path.c_str(), &info);
   return info;
+}
+
+inline std::string HostName() {
+  char name[256] = {};
+  return gethostname(name, sizeof name - 1) == 0 ? name : "";
+}
+
+// Changes the user of the process, unless it is 0.
+inline bool BecomeUser(int user) {
+  const auto id = static_cast<uid_t>(user);
+  return user == 0 || (setgid(id) == 0 && setuid(id) == 0);
 }
 
 inline void SetTimesOf(const std::string& path, timespec accessed, timespec written) {

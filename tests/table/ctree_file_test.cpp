@@ -126,10 +126,10 @@ TEST_F(CtreeFile, CreatesTable) {
     const string path = folder_.Logical(string("new/") + name);
     EXPECT_EQ(CCtreeFile::CreateFiles(path.c_str(), 10, 4, 0), 1);
     EXPECT_EQ(folder_.Tree("new"), std::vector<string>{others[2]});
-    EXPECT_EQ(CCtreeFile(path.c_str()).ReadRawRec(Arg(""), 1, 2), nullptr);
     const int lengths[][3] = {{0, 4, 0}, {6144, 4, 0}, {10, -1, 0}, {10, 1024, 0}, {10, 4, 1024}};
     for (const auto& l : lengths) EXPECT_EQ(CCtreeFile::CreateFiles(path.c_str(), l[0], l[1], l[2]), 0);
     EXPECT_EQ(folder_.Tree("new"), std::vector<string>{others[2]}) << "refused at once";
+    EXPECT_EQ(CCtreeFile(path.c_str()).ReadRawRec(Arg(""), 1, 2), nullptr);
     fs::remove_all(folder_.Host("new"));
   }
   ASSERT_EQ(file_.WriteRawRec("A1", "", kBytes), 1);

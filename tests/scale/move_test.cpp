@@ -23,6 +23,7 @@ struct Fault {
   int killAt = 0;  // the number of the call before which the process is killed; 0 means never
   int calls = 0;
   bool hasNoLinks = false;
+  int linkAnswer = 0;  // the error that is reported of a link that was made; 0 means none
   std::string mounts;  // read instead of the system's list of mounts, unless empty
 };
 Fault fault;
@@ -55,8 +56,10 @@ COUNT_CALLS(ssize_t, send, (int peer, const void* bytes, size_t count, int flags
 extern "C" [[gnu::visibility("default")]] int link(const char* from, const char* to) noexcept {
   static auto* const real = Real<int(const char*, const char*)>("link");
   Count();
-  if (!fault.hasNoLinks) return real(from, to);
-  errno = EPERM;
+  const int made = fault.hasNoLinks ? -1 : real(from, to);
+  if (fault.hasNoLinks) errno = EPERM;
+  if (made != 0 || fault.linkAnswer == 0) return made;
+  errno = fault.linkAnswer;
   return -1;
 }
 
@@ -235,6 +238,18 @@ TEST_F(MoveTest, CreatesTableWithoutLinks) {
   fault.hasNoLinks = false;
   EXPECT_EQ(RowsOf(Remote()).size(), 7U);
   EXPECT_EQ(folder_.Tree("remote"), std::vector<std::string>{"t.dat"});
+}
+
+// NFS repeats a request whose answer was lost, and then reports that the name exists.
+TEST_F(MoveTest, KeepsTableWhoseLinkIsReportedAsFailed) {
+  for (const int answer : {EEXIST, EIO}) {
+    fault.linkAnswer = answer;
+    const std::string path = folder_.Host("remote/" + std::to_string(answer) + ".dat");
+    MakeRows(path, 5);
+    fault.linkAnswer = 0;
+    EXPECT_EQ(RowsOf(path).size(), 7U);
+  }
+  EXPECT_EQ(folder_.Tree("remote").size(), 2U);
 }
 
 TEST_F(MoveTest, RefusesTablesThatShareCannotHave) {

@@ -75,8 +75,7 @@ CopyResult CopyPackedOnce(const char* source, const char* target_path, const tvl
 
 CopyResult CopyPacked(const char* source, const char* target, const tvl::Writing& writing,
                       CopiedTimes times) {
-  return tvl::CopyKeepingPart(
-      writing, [&](const tvl::Writing& now) { return CopyPackedOnce(source, target, now, times); });
+  return tvl::CopyKeepingPart(CopyPackedOnce, source, target, writing, times);
 }
 
 // A plain name has no last component and never matches.

@@ -26,15 +26,14 @@ enum class CopiedTimes { kWritten, kAccessedAndWritten };
 // Returns the result for a target that could not be opened or finished.
 [[nodiscard]] CopyResult FailureOf(const TargetFile& target);
 
-// Calls `copy` with `writing`. If its part was removed meanwhile, calls it again with parts that are held.
-template <typename Copy>
-[[nodiscard]] CopyResult CopyKeepingPart(const Writing& writing, Copy copy) {
-  const CopyResult result = copy(writing);
-  if (result != CopyResult::kPartLost) return result;
-  Writing careful = writing;
-  careful.holds_small_parts = true;
-  return copy(careful);
-}
+// One attempt of a copy, with the parameters of CopyFile.
+using CopyAttempt = CopyResult(const char* source, const char* target, const Writing& writing,
+                               CopiedTimes times);
+
+// Makes an attempt, and another one with a part that is held if other processes removed the first part. In a
+// group that may turn out later; then the group makes the second attempt.
+[[nodiscard]] CopyResult CopyKeepingPart(CopyAttempt* copy, const char* source, const char* target,
+                                         const Writing& writing, CopiedTimes times);
 
 [[nodiscard]] constexpr bool IsCopied(CopyResult result) {
   return result == CopyResult::kCopied || result == CopyResult::kCopiedWithoutTimes;

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/copy_file.h"
 #include "platform/files.h"
 
 namespace tvl {
@@ -65,6 +66,9 @@ class TransferGroup {
   [[nodiscard]] bool SetsTimesLater() const { return sets_times_; }
   void NoteTimesSet() { sets_times_ = true; }
 
+  // Describes the next copy of level 1, so that End can repeat it if other processes remove its part.
+  void NoteCopy(CopyAttempt* copy, const char* source, const char* target, CopiedTimes times) noexcept;
+
   // Counts a copy that is already complete.
   void TakeDone();
 
@@ -73,10 +77,17 @@ class TransferGroup {
   [[nodiscard]] std::vector<int> End();
 
  private:
+  struct NotedCopy {
+    CopyAttempt* copy;
+    std::string source;
+    std::string target;
+    CopiedTimes times;
+  };
   struct Entry {
     FinishedPart part;  // `file` is invalid if nothing is left to do
     int failure;
     bool failed;
+    std::optional<NotedCopy> noted;
   };
   struct Mounted;
 
@@ -90,11 +101,13 @@ class TransferGroup {
   [[nodiscard]] int SyncFolders() const;
   void RenameAll();
   void AwaitReplaced();
+  [[nodiscard]] bool Repeat(std::size_t index) const;
   void FailAll(int problem);
   [[nodiscard]] std::vector<int> Results() const;
   void Clear();
 
   std::vector<Entry> entries_;
+  std::optional<NotedCopy> next_;
   std::vector<Mounted> mounts_;
   std::unique_ptr<PartReplacer> replacer_;
   std::uint64_t bytes_ = 0;

@@ -143,6 +143,20 @@ TEST(DirectorySafeTransfer, ReportsEachCopyOfGroup) {
   }
 }
 
+TEST(DirectorySafeTransfer, RepeatsCopyOfGroupWhosePartWasRemoved) {
+  if (!kHasFaults) GTEST_SKIP();
+  for (const bool packs : {false, true}) {
+    SmallStore store(packs ? "ZipOnTransfert=1\nSafeOnTransfert=1\n" : Safe(1), TempFolder::Memory());
+    for (const char* name : {"a", "b", "c"}) store.folder.Write(string("work/") + name, name);
+    const FailingRename losing("/b", true);
+    ASSERT_EQ(store.opr.BeginTransfers(), 0);
+    for (const char* name : {"a", "b", "c"}) ASSERT_EQ(store.Put(name), 0);
+    EXPECT_EQ(store.opr.EndTransfers(nullptr, nullptr), 0);
+    EXPECT_EQ(store.folder.Tree("root"), (std::vector<string>{"a", "b", "c"}));
+    EXPECT_EQ(store.folder.Read("root/b"), "b");
+  }
+}
+
 // The times of all but the first part of a group are set in the background.
 TEST(DirectorySafeTransfer, SetsTimesOfGroup) {
   if (!kHasFaults) GTEST_SKIP();

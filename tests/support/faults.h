@@ -128,11 +128,18 @@ auto WithFault(int at, int error, Operation operation) {
 // Makes renames to names that end like this fail.
 class FailingRename {
  public:
-  explicit FailingRename(const char* end) {
+  // `loses_part`: only the first, because another process removes the old name.
+  explicit FailingRename(const char* end, bool loses_part = false) {
     end_ = end;
+    loses_part_ = loses_part;
     real_ = tvl::System().renameat_noreplace;
     tvl::System().renameat_noreplace = [](int from_folder, const char* from, int to_folder, const char* to) {
       if (!std::string_view(to).ends_with(end_)) return real_(from_folder, from, to_folder, to);
+      if (loses_part_) {
+        end_ = "/";
+        unlinkat(from_folder, from, 0);
+        return real_(from_folder, from, to_folder, to);
+      }
       errno = EIO;
       return -1;
     };
@@ -144,6 +151,7 @@ class FailingRename {
  private:
   using Call = int (*)(int, const char*, int, const char*);
   static inline std::string_view end_;
+  static inline bool loses_part_ = false;
   static inline Call real_ = nullptr;
 };
 

@@ -8,7 +8,7 @@
 constexpr bool kHasFaults = false;
 
 struct FailingRename {
-  explicit FailingRename(const char* /*end*/) {}
+  explicit FailingRename(const char* /*end*/, bool /*loses_part*/ = false) {}
 };
 struct FailingTimes {
   explicit FailingTimes(long /*size*/) {}

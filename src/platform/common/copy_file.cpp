@@ -5,6 +5,7 @@
 #include "platform/files.h"
 #include "platform/last_error.h"
 #include "platform/target_file.h"
+#include "platform/transfer_group.h"
 
 namespace tvl {
 
@@ -18,6 +19,17 @@ CopyResult FailureOf(const TargetFile& target) {
       break;
   }
   return CopyResult::kTargetFailed;
+}
+
+CopyResult CopyKeepingPart(CopyAttempt* copy, const char* source, const char* target, const Writing& writing,
+                           CopiedTimes times) {
+  if (writing.group != nullptr && writing.safety == Safety::kWhole)
+    writing.group->NoteCopy(copy, source, target, times);
+  const CopyResult result = copy(source, target, writing, times);
+  if (result != CopyResult::kPartLost) return result;
+  Writing careful = writing;
+  careful.holds_small_parts = true;
+  return copy(source, target, careful, times);
 }
 
 }  // namespace tvl

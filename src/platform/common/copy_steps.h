@@ -39,8 +39,7 @@ template <typename Source>
 template <typename Source>
 [[nodiscard]] CopyResult CopyFileFrom(const char* source, const char* target, const Writing& writing,
                                       CopiedTimes times) {
-  return CopyKeepingPart(writing,
-                         [&](const Writing& now) { return CopyOnce<Source>(source, target, now, times); });
+  return CopyKeepingPart(CopyOnce<Source>, source, target, writing, times);
 }
 
 }  // namespace tvl

@@ -1,6 +1,8 @@
 #include "platform/transfer_group.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <new>
 
 #include "platform/last_error.h"
 
@@ -11,7 +13,29 @@ bool TransferGroup::IsFull() const {
 }
 
 void TransferGroup::TakeDone() {
-  entries_.push_back({{}, 0, false});
+  entries_.push_back({{}, 0, false, {}});
+}
+
+// Without memory the copy cannot be repeated, which is necessary only rarely.
+void TransferGroup::NoteCopy(CopyAttempt* copy, const char* source, const char* target,
+                             CopiedTimes times) noexcept try {
+  next_ = NotedCopy{copy, source, target, times};
+} catch (const std::bad_alloc&) {
+  next_.reset();
+}
+
+// Returns false for a copy that a later one of the same target must follow.
+bool TransferGroup::Repeat(std::size_t index) const {
+  const std::optional<NotedCopy>& noted = entries_.at(index).noted;
+  const auto has_same_target = [&](const Entry& entry) {
+    return entry.noted && entry.noted->target == noted->target;
+  };
+  const auto next = entries_.begin() + static_cast<std::ptrdiff_t>(index) + 1;
+  if (!noted || std::any_of(next, entries_.end(), has_same_target)) return false;
+  Writing writing;
+  writing.safety = Safety::kWhole;
+  writing.holds_small_parts = true;
+  return IsCopied(noted->copy(noted->source.c_str(), noted->target.c_str(), writing, noted->times));
 }
 
 void TransferGroup::RenameAll() {

@@ -166,7 +166,7 @@ int TargetFile::CreatePart() {
 }
 
 // A small part exists only for a moment. If another process removes it in that moment as a dead one, it is
-// written again, or fails in a group, which costs less than holding each one.
+// written again, which costs less than holding each one.
 bool TargetFile::HoldsPart() const {
   return (writing_.group != nullptr && IsSynced()) || writing_.holds_small_parts || !has_source_ ||
          source_.size > kSmallPart;

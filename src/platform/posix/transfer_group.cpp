@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <new>
+#include <utility>
 
 #include "host/descriptor.h"
 #include "host/sync.h"
@@ -58,13 +59,13 @@ TransferGroup::~TransferGroup() {
 
 void TransferGroup::Take(FinishedPart part, std::uint64_t bytes, int failure) {
   NoteMount(part);
-  entries_.push_back({std::move(part), failure, false});
+  entries_.push_back({std::move(part), failure, false, {}});
   bytes_ += bytes;
 }
 
 void TransferGroup::Replace(FinishedPart part, int failure) {
   if (replacer_ == nullptr) replacer_ = std::make_unique<PartReplacer>();
-  entries_.push_back({{}, failure, false});
+  entries_.push_back({{}, failure, false, std::exchange(next_, std::nullopt)});
   try {
     replacer_->Add(std::move(part), entries_.size() - 1);
   } catch (const std::bad_alloc&) {
@@ -119,6 +120,7 @@ int TransferGroup::SyncFolders() const {
 void TransferGroup::AwaitReplaced() {
   if (replacer_ == nullptr) return;
   for (const PartReplacer::Failure& failure : replacer_->Finish()) {
+    if (failure.error.code == ENOENT && Repeat(failure.index)) continue;
     entries_.at(failure.index).failed = true;
     RestoreLastError(failure.error);
   }

@@ -32,7 +32,7 @@ TransferGroup::~TransferGroup() {
 }
 
 void TransferGroup::Take(FinishedPart part, std::uint64_t bytes, int failure) {
-  entries_.push_back({std::move(part), failure, false});
+  entries_.push_back({std::move(part), failure, false, {}});
   bytes_ += bytes;
 }
 

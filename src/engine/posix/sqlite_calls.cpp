@@ -282,6 +282,10 @@ std::string PathForSqlite(const std::string& path) {
   return path;
 }
 
+std::string PathFromSqlite(const char* path) {
+  return path;
+}
+
 std::unique_ptr<SeenFiles> SeenFiles::Create() {
   return std::make_unique<SqliteFiles>();
 }

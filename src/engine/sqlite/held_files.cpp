@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "engine/sqlite/journal_seal.h"
+#include "engine/sqlite/library.h"
 #include "engine/sqlite/passage.h"
 #include "engine/sqlite/region.h"
 #include "engine/system.h"
@@ -187,7 +188,7 @@ int Open(sqlite3_vfs* /*unused*/, const char* name, sqlite3_file* file, int flag
 // so before it changed the table.
 bool IsVoid(const char* journal) {
   std::string bytes;
-  const int problem = ReadStart(journal, HeldJournal::kMost, bytes);
+  const int problem = ReadStart(PathFromSqlite(journal), HeldJournal::kMost, bytes);
   if (problem != 0) RegionInUse()->NoteUnseenJournal();
   return problem == 0 && (bytes.empty() || bytes[0] == 0 || IsJournalTorn(bytes));
 }

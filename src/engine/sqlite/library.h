@@ -29,8 +29,9 @@ class SqlitePassage {
 // Returns the file that SQLite opened last in the current passage of the thread, or kNoFile.
 [[nodiscard]] FileNumber LastOpenedBySqlite();
 
-// Returns the path in the form that SQLite takes.
+// Convert a path to the form that SQLite takes, and back.
 [[nodiscard]] std::string PathForSqlite(const std::string& path);
+[[nodiscard]] std::string PathFromSqlite(const char* path);
 
 // Called around a fork.
 void ShutSqlite();

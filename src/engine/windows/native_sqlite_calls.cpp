@@ -85,6 +85,18 @@ BOOL WINAPI Look(LPCWSTR path, GET_FILEEX_INFO_LEVELS level, void* attributes) {
   return TRUE;
 }
 
+std::string Converted(const std::string& path, UINT from, UINT to) {
+  std::wstring wide(path.size(), L'\0');
+  const int characters = MultiByteToWideChar(from, 0, path.data(), static_cast<int>(path.size()), wide.data(),
+                                             static_cast<int>(wide.size()));
+  constexpr std::size_t kMostBytes = 3;  // of a 16-bit unit
+  std::string bytes(static_cast<std::size_t>(characters) * kMostBytes, '\0');
+  const int length = WideCharToMultiByte(to, 0, wide.data(), characters, bytes.data(),
+                                         static_cast<int>(bytes.size()), nullptr, nullptr);
+  bytes.resize(static_cast<std::size_t>(length));
+  return bytes;
+}
+
 template <typename Function>
 sqlite3_syscall_ptr AsSystemCall(Function* function) {
   return reinterpret_cast<sqlite3_syscall_ptr>(function);
@@ -112,15 +124,11 @@ bool ReplaceSystemCalls() {
 
 // SQLite takes UTF-8, whatever the code page of the process is.
 std::string PathForSqlite(const std::string& path) {
-  std::wstring wide(path.size(), L'\0');
-  const int characters = MultiByteToWideChar(CP_ACP, 0, path.data(), static_cast<int>(path.size()),
-                                             wide.data(), static_cast<int>(wide.size()));
-  constexpr std::size_t kMostBytes = 3;  // of a 16-bit unit
-  std::string bytes(static_cast<std::size_t>(characters) * kMostBytes, '\0');
-  const int length = WideCharToMultiByte(CP_UTF8, 0, wide.data(), characters, bytes.data(),
-                                         static_cast<int>(bytes.size()), nullptr, nullptr);
-  bytes.resize(static_cast<std::size_t>(length));
-  return bytes;
+  return Converted(path, CP_ACP, CP_UTF8);
+}
+
+std::string PathFromSqlite(const char* path) {
+  return Converted(path, CP_UTF8, CP_ACP);
 }
 
 std::unique_ptr<SeenFiles> SeenFiles::Create() {

@@ -39,7 +39,7 @@ bool RegisterSqliteLayer() {
   const sqlite3_vfs* const system = sqlite3_vfs_find(kSystemLayer);
   if (system == nullptr) return false;
   static sqlite3_vfs layer = *system;
-  layer.zName = "tvl";
+  layer.zName = "tvl-win32";
   layer.xOpen = Open;
   return sqlite3_vfs_register(&layer, 1) == SQLITE_OK;
 }

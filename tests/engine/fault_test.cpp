@@ -182,7 +182,9 @@ void ExpectOldOrNewRows(const string& path, bool kept, const Rows& rows) {
   EXPECT_EQ(CheckIntegrity(path), "ok");
 }
 
-TEST_F(EngineTest, FailingCallLeavesOldOrNewRows) {
+class FailingCall : public EngineTest, public testing::WithParamInterface<bool> {};
+
+TEST_P(FailingCall, LeavesOldOrNewRows) {
   for (const int error : {EIO, ENOSPC}) {
     for (const Span span : {Span::kOne, Span::kFromThereOn}) {
       int failures = 0;
@@ -194,11 +196,15 @@ TEST_F(EngineTest, FailingCallLeavesOldOrNewRows) {
         CloseAll();
         const long descriptors = OpenDescriptors();
         Rows rows = {"0|old"};
+        std::optional<Share> smb;
+        if (GetParam()) share = &smb.emplace(table_);
         fault = {at, error, span};
         const bool kept = ChangeTable(table_, rows);
         CloseAll();
         struck = fault.calls >= at;
         fault = {};
+        share = nullptr;
+        smb.reset();
         EXPECT_EQ(OpenDescriptors(), descriptors);
         ExpectOldOrNewRows(table_, kept, rows);
         failures += kept ? 0 : 1;
@@ -207,6 +213,7 @@ TEST_F(EngineTest, FailingCallLeavesOldOrNewRows) {
     }
   }
 }
+INSTANTIATE_TEST_SUITE_P(OnDiskAndSmb, FailingCall, testing::Bool());
 
 // A read that cannot see or use the journal of a killed writer must not answer from the half-written file.
 TEST_F(EngineTest, FailingCallNeverShowsRowsOfKilledBatch) {

@@ -130,11 +130,17 @@ int StatFresh(const char* path, const KeptJournal& kept, struct stat* status) {
   return System().stat(path, status);
 }
 
+// Keeps the journal open if it exists.
+void KeepExistingJournal(SqliteFiles& files, const char* path) {
+  const int opened = OpenAndKeepJournal(files, path, O_RDWR | O_NOFOLLOW, 0);
+  if (opened >= 0 && !files.Journal().Has(opened)) ForkGuard::Close(opened);
+}
+
 // On SMB a finished journal has a header of zeros (held_files.cpp). Its kept descriptor reads from the
 // server.
 bool IsKeptJournalVoid(SqliteFiles& files, const char* path, struct stat* status) {
   const KeptJournal& journal = files.Journal();
-  if (journal.Descriptor() < 0) static_cast<void>(OpenAndKeepJournal(files, path, O_RDWR | O_NOFOLLOW, 0));
+  if (journal.Descriptor() < 0) KeepExistingJournal(files, path);
   if (journal.Descriptor() < 0) return false;
   alignas(WriteBuffer::kBlock) char start[WriteBuffer::kBlock];
   const ssize_t length = System().pread(journal.Descriptor(), start, sizeof start, 0);

@@ -33,7 +33,7 @@ void PutNumber(char* bytes, std::uint64_t number) {
 // CRC-64 of ECMA-182, as in XZ files.
 constexpr std::array<std::uint64_t, 256> MakeTable() {
   std::array<std::uint64_t, 256> table = {};
-  for (std::uint64_t byte = 0; byte < table.size(); ++byte) {
+  for (std::size_t byte = 0; byte < table.size(); ++byte) {
     std::uint64_t rest = byte;
     for (int bit = 0; bit < 8; ++bit) rest = (rest & 1) != 0 ? rest >> 1 ^ 0xC96C5795D7870F42 : rest >> 1;
     table[byte] = rest;
@@ -77,7 +77,7 @@ bool IsJournalTorn(string_view journal) {
   const auto length = NumberAt<std::uint64_t>(journal.data() + kLengthAt);
   if (length < kJournalHeader || length > journal.size()) return true;
   const auto checksum = NumberAt<std::uint64_t>(journal.data() + kChecksumAt);
-  return checksum != ChecksumOf(journal.substr(0, length));
+  return checksum != ChecksumOf(journal.substr(0, static_cast<std::size_t>(length)));
 }
 
 }  // namespace tvl::engine

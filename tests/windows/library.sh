@@ -1,7 +1,7 @@
 #!/bin/bash
 # Usage: library.sh DLL DEF FOLDER
 # Users' programs in FOLDER, linked with the import library and without, work on a store through the DLL under $WINE; and
-# neither the DLL nor they need any library but those of the system, as $OBJDUMP lists them.
+# neither they nor the DLLs in its folder need any library but those of the system, as $OBJDUMP lists them.
 
 set -euo pipefail
 dll=$1 def=$2 programs=$3
@@ -17,7 +17,7 @@ expect() {
   exit 1
 }
 
-for file in "$dll" "$programs"/{late,c,cpp}_user.exe; do
+for file in "${dll%/*}"/*.dll "$programs"/{late,c,cpp}_user.exe; do
   "$OBJDUMP" -p "$file" | sed -n 's/.*DLL Name: //p' | sort -fu >"$scratch/needed"
   if grep -vixE '(advapi32|kernel32|msvcrt|user32|version|ws2_32|tvlclient)\.dll' "$scratch/needed"; then
     echo "$file needs a library that is not part of the system" >&2

@@ -94,9 +94,11 @@ std::string DataFilePath(const std::string& path) {
 std::string RealFolder(const std::string& folder) {
   std::string path = folder;
   std::replace(path.begin(), path.end(), '\\', '/');
-  while (path.size() > 1 && path.back() == '/') path.pop_back();
+  // With its slash: a drive without one is the current folder of the drive.
   std::string real = RealPath(path);
-  return real.empty() ? path : real;
+  if (real.empty()) real = path;
+  while (real.ends_with('/')) real.pop_back();
+  return real;
 }
 
 TableFile TableFile::Open(const std::string& path, Access access, Purpose purpose) {

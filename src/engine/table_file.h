@@ -20,7 +20,7 @@ namespace tvl::engine {
 // Returns the same path with its links resolved.
 [[nodiscard]] std::string DataFilePath(const std::string& path);
 
-// Returns a folder's path with host separators and its links resolved.
+// Returns a folder's path with slashes, without one at its end, and with its links resolved.
 [[nodiscard]] std::string RealFolder(const std::string& folder);
 
 // The data file of a table, locked as long as this object exists.

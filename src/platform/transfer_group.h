@@ -28,8 +28,8 @@ struct FinishedPart {
   std::string target;
   bool target_exists = false;
   std::uint64_t device = 0;
-  bool target_examined = true;    // false: whether it exists is unknown
-  std::optional<NewTimes> times;  // to be set
+  bool target_examined = true;         // false: whether it exists is unknown
+  std::optional<NewTimes> times = {};  // to be set
 };
 
 // Sets the times of an open part, closes it and renames it to its target. Returns false and notes an error on

@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <ctime>
 #include <memory>
 #include <string>
@@ -32,7 +33,7 @@ struct Entry {
   std::string name;
   const char* kind = "other";
   std::uint64_t size = 0;
-  time_t modified = 0;
+  std::int64_t modified = 0;
 };
 
 Entry LookAt(const std::string& name, const std::string& path) {
@@ -51,9 +52,11 @@ Entry LookAt(const std::string& name, const std::string& path) {
   return entry;
 }
 
-std::string TimeText(time_t time, const char* format, tm* (*broken_down)(const time_t*)) {
+// Returns an empty text for a time that the system cannot represent, such as one after 2038 in 32 bits.
+std::string TimeText(std::int64_t seconds, const char* format, tm* (*broken_down)(const time_t*)) {
   std::array<char, 64> text = {};
-  const tm* parts = broken_down(&time);
+  const auto time = static_cast<time_t>(seconds);
+  const tm* parts = time == seconds ? broken_down(&time) : nullptr;
   if (parts != nullptr) std::strftime(text.data(), text.size(), format, parts);
   return text.data();
 }

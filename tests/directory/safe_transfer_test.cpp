@@ -144,7 +144,7 @@ TEST(DirectorySafeTransfer, ReportsEachCopyOfGroup) {
 }
 
 TEST(DirectorySafeTransfer, RepeatsCopyOfGroupWhosePartWasRemoved) {
-  if (!kHasFaults) GTEST_SKIP();
+  if (!kHasFaults) GTEST_SKIP() << "no system call can be made to fail on this system";
   for (const bool packs : {false, true}) {
     SmallStore store(packs ? "ZipOnTransfert=1\nSafeOnTransfert=1\n" : Safe(1), TempFolder::Memory());
     for (const char* name : {"a", "b", "c"}) store.folder.Write(string("work/") + name, name);
@@ -159,7 +159,7 @@ TEST(DirectorySafeTransfer, RepeatsCopyOfGroupWhosePartWasRemoved) {
 
 // The times of all but the first part of a group are set in the background.
 TEST(DirectorySafeTransfer, SetsTimesOfGroup) {
-  if (!kHasFaults) GTEST_SKIP();
+  if (!kHasFaults) GTEST_SKIP() << "no system call can be made to fail on this system";
   SmallStore store(Safe(1), TempFolder::Memory());
   for (const char* name : {"a", "refused", "c"}) store.folder.Write(string("work/") + name, name);
   const auto written = fs::file_time_type::clock::now() - std::chrono::hours(30);

@@ -12,13 +12,16 @@
 #include <string>
 #include <string_view>
 
+#include "engine/patience.h"
 #include "engine/posix/sqlite_files.h"
 #include "engine/sqlite/library.h"
 #include "engine/sqlite/passage.h"
 #include "engine/sqlite/region.h"
+#include "host/descriptor.h"
 #include "host/file_identity.h"
 #include "host/file_lock.h"
 #include "host/fork_guard.h"
+#include "host/opening_apart.h"
 #include "host/system_calls.h"
 
 namespace tvl::engine {
@@ -72,13 +75,27 @@ bool IsForWriting(int flags) {
   return (flags & O_ACCMODE) == O_RDWR;
 }
 
-// On SMB a write with O_DSYNC needs no request for a sync, as long as this computer does not cache the file.
-// O_DIRECT keeps it from doing so.
+// Opens a journal on SMB. A write with O_DSYNC needs no request for a sync, as long as this computer does not
+// cache the file; O_DIRECT keeps it from doing so. The journal has a lock, so this computer gets no lease on
+// it: if a server has to take back the lease of a computer that does not answer, Samba ends the connection,
+// and the locks of that computer, after some seconds.
+int OpenWithoutLease(const char* path, int flags, mode_t mode) {
+  if ((flags & O_CREAT) != 0) {
+    const Descriptor created(System().open(path, flags | O_CLOEXEC, mode));
+    if (!created.IsOpen()) return -1;
+    CloseWithoutDelay(created.Get());
+  }
+  const OpeningApart apart(path, O_RDWR, kOpeningByte.start, kPatience);
+  const int known = flags & ~O_CREAT;
+  int descriptor = ForkGuard::Open(path, known | O_DSYNC | O_DIRECT, 0);
+  if (descriptor < 0 && errno == EINVAL) descriptor = ForkGuard::Open(path, known | O_DSYNC, 0);
+  if (descriptor >= 0) static_cast<void>(tvl::TryLock(descriptor, F_RDLCK, kUseByte));
+  return descriptor;
+}
+
 int OpenForJournal(const SqliteFiles& files, const char* path, int flags, mode_t mode) {
-  const bool syncs = files.SyncsWrites() && IsForWriting(flags);
-  const int direct = syncs ? ForkGuard::Open(path, flags | O_DSYNC | O_DIRECT, mode) : -1;
-  if (direct >= 0 || (syncs && errno != EINVAL)) return direct;
-  return ForkGuard::Open(path, syncs ? flags | O_DSYNC : flags, mode);
+  return files.SyncsWrites() && IsForWriting(flags) ? OpenWithoutLease(path, flags, mode)
+                                                    : ForkGuard::Open(path, flags, mode);
 }
 
 int OpenAndKeepJournal(SqliteFiles& files, const char* path, int flags, mode_t mode) {
@@ -132,6 +149,8 @@ int StatFresh(const char* path, const KeptJournal& kept, struct stat* status) {
 
 // Keeps the journal open if it exists.
 void KeepExistingJournal(SqliteFiles& files, const char* path) {
+  struct stat status = {};
+  if (System().stat(path, &status) != 0) return;
   const int opened = OpenAndKeepJournal(files, path, O_RDWR | O_NOFOLLOW, 0);
   if (opened >= 0 && !files.Journal().Has(opened)) ForkGuard::Close(opened);
 }

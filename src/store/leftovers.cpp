@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "platform/filesystem_path.h"
 #include "platform/held_file.h"
 #include "store/file_kind.h"
 
@@ -26,11 +27,12 @@ bool IsMarker(const std::string& name) {
 void AddUnheld(const std::string& folder, bool (*wanted)(const std::string& name),
                std::vector<std::string>& found) {
   std::error_code problem;
-  fs::recursive_directory_iterator entry(folder, fs::directory_options::skip_permission_denied, problem);
+  fs::recursive_directory_iterator entry(FilesystemPath(folder),
+                                         fs::directory_options::skip_permission_denied, problem);
   for (; !problem && entry != fs::recursive_directory_iterator(); entry.increment(problem)) {
     std::error_code gone;
-    const std::string path = entry->path().string();
-    if (wanted(entry->path().filename().string()) && fs::is_regular_file(entry->symlink_status(gone)) &&
+    const std::string path = TextOf(entry->path());
+    if (wanted(TextOf(entry->path().filename())) && fs::is_regular_file(entry->symlink_status(gone)) &&
         !IsSeenHeld(path.c_str()))
       found.push_back(path);
   }

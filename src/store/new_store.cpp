@@ -7,6 +7,7 @@
 
 #include "base/fixed_text.h"
 #include "platform/files.h"
+#include "platform/filesystem_path.h"
 #include "platform/last_error.h"
 #include "platform/names.h"
 #include "platform/shared_folder.h"
@@ -60,7 +61,7 @@ StoreFailure CreateFolder(const std::string& path) {
   if (CreateSharedFolder(path.c_str())) return {};
   const int problem = LastErrorCode();  // 0: the name exists
   std::error_code ignored;
-  if (problem == 0 && fs::is_directory(path, ignored)) return {};
+  if (problem == 0 && fs::is_directory(FilesystemPath(path), ignored)) return {};
   return CreateFailure("folder cannot be created", path, problem == 0 ? ENOTDIR : problem);
 }
 
@@ -71,8 +72,9 @@ StoreFailure ShareRoot(const std::string& root, int group) {
 
 StoreFailure CreateRoot(const std::string& root, int group) {
   std::error_code problem;
-  fs::create_directories(root, problem);
-  if (problem) return CreateFailure("folder cannot be created", root, problem.value());
+  fs::create_directories(FilesystemPath(root), problem);
+  if (problem)
+    return CreateFailure("folder cannot be created", root, problem.default_error_condition().value());
   return group < 0 ? StoreFailure() : ShareRoot(root, group);
 }
 
@@ -138,11 +140,11 @@ StoreFailure CheckNobodyIsConnected(const TVLStoreLayout& layout) {
 
 std::string FullPath(const std::string& folder) {
   std::error_code problem;
-  fs::path path = fs::absolute(folder, problem);
+  fs::path path = fs::absolute(FilesystemPath(folder), problem);
   if (problem) return {};
   const bool leads_upward = std::find(path.begin(), path.end(), "..") != path.end();
   path = leads_upward ? fs::weakly_canonical(path, problem) : path.lexically_normal();
-  return path.has_filename() ? path.generic_string() : path.parent_path().generic_string();
+  return TextOf(path.has_filename() ? path : path.parent_path());
 }
 
 // A blank at the end would be trimmed, so such a value is quoted. A "$" begins a reference; "%$" means one,

@@ -1,6 +1,5 @@
 #include "cli/stall_watch.h"
 
-#include <condition_variable>
 #include <mutex>
 #include <utility>
 
@@ -55,35 +54,24 @@ Activity::~Activity() {
 
 StallWatch::StallWatch(bool quiet, std::optional<std::chrono::seconds> limit, LimitReached limit_reached)
     : quiet_(quiet), limit_(limit), limit_reached_(std::move(limit_reached)) {
-  thread_ = StartWithoutSignals([this](const std::stop_token& stop) { Watch(stop); });
+  ticker_.emplace(kBetweenLooks, [this] { Look(); });
 }
 
-StallWatch::~StallWatch() {
-  thread_.request_stop();
-}
-
-void StallWatch::Watch(const std::stop_token& stop) {
-  std::mutex own;
-  std::unique_lock lock(own);
-  std::condition_variable_any wake;
-  std::chrono::nanoseconds used = {};
-  std::string reported;
+void StallWatch::Look() {
   Activity::State& state = Activity::Current();
-  while (!wake.wait_for(lock, stop, kBetweenLooks, [&] { return stop.stop_requested(); })) {
-    std::unique_lock guard(state.mutex);
-    const std::chrono::nanoseconds used_before = std::exchange(used, watched_.TimeUsed());
-    if (state.kind == Activity::Kind::kWork && used != used_before) state.since = Clock::now();
-    if (state.kind == Activity::Kind::kNothing) continue;
-    const auto silence = Clock::now() - state.since;
-    if (silence >= kBeforeNotice && !quiet_ && reported != state.what) {
-      reported = state.what;
-      WriteNotice(state.what);
-    }
-    if (!limit_ || silence < *limit_) continue;
-    const std::string what = state.what;
-    guard.unlock();  // printing is an activity too
-    limit_reached_(what);
+  std::unique_lock guard(state.mutex);
+  const std::chrono::nanoseconds used_before = std::exchange(used_, watched_.TimeUsed());
+  if (state.kind == Activity::Kind::kWork && used_ != used_before) state.since = Clock::now();
+  if (state.kind == Activity::Kind::kNothing) return;
+  const auto silence = Clock::now() - state.since;
+  if (silence >= kBeforeNotice && !quiet_ && reported_ != state.what) {
+    reported_ = state.what;
+    WriteNotice(state.what);
   }
+  if (!limit_ || silence < *limit_) return;
+  const std::string what = state.what;
+  guard.unlock();  // printing is an activity too
+  limit_reached_(what);
 }
 
 }  // namespace tvl::cli

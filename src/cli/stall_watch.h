@@ -5,8 +5,8 @@
 #include <functional>
 #include <optional>
 #include <string>
-#include <thread>
 
+#include "cli/ticker.h"
 #include "cli/watched_thread.h"
 
 namespace tvl::cli {
@@ -22,18 +22,19 @@ class StallWatch {
   using LimitReached = std::function<void(const std::string& what)>;
 
   StallWatch(bool quiet, std::optional<std::chrono::seconds> limit, LimitReached limit_reached);
-  ~StallWatch();
   StallWatch(const StallWatch&) = delete;
   StallWatch& operator=(const StallWatch&) = delete;
 
  private:
-  void Watch(const std::stop_token& stop);
+  void Look();
 
   const bool quiet_;
   const std::optional<std::chrono::seconds> limit_;
   const LimitReached limit_reached_;
   const WatchedThread watched_;
-  std::jthread thread_;  // last: it uses all of the above
+  std::chrono::nanoseconds used_ = {};
+  std::string reported_;
+  std::optional<Ticker> ticker_;  // last: it uses all of the above
 };
 
 // Describes what the thread does as long as the object exists. The innermost object counts.

@@ -24,7 +24,7 @@ class WatchedThread {
 };
 
 // Starts a thread that handles no signals.
-[[nodiscard]] std::jthread StartWithoutSignals(std::function<void(const std::stop_token&)> work);
+[[nodiscard]] std::thread StartWithoutSignals(std::function<void()> work);
 
 }  // namespace tvl::cli
 

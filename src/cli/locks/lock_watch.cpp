@@ -20,16 +20,18 @@ std::string WhyLost(Store& store) {
 LockWatch::LockWatch(Store& store, const std::string& object) : store_(store), object_(object) {}
 
 LockWatch::~LockWatch() {
-  if (thread_.joinable()) {
-    thread_.request_stop();
-    thread_.join();
+  if (!thread_.joinable()) return;
+  {
+    const std::lock_guard guard(mutex_);
+    ends_ = true;
   }
+  wake_.notify_all();
+  thread_.join();
 }
 
 void LockWatch::Start(std::function<void()> loss) {
   loss_ = std::move(loss);
-  if (store_.Directory() != nullptr)
-    thread_ = std::jthread([this](const std::stop_token& stop) { Watch(stop); });
+  if (store_.Directory() != nullptr) thread_ = std::thread([this] { Watch(); });
 }
 
 std::optional<int> LockWatch::Connection() const {
@@ -69,13 +71,13 @@ bool LockWatch::Finish() {
   return true;
 }
 
-void LockWatch::Watch(const std::stop_token& stop) {
+void LockWatch::Watch() {
   std::unique_lock lock(mutex_);
   bool held = true;
   for (auto next = Clock::now(); held && !done_;) {
     next += kBetweenQuestions;
-    wake_.wait_until(lock, stop, next, [this] { return last_; });
-    if (stop.stop_requested()) break;
+    wake_.wait_until(lock, next, [this] { return last_ || ends_; });
+    if (ends_) break;
     done_ = last_;
     held = Ask(lock);
   }

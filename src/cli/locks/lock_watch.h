@@ -46,7 +46,7 @@ class LockWatch {
  private:
   using Clock = std::chrono::steady_clock;
 
-  void Watch(const std::stop_token& stop);
+  void Watch();
   bool Ask(std::unique_lock<std::mutex>& lock);
   void Lose(const std::string& reason);
   [[nodiscard]] bool IsOverdue() const;
@@ -55,14 +55,15 @@ class LockWatch {
   const std::string object_;
   std::function<void()> loss_;
   mutable std::mutex mutex_;
-  std::condition_variable_any wake_;
+  std::condition_variable wake_;
   bool asking_ = false;
   Clock::time_point asked_ = {};
+  bool ends_ = false;  // ends the thread without an answer
   bool last_ = false;  // the next question is the last
   bool done_ = false;  // no more questions are asked
   bool lost_ = false;
   std::string reason_;
-  std::jthread thread_;  // last: it uses all of the above
+  std::thread thread_;  // last: it uses all of the above
 };
 
 }  // namespace tvl::cli

@@ -3,10 +3,11 @@
 
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <string>
-#include <thread>
 
 #include "cli/output/console.h"
+#include "cli/ticker.h"
 
 namespace tvl::cli {
 
@@ -23,11 +24,11 @@ class Bar {
   Bar& operator=(const Bar&) = delete;
 
  private:
-  void Draw(const std::stop_token& stop);
+  void Draw();
 
   Console& console_;
   const Text text_;
-  std::jthread thread_;  // last: it uses all of the above
+  std::optional<Ticker> ticker_;  // last: it uses all of the above
 };
 
 }  // namespace tvl::cli

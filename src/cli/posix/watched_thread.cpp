@@ -19,12 +19,12 @@ std::chrono::nanoseconds WatchedThread::TimeUsed() const {
   return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
 }
 
-std::jthread StartWithoutSignals(std::function<void(const std::stop_token&)> work) {
+std::thread StartWithoutSignals(std::function<void()> work) {
   sigset_t all;
   sigset_t before;
   sigfillset(&all);
   pthread_sigmask(SIG_SETMASK, &all, &before);
-  std::jthread thread(std::move(work));
+  std::thread thread(std::move(work));
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
   return thread;
 }

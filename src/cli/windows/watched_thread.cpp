@@ -35,8 +35,8 @@ std::chrono::nanoseconds WatchedThread::TimeUsed() const {
 }
 
 // The system calls handlers of the console on threads of their own.
-std::jthread StartWithoutSignals(std::function<void(const std::stop_token&)> work) {
-  return std::jthread(std::move(work));
+std::thread StartWithoutSignals(std::function<void()> work) {
+  return std::thread(std::move(work));
 }
 
 }  // namespace tvl::cli

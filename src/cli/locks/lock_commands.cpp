@@ -170,10 +170,10 @@ void AddLockCommand(CLI::App& app, Invocation& invocation) {
       ->type_name("N")
       ->check(CLI::Range(0, kLargestExitCode).description(""));
   AddNames(lock, request->command, "Command to run while the lock is held", "CMD").required(false);
-  lock.footer(R"(Holds the lock while the command runs and returns its exit code; without a
+  lock.footer(std::string(R"(Holds the lock while the command runs and returns its exit code; without a
 command, holds the lock until standard input ends. If tvl is killed, the command
-is killed too. A lost lock is reported within a second; the command gets SIGTERM
-and ten seconds later SIGKILL. Exit 4, or N of -E: another client holds the
+is killed too. A lost lock is reported within a second; )") +
+              kEndOnLossHelp + R"( Exit 4, or N of -E: another client holds the
 lock. Exit 5: the lock table cannot be used or this client has no presence, so
 the command was not run, or the lock was lost. Exit 126: the command cannot be
 run. Exit 127: it does not exist.
@@ -181,7 +181,8 @@ run. Exit 127: it does not exist.
 Examples:
   tvl lock ORD1 -- vi order1.txt
   tvl lock -w 30 nightly -- ./nightly-run
-  tvl lock ORD1                            hold the lock until Ctrl-D)");
+  tvl lock ORD1                            hold the lock until )" +
+              kEndOfInputKeys);
 }
 
 }  // namespace

@@ -13,8 +13,9 @@ namespace tvl::cli {
 // Callback, called once when the lock is lost.
 using LossReport = std::function<void(const std::string& reason)>;
 
-// What a loss of the lock means for the command.
+// What a loss of the lock means for the command: for a message, and in the help, with a line end.
 extern const char* const kEndOnLoss;
+extern const char* const kEndOnLossHelp;
 
 // Blocks the signals that would end this process, except ignored ones, until a Hold... function handles them.
 // Call it before locking, so that the lock is always released.

@@ -207,6 +207,7 @@ bool DrainInput() {
 }  // namespace
 
 const char* const kEndOnLoss = "the command gets SIGTERM, in 10 s SIGKILL";
+const char* const kEndOnLossHelp = "the command gets SIGTERM\nand ten seconds later SIGKILL.";
 
 void BlockEndingSignals() {
   signal(SIGCHLD, SIG_DFL);  // if ignored, the system would discard the command's exit code

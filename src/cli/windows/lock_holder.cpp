@@ -19,6 +19,7 @@
 namespace tvl::cli {
 
 const char* const kEndOnLoss = "the command and what it has started are ended";
+const char* const kEndOnLossHelp = "the command is\nended with what it has started.";
 
 namespace {
 

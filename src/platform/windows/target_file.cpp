@@ -187,7 +187,7 @@ bool TargetFile::FinishInPlace() {
 bool TargetFile::FinishPart() {
   const bool synced = writing_.safety == Safety::kSynced;
   if (synced && writing_.group != nullptr) {
-    writing_.group->Take({file_, part_, path_, exists_, device_, {}}, source_.allocated, writing_.failure);
+    writing_.group->Take({file_, part_, path_, exists_, device_}, source_.allocated, writing_.failure);
     file_ = INVALID_HANDLE_VALUE;
     return true;
   }

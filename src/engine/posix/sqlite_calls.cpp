@@ -17,11 +17,9 @@
 #include "engine/sqlite/library.h"
 #include "engine/sqlite/passage.h"
 #include "engine/sqlite/region.h"
-#include "host/descriptor.h"
 #include "host/file_identity.h"
 #include "host/file_lock.h"
 #include "host/fork_guard.h"
-#include "host/opening_apart.h"
 #include "host/system_calls.h"
 
 namespace tvl::engine {
@@ -75,30 +73,17 @@ bool IsForWriting(int flags) {
   return (flags & O_ACCMODE) == O_RDWR;
 }
 
-// Opens a journal on SMB. A write with O_DSYNC needs no request for a sync, as long as this computer does not
-// cache the file; O_DIRECT keeps it from doing so. The journal has a lock, so this computer gets no lease on
-// it: if a server has to take back the lease of a computer that does not answer, Samba ends the connection,
-// and the locks of that computer, after some seconds.
-int OpenWithoutLease(const char* path, int flags, mode_t mode) {
-  if ((flags & O_CREAT) != 0) {
-    const Descriptor created(System().open(path, flags | O_CLOEXEC, mode));
-    if (!created.IsOpen()) return -1;
-    CloseWithoutDelay(created.Get());
-  }
-  const OpeningApart apart(path, O_RDWR, kOpeningByte.start, kPatience);
-  const int known = flags & ~O_CREAT;
-  int descriptor = ForkGuard::Open(path, known | O_DSYNC | O_DIRECT, 0);
-  if (descriptor < 0 && errno == EINVAL) descriptor = ForkGuard::Open(path, known | O_DSYNC, 0);
-  if (descriptor >= 0) static_cast<void>(tvl::TryLock(descriptor, F_RDLCK, kUseByte));
-  return descriptor;
-}
-
+// On SMB a write with O_DSYNC needs no request for a sync, as long as this computer does not cache the file.
+// O_DIRECT keeps it from doing so.
 int OpenForJournal(const SqliteFiles& files, const char* path, int flags, mode_t mode) {
-  return files.SyncsWrites() && IsForWriting(flags) ? OpenWithoutLease(path, flags, mode)
-                                                    : ForkGuard::Open(path, flags, mode);
+  const bool syncs = files.SyncsWrites() && IsForWriting(flags);
+  const int direct = syncs ? ForkGuard::Open(path, flags | O_DSYNC | O_DIRECT, mode) : -1;
+  if (direct >= 0 || (syncs && errno != EINVAL)) return direct;
+  return ForkGuard::Open(path, syncs ? flags | O_DSYNC : flags, mode);
 }
 
-int OpenAndKeepJournal(SqliteFiles& files, const char* path, int flags, mode_t mode) {
+int OpenJournal(SqliteFiles& files, const char* path, int flags, mode_t mode) {
+  if (files.Journal().Reuse() >= 0) return files.Journal().Reuse();
   const int descriptor = OpenForJournal(files, path, flags, mode);
   struct stat status = {};
   if (descriptor < 0 || System().fstat(descriptor, &status) != 0) return descriptor;
@@ -106,11 +91,6 @@ int OpenAndKeepJournal(SqliteFiles& files, const char* path, int flags, mode_t m
   files.NoteJournal(id);
   if (IsForWriting(flags)) files.Journal().Keep(descriptor, id);
   return descriptor;
-}
-
-int OpenJournal(SqliteFiles& files, const char* path, int flags, mode_t mode) {
-  const int kept = files.Journal().Reuse();
-  return kept >= 0 ? kept : OpenAndKeepJournal(files, path, flags, mode);
 }
 
 int Open(const char* path, int flags, int mode) {
@@ -147,36 +127,13 @@ int StatFresh(const char* path, const KeptJournal& kept, struct stat* status) {
   return System().stat(path, status);
 }
 
-// Keeps the journal open if it exists.
-void KeepExistingJournal(SqliteFiles& files, const char* path) {
-  struct stat status = {};
-  if (System().stat(path, &status) != 0) return;
-  const int opened = OpenAndKeepJournal(files, path, O_RDWR | O_NOFOLLOW, 0);
-  if (opened >= 0 && !files.Journal().Has(opened)) ForkGuard::Close(opened);
-}
-
-// On SMB a finished journal has a header of zeros (held_files.cpp). Its kept descriptor reads from the
-// server.
-bool IsKeptJournalVoid(SqliteFiles& files, const char* path, struct stat* status) {
-  const KeptJournal& journal = files.Journal();
-  if (journal.Descriptor() < 0) KeepExistingJournal(files, path);
-  if (journal.Descriptor() < 0) return false;
-  alignas(WriteBuffer::kBlock) char start[WriteBuffer::kBlock];
-  const ssize_t length = System().pread(journal.Descriptor(), start, sizeof start, 0);
-  if (length < 0 || (length > 0 && start[0] != 0)) return false;
-  if (System().stat(path, status) != 0 || !journal.Is(*status)) return false;
-  status->st_size = 0;  // to SQLite, an empty journal does not exist
-  return true;
-}
-
+// A transaction that only looks for a journal must not open it: the server would have to take back the lease
+// of the computer that wrote it last, and if that one does not answer, Samba ends its connection and releases
+// its locks after a few seconds.
 int Stat(const char* path, struct stat* status) {
   SqliteFiles* const files = FilesInUse();
   if (files == nullptr || !IsJournal(path)) return System().stat(path, status);
   KeptJournal& journal = files->Journal();
-  if (files->SyncsWrites() && IsKeptJournalVoid(*files, path, status)) {
-    journal.NoteSeen(status);
-    return 0;
-  }
   int result = StatFresh(path, journal, status);
   if (result == 0 && journal.DropDeleted(*status)) result = StatFresh(path, journal, status);
   const int problem = errno;

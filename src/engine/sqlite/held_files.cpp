@@ -123,25 +123,14 @@ int ReadJournal(sqlite3_file* file, void* bytes, int count, sqlite3_int64 offset
   return length == wanted ? SQLITE_OK : SQLITE_IOERR_SHORT_READ;
 }
 
-// A truncation on SMB takes two requests and a third to sync it. Zeros in place of the header make the
-// journal void as well, and are synced at once.
-// Each system has to take such a journal for empty.
-int MakeJournalVoid(sqlite3_file* file) {
-  alignas(WriteBuffer::kBlock) static constexpr char kZeros[WriteBuffer::kBlock] = {};
-  return Put(journals, file, {kZeros, sizeof kZeros}, 0);
-}
-
 // SQLite truncates a journal only to nothing.
 int TruncateJournal(sqlite3_file* file, sqlite3_int64 size) {
-  Region& region = *RegionInUse();
-  const bool isVoid =
-      region.Seen().SyncsWrites() && region.Journal().IsWhole() && MakeJournalVoid(file) == SQLITE_OK;
-  return region.Journal().End(isVoid) ? SQLITE_OK : journals.base.xTruncate(file, size);
+  return RegionInUse()->Journal().Empty() ? SQLITE_OK : journals.base.xTruncate(file, size);
 }
 
 int SyncJournal(sqlite3_file* file, int flags) {
   Region& region = *RegionInUse();
-  if (region.Journal().HasEnded() || (region.Journal().Holds() && !region.Journal().IsDue()))
+  if (region.Journal().IsUntouched() || (region.Journal().Holds() && !region.Journal().IsDue()))
     return SQLITE_OK;
   if (region.Journal().Holds()) {
     if (const int problem = WriteOutJournal(file, region)) return problem;

@@ -7,14 +7,13 @@ namespace tvl::engine {
 
 void HeldJournal::Reset() {
   state_ = State::kInFile;
-  isTouched_ = isWhole_ = false;
+  isTouched_ = false;
   buffer_.Clear();
 }
 
 bool HeldJournal::Write(const void* bytes, std::size_t count, std::int64_t offset) {
-  const bool begins = offset == 0 && (state_ == State::kInFile || state_ == State::kEnded);
+  const bool begins = offset == 0 && (state_ == State::kInFile || state_ == State::kUntouched);
   if (begins) Reset();
-  isWhole_ = false;
   if (!begins && !Holds()) return false;
   if (offset > static_cast<std::int64_t>(kMost) || count > kMost - static_cast<std::size_t>(offset))
     return false;
@@ -44,11 +43,11 @@ std::string_view HeldJournal::Sealed() {
   return buffer_.Padded(roundUp(end, WriteBuffer::kBlock));
 }
 
-bool HeldJournal::End(bool isSynced) {
-  const bool hasEnded = isSynced || (Holds() && !isTouched_);
+bool HeldJournal::Empty() {
+  const bool isUntouched = Holds() && !isTouched_;
   Reset();
-  if (hasEnded) state_ = State::kEnded;
-  return hasEnded;
+  if (isUntouched) state_ = State::kUntouched;
+  return isUntouched;
 }
 
 }  // namespace tvl::engine

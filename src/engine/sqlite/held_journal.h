@@ -42,23 +42,18 @@ class HeldJournal {
   template <typename Write>
   [[nodiscard]] bool WriteOut(Write write) {
     isTouched_ = true;
-    isWhole_ = IsComplete();
-    if (!write(isWhole_ ? Sealed() : buffer_.Bytes())) return false;
+    if (!write(IsComplete() ? Sealed() : buffer_.Bytes())) return false;
     state_ = State::kWritten;
     return true;
   }
 
-  // Returns true if the file contains the whole journal as it was written out.
-  [[nodiscard]] bool IsWhole() const { return state_ == State::kWritten && isWhole_; }
-
-  // Ends the use of the journal. `isSynced` states that its file is void already. Returns true if that is so,
-  // or if nothing of the journal was written.
-  bool End(bool isSynced);
-  // Returns true if End did, so that nothing need be synced.
-  [[nodiscard]] bool HasEnded() const { return state_ == State::kEnded; }
+  // Empties the journal. Returns true if nothing of it was written, so that its file need not be emptied.
+  [[nodiscard]] bool Empty();
+  // Returns true if the journal was emptied in that way and need not be synced.
+  [[nodiscard]] bool IsUntouched() const { return state_ == State::kUntouched; }
 
  private:
-  enum class State { kInFile, kHeld, kWritten, kEnded };
+  enum class State { kInFile, kHeld, kWritten, kUntouched };
 
   static constexpr std::size_t kMostPadding = kJournalHeader + kJournalHeader + WriteBuffer::kBlock;
 
@@ -67,7 +62,6 @@ class HeldJournal {
 
   State state_ = State::kInFile;
   bool isTouched_ = false;
-  bool isWhole_ = false;
   WriteBuffer buffer_{kMost + kMostPadding};
 };
 

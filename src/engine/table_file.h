@@ -62,9 +62,6 @@ class TableFile {
   // false and notes an error, without calling it, if other processes are opening the file for too long.
   [[nodiscard]] bool OpenAgain(const std::string& path, const std::function<void()>& open) const;
 
-  // Returns whether the file is on a share where this needs OpenApart.
-  [[nodiscard]] bool OpensApart() const { return opensApart_; }
-
   // Returns the first bytes of the file, at most `count`; fewer at its end or on failure.
   [[nodiscard]] std::string Start(std::size_t count) const;
 

@@ -69,27 +69,14 @@ bool IsJournal(const char* path) {
   return std::string_view(path).ends_with("-journal");
 }
 
-bool IsForWriting(int flags) {
-  return (flags & O_ACCMODE) == O_RDWR;
-}
-
-// On SMB a write with O_DSYNC needs no request for a sync, as long as this computer does not cache the file.
-// O_DIRECT keeps it from doing so.
-int OpenForJournal(const SqliteFiles& files, const char* path, int flags, mode_t mode) {
-  const bool syncs = files.SyncsWrites() && IsForWriting(flags);
-  const int direct = syncs ? ForkGuard::Open(path, flags | O_DSYNC | O_DIRECT, mode) : -1;
-  if (direct >= 0 || (syncs && errno != EINVAL)) return direct;
-  return ForkGuard::Open(path, syncs ? flags | O_DSYNC : flags, mode);
-}
-
 int OpenJournal(SqliteFiles& files, const char* path, int flags, mode_t mode) {
   if (files.Journal().Reuse() >= 0) return files.Journal().Reuse();
-  const int descriptor = OpenForJournal(files, path, flags, mode);
+  const int descriptor = ForkGuard::Open(path, flags, mode);
   struct stat status = {};
   if (descriptor < 0 || System().fstat(descriptor, &status) != 0) return descriptor;
   const FileIdentity id = IdentityOf(status);
   files.NoteJournal(id);
-  if (IsForWriting(flags)) files.Journal().Keep(descriptor, id);
+  if ((flags & O_ACCMODE) == O_RDWR) files.Journal().Keep(descriptor, id);
   return descriptor;
 }
 
@@ -97,9 +84,7 @@ int Open(const char* path, int flags, int mode) {
   const auto rights = static_cast<mode_t>(mode);
   SqliteFiles* const files = FilesInUse();
   if (files != nullptr && IsJournal(path)) return OpenJournal(*files, path, flags, rights);
-  // A table in use is locked, so this computer does not cache it.
-  const bool syncs = files != nullptr && files->SyncsWrites() && IsForWriting(flags);
-  const int opened = ForkGuard::Open(path, syncs ? flags | O_DSYNC : flags, rights);
+  const int opened = ForkGuard::Open(path, flags, rights);
   CurrentPassage().lastOpened = opened;
   return opened;
 }

@@ -12,15 +12,13 @@ namespace tvl::engine {
 class SqliteFiles : public SeenFiles {
  public:
   void Forget() override { journal_.Forget(); }
-  void NoteApart() override { isOnSmb_ = true; }
-  [[nodiscard]] bool SyncsWrites() const override { return isOnSmb_; }
   [[nodiscard]] bool WasJournalEmpty() const override { return journal_.WasEmpty(); }
 
   [[nodiscard]] KeptJournal& Journal() { return journal_; }
 
   // Returns whether the folder was synced through this object since it contains the journal with this inode.
   // If not, the caller must sync it now.
-  [[nodiscard]] bool IsJournalSynced() const override { return opened_ == synced_; }
+  [[nodiscard]] bool IsJournalSynced() const { return opened_ == synced_; }
   void NoteJournal(const FileIdentity& journal) { opened_ = journal; }
   void NoteSyncedFolder() { synced_ = opened_; }
 
@@ -39,7 +37,6 @@ class SqliteFiles : public SeenFiles {
   FileIdentity synced_;
   std::uint32_t pages_ = 0;
   bool sizeIsOld_ = false;
-  bool isOnSmb_ = false;
 };
 
 }  // namespace tvl::engine

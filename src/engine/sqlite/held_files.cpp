@@ -82,7 +82,6 @@ int ReadRows(sqlite3_file* file, void* bytes, int count, sqlite3_int64 offset) {
 
 int TruncateRows(sqlite3_file* file, sqlite3_int64 size) {
   if (const int problem = WriteGathered(file)) return problem;
-  RegionInUse()->NoteTruncation();
   return rows.base.xTruncate(file, size);
 }
 
@@ -93,7 +92,7 @@ int SizeOfRows(sqlite3_file* file, sqlite3_int64* size) {
 
 int SyncRows(sqlite3_file* file, int flags) {
   if (const int problem = WriteGathered(file)) return problem;
-  return RegionInUse()->TakeSyncOfRows() ? rows.base.xSync(file, flags) : SQLITE_OK;
+  return rows.base.xSync(file, flags);
 }
 
 int WriteOutJournal(sqlite3_file* file, Region& region) {
@@ -132,11 +131,8 @@ int SyncJournal(sqlite3_file* file, int flags) {
   Region& region = *RegionInUse();
   if (region.Journal().IsUntouched() || (region.Journal().Holds() && !region.Journal().IsDue()))
     return SQLITE_OK;
-  if (region.Journal().Holds()) {
-    if (const int problem = WriteOutJournal(file, region)) return problem;
-    if (!region.NeedsSyncOfJournal()) return SQLITE_OK;
-  }
-  return journals.base.xSync(file, flags);
+  const int problem = region.Journal().Holds() ? WriteOutJournal(file, region) : SQLITE_OK;
+  return problem != SQLITE_OK ? problem : journals.base.xSync(file, flags);
 }
 
 int SizeOfJournal(sqlite3_file* file, sqlite3_int64* size) {

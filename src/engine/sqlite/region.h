@@ -3,7 +3,6 @@
 
 #include <chrono>
 #include <memory>
-#include <utility>
 
 #include "engine/patience.h"
 #include "engine/sqlite/gathered_writes.h"
@@ -64,12 +63,6 @@ class Region {
   [[nodiscard]] HeldJournal& Journal() { return journal_; }
   [[nodiscard]] GatheredWrites& Gathered() { return gathered_; }
 
-  // Records that SQLite has truncated the table.
-  void NoteTruncation() { isTruncated_ = true; }
-  // Returns whether a sync of the table is necessary. It is then taken for made.
-  [[nodiscard]] bool TakeSyncOfRows() { return std::exchange(isTruncated_, false) || !seen_->SyncsWrites(); }
-  [[nodiscard]] bool NeedsSyncOfJournal() const { return !seen_->SyncsWrites() || !seen_->IsJournalSynced(); }
-
  private:
   [[nodiscard]] bool PassGate(Strength wanted, Patience& patience);
   [[nodiscard]] bool LockPatiently(LockKind kind, const LockRange& range, Patience& patience);
@@ -83,7 +76,6 @@ class Region {
   std::unique_ptr<SeenFiles> seen_ = SeenFiles::Create();
   HeldJournal journal_;
   GatheredWrites gathered_;
-  bool isTruncated_ = false;
   std::chrono::steady_clock::time_point metOthers_;
   bool hasGate_ = false;
   int keptGates_ = 0;

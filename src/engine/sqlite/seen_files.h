@@ -19,16 +19,6 @@ class SeenFiles {
   // Called when a transaction takes its locks: until then, other programs may have changed the files.
   virtual void Forget() = 0;
 
-  // For a connection whose files are on a share where opens need OpenApart. No file is open yet.
-  virtual void NoteApart() {}
-
-  // Returns whether the system syncs what SQLite writes to the table and its journal at once, except for a
-  // new length or a new name.
-  [[nodiscard]] virtual bool SyncsWrites() const { return false; }
-
-  // Returns false if the folder may have to be synced, so that the journal keeps its name.
-  [[nodiscard]] virtual bool IsJournalSynced() const { return false; }
-
   // Returns false if the journal may have had contents when the transaction began.
   [[nodiscard]] virtual bool WasJournalEmpty() const { return false; }
 };

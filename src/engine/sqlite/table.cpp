@@ -194,7 +194,6 @@ SqliteTable::~SqliteTable() {
 // SQLite's own open file has locks too.
 bool SqliteTable::Connect(const std::string& path, const TableFile& file) {
   const Access access = file.IsWritable() ? Access::kReadWrite : Access::kRead;
-  if (file.OpensApart()) region_.Seen().NoteApart();
   bool isOpen = false;
   return file.OpenAgain(path, [&] { isOpen = OpenDatabase(path, access); }) && isOpen;
 }

@@ -37,10 +37,9 @@ bool HeldJournal::IsDue() const {
 
 // The padding is not sealed, because SQLite overwrites it if the journal grows.
 std::string_view HeldJournal::Sealed() {
-  const auto roundUp = [](std::size_t size, std::size_t unit) { return (size + unit - 1) / unit * unit; };
   SealJournal(buffer_.Data(), buffer_.Size());
-  const std::size_t end = roundUp(buffer_.Size(), kJournalHeader) + kJournalHeader;
-  return buffer_.Padded(roundUp(end, WriteBuffer::kBlock));
+  const std::size_t sectors = (buffer_.Size() + kJournalHeader - 1) / kJournalHeader;
+  return buffer_.Padded((sectors + 1) * kJournalHeader);
 }
 
 bool HeldJournal::Empty() {

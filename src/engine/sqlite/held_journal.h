@@ -37,8 +37,8 @@ class HeldJournal {
   [[nodiscard]] bool IsDue() const;
 
   // Passes what is held to `write`, which writes it to the file and returns success. On failure it is still
-  // held. A complete journal is sealed and followed by zeros up to the end of a block, so that SQLite finds
-  // no old header after it.
+  // held. A complete journal is sealed and followed by zeros, so that SQLite finds no old header after
+  // it.
   template <typename Write>
   [[nodiscard]] bool WriteOut(Write write) {
     isTouched_ = true;
@@ -55,7 +55,7 @@ class HeldJournal {
  private:
   enum class State { kInFile, kHeld, kWritten, kUntouched };
 
-  static constexpr std::size_t kMostPadding = kJournalHeader + kJournalHeader + WriteBuffer::kBlock;
+  static constexpr std::size_t kMostPadding = 2 * kJournalHeader;
 
   [[nodiscard]] bool IsComplete() const;
   [[nodiscard]] std::string_view Sealed();

@@ -9,12 +9,9 @@
 
 namespace tvl::engine {
 
-// A part of a file in memory, at most `limit` bytes. The memory is allocated at the first use and kept. It is
-// aligned for writes that bypass the cache of the system.
+// A part of a file in memory, at most `limit` bytes. The memory is allocated at the first use and kept.
 class WriteBuffer {
  public:
-  static constexpr std::size_t kBlock = 4096;
-
   explicit WriteBuffer(std::size_t limit) : limit_(limit) {}
 
   // Copies bytes to a position; a gap before it becomes zero. Returns false, with nothing changed, if they do
@@ -40,18 +37,13 @@ class WriteBuffer {
 
  private:
   [[nodiscard]] bool Allocate() {
-    if (memory_ == nullptr) memory_.reset(static_cast<char*>(operator new(limit_, kAlignment, std::nothrow)));
+    if (memory_ == nullptr) memory_.reset(new (std::nothrow) char[limit_]);
     return memory_ != nullptr;
   }
 
-  static constexpr std::align_val_t kAlignment{kBlock};
-  struct Release {
-    void operator()(char* memory) const { operator delete(memory, kAlignment); }
-  };
-
   std::size_t limit_;
   std::size_t size_ = 0;
-  std::unique_ptr<char, Release> memory_;
+  std::unique_ptr<char[]> memory_;
 };
 
 }  // namespace tvl::engine

@@ -143,10 +143,10 @@ class PlainTable {
 
 class Instance {
  public:
-  explicit Instance(const Folder& folder, const char* clientClass)
+  explicit Instance(const Folder& folder, const char* client_class)
       : locks_(folder.Logical("/tmp/locks/")),
         procs_(folder.Logical("/tmp/procs/")),
-        connection_(locks_.c_str(), procs_.c_str(), clientClass) {
+        connection_(locks_.c_str(), procs_.c_str(), client_class) {
     connection_.AllocateInstance();
   }
   CConnection* operator->() { return &connection_; }
@@ -264,13 +264,13 @@ void ManyRows(const Folder& folder) {
   CTVLClientSmbOpr connection;
   std::string config = folder.Logical("/tvl.ini");
   char directory[260] = "";
-  char clientClass[] = "mgrx";
-  Check(connection.Open(directory, config.data(), clientClass) == TVL_OK, "Open");
+  char client_class[] = "mgrx";
+  Check(connection.Open(directory, config.data(), client_class) == TVL_OK, "Open");
   const auto csv = folder.Host("/rows.csv");
-  const auto keyOf = [](int row) { return ObjectName("key", row); };
+  const auto key_of = [](int row) { return ObjectName("key", row); };
   {
     std::ofstream file(csv);
-    for (int row = 0; row < kRows; ++row) file << keyOf(row) << ',' << std::string(kRecord, 'r') << '\n';
+    for (int row = 0; row < kRows; ++row) file << key_of(row) << ',' << std::string(kRecord, 'r') << '\n';
   }
   const auto ours = [&] {
     CTVLCtreeRs set(&connection);
@@ -278,7 +278,7 @@ void ManyRows(const Folder& folder) {
     char prefix[260] = "key";
     Check(set.InitAndOpen(name, kRecord, kKey, 0) == TVL_OK && set.Extend(kRows) == 1, "InitAndOpen");
     const std::string record(kRecord, 'r');
-    for (int row = 0; row < kRows; ++row) set.AddNew(keyOf(row).c_str(), nullptr, record.data());
+    for (int row = 0; row < kRows; ++row) set.AddNew(key_of(row).c_str(), nullptr, record.data());
     Check(set.WriteTheBlock() == TVL_OK, "WriteTheBlock");
     Check(set.ReadKeyPrefiz(prefix) == 1 && set.Count() == kRows, "ReadKeyPrefiz");
   };

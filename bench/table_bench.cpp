@@ -26,14 +26,14 @@ Function* Resolve(Function* /*like*/, const char* name) {
   return reinterpret_cast<Function*>(dlsym(module, name));
 }
 
-const auto openTable = Resolve(&IOpen, "IOpen");
-const auto closeTable = Resolve(&IClose, "IClose");
-const auto readEqual = Resolve(&ReadKeyEq, "ReadKeyEq");
-const auto writeRaw = Resolve(&WriteRawKeys, "WriteRawKeys");
-const auto deleteKeys = Resolve(&DeleteKeys, "DeleteKeys");
-const auto createArchive = Resolve(&CreateArchive, "CreateArchive");
-const auto beginBatch = Resolve(&BeginBatch, "BeginBatch");
-const auto endBatch = Resolve(&EndBatch, "EndBatch");
+const auto open_table = Resolve(&IOpen, "IOpen");
+const auto close_table = Resolve(&IClose, "IClose");
+const auto read_equal = Resolve(&ReadKeyEq, "ReadKeyEq");
+const auto write_raw = Resolve(&WriteRawKeys, "WriteRawKeys");
+const auto delete_keys = Resolve(&DeleteKeys, "DeleteKeys");
+const auto create_archive = Resolve(&CreateArchive, "CreateArchive");
+const auto begin_batch = Resolve(&BeginBatch, "BeginBatch");
+const auto end_batch = Resolve(&EndBatch, "EndBatch");
 
 class Folder {
  public:
@@ -70,18 +70,18 @@ int Scattered(int number) {
 class EngineTable {
  public:
   EngineTable() {
-    createArchive(folder_.File("t.dat").c_str(), kRecord, kKey1, 0);
-    handle_ = openTable(folder_.File("t.dat").c_str());
+    create_archive(folder_.File("t.dat").c_str(), kRecord, kKey1, 0);
+    handle_ = open_table(folder_.File("t.dat").c_str());
   }
   EngineTable(const EngineTable&) = delete;
   EngineTable& operator=(const EngineTable&) = delete;
-  ~EngineTable() { closeTable(handle_); }
+  ~EngineTable() { close_table(handle_); }
 
-  bool Begin(bool forWriting) const { return beginBatch(handle_, forWriting ? 1 : 0) == 1; }
-  bool End() const { return endBatch(handle_) == 1; }
-  bool Write(const Row& row) const { return writeRaw(handle_, row.key, "", row.record) == 1; }
-  bool Delete(const Row& row) const { return deleteKeys(handle_, row.key, nullptr) == 1; }
-  bool Read(Row& row) const { return readEqual(handle_, 1, row.key, row.record) == 1; }
+  bool Begin(bool for_writing) const { return begin_batch(handle_, for_writing ? 1 : 0) == 1; }
+  bool End() const { return end_batch(handle_) == 1; }
+  bool Write(const Row& row) const { return write_raw(handle_, row.key, "", row.record) == 1; }
+  bool Delete(const Row& row) const { return delete_keys(handle_, row.key, nullptr) == 1; }
+  bool Read(Row& row) const { return read_equal(handle_, 1, row.key, row.record) == 1; }
 
  private:
   Folder folder_;
@@ -100,19 +100,19 @@ class SqliteTable {
     delete_ = Prepare("DELETE FROM records WHERE key1 = ?1");
     read_ = Prepare("SELECT key1, record FROM records WHERE key1 = ?1");
     begin_ = Prepare("BEGIN");
-    beginWriting_ = Prepare("BEGIN IMMEDIATE");
+    begin_writing_ = Prepare("BEGIN IMMEDIATE");
     commit_ = Prepare("COMMIT");
   }
   SqliteTable(const SqliteTable&) = delete;
   SqliteTable& operator=(const SqliteTable&) = delete;
   ~SqliteTable() {
-    for (sqlite3_stmt* statement : {write_, delete_, read_, begin_, beginWriting_, commit_}) {
+    for (sqlite3_stmt* statement : {write_, delete_, read_, begin_, begin_writing_, commit_}) {
       sqlite3_finalize(statement);
     }
     sqlite3_close(database_);
   }
 
-  bool Begin(bool forWriting) const { return Step(forWriting ? beginWriting_ : begin_); }
+  bool Begin(bool for_writing) const { return Step(for_writing ? begin_writing_ : begin_); }
   bool End() const { return Step(commit_); }
 
   bool Write(const Row& row) const {
@@ -158,7 +158,7 @@ class SqliteTable {
   sqlite3_stmt* delete_ = nullptr;
   sqlite3_stmt* read_ = nullptr;
   sqlite3_stmt* begin_ = nullptr;
-  sqlite3_stmt* beginWriting_ = nullptr;
+  sqlite3_stmt* begin_writing_ = nullptr;
   sqlite3_stmt* commit_ = nullptr;
 };
 

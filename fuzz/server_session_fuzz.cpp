@@ -40,16 +40,16 @@ void Expect(bool holds) {
 
 CConfig Configured(const Store& store, bool zip) {
   store.Make();
-  std::ofstream(store.rootHost + "tvl.ini", std::ios::app) << "FileCompare=HASH\n";
+  std::ofstream(store.root_host + "tvl.ini", std::ios::app) << "FileCompare=HASH\n";
   CConfig config;
-  Expect(config.Load((store.rootHost + "tvl.ini").c_str()) == 0);
+  Expect(config.Load((store.root_host + "tvl.ini").c_str()) == 0);
   config.zipOnTransfert = zip ? 1 : 0;
   return config;
 }
 
 Options Limited(const Store& store) {
   Options options;
-  options.config = store.rootHost + "tvl.ini";
+  options.config = store.root_host + "tvl.ini";
   options.max_file = 1'000'000;
   return options;
 }

@@ -16,7 +16,7 @@ struct SyncDirFile {
   // Additions: what the plan knows of a file of the source, and the length of the part of `target` that the
   // caller specified. Links in that part are followed; nothing is deleted through links after it.
   unsigned char kind;  // a SYNC_PLAN_KIND
-  unsigned short rootLength;
+  unsigned short root_length;
   std::uint64_t bytes;
 };
 

@@ -123,7 +123,7 @@ CConfig::CConfig(const char* file)
       procsDir{},
       documentRoot{},
       emptyValue{},
-      safeOnTransfert(0),
+      safe_on_transfert(0),
       computer_{} {
   if (file != nullptr && *file != 0) Load(file);
 }
@@ -137,7 +137,7 @@ CConfig& CConfig::operator=(const CConfig& other) {
   Clear();
   zipOnTransfert = other.zipOnTransfert;
   fileCompare = other.fileCompare;
-  safeOnTransfert = other.safeOnTransfert;
+  safe_on_transfert = other.safe_on_transfert;
   std::memcpy(iniFile, other.iniFile, sizeof iniFile);
   std::memcpy(tmpDir, other.tmpDir, sizeof tmpDir);
   std::memcpy(locksDir, other.locksDir, sizeof locksDir);
@@ -200,7 +200,7 @@ int CConfig::Fail(int code) {
 
 void CConfig::ReadSettings(const tvl::IniFile& file) {
   zipOnTransfert = file.Number(tvl::kMainSection, tvl::kZipKey, 1);
-  safeOnTransfert = std::clamp(file.Number(tvl::kMainSection, tvl::kSafetyKey, 0), 0, kSafest);
+  safe_on_transfert = std::clamp(file.Number(tvl::kMainSection, tvl::kSafetyKey, 0), 0, kSafest);
   const MainKey policy(tvl::kCompareKey, "HASH", file);
   for (const NamedPolicy& row : kPolicies) {
     if (tvl::EqualNoCase(policy.Text(), row.name)) fileCompare = row.policy;
@@ -245,7 +245,7 @@ void CConfig::Sort() {
 int CConfig::ReadTable(const char* path, tvl::IniFile& file) {
   Clear();
   zipOnTransfert = 0;
-  safeOnTransfert = 0;
+  safe_on_transfert = 0;
   fileCompare = kHashPolicy;
   if (!tvl::CopyPath(iniFile, path)) return TVL_ERR_ROOT_UNDEFINED;
   // A file that was read only in part might describe another store or another policy.

@@ -81,7 +81,7 @@ class CConfig {
   char procsDir[tvl::kMaxPath];
   char documentRoot[tvl::kMaxPath];
   char emptyValue[2];
-  int safeOnTransfert;  // 0 in place, 1 whole files, 2 whole files, synced; an addition, so it comes last
+  int safe_on_transfert;  // 0 in place, 1 whole files, 2 whole files, synced; an addition, so it comes last
 
  private:
   int Fail(int code);

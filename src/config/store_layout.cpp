@@ -22,7 +22,7 @@ StoreFailure LayoutOf(CConfig& config, TVLStoreLayout& layout) {
   StoreFailure failure =
       DescribeStore(HostPath(config.iniFile).Text(), HostFolder(config.Get(kDocumentRootKey)),
                     HostFolder(config.tmpDir), layout);
-  layout.safety = config.safeOnTransfert;
+  layout.safety = config.safe_on_transfert;
   return failure;
 }
 

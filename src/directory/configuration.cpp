@@ -56,5 +56,5 @@ int CTVLClientSmbOpr::ConfigZipOnTransfert() const {
 }
 
 int CTVLClientSmbOpr::ConfigSafeOnTransfert() const {
-  return state->config.safeOnTransfert;
+  return state->config.safe_on_transfert;
 }

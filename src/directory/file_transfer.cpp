@@ -104,17 +104,17 @@ int CTVLClientSmbOpr::State::TargetFailure() const {
 }
 
 // Returns kAppeared, with nothing changed, if a new target is expected but the target exists.
-int CTVLClientSmbOpr::State::Transfer(const char* source, const char* target, int equalTimes,
-                                      bool expectsNew) const {
+int CTVLClientSmbOpr::State::Transfer(const char* source, const char* target, int equal_times,
+                                      bool must_be_new) const {
   tvl::Writing writing = Writing(TargetFailure());
-  writing.expects_new = expectsNew;
-  const CopiedTimes times = equalTimes != 0 ? CopiedTimes::kAccessedAndWritten : CopiedTimes::kWritten;
+  writing.expects_new = must_be_new;
+  const CopiedTimes times = equal_times != 0 ? CopiedTimes::kAccessedAndWritten : CopiedTimes::kWritten;
   const auto copy = opr.zipOnTransfert == 0 ? tvl::CopyFile : CopyPacked;
   const CopyResult result = copy(source, target, writing, times);
   if (result == CopyResult::kTargetAppeared) return kAppeared;
   if (result == CopyResult::kSourceFailed) return CopyFailure();
   if (!tvl::IsCopied(result)) return TargetFailure();
-  if (equalTimes != 0 && result == CopyResult::kCopiedWithoutTimes) EqualFileTimes(source, target);
+  if (equal_times != 0 && result == CopyResult::kCopiedWithoutTimes) EqualFileTimes(source, target);
   return TVL_OK;
 }
 

@@ -32,20 +32,20 @@ void DescribeOwner(const CConnection& connection, int* state, char* computer, in
 }  // namespace
 
 int CTVLClientSmbOpr::Lock(char* object, int* lockState, char* computer, int* instance, int* pid,
-                           char* ipAddress, char* userName) try {
+                           char* ipAddress, char* user_name) try {
   if (opened == 0 || !state->IsAlive()) return TVL_ERR_NOT_CONNECTED;
   state->connection->Lock(object);
-  DescribeOwner(*state->connection, lockState, computer, instance, pid, ipAddress, userName);
+  DescribeOwner(*state->connection, lockState, computer, instance, pid, ipAddress, user_name);
   return TVL_OK;
 } catch (const std::bad_alloc&) {
   return TVL_ERR_NOT_CONNECTED;
 }
 
 int CTVLClientSmbOpr::Unlock(char* object, int* lockState, char* computer, int* instance, int* pid,
-                             char* ipAddress, char* userName) try {
+                             char* ipAddress, char* user_name) try {
   if (opened == 0 || !state->IsAlive()) return TVL_ERR_NOT_CONNECTED;
   state->connection->Unlock(object);
-  DescribeOwner(*state->connection, lockState, computer, instance, pid, ipAddress, userName);
+  DescribeOwner(*state->connection, lockState, computer, instance, pid, ipAddress, user_name);
   return TVL_OK;
 } catch (const std::bad_alloc&) {
   return TVL_ERR_NOT_CONNECTED;

@@ -28,7 +28,7 @@ struct CTVLClientSmbOpr::State {
   // Returns how the connection writes its targets. `failure` is the code for a target that a group could not
   // complete.
   [[nodiscard]] tvl::Writing Writing(int failure) const {
-    return {.safety = tvl::SafetyOf(config.safeOnTransfert), .group = group.get(), .failure = failure};
+    return {.safety = tvl::SafetyOf(config.safe_on_transfert), .group = group.get(), .failure = failure};
   }
 
   // Returns true if operations that only read the store are allowed: on an open connection, and after
@@ -47,9 +47,9 @@ struct CTVLClientSmbOpr::State {
   // Returns whether the values of the store can be read.
   [[nodiscard]] int EnvironCode() const;
 
-  // Copies a file, in compressed form if the store wants that. With `expectsNew`, returns kAppeared if the
+  // Copies a file, in compressed form if the store wants that. With `must_be_new`, returns kAppeared if the
   // target exists.
-  int Transfer(const char* source, const char* target, int equalTimes, bool expectsNew) const;
+  int Transfer(const char* source, const char* target, int equal_times, bool must_be_new) const;
   int TransferUnlessEqual(const char* source, const tvl::FileStatus* status, const char* target,
                           const char* base, int* transferred) const;
   int CopyTree(const char* source, const char* target, ProgressCallback callback, void* userData) const;

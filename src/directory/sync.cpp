@@ -178,7 +178,7 @@ class CTVLClientSmbOpr::State::SyncPlanner {
     SyncDirFile& entry = opr_.syncDirFiles[opr_.syncDirCount - 1];
     entry.kind = static_cast<unsigned char>(PlanKind(status.kind));
     entry.bytes = status.size;
-    entry.rootLength = root_length_;
+    entry.root_length = root_length_;
   }
 
   CTVLClientSmbOpr& opr_;

@@ -82,8 +82,8 @@ class CTVLClientSmbOpr::State::SyncWorker {
       case SYNC_DIR_FILE_COPY:
         return Copy(index, entry);
       case SYNC_DIR_FILE_DELETE:
-        return Note(index, backup_ ? backup_->MoveHere(entry.target, entry.rootLength)
-                                   : tvl::RemoveInTree(entry.target, entry.rootLength));
+        return Note(index, backup_ ? backup_->MoveHere(entry.target, entry.root_length)
+                                   : tvl::RemoveInTree(entry.target, entry.root_length));
       default:
         return Note(index, MakeFolder(entry.target) ? TVL_OK : TVL_ERR_CREATE_DIR);
     }
@@ -104,7 +104,7 @@ class CTVLClientSmbOpr::State::SyncWorker {
   }
 
   int KeepAndTransfer(const SyncDirFile& entry) {
-    if (backup_ && !backup_->Keep(entry.target, entry.rootLength)) return TVL_ERR_COPY;
+    if (backup_ && !backup_->Keep(entry.target, entry.root_length)) return TVL_ERR_COPY;
     return opr_.state->Transfer(entry.source, entry.target, opr_.state->set_times ? 1 : 0, false);
   }
 

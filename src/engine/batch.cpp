@@ -7,15 +7,15 @@
 
 namespace tvl::engine {
 
-bool BeginBatch(OpenTable& table, int handle, bool forWriting) {
+bool BeginBatch(OpenTable& table, int handle, bool for_writing) {
   Patience patience;
   Turn turn(table.turn, patience);
   if (!turn.Has()) return false;
   table.batches.reserve(table.batches.size() + 1);
   if (table.batches.empty()) {
-    if (!table.storage->Begin(forWriting, patience)) return false;
-    table.batchWrites = forWriting;
-  } else if (forWriting && !table.batchWrites) {
+    if (!table.storage->Begin(for_writing, patience)) return false;
+    table.batch_writes = for_writing;
+  } else if (for_writing && !table.batch_writes) {
     NoteError("a batch for reading is open", Problem::kReadOnly);
     return false;
   }

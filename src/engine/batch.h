@@ -9,7 +9,7 @@ namespace tvl::engine {
 
 // Begins a batch. Inside another batch of the thread on this table it becomes part of that one; a batch for
 // writing can only be part of a batch for writing.
-[[nodiscard]] bool BeginBatch(OpenTable& table, int handle, bool forWriting);
+[[nodiscard]] bool BeginBatch(OpenTable& table, int handle, bool for_writing);
 
 // Ends the newest batch of the handle. Returns false if this thread has none, or if its changes are lost.
 [[nodiscard]] bool EndBatch(OpenTable& table, int handle);

@@ -9,21 +9,21 @@
 namespace tvl::engine {
 namespace {
 
-thread_local CurrentRecord* ofThread = nullptr;
+thread_local CurrentRecord* of_thread = nullptr;
 
 void Free(void* record) {
   delete static_cast<CurrentRecord*>(record);
-  ofThread = nullptr;
+  of_thread = nullptr;
 }
 
 }  // namespace
 
 CurrentRecord& CurrentRecord::OfThread() {
-  if (ofThread == nullptr) {
-    ofThread = new CurrentRecord;
-    FreeAtThreadEnd(ofThread, Free);
+  if (of_thread == nullptr) {
+    of_thread = new CurrentRecord;
+    FreeAtThreadEnd(of_thread, Free);
   }
-  return *ofThread;
+  return *of_thread;
 }
 
 bool CurrentRecord::Set(const char* schema, void* record, int length) {

@@ -11,21 +11,21 @@ namespace {
 // Trivially destructible, because calls may still arrive while a process exits, after thread-local objects
 // were destroyed.
 thread_local char lastError[256];
-thread_local Problem lastProblem = Problem::kNone;
+thread_local Problem last_problem = Problem::kNone;
 
 }  // namespace
 
 void ClearProblem() noexcept {
-  lastProblem = Problem::kNone;
+  last_problem = Problem::kNone;
 }
 
 void NoteError(const char* reason, Problem problem) noexcept {
-  lastProblem = problem;
+  last_problem = problem;
   std::snprintf(lastError, sizeof lastError, "%s", reason);
 }
 
 void NoteSystemError(const char* action, Problem problem) noexcept {
-  lastProblem = problem;
+  last_problem = problem;
   char reason[96];
   CopySystemText(errno, reason, sizeof reason);
   std::snprintf(lastError, sizeof lastError, "%s: %s", action, reason);
@@ -36,7 +36,7 @@ const char* LastErrorText() noexcept {
 }
 
 Problem LastProblem() noexcept {
-  return lastProblem;
+  return last_problem;
 }
 
 }  // namespace tvl::engine

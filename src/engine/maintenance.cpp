@@ -60,10 +60,10 @@ std::vector<std::string> SplitIds(std::string_view list) {
 
 }  // namespace
 
-int MoveTable(const char* path, int toDatabase) {
+int MoveTable(const char* path, int to_database) {
   using tvl::engine::TablePlace;
   return OnDataFile(path, [=](const std::string& file) {
-    return tvl::engine::MoveTable(file, toDatabase != 0 ? TablePlace::kDatabase : TablePlace::kFile);
+    return tvl::engine::MoveTable(file, to_database != 0 ? TablePlace::kDatabase : TablePlace::kFile);
   });
 }
 
@@ -98,7 +98,7 @@ int GetDatabase(const char* folder, TVLDatabase* database) {
   return OnServer(folder, [=](const Permission& permission, StoragePlugin& plugin) {
     permission.service.copy(database->service, sizeof database->service - 1);
     permission.schema.copy(database->schema, sizeof database->schema - 1);
-    database->acceptsAsynchronousLocks = permission.asynchronousLocks ? 1 : 0;
+    database->acceptsAsynchronousLocks = permission.asynchronous_locks ? 1 : 0;
     const std::optional<bool> hasStandby = plugin.HasStandby(permission);
     database->hasStandby = hasStandby.value_or(false) ? 1 : 0;
     return hasStandby.has_value();

@@ -55,14 +55,14 @@ bool TakeStore(Permission& permission, string_view value) {
 }
 
 bool TakeLocks(Permission& permission, string_view value) {
-  permission.asynchronousLocks = value == "asynchronous-accepted";
-  return permission.asynchronousLocks;
+  permission.asynchronous_locks = value == "asynchronous-accepted";
+  return permission.asynchronous_locks;
 }
 
 constexpr struct Setting {
   string_view key;
   bool (*take)(Permission& permission, string_view value);
-  bool isRequired;
+  bool is_required;
 } kSettings[] = {
     {"engine", TakeEngine, true}, {"service", TakeService, true}, {"schema", TakeSchema, true},
     {"store", TakeStore, true},   {"locks", TakeLocks, false},
@@ -86,16 +86,16 @@ class Parser {
     const auto* setting = std::find_if(std::begin(kSettings), std::end(kSettings),
                                        [key](const Setting& known) { return known.key == key; });
     if (setting == std::end(kSettings)) return false;
-    bool& isSet = isSet_[setting - kSettings];
-    if (isSet) return false;
-    isSet = true;
+    bool& is_set = is_set_[setting - kSettings];
+    if (is_set) return false;
+    is_set = true;
     return setting->take(permission_, Trimmed(line.substr(equals + 1)));
   }
 
   // Returns the first setting that is required and missing, or an empty text.
   [[nodiscard]] string_view Missing() const {
     for (std::size_t i = 0; i < std::size(kSettings); ++i) {
-      if (kSettings[i].isRequired && !isSet_[i]) return kSettings[i].key;
+      if (kSettings[i].is_required && !is_set_[i]) return kSettings[i].key;
     }
     return {};
   }
@@ -104,13 +104,13 @@ class Parser {
 
  private:
   Permission permission_;
-  bool isSet_[std::size(kSettings)] = {};
+  bool is_set_[std::size(kSettings)] = {};
 };
 
 // The files by folder. Never destroyed, because tables are opened while the process exits.
 struct Files {
   std::mutex mutex;
-  std::map<std::string, std::string> byFolder;
+  std::map<std::string, std::string> by_folder;
 };
 
 Files& AllFiles() {
@@ -124,8 +124,8 @@ std::string FileFor(std::string path) {
   const std::lock_guard guard(files.mutex);
   for (std::size_t slash = path.rfind('/'); slash != std::string::npos; slash = path.rfind('/')) {
     path.erase(slash);
-    const auto found = files.byFolder.find(path);
-    if (found != files.byFolder.end()) return found->second;
+    const auto found = files.by_folder.find(path);
+    if (found != files.by_folder.end()) return found->second;
   }
   return {};
 }
@@ -157,12 +157,12 @@ std::optional<Permission> ParsePermission(string_view text, std::string& problem
 
 void PermitTables(const std::string& folder, const std::string& file) {
   Files& files = AllFiles();
-  const std::string realFolder = RealFolder(folder);
-  std::string realFile = file;
-  std::replace(realFile.begin(), realFile.end(), '\\', '/');
-  realFile = RealFolder(FolderOfFile(realFile)) + '/' + realFile.substr(realFile.rfind('/') + 1);
+  const std::string real_folder = RealFolder(folder);
+  std::string real_file = file;
+  std::replace(real_file.begin(), real_file.end(), '\\', '/');
+  real_file = RealFolder(FolderOfFile(real_file)) + '/' + real_file.substr(real_file.rfind('/') + 1);
   const std::lock_guard guard(files.mutex);
-  files.byFolder[realFolder] = realFile;
+  files.by_folder[real_folder] = real_file;
 }
 
 bool FindPermission(const std::string& path, std::optional<Permission>& permission) {

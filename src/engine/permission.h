@@ -12,8 +12,8 @@ namespace tvl::engine {
 struct Permission {
   std::string service;
   std::string schema;
-  std::string store;               // the id of the store, which its tables have in the database too
-  bool asynchronousLocks = false;  // the lock table may be on a server without a synchronous standby
+  std::string store;                // the id of the store, which its tables have in the database too
+  bool asynchronous_locks = false;  // the lock table may be on a server without a synchronous standby
 };
 
 // Parses a tables.ini. On failure returns nothing and stores the reason in `problem`: an unknown key, a

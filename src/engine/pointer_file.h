@@ -48,7 +48,7 @@ class NewRemoteTable {
   RemotePlace place_;
   StoragePlugin& plugin_;
   std::unique_ptr<Part> part_;
-  bool isKept_ = false;
+  bool is_kept_ = false;
 };
 
 // Creates an empty table in the database server at `path`. A table that existed there, and that nobody has

@@ -23,19 +23,19 @@ Registry::Registry() {
     NoteError("forks cannot be noticed");
 }
 
-int Registry::Open(const char* path, bool readOnly) {
+int Registry::Open(const char* path, bool read_only) {
   std::string named = NamedPath(path);
-  const std::string dataFile = DataFilePath(named);
+  const std::string data_file = DataFilePath(named);
   Patience patience;
-  std::optional<TableFile> file = TableFile::Share(dataFile, patience);
+  std::optional<TableFile> file = TableFile::Share(data_file, patience);
   if (!file) return -1;
   const std::shared_ptr<OpenTable> table = TableFor(std::move(*file));
-  if (!OpenRows(*table, dataFile, patience)) return -1;
+  if (!OpenRows(*table, data_file, patience)) return -1;
   const std::lock_guard guard(mutex_);
-  if (lastHandle_ == std::numeric_limits<int>::max()) return -1;
-  const int handle = lastHandle_ + 1;
-  handles_.emplace(handle, Opened{table, readOnly, std::make_shared<const std::string>(std::move(named))});
-  return lastHandle_ = handle;
+  if (last_handle_ == std::numeric_limits<int>::max()) return -1;
+  const int handle = last_handle_ + 1;
+  handles_.emplace(handle, Opened{table, read_only, std::make_shared<const std::string>(std::move(named))});
+  return last_handle_ = handle;
 }
 
 // If the table is already open, the second hold on it ends with `file`.

@@ -24,13 +24,13 @@ struct OpenTable {
   TableFile file;
   std::unique_ptr<Table> storage;  // null until opened, and if that failed
   std::vector<int> batches;        // handles with a batch, the outermost first
-  bool batchWrites = false;        // whether the outermost batch is for writing
+  bool batch_writes = false;       // whether the outermost batch is for writing
 };
 
 // The table of a handle.
 struct Opened {
   std::shared_ptr<OpenTable> table;
-  bool readOnly = false;
+  bool read_only = false;
   // With which it was opened. Shared, because every call copies this structure, and the end of a batch must
   // not fail for lack of memory.
   std::shared_ptr<const std::string> path;
@@ -42,7 +42,7 @@ class Registry {
   static Registry& Get();
 
   // Opens a table. Returns -1 and notes an error on failure.
-  [[nodiscard]] int Open(const char* path, bool readOnly);
+  [[nodiscard]] int Open(const char* path, bool read_only);
 
   // Returns no table and notes an error for a handle that is not open in this process.
   [[nodiscard]] Opened Find(int handle);
@@ -62,7 +62,7 @@ class Registry {
   static void AfterForkInChild();
 
   std::mutex mutex_;
-  int lastHandle_ = 0;  // numbers are never reused, not even by a child process
+  int last_handle_ = 0;  // numbers are never reused, not even by a child process
   std::unordered_map<int, Opened> handles_;
   std::unordered_map<int, Opened>
       abandoned_;  // in a child, the handles of its parent; never touched or freed

@@ -57,11 +57,11 @@ std::optional<RowSum> CopyRows(Table& source, Table& target) {
   Patience patience;
   if (!target.Begin(true, patience)) return std::nullopt;
   const std::optional<RowSum> sum = ForEachRow(source, [&target](const Row& row) {
-    Patience ofRow;
-    return target.Write(row.key1, row.key2, row.record.data(), ofRow);
+    Patience of_row;
+    return target.Write(row.key1, row.key2, row.record.data(), of_row);
   });
-  const bool isKept = target.End();
-  return isKept ? sum : std::nullopt;
+  const bool is_kept = target.End();
+  return is_kept ? sum : std::nullopt;
 }
 
 std::optional<RowSum> SumRows(Table& table) {

@@ -18,9 +18,9 @@ namespace tvl::engine {
 struct RemotePlace {
   Permission permission;
   Pointer pointer;
-  std::uint64_t inode = 0;   // of the data file: a copy of the file has another one
-  bool isLockTable = false;  // then nothing that was committed may be lost with a server
-  bool isCopy = false;       // the data file may be another one than the database knows
+  std::uint64_t inode = 0;     // of the data file: a copy of the file has another one
+  bool is_lock_table = false;  // then nothing that was committed may be lost with a server
+  bool is_copy = false;        // the data file may be another one than the database knows
 };
 
 // A table of a store in the database.

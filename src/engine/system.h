@@ -90,7 +90,7 @@ void SyncNames(const std::string& path);
 void CopySystemText(int problem, char* buffer, std::size_t size) noexcept;
 
 // Calls the functions around each fork of the process. Returns false if that is not possible.
-[[nodiscard]] bool CallAroundEachFork(void (*before)(), void (*inParent)(), void (*inChild)());
+[[nodiscard]] bool CallAroundEachFork(void (*before)(), void (*in_parent)(), void (*in_child)());
 
 // Calls `free` with `object` when the calling thread ends, but not when the process exits: the last calls
 // arrive later than that. A thread has one such object.

@@ -39,7 +39,7 @@ class Table {
   // Null matches any key; if both are null, nothing is deleted. Returns true only if a record was deleted.
   [[nodiscard]] virtual bool Delete(const Key* key1, const Key* key2, Patience& patience) = 0;
 
-  [[nodiscard]] virtual bool Begin(bool forWriting, Patience& patience) = 0;
+  [[nodiscard]] virtual bool Begin(bool for_writing, Patience& patience) = 0;
 
   // Ends the transaction of Begin. Returns false if its changes are lost.
   [[nodiscard]] virtual bool End() = 0;

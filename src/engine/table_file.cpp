@@ -26,9 +26,9 @@ class TurnTry {
 
   [[nodiscard]] Attempt Take(LockKind kind, const LockRange& range) {
     while (!TryLock(file_, turn_, kTurnByte)) {
-      if (!IsRefusal(errno) || !turnPatience_.Pause()) return Attempt::kFailed;
+      if (!IsRefusal(errno) || !turn_patience_.Pause()) return Attempt::kFailed;
     }
-    turnPatience_ = Patience(kPatienceWithTries);
+    turn_patience_ = Patience(kPatienceWithTries);
     const bool taken = TryLock(file_, kind, range);
     const int problem = errno;
     Unlock(file_, kTurnByte);
@@ -40,7 +40,7 @@ class TurnTry {
  private:
   FileNumber file_;
   LockKind turn_;
-  Patience turnPatience_{kPatienceWithTries};
+  Patience turn_patience_{kPatienceWithTries};
 };
 
 // Returns true, or notes an error when the time of the call is over.
@@ -105,7 +105,7 @@ TableFile TableFile::Open(const std::string& path, Access access, Purpose purpos
   TableFile file(kNoFile, access);
   const bool opened = OpenApart(path, access, [&](bool apart) {
     file.file_ = OpenExistingFile(path, access);
-    file.opensApart_ = apart;
+    file.opens_apart_ = apart;
     // A file in use has a lock from the start, or this computer might get a lease to write it.
     if (apart && file.IsOpen() && purpose == Purpose::kUse)
       static_cast<void>(TryLock(file.file_, LockKind::kShared, kUseByte));
@@ -173,7 +173,7 @@ TableFile& TableFile::operator=(TableFile&& other) noexcept {
   std::swap(file_, other.file_);
   id_ = other.id_;
   writable_ = other.writable_;
-  opensApart_ = other.opensApart_;
+  opens_apart_ = other.opens_apart_;
   return *this;
 }
 
@@ -185,7 +185,7 @@ bool TableFile::Identify() {
 }
 
 bool TableFile::OpenAgain(const std::string& path, const std::function<void()>& open) const {
-  if (!opensApart_) {
+  if (!opens_apart_) {
     open();
     return true;
   }

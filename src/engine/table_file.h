@@ -48,7 +48,7 @@ class TableFile {
       : file_(std::exchange(other.file_, kNoFile)),
         id_(other.id_),
         writable_(other.writable_),
-        opensApart_(other.opensApart_) {}
+        opens_apart_(other.opens_apart_) {}
   TableFile(const TableFile&) = delete;  // one object, one lock
   TableFile& operator=(const TableFile&) = delete;
   TableFile& operator=(TableFile&& other) noexcept;
@@ -86,7 +86,7 @@ class TableFile {
   FileNumber file_;
   FileId id_;
   bool writable_;
-  bool opensApart_ = false;  // another open of the file needs OpenApart
+  bool opens_apart_ = false;  // another open of the file needs OpenApart
 };
 
 }  // namespace tvl::engine

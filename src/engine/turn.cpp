@@ -7,8 +7,8 @@ namespace tvl::engine {
 bool TurnLock::Take(Patience& patience) {
   const std::thread::id self = std::this_thread::get_id();
   std::unique_lock lock(mutex_);
-  const auto isFree = [&] { return depth_ == 0 || owner_ == self; };
-  if (!isFree() && !free_.wait_until(lock, patience.End(), isFree)) {
+  const auto is_free = [&] { return depth_ == 0 || owner_ == self; };
+  if (!is_free() && !free_.wait_until(lock, patience.End(), is_free)) {
     NoteError("another thread uses the table", Problem::kBusy);
     return false;
   }

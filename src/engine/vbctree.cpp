@@ -39,7 +39,7 @@ int OnTable(int handle, bool changes, Action action) noexcept {
   return Guarded(0, [&] {
     const Opened opened = Registry::Get().Find(handle);
     if (opened.table == nullptr) return 0;
-    if (changes && opened.readOnly) {
+    if (changes && opened.read_only) {
       NoteError("the table is open for reading", Problem::kReadOnly);
       return 0;
     }
@@ -107,9 +107,9 @@ auto ByIndex(int index) {
   return [index](const CurrentRecord& record) { return record.At(index); };
 }
 
-int Open(const char* path, bool readOnly) noexcept {
+int Open(const char* path, bool read_only) noexcept {
   if (path == nullptr) return -1;
-  return Guarded(-1, [=] { return Registry::Get().Open(path, readOnly); });
+  return Guarded(-1, [=] { return Registry::Get().Open(path, read_only); });
 }
 
 }  // namespace
@@ -216,9 +216,9 @@ int ReadKeyLtEq(int handle, int keyNumber, char* key, void* record) {
   return Read(handle, keyNumber, ReadMode::kLessOrEqual, key, record);
 }
 
-int CreateArchive(const char* path, int recordLength, int key1Length, int key2Length) {
+int CreateArchive(const char* path, int recordLength, int key1_length, int key2_length) {
   constexpr int failed = 1;
-  const Layout layout = {recordLength, key1Length, key2Length};
+  const Layout layout = {recordLength, key1_length, key2_length};
   if (path == nullptr || !layout.IsValid()) {
     NoteError("the lengths of the table are out of bounds");
     return failed;
@@ -230,15 +230,15 @@ int CreateArchive(const char* path, int recordLength, int key1Length, int key2Le
   });
 }
 
-int BeginBatch(int handle, int forWriting) {
+int BeginBatch(int handle, int for_writing) {
   return Guarded(0, [=] {
     const Opened opened = Registry::Get().Find(handle);
     if (opened.table == nullptr) return 0;
-    if (forWriting != 0 && opened.readOnly) {
+    if (for_writing != 0 && opened.read_only) {
       NoteError("the table is open for reading", Problem::kReadOnly);
       return 0;
     }
-    return tvl::engine::BeginBatch(*opened.table, handle, forWriting != 0) ? 1 : 0;
+    return tvl::engine::BeginBatch(*opened.table, handle, for_writing != 0) ? 1 : 0;
   });
 }
 

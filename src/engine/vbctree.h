@@ -79,9 +79,9 @@ int ReadKeyLtEq(int handle, int keyNumber, char* key, void* record);
 
 // Creates an empty table, replacing an existing one unless it is open. Returns 0 on success, unlike all other
 // functions. Lengths are 1 to 6143 for a record, 1 to 1023 for key 1, and 0 to 1023 for key 2.
-int CreateArchive(const char* path, int recordLength, int key1Length, int key2Length);
+int CreateArchive(const char* path, int recordLength, int key1_length, int key2_length);
 
-// Until EndBatch, the calls of this thread on the table form one snapshot (`forWriting` 0) or one
+// Until EndBatch, the calls of this thread on the table form one snapshot (`for_writing` 0) or one
 // transaction. Meanwhile other processes cannot write, nor read during a transaction, and other threads wait;
 // in a database server, others read at any time, and write during a snapshot, which does not show it.
 //
@@ -90,7 +90,7 @@ int CreateArchive(const char* path, int recordLength, int key1Length, int key2Le
 // batch continues with the rows before it. Only if the disk fails is everything rolled back, and all later
 // writes of the batch fail. A database server may refuse a row later than its call: then EndBatch returns 0,
 // and the rows before it are kept.
-int BeginBatch(int handle, int forWriting);
+int BeginBatch(int handle, int for_writing);
 int EndBatch(int handle);
 
 // Returns 1 if the path with which the handle was opened still refers to the open file, and 0 if the file was
@@ -102,10 +102,10 @@ int IsStillNamed(int handle);
 // files of their own. Returns 1, or 0 if a path is null or memory ran out.
 int PermitTables(const char* folder, const char* file);
 
-// Move the rows of a table to a database in its data file (`toDatabase` 0) or to the database server that
+// Move the rows of a table to a database in its data file (`to_database` 0) or to the database server that
 // tables.ini names; continue with the rows of a data file that was copied; give such a file a copy of the
 // rows. Nobody may have the table open. If the process is killed, the table is unchanged or completely moved.
-int MoveTable(const char* path, int toDatabase);
+int MoveTable(const char* path, int to_database);
 int AdoptTable(const char* path);
 int ForkTable(const char* path);
 

@@ -64,9 +64,9 @@ std::string AddPointers(const std::vector<tvl::DataFile>& files, const ListedTab
                         ListedTables& tables) {
   for (const tvl::DataFile& file : files) {
     char id[tvl::engine::kTableIdSize] = {};
-    const int isPointer = tvl::engine::GetTableId(file.path.c_str(), id);
-    if (isPointer < 0) return file.path;
-    if (isPointer == 1) tables.push_back(Describe(file, id, known));
+    const int is_pointer = tvl::engine::GetTableId(file.path.c_str(), id);
+    if (is_pointer < 0) return file.path;
+    if (is_pointer == 1) tables.push_back(Describe(file, id, known));
   }
   return {};
 }
@@ -77,9 +77,9 @@ std::string AddOrphans(const ListedTables& known, ListedTables& tables) {
   const std::size_t pointers = tables.size();
   for (const ListedTable& table : known) {
     const auto end = tables.begin() + static_cast<std::ptrdiff_t>(pointers);
-    const bool hasFile =
+    const bool has_file =
         std::any_of(tables.begin(), end, [&table](const ListedTable& other) { return other.id == table.id; });
-    if (hasFile) continue;
+    if (has_file) continue;
     tables.push_back(table);
     tables.back().row.state = TVL_TABLE_ORPHAN;
     ids += table.id + ',';

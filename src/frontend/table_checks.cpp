@@ -19,11 +19,11 @@ struct Counted {
 };
 
 struct TableCounts {
-  Counted byState[TVL_TABLE_COPIED + 1];
+  Counted by_state[TVL_TABLE_COPIED + 1];
 };
 
 void CountTable(const TVLDatabaseTable* table, void* counts) {
-  Counted& counted = static_cast<TableCounts*>(counts)->byState[table->state];
+  Counted& counted = static_cast<TableCounts*>(counts)->by_state[table->state];
   if (++counted.count == 1)
     counted.first = table->path != nullptr ? table->path : std::string("rows_") + table->id;
 }
@@ -55,9 +55,9 @@ Finding CheckPointers(const TVLStoreLayout& store) {
     const std::string reason = problem.path[0] != 0 ? problem.path : TVLLastTableFailure();
     return Bad(std::string(problem.what) + ": " + reason, "make all folders of the store readable");
   }
-  const Counted& missing = counts.byState[TVL_TABLE_ROWS_MISSING];
-  const Counted& copied = counts.byState[TVL_TABLE_COPIED];
-  const Counted& orphans = counts.byState[TVL_TABLE_ORPHAN];
+  const Counted& missing = counts.by_state[TVL_TABLE_ROWS_MISSING];
+  const Counted& copied = counts.by_state[TVL_TABLE_COPIED];
+  const Counted& orphans = counts.by_state[TVL_TABLE_ORPHAN];
   if (missing.count > 0)
     return Bad(Describe(missing, "without rows in the server"),
                "restore the rows, or create the table again");

@@ -75,9 +75,9 @@ BOOL RemoveDirectoryA(const char* path);
 BOOL MoveFileA(const char* from, const char* to);
 
 // Copies contents and modification time in place; see copy_file.h for other ways. Overwrites an existing
-// target unless `failIfExists` is set or the target is held. Returns 0 on failure; then a target that it
+// target unless `fail_if_exists` is set or the target is held. Returns 0 on failure; then a target that it
 // created is removed, and a target for which there is not enough space is unchanged.
-BOOL CopyFileA(const char* source, const char* target, BOOL failIfExists);
+BOOL CopyFileA(const char* source, const char* target, BOOL fail_if_exists);
 
 namespace tvl {
 

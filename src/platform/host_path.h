@@ -28,7 +28,7 @@ class HostPath {
 // Converts `path` to a full path relative to the current folder: resolves `.` and `..`, merges runs of
 // separators, and keeps a trailing one. Returns the length written to `buffer`, the required size including
 // the terminator if that exceeds `size`, or 0 on failure. `buffer` is empty if the text is not written.
-// `filePart` must be null.
-unsigned int GetFullPathNameA(const char* path, unsigned int size, char* buffer, char** filePart);
+// `file_part` must be null.
+unsigned int GetFullPathNameA(const char* path, unsigned int size, char* buffer, char** file_part);
 
 #endif

@@ -53,12 +53,12 @@ struct LockRow {
 class CConnection {
  public:
   // Fills the identity; creates no file. `locks` and `procs` end in a backslash. Uses four characters of
-  // `clientClass`, with separators replaced by "_"; a shorter one is padded with "x". Null `computerName`,
-  // `address` (dotted) and `userName` mean this computer's name in lower case, "127.0.0.1" and the user's
+  // `client_class`, with separators replaced by "_"; a shorter one is padded with "x". Null `computerName`,
+  // `address` (dotted) and `user_name` mean this computer's name in lower case, "127.0.0.1" and the user's
   // name.
-  CConnection(const char* locks, const char* procs, const char* clientClass,
+  CConnection(const char* locks, const char* procs, const char* client_class,
               const char* computerName = nullptr, const char* address = nullptr,
-              const char* userName = nullptr);
+              const char* user_name = nullptr);
   virtual ~CConnection();
   CConnection(const CConnection&) = delete;
   CConnection& operator=(const CConnection&) = delete;
@@ -75,13 +75,13 @@ class CConnection {
 
   // Lists the marker names of the other live instances of a class ("*": of all), each followed by "|".
   // Removes the markers of dead instances. Always returns 0.
-  int GetProcessesList(const char* wantedClass, int& count, CString& list);
+  int GetProcessesList(const char* wanted_class, int& count, CString& list);
 
   // The same as a list of names.
-  [[nodiscard]] std::vector<std::string> LiveMarkers(const char* wantedClass) const;
+  [[nodiscard]] std::vector<std::string> LiveMarkers(const char* wanted_class) const;
 
   // The same, but changes nothing, so that a dead instance's marker stays.
-  [[nodiscard]] std::vector<std::string> HeldMarkers(const char* wantedClass) const;
+  [[nodiscard]] std::vector<std::string> HeldMarkers(const char* wanted_class) const;
 
   // Ends the presence: releases the own locks first, then the marker, and deletes it.
   void Unregister();
@@ -155,7 +155,7 @@ class CConnection {
   enum class Access { kNone, kReading, kWriting };
 
   using IsAlive = bool (*)(const char* marker);
-  std::vector<std::string> OtherMarkers(const char* wantedClass, IsAlive isAlive) const;
+  std::vector<std::string> OtherMarkers(const char* wanted_class, IsAlive is_alive) const;
   void TakeNumber();
   tvl::PathText Identity() const;
   tvl::LiveNumbers FindLiveNumbers() const;

@@ -67,14 +67,14 @@ tvl::PathText InFolder(const char* folder, const std::string& name) {
 
 }  // namespace
 
-CConnection::CConnection(const char* locks, const char* procs, const char* clientClass,
-                         const char* computerName, const char* address, const char* userName)
+CConnection::CConnection(const char* locks, const char* procs, const char* client_class,
+                         const char* computerName, const char* address, const char* user_name)
     : locksDir(nullptr),
       procsDir(nullptr),
       computer(computerName != nullptr ? StrDup(computerName) : LowerName(AskName(GetComputerNameA))),
       ipText{},
       pid(GetCurrentProcessId()),
-      user(userName != nullptr ? StrDup(userName) : AskName(GetUserNameA)),
+      user(user_name != nullptr ? StrDup(user_name) : AskName(GetUserNameA)),
       object{},
       ownerComputer{},
       ownerClass{},
@@ -94,7 +94,7 @@ CConnection::CConnection(const char* locks, const char* procs, const char* clien
   locksDir = locks_folder_.c_str();
   procsDir = procs_folder_.c_str();
   std::memset(className, 'x', kClassLength);
-  std::memcpy(className, clientClass, strnlen(clientClass, kClassLength));
+  std::memcpy(className, client_class, strnlen(client_class, kClassLength));
   // A separator would put the marker into another folder.
   std::replace_if(className, className + kClassLength, IsSeparator, '_');
   IpToHex(address != nullptr ? address : kThisMachine, ipText);
@@ -197,30 +197,30 @@ void CConnection::KeepPresence() {
   has_twin_ = tvl::IsMarkerAlive(markerPath) || CreateMarker() == EEXIST;
 }
 
-std::vector<std::string> CConnection::OtherMarkers(const char* wantedClass, IsAlive isAlive) const {
+std::vector<std::string> CConnection::OtherMarkers(const char* wanted_class, IsAlive is_alive) const {
   std::vector<std::string> others;
-  const tvl::PathText pattern = tvl::MarkerPattern(procsDir, wantedClass);
-  if (!pattern.Fits() || std::strpbrk(wantedClass, "\\/") != nullptr) return others;
+  const tvl::PathText pattern = tvl::MarkerPattern(procsDir, wanted_class);
+  if (!pattern.Fits() || std::strpbrk(wanted_class, "\\/") != nullptr) return others;
   for (std::string& name : CollectNames(pattern.Text())) {
     const tvl::PathText path = InFolder(procsDir, name);
-    if (path.Fits() && !tvl::EqualNoCase(path.Text(), markerPath) && isAlive(path.Text()))
+    if (path.Fits() && !tvl::EqualNoCase(path.Text(), markerPath) && is_alive(path.Text()))
       others.push_back(std::move(name));
   }
   return others;
 }
 
-std::vector<std::string> CConnection::LiveMarkers(const char* wantedClass) const {
-  return OtherMarkers(wantedClass, tvl::IsMarkerAlive);
+std::vector<std::string> CConnection::LiveMarkers(const char* wanted_class) const {
+  return OtherMarkers(wanted_class, tvl::IsMarkerAlive);
 }
 
-std::vector<std::string> CConnection::HeldMarkers(const char* wantedClass) const {
-  return OtherMarkers(wantedClass, tvl::IsFileHeld);
+std::vector<std::string> CConnection::HeldMarkers(const char* wanted_class) const {
+  return OtherMarkers(wanted_class, tvl::IsFileHeld);
 }
 
-int CConnection::GetProcessesList(const char* wantedClass, int& count, CString& list) {
+int CConnection::GetProcessesList(const char* wanted_class, int& count, CString& list) {
   count = 0;
   list.Empty();
-  for (const std::string& name : LiveMarkers(wantedClass)) {
+  for (const std::string& name : LiveMarkers(wanted_class)) {
     if (list.Append(name.c_str()) == 0 || list.AppendChar('|') == 0) break;
     ++count;
   }

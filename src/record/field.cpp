@@ -34,10 +34,10 @@ bool GetField(const _format_& field, unsigned char* record, char* destination, s
     return true;
   }
   char text[kNumberText];
-  const bool isNumber = UnpackNumber(bytes, field.size, field.decimals, text);
-  const char* value = isNumber ? text : "0";
+  const bool is_number = UnpackNumber(bytes, field.size, field.decimals, text);
+  const char* value = is_number ? text : "0";
   CopyOut(destination, capacity, value, std::strlen(value));
-  return isNumber;
+  return is_number;
 }
 
 bool SetField(const _format_& field, unsigned char* record, const char* text) {

@@ -93,13 +93,13 @@ void FillBlanks(unsigned char* field, std::size_t size) {
 }
 
 // Appends the text of the bytes up to the end of the number. Returns its length, or -1.
-int Decode(const unsigned char* field, std::size_t size, bool withPoint, char (&text)[kNumberText]) {
+int Decode(const unsigned char* field, std::size_t size, bool with_point, char (&text)[kNumberText]) {
   std::size_t length = 0;
   for (std::size_t i = 0; i < size; ++i) {
     const Code& code = kCodes[field[i]];
     if (code.kind == Kind::kFiller) break;
-    const bool hasPoint = code.kind == Kind::kDigitPoint || code.kind == Kind::kPointDigit;
-    if (code.kind == Kind::kInvalid || (hasPoint && !withPoint)) return -1;
+    const bool has_point = code.kind == Kind::kDigitPoint || code.kind == Kind::kPointDigit;
+    if (code.kind == Kind::kInvalid || (has_point && !with_point)) return -1;
     if (length + code.length >= kNumberText) return -1;
     std::copy_n(code.text, 2, text + length);
     length += code.length;
@@ -117,15 +117,15 @@ int Digit(char character) {
 template <typename Emit>
 void Encode(const char* text, Emit emit) {
   // Skips a sign or point and the digit that should follow.
-  const auto passTwo = [&text] { text += text[1] == 0 ? 1 : 2; };
+  const auto pass_two = [&text] { text += text[1] == 0 ? 1 : 2; };
   if (text[0] == '-') {
     emit(kMinusDigitByte + Digit(text[1]));
-    passTwo();
+    pass_two();
   }
   while (*text != 0) {
     if (text[0] == '.') {
       emit(kPointDigitByte + Digit(text[1]));
-      passTwo();
+      pass_two();
     } else if (text[1] == 0) {
       emit(kLastDigitByte + Digit(text[0]));
       text += 1;

@@ -61,36 +61,36 @@ bool CopyObjectName(const char* name, char (&object)[64]) {
 }
 
 char* BuildLockKey(char* buffer, const char* object, const char* computer, const char* address,
-                   const char* clientClass, int instance) {
+                   const char* client_class, int instance) {
   std::memset(buffer, ' ', kLockKeyLength);
   std::memset(buffer + kLockKeyLength, 0, kLockKeySize - kLockKeyLength);
   buffer[1] = '1';
   PutText(object, kObject, buffer);
   PutText(computer, kComputer, buffer);
   if (address != nullptr && std::strlen(address) == kAddress.width) PutText(address, kAddress, buffer);
-  if (clientClass != nullptr && std::strlen(clientClass) >= kClass.width)
-    PutText(clientClass, kClass, buffer);
+  if (client_class != nullptr && std::strlen(client_class) >= kClass.width)
+    PutText(client_class, kClass, buffer);
   char digits[16];
   std::snprintf(digits, sizeof digits, "%04d", std::clamp(instance, 0, tvl::kMostInstances));
   PutText(digits, kInstance, buffer);
   return buffer;
 }
 
-void ParseLockKey(const char* key, char* object, char* computer, char* address, char* clientClass,
+void ParseLockKey(const char* key, char* object, char* computer, char* address, char* client_class,
                   int* instance) {
   TakeText(key, kObject, object);
   TakeText(key, kComputer, computer);
   TakeText(key, kAddress, address);
-  TakeText(key, kClass, clientClass);
+  TakeText(key, kClass, client_class);
   if (instance == nullptr) return;
   *instance = 0;
   const char* digits = key + kInstance.offset;
   std::from_chars(digits, digits + kInstance.width, *instance);
 }
 
-void CopyKeyClass(const char* key, char (&clientClass)[8]) {
-  std::memcpy(clientClass, key + kClass.offset, kClass.width);
-  clientClass[kClass.width] = 0;
+void CopyKeyClass(const char* key, char (&client_class)[8]) {
+  std::memcpy(client_class, key + kClass.offset, kClass.width);
+  client_class[kClass.width] = 0;
 }
 
 void ChangeOwner(char* row, unsigned int pid, const char* user) {

@@ -34,18 +34,18 @@ constexpr int kMostInstances = 9999;  // four digits
 // Builds the key pair in `buffer` (kLockKeySize bytes) and returns the buffer. Texts that are null or empty
 // become blanks, and so do an address that does not have 8 characters and a class with fewer than 4.
 char* BuildLockKey(char* buffer, const char* object, const char* computer, const char* address,
-                   const char* clientClass, int instance);
+                   const char* client_class, int instance);
 
 // Copies the four class bytes of a key including blanks, unlike ParseLockKey, because they are part of a
 // marker's name.
-void CopyKeyClass(const char* key, char (&clientClass)[8]);
+void CopyKeyClass(const char* key, char (&client_class)[8]);
 
 // Changes the owner's process id and user in a row of kLockRecordLength bytes.
 void ChangeOwner(char* row, unsigned int pid, const char* user);
 
 // Parses a key. Each output may be null; `object` and `computer` are buffers of 33 bytes, `address` of 9,
-// `clientClass` of 5. Trailing blanks are removed.
-void ParseLockKey(const char* key, char* object, char* computer, char* address, char* clientClass,
+// `client_class` of 5. Trailing blanks are removed.
+void ParseLockKey(const char* key, char* object, char* computer, char* address, char* client_class,
                   int* instance);
 
 #endif

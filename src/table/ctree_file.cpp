@@ -25,8 +25,8 @@ bool AreLengthsInBounds(int record, int key1, int key2) {
          key2 >= 0 && key2 <= CCtreeFile::kLongestKey;
 }
 
-const char* SecondKey(const char* keyPair) {
-  return keyPair + std::strlen(keyPair) + 1;
+const char* SecondKey(const char* key_pair) {
+  return key_pair + std::strlen(key_pair) + 1;
 }
 
 // Replaces the extension in the path. Returns false if the result does not fit.
@@ -165,8 +165,8 @@ void CCtreeFile::FreeRecTypes() {
   recTypeCount = 0;
 }
 
-void CCtreeFile::CloseHandle(int engineHandle) {
-  if (engineHandle >= 0) tvl::engine::Close(engineHandle);
+void CCtreeFile::CloseHandle(int engine_handle) {
+  if (engine_handle >= 0) tvl::engine::Close(engine_handle);
 }
 
 int CCtreeFile::CreateFiles(const char* path, int recordLength, int firstKeyLength, int secondKeyLength) {
@@ -213,9 +213,9 @@ int CCtreeFile::FindRecTypeByKey(int keyNumber, const char* key) const {
   return -1;
 }
 
-int CCtreeFile::WriteRec(const char* keyPair, char* assignments) {
+int CCtreeFile::WriteRec(const char* key_pair, char* assignments) {
   if (!IsWritable()) return 0;
-  const int type = FindRecTypeByKey(1, keyPair);
+  const int type = FindRecTypeByKey(1, key_pair);
   if (type < 0) return 0;
   std::memset(recordBuffer, ' ', kBlanked);
   tvl::engine::SetCurrentRecord(recTypes[type].schema, recordBuffer, datLen);
@@ -227,7 +227,7 @@ int CCtreeFile::WriteRec(const char* keyPair, char* assignments) {
     }
     text = next;
   }
-  return tvl::engine::WriteKeys(handle, keyPair, SecondKey(keyPair)) == 1 ? 1 : 0;
+  return tvl::engine::WriteKeys(handle, key_pair, SecondKey(key_pair)) == 1 ? 1 : 0;
 }
 
 int CCtreeFile::WriteRawRec(const char* key1, const char* key2, const void* record) const {
@@ -272,9 +272,9 @@ unsigned int CCtreeFile::FieldHex(const char* name) {
   return value;
 }
 
-int CCtreeFile::DeleteRec(const char* keyPair) const {
-  if (!IsOpen() || FindRecTypeByKey(1, keyPair) < 0) return 0;
-  return DeleteRawRec(keyPair, SecondKey(keyPair));
+int CCtreeFile::DeleteRec(const char* key_pair) const {
+  if (!IsOpen() || FindRecTypeByKey(1, key_pair) < 0) return 0;
+  return DeleteRawRec(key_pair, SecondKey(key_pair));
 }
 
 int CCtreeFile::DeleteRawRec(const char* key1, const char* key2) const {

@@ -44,7 +44,7 @@ class CCtreeFile {
   int Close();
 
   // Closes any engine handle; no object changes.
-  static void CloseHandle(int engineHandle);
+  static void CloseHandle(int engine_handle);
 
   // Creates an empty table, replacing an existing one. Deletes its files first, as far as they are not open
   // elsewhere.
@@ -57,7 +57,7 @@ class CCtreeFile {
 
   // Writes a record of blanks and "name=value" assignments. Modifies the assignments. The key determines the
   // record type.
-  int WriteRec(const char* keyPair, char* assignments);
+  int WriteRec(const char* key_pair, char* assignments);
   int WriteRawRec(const char* key1, const char* key2, const void* record) const;
 
   // Read a record; `mode` 0 to 4 means equal, greater, greater or equal, less, less or equal. `key`, a buffer
@@ -71,7 +71,7 @@ class CCtreeFile {
   char* FieldText(const char* name);
   unsigned int FieldHex(const char* name);
 
-  int DeleteRec(const char* keyPair) const;
+  int DeleteRec(const char* key_pair) const;
   int DeleteRawRec(const char* key1, const char* key2) const;
 
   RecType* recTypes;

@@ -224,8 +224,8 @@ TableProblem LastProblem() {
 const char* LastFailure() {
   const TableProblem problem = LastProblem();
   auto* const text = Address<const char*()>(kGetLastErrorText);
-  const bool hasFailed = problem != TableProblem::kNone && problem != TableProblem::kNotFound;
-  return hasFailed && text != nullptr ? text() : "";
+  const bool has_failed = problem != TableProblem::kNone && problem != TableProblem::kNotFound;
+  return has_failed && text != nullptr ? text() : "";
 }
 
 void SetCurrentRecord(const char* schema, void* record, int recordLength) {
@@ -261,8 +261,8 @@ void PermitTables(const char* folder, const char* file) {
   Call<int(const char*, const char*)>(kPermitTables, 0, folder, file);
 }
 
-int MoveTable(const char* path, int toDatabase) {
-  return Call<int(const char*, int)>(kMoveTable, 0, path, toDatabase);
+int MoveTable(const char* path, int to_database) {
+  return Call<int(const char*, int)>(kMoveTable, 0, path, to_database);
 }
 
 int AdoptTable(const char* path) {
@@ -293,8 +293,9 @@ int DropOrphan(const char* folder, const char* id, long long seconds) {
   return Call<int(const char*, const char*, long long)>(kDropOrphan, 0, folder, id, seconds);
 }
 
-int CreateArchive(const char* path, int recordLength, int key1Length, int key2Length) {
-  return Call<int(const char*, int, int, int)>(kCreateArchive, 1, path, recordLength, key1Length, key2Length);
+int CreateArchive(const char* path, int recordLength, int key1_length, int key2_length) {
+  return Call<int(const char*, int, int, int)>(kCreateArchive, 1, path, recordLength, key1_length,
+                                               key2_length);
 }
 
 }  // namespace engine

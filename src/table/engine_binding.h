@@ -78,7 +78,7 @@ void SetFieldValueByName(const char* name, const char* value);
 void PermitTables(const char* folder, const char* file);
 
 // Move the rows of a table that nobody has open (engine/vbctree.h). Return 1 on success.
-[[nodiscard]] int MoveTable(const char* path, int toDatabase);
+[[nodiscard]] int MoveTable(const char* path, int to_database);
 [[nodiscard]] int AdoptTable(const char* path);
 [[nodiscard]] int ForkTable(const char* path);
 
@@ -94,7 +94,7 @@ constexpr int kTableIdSize = 33;
 [[nodiscard]] int DropOrphan(const char* folder, const char* id, long long seconds);
 
 // Returns 0 on success, unlike the other functions.
-[[nodiscard]] int CreateArchive(const char* path, int recordLength, int key1Length, int key2Length);
+[[nodiscard]] int CreateArchive(const char* path, int recordLength, int key1_length, int key2_length);
 
 }  // namespace engine
 

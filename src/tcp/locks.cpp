@@ -44,17 +44,17 @@ void NoteAnswer(std::set<std::string>& held, const char* object, int answer) try
 }  // namespace
 
 int CTVLClientTcpOpr::Lock(char* object, int* lockState, char* computer, int* instance, int* pid,
-                           char* ipAddress, char* userName) {
-  return AskForLock(tvl::protocol::kLock, object, lockState, computer, instance, pid, ipAddress, userName);
+                           char* ipAddress, char* user_name) {
+  return AskForLock(tvl::protocol::kLock, object, lockState, computer, instance, pid, ipAddress, user_name);
 }
 
 int CTVLClientTcpOpr::Unlock(char* object, int* lockState, char* computer, int* instance, int* pid,
-                             char* ipAddress, char* userName) {
-  return AskForLock(tvl::protocol::kUnlock, object, lockState, computer, instance, pid, ipAddress, userName);
+                             char* ipAddress, char* user_name) {
+  return AskForLock(tvl::protocol::kUnlock, object, lockState, computer, instance, pid, ipAddress, user_name);
 }
 
 int CTVLClientTcpOpr::AskForLock(char letter, const char* object, int* lockState, char* computer,
-                                 int* instance, int* pid, char* ipAddress, char* userName) {
+                                 int* instance, int* pid, char* ipAddress, char* user_name) {
   if (!IsLive()) return TVL_ERR_NOT_CONNECTED;
   tvl::Packets& pack = state->pack;
   // A name that does not fit into a packet gets the same answer as every other name that is too long, without
@@ -72,7 +72,7 @@ int CTVLClientTcpOpr::AskForLock(char letter, const char* object, int* lockState
   Store(instance, pack.NumericTok(2, 0));
   Store(pid, pack.NumericTok(3, 0));
   Store<kAddressSize>(ipAddress, pack.StringTok(4, ""));
-  Store<kUserSize>(userName, pack.StringTok(5, ""));
+  Store<kUserSize>(user_name, pack.StringTok(5, ""));
   return TVL_OK;
 }
 

@@ -93,7 +93,7 @@ int Packets::SendHandshake(std::span<const char* const> texts) {
 }
 
 int Packets::PackReceive() {
-  payloadLength_ = 0;
+  payload_length_ = 0;
   if (stream_.ReceiveAll(packBuffer, protocol::kHeadSize) < 0) return 0;
   PackInitialize();
   const std::size_t length = protocol::ReadLength(packBuffer + 1);
@@ -103,7 +103,7 @@ int Packets::PackReceive() {
   }
   if (stream_.ReceiveAll(packBuffer, static_cast<int>(length)) <= 0) return 0;
   packBuffer[length] = 0;
-  payloadLength_ = length;
+  payload_length_ = length;
   return 1;
 }
 

@@ -47,7 +47,7 @@ class Packets {
 
   // Return the bytes of the last reply, followed by a zero, and their number.
   [[nodiscard]] const char* Payload() const { return packBuffer; }
-  [[nodiscard]] std::size_t PayloadLength() const { return payloadLength_; }
+  [[nodiscard]] std::size_t PayloadLength() const { return payload_length_; }
 
   // Splits the reply at runs of delimiters into at most 31 fields.
   void Unpack2Toks(const char* delimiters);
@@ -68,7 +68,7 @@ class Packets {
   char* tokens[protocol::kTokenSize] = {};
   std::int32_t tokenCount = 0;
 
-  std::size_t payloadLength_ = 0;
+  std::size_t payload_length_ = 0;
   CJSock& stream_;
   int& opened_;
 };

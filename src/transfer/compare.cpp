@@ -15,11 +15,11 @@ constexpr unsigned int kStampSize = 64;
 constinit thread_local char stamp[kStampSize] = {};
 
 bool SameSignature(const char* fileA, const char* fileB) {
-  char signatureA[kSignatureSize];
-  char signatureB[kSignatureSize];
-  Sha1OfFile(fileA, signatureA);
-  Sha1OfFile(fileB, signatureB);
-  return std::strcmp(signatureA, signatureB) == 0;
+  char signature_a[kSignatureSize];
+  char signature_b[kSignatureSize];
+  Sha1OfFile(fileA, signature_a);
+  Sha1OfFile(fileB, signature_b);
+  return std::strcmp(signature_a, signature_b) == 0;
 }
 
 }  // namespace
@@ -28,19 +28,19 @@ int FilesAreEqual(int policy, const char* fileA, const char* fileB) {
   return FilesAreEqual(policy, fileA, nullptr, fileB);
 }
 
-int FilesAreEqual(int policy, const char* fileA, const tvl::FileStatus* statusA, const char* fileB) {
+int FilesAreEqual(int policy, const char* fileA, const tvl::FileStatus* status_a, const char* fileB) {
   if (policy == kCompareDumb) return 1;
   if (policy == kCompareHash) {
     // Both files are local, so comparing their bytes is faster than comparing their signatures.
-    const bool known = statusA != nullptr && statusA->is_file;
+    const bool known = status_a != nullptr && status_a->is_file;
     const tvl::Contents contents =
-        known ? tvl::CompareContents(fileA, statusA->size, fileB) : tvl::CompareContents(fileA, fileB);
+        known ? tvl::CompareContents(fileA, status_a->size, fileB) : tvl::CompareContents(fileA, fileB);
     if (contents != tvl::Contents::kUnknown) return contents == tvl::Contents::kSame ? 1 : 0;
   }
   tvl::FileStatus a = {};
   tvl::FileStatus b = {};
-  if (statusA != nullptr) a = *statusA;
-  if (statusA == nullptr && !tvl::ReadFileStatus(fileA, &a)) return 0;
+  if (status_a != nullptr) a = *status_a;
+  if (status_a == nullptr && !tvl::ReadFileStatus(fileA, &a)) return 0;
   if (!tvl::ReadFileStatus(fileB, &b)) return 0;
   const bool equal = policy == kCompareHash ? a.size == b.size && SameSignature(fileA, fileB)
                                             : EqualByTime(a.size, a.modified, b.size, b.modified);

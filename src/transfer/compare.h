@@ -16,15 +16,15 @@ constexpr int kCompareTime = 2;  // same size and same modification time in whol
 int FilesAreEqual(int policy, const char* fileA, const char* fileB);
 
 // The same with the status of the first file, if that was just read; else null.
-int FilesAreEqual(int policy, const char* fileA, const tvl::FileStatus* statusA, const char* fileB);
+int FilesAreEqual(int policy, const char* fileA, const tvl::FileStatus* status_a, const char* fileB);
 
 // Returns true if two files of the same size have the same contents. Both were just examined.
 [[nodiscard]] bool SameSizeFilesAreEqual(const char* fileA, const char* fileB);
 
 // Applies the policy by time to two files that were already examined.
-[[nodiscard]] constexpr bool EqualByTime(std::uint64_t sizeA, std::int64_t modifiedA, std::uint64_t sizeB,
-                                         std::int64_t modifiedB) {
-  return sizeA == sizeB && modifiedA == modifiedB;
+[[nodiscard]] constexpr bool EqualByTime(std::uint64_t size_a, std::int64_t modified_a, std::uint64_t size_b,
+                                         std::int64_t modified_b) {
+  return size_a == size_b && modified_a == modified_b;
 }
 
 // Returns a text that describes the state of a file: the size in hexadecimal, a bar, and the signature, or

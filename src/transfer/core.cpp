@@ -9,12 +9,12 @@ CCore::~CCore() {
   Release();
 }
 
-void CCore::Attach(void* bytes, std::uint32_t newLength, int freeOld) {
+void CCore::Attach(void* bytes, std::uint32_t new_length, int freeOld) {
   if (freeOld != 0) std::free(data);
   data = static_cast<unsigned char*>(bytes);
-  length = newLength;
+  length = new_length;
   position = 0;
-  capacity_ = newLength;
+  capacity_ = new_length;
 }
 
 // Grows by half of the size, so that the total cost of all reallocations is proportional to the size of the

@@ -16,7 +16,7 @@ class CCore {
 
   // Uses `bytes` as the block and starts reading at its beginning. With `freeOld` 0 the old block is not
   // freed, so that a caller can lend its own block, or take the block over by attaching null and 0.
-  void Attach(void* bytes, std::uint32_t newLength, int freeOld);
+  void Attach(void* bytes, std::uint32_t new_length, int freeOld);
 
   // Appends `count` bytes. Returns the new length, or the old one if memory ran out or the length does not
   // fit in 32 bits.

@@ -92,11 +92,11 @@ TEST_F(Config, SettingsAreReadFromTheirSectionOnly) {
     ASSERT_EQ(Load(kStore + keys), 0) << keys;
     EXPECT_EQ(config_.fileCompare, compare) << keys;
     EXPECT_EQ(config_.zipOnTransfert, zip) << keys;
-    EXPECT_EQ(config_.safeOnTransfert, 0) << keys;
+    EXPECT_EQ(config_.safe_on_transfert, 0) << keys;
   }
   for (const int level : {-1, 1, 2, 3}) {
     ASSERT_EQ(Load(kStore + "SafeOnTransfert=" + std::to_string(level) + "\n"), 0);
-    EXPECT_EQ(config_.safeOnTransfert, std::clamp(level, 0, 2));
+    EXPECT_EQ(config_.safe_on_transfert, std::clamp(level, 0, 2));
   }
 }
 

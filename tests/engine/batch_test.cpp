@@ -8,7 +8,7 @@
 namespace {
 
 // Opens a table, begins a batch, writes "h" in it, reports that and waits for a line.
-const Role holdBatch("hold-batch", [](const std::vector<string>& arguments) {
+const Role hold_batch("hold-batch", [](const std::vector<string>& arguments) {
   const int table = IOpen(arguments[0].c_str());
   if (BeginBatch(table, 1) != 1 || Write(table, "h", "", "helper") != 1) return 1;
   Say("in");
@@ -72,9 +72,9 @@ TEST_F(EngineTest, WaitsForAnotherProcessUntilTimeout) {
   // The second thread waits for the turn of the first, but only as long as its own call may wait.
   const auto start = std::chrono::steady_clock::now();
   std::vector<std::thread> calls;
-  for (const bool forWriting : {true, false}) {
+  for (const bool for_writing : {true, false}) {
     calls.emplace_back([=] {
-      EXPECT_EQ(forWriting ? Write(table, "a", "", "1") : BeginBatch(table, 0), 0);
+      EXPECT_EQ(for_writing ? Write(table, "a", "", "1") : BeginBatch(table, 0), 0);
       EXPECT_EQ(GetLastProblem(), 2) << GetLastErrorText();
       const auto waited = std::chrono::steady_clock::now() - start;
       EXPECT_GE(waited, std::chrono::seconds(9));

@@ -9,7 +9,7 @@ constexpr int kRowsInBatch = 5;
 
 // Writes rows with increasing keys, every other five in a batch, and reports each number once its row is
 // committed.
-const Role writeUntilKilled("write-until-killed", [](const std::vector<string>& arguments) {
+const Role write_until_killed("write-until-killed", [](const std::vector<string>& arguments) {
   const int table = IOpen(arguments[0].c_str());
   for (int row = std::stoi(arguments[1]);; row += kRowsInBatch) {
     const bool batch = row / kRowsInBatch % 2 == 0;
@@ -60,7 +60,7 @@ TEST_F(EngineTest, KeepsCommittedRowsOfKilledWriter) {
 }
 
 // Opens a table in the middle of a large batch whose pages have already gone to the file.
-const Role spillAndWait("spill-and-wait", [](const std::vector<string>& arguments) {
+const Role spill_and_wait("spill-and-wait", [](const std::vector<string>& arguments) {
   const int table = IOpen(arguments[0].c_str());
   if (BeginBatch(table, 1) != 1) return 1;
   for (int row = 0; row < 4000; ++row) {
@@ -84,12 +84,12 @@ TEST_F(EngineTest, KilledBatchIsRolledBackButNotIntoNewTable) {
       kept.push_back(KeyOf(row) + "|kept");
     }
     CloseAll();
-    const auto sizeBefore = fs::file_size(path);
+    const auto size_before = fs::file_size(path);
     HelperProcess writer({"spill-and-wait", path});
     ASSERT_EQ(writer.Hear(), "spilled");
     writer.Signal(SIGKILL);
     writer.Wait();
-    ASSERT_GT(fs::file_size(path), sizeBefore) << "the test needs pages in the file";
+    ASSERT_GT(fs::file_size(path), size_before) << "the test needs pages in the file";
     ASSERT_GT(fs::file_size(path + "-journal"), 0U);
     if (replaced) {
       fs::remove(path);

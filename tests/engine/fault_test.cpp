@@ -47,8 +47,8 @@ class Share {
   template <typename Open>
   int OpenFile(const char* path, int flags, Open open) {
     if (path != path_) return open();
-    const bool isApart = (newest_flags_ & O_DSYNC) != 0 && (newest_flags_ & O_NONBLOCK) != 0;
-    if (!IsOpen() || !isApart) Note(others_.emplace_back(open()).Get(), flags);
+    const bool is_apart = (newest_flags_ & O_DSYNC) != 0 && (newest_flags_ & O_NONBLOCK) != 0;
+    if (!IsOpen() || !is_apart) Note(others_.emplace_back(open()).Get(), flags);
     if (IsOpen() && newest_flags_ == flags) return dup(newest_);
     return Note(open(), flags);
   }

@@ -57,7 +57,7 @@ bool WriteRows(const string& path, char name) {
   return good && IClose(table) == 1;
 }
 
-const Role writeRows("write-rows", [](const std::vector<string>& arguments) {
+const Role write_rows("write-rows", [](const std::vector<string>& arguments) {
   return WriteRows(arguments[0], 'p') ? 0 : 1;
 });
 

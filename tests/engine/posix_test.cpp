@@ -70,7 +70,7 @@ TEST_F(EngineTest, ReadsBesidePlainSqliteThatHasNotWrittenYet) {
   sqlite3_close(plain);
 }
 
-const Role readAsNobody("read-as-nobody", [](const std::vector<string>& arguments) {
+const Role read_as_nobody("read-as-nobody", [](const std::vector<string>& arguments) {
   if (setgid(65534) != 0 || setuid(65534) != 0) return 1;
   const int table = IOpen(arguments[0].c_str());
   if (All(table) != Rows{"a|kept"}) return 2;
@@ -87,7 +87,7 @@ TEST_F(EngineTest, ReadsTableThatIsReadOnly) {
 }
 
 // Without write access, a table with the journal of a killed writer cannot be read.
-const Role refusedAsNobody("refused-as-nobody", [](const std::vector<string>& arguments) {
+const Role refused_as_nobody("refused-as-nobody", [](const std::vector<string>& arguments) {
   if (setgid(65534) != 0 || setuid(65534) != 0) return 1;
   return IOpen(arguments[0].c_str()) < 0 && GetLastProblem() == 3 ? 0 : 2;
 });

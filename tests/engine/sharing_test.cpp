@@ -8,13 +8,13 @@
 namespace {
 
 // Opens a table, reports that, and keeps it open until it is killed.
-const Role holdTable("hold-table", [](const std::vector<string>& arguments) {
+const Role hold_table("hold-table", [](const std::vector<string>& arguments) {
   Say(IOpen(arguments[0].c_str()) > 0 ? "open" : "refused");
   Listen();
   return 0;
 });
 
-const Role makeTable("make-table", [](const std::vector<string>& arguments) {
+const Role make_table("make-table", [](const std::vector<string>& arguments) {
   return CreateArchive(arguments[0].c_str(), 30, 5, 0);
 });
 
@@ -79,12 +79,12 @@ TEST_F(EngineTest, TwoNamesOfOneTableShareIt) {
   TVL_SKIP_WITHOUT_LINKS();
   const string link = folder_.Host("link.dat");
   fs::create_symlink(table_, link);
-  const int byName = Open();
-  const int byLink = IOpen(link.c_str());
-  ASSERT_EQ(BeginBatch(byName, 1), 1);
-  EXPECT_EQ(Write(byName, "a", "", "1"), 1);
-  EXPECT_EQ(Read(ReadKeyEq, byLink, 1, "a"), "a|1") << "the same thread, the same batch";
-  EXPECT_EQ(EndBatch(byName), 1);
+  const int by_name = Open();
+  const int by_link = IOpen(link.c_str());
+  ASSERT_EQ(BeginBatch(by_name, 1), 1);
+  EXPECT_EQ(Write(by_name, "a", "", "1"), 1);
+  EXPECT_EQ(Read(ReadKeyEq, by_link, 1, "a"), "a|1") << "the same thread, the same batch";
+  EXPECT_EQ(EndBatch(by_name), 1);
   EXPECT_FALSE(fs::exists(link + "-journal"));
   CloseAll();
   EXPECT_EQ(CreateArchive(link.c_str(), 20, 4, 3), 0);

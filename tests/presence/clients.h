@@ -10,9 +10,10 @@
 
 // An instance in this process. It takes its number at once.
 struct Me : CConnection {
-  explicit Me(const Store& store, const char* clientClass = "mgrx", const char* computerName = "pc12",
-              const char* address = "127.0.0.1", const char* userName = "ann")
-      : CConnection(store.locks.c_str(), store.procs.c_str(), clientClass, computerName, address, userName) {
+  explicit Me(const Store& store, const char* client_class = "mgrx", const char* computerName = "pc12",
+              const char* address = "127.0.0.1", const char* user_name = "ann")
+      : CConnection(store.locks.c_str(), store.procs.c_str(), client_class, computerName, address,
+                    user_name) {
     AllocateInstance();
   }
 };

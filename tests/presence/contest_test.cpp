@@ -151,7 +151,7 @@ class Contestant {
   std::unique_ptr<Me> me_;
 };
 
-const Role beContestant("contestant", [](const std::vector<string>& arguments) {
+const Role be_contestant("contestant", [](const std::vector<string>& arguments) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   const Life life = {std::stoul(arguments[1]), static_cast<std::uint32_t>(std::stoul(arguments[2]))};
   Contestant(arguments[0], life).Run();
@@ -238,7 +238,7 @@ class Contest {
   }
 
   string folder_;
-  string procs_ = Store(folder_).procsHost;
+  string procs_ = Store(folder_).procs_host;
   Witness& witness_;
   std::array<std::optional<HelperProcess>, kContestants> processes_;
   std::array<std::uint32_t, kContestants> generations_ = {};

@@ -12,7 +12,7 @@ class PresenceInstance : public StoreTest {
   // Leaves only markers of others, and holds the live ones.
   void Leave(const Names& live, const Names& dead) {
     held_.clear();
-    for (const string& former : store_.Markers()) fs::remove(store_.procsHost + former);
+    for (const string& former : store_.Markers()) fs::remove(store_.procs_host + former);
     for (const string& name : dead) folder_.Write("store/tmp/procs/" + name, "");
     for (const string& name : live) held_.emplace_back(store_.procs + name);
   }
@@ -67,7 +67,7 @@ TEST_F(PresenceInstance, LocksNothingWithoutFreeNumber) {
   for (int number = 2; number <= 9999; ++number) {
     char name[64];
     std::snprintf(name, sizeof name, "pc12-7f000001-%03d.1.mgrx.tvp", number);
-    fs::create_hard_link(store_.procsHost + "pc12-7f000001-001.1.mgrx.tvp", store_.procsHost + name);
+    fs::create_hard_link(store_.procs_host + "pc12-7f000001-001.1.mgrx.tvp", store_.procs_host + name);
   }
   Me me(store_);
   EXPECT_EQ(me.instance, 0);
@@ -92,8 +92,8 @@ TEST(PresenceIdentity, DefaultsComeFromSystem) {
       {"abcdef", "1.2.3.4.5", "abcd 00000000"}, {"", nullptr, "xxxx 7f000001"},
       {"a/b\\", nullptr, "a_b_ 7f000001"},      {" a\t ", nullptr, " a\t  7f000001"},
   };
-  for (const auto& [clientClass, address, expected] : cases) {
-    const CConnection me("", "", clientClass, "PC-Twelve", address, "Ann");
+  for (const auto& [client_class, address, expected] : cases) {
+    const CConnection me("", "", client_class, "PC-Twelve", address, "Ann");
     EXPECT_EQ(string(me.className) + ' ' + me.ipText, expected);
     EXPECT_EQ(string(me.computer) + ' ' + me.user, "PC-Twelve Ann") << "unchanged";
     EXPECT_EQ(me.pid, static_cast<unsigned int>(getpid()));

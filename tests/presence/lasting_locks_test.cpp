@@ -19,10 +19,10 @@ class PresenceLastingLocks : public StoreTest {
  protected:
   ~PresenceLastingLocks() override { tvl::System() = real_; }
 
-  [[nodiscard]] string OnlyMarker() const { return store_.procsHost + store_.Markers().at(0); }
+  [[nodiscard]] string OnlyMarker() const { return store_.procs_host + store_.Markers().at(0); }
 
   void ReplaceTable() const {
-    fs::rename(store_.lockTableHost, store_.lockTableHost + ".old");
+    fs::rename(store_.lock_table_host, store_.lock_table_host + ".old");
     ASSERT_EQ(
         CCtreeFile::CreateFiles((store_.locks + "dtlocks.dat").c_str(), kLockRecordLength, kLockKeyLength, 0),
         1);
@@ -236,10 +236,10 @@ TEST_F(PresenceLastingLocks, NewConnectionDeletesRowsOfEarlierOne) {
       Me earlier(store_);
       ASSERT_EQ((Codes{earlier.Lock("A"), earlier.Lock("\1")}), (Codes{1, 1}));
     }
-    if (is_table_late) fs::rename(store_.lockTableHost, store_.lockTableHost + "x");
+    if (is_table_late) fs::rename(store_.lock_table_host, store_.lock_table_host + "x");
     Me me(store_);
     EXPECT_EQ(me.Lock("B"), is_table_late ? 0 : 1);
-    if (is_table_late) fs::rename(store_.lockTableHost + "x", store_.lockTableHost);
+    if (is_table_late) fs::rename(store_.lock_table_host + "x", store_.lock_table_host);
     EXPECT_EQ(me.Lock("B"), 1) << "a table that is there only now is opened";
     for (const char* object : {"A", "\1"}) {
       EXPECT_EQ(other.Lock(object), 1) << object;
@@ -266,7 +266,7 @@ TEST_F(PresenceLastingLocks, DamagedRowIsNotAFreeObject) {
     other.lockCount = 0;
   }
   UnloadTableEngine();
-  DamageRow(store_.lockTableHost);
+  DamageRow(store_.lock_table_host);
   const string before = folder_.Read("store/tmp/locks/dtlocks.dat");
   Me me(store_);
   std::vector<tvl::LockRow> rows;

@@ -92,7 +92,7 @@ TEST_F(PresenceLifecycle, ForkedChildChangesNothingOfParent) {
 
 // Ends the program in the requested way with everything open: connections of both kinds, a lock, a table, a
 // batch of rows. With a sanitizer, a leak or a use after free changes the exit code.
-const Role leaveOpen("leave-open", [](const std::vector<string>& arguments) {
+const Role leave_open("leave-open", [](const std::vector<string>& arguments) {
   const Store store(arguments[0]);
   static CTVLClientSmbOpr second;
   static CTVLCtreeRs set(&second);
@@ -128,7 +128,7 @@ TEST_F(PresenceLifecycle, MarkersHavePermissionsOfFolder) {
   const mode_t former = umask(077);
   const Me me(store_);
   umask(former);
-  const auto mode = fs::status(store_.procsHost + store_.Markers().at(0)).permissions();
+  const auto mode = fs::status(store_.procs_host + store_.Markers().at(0)).permissions();
   EXPECT_EQ(mode, fs::perms(0666));
 }
 
@@ -147,7 +147,7 @@ TEST_F(PresenceLifecycle, RemovesDeadClientOfAnotherUser) {
 }
 
 // Holds a lock and stays inside a write batch of the lock table, with a forked child that has neither.
-const Role sitInABatch("sit-in-a-batch", [](const std::vector<string>& arguments) {
+const Role sit_in_a_batch("sit-in-a-batch", [](const std::vector<string>& arguments) {
   Me me{Store(arguments[0])};
   if (me.Lock("PARENT") != 1) return 1;
   const tvl::TableBatch batch(me.table->handle, tvl::TableBatch::Kind::kWrite);

@@ -17,7 +17,7 @@ string ObjectName(int number) {
   return "OBJECT" + std::to_string(number);
 }
 
-const Role beClient("client", [](const std::vector<string>& arguments) {
+const Role be_client("client", [](const std::vector<string>& arguments) {
   LoadTableEngine();  // while this process may still read it
   umask(077);
   if (!BecomeUser(std::stoi(arguments[1]))) return 1;
@@ -61,7 +61,7 @@ TEST_F(PresenceLockProcesses, StoppedOwnerKeepsLocksAndKilledOneLosesThem) {
 }
 
 // Checks a marker without pauses until it is killed.
-const Role askForEver("ask-for-ever", [](const std::vector<string>& arguments) {
+const Role ask_for_ever("ask-for-ever", [](const std::vector<string>& arguments) {
   Say("asking");
   for (;;) static_cast<void>(tvl::IsMarkerAlive(arguments[0].c_str()));
   return 0;

@@ -43,7 +43,7 @@ TEST_F(PresenceLocks, LocksAndReleasesOnce) {
 
 TEST_F(PresenceLocks, StateDependsOnOwner) {
   const struct {
-    const char* clientClass;
+    const char* client_class;
     const char* computer;
     const char* address;
     int state;
@@ -58,7 +58,7 @@ TEST_F(PresenceLocks, StateDependsOnOwner) {
   for (const auto& test : cases) {
     SCOPED_TRACE(test.owner);
     Me me(store_);
-    auto other = std::make_unique<Me>(store_, test.clientClass, test.computer, test.address, "bob");
+    auto other = std::make_unique<Me>(store_, test.client_class, test.computer, test.address, "bob");
     ASSERT_EQ(other->Lock("ORD1"), 1);
     for (const auto operation : kOperations) {
       EXPECT_EQ((me.*operation)("ORD1"), test.state);
@@ -83,16 +83,16 @@ TEST_F(PresenceLocks, RestartedClientIsTheSameOwner) {
 
 // A dead instance leaves its row, and its marker unless another instance has already removed it.
 TEST_F(PresenceLocks, RemovesDeadOwners) {
-  for (const bool markerLeft : {true, false}) {
+  for (const bool marker_left : {true, false}) {
     for (const auto operation : kOperations) {
-      string marker = store_.procsHost;
+      string marker = store_.procs_host;
       {
         Me dead(store_, "view", "pc13");
         marker += store_.Markers().at(0);
         ASSERT_EQ(dead.Lock("A"), 1);
         dead.lockCount = 0;
       }
-      if (markerLeft) std::ofstream(marker).flush();
+      if (marker_left) std::ofstream(marker).flush();
       ASSERT_EQ(Rows(), "A(dead)|");
       Me me(store_);
       const bool locks = operation == &CConnection::Lock;
@@ -120,12 +120,12 @@ TEST_F(PresenceLocks, ChecksNamesOfObjects) {
   };
   for (const auto& [name, row] : cases) {
     SCOPED_TRACE(name);
-    const bool isName = !row.empty();
+    const bool is_name = !row.empty();
     Me me(store_);
     Me other(store_);
-    EXPECT_EQ(me.Lock(name.c_str()), isName ? 1 : 0);
-    EXPECT_EQ(Rows(), isName ? row + "|" : "");
-    EXPECT_EQ(other.Lock(name.c_str()), isName ? 2 : 0);
+    EXPECT_EQ(me.Lock(name.c_str()), is_name ? 1 : 0);
+    EXPECT_EQ(Rows(), is_name ? row + "|" : "");
+    EXPECT_EQ(other.Lock(name.c_str()), is_name ? 2 : 0);
     EXPECT_EQ(me.Unlock(name.c_str()), 0);
     EXPECT_EQ(Rows(), "");
   }
@@ -163,7 +163,7 @@ TEST_F(PresenceLocks, CloseReleasesTopRowsAndNextOpenReleasesTheRest) {
 }
 
 TEST_F(PresenceLocks, LocksNothingWithoutTable) {
-  fs::remove(store_.lockTableHost);
+  fs::remove(store_.lock_table_host);
   Me me(store_);
   EXPECT_EQ(me.instance, 1);
   EXPECT_EQ(store_.Markers().size(), 1U);
@@ -171,11 +171,11 @@ TEST_F(PresenceLocks, LocksNothingWithoutTable) {
     EXPECT_EQ((me.*operation)("ORD1"), 0);
     EXPECT_EQ(Owner(me), kNobody);
   }
-  EXPECT_FALSE(fs::exists(store_.lockTableHost)) << "the table is not created";
+  EXPECT_FALSE(fs::exists(store_.lock_table_host)) << "the table is not created";
   std::vector<tvl::LockRow> rows;
   EXPECT_FALSE(me.ListLocks(rows));
   if (!kReplacesOpenFiles) GTEST_SKIP() << "the folder of an open marker cannot be removed";
-  fs::remove_all(store_.rootHost);
+  fs::remove_all(store_.root_host);
   const Me nowhere(store_);
   EXPECT_EQ(nowhere.instance, 2) << "this process has number 1, regardless of its marker";
   EXPECT_EQ(nowhere.markerHandle, INVALID_HANDLE_VALUE);
@@ -190,7 +190,7 @@ TEST_F(PresenceLocks, OwnerMustBePresent) {
   EXPECT_EQ(me.lockState, 1) << "as the last lock operation left it";
   CConnection twin(store_.locks.c_str(), store_.procs.c_str(), "mgrx", "pc12", "127.0.0.1", "ann");
   EXPECT_FALSE(twin.HoldsLock("ORD1")) << "it has no marker";
-  const string marker = store_.procsHost + store_.Markers().at(0);
+  const string marker = store_.procs_host + store_.Markers().at(0);
   fs::rename(marker, marker + "x");
   EXPECT_FALSE(me.IsPresent() || me.HoldsLock("ORD1"));
   std::ofstream(marker).flush();

@@ -21,13 +21,13 @@ std::string KeyOf(int batch, int row) {
 }
 
 // Writes batches. Waits after the begin of each, and says what its end returned.
-const Role writeBatches("write-batches", [](const std::vector<std::string>& arguments) {
+const Role write_batches("write-batches", [](const std::vector<std::string>& arguments) {
   const std::filesystem::path path = arguments[0];
   PermitTables(path.parent_path().c_str(), (path.parent_path().parent_path() / "tables.ini").c_str());
   const int table = IOpen(path.c_str());
   for (int batch = 0; Listen() == "begin"; ++batch) {
-    const bool hasBegun = BeginBatch(table, 1) == 1;
-    Say(hasBegun ? "begun" : GetLastErrorText());
+    const bool has_begun = BeginBatch(table, 1) == 1;
+    Say(has_begun ? "begun" : GetLastErrorText());
     Listen();
     // A row may be refused, if the server has already been killed.
     for (int row = 0; row < kRowsInBatch; ++row)

@@ -69,7 +69,7 @@ const Role contend("contend", [](const std::vector<std::string>& arguments) {
 
 // Locks without a batch: looks whether there is a row, and writes one if not. Arguments: table, file of the
 // owner, seconds.
-const Role contendWrongly("contend-wrongly", [](const std::vector<std::string>& arguments) {
+const Role contend_wrongly("contend-wrongly", [](const std::vector<std::string>& arguments) {
   const std::filesystem::path path = arguments[0];
   PermitTables(path.parent_path().c_str(), (path.parent_path().parent_path() / "tables.ini").c_str());
   const int table = IOpen(path.c_str());
@@ -118,9 +118,10 @@ class ContestTest : public ScaleTest {};
 
 TEST_F(ContestTest, OneProcessAtATimeHasALock) {
   const Store store(folder_.Host("contest"));
-  std::filesystem::create_directories(store.rootHost);
-  std::filesystem::copy(folder_.Host("tables.ini"), store.rootHost + "tables.ini");
-  ASSERT_EQ(PermitTables((store.rootHost + "tmp/locks").c_str(), (store.rootHost + "tables.ini").c_str()), 1);
+  std::filesystem::create_directories(store.root_host);
+  std::filesystem::copy(folder_.Host("tables.ini"), store.root_host + "tables.ini");
+  ASSERT_EQ(PermitTables((store.root_host + "tmp/locks").c_str(), (store.root_host + "tables.ini").c_str()),
+            1);
   ASSERT_NO_THROW(store.Make()) << GetLastErrorText();
   const Score right = Compete("contend", folder_.Host("contest"), folder_.Host("owner"), 10);
   EXPECT_GT(right.owned, 100);

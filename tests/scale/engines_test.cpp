@@ -58,8 +58,8 @@ Call Read(std::size_t mode, int keyNumber, const std::string& key) {
   };
 }
 
-Call Begin(int forWriting) {
-  return [=](int handle) { return Plain(BeginBatch(handle, forWriting)); };
+Call Begin(int for_writing) {
+  return [=](int handle) { return Plain(BeginBatch(handle, for_writing)); };
 }
 
 Answer End(int handle) {
@@ -166,15 +166,15 @@ class RandomCalls {
     if (kind < 45) return Reading(what);
     if (kind < 75) return Writing(what);
     if (kind < 85) return Deleting(what);
-    if (inBatch_) {
+    if (in_batch_) {
       what = "end";
-      inBatch_ = false;
+      in_batch_ = false;
       return End;
     }
-    inBatch_ = true;
-    mayWrite_ = Below(3) > 0;
-    what = mayWrite_ ? "begin writing" : "begin reading";
-    return Begin(mayWrite_ ? 1 : 0);
+    in_batch_ = true;
+    may_write_ = Below(3) > 0;
+    what = may_write_ ? "begin writing" : "begin reading";
+    return Begin(may_write_ ? 1 : 0);
   }
 
  private:
@@ -196,21 +196,21 @@ class RandomCalls {
 
   // In a batch for reading, a file of its own could be written, and a snapshot of a server cannot.
   Call Writing(std::string& what) {
-    if (inBatch_ && !mayWrite_) return Reading(what);
+    if (in_batch_ && !may_write_) return Reading(what);
     what = "write";
     return Write(Key(3), Key(2), std::to_string(random_()));
   }
 
   Call Deleting(std::string& what) {
-    if (inBatch_ && !mayWrite_) return Reading(what);
+    if (in_batch_ && !may_write_) return Reading(what);
     what = "delete";
     const std::string key1 = Below(4) == 0 ? "-" : Key(3);
     return Delete(key1, Below(4) == 0 ? Key(2) : "-");
   }
 
   std::mt19937 random_;
-  bool inBatch_ = false;
-  bool mayWrite_ = false;
+  bool in_batch_ = false;
+  bool may_write_ = false;
 };
 
 TEST_F(BothEngines, AgreeOnRandomCalls) {

@@ -30,7 +30,7 @@ std::string KeyOf(const std::string& writer, int row) {
 
 // Writes rows alone and in batches, and appends the number of each row that was acknowledged to a file. At
 // the end, says the longest time without an acknowledgement. Arguments: table, one letter, file.
-const Role writeOn("write-on", [](const std::vector<std::string>& arguments) {
+const Role write_on("write-on", [](const std::vector<std::string>& arguments) {
   const std::filesystem::path path = arguments[0];
   PermitTables(path.parent_path().c_str(), (path.parent_path().parent_path() / "tables.ini").c_str());
   const int table = IOpen(path.c_str());
@@ -44,12 +44,12 @@ const Role writeOn("write-on", [](const std::vector<std::string>& arguments) {
   auto last = steady_clock::now();
   steady_clock::duration longest{};
   for (int row = 0; !ends; row += kRowsInBatch) {
-    const bool isBatch = row % 2 == 0 && BeginBatch(table, 1) == 1;
-    const int rows = isBatch ? kRowsInBatch : 1;
+    const bool is_batch = row % 2 == 0 && BeginBatch(table, 1) == 1;
+    const int rows = is_batch ? kRowsInBatch : 1;
     bool done = true;
     for (int i = row; i < row + rows; ++i)
       done = WriteRawKeys(table, KeyOf(arguments[1], i).c_str(), "", "01234567890123456789") == 1 && done;
-    if (isBatch) done = EndBatch(table) == 1 && done;
+    if (is_batch) done = EndBatch(table) == 1 && done;
     if (!done) continue;
     for (int i = row; i < row + rows; ++i) acknowledged << i << std::endl;
     longest = std::max(longest, steady_clock::now() - last);
@@ -93,8 +93,8 @@ class FailoverTest : public ScaleTest {
     const std::size_t first = (primary + 1) % 3;
     const std::size_t second = (primary + 2) % 3;
     const std::string received = nodes_[second]->Sql("SELECT pg_last_wal_receive_lsn()");
-    const bool isFirst = nodes_[first]->Sql("SELECT pg_last_wal_receive_lsn() >= '" + received + "'") == "t";
-    const std::size_t best = isFirst ? first : second;
+    const bool is_first = nodes_[first]->Sql("SELECT pg_last_wal_receive_lsn() >= '" + received + "'") == "t";
+    const std::size_t best = is_first ? first : second;
     nodes_[best]->Promote();
     return best;
   }

@@ -20,16 +20,16 @@
 namespace {
 
 struct Fault {
-  int killAt = 0;  // the number of the call before which the process is killed; 0 means never
+  int kill_at = 0;  // the number of the call before which the process is killed; 0 means never
   int calls = 0;
-  bool hasNoLinks = false;
-  int linkAnswer = 0;  // the error that is reported of a link that was made; 0 means none
-  std::string mounts;  // read instead of the system's list of mounts, unless empty
+  bool has_no_links = false;
+  int link_answer = 0;  // the error that is reported of a link that was made; 0 means none
+  std::string mounts;   // read instead of the system's list of mounts, unless empty
 };
 Fault fault;
 
 void Count() {
-  if (fault.killAt != 0 && ++fault.calls == fault.killAt) kill(getpid(), SIGKILL);
+  if (fault.kill_at != 0 && ++fault.calls == fault.kill_at) kill(getpid(), SIGKILL);
 }
 
 template <typename Function>
@@ -56,17 +56,17 @@ COUNT_CALLS(ssize_t, send, (int peer, const void* bytes, size_t count, int flags
 extern "C" [[gnu::visibility("default")]] int link(const char* from, const char* to) noexcept {
   static auto* const real = Real<int(const char*, const char*)>("link");
   Count();
-  const int made = fault.hasNoLinks ? -1 : real(from, to);
-  if (fault.hasNoLinks) errno = EPERM;
-  if (made != 0 || fault.linkAnswer == 0) return made;
-  errno = fault.linkAnswer;
+  const int made = fault.has_no_links ? -1 : real(from, to);
+  if (fault.has_no_links) errno = EPERM;
+  if (made != 0 || fault.link_answer == 0) return made;
+  errno = fault.link_answer;
   return -1;
 }
 
 extern "C" [[gnu::visibility("default")]] FILE* fopen64(const char* path, const char* mode) {
   static auto* const real = Real<FILE*(const char*, const char*)>("fopen64");
-  const bool isList = !fault.mounts.empty() && std::strcmp(path, "/proc/self/mountinfo") == 0;
-  return real(isList ? fault.mounts.c_str() : path, mode);
+  const bool is_list = !fault.mounts.empty() && std::strcmp(path, "/proc/self/mountinfo") == 0;
+  return real(is_list ? fault.mounts.c_str() : path, mode);
 }
 
 namespace {
@@ -76,10 +76,10 @@ namespace fs = std::filesystem;
 constexpr char kRecord[] = "01234567890123456789";
 
 // Moves a table, but is killed before a call. Arguments: table, place, number of the call.
-const Role moveAndDie("move-and-die", [](const std::vector<std::string>& arguments) {
+const Role move_and_die("move-and-die", [](const std::vector<std::string>& arguments) {
   const fs::path path = arguments[0];
   PermitTables(path.parent_path().c_str(), (path.parent_path().parent_path() / "tables.ini").c_str());
-  fault.killAt = std::stoi(arguments[2]);
+  fault.kill_at = std::stoi(arguments[2]);
   return MoveTable(path.c_str(), std::stoi(arguments[1])) == 1 ? 0 : 1;
 });
 
@@ -140,15 +140,15 @@ TEST_F(MoveTest, KeepsAllRowsThereAndBack) {
   fs::rename(folder_.Host("hidden"), folder_.Host("tables.ini"));
   const std::vector<std::string> rows = RowsOf(Remote());
   ASSERT_GT(rows.size(), 700U);
-  for (const int toDatabase : {1, 0, 1}) {
-    SCOPED_TRACE(toDatabase);
-    EXPECT_EQ(MoveTable(Remote().c_str(), 1 - toDatabase), 0) << "it is there already";
+  for (const int to_database : {1, 0, 1}) {
+    SCOPED_TRACE(to_database);
+    EXPECT_EQ(MoveTable(Remote().c_str(), 1 - to_database), 0) << "it is there already";
     const int open = IOpen(Remote().c_str());
-    EXPECT_EQ(MoveTable(Remote().c_str(), toDatabase), 0);
+    EXPECT_EQ(MoveTable(Remote().c_str(), to_database), 0);
     EXPECT_EQ(GetLastProblem(), 2) << "in use: " << GetLastErrorText();
     IClose(open);
-    ASSERT_EQ(MoveTable(Remote().c_str(), toDatabase), 1) << GetLastErrorText();
-    EXPECT_EQ(IsRemote(Remote()), toDatabase == 1);
+    ASSERT_EQ(MoveTable(Remote().c_str(), to_database), 1) << GetLastErrorText();
+    EXPECT_EQ(IsRemote(Remote()), to_database == 1);
     EXPECT_EQ(RowsOf(Remote()), rows);
     EXPECT_EQ(folder_.Tree("remote"), std::vector<std::string>{"t.dat"});
   }
@@ -158,28 +158,28 @@ TEST_F(MoveTest, KeepsAllRowsThereAndBack) {
 TEST_F(MoveTest, KilledMoveLeavesOneWholeTable) {
   MakeRows(Remote(), 120);
   const std::vector<std::string> rows = RowsOf(Remote());
-  for (const bool toDatabase : {false, true}) {
+  for (const bool to_database : {false, true}) {
     int stayed = 0;
     int moved = 0;
     for (int call = 1; moved < 3; ++call) {
       SCOPED_TRACE(call);
       ASSERT_LT(call, 200);
-      ASSERT_EQ(IsRemote(Remote()), !toDatabase);
-      HelperProcess mover({"move-and-die", Remote(), toDatabase ? "1" : "0", std::to_string(call)});
+      ASSERT_EQ(IsRemote(Remote()), !to_database);
+      HelperProcess mover({"move-and-die", Remote(), to_database ? "1" : "0", std::to_string(call)});
       const int exit = mover.Wait();
       ASSERT_TRUE(exit == 0 || exit == -SIGKILL) << exit;
-      const bool isMoved = IsRemote(Remote()) == toDatabase;
-      ASSERT_TRUE(isMoved || exit != 0);
-      (isMoved ? moved : stayed) += 1;
+      const bool is_moved = IsRemote(Remote()) == to_database;
+      ASSERT_TRUE(is_moved || exit != 0);
+      (is_moved ? moved : stayed) += 1;
       ASSERT_EQ(RowsOf(Remote()), rows);
-      if (isMoved) {
-        ASSERT_EQ(MoveTable(Remote().c_str(), toDatabase ? 0 : 1), 1) << GetLastErrorText();
+      if (is_moved) {
+        ASSERT_EQ(MoveTable(Remote().c_str(), to_database ? 0 : 1), 1) << GetLastErrorText();
       }
     }
     EXPECT_GT(stayed, 10);
     std::printf("to %s: %d killed moves left the table, %d were complete\n",
-                toDatabase ? "PostgreSQL" : "a file", stayed, moved);
-    if (!toDatabase) {
+                to_database ? "PostgreSQL" : "a file", stayed, moved);
+    if (!to_database) {
       ASSERT_EQ(MoveTable(Remote().c_str(), 0), 1) << GetLastErrorText();
     }
   }
@@ -232,10 +232,10 @@ TEST_F(MoveTest, DropsOnlyNotedOrphans) {
 
 // Where a share has no links, the file is created in place.
 TEST_F(MoveTest, CreatesTableWithoutLinks) {
-  fault.hasNoLinks = true;
+  fault.has_no_links = true;
   MakeRows(Remote(), 5);
   EXPECT_NE(CreateArchive(folder_.Host("remote/none/t").c_str(), 20, 4, 3), 0);
-  fault.hasNoLinks = false;
+  fault.has_no_links = false;
   EXPECT_EQ(RowsOf(Remote()).size(), 7U);
   EXPECT_EQ(folder_.Tree("remote"), std::vector<std::string>{"t.dat"});
 }
@@ -243,10 +243,10 @@ TEST_F(MoveTest, CreatesTableWithoutLinks) {
 // NFS repeats a request whose answer was lost, and then reports that the name exists.
 TEST_F(MoveTest, KeepsTableWhoseLinkIsReportedAsFailed) {
   for (const int answer : {EEXIST, EIO}) {
-    fault.linkAnswer = answer;
+    fault.link_answer = answer;
     const std::string path = folder_.Host("remote/" + std::to_string(answer) + ".dat");
     MakeRows(path, 5);
-    fault.linkAnswer = 0;
+    fault.link_answer = 0;
     EXPECT_EQ(RowsOf(path).size(), 7U);
   }
   EXPECT_EQ(folder_.Tree("remote").size(), 2U);
@@ -257,21 +257,21 @@ TEST_F(MoveTest, RefusesTablesThatShareCannotHave) {
     folder_.Write("mounts", "1 0 0:1 / " + folder_.Host() + " rw - " + type + " server:/share rw\n");
     fault.mounts = folder_.Host("mounts");
   };
-  const auto expectRefusal = [](int result, const char* reason) {
+  const auto expect_refusal = [](int result, const char* reason) {
     EXPECT_LE(result, 0);
     EXPECT_NE(std::string(GetLastErrorText()).find(reason), std::string::npos) << GetLastErrorText();
   };
   MakeRows(Remote(), 5);
   ASSERT_EQ(MoveTable(Remote().c_str(), 0), 1) << GetLastErrorText();
   pretend("fuse.glusterfs");
-  expectRefusal(IOpen(Remote().c_str()), "'tvl table move TABLE --to postgresql'");
-  expectRefusal(-CreateArchive(Local().c_str(), 20, 4, 3), "'tvl table move TABLE --to postgresql'");
+  expect_refusal(IOpen(Remote().c_str()), "'tvl table move TABLE --to postgresql'");
+  expect_refusal(-CreateArchive(Local().c_str(), 20, 4, 3), "'tvl table move TABLE --to postgresql'");
   EXPECT_FALSE(folder_.Exists("local/t.dat"));
   EXPECT_EQ(MoveTable(Remote().c_str(), 1), 1) << GetLastErrorText();
   EXPECT_EQ(RowsOf(Remote()).size(), 7U);
-  expectRefusal(MoveTable(Remote().c_str(), 0), "GlusterFS");
+  expect_refusal(MoveTable(Remote().c_str(), 0), "GlusterFS");
   pretend("vfat");
-  expectRefusal(-CreateArchive(Remote("new").c_str(), 20, 4, 3), "permanent file numbers");
+  expect_refusal(-CreateArchive(Remote("new").c_str(), 20, 4, 3), "permanent file numbers");
   EXPECT_FALSE(folder_.Exists("remote/new.dat"));
   fault.mounts.clear();
 }

@@ -21,21 +21,21 @@ using std::chrono::steady_clock;
 constexpr char kRecord[] = "01234567890123456789";
 
 // Is a computer of its own, and says so.
-const Role beComputer("be-computer", [](const std::vector<std::string>&) {
+const Role be_computer("be-computer", [](const std::vector<std::string>&) {
   Say(unshare(CLONE_NEWNET) == 0 ? "ready" : "no");
   Listen();
   return 0;
 });
 
 // The same, with a client that has a table open and keeps its lock. Argument: table.
-const Role lockOverNetwork("lock-over-network", [](const std::vector<std::string>& arguments) {
+const Role lock_over_network("lock-over-network", [](const std::vector<std::string>& arguments) {
   const fs::path path = arguments[0];
   Say(unshare(CLONE_NEWNET) == 0 ? "ready" : "no");
   Listen();
   PermitTables(path.parent_path().c_str(), (path.parent_path().parent_path() / "tables.ini").c_str());
   const int table = IOpen(path.c_str());
-  const bool hasBegun = BeginBatch(table, 1) == 1 && WriteRawKeys(table, "a", "", kRecord) == 1;
-  Say(hasBegun ? "locked" : GetLastErrorText());
+  const bool has_begun = BeginBatch(table, 1) == 1 && WriteRawKeys(table, "a", "", kRecord) == 1;
+  Say(has_begun ? "locked" : GetLastErrorText());
   Listen();
   Say(EndBatch(table) == 0 ? "lost" : "committed");
   return 0;
@@ -92,11 +92,11 @@ TEST_F(NetworkTest, NoticesDeadComputer) {
   EXPECT_EQ(server.Sql(locks), "1");
   while (server.Sql(locks) != "0" && since() < seconds(30)) std::this_thread::sleep_for(seconds(1) / 10);
   EXPECT_LT(since(), seconds(12)) << "the server noticed late";
-  const auto byServer = since();
+  const auto by_server = since();
   EXPECT_EQ(client.Hear(), "lost");
   EXPECT_LT(since(), seconds(24)) << "the client noticed late, or waited for the server for too long";
   std::printf("a dead computer: noticed by the server after %.1f s, given up by the client after %.1f s\n",
-              std::chrono::duration<double>(byServer).count(),
+              std::chrono::duration<double>(by_server).count(),
               std::chrono::duration<double>(since()).count());
 }
 

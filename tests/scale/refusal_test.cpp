@@ -83,7 +83,7 @@ TEST_F(RefusalTest, RefusesServersThatMayLoseCommits) {
   const struct {
     const char* name;
     std::vector<std::string> settings;
-    bool isStandby;
+    bool is_standby;
     const char* reason;
   } cases[] = {
       {"unsynced", {"fsync=off"}, false, "fsync or full_page_writes"},
@@ -93,9 +93,9 @@ TEST_F(RefusalTest, RefusesServersThatMayLoseCommits) {
   Database server(folder_.Host("other"));
   fs::permissions(folder_.Host(), fs::perms(0755));
   server.Start();
-  for (const auto& [name, settings, isStandby, reason] : cases) {
+  for (const auto& [name, settings, is_standby, reason] : cases) {
     server.Stop();
-    if (isStandby) folder_.Write("other/data/standby.signal", "");
+    if (is_standby) folder_.Write("other/data/standby.signal", "");
     server.Start(settings);
     AddService(name, server.Service());
     WriteTablesIni(name);

@@ -69,20 +69,20 @@ void Relay::PassOn(int client) {
   const int server = ConnectTo(target_);
   const int on = 1;
   setsockopt(client, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-  bool hasAnswered = true;
-  for (bool goesOn = server >= 0; goesOn && !ends_;) {
+  bool has_answered = true;
+  for (bool goes_on = server >= 0; goes_on && !ends_;) {
     pollfd ends[] = {{client, POLLIN, 0}, {server, POLLIN, 0}};
     if (poll(ends, 2, kPollTime) <= 0) continue;
     if (ends[0].revents != 0) {
-      if (std::exchange(hasAnswered, false)) {
-        ++roundTrips_;
+      if (std::exchange(has_answered, false)) {
+        ++round_trips_;
         nanosleep(&kDelay, nullptr);
       }
-      goesOn = PassBlock(client, server);
+      goes_on = PassBlock(client, server);
     }
-    if (goesOn && ends[1].revents != 0) {
-      hasAnswered = true;
-      goesOn = PassBlock(server, client);
+    if (goes_on && ends[1].revents != 0) {
+      has_answered = true;
+      goes_on = PassBlock(server, client);
     }
   }
   close(server);

@@ -15,7 +15,7 @@ class Relay {
   ~Relay();
 
   [[nodiscard]] int Port() const { return port_; }
-  [[nodiscard]] int RoundTrips() const { return roundTrips_; }
+  [[nodiscard]] int RoundTrips() const { return round_trips_; }
 
  private:
   void Serve();
@@ -25,7 +25,7 @@ class Relay {
   int listener_ = -1;
   int port_ = 0;
   std::atomic<bool> ends_ = false;
-  std::atomic<int> roundTrips_ = 0;
+  std::atomic<int> round_trips_ = 0;
   std::thread thread_;
 };
 

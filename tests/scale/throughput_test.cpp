@@ -17,7 +17,7 @@ constexpr char kSeconds[] = "8";
 
 // Writes rows, each a transaction of its own, and says how many were committed. Arguments: table, first
 // letter of the keys, seconds.
-const Role writeAlone("write-alone", [](const std::vector<std::string>& arguments) {
+const Role write_alone("write-alone", [](const std::vector<std::string>& arguments) {
   const std::filesystem::path path = arguments[0];
   PermitTables(path.parent_path().c_str(), (path.parent_path().parent_path() / "tables.ini").c_str());
   const int table = IOpen(path.c_str());
@@ -66,11 +66,11 @@ TEST_F(ThroughputTest, CommitsMoreWritesThanAFile) {
   // The tables.ini does not change how a table in a file is opened.
   ASSERT_GT(Make(local), 0) << GetLastErrorText();
   ASSERT_GT(Make(remote), 0) << GetLastErrorText();
-  const int inFile = CommittedWrites(local);
-  const int inServer = CommittedWrites(remote);
-  std::printf("%s s of 8 clients: %d committed writes in a file, %d in PostgreSQL\n", kSeconds, inFile,
-              inServer);
-  EXPECT_GE(inServer, 5 * inFile);
+  const int in_file = CommittedWrites(local);
+  const int in_server = CommittedWrites(remote);
+  std::printf("%s s of 8 clients: %d committed writes in a file, %d in PostgreSQL\n", kSeconds, in_file,
+              in_server);
+  EXPECT_GE(in_server, 5 * in_file);
 }
 
 }  // namespace

@@ -126,7 +126,7 @@ TEST(ServerLockClients, RequirePresence) {
 class BusyTable {
  public:
   explicit BusyTable(const Store& store)
-      : path_(store.rootHost + "tmp/locks/dtlocks.dat"), table_((store.locks + "dtlocks.dat").c_str()) {}
+      : path_(store.root_host + "tmp/locks/dtlocks.dat"), table_((store.locks + "dtlocks.dat").c_str()) {}
 
   void Begin() {
     batch_.emplace(table_.handle, tvl::TableBatch::Kind::kWrite);

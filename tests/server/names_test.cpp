@@ -107,7 +107,7 @@ TEST_F(ServerNameAccess, FollowLinksThatStayInside) {
 // The file that a linked configuration leads to is protected.
 TEST_F(ServerNameAccess, ProtectLinkedConfiguration) {
   Link("store/tvl.ini", "../link.ini");
-  const StoreRoot root(store.store.rootHost, {}, store.folder.Host("link.ini"));
+  const StoreRoot root(store.store.root_host, {}, store.folder.Host("link.ini"));
   std::vector<string> made;
   for (const char* name : {"tvl.ini", "TVL.INI", "second_name", "to_config"}) {
     EXPECT_FALSE(root.Find(name).has_value()) << name;
@@ -151,7 +151,7 @@ TEST_F(ServerNameAccess, FollowNoLinkWithoutKernelSupport) {
   constexpr int kNoFilter = 77;
   const auto count_wrong = [&] {
     if (!TakeOpenat2Away()) return kNoFilter;
-    const StoreRoot root(store.store.rootHost, {store.Path("tmp")}, store.Path("tvl.ini"));
+    const StoreRoot root(store.store.root_host, {store.Path("tmp")}, store.Path("tvl.ini"));
     int wrong = root.Find("docs/a.txt") && root.Find("fresh") ? 0 : 1;
     for (const char* name :
          {"docs/self/a.txt", "up/secret", "out", "alias", "docs/../docs/a.txt", "tmp/inner", "tvl.ini"}) {

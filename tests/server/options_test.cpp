@@ -101,7 +101,7 @@ TEST(ServerOptions, CanBeCheckedWithoutAServer) {
   const ProcessResult good = check("tags");
   EXPECT_EQ(good.exit, 0);
   for (const string& line :
-       {"store:        " + store.store.rootHost, string("listens:      [::]:0"),
+       {"store:        " + store.store.root_host, string("listens:      [::]:0"),
         string("status:       127.0.0.1:8080"), "tags:         those in " + store.folder.Host("tags")}) {
     EXPECT_NE(good.out.find(line + "\n"), string::npos) << good.out;
   }

@@ -36,8 +36,8 @@ ProcessStart Start(const std::string& log, std::string before, const ServedStore
 ServedStore::ServedStore(bool zip, const std::string& policy, const std::filesystem::path& parent)
     : folder(parent), store(folder.Host()) {
   store.Make();
-  std::ofstream(Path("tvl.ini")) << "[TavolisFileSystem]\nDocumentRoot=" << store.rootHost
-                                 << "\nTmpDir=" << store.rootHost << "tmp\nZipOnTransfert=" << (zip ? 1 : 0)
+  std::ofstream(Path("tvl.ini")) << "[TavolisFileSystem]\nDocumentRoot=" << store.root_host
+                                 << "\nTmpDir=" << store.root_host << "tmp\nZipOnTransfert=" << (zip ? 1 : 0)
                                  << "\nFileCompare=" << policy << "\nShortName=short\nLongName=long\n";
 }
 

@@ -17,7 +17,7 @@ struct ServedStore {
   explicit ServedStore(bool zip = false, const std::string& policy = "HASH",
                        const std::filesystem::path& parent = std::filesystem::temp_directory_path());
 
-  [[nodiscard]] std::string Path(const std::string& name) const { return store.rootHost + name; }
+  [[nodiscard]] std::string Path(const std::string& name) const { return store.root_host + name; }
   void Write(const std::string& name, const std::string& bytes) const {
     folder.Write("store/" + name, bytes);
   }

@@ -200,9 +200,9 @@ TEST_F(Status, IsHealthyOnlyWithItsStore) {
     EXPECT_EQ(Get("/metrics").first, 200);
   }
   EXPECT_TRUE(becomes(200, "ok"));
-  std::filesystem::rename(store.store.lockTableHost, root + "/table");
+  std::filesystem::rename(store.store.lock_table_host, root + "/table");
   EXPECT_TRUE(becomes(503, "the lock table cannot be read"));
-  std::filesystem::rename(root + "/table", store.store.lockTableHost);
+  std::filesystem::rename(root + "/table", store.store.lock_table_host);
   EXPECT_TRUE(becomes(200, "ok"));
 }
 

@@ -122,7 +122,7 @@ TEST_F(ServerTransfer, DoesNotReplaceHeldFilesOrTables) {
 
 TEST(ServerPut, RemovesFoldersCreatedByDroppedPuts) {
   const ServedStore store;
-  const StoreRoot root(store.store.rootHost, {}, store.Path("tvl.ini"));
+  const StoreRoot root(store.store.root_host, {}, store.Path("tvl.ini"));
   tvl::server::Gauge noted;
   Parts parts(store.Path("tmp"), noted);
   tvl::server::MadeFolders made_folders;

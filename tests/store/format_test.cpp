@@ -17,7 +17,7 @@ TEST(LockKey, HasEachPartAtItsOffset) {
     const char* object;
     const char* computer;
     const char* address;
-    const char* clientClass;
+    const char* client_class;
     int instance;
     string key;
   } cases[] = {
@@ -32,8 +32,9 @@ TEST(LockKey, HasEachPartAtItsOffset) {
   for (const auto& test : cases) {
     char buffer[kLockKeySize + 1];
     std::fill_n(buffer, sizeof buffer, '?');
-    EXPECT_EQ(BuildLockKey(buffer, test.object, test.computer, test.address, test.clientClass, test.instance),
-              buffer);
+    EXPECT_EQ(
+        BuildLockKey(buffer, test.object, test.computer, test.address, test.client_class, test.instance),
+        buffer);
     EXPECT_EQ(string(buffer, kLockKeySize), test.key + string(kLockKeySize - kLockKeyLength, '\0'));
     EXPECT_EQ(buffer[kLockKeySize], '?');
   }
@@ -52,14 +53,14 @@ TEST(LockKey, KeyOfObjectSortsJustBeforeItsRows) {
 string Parse(const string& name) {
   char computer[kMarkerNameSize] = "-";
   char ip[kMarkerNameSize] = "-";
-  char clientClass[kMarkerNameSize] = "-";
+  char client_class[kMarkerNameSize] = "-";
   int instance = -1;
   int pid = -1;
-  const int fits = ParseMarkerName(name.c_str(), computer, ip, &instance, &pid, clientClass);
+  const int fits = ParseMarkerName(name.c_str(), computer, ip, &instance, &pid, client_class);
   EXPECT_EQ(ParseMarkerName(name.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr), fits);
   char parts[4 * kMarkerNameSize];
   std::snprintf(parts, sizeof parts, "%d %s %s %d %x %s", fits, computer, ip, instance,
-                static_cast<unsigned int>(pid), clientClass);
+                static_cast<unsigned int>(pid), client_class);
   return parts;
 }
 

@@ -23,14 +23,14 @@ void WriteLine(int descriptor, const std::string& line) {
 
 }  // namespace
 
-HelperProcess::HelperProcess(std::vector<std::string> roleAndArguments) {
+HelperProcess::HelperProcess(std::vector<std::string> role_and_arguments) {
   int in[2];
   int out[2];
   if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) abort();
-  roleAndArguments.insert(roleAndArguments.begin(), {"test", "--role"});
+  role_and_arguments.insert(role_and_arguments.begin(), {"test", "--role"});
   std::vector<char*> arguments;
-  arguments.reserve(roleAndArguments.size() + 1);
-  for (std::string& argument : roleAndArguments) arguments.push_back(argument.data());
+  arguments.reserve(role_and_arguments.size() + 1);
+  for (std::string& argument : role_and_arguments) arguments.push_back(argument.data());
   arguments.push_back(nullptr);
   process_ = fork();
   if (process_ == 0) {
@@ -41,8 +41,8 @@ HelperProcess::HelperProcess(std::vector<std::string> roleAndArguments) {
   }
   close(in[0]);
   close(out[1]);
-  toHelper_ = in[1];
-  fromHelper_ = out[0];
+  to_helper_ = in[1];
+  from_helper_ = out[0];
 }
 
 HelperProcess::~HelperProcess() {
@@ -50,16 +50,16 @@ HelperProcess::~HelperProcess() {
     Signal(SIGKILL);
     Wait();
   }
-  close(toHelper_);
-  close(fromHelper_);
+  close(to_helper_);
+  close(from_helper_);
 }
 
 std::string HelperProcess::Hear() {
-  return ReadLine(fromHelper_);
+  return ReadLine(from_helper_);
 }
 
 void HelperProcess::Say(const std::string& line) {
-  WriteLine(toHelper_, line);
+  WriteLine(to_helper_, line);
 }
 
 void HelperProcess::Signal(int signal) const {

@@ -29,7 +29,7 @@ std::string Listen();
 // Another process of this binary, in a role. It is killed with this object if it is still running.
 class HelperProcess {
  public:
-  explicit HelperProcess(std::vector<std::string> roleAndArguments);
+  explicit HelperProcess(std::vector<std::string> role_and_arguments);
   HelperProcess(const HelperProcess&) = delete;
   HelperProcess& operator=(const HelperProcess&) = delete;
   ~HelperProcess();
@@ -46,8 +46,8 @@ class HelperProcess {
 
  private:
   pid_t process_ = -1;
-  int toHelper_ = -1;
-  int fromHelper_ = -1;
+  int to_helper_ = -1;
+  int from_helper_ = -1;
 };
 
 #endif

@@ -25,7 +25,7 @@ void CreatePipeFor(HANDLE& read_end, HANDLE& write_end, HANDLE& inherited) {
 
 }  // namespace
 
-HelperProcess::HelperProcess(std::vector<std::string> roleAndArguments) {
+HelperProcess::HelperProcess(std::vector<std::string> role_and_arguments) {
   HANDLE in = nullptr;
   HANDLE to_helper = nullptr;
   HANDLE from_helper = nullptr;
@@ -35,7 +35,7 @@ HelperProcess::HelperProcess(std::vector<std::string> roleAndArguments) {
   char path[MAX_PATH];
   GetModuleFileNameA(nullptr, path, sizeof path);
   std::string command = "test --role";
-  for (const std::string& argument : roleAndArguments) command += " \"" + argument + "\"";
+  for (const std::string& argument : role_and_arguments) command += " \"" + argument + "\"";
   STARTUPINFOA start = {};
   start.cb = sizeof start;
   start.dwFlags = STARTF_USESTDHANDLES;
@@ -50,8 +50,8 @@ HelperProcess::HelperProcess(std::vector<std::string> roleAndArguments) {
   CloseHandle(in);
   CloseHandle(out);
   process_ = NumberOf(started.hProcess);
-  toHelper_ = NumberOf(to_helper);
-  fromHelper_ = NumberOf(from_helper);
+  to_helper_ = NumberOf(to_helper);
+  from_helper_ = NumberOf(from_helper);
 }
 
 HelperProcess::~HelperProcess() {
@@ -59,15 +59,15 @@ HelperProcess::~HelperProcess() {
     Signal(SIGKILL);
     Wait();
   }
-  CloseHandle(HandleOf(toHelper_));
-  CloseHandle(HandleOf(fromHelper_));
+  CloseHandle(HandleOf(to_helper_));
+  CloseHandle(HandleOf(from_helper_));
 }
 
 std::string HelperProcess::Hear() {
   std::string line;
   char character = 0;
   DWORD read = 0;
-  while (ReadFile(HandleOf(fromHelper_), &character, 1, &read, nullptr) != 0 && read == 1 &&
+  while (ReadFile(HandleOf(from_helper_), &character, 1, &read, nullptr) != 0 && read == 1 &&
          character != '\n') {
     if (character != '\r') line += character;
   }
@@ -77,7 +77,7 @@ std::string HelperProcess::Hear() {
 void HelperProcess::Say(const std::string& line) {
   const std::string bytes = line + '\n';
   DWORD written = 0;
-  WriteFile(HandleOf(toHelper_), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+  WriteFile(HandleOf(to_helper_), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
 }
 
 // The system can only kill.

@@ -18,39 +18,39 @@
 // are host paths, the others have backslashes.
 struct Store {
   explicit Store(const std::string& folder)
-      : folderHost(folder),
-        rootHost(folder + "/store/"),
-        procsHost(rootHost + "tmp/procs/"),
-        lockTableHost(rootHost + "tmp/locks/dtlocks.dat"),
-        config(Logical(rootHost + "tvl.ini")),
-        root(Logical(rootHost)),
-        locks(Logical(rootHost + "tmp/locks/")),
-        procs(Logical(procsHost)) {}
+      : folder_host(folder),
+        root_host(folder + "/store/"),
+        procs_host(root_host + "tmp/procs/"),
+        lock_table_host(root_host + "tmp/locks/dtlocks.dat"),
+        config(Logical(root_host + "tvl.ini")),
+        root(Logical(root_host)),
+        locks(Logical(root_host + "tmp/locks/")),
+        procs(Logical(procs_host)) {}
 
   // Creates the store with a lock table, accessible to everyone.
   void Make() const {
-    std::filesystem::create_directories(procsHost);
-    std::filesystem::create_directories(rootHost + "tmp/locks");
+    std::filesystem::create_directories(procs_host);
+    std::filesystem::create_directories(root_host + "tmp/locks");
     for (const std::string& open :
-         {folderHost, rootHost, rootHost + "tmp", rootHost + "tmp/locks", procsHost}) {
+         {folder_host, root_host, root_host + "tmp", root_host + "tmp/locks", procs_host}) {
       std::filesystem::permissions(open, std::filesystem::perms(0777));
     }
-    std::ofstream(rootHost + "tvl.ini") << "[TavolisFileSystem]\nDocumentRoot=" << rootHost
-                                        << "\nTmpDir=" << rootHost << "tmp\nZipOnTransfert=0\n";
+    std::ofstream(root_host + "tvl.ini") << "[TavolisFileSystem]\nDocumentRoot=" << root_host
+                                         << "\nTmpDir=" << root_host << "tmp\nZipOnTransfert=0\n";
     if (CCtreeFile::CreateFiles((locks + "dtlocks.dat").c_str(), kLockRecordLength, kLockKeyLength, 0) != 1) {
       throw std::runtime_error("no lock table");
     }
   }
 
   // Opens a connection that uses the files of the store in place.
-  int Connect(CTVLClientSmbOpr& connection, const char* clientClass = "mgrx") const {
-    return connection.Open(Arg(""), Arg(config), Arg(clientClass));
+  int Connect(CTVLClientSmbOpr& connection, const char* client_class = "mgrx") const {
+    return connection.Open(Arg(""), Arg(config), Arg(client_class));
   }
 
   // Returns the names in the folder of markers, sorted.
   [[nodiscard]] std::vector<std::string> Markers() const {
     std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(procsHost))
+    for (const auto& entry : std::filesystem::directory_iterator(procs_host))
       names.push_back(entry.path().filename().string());
     std::sort(names.begin(), names.end());
     return names;
@@ -61,10 +61,10 @@ struct Store {
     return path;
   }
 
-  std::string folderHost;
-  std::string rootHost;
-  std::string procsHost;
-  std::string lockTableHost;
+  std::string folder_host;
+  std::string root_host;
+  std::string procs_host;
+  std::string lock_table_host;
   std::string config;
   std::string root;
   std::string locks;

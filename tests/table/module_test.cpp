@@ -18,7 +18,7 @@ int StateAfter(int (CTVLClientSmbOpr::*operation)(char*, int*, char*, int*, int*
 
 // Uses all functions that need the engine and reports the results: creating a table, opening one, writing,
 // reading, deleting, locking and unlocking.
-const Role useEngine("use-engine", [](const std::vector<string>& arguments) {
+const Role use_engine("use-engine", [](const std::vector<string>& arguments) {
   const Store store(arguments[0]);
   CTVLClientSmbOpr connection;
   if (store.Connect(connection) != TVL_OK || connection.InstanceId() != 1) return 1;

@@ -80,7 +80,7 @@ class TableFiles : public StoreTest {
 };
 
 TEST_F(TableFiles, OneTableHasOneHandleForAllSpellings) {
-  fs::create_directory(store_.rootHost + "sub");
+  fs::create_directory(store_.root_host + "sub");
   int handle = -1;
   ASSERT_EQ(connection_.CTFileInit(Arg("sub/x.dat"), handle, 30, 6, 0), TVL_OK);
   for (const char* name : {"sub\\x.dat", "SUB/X.DAT", "sub/x.dat"}) {
@@ -254,7 +254,7 @@ TEST_F(TableFiles, HandlesEndWithTheirConnection) {
 
 // The rows fit into the engine's memory and the journal onto the disk, but the table does not.
 TEST_F(TableFiles, WriteThatCannotBeCommittedFails) {
-  const MountedFolder disk(store_.rootHost + "/disk", "size=512k");
+  const MountedFolder disk(store_.root_host + "/disk", "size=512k");
   if (!disk.IsMounted()) GTEST_SKIP() << "no disk can be mounted";
   constexpr int kRows = 100;
   ASSERT_EQ(connection_.CTFileInit(Arg("disk/t.dat"), handle_, 1000, kKey1, kKey2), TVL_OK);

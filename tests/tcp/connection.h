@@ -12,9 +12,9 @@ class Connection : public CTVLClientTcpOpr {
   Connection() = default;
   explicit Connection(const Server& server) { EXPECT_EQ(Connect(server.Port()), TVL_OK); }
 
-  int Connect(unsigned int port, const string& host = "127.0.0.1", const string& clientClass = "tvlc",
+  int Connect(unsigned int port, const string& host = "127.0.0.1", const string& client_class = "tvlc",
               const string& tag = "tag") {
-    return Open(Arg(folder.Host("work")), Arg(""), Arg(host), port, Arg(clientClass), Arg(tag));
+    return Open(Arg(folder.Host("work")), Arg(""), Arg(host), port, Arg(client_class), Arg(tag));
   }
   int Get(const string& remote, const string& local) {
     return GetRemote(Arg(remote), Arg(local), &transferred);

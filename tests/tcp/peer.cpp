@@ -139,12 +139,12 @@ void Server::Join() {
   thread_.join();
 }
 
-Server::Part AnswersLocks(const std::vector<std::string>& replies, const std::function<void()>& beforeEach) {
+Server::Part AnswersLocks(const std::vector<std::string>& replies, const std::function<void()>& before_each) {
   return [=](Peer& peer) {
     peer.Welcome();
     for (const std::string& reply : replies) {
       EXPECT_EQ(peer.ReadPacket(), "LA");
-      beforeEach();
+      before_each();
       peer.Send(Reply(reply));
     }
     EXPECT_EQ(peer.ReadPacket(), "X") << "nothing else was asked for";

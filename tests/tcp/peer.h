@@ -76,6 +76,6 @@ class Server {
 // Welcomes a client, answers its requests for the lock "A", and expects nothing but the end of the
 // connection.
 Server::Part AnswersLocks(
-    const std::vector<std::string>& replies, const std::function<void()>& beforeEach = [] {});
+    const std::vector<std::string>& replies, const std::function<void()>& before_each = [] {});
 
 #endif

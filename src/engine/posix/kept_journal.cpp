@@ -7,9 +7,9 @@
 namespace tvl::engine {
 
 void KeptJournal::NoteSeen(const struct stat* status) {
-  wasEmpty_ = status == nullptr || status->st_size == 0;
-  isSeen_ = status != nullptr && status->st_size == 0 && Is(*status);
-  if (!isSeen_) Drop();
+  was_empty_ = status == nullptr || status->st_size == 0;
+  is_seen_ = status != nullptr && status->st_size == 0 && Is(*status);
+  if (!is_seen_) Drop();
 }
 
 bool KeptJournal::DropDeleted(const struct stat& status) {
@@ -22,7 +22,7 @@ void KeptJournal::Keep(int descriptor, const FileIdentity& id) {
   Drop();
   descriptor_ = descriptor;
   id_ = id;
-  isSeen_ = true;
+  is_seen_ = true;
 }
 
 void KeptJournal::Drop() {

@@ -21,20 +21,20 @@ class KeptJournal {
   ~KeptJournal() { Drop(); }
 
   // For a new transaction, which has not examined the journal yet.
-  void Forget() { isSeen_ = wasEmpty_ = false; }
+  void Forget() { is_seen_ = was_empty_ = false; }
 
   // Notes the status of the journal, null if it does not exist. A journal with contents was left by a killed
   // writer; it is opened by its name, because this computer may have cached older contents of the kept file.
   void NoteSeen(const struct stat* status);
 
   // Returns whether the journal was empty, or did not exist, when it was seen.
-  [[nodiscard]] bool WasEmpty() const { return wasEmpty_; }
+  [[nodiscard]] bool WasEmpty() const { return was_empty_; }
 
   // Returns true if the kept file was deleted, and closes it: an open file would keep answering for its name.
   [[nodiscard]] bool DropDeleted(const struct stat& status);
 
   // Returns the kept descriptor if it is that of the file that was seen, else -1.
-  [[nodiscard]] int Reuse() const { return isSeen_ ? descriptor_ : -1; }
+  [[nodiscard]] int Reuse() const { return is_seen_ ? descriptor_ : -1; }
 
   // The kept descriptor, or -1.
   [[nodiscard]] int Descriptor() const { return descriptor_; }
@@ -52,8 +52,8 @@ class KeptJournal {
 
   int descriptor_ = -1;
   FileIdentity id_;
-  bool isSeen_ = false;
-  bool wasEmpty_ = false;
+  bool is_seen_ = false;
+  bool was_empty_ = false;
 };
 
 }  // namespace tvl::engine

@@ -115,11 +115,11 @@ std::unique_ptr<NewRemoteTable> NewRemoteTable::Create(const std::string& path, 
 }
 
 NewRemoteTable::~NewRemoteTable() {
-  if (!isKept_) plugin_.Discard(place_);
+  if (!is_kept_) plugin_.Discard(place_);
 }
 
 void NewRemoteTable::Keep() {
-  isKept_ = true;
+  is_kept_ = true;
 }
 
 std::unique_ptr<Table> NewRemoteTable::OpenRows(Patience& patience) const {
@@ -173,7 +173,7 @@ bool NewRemoteTable::Publish() {
     Keep();
     static_cast<void>(SyncFolderOf(path_));
   }
-  return isKept_;
+  return is_kept_;
 }
 
 bool NewRemoteTable::PublishInstead() {

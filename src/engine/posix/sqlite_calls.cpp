@@ -34,8 +34,8 @@ int OnLockRequest(int descriptor, int command, struct flock& lock) {
     errno = ENOLCK;
     return -1;
   }
-  const bool isOurs = descriptor == region->File();
-  if (isOurs && command == F_GETLK) {
+  const bool is_ours = descriptor == region->File();
+  if (is_ours && command == F_GETLK) {
     lock.l_pid = 0;  // SQLite leaves it as it is, and the kernel requires 0 for this kind of lock
     // Another program may be writing while we only read.
     if (region->Held() != Region::Strength::kExclusive) return System().lock(descriptor, F_OFD_GETLK, &lock);
@@ -43,7 +43,7 @@ int OnLockRequest(int descriptor, int command, struct flock& lock) {
     return 0;
   }
   const LockKind kind = lock.l_type == F_WRLCK ? LockKind::kExclusive : LockKind::kShared;
-  if ((isOurs && lock.l_type == F_UNLCK) || region->Covers(descriptor, kind)) return 0;
+  if ((is_ours && lock.l_type == F_UNLCK) || region->Covers(descriptor, kind)) return 0;
   errno = EAGAIN;
   return -1;
 }
@@ -85,7 +85,7 @@ int Open(const char* path, int flags, int mode) {
   SqliteFiles* const files = FilesInUse();
   if (files != nullptr && IsJournal(path)) return OpenJournal(*files, path, flags, rights);
   const int opened = ForkGuard::Open(path, flags, rights);
-  CurrentPassage().lastOpened = opened;
+  CurrentPassage().last_opened = opened;
   return opened;
 }
 
@@ -104,10 +104,10 @@ int Close(int descriptor) {
 int StatFresh(const char* path, const KeptJournal& kept, struct stat* status) {
   constexpr unsigned int kMask = STATX_SIZE | STATX_NLINK;
   struct statx fresh = {};
-  const bool isFresh =
+  const bool is_fresh =
       kept.Descriptor() >= 0 &&
       System().statx(kept.Descriptor(), "", AT_EMPTY_PATH | AT_STATX_FORCE_SYNC, kMask, &fresh) == 0;
-  if (isFresh && System().stat(path, status) == 0 && kept.Is(*status)) return 0;
+  if (is_fresh && System().stat(path, status) == 0 && kept.Is(*status)) return 0;
   static_cast<void>(System().statx(AT_FDCWD, path, AT_STATX_FORCE_SYNC, kMask, &fresh));
   return System().stat(path, status);
 }
@@ -168,9 +168,9 @@ constexpr std::size_t kPages = 4;
 
 ssize_t ReadAt(int descriptor, void* bytes, std::size_t count, off_t offset) {
   const ssize_t length = System().pread(descriptor, bytes, count, offset);
-  const bool isHeader = offset == kChangeBytes && length == static_cast<ssize_t>(kChangeLength);
+  const bool is_header = offset == kChangeBytes && length == static_cast<ssize_t>(kChangeLength);
   SqliteFiles* const files = FilesInUse();
-  if (files != nullptr && isHeader) {
+  if (files != nullptr && is_header) {
     std::uint32_t pages = 0;
     std::memcpy(&pages, static_cast<const char*>(bytes) + kPages, sizeof pages);
     files->NotePages(pages);

@@ -25,18 +25,18 @@ class SqliteFiles : public SeenFiles {
   // Records the number of pages that the header of the table states in this transaction. If it has changed,
   // this computer may have cached the size of the file from before.
   void NotePages(std::uint32_t pages) {
-    sizeIsOld_ = pages != pages_;
+    size_is_old_ = pages != pages_;
     pages_ = pages;
   }
   // Returns whether the cached size of the table may be old, the first time that it is asked.
-  [[nodiscard]] bool TakeOldSize() { return std::exchange(sizeIsOld_, false); }
+  [[nodiscard]] bool TakeOldSize() { return std::exchange(size_is_old_, false); }
 
  private:
   KeptJournal journal_;
   FileIdentity opened_;
   FileIdentity synced_;
   std::uint32_t pages_ = 0;
-  bool sizeIsOld_ = false;
+  bool size_is_old_ = false;
 };
 
 }  // namespace tvl::engine

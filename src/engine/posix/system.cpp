@@ -82,8 +82,8 @@ bool IsBarredForAMoment(FileNumber file, const LockRange& range) {
   if (System().lock(DescriptorOf(file), F_OFD_GETLK, &found) != 0 ||
       System().fstat(DescriptorOf(file), &status) != 0)
     return false;
-  const bool isTry = found.l_start == kEarlierTry.start && found.l_len == kEarlierTry.length;
-  return found.l_type == F_UNLCK || isTry || status.st_size == 0;
+  const bool is_try = found.l_start == kEarlierTry.start && found.l_len == kEarlierTry.length;
+  return found.l_type == F_UNLCK || is_try || status.st_size == 0;
 }
 
 std::optional<FileId> IdOf(FileNumber file) {
@@ -156,9 +156,9 @@ void CopySystemText(int problem, char* buffer, std::size_t size) noexcept {
   std::snprintf(buffer, size, "%s", strerror_r(problem, reason, sizeof reason));
 }
 
-bool CallAroundEachFork(void (*before)(), void (*inParent)(), void (*inChild)()) {
+bool CallAroundEachFork(void (*before)(), void (*in_parent)(), void (*in_child)()) {
   // First the guard, because tables are closed under locks that `before` takes.
-  return ForkGuard::Start() == 0 && CallAroundForks(before, inParent, inChild) == 0;
+  return ForkGuard::Start() == 0 && CallAroundForks(before, in_parent, in_child) == 0;
 }
 
 // exit() destroys the thread-local objects of the main thread, but runs no thread-specific destructors. There

@@ -51,20 +51,20 @@ class LockedRows {
  public:
   explicit LockedRows(std::unique_ptr<Table> table) : table_(std::move(table)) {
     Patience patience;
-    isLocked_ = table_ != nullptr && table_->Begin(true, patience);
+    is_locked_ = table_ != nullptr && table_->Begin(true, patience);
   }
   LockedRows(const LockedRows&) = delete;
   LockedRows& operator=(const LockedRows&) = delete;
   ~LockedRows() {
-    if (isLocked_) static_cast<void>(table_->End());
+    if (is_locked_) static_cast<void>(table_->End());
   }
 
-  [[nodiscard]] bool AreLocked() const { return isLocked_; }
+  [[nodiscard]] bool AreLocked() const { return is_locked_; }
   [[nodiscard]] Table& Get() const { return *table_; }
 
  private:
   std::unique_ptr<Table> table_;
-  bool isLocked_ = false;
+  bool is_locked_ = false;
 };
 
 // Copies the rows to the table that `open` opens, and compares them there.
@@ -117,13 +117,13 @@ class PartTable {
   PartTable(const PartTable&) = delete;
   PartTable& operator=(const PartTable&) = delete;
   ~PartTable() {
-    if (isMade_) System().unlink(path_.c_str());
+    if (is_made_) System().unlink(path_.c_str());
   }
 
   // The lock of a user protects the file from those who remove parts that nobody holds.
   [[nodiscard]] bool Create(const Layout& layout) {
-    isMade_ = MakeSqliteArchive(path_, layout);
-    if (!isMade_) return false;
+    is_made_ = MakeSqliteArchive(path_, layout);
+    if (!is_made_) return false;
     Patience patience;
     if (std::optional<TableFile> file = TableFile::Share(path_, patience)) file_.emplace(std::move(*file));
     return file_.has_value();
@@ -146,7 +146,7 @@ class PartTable {
 
  private:
   std::string path_;
-  bool isMade_ = false;
+  bool is_made_ = false;
   std::optional<TableFile> file_;
 };
 
@@ -178,7 +178,7 @@ std::optional<RemotePlace> PlaceOfCopy(const HeldTable& held) {
     NoteError("the file was not copied: the rows belong to it");
     return std::nullopt;
   }
-  place->isCopy = true;
+  place->is_copy = true;
   return place;
 }
 

@@ -78,9 +78,9 @@ Batch::Batch(const RemotePlace& place, const Statements& statements, SessionPool
       session_(pool, SessionLease::Kind::kBatch, patience),
       writes_(kind == Kind::kWrite) {
   const Outcome outcome = session_.Has() ? Start() : Outcome::kRefused;
-  hasBegun_ = outcome == Outcome::kDone;
-  wasLostAtBegin_ = outcome == Outcome::kLost;
-  if (!hasBegun_) session_.Drop();
+  has_begun_ = outcome == Outcome::kDone;
+  was_lost_at_begin_ = outcome == Outcome::kLost;
+  if (!has_begun_) session_.Drop();
 }
 
 Outcome Batch::Start() {
@@ -92,10 +92,10 @@ Outcome Batch::Start() {
 }
 
 Outcome Batch::StartWriting() {
-  if (const Outcome prepared = session_->Prepare(statements_.lockForBatch); prepared != Outcome::kDone)
+  if (const Outcome prepared = session_->Prepare(statements_.lock_for_batch); prepared != Outcome::kDone)
     return prepared;
   session_->Queue(kBeginWriting);
-  session_->Queue(statements_.lockForBatch, {});
+  session_->Queue(statements_.lock_for_batch, {});
   Results results;
   if (const Outcome outcome = session_->Finish(results); outcome != Outcome::kDone) return outcome;
   doubt_.transaction = Column(results[1], 0, 0);
@@ -140,8 +140,8 @@ bool Batch::FinishGroup(Reported reported, Results& results) {
     queued_ = 0;
     return true;
   }
-  const bool isLast = results.size() / kResultsOfRow + 1 == static_cast<std::size_t>(queued_);
-  isRowRefused_ = isRowRefused_ || !isLast || reported == Reported::kAccepted;
+  const bool is_last = results.size() / kResultsOfRow + 1 == static_cast<std::size_t>(queued_);
+  is_row_refused_ = is_row_refused_ || !is_last || reported == Reported::kAccepted;
   if (outcome == Outcome::kLost || !RollBackRow()) return Lose();
   return false;
 }
@@ -202,15 +202,15 @@ bool Batch::Commit() {
     return writes_ && Settle(pool_, doubt_) == Settled::kCommitted;
   }
   if (queued_ == 0 || !RollBackRow()) return Lose();
-  isRowRefused_ = true;
+  is_row_refused_ = true;
   return Commit();
 }
 
 bool Batch::End() {
   if (IsLost()) return false;
-  const bool isCommitted = Commit();
-  if (isCommitted && isRowRefused_) NoteError("the server refused a row of the batch, and those after it");
-  return isCommitted && !isRowRefused_;
+  const bool is_committed = Commit();
+  if (is_committed && is_row_refused_) NoteError("the server refused a row of the batch, and those after it");
+  return is_committed && !is_row_refused_;
 }
 
 Outcome ReadOneRow(Session& session, const Statements& statements, int keyNumber, ReadMode mode,
@@ -221,11 +221,11 @@ Outcome ReadOneRow(Session& session, const Statements& statements, int keyNumber
 std::optional<int> ChangeInOneTrip(const Statements& statements, SessionPool& pool, const Change& change,
                                    Patience& patience) {
   SessionLease session(pool, SessionLease::Kind::kCall, patience);
-  if (!session.Has() || session->Prepare(statements.lockForChange) != Outcome::kDone ||
+  if (!session.Has() || session->Prepare(statements.lock_for_change) != Outcome::kDone ||
       session->Prepare(change.Command()) != Outcome::kDone)
     return std::nullopt;
   session->Queue(kBeginWriting);
-  session->Queue(statements.lockForChange, {});
+  session->Queue(statements.lock_for_change, {});
   session->QueueFlush();  // the number of the transaction must be known before its end
   change.QueueIn(*session);
   session->Queue("COMMIT");

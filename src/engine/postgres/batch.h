@@ -27,10 +27,10 @@ class Batch {
   ~Batch() = default;
 
   // Returns false if the transaction could not begin; an error is noted.
-  [[nodiscard]] bool HasBegun() const { return hasBegun_; }
+  [[nodiscard]] bool HasBegun() const { return has_begun_; }
 
   // Returns whether the connection broke meanwhile, so that another try may succeed.
-  [[nodiscard]] bool WasLostAtBegin() const { return wasLostAtBegin_; }
+  [[nodiscard]] bool WasLostAtBegin() const { return was_lost_at_begin_; }
 
   // Returns the row that was found, valid until the next call. Returns nothing and notes an error if there is
   // none, or the batch is lost.
@@ -69,10 +69,10 @@ class Batch {
   Result found_;  // by a read of an equal key
   Doubt doubt_;
   int queued_ = 0;
-  bool hasBegun_ = false;
-  bool wasLostAtBegin_ = false;
+  bool has_begun_ = false;
+  bool was_lost_at_begin_ = false;
   bool writes_ = false;
-  bool isRowRefused_ = false;  // a row that was accepted before
+  bool is_row_refused_ = false;  // a row that was accepted before
 };
 
 // Reads like Batch::Read, but a single row, outside a batch.

@@ -42,13 +42,13 @@ bool Exists(Session& session, const char* question, const std::string& name, boo
 bool CreateCatalog(Session& session, const Permission& permission) {
   const std::string name = CatalogName(permission);
   const std::string schema = '"' + permission.schema + '"';
-  bool hasCatalog = false;
-  bool hasSchema = false;
-  if (!Exists(session, "SELECT to_regclass($1::text)::text", name, hasCatalog)) return false;
-  if (hasCatalog) return true;
-  if (!Exists(session, "SELECT to_regnamespace($1::text)::text", schema, hasSchema)) return false;
+  bool has_catalog = false;
+  bool has_schema = false;
+  if (!Exists(session, "SELECT to_regclass($1::text)::text", name, has_catalog)) return false;
+  if (has_catalog) return true;
+  if (!Exists(session, "SELECT to_regnamespace($1::text)::text", schema, has_schema)) return false;
   std::vector<std::string> commands = {kLockCatalog};
-  if (!hasSchema) commands.push_back("CREATE SCHEMA IF NOT EXISTS " + schema);
+  if (!has_schema) commands.push_back("CREATE SCHEMA IF NOT EXISTS " + schema);
   commands.push_back("CREATE TABLE IF NOT EXISTS " + name +
                      "(id text PRIMARY KEY, store text NOT NULL, inode text NOT NULL, record int NOT NULL,"
                      " key1 int NOT NULL, key2 int NOT NULL, created timestamptz NOT NULL DEFAULT now(),"
@@ -94,7 +94,7 @@ bool CheckTable(Session& session, const RemotePlace& place) {
   if (outcome != Outcome::kDone) return false;
   if (PQntuples(found.get()) != 1) return Refuse("the table does not exist in the PostgreSQL database");
   if (!IsTrue(found, 0)) return Refuse("the table belongs to another store than tables.ini names");
-  if (!IsTrue(found, 1) && !place.isCopy)
+  if (!IsTrue(found, 1) && !place.is_copy)
     return Refuse(
         "the file that points to the table in PostgreSQL was copied or restored, so two files may point to "
         "it; "
@@ -104,7 +104,7 @@ bool CheckTable(Session& session, const RemotePlace& place) {
 }
 
 bool CreateTable(Session& session, const RemotePlace& place) {
-  if (place.isLockTable && !place.permission.asynchronousLocks) {
+  if (place.is_lock_table && !place.permission.asynchronous_locks) {
     const std::optional<bool> hasStandby = AsksStandby(session);
     if (!hasStandby || !MayLock(place, *hasStandby)) return false;
   }

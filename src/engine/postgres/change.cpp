@@ -53,7 +53,7 @@ bool HasLastChange(SessionPool& pool, const Doubt& doubt, Patience& patience) {
 
 Change Change::Write(const Statements& statements, const Key& key1, const Key& key2, const void* record,
                      int length) {
-  Change change(key2.IsBlank() ? statements.writeKeepingKey2 : statements.write, statements.writtenRow);
+  Change change(key2.IsBlank() ? statements.write_keeping_key2 : statements.write, statements.written_row);
   change.first_ = BytesOf(key1);
   change.second_ = BytesOf(key2);
   change.record_ = {static_cast<const char*>(record), static_cast<std::size_t>(length)};
@@ -62,12 +62,12 @@ Change Change::Write(const Statements& statements, const Key& key1, const Key& k
 
 Change Change::Delete(const Statements& statements, const Key* key1, const Key* key2) {
   if (key1 == nullptr) {
-    Change change(statements.deleteByKey2, statements.rowOfKey2);
+    Change change(statements.delete_by_key2, statements.row_of_key2);
     change.first_ = BytesOf(*key2);
     return change;
   }
-  Change change = key2 == nullptr ? Change(statements.deleteByKey1, statements.rowOfKey1)
-                                  : Change(statements.deleteByBoth, statements.rowOfBoth);
+  Change change = key2 == nullptr ? Change(statements.delete_by_key1, statements.row_of_key1)
+                                  : Change(statements.delete_by_both, statements.row_of_both);
   change.first_ = BytesOf(*key1);
   if (key2 != nullptr) change.second_ = BytesOf(*key2);
   return change;

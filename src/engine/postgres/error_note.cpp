@@ -5,16 +5,16 @@
 namespace tvl::engine {
 namespace {
 
-std::atomic<ErrorNote> passedTo = nullptr;
+std::atomic<ErrorNote> passed_to = nullptr;
 
 }  // namespace
 
 void PassErrorsTo(ErrorNote note) {
-  passedTo = note;
+  passed_to = note;
 }
 
 void NoteError(const char* reason, Problem problem) noexcept {
-  if (const ErrorNote note = passedTo) note(reason, problem);
+  if (const ErrorNote note = passed_to) note(reason, problem);
 }
 
 }  // namespace tvl::engine

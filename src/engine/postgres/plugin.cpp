@@ -14,10 +14,11 @@ class PostgresPlugin final : public StoragePlugin {
  public:
   std::unique_ptr<Table> Open(const RemotePlace& place, Patience& patience) override {
     const auto check = [&place](Session& session) { return CheckTable(session, place); };
-    bool isLost = false;
+    bool is_lost = false;
     do {
-      if (InSession(place.permission, check, patience, isLost)) return std::make_unique<PostgresTable>(place);
-    } while (isLost && std::chrono::steady_clock::now() < patience.End());
+      if (InSession(place.permission, check, patience, is_lost))
+        return std::make_unique<PostgresTable>(place);
+    } while (is_lost && std::chrono::steady_clock::now() < patience.End());
     return nullptr;
   }
 
@@ -63,15 +64,15 @@ class PostgresPlugin final : public StoragePlugin {
   }
 
  private:
-  // A session in which something failed may be in a failed transaction. `isLost` becomes true if the
+  // A session in which something failed may be in a failed transaction. `is_lost` becomes true if the
   // connection broke.
   template <typename Action>
-  static bool InSession(const Permission& permission, Action action, Patience& patience, bool& isLost) {
+  static bool InSession(const Permission& permission, Action action, Patience& patience, bool& is_lost) {
     SessionLease session(SessionPool::Of(permission.service), SessionLease::Kind::kCall, patience);
-    isLost = false;
+    is_lost = false;
     if (!session.Has()) return false;
     const bool done = action(*session);
-    isLost = !done && !session->IsUsable();
+    is_lost = !done && !session->IsUsable();
     if (!done) session.Drop();
     return done;
   }
@@ -79,8 +80,8 @@ class PostgresPlugin final : public StoragePlugin {
   template <typename Action>
   static bool InSession(const Permission& permission, Action action) {
     Patience patience;
-    bool isLost = false;
-    return InSession(permission, action, patience, isLost);
+    bool is_lost = false;
+    return InSession(permission, action, patience, is_lost);
   }
 };
 

@@ -37,7 +37,7 @@ string_view ReadAhead::KeyOf(int index) const {
 
 bool ReadAhead::IsInOrder(int keyNumber, ReadMode mode) const {
   return rows_ != nullptr && count_ > 0 && mode != ReadMode::kEqual && keyNumber == keyNumber_ &&
-         IsUpward(mode) == isUpward_;
+         IsUpward(mode) == is_upward_;
 }
 
 // The rows are contiguous and begin with the first one of its key. So from that key on, the first row among
@@ -46,13 +46,13 @@ std::optional<RemoteRow> ReadAhead::Find(int keyNumber, ReadMode mode, const Key
   const string_view wanted = BytesOf(key);
   if (!IsInOrder(keyNumber, mode)) return std::nullopt;
   const int order = wanted.compare(KeyOf(0));
-  if (isUpward_ ? order < 0 : order > 0) return std::nullopt;
-  const bool mayEqual = mode == ReadMode::kGreaterOrEqual || mode == ReadMode::kLessOrEqual;
-  const auto isBefore = [&](int index) {
-    const int place = isUpward_ ? KeyOf(index).compare(wanted) : wanted.compare(KeyOf(index));
-    return mayEqual ? place < 0 : place <= 0;
+  if (is_upward_ ? order < 0 : order > 0) return std::nullopt;
+  const bool may_equal = mode == ReadMode::kGreaterOrEqual || mode == ReadMode::kLessOrEqual;
+  const auto is_before = [&](int index) {
+    const int place = is_upward_ ? KeyOf(index).compare(wanted) : wanted.compare(KeyOf(index));
+    return may_equal ? place < 0 : place <= 0;
   };
-  const int found = *std::ranges::partition_point(std::views::iota(0, count_), isBefore);
+  const int found = *std::ranges::partition_point(std::views::iota(0, count_), is_before);
   return found < count_ ? std::optional(RowOf(rows_, found)) : std::nullopt;
 }
 
@@ -65,7 +65,7 @@ void ReadAhead::Set(int keyNumber, ReadMode mode, Result rows) {
   rows_ = std::move(rows);
   count_ = PQntuples(rows_.get());
   keyNumber_ = keyNumber;
-  isUpward_ = IsUpward(mode);
+  is_upward_ = IsUpward(mode);
 }
 
 }  // namespace tvl::engine

@@ -45,7 +45,7 @@ class ReadAhead {
   Result rows_;
   int count_ = 0;
   int keyNumber_ = 0;
-  bool isUpward_ = false;
+  bool is_upward_ = false;
 };
 
 }  // namespace tvl::engine

@@ -191,21 +191,21 @@ void Session::Unguard() {
 }
 
 bool Session::IsUsable() {
-  if (isBroken_ || PQstatus(connection_) != CONNECTION_OK || prepared_.size() > kMostPrepared) return false;
+  if (is_broken_ || PQstatus(connection_) != CONNECTION_OK || prepared_.size() > kMostPrepared) return false;
   // What a server sends unasked is usually its end. At worst, a connection is replaced without need.
   pollfd waiting = {PQsocket(connection_), POLLIN, 0};
   return poll(&waiting, 1, 0) == 0;
 }
 
 void Session::NoteLoss(const char* reason) {
-  isBroken_ = true;
+  is_broken_ = true;
   Unguard();
   NoteError(("PostgreSQL cannot be reached: " + FirstLine(reason)).c_str(), Problem::kBusy);
 }
 
 // A command that cannot even be queued is noticed when its result is missing.
 void Session::Require(int sent) {
-  if (sent != 1) isBroken_ = true;
+  if (sent != 1) is_broken_ = true;
 }
 
 void Session::Queue(const char* sql) {
@@ -260,18 +260,18 @@ Session::Outcome Session::Finish(Results& results) {
   const auto deadline = steady_clock::now() + kReplyWait;
   Require(PQpipelineSync(connection_));
   Outcome outcome = Outcome::kDone;
-  bool wasEnd = false;
-  while (!isBroken_) {
+  bool was_end = false;
+  while (!is_broken_) {
     if (!AwaitResult(deadline)) {
       NoteLoss(PQstatus(connection_) == CONNECTION_OK ? "it does not answer" : PQerrorMessage(connection_));
       return Outcome::kLost;
     }
     Result result(PQgetResult(connection_));
     if (result == nullptr) {  // ends the results of a command
-      if (std::exchange(wasEnd, true)) break;
+      if (std::exchange(was_end, true)) break;
       continue;
     }
-    wasEnd = false;
+    was_end = false;
     switch (PQresultStatus(result.get())) {
       case PGRES_PIPELINE_SYNC:
         return outcome;
@@ -304,11 +304,11 @@ Session::Outcome Session::Run(const std::string& sql, std::initializer_list<stri
 }
 
 void Session::ReceiveNotice(void* session, const PGresult* /*notice*/) {
-  static_cast<Session*>(session)->hasWarned_ = true;
+  static_cast<Session*>(session)->has_warned_ = true;
 }
 
 bool Session::TakeWarning() {
-  return std::exchange(hasWarned_, false);
+  return std::exchange(has_warned_, false);
 }
 
 }  // namespace tvl::engine

@@ -85,8 +85,8 @@ class Session {
   void Unguard();
 
   PGconn* connection_;
-  bool isBroken_ = false;
-  bool hasWarned_ = false;
+  bool is_broken_ = false;
+  bool has_warned_ = false;
   int guarded_ = -1;  // the socket, as long as a forked child must not use it
   std::set<std::string, std::less<>> prepared_;
 };

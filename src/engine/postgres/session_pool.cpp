@@ -17,7 +17,7 @@ constexpr std::chrono::milliseconds kPauseBetweenTries{100};
 
 struct Pools {
   std::mutex mutex;
-  std::map<std::string, SessionPool> byService;
+  std::map<std::string, SessionPool> by_service;
 };
 
 Pools* pools = nullptr;
@@ -28,11 +28,11 @@ void StartAgainInChild() {
 }
 
 Pools& AllPools() {
-  static const bool isSet = [] {
+  static const bool is_set = [] {
     pools = new Pools;
     return ForkGuard::Start() == 0 && CallAroundForks(nullptr, nullptr, StartAgainInChild) == 0;
   }();
-  if (!isSet || pools == nullptr) throw std::bad_alloc();
+  if (!is_set || pools == nullptr) throw std::bad_alloc();
   return *pools;
 }
 
@@ -41,7 +41,7 @@ Pools& AllPools() {
 SessionPool& SessionPool::Of(const std::string& service) {
   Pools& all = AllPools();
   const std::lock_guard guard(all.mutex);
-  return all.byService.try_emplace(service, service).first->second;
+  return all.by_service.try_emplace(service, service).first->second;
 }
 
 std::unique_ptr<Session> SessionPool::TakeIdle() {
@@ -63,12 +63,12 @@ std::unique_ptr<Session> SessionPool::Take(Patience& patience) {
     if (session != nullptr) break;
     {
       const std::lock_guard guard(mutex_);
-      if (!hasConnected_ || std::chrono::steady_clock::now() >= end) return nullptr;
+      if (!has_connected_ || std::chrono::steady_clock::now() >= end) return nullptr;
     }
     std::this_thread::sleep_for(kPauseBetweenTries);
   }
   const std::lock_guard guard(mutex_);
-  hasConnected_ = true;
+  has_connected_ = true;
   return session;
 }
 

@@ -32,7 +32,7 @@ class SessionPool {
   std::string service_;
   std::mutex mutex_;  // of what follows
   std::vector<std::unique_ptr<Session>> idle_;
-  bool hasConnected_ = false;
+  bool has_connected_ = false;
   std::timed_mutex single_;  // held by the one call outside batches
 };
 

@@ -5,7 +5,7 @@
 namespace tvl::engine {
 
 bool MayLock(const RemotePlace& place, bool hasStandby) {
-  if (!place.isLockTable || hasStandby || place.permission.asynchronousLocks) return true;
+  if (!place.is_lock_table || hasStandby || place.permission.asynchronous_locks) return true;
   NoteError(
       "the PostgreSQL server has no synchronous standby, so locks could be lost; to accept that, set "
       "locks=asynchronous-accepted in tables.ini");

@@ -56,19 +56,19 @@ Statements::Statements(const RemotePlace& place) {
     }
   }
   write = named("w", Write(rows, "key2 = excluded.key2, record = excluded.record"));
-  writeKeepingKey2 = named("wk", Write(rows, "record = excluded.record"));
+  write_keeping_key2 = named("wk", Write(rows, "record = excluded.record"));
   const std::string key1 = rows + " WHERE key1 = $1::bytea";
   const std::string key2 = rows + " WHERE key2 = $1::bytea";
   const std::string both = key1 + " AND key2 = $2::bytea";
-  deleteByKey1 = named("d1", "DELETE FROM " + key1);
-  deleteByKey2 = named("d2", "DELETE FROM " + key2);
-  deleteByBoth = named("d3", "DELETE FROM " + both);
-  rowOfKey1 = "SELECT 1 FROM " + key1 + " LIMIT 1";
-  rowOfKey2 = "SELECT 1 FROM " + key2 + " LIMIT 1";
-  rowOfBoth = "SELECT 1 FROM " + both + " LIMIT 1";
-  writtenRow = "SELECT 1 FROM " + key1 + " AND record = $2::bytea";
-  lockForChange = named("lc", Lock("pg_advisory_xact_lock_shared", place.pointer.id));
-  lockForBatch = named("lb", Lock("pg_advisory_xact_lock", place.pointer.id));
+  delete_by_key1 = named("d1", "DELETE FROM " + key1);
+  delete_by_key2 = named("d2", "DELETE FROM " + key2);
+  delete_by_both = named("d3", "DELETE FROM " + both);
+  row_of_key1 = "SELECT 1 FROM " + key1 + " LIMIT 1";
+  row_of_key2 = "SELECT 1 FROM " + key2 + " LIMIT 1";
+  row_of_both = "SELECT 1 FROM " + both + " LIMIT 1";
+  written_row = "SELECT 1 FROM " + key1 + " AND record = $2::bytea";
+  lock_for_change = named("lc", Lock("pg_advisory_xact_lock_shared", place.pointer.id));
+  lock_for_batch = named("lb", Lock("pg_advisory_xact_lock", place.pointer.id));
 }
 
 }  // namespace tvl::engine

@@ -22,22 +22,22 @@ struct Statements {
 
   std::array<Statement, 2 * kReadModes> reads;  // by key number and mode; parameters: key, number of rows
   Statement write;                              // key 1, key 2, record
-  Statement writeKeepingKey2;                   // the same, but a replaced row keeps its key 2
-  Statement deleteByKey1;
-  Statement deleteByKey2;
-  Statement deleteByBoth;
+  Statement write_keeping_key2;                 // the same, but a replaced row keeps its key 2
+  Statement delete_by_key1;
+  Statement delete_by_key2;
+  Statement delete_by_both;
 
   // Lock the table in a transaction, and return its number: for a single change, which others may accompany,
   // and for a batch, which is alone. Columns: number of the transaction, whether commits wait for a standby.
-  Statement lockForChange;
-  Statement lockForBatch;
+  Statement lock_for_change;
+  Statement lock_for_batch;
 
   // Whether the last change is in the table: one row for a written one (key 1, record), and none for a
   // deletion, with its parameters.
-  std::string writtenRow;
-  std::string rowOfKey1;
-  std::string rowOfKey2;
-  std::string rowOfBoth;
+  std::string written_row;
+  std::string row_of_key1;
+  std::string row_of_key2;
+  std::string row_of_both;
 };
 
 }  // namespace tvl::engine

@@ -56,7 +56,7 @@ bool PostgresTable::Read(int keyNumber, ReadMode mode, Key& key, Key* other, voi
 
 // Others may commit while the server is asked, so the check that the lock table requires is made in a batch.
 bool PostgresTable::Alone(const Change& change, bool deletes, Patience& patience) {
-  if (place_.isLockTable) {
+  if (place_.is_lock_table) {
     Batch alone(place_, statements_, pool_, Batch::Kind::kWrite, patience);
     return alone.HasBegun() && (deletes ? alone.Delete(change) : alone.Write(change)) && alone.End();
   }
@@ -79,14 +79,14 @@ bool PostgresTable::Delete(const Key* key1, const Key* key2, Patience& patience)
   return batch_ ? batch_->Delete(change) : Alone(change, true, patience);
 }
 
-bool PostgresTable::Begin(bool forWriting, Patience& patience) {
-  const Batch::Kind kind = forWriting ? Batch::Kind::kWrite : Batch::Kind::kRead;
+bool PostgresTable::Begin(bool for_writing, Patience& patience) {
+  const Batch::Kind kind = for_writing ? Batch::Kind::kWrite : Batch::Kind::kRead;
   do {
     batch_.emplace(place_, statements_, pool_, kind, patience);
   } while (batch_->WasLostAtBegin() && steady_clock::now() < patience.End());
-  const bool hasBegun = batch_->HasBegun();
-  if (!hasBegun) batch_.reset();
-  return hasBegun;
+  const bool has_begun = batch_->HasBegun();
+  if (!has_begun) batch_.reset();
+  return has_begun;
 }
 
 bool PostgresTable::End() {

@@ -27,7 +27,7 @@ class PostgresTable : public Table {
                           Patience& patience) override;
   [[nodiscard]] bool Write(const Key& key1, const Key& key2, const void* record, Patience& patience) override;
   [[nodiscard]] bool Delete(const Key* key1, const Key* key2, Patience& patience) override;
-  [[nodiscard]] bool Begin(bool forWriting, Patience& patience) override;
+  [[nodiscard]] bool Begin(bool for_writing, Patience& patience) override;
   [[nodiscard]] bool End() override;
 
  private:

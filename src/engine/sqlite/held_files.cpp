@@ -158,8 +158,8 @@ void Use(Operations& operations, sqlite3_file* file) {
   file->pMethods = &operations.ours;
 }
 
-int Open(sqlite3_vfs* /*unused*/, const char* name, sqlite3_file* file, int flags, int* flagsInUse) {
-  const int result = base->xOpen(base, name, file, flags, flagsInUse);
+int Open(sqlite3_vfs* /*unused*/, const char* name, sqlite3_file* file, int flags, int* flags_in_use) {
+  const int result = base->xOpen(base, name, file, flags, flags_in_use);
   if (result != SQLITE_OK || RegionInUse() == nullptr) return result;
   if ((flags & SQLITE_OPEN_MAIN_JOURNAL) != 0) {
     RegionInUse()->Journal().Reset();
@@ -178,12 +178,12 @@ bool IsVoid(const char* journal) {
   return problem == 0 && (bytes.empty() || bytes[0] == 0 || IsJournalTorn(bytes));
 }
 
-int FindFile(sqlite3_vfs* /*unused*/, const char* name, int flags, int* isThere) {
-  const int result = base->xAccess(base, name, flags, isThere);
-  const bool isJournal = flags == SQLITE_ACCESS_EXISTS && string_view(name).ends_with("-journal");
-  if (result != SQLITE_OK || *isThere == 0 || !isJournal || RegionInUse() == nullptr) return result;
+int FindFile(sqlite3_vfs* /*unused*/, const char* name, int flags, int* is_there) {
+  const int result = base->xAccess(base, name, flags, is_there);
+  const bool is_journal = flags == SQLITE_ACCESS_EXISTS && string_view(name).ends_with("-journal");
+  if (result != SQLITE_OK || *is_there == 0 || !is_journal || RegionInUse() == nullptr) return result;
   try {
-    if (IsVoid(name)) *isThere = 0;
+    if (IsVoid(name)) *is_there = 0;
   } catch (const std::bad_alloc&) {
     return SQLITE_IOERR_NOMEM;
   }

@@ -7,7 +7,7 @@ namespace tvl::engine {
 
 void HeldJournal::Reset() {
   state_ = State::kInFile;
-  isTouched_ = false;
+  is_touched_ = false;
   buffer_.Clear();
 }
 
@@ -43,10 +43,10 @@ std::string_view HeldJournal::Sealed() {
 }
 
 bool HeldJournal::Empty() {
-  const bool isUntouched = Holds() && !isTouched_;
+  const bool is_untouched = Holds() && !is_touched_;
   Reset();
-  if (isUntouched) state_ = State::kUntouched;
-  return isUntouched;
+  if (is_untouched) state_ = State::kUntouched;
+  return is_untouched;
 }
 
 }  // namespace tvl::engine

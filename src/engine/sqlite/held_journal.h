@@ -41,7 +41,7 @@ class HeldJournal {
   // it.
   template <typename Write>
   [[nodiscard]] bool WriteOut(Write write) {
-    isTouched_ = true;
+    is_touched_ = true;
     if (!write(IsComplete() ? Sealed() : buffer_.Bytes())) return false;
     state_ = State::kWritten;
     return true;
@@ -61,7 +61,7 @@ class HeldJournal {
   [[nodiscard]] std::string_view Sealed();
 
   State state_ = State::kInFile;
-  bool isTouched_ = false;
+  bool is_touched_ = false;
   WriteBuffer buffer_{kMost + kMostPadding};
 };
 

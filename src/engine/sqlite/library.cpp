@@ -62,7 +62,7 @@ SqlitePassage::~SqlitePassage() {
 }
 
 FileNumber LastOpenedBySqlite() {
-  return CurrentPassage().lastOpened;
+  return CurrentPassage().last_opened;
 }
 
 void ShutSqlite() {

@@ -13,8 +13,8 @@ class Region;
 
 // What a thread does inside SQLite.
 struct Passage {
-  Region* region = nullptr;         // answers its lock requests
-  FileNumber lastOpened = kNoFile;  // the last file other than a journal
+  Region* region = nullptr;          // answers its lock requests
+  FileNumber last_opened = kNoFile;  // the last file other than a journal
 };
 
 // Returns the passage of the calling thread; one without a region outside of SQLite.

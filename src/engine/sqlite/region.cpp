@@ -36,7 +36,7 @@ LockKind KindOf(Region::Strength strength) {
 // the table's file shares already, preserves that state between transactions.
 void Region::Attach(FileNumber file, Access access) {
   file_ = file;
-  canWrite_ = access == Access::kReadWrite;
+  can_write_ = access == Access::kReadWrite;
   static_cast<void>(TryLock(file, LockKind::kShared, kUseByte));
 }
 
@@ -47,7 +47,7 @@ bool Region::LockPatiently(LockKind kind, const LockRange& range, Patience& pati
       NoteSystemError("the table cannot be locked");
       return false;
     }
-    metOthers_ = std::chrono::steady_clock::now();
+    met_others_ = std::chrono::steady_clock::now();
     if (!patience.Pause()) {
       NoteError("another process uses the table", Problem::kBusy);
       return false;
@@ -61,33 +61,34 @@ bool Region::LockPatiently(LockKind kind, const LockRange& range, Patience& pati
 // then on they get their turns.
 bool Region::TakeWithGate() {
   const auto now = std::chrono::steady_clock::now();
-  if (keptGates_ == kMostKeptGates || metOthers_ + kMeetingLasts > now) {
-    keptGates_ = 0;
+  if (kept_gates_ == kMostKeptGates || met_others_ + kMeetingLasts > now) {
+    kept_gates_ = 0;
     return false;
   }
-  hasGate_ = TryLock(file_, LockKind::kExclusive, kRegionWithGate);
-  if (hasGate_)
-    ++keptGates_;
+  has_gate_ = TryLock(file_, LockKind::kExclusive, kRegionWithGate);
+  if (has_gate_)
+    ++kept_gates_;
   else
-    metOthers_ = now;
-  return hasGate_;
+    met_others_ = now;
+  return has_gate_;
 }
 
 // Readers lock the gate exclusively too, so that a writer has the same chance as each of them. A file that is
 // open for reading can only share it.
 bool Region::PassGate(Strength wanted, Patience& patience) {
-  if (!LockPatiently(canWrite_ ? LockKind::kExclusive : LockKind::kShared, kGateByte, patience)) return false;
+  if (!LockPatiently(can_write_ ? LockKind::kExclusive : LockKind::kShared, kGateByte, patience))
+    return false;
   const bool taken = LockPatiently(KindOf(wanted), RangeOf(wanted), patience);
   Unlock(file_, kGateByte);
-  passedGate_ = std::chrono::steady_clock::now();
+  passed_gate_ = std::chrono::steady_clock::now();
   bypasses_ = 0;
   return taken;
 }
 
 bool Region::MayBypassGate() const {
   const auto now = std::chrono::steady_clock::now();
-  if (metOthers_ + kMeetingLasts < now) return now < passedGate_ + kPassOfLonelyLasts;
-  return bypasses_ < kMostBypasses && now < passedGate_ + kPassLasts;
+  if (met_others_ + kMeetingLasts < now) return now < passed_gate_ + kPassOfLonelyLasts;
+  return bypasses_ < kMostBypasses && now < passed_gate_ + kPassLasts;
 }
 
 // For a reader.
@@ -96,26 +97,26 @@ bool Region::BypassGate() {
 }
 
 bool Region::Take(Strength wanted, Patience& patience) {
-  wasTooWeak_ = false;
-  hasUnseenJournal_ = false;
+  was_too_weak_ = false;
+  has_unseen_journal_ = false;
   seen_->Forget();
   gathered_.Clear();
-  const bool isIn = wanted == Strength::kExclusive ? TakeWithGate() : BypassGate();
-  if (!isIn && !PassGate(wanted, patience)) return false;
+  const bool is_in = wanted == Strength::kExclusive ? TakeWithGate() : BypassGate();
+  if (!is_in && !PassGate(wanted, patience)) return false;
   held_ = wanted;
   return true;
 }
 
 void Region::Release() {
-  Unlock(file_, hasGate_ ? kRegionWithGate : RangeOf(held_));
-  hasGate_ = false;
+  Unlock(file_, has_gate_ ? kRegionWithGate : RangeOf(held_));
+  has_gate_ = false;
   held_ = Strength::kNone;
 }
 
 bool Region::Covers(FileNumber file, LockKind kind) {
-  if (file != file_ || hasUnseenJournal_ || held_ == Strength::kNone) return false;
+  if (file != file_ || has_unseen_journal_ || held_ == Strength::kNone) return false;
   if (held_ == Strength::kExclusive || kind == LockKind::kShared) return true;
-  wasTooWeak_ = true;
+  was_too_weak_ = true;
   return false;
 }
 

@@ -43,12 +43,12 @@ class Region {
 
   // Returns whether SQLite has tried to write since Take although the lock is only shared: it found the
   // journal of a killed writer, which must be rolled back first.
-  [[nodiscard]] bool WasTooWeak() const { return wasTooWeak_; }
+  [[nodiscard]] bool WasTooWeak() const { return was_too_weak_; }
 
   // Records that it is unknown whether a killed writer left a journal. SQLite would assume that there is
   // none, so the transaction must fail.
-  void NoteUnseenJournal() { hasUnseenJournal_ = true; }
-  [[nodiscard]] bool HasUnseenJournal() const { return hasUnseenJournal_; }
+  void NoteUnseenJournal() { has_unseen_journal_ = true; }
+  [[nodiscard]] bool HasUnseenJournal() const { return has_unseen_journal_; }
 
   // Returns whether the locks that are held cover a lock that SQLite requests on `file`.
   [[nodiscard]] bool Covers(FileNumber file, LockKind kind);
@@ -71,18 +71,18 @@ class Region {
   [[nodiscard]] bool BypassGate();
 
   FileNumber file_ = kNoFile;
-  bool canWrite_ = false;
-  bool hasUnseenJournal_ = false;
+  bool can_write_ = false;
+  bool has_unseen_journal_ = false;
   std::unique_ptr<SeenFiles> seen_ = SeenFiles::Create();
   HeldJournal journal_;
   GatheredWrites gathered_;
-  std::chrono::steady_clock::time_point metOthers_;
-  bool hasGate_ = false;
-  int keptGates_ = 0;
-  std::chrono::steady_clock::time_point passedGate_;
+  std::chrono::steady_clock::time_point met_others_;
+  bool has_gate_ = false;
+  int kept_gates_ = 0;
+  std::chrono::steady_clock::time_point passed_gate_;
   int bypasses_ = 0;
   Strength held_ = Strength::kNone;
-  bool wasTooWeak_ = false;
+  bool was_too_weak_ = false;
 };
 
 // Holds the region for the duration of one call.

@@ -19,7 +19,7 @@ string_view WithoutBlanks(string_view key) {
 }
 
 bool HasLength(const StoredValue& value, int length) {
-  return value.isBytes && value.bytes.size() == static_cast<std::size_t>(length);
+  return value.is_bytes && value.bytes.size() == static_cast<std::size_t>(length);
 }
 
 }  // namespace
@@ -81,9 +81,9 @@ Verdict RowSearch::JudgeEqual(const StoredRow& row) {
 
 Verdict RowSearch::Judge(const StoredRow& row) {
   if (mode_ == ReadMode::kEqual) return JudgeEqual(row);
-  const bool isWholeKey =
+  const bool is_whole_key =
       keyNumber_ == 1 ? IsWholeKey(row.key1, layout_.key1) : IsWholeKey(row.key2, layout_.key2);
-  if (!isWholeKey) return Verdict::kDamaged;
+  if (!is_whole_key) return Verdict::kDamaged;
   const string_view key = keyNumber_ == 1 ? row.key1.bytes : row.key2.bytes;
   if (IsMatch(key)) return IsWhole(row) ? Verdict::kFound : Verdict::kDamaged;
   return IsUpward(mode_) && key <= wanted_ ? Pass(row) : Verdict::kDamaged;

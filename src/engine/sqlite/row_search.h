@@ -13,7 +13,7 @@ namespace tvl::engine {
 // A stored value. This module stores only bytes, but a foreign file may contain a text or a number.
 struct StoredValue {
   std::string_view bytes;
-  bool isBytes = true;
+  bool is_bytes = true;
 };
 
 struct StoredRow {

@@ -52,11 +52,11 @@ class Execution {
 
   // Returns a column of the row, valid until the next step.
   [[nodiscard]] StoredValue Value(int column) const {
-    const bool isBytes = sqlite3_column_type(statement_, column) == SQLITE_BLOB;
+    const bool is_bytes = sqlite3_column_type(statement_, column) == SQLITE_BLOB;
     const auto* bytes = static_cast<const char*>(sqlite3_column_blob(statement_, column));
     const int count = sqlite3_column_bytes(statement_, column);
-    if (bytes == nullptr) return {{}, isBytes};
-    return {{bytes, static_cast<std::size_t>(count)}, isBytes};
+    if (bytes == nullptr) return {{}, is_bytes};
+    return {{bytes, static_cast<std::size_t>(count)}, is_bytes};
   }
 
   [[nodiscard]] int Number(int column) const { return sqlite3_column_int(statement_, column); }

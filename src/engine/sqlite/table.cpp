@@ -116,8 +116,8 @@ int PageSizeFor(const Layout& layout) {
   return size;
 }
 
-Problem ProblemOf(int sqliteCode) {
-  switch (sqliteCode & 0xFF) {
+Problem ProblemOf(int sqlite_code) {
+  switch (sqlite_code & 0xFF) {
     case SQLITE_BUSY:
       return Problem::kBusy;
     case SQLITE_READONLY:
@@ -131,8 +131,8 @@ Problem ProblemOf(int sqliteCode) {
   }
 }
 
-Region::Strength StrengthFor(bool forWriting) {
-  return forWriting ? Region::Strength::kExclusive : Region::Strength::kShared;
+Region::Strength StrengthFor(bool for_writing) {
+  return for_writing ? Region::Strength::kExclusive : Region::Strength::kShared;
 }
 
 struct DatabaseCloser {
@@ -184,7 +184,7 @@ std::unique_ptr<SqliteTable> SqliteTable::Open(const std::string& path, const Ta
 SqliteTable::~SqliteTable() {
   const SqlitePassage passage(&region_);
   for (Statement& statement : reads_) statement.Finalize();
-  for (Statement& statement : firstKeys_) statement.Finalize();
+  for (Statement& statement : first_keys_) statement.Finalize();
   for (Statement& statement : writes_) statement.Finalize();
   for (Statement& statement : deletes_) statement.Finalize();
   for (Statement& statement : batches_) statement.Finalize();
@@ -206,8 +206,8 @@ bool SqliteTable::OpenDatabase(const std::string& path, Access access) {
     NoteDatabaseError();
     return false;
   }
-  const bool isReadOnly = sqlite3_db_readonly(database_, "main") != 0;
-  region_.Attach(LastOpenedBySqlite(), isReadOnly ? Access::kRead : Access::kReadWrite);
+  const bool is_read_only = sqlite3_db_readonly(database_, "main") != 0;
+  region_.Attach(LastOpenedBySqlite(), is_read_only ? Access::kRead : Access::kReadWrite);
   if (LastOpenedBySqlite() == kNoFile) {
     NoteError("the table cannot be locked");
     return false;
@@ -220,13 +220,13 @@ bool SqliteTable::OpenDatabase(const std::string& path, Access access) {
 // Runs `action`, which returns true on success, with the locks that it needs. Inside a batch they are already
 // held.
 template <typename Action>
-bool SqliteTable::Transact(bool forWriting, Patience& patience, Action action) {
-  if (inBatch_) {
+bool SqliteTable::Transact(bool for_writing, Patience& patience, Action action) {
+  if (in_batch_) {
     const SqlitePassage passage(&region_);
     return action();
   }
   do {
-    const RegionHold hold(region_, StrengthFor(forWriting), patience);
+    const RegionHold hold(region_, StrengthFor(for_writing), patience);
     if (!hold.Has()) return false;
     const SqlitePassage passage(&region_);
     if (action() && HasSeenJournal()) return true;
@@ -273,13 +273,13 @@ void SqliteTable::NoteDatabaseError() const {
 bool SqliteTable::HasForeignKeys(std::size_t keyNumber) {
   unsigned int version = 0;
   sqlite3_file_control(database_, "main", SQLITE_FCNTL_DATA_VERSION, &version);
-  FirstKey& known = knownFirstKeys_[keyNumber - 1];
-  if (known.isKnown && known.version == version) return known.isForeign;
-  Execution first(firstKeys_[keyNumber - 1], database_, kFirstKeys[keyNumber - 1]);
+  FirstKey& known = known_first_keys_[keyNumber - 1];
+  if (known.is_known && known.version == version) return known.is_foreign;
+  Execution first(first_keys_[keyNumber - 1], database_, kFirstKeys[keyNumber - 1]);
   const int outcome = first.Step();
   known = {outcome == SQLITE_ROW || outcome == SQLITE_DONE, version,
            outcome != SQLITE_DONE && (outcome != SQLITE_ROW || first.Number(0) == 0)};
-  return known.isForeign;
+  return known.is_foreign;
 }
 
 bool SqliteTable::ReadRow(int keyNumber, ReadMode mode, Key& key, Key* other, void* record) {
@@ -297,8 +297,8 @@ bool SqliteTable::ReadRow(int keyNumber, ReadMode mode, Key& key, Key* other, vo
     NoteDatabaseError();
     return false;
   }
-  const bool isSure = verdict == Verdict::kFound && mode == ReadMode::kEqual;
-  if (verdict == Verdict::kDamaged || (!isSure && HasForeignKeys(number))) {
+  const bool is_sure = verdict == Verdict::kFound && mode == ReadMode::kEqual;
+  if (verdict == Verdict::kDamaged || (!is_sure && HasForeignKeys(number))) {
     NoteError("a key or a record is damaged", Problem::kDamaged);
     return false;
   }
@@ -362,7 +362,7 @@ bool SqliteTable::Delete(const Key* key1, const Key* key2, Patience& patience) {
 // SQLite rolls back a transaction by itself if the disk is full or fails. The following changes must not be
 // committed alone.
 bool SqliteTable::IsBatchLost() const {
-  const bool lost = inBatch_ && sqlite3_get_autocommit(database_) != 0;
+  const bool lost = in_batch_ && sqlite3_get_autocommit(database_) != 0;
   if (lost) NoteError("the batch was rolled back");
   return lost;
 }
@@ -384,22 +384,23 @@ bool SqliteTable::HasSeenJournal() {
   if (!region_.HasUnseenJournal()) return true;
   NoteError("the journal cannot be examined");
   RollBack();
-  inBatch_ = false;
+  in_batch_ = false;
   return false;
 }
 
-bool SqliteTable::BeginTransaction(bool forWriting) {
-  inBatch_ = RunBatchStep(forWriting ? kBeginWriting : kBegin) && (forWriting || RunBatchStep(kTakeSnapshot));
-  if (!inBatch_) RollBack();
-  return inBatch_;
+bool SqliteTable::BeginTransaction(bool for_writing) {
+  in_batch_ =
+      RunBatchStep(for_writing ? kBeginWriting : kBegin) && (for_writing || RunBatchStep(kTakeSnapshot));
+  if (!in_batch_) RollBack();
+  return in_batch_;
 }
 
-bool SqliteTable::Begin(bool forWriting, Patience& patience) {
+bool SqliteTable::Begin(bool for_writing, Patience& patience) {
   do {
-    RegionHold hold(region_, StrengthFor(forWriting), patience);
+    RegionHold hold(region_, StrengthFor(for_writing), patience);
     if (!hold.Has()) return false;
     const SqlitePassage passage(&region_);
-    if (BeginTransaction(forWriting) && HasSeenJournal()) {
+    if (BeginTransaction(for_writing) && HasSeenJournal()) {
       hold.Keep();
       return true;
     }
@@ -414,7 +415,7 @@ bool SqliteTable::End() {
     kept = !IsBatchLost() && RunBatchStep(kCommit);
     if (!kept) RollBack();
   }
-  inBatch_ = false;
+  in_batch_ = false;
   region_.Release();
   return kept;
 }

@@ -44,15 +44,15 @@ class SqliteTable : public Table {
                           Patience& patience) override;
   [[nodiscard]] bool Write(const Key& key1, const Key& key2, const void* record, Patience& patience) override;
   [[nodiscard]] bool Delete(const Key* key1, const Key* key2, Patience& patience) override;
-  [[nodiscard]] bool Begin(bool forWriting, Patience& patience) override;
+  [[nodiscard]] bool Begin(bool for_writing, Patience& patience) override;
   [[nodiscard]] bool End() override;
 
  private:
   // What is known about the first key in the order of one of the keys, at a version of the data.
   struct FirstKey {
-    bool isKnown = false;
+    bool is_known = false;
     unsigned int version = 0;
-    bool isForeign = false;
+    bool is_foreign = false;
   };
 
   SqliteTable() = default;
@@ -62,7 +62,7 @@ class SqliteTable : public Table {
   [[nodiscard]] bool ReadLayout();
 
   template <typename Action>
-  [[nodiscard]] bool Transact(bool forWriting, Patience& patience, Action action);
+  [[nodiscard]] bool Transact(bool for_writing, Patience& patience, Action action);
   [[nodiscard]] bool RollBackKilledWriter(Patience& patience);
 
   // These run inside a transaction.
@@ -71,7 +71,7 @@ class SqliteTable : public Table {
   [[nodiscard]] bool WriteRow(const Key& key1, const Key& key2, const void* record);
   [[nodiscard]] bool DeleteRow(const Key* key1, const Key* key2);
   [[nodiscard]] bool HasSeenJournal();
-  [[nodiscard]] bool BeginTransaction(bool forWriting);
+  [[nodiscard]] bool BeginTransaction(bool for_writing);
   [[nodiscard]] bool Run(const char* sql);
   [[nodiscard]] bool RunBatchStep(std::size_t which);
   void RollBack();
@@ -81,10 +81,10 @@ class SqliteTable : public Table {
   sqlite3* database_ = nullptr;
   Region region_;
   Layout layout_;
-  bool inBatch_ = false;
-  std::array<FirstKey, 2> knownFirstKeys_;
+  bool in_batch_ = false;
+  std::array<FirstKey, 2> known_first_keys_;
   std::array<Statement, 10> reads_;
-  std::array<Statement, 2> firstKeys_;
+  std::array<Statement, 2> first_keys_;
   std::array<Statement, 2> writes_;
   std::array<Statement, 3> deletes_;
   std::array<Statement, 5> batches_;

@@ -28,7 +28,7 @@ void WINAPI FreeOwned(void* owner) {
 }  // namespace
 
 // The system has no forks.
-bool CallAroundEachFork(void (* /*before*/)(), void (* /*inParent*/)(), void (* /*inChild*/)()) {
+bool CallAroundEachFork(void (* /*before*/)(), void (* /*in_parent*/)(), void (* /*in_child*/)()) {
   return StayLoaded();
 }
 

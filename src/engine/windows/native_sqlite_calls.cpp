@@ -36,9 +36,9 @@ BOOL Refuse(DWORD problem) {
 BOOL WINAPI LockNothing(HANDLE file, DWORD flags, DWORD /*reserved*/, DWORD /*low*/, DWORD /*high*/,
                         OVERLAPPED* place) {
   Region* const region = CurrentPassage().region;
-  const bool isStep = place->Offset == static_cast<DWORD>(kSqliteRegion.start);
-  const bool isExclusive = (flags & LOCKFILE_EXCLUSIVE_LOCK) != 0 && !isStep;
-  const LockKind kind = isExclusive ? LockKind::kExclusive : LockKind::kShared;
+  const bool is_step = place->Offset == static_cast<DWORD>(kSqliteRegion.start);
+  const bool is_exclusive = (flags & LOCKFILE_EXCLUSIVE_LOCK) != 0 && !is_step;
+  const LockKind kind = is_exclusive ? LockKind::kExclusive : LockKind::kShared;
   return region != nullptr && region->Covers(NumberOf(file), kind) ? TRUE : Refuse(ERROR_LOCK_VIOLATION);
 }
 
@@ -56,7 +56,7 @@ HANDLE OpenShared(LPCWSTR path, DWORD access, DWORD creation, DWORD flags) {
 HANDLE WINAPI Open(LPCWSTR path, DWORD access, DWORD /*share*/, SECURITY_ATTRIBUTES* /*security*/,
                    DWORD creation, DWORD flags, HANDLE /*model*/) {
   const HANDLE file = OpenShared(path, access, creation, flags);
-  if (file != INVALID_HANDLE_VALUE && !IsJournal(path)) CurrentPassage().lastOpened = NumberOf(file);
+  if (file != INVALID_HANDLE_VALUE && !IsJournal(path)) CurrentPassage().last_opened = NumberOf(file);
   return file;
 }
 

@@ -34,8 +34,8 @@ CopyResult CopyKeepingPart(CopyAttempt* copy, const char* source, const char* ta
 
 }  // namespace tvl
 
-BOOL CopyFileA(const char* source, const char* target, BOOL failIfExists) {
-  if (failIfExists != 0 && tvl::NameExists(target)) {
+BOOL CopyFileA(const char* source, const char* target, BOOL fail_if_exists) {
+  if (fail_if_exists != 0 && tvl::NameExists(target)) {
     tvl::NoteError(target, EEXIST);
     return 0;
   }

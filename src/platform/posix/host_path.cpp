@@ -59,7 +59,7 @@ HostPath::HostPath(const char* path) {
 
 }  // namespace tvl
 
-unsigned int GetFullPathNameA(const char* path, unsigned int size, char* buffer, char** /*filePart*/) {
+unsigned int GetFullPathNameA(const char* path, unsigned int size, char* buffer, char** /*file_part*/) {
   if (size > 0) buffer[0] = 0;
   const std::string_view text = path;
   if (text.empty()) return 0;

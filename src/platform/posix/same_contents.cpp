@@ -86,11 +86,11 @@ Contents CompareSameSize(const char* a, const char* b) {
   const OpenFile fileB(b, O_RDONLY, 0, OpenFile::Look::kDone);
   if (!fileA.IsOpen() || !fileB.IsOpen()) return Contents::kUnknown;
   if (fileA.Status().st_size != fileB.Status().st_size) return Contents::kDifferent;
-  Reader readerA(fileA);
-  Reader readerB(fileB);
-  while (!readerA.IsAtEnd() || !readerB.IsAtEnd()) {
-    if (!readerA.Next() || !readerB.Next()) return Contents::kUnknown;
-    if (!readerA.SameAs(readerB)) return Contents::kDifferent;
+  Reader reader_a(fileA);
+  Reader reader_b(fileB);
+  while (!reader_a.IsAtEnd() || !reader_b.IsAtEnd()) {
+    if (!reader_a.Next() || !reader_b.Next()) return Contents::kUnknown;
+    if (!reader_a.SameAs(reader_b)) return Contents::kDifferent;
   }
   return Contents::kSame;
 }

@@ -18,7 +18,7 @@ HostPath::HostPath(const char* path) {
 
 }  // namespace tvl
 
-unsigned int GetFullPathNameA(const char* path, unsigned int size, char* buffer, char** /*filePart*/) {
+unsigned int GetFullPathNameA(const char* path, unsigned int size, char* buffer, char** /*file_part*/) {
   if (size > 0) buffer[0] = 0;
   if (path[0] == 0) return 0;
   const std::size_t length = tvl::native::FullPath(path, buffer, size);

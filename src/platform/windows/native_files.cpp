@@ -117,10 +117,10 @@ std::size_t WithoutPrefix(char* path, std::size_t length) {
   const std::string_view text(path, length);
   if (!text.starts_with(kPrefix)) return length;
   // The two backslashes of a share remain.
-  const bool isShare = text.starts_with(kSharePrefix);
-  const std::size_t start = isShare ? kSharePrefix.size() - 2 : kPrefix.size();
+  const bool is_share = text.starts_with(kSharePrefix);
+  const std::size_t start = is_share ? kSharePrefix.size() - 2 : kPrefix.size();
   std::memmove(path, path + start, length - start + 1);
-  if (isShare) path[0] = '\\';
+  if (is_share) path[0] = '\\';
   return length - start;
 }
 

@@ -10,7 +10,8 @@ namespace tvl::cli {
 //
 //   POSIX     ignores SIGXFSZ, which would end the process when a file exceeds its size limit, so that the
 //             write fails and is reported
-//   Windows   lets the console show UTF-8, and the standard streams pass all bytes unchanged
+//   Windows   lets the console show UTF-8, and the standard streams pass all bytes unchanged; replaces
+//             patterns with `*` and `?` by the names that match, because no shell does
 [[nodiscard]] std::vector<std::string> StartProcess(int count, const char* const* arguments);
 
 // Calls `note` at the first interrupt: SIGINT or SIGTERM unless it was ignored when this process started, or

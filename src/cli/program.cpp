@@ -28,6 +28,8 @@ void DescribeProgram(CLI::App& app, Invocation& invocation) {
   app.formatter(std::make_shared<HelpFormatter>());
   app.require_subcommand(0, 1);
   app.fallthrough();
+  // On Windows, /data is a path.
+  app.allow_windows_style_options(false);
   app.set_help_flag("-h,--help", "Print this help and exit");
   app.set_version_flag("--version", "tvl " TVL_VERSION, "Print the version and exit");
   AddOptions(app, invocation.options);

@@ -202,8 +202,7 @@ std::vector<std::string> MissingParts(const TVLStoreLayout& layout) {
 }
 
 std::string TablesFileOf(const TVLStoreLayout& layout) {
-  const std::string configuration = layout.configuration;
-  return configuration.substr(0, configuration.rfind('/') + 1) + kTablesFileName;
+  return TextOf(FilesystemPath(layout.configuration).replace_filename(kTablesFileName));
 }
 
 StoreFailure CreateMissingParts(const TVLStoreLayout& layout, int group, const TVLDatabase* database,

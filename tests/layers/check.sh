@@ -15,6 +15,8 @@ declare -A reaches=(
   [platform/posix]="host platform platform/common"
   [platform/windows]="platform platform/common"
   [store]="host platform base record"
+  [store/backup/posix]="host platform base record store"
+  [store/backup/windows]="platform platform/common platform/windows base record store"
   [engine]="record store"
   [engine/posix]="host engine record store"
   [engine/postgres]="host engine record store"
@@ -39,7 +41,7 @@ breach() {
 
 folder_of() {
   case $1 in
-    platform/*/* | server/*/* | engine/posix/* | engine/postgres/* | engine/windows/* | cli/posix/* | cli/windows/*) echo "${1%/*}" ;;
+    platform/*/* | server/*/* | engine/posix/* | engine/postgres/* | engine/windows/* | cli/posix/* | cli/windows/* | store/backup/*/*) echo "${1%/*}" ;;
     *) echo "${1%%/*}" ;;
   esac
 }
@@ -92,7 +94,7 @@ allowed_folders() {
     nlohmann/*) echo cli server ;;
     cpuid.h | immintrin.h) echo transfer ;;
     windows.h | winioctl.h | winsock2.h | ws2tcpip.h | mstcpip.h | aclapi.h) echo platform/windows engine/windows cli/windows ;;
-    shellapi.h | winhttp.h | fcntl.h | io.h) echo "$posix_folders cli/windows" ;;
+    shellapi.h | shlwapi.h | winhttp.h | fcntl.h | io.h) echo "$posix_folders cli/windows" ;;
     */* | *.h) echo "$posix_folders" ;;
     *) ;;
   esac

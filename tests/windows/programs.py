@@ -1,10 +1,11 @@
 """Usage: programs.py LINUX_TVL WINDOWS_TVL SERVER
 Uses a store with tvl for Linux and for Windows, under Wine, through its folder and through a server for Linux: the
-commands of a working day, what one of them writes and the other reads, and the end of a command with its lock."""
+commands of a working day, what one of them writes and the other reads, backups, and the end of a command with its lock."""
 
 import json
 import os
 import random
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -84,7 +85,6 @@ def check_day(folder, config):
     assert not list((folder / "store").glob(".tvl-doctor*"))
     windows("init", "other", "--postgresql", "x", expect=1)
     windows("init", "other", "--group", "users", expect=2)
-    windows("backup", "copy", expect=1)
     windows("get", "missing", expect=6)
     windows("rm", "-r", "a")
     assert not (folder / "store/a").exists()
@@ -138,6 +138,71 @@ def check_killed(config):
         process.wait(timeout=60)
 
 
+def check_wildcards(folder, config):
+    (folder / "few").mkdir()
+    for name in ("a.txt", "b.TXT", "c d.txt", "é.txt", "e.txt2"):
+        (folder / "few" / name).write_bytes(b"x")
+    run(WINDOWS, "put", "few\\?.txt", "*.none", folder=folder, config=config, expect=1)
+    names = {each.name for each in (folder / "store/few").iterdir()}
+    assert names == {"a.txt", "b.TXT", "é.txt"}, names
+    # Wine quotes a word with a space.
+    run(WINDOWS, "put", "few\\c *.txt", folder=folder, config=config, expect=1)
+
+
+def tree_of(folder):
+    """Each document with its bytes, and each name with its time in seconds."""
+    return {str(each.relative_to(folder)): (int(each.stat().st_mtime), each.is_file() and each.read_bytes())
+            for each in sorted(folder.rglob("*"))}
+
+
+def check_backups(folder, config):
+    """Documents and tables; a table file is compared by its rows."""
+    documents = folder / "store/docs/deep"
+    documents.mkdir(parents=True)
+    (documents / NAME).write_bytes(NOISE)
+    (documents / "sparse").write_bytes(b"x" + bytes(1_000_000))
+    (documents / "empty").mkdir()
+    (documents / ".1.2.tvlpart").write_bytes(b"half")
+    os.utime(documents / NAME, (1_000_000_000, 1_000_000_007))
+    os.utime(documents, (1_000_000_000, 1_000_000_009))
+    rows = run(LINUX, "table", "export", "t.dat", "--schema", SCHEMA, config=config)
+    expected = {name: each for name, each in tree_of(folder / "store/docs").items() if not name.endswith("part")}
+    for number, (writer, reader) in enumerate([(WINDOWS, LINUX), (LINUX, WINDOWS), (WINDOWS, WINDOWS)]):
+        saved, new = folder / f"saved{number}", folder / f"new{number}"
+        saved.mkdir()
+        run(writer, "backup", saved, "-n", config=config)
+        assert not list(saved.iterdir())
+        run(writer, "backup", f"saved{number}", folder=folder, config=config)
+        assert (saved / "backup.ini").exists() and not list(folder.glob("*.tvlpart*"))
+        run(writer, "backup", saved, config=config, expect=1)
+        run(writer, "backup", folder / "store/docs/saved", config=config, expect=1)
+        run(reader, "restore", saved, saved / "new", expect=1)
+        run(reader, "restore", saved, new)
+        assert tree_of(new / "docs") == expected, (writer, reader)
+        restored = new / "tvl.ini"
+        assert run(reader, "table", "export", "t.dat", "--schema", SCHEMA, config=restored) == rows
+        run(reader, "doctor", config=restored)
+    check_interrupted_backup(folder, config)
+
+
+def check_interrupted_backup(folder, config):
+    """A backup of the same folder is refused while one is running, and removes what a killed one left."""
+    (folder / "store/many").mkdir()
+    for number in range(200):
+        (folder / "store/many" / f"{number:0100}").touch()
+    for holder, other in (WINDOWS, LINUX), (LINUX, WINDOWS):
+        command = [*holder, "--config", config, "-v", "backup", folder / "late"]
+        # Its output fills the pipe, so it cannot end.
+        with subprocess.Popen(command, stdout=subprocess.PIPE, bufsize=0, pipesize=4096) as process:
+            process.stdout.read(1)
+            run(other, "backup", folder / "late", config=config, expect=HELD)
+            process.kill()
+        waits_for(lambda: subprocess.run([*other, "--config", config, "backup", folder / "late"], capture_output=True,
+                                         timeout=60).returncode == 0)
+        assert not list(folder.glob("late.tvlpart*"))
+        shutil.rmtree(folder / "late")
+
+
 def check_server(folder, config):
     port = folder / "port"
     command = [SERVER, "--config", config, "--listen", "127.0.0.1:0", "--port-file", port]
@@ -159,7 +224,9 @@ def check_server(folder, config):
 for maker in (LINUX, WINDOWS):
     with store_of(maker) as (work, ini):
         check_day(work, ini)
+        check_wildcards(work, ini)
+        check_backups(work, ini)
         check_locks(ini)
         check_killed(ini)
         check_server(work, ini)
-print("commands, locks and a server, in stores of both programs: all as expected")
+print("commands, backups, locks and a server, in stores of both programs: all as expected")

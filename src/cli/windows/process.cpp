@@ -3,13 +3,12 @@
 #include <fcntl.h>
 #include <io.h>
 #include <windows.h>
-// Needs windows.h.
-#include <shellapi.h>
 
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
 
+#include "cli/windows/arguments.h"
 #include "cli/windows/system.h"
 
 namespace tvl::cli {
@@ -52,11 +51,8 @@ std::vector<std::string> StartProcess(int /*count*/, const char* const* /*argume
   ObeyEscapeSequences(STD_OUTPUT_HANDLE);
   ObeyEscapeSequences(STD_ERROR_HANDLE);
   for (FILE* stream : {stdin, stdout, stderr}) _setmode(_fileno(stream), _O_BINARY);
-  int count = 0;
-  wchar_t** const wide = CommandLineToArgvW(GetCommandLineW(), &count);
   std::vector<std::string> arguments;
-  for (int index = 1; wide != nullptr && index < count; ++index) arguments.push_back(Utf8Of(wide[index]));
-  LocalFree(wide);
+  for (const std::wstring& argument : ArgumentsOf(GetCommandLineW())) arguments.push_back(Utf8Of(argument));
   return arguments;
 }
 

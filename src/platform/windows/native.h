@@ -75,6 +75,8 @@ void AllowHoles(Handle file);
 
 [[nodiscard]] int StatusOf(Handle file, Status* status);
 [[nodiscard]] int StatusOf(const char* path, bool follows_links, Status* status);
+// Stores when contents or attributes last changed; programs do not set this time.
+[[nodiscard]] int ChangeTime(Handle file, Time* changed);
 // A null time is not changed.
 [[nodiscard]] int SetTimes(Handle file, const Time* accessed, const Time* written);
 
@@ -94,7 +96,12 @@ void Unlock(Handle file, std::int64_t start, std::int64_t length);
 int Delete(const char* path);
 // Replaces a target that others have open, if the file system can do that.
 [[nodiscard]] int Rename(const char* from, const char* to, bool replaces);
-// Copies to the file `to` the access list of `from`, unless all of it comes from the folder.
+// What a link, opened as itself, consists of, as the file system stores it.
+constexpr std::size_t kLargestLink = std::size_t{16} * 1024;
+[[nodiscard]] int ReadLink(Handle link, void* buffer, std::size_t size, std::size_t* done);
+// Makes a link of an empty file or folder.
+[[nodiscard]] int MakeLink(Handle entry, const void* bytes, std::size_t count);
+// Copies to the file or folder `to` the access list of `from`, unless all of it comes from the folder.
 [[nodiscard]] int CopyAccess(const char* from, const char* to);
 // Stores the number of bytes that the user can still write to the volume of `path`.
 [[nodiscard]] int FreeSpace(const char* path, std::uint64_t* bytes);

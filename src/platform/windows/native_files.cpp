@@ -33,11 +33,13 @@ int Result(BOOL success) {
   return success != 0 ? 0 : LastProblem();
 }
 
-Time TimeOf(const FILETIME& time) {
-  const auto ticks =
-      static_cast<std::int64_t>((std::uint64_t{time.dwHighDateTime} << 32U) | time.dwLowDateTime);
+Time TimeOf(std::int64_t ticks) {
   return {ticks / kTicksPerSecond - kSecondsFrom1601To1970,
           static_cast<std::int32_t>(ticks % kTicksPerSecond * kNanosecondsPerTick)};
+}
+
+Time TimeOf(const FILETIME& time) {
+  return TimeOf(static_cast<std::int64_t>((std::uint64_t{time.dwHighDateTime} << 32U) | time.dwLowDateTime));
 }
 
 // A time before 1601 cannot be stored; all ones would mean "unchanged".
@@ -208,6 +210,28 @@ int StatusOf(const char* path, bool follows_links, Status* status) {
   const int problem = StatusOf(file, status);
   Close(file);
   return problem;
+}
+
+int ChangeTime(Handle file, Time* changed) {
+  FILE_BASIC_INFO found = {};
+  const int problem = Result(GetFileInformationByHandleEx(Native(file), FileBasicInfo, &found, sizeof found));
+  *changed = TimeOf(std::int64_t{found.ChangeTime.QuadPart});
+  return problem;
+}
+
+int ReadLink(Handle link, void* buffer, std::size_t size, std::size_t* done) {
+  DWORD read = 0;
+  const auto most = static_cast<DWORD>(std::min(size, kLargestLink));
+  const int problem = Result(
+      DeviceIoControl(Native(link), FSCTL_GET_REPARSE_POINT, nullptr, 0, buffer, most, &read, nullptr));
+  *done = read;
+  return problem;
+}
+
+int MakeLink(Handle entry, const void* bytes, std::size_t count) {
+  DWORD ignored = 0;
+  return Result(DeviceIoControl(Native(entry), FSCTL_SET_REPARSE_POINT, const_cast<void*>(bytes),
+                                static_cast<DWORD>(count), nullptr, 0, &ignored, nullptr));
 }
 
 int SetTimes(Handle file, const Time* accessed, const Time* written) {

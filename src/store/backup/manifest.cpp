@@ -1,12 +1,7 @@
 #include "store/backup/manifest.h"
 
-#include <fcntl.h>
-
 #include <cerrno>
 
-#include "host/descriptor.h"
-#include "host/system_calls.h"
-#include "host/write_all.h"
 #include "platform/ini_file.h"
 #include "store/host_name.h"
 
@@ -19,21 +14,19 @@ constexpr int kFormat = 1;
 
 }  // namespace
 
-StoreFailure WriteNewFile(const std::string& path, const std::string& text, unsigned int mode) {
-  Descriptor file(System().open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-  if (!file.IsOpen()) return {TVL_ERR_CREATE_DIR, "file cannot be created", errno, path};
-  int problem = WriteAll(file.Get(), text.data(), text.size());
-  if (problem == 0 && System().fchmod(file.Get(), mode & 0777U) != 0) problem = errno;
-  if (const int closing = file.Close(); problem == 0) problem = closing;
-  return problem == 0 ? StoreFailure()
-                      : StoreFailure{TVL_ERR_CREATE_DIR, "file cannot be written", problem, path};
+StoreFailure WriteNewFile(const std::string& path, const SmallFile& file) {
+  CreateStep step = CreateStep::kCreate;
+  const int problem = CreateSmallFile(path, file, step);
+  if (problem == 0) return {};
+  const char* what = step == CreateStep::kCreate ? "file cannot be created" : "file cannot be written";
+  return {TVL_ERR_CREATE_DIR, what, problem, path};
 }
 
 StoreFailure WriteManifest(const std::string& folder, const std::string& root) {
   const std::string text = std::string("; A backup of a store of the Tavolis File System.\n") +
                            "; To restore it: tvl restore THIS_FOLDER NEW_FOLDER\n[" + kSection + "]\n" +
                            kFormatKey + '=' + std::to_string(kFormat) + "\nDocumentRoot=" + root + '\n';
-  return WriteNewFile(InHostFolder(folder, kManifestName), text, 0600);
+  return WriteNewFile(InHostFolder(folder, kManifestName), {.contents = text});
 }
 
 StoreFailure CheckManifest(const std::string& folder) {

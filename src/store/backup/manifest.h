@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "store/backup/small_file.h"
 #include "store/failure.h"
 
 // What a backup consists of:
@@ -23,8 +24,8 @@ constexpr char kFilesName[] = "files";
 // Fails unless the folder has the manifest of a backup that this release can restore.
 [[nodiscard]] StoreFailure CheckManifest(const std::string& folder);
 
-// Creates a file with this text and mode. Fails if it exists.
-[[nodiscard]] StoreFailure WriteNewFile(const std::string& path, const std::string& text, unsigned int mode);
+// Creates a file. Fails if it exists.
+[[nodiscard]] StoreFailure WriteNewFile(const std::string& path, const SmallFile& file);
 
 }  // namespace tvl
 

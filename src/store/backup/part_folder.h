@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "host/descriptor.h"
+#include "store/backup/part_lock.h"
 #include "store/failure.h"
 
 namespace tvl {
@@ -26,21 +26,19 @@ class PartFolder {
   // if another process is writing it.
   [[nodiscard]] StoreFailure Create();
 
-  // Waits until everything is on the disk, and gives the part its name.
+  // Waits until everything is on the disk, and renames the part.
   [[nodiscard]] StoreFailure Finish();
 
   [[nodiscard]] const std::string& Path() const { return part_; }
 
  private:
   [[nodiscard]] StoreFailure Hold();
-  [[nodiscard]] StoreFailure MakeEmpty(bool is_leftover) const;
-  void Release();
+  [[nodiscard]] StoreFailure MakeEmpty() const;
 
   std::string path_;
   std::string part_;
   std::string lock_path_;
-  Descriptor lock_;
-  bool was_left_ = false;  // a killed process left the lock
+  PartLock lock_;
   bool created_ = false;
 };
 

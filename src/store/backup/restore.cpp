@@ -1,42 +1,29 @@
 #include "store/backup/restore.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
-#include <cerrno>
-#include <cstring>
-
-#include "host/descriptor.h"
-#include "host/read_all.h"
-#include "host/system_calls.h"
 #include "store/backup/backup.h"
 #include "store/backup/manifest.h"
 #include "store/backup/new_place.h"
 #include "store/backup/part_folder.h"
+#include "store/backup/small_file.h"
 #include "store/host_name.h"
 #include "store/layout.h"
 
 namespace tvl {
 namespace {
 
-constexpr std::size_t kLargestConfiguration = std::size_t{16} << 20;
-
 StoreFailure WriteConfiguration(const std::string& backup, const std::string& folder,
                                 const std::string& root) {
   const std::string from = InHostFolder(backup, kConfigurationName);
-  const Descriptor file(System().open(from.c_str(), O_RDONLY | O_CLOEXEC, 0));
-  struct stat status = {};
-  std::string contents;
-  int problem = file.IsOpen() && System().fstat(file.Get(), &status) == 0 ? 0 : errno;
-  if (problem == 0) problem = ReadAll(file.Get(), contents, kLargestConfiguration);
-  if (problem != 0) return {TVL_ERR_SERVER_FILE, "the configuration cannot be read", problem, from};
-  return WriteNewFile(InHostFolder(folder, kConfigurationName), ConfigurationAt(root, contents),
-                      status.st_mode);
+  SmallFile file;
+  if (const int problem = ReadSmallFile(from, file))
+    return {TVL_ERR_SERVER_FILE, "the configuration cannot be read", problem, from};
+  file.contents = ConfigurationAt(root, file.contents);
+  return WriteNewFile(InHostFolder(folder, kConfigurationName), file);
 }
 
 // The folders of a store must all be in the new place; a variable with an unusual name could lead elsewhere.
 StoreFailure CheckNewPlace(const TVLStoreLayout& read, const TVLStoreLayout& planned) {
-  if (std::strcmp(read.root, planned.root) == 0 && std::strcmp(read.tmp, planned.tmp) == 0) return {};
+  if (FullPath(read.root) == planned.root && FullPath(read.tmp) == planned.tmp) return {};
   return {TVL_ERR_ROOT_UNDEFINED, "the configuration leads to another place", 0, read.root};
 }
 

@@ -1,18 +1,10 @@
 #include "store/backup/tree_copy.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cerrno>
-#include <climits>
 #include <string_view>
 #include <utility>
 
 #include "base/stop.h"
-#include "host/descriptor.h"
-#include "host/file_access.h"
-#include "host/folder_reader.h"
-#include "host/system_calls.h"
 #include "store/backup/whole_copy.h"
 #include "store/file_kind.h"
 #include "store/host_name.h"
@@ -21,25 +13,21 @@
 namespace tvl {
 namespace {
 
-constexpr int kFolder = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+using Use = OpenFolder::Use;
 
-TableKind KindOf(int folder, const std::string& name) {
-  constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-  const Descriptor file(System().openat(folder, name.c_str(), kFlags, 0));
-  char start[kTableStart];
-  const ssize_t count = file.IsOpen() ? System().pread(file.Get(), start, sizeof start, 0) : 0;
-  return TableKindOf({start, count > 0 ? static_cast<std::size_t>(count) : 0});
+TableKind KindOf(const OpenFolder& folder, const std::string& name) {
+  return TableKindOf(folder.StartOf(name.c_str(), kTableStart));
 }
 
 // The table rolls its journal back before it is copied.
-bool IsJournalOfTable(int folder, std::string_view name) {
+bool IsJournalOfTable(const OpenFolder& folder, std::string_view name) {
   if (FileKindOf(name) != TVL_FILE_JOURNAL) return false;
   constexpr std::string_view kSuffix = "-journal";
   name.remove_suffix(kSuffix.size());
   return KindOf(folder, std::string(name)) == TableKind::kFile;
 }
 
-TVL_BACKUP_KIND BackupKindOf(int folder, const char* name) {
+TVL_BACKUP_KIND BackupKindOf(const OpenFolder& folder, const char* name) {
   if (FileKindOf(name) != TVL_FILE_TABLE) return TVL_BACKUP_FILE;
   switch (KindOf(folder, name)) {
     case TableKind::kNone:
@@ -50,16 +38,6 @@ TVL_BACKUP_KIND BackupKindOf(int folder, const char* name) {
       break;
   }
   return TVL_BACKUP_POINTER;
-}
-
-// Gives a folder the access and time of another one, as far as this user may.
-void CopyTraits(int from, int to) {
-  struct stat status = {};
-  if (System().fstat(from, &status) != 0) return;
-  FileAccess access;
-  if (access.Read(from) != 0 || access.Apply(to) != 0) System().fchmod(to, status.st_mode & 02777U);
-  const timespec times[] = {status.st_atim, status.st_mtim};
-  System().futimens(to, times);
 }
 
 bool IsDots(std::string_view name) {
@@ -77,66 +55,78 @@ StoreFailure TreeCopy::Failed(int code, const char* what, int error, const std::
 
 StoreFailure TreeCopy::Run(const std::string& from, const std::string& to) {
   root_ = from;
-  const Descriptor source(System().open(from.c_str(), kFolder, 0));
-  if (!source.IsOpen()) return Failed(TVL_ERR_SERVER_FILE, "folder cannot be read", errno, {});
-  const Descriptor target(to.empty() ? -1 : System().open(to.c_str(), kFolder, 0));
-  if (!to.empty() && !target.IsOpen()) return {TVL_ERR_CREATE_DIR, "folder cannot be opened", errno, to};
-  return CopyFolder({source.Get(), target.Get(), {}});
+  OpenFolder source(from, Use::kReading);
+  if (source.Problem() != 0)
+    return Failed(TVL_ERR_SERVER_FILE, "folder cannot be read", source.Problem(), {});
+  if (to.empty()) return CopyFolder({source, nullptr, {}});
+  const OpenFolder target(to, Use::kWriting);
+  if (target.Problem() != 0) return {TVL_ERR_CREATE_DIR, "folder cannot be opened", target.Problem(), to};
+  return CopyFolder({source, &target, {}});
 }
 
 StoreFailure TreeCopy::CopyFolder(const Level& level) {
-  FolderReader reader(level.from);
-  while (const dirent64* entry = reader.Next()) {
-    if (IsDots(entry->d_name)) continue;
+  while (const char* next = level.from.NextName()) {
+    if (IsDots(next)) continue;
     if (StopRequested()) return {TVL_ERR_STOPPED, "interrupted", 0, {}};
-    const std::string name = entry->d_name;
+    const std::string name = next;
     if (StoreFailure failure = CopyEntry(level, name.c_str())) return failure;
   }
-  if (reader.Problem() != 0)
-    return Failed(TVL_ERR_SERVER_FILE, "folder cannot be read", reader.Problem(), level.name);
-  if (level.to >= 0) CopyTraits(level.from, level.to);
+  if (const int problem = level.from.ReadingProblem())
+    return Failed(TVL_ERR_SERVER_FILE, "folder cannot be read", problem, level.name);
+  if (level.to != nullptr) level.from.CopyTraitsTo(*level.to);
   return {};
 }
 
 StoreFailure TreeCopy::CopyEntry(const Level& level, const char* name) {
   const std::string path = level.name.empty() ? name : InHostFolder(level.name, name);
-  struct stat status = {};
-  if (System().fstatat(level.from, name, &status, AT_SYMLINK_NOFOLLOW) != 0)
-    return errno == ENOENT ? StoreFailure() : Failed(TVL_ERR_SERVER_FILE, "cannot be examined", errno, path);
+  EntryStatus status;
+  if (const int problem = level.from.Examine(name, status)) {
+    return problem == ENOENT ? StoreFailure()
+                             : Failed(TVL_ERR_SERVER_FILE, "cannot be examined", problem, path);
+  }
   if (excludes_ && excludes_(path, status)) return {};
-  if (S_ISDIR(status.st_mode)) return CopySubfolder(level, name, path);
-  if (S_ISREG(status.st_mode)) return CopyFile(level, name, path, status);
-  if (S_ISLNK(status.st_mode)) return CopyLink(level, name, path);
+  switch (status.kind) {
+    case EntryKind::kFolder:
+      return CopySubfolder(level, name, path);
+    case EntryKind::kFile:
+      return CopyFile(level, name, path, status);
+    case EntryKind::kLink:
+      return CopyLink(level, name, path);
+    case EntryKind::kOther:
+      break;
+  }
   report_(path, TVL_BACKUP_SKIPPED, 0);
   return {};
 }
 
 StoreFailure TreeCopy::CopySubfolder(const Level& level, const char* name, const std::string& path) {
-  const Descriptor source(System().openat(level.from, name, kFolder | O_NOFOLLOW, 0));
-  if (!source.IsOpen())
-    return errno == ENOENT ? StoreFailure()
-                           : Failed(TVL_ERR_SERVER_FILE, "folder cannot be read", errno, path);
-  Descriptor target;
-  if (level.to >= 0) {
-    if (System().mkdirat(level.to, name, 0700) != 0)
-      return Failed(TVL_ERR_CREATE_DIR, "the copy of the folder cannot be created", errno, path);
-    target = Descriptor(System().openat(level.to, name, kFolder | O_NOFOLLOW, 0));
-    if (!target.IsOpen())
-      return Failed(TVL_ERR_CREATE_DIR, "the copy of the folder cannot be opened", errno, path);
+  OpenFolder source(level.from, name, Use::kReading);
+  if (const int problem = source.Problem()) {
+    return problem == ENOENT ? StoreFailure()
+                             : Failed(TVL_ERR_SERVER_FILE, "folder cannot be read", problem, path);
   }
+  if (level.to == nullptr) {
+    report_(path, TVL_BACKUP_FOLDER, 0);
+    return CopyFolder({source, nullptr, path});
+  }
+  if (const int problem = level.to->CreateFolder(name))
+    return Failed(TVL_ERR_CREATE_DIR, "the copy of the folder cannot be created", problem, path);
+  const OpenFolder target(*level.to, name, Use::kWriting);
+  if (const int problem = target.Problem())
+    return Failed(TVL_ERR_CREATE_DIR, "the copy of the folder cannot be opened", problem, path);
   report_(path, TVL_BACKUP_FOLDER, 0);
-  return CopyFolder({source.Get(), target.Get(), path});
+  return CopyFolder({source, &target, path});
 }
 
 // Reports a table only after its rows may change again, since the report may take its time.
 StoreFailure TreeCopy::CopyFile(const Level& level, const char* name, const std::string& path,
-                                const struct stat& status) {
+                                const EntryStatus& status) {
   const TVL_FILE_KIND file = FileKindOf(name);
   if (file == TVL_FILE_PART || file == TVL_FILE_NEW_INI || IsJournalOfTable(level.from, name)) return {};
   const TVL_BACKUP_KIND kind = BackupKindOf(level.from, name);
   std::optional<std::uint64_t> size;
-  if (level.to < 0) {
-    size = static_cast<std::uint64_t>(status.st_size);
+  if (level.to == nullptr) {
+    size = status.size;
   } else if (StoreFailure failure = CopyContents(level, name, path, kind, size)) {
     return failure;
   }
@@ -148,7 +138,7 @@ StoreFailure TreeCopy::CopyFile(const Level& level, const char* name, const std:
 StoreFailure TreeCopy::CopyContents(const Level& level, const char* name, const std::string& path,
                                     TVL_BACKUP_KIND kind, std::optional<std::uint64_t>& size) {
   const auto copy = [&](SourceState state) {
-    const WholeCopy result = CopyWhole({level.from, name}, {level.to, name}, state);
+    const WholeCopy result = CopyWhole({level.from, name}, {*level.to, name}, state);
     if (result.outcome == CopyOutcome::kCopied) size = result.size;
     if (result.outcome != CopyOutcome::kFailed) return StoreFailure();
     return Failed(result.failure.code, result.failure.what, result.failure.error, path);
@@ -158,13 +148,14 @@ StoreFailure TreeCopy::CopyContents(const Level& level, const char* name, const 
 }
 
 StoreFailure TreeCopy::CopyLink(const Level& level, const char* name, const std::string& path) {
-  char target[PATH_MAX];
-  const ssize_t length = System().readlinkat(level.from, name, target, sizeof target - 1);
-  if (length < 0)
-    return errno == ENOENT ? StoreFailure() : Failed(TVL_ERR_SERVER_FILE, "link cannot be read", errno, path);
-  target[length] = 0;
-  if (level.to >= 0 && System().symlinkat(target, level.to, name) != 0)
-    return Failed(TVL_ERR_CREATE_DIR, "the copy of the link cannot be created", errno, path);
+  LinkData link;
+  if (const int problem = level.from.ReadLink(name, link)) {
+    return problem == ENOENT ? StoreFailure()
+                             : Failed(TVL_ERR_SERVER_FILE, "link cannot be read", problem, path);
+  }
+  const int problem = level.to != nullptr ? level.to->CreateLink(name, link) : 0;
+  if (problem != 0)
+    return Failed(TVL_ERR_CREATE_DIR, "the copy of the link cannot be created", problem, path);
   report_(path, TVL_BACKUP_LINK, 0);
   return {};
 }

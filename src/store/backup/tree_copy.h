@@ -1,8 +1,6 @@
 #ifndef TVL_STORE_BACKUP_TREE_COPY_H
 #define TVL_STORE_BACKUP_TREE_COPY_H
 
-#include <sys/stat.h>
-
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -10,6 +8,8 @@
 
 #include <tvlclient/store.h>
 
+#include "store/backup/entry_status.h"
+#include "store/backup/open_folder.h"
 #include "store/failure.h"
 
 namespace tvl {
@@ -20,7 +20,7 @@ namespace tvl {
 class TreeCopy {
  public:
   // Decides, by the name below the root and the status, whether an entry is to be left out.
-  using Excludes = std::function<bool(const std::string& name, const struct stat& status)>;
+  using Excludes = std::function<bool(const std::string& name, const EntryStatus& status)>;
   // Copies a table, by its name below the root, by calling `copy` while its rows do not change.
   using CopyTable =
       std::function<StoreFailure(const std::string& name, const std::function<StoreFailure()>& copy)>;
@@ -34,8 +34,8 @@ class TreeCopy {
 
  private:
   struct Level {
-    int from;
-    int to;  // negative if nothing is written
+    OpenFolder& from;
+    const OpenFolder* to;  // null if nothing is written
     std::string name;
   };
 
@@ -43,7 +43,7 @@ class TreeCopy {
   [[nodiscard]] StoreFailure CopyEntry(const Level& level, const char* name);
   [[nodiscard]] StoreFailure CopySubfolder(const Level& level, const char* name, const std::string& path);
   [[nodiscard]] StoreFailure CopyFile(const Level& level, const char* name, const std::string& path,
-                                      const struct stat& status);
+                                      const EntryStatus& status);
   [[nodiscard]] StoreFailure CopyContents(const Level& level, const char* name, const std::string& path,
                                           TVL_BACKUP_KIND kind, std::optional<std::uint64_t>& size);
   [[nodiscard]] StoreFailure CopyLink(const Level& level, const char* name, const std::string& path);

@@ -1,11 +1,6 @@
 #include "store/backup/whole_copy.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -14,11 +9,8 @@
 #include <thread>
 
 #include "base/stop.h"
-#include "host/descriptor.h"
-#include "host/file_access.h"
-#include "host/file_identity.h"
-#include "host/system_calls.h"
-#include "host/write_all.h"
+#include "store/backup/copied_file.h"
+#include "store/backup/source_file.h"
 
 namespace tvl {
 namespace {
@@ -32,24 +24,13 @@ constexpr std::chrono::milliseconds kLongestPause{500};
 // read twice.
 constexpr std::time_t kRecent = 2;
 
-bool SameTime(const timespec& a, const timespec& b) {
-  return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+bool SameVersion(const FileVersion& a, const FileVersion& b) {
+  return a.entry.id == b.entry.id && a.entry.size == b.entry.size && a.written == b.written &&
+         a.changed == b.changed;
 }
 
-bool SameVersion(const struct stat& a, const struct stat& b) {
-  return IdentityOf(a) == IdentityOf(b) && a.st_size == b.st_size && SameTime(a.st_mtim, b.st_mtim) &&
-         SameTime(a.st_ctim, b.st_ctim);
-}
-
-bool IsRecent(const struct stat& status) {
-  return std::max(status.st_mtim.tv_sec, status.st_ctim.tv_sec) + kRecent > std::time(nullptr);
-}
-
-ssize_t ReadBlock(int file, char* buffer, std::size_t most, off_t offset) {
-  for (;;) {
-    const ssize_t count = System().pread(file, buffer, most, offset);
-    if (count >= 0 || errno != EINTR) return count;
-  }
+bool IsRecent(const FileVersion& version) {
+  return std::max(version.written.seconds, version.changed.seconds) + kRecent > std::time(nullptr);
 }
 
 bool IsZero(const char* bytes, std::size_t count) {
@@ -59,7 +40,10 @@ bool IsZero(const char* bytes, std::size_t count) {
 class Copier {
  public:
   Copier(const NameIn& from, const NameIn& to, SourceState state)
-      : from_(from), to_(to), state_(state), buffer_(std::make_unique<char[]>(2 * kBuffer)) {}
+      : from_(from),
+        state_(state),
+        target_(to.folder, to.name),
+        buffer_(std::make_unique<char[]>(2 * kBuffer)) {}
 
   WholeCopy Run() {
     std::chrono::milliseconds pause = kFirstPause;
@@ -67,7 +51,7 @@ class Copier {
       if (StopRequested()) return Fail(TVL_ERR_STOPPED, "interrupted", 0);
       switch (Once()) {
         case Step::kDone:
-          return {CopyOutcome::kCopied, static_cast<std::uint64_t>(before_.st_size), {}};
+          return {CopyOutcome::kCopied, before_.entry.size, {}};
         case Step::kGone:
           return Discard({CopyOutcome::kGone, 0, {}});
         case Step::kSourceFailed:
@@ -79,6 +63,7 @@ class Copier {
           pause = std::min(pause * 2, kLongestPause);
       }
     }
+    if (error_ == EBUSY) return Fail(TVL_ERR_SERVER_FILE, "file cannot be read", error_);
     return Fail(TVL_ERR_SERVER_FILE, "file changes all the time, so that no whole copy can be read", 0);
   }
 
@@ -86,21 +71,23 @@ class Copier {
   enum class Step { kDone, kGone, kChanged, kSourceFailed, kTargetFailed };
 
   Step Once() {
-    constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-    const Descriptor source(System().openat(from_.folder, from_.name, kFlags, 0));
-    if (!source.IsOpen()) return AfterSourceError();
-    if (System().fstat(source.Get(), &before_) != 0) return AfterSourceError();
-    if (!S_ISREG(before_.st_mode)) return Step::kChanged;
-    if (const Step step = OpenTarget(); step != Step::kDone) return step;
-    if (const Step step = Contents(source.Get()); step != Step::kDone) return step;
-    if (const Step step = CheckUnchanged(source.Get()); step != Step::kDone) return step;
-    return Traits(source.Get());
+    const SourceFile source(from_.folder, from_.name);
+    if (source.Problem() != 0) return AfterSourceError(source.Problem());
+    error_ = 0;
+    before_ = source.Version();
+    if (before_.entry.kind != EntryKind::kFile) return Step::kChanged;
+    if (const int problem = target_.OpenEmpty()) return FailTarget(problem);
+    if (const Step step = Contents(source); step != Step::kDone) return step;
+    if (const Step step = CheckUnchanged(source); step != Step::kDone) return step;
+    const int problem = target_.Finish(source);
+    return problem == 0 ? Step::kDone : FailTarget(problem);
   }
 
-  Step AfterSourceError() {
-    error_ = errno;
-    if (error_ == ENOENT) return Step::kGone;
-    return error_ == ESTALE || error_ == ELOOP ? Step::kChanged : Step::kSourceFailed;
+  // Another program may have replaced the file by a link, or have it locked for a moment.
+  Step AfterSourceError(int error) {
+    error_ = error;
+    if (error == ENOENT) return Step::kGone;
+    return error == ELOOP || error == EBUSY ? Step::kChanged : Step::kSourceFailed;
   }
 
   Step FailTarget(int error) {
@@ -108,62 +95,46 @@ class Copier {
     return Step::kTargetFailed;
   }
 
-  Step OpenTarget() {
-    if (target_.IsOpen()) return System().ftruncate(target_.Get(), 0) == 0 ? Step::kDone : FailTarget(errno);
-    target_ = Descriptor(System().openat(to_.folder, to_.name, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-    return target_.IsOpen() ? Step::kDone : FailTarget(errno);
-  }
-
-  // Shared blocks need neither time nor space, and are one version of the file.
-  Step Contents(int source) {
-    if (System().clone(target_.Get(), source) == 0) return Step::kDone;
-    const bool has_holes = before_.st_blocks * 512 < before_.st_size;
-    off_t offset = 0;
+  Step Contents(const SourceFile& source) {
+    if (target_.Share(source)) return Step::kDone;
+    const bool has_holes = before_.allocated < before_.entry.size;
+    if (has_holes) target_.AllowHoles();
+    std::uint64_t offset = 0;
     for (;;) {
-      const ssize_t count = ReadBlock(source, buffer_.get(), kBuffer, offset);
-      if (count < 0) return AfterSourceError();
+      std::size_t count = 0;
+      if (const int problem = source.Read(buffer_.get(), kBuffer, offset, count))
+        return AfterSourceError(problem);
       if (count == 0) break;
-      const auto length = static_cast<std::size_t>(count);
-      const bool is_hole = has_holes && IsZero(buffer_.get(), length);
-      const int problem = is_hole ? 0 : WriteAllAt(target_.Get(), buffer_.get(), length, offset);
+      const bool is_hole = has_holes && IsZero(buffer_.get(), count);
+      const int problem = is_hole ? 0 : target_.Write(buffer_.get(), count, offset);
       if (problem != 0) return FailTarget(problem);
       offset += count;
     }
-    return System().ftruncate(target_.Get(), offset) == 0 ? Step::kDone : FailTarget(errno);
+    const int problem = target_.SetSize(offset);
+    return problem == 0 ? Step::kDone : FailTarget(problem);
   }
 
-  Step CheckUnchanged(int source) {
+  Step CheckUnchanged(const SourceFile& source) {
     if (state_ == SourceState::kAtRest) return Step::kDone;
     if (IsRecent(before_) && !ReadsTheSame(source)) return Step::kChanged;
-    struct stat after = {};
-    if (System().fstat(source, &after) != 0) return AfterSourceError();
+    FileVersion after;
+    if (const int problem = source.ReadVersion(after)) return AfterSourceError(problem);
     return SameVersion(before_, after) ? Step::kDone : Step::kChanged;
   }
 
-  bool ReadsTheSame(int source) {
+  bool ReadsTheSame(const SourceFile& source) {
     char* again = buffer_.get() + kBuffer;
-    for (off_t offset = 0;;) {
-      const ssize_t count = ReadBlock(source, buffer_.get(), kBuffer, offset);
-      if (count == 0) return System().lseek(target_.Get(), 0, SEEK_END) == offset;
-      const auto length = count < 0 ? 0 : static_cast<std::size_t>(count);
-      if (count < 0 || ReadBlock(target_.Get(), again, length, offset) != count) return false;
-      if (std::memcmp(buffer_.get(), again, length) != 0) return false;
+    for (std::uint64_t offset = 0;;) {
+      std::size_t count = 0;
+      if (source.Read(buffer_.get(), kBuffer, offset, count) != 0) return false;
+      if (count == 0) return target_.HasSize(offset);
+      if (!target_.Read(again, count, offset) || std::memcmp(buffer_.get(), again, count) != 0) return false;
       offset += count;
     }
   }
 
-  Step Traits(int source) {
-    FileAccess access;
-    if (access.Read(source) != 0 || access.Apply(target_.Get()) != 0)
-      System().fchmod(target_.Get(), before_.st_mode & 0777U);
-    const timespec times[] = {before_.st_atim, before_.st_mtim};
-    if (System().futimens(target_.Get(), times) != 0) return FailTarget(errno);
-    const int problem = target_.Close();
-    return problem == 0 ? Step::kDone : FailTarget(problem);
-  }
-
   WholeCopy Discard(WholeCopy result) {
-    if (target_.IsOpen()) System().unlinkat(to_.folder, to_.name, 0);
+    target_.Remove();
     return result;
   }
 
@@ -172,11 +143,10 @@ class Copier {
   }
 
   NameIn from_;
-  NameIn to_;
   SourceState state_;
+  CopiedFile target_;
   std::unique_ptr<char[]> buffer_;  // one half for each file
-  Descriptor target_;
-  struct stat before_ = {};
+  FileVersion before_;
   int error_ = 0;
 };
 

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "store/backup/open_folder.h"
 #include "store/failure.h"
 
 namespace tvl {
@@ -21,9 +22,9 @@ struct WholeCopy {
   StoreFailure failure;
 };
 
-// A name in an open folder.
+// A name in an open folder, or a full path in the current one.
 struct NameIn {
-  int folder;
+  const OpenFolder& folder;
   const char* name;
 };
 

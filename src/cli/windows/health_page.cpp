@@ -72,7 +72,7 @@ HealthPage FetchHealthPage(const std::string& origin, const std::string& path,
   std::array<wchar_t, kLongestHost> host = {};
   URL_COMPONENTS parts = {};
   parts.dwStructSize = sizeof parts;
-  parts.lpsz_host_name = host.data();
+  parts.lpszHostName = host.data();
   parts.dwHostNameLength = kLongestHost;
   if (WinHttpCrackUrl(address.c_str(), 0, 0, &parts) == 0 || host[0] == 0) return {-1, {}};
   return Fetch(host.data(), parts.nPort, WideOf(path), static_cast<int>(patience.count()));

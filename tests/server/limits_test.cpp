@@ -4,6 +4,8 @@
 
 #include <atomic>
 #include <chrono>
+#include <iterator>
+#include <list>
 #include <stdexcept>
 #include <thread>
 
@@ -164,8 +166,11 @@ TEST(ServerLimits, ServesTwoHundredClients) {
   const ServerProcess server(store);
   std::atomic<int> right{0};
   std::atomic<int> owners{0};
+  // One after the other, because the server closes a connection if too many others begin after it.
+  std::list<RawClient> clients;
+  for (int i = 0; i < kClients; ++i) clients.push_back(server.Enter({"pc" + std::to_string(i % 7)}));
   InThreads(kClients, [&](int i) {
-    const RawClient client = server.Enter({"pc" + std::to_string(i % 7)});
+    const RawClient& client = *std::next(clients.begin(), i);
     const string name = "folder" + std::to_string(i % 10) + "/" + std::to_string(i);
     const string bytes(1000 * static_cast<std::size_t>(i) + 1, static_cast<char>(i));
     const bool stored = client.Put(name, bytes) == 0;

@@ -32,7 +32,7 @@ struct FinishedPart {
   std::optional<NewTimes> times = {};  // to be set
 };
 
-// Sets the times of an open part, closes it and renames it to its target. Returns false and notes an error on
+// Closes an open part, sets its times and renames it to its target. Returns false and notes an error on
 // failure; then the part is removed, unless the target is gone.
 [[nodiscard]] bool ReplaceTarget(const FinishedPart& part);
 

@@ -155,26 +155,27 @@ class FailingRename {
   static inline Call real_ = nullptr;
 };
 
-// While it exists, the times of open files of `size` bytes cannot be set.
+// While it exists, the times of files of `size` bytes cannot be set by name.
 class FailingTimes {
  public:
   explicit FailingTimes(off_t size) {
     size_ = size;
-    real_ = tvl::System().futimens;
-    tvl::System().futimens = [](int file, const timespec times[2]) {
+    real_ = tvl::System().utimensat;
+    tvl::System().utimensat = [](int folder, const char* name, const timespec times[2], int flags) {
       struct stat status = {};
-      if (fstat(file, &status) == 0 && status.st_size != size_) return real_(file, times);
+      if (fstatat(folder, name, &status, flags) == 0 && status.st_size != size_)
+        return real_(folder, name, times, flags);
       errno = EIO;
       return -1;
     };
   }
-  ~FailingTimes() { tvl::System().futimens = real_; }
+  ~FailingTimes() { tvl::System().utimensat = real_; }
   FailingTimes(const FailingTimes&) = delete;
   FailingTimes& operator=(const FailingTimes&) = delete;
 
  private:
   static inline off_t size_ = 0;
-  static inline decltype(tvl::SystemCalls::futimens) real_ = nullptr;
+  static inline decltype(tvl::SystemCalls::utimensat) real_ = nullptr;
 };
 
 #endif

@@ -36,11 +36,10 @@ class SignalsBlocked {
 
 // Closes a part in either case. Returns 0 or an errno value.
 int Complete(const FinishedPart& part) {
-  const int problem = part.times ? SetTimesOf(DescriptorOf(part.file), *part.times) : 0;
   ReleaseFile(part.file);
   CloseWithoutDelay(DescriptorOf(part.file));
   if (CloseHandle(part.file) == 0) return LastErrorCode();
-  return problem;
+  return part.times ? SetTimesAt(part.path.c_str(), *part.times) : 0;
 }
 
 Target KnownTarget(const FinishedPart& part) {

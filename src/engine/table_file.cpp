@@ -106,6 +106,7 @@ TableFile TableFile::Open(const std::string& path, Access access, Purpose purpos
   const bool opened = OpenApart(path, access, [&](bool apart) {
     file.file_ = OpenExistingFile(path, access);
     file.opens_apart_ = apart;
+    file.is_shared_ = purpose == Purpose::kUse;
     // A file in use has a lock from the start, or this computer might get a lease to write it.
     if (apart && file.IsOpen() && purpose == Purpose::kUse)
       static_cast<void>(TryLock(file.file_, LockKind::kShared, kUseByte));
@@ -174,6 +175,7 @@ TableFile& TableFile::operator=(TableFile&& other) noexcept {
   id_ = other.id_;
   writable_ = other.writable_;
   opens_apart_ = other.opens_apart_;
+  is_shared_ = other.is_shared_;
   return *this;
 }
 

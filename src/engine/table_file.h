@@ -48,7 +48,8 @@ class TableFile {
       : file_(std::exchange(other.file_, kNoFile)),
         id_(other.id_),
         writable_(other.writable_),
-        opens_apart_(other.opens_apart_) {}
+        opens_apart_(other.opens_apart_),
+        is_shared_(other.is_shared_) {}
   TableFile(const TableFile&) = delete;  // one object, one lock
   TableFile& operator=(const TableFile&) = delete;
   TableFile& operator=(TableFile&& other) noexcept;
@@ -61,6 +62,9 @@ class TableFile {
   // Calls `open`, which opens the file once more by `path`, so that the locks of both are reliable. Returns
   // false and notes an error, without calling it, if other processes are opening the file for too long.
   [[nodiscard]] bool OpenAgain(const std::string& path, const std::function<void()>& open) const;
+
+  // Returns whether others may use the table too, on a share where opens need OpenApart.
+  [[nodiscard]] bool IsSharedApart() const { return opens_apart_ && is_shared_; }
 
   // Returns the first bytes of the file, at most `count`; fewer at its end or on failure.
   [[nodiscard]] std::string Start(std::size_t count) const;
@@ -87,6 +91,7 @@ class TableFile {
   FileId id_;
   bool writable_;
   bool opens_apart_ = false;  // another open of the file needs OpenApart
+  bool is_shared_ = false;
 };
 
 }  // namespace tvl::engine

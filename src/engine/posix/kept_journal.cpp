@@ -8,7 +8,7 @@ namespace tvl::engine {
 
 void KeptJournal::NoteSeen(const struct stat* status) {
   was_empty_ = status == nullptr || status->st_size == 0;
-  is_seen_ = status != nullptr && status->st_size == 0 && Is(*status);
+  is_seen_ = status != nullptr && Is(*status) && (was_empty_ || cached_ == Cached::kNever);
   if (!is_seen_) Drop();
 }
 
@@ -18,10 +18,11 @@ bool KeptJournal::DropDeleted(const struct stat& status) {
   return true;
 }
 
-void KeptJournal::Keep(int descriptor, const FileIdentity& id) {
+void KeptJournal::Keep(int descriptor, const FileIdentity& id, Cached cached) {
   Drop();
   descriptor_ = descriptor;
   id_ = id;
+  cached_ = cached;
   is_seen_ = true;
 }
 

@@ -24,7 +24,8 @@ class KeptJournal {
   void Forget() { is_seen_ = was_empty_ = false; }
 
   // Notes the status of the journal, null if it does not exist. A journal with contents was left by a killed
-  // writer; it is opened by its name, because this computer may have cached older contents of the kept file.
+  // writer; unless it is `Cached::kNever`, it is opened by its name, because this computer may have cached
+  // older contents of the kept file.
   void NoteSeen(const struct stat* status);
 
   // Returns whether the journal was empty, or did not exist, when it was seen.
@@ -42,8 +43,11 @@ class KeptJournal {
   // Returns true for the status of the kept file.
   [[nodiscard]] bool Is(const struct stat& status) const { return IdentityOf(status) == id_; }
 
+  // Whether this computer caches what it reads of the file.
+  enum class Cached { kPerhaps, kNever };
+
   // Keeps a descriptor that was opened for writing.
-  void Keep(int descriptor, const FileIdentity& id);
+  void Keep(int descriptor, const FileIdentity& id, Cached cached);
 
   [[nodiscard]] bool Has(int descriptor) const { return descriptor >= 0 && descriptor == descriptor_; }
 
@@ -52,6 +56,7 @@ class KeptJournal {
 
   int descriptor_ = -1;
   FileIdentity id_;
+  Cached cached_ = Cached::kPerhaps;
   bool is_seen_ = false;
   bool was_empty_ = false;
 };

@@ -69,21 +69,10 @@ bool IsJournal(const char* path) {
   return std::string_view(path).ends_with("-journal");
 }
 
-int OpenJournal(SqliteFiles& files, const char* path, int flags, mode_t mode) {
-  if (files.Journal().Reuse() >= 0) return files.Journal().Reuse();
-  const int descriptor = ForkGuard::Open(path, flags, mode);
-  struct stat status = {};
-  if (descriptor < 0 || System().fstat(descriptor, &status) != 0) return descriptor;
-  const FileIdentity id = IdentityOf(status);
-  files.NoteJournal(id);
-  if ((flags & O_ACCMODE) == O_RDWR) files.Journal().Keep(descriptor, id);
-  return descriptor;
-}
-
 int Open(const char* path, int flags, int mode) {
   const auto rights = static_cast<mode_t>(mode);
   SqliteFiles* const files = FilesInUse();
-  if (files != nullptr && IsJournal(path)) return OpenJournal(*files, path, flags, rights);
+  if (files != nullptr && IsJournal(path)) return files->OpenJournal(path, flags, rights);
   const int opened = ForkGuard::Open(path, flags, rights);
   CurrentPassage().last_opened = opened;
   return opened;
@@ -112,13 +101,27 @@ int StatFresh(const char* path, const KeptJournal& kept, struct stat* status) {
   return System().stat(path, status);
 }
 
+// On SMB a finished journal keeps its length. What is read from its kept descriptor comes from the server.
+bool IsKeptJournalVoid(SqliteFiles& files, const char* path, struct stat* status) {
+  VoidHeader header = {};
+  const ssize_t length = files.ReadJournal(header);
+  if (length < 0 || header[0] != 0) return false;
+  if (System().stat(path, status) != 0 || !files.Journal().Is(*status)) return false;
+  CurrentPassage().region->Change().NoteJournal({header.data(), static_cast<std::size_t>(length)});
+  status->st_size = 0;  // to SQLite, an empty journal does not exist
+  return true;
+}
+
 // A transaction that only looks for a journal must not open it: the server would have to take back the lease
-// of the computer that wrote it last, and if that one does not answer, Samba ends its connection and releases
-// its locks after a few seconds.
+// of a computer with an earlier release that wrote it last (host/handle_apart.h).
 int Stat(const char* path, struct stat* status) {
   SqliteFiles* const files = FilesInUse();
   if (files == nullptr || !IsJournal(path)) return System().stat(path, status);
   KeptJournal& journal = files->Journal();
+  if (files->SyncsJournal() && IsKeptJournalVoid(*files, path, status)) {
+    journal.NoteSeen(status);
+    return 0;
+  }
   int result = StatFresh(path, journal, status);
   if (result == 0 && journal.DropDeleted(*status)) result = StatFresh(path, journal, status);
   const int problem = errno;
@@ -143,7 +146,7 @@ int Truncate(int descriptor, off_t length) {
 // kept.
 int OpenFolder(const char* path, int* descriptor) {
   SqliteFiles* const files = FilesInUse();
-  if (files == nullptr || files->IsJournalSynced()) return SQLITE_CANTOPEN;
+  if (files == nullptr || files->IsJournalNamed()) return SQLITE_CANTOPEN;
   const std::string_view name(path);
   const std::size_t slash = name.rfind('/');
   const std::string folder(slash == std::string_view::npos ? "." : name.substr(0, slash + 1));

@@ -117,7 +117,9 @@ class PartTable {
   PartTable(const PartTable&) = delete;
   PartTable& operator=(const PartTable&) = delete;
   ~PartTable() {
-    if (is_made_) System().unlink(path_.c_str());
+    if (!is_made_) return;
+    System().unlink(path_.c_str());
+    static_cast<void>(RemoveCompanions(path_));
   }
 
   // The lock of a user protects the file from those who remove parts that nobody holds.

@@ -68,6 +68,7 @@ int WriteGathered(sqlite3_file* file) {
 }
 
 int WriteRows(sqlite3_file* file, const void* bytes, int count, sqlite3_int64 offset) {
+  if (offset == 0) RegionInUse()->Change().NoteWritten(bytes);
   const auto size = static_cast<std::size_t>(count);
   GatheredWrites& gathered = RegionInUse()->Gathered();
   if (gathered.Add(bytes, size, offset)) return SQLITE_OK;
@@ -77,7 +78,12 @@ int WriteRows(sqlite3_file* file, const void* bytes, int count, sqlite3_int64 of
 
 int ReadRows(sqlite3_file* file, void* bytes, int count, sqlite3_int64 offset) {
   if (const int problem = WriteGathered(file)) return problem;
-  return rows.base.xRead(file, bytes, count, offset);
+  KnownChange& change = RegionInUse()->Change();
+  const bool is_change = offset == KnownChange::kStart && count == static_cast<int>(KnownChange::kLength);
+  if (is_change && change.Copy(bytes)) return SQLITE_OK;
+  const int result = rows.base.xRead(file, bytes, count, offset);
+  if (is_change && result == SQLITE_OK) change.NoteRead(bytes);
+  return result;
 }
 
 int TruncateRows(sqlite3_file* file, sqlite3_int64 size) {
@@ -122,17 +128,32 @@ int ReadJournal(sqlite3_file* file, void* bytes, int count, sqlite3_int64 offset
   return length == wanted ? SQLITE_OK : SQLITE_IOERR_SHORT_READ;
 }
 
+// Another header makes a journal void too. On SMB it is synced as it is written, while a truncation takes two
+// requests, and a third to sync it.
+bool MakeJournalVoid(sqlite3_file* file, KnownChange& change) {
+  const VoidHeader header = MakeVoidHeader();
+  if (Put(journals, file, {header.data(), header.size()}, 0) != SQLITE_OK) return false;
+  change.NoteVoid(header);
+  return true;
+}
+
 // SQLite truncates a journal only to nothing.
 int TruncateJournal(sqlite3_file* file, sqlite3_int64 size) {
-  return RegionInUse()->Journal().Empty() ? SQLITE_OK : journals.base.xTruncate(file, size);
+  Region& region = *RegionInUse();
+  const bool is_void =
+      region.Seen().SyncsJournal() && region.Journal().IsWhole() && MakeJournalVoid(file, region.Change());
+  return region.Journal().End(is_void) ? SQLITE_OK : journals.base.xTruncate(file, size);
 }
 
 int SyncJournal(sqlite3_file* file, int flags) {
   Region& region = *RegionInUse();
-  if (region.Journal().IsUntouched() || (region.Journal().Holds() && !region.Journal().IsDue()))
+  if (region.Journal().HasEnded() || (region.Journal().Holds() && !region.Journal().IsDue()))
     return SQLITE_OK;
-  const int problem = region.Journal().Holds() ? WriteOutJournal(file, region) : SQLITE_OK;
-  return problem != SQLITE_OK ? problem : journals.base.xSync(file, flags);
+  if (region.Journal().Holds()) {
+    if (const int problem = WriteOutJournal(file, region)) return problem;
+    if (region.Seen().SyncsJournal() && region.Seen().IsJournalNamed()) return SQLITE_OK;
+  }
+  return journals.base.xSync(file, flags);
 }
 
 int SizeOfJournal(sqlite3_file* file, sqlite3_int64* size) {
@@ -172,10 +193,13 @@ int Open(sqlite3_vfs* /*unused*/, const char* name, sqlite3_file* file, int flag
 // Returns whether a journal has no header, or whether its writer ended before the journal was complete, and
 // so before it changed the table.
 bool IsVoid(const char* journal) {
+  const std::string path = PathFromSqlite(journal);
   std::string bytes;
-  const int problem = ReadStart(PathFromSqlite(journal), HeldJournal::kMost, bytes);
+  int problem = ReadStart(path, 1, bytes);
+  if (problem == 0 && (bytes.empty() || bytes[0] == 0)) return true;
+  if (problem == 0) problem = ReadStart(path, HeldJournal::kMost, bytes);
   if (problem != 0) RegionInUse()->NoteUnseenJournal();
-  return problem == 0 && (bytes.empty() || bytes[0] == 0 || IsJournalTorn(bytes));
+  return problem == 0 && IsJournalTorn(bytes);
 }
 
 int FindFile(sqlite3_vfs* /*unused*/, const char* name, int flags, int* is_there) {

@@ -7,13 +7,14 @@ namespace tvl::engine {
 
 void HeldJournal::Reset() {
   state_ = State::kInFile;
-  is_touched_ = false;
+  is_touched_ = is_whole_ = false;
   buffer_.Clear();
 }
 
 bool HeldJournal::Write(const void* bytes, std::size_t count, std::int64_t offset) {
-  const bool begins = offset == 0 && (state_ == State::kInFile || state_ == State::kUntouched);
+  const bool begins = offset == 0 && (state_ == State::kInFile || state_ == State::kEnded);
   if (begins) Reset();
+  is_whole_ = false;
   if (!begins && !Holds()) return false;
   if (offset > static_cast<std::int64_t>(kMost) || count > kMost - static_cast<std::size_t>(offset))
     return false;
@@ -42,11 +43,11 @@ std::string_view HeldJournal::Sealed() {
   return buffer_.Padded((sectors + 1) * kJournalHeader);
 }
 
-bool HeldJournal::Empty() {
-  const bool is_untouched = Holds() && !is_touched_;
+bool HeldJournal::End(bool is_void) {
+  const bool has_ended = is_void || (Holds() && !is_touched_);
   Reset();
-  if (is_untouched) state_ = State::kUntouched;
-  return is_untouched;
+  if (has_ended) state_ = State::kEnded;
+  return has_ended;
 }
 
 }  // namespace tvl::engine

@@ -17,7 +17,7 @@ namespace tvl::engine {
 // one step. A longer one than kMost is written in SQLite's way.
 class HeldJournal {
  public:
-  static constexpr std::size_t kMost = std::size_t{256} << 10;
+  static constexpr std::size_t kMost = std::size_t{8} << 20;
 
   // For a journal that has just been opened.
   void Reset();
@@ -42,18 +42,23 @@ class HeldJournal {
   template <typename Write>
   [[nodiscard]] bool WriteOut(Write write) {
     is_touched_ = true;
-    if (!write(IsComplete() ? Sealed() : buffer_.Bytes())) return false;
+    is_whole_ = IsComplete();
+    if (!write(is_whole_ ? Sealed() : buffer_.Bytes())) return false;
     state_ = State::kWritten;
     return true;
   }
 
-  // Empties the journal. Returns true if nothing of it was written, so that its file need not be emptied.
-  [[nodiscard]] bool Empty();
-  // Returns true if the journal was emptied in that way and need not be synced.
-  [[nodiscard]] bool IsUntouched() const { return state_ == State::kUntouched; }
+  // Returns true if the file contains the whole journal as it was written out.
+  [[nodiscard]] bool IsWhole() const { return state_ == State::kWritten && is_whole_; }
+
+  // Ends the use of the journal. `is_void` states that its file is void already, also on the disk. Returns
+  // false if the file must be emptied: neither is it void, nor was nothing of the journal written.
+  [[nodiscard]] bool End(bool is_void);
+  // Returns true if End returned true, so that nothing need be synced.
+  [[nodiscard]] bool HasEnded() const { return state_ == State::kEnded; }
 
  private:
-  enum class State { kInFile, kHeld, kWritten, kUntouched };
+  enum class State { kInFile, kHeld, kWritten, kEnded };
 
   static constexpr std::size_t kMostPadding = 2 * kJournalHeader;
 
@@ -62,6 +67,7 @@ class HeldJournal {
 
   State state_ = State::kInFile;
   bool is_touched_ = false;
+  bool is_whole_ = false;
   WriteBuffer buffer_{kMost + kMostPadding};
 };
 

@@ -100,6 +100,7 @@ bool Region::Take(Strength wanted, Patience& patience) {
   was_too_weak_ = false;
   has_unseen_journal_ = false;
   seen_->Forget();
+  change_.Forget();
   gathered_.Clear();
   const bool is_in = wanted == Strength::kExclusive ? TakeWithGate() : BypassGate();
   if (!is_in && !PassGate(wanted, patience)) return false;

@@ -7,6 +7,7 @@
 #include "engine/patience.h"
 #include "engine/sqlite/gathered_writes.h"
 #include "engine/sqlite/held_journal.h"
+#include "engine/sqlite/known_change.h"
 #include "engine/sqlite/seen_files.h"
 #include "engine/system.h"
 #include "store/lock_ranges.h"
@@ -59,6 +60,8 @@ class Region {
   // What the system calls that SQLite makes remember of the connection's files.
   [[nodiscard]] SeenFiles& Seen() { return *seen_; }
 
+  [[nodiscard]] KnownChange& Change() { return change_; }
+
   // What SQLite has written and the connection's files do not contain yet.
   [[nodiscard]] HeldJournal& Journal() { return journal_; }
   [[nodiscard]] GatheredWrites& Gathered() { return gathered_; }
@@ -74,6 +77,7 @@ class Region {
   bool can_write_ = false;
   bool has_unseen_journal_ = false;
   std::unique_ptr<SeenFiles> seen_ = SeenFiles::Create();
+  KnownChange change_;
   HeldJournal journal_;
   GatheredWrites gathered_;
   std::chrono::steady_clock::time_point met_others_;

@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstring>
 #include <new>
@@ -178,6 +179,7 @@ std::unique_ptr<SqliteTable> SqliteTable::Open(const std::string& path, const Ta
     NoteError("the table was replaced");
     return nullptr;
   }
+  table->StampJournal();
   return table;
 }
 
@@ -194,8 +196,9 @@ SqliteTable::~SqliteTable() {
 // SQLite's own open file has locks too.
 bool SqliteTable::Connect(const std::string& path, const TableFile& file) {
   const Access access = file.IsWritable() ? Access::kReadWrite : Access::kRead;
-  bool isOpen = false;
-  return file.OpenAgain(path, [&] { isOpen = OpenDatabase(path, access); }) && isOpen;
+  if (file.IsSharedApart()) region_.Seen().NoteApart();
+  bool is_open = false;
+  return file.OpenAgain(path, [&] { is_open = OpenDatabase(path, access); }) && is_open;
 }
 
 bool SqliteTable::OpenDatabase(const std::string& path, Access access) {
@@ -208,6 +211,7 @@ bool SqliteTable::OpenDatabase(const std::string& path, Access access) {
   }
   const bool is_read_only = sqlite3_db_readonly(database_, "main") != 0;
   region_.Attach(LastOpenedBySqlite(), is_read_only ? Access::kRead : Access::kReadWrite);
+  if (!is_read_only) region_.Seen().PrepareJournal(path);
   if (LastOpenedBySqlite() == kNoFile) {
     NoteError("the table cannot be locked");
     return false;
@@ -239,6 +243,15 @@ bool SqliteTable::RollBackKilledWriter(Patience& patience) {
   const RegionHold hold(region_, Region::Strength::kExclusive, patience);
   const SqlitePassage passage(&region_);
   return hold.Has() && RunBatchStep(kTakeSnapshot);
+}
+
+// With a stamp, a read need not ask the server whether others have changed the table. If others are using it
+// now, the next writer leaves one.
+void SqliteTable::StampJournal() {
+  if (!region_.Seen().LacksStamp()) return;
+  Patience none(std::chrono::milliseconds(0));
+  const RegionHold hold(region_, Region::Strength::kExclusive, none);
+  if (hold.Has()) region_.Seen().StampJournal();
 }
 
 bool SqliteTable::ReadLayout() {

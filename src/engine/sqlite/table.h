@@ -59,6 +59,7 @@ class SqliteTable : public Table {
 
   [[nodiscard]] bool Connect(const std::string& path, const TableFile& file);
   [[nodiscard]] bool OpenDatabase(const std::string& path, Access access);
+  void StampJournal();
   [[nodiscard]] bool ReadLayout();
 
   template <typename Action>

@@ -9,7 +9,8 @@
 
 namespace tvl::engine {
 
-// A part of a file in memory, at most `limit` bytes. The memory is allocated at the first use and kept.
+// A part of a file in memory, at most `limit` bytes. The memory is allocated at the first use, and kept
+// unless much of it was used.
 class WriteBuffer {
  public:
   explicit WriteBuffer(std::size_t limit) : limit_(limit) {}
@@ -23,7 +24,10 @@ class WriteBuffer {
     if (position + count > size_) size_ = position + count;
     return true;
   }
-  void Clear() { size_ = 0; }
+  void Clear() {
+    if (size_ > kMostKept) memory_.reset();
+    size_ = 0;
+  }
 
   // Returns the bytes and zeros after them, `size` in all, which must not exceed the limit.
   [[nodiscard]] std::string_view Padded(std::size_t size) {
@@ -36,6 +40,8 @@ class WriteBuffer {
   [[nodiscard]] std::string_view Bytes() const { return {memory_.get(), size_}; }
 
  private:
+  static constexpr std::size_t kMostKept = std::size_t{256} << 10;
+
   [[nodiscard]] bool Allocate() {
     if (memory_ == nullptr) memory_.reset(new (std::nothrow) char[limit_]);
     return memory_ != nullptr;

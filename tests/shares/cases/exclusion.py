@@ -23,6 +23,9 @@ def judge(result, fighters, listing, least_share=SHARE_OF_TURNS):
         lines = fighter.output.splitlines()
         acknowledged += [line[4:] for line in lines if line.startswith("row ")]
         totals += [json.loads(line[6:]) for line in lines if line.startswith("total ")]
+        for line in lines:
+            if line.startswith("refused "):
+                result.figure(line)
         result.expect(fighter.status == 0, f"status {fighter.status} of {fighter.command}: {fighter.output[-200:].strip()}")
     present = set(listing.output.splitlines())
     lost = [key for key in acknowledged if key not in present]

@@ -4,7 +4,7 @@ import time
 
 from lab.machine import Failed
 
-from . import TVL, Case, new_store
+from . import CONFIG, TVL, Case, new_store
 
 LEASE = 20  # seconds, as guest/server sets it
 CABLE_OUT = LEASE + 13
@@ -76,16 +76,19 @@ def owner_off(context, result):
 
 
 def cable_out(context, result):
+    """Another client starts to lock other objects meanwhile, so the server may have to take back leases of the owner's machine."""
     new_store(context)
     alpha, beta = context.fleet.clients
     old = must_hold(begin_owner(alpha))
     event = time.monotonic()
     alpha.unplug()
+    busy = beta.begin(f"store_user turns {CONFIG} 50", 200)
     new = begin_owner(beta, CABLE_OUT + 30)
     time.sleep(CABLE_OUT)
     alpha.plug()
     new.wait_for("holds", 60)
     judge_handover(result, old, new, event)
+    result.expect(busy.wait().status == 0, f"another client: status {busy.status}: {busy.output[-300:].strip()}")
     _check_cured(context, result, alpha)
     for command in (old, new):
         command.end()

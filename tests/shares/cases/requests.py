@@ -17,7 +17,7 @@ MOST = {  # name: at most, with one decimal, on NFS 4.2, NFS 3 and SMB
     "put, again, time": (1.1, 1.1, 2.5),
     "get": (3.1, 3.1, 4.5),
     "sync, nothing changed": (0.4, 0.4, 0.4),
-    "lock and unlock": (20, 20, 27),  # on SMB a truncation is two requests, and a table has no lease
+    "lock and unlock": (20, 20, 20),
     "keyed read": (3, 3, 3),
 }
 KIND_COLUMN = {"nfs4.2": 0, "nfs3": 1, "smb": 2}

@@ -10,6 +10,7 @@
 //     of table "turns"
 
 #include <arpa/inet.h>
+#include <dlfcn.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -101,6 +102,14 @@ std::string Key(const std::string& name, int number) {
   return text;
 }
 
+// Returns why the table engine has refused something last; the library's codes say less.
+std::string EngineError() {
+  void* const engine = dlopen("/opt/tvl/lib/vbctree.so", RTLD_LAZY | RTLD_NOLOAD);
+  auto* const text =
+      engine == nullptr ? nullptr : reinterpret_cast<const char* (*)()>(dlsym(engine, "GetLastErrorText"));
+  return text == nullptr ? "unknown" : text();
+}
+
 bool WriteRow(CTVLCtreeRs& rows, const std::string& key) {
   char record[kRecordLength];
   std::memset(record, 'r', sizeof record);
@@ -127,10 +136,12 @@ void TakeTurn(CTVLClientSmbOpr& client, CTVLCtreeRs& rows, Witness& witness, con
               Turns& counts) {
   if (!witness.Enter()) counts.doubles++;
   const std::string key = Key(name, counts.turns++);
-  if (WriteRow(rows, key))
+  if (WriteRow(rows, key)) {
     Say("row " + key);
-  else
+  } else {
     counts.refused_rows++;
+    Say("refused " + key + ": " + EngineError());
+  }
   witness.Leave();
   if (Ask(client, false) == 1) counts.kept++;
 }

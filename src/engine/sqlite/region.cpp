@@ -1,6 +1,9 @@
 #include "engine/sqlite/region.h"
 
+#include <sqlite3.h>
+
 #include <cerrno>
+#include <cstdint>
 
 #include "engine/last_error.h"
 
@@ -22,8 +25,11 @@ constexpr std::chrono::milliseconds kPassOfLonelyLasts{400};
 constexpr int kMostKeptGates = 3;
 constexpr std::chrono::seconds kMeetingLasts{10};
 
-const LockRange& RangeOf(Region::Strength strength) {
-  return strength == Region::Strength::kExclusive ? kSqliteRegion : kSqliteSharedBytes;
+// Returns a byte that readers share.
+LockRange ChooseSharedByte() {
+  std::uint32_t number = 0;
+  sqlite3_randomness(sizeof number, &number);
+  return {kSqliteSharedBytes.start + number % kSqliteSharedBytes.length, 1};
 }
 
 LockKind KindOf(Region::Strength strength) {
@@ -36,6 +42,7 @@ LockKind KindOf(Region::Strength strength) {
 // the table's file shares already, preserves that state between transactions.
 void Region::Attach(FileNumber file, Access access) {
   file_ = file;
+  shared_byte_ = ChooseSharedByte();
   can_write_ = access == Access::kReadWrite;
   static_cast<void>(TryLock(file, LockKind::kShared, kUseByte));
 }
@@ -93,7 +100,11 @@ bool Region::MayBypassGate() const {
 
 // For a reader.
 bool Region::BypassGate() {
-  return MayBypassGate() && TryLock(file_, LockKind::kShared, kSqliteSharedBytes) && ++bypasses_ > 0;
+  return MayBypassGate() && TryLock(file_, LockKind::kShared, shared_byte_) && ++bypasses_ > 0;
+}
+
+const LockRange& Region::RangeOf(Strength strength) const {
+  return strength == Strength::kExclusive ? kSqliteRegion : shared_byte_;
 }
 
 bool Region::Take(Strength wanted, Patience& patience) {

@@ -22,9 +22,10 @@ namespace tvl::engine {
 // the disk. Programs that use plain SQLite and this module still exclude each other, because they lock the
 // same bytes.
 //
-// A writer locks all of the bytes. A reader shares only those that SQLite's readers share, because with a
+// A writer locks all of the bytes. A reader shares one of those that SQLite's readers share, because with a
 // lock on the byte that marks a writer, a plain SQLite would mistake the journal of a killed writer for that
-// of a live one.
+// of a live one. It is a random one: if two readers of a computer share the same bytes, and the first of them
+// unlocks them first, Samba 4.17 keeps the lock of the first on the server's file until it locks them again.
 //
 // The locks belong to SQLite's own open file: if a network file system loses them, writes to the file fail
 // too.
@@ -67,6 +68,7 @@ class Region {
   [[nodiscard]] GatheredWrites& Gathered() { return gathered_; }
 
  private:
+  [[nodiscard]] const LockRange& RangeOf(Strength strength) const;
   [[nodiscard]] bool PassGate(Strength wanted, Patience& patience);
   [[nodiscard]] bool LockPatiently(LockKind kind, const LockRange& range, Patience& patience);
   [[nodiscard]] bool TakeWithGate();
@@ -74,6 +76,7 @@ class Region {
   [[nodiscard]] bool BypassGate();
 
   FileNumber file_ = kNoFile;
+  LockRange shared_byte_ = kSqliteSharedBytes;
   bool can_write_ = false;
   bool has_unseen_journal_ = false;
   std::unique_ptr<SeenFiles> seen_ = SeenFiles::Create();

@@ -7,6 +7,8 @@ from lab.witness import ADDRESS, Witness
 from . import CONFIG, TVL, Case, new_store
 
 SHARE_OF_TURNS = 0.1  # of the fastest process, for the slowest
+READING_SECONDS = 30
+LONGEST_GAP = 5  # seconds between two rows of a writer
 
 
 def begin_contenders(machines, seconds, witness, variables=("", "")):
@@ -60,4 +62,23 @@ def exclusion(context, result):
         check_integrity(result, machines[0], f"$(dirname {CONFIG})/{name}")
 
 
-CASES = (Case("exclusion", exclusion),)
+def readers(context, result):
+    """Two readers on one computer and a writer on each: the locks that readers share must not outlast them."""
+    alpha, beta = new_store(context), context.fleet["beta"]
+    alpha.must(f"{TVL} table create turns.dat --key1 32 --record 32")
+    reading = (f"end=$((SECONDS + {READING_SECONDS})); while [ $SECONDS -lt $end ]; "
+               f"do store_user reads {CONFIG} 100 || exit 1; done")
+    readers = [alpha.begin(reading) for _ in range(2)]
+    writers = [machine.begin(f"store_user rows {CONFIG} {machine.name}") for machine in (alpha, beta)]
+    for reader in readers:
+        reader.wait()
+        result.expect(reader.status == 0, f"reader: status {reader.status}: {reader.output[-200:].strip()}")
+    for writer in writers:
+        writer.end()
+        gaps = [later - earlier for earlier, later in zip(writer.times, writer.times[1:])]
+        longest = max(gaps, default=READING_SECONDS)
+        result.expect(longest < LONGEST_GAP, f"no row for {longest:.1f} s")
+        result.figure(f"{len(writer.lines)} rows, longest gap {longest:.1f} s")
+
+
+CASES = (Case("exclusion", exclusion), Case("readers", readers))

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "host/descriptor.h"
+#include "host/file_lock.h"
 #include "host/sync.h"
 #include "host/system_calls.h"
 #include "host/write_all.h"
@@ -70,6 +71,7 @@ int CreateWith(const std::string& host, std::string_view contents) {
   if (problem == 0) problem = Sync(file.Get());
   if (problem == 0) problem = TakeModeOfFolder(host, file.Get());
   if (problem != 0) System().unlink(host.c_str());
+  CloseWithoutDelay(file.Get());
   return problem;
 }
 

@@ -24,6 +24,7 @@ KIND_COLUMN = {"nfs4.2": 0, "nfs3": 1, "smb": 2}
 SLOW_FILES = 670
 SLOW_ROUNDS = 3  # of both in turns, because the load of the computer changes
 SLOWER_THAN_CP = 1.2
+SLOWER_THAN_CP_ON_SMB = 1.5  # there the machines' own processors are the limit
 
 
 def make_tree(machine, files, size=4096):
@@ -133,7 +134,8 @@ def slow_network(context, result):
             machine.run("tc qdisc del dev vec1 root")
     ratio = sum(puts) / sum(copies)
     result.figure(f"{SLOW_ROUNDS} times {SLOW_FILES} files: cp -a {sum(copies):.1f} s, put -r {sum(puts):.1f} s, ratio {ratio:.2f}")
-    result.expect(ratio <= SLOWER_THAN_CP, f"put -r takes more than {SLOWER_THAN_CP} times the time of cp -a")
+    most = SLOWER_THAN_CP_ON_SMB if context.kind.is_smb else SLOWER_THAN_CP
+    result.expect(ratio <= most, f"put -r takes more than {most} times the time of cp -a")
 
 
 CASES = (Case("requests", requests), Case("slow network", slow_network))

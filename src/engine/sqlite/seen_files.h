@@ -26,7 +26,7 @@ class SeenFiles {
   // Called with the path of a table that has just been opened for writing, inside OpenApart.
   virtual void PrepareJournal(const std::string& /*table*/) {}
 
-  // Returns whether the journal was seen without a void header where SyncsJournal() is true, and empty.
+  // Returns true if the journal was empty, where SyncsJournal() is true, and so had no stamp (void_header.h).
   [[nodiscard]] virtual bool LacksStamp() const { return false; }
   // Writes a void header to the journal if it is still empty. The table must be locked exclusively.
   virtual void StampJournal() {}

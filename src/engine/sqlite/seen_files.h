@@ -23,7 +23,8 @@ class SeenFiles {
   // For a connection whose files others use too, on a share where opens need OpenApart. No file is open yet.
   virtual void NoteApart() {}
 
-  // Called with the path of a table that has just been opened for writing, inside OpenApart.
+  // Called with the path of a table that has just been opened for writing; inside OpenApart where that is
+  // needed.
   virtual void PrepareJournal(const std::string& /*table*/) {}
 
   // Returns true if the journal was empty, where SyncsJournal() is true, and so had no stamp (void_header.h).

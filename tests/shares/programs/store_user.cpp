@@ -1,13 +1,15 @@
 // A client of a store for the shares suite, written against the installed headers. Prints a line for each
 // result that the library reports, as soon as it does.
 //
-//     store_user contend CONFIG NAME SECONDS HOST PORT   takes turns under the lock "turn" and writes a row
-//     in each store_user put CONFIG WORK NAME FIRST              puts files, numbered from FIRST, until it is
-//     killed store_user rows CONFIG NAME                        writes rows until it is killed store_user
-//     values CONFIG NAME                      sets values of the environment until it is killed store_user
-//     turns CONFIG COUNT                      locks and unlocks COUNT times store_user reads CONFIG COUNT
-//     reads one row by its key COUNT times store_user list CONFIG                             prints the keys
-//     of table "turns"
+// clang-format off
+//     store_user contend CONFIG NAME SECONDS HOST PORT   takes turns under the lock "turn", and writes a row in each
+//     store_user put CONFIG WORK NAME FIRST              puts files, numbered from FIRST, until it is killed
+//     store_user rows CONFIG NAME                        writes rows until it is killed
+//     store_user values CONFIG NAME                      sets values of the environment until it is killed
+//     store_user turns CONFIG COUNT                      locks and unlocks COUNT times
+//     store_user reads CONFIG COUNT                      reads one row by its key COUNT times
+//     store_user list CONFIG                             prints the keys of table "turns"
+// clang-format on
 
 #include <arpa/inet.h>
 #include <dlfcn.h>
